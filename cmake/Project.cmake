@@ -1,0 +1,63 @@
+# SPDX-License-Identifier: MIT
+# Settings that every target shares, and the two functions with which folders declare their targets.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# Every program lands in the top of the build folder, where the console finds its compute service.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+
+set(SL42_SANITIZE "" CACHE STRING "Sanitizer to build with: address, undefined, thread or empty")
+
+find_program(SL42_CCACHE ccache)
+if(SL42_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${SL42_CCACHE})
+endif()
+find_program(SL42_LLD NAMES ld.lld-19 ld.lld)
+if(SL42_LLD)
+    add_link_options(-fuse-ld=${SL42_LLD})
+endif()
+if(SL42_SANITIZE)
+    add_compile_options(-fsanitize=${SL42_SANITIZE} -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${SL42_SANITIZE})
+endif()
+# Line tables are enough for the stack traces that we read, and they link quickly.
+add_compile_options($<$<CONFIG:Debug>:-gline-tables-only>)
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+function(sl42_settings target)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Werror)
+endfunction()
+
+# sl42_library(NAME SOURCES ... [PUBLIC_LINK ...] [LINK ...])
+function(sl42_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC_LINK;LINK" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    sl42_settings(${name})
+    target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LINK} PRIVATE ${ARG_LINK})
+endfunction()
+
+# sl42_executable(NAME SOURCES ... [LINK ...])
+function(sl42_executable name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    sl42_settings(${name})
+    target_link_libraries(${name} PRIVATE ${ARG_LINK})
+endfunction()
+
+# sl42_test(NAME SOURCES ... [LINK ...] [LABELS ...]): one GoogleTest program, one CTest entry a case.
+function(sl42_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK" ${ARGN})
+    sl42_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} GTest::gtest_main)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 300)
+    endif()
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
+        ENVIRONMENT "SL42_COMPUTE=${CMAKE_BINARY_DIR}/starloom-compute;SL42_SOURCE_DIR=${PROJECT_SOURCE_DIR};SL42_BUILD_DIR=${CMAKE_BINARY_DIR}")
+endfunction()

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A kernel as machine code of this processor, and running it over a grid on all cores.
+#pragma once
+
+#include "compute/kernel/Canonical.h"
+#include "compute/kernel/TextureView.h"
+#include "platform/base/Result.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace compute::host {
+
+/// Everything that a kernel's parameters can be bound to; null where nothing is bound.
+struct Bindings {
+    std::array<std::byte*, 31> buffers{};
+    std::array<const kernel::TextureView*, 31> textures{};
+};
+
+struct Extent {
+    std::uint32_t width = 1;
+    std::uint32_t height = 1;
+    std::uint32_t depth = 1;
+};
+
+/// Immutable once made; may run on several threads at once.
+class HostKernel {
+public:
+    virtual ~HostKernel() = default;
+
+    virtual const std::string& name() const = 0;
+    virtual const std::vector<kernel::Parameter>& parameters() const = 0;
+    virtual double optimiserMilliseconds() const = 0;
+    virtual double codeGenerationMilliseconds() const = 0;
+    /// Runs the kernel once per thread of `grid`, spread over all cores in tiles, and returns when
+    /// all are done. Every binding that parameters() names must be there.
+    virtual void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup) const = 0;
+};
+
+/// Generates machine code for this processor.
+platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel);
+
+/// Starts the worker threads and initialises the code generator; called once before the service
+/// locks itself down.
+void warmUp();
+
+} // namespace compute::host

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The front end of the shading language: program text in, intermediate code and reflection out.
+// It reads nothing but its argument; the language's own library comes from memory.
+#pragma once
+
+#include "compute/kernel/Program.h"
+#include "platform/base/Result.h"
+
+#include <string_view>
+
+namespace compute::metal {
+
+/// Compiles one text. The error is everything that the compiler printed, with positions
+/// `program_source:LINE:COLUMN:`, the source line and a caret. Safe to call from several threads.
+platform::Result<kernel::Program> compile(std::string_view source);
+
+/// Loads what the first compilation would otherwise have to: called once before the service locks
+/// itself down, so that the first program compiles as quickly as the second.
+void warmUp();
+
+} // namespace compute::metal

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Recorded work for the device: command buffers and the encoders that fill them.
+#pragma once
+
+#include "gpu/Buffer.h"
+#include "gpu/Library.h"
+#include "gpu/Texture.h"
+#include "gpu/Types.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace gpu {
+
+/// Encodes kernels. One encoder is open at a time; endEncoding() must come before the next one is
+/// made or the buffer is committed. Bindings last until the end of the encoder.
+class ComputeCommandEncoder {
+public:
+    virtual ~ComputeCommandEncoder() = default;
+
+    virtual void setLabel(std::string label) = 0;
+    virtual void setComputePipelineState(std::shared_ptr<ComputePipelineState> pipeline) = 0;
+    virtual void setBuffer(std::shared_ptr<Buffer> buffer, std::size_t offset,
+                           std::uint32_t index) = 0;
+    /// Binds buffers, all at offset 0, at consecutive indices from `firstIndex`.
+    virtual void setBuffers(std::span<const std::shared_ptr<Buffer>> buffers,
+                            std::uint32_t firstIndex) = 0;
+    /// Binds a copy of at most 4096 bytes as a buffer.
+    virtual void setBytes(std::span<const std::byte> bytes, std::uint32_t index) = 0;
+    virtual void setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) = 0;
+    /// Runs the kernel once per thread of `threads`; threads outside whole groups are not run.
+    virtual void dispatchThreads(Size3 threads, Size3 threadsPerThreadgroup) = 0;
+    virtual void endEncoding() = 0;
+};
+
+/// Encodes copies and fills.
+class BlitCommandEncoder {
+public:
+    virtual ~BlitCommandEncoder() = default;
+
+    virtual void setLabel(std::string label) = 0;
+    virtual void fill(std::shared_ptr<Buffer> buffer, Range range, std::uint8_t value) = 0;
+    virtual void copy(std::shared_ptr<Buffer> source, std::size_t sourceOffset,
+                      std::shared_ptr<Buffer> destination, std::size_t destinationOffset,
+                      std::size_t length) = 0;
+    /// Computes every level after the first from the level before it, 2 x 2 box filter.
+    virtual void generateMipmaps(std::shared_ptr<Texture> texture) = 0;
+    virtual void endEncoding() = 0;
+};
+
+/// Something to be shown when a command buffer has completed.
+class Drawable {
+public:
+    virtual ~Drawable() = default;
+    virtual std::shared_ptr<Texture> texture() = 0;
+    /// Called once on the device's callback thread.
+    virtual void present() = 0;
+};
+
+enum class CommandBufferStatus : std::uint8_t { NotCommitted, Committed, Completed, Error };
+
+/// Why a command buffer did not complete.
+struct CommandBufferError {
+    enum class Code : std::uint8_t {
+        TimeLimit,       ///< a kernel ran longer than the device's time limit
+        KernelFault,     ///< a kernel touched memory that it was not given, or overran its stack
+        PipelineStopped, ///< it uses a pipeline that was stopped for one of the reasons above
+        ServiceLost,     ///< the compute service ended for a reason outside the kernel
+        InvalidCommand,  ///< an argument is missing or does not fit
+    };
+    Code code = Code::InvalidCommand;
+    /// One line that names the command buffer and the kernel.
+    std::string message;
+    /// Name of the kernel at fault, when there is one.
+    std::string kernel;
+};
+
+/// Made by CommandQueue::makeCommandBuffer; filled from one thread, then committed once. A
+/// command buffer with an error has done some prefix of its work.
+class CommandBuffer {
+public:
+    virtual ~CommandBuffer() = default;
+
+    virtual void setLabel(std::string label) = 0;
+    virtual const std::string& label() const = 0;
+    /// Null while another encoder is open or after commit().
+    virtual std::shared_ptr<ComputeCommandEncoder> makeComputeCommandEncoder() = 0;
+    virtual std::shared_ptr<BlitCommandEncoder> makeBlitCommandEncoder() = 0;
+    /// Shows the drawable once the work is done, unless it failed.
+    virtual void present(std::shared_ptr<Drawable> drawable) = 0;
+
+    /// Runs on the device's callback thread, in the order of adding, after the status is final.
+    /// Must be added before commit().
+    virtual void addCompletedHandler(std::function<void(CommandBuffer&)> handler) = 0;
+    virtual void commit() = 0;
+    /// Returns when the status is final and all handlers have run. Not from a handler.
+    virtual void waitUntilCompleted() = 0;
+
+    virtual CommandBufferStatus status() const = 0;
+    /// Set when status() is Error.
+    virtual std::optional<CommandBufferError> error() const = 0;
+    /// Milliseconds that the device spent on it; zero until it has completed.
+    virtual double milliseconds() const = 0;
+};
+
+/// Runs its command buffers one after the other, in the order of their commits.
+class CommandQueue {
+public:
+    virtual ~CommandQueue() = default;
+    /// Null when the device cannot take more work.
+    virtual std::shared_ptr<CommandBuffer> makeCommandBuffer() = 0;
+};
+
+} // namespace gpu

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Two-dimensional images with mip levels.
+#pragma once
+
+#include "gpu/Types.h"
+
+#include <span>
+#include <string>
+
+namespace gpu {
+
+struct TextureDescriptor {
+    PixelFormat format = PixelFormat::RGBA8Unorm;
+    std::uint32_t width = 1;
+    std::uint32_t height = 1;
+    /// 1 for a plain image; fullMipCount() for a chain down to one pixel.
+    std::uint32_t mipLevels = 1;
+    bool operator==(const TextureDescriptor&) const = default;
+};
+
+/// Number of levels from width x height down to 1 x 1, each half of the one before, rounded down.
+constexpr std::uint32_t fullMipCount(std::uint32_t width, std::uint32_t height) {
+    std::uint32_t levels = 1;
+    for (std::uint32_t size = width > height ? width : height; size > 1; size /= 2)
+        ++levels;
+    return levels;
+}
+
+/// Extent of one mip level along one axis.
+constexpr std::uint32_t mipExtent(std::uint32_t extent, std::uint32_t level) {
+    const std::uint32_t shifted = level < 32 ? extent >> level : 0;
+    return shifted > 0 ? shifted : 1;
+}
+
+/// Made by Device::makeTexture; reads as zeros until something writes it.
+class Texture {
+public:
+    virtual ~Texture() = default;
+
+    virtual const TextureDescriptor& descriptor() const = 0;
+    std::uint32_t width() const { return descriptor().width; }
+    std::uint32_t height() const { return descriptor().height; }
+
+    /// Writes a whole mip level from rows that are `bytesPerRow` apart in `pixels`. The caller
+    /// sees to it that no command buffer in flight uses the texture. False when the level does
+    /// not exist or `pixels` is too short for it.
+    [[nodiscard]] virtual bool replace(std::uint32_t level, std::span<const std::byte> pixels,
+                                       std::size_t bytesPerRow) = 0;
+    /// Reads a whole mip level, likewise.
+    [[nodiscard]] virtual bool getBytes(std::uint32_t level, std::span<std::byte> pixels,
+                                        std::size_t bytesPerRow) const = 0;
+
+    const std::string& label() const { return m_label; }
+    void setLabel(std::string label) { m_label = std::move(label); }
+
+private:
+    std::string m_label;
+};
+
+} // namespace gpu
