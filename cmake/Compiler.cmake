@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # LLVM and Clang for the compute service. Only targets under compute/ link these two.
-find_package(LLVM 19 REQUIRED CONFIG PATHS /usr/lib/llvm-19/lib/cmake/llvm NO_DEFAULT_PATH)
+find_package(LLVM 19.1 REQUIRED CONFIG PATHS /usr/lib/llvm-19/lib/cmake/llvm NO_DEFAULT_PATH)
 add_library(sl42_llvm INTERFACE)
 target_include_directories(sl42_llvm SYSTEM INTERFACE ${LLVM_INCLUDE_DIRS})
 target_link_directories(sl42_llvm INTERFACE ${LLVM_LIBRARY_DIRS})
