@@ -49,7 +49,7 @@ function(sl42_executable name)
     target_link_libraries(${name} PRIVATE ${ARG_LINK})
 endfunction()
 
-# sl42_test(NAME SOURCES ... [LINK ...] [LABELS ...]): one GoogleTest program, one CTest entry a case.
+# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds]): one GoogleTest program.
 function(sl42_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK" ${ARGN})
     sl42_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} GTest::gtest_main)

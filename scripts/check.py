@@ -1,0 +1,185 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Checks what the compiler does not: format, lint of changed files, headers, layering, documents.
+
+    scripts/check.py                 all checks; clang-tidy on the files that the last commit or the
+                                     working tree changed
+    scripts/check.py --tidy-all      clang-tidy on every file
+    scripts/check.py --no-tidy       everything but clang-tidy
+Prints one line per fault and exits with 1 when there is any.
+"""
+import argparse
+import concurrent.futures
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build" / "release"
+
+# Folder -> project folders whose headers it may include. The longest matching folder counts, and a
+# folder may always include itself.
+LAYERS = {
+    "platform/base": [],
+    "platform": ["platform"],
+    "compute/protocol": ["platform/base"],
+    "compute/kernel": ["platform/base"],
+    "compute/metal": ["platform/base", "compute/kernel"],
+    "compute/host": ["platform/base", "compute/kernel"],
+    "compute/service": ["platform/base", "compute"],
+    "gpu": ["platform/base"],
+    "gpu/Device.cpp": ["gpu", "platform/base"],
+    "gpu/host": ["platform/base", "gpu", "compute/protocol"],
+    "Shader": ["platform/base", "gpu"],
+    "preview": ["platform", "gpu"],
+    "SL42": ["platform", "gpu", "Shader", "preview", "LiveCoding"],
+    "cli": ["platform", "gpu", "SL42", "Shader", "preview"],
+    "tests": [""],
+    "bench": [""],
+}
+# Implementations of the compute interface, which only gpu/Device.cpp may name.
+HIDDEN = ("gpu/host", "gpu/vulkan")
+
+# External headers and the only folders that may see them.
+EXTERNAL = [
+    (r"(llvm|clang)/", ["compute/metal", "compute/kernel", "compute/host", "compute/service",
+                        "tests/compute"]),
+    (r"(tbb|oneapi)/", ["compute/host", "compute/service"]),
+    (r"seccomp\.h", ["compute/service"]),
+    (r"vulkan/", ["gpu/vulkan"]),
+    (r"SDL2?/", ["platform"]),
+    (r"Q[A-Z]", ["app"]),
+    (r"CLI/", ["cli"]),
+    (r"(png\.h|OpenEXR/|Imf)", ["platform/image"]),
+    (r"(sys/(mman|socket|syscall|prctl|resource|inotify|wait)|unistd|fcntl|poll|signal|spawn)\.h",
+     ["platform", "compute", "gpu/host", "tests"]),
+]
+
+WORDS = re.compile(r"\bTODO\b|\bFIXME\b|\bXXX\b")
+
+
+def tracked(*patterns):
+    command = ["git", "ls-files", "--cached", "--others", "--exclude-standard", "--", *patterns]
+    names = subprocess.run(command, cwd=ROOT, check=True, capture_output=True, text=True).stdout
+    return [name for name in names.splitlines() if (ROOT / name).is_file()]
+
+
+def sources():
+    return tracked("*.cpp", "*.h")
+
+
+def inside(path, folder):
+    return folder == "" or path == folder or path.startswith(folder + "/")
+
+
+def checkFormat(faults):
+    run = subprocess.run(["clang-format-19", "--dry-run", "-Werror", *sources()], cwd=ROOT,
+                         capture_output=True, text=True)
+    lines = [line for line in run.stderr.splitlines() if " error: " in line]
+    faults += sorted({line.split(":")[0] + ": not formatted (clang-format-19 -i)" for line in lines})
+
+
+def layerOf(path):
+    return max((folder for folder in LAYERS if inside(path, folder)), key=len, default=None)
+
+
+def checkIncludes(faults):
+    folders = {path.split("/")[0] for path in sources()}
+    for path in sources():
+        layer = layerOf(path)
+        if layer is None:
+            faults.append(f"{path}: no layer is declared for this folder in scripts/check.py")
+            continue
+        for number, line in enumerate((ROOT / path).read_text().splitlines(), 1):
+            match = re.match(r'\s*#\s*include\s+([<"])([^>"]+)', line)
+            if match is None:
+                continue
+            name = match[2]
+            if match[1] == '"':
+                own = inside(name, layer) or name.split("/")[0] not in folders
+                hidden = any(inside(name, h) and not inside(path, h) for h in HIDDEN)
+                privileged = path == "gpu/Device.cpp" or inside(path, "tests")
+                allowed = own or any(inside(name, folder) for folder in LAYERS[layer])
+                if not allowed or (hidden and not privileged):
+                    faults.append(f"{path}:{number}: {layer} may not include {name}")
+                continue
+            for pattern, places in EXTERNAL:
+                if re.match(pattern, name) and not any(inside(path, p) for p in places):
+                    faults.append(f"{path}:{number}: <{name}> belongs under {', '.join(places)}")
+
+
+def checkHeaders(faults):
+    for path in sources():
+        text = (ROOT / path).read_text()
+        if not text.startswith("// SPDX-License-Identifier: MIT\n"):
+            faults.append(f"{path}: does not open with the licence line")
+        if path.endswith(".h") and "#pragma once" not in text:
+            faults.append(f"{path}: has no #pragma once")
+        if re.search(r"^using namespace", text, re.M) and path.endswith(".h"):
+            faults.append(f"{path}: using namespace in a header")
+        if WORDS.search(text):
+            faults.append(f"{path}: leftover marker ({WORDS.search(text)[0]})")
+
+
+def checkArchitecturePage(faults):
+    """The page lists every folder that holds code, as `folder/`, and no folder that does not exist."""
+    page = (ROOT / "docs" / "architecture.md").read_text()
+    listed = set(re.findall(r"^\| `([\w/]+)/` \|", page, re.M))
+    actual = {os.path.dirname(path) for path in tracked("*.cpp", "*.h", "*.metal", "*.py")}
+    actual = {folder for folder in actual if not folder.startswith("tests/")}
+    for folder in sorted(listed):
+        if not (ROOT / folder).is_dir():
+            faults.append(f"docs/architecture.md: lists {folder}/, which does not exist")
+    for folder in sorted(actual - listed - {""}):
+        if not any(inside(folder, place) and place.count("/") >= 1 for place in listed):
+            faults.append(f"docs/architecture.md: does not list {folder}/")
+
+
+def changedSources():
+    diff = ["git", "diff", "--name-only", "--diff-filter=d"]
+    names = set()
+    for base in (["HEAD"], ["HEAD~1", "HEAD"]):
+        run = subprocess.run(diff + base, cwd=ROOT, capture_output=True, text=True)
+        names |= set(run.stdout.splitlines())
+    return [name for name in names if name in set(sources())]
+
+
+def checkTidy(faults, files):
+    if not (BUILD / "compile_commands.json").exists():
+        faults.append("build/release has no compile_commands.json: configure first")
+        return
+
+    def tidy(path):
+        command = ["clang-tidy-19", "-p", str(BUILD), "--quiet", path]
+        run = subprocess.run(command, cwd=ROOT, capture_output=True, text=True)
+        return [line for line in run.stdout.splitlines() if re.search(r" (error|warning): ", line)]
+
+    units = [path for path in files if path.endswith(".cpp")]
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        found = {line.replace(str(ROOT) + "/", "") for lines in pool.map(tidy, units)
+                 for line in lines}
+    faults += sorted(found)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Checks what the compiler does not.")
+    parser.add_argument("--tidy-all", action="store_true")
+    parser.add_argument("--no-tidy", action="store_true")
+    options = parser.parse_args()
+    faults = []
+    checkFormat(faults)
+    checkIncludes(faults)
+    checkHeaders(faults)
+    checkArchitecturePage(faults)
+    if not options.no_tidy:
+        checkTidy(faults, sources() if options.tidy_all else changedSources())
+    for fault in faults:
+        print(fault)
+    print(f"check: {len(faults)} fault(s) in {len(sources())} files")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
