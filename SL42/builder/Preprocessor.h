@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The scan of a program before it is compiled: which entry functions it has, which song it plays,
+// and what must be added so that everything that the kernels call is there.
+#pragma once
+
+#include "SL42/engine/AudioSpec.h"
+#include "platform/Log.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace starloom {
+
+struct PreprocessedSource {
+    bool hasCPU = false;
+    bool hasVideo = false;
+    bool hasAudio = false;
+    /// To be appended to the program.
+    std::string additions;
+};
+
+/// Scans line by line for "cpu()", "fx()", "sfx()" and music lines; lines that start with "//" do
+/// not count. Reports what it finds to `log` and each music line to `onMusic`, in their order.
+PreprocessedSource preprocessSource(std::string_view source, platform::Log& log,
+                                    const std::function<void(const AudioSpec&)>& onMusic);
+
+/// The first music specification in a line: "music = {bpm, beats, bars, patterns}", also with
+/// "int4(" or with no bracket at all; what follows the fourth number does not matter.
+std::optional<AudioSpec> findMusic(std::string_view line);
+
+} // namespace starloom

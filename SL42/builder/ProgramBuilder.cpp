@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "SL42/builder/ProgramBuilder.h"
+
+#include "SL42/prelude/ShaderStrings.h"
+
+namespace starloom {
+
+std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed) {
+    const std::string& header = SharedShaderStrings::standardProcessingHeader();
+    const std::string_view tail = GPUShaderStrings::kernelTail();
+    std::string text;
+    text.reserve(header.size() + source.size() + preprocessed.additions.size() + tail.size());
+    text.append(header).append(source).append(preprocessed.additions).append(tail);
+    return text;
+}
+
+CompiledShader compileShader(gpu::Device& device, std::string_view source,
+                             std::string_view functionName, platform::Log& log) {
+    const std::string name(functionName);
+    const auto library = device.makeLibrary(source);
+    if (!library)
+        return {"Compilation failed:\n" + library.error().message, nullptr};
+    const auto function = (*library)->makeFunction(name);
+    if (!function)
+        return {"Couldn't find " + name + " function\n", nullptr};
+    auto shader = ComputeShader::create(device, *function, log);
+    if (!shader)
+        return {"Failed to create " + name + " compute pipeline state\n", nullptr};
+    return {"Done.\n", std::move(shader)};
+}
+
+} // namespace starloom

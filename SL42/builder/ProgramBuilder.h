@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// From a program to the text that the device compiles, and from that text to one kernel.
+#pragma once
+
+#include "SL42/builder/Preprocessor.h"
+#include "Shader/ComputeShader.h"
+#include "gpu/Device.h"
+#include "platform/Log.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace starloom {
+
+/// The prelude, the program with its additions, and the kernels that call it.
+std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed);
+
+struct CompiledShader {
+    /// What the compile log says about it.
+    std::string message;
+    /// Null when it failed.
+    std::unique_ptr<ComputeShader> shader;
+};
+
+/// Compiles a whole text and takes one kernel from it. Blocks.
+CompiledShader compileShader(gpu::Device& device, std::string_view source,
+                             std::string_view functionName, platform::Log& log);
+
+} // namespace starloom

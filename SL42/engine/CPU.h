@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The cpu stage: runs the program's cpu() on every core, once a frame.
+#pragma once
+
+#include "SL42/engine/MachineBuffers.h"
+#include "Shader/ComputeShader.h"
+
+#include <memory>
+
+namespace starloom {
+
+/// Main thread.
+class CPU {
+public:
+    static constexpr std::uint32_t coreCount = 4096;
+
+    /// Encodes the kernel, or nothing when there is none or the device has stopped it.
+    void run(gpu::CommandBuffer& commandBuffer, const RenderData& renderData) const;
+
+    /// Null when no program with a cpu() has compiled yet.
+    std::unique_ptr<ComputeShader> shader;
+};
+
+} // namespace starloom

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The console itself: one object per open document that owns the machine, the stages that run on
+// it and the program's text, and draws a frame whenever its view asks for one.
+#pragma once
+
+#include "SL42/audio/AudioRenderer.h"
+#include "SL42/engine/CPU.h"
+#include "SL42/engine/Display.h"
+#include "SL42/engine/MachineBuffers.h"
+#include "SL42/engine/VideoRenderer.h"
+#include "SL42/input/Keyboard.h"
+#include "SL42/input/MouseValues.h"
+#include "gpu/Device.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/MainQueue.h"
+#include "platform/Published.h"
+#include "platform/Semaphore.h"
+#include "preview/MTLPreview.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace starloom {
+
+struct PreprocessedSource;
+
+/// What the console runs in. All of it must outlive the console.
+struct Surroundings {
+    platform::MainQueue& mainQueue;
+    const platform::Clock& clock;
+    platform::Log& log;
+    std::shared_ptr<gpu::Device> device;
+    /// Makes the view that the console draws into.
+    std::function<std::unique_ptr<MTLPreview>(const std::shared_ptr<gpu::Device>&)> makeView;
+};
+
+/// Main thread. Compiling and rendering the song block it; drawing waits when three frames are in
+/// flight, and goes on serving the main queue meanwhile. Values that the interface shows are
+/// published and change only in tasks of the main queue.
+class SL42 final : public MTLPreviewDelegate {
+public:
+    /// With `preview` set it only holds a document's text: nothing is compiled or drawn. Stops the
+    /// program when there is no device or the device has no memory.
+    SL42(Surroundings surroundings, std::string title, std::string source, bool preview);
+    /// Waits for the frames in flight.
+    ~SL42() override;
+    SL42(const SL42&) = delete;
+    SL42& operator=(const SL42&) = delete;
+
+    /// Encodes and submits one frame.
+    void draw(MTLPreview& view) override;
+    /// Restarts the console: time zero, all memory zero, the song from its start.
+    void reset();
+
+    const std::string& title() const { return m_title; }
+    const std::string& source() const { return m_source; }
+    /// Compiles the new text at once; its log is published through the main queue.
+    void setSource(std::string source);
+    bool hasCPU() const { return m_hasCPU; }
+    bool hasVideo() const { return m_hasVideo; }
+    bool hasAudio() const { return m_hasAudio; }
+
+    /// Whether time advances. Frames are drawn also while it does not.
+    platform::Published<bool> playing{true};
+    /// Code points of the source.
+    const platform::Published<std::size_t>& size() const { return m_size; }
+    /// The log of the last compilation, also when nothing failed.
+    const platform::Published<std::string>& error() const { return m_error; }
+    /// Whether that log speaks of a failure.
+    const platform::Published<bool>& hasError() const { return m_hasError; }
+    /// Why the device gave up on this program, in one line; empty when it did not.
+    const platform::Published<std::string>& fault() const { return m_fault; }
+
+    /// Seconds into the song.
+    float time() const { return m_time; }
+    /// Position in the song, in samples.
+    std::uint32_t sample() const { return m_sample; }
+
+    const MouseValues& mouseValues() const { return m_mouseValues.get(); }
+    /// Stores the values and writes them to the machine.
+    void setMouseValues(const MouseValues& values);
+    Keyboard& keyboard() { return m_keyboard; }
+
+    bool showEditorOverlay() const { return m_display.showEditorOverlay(); }
+    bool invertEditorOverlay() const { return m_display.invertEditorOverlay(); }
+    void setShowEditorOverlay(bool show);
+    void setInvertEditorOverlay(bool invert) { m_display.setInvertEditorOverlay(invert); }
+    /// The captured editor window to lay over the picture.
+    void setEditorTexture(std::optional<YUVTexture> texture);
+
+    /// Whether the system pointer shows over the view; follows the machine's register.
+    bool showCursor() const { return m_showCursor; }
+    MTLPreview& view() { return *m_view; }
+    const MachineBuffers& machine() const { return m_machine; }
+    AudioRenderer& audioRenderer() { return m_audioRenderer; }
+
+private:
+    static constexpr unsigned maxFramesInFlight = 3;
+
+    void updateTime();
+    void updateCursor(MTLPreview& view);
+    void copyInput();
+    void drawMachine(gpu::CommandBuffer& commandBuffer);
+    void showMachine(const std::shared_ptr<gpu::Drawable>& drawable);
+    void frameCompleted();
+    void reportFault(const std::optional<gpu::CommandBufferError>& error, unsigned program);
+    RenderData renderData() const;
+    void runOnMainQueue(std::function<void(SL42&)> task);
+
+    // The program builder (SL42/builder/Compile.cpp).
+    void compile();
+    std::string compileStages(const PreprocessedSource& preprocessed);
+    void renderSong();
+    void setMusic(const AudioSpec& music);
+    void publishLog(std::string log);
+
+    const Surroundings m_surroundings;
+    const bool m_preview;
+    const std::string m_title;
+    std::string m_source;
+    platform::Published<std::size_t> m_size;
+    bool m_hasCPU = false;
+    bool m_hasVideo = false;
+    bool m_hasAudio = false;
+    /// Counts the programs compiled so far, to tell whose fault it was.
+    unsigned m_program = 0;
+    platform::Published<bool> m_hasError;
+    platform::Published<std::string> m_error;
+    platform::Published<std::string> m_fault;
+    std::unique_ptr<MTLPreview> m_view;
+    std::shared_ptr<gpu::CommandQueue> m_queue;
+    AudioRenderer m_audioRenderer;
+    VideoRenderer m_videoRenderer;
+    CPU m_cpu;
+    platform::Semaphore m_semaphore;
+    std::optional<platform::Seconds> m_startTime;
+    float m_time = 0;
+    std::uint32_t m_sample = 0;
+    MachineBuffers m_machine;
+    Display m_display;
+    bool m_showCursor = false;
+    Keyboard m_keyboard;
+    platform::Published<MouseValues> m_mouseValues;
+    /// Tells tasks on the main queue whether the console is still there.
+    std::shared_ptr<SL42*> m_self = std::make_shared<SL42*>(this);
+};
+
+} // namespace starloom

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "SL42/engine/VideoRenderer.h"
+
+#include "SL42/engine/Screen.h"
+#include "platform/base/Fatal.h"
+
+#include <utility>
+
+namespace starloom {
+
+VideoRenderer::VideoRenderer(std::shared_ptr<gpu::Device> device, platform::Log& log)
+    : m_device(std::move(device)), m_log(log), m_fontTexture(m_device->makeTexture({})) {
+    if (!m_fontTexture)
+        platform::fatalError("Couldn't make the font texture");
+    m_fontTexture->setLabel("Font");
+    setConstants();
+}
+
+std::string VideoRenderer::updateSource(std::string_view source) {
+    auto library = m_device->makeLibrary(source);
+    if (!library)
+        return "Compilation failed:\n" + library.error().message;
+    m_library = std::move(*library);
+    return makeFunction();
+}
+
+std::string VideoRenderer::makeFunction() {
+    if (!m_library)
+        return "Couldn't load library for video shader\n";
+    const auto function = m_library->makeFunction("video", m_constantValues);
+    if (!function) {
+        m_log.line(function.error().message);
+        return "Couldn't find video function\n";
+    }
+    auto shader = ComputeShader::create(*m_device, *function, m_log);
+    if (!shader)
+        return "Failed to create video compute pipeline state\n";
+    m_videoShader = std::move(shader);
+    return "Done.\n";
+}
+
+void VideoRenderer::setConstants() {
+    m_constantValues.setChar(0, static_cast<std::int8_t>(m_colorMode));
+    m_constantValues.setChar(1, static_cast<std::int8_t>(m_blendMode));
+}
+
+// When the rebuilding fails, the frame draws with the kernel before.
+void VideoRenderer::followRegisters(const MachineBuffers& machine) {
+    const std::uint8_t colorMode = machine.readRegister(Register::ColorMode);
+    const std::uint8_t blendMode = machine.readRegister(Register::BlendMode);
+    if (colorMode == m_colorMode && blendMode == m_blendMode)
+        return;
+    m_colorMode = colorMode;
+    m_blendMode = blendMode;
+    setConstants();
+    makeFunction();
+}
+
+void VideoRenderer::render(const RenderData& renderData, gpu::CommandBuffer& commandBuffer) {
+    // A stopped kernel must not come back by way of a register, where it would hang every frame.
+    if (!m_videoShader || m_videoShader->isStopped())
+        return;
+    const auto encoder = commandBuffer.makeComputeCommandEncoder();
+    if (!encoder)
+        return;
+    encoder->setLabel("Video encoder");
+    followRegisters(renderData.machine);
+    encoder->setComputePipelineState(m_videoShader->pipelineState());
+    renderData.addToEncoder(*encoder, 0);
+    encoder->setTexture(m_fontTexture, 2);
+    encoder->dispatchThreads({screenWidth, screenHeight, 1}, {8, 8, 1});
+    encoder->endEncoding();
+}
+
+} // namespace starloom

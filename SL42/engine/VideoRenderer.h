@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The video stage: runs the program's fx() on every pixel, once a frame.
+#pragma once
+
+#include "SL42/engine/MachineBuffers.h"
+#include "Shader/ComputeShader.h"
+#include "platform/Log.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace starloom {
+
+/// Keeps the program's library, because the colour mode and the blend mode are compiled into the
+/// kernel: a frame that finds one of those registers changed builds the kernel anew and waits for
+/// it. Main thread.
+class VideoRenderer {
+public:
+    /// `log` must outlive it. Stops the program when the device cannot make the font texture.
+    VideoRenderer(std::shared_ptr<gpu::Device> device, platform::Log& log);
+
+    /// Compiles a whole program text. Returns what the compile log says about it. When it fails,
+    /// the kernel before stays.
+    std::string updateSource(std::string_view source);
+
+    /// Encodes the kernel, or nothing when there is none or the device has stopped it.
+    void render(const RenderData& renderData, gpu::CommandBuffer& commandBuffer);
+
+    const ComputeShader* videoShader() const { return m_videoShader.get(); }
+
+private:
+    std::string makeFunction();
+    void setConstants();
+    void followRegisters(const MachineBuffers& machine);
+
+    std::shared_ptr<gpu::Device> m_device;
+    platform::Log& m_log;
+    std::unique_ptr<ComputeShader> m_videoShader;
+    /// The modes that the constants hold.
+    std::uint8_t m_colorMode = 0;
+    std::uint8_t m_blendMode = 0;
+    std::shared_ptr<gpu::Library> m_library;
+    gpu::FunctionConstantValues m_constantValues;
+    std::shared_ptr<gpu::Texture> m_fontTexture;
+};
+
+} // namespace starloom

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The form in which every stage of the console holds a compiled kernel.
+#pragma once
+
+#include "gpu/Device.h"
+#include "platform/Log.h"
+
+#include <memory>
+#include <string>
+
+namespace starloom {
+
+/// One kernel's pipeline state. Stages make their own encoders, bind their own arguments and choose
+/// their own dispatch sizes.
+class ComputeShader {
+public:
+    /// Labels the function with its own name and compiles it. When the device cannot, prints the
+    /// device's message to `log` and returns null. Blocks.
+    static std::unique_ptr<ComputeShader>
+    create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function, platform::Log& log);
+
+    const std::string& shaderName() const { return m_shaderName; }
+    /// "ComputeEnc: " and the kernel's name.
+    const std::string& label() const { return m_label; }
+    /// Never null.
+    const std::shared_ptr<gpu::ComputePipelineState>& pipelineState() const {
+        return m_pipelineState;
+    }
+    /// True once the kernel has hung or faulted; it is not run any more.
+    bool isStopped() const { return m_pipelineState->isStopped(); }
+
+private:
+    ComputeShader(std::string shaderName, std::shared_ptr<gpu::ComputePipelineState> pipelineState);
+
+    std::string m_shaderName;
+    std::shared_ptr<gpu::ComputePipelineState> m_pipelineState;
+    std::string m_label;
+};
+
+} // namespace starloom

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "platform/MainQueue.h"
+
+#include <utility>
+
+namespace platform {
+
+void MainQueue::async(Task task) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_tasks.push_back(std::move(task));
+    }
+    m_queued.notify_one();
+    if (m_wakeHandler)
+        m_wakeHandler();
+}
+
+void MainQueue::setWakeHandler(std::function<void()> handler) {
+    m_wakeHandler = std::move(handler);
+}
+
+// Tasks leave the queue one at a time, so that a task which pumps again (because it waits for
+// something that a later task does) finds the later ones still in the queue.
+bool MainQueue::runNext() {
+    Task task;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_tasks.empty())
+            return false;
+        task = std::move(m_tasks.front());
+        m_tasks.pop_front();
+    }
+    task();
+    return true;
+}
+
+std::size_t MainQueue::pump() {
+    std::size_t waiting = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        waiting = m_tasks.size();
+    }
+    std::size_t count = 0;
+    while (count < waiting && runNext())
+        ++count;
+    return count;
+}
+
+void MainQueue::waitAndRun() {
+    {
+        std::unique_lock lock(m_mutex);
+        m_queued.wait(lock, [this] { return !m_tasks.empty(); });
+    }
+    pump();
+}
+
+bool MainQueue::waitAndRun(std::chrono::milliseconds timeout) {
+    {
+        std::unique_lock lock(m_mutex);
+        m_queued.wait_for(lock, timeout, [this] { return !m_tasks.empty(); });
+    }
+    return pump() > 0;
+}
+
+} // namespace platform

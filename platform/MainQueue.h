@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The queue of work for the main thread. Device callbacks, file events and the like post closures
+// from their own threads; whoever owns the main thread (the window's event loop or the command
+// line) runs them. Everything that the interface shows is written from here.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+
+namespace platform {
+
+class MainQueue {
+public:
+    using Task = std::function<void()>;
+
+    MainQueue() = default;
+    MainQueue(const MainQueue&) = delete;
+    MainQueue& operator=(const MainQueue&) = delete;
+
+    /// Queues a task. Any thread.
+    void async(Task task);
+
+    /// Called after each async() on the thread that called it, so that an event loop knows when to
+    /// pump. Set it before the queue is shared between threads.
+    void setWakeHandler(std::function<void()> handler);
+
+    /// Runs the tasks that are queued now, in order, and says how many there were. Tasks that they
+    /// queue in turn wait for the next call. Main thread; a task may call it again.
+    std::size_t pump();
+
+    /// Blocks until something is queued, then pumps. Main thread; a task may call it again.
+    void waitAndRun();
+
+    /// The same, but gives up after `timeout`; says whether anything ran.
+    bool waitAndRun(std::chrono::milliseconds timeout);
+
+private:
+    bool runNext();
+
+    std::mutex m_mutex;
+    std::condition_variable m_queued;
+    std::deque<Task> m_tasks;
+    std::function<void()> m_wakeHandler;
+};
+
+} // namespace platform

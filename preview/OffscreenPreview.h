@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A view without a window: its pictures are read back by the command line, the thumbnails and the
+// tests.
+#pragma once
+
+#include "gpu/Device.h"
+#include "preview/MTLPreview.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace starloom {
+
+/// Refreshes only when told to. Textures of drawables are used again, so a steady stream of frames
+/// allocates nothing.
+class OffscreenPreview final : public MTLPreview {
+public:
+    explicit OffscreenPreview(std::shared_ptr<gpu::Device> device);
+    ~OffscreenPreview() override;
+
+    /// Null when all textures are in use (there are as many as frames can be in flight) or the
+    /// device has no memory for another one.
+    std::shared_ptr<gpu::Drawable> currentDrawable() override;
+    void setNeedsDisplay() override { m_needsDisplay = true; }
+
+    /// Whether setNeedsDisplay() was called since the last refresh.
+    bool needsDisplay() const { return m_needsDisplay; }
+    /// Lets the delegate draw one frame.
+    void refresh();
+
+    /// Blocks until every drawable handed out has been shown or dropped, and returns the picture
+    /// shown last: RGBA16Float, to be read with getBytes() before the next refresh. Null when
+    /// nothing was shown yet. Main thread, not from a task of the device.
+    std::shared_ptr<gpu::Texture> waitForPicture();
+    /// Number of drawables shown so far. A frame that fails adds nothing.
+    std::uint64_t pictureCount() const;
+
+private:
+    class Pool;
+    class OffscreenDrawable;
+
+    std::shared_ptr<Pool> m_pool;
+    bool m_needsDisplay = false;
+};
+
+} // namespace starloom
