@@ -1,0 +1,408 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Everything that console and compute service say to each other, declared once. Each message lists
+// its fields; encoding and decoding (compute/protocol/Codec.h) derive from that list, and the
+// limits stated in the types are checked by whoever receives. Ids are given by the console, are
+// never used twice, and keep their meaning when the service is started again.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace compute::protocol {
+
+/// An id of one kind of object, so that a buffer's id is never taken for a texture's.
+template <class Tag>
+struct Id {
+    std::uint64_t value = 0;
+    auto operator<=>(const Id&) const = default;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.value);
+    }
+};
+using BufferId = Id<struct BufferTag>;
+using TextureId = Id<struct TextureTag>;
+using LibraryId = Id<struct LibraryTag>;
+using PipelineId = Id<struct PipelineTag>;
+using JobId = Id<struct JobTag>;         ///< one command buffer
+using RequestId = Id<struct RequestTag>; ///< one question to the compiler
+
+/// Text of at most `Max` bytes.
+template <std::size_t Max>
+struct Text : std::string {
+    static constexpr std::size_t maxSize = Max;
+    Text() = default;
+    Text(std::string text) : std::string(std::move(text)) {}
+};
+
+/// At most `Max` elements.
+template <class T, std::size_t Max>
+struct List : std::vector<T> {
+    static constexpr std::size_t maxSize = Max;
+    using std::vector<T>::vector;
+};
+
+inline constexpr std::size_t maxSourceBytes = 16u << 20;
+/// Compiler messages are cut here, so that every reply fits one socket message.
+inline constexpr std::size_t maxMessageBytes = 100'000;
+inline constexpr std::size_t maxNameBytes = 512;
+inline constexpr std::size_t maxKernels = 64;
+inline constexpr std::size_t maxParameters = 128;
+inline constexpr std::size_t maxConstants = 256;
+inline constexpr std::size_t maxBindings = 31;
+inline constexpr std::size_t maxInlineBytes = 4096;
+inline constexpr std::size_t maxCommands = 1u << 16;
+inline constexpr std::size_t maxTextureLevels = 16;
+inline constexpr std::uint32_t maxTextureExtent = 16384;
+
+using Name = Text<maxNameBytes>;
+using Message = Text<maxMessageBytes>;
+
+// ---- values -------------------------------------------------------------------------------------
+
+/// Largest enumerator of an enum that travels; the decoder refuses anything above.
+template <class Enum>
+inline constexpr Enum lastOf = Enum{};
+
+enum class PixelFormat : std::uint8_t { R8Unorm, RG8Unorm, RGBA8Unorm, RGBA16Float, RGBA32Float };
+template <>
+inline constexpr PixelFormat lastOf<PixelFormat> = PixelFormat::RGBA32Float;
+
+enum class ConstantType : std::uint8_t { Bool, Char, UChar, Short, UShort, Int, UInt, Half, Float };
+template <>
+inline constexpr ConstantType lastOf<ConstantType> = ConstantType::Float;
+
+/// What a kernel parameter binds to; BuiltIn is a value that the service supplies.
+enum class ParameterKind : std::uint8_t { Buffer, Texture, Sampler, BuiltIn };
+template <>
+inline constexpr ParameterKind lastOf<ParameterKind> = ParameterKind::BuiltIn;
+
+struct Parameter {
+    Name name;
+    ParameterKind kind = ParameterKind::Buffer;
+    std::uint32_t index = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.name, self.kind, self.index);
+    }
+};
+using Parameters = List<Parameter, maxParameters>;
+
+struct Kernel {
+    Name name;
+    Parameters parameters;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.name, self.parameters);
+    }
+};
+
+struct Constant {
+    std::uint32_t index = 0;
+    ConstantType type = ConstantType::Int;
+    std::array<std::byte, 4> bytes{};
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.type, self.bytes);
+    }
+};
+using Constants = List<Constant, maxConstants>;
+
+struct Extent {
+    std::uint32_t width = 1;
+    std::uint32_t height = 1;
+    std::uint32_t depth = 1;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.width, self.height, self.depth);
+    }
+};
+
+// ---- commands -----------------------------------------------------------------------------------
+
+struct BufferBinding {
+    std::uint32_t index = 0;
+    BufferId buffer;
+    std::uint64_t offset = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.buffer, self.offset);
+    }
+};
+
+/// Bytes by value, bound as a buffer.
+struct InlineBinding {
+    std::uint32_t index = 0;
+    List<std::byte, maxInlineBytes> bytes;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.bytes);
+    }
+};
+
+struct TextureBinding {
+    std::uint32_t index = 0;
+    TextureId texture;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.texture);
+    }
+};
+
+struct Dispatch {
+    PipelineId pipeline;
+    Extent threads;
+    Extent threadsPerThreadgroup;
+    List<BufferBinding, maxBindings> buffers;
+    List<InlineBinding, maxBindings> inlineBytes;
+    List<TextureBinding, maxBindings> textures;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.pipeline, self.threads, self.threadsPerThreadgroup, self.buffers,
+                        self.inlineBytes, self.textures);
+    }
+};
+
+struct Fill {
+    BufferId buffer;
+    std::uint64_t offset = 0;
+    std::uint64_t length = 0;
+    std::uint8_t value = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.buffer, self.offset, self.length, self.value);
+    }
+};
+
+/// The two ranges may overlap.
+struct Copy {
+    BufferId source;
+    std::uint64_t sourceOffset = 0;
+    BufferId destination;
+    std::uint64_t destinationOffset = 0;
+    std::uint64_t length = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.source, self.sourceOffset, self.destination, self.destinationOffset,
+                        self.length);
+    }
+};
+
+struct GenerateMipmaps {
+    TextureId texture;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.texture);
+    }
+};
+
+using Command = std::variant<Dispatch, Fill, Copy, GenerateMipmaps>;
+
+// ---- from the console to the service ------------------------------------------------------------
+
+/// Comes with the descriptor of the memory, which is `length` bytes long.
+struct RegisterBuffer {
+    BufferId buffer;
+    std::uint64_t length = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.buffer, self.length);
+    }
+};
+
+struct ReleaseBuffer {
+    BufferId buffer;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.buffer);
+    }
+};
+
+/// Comes with the descriptor of the memory, which is `length` bytes long. Level 0 starts at
+/// `offset`; compute/protocol/TextureLayout.h says where the others are.
+struct RegisterTexture {
+    TextureId texture;
+    std::uint64_t length = 0;
+    std::uint64_t offset = 0;
+    std::uint64_t bytesPerRow = 0;
+    PixelFormat format = PixelFormat::RGBA8Unorm;
+    std::uint32_t width = 1;
+    std::uint32_t height = 1;
+    std::uint32_t levels = 1;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.texture, self.length, self.offset, self.bytesPerRow, self.format,
+                        self.width, self.height, self.levels);
+    }
+};
+
+struct ReleaseTexture {
+    TextureId texture;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.texture);
+    }
+};
+
+struct CompileLibrary {
+    RequestId request;
+    LibraryId library;
+    Text<maxSourceBytes> source;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.request, self.library, self.source);
+    }
+};
+
+struct ReleaseLibrary {
+    LibraryId library;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.library);
+    }
+};
+
+/// Whether the function exists and the constants suit it.
+struct CheckFunction {
+    RequestId request;
+    LibraryId library;
+    Name function;
+    Constants constants;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.request, self.library, self.function, self.constants);
+    }
+};
+
+struct MakePipeline {
+    RequestId request;
+    PipelineId pipeline;
+    LibraryId library;
+    Name function;
+    Constants constants;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.request, self.pipeline, self.library, self.function, self.constants);
+    }
+};
+
+struct ReleasePipeline {
+    PipelineId pipeline;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.pipeline);
+    }
+};
+
+/// One command buffer. Jobs run one after the other, in the order of their messages.
+struct RunCommands {
+    JobId job;
+    List<Command, maxCommands> commands;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.job, self.commands);
+    }
+};
+
+using Request = std::variant<RegisterBuffer, ReleaseBuffer, RegisterTexture, ReleaseTexture,
+                             CompileLibrary, ReleaseLibrary, CheckFunction, MakePipeline,
+                             ReleasePipeline, RunCommands>;
+
+// ---- from the service to the console ------------------------------------------------------------
+
+/// The service is warm and locked down.
+struct Ready {
+    std::uint32_t version = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.version);
+    }
+};
+inline constexpr std::uint32_t protocolVersion = 1;
+
+struct LibraryCompiled {
+    RequestId request;
+    bool succeeded = false;
+    Message message; ///< the compiler's error, or its warnings
+    List<Kernel, maxKernels> kernels;
+    double frontEndMilliseconds = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.request, self.succeeded, self.message, self.kernels,
+                        self.frontEndMilliseconds);
+    }
+};
+
+struct FunctionChecked {
+    RequestId request;
+    bool succeeded = false;
+    Message message;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.request, self.succeeded, self.message);
+    }
+};
+
+struct PipelineMade {
+    RequestId request;
+    bool succeeded = false;
+    Message message;
+    Parameters parameters;
+    double optimiserMilliseconds = 0;
+    double codeGenerationMilliseconds = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.request, self.succeeded, self.message, self.parameters,
+                        self.optimiserMilliseconds, self.codeGenerationMilliseconds);
+    }
+};
+
+struct JobDone {
+    JobId job;
+    bool succeeded = false;
+    Message message; ///< why a command could not be carried out
+    double milliseconds = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.job, self.succeeded, self.message, self.milliseconds);
+    }
+};
+
+using Reply = std::variant<Ready, LibraryCompiled, FunctionChecked, PipelineMade, JobDone>;
+
+} // namespace compute::protocol

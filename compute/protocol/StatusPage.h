@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A page of memory that outlives the service: what it was doing when it ended. The console makes
+// it, the service writes it, also from signal handlers; the console takes every value as a claim
+// to be checked.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace compute::protocol {
+
+enum class FaultKind : std::uint32_t {
+    None,
+    Memory,      ///< an access outside mapped memory, or to memory that the system cannot supply
+    Stack,       ///< the stack of a thread was used up
+    Arithmetic,  ///< a trapping division
+    Instruction, ///< an instruction that the processor refuses
+    Abort,       ///< the service gave up by itself, out of memory for instance
+};
+
+/// Which work the fault happened in.
+enum class FaultPlace : std::uint32_t { Service, Kernel, Compiler };
+
+struct StatusPage {
+    std::atomic<std::uint64_t> job;     ///< JobId being executed; 0 when idle
+    std::atomic<std::uint32_t> command; ///< index into its commands
+    std::atomic<std::uint32_t> faultPlace;
+    std::atomic<std::uint64_t> request; ///< RequestId being compiled; 0 when idle
+    std::atomic<std::uint64_t> faultAddress;
+    std::atomic<std::uint32_t> faultKind; ///< written last
+};
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free && sizeof(StatusPage) <= 4096);
+inline constexpr std::size_t statusPageBytes = 4096;
+
+} // namespace compute::protocol
