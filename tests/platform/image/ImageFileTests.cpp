@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <png.h>
-
 #include <filesystem>
 #include <fstream>
 #include <limits>

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the subcommands have in common: the options before them, and how they end.
+#pragma once
+
+#include "platform/base/Result.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+
+namespace gpu {
+class Device;
+}
+
+namespace cli {
+
+/// How a command ends. Usage errors are told apart from programs that fail.
+enum class ExitStatus : int { Success = 0, Failure = 1, Usage = 2 };
+
+/// Filled while the command line is read; outlives the commands.
+struct Session {
+    /// "host", "vulkan", or empty for what the environment or the machine suggests.
+    std::string deviceName;
+    ExitStatus exitStatus = ExitStatus::Success;
+
+    /// Null when it cannot be had; the reason has been printed then.
+    std::shared_ptr<gpu::Device> openDevice() const;
+};
+
+/// Prints "starloom: " and the message as a line to standard error.
+ExitStatus fail(const std::string& message);
+
+// Each adds one subcommand, which runs once the whole command line has been read.
+void addRender(CLI::App& app, Session& session);
+void addCompile(CLI::App& app, Session& session);
+void addPrelude(CLI::App& app, Session& session);
+void addBench(CLI::App& app, Session& session);
+
+} // namespace cli

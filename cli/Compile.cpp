@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// `starloom compile`: what the compiler says about a program, on standard output.
+#include "cli/Command.h"
+#include "cli/OfflineConsole.h"
+#include "cli/Source.h"
+
+#include <iostream>
+
+namespace cli {
+namespace {
+
+struct CompileOptions {
+    std::string file;
+    bool plain = false;
+};
+
+ExitStatus compilePlain(gpu::Device& device, const Source& source) {
+    const auto library = device.makeLibrary(source.text);
+    std::cout << (library ? (*library)->warnings() : library.error().message);
+    return library ? ExitStatus::Success : ExitStatus::Failure;
+}
+
+ExitStatus compileProgram(const std::shared_ptr<gpu::Device>& device, const Source& source) {
+    const OfflineConsole console(device, source);
+    std::cout << console.compileLog();
+    if (!console.hasError() && !console.isComplete())
+        std::cerr << console.diagnostics(); // here the device's reason stands, not in the log
+    return console.hasError() ? ExitStatus::Failure : ExitStatus::Success;
+}
+
+ExitStatus compile(const CompileOptions& options, const Session& session) {
+    const auto source = readSource(options.file);
+    if (!source)
+        return fail(source.error().message);
+    const auto device = session.openDevice();
+    if (!device)
+        return ExitStatus::Failure;
+    return options.plain ? compilePlain(*device, *source) : compileProgram(device, *source);
+}
+
+} // namespace
+
+void addCompile(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<CompileOptions>();
+    auto* command = app.add_subcommand("compile", "Compile a program and print the compile log");
+    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command->add_flag("--plain", options->plain,
+                      "Compile the text as it stands, without the console around it, and print "
+                      "the compiler's messages");
+    command->callback([options, &session] { session.exitStatus = compile(*options, session); });
+}
+
+} // namespace cli

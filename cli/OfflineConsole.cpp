@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "cli/OfflineConsole.h"
+
+#include <string_view>
+
+namespace cli {
+namespace {
+
+std::size_t count(std::string_view text, std::string_view word) {
+    std::size_t found = 0;
+    for (auto at = text.find(word); at != text.npos; at = text.find(word, at + word.size()))
+        ++found;
+    return found;
+}
+
+} // namespace
+
+OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const Source& source)
+    : m_log([this](std::string_view line) { m_diagnostics.append(line).push_back('\n'); }) {
+    const auto makeView = [this](const std::shared_ptr<gpu::Device>& viewDevice) {
+        auto view = std::make_unique<starloom::OffscreenPreview>(viewDevice);
+        m_view = view.get();
+        return view;
+    };
+    m_engine = std::make_unique<starloom::SL42>(
+        starloom::Surroundings{m_mainQueue, m_clock, m_log, std::move(device), makeView},
+        source.title, source.text, false);
+    m_mainQueue.pump();
+}
+
+void OfflineConsole::setSource(std::string text) {
+    m_engine->setSource(std::move(text));
+    m_mainQueue.pump();
+}
+
+bool OfflineConsole::isComplete() const {
+    return count(compileLog(), "Compiling ") == count(compileLog(), "\nDone.\n");
+}
+
+platform::Result<void> OfflineConsole::drawFrame(platform::Seconds time) {
+    const auto shownBefore = m_view->pictureCount();
+    m_clock.set(time);
+    m_view->refresh();
+    m_view->waitForPicture();
+    m_mainQueue.pump();
+    if (!m_engine->fault().get().empty())
+        return platform::Error{m_engine->fault().get()};
+    if (m_view->pictureCount() == shownBefore)
+        return platform::Error{"the device did not show the frame"};
+    return {};
+}
+
+platform::Result<platform::Image> OfflineConsole::picture() {
+    const auto texture = m_view->waitForPicture();
+    if (!texture)
+        return platform::Error{"no frame was drawn"};
+    platform::Image image(texture->width(), texture->height());
+    const std::size_t rowLength = image.width() * gpu::bytesPerPixel(gpu::PixelFormat::RGBA16Float);
+    if (!texture->getBytes(0, std::as_writable_bytes(image.halves()), rowLength))
+        return platform::Error{"the picture cannot be read back"};
+    return image;
+}
+
+} // namespace cli

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A console without a window, whose clock stands where it is told to.
+#pragma once
+
+#include "SL42/engine/SL42.h"
+#include "cli/Source.h"
+#include "gpu/Device.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/MainQueue.h"
+#include "platform/base/Result.h"
+#include "platform/image/Image.h"
+#include "preview/OffscreenPreview.h"
+
+#include <memory>
+#include <string>
+
+namespace cli {
+
+/// Compiles its program when it is made. Each frame is done before the next one is encoded, so
+/// that registers take effect in the same frame on every machine. One thread, which is the
+/// console's main thread.
+class OfflineConsole {
+public:
+    OfflineConsole(std::shared_ptr<gpu::Device> device, const Source& source);
+
+    /// Compiles another program in its place and waits for the log.
+    void setSource(std::string text);
+
+    /// The log of the last compilation.
+    const std::string& compileLog() const { return m_engine->error().get(); }
+    /// Whether that log speaks of a failure.
+    bool hasError() const { return m_engine->hasError().get(); }
+    /// Whether every stage that the program has got its kernel. Stricter than hasError().
+    bool isComplete() const;
+    /// Everything that the console has reported so far, a line each.
+    const std::string& diagnostics() const { return m_diagnostics; }
+
+    /// Runs the program for one frame at `time` and waits for it. The error is the device's own
+    /// line when it gave up on the frame.
+    platform::Result<void> drawFrame(platform::Seconds time);
+    /// What the last frame showed.
+    platform::Result<platform::Image> picture();
+
+private:
+    platform::MainQueue m_mainQueue;
+    platform::ManualClock m_clock;
+    std::string m_diagnostics;
+    platform::Log m_log;
+    starloom::OffscreenPreview* m_view = nullptr; // the engine's
+    std::unique_ptr<starloom::SL42> m_engine;
+};
+
+} // namespace cli

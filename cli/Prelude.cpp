@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// `starloom prelude`: the text that stands in front of every program, on standard output.
+#include "SL42/prelude/ShaderStrings.h"
+#include "cli/Command.h"
+
+#include <iostream>
+
+namespace cli {
+
+void addPrelude(CLI::App& app, Session&) {
+    app.add_subcommand("prelude", "Print the text that stands in front of every program")
+        ->callback([] { std::cout << starloom::SharedShaderStrings::standardProcessingHeader(); });
+}
+
+} // namespace cli

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// `starloom render`: the picture of a program at a given frame, or all pictures up to it.
+#include "cli/Command.h"
+#include "cli/OfflineConsole.h"
+#include "cli/OutputName.h"
+#include "cli/Progress.h"
+#include "cli/Source.h"
+#include "platform/image/Exr.h"
+#include "platform/image/Png.h"
+
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+
+namespace cli {
+namespace {
+
+struct RenderOptions {
+    std::string file;
+    std::string output;
+    std::uint32_t frames = 1;
+    double fps = 60;
+    double timeLimit = 60;
+};
+
+using WritePicture = platform::Result<void> (*)(const platform::Image&, const std::string&);
+
+/// Null for endings that we cannot write.
+WritePicture writerFor(const std::string& output) {
+    const auto extension = std::filesystem::path(output).extension();
+    if (extension == ".png")
+        return platform::writePng;
+    return extension == ".exr" ? platform::writeExr : nullptr;
+}
+
+platform::Result<void> drawFrames(OfflineConsole& console, const RenderOptions& options,
+                                  const OutputName& name, WritePicture write) {
+    Progress progress("frames", options.frames);
+    for (std::uint32_t frame = 0; frame < options.frames; ++frame) {
+        SL42_TRY_VOID(console.drawFrame(platform::Seconds(frame / options.fps)));
+        if (name.isPattern() || frame + 1 == options.frames) {
+            const platform::Image picture = SL42_TRY(console.picture());
+            SL42_TRY_VOID(write(picture, name.forFrame(frame)));
+        }
+        progress.update(frame + 1);
+    }
+    return {};
+}
+
+ExitStatus render(const RenderOptions& options, const Session& session) {
+    const auto name = OutputName::parse(options.output);
+    if (!name)
+        return fail(name.error().message);
+    const WritePicture write = writerFor(options.output);
+    if (!write)
+        return fail(options.output + ": pictures are written as .png or .exr");
+    const auto source = readSource(options.file);
+    if (!source)
+        return fail(source.error().message);
+    const auto device = session.openDevice();
+    if (!device)
+        return ExitStatus::Failure;
+    const std::chrono::duration<double> limit(options.timeLimit);
+    device->setTimeLimit(std::chrono::ceil<std::chrono::milliseconds>(limit));
+
+    OfflineConsole console(device, *source);
+    if (!console.isComplete()) {
+        std::cerr << (console.hasError() ? console.compileLog() : console.diagnostics());
+        return ExitStatus::Failure;
+    }
+    const auto drawn = drawFrames(console, options, *name, write);
+    return drawn ? ExitStatus::Success : fail(drawn.error().message);
+}
+
+} // namespace
+
+void addRender(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<RenderOptions>();
+    auto* command = app.add_subcommand("render", "Run a program and save what it shows");
+    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command
+        ->add_option("-o,--output", options->output,
+                     "Picture to write: .png, or .exr for all that the program draws, unclamped. "
+                     "A %d or %04d in the name saves every frame, otherwise the last one is saved")
+        ->required();
+    command->add_option("--frames", options->frames, "How many frames to run")
+        ->check(CLI::Range(1U, 10'000'000U))
+        ->capture_default_str();
+    command->add_option("--fps", options->fps, "Frames per second of the program's time")
+        ->check(CLI::Range(0.001, 1e6))
+        ->capture_default_str();
+    command->add_option("--time-limit", options->timeLimit, "Seconds that one frame may take")
+        ->check(CLI::Range(0.001, 86400.0))
+        ->capture_default_str();
+    command->callback([options, &session] { session.exitStatus = render(*options, session); });
+}
+
+} // namespace cli

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "cli/StageBenchmark.h"
+
+#include "SL42/builder/ProgramBuilder.h"
+
+#include <vector>
+
+namespace cli {
+namespace {
+
+using platform::Error;
+using platform::Result;
+
+/// The kernels that a program needs.
+std::vector<const char*> kernelsOf(const starloom::PreprocessedSource& program) {
+    std::vector<const char*> names;
+    if (program.hasCPU)
+        names.push_back("processor");
+    if (program.hasVideo)
+        names.push_back("video");
+    if (program.hasAudio)
+        names.push_back("audio");
+    return names;
+}
+
+Result<CompilePhases> compileKernels(gpu::Device& device, const std::string& text,
+                                     const std::vector<const char*>& names) {
+    const auto library = SL42_TRY(device.makeLibrary(text));
+    CompilePhases phases{library->compileTimes().frontEnd, 0, 0};
+    gpu::FunctionConstantValues modes;
+    modes.setChar(0, 0); // colour mode
+    modes.setChar(1, 0); // blend mode
+    for (const char* name : names) {
+        const auto function = SL42_TRY(library->makeFunction(name, modes));
+        const auto pipeline = SL42_TRY(device.makeComputePipelineState(function));
+        phases.optimiser += pipeline->compileTimes().optimiser;
+        phases.codeGeneration += pipeline->compileTimes().codeGeneration;
+    }
+    return phases;
+}
+
+} // namespace
+
+StageBenchmark::StageBenchmark(std::shared_ptr<gpu::Device> device, platform::Log& log)
+    : m_device(std::move(device)),
+      m_log(log),
+      m_queue(m_device->makeCommandQueue()),
+      m_machine(m_device),
+      m_video(m_device, log),
+      m_display(m_device, log),
+      m_view(m_device) {
+    m_machine.reset();
+}
+
+Result<CompilePhases> StageBenchmark::compile(std::string_view source) {
+    const auto program =
+        starloom::preprocessSource(source, m_log, [this](const starloom::AudioSpec& music) {
+            m_machine.audioSpec = music;
+            m_machine.resetAudioMemory();
+        });
+    const std::string text = starloom::assembleProgram(source, program);
+    const CompilePhases phases = SL42_TRY(compileKernels(*m_device, text, kernelsOf(program)));
+    // The same kernels again, from the device's cache, in the form that the stages hold.
+    if (program.hasCPU)
+        m_cpu.shader = starloom::compileShader(*m_device, text, "processor", m_log).shader;
+    if (program.hasVideo)
+        m_video.updateSource(text);
+    return phases;
+}
+
+template <class Encode>
+Result<double> StageBenchmark::measure(const char* label, Encode encode) {
+    const auto commandBuffer = m_queue ? m_queue->makeCommandBuffer() : nullptr;
+    if (!commandBuffer)
+        return Error{"the device takes no work"};
+    commandBuffer->setLabel(label);
+    encode(*commandBuffer);
+    commandBuffer->commit();
+    commandBuffer->waitUntilCompleted();
+    if (const auto error = commandBuffer->error())
+        return Error{error->message};
+    return commandBuffer->milliseconds();
+}
+
+Result<StageTimes> StageBenchmark::runFrame(float time) {
+    starloom::RenderData data{m_machine, time};
+    data.sample = static_cast<std::uint32_t>(time * static_cast<float>(data.sampleRate));
+    const auto drawable = m_view.currentDrawable();
+    if (!drawable)
+        return Error{"the device has no memory for a picture"};
+    StageTimes times;
+    if (m_cpu.shader)
+        times.cpu = SL42_TRY(measure("cpu", [&](auto& buffer) { m_cpu.run(buffer, data); }));
+    if (m_video.videoShader())
+        times.video =
+            SL42_TRY(measure("video", [&](auto& buffer) { m_video.render(data, buffer); }));
+    times.display = SL42_TRY(
+        measure("display", [&](auto& buffer) { m_display.display(*drawable, data, buffer); }));
+    // Not part of the times: the bank swap, which the frame shares with the display.
+    SL42_TRY(measure("next frame", [&](auto& buffer) { m_machine.nextFrame(buffer); }));
+    return times;
+}
+
+} // namespace cli

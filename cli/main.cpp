@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The command line `starloom`: data goes to standard output, messages go to standard error.
+#include "cli/Command.h"
+
+#include <iostream>
+
+namespace {
+
+int finish(cli::ExitStatus status) {
+    // A full disk behind standard output must not look like success.
+    if (status == cli::ExitStatus::Success && !std::cout.flush())
+        status = cli::fail("cannot write to standard output");
+    return static_cast<int>(status);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Runs programs of the fantasy console Starloom 42 without a window.", "starloom");
+    cli::Session session;
+    app.set_version_flag("--version", "Starloom 42 " SL42_VERSION);
+    app.add_option("--device", session.deviceName, "Where programs run: host or vulkan")
+        ->check(CLI::IsMember({"host", "vulkan"}));
+    app.require_subcommand(1);
+    app.fallthrough(); // options of the whole may also stand after the subcommand
+    cli::addRender(app, session);
+    cli::addCompile(app, session);
+    cli::addPrelude(app, session);
+    cli::addBench(app, session);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& stop) { // help and version end the parse this way, too
+        return app.exit(stop) == 0 ? finish(cli::ExitStatus::Success)
+                                   : static_cast<int>(cli::ExitStatus::Usage);
+    }
+    return finish(session.exitStatus);
+}

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Every example against a picture of it that somebody has looked at and found good.
+#include "platform/image/Png.h"
+#include "tests/cli/RunStarloom.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+namespace cli::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Image;
+
+// Devices may fuse a multiplication with an addition or not, and their sines differ in the last
+// bits. That moves a colour by one step of 255 and now and then puts a pixel on the other side of
+// a hard edge, which is any change at all in that pixel. It never moves a shape: even a thin line
+// that is off by one pixel changes more pixels than this.
+constexpr int largestStep = 3;
+constexpr double shareOfStrays = 0.002;
+
+/// How a picture is reached. Examples that draw from the time alone need two frames, a second
+/// apart: registers take effect in the second one. Those that build on the last frame need all.
+struct Shot {
+    int frames = 2;
+    int fps = 1;
+};
+
+const std::map<std::string, Shot> specialShots{
+    {"feedback", {90, 60}}, {"life", {90, 60}}, {"paint", {90, 60}}, {"particles", {90, 60}}};
+
+std::vector<std::string> exampleNames() {
+    const char* folder = std::getenv("SL42_SOURCE_DIR");
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(fs::path(folder ? folder : ".") / "examples")) {
+        if (entry.path().extension() == ".metal")
+            names.push_back(entry.path().stem().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+struct Comparison {
+    std::size_t strays = 0;
+    int largest = 0;
+    /// Twenty times the difference, so that one step can be seen.
+    Image difference;
+};
+
+Comparison compare(const Image& a, const Image& b) {
+    Comparison result;
+    result.difference = Image(a.width(), a.height());
+    for (std::uint32_t y = 0; y < a.height(); ++y) {
+        for (std::uint32_t x = 0; x < a.width(); ++x) {
+            const auto left = a.pixel(x, y);
+            const auto right = b.pixel(x, y);
+            std::array<float, 4> shown{0, 0, 0, 1};
+            int step = 0;
+            for (std::size_t channel = 0; channel < 3; ++channel) {
+                const int distance =
+                    std::abs(platform::toByte(left[channel]) - platform::toByte(right[channel]));
+                shown[channel] = static_cast<float>(distance) * 20 / 255;
+                step = std::max(step, distance);
+            }
+            result.difference.setPixel(x, y, shown);
+            result.largest = std::max(result.largest, step);
+            result.strays += step > largestStep;
+        }
+    }
+    return result;
+}
+
+class Golden : public testing::TestWithParam<std::string> {};
+
+TEST_P(Golden, LooksAsItDid) {
+    const std::string& name = GetParam();
+    const fs::path golden = sourceFolder() / "tests/cli/golden" / (name + ".png");
+    const auto special = specialShots.find(name);
+    const Shot shot = special != specialShots.end() ? special->second : Shot{};
+
+    const ScratchFolder scratch;
+    const std::string picture = scratch.path("picture.png");
+    const Outcome run =
+        runStarloom({"render", (sourceFolder() / "examples" / (name + ".metal")), "-o", picture,
+                     "--frames", std::to_string(shot.frames), "--fps", std::to_string(shot.fps)});
+    ASSERT_EQ(run.status, 0) << run.err;
+    if (std::getenv("SL42_UPDATE_GOLDENS")) {
+        fs::copy_file(picture, golden, fs::copy_options::overwrite_existing);
+        GTEST_SKIP() << "wrote " << golden << "; look at it before it is committed";
+    }
+
+    const auto expected = platform::readPng(golden);
+    const auto drawn = platform::readPng(picture);
+    ASSERT_TRUE(expected) << expected.error().message << "; make it with: ./test --update-goldens";
+    ASSERT_TRUE(drawn) << drawn.error().message;
+    ASSERT_EQ(drawn->width(), expected->width());
+    ASSERT_EQ(drawn->height(), expected->height());
+    const Comparison comparison = compare(*expected, *drawn);
+    const double pixels = static_cast<double>(drawn->width()) * drawn->height();
+    if (static_cast<double>(comparison.strays) <= shareOfStrays * pixels)
+        return;
+
+    const fs::path shown = buildFolder() / "golden" / name;
+    fs::create_directories(shown);
+    fs::copy_file(golden, shown / "a.png", fs::copy_options::overwrite_existing);
+    fs::copy_file(picture, shown / "b.png", fs::copy_options::overwrite_existing);
+    ASSERT_TRUE(platform::writePng(comparison.difference, shown / "diff.png"));
+    FAIL() << comparison.strays << " pixels differ, by up to " << comparison.largest
+           << " of 255\n  expected   " << (shown / "a.png").string() << "\n  drawn      "
+           << (shown / "b.png").string() << "\n  difference " << (shown / "diff.png").string()
+           << "\nWhen the new picture is right: ./test --update-goldens";
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, Golden, testing::ValuesIn(exampleNames()), [](const auto& name) {
+    std::string identifier = name.param;
+    std::replace(identifier.begin(), identifier.end(), '-', '_');
+    return identifier;
+});
+
+// An example without a picture fails above; this finds the picture without an example.
+TEST(GoldenPictures, EachHasAnExample) {
+    for (const auto& entry : fs::directory_iterator(sourceFolder() / "tests/cli/golden")) {
+        const auto example = entry.path().stem().replace_extension(".metal");
+        EXPECT_TRUE(fs::exists(sourceFolder() / "examples" / example)) << entry.path();
+    }
+}
+
+} // namespace
+} // namespace cli::tests

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/cli/RunStarloom.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace cli::tests {
+namespace fs = std::filesystem;
+namespace {
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    if (!value)
+        throw std::runtime_error(std::string(name) + " is not set; run the tests with ctest");
+    return value;
+}
+
+pid_t spawn(const std::string& program, const std::vector<std::string>& arguments,
+            const ScratchFolder& streams) {
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
+    for (const std::string& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions{};
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, streams.path("in").c_str(), O_RDONLY, 0);
+    constexpr int create = O_WRONLY | O_CREAT;
+    posix_spawn_file_actions_addopen(&actions, 1, streams.path("out").c_str(), create, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, streams.path("err").c_str(), create, 0600);
+    pid_t child = 0;
+    const int failure =
+        ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (failure != 0)
+        throw std::runtime_error("cannot start " + program);
+    return child;
+}
+
+} // namespace
+
+Outcome runStarloom(const std::vector<std::string>& arguments, std::string_view input) {
+    const ScratchFolder streams;
+    streams.file("in", input);
+    const pid_t child = spawn((buildFolder() / "starloom").string(), arguments, streams);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
+            contentsOf(streams.path("out")), contentsOf(streams.path("err"))};
+}
+
+fs::path sourceFolder() {
+    return environment("SL42_SOURCE_DIR");
+}
+fs::path buildFolder() {
+    return environment("SL42_BUILD_DIR");
+}
+
+std::string contentsOf(const fs::path& path) {
+    std::ostringstream contents;
+    contents << std::ifstream(path, std::ios::binary).rdbuf();
+    return contents.str();
+}
+
+ScratchFolder::ScratchFolder() {
+    std::string name = (fs::temp_directory_path() / "starloom-test-XXXXXX").string();
+    if (!::mkdtemp(name.data()))
+        throw std::runtime_error("cannot make a temporary folder");
+    m_folder = name;
+}
+
+ScratchFolder::~ScratchFolder() {
+    fs::remove_all(m_folder);
+}
+
+std::string ScratchFolder::file(std::string_view name, std::string_view contents) const {
+    std::ofstream(m_folder / name, std::ios::binary) << contents;
+    return path(name);
+}
+
+std::vector<std::string> ScratchFolder::names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(m_folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+} // namespace cli::tests
