@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "SL42/font/FontTextureGenerator.h"
+
+#include "SL42/font/FontKernel.h"
+#include "platform/base/Fatal.h"
+
+#include <chrono>
+#include <utility>
+
+namespace starloom {
+namespace {
+
+using platform::fatalError;
+
+/// A merge fails when a user's kernel takes the compute service down with it, which must not cost
+/// the text; but a device that fails it every time is not worth a frame more.
+constexpr int maxAttempts = 3;
+
+std::shared_ptr<gpu::Texture> makeAtlas(gpu::Device& device, std::uint32_t size) {
+    auto texture = device.makeTexture({.format = gpu::PixelFormat::RGBA8Unorm,
+                                       .width = size,
+                                       .height = size,
+                                       .mipLevels = gpu::fullMipCount(size, size)});
+    if (!texture)
+        fatalError("Failed to set up font generator");
+    texture->setLabel("Font");
+    return texture;
+}
+
+platform::Result<FontPictures> draw(const FontNames& names, const FontGrid& grid,
+                                    platform::Log& log) {
+    const auto fonts = SL42_TRY(platform::FontLookup::open());
+    return drawFontPictures(names, grid, fonts, log);
+}
+
+} // namespace
+
+FontTextureGenerator::FontTextureGenerator(std::shared_ptr<gpu::Device> device,
+                                           std::shared_ptr<gpu::CommandQueue> queue,
+                                           platform::Log& log, FontNames font, double textureSize)
+    : m_device(std::move(device)),
+      m_queue(std::move(queue)),
+      m_log(log),
+      m_grid(textureSize),
+      m_texture(makeAtlas(*m_device, m_grid.size())),
+      m_drawing(std::async(std::launch::async, [names = std::move(font), grid = m_grid, &log] {
+          return draw(names, grid, log);
+      })) {}
+
+const std::shared_ptr<gpu::Texture>& FontTextureGenerator::texture() {
+    if (m_stage == Stage::Drawing)
+        startMerge();
+    while (m_stage == Stage::Merging) {
+        m_merge->waitUntilCompleted();
+        finishMerge();
+    }
+    return m_texture;
+}
+
+const std::shared_ptr<gpu::Texture>& FontTextureGenerator::textureSoFar() {
+    switch (m_stage) {
+    case Stage::Drawing:
+        if (m_drawing.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
+            startMerge();
+        break;
+    case Stage::Merging:
+        finishMerge();
+        break;
+    case Stage::Complete:
+        break;
+    }
+    return m_texture;
+}
+
+/// The first attempt takes the pictures from the thread, waiting for it if need be.
+void FontTextureGenerator::startMerge() {
+    if (m_drawing.valid()) {
+        auto drawn = m_drawing.get();
+        if (!drawn) {
+            m_log.line("Error: " + drawn.error().message);
+            fatalError("Could not create CGContext for font renderin");
+        }
+        m_pictures = *std::move(drawn);
+    }
+    m_merge = m_queue->makeCommandBuffer();
+    if (!m_merge)
+        fatalError("Failed to create command buffer for font generator");
+    m_merge->setLabel("Font texture");
+    encodeMerge(*m_merge);
+    m_merge->commit();
+    m_stage = Stage::Merging;
+    ++m_attempts;
+}
+
+void FontTextureGenerator::finishMerge() {
+    const gpu::CommandBufferStatus status = m_merge->status();
+    if (status != gpu::CommandBufferStatus::Completed && status != gpu::CommandBufferStatus::Error)
+        return;
+    const auto error = m_merge->error();
+    if (error && m_attempts < maxAttempts)
+        return startMerge();
+    if (error)
+        m_log.line("Error: there is no text, because the font failed: " + error->message);
+    m_merge.reset();
+    m_pictures = {};
+    m_stage = Stage::Complete;
+}
+
+std::shared_ptr<gpu::ComputePipelineState> FontTextureGenerator::makePipeline() const {
+    const auto compiled = [&]() -> platform::Result<std::shared_ptr<gpu::ComputePipelineState>> {
+        const auto library = SL42_TRY(m_device->makeLibrary(fontKernelSource));
+        return m_device->makeComputePipelineState(
+            SL42_TRY(library->makeFunction("addFontChannel")));
+    }();
+    if (!compiled) {
+        m_log.line("Error: " + compiled.error().message);
+        fatalError("Failed to load compute shader for font generator");
+    }
+    return *compiled;
+}
+
+void FontTextureGenerator::encodeMerge(gpu::CommandBuffer& commandBuffer) const {
+    const auto compute = commandBuffer.makeComputeCommandEncoder();
+    if (!compute)
+        fatalError("Failed to create compute command encoder for font texture");
+    compute->setComputePipelineState(makePipeline());
+    compute->setTexture(m_texture, 1);
+    const gpu::TextureDescriptor descriptor{.format = gpu::PixelFormat::R8Unorm,
+                                            .width = m_pictures.size,
+                                            .height = m_pictures.size,
+                                            .mipLevels = 1};
+    std::int32_t channel = 0;
+    for (const auto& memory : m_pictures.styles) {
+        auto style = m_device->makeTexture(descriptor, memory, 0, m_pictures.bytesPerRow);
+        if (!style)
+            fatalError("Couldn't mipmap font texture.");
+        compute->setTexture(std::move(style), 0);
+        compute->setBytes(std::as_bytes(std::span(&channel, 1)), 0);
+        compute->dispatchThreads({m_pictures.size, m_pictures.size, 1}, {16, 16, 1});
+        ++channel;
+    }
+    compute->endEncoding();
+
+    const auto blit = commandBuffer.makeBlitCommandEncoder();
+    if (!blit)
+        fatalError("Failed to create blit command encoder for font texture");
+    blit->generateMipmaps(m_texture);
+    blit->endEncoding();
+}
+
+} // namespace starloom

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Makes the texture that the text functions of the prelude read: printable ASCII in four type
+// styles, drawn on the host by a thread of its own and merged by the device.
+//
+// To use it, make one with the queue that renders the frames, and bind what textureSoFar() returns
+// in every frame: text appears by itself some frames after the start, and nobody waits for it.
+// Where every frame must be right, as in a film, call texture() first. Both return the same
+// texture, from the first call to the last.
+#pragma once
+
+#include "SL42/font/FontDrawing.h"
+#include "gpu/Device.h"
+#include "platform/Log.h"
+
+#include <future>
+#include <memory>
+
+namespace starloom {
+
+/// Draws once; there is no cache on disk, because reading one back takes as long. Until the merge
+/// has completed, the four pictures are in memory too (64 MB with the usual size). The constructor,
+/// texture() and textureSoFar() belong to one thread, that which fills the queue.
+class FontTextureGenerator {
+public:
+    /// Starts the drawing and returns. `log` must outlive the generator. `textureSize` is width
+    /// and height in pixels. Stops the program when the device cannot make the texture.
+    FontTextureGenerator(std::shared_ptr<gpu::Device> device,
+                         std::shared_ptr<gpu::CommandQueue> queue, platform::Log& log,
+                         FontNames font = {}, double textureSize = 4096);
+
+    /// Waits until the texture is complete: RGBA8Unorm with all mip levels; red holds the coverage
+    /// of the regular style, green bold, blue italic, alpha outline. Stops the program when there
+    /// is no font at all, or the device refuses the work.
+    const std::shared_ptr<gpu::Texture>& texture();
+
+    /// Never waits: the texture as it is by now, which at first is blank. Each call moves the work
+    /// on as far as it goes, so call it once a frame. Stops the program like texture().
+    const std::shared_ptr<gpu::Texture>& textureSoFar();
+
+    /// True once there is nothing left to wait for.
+    bool isComplete() const { return m_stage == Stage::Complete; }
+
+private:
+    enum class Stage { Drawing, Merging, Complete };
+
+    void startMerge();
+    void finishMerge();
+    void encodeMerge(gpu::CommandBuffer& commandBuffer) const;
+    std::shared_ptr<gpu::ComputePipelineState> makePipeline() const;
+
+    std::shared_ptr<gpu::Device> m_device;
+    std::shared_ptr<gpu::CommandQueue> m_queue;
+    platform::Log& m_log;
+    FontGrid m_grid;
+    std::shared_ptr<gpu::Texture> m_texture;
+    Stage m_stage = Stage::Drawing;
+    int m_attempts = 0;
+    /// Kept until the merge has completed, for another attempt.
+    FontPictures m_pictures;
+    std::shared_ptr<gpu::CommandBuffer> m_merge;
+    /// Last, so that the thread ends before what it uses.
+    std::future<platform::Result<FontPictures>> m_drawing;
+};
+
+} // namespace starloom

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Finding faces on machines with few fonts or none, and drawing glyphs where they were asked for.
+#include "platform/glyphs/FontFace.h"
+#include "platform/glyphs/FontLookup.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
+#include <vector>
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* regularName = "CourierNewPSMT";
+
+/// The installed file of that name, wherever the system keeps its fonts.
+std::string installedFont(std::string_view fileName) {
+    for (const auto& entry : fs::recursive_directory_iterator("/usr/share/fonts")) {
+        if (entry.path().filename() == fileName)
+            return entry.path().string();
+    }
+    ADD_FAILURE() << fileName << " is not installed";
+    return {};
+}
+
+/// A machine of our own: a font folder and a configuration that knows nothing else.
+class FontLookups : public testing::Test {
+protected:
+    void SetUp() override {
+        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+        m_folder = fs::temp_directory_path() /
+                   ("sl42-glyphs-" + std::to_string(::getpid()) + "-" + test->name());
+        fs::create_directories(m_folder / "fonts");
+        std::ofstream(m_folder / "fonts.conf")
+            << "<fontconfig><dir>" << (m_folder / "fonts").string() << "</dir><cachedir>"
+            << (m_folder / "cache").string() << "</cachedir></fontconfig>";
+    }
+    void TearDown() override { fs::remove_all(m_folder); }
+
+    void install(std::string_view fileName) const {
+        fs::copy_file(installedFont(fileName), m_folder / "fonts" / fileName);
+    }
+    std::vector<FaceFile> candidates(std::string_view postScriptName) const {
+        const auto lookup = FontLookup::open((m_folder / "fonts.conf").string());
+        if (!lookup) {
+            ADD_FAILURE() << lookup.error().message;
+            return {};
+        }
+        return lookup->candidates(postScriptName);
+    }
+    static std::string fileName(const FaceFile& face) { return fs::path(face.path).filename(); }
+
+    fs::path m_folder;
+};
+
+TEST_F(FontLookups, EveryStyleOfCourierNewHasItsMetricCompatibleFace) {
+    for (const char* style : {"Regular", "Bold", "Italic", "BoldItalic"})
+        install(std::string("LiberationMono-") + style + ".ttf");
+    install("LiberationSans-Regular.ttf");
+    const std::array<std::array<const char*, 2>, 4> rows{{
+        {"CourierNewPSMT", "LiberationMono-Regular.ttf"},
+        {"CourierNewPS-BoldMT", "LiberationMono-Bold.ttf"},
+        {"CourierNewPS-ItalicMT", "LiberationMono-Italic.ttf"},
+        {"CourierNewPS-BoldItalicMT", "LiberationMono-BoldItalic.ttf"},
+    }};
+    for (const auto& [name, file] : rows) {
+        const auto faces = candidates(name);
+        ASSERT_EQ(faces.size(), 5U) << name << ": each face once, the last resort included";
+        EXPECT_EQ(fileName(faces.front()), file) << name;
+        EXPECT_EQ(faces.front().match, FaceMatch::MetricCompatible) << name;
+    }
+    const auto exact = candidates("LiberationMono-Bold");
+    EXPECT_EQ(fileName(exact.front()), "LiberationMono-Bold.ttf");
+    EXPECT_EQ(exact.front().match, FaceMatch::Exact);
+}
+
+TEST_F(FontLookups, WithoutThatFamilyAnyFaceStandsIn) {
+    install("LiberationSerif-Bold.ttf");
+    install("LiberationSerif-Regular.ttf");
+    const auto faces = candidates("CourierNewPS-BoldMT");
+    ASSERT_EQ(faces.size(), 2U);
+    EXPECT_EQ(fileName(faces.front()), "LiberationSerif-Bold.ttf") << "the style still counts";
+    EXPECT_EQ(faces.front().match, FaceMatch::Substitute);
+}
+
+TEST_F(FontLookups, MachinesWithoutFontsAndBrokenConfigurationsAreErrorsOnly) {
+    EXPECT_TRUE(candidates(regularName).empty());
+    std::ofstream(m_folder / "fonts" / "broken.ttf") << "no font";
+    EXPECT_TRUE(candidates(regularName).empty());
+    EXPECT_FALSE(FontLookup::open((m_folder / "none.conf").string()));
+    const auto face = FontFace::open({.path = (m_folder / "fonts" / "broken.ttf").string()}, 20);
+    ASSERT_FALSE(face);
+    EXPECT_NE(face.error().message.find("broken.ttf"), std::string::npos);
+}
+
+/// A blank picture with a margin around the view, which must stay blank.
+struct Canvas {
+    static constexpr std::uint32_t width = 120;
+    static constexpr std::uint32_t height = 150;
+    static constexpr std::uint32_t margin = 8;
+    static constexpr std::size_t stride = width + 2 * margin;
+    std::vector<std::byte> pixels = std::vector<std::byte>(stride * (height + 2 * margin));
+
+    CoverageView view() {
+        return {.pixels = std::span(pixels).subspan(margin * stride + margin),
+                .width = width,
+                .height = height,
+                .bytesPerRow = stride};
+    }
+    int at(std::uint32_t x, std::uint32_t y) const {
+        return std::to_integer<int>(pixels[(y + margin) * stride + x + margin]);
+    }
+    /// Total coverage in pixels, and its centre.
+    struct Ink {
+        double amount = 0;
+        double x = 0;
+        double y = 0;
+    };
+    Ink ink() const {
+        Ink sum;
+        for (std::size_t i = 0; i < pixels.size(); ++i) {
+            const double coverage = std::to_integer<int>(pixels[i]) / 255.0;
+            sum.amount += coverage;
+            sum.x += coverage * (static_cast<double>(i % stride) + 0.5 - margin);
+            sum.y += coverage * (static_cast<double>(i / stride) + 0.5 - margin);
+        }
+        return {sum.amount, sum.x / sum.amount, sum.y / sum.amount};
+    }
+    bool marginIsBlank() const {
+        for (std::size_t i = 0; i < pixels.size(); ++i) {
+            const bool inside = i % stride >= margin && i % stride < margin + width &&
+                                i / stride >= margin && i / stride < margin + height;
+            if (!inside && pixels[i] != std::byte{0})
+                return false;
+        }
+        return true;
+    }
+};
+
+FontFace liberationMono(const char* style, double size) {
+    auto face = FontFace::open(
+        {.path = installedFont(std::string("LiberationMono-") + style + ".ttf")}, size);
+    EXPECT_TRUE(face);
+    return *std::move(face);
+}
+
+TEST(FontFaces, MetricsAreThoseOfTheFile) {
+    // Of 2048 units: ascent 1705, descent 615, every advance 1229.
+    const FontFace face = liberationMono("Regular", 410.02);
+    EXPECT_NEAR(face.ascent(), 410.02 * 1705 / 2048, 1e-3);
+    EXPECT_NEAR(face.descent(), 410.02 * 615 / 2048, 1e-3);
+    EXPECT_NEAR(*face.advance('M'), 410.02 * 1229 / 2048, 0.02);
+    EXPECT_NEAR(*face.advance('i'), 410.02 * 1229 / 2048, 0.02);
+}
+
+TEST(FontFaces, GlyphsStandOnTheirBaselineToFractionsOfAPixel) {
+    FontFace face = liberationMono("Regular", 100);
+    Canvas whole;
+    ASSERT_TRUE(face.draw('H', whole.view(), {20, 100}));
+    // The feet of an H are on the baseline: the row above it is inked, the row below is not.
+    int inked = 0;
+    for (std::uint32_t x = 0; x < Canvas::width; ++x) {
+        inked += whole.at(x, 99) > 250 ? 1 : 0;
+        EXPECT_EQ(whole.at(x, 100), 0) << x;
+    }
+    EXPECT_GT(inked, 10);
+
+    Canvas moved;
+    ASSERT_TRUE(face.draw('H', moved.view(), {20.25, 100.5}));
+    EXPECT_NEAR(moved.ink().x - whole.ink().x, 0.25, 0.01);
+    EXPECT_NEAR(moved.ink().y - whole.ink().y, 0.5, 0.01);
+    EXPECT_NEAR(moved.ink().amount, whole.ink().amount, 1);
+}
+
+TEST(FontFaces, StrokedOutlinesAreHollowLinesOfTheWidthAskedFor) {
+    FontFace face = liberationMono("Bold", 100);
+    Canvas filled;
+    Canvas outline;
+    ASSERT_TRUE(face.draw('l', filled.view(), {20, 100}));
+    ASSERT_TRUE(face.draw('l', outline.view(), {20, 100}, 4.0));
+    // Half way up, the row crosses the stem's two edges: two lines of four pixels.
+    double width = 0;
+    int lines = 0;
+    for (std::uint32_t x = 1; x < Canvas::width; ++x) {
+        width += outline.at(x, 70) / 255.0;
+        lines += outline.at(x, 70) >= 128 && outline.at(x - 1, 70) < 128 ? 1 : 0;
+    }
+    EXPECT_NEAR(width, 8, 0.1);
+    EXPECT_EQ(lines, 2);
+    EXPECT_NEAR(outline.ink().y, filled.ink().y, 3);
+
+    Canvas space;
+    ASSERT_TRUE(face.draw(' ', space.view(), {20, 100}, 4.0));
+    EXPECT_EQ(space.ink().amount, 0);
+}
+
+TEST(FontFaces, WhatLeavesTheViewIsCutOff) {
+    FontFace face = liberationMono("Bold", 200);
+    for (const Point baseline : {Point{-40, 100}, Point{80, 100}, Point{20, 20}, Point{20, 220}}) {
+        Canvas canvas;
+        ASSERT_TRUE(face.draw('@', canvas.view(), baseline, 5.0));
+        EXPECT_GT(canvas.ink().amount, 0);
+        EXPECT_TRUE(canvas.marginIsBlank()) << baseline.x << ", " << baseline.y;
+    }
+    std::array<std::byte, 99> tooSmall{};
+    EXPECT_FALSE(face.draw('@', {tooSmall, 10, 10, 10}, {0, 10}));
+}
+
+} // namespace
+} // namespace platform
