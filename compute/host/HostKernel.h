@@ -43,8 +43,14 @@ public:
     virtual void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup) const = 0;
 };
 
-/// Generates machine code for this processor.
-platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel);
+/// Generates machine code for this processor. Several threads may do so at the same time. The tile
+/// function and its assembly go to `dump` unless that is null.
+platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel,
+                                                       const kernel::Dump* dump = nullptr);
+
+/// Name of the kernel that the calling thread is running, or null. May be called from a signal
+/// handler: after a fault, on the thread that faulted, it names the culprit.
+const char* kernelOnThisThread();
 
 /// Starts the worker threads and initialises the code generator; called once before the service
 /// locks itself down.

@@ -14,8 +14,13 @@
 
 namespace compute::kernel {
 
+class Dump;
+
 /// One kernel on its own, specialised, inlined and made safe. The module holds a single defined
-/// function `symbol` whose signature is described in compute/README.md, plus its constant globals.
+/// function `symbol`, which runs one thread and whose signature is that of BindParameters.h, plus
+/// its constant globals. It has the host's triple and data layout. Operations have a result for all
+/// operands, private arrays are not left, nothing is undefined; control flow is reducible, without
+/// switches, and has one return.
 struct CanonicalKernel {
     std::unique_ptr<llvm::LLVMContext> context;
     std::unique_ptr<llvm::Module> module;
@@ -30,8 +35,11 @@ struct CanonicalKernel {
 platform::Result<void> checkFunction(const Program& program, std::string_view name,
                                      const ConstantValues& constants);
 
-/// Runs the pipeline on a copy of the program's module.
+/// Runs the pipeline on a copy of what the kernel reaches. Several threads may do so on one program
+/// at the same time. The error names the kernel, function or constant at fault. The code after each
+/// pass goes to `dump` unless that is null.
 platform::Result<CanonicalKernel> canonicalise(const Program& program, std::string_view name,
-                                               const ConstantValues& constants);
+                                               const ConstantValues& constants,
+                                               const Dump* dump = nullptr);
 
 } // namespace compute::kernel

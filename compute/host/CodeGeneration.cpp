@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/host/CodeGeneration.h"
+
+#include "compute/host/ThreadLoop.h"
+#include "compute/kernel/Dump.h"
+#include "compute/kernel/HostTarget.h"
+
+#include <llvm/IR/LegacyPassManager.h>
+#include <llvm/Support/raw_ostream.h>
+#include <llvm/Transforms/Utils/Cloning.h>
+
+namespace compute::host {
+namespace {
+
+/// Number that places these dumps after those of the kernel pipeline.
+constexpr unsigned firstDump = 50;
+
+bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileType type,
+          llvm::SmallVectorImpl<char>& output) {
+    llvm::raw_svector_ostream stream(output);
+    llvm::legacy::PassManager passes;
+    if (target.addPassesToEmitFile(passes, stream, nullptr, type, /*DisableVerify=*/true))
+        return false;
+    passes.run(module);
+    return true;
+}
+
+void dumpModule(const kernel::Dump* dump, llvm::Module& module, llvm::TargetMachine& target,
+                std::string_view name) {
+    if (dump == nullptr)
+        return;
+    std::string text;
+    llvm::raw_string_ostream stream(text);
+    module.print(stream, nullptr);
+    dump->write(name, firstDump, "threadLoop", "ll", text);
+    // Code generation changes the module, so the assembly is made from a copy.
+    llvm::SmallString<0> assembly;
+    const std::unique_ptr<llvm::Module> copy = llvm::CloneModule(module);
+    if (emit(*copy, target, llvm::CodeGenFileType::AssemblyFile, assembly))
+        dump->write(name, firstDump + 1, "assembly", "s", {assembly.data(), assembly.size()});
+}
+
+} // namespace
+
+platform::Result<MachineCode> generateCode(kernel::CanonicalKernel& kernel,
+                                           const kernel::Dump* dump) {
+    const std::unique_ptr<llvm::TargetMachine> target = kernel::makeHostTargetMachine();
+    {
+        kernel::Analyses analyses(*target);
+        addThreadLoop(*kernel.module->getFunction(kernel.symbol), analyses);
+    }
+    dumpModule(dump, *kernel.module, *target, kernel.name);
+    llvm::SmallString<0> object;
+    if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object))
+        return platform::Error{"no machine code can be generated for this processor"};
+    return MachineCode::link({object.str(), kernel.name}, tileSymbol);
+}
+
+} // namespace compute::host

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/host/HostKernel.h"
+
+#include "compute/host/CodeGeneration.h"
+#include "compute/host/Workers.h"
+#include "compute/kernel/BindParameters.h"
+#include "compute/kernel/HostTarget.h"
+
+#include <algorithm>
+#include <chrono>
+#include <immintrin.h>
+
+namespace compute::host {
+namespace {
+
+static_assert(sizeof(Bindings) == kernel::slotCount * sizeof(void*) &&
+              offsetof(Bindings, textures) == kernel::firstTextureSlot * sizeof(void*));
+
+/// As BindParameters.h describes it.
+struct GridRecord {
+    Extent grid;
+    Extent group;
+};
+
+/// As ThreadLoop.h describes it.
+struct TileRecord {
+    std::array<std::uint32_t, 3> begin;
+    std::array<std::uint32_t, 3> end;
+};
+
+using TileFunction = void(const Bindings*, const GridRecord*, const TileRecord*);
+
+thread_local const char* runningKernel = nullptr;
+
+/// Denormal numbers count as zeros while this lives: they are slow, and GPUs have none.
+class FlushDenormals {
+public:
+    FlushDenormals() : m_saved(_mm_getcsr()) { _mm_setcsr(m_saved | flushToZero | denormalsAreZero); }
+    FlushDenormals(const FlushDenormals&) = delete;
+    ~FlushDenormals() { _mm_setcsr(m_saved); }
+
+private:
+    static constexpr unsigned flushToZero = 0x8000;
+    static constexpr unsigned denormalsAreZero = 0x0040;
+    unsigned m_saved;
+};
+
+/// Divides a grid into tiles of whole rows, or pieces of a row where rows are long.
+class Tiling {
+public:
+    explicit Tiling(Extent grid) : m_grid(grid) {
+        // Enough threads that starting a tile does not show, few enough that cores finish together.
+        constexpr std::uint32_t threadsPerTile = 2048;
+        const std::uint32_t pieces = std::max(1u, (grid.width + threadsPerTile / 2) / threadsPerTile);
+        m_width = (grid.width + pieces - 1) / pieces;
+        if (grid.height * grid.depth == 1)
+            m_width = std::min(m_width, std::max(64u, (grid.width + 15) / 16));
+        m_height = std::clamp(threadsPerTile / m_width, 1u, grid.height);
+        m_columns = (grid.width + m_width - 1) / m_width;
+        m_rows = (grid.height + m_height - 1) / m_height;
+    }
+
+    std::uint32_t count() const { return m_columns * m_rows * m_grid.depth; }
+
+    TileRecord tile(std::uint32_t index) const {
+        const std::uint32_t x = index % m_columns * m_width;
+        const std::uint32_t y = index / m_columns % m_rows * m_height;
+        const std::uint32_t z = index / m_columns / m_rows;
+        return {{x, y, z},
+                {std::min(x + m_width, m_grid.width), std::min(y + m_height, m_grid.height), z + 1}};
+    }
+
+private:
+    Extent m_grid;
+    std::uint32_t m_width = 1;
+    std::uint32_t m_height = 1;
+    std::uint32_t m_columns = 1;
+    std::uint32_t m_rows = 1;
+};
+
+class CompiledKernel final : public HostKernel {
+public:
+    CompiledKernel(kernel::CanonicalKernel&& kernel, MachineCode&& code, double milliseconds)
+        : m_name(std::move(kernel.name)),
+          m_parameters(std::move(kernel.parameters)),
+          m_optimiserMilliseconds(kernel.optimiserMilliseconds),
+          m_codeGenerationMilliseconds(milliseconds),
+          m_code(std::move(code)) {}
+
+    const std::string& name() const override { return m_name; }
+    const std::vector<kernel::Parameter>& parameters() const override { return m_parameters; }
+    double optimiserMilliseconds() const override { return m_optimiserMilliseconds; }
+    double codeGenerationMilliseconds() const override { return m_codeGenerationMilliseconds; }
+
+    void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup) const override {
+        if (grid.width == 0 || grid.height == 0 || grid.depth == 0)
+            return;
+        const GridRecord record{grid, threadsPerThreadgroup};
+        const Tiling tiling(grid);
+        runOnAllCores(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
+            runTiles(bindings, record, tiling, first, last);
+        });
+    }
+
+private:
+    void runTiles(const Bindings& bindings, const GridRecord& grid, const Tiling& tiling,
+                  std::uint32_t first, std::uint32_t last) const {
+        auto* function = reinterpret_cast<TileFunction*>(m_code.entry());
+        const FlushDenormals flushDenormals;
+        runningKernel = m_name.c_str();
+        for (std::uint32_t index = first; index < last; ++index) {
+            const TileRecord tile = tiling.tile(index);
+            function(&bindings, &grid, &tile);
+        }
+        runningKernel = nullptr;
+    }
+
+    std::string m_name;
+    std::vector<kernel::Parameter> m_parameters;
+    double m_optimiserMilliseconds;
+    double m_codeGenerationMilliseconds;
+    MachineCode m_code;
+};
+
+} // namespace
+
+platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel,
+                                                       const kernel::Dump* dump) {
+    const auto start = std::chrono::steady_clock::now();
+    MachineCode code = SL42_TRY(generateCode(kernel, dump));
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    return std::shared_ptr<HostKernel>(
+        std::make_shared<CompiledKernel>(std::move(kernel), std::move(code), time.count()));
+}
+
+const char* kernelOnThisThread() { return runningKernel; }
+
+void warmUp() {
+    kernel::initialiseHostTarget();
+    startWorkers();
+}
+
+} // namespace compute::host

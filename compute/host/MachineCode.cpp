@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/host/MachineCode.h"
+
+#include "compute/host/RuntimeFunctions.h"
+
+#include <llvm/ExecutionEngine/JITLink/JITLink.h>
+#include <llvm/ExecutionEngine/Orc/Shared/ExecutorAddress.h>
+
+#include <string>
+#include <unistd.h>
+
+namespace compute::host {
+namespace {
+
+using namespace llvm::jitlink;
+
+/// What one link leaves behind.
+struct Outcome {
+    JITLinkMemoryManager::FinalizedAlloc allocation;
+    llvm::orc::ExecutorAddr entry;
+    std::string error;
+};
+
+/// Answers the linker's questions. The linker works on the calling thread throughout.
+class LinkContext final : public JITLinkContext {
+public:
+    LinkContext(JITLinkMemoryManager& memory, std::string_view symbol, Outcome& outcome)
+        : JITLinkContext(nullptr), m_memory(memory), m_symbol(symbol), m_outcome(outcome) {}
+
+    JITLinkMemoryManager& getMemoryManager() override { return m_memory; }
+
+    void notifyFailed(llvm::Error error) override {
+        m_outcome.error = llvm::toString(std::move(error));
+    }
+
+    void lookup(const LookupMap& symbols,
+                std::unique_ptr<JITLinkAsyncLookupContinuation> next) override {
+        llvm::jitlink::AsyncLookupResult result;
+        for (const auto& [name, flags] : symbols) {
+            void* address = runtimeFunction({name.data(), name.size()});
+            if (address == nullptr) {
+                next->run(llvm::createStringError("function '" + name.str() +
+                                                  "' is not available to kernels"));
+                return;
+            }
+            result[name] = {llvm::orc::ExecutorAddr::fromPtr(address),
+                            llvm::JITSymbolFlags::Exported | llvm::JITSymbolFlags::Callable};
+        }
+        next->run(std::move(result));
+    }
+
+    llvm::Error notifyResolved(LinkGraph& graph) override {
+        for (Symbol* symbol : graph.defined_symbols())
+            if (symbol->hasName() && symbol->getName() == llvm::StringRef(m_symbol))
+                m_outcome.entry = symbol->getAddress();
+        return m_outcome.entry ? llvm::Error::success()
+                               : llvm::createStringError("the kernel has no machine code");
+    }
+
+    void notifyFinalized(JITLinkMemoryManager::FinalizedAlloc allocation) override {
+        m_outcome.allocation = std::move(allocation);
+    }
+
+private:
+    JITLinkMemoryManager& m_memory;
+    std::string_view m_symbol;
+    Outcome& m_outcome;
+};
+
+} // namespace
+
+MachineCode::MachineCode(std::unique_ptr<JITLinkMemoryManager> memory, Allocation allocation,
+                         void* entry)
+    : m_memory(std::move(memory)),
+      m_allocation(std::move(allocation)),
+      m_entry(entry) {}
+
+MachineCode::MachineCode(MachineCode&& other) noexcept = default;
+
+MachineCode::~MachineCode() {
+    if (m_allocation)
+        llvm::consumeError(m_memory->deallocate(std::move(m_allocation)));
+}
+
+platform::Result<MachineCode> MachineCode::link(llvm::MemoryBufferRef object,
+                                                std::string_view symbol) {
+    auto graph = createLinkGraphFromObject(object);
+    if (!graph)
+        return platform::Error{llvm::toString(graph.takeError())};
+    auto memory = std::make_unique<InProcessMemoryManager>(
+        static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
+    Outcome outcome;
+    llvm::jitlink::link(std::move(*graph),
+                        std::make_unique<LinkContext>(*memory, symbol, outcome));
+    if (!outcome.allocation)
+        return platform::Error{outcome.error};
+    return MachineCode(std::move(memory), std::move(outcome.allocation),
+                       outcome.entry.toPtr<void*>());
+}
+
+} // namespace compute::host

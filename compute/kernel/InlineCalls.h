@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Makes one function of a kernel and everything that it calls. Works from the leaves up and reduces
+// each function to registers before it goes into its callers, so that the work grows with the code
+// that results and not with the depth of the calls.
+#pragma once
+
+#include "compute/kernel/Passes.h"
+
+namespace compute::kernel {
+
+/// A kernel may have this many instructions once all calls are inlined; the sum over its nested
+/// calls can grow exponentially with the text, and compiling must stay bounded.
+inline constexpr unsigned maxInstructions = 400'000;
+
+/// Flattens the canonical function and the initialisers of variables. Fails, naming the function,
+/// when one is called but not defined, calls itself, or would exceed maxInstructions.
+platform::Result<void> inlineCalls(PassContext& context);
+
+} // namespace compute::kernel

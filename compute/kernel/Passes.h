@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The table of passes that turn a kernel into its canonical form. It alone decides their order,
+// names the dumps, and lets a test run one pass by itself.
+#pragma once
+
+#include "compute/kernel/Analyses.h"
+#include "compute/kernel/Program.h"
+#include "platform/base/Result.h"
+
+#include <llvm/IR/Module.h>
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace compute::kernel {
+
+/// What the passes share while one kernel goes through them.
+struct PassContext {
+    llvm::Module& module;
+    llvm::TargetMachine& target;
+    Analyses& analyses;
+    const KernelDeclaration& kernel;
+    const std::vector<ConstantDeclaration>& constants;
+    const ConstantValues& values;
+    /// The canonical function, once bindParameters() has made it.
+    llvm::Function* entry = nullptr;
+};
+
+struct Pass {
+    std::string_view name;
+    platform::Result<void> (*run)(PassContext& context);
+};
+
+/// Name of the canonical function in its module.
+inline constexpr std::string_view canonicalSymbol = "kernel";
+
+/// In the order in which they run.
+std::span<const Pass> passes();
+
+/// A function's or variable's name as the program spells it, without parameter types.
+std::string sourceName(const llvm::GlobalValue& value);
+
+} // namespace compute::kernel

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/kernel/Undefined.h"
+
+#include <llvm/IR/Constants.h>
+#include <llvm/IR/IRBuilder.h>
+#include <llvm/IR/InstIterator.h>
+#include <llvm/IR/Module.h>
+
+namespace compute::kernel {
+
+llvm::Constant* withoutUndefined(llvm::Constant* constant) {
+    if (llvm::isa<llvm::UndefValue>(constant))
+        return llvm::Constant::getNullValue(constant->getType());
+    auto* aggregate = llvm::dyn_cast<llvm::ConstantAggregate>(constant);
+    if (aggregate == nullptr || !aggregate->containsUndefOrPoisonElement())
+        if (aggregate == nullptr || aggregate->getType()->isVectorTy())
+            return constant;
+    llvm::SmallVector<llvm::Constant*> elements;
+    for (llvm::Use& operand : aggregate->operands())
+        elements.push_back(withoutUndefined(llvm::cast<llvm::Constant>(operand.get())));
+    if (auto* type = llvm::dyn_cast<llvm::StructType>(aggregate->getType()))
+        return llvm::ConstantStruct::get(type, elements);
+    if (auto* type = llvm::dyn_cast<llvm::ArrayType>(aggregate->getType()))
+        return llvm::ConstantArray::get(type, elements);
+    return llvm::ConstantVector::get(elements);
+}
+
+void replaceUndefinedOperands(llvm::Function& function) {
+    for (llvm::Instruction& instruction : llvm::instructions(function))
+        for (llvm::Use& operand : instruction.operands())
+            if (llvm::isa<llvm::UndefValue, llvm::ConstantAggregate>(operand.get()))
+                operand.set(withoutUndefined(llvm::cast<llvm::Constant>(operand.get())));
+}
+
+void clearStackVariables(llvm::Function& function) {
+    const llvm::DataLayout& layout = function.getParent()->getDataLayout();
+    llvm::IRBuilder<> builder(function.getContext());
+    for (llvm::Instruction& instruction : llvm::instructions(function))
+        if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
+            builder.SetInsertPoint(std::next(variable->getIterator()));
+            builder.CreateMemSet(variable, builder.getInt8(0),
+                                 layout.getTypeAllocSize(variable->getAllocatedType()).getFixedValue(),
+                                 variable->getAlign());
+        }
+}
+
+} // namespace compute::kernel

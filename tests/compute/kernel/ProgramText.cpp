@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/compute/kernel/ProgramText.h"
+
+#include <llvm/AsmParser/Parser.h>
+#include <llvm/IR/Verifier.h>
+#include <llvm/Support/SourceMgr.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tests {
+
+using namespace compute::kernel;
+
+Program makeProgram(std::string_view text, std::vector<Parameter> parameters,
+                    std::vector<ConstantDeclaration> constants) {
+    Program program;
+    program.context = std::make_unique<llvm::LLVMContext>();
+    llvm::SMDiagnostic diagnostic;
+    program.module = llvm::parseAssemblyString(llvm::StringRef(text.data(), text.size()), diagnostic,
+                                               *program.context);
+    if (!program.module || llvm::verifyModule(*program.module, &llvm::errs())) {
+        diagnostic.print("test", llvm::errs());
+        std::abort();
+    }
+    program.kernels.push_back(
+        {.name = "k", .symbol = "k", .parameters = std::move(parameters), .unsupported = {}});
+    program.constants = std::move(constants);
+    return program;
+}
+
+Parameter buffer(std::uint32_t index) {
+    return {.name = "buffer", .kind = ParameterKind::Buffer, .index = index};
+}
+
+Parameter texture(std::uint32_t index) {
+    return {.name = "texture", .kind = ParameterKind::Texture, .index = index};
+}
+
+Parameter attribute(ParameterKind kind, std::uint8_t components, std::uint8_t componentBytes) {
+    return {.name = "attribute",
+            .kind = kind,
+            .components = components,
+            .componentBytes = componentBytes};
+}
+
+Program makeOneDimensional(std::string_view body, std::string_view declarations) {
+    const std::string text = std::string(declarations) +
+                             "\ndefine spir_func void @k(ptr noundef %out, i32 noundef %x) {\n" +
+                             std::string(body) + "\n}\n";
+    return makeProgram(text, {buffer(0), attribute(ParameterKind::ThreadPositionInGrid)});
+}
+
+} // namespace tests
