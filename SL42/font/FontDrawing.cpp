@@ -43,12 +43,15 @@ Result<LineMetrics> measure(const FontFace& face) {
 
 Result<std::shared_ptr<SharedMemory>> drawStyle(FontFace& face, const FontGrid& grid,
                                                 const LineMetrics& metrics,
-                                                std::optional<double> strokeWidth) {
+                                                const std::stop_token& stop,
+                                                std::optional<double> strokeWidth = {}) {
     auto memory = SL42_TRY(SharedMemory::create(grid.size() * grid.size(), "Font style"));
     const std::span<std::byte> pixels = memory->bytes();
     if (pixels.empty())
         return platform::Error{"no memory to draw the font in"};
     for (std::size_t i = 0; i < characterCount; ++i) {
+        if (stop.stop_requested())
+            return platform::Error{"drawing the font was stopped"};
         const Cell cell = grid.cell(i);
         if (cell.width == 0 || cell.height == 0)
             continue;
@@ -66,7 +69,8 @@ Result<std::shared_ptr<SharedMemory>> drawStyle(FontFace& face, const FontGrid& 
 } // namespace
 
 Result<FontPictures> drawFontPictures(const FontNames& names, const FontGrid& grid,
-                                      const platform::FontLookup& fonts, platform::Log& log) {
+                                      const platform::FontLookup& fonts, platform::Log& log,
+                                      std::stop_token stop) {
     const double fontSize = grid.fontSize();
     auto regular = SL42_TRY(openFace(names.regular, fontSize, fonts, log));
     auto bold = SL42_TRY(openFace(names.bold, fontSize, fonts, log));
@@ -76,10 +80,10 @@ Result<FontPictures> drawFontPictures(const FontNames& names, const FontGrid& gr
     const LineMetrics metrics = SL42_TRY(measure(regular));
 
     FontPictures pictures{.styles = {}, .size = grid.size(), .bytesPerRow = grid.size()};
-    pictures.styles[0] = SL42_TRY(drawStyle(regular, grid, metrics, {}));
-    pictures.styles[1] = SL42_TRY(drawStyle(bold, grid, metrics, {}));
-    pictures.styles[2] = SL42_TRY(drawStyle(italic, grid, metrics, {}));
-    pictures.styles[3] = SL42_TRY(drawStyle(outline, grid, metrics, outlineWidth * fontSize));
+    pictures.styles[0] = SL42_TRY(drawStyle(regular, grid, metrics, stop));
+    pictures.styles[1] = SL42_TRY(drawStyle(bold, grid, metrics, stop));
+    pictures.styles[2] = SL42_TRY(drawStyle(italic, grid, metrics, stop));
+    pictures.styles[3] = SL42_TRY(drawStyle(outline, grid, metrics, stop, outlineWidth * fontSize));
     return pictures;
 }
 

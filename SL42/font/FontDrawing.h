@@ -13,6 +13,7 @@
 
 #include <array>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 namespace starloom {
@@ -38,9 +39,10 @@ struct FontPictures {
 
 /// Draws all styles with the best faces that `fonts` has for the names, and says so on `log` where
 /// a style has to do with a face of other measures. Characters keep to their cells. Takes about
-/// 60 ms for 4096 x 4096. Fails when there is no usable font at all, or no memory.
+/// 90 ms for 4096 x 4096. Fails when there is no usable font at all, or no memory, and soon after
+/// `stop` asks it to.
 platform::Result<FontPictures> drawFontPictures(const FontNames& names, const FontGrid& grid,
                                                 const platform::FontLookup& fonts,
-                                                platform::Log& log);
+                                                platform::Log& log, std::stop_token stop = {});
 
 } // namespace starloom

@@ -29,9 +29,9 @@ std::shared_ptr<gpu::Texture> makeAtlas(gpu::Device& device, std::uint32_t size)
 }
 
 platform::Result<FontPictures> draw(const FontNames& names, const FontGrid& grid,
-                                    platform::Log& log) {
+                                    platform::Log& log, std::stop_token stop) {
     const auto fonts = SL42_TRY(platform::FontLookup::open());
-    return drawFontPictures(names, grid, fonts, log);
+    return drawFontPictures(names, grid, fonts, log, std::move(stop));
 }
 
 } // namespace
@@ -44,9 +44,13 @@ FontTextureGenerator::FontTextureGenerator(std::shared_ptr<gpu::Device> device,
       m_log(log),
       m_grid(textureSize),
       m_texture(makeAtlas(*m_device, m_grid.size())),
-      m_drawing(std::async(std::launch::async, [names = std::move(font), grid = m_grid, &log] {
-          return draw(names, grid, log);
-      })) {}
+      m_drawing(std::async(std::launch::async,
+                           [names = std::move(font), grid = m_grid, &log,
+                            stop = m_stop.get_token()] { return draw(names, grid, log, stop); })) {}
+
+FontTextureGenerator::~FontTextureGenerator() {
+    m_stop.request_stop();
+}
 
 const std::shared_ptr<gpu::Texture>& FontTextureGenerator::texture() {
     if (m_stage == Stage::Drawing)

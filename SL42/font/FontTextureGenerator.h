@@ -16,12 +16,13 @@
 
 #include <future>
 #include <memory>
+#include <stop_token>
 
 namespace starloom {
 
-/// Draws once; there is no cache on disk, because reading one back takes as long. Until the merge
-/// has completed, the four pictures are in memory too (64 MB with the usual size). The constructor,
-/// texture() and textureSoFar() belong to one thread, that which fills the queue.
+/// Draws once, in about 90 ms; there is no cache on disk, because reading one back takes almost as
+/// long. Until the merge has completed, the four pictures are in memory too (64 MB with the usual
+/// size). Belongs to one thread, that which fills the queue.
 class FontTextureGenerator {
 public:
     /// Starts the drawing and returns. `log` must outlive the generator. `textureSize` is width
@@ -29,10 +30,15 @@ public:
     FontTextureGenerator(std::shared_ptr<gpu::Device> device,
                          std::shared_ptr<gpu::CommandQueue> queue, platform::Log& log,
                          FontNames font = {}, double textureSize = 4096);
+    /// Ends the drawing early when it still goes on.
+    ~FontTextureGenerator();
+    FontTextureGenerator(const FontTextureGenerator&) = delete;
+    FontTextureGenerator& operator=(const FontTextureGenerator&) = delete;
 
     /// Waits until the texture is complete: RGBA8Unorm with all mip levels; red holds the coverage
     /// of the regular style, green bold, blue italic, alpha outline. Stops the program when there
-    /// is no font at all, or the device refuses the work.
+    /// is no font at all, or the device does not take the work. If the device takes it but fails
+    /// to do it, repeatedly, says so on `log`: the texture is then incomplete.
     const std::shared_ptr<gpu::Texture>& texture();
 
     /// Never waits: the texture as it is by now, which at first is blank. Each call moves the work
@@ -60,6 +66,7 @@ private:
     /// Kept until the merge has completed, for another attempt.
     FontPictures m_pictures;
     std::shared_ptr<gpu::CommandBuffer> m_merge;
+    std::stop_source m_stop;
     /// Last, so that the thread ends before what it uses.
     std::future<platform::Result<FontPictures>> m_drawing;
 };

@@ -3,33 +3,33 @@
 //
 // Keyboard and mouse.
 
-    // Keyboard and mouse
+// Keyboard and mouse
 
-    bool keydown(int keyValue) {
-        return keyboard->state[keyValue];
-    }
+bool keydown(int keyValue) {
+    return keyboard->state[keyValue];
+}
 
-    bool keydown(char keyValue) {
-        return keyboard->state[int(keyValue)];
-    }
+bool keydown(char keyValue) {
+    return keyboard->state[int(keyValue)];
+}
 
-    bool keystroke(int keyValue) {
-        return keyboard->pressed[keyValue];
-    }
+bool keystroke(int keyValue) {
+    return keyboard->pressed[keyValue];
+}
 
-    bool keystroke(char keyValue) {
-        return keyboard->pressed[int(keyValue)];
-    }
+bool keystroke(char keyValue) {
+    return keyboard->pressed[int(keyValue)];
+}
 
-    float2 mousepos() {
-        return mouse->location;
-    }
+float2 mousepos() {
+    return mouse->location;
+}
 
-    bool2 mousebutton() {
-        return bool2(mouse->leftButton, mouse->rightButton);
-    }
+bool2 mousebutton() {
+    return bool2(mouse->leftButton, mouse->rightButton);
+}
 
-    bool2 mouseclick() {
-        return bool2(mouse->leftClick, mouse->rightClick);
-    }
+bool2 mouseclick() {
+    return bool2(mouse->leftClick, mouse->rightClick);
+}
 

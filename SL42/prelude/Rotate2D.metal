@@ -3,7 +3,7 @@
 //
 // Turning a point about the origin.
 
-    float2 rotate2d(float2 p, float a) {
-        return cos(a) * p + sin(a) * float2(-p.y, p.x);
-    }
+float2 rotate2d(float2 p, float a) {
+    return cos(a) * p + sin(a) * float2(-p.y, p.x);
+}
 

@@ -45,13 +45,13 @@ const std::string& SharedShaderStrings::standardProcessingHeader() {
 }
 
 const std::string& GPUShaderStrings::coordsToIndex() {
-    static const std::string text = join({"    // Coordinates\n\n"
-                                          "    uint coordsToIndex(float2 c) {\n"
-                                          "        c = round(c);\n"
-                                          "        return uint(c.y * ",
+    static const std::string text = join({"// Coordinates\n\n"
+                                          "uint coordsToIndex(float2 c) {\n"
+                                          "    c = round(c);\n"
+                                          "    return uint(c.y * ",
                                           std::to_string(screenWidth),
                                           " + c.x) % TextureBufferRange;\n"
-                                          "    }\n\n"});
+                                          "}\n\n"});
     return text;
 }
 

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What compiling a program reports, hands to the stages and asks of the device.
+#include "SL42/prelude/ShaderStrings.h"
+#include "tests/SL42/ConsoleFixture.h"
+
+#include <algorithm>
+
+namespace starloom {
+namespace {
+
+class CompileTest : public ConsoleTest {
+protected:
+    /// The kernels that the next frame runs.
+    std::vector<std::string> kernelsOfAFrame() {
+        forget();
+        drawFrame();
+        std::vector<std::string> names;
+        for (const auto& dispatch : fake::dispatches(*commandBuffers("Render").at(0)))
+            names.push_back(dispatch.kernel);
+        return names;
+    }
+    void compile(const char* source) {
+        engine->setSource(source);
+        settle();
+    }
+};
+
+using Names = std::vector<std::string>;
+
+} // namespace
+
+TEST_F(CompileTest, LogsEveryOutcome) {
+    const std::string failed = "Compilation failed:\nprogram_source:672:1: error: so it says";
+    struct {
+        const char* source;
+        std::set<std::string> brokenKernels;
+        std::string log;
+        bool hasError;
+    } const cases[] = {
+        {"", {}, "No fx() or sfx() found", false},
+        {"int x;", {}, "", false},
+        {"void fx() {}", {}, "Compiling video...\nDone.\n", false},
+        {allThree,
+         {},
+         "Compiling CPU...\nDone.\nCompiling video...\nDone.\nCompiling audio...\nDone.\n",
+         false},
+        {"#error\ncpu() fx()\n sfx()",
+         {},
+         "Compiling CPU...\n" + failed + "Compiling video...\n" + failed + "Compiling audio...\n" +
+             failed,
+         true},
+        // The word is matched as it stands: these failures are not called errors.
+        {allThree,
+         {"processor", "video", "audio"},
+         "Compiling CPU...\nFailed to create processor compute pipeline state\n"
+         "Compiling video...\nFailed to create video compute pipeline state\n"
+         "Compiling audio...\nFailed to create audio compute pipeline state\n",
+         false},
+    };
+    start("");
+    for (const auto& [source, brokenKernels, expected, hasError] : cases) {
+        device->brokenKernels = brokenKernels;
+        compile(source);
+        EXPECT_EQ(engine->error().get(), expected);
+        EXPECT_EQ(engine->hasError().get(), hasError) << source;
+        EXPECT_EQ(lines.back(), "Error: " + expected);
+    }
+}
+
+TEST_F(CompileTest, PrintsWhatItDoes) {
+    start("int4 music = {120,4,4,1};\nvoid cpu() { fx(); }\nsfx()");
+    EXPECT_EQ(lines,
+              (Names{"Init sl42: Test", "Found music spec",
+                     "BPM: 120, beats: 4, bars: 4, patterns: 1", "Found processor", "Found video",
+                     "Found audio", "Compiling CPU", "Compiling video", "Compiling audio"}));
+}
+
+TEST_F(CompileTest, SurroundsTheProgramByPreludeAndKernels) {
+    const std::string program = "void fx() { cls(1); }";
+    start(program);
+    const std::string& header = SharedShaderStrings::standardProcessingHeader();
+    const std::string& text = device->sources.back();
+    EXPECT_EQ(text, header + program +
+                        " \n int4 music = {120,4,4,4};\nvoid cpu() {\n}"
+                        "\nfloat2 sfx() {\n return 0;\n}" +
+                        std::string(GPUShaderStrings::kernelTail()));
+    EXPECT_TRUE(header.ends_with('\n'));
+    EXPECT_TRUE(GPUShaderStrings::kernelTail().starts_with("};\n"));
+    EXPECT_NE(header.find("constant float2 resolution = {960, 540};"), header.npos);
+    EXPECT_NE(header.find("#define TextureBufferRange uint(960 * 540)"), header.npos);
+}
+
+TEST_F(CompileTest, MakesOnePipelinePerStage) {
+    start("");
+    device->sources.clear();
+    device->kernels.clear();
+    compile(allThree);
+    Names kernels;
+    for (const auto& kernel : device->kernels)
+        kernels.push_back(kernel->name);
+    EXPECT_EQ(kernels, (Names{"processor", "video", "audio"}));
+    EXPECT_TRUE(std::all_of(device->sources.begin(), device->sources.end(),
+                            [&](const auto& text) { return text == device->sources.front(); }));
+}
+
+TEST_F(CompileTest, StagesKeepTheirKernelsWhenAProgramFails) {
+    start("void fx() {}");
+    EXPECT_EQ(kernelsOfAFrame(), (Names{"video"}));
+    compile("void cpu() {}");
+    EXPECT_TRUE(engine->hasCPU());
+    EXPECT_FALSE(engine->hasVideo());
+    EXPECT_EQ(kernelsOfAFrame(), (Names{"processor", "video"}));
+    compile("#error cpu() fx()");
+    EXPECT_TRUE(engine->hasVideo());
+    EXPECT_EQ(kernelsOfAFrame(), (Names{"processor", "video"}));
+    compile("");
+    EXPECT_TRUE(engine->hasVideo());
+    EXPECT_EQ(kernelsOfAFrame(), (Names{"processor", "video"}));
+}
+
+TEST_F(CompileTest, MusicLinesShapeTheSongAndStay) {
+    start("int4 music = {90, 3, 8, 2};");
+    EXPECT_EQ(engine->machine().audioMemory->length(), 12'288'000U);
+    EXPECT_EQ(engine->machine().audioMemory->label(), "Audio memory");
+    EXPECT_EQ(engine->machine().audioSpec, (AudioSpec{90, 3, 8, 2}));
+    EXPECT_EQ(engine->audioRenderer().audioSpec, (AudioSpec{90, 3, 8, 2}));
+    const auto audioMemory = engine->machine().audioMemory;
+    compile("void fx() {}");
+    EXPECT_EQ(engine->machine().audioMemory, audioMemory);
+    EXPECT_EQ(engine->audioRenderer().audioSpec, (AudioSpec{90, 3, 8, 2}));
+}
+
+TEST_F(CompileTest, PublishesOnlyOnTheMainQueue) {
+    start("void fx() {}");
+    settle();
+    engine->playing.set(false);
+    const int requests = view().displayRequests;
+    engine->setSource("#error fx()");
+    EXPECT_EQ(engine->error().get(), "Compiling video...\nDone.\n");
+    EXPECT_EQ(engine->size().get(), 12U);
+    EXPECT_EQ(view().displayRequests, requests);
+    settle();
+    EXPECT_TRUE(engine->hasError().get());
+    EXPECT_EQ(engine->size().get(), 11U);
+    EXPECT_EQ(view().displayRequests, requests + 1);
+    engine->playing.set(true);
+    compile("void fx() {}");
+    EXPECT_EQ(view().displayRequests, requests + 1);
+}
+
+TEST_F(CompileTest, PreviewsDoNothing) {
+    start(allThree, true);
+    device->sources.clear();
+    compile(allThree);
+    drawFrame();
+    EXPECT_TRUE(device->sources.empty());
+    EXPECT_TRUE(device->commandBuffers.empty());
+    EXPECT_EQ(engine->error().get(), "");
+}
+
+} // namespace starloom

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/SL42/ConsoleFixture.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace starloom {
+namespace {
+
+class FakeDrawable final : public gpu::Drawable {
+public:
+    explicit FakeDrawable(int& presented) : m_presented(presented) {}
+    std::shared_ptr<gpu::Texture> texture() override {
+        fake::Device device;
+        return device.makeTexture({});
+    }
+    void present() override { ++m_presented; }
+
+private:
+    int& m_presented;
+};
+
+} // namespace
+
+std::shared_ptr<gpu::Drawable> FakeView::currentDrawable() {
+    return hasDrawables ? std::make_shared<FakeDrawable>(presented) : nullptr;
+}
+
+void ConsoleTest::start(std::string source, bool preview) {
+    Surroundings surroundings{.mainQueue = mainQueue,
+                              .clock = clock,
+                              .log = log,
+                              .device = device,
+                              .makeView = [this](const auto&) {
+                                  auto view = std::make_unique<FakeView>();
+                                  m_view = view.get();
+                                  return view;
+                              }};
+    engine = std::make_unique<SL42>(std::move(surroundings), "Test", std::move(source), preview);
+}
+
+void ConsoleTest::drawFrame() {
+    engine->draw(*m_view);
+    settle();
+}
+
+void ConsoleTest::settle() {
+    while (mainQueue.pump() > 0) {
+    }
+}
+
+std::vector<std::shared_ptr<fake::CommandBuffer>>
+ConsoleTest::commandBuffers(const std::string& label) {
+    std::vector<std::shared_ptr<fake::CommandBuffer>> found;
+    for (const auto& commandBuffer : device->commandBuffers)
+        if (commandBuffer->label() == label)
+            found.push_back(commandBuffer);
+    return found;
+}
+
+std::uint8_t ConsoleTest::byteAt(const std::shared_ptr<gpu::Buffer>& buffer, std::size_t index) {
+    return std::to_integer<std::uint8_t>(buffer->contents()[index]);
+}
+
+void ConsoleTest::setRegister(Register index, std::uint8_t value) {
+    engine->machine().registers->contents()[static_cast<std::size_t>(index)] = std::byte{value};
+}
+
+int ConsoleTest::linesEqual(const std::string& text) const {
+    return static_cast<int>(std::count(lines.begin(), lines.end(), text));
+}
+
+} // namespace starloom

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Time, frames in flight, input and reset.
+#include "tests/SL42/ConsoleFixture.h"
+
+#include <chrono>
+#include <cstring>
+
+namespace starloom {
+namespace {
+
+using EngineTest = ConsoleTest;
+using EngineDeathTest = ConsoleTest;
+using platform::Seconds;
+
+} // namespace
+
+TEST_F(EngineTest, TimeLoopsWithTheSong) {
+    start("int4 music = {120,4,8,1};\nvoid fx() {}");
+    clock.set(Seconds(100)); // time starts with the first frame
+    struct {
+        double elapsed;
+        float time;
+        std::uint32_t sample;
+    } const cases[] = {
+        {0, 0, 0}, {1.25, 1.25F, 60'000}, {15.875, 15.875F, 762'000}, {16, 0, 0}, {33, 1, 48'000}};
+    for (const auto& [elapsed, time, sample] : cases) {
+        clock.set(Seconds(100 + elapsed));
+        drawFrame();
+        EXPECT_EQ(engine->time(), time) << elapsed;
+        EXPECT_EQ(engine->sample(), sample) << elapsed;
+    }
+    forget();
+    drawFrame();
+    const auto video = fake::dispatches(*commandBuffers("Render").at(0)).at(0);
+    EXPECT_EQ(fake::boundValue<float>(video, 2), 1.0F);
+    EXPECT_EQ(fake::boundValue<std::uint32_t>(video, 3), 48'000U);
+}
+
+TEST_F(EngineTest, PausingHoldsTimeAndResumingCatchesUp) {
+    start("void fx() {}");
+    drawFrame();
+    clock.advance(Seconds(2));
+    drawFrame();
+    engine->playing.set(false);
+    clock.advance(Seconds(3));
+    forget();
+    drawFrame();
+    EXPECT_EQ(engine->time(), 2);
+    EXPECT_EQ(commandBuffers("Render").size(), 1U); // frames go on
+    engine->playing.set(true);
+    drawFrame();
+    EXPECT_EQ(engine->time(), 5);
+}
+
+TEST_F(EngineTest, ResetStartsOver) {
+    start("void fx() {}");
+    drawFrame();
+    clock.advance(Seconds(2));
+    setRegister(Register::HDR, 1);
+    drawFrame();
+    const auto memory = engine->machine().memory;
+    engine->reset();
+    EXPECT_EQ(engine->time(), 0);
+    EXPECT_EQ(engine->sample(), 96'000U); // until the next frame
+    EXPECT_NE(engine->machine().memory, memory);
+    EXPECT_EQ(byteAt(engine->machine().registers, 2), 0);
+    EXPECT_EQ(engine->machine().screenMemory[0]->label(), "Video memory bank 0");
+    EXPECT_EQ(view().displayRequests, 0);
+    drawFrame();
+    EXPECT_EQ(engine->sample(), 0U);
+    engine->playing.set(false);
+    engine->reset();
+    EXPECT_EQ(view().displayRequests, 1);
+}
+
+TEST_F(EngineTest, WithASongTheSampleIsThePlayers) {
+    start("int4 music = {120,4,4,1};\nfloat2 sfx() { return 1; }");
+    clock.set(Seconds(1)); // playback begins with the hand-over on the main queue
+    settle();
+    drawFrame();
+    clock.advance(Seconds(10));
+    drawFrame();
+    EXPECT_EQ(engine->time(), 2); // of a song of 8 seconds
+    EXPECT_EQ(engine->sample(), 480'000U);
+    engine->reset();
+    drawFrame();
+    EXPECT_EQ(engine->sample(), 0U);
+}
+
+TEST_F(EngineDeathTest, ASongWithoutLengthHasNoTime) {
+    start("void fx() {}");
+    engine->audioRenderer().audioSpec.patternCount = 0;
+    EXPECT_DEATH(drawFrame(), "Fatal error: The time is not a position");
+}
+
+TEST_F(EngineDeathTest, NeedsADevice) {
+    device = nullptr;
+    EXPECT_DEATH(start(""), "Fatal error: There is no GPU device");
+}
+
+TEST_F(EngineTest, ThreeFramesAreInFlightAtMost) {
+    start("void fx() {}");
+    settle();
+    device->completesAtOnce = false;
+    forget();
+    for (int frame = 0; frame < 3; ++frame)
+        engine->draw(view());
+    EXPECT_EQ(commandBuffers("Render").size(), 3U);
+    // The fourth frame waits. What ends the wait is a task that itself waits in the main queue.
+    bool completed = false;
+    mainQueue.async([&] {
+        EXPECT_EQ(commandBuffers("Render").size(), 3U);
+        completed = device->completeNext();
+    });
+    engine->draw(view());
+    EXPECT_TRUE(completed);
+    EXPECT_EQ(commandBuffers("Render").size(), 4U);
+}
+
+TEST_F(EngineTest, PointerFollowsItsRegister) {
+    start("void fx() {}");
+    drawFrame();
+    EXPECT_TRUE(view().showCursor());
+    const int updates = view().cursorUpdates;
+    drawFrame();
+    EXPECT_EQ(view().cursorUpdates, updates);
+    setRegister(Register::MousePointer, 9);
+    drawFrame();
+    EXPECT_FALSE(view().showCursor());
+    setRegister(Register::MousePointer, 0);
+    drawFrame();
+    EXPECT_TRUE(view().showCursor());
+    EXPECT_EQ(view().cursorUpdates, updates + 2);
+}
+
+TEST_F(EngineTest, MouseReachesTheMachine) {
+    start("void fx() {}");
+    settle();
+    MouseValues values;
+    values.setLocation(0.5, 1);
+    values.setLeftButton(true);
+    engine->setMouseValues(values);
+    const auto mouse = engine->machine().mouseBuffer;
+    std::array<float, 2> location{};
+    std::memcpy(location.data(), mouse->contents().data(), sizeof location);
+    EXPECT_EQ(location, (std::array<float, 2>{480, 540}));
+    const auto flags = [&] {
+        return std::array<int, 4>{byteAt(mouse, 8), byteAt(mouse, 9), byteAt(mouse, 10),
+                                  byteAt(mouse, 11)};
+    };
+    EXPECT_EQ(flags(), (std::array<int, 4>{1, 0, 1, 0}));
+    // A completed frame ends the left click and leaves the right click set.
+    drawFrame();
+    EXPECT_EQ(flags(), (std::array<int, 4>{1, 0, 0, 1}));
+    EXPECT_TRUE(engine->mouseValues().data().rightClick);
+}
+
+TEST_F(EngineTest, KeyboardReachesTheMachine) {
+    start("void fx() {}");
+    engine->keyboard().setSource([] {
+        KeyFlags held{};
+        held['a'] = true;
+        return held;
+    });
+    const auto keys = [this](std::size_t index) {
+        return byteAt(engine->machine().keyboardBuffer, index);
+    };
+    drawFrame();
+    EXPECT_EQ(keys('a'), 1);
+    EXPECT_EQ(keys('b'), 0);
+    EXPECT_EQ(keys(128 + 'a'), 1);
+    drawFrame();
+    EXPECT_EQ(keys('a'), 1);
+    EXPECT_EQ(keys(128 + 'a'), 0);
+}
+
+TEST_F(EngineTest, GoesAwayWithFramesInFlight) {
+    start(allThree);
+    settle();
+    device->completesAtOnce = false;
+    engine->draw(view());
+    engine->setSource("void fx() {}");
+    engine.reset();
+    EXPECT_TRUE(device->pending.empty());
+    settle(); // what its frames left in the main queue finds it gone
+}
+
+} // namespace starloom

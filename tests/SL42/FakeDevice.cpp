@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/SL42/FakeDevice.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace fake {
+namespace {
+
+class Buffer final : public gpu::Buffer {
+public:
+    Buffer(std::size_t length, gpu::StorageMode mode)
+        : m_length(length), m_mode(mode), m_bytes(mode == gpu::StorageMode::Shared ? length : 0) {}
+    std::size_t length() const override { return m_length; }
+    gpu::StorageMode storageMode() const override { return m_mode; }
+    std::span<std::byte> contents() override { return m_bytes; }
+
+private:
+    std::size_t m_length;
+    gpu::StorageMode m_mode;
+    std::vector<std::byte> m_bytes;
+};
+
+class Texture final : public gpu::Texture {
+public:
+    explicit Texture(const gpu::TextureDescriptor& descriptor) : m_descriptor(descriptor) {}
+    const gpu::TextureDescriptor& descriptor() const override { return m_descriptor; }
+    bool replace(std::uint32_t, std::span<const std::byte>, std::size_t) override { return true; }
+    bool getBytes(std::uint32_t, std::span<std::byte>, std::size_t) const override { return true; }
+
+private:
+    gpu::TextureDescriptor m_descriptor;
+};
+
+class Function final : public gpu::Function {
+public:
+    Function(std::string name, gpu::FunctionConstantValues constants)
+        : m_name(std::move(name)), constants(std::move(constants)) {}
+    const std::string& name() const override { return m_name; }
+    const std::vector<gpu::Argument>& arguments() const override { return m_arguments; }
+
+private:
+    std::string m_name;
+    std::vector<gpu::Argument> m_arguments;
+
+public:
+    gpu::FunctionConstantValues constants;
+};
+
+class Library final : public gpu::Library {
+public:
+    explicit Library(std::string_view source) : m_source(source) {}
+    const std::vector<std::string>& functionNames() const override { return m_names; }
+    gpu::Result<std::shared_ptr<gpu::Function>>
+    makeFunction(std::string_view name, const gpu::FunctionConstantValues& constants) override {
+        if (m_source.find("kernel void " + std::string(name) + "(") == m_source.npos)
+            return gpu::Error{"no such function"};
+        return std::shared_ptr<gpu::Function>(
+            std::make_shared<Function>(std::string(name), constants));
+    }
+    const std::string& warnings() const override { return m_warnings; }
+    const gpu::CompileTimes& compileTimes() const override { return m_times; }
+
+private:
+    std::string m_source;
+    std::vector<std::string> m_names;
+    std::string m_warnings;
+    gpu::CompileTimes m_times;
+};
+
+class Pipeline final : public gpu::ComputePipelineState {
+public:
+    explicit Pipeline(std::shared_ptr<Kernel> compiled) : kernel(std::move(compiled)) {}
+    const std::string& functionName() const override { return kernel->name; }
+    const std::string& label() const override { return kernel->name; }
+    const gpu::CompileTimes& compileTimes() const override { return m_times; }
+    bool isStopped() const override { return kernel->stopped; }
+
+    std::shared_ptr<Kernel> kernel;
+
+private:
+    gpu::CompileTimes m_times;
+};
+
+class ComputeEncoder final : public gpu::ComputeCommandEncoder {
+public:
+    ComputeEncoder(CommandBuffer& owner, const Device& device) : m_owner(owner), m_device(device) {}
+
+    void setLabel(std::string label) override { m_state.encoderLabel = std::move(label); }
+    void setComputePipelineState(std::shared_ptr<gpu::ComputePipelineState> pipeline) override {
+        const auto& kernel = static_cast<const Pipeline&>(*pipeline).kernel;
+        m_state.kernel = kernel->name;
+        m_state.constants = kernel->constants;
+    }
+    void setBuffer(std::shared_ptr<gpu::Buffer> buffer, std::size_t offset,
+                   std::uint32_t index) override {
+        m_state.buffers[index] = {std::move(buffer), offset};
+    }
+    void setBuffers(std::span<const std::shared_ptr<gpu::Buffer>> buffers,
+                    std::uint32_t firstIndex) override {
+        for (const auto& buffer : buffers)
+            setBuffer(buffer, 0, firstIndex++);
+    }
+    void setBytes(std::span<const std::byte> bytes, std::uint32_t index) override {
+        m_state.bytes[index] = {bytes.begin(), bytes.end()};
+    }
+    void setTexture(std::shared_ptr<gpu::Texture> texture, std::uint32_t index) override {
+        m_state.textures[index] = std::move(texture);
+    }
+    void dispatchThreads(gpu::Size3 threads, gpu::Size3 group) override {
+        m_state.threads = threads;
+        m_state.group = group;
+        m_owner.commands.emplace_back(m_state);
+        if (m_state.kernel == "audio")
+            writeAudio();
+    }
+    void endEncoding() override {}
+
+private:
+    void writeAudio() {
+        const auto memory = m_state.buffers.at(7).buffer->contents();
+        for (std::size_t at = 0; at < memory.size(); at += sizeof(float))
+            std::memcpy(memory.data() + at, &m_device.audioValue, sizeof(float));
+    }
+
+    CommandBuffer& m_owner;
+    const Device& m_device;
+    Dispatch m_state;
+};
+
+class BlitEncoder final : public gpu::BlitCommandEncoder {
+public:
+    explicit BlitEncoder(CommandBuffer& owner) : m_owner(owner) {}
+    void setLabel(std::string) override {}
+    void fill(std::shared_ptr<gpu::Buffer> buffer, gpu::Range range, std::uint8_t value) override {
+        m_owner.commands.emplace_back(Fill{std::move(buffer), range, value});
+    }
+    void copy(std::shared_ptr<gpu::Buffer>, std::size_t, std::shared_ptr<gpu::Buffer>, std::size_t,
+              std::size_t) override {}
+    void generateMipmaps(std::shared_ptr<gpu::Texture>) override {}
+    void endEncoding() override {}
+
+private:
+    CommandBuffer& m_owner;
+};
+
+class CommandQueue final : public gpu::CommandQueue {
+public:
+    explicit CommandQueue(Device& device) : m_device(device) {}
+    std::shared_ptr<gpu::CommandBuffer> makeCommandBuffer() override {
+        if (m_device.refusesCommandBuffers)
+            return nullptr;
+        auto commandBuffer = std::make_shared<CommandBuffer>(m_device);
+        m_device.commandBuffers.push_back(commandBuffer);
+        return commandBuffer;
+    }
+
+private:
+    Device& m_device;
+};
+
+} // namespace
+
+std::shared_ptr<gpu::ComputeCommandEncoder> CommandBuffer::makeComputeCommandEncoder() {
+    return std::make_shared<ComputeEncoder>(*this, m_device);
+}
+
+std::shared_ptr<gpu::BlitCommandEncoder> CommandBuffer::makeBlitCommandEncoder() {
+    return std::make_shared<BlitEncoder>(*this);
+}
+
+void CommandBuffer::commit() {
+    m_status = gpu::CommandBufferStatus::Committed;
+    const auto self = std::find_if(m_device.commandBuffers.begin(), m_device.commandBuffers.end(),
+                                   [this](const auto& buffer) { return buffer.get() == this; });
+    m_device.pending.push_back(*self);
+    if (m_device.completesAtOnce)
+        m_device.completeNext();
+}
+
+void CommandBuffer::waitUntilCompleted() {
+    while (m_status == gpu::CommandBufferStatus::Committed)
+        m_device.completeNext(std::exchange(m_device.nextError, std::nullopt));
+}
+
+void CommandBuffer::complete(std::optional<gpu::CommandBufferError> error) {
+    m_error = std::move(error);
+    m_status = m_error ? gpu::CommandBufferStatus::Error : gpu::CommandBufferStatus::Completed;
+    for (const auto& handler : std::exchange(m_handlers, {}))
+        handler(*this);
+    if (const auto shown = std::exchange(drawable, nullptr); shown && !m_error)
+        shown->present();
+}
+
+std::shared_ptr<gpu::CommandQueue> Device::makeCommandQueue() {
+    return std::make_shared<CommandQueue>(*this);
+}
+
+std::shared_ptr<gpu::Buffer> Device::makeBuffer(std::size_t length, gpu::StorageMode mode) {
+    if (buffersLeft == 0)
+        return nullptr;
+    --buffersLeft;
+    return buffers.emplace_back(std::make_shared<Buffer>(length, mode));
+}
+
+std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& descriptor) {
+    return std::make_shared<Texture>(descriptor);
+}
+
+std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& descriptor,
+                                                  std::shared_ptr<platform::SharedMemory>,
+                                                  std::size_t, std::size_t) {
+    return makeTexture(descriptor);
+}
+
+gpu::Result<std::shared_ptr<gpu::Library>> Device::makeLibrary(std::string_view source) {
+    sources.emplace_back(source);
+    if (source.find("#error") != source.npos)
+        return gpu::Error{"program_source:672:1: error: so it says"};
+    return std::shared_ptr<gpu::Library>(std::make_shared<Library>(source));
+}
+
+gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>
+Device::makeComputePipelineState(const std::shared_ptr<gpu::Function>& function) {
+    if (brokenKernels.contains(function->name()))
+        return gpu::Error{"no pipeline for " + function->name()};
+    const auto& constants = static_cast<const Function&>(*function).constants;
+    kernels.push_back(std::make_shared<Kernel>(Kernel{function->name(), constants}));
+    return std::shared_ptr<gpu::ComputePipelineState>(std::make_shared<Pipeline>(kernels.back()));
+}
+
+bool Device::completeNext(std::optional<gpu::CommandBufferError> error) {
+    if (pending.empty())
+        return false;
+    const auto next = pending.front();
+    pending.pop_front();
+    next->complete(std::move(error));
+    return true;
+}
+
+std::vector<Dispatch> dispatches(const CommandBuffer& commandBuffer) {
+    std::vector<Dispatch> result;
+    for (const Command& command : commandBuffer.commands)
+        if (const auto* dispatch = std::get_if<Dispatch>(&command))
+            result.push_back(*dispatch);
+    return result;
+}
+
+} // namespace fake

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A device that runs nothing but remembers what it was told to do, for tests of the console's own
+// logic. Kernels are found by their text, `kernel void NAME(`; a text with "#error" does not
+// compile.
+#pragma once
+
+#include "gpu/Device.h"
+
+#include <cstring>
+#include <deque>
+#include <map>
+#include <set>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace fake {
+
+struct BoundBuffer {
+    std::shared_ptr<gpu::Buffer> buffer;
+    std::size_t offset = 0;
+};
+
+/// A kernel with what was bound to it.
+struct Dispatch {
+    std::string encoderLabel;
+    std::string kernel;
+    gpu::FunctionConstantValues constants;
+    std::map<std::uint32_t, BoundBuffer> buffers;
+    std::map<std::uint32_t, std::vector<std::byte>> bytes;
+    std::map<std::uint32_t, std::shared_ptr<gpu::Texture>> textures;
+    gpu::Size3 threads;
+    gpu::Size3 group;
+};
+
+struct Fill {
+    std::shared_ptr<gpu::Buffer> buffer;
+    gpu::Range range;
+    std::uint8_t value = 0;
+};
+
+using Command = std::variant<Dispatch, Fill>;
+
+/// Shared with every pipeline made from it, so that a test can stop them.
+struct Kernel {
+    std::string name;
+    gpu::FunctionConstantValues constants;
+    bool stopped = false;
+};
+
+class Device;
+
+class CommandBuffer final : public gpu::CommandBuffer {
+public:
+    explicit CommandBuffer(Device& device) : m_device(device) {}
+
+    void setLabel(std::string label) override { m_label = std::move(label); }
+    const std::string& label() const override { return m_label; }
+    std::shared_ptr<gpu::ComputeCommandEncoder> makeComputeCommandEncoder() override;
+    std::shared_ptr<gpu::BlitCommandEncoder> makeBlitCommandEncoder() override;
+    void present(std::shared_ptr<gpu::Drawable> shown) override { drawable = std::move(shown); }
+    void addCompletedHandler(std::function<void(gpu::CommandBuffer&)> handler) override {
+        m_handlers.push_back(std::move(handler));
+    }
+    void commit() override;
+    void waitUntilCompleted() override;
+    gpu::CommandBufferStatus status() const override { return m_status; }
+    std::optional<gpu::CommandBufferError> error() const override { return m_error; }
+    double milliseconds() const override { return 0; }
+
+    void complete(std::optional<gpu::CommandBufferError> error);
+
+    std::vector<Command> commands;
+    std::shared_ptr<gpu::Drawable> drawable;
+
+private:
+    Device& m_device;
+    std::string m_label;
+    gpu::CommandBufferStatus m_status = gpu::CommandBufferStatus::NotCommitted;
+    std::optional<gpu::CommandBufferError> m_error;
+    std::vector<std::function<void(gpu::CommandBuffer&)>> m_handlers;
+};
+
+class Device final : public gpu::Device {
+public:
+    std::string name() const override { return "fake"; }
+    std::shared_ptr<gpu::CommandQueue> makeCommandQueue() override;
+    std::shared_ptr<gpu::Buffer> makeBuffer(std::size_t length, gpu::StorageMode mode) override;
+    std::shared_ptr<gpu::Texture> makeTexture(const gpu::TextureDescriptor& descriptor) override;
+    std::shared_ptr<gpu::Texture> makeTexture(const gpu::TextureDescriptor& descriptor,
+                                              std::shared_ptr<platform::SharedMemory> memory,
+                                              std::size_t offset, std::size_t bytesPerRow) override;
+    gpu::Result<std::shared_ptr<gpu::Library>> makeLibrary(std::string_view source) override;
+    gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>
+    makeComputePipelineState(const std::shared_ptr<gpu::Function>& function) override;
+    void setTimeLimit(std::chrono::milliseconds) override {}
+
+    /// Completes the oldest committed command buffer; false when there is none.
+    bool completeNext(std::optional<gpu::CommandBufferError> error = std::nullopt);
+
+    /// Whether commands complete at their commit, or only when completeNext() is called.
+    bool completesAtOnce = true;
+    /// How the next command buffer that is waited for ends.
+    std::optional<gpu::CommandBufferError> nextError;
+    bool refusesCommandBuffers = false;
+    /// Buffers that can still be made.
+    std::size_t buffersLeft = 1000;
+    /// Names of kernels whose pipelines cannot be made.
+    std::set<std::string> brokenKernels;
+    /// Overwrites audio memory when the kernel "audio" is dispatched.
+    float audioValue = 0;
+
+    std::vector<std::shared_ptr<gpu::Buffer>> buffers;
+    /// The texts passed to makeLibrary.
+    std::vector<std::string> sources;
+    /// All pipelines made, in order.
+    std::vector<std::shared_ptr<Kernel>> kernels;
+    /// All command buffers made, in order.
+    std::vector<std::shared_ptr<CommandBuffer>> commandBuffers;
+    std::deque<std::shared_ptr<CommandBuffer>> pending;
+};
+
+/// The dispatches of a command buffer, in order.
+std::vector<Dispatch> dispatches(const CommandBuffer& commandBuffer);
+
+/// A value bound with setBytes.
+template <class T>
+T boundValue(const Dispatch& dispatch, std::uint32_t index) {
+    T value{};
+    const auto& bytes = dispatch.bytes.at(index);
+    if (bytes.size() == sizeof value)
+        std::memcpy(&value, bytes.data(), sizeof value);
+    return value;
+}
+
+} // namespace fake

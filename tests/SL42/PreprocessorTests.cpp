@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "SL42/builder/Preprocessor.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace starloom {
+namespace {
+
+struct Scan {
+    PreprocessedSource result;
+    std::vector<AudioSpec> music;
+    std::vector<std::string> lines;
+};
+
+Scan scan(std::string_view source) {
+    Scan scanned;
+    platform::Log log([&](std::string_view line) { scanned.lines.emplace_back(line); });
+    scanned.result = preprocessSource(
+        source, log, [&](const AudioSpec& music) { scanned.music.push_back(music); });
+    return scanned;
+}
+
+const std::string noMusic = " \n int4 music = {120,4,4,4};";
+const std::string noCPU = "\nvoid cpu() {\n}";
+const std::string noVideo = "\nvoid fx() {\n}";
+const std::string noAudio = "\nfloat2 sfx() {\n return 0;\n}";
+
+} // namespace
+
+TEST(Preprocessor, FindsMusic) {
+    const AudioSpec spec{90, 3, 8, 2};
+    struct {
+        const char* line;
+        std::optional<AudioSpec> music;
+    } const cases[] = {
+        {"int4 music = {90, 3, 8, 2};", spec},
+        {"int4 music=int4(90,3,8,2)", spec},
+        {"music \t=\t{ 90 , 3 ,\t8 , 2", spec},
+        {"  auto music = 90,3,8,2,17", spec},
+        {"int4 music = int4({90,3,8,2});", spec},
+        {"foo(); int4 music = {90,3,8,2}; // aside", spec},
+        {"music = none; int4 music = {90,3,8,2}; music = {1,2,3,4}", spec},
+        {"musicmusic = {90,3,8,2}", spec},
+        {"int4 music = {90, 3, 8};", std::nullopt},
+        {"int4 music = {-90, 3, 8, 2};", std::nullopt},
+        {"int4 music = { {90, 3, 8, 2};", std::nullopt},
+        {"int4 music = int4( {90, 3, 8, 2};", std::nullopt},
+        {"int4 music {90, 3, 8, 2};", std::nullopt},
+        {"int4 Music = {90, 3, 8, 2};", std::nullopt},
+        {"int4 music = {90.5, 3, 8, 2};", std::nullopt},
+        {"int4 music = {9223372036854775808, 3, 8, 2};", std::nullopt},
+        {"int4 music = {9223372036854775807, 3, 8, 2};", AudioSpec{9223372036854775807, 3, 8, 2}},
+        {"music", std::nullopt},
+    };
+    for (const auto& [line, music] : cases)
+        EXPECT_EQ(findMusic(line), music) << line;
+}
+
+TEST(Preprocessor, FindsEntryFunctions) {
+    struct {
+        const char* source;
+        bool cpu, video, audio;
+    } const cases[] = {
+        {"void cpu() {}\nvoid fx() {}\nfloat2 sfx() {}", true, true, true},
+        {"void cpu() { fx(); }", true, true, false},
+        {"float2 sfx() { return float2(fx()); }", false, false, true},
+        {"  // void cpu() {}\n\t\v// fx()\n//sfx()", false, false, false},
+        {"/*\ncpu()\n*/ x = 1; // fx()", true, true, false},
+        {"void cpu( ) {} void fx () {}", false, false, false},
+        {"\r\n\n\nvoid fx() {}\r\n", false, true, false},
+        {"fx()\n", false, true, false},
+    };
+    for (const auto& [source, cpu, video, audio] : cases) {
+        const PreprocessedSource result = scan(source).result;
+        EXPECT_EQ(result.hasCPU, cpu) << source;
+        EXPECT_EQ(result.hasVideo, video) << source;
+        EXPECT_EQ(result.hasAudio, audio) << source;
+    }
+}
+
+TEST(Preprocessor, AddsWhatIsMissing) {
+    EXPECT_EQ(scan("x").result.additions, noMusic + noCPU + noVideo + noAudio);
+    EXPECT_EQ(scan("void fx() {}").result.additions, noMusic + noCPU + noAudio);
+    EXPECT_EQ(scan("cpu() music={1,1,1,1}\nsfx()").result.additions, noVideo);
+    EXPECT_EQ(scan("cpu() fx()\n sfx()\nmusic={1,1,1,1}").result.additions, "");
+    // Too few numbers are no music line; the program then has two.
+    EXPECT_EQ(scan("int4 music = {1,2,3};\ncpu()fx()\nsfx()").result.additions, noMusic);
+    EXPECT_EQ(scan("// music={1,1,1,1}\ncpu()fx()\nsfx()").result.additions, noMusic);
+}
+
+TEST(Preprocessor, ReportsInOrder) {
+    const Scan scanned = scan("int4 music = {90, 3, 8, 2};\nvoid cpu() { fx(); }\n"
+                              "float2 sfx() { int4 music = int4(60,4,4,1); }");
+    EXPECT_EQ(scanned.lines, (std::vector<std::string>{
+                                 "Found music spec", "BPM: 90, beats: 3, bars: 8, patterns: 2",
+                                 "Found processor", "Found video", "Found audio",
+                                 "Found music spec", "BPM: 60, beats: 4, bars: 4, patterns: 1"}));
+    EXPECT_EQ(scanned.music, (std::vector<AudioSpec>{{90, 3, 8, 2}, {60, 4, 4, 1}}));
+}
+
+} // namespace starloom

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "platform/MainQueue.h"
+#include "platform/Semaphore.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+using platform::MainQueue;
+
+TEST(MainQueue, RunsWhatIsQueuedInOrder) {
+    MainQueue queue;
+    std::string order;
+    queue.async([&] {
+        order += 'a';
+        queue.async([&] { order += 'c'; });
+    });
+    queue.async([&] { order += 'b'; });
+    EXPECT_EQ(queue.pump(), 2U);
+    EXPECT_EQ(order, "ab");
+    EXPECT_EQ(queue.pump(), 1U);
+    EXPECT_EQ(order, "abc");
+    EXPECT_EQ(queue.pump(), 0U);
+}
+
+TEST(MainQueue, ATaskMayPumpTheTasksBehindIt) {
+    MainQueue queue;
+    std::string order;
+    queue.async([&] {
+        order += '(';
+        queue.waitAndRun();
+        order += ')';
+    });
+    queue.async([&] { order += 'x'; });
+    EXPECT_EQ(queue.pump(), 1U); // the other one ran inside
+    EXPECT_EQ(order, "(x)");
+}
+
+TEST(MainQueue, TakesTasksFromManyThreads) {
+    MainQueue queue;
+    std::atomic<int> woken = 0;
+    queue.setWakeHandler([&] { ++woken; });
+    int ran = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            for (int task = 0; task < 1000; ++task)
+                queue.async([&] { ++ran; });
+        });
+    while (ran < 4000)
+        queue.waitAndRun();
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(ran, 4000);
+    EXPECT_EQ(woken, 4000);
+    EXPECT_FALSE(queue.waitAndRun(std::chrono::milliseconds(1)));
+}
+
+TEST(Semaphore, ServesTheQueueWhileItWaits) {
+    MainQueue queue;
+    platform::Semaphore semaphore(queue, 2);
+    semaphore.wait();
+    semaphore.wait();
+    int ran = 0;
+    std::thread device([&] {
+        for (int i = 0; i < 3; ++i)
+            queue.async([&] { ++ran; });
+        queue.async([&] { semaphore.signal(); });
+    });
+    semaphore.wait();
+    device.join();
+    EXPECT_EQ(ran, 3);
+    EXPECT_EQ(semaphore.value(), 0U);
+}
