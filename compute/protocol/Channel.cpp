@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -99,8 +98,7 @@ Result<std::pair<FileDescriptor, FileDescriptor>> Channel::makePair() {
 
 void Channel::setSendTimeout(std::chrono::milliseconds timeout) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
-    const timeval value{seconds.count(),
-                        std::chrono::microseconds(timeout - seconds).count()};
+    const timeval value{seconds.count(), std::chrono::microseconds(timeout - seconds).count()};
     (void)::setsockopt(m_socket.get(), SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
 }
 
@@ -160,11 +158,10 @@ Received Channel::receive(Descriptors descriptors, bool wait) {
 }
 
 Received Channel::unpackMemory(FileDescriptor memory, std::size_t size) {
-    struct stat info{};
+    const off_t actualSize = ::lseek(memory.get(), 0, SEEK_END);
     const int seals = ::fcntl(memory.get(), F_GET_SEALS);
-    if (seals < 0 || (seals & requiredSeals) != requiredSeals ||
-        ::fstat(memory.get(), &info) != 0 || size == 0 || size > maxMemoryMessage ||
-        static_cast<std::uint64_t>(info.st_size) != size)
+    if (seals < 0 || (seals & requiredSeals) != requiredSeals || size == 0 ||
+        size > maxMemoryMessage || actualSize < 0 || static_cast<std::uint64_t>(actualSize) != size)
         return {ReceiveStatus::Malformed, {}, {}};
     void* mapping = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, memory.get(), 0);
     if (mapping == MAP_FAILED)

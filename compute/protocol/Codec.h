@@ -52,7 +52,7 @@ public:
     template <class T>
     void put(const T& value) {
         if constexpr (Described<T>)
-            std::apply([this](const auto&... field) { (put(field), ...); }, T::fields(value));
+            std::apply([this](const auto&... field) { (this->put(field), ...); }, T::fields(value));
         else if constexpr (Counted<T>)
             putCounted(value);
         else if constexpr (isVariant<T>)
@@ -77,7 +77,7 @@ private:
     template <class T>
     void putVariant(const T& value) {
         put(static_cast<std::uint8_t>(value.index()));
-        std::visit([this](const auto& alternative) { put(alternative); }, value);
+        std::visit([this](const auto& alternative) { this->put(alternative); }, value);
     }
 
     std::vector<std::byte>& m_out;
@@ -93,7 +93,7 @@ public:
     template <class T>
     [[nodiscard]] bool get(T& value) {
         if constexpr (Described<T>)
-            return std::apply([this](auto&... field) { return (get(field) && ...); },
+            return std::apply([this](auto&... field) { return (this->get(field) && ...); },
                               T::fields(value));
         else if constexpr (Counted<T>)
             return getCounted(value);

@@ -334,9 +334,9 @@ struct RunCommands {
     }
 };
 
-using Request = std::variant<RegisterBuffer, ReleaseBuffer, RegisterTexture, ReleaseTexture,
-                             CompileLibrary, ReleaseLibrary, CheckFunction, MakePipeline,
-                             ReleasePipeline, RunCommands>;
+using Request =
+    std::variant<RegisterBuffer, ReleaseBuffer, RegisterTexture, ReleaseTexture, CompileLibrary,
+                 ReleaseLibrary, CheckFunction, MakePipeline, ReleasePipeline, RunCommands>;
 
 // ---- from the service to the console ------------------------------------------------------------
 

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/service/Blits.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
+#include <cstring>
+#include <functional>
+
+namespace compute::service {
+
+namespace {
+
+// Waking a worker costs some microseconds; a core moves this much in a few times that.
+constexpr std::size_t bytesPerTask = std::size_t{1} << 20;
+
+template <class Body>
+void forRanges(std::size_t length, const Body& body) {
+    if (length < 2 * bytesPerTask)
+        return body(0, length);
+    tbb::parallel_for(
+        tbb::blocked_range<std::size_t>(0, length, bytesPerTask),
+        [&](const tbb::blocked_range<std::size_t>& range) { body(range.begin(), range.size()); });
+}
+
+bool overlap(std::span<const std::byte> a, std::span<const std::byte> b) {
+    const std::less<const std::byte*> before;
+    return before(a.data(), b.data() + b.size()) && before(b.data(), a.data() + a.size());
+}
+
+} // namespace
+
+void fill(std::span<std::byte> bytes, std::uint8_t value) {
+    forRanges(bytes.size(), [&](std::size_t begin, std::size_t length) {
+        std::memset(bytes.data() + begin, value, length);
+    });
+}
+
+void copy(std::span<const std::byte> source, std::span<std::byte> destination) {
+    if (overlap(source, destination)) {
+        std::memmove(destination.data(), source.data(), source.size());
+        return;
+    }
+    forRanges(source.size(), [&](std::size_t begin, std::size_t length) {
+        std::memcpy(destination.data() + begin, source.data() + begin, length);
+    });
+}
+
+} // namespace compute::service

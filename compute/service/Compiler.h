@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the service needs of a compiler. It knows no more than this, so that its behaviour when
+// kernels and compilers misbehave can be tested with one that does so on purpose.
+#pragma once
+
+#include "compute/kernel/TextureView.h"
+#include "compute/protocol/Protocol.h"
+#include "platform/base/Result.h"
+
+#include <array>
+#include <memory>
+#include <string_view>
+
+namespace compute::service {
+
+/// Everything that a kernel's parameters can be bound to; null where nothing is bound.
+struct Bindings {
+    std::array<std::byte*, protocol::maxBindings> buffers{};
+    std::array<const kernel::TextureView*, protocol::maxBindings> textures{};
+};
+
+/// Machine code. Immutable; may run on several threads at once.
+class Kernel {
+public:
+    virtual ~Kernel() = default;
+    virtual protocol::Parameters parameters() const = 0;
+    virtual double optimiserMilliseconds() const = 0;
+    virtual double codeGenerationMilliseconds() const = 0;
+    virtual void run(const Bindings& bindings, protocol::Extent threads,
+                     protocol::Extent threadsPerThreadgroup) const = 0;
+};
+
+/// A program text that compiled.
+class Library {
+public:
+    virtual ~Library() = default;
+    virtual std::vector<protocol::Kernel> kernels() const = 0;
+    virtual const std::string& warnings() const = 0;
+    virtual platform::Result<void> check(std::string_view function,
+                                         const protocol::Constants& constants) const = 0;
+    virtual platform::Result<std::shared_ptr<const Kernel>>
+    build(std::string_view function, const protocol::Constants& constants) const = 0;
+};
+
+/// Called on the compiler thread only, except for warmUp().
+class Compiler {
+public:
+    virtual ~Compiler() = default;
+    /// Called once, before the service locks itself down.
+    virtual void warmUp() = 0;
+    virtual platform::Result<std::shared_ptr<const Library>> compile(std::string_view source) = 0;
+};
+
+} // namespace compute::service

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/service/Executor.h"
+
+#include "compute/service/Blits.h"
+#include "compute/service/Mipmaps.h"
+
+#include <chrono>
+#include <cstring>
+
+namespace compute::service {
+
+using platform::Result;
+
+namespace {
+constexpr std::size_t executorStackBytes = 8u << 20;
+} // namespace
+
+Result<std::unique_ptr<Executor>> Executor::create(Replies& replies, protocol::StatusPage& page) {
+    auto memory =
+        SL42_TRY(GuardedMemory::allocate(protocol::maxBindings * protocol::maxInlineBytes));
+    return std::unique_ptr<Executor>(new Executor(replies, page, std::move(memory)));
+}
+
+Executor::Executor(Replies& replies, protocol::StatusPage& page,
+                   std::shared_ptr<GuardedMemory> inlineArguments)
+    : m_replies(replies),
+      m_page(page),
+      m_inlineArguments(std::move(inlineArguments)),
+      m_queue(executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {}
+
+void Executor::run(const Job& job) {
+    const auto start = std::chrono::steady_clock::now();
+    m_page.command = 0;
+    m_page.job = job.id.value;
+    for (std::uint32_t i = 0; i < job.work.size(); ++i) {
+        m_page.command = i;
+        std::visit([this](const auto& work) { carryOut(work); }, job.work[i]);
+    }
+    m_page.job = 0;
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    protocol::JobDone reply{.job = job.id, .succeeded = job.error.empty(), .message = job.error};
+    reply.milliseconds = time.count();
+    m_replies.send(reply);
+}
+
+void Executor::carryOut(const DispatchWork& work) {
+    const protocol::Dispatch& dispatch = work.dispatch;
+    Bindings bindings;
+    for (std::size_t i = 0; i < work.buffers.size(); ++i) {
+        const protocol::BufferBinding& binding = dispatch.buffers[i];
+        bindings.buffers[binding.index] = work.buffers[i]->data() + binding.offset;
+    }
+    for (const protocol::InlineBinding& binding : dispatch.inlineBytes) {
+        std::byte* place = m_inlineArguments->data() + binding.index * protocol::maxInlineBytes;
+        std::memcpy(place, binding.bytes.data(), binding.bytes.size());
+        bindings.buffers[binding.index] = place;
+    }
+    for (std::size_t i = 0; i < work.textures.size(); ++i)
+        bindings.textures[dispatch.textures[i].index] = &work.textures[i]->view;
+    work.kernel->run(bindings, dispatch.threads, dispatch.threadsPerThreadgroup);
+}
+
+void Executor::carryOut(const FillWork& work) {
+    fill(work.range.bytes(), work.value);
+}
+
+void Executor::carryOut(const CopyWork& work) {
+    copy(work.source.bytes(), work.destination.bytes());
+}
+
+void Executor::carryOut(const MipmapWork& work) {
+    generateMipmaps(work.texture->view);
+}
+
+} // namespace compute::service

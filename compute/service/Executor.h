@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Runs jobs one after the other on a thread of its own, each spread over all cores.
+#pragma once
+
+#include "compute/service/FaultReport.h"
+#include "compute/service/Job.h"
+
+namespace compute::service {
+
+class Executor {
+public:
+    /// Fails when there is no memory for arguments by value.
+    static platform::Result<std::unique_ptr<Executor>> create(Replies& replies,
+                                                              protocol::StatusPage& page);
+    void add(Job job) { m_queue.add(std::move(job)); }
+
+private:
+    Executor(Replies& replies, protocol::StatusPage& page,
+             std::shared_ptr<GuardedMemory> inlineArguments);
+
+    void run(const Job& job);
+    void carryOut(const DispatchWork& work);
+    void carryOut(const FillWork& work);
+    void carryOut(const CopyWork& work);
+    void carryOut(const MipmapWork& work);
+
+    Replies& m_replies;
+    protocol::StatusPage& m_page;
+    /// Room for the arguments by value of one dispatch, guarded like any buffer.
+    std::shared_ptr<GuardedMemory> m_inlineArguments;
+    KernelWorkers m_workers;
+    WorkQueue<Job> m_queue; // last, so that its thread ends first
+};
+
+} // namespace compute::service

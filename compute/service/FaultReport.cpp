@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/service/FaultReport.h"
+
+#include <tbb/task_scheduler_observer.h>
+
+#include <array>
+#include <csignal>
+#include <cstddef>
+#include <ucontext.h>
+#include <unistd.h>
+
+namespace compute::service {
+
+using protocol::FaultKind;
+using protocol::FaultPlace;
+using protocol::StatusPage;
+
+namespace {
+
+// Signal handlers have no argument of ours, hence the two globals of this service.
+std::atomic<StatusPage*> statusPage = nullptr;
+std::atomic_flag somebodyReports = ATOMIC_FLAG_INIT;
+thread_local bool runsKernels = false;
+
+constexpr int exitStatusOfFault = 70;
+constexpr std::size_t faultStackBytes = 64 * 1024;
+/// Accesses this close to the stack pointer, on either side, count as an overflow of the stack.
+constexpr std::uint64_t stackReach = 1u << 20;
+
+std::uint64_t stackPointer(const void* context) {
+#if defined(__x86_64__)
+    return static_cast<std::uint64_t>(
+        static_cast<const ucontext_t*>(context)->uc_mcontext.gregs[REG_RSP]);
+#elif defined(__aarch64__)
+    return static_cast<const ucontext_t*>(context)->uc_mcontext.sp;
+#else
+#error "No stack pointer known for this processor"
+#endif
+}
+
+FaultKind kindOf(int signal, std::uint64_t address, const void* context) {
+    switch (signal) {
+    case SIGSEGV:
+    case SIGBUS: {
+        const std::uint64_t stack = stackPointer(context);
+        const std::uint64_t distance = address > stack ? address - stack : stack - address;
+        return distance < stackReach ? FaultKind::Stack : FaultKind::Memory;
+    }
+    case SIGFPE:
+        return FaultKind::Arithmetic;
+    case SIGILL:
+    case SIGTRAP:
+        return FaultKind::Instruction;
+    default:
+        return FaultKind::Abort;
+    }
+}
+
+/// Runs on whichever thread faulted; may use nothing but lock-free atomics and _exit.
+void report(int signal, siginfo_t* info, void* context) {
+    StatusPage& page = *statusPage.load();
+    // A second thread that faults must not end the process before the first has written all.
+    if (somebodyReports.test_and_set())
+        while (true)
+            ::pause();
+    const auto address = reinterpret_cast<std::uint64_t>(info->si_addr);
+    const FaultPlace place = runsKernels && page.job.load() != 0 ? FaultPlace::Kernel
+                             : page.request.load() != 0          ? FaultPlace::Compiler
+                                                                 : FaultPlace::Service;
+    page.faultAddress = address;
+    page.faultPlace = static_cast<std::uint32_t>(place);
+    page.faultKind = static_cast<std::uint32_t>(kindOf(signal, address, context));
+    ::_exit(exitStatusOfFault);
+}
+
+} // namespace
+
+void reportFaultsTo(StatusPage& page) {
+    statusPage = &page;
+    struct sigaction action{};
+    action.sa_sigaction = report;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    sigfillset(&action.sa_mask);
+    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
+        ::sigaction(signal, &action, nullptr);
+}
+
+void giveThisThreadFaultStack() {
+    // Lives as long as the thread, which the kernel must be told about when it ends.
+    struct FaultStack {
+        std::unique_ptr<std::byte[]> memory = std::make_unique<std::byte[]>(faultStackBytes);
+        FaultStack() {
+            const stack_t stack{memory.get(), 0, faultStackBytes};
+            ::sigaltstack(&stack, nullptr);
+        }
+        ~FaultStack() {
+            const stack_t none{nullptr, SS_DISABLE, 0};
+            ::sigaltstack(&none, nullptr);
+        }
+    };
+    thread_local const FaultStack stack;
+}
+
+void markThisThreadAsKernels() {
+    runsKernels = true;
+    giveThisThreadFaultStack();
+}
+
+class KernelWorkers::Observer final : public tbb::task_scheduler_observer {
+public:
+    Observer() { observe(true); }
+    ~Observer() override { observe(false); }
+    void on_scheduler_entry(bool) override { markThisThreadAsKernels(); }
+};
+
+KernelWorkers::KernelWorkers() : m_observer(std::make_unique<Observer>()) {}
+KernelWorkers::~KernelWorkers() = default;
+
+} // namespace compute::service

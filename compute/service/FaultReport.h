@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the service was doing when it ended. Signal handlers write it into the status page and end
+// the process; nothing is repaired, because after a wild access nothing here can be trusted.
+#pragma once
+
+#include "compute/protocol/StatusPage.h"
+
+#include <memory>
+
+namespace compute::service {
+
+/// Installs handlers for the signals of faulty code. They write to `page`, which must stay mapped
+/// for the rest of the process.
+void reportFaultsTo(protocol::StatusPage& page);
+
+/// Gives the calling thread a stack for signal handlers of its own, so that the overflow of the
+/// ordinary one can be reported.
+void giveThisThreadFaultStack();
+
+/// The calling thread executes kernels: what it does wrong is a kernel's fault. Gives it a fault
+/// stack too.
+void markThisThreadAsKernels();
+
+/// While it exists, worker threads are marked like that as they start on work.
+class KernelWorkers {
+public:
+    KernelWorkers();
+    ~KernelWorkers();
+
+private:
+    class Observer;
+    std::unique_ptr<Observer> m_observer;
+};
+
+} // namespace compute::service

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/service/KernelCompiler.h"
+
+#include "compute/host/HostKernel.h"
+#include "compute/metal/Frontend.h"
+
+namespace compute::service {
+
+using platform::Result;
+
+namespace {
+
+protocol::ParameterKind wireKind(kernel::ParameterKind kind) {
+    switch (kind) {
+    case kernel::ParameterKind::Buffer:
+        return protocol::ParameterKind::Buffer;
+    case kernel::ParameterKind::Texture:
+        return protocol::ParameterKind::Texture;
+    case kernel::ParameterKind::Sampler:
+        return protocol::ParameterKind::Sampler;
+    case kernel::ParameterKind::ThreadPositionInGrid:
+    case kernel::ParameterKind::ThreadsPerGrid:
+    case kernel::ParameterKind::ThreadPositionInThreadgroup:
+    case kernel::ParameterKind::ThreadgroupPositionInGrid:
+    case kernel::ParameterKind::ThreadsPerThreadgroup:
+    case kernel::ParameterKind::ThreadgroupsPerGrid:
+    case kernel::ParameterKind::ThreadIndexInThreadgroup:
+        break;
+    }
+    return protocol::ParameterKind::BuiltIn;
+}
+
+protocol::Parameters wireParameters(const std::vector<kernel::Parameter>& parameters) {
+    protocol::Parameters wire;
+    for (const kernel::Parameter& parameter : parameters)
+        wire.push_back({parameter.name, wireKind(parameter.kind), parameter.index});
+    return wire;
+}
+
+// The numbers of the two enumerations are the same by declaration.
+kernel::ConstantValues constantValues(const protocol::Constants& constants) {
+    kernel::ConstantValues values;
+    for (const protocol::Constant& constant : constants)
+        values[constant.index] = {static_cast<kernel::ConstantType>(constant.type), constant.bytes};
+    return values;
+}
+static_assert(static_cast<int>(kernel::ConstantType::Float) ==
+              static_cast<int>(protocol::ConstantType::Float));
+
+class CompiledKernel final : public Kernel {
+public:
+    explicit CompiledKernel(std::shared_ptr<host::HostKernel> kernel)
+        : m_kernel(std::move(kernel)) {}
+
+    protocol::Parameters parameters() const override {
+        return wireParameters(m_kernel->parameters());
+    }
+    double optimiserMilliseconds() const override { return m_kernel->optimiserMilliseconds(); }
+    double codeGenerationMilliseconds() const override {
+        return m_kernel->codeGenerationMilliseconds();
+    }
+    void run(const Bindings& bindings, protocol::Extent threads,
+             protocol::Extent threadsPerThreadgroup) const override {
+        const auto extent = [](protocol::Extent wire) {
+            return host::Extent{wire.width, wire.height, wire.depth};
+        };
+        m_kernel->run({bindings.buffers, bindings.textures}, extent(threads),
+                      extent(threadsPerThreadgroup));
+    }
+
+private:
+    std::shared_ptr<host::HostKernel> m_kernel;
+};
+
+class CompiledLibrary final : public Library {
+public:
+    explicit CompiledLibrary(kernel::Program program) : m_program(std::move(program)) {}
+
+    std::vector<protocol::Kernel> kernels() const override {
+        std::vector<protocol::Kernel> wire;
+        for (const kernel::KernelDeclaration& declaration : m_program.kernels)
+            wire.push_back({declaration.name, wireParameters(declaration.parameters)});
+        return wire;
+    }
+    const std::string& warnings() const override { return m_program.warnings; }
+
+    Result<void> check(std::string_view function,
+                       const protocol::Constants& constants) const override {
+        return kernel::checkFunction(m_program, function, constantValues(constants));
+    }
+    Result<std::shared_ptr<const Kernel>>
+    build(std::string_view function, const protocol::Constants& constants) const override {
+        auto canonical =
+            SL42_TRY(kernel::canonicalise(m_program, function, constantValues(constants)));
+        auto machineCode = SL42_TRY(host::generate(std::move(canonical)));
+        return std::shared_ptr<const Kernel>(
+            std::make_shared<CompiledKernel>(std::move(machineCode)));
+    }
+
+private:
+    kernel::Program m_program;
+};
+
+} // namespace
+
+void KernelCompiler::warmUp() {
+    metal::warmUp();
+    host::warmUp();
+}
+
+Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view source) {
+    auto program = SL42_TRY(metal::compile(source));
+    return std::shared_ptr<const Library>(std::make_shared<CompiledLibrary>(std::move(program)));
+}
+
+} // namespace compute::service

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/service/Resources.h"
+
+#include "compute/protocol/TextureLayout.h"
+
+#include <unistd.h>
+
+namespace compute::service {
+
+using platform::Error;
+using platform::Result;
+
+namespace {
+
+/// Mapping more than there is would turn a later access into a fault of the service.
+Result<std::shared_ptr<GuardedMemory>> mapWhole(const platform::FileDescriptor& memory,
+                                                std::uint64_t length) {
+    const off_t size = memory ? ::lseek(memory.get(), 0, SEEK_END) : -1;
+    if (size < 0 || static_cast<std::uint64_t>(size) < length)
+        return Error{"A buffer came without its memory"};
+    return GuardedMemory::mapShared(memory.get(), length);
+}
+
+} // namespace
+
+Result<void> Resources::add(const protocol::RegisterBuffer& message,
+                            const platform::FileDescriptor& memory) {
+    m_buffers[message.buffer] = SL42_TRY(mapWhole(memory, message.length));
+    return {};
+}
+
+Result<void> Resources::add(const protocol::RegisterTexture& message,
+                            const platform::FileDescriptor& memory) {
+    const auto layout = protocol::layOut(message.format, message.width, message.height,
+                                         message.levels, message.offset, message.bytesPerRow);
+    if (!layout || layout->end > message.length)
+        return Error{"A texture does not fit its memory"};
+    auto texture = std::make_shared<Texture>();
+    texture->memory = SL42_TRY(mapWhole(memory, message.length));
+    texture->view.format = static_cast<kernel::TextureFormat>(message.format);
+    texture->view.levelCount = message.levels;
+    for (std::uint32_t i = 0; i < message.levels; ++i) {
+        const protocol::LevelLayout& level = layout->levels[i];
+        texture->view.levels[i] = {texture->memory->data() + level.offset, level.width,
+                                   level.height, level.bytesPerRow};
+    }
+    m_textures[message.texture] = std::move(texture);
+    return {};
+}
+static_assert(kernel::maxTextureLevels >= protocol::maxTextureLevels);
+static_assert(static_cast<int>(kernel::TextureFormat::RGBA32Float) ==
+              static_cast<int>(protocol::PixelFormat::RGBA32Float));
+
+std::shared_ptr<GuardedMemory> Resources::find(protocol::BufferId id) const {
+    const auto found = m_buffers.find(id);
+    return found == m_buffers.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<Texture> Resources::find(protocol::TextureId id) const {
+    const auto found = m_textures.find(id);
+    return found == m_textures.end() ? nullptr : found->second;
+}
+
+} // namespace compute::service

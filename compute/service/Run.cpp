@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/service/Run.h"
+
+#include "compute/service/FaultReport.h"
+#include "compute/service/Probe.h"
+#include "compute/service/Sandbox.h"
+#include "compute/service/Server.h"
+
+#include <cstdio>
+#include <string_view>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace compute::service {
+
+using platform::Error;
+using platform::FileDescriptor;
+using platform::Result;
+
+namespace {
+
+Result<protocol::StatusPage*> mapStatusPage() {
+    const FileDescriptor descriptor(protocol::serviceStatusPage);
+    void* mapping = MAP_FAILED;
+    if (::lseek(descriptor.get(), 0, SEEK_END) >= static_cast<off_t>(protocol::statusPageBytes))
+        mapping = ::mmap(nullptr, protocol::statusPageBytes, PROT_READ | PROT_WRITE, MAP_SHARED,
+                         descriptor.get(), 0);
+    if (mapping == MAP_FAILED)
+        return Error{"This program is started by the console, not by hand"};
+    return static_cast<protocol::StatusPage*>(mapping);
+}
+
+Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Compiler& compiler) {
+    SL42_TRY_VOID(detachFromSurroundings());
+    protocol::StatusPage* page = SL42_TRY(mapStatusPage());
+    compiler.warmUp();
+    reportFaultsTo(*page); // late, since the compiler's libraries install handlers of their own
+    auto server = SL42_TRY(Server::create(channel, compiler, *page));
+    SL42_TRY_VOID(lockDown());
+    return server;
+}
+
+/// Without destructors: kernels may be running, and nothing of them is worth waiting for.
+[[noreturn]] void end(const Result<void>& result) {
+    if (!result)
+        std::fprintf(stderr, "starloom-compute: %s\n", result.error().message.c_str());
+    std::fflush(stderr);
+    ::_exit(result ? 0 : 1);
+}
+
+} // namespace
+
+int run(int argumentCount, char** arguments, Compiler& compiler) {
+    if (argumentCount == 2 && std::string_view(arguments[1]) == "--probe")
+        return probe();
+    protocol::Channel channel{FileDescriptor(protocol::serviceSocket)};
+    const auto server = warmUpAndLockDown(channel, compiler);
+    if (!server)
+        end(server.error());
+    end((*server)->serve());
+}
+
+} // namespace compute::service

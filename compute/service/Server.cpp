@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/service/Server.h"
+
+namespace compute::service {
+
+using platform::Error;
+using platform::FileDescriptor;
+using platform::Result;
+using protocol::ReceiveStatus;
+
+namespace {
+template <class... F>
+struct Overloaded : F... {
+    using F::operator()...;
+};
+template <class... F>
+Overloaded(F...) -> Overloaded<F...>;
+} // namespace
+
+Result<std::unique_ptr<Server>> Server::create(protocol::Channel& channel, Compiler& compiler,
+                                               protocol::StatusPage& page) {
+    std::unique_ptr<Server> server(new Server(channel, compiler, page));
+    server->m_executor = SL42_TRY(Executor::create(server->m_replies, page));
+    return server;
+}
+
+Result<void> Server::serve() {
+    m_replies.send(protocol::Ready{protocol::protocolVersion});
+    while (true) {
+        protocol::Received received =
+            m_channel.receive(protocol::Channel::Descriptors::Accept, true);
+        if (received.status == ReceiveStatus::Closed)
+            return {};
+        auto request = received.status == ReceiveStatus::Message
+                           ? protocol::decode<protocol::Request>(received.bytes)
+                           : std::nullopt;
+        if (!request)
+            return Error{"The console sent a malformed message"};
+        SL42_TRY_VOID(handle(*request, std::move(received.descriptor)));
+    }
+}
+
+Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
+    return std::visit(Overloaded{
+        [&](const protocol::RegisterBuffer& m) { return m_resources.add(m, memory); },
+        [&](const protocol::RegisterTexture& m) { return m_resources.add(m, memory); },
+        [&](const protocol::ReleaseBuffer& m) -> Result<void> {
+            m_resources.remove(m.buffer);
+            return {};
+        },
+        [&](const protocol::ReleaseTexture& m) -> Result<void> {
+            m_resources.remove(m.texture);
+            return {};
+        },
+        [&](const protocol::ReleasePipeline& m) -> Result<void> {
+            m_pipelines.remove(m.pipeline);
+            return {};
+        },
+        [&](protocol::RunCommands& m) -> Result<void> {
+            run(m);
+            return {};
+        },
+        [&]<class T>(T& question) -> Result<void>
+            requires std::constructible_from<CompileThread::Task, T>
+        {
+            m_compileThread.add(std::move(question));
+            return {};
+        },
+        },
+        request);
+}
+
+void Server::run(protocol::RunCommands& message) {
+    const protocol::JobId id = message.job;
+    auto job = resolve(std::move(message), m_resources, m_pipelines);
+    if (job)
+        m_executor->add(std::move(*job));
+    else
+        m_executor->add(Job{id, {}, job.error().message});
+}
+
+} // namespace compute::service

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The message loop of the service.
+#pragma once
+
+#include "compute/service/Executor.h"
+
+namespace compute::service {
+
+class Server {
+public:
+    /// Starts the threads; reads nothing yet.
+    static platform::Result<std::unique_ptr<Server>>
+    create(protocol::Channel& channel, Compiler& compiler, protocol::StatusPage& page);
+
+    /// Tells the console that all is ready and answers it until it goes away (a success) or says
+    /// something that makes no sense.
+    platform::Result<void> serve();
+
+private:
+    Server(protocol::Channel& channel, Compiler& compiler, protocol::StatusPage& page)
+        : m_channel(channel),
+          m_replies(channel),
+          m_compileThread(compiler, m_pipelines, m_replies, page) {}
+
+    platform::Result<void> handle(protocol::Request& request, platform::FileDescriptor memory);
+    void run(protocol::RunCommands& message);
+
+    protocol::Channel& m_channel;
+    Replies m_replies;
+    Resources m_resources;
+    Pipelines m_pipelines;
+    CompileThread m_compileThread;
+    std::unique_ptr<Executor> m_executor;
+};
+
+} // namespace compute::service
