@@ -136,7 +136,7 @@ LoopNest createLoopNest(llvm::Function& kernel) {
         llvm::BasicBlock* inside = nest.blocks[PerThread - axis];
         builder.SetInsertPoint(outside);
         builder.CreateBr(inside);
-        builder.SetInsertPoint(inside);
+        builder.SetInsertPoint(inside, inside->begin());
         llvm::PHINode* position = builder.CreatePHI(builder.getInt32Ty(), 2);
         builder.SetInsertPoint(ends[axis]);
         llvm::Value* next = builder.CreateNUWAdd(position, builder.getInt32(1));
