@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/Attributes.h"
+
+#include <clang/AST/ASTContext.h>
+#include <clang/AST/Attr.h>
+#include <clang/AST/Decl.h>
+#include <clang/Basic/DiagnosticSema.h>
+#include <clang/Basic/ParsedAttrInfo.h>
+#include <clang/Sema/ParsedAttr.h>
+#include <clang/Sema/Sema.h>
+#include <llvm/ADT/STLExtras.h>
+#include <llvm/ADT/StringSet.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <string>
+
+namespace compute::metal {
+namespace {
+
+using clang::AttributeCommonInfo;
+using clang::ParsedAttr;
+using clang::ParsedAttrInfo;
+
+enum class Place { Parameter, Function, Variable, Storage };
+
+struct AttributeRule {
+    const char* name;
+    Place place;
+    unsigned arguments;
+    int largest = 0; ///< of an index argument, which counts from zero
+};
+
+/// Index limits: 31 buffers, 128 textures, 16 samplers, as devices of the language have them.
+constexpr AttributeRule rules[] = {
+    {"buffer", Place::Parameter, 1, 30},
+    {"texture", Place::Parameter, 1, 127},
+    {"sampler", Place::Parameter, 1, 15},
+    {"thread_position_in_grid", Place::Parameter, 0},
+    {"threads_per_grid", Place::Parameter, 0},
+    {"thread_position_in_threadgroup", Place::Parameter, 0},
+    {"threadgroup_position_in_grid", Place::Parameter, 0},
+    {"threads_per_threadgroup", Place::Parameter, 0},
+    {"dispatch_threads_per_threadgroup", Place::Parameter, 0},
+    {"threadgroups_per_grid", Place::Parameter, 0},
+    {"thread_index_in_threadgroup", Place::Parameter, 0},
+    {"thread_index_in_simdgroup", Place::Parameter, 0},
+    {"threads_per_simdgroup", Place::Parameter, 0},
+    {"thread_execution_width", Place::Parameter, 0},
+    {"simdgroup_index_in_threadgroup", Place::Parameter, 0},
+    {"simdgroups_per_threadgroup", Place::Parameter, 0},
+    {"quadgroup_index_in_threadgroup", Place::Parameter, 0},
+    {"thread_index_in_quadgroup", Place::Parameter, 0},
+    {"grid_origin", Place::Parameter, 0},
+    {"grid_size", Place::Parameter, 0},
+    {"stage_in", Place::Parameter, 0},
+    {"function_constant", Place::Variable, 1, 65535},
+    {"kernel", Place::Function, 0},
+    {"host_name", Place::Function, 1},
+    {"max_total_threads_per_threadgroup", Place::Function, 1, 65535},
+    {"threadgroup", Place::Storage, 1, 30},
+};
+
+constexpr const char* foreignNames[] = {"vertex",
+                                        "fragment",
+                                        "position",
+                                        "color",
+                                        "attribute",
+                                        "vertex_id",
+                                        "instance_id",
+                                        "base_vertex",
+                                        "base_instance",
+                                        "amplification_id",
+                                        "amplification_count",
+                                        "point_size",
+                                        "point_coord",
+                                        "front_facing",
+                                        "user",
+                                        "stitchable",
+                                        "visible",
+                                        "intersection",
+                                        "early_fragment_tests",
+                                        "flat",
+                                        "center_perspective",
+                                        "center_no_perspective",
+                                        "centroid_perspective",
+                                        "centroid_no_perspective",
+                                        "sample_perspective",
+                                        "sample_no_perspective",
+                                        "barycentric_coord",
+                                        "primitive_id",
+                                        "viewport_array_index",
+                                        "render_target_array_index",
+                                        "sample_id",
+                                        "sample_mask",
+                                        "clip_distance",
+                                        "invariant",
+                                        "shared",
+                                        "depth",
+                                        "stencil",
+                                        "index",
+                                        "raster_order_group",
+                                        "id",
+                                        "patch",
+                                        "patch_id",
+                                        "position_in_patch",
+                                        "payload",
+                                        "imageblock_data",
+                                        "mesh",
+                                        "object",
+                                        "primitive_culled",
+                                        "tile",
+                                        "required_threads_per_threadgroup"};
+
+std::string annotationName(llvm::StringRef name) {
+    return ("sl42." + name).str();
+}
+
+const AttributeRule* findRule(llvm::StringRef name) {
+    const auto* rule = llvm::find_if(rules, [&](const auto& each) { return name == each.name; });
+    return rule == std::end(rules) ? nullptr : rule;
+}
+
+bool belongsOn(const AttributeRule& rule, const clang::Decl& declaration) {
+    switch (rule.place) {
+    case Place::Parameter:
+        return llvm::isa<clang::ParmVarDecl>(declaration);
+    case Place::Function:
+        return declaration.getAsFunction() != nullptr;
+    case Place::Variable:
+        return llvm::isa<clang::VarDecl, clang::FieldDecl>(declaration);
+    case Place::Storage:
+        return llvm::isa<clang::VarDecl, clang::FieldDecl, clang::FunctionDecl>(declaration);
+    }
+    llvm_unreachable("unhandled place");
+}
+
+const char* placeName(Place place) {
+    switch (place) {
+    case Place::Parameter:
+        return "parameters";
+    case Place::Function:
+        return "functions";
+    case Place::Variable:
+    case Place::Storage:
+        return "variables";
+    }
+    llvm_unreachable("unhandled place");
+}
+
+/// An index has to be a number known now, unless it depends on a template parameter.
+bool checkIndex(clang::Sema& sema, const AttributeRule& rule, const ParsedAttr& attribute) {
+    if (rule.largest == 0 || attribute.getNumArgs() == 0)
+        return true;
+    const clang::Expr* argument = attribute.isArgExpr(0) ? attribute.getArgAsExpr(0) : nullptr;
+    if (argument != nullptr && argument->isValueDependent())
+        return true;
+    auto value = argument != nullptr ? argument->getIntegerConstantExpr(sema.Context)
+                                     : std::optional<llvm::APSInt>();
+    if (!value) {
+        sema.Diag(attribute.getLoc(), clang::diag::err_attribute_argument_type)
+            << attribute << clang::AANT_ArgumentIntegerConstant;
+        return false;
+    }
+    if (*value >= 0 && *value <= rule.largest)
+        return true;
+    auto id = sema.Diags.getCustomDiagID(
+        clang::DiagnosticsEngine::Error,
+        "'%0' attribute parameter is out of bounds: must be between 0 and %1");
+    sema.Diag(argument->getExprLoc(), id) << rule.name << rule.largest;
+    return false;
+}
+
+/// All attributes in one object: Clang looks a plugin's attribute up by its spelling.
+class LanguageAttribute final : public ParsedAttrInfo {
+public:
+    LanguageAttribute() {
+        OptArgs = 15;
+        static const auto spellings = [] {
+            std::array<Spelling, std::size(rules) + 1> all{};
+            for (std::size_t i = 0; i < std::size(rules); ++i)
+                all[i] = {AttributeCommonInfo::AS_CXX11, rules[i].name};
+            all.back() = {AttributeCommonInfo::AS_Keyword, "threadgroup"};
+            return all;
+        }();
+        Spellings = spellings;
+    }
+
+    AttrHandling handleDeclAttribute(clang::Sema& sema, clang::Decl* declaration,
+                                     const ParsedAttr& attribute) const override {
+        const AttributeRule* rule = findRule(attribute.getAttrName()->getName());
+        if (rule == nullptr)
+            return NotHandled;
+        if (!check(sema, *rule, *declaration, attribute))
+            return AttributeNotApplied;
+        llvm::SmallVector<clang::Expr*, 1> arguments;
+        if (attribute.getNumArgs() > 0)
+            arguments.push_back(attribute.getArgAsExpr(0));
+        auto* annotation =
+            clang::AnnotateAttr::Create(sema.Context, annotationName(rule->name), arguments.data(),
+                                        unsigned(arguments.size()), attribute);
+        declaration->addAttr(annotation);
+        makeExternal(*rule, *declaration);
+        return AttributeApplied;
+    }
+
+private:
+    static bool check(clang::Sema& sema, const AttributeRule& rule, const clang::Decl& declaration,
+                      const ParsedAttr& attribute) {
+        if (!belongsOn(rule, declaration)) {
+            auto id = sema.Diags.getCustomDiagID(clang::DiagnosticsEngine::Error,
+                                                 "'%0' attribute only applies to %1");
+            sema.Diag(attribute.getLoc(), id) << rule.name << placeName(rule.place);
+            return false;
+        }
+        const bool isWord = attribute.getSyntax() == AttributeCommonInfo::AS_Keyword;
+        if (!isWord && attribute.getNumArgs() != rule.arguments) {
+            sema.Diag(attribute.getLoc(), clang::diag::err_attribute_wrong_number_arguments)
+                << attribute << rule.arguments;
+            return false;
+        }
+        return checkIndex(sema, rule, attribute);
+    }
+
+    /// A function constant gets its value later, so it must not be asked for an initialiser now.
+    static void makeExternal(const AttributeRule& rule, clang::Decl& declaration) {
+        auto* variable = llvm::dyn_cast<clang::VarDecl>(&declaration);
+        if (rule.place == Place::Variable && variable != nullptr &&
+            !llvm::isa<clang::ParmVarDecl>(variable) && variable->isFileVarDecl())
+            variable->setStorageClass(clang::SC_Extern);
+    }
+};
+
+} // namespace
+
+void registerAttributes() {
+    static const clang::ParsedAttrInfoRegistry::Add<LanguageAttribute> attributes(
+        "starloom", "attributes of the shading language");
+}
+
+const clang::AnnotateAttr* findAttribute(const clang::Decl& declaration, llvm::StringRef name) {
+    const std::string wanted = annotationName(name);
+    for (const auto* annotation : declaration.specific_attrs<clang::AnnotateAttr>())
+        if (annotation->getAnnotation() == wanted)
+            return annotation;
+    return nullptr;
+}
+
+bool isForeignStageAttribute(llvm::StringRef name) {
+    return llvm::is_contained(foreignNames, name);
+}
+
+void removeAnnotations(clang::Decl& declaration) {
+    declaration.dropAttr<clang::AnnotateAttr>();
+}
+
+} // namespace compute::metal

@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/DiagnosticText.h"
+
+#include "compute/metal/Attributes.h"
+
+#include <clang/Basic/DiagnosticIDs.h>
+#include <clang/Basic/DiagnosticOptions.h>
+#include <clang/Basic/DiagnosticSema.h>
+#include <clang/Basic/SourceManager.h>
+#include <clang/Sema/Sema.h>
+
+namespace compute::metal {
+namespace {
+
+using Level = clang::DiagnosticsEngine::Level;
+
+/// More than anybody reads, and little enough to show in a window.
+constexpr std::size_t largestText = 100'000;
+
+/// Notes that list what else the compiler tried. With a library of overloads they bury the error.
+bool isCandidateNote(unsigned id) {
+    switch (id) {
+    case clang::diag::note_ovl_candidate:
+    case clang::diag::note_ovl_candidate_arity:
+    case clang::diag::note_ovl_candidate_arity_one:
+    case clang::diag::note_ovl_candidate_bad_conv:
+    case clang::diag::note_ovl_candidate_bad_arc_conv:
+    case clang::diag::note_ovl_candidate_bad_base_to_derived_conv:
+    case clang::diag::note_ovl_candidate_bad_cvr:
+    case clang::diag::note_ovl_candidate_bad_cvr_this:
+    case clang::diag::note_ovl_candidate_bad_deduction:
+    case clang::diag::note_ovl_candidate_bad_list_argument:
+    case clang::diag::note_ovl_candidate_bad_value_category:
+    case clang::diag::note_ovl_candidate_deleted:
+    case clang::diag::note_ovl_candidate_incomplete_deduction:
+    case clang::diag::note_ovl_candidate_inconsistent_deduction:
+    case clang::diag::note_ovl_candidate_substitution_failure:
+    case clang::diag::note_ovl_candidate_disabled_by_enable_if:
+    case clang::diag::note_ovl_builtin_candidate:
+    case clang::diag::note_ovl_too_many_candidates:
+    case clang::diag::note_template_arg_refers_here_func:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool isInProgram(const clang::SourceManager& sources, clang::SourceLocation location) {
+    return location.isValid() &&
+           sources.getFileID(sources.getSpellingLoc(location)) == sources.getMainFileID();
+}
+
+/// "(aka 'vec<float, 3>')" tells nobody anything who wrote float3.
+void removeAliases(std::string& message) {
+    constexpr llvm::StringRef opening = " (aka '";
+    for (std::size_t at = 0; (at = message.find(opening, at)) != std::string::npos;) {
+        const std::size_t end = message.find("')", at + opening.size());
+        if (end == std::string::npos)
+            return;
+        message.erase(at, end + 2 - at);
+    }
+}
+
+std::string counted(unsigned number, const char* noun) {
+    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+} // namespace
+
+DiagnosticText::DiagnosticText(Reader reader)
+    : m_reader(reader), m_options(new clang::DiagnosticOptions) {
+    m_options->ShowColors = false;
+    m_options->ShowFixits = false;
+    m_options->MacroBacktraceLimit = 4;
+    m_options->SnippetLineLimit = 1;
+}
+
+void DiagnosticText::BeginSourceFile(const clang::LangOptions& options,
+                                     const clang::Preprocessor* preprocessor) {
+    m_printer =
+        std::make_unique<clang::TextDiagnostic>(m_stream, options, m_options.get(), preprocessor);
+}
+
+void DiagnosticText::EndSourceFile() {
+    m_printer.reset();
+}
+
+std::string DiagnosticText::text() const {
+    if (NumErrors + NumWarnings == 0)
+        return {};
+    std::string summary = NumWarnings > 0 ? counted(NumWarnings, "warning") : std::string();
+    if (NumErrors > 0)
+        summary += (summary.empty() ? "" : " and ") + counted(NumErrors, "error");
+    return m_text + summary + " generated.\n";
+}
+
+void DiagnosticText::HandleDiagnostic(Level level, const clang::Diagnostic& diagnostic) {
+    const clang::SourceLocation location = userLocation(diagnostic);
+    const bool wanted = isWanted(level, diagnostic, location);
+    if (level != Level::Note)
+        m_lastWasDropped = !wanted;
+    if (!wanted)
+        return;
+    DiagnosticConsumer::HandleDiagnostic(level, diagnostic);
+    if (m_text.size() < largestText)
+        print(level, diagnostic, location);
+}
+
+bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
+                              clang::SourceLocation location) {
+    if (level == Level::Ignored || level == Level::Remark)
+        return false;
+    if (level == Level::Note)
+        return !m_lastWasDropped && !isCandidateNote(diagnostic.getID()) &&
+               diagnostic.hasSourceManager() &&
+               isInProgram(diagnostic.getSourceManager(), diagnostic.getLocation()) &&
+               location.isValid();
+    if (diagnostic.getID() == clang::diag::warn_unknown_attribute_ignored) {
+        llvm::SmallString<64> message;
+        diagnostic.FormatDiagnostic(message);
+        // Worded: unknown attribute 'name' ignored.
+        const llvm::StringRef name = llvm::StringRef(message).split('\'').second.split('\'').first;
+        return !isForeignStageAttribute(name);
+    }
+    return true;
+}
+
+/// Where the person who wrote the program can do something about it; invalid if nowhere.
+clang::SourceLocation DiagnosticText::userLocation(const clang::Diagnostic& diagnostic) const {
+    clang::SourceLocation location = diagnostic.getLocation();
+    if (!diagnostic.hasSourceManager() || location.isInvalid())
+        return {};
+    if (m_reader == Reader::Library)
+        return location;
+    const clang::SourceManager& sources = diagnostic.getSourceManager();
+    // A macro of the library's is shown where the program uses it, one of the program's as it is.
+    while (location.isMacroID() && !isInProgram(sources, location))
+        location = sources.getImmediateMacroCallerLoc(location);
+    if (isInProgram(sources, location))
+        return location;
+    return instantiationInProgram(sources);
+}
+
+clang::SourceLocation
+DiagnosticText::instantiationInProgram(const clang::SourceManager& sources) const {
+    if (m_sema == nullptr)
+        return {};
+    for (const auto& context : llvm::reverse(m_sema->CodeSynthesisContexts)) {
+        const clang::SourceLocation point = sources.getExpansionLoc(context.PointOfInstantiation);
+        if (isInProgram(sources, point))
+            return point;
+    }
+    return {};
+}
+
+void DiagnosticText::print(Level level, const clang::Diagnostic& diagnostic,
+                           clang::SourceLocation location) {
+    llvm::SmallString<256> formatted;
+    diagnostic.FormatDiagnostic(formatted);
+    std::string message(formatted);
+    removeAliases(message);
+    const llvm::StringRef option =
+        clang::DiagnosticIDs::getWarningOptionForDiag(diagnostic.getID());
+    if (level == Level::Warning && !option.empty())
+        message += (" [-W" + option + "]").str();
+    if (m_printer == nullptr || !diagnostic.hasSourceManager()) {
+        clang::TextDiagnostic::printDiagnosticLevel(m_stream, level, false);
+        m_stream << message << '\n';
+        return;
+    }
+    llvm::SmallVector<clang::CharSourceRange, 4> ranges;
+    for (const clang::CharSourceRange& range : diagnostic.getRanges())
+        if (isInProgram(diagnostic.getSourceManager(), range.getBegin()) &&
+            isInProgram(diagnostic.getSourceManager(), range.getEnd()))
+            ranges.push_back(range);
+    m_printer->emitDiagnostic(clang::FullSourceLoc(location, diagnostic.getSourceManager()), level,
+                              message, ranges, {}, &diagnostic);
+}
+
+} // namespace compute::metal

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Turns Clang's diagnostics into the text that a person reads: one message on the person's own
+// line, types spelled as the language spells them, and no notes about the inside of the library.
+#pragma once
+
+#include <clang/Basic/Diagnostic.h>
+#include <clang/Frontend/TextDiagnostic.h>
+#include <llvm/Support/raw_ostream.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace clang {
+class Sema;
+} // namespace clang
+
+namespace compute::metal {
+
+class DiagnosticText final : public clang::DiagnosticConsumer {
+public:
+    /// `Library` is for those who work on the library: faults inside it are shown as they are.
+    enum class Reader { Programmer, Library };
+    explicit DiagnosticText(Reader reader = Reader::Programmer);
+
+    /// Lets messages inside the library's templates be moved to the line that instantiates them.
+    void setSema(const clang::Sema* sema) { m_sema = sema; }
+
+    /// Everything so far, closed by a line such as "1 error generated."; empty if there is nothing.
+    std::string text() const;
+    bool hasErrors() const { return NumErrors > 0; }
+
+    void BeginSourceFile(const clang::LangOptions& options,
+                         const clang::Preprocessor* preprocessor) override;
+    void EndSourceFile() override;
+    void HandleDiagnostic(clang::DiagnosticsEngine::Level level,
+                          const clang::Diagnostic& diagnostic) override;
+
+private:
+    bool isWanted(clang::DiagnosticsEngine::Level level, const clang::Diagnostic& diagnostic,
+                  clang::SourceLocation location);
+    clang::SourceLocation userLocation(const clang::Diagnostic& diagnostic) const;
+    clang::SourceLocation instantiationInProgram(const clang::SourceManager& sources) const;
+    void print(clang::DiagnosticsEngine::Level level, const clang::Diagnostic& diagnostic,
+               clang::SourceLocation location);
+
+    const Reader m_reader;
+    std::string m_text;
+    llvm::raw_string_ostream m_stream{m_text};
+    llvm::IntrusiveRefCntPtr<clang::DiagnosticOptions> m_options;
+    std::unique_ptr<clang::TextDiagnostic> m_printer;
+    const clang::Sema* m_sema = nullptr;
+    bool m_lastWasDropped = false;
+};
+
+} // namespace compute::metal

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The precompiled standard library that the build puts into the binary.
+#pragma once
+
+#include "compute/metal/Compilation.h"
+
+namespace compute::metal {
+
+PrecompiledLibrary embeddedLibrary();
+
+} // namespace compute::metal

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/Frontend.h"
+
+#include "compute/metal/Compilation.h"
+#include "compute/metal/EmbeddedLibrary.h"
+
+namespace compute::metal {
+
+platform::Result<kernel::Program> compile(std::string_view source) {
+    return compile(source, embeddedLibrary());
+}
+
+void warmUp() {
+    // A text with a template, a kernel and an error touches everything that is set up lazily.
+    (void)compile("#include <metal_stdlib>\n"
+                  "using namespace metal;\n"
+                  "kernel void warmUp(device float4* out [[buffer(0)]],\n"
+                  "                   uint2 at [[thread_position_in_grid]]) {\n"
+                  "    out[at.x] = float4(float2(at), 0, 1);\n"
+                  "}\n");
+    (void)compile("int missing() { return unknown; }\n");
+}
+
+} // namespace compute::metal

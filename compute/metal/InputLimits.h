@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Bounds on what a text can make the compiler do: how deep it nests, how much its macros produce,
+// how many templates it instantiates, how long it takes. Beyond one of them a compilation ends with
+// an ordinary error.
+#pragma once
+
+namespace clang {
+class Preprocessor;
+class Sema;
+} // namespace clang
+
+namespace compute::metal {
+
+/// Watches the tokens and macros of the text that `preprocessor` is about to read.
+void limitInput(clang::Preprocessor& preprocessor);
+
+/// Watches the templates that `sema` instantiates.
+void limitTemplates(clang::Sema& sema);
+
+} // namespace compute::metal

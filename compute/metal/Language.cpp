@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/Language.h"
+
+#include "compute/metal/EmbeddedHeaders.h"
+
+#include <clang/Basic/IdentifierTable.h>
+#include <clang/Frontend/CompilerInvocation.h>
+#include <clang/Frontend/FrontendOptions.h>
+#include <clang/Lex/PPCallbacks.h>
+#include <clang/Lex/Preprocessor.h>
+#include <clang/Lex/PreprocessorOptions.h>
+#include <llvm/Support/MemoryBuffer.h>
+#include <llvm/Support/VirtualFileSystem.h>
+
+#include <cassert>
+
+namespace compute::metal {
+namespace {
+
+constexpr const char* libraryFolder = "/library";
+constexpr const char* precompiledName = "/library.pch";
+
+/// Arguments as Clang's own driver would pass them to its compiler.
+constexpr const char* options[] = {
+    // spir64 passes every aggregate through memory, so that reflection alone tells how to call.
+    "-triple",
+    "spir64-unknown-unknown",
+    "-emit-llvm",
+    "-std=c++17",
+    "-xc++",
+    // Functions are made ready for optimising, but nothing runs here.
+    "-O1",
+    "-disable-llvm-passes",
+    "-discard-value-names",
+    "-relaxed-aliasing",
+    "-fno-builtin",
+    "-mframe-pointer=none",
+    "-disable-free",
+    // Numbers: float constants, wrapping integers, fast math that still knows NaN and infinity.
+    "-cl-single-precision-constant",
+    "-fwrapv",
+    "-mreassociate",
+    "-fno-signed-zeros",
+    "-freciprocal-math",
+    "-fapprox-func",
+    "-ffp-contract=fast",
+    // No undefined behaviour that a stranger's program could lean on.
+    "-ftrivial-auto-var-init=zero",
+    "-fno-finite-loops",
+    "-fno-strict-return",
+    "-fno-delete-null-pointer-checks",
+    "-fno-threadsafe-statics",
+    // Parts of C++ that the language lacks. Exceptions are off unless asked for.
+    "-fno-rtti",
+    "-nostdsysteminc",
+    "-nobuiltininc",
+    "-fno-implicit-modules",
+    "-fpch-instantiate-templates",
+    "-fdeclspec",
+    // Bounds on what a text can make the compiler do.
+    "-ferror-limit",
+    "20",
+    "-ftemplate-depth=256",
+    "-fbracket-depth",
+    "256",
+    "-fconstexpr-depth=256",
+    "-fconstexpr-steps=1000000",
+    "-ftemplate-backtrace-limit=4",
+    "-fmacro-backtrace-limit=4",
+    // Warnings that point at likely mistakes; none that only ask for tidying up.
+    "-Wall",
+    "-Wno-unused",
+    "-Wunused-value",
+    "-Wno-unknown-pragmas",
+    "-Wno-missing-braces",
+    "-Wno-duplicate-decl-specifier",
+    "-Wno-c++11-narrowing",
+    "-Wno-sign-compare",
+    "-Wno-reserved-user-defined-literal",
+    "-Wno-user-defined-literals",
+    "-Wno-overlength-strings",
+    "-Wno-undefined-inline",
+    "-Wno-undefined-internal",
+    "-Wno-stack-exhausted",
+    "-Wno-extern-initializer",
+    "-Wno-return-type-c-linkage",
+    "-Wno-gnu-anonymous-struct",
+    "-Wno-nested-anon-types",
+    "-Wno-pragma-pack",
+    "-Werror=c99-designator",
+    // What texts ask to tell the language and its version from plain C++.
+    "-D__METAL__=1",
+    "-D__METAL_VERSION__=310",
+    "-D__METAL_CPP__=1",
+    // Words for memory and stages that need no meaning of their own: where a pointer comes from is
+    // seen again once everything is inlined, and stages other than kernels do not run here.
+    "-Ddevice=",
+    "-Dthread=",
+    "-Dvertex=",
+    "-Dfragment=",
+    "-Dray_data=",
+    "-Dobject_data=",
+    "-Dthreadgroup_imageblock=",
+};
+
+/// Words of C++ that the language does not have. Refused as words, wherever they stand.
+constexpr const char* refusedWords[] = {"asm",
+                                        "__asm",
+                                        "__asm__",
+                                        "catch",
+                                        "co_await",
+                                        "co_return",
+                                        "co_yield",
+                                        "double",
+                                        "dynamic_cast",
+                                        "new",
+                                        "thread_local",
+                                        "_Thread_local",
+                                        "__thread",
+                                        "throw",
+                                        "try",
+                                        "typeid",
+                                        "virtual",
+                                        "__int128",
+                                        "__int128_t",
+                                        "__uint128_t",
+                                        "_BitInt",
+                                        "_ExtInt",
+                                        "__float128",
+                                        "__bf16",
+                                        "_Complex",
+                                        "__complex",
+                                        "__complex__",
+                                        "_Atomic",
+                                        "__builtin_va_list",
+                                        "__builtin_va_arg"};
+
+/// Words of the language that read as a word of Clang's. The two attribute words are kept apart by
+/// name: Clang hands them to the attributes of the same name (Attributes.h).
+struct Synonym {
+    const char* word;
+    clang::tok::TokenKind meaning;
+};
+constexpr Synonym synonyms[] = {
+    {"constant", clang::tok::kw_const},
+    {"kernel", clang::tok::kw___kernel},
+    {"threadgroup", clang::tok::kw___w64},
+};
+
+/// Refuses words of C++ in the program, while the library's own headers may use them.
+class WordRefusal final : public clang::PPCallbacks {
+public:
+    explicit WordRefusal(clang::Preprocessor& preprocessor) : m_preprocessor(preprocessor) {
+        const unsigned reason = preprocessor.getDiagnostics().getCustomDiagID(
+            clang::DiagnosticsEngine::Error, "%0 is not supported in this language");
+        for (const char* word : refusedWords)
+            preprocessor.SetPoisonReason(preprocessor.getIdentifierInfo(word), reason);
+    }
+
+    void FileChanged(clang::SourceLocation location, FileChangeReason,
+                     clang::SrcMgr::CharacteristicKind kind, clang::FileID) override {
+        const clang::SourceManager& sources = m_preprocessor.getSourceManager();
+        const bool isProgram =
+            kind == clang::SrcMgr::C_User && sources.getFileID(location) == sources.getMainFileID();
+        for (const char* word : refusedWords)
+            m_preprocessor.getIdentifierInfo(word)->setIsPoisoned(isProgram);
+    }
+
+private:
+    clang::Preprocessor& m_preprocessor;
+};
+
+} // namespace
+
+std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngine& diagnostics,
+                                                          const Source& source, bool precompiled) {
+    auto invocation = std::make_shared<clang::CompilerInvocation>();
+    [[maybe_unused]] const bool understood =
+        clang::CompilerInvocation::CreateFromArgs(*invocation, options, diagnostics);
+    assert(understood);
+    auto& frontend = invocation->getFrontendOpts();
+    frontend.Inputs = {{source.name, clang::InputKind(clang::Language::CXX)}};
+    invocation->getHeaderSearchOpts().AddPath(libraryFolder, clang::frontend::System, false, true);
+    auto& preprocessor = invocation->getPreprocessorOpts();
+    preprocessor.DisablePCHOrModuleValidation = clang::DisableValidationForModuleKind::All;
+    if (precompiled)
+        preprocessor.ImplicitPCHInclude = precompiledName;
+    return invocation;
+}
+
+llvm::IntrusiveRefCntPtr<llvm::vfs::InMemoryFileSystem>
+makeFileSystem(const Source& source, std::optional<llvm::MemoryBufferRef> precompiled) {
+    auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
+    files->setCurrentWorkingDirectory("/");
+    files->addFile(source.name, 0, llvm::MemoryBuffer::getMemBufferCopy(source.text, source.name));
+    files->addFile(librarySourceName, 0, llvm::MemoryBuffer::getMemBuffer(librarySource));
+    for (const EmbeddedHeader& header : embeddedHeaders()) {
+        const std::string path = std::string(libraryFolder) + "/" + std::string(header.name);
+        files->addFileNoOwn(path, 0, llvm::MemoryBufferRef(header.text, path));
+    }
+    if (precompiled)
+        files->addFileNoOwn(precompiledName, 0, *precompiled);
+    return files;
+}
+
+void defineWords(clang::Preprocessor& preprocessor) {
+    for (const Synonym& synonym : synonyms)
+        preprocessor.getIdentifierInfo(synonym.word)->revertIdentifierToTokenID(synonym.meaning);
+    preprocessor.addPPCallbacks(std::make_unique<WordRefusal>(preprocessor));
+}
+
+} // namespace compute::metal

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// How Clang is set up to read the shading language: options, words that become keywords, words
+// that are refused, and the files that an `#include` can see.
+#pragma once
+
+#include <llvm/ADT/IntrusiveRefCntPtr.h>
+#include <llvm/ADT/StringRef.h>
+#include <llvm/Support/MemoryBufferRef.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace clang {
+class CompilerInvocation;
+class DiagnosticsEngine;
+class Preprocessor;
+} // namespace clang
+namespace llvm::vfs {
+class InMemoryFileSystem;
+} // namespace llvm::vfs
+
+namespace compute::metal {
+
+/// What messages call the program's text.
+inline constexpr const char* sourceName = "program_source";
+
+/// The text that the precompiled library is made from. Clang looks for it again when it uses that.
+inline constexpr const char* librarySourceName = "library_source";
+inline constexpr const char* librarySource = "#include <metal_stdlib>\n";
+
+/// A text to compile and the name that messages call it by.
+struct Source {
+    const char* name = sourceName;
+    llvm::StringRef text;
+};
+
+/// The language's options. `precompiled` says whether the file system holds a precompiled library.
+std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngine& diagnostics,
+                                                          const Source& source, bool precompiled);
+
+/// The only files there are: the program, the embedded library headers, and the library in
+/// precompiled form if given, which must outlive the file system.
+llvm::IntrusiveRefCntPtr<llvm::vfs::InMemoryFileSystem>
+makeFileSystem(const Source& source, std::optional<llvm::MemoryBufferRef> precompiled);
+
+/// Teaches the preprocessor the language's own words and the words of C++ that it refuses.
+void defineWords(clang::Preprocessor& preprocessor);
+
+} // namespace compute::metal

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/ModuleChecks.h"
+
+#include <clang/AST/Decl.h>
+#include <clang/AST/GlobalDecl.h>
+#include <clang/CodeGen/ModuleBuilder.h>
+#include <clang/Sema/Sema.h>
+#include <llvm/ADT/SCCIterator.h>
+#include <llvm/ADT/SmallPtrSet.h>
+#include <llvm/Analysis/CallGraph.h>
+#include <llvm/IR/AttributeMask.h>
+#include <llvm/IR/InstrTypes.h>
+#include <llvm/IR/Instructions.h>
+#include <llvm/IR/IntrinsicInst.h>
+
+#include <algorithm>
+
+namespace compute::metal {
+namespace {
+
+/// The library declares, under names that begin so, what compiles but cannot run here.
+constexpr llvm::StringRef unsupportedPrefix = "__sl42_unsupported_";
+
+class ModuleFinisher {
+public:
+    ModuleFinisher(clang::Sema& sema, clang::CodeGenerator& generator, llvm::Module& module)
+        : m_sema(sema), m_generator(generator), m_module(module) {}
+
+    void checkRecursion() {
+        llvm::CallGraph graph(m_module);
+        for (auto each = llvm::scc_begin(&graph); !each.isAtEnd(); ++each)
+            if (each.hasCycle())
+                reportCycle(*each);
+    }
+
+    /// Everything that is called must be in the program, the library or the compiler itself.
+    void checkUndefined(const Reflection& reflection) {
+        for (const llvm::Function& function : m_module)
+            if (function.isDeclaration() && !function.isIntrinsic() && !function.use_empty() &&
+                !function.getName().starts_with(unsupportedPrefix))
+                report(function, "function '%0' is used but not defined");
+        for (const llvm::GlobalVariable& variable : m_module.globals())
+            if (variable.isDeclaration() && !variable.use_empty() &&
+                !isConstant(reflection, variable.getName()))
+                report(variable, "variable '%0' is used but not defined");
+    }
+
+    /// What a kernel uses, directly or not, that cannot run here; empty if nothing.
+    std::string unsupportedIn(const llvm::Function& kernel) const {
+        llvm::SmallPtrSet<const llvm::Function*, 32> seen{&kernel};
+        std::vector<const llvm::Function*> waiting{&kernel};
+        while (!waiting.empty()) {
+            const llvm::Function& function = *waiting.back();
+            waiting.pop_back();
+            if (function.getName().starts_with(unsupportedPrefix))
+                return ("'" + function.getName().drop_front(unsupportedPrefix.size()) +
+                        "' is not supported")
+                    .str();
+            for (const llvm::BasicBlock& block : function)
+                for (const llvm::Instruction& instruction : block)
+                    for (const llvm::Use& operand : instruction.operands())
+                        if (const auto* used = llvm::dyn_cast<llvm::Function>(operand.get()))
+                            if (seen.insert(used).second)
+                                waiting.push_back(used);
+        }
+        return {};
+    }
+
+    std::string symbol(const clang::NamedDecl& declaration) {
+        const auto* function = llvm::dyn_cast<clang::FunctionDecl>(&declaration);
+        const clang::GlobalDecl global =
+            function != nullptr ? clang::GlobalDecl(function)
+                                : clang::GlobalDecl(llvm::cast<clang::VarDecl>(&declaration));
+        const llvm::Constant* value = m_generator.GetAddrOfGlobal(global, false);
+        return value != nullptr ? value->stripPointerCasts()->getName().str() : std::string();
+    }
+
+    /// The target's own calling convention means nothing to the back ends, and what C++ promises
+    /// about references does not hold in a program that indexes where it likes.
+    void normaliseFunctions() {
+        for (llvm::Function& function : m_module) {
+            if (function.isIntrinsic())
+                continue;
+            function.setCallingConv(llvm::CallingConv::C);
+            removePromises(function);
+            for (llvm::BasicBlock& block : function)
+                for (llvm::Instruction& instruction : block)
+                    if (auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction)) {
+                        call->setCallingConv(llvm::CallingConv::C);
+                        removePromises(*call);
+                    }
+        }
+    }
+
+private:
+    template <class FunctionOrCall>
+    static void removePromises(FunctionOrCall& target) {
+        llvm::AttributeMask promises;
+        promises.addAttribute(llvm::Attribute::Dereferenceable)
+            .addAttribute(llvm::Attribute::DereferenceableOrNull)
+            .addAttribute(llvm::Attribute::NonNull)
+            .addAttribute(llvm::Attribute::NoUndef);
+        target.setAttributes(
+            target.getAttributes().removeRetAttributes(target.getContext(), promises));
+        for (unsigned i = 0; i < target.arg_size(); ++i)
+            target.removeParamAttrs(i, promises);
+    }
+
+    static bool isConstant(const Reflection& reflection, llvm::StringRef name) {
+        return std::any_of(reflection.constants.begin(), reflection.constants.end(),
+                           [&](const auto& each) { return name == each.variable->getName(); });
+    }
+
+    /// As the program spells it, where the generated code still knows.
+    std::string sourceName(const llvm::GlobalValue& value) {
+        const auto* declaration = declarationOf(value);
+        return declaration != nullptr ? declaration->getNameAsString() : value.getName().str();
+    }
+
+    const clang::NamedDecl* declarationOf(const llvm::GlobalValue& value) {
+        return llvm::dyn_cast_or_null<clang::NamedDecl>(
+            m_generator.GetDeclForMangledName(value.getName()));
+    }
+
+    void report(const llvm::GlobalValue& value, llvm::StringRef text) {
+        const auto* declaration = declarationOf(value);
+        const unsigned id =
+            m_sema.Diags.getDiagnosticIDs()->getCustomDiagID(clang::DiagnosticIDs::Error, text);
+        m_sema.Diags.Report(
+            declaration != nullptr ? declaration->getLocation() : clang::SourceLocation(), id)
+            << sourceName(value);
+    }
+
+    void reportCycle(const std::vector<llvm::CallGraphNode*>& cycle) {
+        for (const llvm::CallGraphNode* node : cycle)
+            if (const llvm::Function* function = node->getFunction())
+                return report(*function, "function '%0' calls itself; recursion is not supported");
+    }
+
+    clang::Sema& m_sema;
+    clang::CodeGenerator& m_generator;
+    llvm::Module& m_module;
+};
+
+} // namespace
+
+void finishModule(clang::Sema& sema, clang::CodeGenerator& generator, const Reflection& reflection,
+                  kernel::Program& program) {
+    llvm::Module& module = *generator.GetModule();
+    ModuleFinisher finisher(sema, generator, module);
+    for (const auto& each : reflection.constants) {
+        program.constants.push_back(each.declaration);
+        program.constants.back().symbol = finisher.symbol(*each.variable);
+    }
+    for (const auto& each : reflection.kernels) {
+        kernel::KernelDeclaration declaration = each.declaration;
+        declaration.symbol = finisher.symbol(*each.function);
+        const llvm::Function* function = module.getFunction(declaration.symbol);
+        if (function != nullptr && declaration.unsupported.empty())
+            declaration.unsupported = finisher.unsupportedIn(*function);
+        program.kernels.push_back(std::move(declaration));
+    }
+    finisher.checkUndefined(reflection);
+    finisher.checkRecursion();
+    finisher.normaliseFunctions();
+}
+
+} // namespace compute::metal

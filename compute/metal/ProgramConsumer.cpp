@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/ProgramConsumer.h"
+
+#include "compute/metal/Attributes.h"
+#include "compute/metal/DiagnosticText.h"
+#include "compute/metal/InputLimits.h"
+#include "compute/metal/ModuleChecks.h"
+#include "compute/metal/Restrictions.h"
+
+#include <clang/AST/ASTContext.h>
+#include <clang/AST/Attr.h>
+#include <clang/AST/RecursiveASTVisitor.h>
+#include <clang/CodeGen/ModuleBuilder.h>
+#include <clang/Frontend/CompilerInstance.h>
+#include <clang/Lex/PreprocessorOptions.h>
+#include <clang/Sema/Sema.h>
+
+namespace compute::metal {
+namespace {
+
+/// Annotations have been read by now and would become calls in the generated code.
+void forgetAttributes(const Reflection& reflection) {
+    for (const auto& kernel : reflection.kernels) {
+        removeAnnotations(*kernel.function);
+        kernel.function->dropAttr<clang::OpenCLKernelAttr>();
+        for (clang::ParmVarDecl* parameter : kernel.function->parameters())
+            removeAnnotations(*parameter);
+    }
+    for (const auto& constant : reflection.constants)
+        removeAnnotations(*constant.variable);
+}
+
+} // namespace
+
+ProgramConsumer::ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result)
+    : m_compiler(compiler),
+      m_result(result),
+      m_generator(clang::CreateLLVMCodeGen(
+          compiler.getDiagnostics(), "program", &compiler.getVirtualFileSystem(),
+          compiler.getHeaderSearchOpts(), compiler.getPreprocessorOpts(), compiler.getCodeGenOpts(),
+          *result.context)) {}
+
+ProgramConsumer::~ProgramConsumer() = default;
+
+void ProgramConsumer::Initialize(clang::ASTContext& context) {
+    m_generator->Initialize(context);
+}
+
+void ProgramConsumer::InitializeSema(clang::Sema& sema) {
+    m_sema = &sema;
+    static_cast<DiagnosticText&>(m_compiler.getDiagnosticClient()).setSema(&sema);
+    limitTemplates(sema);
+}
+
+void ProgramConsumer::ForgetSema() {
+    m_sema = nullptr;
+    static_cast<DiagnosticText&>(m_compiler.getDiagnosticClient()).setSema(nullptr);
+}
+
+bool ProgramConsumer::HandleTopLevelDecl(clang::DeclGroupRef group) {
+    m_topLevel.insert(m_topLevel.end(), group.begin(), group.end());
+    m_deferred.emplace_back([=, this] { m_generator->HandleTopLevelDecl(group); });
+    return true;
+}
+
+void ProgramConsumer::HandleInlineFunctionDefinition(clang::FunctionDecl* function) {
+    m_deferred.emplace_back([=, this] { m_generator->HandleInlineFunctionDefinition(function); });
+}
+
+void ProgramConsumer::HandleInterestingDecl(clang::DeclGroupRef group) {
+    // From the precompiled library: nothing there is part of the program's own top level.
+    m_deferred.emplace_back([=, this] { m_generator->HandleInterestingDecl(group); });
+}
+
+void ProgramConsumer::HandleTagDeclDefinition(clang::TagDecl* tag) {
+    m_deferred.emplace_back([=, this] { m_generator->HandleTagDeclDefinition(tag); });
+}
+
+void ProgramConsumer::HandleTagDeclRequiredDefinition(const clang::TagDecl* tag) {
+    m_deferred.emplace_back([=, this] { m_generator->HandleTagDeclRequiredDefinition(tag); });
+}
+
+void ProgramConsumer::HandleCXXStaticMemberVarInstantiation(clang::VarDecl* variable) {
+    m_deferred.emplace_back(
+        [=, this] { m_generator->HandleCXXStaticMemberVarInstantiation(variable); });
+}
+
+void ProgramConsumer::CompleteTentativeDefinition(clang::VarDecl* variable) {
+    m_deferred.emplace_back([=, this] { m_generator->CompleteTentativeDefinition(variable); });
+}
+
+bool ProgramConsumer::hasErrors() const {
+    return m_compiler.getDiagnostics().hasErrorOccurred();
+}
+
+void ProgramConsumer::HandleTranslationUnit(clang::ASTContext& context) {
+    if (hasErrors())
+        return;
+    checkRestrictions(*m_sema, m_topLevel);
+    const Reflection reflection = reflect(*m_sema, m_topLevel);
+    if (!hasErrors())
+        generate(context, reflection);
+}
+
+void ProgramConsumer::generate(clang::ASTContext& context, const Reflection& reflection) {
+    forgetAttributes(reflection);
+    for (const auto& tell : m_deferred)
+        tell();
+    m_generator->HandleTranslationUnit(context);
+    if (hasErrors() || m_generator->GetModule() == nullptr)
+        return;
+    finishModule(*m_sema, *m_generator, reflection, m_result);
+    if (!hasErrors())
+        m_result.module.reset(m_generator->ReleaseModule());
+}
+
+} // namespace compute::metal

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Receives the syntax tree of a program as Clang reads it. Once the whole text is known to be
+// correct it checks the language's own rules, reads the attributes and generates code.
+#pragma once
+
+#include "compute/metal/Reflection.h"
+
+#include <clang/Sema/SemaConsumer.h>
+#include <llvm/IR/LLVMContext.h>
+#include <llvm/IR/Module.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace clang {
+class CodeGenerator;
+class CompilerInstance;
+} // namespace clang
+
+namespace compute::metal {
+
+class ProgramConsumer final : public clang::SemaConsumer {
+public:
+    /// `result` receives module, kernels and constants when the text has no errors.
+    ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result);
+    ~ProgramConsumer() override;
+
+    void Initialize(clang::ASTContext& context) override;
+    void InitializeSema(clang::Sema& sema) override;
+    void ForgetSema() override;
+    bool HandleTopLevelDecl(clang::DeclGroupRef group) override;
+    void HandleInlineFunctionDefinition(clang::FunctionDecl* function) override;
+    void HandleInterestingDecl(clang::DeclGroupRef group) override;
+    void HandleTagDeclDefinition(clang::TagDecl* tag) override;
+    void HandleTagDeclRequiredDefinition(const clang::TagDecl* tag) override;
+    void HandleCXXStaticMemberVarInstantiation(clang::VarDecl* variable) override;
+    void CompleteTentativeDefinition(clang::VarDecl* variable) override;
+    void HandleTranslationUnit(clang::ASTContext& context) override;
+
+private:
+    bool hasErrors() const;
+    void generate(clang::ASTContext& context, const Reflection& reflection);
+
+    clang::CompilerInstance& m_compiler;
+    kernel::Program& m_result;
+    std::unique_ptr<clang::CodeGenerator> m_generator;
+    clang::Sema* m_sema = nullptr;
+    std::vector<clang::Decl*> m_topLevel;
+    /// What code generation will be told, in the order in which Clang told it.
+    std::vector<std::function<void()>> m_deferred;
+};
+
+} // namespace compute::metal

@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/Reflection.h"
+
+#include "compute/metal/Attributes.h"
+
+#include <clang/AST/ASTContext.h>
+#include <clang/AST/Attr.h>
+#include <clang/AST/DeclTemplate.h>
+#include <clang/Sema/Sema.h>
+
+#include <map>
+#include <optional>
+#include <set>
+
+namespace compute::metal {
+namespace {
+
+using kernel::ConstantType;
+using kernel::Parameter;
+using kernel::ParameterKind;
+
+struct AttributeKind {
+    const char* attribute;
+    ParameterKind kind;
+};
+constexpr AttributeKind resources[] = {
+    {"buffer", ParameterKind::Buffer},
+    {"texture", ParameterKind::Texture},
+    {"sampler", ParameterKind::Sampler},
+};
+constexpr AttributeKind threadValues[] = {
+    {"thread_position_in_grid", ParameterKind::ThreadPositionInGrid},
+    {"threads_per_grid", ParameterKind::ThreadsPerGrid},
+    {"thread_position_in_threadgroup", ParameterKind::ThreadPositionInThreadgroup},
+    {"threadgroup_position_in_grid", ParameterKind::ThreadgroupPositionInGrid},
+    {"threads_per_threadgroup", ParameterKind::ThreadsPerThreadgroup},
+    {"dispatch_threads_per_threadgroup", ParameterKind::ThreadsPerThreadgroup},
+    {"threadgroups_per_grid", ParameterKind::ThreadgroupsPerGrid},
+    {"thread_index_in_threadgroup", ParameterKind::ThreadIndexInThreadgroup},
+};
+/// Values of the language that this system has no counterpart of.
+constexpr const char* unsupportedValues[] = {"thread_index_in_simdgroup",
+                                             "threads_per_simdgroup",
+                                             "thread_execution_width",
+                                             "simdgroup_index_in_threadgroup",
+                                             "simdgroups_per_threadgroup",
+                                             "quadgroup_index_in_threadgroup",
+                                             "thread_index_in_quadgroup",
+                                             "grid_origin",
+                                             "grid_size",
+                                             "stage_in",
+                                             "threadgroup"};
+
+const char* attributeName(ParameterKind kind) {
+    for (const auto& each : resources)
+        if (each.kind == kind)
+            return each.attribute;
+    for (const auto& each : threadValues)
+        if (each.kind == kind)
+            return each.attribute;
+    llvm_unreachable("every kind has an attribute");
+}
+
+std::optional<std::uint32_t> indexOf(const clang::AnnotateAttr& annotation,
+                                     const clang::ASTContext& context) {
+    if (annotation.args_size() != 1)
+        return std::nullopt;
+    const clang::Expr* argument = *annotation.args_begin();
+    if (argument->isValueDependent())
+        return std::nullopt;
+    const auto value = argument->getIntegerConstantExpr(context);
+    return value ? std::optional(std::uint32_t(value->getZExtValue())) : std::nullopt;
+}
+
+/// Which resource a value of this type binds, by the library class that it is.
+std::optional<ParameterKind> resourceKind(clang::QualType type) {
+    if (type->isReferenceType() || type->isPointerType())
+        return ParameterKind::Buffer;
+    const clang::CXXRecordDecl* record = type->getAsCXXRecordDecl();
+    if (record == nullptr || !record->getIdentifier())
+        return std::nullopt;
+    const auto* space = llvm::dyn_cast<clang::NamespaceDecl>(
+        record->getDeclContext()->getEnclosingNamespaceContext());
+    if (space == nullptr || space->getName() != "metal")
+        return std::nullopt;
+    if (record->getName() == "sampler")
+        return ParameterKind::Sampler;
+    if (record->getName().starts_with("texture") || record->getName().starts_with("depth"))
+        return ParameterKind::Texture;
+    return std::nullopt;
+}
+
+struct Components {
+    std::uint8_t count = 0;
+    std::uint8_t bytes = 0;
+};
+
+/// The shape of a thread attribute's value: one to three unsigned integers of 16 or 32 bits.
+std::optional<Components> threadValueShape(clang::QualType type, const clang::ASTContext& context) {
+    clang::QualType element = type;
+    std::uint64_t count = 1;
+    if (const auto* vector = llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(
+            type->getAsCXXRecordDecl())) {
+        const auto& arguments = vector->getTemplateArgs();
+        if (vector->getName() != "vec" || arguments.size() < 2 ||
+            arguments[0].getKind() != clang::TemplateArgument::Type ||
+            arguments[1].getKind() != clang::TemplateArgument::Integral)
+            return std::nullopt;
+        element = arguments[0].getAsType();
+        count = arguments[1].getAsIntegral().getZExtValue();
+    }
+    if (!element->isUnsignedIntegerType() || element->isBooleanType() || count < 1 || count > 3)
+        return std::nullopt;
+    const std::uint64_t bytes = context.getTypeSize(element) / 8;
+    if (bytes != 2 && bytes != 4)
+        return std::nullopt;
+    return Components{std::uint8_t(count), std::uint8_t(bytes)};
+}
+
+std::optional<ConstantType> constantType(clang::QualType type) {
+    const auto* builtin = type->getAs<clang::BuiltinType>();
+    if (builtin == nullptr)
+        return std::nullopt;
+    switch (builtin->getKind()) {
+    case clang::BuiltinType::Bool:
+        return ConstantType::Bool;
+    case clang::BuiltinType::Char_S:
+    case clang::BuiltinType::SChar:
+        return ConstantType::Char;
+    case clang::BuiltinType::Char_U:
+    case clang::BuiltinType::UChar:
+        return ConstantType::UChar;
+    case clang::BuiltinType::Short:
+        return ConstantType::Short;
+    case clang::BuiltinType::UShort:
+        return ConstantType::UShort;
+    case clang::BuiltinType::Int:
+        return ConstantType::Int;
+    case clang::BuiltinType::UInt:
+        return ConstantType::UInt;
+    case clang::BuiltinType::Float16:
+    case clang::BuiltinType::Half:
+        return ConstantType::Half;
+    case clang::BuiltinType::Float:
+        return ConstantType::Float;
+    default:
+        return std::nullopt;
+    }
+}
+
+/// Reads the parameters of one kernel.
+class KernelReader {
+public:
+    KernelReader(clang::Sema& sema, clang::FunctionDecl& function)
+        : m_sema(sema), m_function(function) {
+        m_result.name = functionName();
+    }
+
+    kernel::KernelDeclaration read() {
+        if (!m_function.getReturnType()->isVoidType())
+            error(m_function.getLocation(), "kernel function must return 'void'");
+        std::vector<clang::ParmVarDecl*> unplaced;
+        m_result.parameters.resize(m_function.getNumParams());
+        for (unsigned i = 0; i < m_function.getNumParams(); ++i)
+            readParameter(i);
+        for (unsigned i : m_withoutIndex)
+            placeParameter(i);
+        return std::move(m_result);
+    }
+
+private:
+    std::string functionName() const {
+        if (const auto* annotation = findAttribute(m_function, "host_name"))
+            if (annotation->args_size() == 1)
+                if (const auto* text = llvm::dyn_cast<clang::StringLiteral>(
+                        (*annotation->args_begin())->IgnoreParenImpCasts()))
+                    return text->getString().str();
+        return m_function.getQualifiedNameAsString();
+    }
+
+    void readParameter(unsigned number) {
+        const clang::ParmVarDecl& declaration = *m_function.getParamDecl(number);
+        Parameter& parameter = m_result.parameters[number];
+        parameter.name = declaration.getNameAsString();
+        for (const auto& value : threadValues)
+            if (findAttribute(declaration, value.attribute))
+                return readThreadValue(declaration, value, parameter);
+        for (const char* name : unsupportedValues)
+            if (findAttribute(declaration, name)) {
+                m_result.unsupported = std::string("'") + name + "' is not supported";
+                return;
+            }
+        for (const auto& resource : resources)
+            if (const auto* annotation = findAttribute(declaration, resource.attribute))
+                return readResource(declaration, resource, *annotation, parameter);
+        const auto kind = resourceKind(declaration.getType());
+        if (!kind)
+            return error(declaration.getLocation(),
+                         "invalid type %0 for input declaration in a kernel function",
+                         declaration.getType());
+        parameter.kind = *kind;
+        m_withoutIndex.push_back(number);
+    }
+
+    void readThreadValue(const clang::ParmVarDecl& declaration, const AttributeKind& value,
+                         Parameter& parameter) {
+        const auto shape = threadValueShape(declaration.getType(), m_sema.Context);
+        const bool isScalarOnly = value.kind == ParameterKind::ThreadIndexInThreadgroup;
+        if (!shape || (isScalarOnly && shape->count != 1)) {
+            const std::string text =
+                std::string("type %0 is not valid for attribute '") + value.attribute + "'";
+            return error(declaration.getLocation(), text, declaration.getType());
+        }
+        parameter.kind = value.kind;
+        parameter.components = shape->count;
+        parameter.componentBytes = shape->bytes;
+    }
+
+    void readResource(const clang::ParmVarDecl& declaration, const AttributeKind& resource,
+                      const clang::AnnotateAttr& annotation, Parameter& parameter) {
+        const auto kind = resourceKind(declaration.getType());
+        const auto index = indexOf(annotation, m_sema.Context);
+        if (kind != resource.kind) {
+            const std::string text =
+                std::string("type %0 is not valid for attribute '") + resource.attribute + "'";
+            return error(declaration.getLocation(), text, declaration.getType());
+        }
+        parameter.kind = resource.kind;
+        parameter.index = index.value_or(0);
+        if (!m_used[resource.kind].insert(parameter.index).second)
+            error(annotation.getLocation(), std::string("'") + resource.attribute + "' index " +
+                                                std::to_string(parameter.index) +
+                                                " is used by more than one parameter");
+    }
+
+    /// Parameters without an index take the first ones that are free.
+    void placeParameter(unsigned number) {
+        Parameter& parameter = m_result.parameters[number];
+        std::set<std::uint32_t>& used = m_used[parameter.kind];
+        while (!used.insert(parameter.index).second)
+            ++parameter.index;
+        if (parameter.kind == ParameterKind::Buffer && parameter.index > 30)
+            error(m_function.getParamDecl(number)->getLocation(),
+                  std::string("no '") + attributeName(parameter.kind) + "' index is left");
+    }
+
+    void error(clang::SourceLocation location, llvm::StringRef text) {
+        const unsigned id =
+            m_sema.Diags.getDiagnosticIDs()->getCustomDiagID(clang::DiagnosticIDs::Error, text);
+        m_sema.Diag(location, id);
+    }
+    void error(clang::SourceLocation location, llvm::StringRef text, clang::QualType type) {
+        const unsigned id =
+            m_sema.Diags.getDiagnosticIDs()->getCustomDiagID(clang::DiagnosticIDs::Error, text);
+        m_sema.Diag(location, id) << type;
+    }
+
+    clang::Sema& m_sema;
+    clang::FunctionDecl& m_function;
+    kernel::KernelDeclaration m_result;
+    std::map<ParameterKind, std::set<std::uint32_t>> m_used;
+    std::vector<unsigned> m_withoutIndex;
+};
+
+/// Walks the declarations and collects.
+class Reflector {
+public:
+    explicit Reflector(clang::Sema& sema) : m_sema(sema) {}
+
+    Reflection take() { return std::move(m_result); }
+
+    void visit(clang::Decl* declaration) {
+        if (auto* function = llvm::dyn_cast<clang::FunctionDecl>(declaration))
+            visitFunction(*function);
+        else if (auto* functions = llvm::dyn_cast<clang::FunctionTemplateDecl>(declaration))
+            for (clang::FunctionDecl* each : functions->specializations())
+                visitFunction(*each);
+        else if (auto* variable = llvm::dyn_cast<clang::VarDecl>(declaration))
+            visitVariable(*variable);
+        else if (llvm::isa<clang::NamespaceDecl, clang::LinkageSpecDecl>(declaration))
+            for (clang::Decl* each : llvm::cast<clang::DeclContext>(declaration)->decls())
+                visit(each);
+    }
+
+private:
+    void visitFunction(clang::FunctionDecl& function) {
+        const bool isKernel = function.hasAttr<clang::OpenCLKernelAttr>() ||
+                              findAttribute(function, "kernel") != nullptr;
+        if (isKernel && function.isThisDeclarationADefinition() && !function.isDependentContext())
+            m_result.kernels.push_back({&function, KernelReader(m_sema, function).read()});
+    }
+
+    void visitVariable(clang::VarDecl& variable) {
+        const auto* annotation = findAttribute(variable, "function_constant");
+        if (annotation == nullptr)
+            return;
+        const auto type = constantType(variable.getType());
+        const auto index = indexOf(*annotation, m_sema.Context);
+        if (!type || !index || !variable.getType().isConstQualified()) {
+            const unsigned id = m_sema.Diags.getCustomDiagID(
+                clang::DiagnosticsEngine::Error, "invalid type %0 for a function constant");
+            m_sema.Diag(variable.getLocation(), id) << variable.getType();
+            return;
+        }
+        m_result.constants.push_back(
+            {&variable, {variable.getQualifiedNameAsString(), "", *index, *type}});
+    }
+
+    clang::Sema& m_sema;
+    Reflection m_result;
+};
+
+} // namespace
+
+Reflection reflect(clang::Sema& sema, llvm::ArrayRef<clang::Decl*> declarations) {
+    Reflector reflector(sema);
+    for (clang::Decl* declaration : declarations)
+        reflector.visit(declaration);
+    return reflector.take();
+}
+
+} // namespace compute::metal
