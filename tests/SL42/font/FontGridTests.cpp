@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The grid against the numbers that the prelude's text functions are written for.
+#include "SL42/font/FontGrid.h"
+
+#include <gtest/gtest.h>
+
+namespace starloom {
+namespace {
+
+/// Liberation Mono at 410.02 pixels, from its file: 1705, 615 and 1229 of 2048 units.
+constexpr LineMetrics liberationMono{.ascent = 341.35, .descent = 123.13, .widest = 246.05};
+
+TEST(FontGrid, CellsAreWhereThePreludeReadsThem) {
+    const FontGrid grid;
+    EXPECT_EQ(grid.columns(), 12U);
+    EXPECT_DOUBLE_EQ(grid.fontSize(), 2 * 205.01);
+    EXPECT_EQ(grid.cell(0), (Cell{0, 0, 340, 494}));
+    EXPECT_EQ(grid.cell('A' - ' '), (Cell{9 * 340, 2 * 494, 340, 494}));
+    EXPECT_EQ(grid.cell('~' - ' '), (Cell{10 * 340, 7 * 494, 340, 494}));
+}
+
+TEST(FontGrid, LinesAreCentredInTheirRowsToWholePoints) {
+    // In points: the baseline is trunc(61.565 + (247 - 232.24) / 2) = 68 above the row's bottom,
+    // and the inset is trunc((170 - 123.025) / 2) = 23.
+    const FontGrid grid;
+    EXPECT_EQ(grid.baseline(0, liberationMono), (platform::Point{46, 494 - 136}));
+    EXPECT_EQ(grid.baseline('A' - ' ', liberationMono),
+              (platform::Point{9 * 340 + 46, 3 * 494 - 136}));
+    // Halved toward zero, also when the characters are wider than the column: (170 - 175) / 2.
+    EXPECT_EQ(grid.baseline(0, {.ascent = 300, .descent = 100, .widest = 350}).x, -4);
+}
+
+TEST(FontGrid, OtherSizesAndScalesKeepTheArithmetic) {
+    const FontGrid unscaled(4096, 1);
+    EXPECT_EQ(unscaled.cell(0), (Cell{0, 0, 341, 491}));
+    EXPECT_DOUBLE_EQ(unscaled.fontSize(), 491 * 0.83);
+    // 1001 pixels are 500.5 points: columns of 500 / 12, rows of 715 / 12 + 4, counted from the
+    // bottom of whole points, so that half a point, one pixel, stays free at the top.
+    const FontGrid odd(1001, 2);
+    EXPECT_EQ(odd.cell(13), (Cell{82, 1 + 126, 82, 126}));
+    // Small textures have no room for the last rows.
+    const FontGrid small(64, 2);
+    EXPECT_EQ(small.cell(94).height, 0U);
+}
+
+} // namespace
+} // namespace starloom

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the generator asks of a device, when it waits, and what it does when the device fails.
+#include "SL42/font/FontTextureGenerator.h"
+#include "tests/SL42/FakeDevice.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace starloom {
+namespace {
+
+class FontTextureGeneratorOnFakeDevice : public testing::Test {
+protected:
+    std::unique_ptr<FontTextureGenerator> make() {
+        return std::make_unique<FontTextureGenerator>(device, device->makeCommandQueue(), log,
+                                                      FontNames(), 512);
+    }
+    /// Asks once a millisecond, as a frame loop does, until `done`.
+    template <class Done>
+    static void poll(FontTextureGenerator& generator, Done done) {
+        for (int frame = 0; frame < 20000 && !done(); ++frame) {
+            generator.textureSoFar();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_TRUE(done());
+    }
+
+    std::shared_ptr<fake::Device> device = std::make_shared<fake::Device>();
+    std::vector<std::string> lines;
+    platform::Log log{[this](std::string_view line) { lines.emplace_back(line); }};
+};
+
+TEST_F(FontTextureGeneratorOnFakeDevice, MergesEachStyleIntoItsChannel) {
+    const auto generator = make();
+    const auto texture = generator->texture();
+    EXPECT_TRUE(generator->isComplete());
+    EXPECT_EQ(texture->descriptor(),
+              (gpu::TextureDescriptor{gpu::PixelFormat::RGBA8Unorm, 512, 512, 10}));
+    ASSERT_EQ(device->commandBuffers.size(), 1U);
+    const auto merges = fake::dispatches(*device->commandBuffers[0]);
+    ASSERT_EQ(merges.size(), fontStyleCount);
+    for (std::size_t style = 0; style < merges.size(); ++style) {
+        EXPECT_EQ(merges[style].kernel, "addFontChannel");
+        EXPECT_EQ(fake::boundValue<int>(merges[style], 0), static_cast<int>(style));
+        EXPECT_EQ(merges[style].textures.at(1), texture);
+        EXPECT_EQ(merges[style].textures.at(0)->descriptor().format, gpu::PixelFormat::R8Unorm);
+        EXPECT_EQ(merges[style].threads, (gpu::Size3{512, 512, 1}));
+    }
+    EXPECT_EQ(generator->texture(), texture);
+    EXPECT_EQ(device->commandBuffers.size(), 1U) << "drawn once";
+}
+
+TEST_F(FontTextureGeneratorOnFakeDevice, FrameLoopsNeverWait) {
+    device->completesAtOnce = false;
+    const auto generator = make();
+    const auto texture = generator->textureSoFar();
+    poll(*generator, [&] { return !device->pending.empty(); });
+    EXPECT_FALSE(generator->isComplete()) << "the device has not done it yet";
+    EXPECT_EQ(generator->textureSoFar(), texture);
+    device->completeNext();
+    EXPECT_EQ(generator->textureSoFar(), texture);
+    EXPECT_TRUE(generator->isComplete());
+    EXPECT_EQ(generator->texture(), texture);
+}
+
+TEST_F(FontTextureGeneratorOnFakeDevice, LostWorkIsDoneAgainButNotForever) {
+    device->completesAtOnce = false;
+    const gpu::CommandBufferError lost{.code = gpu::CommandBufferError::Code::ServiceLost,
+                                       .message = "the compute service was lost",
+                                       .kernel = {}};
+    const auto recovering = make();
+    poll(*recovering, [&] { return device->pending.size() == 1; });
+    device->completeNext(lost);
+    recovering->texture();
+    EXPECT_EQ(device->commandBuffers.size(), 2U);
+    EXPECT_TRUE(lines.empty()) << lines.front();
+
+    const auto failing = make();
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        poll(*failing, [&] { return device->pending.size() == 1; });
+        device->completeNext(lost);
+    }
+    failing->textureSoFar();
+    EXPECT_TRUE(failing->isComplete());
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0],
+              "Error: there is no text, because the font failed: the compute service was lost");
+}
+
+TEST_F(FontTextureGeneratorOnFakeDevice, FailuresOfTheMachineStopTheProgram) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            device->refusesCommandBuffers = true;
+            make()->texture();
+        },
+        "Failed to create command buffer for font generator");
+    EXPECT_DEATH(
+        {
+            device->brokenKernels = {"addFontChannel"};
+            make()->texture();
+        },
+        "Failed to load compute shader for font generator");
+    const std::string noFonts = testing::TempDir() + "sl42-no-fonts.conf";
+    std::ofstream(noFonts) << "<fontconfig></fontconfig>";
+    EXPECT_DEATH(
+        {
+            ::setenv("FONTCONFIG_FILE", noFonts.c_str(), 1);
+            make()->texture();
+        },
+        "Could not create CGContext for font renderin");
+    std::filesystem::remove(noFonts);
+}
+
+} // namespace
+} // namespace starloom
