@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 #include "SL42/font/FontTextureGenerator.h"
 
-#include "SL42/font/FontKernel.h"
 #include "platform/base/Fatal.h"
 
 #include <chrono>
@@ -12,6 +11,20 @@ namespace starloom {
 namespace {
 
 using platform::fatalError;
+
+/// One kernel, run once per style and pixel. A channel that no style has filled yet stays as it is.
+constexpr char kernelSource[] = R"(#include <metal_stdlib>
+using namespace metal;
+
+kernel void addFontChannel(texture2d<float, access::read> style [[texture(0)]],
+                           texture2d<float, access::read_write> atlas [[texture(1)]],
+                           constant int& channel [[buffer(0)]],
+                           uint2 position [[thread_position_in_grid]]) {
+    float4 texel = atlas.read(position);
+    texel[channel] = style.read(position).r;
+    atlas.write(texel, position);
+}
+)";
 
 /// A merge fails when a user's kernel takes the compute service down with it, which must not cost
 /// the text; but a device that fails it every time is not worth a frame more.
@@ -113,7 +126,7 @@ void FontTextureGenerator::finishMerge() {
 
 std::shared_ptr<gpu::ComputePipelineState> FontTextureGenerator::makePipeline() const {
     const auto compiled = [&]() -> platform::Result<std::shared_ptr<gpu::ComputePipelineState>> {
-        const auto library = SL42_TRY(m_device->makeLibrary(fontKernelSource));
+        const auto library = SL42_TRY(m_device->makeLibrary(kernelSource));
         return m_device->makeComputePipelineState(
             SL42_TRY(library->makeFunction("addFontChannel")));
     }();
