@@ -109,3 +109,79 @@ using sumType = decltype((T() + ...));
     SL42_MIXED_3(name, __sl42::floatType)                                                          \
     SL42_VECTORS_3(name, half, half, half, half)                                                   \
     SL42_VECTORS_3(name, float, float, float, float)
+
+namespace __sl42 {
+
+template <class T>
+inline constexpr bool isInteger = __is_integral(T) && !__is_same(T, bool);
+template <class T>
+inline constexpr int lanesOf = 0;
+template <class T, int N>
+inline constexpr int lanesOf<vec<T, N>> = N;
+template <class T>
+inline constexpr bool isIntegerVector = false;
+template <class T, int N>
+inline constexpr bool isIntegerVector<vec<T, N>> = isInteger<T>;
+
+/// The first vector type among the arguments.
+template <class A, class... Rest>
+struct firstVector : firstVector<Rest...> {};
+template <class T, int N, class... Rest>
+struct firstVector<vec<T, N>, Rest...> {
+    using type = vec<T, N>;
+};
+template <class... A>
+using vectorOf = typename firstVector<A...>::type;
+
+template <class V, class... A>
+inline constexpr bool fits = ((__is_same(A, V) || __is_arithmetic(A)) && ...);
+/// Arguments of a function on integer vectors: one such vector, and others like it or scalars.
+template <bool any, class... A>
+inline constexpr bool integerArguments = false;
+template <class... A>
+inline constexpr bool integerArguments<true, A...> = fits<vectorOf<A...>, A...>;
+template <class... A>
+inline constexpr bool integers = integerArguments<(isIntegerVector<A> || ...), A...>;
+
+} // namespace __sl42
+
+// Overloads on integer vectors of T name(T, ...). One template each and not one function for each of
+// 24 types, which would make every program pay for types it never names.
+#define SL42_INTEGER_VECTORS_1(name)                                                               \
+    template <class V, __sl42::require<__sl42::isIntegerVector<V>> = 0>                            \
+    constexpr V name(const V& a) {                                                                 \
+        if constexpr (__sl42::lanesOf<V> == 2)                                                     \
+            return V(name(a.x), name(a.y));                                                        \
+        else if constexpr (__sl42::lanesOf<V> == 3)                                                \
+            return V(name(a.x), name(a.y), name(a.z));                                             \
+        else                                                                                       \
+            return V(name(a.x), name(a.y), name(a.z), name(a.w));                                  \
+    }
+#define SL42_INTEGER_VECTORS_2(name)                                                               \
+    template <class A, class B, __sl42::require<__sl42::integers<A, B>> = 0>                       \
+    constexpr auto name(const A& first, const B& second) {                                         \
+        using V = __sl42::vectorOf<A, B>;                                                          \
+        const V a(first);                                                                          \
+        const V b(second);                                                                         \
+        if constexpr (__sl42::lanesOf<V> == 2)                                                     \
+            return V(name(a.x, b.x), name(a.y, b.y));                                              \
+        else if constexpr (__sl42::lanesOf<V> == 3)                                                \
+            return V(name(a.x, b.x), name(a.y, b.y), name(a.z, b.z));                              \
+        else                                                                                       \
+            return V(name(a.x, b.x), name(a.y, b.y), name(a.z, b.z), name(a.w, b.w));              \
+    }
+#define SL42_INTEGER_VECTORS_3(name)                                                               \
+    template <class A, class B, class C, __sl42::require<__sl42::integers<A, B, C>> = 0>           \
+    constexpr auto name(const A& first, const B& second, const C& third) {                         \
+        using V = __sl42::vectorOf<A, B, C>;                                                       \
+        const V a(first);                                                                          \
+        const V b(second);                                                                         \
+        const V c(third);                                                                          \
+        if constexpr (__sl42::lanesOf<V> == 2)                                                     \
+            return V(name(a.x, b.x, c.x), name(a.y, b.y, c.y));                                    \
+        else if constexpr (__sl42::lanesOf<V> == 3)                                                \
+            return V(name(a.x, b.x, c.x), name(a.y, b.y, c.y), name(a.z, b.z, c.z));               \
+        else                                                                                       \
+            return V(name(a.x, b.x, c.x), name(a.y, b.y, c.y), name(a.z, b.z, c.z),                \
+                     name(a.w, b.w, c.w));                                                         \
+    }
