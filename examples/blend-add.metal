@@ -17,15 +17,15 @@ void fx() {
     pix(float4(0.02, 0.02, 0.04, 1), coords);
     for (int light = 0; light < 3; ++light) {
         float angle = time * 0.6 + light * 2 * pi / 3;
-        float2 p = resolution / 2 + 105 * float2(cos(angle), sin(angle));
+        float2 p = resolution / 2 + 92 * float2(cos(angle), sin(angle));
         float3 color = float3(light == 0, light == 1, light == 2);
-        spot(p, 260, color * 0.9);
-        circb(p, 258, float4(color * 0.35, 0), 3);
+        spot(p, 235, color);
+        circb(p, 233, float4(color * 0.35, 0), 3);
     }
     // Small lights on the way around them, each with a colour of its own.
     for (int spark = 0; spark < 12; ++spark) {
         float angle = spark * pi / 6 - time * 0.4;
-        float2 p = resolution / 2 + float2(400 * cos(angle), 225 * sin(angle));
-        spot(p, 46, 0.5 + 0.5 * cos(spark * pi / 6 + float3(0, 2, 4)));
+        float2 p = resolution / 2 + float2(420 * cos(angle), 228 * sin(angle));
+        spot(p, 34, 0.5 + 0.5 * cos(spark * pi / 6 + float3(0, 2, 4)));
     }
 }

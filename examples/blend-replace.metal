@@ -23,11 +23,12 @@ void fx() {
     float breath = 6 * sin(time * 1.5);
 
     circ(resolution / 2, 252, float4(0.99, 0.95, 0.88, 1));
-    cut(length(p) < 26 + breath);
-    cut(distance(q, float2(228, 60)) < 34);
-    cut(distance(q, float2(78, 0)) < 22);
-    cut(abs(q.x - 150) + abs(q.y) * 2.2 < 42 + breath);
-    cut(distance(q, float2(205, 18)) < 13 - breath / 2);
-    cut(distance(q, float2(112, 48)) < 15 + breath / 2);
-    cut(q.x > 236 && q.y < 22);
+    cut(length(p) < 22 + breath);
+    cut(distance(q, float2(240, 66)) < 26 && length(p) < 253);
+    cut(distance(q, float2(66, 0)) < 14);
+    cut(abs(q.x - 140) + q.y * 2.6 < 40 + breath);
+    cut(distance(q, float2(205, 0)) < 16 - breath);
+    cut(distance(q, float2(112, 46)) < 10 + breath / 2);
+    cut(distance(q, float2(182, 52)) < 17 - breath / 2);
+    cut(q.x > 236 && length(p) < 253 && q.y < 14);
 }

@@ -23,5 +23,5 @@ void fx() {
         float away = distance(p, q);
         light += color * 4.0 / (1 + away * away / 60); // 4 in the middle: four times white
     }
-    cls(float4(light * (water ? 0.55 : 1.0), 1));
+    cls(float4(light * (water ? 0.7 : 1.0), 1));
 }

@@ -22,7 +22,7 @@ float ridge(float x, int row) {
 }
 
 void fx() {
-    float2 sun = float2(650, 205);
+    float2 sun = float2(475, 150);
     float3 dawn = mix(float3(0.24, 0.34, 0.56), float3(1, 0.72, 0.52), coords.y / 380);
     float glow = exp(-distance(coords, sun) / 140);
     cls(dawn + float3(0.5, 0.3, 0.12) * glow);
@@ -32,13 +32,13 @@ void fx() {
     for (int row = 0; row < 6; ++row) {
         float near = (row + 1) / 6.0;
         float x = coords.x * (0.0105 - 0.006 * near) + time * 0.6 * near * near + row * 71;
-        float top = 170 + 290 * near - (240 - 90 * near) * (ridge(x, row) - 0.35);
-        float depth = coords.y - top;
+        float foot = 170 + 290 * near;
+        float depth = coords.y - foot + (240 - 90 * near) * (ridge(x, row) - 0.35);
         if (depth < 0)
             continue;
         float3 rock = mix(float3(0.66, 0.55, 0.62), float3(0.05, 0.08, 0.14), near);
         float3 mist = mix(float3(0.95, 0.74, 0.62), float3(0.2, 0.3, 0.4), near);
-        float3 color = mix(rock, mist, saturate(depth / 260) * (1 - 0.4 * near));
+        float3 color = mix(rock, mist, saturate((coords.y - foot + 50) / 170) * (0.9 - 0.5 * near));
         pix(float4(color, saturate(depth)), coords);
     }
 }

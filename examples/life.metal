@@ -2,7 +2,7 @@
 // or three lives on, every other dies. There are two worlds in memory: the cores read one and
 // write the other, and the next time it is the other way round.
 
-enum { columns = 240, rows = 135, cells = columns * rows, framesPerStep = 3 };
+enum { columns = 160, rows = 90, cells = columns * rows, framesPerStep = 3 };
 enum { counters = 0, worlds = 65536, worldSize = 65536 }; // addresses
 
 // A cell is one byte. 128 and more is alive, and the older the higher; below 128 it is the fading
@@ -47,7 +47,7 @@ void cpu() {
 
 void fx() {
     uint world = (peek32<uint>(counters) + framesPerStep - 1) / framesPerStep;
-    int2 place = int2(coords) / 4;
+    int2 place = int2(coords) / 6;
     int state = cell(world, place.x, place.y);
 
     float3 color = float3(0.04, 0.05, 0.1) + float3(0.25, 0.08, 0.34) * state / 127.0;
@@ -55,6 +55,6 @@ void fx() {
         float age = (state - newborn) / 127.0;
         color = mix(float3(1, 0.94, 0.7), float3(0.15, 0.66, 0.6), sqrt(age));
     }
-    bool gap = int(coords.x) % 4 == 3 || int(coords.y) % 4 == 3;
+    bool gap = int(coords.x) % 6 == 5 || int(coords.y) % 6 == 5;
     cls(gap ? color * 0.55 : color);
 }

@@ -1,5 +1,6 @@
 // Paint! Move the mouse to draw; hold the left button for a broad brush and the right one to rub
 // out. Space changes the colour, the arrow keys let the paint run, Escape wipes the canvas.
+// Everything appears four times, as in a mirror.
 //
 // The canvas is the last frame: fx reads it with lpix and draws the brush on top.
 
@@ -8,12 +9,12 @@ enum { brushNow = 0, brushBefore = 8, colorNumber = 16 }; // addresses
 // Until somebody moves the mouse the brush wanders by itself.
 float2 brush() {
     bool idle = all(mousepos() == 0);
-    float2 wander = resolution / 2 + float2(330 * sin(time * 2.3), 190 * sin(time * 3.1));
+    float2 wander = resolution / 2 + float2(360 * sin(time * 3.2), 200 * sin(time * 4.1));
     return idle ? wander : mousepos();
 }
 
 float3 ink(uint number) {
-    return 0.58 + 0.42 * cos(number * 1.1 + time * 0.8 + float3(0, 2.1, 4.2));
+    return 0.58 + 0.42 * cos(number * 1.1 + time * 1.5 + float3(0, 2.1, 4.2));
 }
 
 void cpu() {
@@ -40,7 +41,12 @@ void fx() {
         before = now;
     float3 color = mousebutton().y ? float3(0.97, 0.95, 0.91) : ink(peek16<ushort>(colorNumber));
     float width = any(mousebutton()) ? 46 : 14;
-    line(before, now + 0.01, float4(color, 0.9), width);
-    if (mouseclick().x)
-        circ(now, 60, float4(color, 0.8));
+    for (int mirror = 0; mirror < 4; ++mirror) {
+        float2 side = float2(mirror % 2 == 0 ? 1 : -1, mirror / 2 == 0 ? 1 : -1);
+        float2 from = resolution / 2 + side * (before - resolution / 2);
+        float2 to = resolution / 2 + side * (now - resolution / 2);
+        line(from, to + 0.01, float4(color, 1), width);
+        if (mouseclick().x)
+            circ(to, 60, float4(color, 0.8));
+    }
 }

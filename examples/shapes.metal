@@ -34,11 +34,11 @@ void drawBalloon(int index) {
     if (distance(coords, p + float2(0, 25)) > 75) // too far away to matter for this pixel
         return;
     float3 color = balloonColor(index);
-    trib(p + float2(-26, 30), p + float2(26, 30), p + float2(0, 92), float4(0.3, 0.2, 0.2, 1));
+    trib(p + float2(-30, 24), p + float2(30, 24), p + float2(0, 80), float4(0.3, 0.2, 0.2, 1));
     elli(p, float2(38, 46), float4(color, 1));
     elli(p, float2(16, 46), float4(color * 0.8, 1));
     ellib(p, float2(38, 46), float4(color * 0.5, 1), 2);
-    rect(p + float2(-11, 66), float2(22, 16), float4(0.55, 0.35, 0.2, 1), 3);
+    rect(p + float2(-12, 62), float2(24, 19), float4(0.55, 0.35, 0.2, 1), 3);
 }
 
 void drawSun(float2 p) {

@@ -15,13 +15,14 @@ float loudness(int bar) { // each bar covers more bins than the one before, as t
 void fx() {
     float drift = 0.2 * time + 0.01 * fft(4, Integrated);
     float3 sky = 0.5 + 0.5 * cos(drift + coords.x / 700 + float3(3.6, 4.2, 5.0));
-    cls(sky * (0.10 + 0.22 * coords.y / resolution.y));
+    cls(sky * (0.12 + 0.4 * coords.y / resolution.y));
 
     int bar = int(coords.x / resolution.x * bars);
     float width = resolution.x / bars;
     float base = 400;
     // Silence still breathes a little, so that one can see that it works.
-    float height = 8 + 6 * sin(time * 2 + bar * 0.4) + 340 * loudness(bar);
+    float breath = 26 + 20 * sin(time * 2 + bar * 0.4) * sin(time + bar * 0.13);
+    float height = breath + 320 * loudness(bar);
     float3 color = 0.6 + 0.4 * cos(bar * 0.09 + drift + float3(0, 2.1, 4.2));
     float x = bar * width + 2;
     rect(float2(x, base - height), float2(width - 4, height), float4(color, 1), 3);

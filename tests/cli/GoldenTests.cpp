@@ -32,7 +32,7 @@ struct Shot {
 };
 
 const std::map<std::string, Shot> specialShots{
-    {"feedback", {90, 60}}, {"life", {90, 60}}, {"paint", {90, 60}}, {"particles", {90, 60}}};
+    {"feedback", {120, 60}}, {"life", {120, 60}}, {"paint", {120, 60}}, {"particles", {120, 60}}};
 
 std::vector<std::string> exampleNames() {
     const char* folder = std::getenv("SL42_SOURCE_DIR");
