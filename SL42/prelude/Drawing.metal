@@ -72,6 +72,7 @@ void cls(float4 color) {
 void circ(float2 p, float r, float4 color) {
     float l = length(coords - p) - r;
     float alpha = 1 - smoothstep(0.0, 1.0, l);
+
     if (alpha == 0) {
         return;
     }
@@ -83,6 +84,7 @@ void circb(float2 p, float r, float4 color, float thickness = 1) {
     thickness -= 1;
     float l = abs(length(coords - p) - r) - thickness / 2;
     float alpha = 1 - smoothstep(0.0, 1.0, l);
+
     if (alpha == 0) {
         return;
     }
@@ -98,6 +100,7 @@ void elli(float2 p, float2 size, float4 color) {
     float e = abs(q.y / size.x);
     l *= e * e / aspect + 1;
     float alpha = 1 - smoothstep(0.0, 2.0, l);
+
     if (alpha == 0) {
         return;
     }
@@ -124,6 +127,7 @@ void ellib(float2 p, float2 size, float4 color, float thickness = 1) {
     float e = abs(outerQ.y / nearSize);
     l *= e * e / aspect + 1;
     float alpha = 1 - smoothstep(0.0, e * e * 2 + 1, l);
+
     if (alpha == 0) {
         return;
     }
@@ -137,6 +141,7 @@ void line(float2 a, float2 b, float4 color, float thickness = 0) {
     float h = clamp(dot(ca, ba) / dot(ba, ba), 0.0, 1.0);
     float l = length(ca - ba * h) - thickness / 2;
     float alpha = 1 - smoothstep(0.0, 1.0, l);
+
     if (alpha == 0) {
         return;
     }
@@ -153,6 +158,7 @@ void rect(float2 p, float2 size, float4 color, float radius = 0) {
     } else {
         alpha = 1 - step(0.0, l);
     }
+
     if (alpha == 0) {
         return;
     }
@@ -171,6 +177,7 @@ void rectb(float2 p, float2 size, float4 color, float radius = 0, float thicknes
         float l = abs(max(q.x, q.y)) - thickness / 2;
         alpha = 1 - step(1.0, l);
     }
+
     if (alpha == 0) {
         return;
     }
@@ -182,19 +189,24 @@ void tri(float2 p0, float2 p1, float2 p2, float4 color) {
     float2 e0 = p1 - p0;
     float2 e1 = p2 - p1;
     float2 e2 = p0 - p2;
+
     float2 v0 = coords - p0;
     float2 v1 = coords - p1;
     float2 v2 = coords - p2;
+
     float2 pq0 = v0 - e0 * clamp(dot(v0, e0) / dot(e0, e0), 0.0, 1.0);
     float2 pq1 = v1 - e1 * clamp(dot(v1, e1) / dot(e1, e1), 0.0, 1.0);
     float2 pq2 = v2 - e2 * clamp(dot(v2, e2) / dot(e2, e2), 0.0, 1.0);
+
     float s = sign(e0.x * e2.y - e0.y * e2.x);
     float2 d0 = float2(dot(pq0, pq0), s * (v0.x * e0.y - v0.y * e0.x));
     float2 d1 = float2(dot(pq1, pq1), s * (v1.x * e1.y - v1.y * e1.x));
     float2 d2 = float2(dot(pq2, pq2), s * (v2.x * e2.y - v2.y * e2.x));
+
     float2 d = min(min(d0, d1), d2);
     float l = -sqrt(d.x) * sign(d.y);
     float alpha = 1 - smoothstep(0.0, 1.0, l);
+
     if (alpha == 0) {
         return;
     }
@@ -206,19 +218,24 @@ void trib(float2 p0, float2 p1, float2 p2, float4 color, float thickness = 0) {
     float2 e0 = p1 - p0;
     float2 e1 = p2 - p1;
     float2 e2 = p0 - p2;
+
     float2 v0 = coords - p0;
     float2 v1 = coords - p1;
     float2 v2 = coords - p2;
+
     float2 pq0 = v0 - e0 * clamp(dot(v0, e0) / dot(e0, e0), 0.0, 1.0);
     float2 pq1 = v1 - e1 * clamp(dot(v1, e1) / dot(e1, e1), 0.0, 1.0);
     float2 pq2 = v2 - e2 * clamp(dot(v2, e2) / dot(e2, e2), 0.0, 1.0);
+
     float s = sign(e0.x * e2.y - e0.y * e2.x);
     float2 d0 = float2(dot(pq0, pq0), s * (v0.x * e0.y - v0.y * e0.x));
     float2 d1 = float2(dot(pq1, pq1), s * (v1.x * e1.y - v1.y * e1.x));
     float2 d2 = float2(dot(pq2, pq2), s * (v2.x * e2.y - v2.y * e2.x));
+
     float2 d = min(min(d0, d1), d2);
     float l = abs(-sqrt(d.x) * sign(d.y)) - thickness / 2;
     float alpha = 1 - smoothstep(0.0, 1.0, l);
+
     if (alpha == 0) {
         return;
     }

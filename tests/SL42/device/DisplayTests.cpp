@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Blending, colour modes, extended range, overlay and the two screen banks, as they end up in the
+// picture.
+#include "tests/SL42/device/DeviceFixture.h"
+
+#include <cmath>
+#include <cstddef>
+
+namespace starloom {
+namespace {
+
+class DisplayTest : public DeviceTest {
+protected:
+    /// The picture with some registers set from outside, once all kernels have followed them.
+    Picture pictureWith(const std::string& source,
+                        std::initializer_list<std::pair<Register, int>> registers) {
+        start(source);
+        for (const auto& [index, value] : registers)
+            setRegister(index, static_cast<std::uint8_t>(value));
+        drawFrame();
+        return picture();
+    }
+    std::shared_ptr<gpu::Texture> plainTexture(gpu::PixelFormat format, std::uint32_t width,
+                                               std::initializer_list<int> pixel) {
+        auto texture = device->makeTexture({.format = format, .width = width, .height = width});
+        std::vector<std::byte> bytes;
+        for (std::uint32_t i = 0; i < width * width; ++i)
+            for (const int value : pixel)
+                bytes.push_back(static_cast<std::byte>(value));
+        EXPECT_TRUE(texture->replace(0, bytes, bytes.size() / width));
+        return texture;
+    }
+};
+
+// Half precision near 1, after a few operations.
+constexpr double tolerance = 0.002;
+
+} // namespace
+
+TEST_F(DisplayTest, BlendModes) {
+    // Two colours over each other, then the pixel into a bank that is still zero.
+    const std::string program = R"(void fx() {
+        pix(float4(.25, .5, .75, .5), coords);
+        pix(float4(.5, .125, 0, .25), coords);
+    })";
+    struct {
+        int mode;
+        Color expected;
+    } const cases[] = {
+        // over: (.125,.25,.375,.5) then .25 of the other; its alpha .625 scales it once more
+        {0, {.21875 * .625, .21875 * .625, .28125 * .625, .625}},
+        {1, {.5, .125, 0, .25}},
+        {2, {.75, .625, .75, .75}},
+        {3, {1, 0, 1, 1}},
+        {200, {1, 0, 1, 1}},
+    };
+    for (const auto& [mode, expected] : cases) {
+        const Picture picture = pictureWith(program, {{Register::BlendMode, mode}});
+        EXPECT_LT(difference(picture.at(0, 0), expected), tolerance) << "mode " << mode;
+        EXPECT_LT(difference(picture.at(959, 539), expected), tolerance) << "mode " << mode;
+    }
+}
+
+TEST_F(DisplayTest, ColourModes) {
+    const std::string program = R"(void fx() {
+        if (coords.x < 100) cls(float3(.5, 0, 0));
+        else if (coords.x < 200) cls(float3(.5, .2, 0));
+        else if (coords.x < 300) cls(float3(.25, 0, .25));
+    })";
+    const auto yuv = pictureWith(program, {{Register::ColorMode, 1}});
+    EXPECT_LT(difference(yuv.at(50, 5), {.5, .5, .5, 1}), tolerance);
+    EXPECT_LT(difference(yuv.at(150, 5), {.5, .4328, .8464, 1}), tolerance);
+    EXPECT_LT(difference(yuv.at(250, 5), {.59275, .0755, .25, 1}), tolerance);
+    EXPECT_LT(difference(yuv.at(350, 5), {0, 0, 0, 0}), tolerance);
+    const auto unknown = pictureWith(program, {{Register::ColorMode, 2}});
+    EXPECT_EQ(unknown.at(150, 5), (Color{1, 0, 1, 1}));
+    EXPECT_EQ(unknown.at(350, 5), (Color{1, 0, 1, 0}));
+    const auto other = pictureWith(program, {{Register::ColorMode, 3}});
+    EXPECT_LT(difference(other.at(150, 5), {.5, .2, 0, 1}), tolerance);
+}
+
+TEST_F(DisplayTest, ExtendedRange) {
+    const std::string program = R"(void fx() {
+        pix(float4(2, -1, .5, 1), coords);
+    })";
+    EXPECT_EQ(pictureWith(program, {}).at(3, 3), (Color{1, 0, .5, 1}));
+    EXPECT_EQ(pictureWith(program, {{Register::HDR, 1}}).at(3, 3), (Color{2, -1, .5, 1}));
+}
+
+TEST_F(DisplayTest, EditorOverlay) {
+    start("void fx() { cls(float3(.5, .25, 0)); }");
+    const auto shown = [this] {
+        drawFrame();
+        return picture().at(480, 270);
+    };
+    engine->setShowEditorOverlay(true);
+    EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance) << "no editor frame yet";
+    // Luma 51/255 and neutral chroma cover a fifth.
+    const auto neutral = plainTexture(gpu::PixelFormat::RG8Unorm, 2, {128, 128});
+    engine->setEditorTexture(YUVTexture{plainTexture(gpu::PixelFormat::R8Unorm, 4, {51}), neutral});
+    const double chroma = 128 / 255.0 * 2 - 1;
+    const double e[3] = {.2 + 1.371 * chroma, .2 - (.336 + .698) * chroma, .2 + 1.732 * chroma};
+    const double cover = e[2];
+    const auto mixed = [&](double picture, double editor) {
+        return picture + (editor - picture) * cover;
+    };
+    EXPECT_LT(difference(shown(), {mixed(.5, e[0]), mixed(.25, e[1]), mixed(0, e[2]), 1}),
+              tolerance);
+
+    engine->setEditorTexture(YUVTexture{plainTexture(gpu::PixelFormat::R8Unorm, 4, {0}), neutral});
+    engine->setInvertEditorOverlay(true); // black text on white turns bright on dark
+    EXPECT_LT(difference(shown(), {1, 1, 1, 1}), 0.02);
+    engine->setShowEditorOverlay(false);
+    EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance);
+}
+
+TEST_F(DisplayTest, BanksKeepOneFrame) {
+    // Draws in the first frame only; after that, copies what the last frame showed one to the left.
+    start(R"(void fx() {
+        if (time == 0) {
+            if (coords.x == 100) cls(1);
+        } else {
+            cls(lpix(coords + float2(1.3, 0)));
+        }
+    })");
+    for (int frame = 0; frame < 4; ++frame) {
+        drawFrame();
+        clock.advance(platform::Seconds(1));
+        const Picture shown = picture();
+        for (int x = 90; x < 110; ++x)
+            EXPECT_EQ(shown.at(x, 300)[3], x == 100 - frame ? 1 : 0) << frame << ": " << x;
+    }
+    engine->reset();
+    clock.advance(platform::Seconds(0.5));
+    engine->setSource("void fx() { cls(lpix(coords)); }");
+    drawFrame();
+    EXPECT_EQ(picture().at(97, 300), (Color{0, 0, 0, 0}));
+}
+
+TEST_F(DisplayTest, DrawingElsewhereWraps) {
+    const Picture picture = pictureOf(R"(void fx() {
+        if (all(coords == 0)) {
+            pix(float3(1, 0, 0), float2(10.4, 19.6));
+            pix(float3(0, 1, 0), float2(959.6, 4));
+            pix(float3(0, 0, 1), float2(7, 541));
+        }
+    })");
+    EXPECT_EQ(picture.at(10, 20), (Color{1, 0, 0, 1}));
+    EXPECT_EQ(picture.at(0, 5), (Color{0, 1, 0, 1}));
+    EXPECT_EQ(picture.at(7, 1), (Color{0, 0, 1, 1}));
+    EXPECT_EQ(picture.at(0, 0), (Color{0, 0, 0, 0}));
+}
+
+TEST_F(DisplayTest, RegistersActInTheNextFrame) {
+    start("void cpu() { if (core == 0) registers[BlendMode] = time > 0 ? Add : Replace; }\n"
+          "void fx() { pix(float4(.25), coords); pix(float4(.25), coords);\n"
+          "registers[MousePointer] = Hide; }");
+    drawFrame();
+    EXPECT_LT(
+        difference(picture().at(1, 1), {.109375 * .4375, .109375 * .4375, .109375 * .4375, .4375}),
+        tolerance);
+    EXPECT_TRUE(engine->showCursor());
+    clock.advance(platform::Seconds(1));
+    drawFrame();
+    EXPECT_EQ(picture().at(1, 1), (Color{.25, .25, .25, .25}));
+    EXPECT_FALSE(engine->showCursor());
+    drawFrame();
+    EXPECT_EQ(picture().at(1, 1), (Color{.5, .5, .5, .5}));
+}
+
+} // namespace starloom

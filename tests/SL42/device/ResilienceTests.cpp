@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Programs that are wrong in every way: the console goes on.
+#include "SL42/prelude/ShaderStrings.h"
+#include "tests/SL42/device/DeviceFixture.h"
+
+#include <algorithm>
+
+namespace starloom {
+namespace {
+
+class ResilienceTest : public DeviceTest {
+protected:
+    void SetUp() override { device->setTimeLimit(std::chrono::milliseconds(500)); }
+    void TearDown() override { device->setTimeLimit(std::chrono::seconds(2)); }
+    long errorLines() const {
+        return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+            return line.starts_with("Error: ") && line.find("Compiling") == line.npos;
+        });
+    }
+};
+
+} // namespace
+
+TEST_F(ResilienceTest, ErrorsStandOnTheirLine) {
+    start("void fx() {}");
+    engine->setSource("float2 helper(float2 p) { return p.yx; }\nvoid cpu() {\n  undefined(1);\n}\n"
+                      "void fx() {}");
+    mainQueue.pump();
+    const std::string& text = SharedShaderStrings::standardProcessingHeader();
+    const auto line = std::count(text.begin(), text.end(), '\n') + 3;
+    const std::string position = "program_source:" + std::to_string(line) + ":3: error:";
+    const std::string& error = engine->error().get();
+    EXPECT_TRUE(engine->hasError().get());
+    const auto first = error.find(position);
+    ASSERT_NE(first, error.npos) << error;
+    EXPECT_NE(error.find(position, first + 1), error.npos) << "once per stage: " << error;
+}
+
+TEST_F(ResilienceTest, AHangingStageRestsWhileTheOthersGoOn) {
+    start("void cpu() { if (core == 0) audioBuffer[0] = float2(peek32<int>(8) + 1);\n"
+          "if (core == 0) poke32<int>(peek32<int>(8) + 1, 8); }\n"
+          "void fx() { cls(1); while (time > 0) { registers[10]++; } }");
+    drawFrame();
+    drawFrame();
+    EXPECT_EQ(audioMemory()[0], 2);
+    clock.advance(platform::Seconds(1));
+    drawFrame();
+    EXPECT_EQ(errorLines(), 1);
+    EXPECT_NE(engine->fault().get().find("video"), std::string::npos) << engine->fault().get();
+    // Main memory survives, cpu() goes on counting, and there is a picture: nothing drawn.
+    drawFrame();
+    drawFrame();
+    EXPECT_EQ(audioMemory()[0], 5);
+    EXPECT_EQ(picture().at(5, 5), (Color{0, 0, 0, 0}));
+    EXPECT_EQ(errorLines(), 1);
+    engine->setSource("void fx() { cls(float3(peek32<int>(8) >= 5)); }");
+    drawFrame();
+    EXPECT_EQ(picture().at(5, 5), (Color{1, 1, 1, 1}));
+    EXPECT_EQ(engine->fault().get(), "");
+}
+
+TEST_F(ResilienceTest, AHangingSongLeavesThePictureAlone) {
+    start("void fx() { cls(1); }");
+    engine->setSource(
+        "void fx() { cls(1); }\nfloat2 sfx() { while (sample > 5) { memory[0]++; } return 1; }");
+    drawFrame();
+    EXPECT_EQ(errorLines(), 1);
+    EXPECT_EQ(picture().at(5, 5), (Color{1, 1, 1, 1}));
+    EXPECT_FALSE(engine->audioRenderer().isPlaying().get());
+    engine->setSource("float2 sfx() { return 1; }");
+    mainQueue.pump();
+    EXPECT_TRUE(engine->audioRenderer().isPlaying().get());
+}
+
+TEST_F(ResilienceTest, WildAddressesDoNoHarm) {
+    start("void cpu() { poke32<uint>(0xffffffff, int(core) * 1000003 - 2000000000);\n"
+          "memory[uint(core) * 90000] = 1; screenMemory[core * 12345] = half4(1); }\n"
+          "void fx() { pix(float4(1), float2(randomfloat2() * 1e9 - 5e8)); cls(1); }");
+    for (int frame = 0; frame < 3; ++frame)
+        drawFrame();
+    engine->setSource("void cpu() {}\nvoid fx() { cls(float3(.5)); }");
+    drawFrame();
+    EXPECT_EQ(picture().at(5, 5), (Color{.5, .5, .5, 1}));
+}
+
+} // namespace starloom
