@@ -37,15 +37,18 @@ struct KeyboardValues {
 #define Command 2
 #define Control 3
 #define Option 4
+
 #define Delete 8
 #define Tab 9
 #define Enter 13
 #define Return 13
 #define Escape 27
+
 #define Left 28
 #define Right 29
 #define Up 30
 #define Down 31
+
 #define Space 32
 
 constant char colorMode [[function_constant(0)]];

@@ -76,6 +76,7 @@ void circ(float2 p, float r, float4 color) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -88,6 +89,7 @@ void circb(float2 p, float r, float4 color, float thickness = 1) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -104,6 +106,7 @@ void elli(float2 p, float2 size, float4 color) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -131,6 +134,7 @@ void ellib(float2 p, float2 size, float4 color, float thickness = 1) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -145,6 +149,7 @@ void line(float2 a, float2 b, float4 color, float thickness = 0) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -162,6 +167,7 @@ void rect(float2 p, float2 size, float4 color, float radius = 0) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -181,6 +187,7 @@ void rectb(float2 p, float2 size, float4 color, float radius = 0, float thicknes
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -210,6 +217,7 @@ void tri(float2 p0, float2 p1, float2 p2, float4 color) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }
@@ -239,6 +247,7 @@ void trib(float2 p0, float2 p1, float2 p2, float4 color, float thickness = 0) {
     if (alpha == 0) {
         return;
     }
+
     color.a *= alpha;
     pix(color, coords);
 }

@@ -11,14 +11,17 @@ public:
     device half4* screenMemory;
     device half4* lastScreenMemory;
     device float2* audioBuffer;
+
     AudioTimer audioTimer;
     constant FFTValues* fftValues;
+
     float4 pixel = float4(0);
     float time;
     uint core;
     uint sample;
     uint sampleRate;
     float2 coords;
+
     texture2d<float, access::sample> fontTexture;
     constant MouseValues* mouse;
     constant KeyboardValues* keyboard;

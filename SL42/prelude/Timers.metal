@@ -14,9 +14,11 @@ void genAudioTimers() {
     timer.beatTime = float(sample % beatInterval) / float(beatInterval);
     timer.barTime = float(sample % barInterval) / float(barInterval);
     timer.patternTime = float(sample % patternInterval) / float(patternInterval);
+
     timer.beat = (sample / beatInterval) % uint(music.y);
     timer.bar = (sample / barInterval) % uint(music.z);
     timer.pattern = (sample / patternInterval) % uint(music.w);
+
     audioTimer = timer;
 }
 
