@@ -132,7 +132,7 @@ bool belongsOn(const AttributeRule& rule, const clang::Decl& declaration) {
     case Place::Variable:
         return llvm::isa<clang::VarDecl, clang::FieldDecl>(declaration);
     case Place::Storage:
-        return llvm::isa<clang::VarDecl, clang::FieldDecl, clang::FunctionDecl>(declaration);
+        return true;
     }
     llvm_unreachable("unhandled place");
 }
@@ -195,6 +195,8 @@ public:
             return NotHandled;
         if (!check(sema, *rule, *declaration, attribute))
             return AttributeNotApplied;
+        if (rule->place == Place::Storage && !keepsStorage(*declaration, attribute))
+            return AttributeApplied;
         llvm::SmallVector<clang::Expr*, 1> arguments;
         if (attribute.getNumArgs() > 0)
             arguments.push_back(attribute.getArgAsExpr(0));
@@ -222,6 +224,16 @@ private:
             return false;
         }
         return checkIndex(sema, rule, attribute);
+    }
+
+    /// Memory that a threadgroup shares is a local array or an argument with an index. Pointers to
+    /// such memory are plain pointers.
+    static bool keepsStorage(const clang::Decl& declaration, const ParsedAttr& attribute) {
+        if (attribute.getNumArgs() > 0)
+            return true;
+        const auto* variable = llvm::dyn_cast<clang::VarDecl>(&declaration);
+        return variable != nullptr && variable->isLocalVarDecl() &&
+               !variable->getType()->isPointerType() && !variable->getType()->isReferenceType();
     }
 
     /// A function constant gets its value later, so it must not be asked for an initialiser now.

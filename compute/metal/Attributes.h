@@ -26,7 +26,8 @@ const clang::AnnotateAttr* findAttribute(const clang::Decl& declaration, llvm::S
 /// attributes are accepted and mean nothing, so that a text that also has kernels compiles.
 bool isForeignStageAttribute(llvm::StringRef name);
 
-/// Takes the annotations off again: code generation would turn them into intrinsic calls.
+/// Takes the annotations off again: code generation would turn them into intrinsic calls. That is
+/// wanted only for local variables, so that the code shows which function has threadgroup memory.
 void removeAnnotations(clang::Decl& declaration);
 
 } // namespace compute::metal

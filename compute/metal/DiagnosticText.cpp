@@ -4,6 +4,8 @@
 
 #include "compute/metal/Attributes.h"
 
+#include <clang/AST/ASTContext.h>
+#include <clang/AST/ASTDiagnostic.h>
 #include <clang/Basic/DiagnosticIDs.h>
 #include <clang/Basic/DiagnosticOptions.h>
 #include <clang/Basic/DiagnosticSema.h>
@@ -51,15 +53,25 @@ bool isInProgram(const clang::SourceManager& sources, clang::SourceLocation loca
            sources.getFileID(sources.getSpellingLoc(location)) == sources.getMainFileID();
 }
 
-/// "(aka 'vec<float, 3>')" tells nobody anything who wrote float3.
-void removeAliases(std::string& message) {
-    constexpr llvm::StringRef opening = " (aka '";
-    for (std::size_t at = 0; (at = message.find(opening, at)) != std::string::npos;) {
-        const std::size_t end = message.find("')", at + opening.size());
-        if (end == std::string::npos)
-            return;
-        message.erase(at, end + 2 - at);
+/// Prints types as the program spells them. Clang's own function would add what an alias stands
+/// for, and would print two vectors as the difference between them.
+void formatArgument(clang::DiagnosticsEngine::ArgumentKind kind, std::intptr_t value,
+                    llvm::StringRef modifier, llvm::StringRef argument,
+                    llvm::ArrayRef<clang::DiagnosticsEngine::ArgumentValue> previous,
+                    llvm::SmallVectorImpl<char>& output, void* cookie,
+                    llvm::ArrayRef<std::intptr_t> qualTypes) {
+    if (kind == clang::DiagnosticsEngine::ak_qualtype_pair) {
+        const auto& pair = *reinterpret_cast<clang::TemplateDiffTypes*>(value);
+        value = pair.PrintFromType ? pair.FromType : pair.ToType;
+        kind = clang::DiagnosticsEngine::ak_qualtype;
     }
+    if (kind != clang::DiagnosticsEngine::ak_qualtype)
+        return clang::FormatASTNodeDiagnosticArgument(kind, value, modifier, argument, previous,
+                                                      output, cookie, qualTypes);
+    const auto& context = *static_cast<clang::ASTContext*>(cookie);
+    const auto type = clang::QualType::getFromOpaquePtr(reinterpret_cast<void*>(value));
+    const std::string text = "'" + type.getAsString(context.getPrintingPolicy()) + "'";
+    output.append(text.begin(), text.end());
 }
 
 std::string counted(unsigned number, const char* noun) {
@@ -74,6 +86,12 @@ DiagnosticText::DiagnosticText(Reader reader)
     m_options->ShowFixits = false;
     m_options->MacroBacktraceLimit = 4;
     m_options->SnippetLineLimit = 1;
+}
+
+void DiagnosticText::setSema(clang::Sema* sema) {
+    m_sema = sema;
+    if (sema != nullptr)
+        sema->Diags.SetArgToStringFn(&formatArgument, &sema->Context);
 }
 
 void DiagnosticText::BeginSourceFile(const clang::LangOptions& options,
@@ -102,6 +120,8 @@ void DiagnosticText::HandleDiagnostic(Level level, const clang::Diagnostic& diag
         m_lastWasDropped = !wanted;
     if (!wanted)
         return;
+    if (level >= Level::Error)
+        m_lastError = location;
     DiagnosticConsumer::HandleDiagnostic(level, diagnostic);
     if (m_text.size() < largestText)
         print(level, diagnostic, location);
@@ -116,12 +136,19 @@ bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
                diagnostic.hasSourceManager() &&
                isInProgram(diagnostic.getSourceManager(), diagnostic.getLocation()) &&
                location.isValid();
+    if (level >= Level::Error && location.isValid() && location == m_lastError)
+        return false; // what follows from an error is said at the same place
     if (diagnostic.getID() == clang::diag::warn_unknown_attribute_ignored) {
         llvm::SmallString<64> message;
         diagnostic.FormatDiagnostic(message);
         // Worded: unknown attribute 'name' ignored.
         const llvm::StringRef name = llvm::StringRef(message).split('\'').second.split('\'').first;
         return !isForeignStageAttribute(name);
+    }
+    if (diagnostic.getID() == clang::diag::warn_attribute_not_on_decl) {
+        llvm::SmallString<64> message;
+        diagnostic.FormatDiagnostic(message);
+        return !llvm::StringRef(message).starts_with("'threadgroup'"); // where a cast points
     }
     return true;
 }
@@ -139,7 +166,12 @@ clang::SourceLocation DiagnosticText::userLocation(const clang::Diagnostic& diag
         location = sources.getImmediateMacroCallerLoc(location);
     if (isInProgram(sources, location))
         return location;
-    return instantiationInProgram(sources);
+    if (const auto instantiation = instantiationInProgram(sources); instantiation.isValid())
+        return instantiation;
+    // Otherwise the line that includes the file.
+    while (location.isValid() && !isInProgram(sources, location))
+        location = sources.getIncludeLoc(sources.getFileID(sources.getExpansionLoc(location)));
+    return location;
 }
 
 clang::SourceLocation
@@ -159,7 +191,6 @@ void DiagnosticText::print(Level level, const clang::Diagnostic& diagnostic,
     llvm::SmallString<256> formatted;
     diagnostic.FormatDiagnostic(formatted);
     std::string message(formatted);
-    removeAliases(message);
     const llvm::StringRef option =
         clang::DiagnosticIDs::getWarningOptionForDiag(diagnostic.getID());
     if (level == Level::Warning && !option.empty())

@@ -26,7 +26,7 @@ public:
     explicit DiagnosticText(Reader reader = Reader::Programmer);
 
     /// Lets messages inside the library's templates be moved to the line that instantiates them.
-    void setSema(const clang::Sema* sema) { m_sema = sema; }
+    void setSema(clang::Sema* sema);
 
     /// Everything so far, closed by a line such as "1 error generated."; empty if there is nothing.
     std::string text() const;
@@ -52,6 +52,7 @@ private:
     llvm::IntrusiveRefCntPtr<clang::DiagnosticOptions> m_options;
     std::unique_ptr<clang::TextDiagnostic> m_printer;
     const clang::Sema* m_sema = nullptr;
+    clang::SourceLocation m_lastError;
     bool m_lastWasDropped = false;
 };
 

@@ -57,6 +57,8 @@ public:
                 return ("'" + function.getName().drop_front(unsupportedPrefix.size()) +
                         "' is not supported")
                     .str();
+            if (function.getIntrinsicID() == llvm::Intrinsic::var_annotation)
+                return "threadgroup memory is not supported";
             for (const llvm::BasicBlock& block : function)
                 for (const llvm::Instruction& instruction : block)
                     for (const llvm::Use& operand : instruction.operands())
@@ -85,15 +87,34 @@ public:
             function.setCallingConv(llvm::CallingConv::C);
             removePromises(function);
             for (llvm::BasicBlock& block : function)
-                for (llvm::Instruction& instruction : block)
-                    if (auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction)) {
-                        call->setCallingConv(llvm::CallingConv::C);
-                        removePromises(*call);
-                    }
+                for (llvm::Instruction& instruction : llvm::make_early_inc_range(block))
+                    normaliseInstruction(instruction);
         }
     }
 
 private:
+    static void normaliseInstruction(llvm::Instruction& instruction) {
+        if (llvm::isa<llvm::UnreachableInst>(instruction)) {
+            returnNothing(instruction);
+        } else if (auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction)) {
+            call->setCallingConv(llvm::CallingConv::C);
+            removePromises(*call);
+            const llvm::Intrinsic::ID intrinsic = call->getIntrinsicID();
+            if (intrinsic == llvm::Intrinsic::var_annotation ||
+                intrinsic == llvm::Intrinsic::assume)
+                call->eraseFromParent();
+        }
+    }
+
+    /// Where C++ says that control never comes, the machine would run into whatever follows.
+    static void returnNothing(llvm::Instruction& unreachable) {
+        llvm::Type* type = unreachable.getFunction()->getReturnType();
+        llvm::ReturnInst::Create(unreachable.getContext(),
+                                 type->isVoidTy() ? nullptr : llvm::Constant::getNullValue(type),
+                                 unreachable.getIterator());
+        unreachable.eraseFromParent();
+    }
+
     template <class FunctionOrCall>
     static void removePromises(FunctionOrCall& target) {
         llvm::AttributeMask promises;
@@ -101,8 +122,11 @@ private:
             .addAttribute(llvm::Attribute::DereferenceableOrNull)
             .addAttribute(llvm::Attribute::NonNull)
             .addAttribute(llvm::Attribute::NoUndef);
-        target.setAttributes(
-            target.getAttributes().removeRetAttributes(target.getContext(), promises));
+        llvm::AttributeMask hindrances;
+        hindrances.addAttribute(llvm::Attribute::NoInline).addAttribute(llvm::Attribute::NoReturn);
+        target.setAttributes(target.getAttributes()
+                                 .removeRetAttributes(target.getContext(), promises)
+                                 .removeFnAttributes(target.getContext(), hindrances));
         for (unsigned i = 0; i < target.arg_size(); ++i)
             target.removeParamAttrs(i, promises);
     }

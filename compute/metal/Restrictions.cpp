@@ -3,8 +3,11 @@
 #include "compute/metal/Restrictions.h"
 
 #include <clang/AST/ASTContext.h>
+#include <clang/AST/Attr.h>
 #include <clang/AST/RecursiveASTVisitor.h>
 #include <clang/Sema/Sema.h>
+
+#include <string>
 
 namespace compute::metal {
 namespace {
@@ -13,6 +16,8 @@ namespace {
 constexpr std::uint64_t largestPrivateBytes = 1 << 20;
 /// One table in the constant address space.
 constexpr std::uint64_t largestConstantBytes = 16 << 20;
+
+constexpr const char* notSupported = "' is not supported in this language";
 
 class RestrictionVisitor : public clang::RecursiveASTVisitor<RestrictionVisitor> {
 public:
@@ -31,8 +36,53 @@ public:
         return true;
     }
 
+    bool VisitFunctionDecl(clang::FunctionDecl* function) {
+        if (function->isVariadic())
+            refuse(function->getLocation(), "variadic functions are not supported");
+        return true;
+    }
+
+    /// Attributes that change what code means or where it goes are not for programs.
+    bool VisitDecl(clang::Decl* declaration) {
+        for (const clang::Attr* attribute : declaration->attrs())
+            if (!attribute->isImplicit() && !attribute->isInherited() && !isHarmless(*attribute))
+                refuse(attribute->getLocation(),
+                       std::string("attribute '") + attribute->getSpelling() + notSupported);
+        return true;
+    }
+
+    /// The compiler's built-in functions are for the library's headers.
+    bool VisitDeclRefExpr(clang::DeclRefExpr* reference) {
+        const auto* function = llvm::dyn_cast<clang::FunctionDecl>(reference->getDecl());
+        const auto spelling = m_sema.SourceMgr.getSpellingLoc(reference->getLocation());
+        if (function != nullptr && function->getBuiltinID() != 0 &&
+            !m_sema.SourceMgr.isInSystemHeader(spelling))
+            refuse(reference->getLocation(), "'" + function->getNameAsString() + notSupported);
+        return true;
+    }
+
+    bool VisitVectorTypeLoc(clang::VectorTypeLoc type) {
+        return refuse(type.getNameLoc(),
+                      "vector extensions are not supported; use float4 and such");
+    }
+    bool VisitDependentVectorTypeLoc(clang::DependentVectorTypeLoc type) {
+        return refuse(type.getNameLoc(),
+                      "vector extensions are not supported; use float4 and such");
+    }
+    bool VisitDependentSizedExtVectorTypeLoc(clang::DependentSizedExtVectorTypeLoc type) {
+        return refuse(type.getNameLoc(),
+                      "vector extensions are not supported; use float4 and such");
+    }
+    bool VisitAttributedTypeLoc(clang::AttributedTypeLoc type) {
+        const clang::Attr* attribute = type.getAttr();
+        if (attribute == nullptr || attribute->isImplicit())
+            return true;
+        return refuse(attribute->getLocation(),
+                      std::string("attribute '") + attribute->getSpelling() + notSupported);
+    }
+
     bool VisitCXXDeleteExpr(clang::CXXDeleteExpr* expression) {
-        return refuse(expression->getBeginLoc(), "'delete' is not supported in this language");
+        return refuse(expression->getBeginLoc(), std::string("'delete") + notSupported);
     }
     bool VisitAddrLabelExpr(clang::AddrLabelExpr* expression) {
         return refuse(expression->getBeginLoc(), "address of a label is not supported");
@@ -69,7 +119,30 @@ private:
             refuse(variable.getLocation(), "variable is too large");
     }
 
-    bool refuse(clang::SourceLocation location, const char* text) {
+    static bool isHarmless(const clang::Attr& attribute) {
+        switch (attribute.getKind()) {
+        case clang::attr::Aligned:
+        case clang::attr::AlwaysInline:
+        case clang::attr::Annotate: // what the language's attributes become
+        case clang::attr::Const:
+        case clang::attr::Deprecated:
+        case clang::attr::Final:
+        case clang::attr::Flatten:
+        case clang::attr::NoInline:
+        case clang::attr::OpenCLKernel: // what the word `kernel` becomes
+        case clang::attr::Packed:
+        case clang::attr::Pure:
+        case clang::attr::Unused:
+        case clang::attr::Used:
+        case clang::attr::WarnUnused:
+        case clang::attr::WarnUnusedResult:
+            return true;
+        default:
+            return false;
+        }
+    }
+
+    bool refuse(clang::SourceLocation location, const std::string& text) {
         const unsigned id =
             m_sema.Diags.getDiagnosticIDs()->getCustomDiagID(clang::DiagnosticIDs::Error, text);
         m_sema.Diag(location, id);

@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 //
 // What C++ allows and the shading language does not, as far as the syntax tree shows it: mutable
-// globals, statics set at run time, deletes, computed jumps, arrays too large to be real.
+// globals, statics set at run time, deletes, computed jumps, arrays too large to be real, and the
+// compiler's own extensions (attributes, functions, types), of which only harmless ones are let in.
 #pragma once
 
 #include <llvm/ADT/ArrayRef.h>
