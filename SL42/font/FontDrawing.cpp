@@ -45,7 +45,8 @@ Result<std::shared_ptr<SharedMemory>> drawStyle(FontFace& face, const FontGrid& 
                                                 const LineMetrics& metrics,
                                                 const std::stop_token& stop,
                                                 std::optional<double> strokeWidth = {}) {
-    auto memory = SL42_TRY(SharedMemory::create(grid.size() * grid.size(), "Font style"));
+    const std::size_t size = grid.size();
+    auto memory = SL42_TRY(SharedMemory::create(size * size, "Font style"));
     const std::span<std::byte> pixels = memory->bytes();
     if (pixels.empty())
         return platform::Error{"no memory to draw the font in"};
@@ -55,10 +56,10 @@ Result<std::shared_ptr<SharedMemory>> drawStyle(FontFace& face, const FontGrid& 
         const Cell cell = grid.cell(i);
         if (cell.width == 0 || cell.height == 0)
             continue;
-        const platform::CoverageView view{.pixels = pixels.subspan(cell.y * grid.size() + cell.x),
+        const platform::CoverageView view{.pixels = pixels.subspan(cell.y * size + cell.x),
                                           .width = cell.width,
                                           .height = cell.height,
-                                          .bytesPerRow = grid.size()};
+                                          .bytesPerRow = size};
         const platform::Point baseline = grid.baseline(i, metrics);
         SL42_TRY_VOID(face.draw(characterAt(i), view, {baseline.x - cell.x, baseline.y - cell.y},
                                 strokeWidth));
@@ -70,7 +71,7 @@ Result<std::shared_ptr<SharedMemory>> drawStyle(FontFace& face, const FontGrid& 
 
 Result<FontPictures> drawFontPictures(const FontNames& names, const FontGrid& grid,
                                       const platform::FontLookup& fonts, platform::Log& log,
-                                      std::stop_token stop) {
+                                      const std::stop_token& stop) {
     const double fontSize = grid.fontSize();
     auto regular = SL42_TRY(openFace(names.regular, fontSize, fonts, log));
     auto bold = SL42_TRY(openFace(names.bold, fontSize, fonts, log));

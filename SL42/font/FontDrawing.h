@@ -43,6 +43,7 @@ struct FontPictures {
 /// `stop` asks it to.
 platform::Result<FontPictures> drawFontPictures(const FontNames& names, const FontGrid& grid,
                                                 const platform::FontLookup& fonts,
-                                                platform::Log& log, std::stop_token stop = {});
+                                                platform::Log& log,
+                                                const std::stop_token& stop = {});
 
 } // namespace starloom

@@ -42,9 +42,9 @@ std::shared_ptr<gpu::Texture> makeAtlas(gpu::Device& device, std::uint32_t size)
 }
 
 platform::Result<FontPictures> draw(const FontNames& names, const FontGrid& grid,
-                                    platform::Log& log, std::stop_token stop) {
+                                    platform::Log& log, const std::stop_token& stop) {
     const auto fonts = SL42_TRY(platform::FontLookup::open());
-    return drawFontPictures(names, grid, fonts, log, std::move(stop));
+    return drawFontPictures(names, grid, fonts, log, stop);
 }
 
 } // namespace

@@ -130,7 +130,8 @@ struct Canvas {
             const double coverage = std::to_integer<int>(pixels[i]) / 255.0;
             sum.amount += coverage;
             sum.x += coverage * (static_cast<double>(i % stride) + 0.5 - margin);
-            sum.y += coverage * (static_cast<double>(i / stride) + 0.5 - margin);
+            const std::size_t row = i / stride;
+            sum.y += coverage * (static_cast<double>(row) + 0.5 - margin);
         }
         return {sum.amount, sum.x / sum.amount, sum.y / sum.amount};
     }
