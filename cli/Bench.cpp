@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::uint32_t compilations = 9;
 constexpr float frameLength = 1.0F / 60;
+constexpr const char* noDevice = "there is no device to run on";
 
 struct BenchOptions {
     std::string file;
@@ -67,7 +68,7 @@ platform::Result<void> measureLatency(const Session& session, const Source& sour
             console.emplace(device, source);
     }));
     if (!console)
-        return platform::Error{"there is no device to run on"};
+        return platform::Error{noDevice};
     if (!console->isComplete())
         return platform::Error{source.title + " does not compile\n" + console->diagnostics()};
     for (std::uint32_t i = 0; i < compilations; ++i) {
@@ -84,7 +85,10 @@ platform::Result<void> measureLatency(const Session& session, const Source& sour
 platform::Result<void> measureStages(const Session& session, const Source& source,
                                      const BenchOptions& options, Measurements& measurements) {
     platform::Log log(platform::printNothing);
-    StageBenchmark stages(session.openDevice(), log);
+    const auto device = session.openDevice();
+    if (!device)
+        return platform::Error{noDevice};
+    StageBenchmark stages(device, log);
     for (std::uint32_t i = 0; i < compilations; ++i) {
         const auto phases = SL42_TRY(stages.compile(variant(source.text, i)));
         measurements.frontEnd.values.push_back(phases.frontEnd);

@@ -25,6 +25,8 @@ ExitStatus compilePlain(gpu::Device& device, const Source& source) {
 ExitStatus compileProgram(const std::shared_ptr<gpu::Device>& device, const Source& source) {
     const OfflineConsole console(device, source);
     std::cout << console.compileLog();
+    if (!console.compileLog().empty() && console.compileLog().back() != '\n')
+        std::cout << '\n';
     if (!console.hasError() && !console.isComplete())
         std::cerr << console.diagnostics(); // here the device's reason stands, not in the log
     return console.hasError() ? ExitStatus::Failure : ExitStatus::Success;

@@ -26,12 +26,17 @@ OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const Source
     m_engine = std::make_unique<starloom::SL42>(
         starloom::Surroundings{m_mainQueue, m_clock, m_log, std::move(device), makeView},
         source.title, source.text, false);
-    m_mainQueue.pump();
+    drainMainQueue();
 }
 
 void OfflineConsole::setSource(std::string text) {
     m_engine->setSource(std::move(text));
-    m_mainQueue.pump();
+    drainMainQueue();
+}
+
+void OfflineConsole::drainMainQueue() {
+    while (m_mainQueue.pump() > 0) {
+    }
 }
 
 bool OfflineConsole::isComplete() const {
@@ -43,7 +48,7 @@ platform::Result<void> OfflineConsole::drawFrame(platform::Seconds time) {
     m_clock.set(time);
     m_view->refresh();
     m_view->waitForPicture();
-    m_mainQueue.pump();
+    drainMainQueue();
     if (!m_engine->fault().get().empty())
         return platform::Error{m_engine->fault().get()};
     if (m_view->pictureCount() == shownBefore)

@@ -45,6 +45,8 @@ public:
     platform::Result<platform::Image> picture();
 
 private:
+    void drainMainQueue();
+
     platform::MainQueue m_mainQueue;
     platform::ManualClock m_clock;
     std::string m_diagnostics;

@@ -104,7 +104,7 @@ TEST(Compile, PrintsTheLogAndTellsFailureByItsStatus) {
         {"a picture", picture, 0, "Compiling video...\nDone.\n"},
         {"everything", std::string(picture) + "void cpu() {\n}\n" + sound, 0,
          "Compiling CPU...\nDone.\nCompiling video...\nDone.\nCompiling audio...\nDone.\n"},
-        {"nothing", "", 0, "No fx() or sfx() found"},
+        {"nothing", "", 0, "No fx() or sfx() found\n"},
         {"no entry function", "int spare;\n", 0, ""},
     };
     for (const Row& row : rows) {
