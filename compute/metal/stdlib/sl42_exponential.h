@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Exponentials, logarithms, powers and the hyperbolic functions. Straight-line code: the exponent of
-// the number is split off, minimax polynomials (fitted by Remez exchange) do the rest. Results below
-// the smallest normal number are zero, arguments below it count as zero.
+// Exponentials, logarithms, powers and the hyperbolic functions. Straight-line code: the exponent
+// of the number is split off, minimax polynomials (fitted by Remez exchange) do the rest. Results
+// below the smallest normal number are zero, arguments below it count as zero.
 #pragma once
 #pragma clang system_header
 

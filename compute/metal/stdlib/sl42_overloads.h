@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Macros that turn a function on scalars into the whole set of overloads the language has: one plain
-// overload for each vector type, so that swizzles, scalars and brace lists convert as arguments, and
-// for mixed scalar arguments (`max(h, 0.0)`, `pow(2, x)`) one template that picks their common type,
-// which would otherwise be ambiguous. All of them are used inside a namespace of the library.
+// Macros that turn a function on scalars into the whole set of overloads the language has: one
+// plain overload for each vector type, so that swizzles, scalars and brace lists convert as
+// arguments, and for mixed scalar arguments (`max(h, 0.0)`, `pow(2, x)`) one template that picks
+// their common type, which would otherwise be ambiguous. All of them are used inside a namespace of
+// the library.
 #pragma once
 #pragma clang system_header
 
@@ -27,8 +28,7 @@ inline constexpr bool anyIsFloat = (__is_same(T, float) || ...);
 
 /// The type in which a function on floating-point numbers works for mixed arguments.
 template <class... T>
-using floatType =
-    metal::conditional_t<anyIsHalf<T...> && !anyIsFloat<T...>, half, float>;
+using floatType = metal::conditional_t<anyIsHalf<T...> && !anyIsFloat<T...>, half, float>;
 /// The type in which a function on any numbers works: that of the sum of the arguments.
 template <class... T>
 using sumType = decltype((T() + ...));
@@ -37,14 +37,17 @@ using sumType = decltype((T() + ...));
 
 // m(T) for each element type of a family.
 #define SL42_FOR_FLOATS(m) m(half) m(float)
-#define SL42_FOR_INTEGERS(m)                                                                       \
-    m(char) m(uchar) m(short) m(ushort) m(int) m(uint) m(long) m(ulong)
+#define SL42_FOR_INTEGERS(m) m(char) m(uchar) m(short) m(ushort) m(int) m(uint) m(long) m(ulong)
 #define SL42_FOR_NUMBERS(m) SL42_FOR_INTEGERS(m) SL42_FOR_FLOATS(m)
 
 // Vector overloads of `name` from R name(T...) on each lane.
 #define SL42_VECTORS_1(name, R, T)                                                                 \
-    constexpr R##2 name(const T##2 & a) { return R##2(name(a.x), name(a.y)); }                     \
-    constexpr R##3 name(const T##3 & a) { return R##3(name(a.x), name(a.y), name(a.z)); }          \
+    constexpr R##2 name(const T##2 & a) {                                                          \
+        return R##2(name(a.x), name(a.y));                                                         \
+    }                                                                                              \
+    constexpr R##3 name(const T##3 & a) {                                                          \
+        return R##3(name(a.x), name(a.y), name(a.z));                                              \
+    }                                                                                              \
     constexpr R##4 name(const T##4 & a) {                                                          \
         return R##4(name(a.x), name(a.y), name(a.z), name(a.w));                                   \
     }
@@ -93,12 +96,16 @@ using sumType = decltype((T() + ...));
 
 // Everything for a function that exists as float name(float, ...): half goes through float.
 #define SL42_FLOATS_1(name)                                                                        \
-    constexpr half name(half a) { return half(name(float(a))); }                                   \
+    constexpr half name(half a) {                                                                  \
+        return half(name(float(a)));                                                               \
+    }                                                                                              \
     SL42_MIXED_1(name)                                                                             \
     SL42_VECTORS_1(name, half, half)                                                               \
     SL42_VECTORS_1(name, float, float)
 #define SL42_FLOATS_2(name)                                                                        \
-    constexpr half name(half a, half b) { return half(name(float(a), float(b))); }                 \
+    constexpr half name(half a, half b) {                                                          \
+        return half(name(float(a), float(b)));                                                     \
+    }                                                                                              \
     SL42_MIXED_2(name, __sl42::floatType)                                                          \
     SL42_VECTORS_2(name, half, half, half)                                                         \
     SL42_VECTORS_2(name, float, float, float)
@@ -145,8 +152,8 @@ inline constexpr bool integers = integerArguments<(isIntegerVector<A> || ...), A
 
 } // namespace __sl42
 
-// Overloads on integer vectors of T name(T, ...). One template each and not one function for each of
-// 24 types, which would make every program pay for types it never names.
+// Overloads on integer vectors of T name(T, ...). One template each and not one function for each
+// of 24 types, which would make every program pay for types it never names.
 #define SL42_INTEGER_VECTORS_1(name)                                                               \
     template <class V, __sl42::require<__sl42::isIntegerVector<V>> = 0>                            \
     constexpr V name(const V& a) {                                                                 \

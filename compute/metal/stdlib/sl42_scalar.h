@@ -30,10 +30,10 @@ constexpr half operator""h(long double value) {
 constexpr half operator""h(unsigned long long value) {
     return half(value);
 }
-constexpr half operator""H(long double value) {
+constexpr half operator"" H(long double value) {
     return half(value);
 }
-constexpr half operator""H(unsigned long long value) {
+constexpr half operator"" H(unsigned long long value) {
     return half(value);
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Defines SL42_SWIZZLES_N for vectors of N lanes: every one- to four-letter selection of their lanes
-// under both spellings (xyzw, rgba), as properties with a function that reads and, where no letter
-// repeats, one that writes. sl42_vector.h undefines it again; the helpers stay, being expanded there.
+// Defines SL42_SWIZZLES(N) for vectors of N lanes: every one- to four-letter selection of their
+// lanes under both spellings (xyzw, rgba), as properties with a function that reads and, where no
+// letter repeats, one that writes.
 #pragma once
 #pragma clang system_header
 
@@ -34,10 +34,14 @@
 #define SL42_PROPERTY(access, ...) SL42_PASTE(SL42_PROPERTY_, access)(__VA_ARGS__)
 
 #define SL42_PROPERTY_READ(N, name, other, value, store)                                           \
-    constexpr vec<T, N> get_##name() const { return vec<T, N>value; }                              \
+    constexpr vec<T, N> get_##name() const {                                                       \
+        return vec<T, N> value;                                                                    \
+    }                                                                                              \
     __declspec(property(get = get_##name)) vec<T, N> name, other;
 #define SL42_PROPERTY_WRITE(N, name, other, value, store)                                          \
-    constexpr vec<T, N> get_##name() const { return vec<T, N>value; }                              \
+    constexpr vec<T, N> get_##name() const {                                                       \
+        return vec<T, N> value;                                                                    \
+    }                                                                                              \
     constexpr vec<T, N> put_##name(const vec<T, N>& v) {                                           \
         store;                                                                                     \
         return get_##name();                                                                       \
@@ -45,8 +49,12 @@
     __declspec(property(get = get_##name, put = put_##name)) vec<T, N> name, other;
 
 #define SL42_SWIZZLE1(lane, other, ...)                                                            \
-    constexpr T get_##other() const { return lane; }                                               \
-    constexpr T put_##other(T v) { return lane = v; }                                              \
+    constexpr T get_##other() const {                                                              \
+        return lane;                                                                               \
+    }                                                                                              \
+    constexpr T put_##other(T v) {                                                                 \
+        return lane = v;                                                                           \
+    }                                                                                              \
     __declspec(property(get = get_##other, put = put_##other)) T other;
 
 // `v` may be part of the vector that is written: copy before storing.
@@ -56,8 +64,8 @@
 
 #define SL42_SWIZZLE3(s, rs, q, rq, p, rp, ...)                                                    \
     SL42_PROPERTY(SL42_ACCESS(SL42_SAME_##p##q SL42_SAME_##p##s SL42_SAME_##q##s), 3, p##q##s,     \
-                  rp##rq##rs, (p, q, s), const T v0 = v.x; const T v1 = v.y; s = v.z; q = v1;      \
-                  p = v0)
+                  rp##rq##rs, (p, q, s), const T v0 = v.x;                                         \
+                  const T v1 = v.y; s = v.z; q = v1; p = v0)
 
 #define SL42_SWIZZLE4(t, rt, s, rs, q, rq, p, rp, ...)                                             \
     SL42_PROPERTY(SL42_ACCESS(SL42_SAME_##p##q SL42_SAME_##p##s SL42_SAME_##p##t SL42_SAME_##q##s  \
@@ -66,10 +74,13 @@
                   const T v1 = v.y; const T v2 = v.z; t = v.w; s = v2; q = v1; p = v0)
 
 #define SL42_PAIRS_OF(lane, other, N) SL42_LANES2_##N(SL42_SWIZZLE2, lane, other)
-#define SL42_TRIPLES_INNER(lane, other, N, ...) SL42_LANES3_##N(SL42_SWIZZLE3, lane, other, __VA_ARGS__)
+#define SL42_TRIPLES_INNER(lane, other, N, ...)                                                    \
+    SL42_LANES3_##N(SL42_SWIZZLE3, lane, other, __VA_ARGS__)
 #define SL42_TRIPLES_OF(lane, other, N) SL42_LANES2_##N(SL42_TRIPLES_INNER, N, lane, other)
-#define SL42_QUADS_INMOST(lane, other, N, ...) SL42_LANES4_##N(SL42_SWIZZLE4, lane, other, __VA_ARGS__)
-#define SL42_QUADS_INNER(lane, other, N, ...) SL42_LANES3_##N(SL42_QUADS_INMOST, N, lane, other, __VA_ARGS__)
+#define SL42_QUADS_INMOST(lane, other, N, ...)                                                     \
+    SL42_LANES4_##N(SL42_SWIZZLE4, lane, other, __VA_ARGS__)
+#define SL42_QUADS_INNER(lane, other, N, ...)                                                      \
+    SL42_LANES3_##N(SL42_QUADS_INMOST, N, lane, other, __VA_ARGS__)
 #define SL42_QUADS_OF(lane, other, N) SL42_LANES2_##N(SL42_QUADS_INNER, N, lane, other)
 
 #define SL42_SWIZZLES(N)                                                                           \

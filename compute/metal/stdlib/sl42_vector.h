@@ -18,8 +18,10 @@
 
 template <class T, int N>
 struct vec;
-template <class T, int N>
-struct packed_vec;
+namespace __sl42 {
+template <class Vector>
+struct packed;
+}
 
 #define SL42_TYPES(type)                                                                           \
     typedef vec<type, 2> type##2;                                                                  \
@@ -55,7 +57,7 @@ struct __attribute__((SL42_NAMES(bool), SL42_NAMES(char), SL42_NAMES(uchar), SL4
 #define SL42_BOTH_BOOL(lane, op) (a.lane op b.lane)
 #define SL42_ONE(lane, op) T(op a.lane)
 // Over-wide shifts use the low bits of the amount, as the language has it.
-#define SL42_SHIFT(lane, op) T(a.lane op(b.lane & T(sizeof(T) * 8 - 1)))
+#define SL42_SHIFT(lane, op) T(a.lane op(b.lane& T(sizeof(T) * 8 - 1)))
 
 #define SL42_BINARY(N, op, m)                                                                      \
     friend constexpr vec<T, N> operator op(const vec<T, N>& a, const vec<T, N>& b) {               \
@@ -65,8 +67,8 @@ struct __attribute__((SL42_NAMES(bool), SL42_NAMES(char), SL42_NAMES(uchar), SL4
         return a = a op b;                                                                         \
     }
 #define SL42_COMPARE(N, op)                                                                        \
-    friend constexpr mask<T, N> operator op(const vec<T, N>& a, const vec<T, N>& b) {            \
-        return mask<T, N>(SL42_EACH_##N(SL42_BOTH_BOOL, op));                                    \
+    friend constexpr mask<T, N> operator op(const vec<T, N>& a, const vec<T, N>& b) {              \
+        return mask<T, N>(SL42_EACH_##N(SL42_BOTH_BOOL, op));                                      \
     }
 #define SL42_PREFIX(N, op)                                                                         \
     friend constexpr vec<T, N> operator op(const vec<T, N>& a) {                                   \
@@ -105,8 +107,12 @@ struct comparisons;
         SL42_BINARY(N, /, SL42_BOTH)                                                               \
         SL42_PREFIX(N, +)                                                                          \
         SL42_PREFIX(N, -)                                                                          \
-        friend constexpr vec<T, N>& operator++(vec<T, N>& a) { return a += vec<T, N>(T(1)); }      \
-        friend constexpr vec<T, N>& operator--(vec<T, N>& a) { return a -= vec<T, N>(T(1)); }      \
+        friend constexpr vec<T, N>& operator++(vec<T, N>& a) {                                     \
+            return a += vec<T, N>(T(1));                                                           \
+        }                                                                                          \
+        friend constexpr vec<T, N>& operator--(vec<T, N>& a) {                                     \
+            return a -= vec<T, N>(T(1));                                                           \
+        }                                                                                          \
         friend constexpr vec<T, N> operator++(vec<T, N>& a, int) {                                 \
             vec<T, N> before = a;                                                                  \
             a += vec<T, N>(T(1));                                                                  \
@@ -136,8 +142,8 @@ struct comparisons;
         SL42_COMPARE(N, >=)                                                                        \
         SL42_COMPARE(N, &&)                                                                        \
         SL42_COMPARE(N, ||)                                                                        \
-        friend constexpr mask<T, N> operator!(const vec<T, N>& a) {                              \
-            return mask<T, N>(SL42_EACH_##N(SL42_ONE_BOOL, !));                                  \
+        friend constexpr mask<T, N> operator!(const vec<T, N>& a) {                                \
+            return mask<T, N>(SL42_EACH_##N(SL42_ONE_BOOL, !));                                    \
         }                                                                                          \
     };
 
@@ -167,7 +173,9 @@ struct vectorBase : operators<T, N, __is_integral(T), __is_same(T, bool)>, compa
 
 // An index is taken modulo the room of the vector, so that a wrong one stays inside.
 #define SL42_INDEX(room, ...)                                                                      \
-    constexpr T& operator[](int i) { return (&x)[i & (room - 1)]; }                                \
+    constexpr T& operator[](int i) {                                                               \
+        return (&x)[i & (room - 1)];                                                               \
+    }                                                                                              \
     constexpr const T& operator[](int i) const {                                                   \
         if (__builtin_is_constant_evaluated())                                                     \
             return __VA_ARGS__;                                                                    \
@@ -184,7 +192,7 @@ struct alignas(2 * sizeof(T)) vec<T, 2> : __sl42::vectorBase<T, 2> {
     template <class U>
     constexpr explicit vec(const vec<U, 2>& v) : x(T(v.x)), y(T(v.y)) {}
     template <class U>
-    constexpr explicit vec(const packed_vec<U, 2>& v) : x(T(v.x)), y(T(v.y)) {}
+    constexpr explicit vec(const __sl42::packed<vec<U, 2>>& v) : x(T(v.x)), y(T(v.y)) {}
 
     SL42_INDEX(2, i == 0 ? x : y)
     SL42_SWIZZLES(2)
@@ -202,7 +210,7 @@ struct alignas(4 * sizeof(T)) vec<T, 3> : __sl42::vectorBase<T, 3> {
     template <class U>
     constexpr explicit vec(const vec<U, 3>& v) : x(T(v.x)), y(T(v.y)), z(T(v.z)) {}
     template <class U>
-    constexpr explicit vec(const packed_vec<U, 3>& v) : x(T(v.x)), y(T(v.y)), z(T(v.z)) {}
+    constexpr explicit vec(const __sl42::packed<vec<U, 3>>& v) : x(T(v.x)), y(T(v.y)), z(T(v.z)) {}
 
     SL42_INDEX(4, i == 0 ? x : i == 1 ? y : z)
     SL42_SWIZZLES(3)
@@ -227,7 +235,7 @@ struct alignas(4 * sizeof(T)) vec<T, 4> : __sl42::vectorBase<T, 4> {
     template <class U>
     constexpr explicit vec(const vec<U, 4>& v) : x(T(v.x)), y(T(v.y)), z(T(v.z)), w(T(v.w)) {}
     template <class U>
-    constexpr explicit vec(const packed_vec<U, 4>& v)
+    constexpr explicit vec(const __sl42::packed<vec<U, 4>>& v)
         : x(T(v.x)), y(T(v.y)), z(T(v.z)), w(T(v.w)) {}
 
     SL42_INDEX(4, i == 0 ? x : i == 1 ? y : i == 2 ? z : w)
@@ -235,7 +243,6 @@ struct alignas(4 * sizeof(T)) vec<T, 4> : __sl42::vectorBase<T, 4> {
 };
 
 #undef SL42_INDEX
-#undef SL42_SWIZZLES
 
 #pragma clang attribute pop
 
