@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Filtered and unfiltered access to a texture: choice of the level, addressing, interpolation. A
+// texture that is not bound reads as 0 everywhere and ignores writes.
+#pragma once
+#pragma clang system_header
+
+#include <metal_geometric>
+#include <metal_math>
+#include <sl42_sampler.h>
+#include <sl42_texel.h>
+
+#pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+
+namespace __sl42 {
+
+/// Calls f.template operator()<format>() for the format at hand.
+#define SL42_FOR_FORMAT(view, statement)                                                           \
+    switch ((view)->format) {                                                                      \
+    case textureFormat::r8: {                                                                      \
+        using F = texels<textureFormat::r8>;                                                       \
+        statement                                                                                  \
+    }                                                                                              \
+    case textureFormat::rg8: {                                                                     \
+        using F = texels<textureFormat::rg8>;                                                      \
+        statement                                                                                  \
+    }                                                                                              \
+    case textureFormat::rgba8: {                                                                   \
+        using F = texels<textureFormat::rgba8>;                                                    \
+        statement                                                                                  \
+    }                                                                                              \
+    case textureFormat::rgba16Float: {                                                             \
+        using F = texels<textureFormat::rgba16Float>;                                              \
+        statement                                                                                  \
+    }                                                                                              \
+    case textureFormat::rgba32Float: {                                                             \
+        using F = texels<textureFormat::rgba32Float>;                                              \
+        statement                                                                                  \
+    }                                                                                              \
+    }
+
+constexpr bool hasBorder(metal::address a) {
+    return a == metal::address::clamp_to_zero || a == metal::address::clamp_to_border;
+}
+
+/// One coordinate in texels, moved into the texture where the mode repeats it. The result is within
+/// a few texels of [0, size], also for infinite and NaN coordinates.
+constexpr float inTexels(float c, float size, metal::coord kind, metal::address mode) {
+    if (kind == metal::coord::normalized) {
+        if (mode == metal::address::repeat)
+            c = c - metal::floor(c);
+        if (mode == metal::address::mirrored_repeat) {
+            c = c - 2.0f * metal::floor(0.5f * c);
+            c = metal::fmin(c, 2.0f - c);
+        }
+        c *= size;
+    }
+    return metal::fmin(metal::fmax(c, -2.0f), size + 2.0f);
+}
+
+/// A texel index on one axis: brought into the texture, and whether it was there.
+struct texelIndex {
+    int at;
+    bool inside;
+};
+constexpr texelIndex addressed(int i, int size, metal::address mode) {
+    if (mode == metal::address::repeat) {
+        i = i < 0 ? i + size : i;
+        i = i >= size ? i - size : i;
+    }
+    const int clamped = metal::min(metal::max(i, 0), size - 1);
+    return {clamped, !hasBorder(mode) || clamped == i};
+}
+
+constexpr float4 borderColor(const metal::sampler& s) {
+    if (s.sAddress != metal::address::clamp_to_border &&
+        s.tAddress != metal::address::clamp_to_border)
+        return float4(0.0f);
+    switch (s.border) {
+    case metal::border_color::transparent_black:
+        return float4(0.0f);
+    case metal::border_color::opaque_black:
+        return {0.0f, 0.0f, 0.0f, 1.0f};
+    case metal::border_color::opaque_white:
+        return float4(1.0f);
+    }
+}
+
+template <class F>
+typename F::Texel texelOrBorder(const textureLevel& l, texelIndex x, texelIndex y,
+                                const typename F::Texel& border) {
+    const typename F::Texel t = F::load(l, x.at, y.at);
+    return x.inside & y.inside ? t : border;
+}
+
+/// The four texels around a point and the point's position between them.
+template <class F>
+struct footprint {
+    typename F::Texel t00, t10, t01, t11;
+    float fx, fy;
+};
+template <class F>
+footprint<F> footprintAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
+    const float x = p.x - 0.5f;
+    const float y = p.y - 0.5f;
+    const float x0 = metal::floor(x);
+    const float y0 = metal::floor(y);
+    const texelIndex left = addressed(int(x0), int(l.width), s.sAddress);
+    const texelIndex right = addressed(int(x0) + 1, int(l.width), s.sAddress);
+    const texelIndex top = addressed(int(y0), int(l.height), s.tAddress);
+    const texelIndex bottom = addressed(int(y0) + 1, int(l.height), s.tAddress);
+    const typename F::Texel border = F::fromColor(borderColor(s));
+    return {texelOrBorder<F>(l, left, top, border),
+            texelOrBorder<F>(l, right, top, border),
+            texelOrBorder<F>(l, left, bottom, border),
+            texelOrBorder<F>(l, right, bottom, border),
+            x - x0,
+            y - y0};
+}
+
+template <class F>
+float4 linearAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
+    const footprint<F> f = footprintAt<F>(l, s, p);
+    const typename F::Texel top = f.t00 + (f.t10 - f.t00) * f.fx;
+    const typename F::Texel bottom = f.t01 + (f.t11 - f.t01) * f.fx;
+    return F::color(top + (bottom - top) * f.fy);
+}
+template <class F>
+float4 nearestAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
+    const texelIndex x = addressed(int(metal::floor(p.x)), int(l.width), s.sAddress);
+    const texelIndex y = addressed(int(metal::floor(p.y)), int(l.height), s.tAddress);
+    return F::color(texelOrBorder<F>(l, x, y, F::fromColor(borderColor(s))));
+}
+
+/// Pixel coordinates count texels of level 0.
+inline float2 pointIn(const textureView* view, const textureLevel& l, const metal::sampler& s,
+                      const float2& c, const int2& offset) {
+    const float2 size(float(int(l.width)), float(int(l.height)));
+    float2 p = c;
+    if (s.coordinates == metal::coord::pixel)
+        p = p *
+            (size / float2(float(int(view->levels[0].width)), float(int(view->levels[0].height))));
+    const float2 step = s.coordinates == metal::coord::pixel ? float2(1.0f) : 1.0f / size;
+    if (offset.x != 0 || offset.y != 0)
+        p += float2(offset) * step;
+    return {inTexels(p.x, size.x, s.coordinates, s.sAddress),
+            inTexels(p.y, size.y, s.coordinates, s.tAddress)};
+}
+
+inline float4 sampleLevel(const textureView* view, const metal::sampler& s, uint level, bool linear,
+                          const float2& c, const int2& offset) {
+    const textureLevel& l = view->levels[level];
+    const float2 p = pointIn(view, l, s, c, offset);
+    if (linear) {
+        SL42_FOR_FORMAT(view, return linearAt<F>(l, s, p);)
+    } else {
+        SL42_FOR_FORMAT(view, return nearestAt<F>(l, s, p);)
+    }
+    return float4(0.0f);
+}
+
+inline float4 sampleAt(const textureView* view, const metal::sampler& s, const float2& c, float lod,
+                       const int2& offset) {
+    if (view == nullptr)
+        return float4(0.0f);
+    lod = metal::fmin(metal::fmax(lod, s.lodMinimum), s.lodMaximum);
+    const bool linear = lod > 0.0f ? s.minFilter != metal::min_filter::nearest
+                                   : s.magFilter != metal::mag_filter::nearest;
+    if (s.mipFilter == metal::mip_filter::none || lod <= 0.0f)
+        return sampleLevel(view, s, 0, linear, c, offset);
+    const uint last = metal::min(view->levelCount, 16u) - 1;
+    lod = metal::fmin(lod, float(int(last)));
+    if (s.mipFilter == metal::mip_filter::nearest)
+        return sampleLevel(view, s, metal::min(uint(lod + 0.5f), last), linear, c, offset);
+    const uint finer = metal::min(uint(lod), last);
+    const float4 a = sampleLevel(view, s, finer, linear, c, offset);
+    const float fraction = lod - float(int(finer));
+    const uint coarser = metal::min(finer + 1, last);
+    const float4 b = sampleLevel(view, s, coarser, linear, c, offset);
+    return a + (b - a) * fraction;
+}
+
+/// The level at which the longer of the two steps is one texel.
+inline float lodOf(const textureView* view, const metal::sampler& s, const metal::gradient2d& g) {
+    if (view == nullptr)
+        return 0.0f;
+    const float2 size =
+        s.coordinates == metal::coord::pixel
+            ? float2(1.0f)
+            : float2(float(int(view->levels[0].width)), float(int(view->levels[0].height)));
+    const float2 dx = g.dPdx * size;
+    const float2 dy = g.dPdy * size;
+    return 0.5f * metal::log2(metal::fmax(metal::dot(dx, dx), metal::dot(dy, dy)));
+}
+
+inline float channel(const float4& c, metal::component which) {
+    switch (which) {
+    case metal::component::x:
+        return c.x;
+    case metal::component::y:
+        return c.y;
+    case metal::component::z:
+        return c.z;
+    case metal::component::w:
+        return c.w;
+    }
+}
+
+/// One component of the four texels that a linear filter would use, counter-clockwise from below on
+/// the left.
+inline float4 gatherAt(const textureView* view, const metal::sampler& s, const float2& c,
+                       const int2& offset, metal::component which) {
+    if (view == nullptr)
+        return float4(0.0f);
+    const textureLevel& l = view->levels[0];
+    const float2 p = pointIn(view, l, s, c, offset);
+    SL42_FOR_FORMAT(view, const footprint<F> f = footprintAt<F>(l, s, p); return float4(
+                        channel(F::color(f.t01), which), channel(F::color(f.t11), which),
+                        channel(F::color(f.t10), which), channel(F::color(f.t00), which));)
+    return float4(0.0f);
+}
+
+inline bool contains(const textureView* view, uint x, uint y, uint lod) {
+    return view != nullptr && lod < view->levelCount && x < view->levels[lod & 15].width &&
+           y < view->levels[lod & 15].height;
+}
+inline float4 readAt(const textureView* view, uint x, uint y, uint lod) {
+    if (!contains(view, x, y, lod))
+        return float4(0.0f);
+    const textureLevel& l = view->levels[lod & 15];
+    SL42_FOR_FORMAT(view, return F::color(F::load(l, int(x), int(y)));)
+    return float4(0.0f);
+}
+inline void writeAt(const textureView* view, const float4& color, uint x, uint y, uint lod) {
+    if (!contains(view, x, y, lod))
+        return;
+    const textureLevel& l = view->levels[lod & 15];
+    SL42_FOR_FORMAT(view, F::store(l, int(x), int(y), color); return;)
+}
+
+#undef SL42_FOR_FORMAT
+
+} // namespace __sl42
+
+#pragma clang attribute pop
