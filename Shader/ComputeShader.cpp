@@ -6,17 +6,12 @@
 
 namespace starloom {
 
-std::unique_ptr<ComputeShader> ComputeShader::create(gpu::Device& device,
-                                                     const std::shared_ptr<gpu::Function>& function,
-                                                     platform::Log& log) {
+gpu::Result<std::unique_ptr<ComputeShader>>
+ComputeShader::create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function) {
     function->setLabel(function->name());
-    auto pipelineState = device.makeComputePipelineState(function);
-    if (!pipelineState) {
-        log.line(pipelineState.error().message);
-        return nullptr;
-    }
+    auto pipelineState = SL42_TRY(device.makeComputePipelineState(function));
     return std::unique_ptr<ComputeShader>(
-        new ComputeShader(function->name(), std::move(*pipelineState)));
+        new ComputeShader(function->name(), std::move(pipelineState)));
 }
 
 ComputeShader::ComputeShader(std::string shaderName,

@@ -5,7 +5,6 @@
 #pragma once
 
 #include "gpu/Device.h"
-#include "platform/Log.h"
 
 #include <memory>
 #include <string>
@@ -16,10 +15,10 @@ namespace starloom {
 /// their own dispatch sizes.
 class ComputeShader {
 public:
-    /// Labels the function with its own name and compiles it. When the device cannot, prints the
-    /// device's message to `log` and returns null. Blocks.
-    static std::unique_ptr<ComputeShader>
-    create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function, platform::Log& log);
+    /// Labels the function with its own name and compiles it. The error is the device's own
+    /// message. Blocks.
+    static gpu::Result<std::unique_ptr<ComputeShader>>
+    create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function);
 
     const std::string& shaderName() const { return m_shaderName; }
     /// "ComputeEnc: " and the kernel's name.

@@ -24,10 +24,12 @@ CompiledShader compileShader(gpu::Device& device, std::string_view source,
     const auto function = (*library)->makeFunction(name);
     if (!function)
         return {"Couldn't find " + name + " function\n", nullptr};
-    auto shader = ComputeShader::create(device, *function, log);
-    if (!shader)
+    auto shader = ComputeShader::create(device, *function);
+    if (!shader) {
+        log.line(shader.error().message);
         return {"Failed to create " + name + " compute pipeline state\n", nullptr};
-    return {"Done.\n", std::move(shader)};
+    }
+    return {"Done.\n", std::move(*shader)};
 }
 
 } // namespace starloom

@@ -10,8 +10,8 @@
 
 namespace starloom {
 
-Display::Display(std::shared_ptr<gpu::Device> device, platform::Log& log)
-    : m_device(std::move(device)), m_log(log), m_blankTexture(m_device->makeTexture({})) {
+Display::Display(std::shared_ptr<gpu::Device> device)
+    : m_device(std::move(device)), m_blankTexture(m_device->makeTexture({})) {
     auto library = m_device->makeLibrary(preludeText::display);
     if (!library)
         platform::fatalError(library.error().message);
@@ -34,9 +34,10 @@ void Display::makeFunction() {
     const auto function = m_library->makeFunction("display", m_constantValues);
     if (!function)
         platform::fatalError(function.error().message);
-    m_displayShader = ComputeShader::create(*m_device, *function, m_log);
-    if (!m_displayShader)
-        platform::fatalError("Couldn't build the display kernel");
+    auto shader = ComputeShader::create(*m_device, *function);
+    if (!shader)
+        platform::fatalError(shader.error().message);
+    m_displayShader = std::move(*shader);
 }
 
 void Display::setShowEditorOverlay(bool show) {

@@ -6,7 +6,6 @@
 
 #include "SL42/engine/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
-#include "platform/Log.h"
 
 #include <cstdint>
 #include <memory>
@@ -25,8 +24,8 @@ struct YUVTexture {
 /// kernel, which is built anew when one changes. Main thread.
 class Display {
 public:
-    /// `log` must outlive it. Stops the program when the kernel does not compile.
-    Display(std::shared_ptr<gpu::Device> device, platform::Log& log);
+    /// Stops the program, with the compiler's message, when the kernel does not compile.
+    explicit Display(std::shared_ptr<gpu::Device> device);
 
     /// Encodes the kernel: from the current bank of the machine to the drawable.
     void display(gpu::Drawable& drawable, const RenderData& renderData,
@@ -45,7 +44,6 @@ private:
     void followRegisters(const MachineBuffers& machine);
 
     std::shared_ptr<gpu::Device> m_device;
-    platform::Log& m_log;
     std::unique_ptr<ComputeShader> m_displayShader;
     std::optional<YUVTexture> m_editorTexture;
     std::uint8_t m_colorMode = 0;

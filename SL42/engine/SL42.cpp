@@ -37,7 +37,7 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
       m_videoRenderer(m_surroundings.device, m_surroundings.log),
       m_semaphore(m_surroundings.mainQueue, maxFramesInFlight),
       m_machine(m_surroundings.device),
-      m_display(m_surroundings.device, m_surroundings.log) {
+      m_display(m_surroundings.device) {
     m_view->hdr.set(true);
     m_machine.reset();
     setMouseValues({});

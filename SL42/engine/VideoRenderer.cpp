@@ -33,10 +33,12 @@ std::string VideoRenderer::makeFunction() {
         m_log.line(function.error().message);
         return "Couldn't find video function\n";
     }
-    auto shader = ComputeShader::create(*m_device, *function, m_log);
-    if (!shader)
+    auto shader = ComputeShader::create(*m_device, *function);
+    if (!shader) {
+        m_log.line(shader.error().message);
         return "Failed to create video compute pipeline state\n";
-    m_videoShader = std::move(shader);
+    }
+    m_videoShader = std::move(*shader);
     return "Done.\n";
 }
 
