@@ -36,7 +36,9 @@ thread_local const char* runningKernel = nullptr;
 /// Denormal numbers count as zeros while this lives: they are slow, and GPUs have none.
 class FlushDenormals {
 public:
-    FlushDenormals() : m_saved(_mm_getcsr()) { _mm_setcsr(m_saved | flushToZero | denormalsAreZero); }
+    FlushDenormals() : m_saved(_mm_getcsr()) {
+        _mm_setcsr(m_saved | flushToZero | denormalsAreZero);
+    }
     FlushDenormals(const FlushDenormals&) = delete;
     ~FlushDenormals() { _mm_setcsr(m_saved); }
 
@@ -52,7 +54,8 @@ public:
     explicit Tiling(Extent grid) : m_grid(grid) {
         // Enough threads that starting a tile does not show, few enough that cores finish together.
         constexpr std::uint32_t threadsPerTile = 2048;
-        const std::uint32_t pieces = std::max(1u, (grid.width + threadsPerTile / 2) / threadsPerTile);
+        const std::uint32_t pieces =
+            std::max(1u, (grid.width + threadsPerTile / 2) / threadsPerTile);
         m_width = (grid.width + pieces - 1) / pieces;
         if (grid.height * grid.depth == 1)
             m_width = std::min(m_width, std::max(64u, (grid.width + 15) / 16));
@@ -67,8 +70,9 @@ public:
         const std::uint32_t x = index % m_columns * m_width;
         const std::uint32_t y = index / m_columns % m_rows * m_height;
         const std::uint32_t z = index / m_columns / m_rows;
-        return {{x, y, z},
-                {std::min(x + m_width, m_grid.width), std::min(y + m_height, m_grid.height), z + 1}};
+        return {
+            {x, y, z},
+            {std::min(x + m_width, m_grid.width), std::min(y + m_height, m_grid.height), z + 1}};
     }
 
 private:
@@ -134,7 +138,9 @@ platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel k
         std::make_shared<CompiledKernel>(std::move(kernel), std::move(code), time.count()));
 }
 
-const char* kernelOnThisThread() { return runningKernel; }
+const char* kernelOnThisThread() {
+    return runningKernel;
+}
 
 void warmUp() {
     kernel::initialiseHostTarget();

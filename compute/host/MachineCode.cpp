@@ -72,9 +72,7 @@ private:
 
 MachineCode::MachineCode(std::unique_ptr<JITLinkMemoryManager> memory, Allocation allocation,
                          void* entry)
-    : m_memory(std::move(memory)),
-      m_allocation(std::move(allocation)),
-      m_entry(entry) {}
+    : m_memory(std::move(memory)), m_allocation(std::move(allocation)), m_entry(entry) {}
 
 MachineCode::MachineCode(MachineCode&& other) noexcept = default;
 
@@ -88,11 +86,10 @@ platform::Result<MachineCode> MachineCode::link(llvm::MemoryBufferRef object,
     auto graph = createLinkGraphFromObject(object);
     if (!graph)
         return platform::Error{llvm::toString(graph.takeError())};
-    auto memory = std::make_unique<InProcessMemoryManager>(
-        static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
+    auto memory =
+        std::make_unique<InProcessMemoryManager>(static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
     Outcome outcome;
-    llvm::jitlink::link(std::move(*graph),
-                        std::make_unique<LinkContext>(*memory, symbol, outcome));
+    llvm::jitlink::link(std::move(*graph), std::make_unique<LinkContext>(*memory, symbol, outcome));
     if (!outcome.allocation)
         return platform::Error{outcome.error};
     return MachineCode(std::move(memory), std::move(outcome.allocation),

@@ -30,8 +30,8 @@ public:
 
 private:
     using Allocation = llvm::jitlink::JITLinkMemoryManager::FinalizedAlloc;
-    MachineCode(std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> memory,
-                Allocation allocation, void* entry);
+    MachineCode(std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> memory, Allocation allocation,
+                void* entry);
 
     std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> m_memory;
     Allocation m_allocation;

@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 //
 // Every function of this process that machine code of a kernel may call. The code generator adds
-// such calls by itself, for large copies and for what the processor lacks; a kernel cannot name any.
+// such calls by itself, for large copies and for what the processor lacks; a kernel cannot name
+// any.
 #pragma once
 
 #include <string_view>

@@ -27,8 +27,7 @@ class Hoisting {
 public:
     Hoisting(llvm::Function& kernel, kernel::Analyses& analyses)
         : m_memory(analyses.functions().getResult<llvm::MemorySSAAnalysis>(kernel).getMSSA()),
-          m_postDominators(
-              analyses.functions().getResult<llvm::PostDominatorTreeAnalysis>(kernel)),
+          m_postDominators(analyses.functions().getResult<llvm::PostDominatorTreeAnalysis>(kernel)),
           m_kernel(kernel) {
         m_levels[kernel.getArg(kernel::ZArgument)] = PerSlice;
         m_levels[kernel.getArg(kernel::YArgument)] = PerRow;
@@ -103,9 +102,9 @@ llvm::Function* createTileFunction(llvm::Function& kernel) {
                                         llvm::StringRef(tileSymbol.data(), tileSymbol.size()),
                                         kernel.getParent());
     tile->copyAttributesFrom(&kernel);
-    tile->setAttributes(llvm::AttributeList::get(context, kernel.getAttributes().getFnAttrs(), {},
-                                                 {kernel.getAttributes().getParamAttrs(0),
-                                                  kernel.getAttributes().getParamAttrs(1)}));
+    tile->setAttributes(llvm::AttributeList::get(
+        context, kernel.getAttributes().getFnAttrs(), {},
+        {kernel.getAttributes().getParamAttrs(0), kernel.getAttributes().getParamAttrs(1)}));
     tile->addParamAttr(2, llvm::Attribute::NoAlias);
     tile->addParamAttr(2, llvm::Attribute::ReadOnly);
     // A frame larger than the guard page below the stack must not step over it.
@@ -156,8 +155,7 @@ void fill(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting
     for (unsigned level = PerTile; level < PerThread; ++level)
         for (llvm::Instruction* instruction : hoisting.instructions(static_cast<Level>(level)))
             instruction->moveBefore(nest.blocks[level]->getTerminator());
-    for (llvm::Instruction& instruction :
-         llvm::make_early_inc_range(kernel.getEntryBlock()))
+    for (llvm::Instruction& instruction : llvm::make_early_inc_range(kernel.getEntryBlock()))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction))
             variable->moveBefore(*nest.blocks[PerTile], nest.blocks[PerTile]->begin());
 

@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // From a function that runs one thread to one that runs a tile of the grid. What does not depend on
-// the thread is computed once a tile, what depends on the row alone once a row: the sine of the time
-// costs nothing, however many pixels use it.
+// the thread is computed once a tile, what depends on the row alone once a row: the sine of the
+// time costs nothing, however many pixels use it.
 #pragma once
 
 #include "compute/kernel/Analyses.h"
@@ -18,8 +18,8 @@ namespace compute::host {
 ///
 ///     void tile(ptr bindings, ptr grid, ptr tile)
 ///
-/// with `tile` pointing to six 32-bit numbers: where the tile begins along x, y and z, then where it
-/// ends. A tile is not empty.
+/// with `tile` pointing to six 32-bit numbers: where the tile begins along x, y and z, then where
+/// it ends. A tile is not empty.
 inline constexpr std::string_view tileSymbol = "tile";
 
 /// Adds the tile function to the module of `kernel`, the canonical function, which it replaces.

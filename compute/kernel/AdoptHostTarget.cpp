@@ -34,10 +34,9 @@ void dropMetadata(llvm::Instruction& instruction) {
         {llvm::LLVMContext::MD_invariant_load, llvm::LLVMContext::MD_dereferenceable});
     instruction.setDebugLoc({});
     if (loop != nullptr)
-        instruction.setMetadata(
-            llvm::LLVMContext::MD_loop,
-            llvm::makePostTransformationMetadata(instruction.getContext(), loop,
-                                                 {"llvm.loop.mustprogress"}, {}));
+        instruction.setMetadata(llvm::LLVMContext::MD_loop, llvm::makePostTransformationMetadata(
+                                                                instruction.getContext(), loop,
+                                                                {"llvm.loop.mustprogress"}, {}));
 }
 
 /// The processor reads plain data at any address; only atomics need their natural alignment.

@@ -73,8 +73,8 @@ llvm::Value* Binder::loadConstant(llvm::Type* type, llvm::Value* base, unsigned 
 
 llvm::Value* Binder::actualGroupSize(unsigned axis) {
     // Groups at the far edge of the grid are cut off there.
-    llvm::Value* first = m_builder.CreateMul(attribute(ParameterKind::ThreadgroupPositionInGrid, axis),
-                                             groupSize(axis));
+    llvm::Value* first = m_builder.CreateMul(
+        attribute(ParameterKind::ThreadgroupPositionInGrid, axis), groupSize(axis));
     llvm::Value* rest = m_builder.CreateSub(gridSize(axis), first);
     return m_builder.CreateBinaryIntrinsic(llvm::Intrinsic::umin, groupSize(axis), rest);
 }
@@ -83,8 +83,8 @@ llvm::Value* Binder::indexInGroup() {
     llvm::Value* index = attribute(ParameterKind::ThreadPositionInThreadgroup, 2);
     for (unsigned axis : {1u, 0u}) {
         llvm::Value* scaled = m_builder.CreateMul(index, actualGroupSize(axis));
-        index = m_builder.CreateAdd(
-            scaled, attribute(ParameterKind::ThreadPositionInThreadgroup, axis));
+        index = m_builder.CreateAdd(scaled,
+                                    attribute(ParameterKind::ThreadPositionInThreadgroup, axis));
     }
     return index;
 }
@@ -137,8 +137,7 @@ platform::Result<llvm::Value*> Binder::threadArgument(const Parameter& parameter
     llvm::Type* component = m_builder.getIntNTy(parameter.componentBytes * 8u);
     std::vector<llvm::Value*> values;
     for (unsigned axis = 0; axis < parameter.components; ++axis)
-        values.push_back(
-            m_builder.CreateTrunc(attribute(parameter.kind, axis), component));
+        values.push_back(m_builder.CreateTrunc(attribute(parameter.kind, axis), component));
     if (!formal.getType()->isPointerTy()) {
         if (values.size() != 1 || formal.getType() != component)
             return platform::Error{"parameter '" + parameter.name + "' has an unexpected type"};
@@ -148,8 +147,7 @@ platform::Result<llvm::Value*> Binder::threadArgument(const Parameter& parameter
     llvm::ArrayType* type = llvm::ArrayType::get(component, room);
     llvm::Value* memory = inMemory(llvm::Constant::getNullValue(type));
     for (unsigned axis = 0; axis < values.size(); ++axis)
-        m_builder.CreateStore(values[axis],
-                              m_builder.CreateConstGEP2_32(type, memory, 0, axis));
+        m_builder.CreateStore(values[axis], m_builder.CreateConstGEP2_32(type, memory, 0, axis));
     return memory;
 }
 
@@ -196,6 +194,8 @@ platform::Result<void> Binder::run() {
 
 } // namespace
 
-platform::Result<void> bindParameters(PassContext& context) { return Binder(context).run(); }
+platform::Result<void> bindParameters(PassContext& context) {
+    return Binder(context).run();
+}
 
 } // namespace compute::kernel

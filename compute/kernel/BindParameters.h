@@ -6,8 +6,8 @@
 //
 //     void kernel(ptr bindings, ptr grid, i32 x, i32 y, i32 z)
 //
-// runs one thread. `bindings` points to an array of pointers: buffer n in slot n, the TextureView of
-// texture n in slot firstTextureSlot + n. `grid` points to six 32-bit numbers: width, height and
+// runs one thread. `bindings` points to an array of pointers: buffer n in slot n, the TextureView
+// of texture n in slot firstTextureSlot + n. `grid` points to six 32-bit numbers: width, height and
 // depth of the grid, then of a thread group. x, y and z are the thread's position in the grid.
 #pragma once
 

@@ -12,7 +12,6 @@
 #include <llvm/IR/IntrinsicInst.h>
 #include <llvm/IR/Operator.h>
 
-
 #include <algorithm>
 #include <optional>
 
@@ -44,8 +43,7 @@ struct Variable {
 class Bounder {
 public:
     explicit Bounder(llvm::Function& function)
-        : m_function(function),
-          m_layout(function.getParent()->getDataLayout()) {}
+        : m_function(function), m_layout(function.getParent()->getDataLayout()) {}
 
     platform::Result<void> run();
 
@@ -259,13 +257,12 @@ void Bounder::boundAmongVariables(const Access& access) {
     llvm::Value* offset = builder.CreateSub(builder.CreatePtrToInt(access.pointer(), word),
                                             builder.CreatePtrToInt(variable.base, word));
     llvm::Value* needed = builder.getInt64(access.size);
-    llvm::Value* last = builder.CreateBinaryIntrinsic(llvm::Intrinsic::usub_sat, variable.size,
-                                                      needed);
+    llvm::Value* last =
+        builder.CreateBinaryIntrinsic(llvm::Intrinsic::usub_sat, variable.size, needed);
     llvm::Value* isInside = builder.CreateAnd(builder.CreateICmpULE(offset, last),
                                               builder.CreateICmpUGE(variable.size, needed));
     access.instruction->setOperand(
-        access.operand,
-        builder.CreateSelect(isInside, access.pointer(), spareMemory(access.size)));
+        access.operand, builder.CreateSelect(isInside, access.pointer(), spareMemory(access.size)));
 }
 
 void Bounder::bound(const Access& access) {

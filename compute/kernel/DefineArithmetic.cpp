@@ -67,8 +67,8 @@ void defineConversion(llvm::CastInst& cast) {
     const llvm::Intrinsic::ID id = cast.getOpcode() == llvm::Instruction::FPToSI
                                        ? llvm::Intrinsic::fptosi_sat
                                        : llvm::Intrinsic::fptoui_sat;
-    cast.replaceAllUsesWith(builder.CreateIntrinsic(id, {cast.getType(), cast.getSrcTy()},
-                                                    {cast.getOperand(0)}));
+    cast.replaceAllUsesWith(
+        builder.CreateIntrinsic(id, {cast.getType(), cast.getSrcTy()}, {cast.getOperand(0)}));
     cast.eraseFromParent();
 }
 
@@ -76,10 +76,11 @@ void defineConversion(llvm::CastInst& cast) {
 void defineLane(llvm::Instruction& access, unsigned operand, llvm::VectorType* type) {
     llvm::Value* lane = access.getOperand(operand);
     llvm::IRBuilder<> builder(&access);
-    access.setOperand(operand, builder.CreateBinaryIntrinsic(
-                                   llvm::Intrinsic::umin, lane,
-                                   llvm::ConstantInt::get(lane->getType(),
-                                                          type->getElementCount().getFixedValue() - 1)));
+    access.setOperand(
+        operand,
+        builder.CreateBinaryIntrinsic(
+            llvm::Intrinsic::umin, lane,
+            llvm::ConstantInt::get(lane->getType(), type->getElementCount().getFixedValue() - 1)));
 }
 
 void defineIntrinsic(llvm::IntrinsicInst& call) {

@@ -8,8 +8,8 @@
 //     float to integer saturates, NaN becomes 0
 //     reaching the end of a function without a value returns zero
 //
-// Runs before anything optimises, because LLVM may assume that the undefined cases never happen, and
-// before inlining, which folds constant operands.
+// Runs before anything optimises, because LLVM may assume that the undefined cases never happen,
+// and before inlining, which folds constant operands.
 #pragma once
 
 #include "compute/kernel/Passes.h"

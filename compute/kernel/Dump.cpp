@@ -27,8 +27,8 @@ void Dump::write(std::string_view kernel, unsigned number, std::string_view stag
     for (char& character : file)
         if (character == '/')
             character = '_';
-    const platform::FileDescriptor output(openat(m_folder.get(), file.c_str(),
-                                                 O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    const platform::FileDescriptor output(
+        openat(m_folder.get(), file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
     while (output && !content.empty()) {
         const ssize_t written = ::write(output.get(), content.data(), content.size());
         if (written <= 0)

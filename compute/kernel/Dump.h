@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // A folder that receives the intermediate code after every pass, for people who debug the compiler.
-// The folder is opened early and files are made relative to it, because the service may open nothing
-// else once it is locked down.
+// The folder is opened early and files are made relative to it, because the service may open
+// nothing else once it is locked down.
 #pragma once
 
 #include "platform/base/FileDescriptor.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Takes one kernel and what it reaches out of a program, into a context of its own. The kernels of a
-// program can then be compiled at the same time, and none pays for the code of another.
+// Takes one kernel and what it reaches out of a program, into a context of its own. The kernels of
+// a program can then be compiled at the same time, and none pays for the code of another.
 #pragma once
 
 #include "compute/kernel/Program.h"

@@ -44,8 +44,7 @@ void initialiseHostTarget() {
 
 std::unique_ptr<llvm::TargetMachine> makeHostTargetMachine() {
     std::string message;
-    const llvm::Target* target =
-        llvm::TargetRegistry::lookupTarget(processor().triple, message);
+    const llvm::Target* target = llvm::TargetRegistry::lookupTarget(processor().triple, message);
     if (target == nullptr)
         platform::fatalError(message);
     llvm::TargetOptions options;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The optimisation proper: memory to registers, common expressions, loops. LLVM's own passes, chosen
-// for what they bring to inlined kernels in a few milliseconds; inter-procedural passes have nothing
-// to do here. Everything undefined must be gone before.
+// The optimisation proper: memory to registers, common expressions, loops. LLVM's own passes,
+// chosen for what they bring to inlined kernels in a few milliseconds; inter-procedural passes have
+// nothing to do here. Everything undefined must be gone before.
 #pragma once
 
 #include "compute/kernel/Passes.h"

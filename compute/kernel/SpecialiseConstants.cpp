@@ -50,15 +50,13 @@ platform::Result<void> checkConstants(const std::vector<ConstantDeclaration>& co
                                       const ConstantValues& values) {
     for (const ConstantDeclaration& constant : constants) {
         const auto found = values.find(constant.index);
-        const std::string what =
-            "function constant '" + constant.name + "' [[function_constant(" +
-            std::to_string(constant.index) + ")]]";
+        const std::string what = "function constant '" + constant.name + "' [[function_constant(" +
+                                 std::to_string(constant.index) + ")]]";
         if (found == values.end())
             return platform::Error{what + " has no value"};
         if (found->second.type != constant.type)
             return platform::Error{what + " is declared " + std::string(nameOf(constant.type)) +
-                                   " but its value is " +
-                                   std::string(nameOf(found->second.type))};
+                                   " but its value is " + std::string(nameOf(found->second.type))};
     }
     return {};
 }

@@ -39,9 +39,10 @@ void clearStackVariables(llvm::Function& function) {
     for (llvm::Instruction& instruction : llvm::instructions(function))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
             builder.SetInsertPoint(std::next(variable->getIterator()));
-            builder.CreateMemSet(variable, builder.getInt8(0),
-                                 layout.getTypeAllocSize(variable->getAllocatedType()).getFixedValue(),
-                                 variable->getAlign());
+            builder.CreateMemSet(
+                variable, builder.getInt8(0),
+                layout.getTypeAllocSize(variable->getAllocatedType()).getFixedValue(),
+                variable->getAlign());
         }
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Replaces values that LLVM may choose as it likes, separately at every use, by zeros. A kernel that
-// reads what it never wrote then gets a plain wrong number instead of a wild jump.
+// Replaces values that LLVM may choose as it likes, separately at every use, by zeros. A kernel
+// that reads what it never wrote then gets a plain wrong number instead of a wild jump.
 #pragma once
 
 #include <llvm/IR/Constant.h>

@@ -18,8 +18,8 @@ Program makeProgram(std::string_view text, std::vector<Parameter> parameters,
     Program program;
     program.context = std::make_unique<llvm::LLVMContext>();
     llvm::SMDiagnostic diagnostic;
-    program.module = llvm::parseAssemblyString(llvm::StringRef(text.data(), text.size()), diagnostic,
-                                               *program.context);
+    program.module = llvm::parseAssemblyString(llvm::StringRef(text.data(), text.size()),
+                                               diagnostic, *program.context);
     if (!program.module || llvm::verifyModule(*program.module, &llvm::errs())) {
         diagnostic.print("test", llvm::errs());
         std::abort();

@@ -13,14 +13,14 @@
 namespace tests {
 
 /// A program whose one kernel is the function `k` of the text.
-compute::kernel::Program makeProgram(std::string_view text,
-                                     std::vector<compute::kernel::Parameter> parameters,
-                                     std::vector<compute::kernel::ConstantDeclaration> constants = {});
+compute::kernel::Program
+makeProgram(std::string_view text, std::vector<compute::kernel::Parameter> parameters,
+            std::vector<compute::kernel::ConstantDeclaration> constants = {});
 
 compute::kernel::Parameter buffer(std::uint32_t index);
 compute::kernel::Parameter texture(std::uint32_t index);
-compute::kernel::Parameter attribute(compute::kernel::ParameterKind kind, std::uint8_t components = 1,
-                                     std::uint8_t componentBytes = 4);
+compute::kernel::Parameter attribute(compute::kernel::ParameterKind kind,
+                                     std::uint8_t components = 1, std::uint8_t componentBytes = 4);
 
 /// A function `k(ptr out, i32 x)` around the text of its body.
 compute::kernel::Program makeOneDimensional(std::string_view body,

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Operations on the operands for which C++ leaves the result open. Each row runs twice: with
+// operands that the compiler knows, and with operands that only the processor sees. Both must
+// agree.
+#include "tests/compute/host/CompiledText.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <limits>
+
+namespace {
+
+constexpr std::uint32_t lowest = 0x80000000u;
+constexpr std::uint32_t minusOne = 0xFFFFFFFFu;
+
+struct Case {
+    const char* label;
+    const char* operation; ///< makes %r of %a and %b
+    std::uint32_t a;
+    std::uint32_t b;
+    std::uint32_t expected;
+};
+
+std::uint32_t bits(float value) {
+    return std::bit_cast<std::uint32_t>(value);
+}
+
+const char* toInt = "%f = bitcast i32 %a to float  %r = fptosi float %f to i32";
+const char* toUnsigned = "%f = bitcast i32 %a to float  %r = fptoui float %f to i32";
+const char* toByte =
+    "%f = bitcast i32 %a to float  %n = fptoui float %f to i8  %r = zext i8 %n to i32";
+const char* toShort =
+    "%f = bitcast i32 %a to float  %n = fptosi float %f to i16  %r = sext i16 %n to i32";
+
+const Case cases[] = {
+    {"division", "%r = sdiv i32 %a, %b", 7, 2, 3},
+    {"division by zero", "%r = sdiv i32 %a, %b", 7, 0, 0},
+    {"zero by zero", "%r = sdiv i32 %a, %b", 0, 0, 0},
+    {"lowest by minus one", "%r = sdiv i32 %a, %b", lowest, minusOne, lowest},
+    {"lowest by one", "%r = sdiv i32 %a, %b", lowest, 1, lowest},
+    {"negative division", "%r = sdiv i32 %a, %b", minusOne - 6, 2, minusOne - 2},
+    {"by minus one", "%r = sdiv i32 %a, %b", 5, minusOne, minusOne - 4},
+    {"unsigned division by zero", "%r = udiv i32 %a, %b", 7, 0, 0},
+    {"unsigned division", "%r = udiv i32 %a, %b", minusOne, 2, 0x7FFFFFFF},
+    {"unsigned all ones", "%r = udiv i32 %a, %b", lowest, minusOne, 0},
+    {"exact division", "%r = sdiv exact i32 %a, %b", 7, 2, 3},
+    {"remainder", "%r = srem i32 %a, %b", 7, 4, 3},
+    {"remainder of zero", "%r = srem i32 %a, %b", 7, 0, 0},
+    {"remainder of lowest", "%r = srem i32 %a, %b", lowest, minusOne, 0},
+    {"unsigned remainder of zero", "%r = urem i32 %a, %b", 7, 0, 0},
+    {"shift by 8", "%r = shl i32 %a, %b", 1, 8, 256},
+    {"shift by 40", "%r = shl i32 %a, %b", 1, 40, 256},
+    {"shift by -1", "%r = shl i32 %a, %b", 1, minusOne, lowest},
+    {"shift right by 33", "%r = lshr i32 %a, %b", lowest, 33, 0x40000000},
+    {"arithmetic shift by 63", "%r = ashr i32 %a, %b", lowest, 63, minusOne},
+    {"promised no wrap", "%r = add nsw nuw i32 %a, %b", 0x7FFFFFFF, 1, lowest},
+    {"leading zeros of 0", "%r = call i32 @llvm.ctlz.i32(i32 %a, i1 true)", 0, 0, 32},
+    {"trailing zeros of 0", "%r = call i32 @llvm.cttz.i32(i32 %a, i1 true)", 0, 0, 32},
+    {"absolute lowest", "%r = call i32 @llvm.abs.i32(i32 %a, i1 true)", lowest, 0, lowest},
+    {"float to int", toInt, bits(-3.99f), 0, minusOne - 2},
+    {"NaN to int", toInt, bits(std::numeric_limits<float>::quiet_NaN()), 0, 0},
+    {"negative NaN to int", toInt, 0xFFC00001u, 0, 0},
+    {"infinity to int", toInt, bits(std::numeric_limits<float>::infinity()), 0, 0x7FFFFFFF},
+    {"large to int", toInt, bits(3e9f), 0, 0x7FFFFFFF},
+    {"largest that fits", toInt, bits(2147483520.f), 0, 2147483520u},
+    {"very negative to int", toInt, bits(-1e20f), 0, lowest},
+    {"negative to unsigned", toUnsigned, bits(-5.f), 0, 0},
+    {"large to unsigned", toUnsigned, bits(3e9f), 0, 3'000'000'000u},
+    {"too large to unsigned", toUnsigned, bits(5e9f), 0, minusOne},
+    {"NaN to unsigned", toUnsigned, 0x7FC00000u, 0, 0},
+    {"300 to uchar", toByte, bits(300.f), 0, 255},
+    {"-1 to uchar", toByte, bits(-1.f), 0, 0},
+    {"-40000 to short", toShort, bits(-40000.f), 0, std::uint32_t(-32768)},
+    {"undefined operand", "%r = or i32 %a, undef", 5, 0, 5},
+    {"poison operand", "%r = add i32 %a, poison", 5, 0, 5},
+    {"undefined condition", "%r = select i1 undef, i32 1, i32 2", 0, 0, 2},
+    {"lane outside a vector",
+     "%v = insertelement <2 x i32> zeroinitializer, i32 %a, i32 %b"
+     "  %r = extractelement <2 x i32> %v, i32 %b",
+     9, 5, 9},
+    {"disjoint promise", "%r = or disjoint i32 %a, %b", 3, 1, 3},
+    {"narrow without loss", "%n = trunc nuw i32 %a to i8  %r = zext i8 %n to i32", 0x1FF, 0, 0xFF},
+    {"not negative", "%w = zext nneg i32 %a to i64  %h = lshr i64 %w, 32  %r = trunc i64 %h to i32",
+     minusOne, 0, 0},
+};
+
+std::string onePerLine(std::string text) {
+    for (std::size_t at = 0; (at = text.find("  ", at)) != std::string::npos;)
+        text.replace(at, 2, "\n");
+    return text;
+}
+
+/// All rows in one kernel: row i reads a[i] and b[i], or has them built in, and writes out[i].
+std::string kernelText(bool isKnown) {
+    std::string text = "declare i32 @llvm.ctlz.i32(i32, i1)\ndeclare i32 @llvm.cttz.i32(i32, i1)\n"
+                       "declare i32 @llvm.abs.i32(i32, i1)\n";
+    std::string calls;
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const std::string n = std::to_string(i);
+        text += "define spir_func i32 @f" + n + "(i32 %a, i32 %b) {\n" +
+                onePerLine(cases[i].operation) + "\nret i32 %r\n}\n";
+        const auto operand = [&](const char* name, const char* from, std::uint32_t value) {
+            if (isKnown)
+                return std::to_string(static_cast<std::int32_t>(value));
+            calls += "%p" + n + name + " = getelementptr i32, ptr %" + from + ", i32 " + n +
+                     "\n%v" + n + name + " = load i32, ptr %p" + n + name + "\n";
+            return "%v" + n + name;
+        };
+        const std::string a = operand("a", "first", cases[i].a);
+        const std::string b = operand("b", "second", cases[i].b);
+        calls += "%r" + n + " = call spir_func i32 @f" + n + "(i32 " + a + ", i32 " + b + ")\n%o" +
+                 n + " = getelementptr i32, ptr %out, i32 " + n + "\nstore i32 %r" + n +
+                 ", ptr %o" + n + "\n";
+    }
+    return text + "define spir_func void @k(ptr %out, ptr %first, ptr %second) {\n" + calls +
+           "ret void\n}\n";
+}
+
+void expectAllRows(bool isKnown) {
+    std::vector<std::uint32_t> out(std::size(cases), 0xDEAD);
+    std::vector<std::uint32_t> first;
+    std::vector<std::uint32_t> second;
+    for (const Case& row : cases) {
+        first.push_back(row.a);
+        second.push_back(row.b);
+    }
+    const auto compiled = tests::compile(tests::makeProgram(
+        kernelText(isKnown), {tests::buffer(0), tests::buffer(1), tests::buffer(2)}));
+    ASSERT_TRUE(compiled);
+    compiled->run(tests::bind(out, first, second), {}, {});
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(out[i], cases[i].expected) << cases[i].label;
+}
+
+TEST(ArithmeticTests, OperandsThatOnlyTheProcessorSees) {
+    expectAllRows(false);
+}
+TEST(ArithmeticTests, OperandsThatTheCompilerKnows) {
+    expectAllRows(true);
+}
+
+TEST(ArithmeticTests, DenormalNumbersAreZeroAndTheCallersModeComesBack) {
+    const auto compiled = tests::compile(tests::makeOneDimensional(R"(
+        %v = load float, ptr %out
+        %r = fmul float %v, 1.0e+10
+        store float %r, ptr %out
+        ret void)"));
+    ASSERT_TRUE(compiled);
+    std::vector<float> out = {1e-40f};
+    compiled->run(tests::bind(out), {}, {});
+    EXPECT_EQ(out[0], 0.f);
+    volatile float small = 1e-40f;
+    EXPECT_GT(small * 1e10f, 0.f);
+}
+
+TEST(ArithmeticTests, FallingOffTheEndReturnsZero) {
+    const auto compiled = tests::compile(tests::makeOneDimensional(R"(
+        %v = load i32, ptr %out
+        %r = call spir_func i32 @f(i32 %v)
+        store i32 %r, ptr %out
+        ret void)",
+                                                                   R"(
+        define spir_func i32 @f(i32 %a) {
+            %c = icmp eq i32 %a, 1
+            br i1 %c, label %yes, label %no
+        yes:
+            ret i32 10
+        no:
+            unreachable
+        })"));
+    ASSERT_TRUE(compiled);
+    std::vector<std::uint32_t> out = {2};
+    compiled->run(tests::bind(out), {}, {});
+    EXPECT_EQ(out[0], 0u);
+}
+
+} // namespace

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// From intermediate code as text to a kernel that runs.
+#pragma once
+
+#include "compute/host/HostKernel.h"
+#include "tests/compute/kernel/ProgramText.h"
+
+#include <span>
+
+namespace tests {
+
+/// The kernel `k` of a program as machine code; null, with a failed expectation, when it does not
+/// compile.
+std::shared_ptr<compute::host::HostKernel>
+compile(const compute::kernel::Program& program,
+        const compute::kernel::ConstantValues& values = {});
+
+/// Bindings with the given arrays as buffers 0, 1, ...
+template <class... T>
+compute::host::Bindings bind(std::vector<T>&... buffers) {
+    compute::host::Bindings bindings;
+    std::size_t index = 0;
+    ((bindings.buffers[index++] = reinterpret_cast<std::byte*>(buffers.data())), ...);
+    return bindings;
+}
+
+} // namespace tests

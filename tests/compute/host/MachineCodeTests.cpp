@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Executable memory, and what generated code may call.
+#include "compute/host/MachineCode.h"
+#include "compute/host/RuntimeFunctions.h"
+#include "compute/kernel/HostTarget.h"
+#include "tests/compute/host/CompiledText.h"
+
+#include <gtest/gtest.h>
+#include <llvm/ADT/SmallString.h>
+#include <llvm/AsmParser/Parser.h>
+#include <llvm/IR/LegacyPassManager.h>
+#include <llvm/Support/SourceMgr.h>
+#include <llvm/Support/raw_ostream.h>
+
+#include <fstream>
+#include <numeric>
+#include <thread>
+
+namespace {
+
+using namespace compute;
+
+/// An object file made from intermediate code, past all our checks.
+llvm::SmallString<0> makeObject(const char* text) {
+    kernel::initialiseHostTarget();
+    llvm::LLVMContext context;
+    llvm::SMDiagnostic diagnostic;
+    auto module = llvm::parseAssemblyString(text, diagnostic, context);
+    const auto target = kernel::makeHostTargetMachine();
+    module->setDataLayout(target->createDataLayout());
+    llvm::SmallString<0> object;
+    llvm::raw_svector_ostream stream(object);
+    llvm::legacy::PassManager passes;
+    target->addPassesToEmitFile(passes, stream, nullptr, llvm::CodeGenFileType::ObjectFile);
+    passes.run(*module);
+    return object;
+}
+
+TEST(MachineCodeTests, OnlyListedFunctionsCanBeCalled) {
+    const auto allowed = makeObject("declare ptr @memcpy(ptr, ptr, i64)\n"
+                                    "define void @tile(ptr %a, ptr %b) {\n"
+                                    "%r = call ptr @memcpy(ptr %a, ptr %b, i64 8)\nret void }");
+    auto code = host::MachineCode::link({allowed.str(), "test"}, "tile");
+    ASSERT_TRUE(code) << code.error().message;
+    std::uint64_t from = 42;
+    std::uint64_t to = 0;
+    reinterpret_cast<void (*)(void*, void*)>(code->entry())(&to, &from);
+    EXPECT_EQ(to, 42u);
+
+    const auto refused = makeObject("declare i32 @system(ptr)\n"
+                                    "define void @tile(ptr %a) {\n"
+                                    "%r = call i32 @system(ptr %a)\nret void }");
+    auto failed = host::MachineCode::link({refused.str(), "test"}, "tile");
+    ASSERT_FALSE(failed);
+    EXPECT_NE(failed.error().message.find("system"), std::string::npos) << failed.error().message;
+}
+
+/// Mappings of this process with the given rights, e.g. "wx".
+int countMappings(const std::string& rights) {
+    std::ifstream maps("/proc/self/maps");
+    int count = 0;
+    for (std::string line; std::getline(maps, line);) {
+        const std::string mode = line.substr(line.find(' ') + 1, 4);
+        count +=
+            std::ranges::all_of(rights, [&](char right) { return mode.find(right) != mode.npos; });
+    }
+    return count;
+}
+
+TEST(MachineCodeTests, NoMemoryIsWritableAndExecutableAndNoneLeaks) {
+    const char* body = "store i32 1, ptr %out\nret void";
+    {
+        const auto warm = tests::compile(tests::makeOneDimensional(body));
+    }
+    const int before = countMappings("x");
+    {
+        std::vector<std::shared_ptr<host::HostKernel>> kernels;
+        for (int i = 0; i < 5; ++i)
+            kernels.push_back(tests::compile(tests::makeOneDimensional(body)));
+        EXPECT_GT(countMappings("x"), before);
+        EXPECT_EQ(countMappings("wx"), 0);
+        std::vector<std::uint32_t> out(1);
+        kernels.back()->run(tests::bind(out), {}, {});
+        EXPECT_EQ(countMappings("wx"), 0);
+    }
+    EXPECT_EQ(countMappings("x"), before);
+}
+
+TEST(MachineCodeTests, LargeCopiesCallTheList) {
+    const auto compiled = tests::compile(tests::makeOneDimensional(R"(
+        %from = getelementptr i8, ptr %out, i64 8192
+        call void @llvm.memcpy.p0.p0.i64(ptr align 4 %out, ptr align 4 %from, i64 8192, i1 false)
+        ret void)",
+                                                                   R"(
+        declare void @llvm.memcpy.p0.p0.i64(ptr, ptr, i64, i1))"));
+    ASSERT_TRUE(compiled);
+    std::vector<std::uint32_t> out(4096);
+    std::iota(out.begin(), out.end(), 0u);
+    compiled->run(tests::bind(out), {}, {});
+    EXPECT_EQ(out[0], 2048u);
+    EXPECT_EQ(out[2047], 4095u);
+}
+
+TEST(MachineCodeTests, SeveralThreadsMayCompileAndRunAtOnce) {
+    const kernel::Program program = tests::makeOneDimensional(R"(
+        %place = getelementptr i32, ptr %out, i32 %x
+        store i32 %x, ptr %place
+        ret void)");
+    std::vector<std::jthread> threads;
+    std::atomic<int> right = 0;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            const auto compiled = tests::compile(program);
+            std::vector<std::uint32_t> out(10'000);
+            std::vector<std::uint32_t> expected(10'000);
+            std::iota(expected.begin(), expected.end(), 0u);
+            compiled->run(tests::bind(out), {10'000, 1, 1}, {1, 1, 1});
+            right += out == expected;
+        });
+    threads.clear();
+    EXPECT_EQ(right, 4);
+}
+
+} // namespace

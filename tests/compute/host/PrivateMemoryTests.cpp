@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Variables of a thread: what a wrong index reaches, and what was never written.
+#include "tests/compute/host/CompiledText.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+/// Runs a body that reads the index %i (i32) from out[0] and leaves its result in out[1]. Before
+/// and after, a second variable of the kernel is checked: out[2] becomes 7 when it kept its
+/// content.
+std::uint32_t runWithIndex(const std::string& body, std::int32_t index,
+                           const std::string& declarations = {}) {
+    const auto compiled = tests::compile(tests::makeOneDimensional(R"(
+        %guard = alloca [4 x i32]
+        %a = alloca [8 x i32]
+        %guard2 = alloca [4 x i32]
+        %zero = load i32, ptr %out
+        %g1 = getelementptr [4 x i32], ptr %guard, i32 0, i32 3
+        %g2 = getelementptr [4 x i32], ptr %guard2, i32 0, i32 0
+        store volatile i32 3, ptr %g1
+        store volatile i32 4, ptr %g2
+        %i = load i32, ptr %out
+        %o1 = getelementptr i32, ptr %out, i64 1
+        %o2 = getelementptr i32, ptr %out, i64 2
+    )" + body + R"(
+        %s1 = load volatile i32, ptr %g1
+        %s2 = load volatile i32, ptr %g2
+        %sum = add i32 %s1, %s2
+        store i32 %sum, ptr %o2
+        ret void)",
+                                                                   declarations));
+    if (!compiled)
+        return ~0u;
+    std::vector<std::uint32_t> out = {static_cast<std::uint32_t>(index), 999, 0};
+    compiled->run(tests::bind(out), {}, {});
+    EXPECT_EQ(out[2], 7u) << "another variable was overwritten by index " << index;
+    return out[1];
+}
+
+const char* arrayIndex = R"(
+    %p = getelementptr inbounds [8 x i32], ptr %a, i32 0, i32 %i
+    store i32 55, ptr %p
+    %last = getelementptr [8 x i32], ptr %a, i32 0, i32 7
+    %r = load i32, ptr %last
+    store i32 %r, ptr %o1)";
+
+const char* pointerArithmetic = R"(
+    %p = getelementptr inbounds i32, ptr %a, i32 %i
+    %q = getelementptr inbounds i32, ptr %p, i64 1
+    store i32 55, ptr %q
+    %last = getelementptr [8 x i32], ptr %a, i32 0, i32 7
+    %r = load i32, ptr %last
+    store i32 %r, ptr %o1)";
+
+TEST(PrivateMemoryTests, IndicesStayInsideTheirArray) {
+    for (const std::int32_t wrong : {8, 9, 100, 1'000'000, -1, -2, -1'000'000}) {
+        EXPECT_EQ(runWithIndex(arrayIndex, wrong), 55u) << wrong;
+        if (wrong != -1)
+            EXPECT_EQ(runWithIndex(pointerArithmetic, wrong), 55u) << wrong;
+    }
+    EXPECT_EQ(runWithIndex(arrayIndex, 3), 0u);
+    EXPECT_EQ(runWithIndex(arrayIndex, 7), 55u);
+    EXPECT_EQ(runWithIndex(pointerArithmetic, 6), 55u);
+    EXPECT_EQ(runWithIndex(pointerArithmetic, -1), 0u) << "the first element";
+}
+
+TEST(PrivateMemoryTests, ConstantIndicesOutsideReadZeroAndWriteNothing) {
+    EXPECT_EQ(runWithIndex(R"(
+        %p = getelementptr inbounds [8 x i32], ptr %a, i32 0, i32 12
+        store i32 55, ptr %p
+        %r = load i32, ptr %p
+        store i32 %r, ptr %o1)",
+                           0),
+              0u);
+}
+
+TEST(PrivateMemoryTests, PointersThatWalkOrDifferByPath) {
+    // p walks from the array's start in steps of one; what lies past the end is left alone.
+    const char* walk = R"(
+        br label %loop
+    loop:
+        %p = phi ptr [ %a, %0 ], [ %next, %loop ]
+        %n = phi i32 [ 0, %0 ], [ %m, %loop ]
+        store i32 %n, ptr %p
+        %next = getelementptr inbounds i32, ptr %p, i64 1
+        %m = add i32 %n, 1
+        %c = icmp slt i32 %m, %i
+        br i1 %c, label %loop, label %done
+    done:
+        %last = getelementptr [8 x i32], ptr %a, i32 0, i32 7
+        %r = load i32, ptr %last
+        store i32 %r, ptr %o1)";
+    EXPECT_EQ(runWithIndex(walk, 8), 7u);
+    EXPECT_EQ(runWithIndex(walk, 5000), 7u);
+    // One of two arrays, or the buffer itself.
+    const char* either = R"(
+        %b = alloca [2 x i32]
+        %c1 = icmp sgt i32 %i, 1000
+        %c2 = icmp sgt i32 %i, 5
+        %s1 = select i1 %c1, ptr %b, ptr %a
+        %s3 = select i1 %c2, ptr %s1, ptr %o1
+        %j = sub i32 %i, 1
+        %p = getelementptr i32, ptr %s3, i32 %j
+        store i32 55, ptr %p
+        %last = getelementptr [8 x i32], ptr %a, i32 0, i32 7
+        %r = load i32, ptr %last
+        %old = load i32, ptr %o1
+        %both = mul i32 %r, 100
+        %t = add i32 %old, %both
+        store i32 %t, ptr %o1)";
+    std::string text = either;
+    for (std::size_t at = 0; (at = text.find("%s1", at)) != std::string::npos; at += 5)
+        text.replace(at, 3, "%sel1");
+    EXPECT_EQ(runWithIndex(text, 8), 999u + 5500u);
+    EXPECT_EQ(runWithIndex(text, 9), 999u);
+    EXPECT_EQ(runWithIndex(text, 5000), 999u);
+    EXPECT_EQ(runWithIndex(text, 1), 55u) << "the buffer is reached as ever";
+}
+
+TEST(PrivateMemoryTests, ConstantTablesAreBoundedToo) {
+    EXPECT_EQ(runWithIndex(R"(
+        %p = getelementptr inbounds [4 x i32], ptr @table, i32 0, i32 %i
+        %r = load i32, ptr %p
+        store i32 %r, ptr %o1)",
+                           1'000'000,
+                           "@table = internal constant [4 x i32] [i32 1, i32 2, i32 3, i32 4]"),
+              4u);
+}
+
+TEST(PrivateMemoryTests, WhatWasNeverWrittenIsZero) {
+    // The branch on an unwritten variable must choose one way, and the same for all uses.
+    EXPECT_EQ(runWithIndex(R"(
+        %flag = alloca i32
+        %v = load i32, ptr %flag
+        %c = icmp eq i32 %v, 0
+        br i1 %c, label %zero_, label %other
+    zero_:
+        br label %join
+    other:
+        br label %join
+    join:
+        %s = phi i32 [ 10, %zero_ ], [ 20, %other ]
+        %p = getelementptr [8 x i32], ptr %a, i32 0, i32 %i
+        %e = load i32, ptr %p
+        %r = add i32 %s, %e
+        store i32 %r, ptr %o1)",
+                           5),
+              10u);
+}
+
+} // namespace
