@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "gpu/Device.h"
+
+#include "gpu/host/HostDevice.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+namespace gpu {
+
+std::shared_ptr<Device> Device::systemDefault() {
+    const char* variable = std::getenv("SL42_DEVICE");
+    const std::string_view choice = variable != nullptr ? variable : "";
+    if (choice.empty() || choice == "host")
+        return host::HostDevice::create();
+    if (choice == "vulkan")
+        std::fputs("The Vulkan device is not built in; SL42_DEVICE=host is\n", stderr);
+    else
+        std::fputs("SL42_DEVICE names no device; choose host\n", stderr);
+    return nullptr;
+}
+
+} // namespace gpu

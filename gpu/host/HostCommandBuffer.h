@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Command buffers and queues of the host device.
+#pragma once
+
+#include "gpu/host/Job.h"
+
+#include <condition_variable>
+#include <mutex>
+
+namespace gpu::host {
+
+class ServiceClient;
+
+class HostCommandBuffer final : public CommandBuffer,
+                                public std::enable_shared_from_this<HostCommandBuffer> {
+public:
+    explicit HostCommandBuffer(std::shared_ptr<ServiceClient> client);
+
+    void setLabel(std::string label) override { m_job->label = std::move(label); }
+    const std::string& label() const override { return m_job->label; }
+    std::shared_ptr<ComputeCommandEncoder> makeComputeCommandEncoder() override;
+    std::shared_ptr<BlitCommandEncoder> makeBlitCommandEncoder() override;
+    void present(std::shared_ptr<Drawable> drawable) override;
+    void addCompletedHandler(std::function<void(CommandBuffer&)> handler) override;
+    void commit() override;
+    void waitUntilCompleted() override;
+    CommandBufferStatus status() const override;
+    std::optional<CommandBufferError> error() const override;
+    double milliseconds() const override;
+
+    // For the encoders.
+
+    /// Adds a command unless an earlier one was faulty. `pipeline` is null for a blit.
+    void record(compute::protocol::Command command, std::shared_ptr<Pipeline> pipeline);
+    /// Keeps it alive, and has the service know of it, for the commands that use it.
+    void use(const std::shared_ptr<Registration>& registration);
+    /// Nothing more is recorded; the command buffer will end with this error.
+    void refuse(const std::string& what);
+    void encoderEnded() { m_encoderOpen = false; }
+
+private:
+    void complete(Outcome outcome);
+    void trace() const;
+
+    std::shared_ptr<ServiceClient> m_client;
+    std::shared_ptr<Job> m_job;
+    std::vector<std::function<void(CommandBuffer&)>> m_handlers;
+    std::vector<std::shared_ptr<Drawable>> m_drawables;
+    bool m_encoderOpen = false;
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_finished;
+    CommandBufferStatus m_status = CommandBufferStatus::NotCommitted;
+    bool m_handlersDone = false;
+    Outcome m_outcome;
+};
+
+class HostCommandQueue final : public CommandQueue {
+public:
+    explicit HostCommandQueue(std::shared_ptr<ServiceClient> client)
+        : m_client(std::move(client)) {}
+
+    std::shared_ptr<CommandBuffer> makeCommandBuffer() override;
+
+private:
+    std::shared_ptr<ServiceClient> m_client;
+};
+
+} // namespace gpu::host

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The device that is always there: this machine's processor, by way of the compute service.
+#pragma once
+
+#include "gpu/Device.h"
+#include "gpu/host/Programs.h"
+#include "gpu/host/ResultCache.h"
+
+namespace gpu::host {
+
+class ServiceClient;
+
+class HostDevice final : public Device {
+public:
+    /// Returns before the service is ready.
+    static std::shared_ptr<HostDevice> create();
+    /// With another service program; for tests.
+    static std::shared_ptr<HostDevice> create(const std::string& serviceExecutable);
+    ~HostDevice() override;
+
+    std::string name() const override;
+    std::shared_ptr<CommandQueue> makeCommandQueue() override;
+    std::shared_ptr<Buffer> makeBuffer(std::size_t length, StorageMode mode) override;
+    std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor) override;
+    std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor,
+                                         std::shared_ptr<platform::SharedMemory> memory,
+                                         std::size_t offset, std::size_t bytesPerRow) override;
+    Result<std::shared_ptr<Library>> makeLibrary(std::string_view source) override;
+    Result<std::shared_ptr<ComputePipelineState>>
+    makeComputePipelineState(const std::shared_ptr<Function>& function) override;
+    void setTimeLimit(std::chrono::milliseconds limit) override;
+
+private:
+    struct PipelineKey {
+        std::shared_ptr<Program> program;
+        std::string function;
+        std::vector<std::byte> constants;
+        bool operator==(const PipelineKey&) const = default;
+    };
+
+    explicit HostDevice(std::shared_ptr<ServiceClient> client);
+
+    std::shared_ptr<ServiceClient> m_client;
+    ResultCache<std::string, std::shared_ptr<Program>> m_programs;
+    ResultCache<PipelineKey, std::shared_ptr<Pipeline>> m_pipelines;
+};
+
+} // namespace gpu::host

@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "gpu/host/HostEncoders.h"
+
+namespace gpu::host {
+
+namespace protocol = compute::protocol;
+static_assert(maxBuffers <= protocol::maxBindings && maxTextures <= protocol::maxBindings);
+
+namespace {
+
+std::string labelled(const std::string& label, const std::string& what) {
+    return label.empty() ? what : label + ": " + what;
+}
+
+bool isInside(const HostBuffer& buffer, std::size_t offset, std::size_t length) {
+    return offset <= buffer.length() && length <= buffer.length() - offset;
+}
+
+protocol::Extent wireExtent(Size3 size) {
+    return {size.width, size.height, size.depth};
+}
+
+bool isEmpty(Size3 size) {
+    return size.width == 0 || size.height == 0 || size.depth == 0;
+}
+
+} // namespace
+
+// ---- kernels ------------------------------------------------------------------------------------
+
+void HostComputeEncoder::refuse(const std::string& what) {
+    if (m_commandBuffer)
+        m_commandBuffer->refuse(labelled(m_label, what));
+}
+
+void HostComputeEncoder::setComputePipelineState(std::shared_ptr<ComputePipelineState> pipeline) {
+    m_pipeline = std::dynamic_pointer_cast<HostPipelineState>(std::move(pipeline));
+}
+
+void HostComputeEncoder::setBuffer(std::shared_ptr<Buffer> buffer, std::size_t offset,
+                                   std::uint32_t index) {
+    if (index >= maxBuffers)
+        return refuse("there is no buffer index " + std::to_string(index));
+    BufferSlot& slot = m_buffers[index];
+    slot.buffer = std::dynamic_pointer_cast<HostBuffer>(std::move(buffer));
+    slot.offset = offset;
+    slot.bytes.clear();
+}
+
+void HostComputeEncoder::setBuffers(std::span<const std::shared_ptr<Buffer>> buffers,
+                                    std::uint32_t firstIndex) {
+    for (std::size_t i = 0; i < buffers.size(); ++i)
+        setBuffer(buffers[i], 0, firstIndex + static_cast<std::uint32_t>(i));
+}
+
+void HostComputeEncoder::setBytes(std::span<const std::byte> bytes, std::uint32_t index) {
+    if (index >= maxBuffers)
+        return refuse("there is no buffer index " + std::to_string(index));
+    if (bytes.empty() || bytes.size() > protocol::maxInlineBytes)
+        return refuse("cannot pass " + std::to_string(bytes.size()) + " bytes by value");
+    BufferSlot& slot = m_buffers[index];
+    slot.buffer.reset();
+    slot.bytes.assign(bytes.begin(), bytes.end());
+}
+
+void HostComputeEncoder::setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) {
+    if (index >= maxTextures)
+        return refuse("there is no texture index " + std::to_string(index));
+    m_textures[index] = std::dynamic_pointer_cast<HostTexture>(std::move(texture));
+}
+
+void HostComputeEncoder::dispatchThreads(Size3 threads, Size3 threadsPerThreadgroup) {
+    if (!m_commandBuffer)
+        return;
+    if (!m_pipeline)
+        return refuse("dispatch without a pipeline");
+    if (isEmpty(threadsPerThreadgroup))
+        return refuse("kernel '" + m_pipeline->functionName() + "' has empty thread groups");
+    if (isEmpty(threads))
+        return;
+    const auto& pipeline = m_pipeline->pipeline();
+    protocol::Dispatch dispatch;
+    dispatch.pipeline = pipeline->id;
+    dispatch.threads = wireExtent(threads);
+    dispatch.threadsPerThreadgroup = wireExtent(threadsPerThreadgroup);
+    for (const protocol::Parameter& parameter : pipeline->parameters)
+        if (!bind(parameter, dispatch))
+            return;
+    m_commandBuffer->record(std::move(dispatch), pipeline);
+}
+
+bool HostComputeEncoder::bind(const protocol::Parameter& parameter, protocol::Dispatch& dispatch) {
+    const char* kind = "";
+    switch (parameter.kind) {
+    case protocol::ParameterKind::BuiltIn:
+        return true;
+    case protocol::ParameterKind::Buffer:
+        if (bindBuffer(parameter.index, dispatch))
+            return true;
+        kind = "buffer";
+        break;
+    case protocol::ParameterKind::Texture:
+        if (bindTexture(parameter.index, dispatch))
+            return true;
+        kind = "texture";
+        break;
+    case protocol::ParameterKind::Sampler:
+        kind = "sampler"; // there is no way to bind one
+        break;
+    }
+    refuse("kernel '" + m_pipeline->functionName() + "' needs " + kind + " " +
+           std::to_string(parameter.index) + " ('" + parameter.name +
+           "'), which is not bound or does not fit");
+    return false;
+}
+
+bool HostComputeEncoder::bindBuffer(std::uint32_t index, protocol::Dispatch& dispatch) {
+    const BufferSlot& slot = m_buffers[index];
+    if (!slot.bytes.empty()) {
+        protocol::InlineBinding binding{index, {}};
+        binding.bytes.assign(slot.bytes.begin(), slot.bytes.end());
+        dispatch.inlineBytes.push_back(std::move(binding));
+        return true;
+    }
+    if (!slot.buffer || !isInside(*slot.buffer, slot.offset, 1))
+        return false;
+    dispatch.buffers.push_back({index, slot.buffer->id(), slot.offset});
+    m_commandBuffer->use(slot.buffer->registration());
+    return true;
+}
+
+bool HostComputeEncoder::bindTexture(std::uint32_t index, protocol::Dispatch& dispatch) {
+    const auto& texture = m_textures[index];
+    if (!texture)
+        return false;
+    dispatch.textures.push_back({index, texture->id()});
+    m_commandBuffer->use(texture->registration());
+    return true;
+}
+
+void HostComputeEncoder::endEncoding() {
+    if (const auto commandBuffer = std::move(m_commandBuffer))
+        commandBuffer->encoderEnded();
+}
+
+// ---- blits --------------------------------------------------------------------------------------
+
+void HostBlitEncoder::refuse(const std::string& what) {
+    if (m_commandBuffer)
+        m_commandBuffer->refuse(labelled(m_label, what));
+}
+
+void HostBlitEncoder::fill(std::shared_ptr<Buffer> buffer, Range range, std::uint8_t value) {
+    const auto target = std::dynamic_pointer_cast<HostBuffer>(std::move(buffer));
+    if (!target || !isInside(*target, range.offset, range.length))
+        return refuse("fill outside a buffer");
+    if (!m_commandBuffer || range.length == 0)
+        return;
+    m_commandBuffer->use(target->registration());
+    m_commandBuffer->record(protocol::Fill{target->id(), range.offset, range.length, value},
+                            nullptr);
+}
+
+void HostBlitEncoder::copy(std::shared_ptr<Buffer> source, std::size_t sourceOffset,
+                           std::shared_ptr<Buffer> destination, std::size_t destinationOffset,
+                           std::size_t length) {
+    const auto from = std::dynamic_pointer_cast<HostBuffer>(std::move(source));
+    const auto to = std::dynamic_pointer_cast<HostBuffer>(std::move(destination));
+    if (!from || !to || !isInside(*from, sourceOffset, length) ||
+        !isInside(*to, destinationOffset, length))
+        return refuse("copy outside a buffer");
+    if (!m_commandBuffer || length == 0)
+        return;
+    m_commandBuffer->use(from->registration());
+    m_commandBuffer->use(to->registration());
+    m_commandBuffer->record(
+        protocol::Copy{from->id(), sourceOffset, to->id(), destinationOffset, length}, nullptr);
+}
+
+void HostBlitEncoder::generateMipmaps(std::shared_ptr<Texture> texture) {
+    const auto target = std::dynamic_pointer_cast<HostTexture>(std::move(texture));
+    if (!target)
+        return refuse("mipmaps of no texture");
+    if (!m_commandBuffer)
+        return;
+    m_commandBuffer->use(target->registration());
+    m_commandBuffer->record(protocol::GenerateMipmaps{target->id()}, nullptr);
+}
+
+void HostBlitEncoder::endEncoding() {
+    if (const auto commandBuffer = std::move(m_commandBuffer))
+        commandBuffer->encoderEnded();
+}
+
+} // namespace gpu::host

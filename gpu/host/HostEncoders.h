@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Encoders check their commands at once and record them as messages for the service.
+#pragma once
+
+#include "gpu/host/HostBuffer.h"
+#include "gpu/host/HostCommandBuffer.h"
+#include "gpu/host/HostLibrary.h"
+#include "gpu/host/HostTexture.h"
+
+#include <array>
+
+namespace gpu::host {
+
+class HostComputeEncoder final : public ComputeCommandEncoder {
+public:
+    explicit HostComputeEncoder(std::shared_ptr<HostCommandBuffer> commandBuffer)
+        : m_commandBuffer(std::move(commandBuffer)) {}
+    ~HostComputeEncoder() override { endEncoding(); }
+
+    void setLabel(std::string label) override { m_label = std::move(label); }
+    void setComputePipelineState(std::shared_ptr<ComputePipelineState> pipeline) override;
+    void setBuffer(std::shared_ptr<Buffer> buffer, std::size_t offset,
+                   std::uint32_t index) override;
+    void setBuffers(std::span<const std::shared_ptr<Buffer>> buffers,
+                    std::uint32_t firstIndex) override;
+    void setBytes(std::span<const std::byte> bytes, std::uint32_t index) override;
+    void setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) override;
+    void dispatchThreads(Size3 threads, Size3 threadsPerThreadgroup) override;
+    void endEncoding() override;
+
+private:
+    /// Either a buffer or bytes by value; nothing when both are empty.
+    struct BufferSlot {
+        std::shared_ptr<HostBuffer> buffer;
+        std::size_t offset = 0;
+        std::vector<std::byte> bytes;
+    };
+
+    void refuse(const std::string& what);
+    /// False, and the command buffer refused, when something is missing.
+    bool bind(const compute::protocol::Parameter& parameter, compute::protocol::Dispatch& dispatch);
+    bool bindBuffer(std::uint32_t index, compute::protocol::Dispatch& dispatch);
+    bool bindTexture(std::uint32_t index, compute::protocol::Dispatch& dispatch);
+
+    std::shared_ptr<HostCommandBuffer> m_commandBuffer; ///< null once ended
+    std::string m_label;
+    std::shared_ptr<HostPipelineState> m_pipeline;
+    std::array<BufferSlot, maxBuffers> m_buffers;
+    std::array<std::shared_ptr<HostTexture>, maxTextures> m_textures;
+};
+
+class HostBlitEncoder final : public BlitCommandEncoder {
+public:
+    explicit HostBlitEncoder(std::shared_ptr<HostCommandBuffer> commandBuffer)
+        : m_commandBuffer(std::move(commandBuffer)) {}
+    ~HostBlitEncoder() override { endEncoding(); }
+
+    void setLabel(std::string label) override { m_label = std::move(label); }
+    void fill(std::shared_ptr<Buffer> buffer, Range range, std::uint8_t value) override;
+    void copy(std::shared_ptr<Buffer> source, std::size_t sourceOffset,
+              std::shared_ptr<Buffer> destination, std::size_t destinationOffset,
+              std::size_t length) override;
+    void generateMipmaps(std::shared_ptr<Texture> texture) override;
+    void endEncoding() override;
+
+private:
+    void refuse(const std::string& what);
+
+    std::shared_ptr<HostCommandBuffer> m_commandBuffer; ///< null once ended
+    std::string m_label;
+};
+
+} // namespace gpu::host

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A committed command buffer on its way through the service.
+#pragma once
+
+#include "gpu/CommandBuffer.h"
+#include "gpu/host/Programs.h"
+#include "gpu/host/Registration.h"
+#include "gpu/host/ServiceProcess.h"
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace gpu::host {
+
+struct Outcome {
+    std::optional<CommandBufferError> error;
+    double milliseconds = 0;
+};
+
+struct Job {
+    std::string label;
+    compute::protocol::RunCommands message;
+    /// One for each command; null for blits.
+    std::vector<std::shared_ptr<Pipeline>> pipelines;
+    /// Everything that the commands refer to.
+    std::vector<std::shared_ptr<Registration>> registrations;
+    /// Found while recording; the commands before it are carried out.
+    std::optional<CommandBufferError> recordingError;
+    /// Called once, on the callback thread.
+    std::function<void(Outcome)> completed;
+    /// For each command that was sent, its index in `message`; empty when all were.
+    std::vector<std::uint32_t> sentCommands;
+    unsigned timesSent = 0;
+
+    bool usesStoppedPipeline() const;
+    /// The message without the dispatches of stopped pipelines. Sets sentCommands.
+    compute::protocol::RunCommands messageWithoutStopped();
+    /// The pipeline of the command that the service says it was at; null for a blit or nonsense.
+    std::shared_ptr<Pipeline> pipelineAt(std::uint32_t sentCommand) const;
+    /// Null when it consists of blits.
+    std::shared_ptr<Pipeline> firstPipeline() const;
+    /// Its label, for messages.
+    std::string displayName() const { return label.empty() ? "Command buffer" : label; }
+};
+
+/// The error of a job that succeeded as far as the service is concerned.
+std::optional<CommandBufferError> errorAfterSuccess(const Job& job);
+
+CommandBufferError timeLimitError(const Job& job, const Pipeline* pipeline,
+                                  std::chrono::milliseconds limit);
+CommandBufferError faultError(const Job& job, const Pipeline* pipeline,
+                              compute::protocol::FaultKind kind);
+CommandBufferError serviceLostError(const Job& job, const std::string& reason);
+
+} // namespace gpu::host

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The console's side of the compute service: starts it, sends it work, checks what it says,
+// watches the clock, and when it ends for whatever reason, finds out what was to blame, starts it
+// again and goes on with everything that was not.
+#pragma once
+
+#include "gpu/host/CallbackThread.h"
+#include "gpu/host/Job.h"
+
+#include <deque>
+#include <future>
+#include <mutex>
+#include <thread>
+
+namespace gpu::host {
+
+/// Thread-safe. No call waits for the service except ask().
+class ServiceClient : public std::enable_shared_from_this<ServiceClient> {
+public:
+    using Release =
+        std::variant<compute::protocol::ReleaseBuffer, compute::protocol::ReleaseTexture,
+                     compute::protocol::ReleaseLibrary, compute::protocol::ReleasePipeline>;
+
+    /// Returns at once; the service warms up meanwhile.
+    static std::shared_ptr<ServiceClient> start(std::string executable);
+    /// Ends the service and the threads; whatever is unfinished fails. To be called once before
+    /// the last reference goes.
+    void stop();
+
+    /// Ids are not used twice, whatever they stand for.
+    std::uint64_t newId() { return ++m_lastId; }
+    void submit(std::shared_ptr<Job> job);
+    std::size_t unfinishedJobs() const;
+    /// The service may forget something that no unfinished job uses.
+    void release(const Release& release);
+    void setTimeLimit(std::chrono::milliseconds limit);
+
+    // Each waits for the compiler's answer. The error is the compiler's or says that the service
+    // could not give one.
+    Result<void> compile(const std::shared_ptr<Program>& program);
+    Result<void> check(const std::shared_ptr<Program>& program, const std::string& function,
+                       const compute::protocol::Constants& constants);
+    Result<void> build(const std::shared_ptr<Pipeline>& pipeline);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    using Question =
+        std::variant<compute::protocol::CompileLibrary, compute::protocol::CheckFunction,
+                     compute::protocol::MakePipeline>;
+    using Answer =
+        std::variant<compute::protocol::LibraryCompiled, compute::protocol::FunctionChecked,
+                     compute::protocol::PipelineMade>;
+
+    /// Something that the compiler has been or will be asked.
+    struct Request {
+        compute::protocol::RequestId id;
+        Question question;
+        std::shared_ptr<Program> program;
+        /// The one that is being built, or for which the program is compiled again.
+        std::shared_ptr<Pipeline> pipeline;
+        /// Somebody waits for the answer; otherwise it restores what a lost service had.
+        bool awaited = false;
+        std::promise<Result<Answer>> answer;
+        unsigned timesSent = 0;
+        bool sent = false;
+    };
+    enum class Death : std::uint8_t {
+        Ended,
+        Nonsense,
+        JobTimeLimit,
+        CompileTimeLimit,
+        StartTimeLimit
+    };
+
+    ServiceClient(std::string executable, platform::FileDescriptor wakeUp)
+        : m_executable(std::move(executable)), m_wakeUp(std::move(wakeUp)) {}
+
+    Result<Answer> ask(Question question, std::shared_ptr<Program> program,
+                       std::shared_ptr<Pipeline> pipeline);
+    void wake();
+
+    // All below: on the watching thread, or under the lock, or both.
+    using Lock = std::unique_lock<std::mutex>;
+    void watch();
+    void startService(Lock& lock);
+    void watchOnce(Lock& lock);
+    struct Deadline {
+        Clock::time_point time;
+        Death death; ///< what it means to miss it
+    };
+    std::optional<Deadline> nextDeadline() const;
+    std::optional<Death> receiveReplies(Lock& lock);
+    // False when the reply makes no sense.
+    bool handle(const compute::protocol::Ready& ready);
+    bool handle(const compute::protocol::JobDone& done);
+    template <class T>
+    bool handle(const T& answer);
+
+    void bury(Death death, Lock& lock);
+    void blameRequest(Death death, const LastWords& words);
+    void blameJob(Death death, const LastWords& words);
+    void keepRequests();
+    void runWasUseless(const std::string& reason);
+    void giveUp(const std::string& reason);
+    void failRequest(Request& request, const std::string& message);
+    void completeFirstJob(Outcome outcome);
+
+    void pump();
+    void sendReleases();
+    void sendRequests();
+    void sendRequest(const std::shared_ptr<Request>& request);
+    std::shared_ptr<Request> restoringRequest(Question question, std::shared_ptr<Program> program,
+                                              std::shared_ptr<Pipeline> pipeline);
+    void sendJobs();
+    bool restorePipelines(const Job& job);
+    void announce(Registration& registration);
+    template <class T>
+    void send(const T& message, int descriptor = -1);
+
+    const std::string m_executable;
+    const platform::FileDescriptor m_wakeUp;
+    std::atomic<std::uint64_t> m_lastId = 0;
+    CallbackThread m_callbacks;
+    std::thread m_watcher;
+
+    mutable std::mutex m_mutex;
+    std::unique_ptr<ServiceProcess> m_process; ///< null between two runs
+    std::uint64_t m_run = 0;                   ///< counts the runs of the service
+    bool m_ready = false;
+    bool m_sendFailed = false;
+    bool m_stopping = false;
+    bool m_sleeping = false; ///< the watching thread waits without a deadline
+    /// Runs in a row that ended before they were of any use.
+    unsigned m_failedRuns = 0;
+    /// Set when it has been given up.
+    std::optional<std::string> m_brokenReason;
+    Clock::time_point m_startedAt;
+    std::chrono::milliseconds m_timeLimit{2000};
+
+    std::deque<std::shared_ptr<Job>> m_jobs;
+    std::size_t m_sentJobs = 0; ///< the first so many are with the service
+    Clock::time_point m_firstJobSince;
+    std::deque<std::shared_ptr<Request>> m_requests;
+    Clock::time_point m_compilingSince;
+    std::vector<std::byte> m_bytes;
+
+    /// Apart from the other state, since the last reference to something may go under its lock.
+    std::mutex m_releaseMutex;
+    std::vector<Release> m_releases;
+};
+
+} // namespace gpu::host

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// One run of the compute service: the child process, the socket to it and its status page.
+#pragma once
+
+#include "compute/protocol/Channel.h"
+#include "compute/protocol/StatusPage.h"
+#include "platform/base/SharedMemory.h"
+
+#include <memory>
+#include <string>
+#include <sys/types.h>
+
+namespace gpu::host {
+
+/// What the service claims to have been doing when it ended. Nothing of it has been checked.
+struct LastWords {
+    std::uint64_t job = 0;
+    std::uint32_t command = 0;
+    std::uint64_t request = 0;
+    std::uint32_t faultKind = 0;
+    std::uint32_t faultPlace = 0;
+};
+
+/// Killed on destruction.
+class ServiceProcess {
+public:
+    /// $SL42_COMPUTE, or else the program beside this one, or else the installed one.
+    static std::string findExecutable();
+
+    /// Must be called on a thread that lives as long as the process shall: the kernel ends it
+    /// together with that thread.
+    static platform::Result<std::unique_ptr<ServiceProcess>> start(const std::string& executable);
+    ~ServiceProcess();
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+    compute::protocol::Channel& channel() { return m_channel; }
+    /// Kills the process and waits until it is gone.
+    void end();
+    LastWords lastWords() const;
+
+private:
+    ServiceProcess(platform::FileDescriptor socket, std::shared_ptr<platform::SharedMemory> page,
+                   pid_t pid);
+
+    compute::protocol::Channel m_channel;
+    std::shared_ptr<platform::SharedMemory> m_page;
+    pid_t m_pid;
+};
+
+} // namespace gpu::host
