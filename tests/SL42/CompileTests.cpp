@@ -67,6 +67,8 @@ TEST_F(CompileTest, LogsEveryOutcome) {
         EXPECT_EQ(engine->hasError().get(), hasError) << source;
         EXPECT_EQ(lines.back(), "Error: " + expected);
     }
+    EXPECT_EQ(linesEqual("no pipeline for processor"), 1);
+    EXPECT_EQ(linesEqual("no pipeline for video"), 1);
 }
 
 TEST_F(CompileTest, PrintsWhatItDoes) {
