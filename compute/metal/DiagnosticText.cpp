@@ -8,6 +8,7 @@
 #include <clang/AST/ASTDiagnostic.h>
 #include <clang/Basic/DiagnosticIDs.h>
 #include <clang/Basic/DiagnosticOptions.h>
+#include <clang/Basic/DiagnosticParse.h>
 #include <clang/Basic/DiagnosticSema.h>
 #include <clang/Basic/SourceManager.h>
 #include <clang/Sema/Sema.h>
@@ -48,6 +49,12 @@ bool isCandidateNote(unsigned id) {
     }
 }
 
+/// Notes that name an option of the compiler's command line, which nobody here can set.
+bool isOptionNote(unsigned id) {
+    return id == clang::diag::note_bracket_depth ||
+           id == clang::diag::note_template_recursion_depth;
+}
+
 bool isInProgram(const clang::SourceManager& sources, clang::SourceLocation location) {
     return location.isValid() &&
            sources.getFileID(sources.getSpellingLoc(location)) == sources.getMainFileID();
@@ -84,6 +91,7 @@ DiagnosticText::DiagnosticText(Reader reader)
     : m_reader(reader), m_options(new clang::DiagnosticOptions) {
     m_options->ShowColors = false;
     m_options->ShowFixits = false;
+    m_options->ShowPresumedLoc = true;
     m_options->MacroBacktraceLimit = 4;
     m_options->SnippetLineLimit = 1;
 }
@@ -133,7 +141,7 @@ bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
         return false;
     if (level == Level::Note)
         return !m_lastWasDropped && !isCandidateNote(diagnostic.getID()) &&
-               diagnostic.hasSourceManager() &&
+               !isOptionNote(diagnostic.getID()) && diagnostic.hasSourceManager() &&
                isInProgram(diagnostic.getSourceManager(), diagnostic.getLocation()) &&
                location.isValid();
     if (level >= Level::Error && location.isValid() && location == m_lastError)

@@ -2,6 +2,9 @@
 // Part of Starloom 42.
 #include "compute/metal/InputLimits.h"
 
+#include "compute/metal/NestingGauge.h"
+
+#include <clang/Basic/DiagnosticLex.h>
 #include <clang/Lex/MacroArgs.h>
 #include <clang/Lex/MacroInfo.h>
 #include <clang/Lex/PPCallbacks.h>
@@ -9,7 +12,9 @@
 #include <clang/Sema/Sema.h>
 #include <clang/Sema/TemplateInstCallback.h>
 
+#include <algorithm>
 #include <chrono>
+#include <string>
 #include <vector>
 
 namespace compute::metal {
@@ -18,88 +23,17 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t mostTokens = 4'000'000;
-constexpr std::size_t mostMacroTokens = 4'000'000;
-constexpr std::size_t mostTemplates = 200'000;
-constexpr auto longestTime = std::chrono::seconds(8);
+constexpr double mostMacroTokens = 4'000'000;
+constexpr std::size_t mostTemplates = 100'000;
+constexpr auto longestTime = std::chrono::seconds(5);
 
-/// The parser and code generation recurse once for each operator of an expression and each branch
-/// of an else-if chain. These depths fit the stack that a compilation gets with room to spare.
-constexpr unsigned longestStatement = 16'000;
-constexpr unsigned longestElseChain = 4'000;
-
-/// Measures how deep the parser would have to recurse, from the tokens alone.
-class NestingGauge {
-public:
-    /// False once the text nests too deep.
-    bool accept(const clang::Token& token) {
-        using namespace clang;
-        ++m_sinceBreak;
-        const bool ended = m_previous == tok::semi || m_previous == tok::r_brace;
-        if (token.is(tok::kw_else))
-            ++m_elseChain;
-        else if (ended && token.isNot(tok::r_brace))
-            m_elseChain = 0;
-        trackBrackets(token.getKind());
-        m_previous = token.getKind();
-        return m_sinceBreak <= longestStatement && m_elseChain <= longestElseChain;
-    }
-
-private:
-    enum class Bracket : bool { Block, List };
-
-    void trackBrackets(clang::tok::TokenKind kind) {
-        using namespace clang;
-        if (kind == tok::l_brace) {
-            m_brackets.push_back(opensList() ? Bracket::List : Bracket::Block);
-            m_sinceBreak = 0;
-        } else if (kind == tok::l_paren || kind == tok::l_square) {
-            ++m_parentheses;
-        } else if (kind == tok::r_paren || kind == tok::r_square) {
-            m_parentheses -= m_parentheses > 0 ? 1 : 0;
-        } else if (kind == tok::r_brace) {
-            if (!m_brackets.empty())
-                m_brackets.pop_back();
-            m_sinceBreak = 0;
-        } else if (kind == tok::semi && m_parentheses == 0) {
-            m_sinceBreak = 0;
-        } else if (kind == tok::comma && !m_brackets.empty() &&
-                   m_brackets.back() == Bracket::List) {
-            m_sinceBreak = 0; // the values of a long table stand side by side
-        }
-    }
-
-    /// Whether a brace after the previous token opens a list of values and not a block.
-    bool opensList() const {
-        using namespace clang;
-        switch (m_previous) {
-        case tok::equal:
-        case tok::comma:
-        case tok::l_paren:
-        case tok::r_square:
-        case tok::identifier:
-        case tok::greater:
-        case tok::kw_return:
-            return true;
-        case tok::l_brace:
-            return m_brackets.size() > 1 && m_brackets[m_brackets.size() - 2] == Bracket::List;
-        default:
-            return false;
-        }
-    }
-
-    std::vector<Bracket> m_brackets;
-    unsigned m_parentheses = 0;
-    unsigned m_sinceBreak = 0;
-    unsigned m_elseChain = 0;
-    clang::tok::TokenKind m_previous = clang::tok::unknown;
-};
-
-/// Reports why the compilation ends, as an error after which Clang stops looking further.
+/// Reports why the compilation ends. Clang stops instantiating templates only after an error of its
+/// own that is fatal, so this borrows the one that #error prints.
 void stop(clang::DiagnosticsEngine& diagnostics, clang::SourceLocation location,
           const char* reason) {
-    const unsigned id =
-        diagnostics.getCustomDiagID(clang::DiagnosticsEngine::Fatal, "%0; compilation stopped");
-    diagnostics.Report(location, id) << reason;
+    diagnostics.setSeverity(clang::diag::err_pp_hash_error, clang::diag::Severity::Fatal, {});
+    diagnostics.Report(location, clang::diag::err_pp_hash_error)
+        << (std::string(reason) + "; compilation stopped");
 }
 
 class TokenLimit {
@@ -110,11 +44,11 @@ public:
         if (m_stopped || token.isAnnotation())
             return;
         ++m_tokens;
-        if (!m_nesting.accept(token))
-            end(token, "statement nests too deep");
+        if (const char* fault = m_nesting.accept(token))
+            end(token, fault);
         else if (m_tokens > mostTokens)
             end(token, "program is too large");
-        else if (m_tokens % 256 == 0 && Clock::now() > m_deadline)
+        else if (m_tokens % 16 == 0 && Clock::now() > m_deadline)
             end(token, "program takes too long to compile");
     }
 
@@ -136,6 +70,45 @@ private:
     bool m_stopped = false;
 };
 
+/// How many times over a function-like macro repeats its argument, its own macros included.
+class MacroGrowth {
+public:
+    explicit MacroGrowth(const clang::Preprocessor& preprocessor) : m_preprocessor(preprocessor) {}
+
+    /// The tokens that `tokens` may become, roughly and from above. With `macro`, what counts are
+    /// only the places where its body names a parameter.
+    double estimate(llvm::ArrayRef<clang::Token> tokens, const clang::MacroInfo* macro = nullptr,
+                    unsigned depth = 0) const {
+        std::vector<double> factors{1};
+        double sum = 0;
+        for (std::size_t i = 0; i < tokens.size() && tokens[i].isNot(clang::tok::eof); ++i) {
+            const clang::IdentifierInfo* name = tokens[i].getIdentifierInfo();
+            if (tokens[i].is(clang::tok::l_paren)) {
+                const auto* called = i > 0 ? tokens[i - 1].getIdentifierInfo() : nullptr;
+                factors.push_back(factors.back() * growth(called, depth));
+            } else if (tokens[i].is(clang::tok::r_paren) && factors.size() > 1) {
+                factors.pop_back();
+            } else if (macro == nullptr || (name != nullptr && macro->getParameterNum(name) >= 0)) {
+                sum += factors.back();
+            }
+        }
+        return sum;
+    }
+
+private:
+    static constexpr unsigned deepest = 24;
+
+    double growth(const clang::IdentifierInfo* name, unsigned depth) const {
+        const clang::MacroInfo* macro =
+            name != nullptr ? m_preprocessor.getMacroInfo(name) : nullptr;
+        if (macro == nullptr || !macro->isFunctionLike() || depth >= deepest)
+            return 1;
+        return std::max(1.0, estimate(macro->tokens(), macro, depth + 1));
+    }
+
+    const clang::Preprocessor& m_preprocessor;
+};
+
 /// Counts what macros produce. Beyond the limit every macro becomes empty when it is next met,
 /// which ends even an expansion that would double forever.
 class MacroLimit final : public clang::PPCallbacks {
@@ -145,7 +118,7 @@ public:
     void MacroExpands(const clang::Token& name, const clang::MacroDefinition& definition,
                       clang::SourceRange range, const clang::MacroArgs* arguments) override {
         if (const clang::MacroInfo* macro = definition.getMacroInfo())
-            m_produced += macro->getNumTokens() + 1 + argumentTokens(arguments);
+            m_produced += double(macro->getNumTokens()) + 1 + grown(arguments);
         if (m_produced <= mostMacroTokens)
             return;
         if (!m_stopped)
@@ -156,15 +129,18 @@ public:
     }
 
 private:
-    static std::size_t argumentTokens(const clang::MacroArgs* arguments) {
-        std::size_t sum = 0;
-        for (unsigned i = 0; arguments != nullptr && i < arguments->getNumMacroArguments(); ++i)
-            sum += clang::MacroArgs::getArgLength(arguments->getUnexpArgument(i));
+    double grown(const clang::MacroArgs* arguments) const {
+        double sum = 0;
+        for (unsigned i = 0; arguments != nullptr && i < arguments->getNumMacroArguments(); ++i) {
+            const clang::Token* first = arguments->getUnexpArgument(i);
+            const unsigned length = clang::MacroArgs::getArgLength(first);
+            sum += MacroGrowth(m_preprocessor).estimate({first, length});
+        }
         return sum;
     }
 
     clang::Preprocessor& m_preprocessor;
-    std::size_t m_produced = 0;
+    double m_produced = 0;
     bool m_stopped = false;
 };
 

@@ -29,6 +29,8 @@ public:
         const clang::QualType type = variable->getType();
         if (type->isDependentType() || llvm::isa<clang::ParmVarDecl>(variable))
             return true;
+        if (type->isVariablyModifiedType())
+            return refuse(variable->getLocation(), "the size of an array must be a constant");
         if (variable->hasGlobalStorage())
             checkGlobal(*variable);
         else
