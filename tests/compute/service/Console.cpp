@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/compute/service/Console.h"
+
+#include <cstring>
+
+namespace test {
+
+Console::Console(const std::string& service)
+    : device(gpu::host::HostDevice::create(service)),
+      queue(device->makeCommandQueue()),
+      buffer(device->makeBuffer(counters * 4, gpu::StorageMode::Shared)) {}
+
+std::shared_ptr<gpu::ComputePipelineState> Console::pipeline(const std::string& kernel) {
+    auto library = device->makeLibrary(kernel);
+    if (!library)
+        throw std::runtime_error(library.error().message);
+    auto function = (*library)->makeFunction(kernel);
+    if (!function)
+        throw std::runtime_error(function.error().message);
+    auto made = device->makeComputePipelineState(*function);
+    if (!made)
+        throw std::runtime_error(made.error().message);
+    return *made;
+}
+
+std::shared_ptr<gpu::CommandBuffer>
+Console::commit(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines) {
+    auto commandBuffer = queue->makeCommandBuffer();
+    commandBuffer->setLabel("Render");
+    auto encoder = commandBuffer->makeComputeCommandEncoder();
+    encoder->setBuffer(buffer, 0, 0);
+    for (const auto& pipeline : pipelines) {
+        encoder->setComputePipelineState(pipeline);
+        encoder->dispatchThreads({counters, 1, 1}, {counters, 1, 1});
+    }
+    encoder->endEncoding();
+    commandBuffer->commit();
+    return commandBuffer;
+}
+
+std::shared_ptr<gpu::CommandBuffer>
+Console::run(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines) {
+    auto commandBuffer = commit(pipelines);
+    commandBuffer->waitUntilCompleted();
+    return commandBuffer;
+}
+
+std::uint32_t Console::counter(std::size_t index) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, buffer->contents().data() + 4 * index, sizeof value);
+    return value;
+}
+
+pid_t Console::servicePid() {
+    // The fake compiler's warnings say who compiled; a new text each time keeps the cache away.
+    static int number = 0;
+    auto library = device->makeLibrary("count w" + std::to_string(++number));
+    if (!library)
+        throw std::runtime_error(library.error().message);
+    return std::stoi((*library)->warnings().substr(std::strlen("compiled by ")));
+}
+
+void expectError(const gpu::CommandBuffer& commandBuffer, gpu::CommandBufferError::Code code,
+                 const std::string& message, const std::string& kernel) {
+    ASSERT_EQ(commandBuffer.status(), gpu::CommandBufferStatus::Error);
+    const auto error = commandBuffer.error();
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code, code);
+    EXPECT_EQ(error->message, message);
+    EXPECT_EQ(error->kernel, kernel);
+}
+
+} // namespace test

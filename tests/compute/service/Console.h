@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The console's side in tests of the service's life and death.
+#pragma once
+
+#include "gpu/host/HostDevice.h"
+
+#include <gtest/gtest.h>
+
+namespace test {
+
+/// A device over the misbehaving service, with one shared buffer of 64 counters.
+class Console : public ::testing::Test {
+protected:
+    static constexpr std::size_t counters = 64;
+
+    explicit Console(const std::string& service = FAKE_COMPUTE);
+
+    std::shared_ptr<gpu::ComputePipelineState> pipeline(const std::string& kernel);
+    /// Commits a command buffer "Render" that runs the kernels one after the other.
+    std::shared_ptr<gpu::CommandBuffer>
+    commit(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines);
+    /// The same, waited for.
+    std::shared_ptr<gpu::CommandBuffer>
+    run(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines);
+    std::uint32_t counter(std::size_t index = 0);
+    /// Process id of the running service.
+    pid_t servicePid();
+
+    std::shared_ptr<gpu::Device> device;
+    std::shared_ptr<gpu::CommandQueue> queue;
+    std::shared_ptr<gpu::Buffer> buffer;
+};
+
+void expectError(const gpu::CommandBuffer& commandBuffer, gpu::CommandBufferError::Code code,
+                 const std::string& message, const std::string& kernel);
+
+} // namespace test

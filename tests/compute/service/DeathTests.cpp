@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Kernels and compilers that bring the service down, and who gets the blame.
+#include "tests/compute/service/Console.h"
+
+#include <thread>
+
+using Code = gpu::CommandBufferError::Code;
+using namespace std::chrono_literals;
+
+namespace test {
+namespace {
+
+class Death : public Console {};
+
+struct FaultCase {
+    const char* kernel;
+    const char* verb;
+};
+class KernelFault : public Console, public ::testing::WithParamInterface<FaultCase> {};
+
+TEST_P(KernelFault, IsBlamedOnTheKernelAndOnNothingElse) {
+    const auto [kernel, verb] = GetParam();
+    const auto count = pipeline("count");
+    const auto bad = pipeline(kernel);
+    const auto before = commit({count});
+    const auto failing = commit({count, bad, count});
+    const auto behind = commit({count, bad});
+    const auto last = commit({count});
+    last->waitUntilCompleted();
+
+    EXPECT_EQ(before->status(), gpu::CommandBufferStatus::Completed);
+    expectError(*failing, Code::KernelFault, "Render: kernel '" + std::string(kernel) + "' " + verb,
+                kernel);
+    expectError(*behind, Code::PipelineStopped,
+                "Render: kernel '" + std::string(kernel) + "' was stopped after an error", kernel);
+    EXPECT_EQ(last->status(), gpu::CommandBufferStatus::Completed);
+    EXPECT_EQ(counter(), 4u) << "memory survives, and what is not at fault runs exactly once";
+    EXPECT_TRUE(bad->isStopped());
+    EXPECT_FALSE(count->isStopped());
+    EXPECT_FALSE(pipeline(kernel)->isStopped()) << "made again, it starts afresh";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kernels, KernelFault,
+    ::testing::Values(FaultCase{"wild-up", "accessed memory outside its buffers"},
+                      FaultCase{"wild-down", "accessed memory outside its buffers"},
+                      FaultCase{"null", "accessed memory outside its buffers"},
+                      FaultCase{"deep", "needs more stack than there is"},
+                      FaultCase{"refused", "carried out an operation that the processor refuses"}),
+    [](const auto& info) {
+        std::string name = info.param.kernel;
+        std::erase(name, '-');
+        return name;
+    });
+
+TEST_F(Death, EndlessKernelIsStoppedAtTheTimeLimit) {
+    device->setTimeLimit(500ms);
+    const auto count = pipeline("count");
+    const auto spin = pipeline("spin");
+    const auto start = std::chrono::steady_clock::now();
+    const auto failing = commit({spin});
+    const auto behind = commit({spin, count});
+    behind->waitUntilCompleted();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+    expectError(*failing, Code::TimeLimit, "Render: kernel 'spin' ran longer than 0.5 s", "spin");
+    expectError(*behind, Code::PipelineStopped, "Render: kernel 'spin' was stopped after an error",
+                "spin");
+    EXPECT_EQ(counter(), 1u);
+}
+
+TEST_F(Death, TimeLimitCountsEveryCommandBufferByItself) {
+    device->setTimeLimit(1000ms);
+    const auto nap = pipeline("nap");
+    std::vector<std::shared_ptr<gpu::CommandBuffer>> naps;
+    for (int i = 0; i < 5; ++i)
+        naps.push_back(commit({nap}));
+    for (const auto& commandBuffer : naps) {
+        commandBuffer->waitUntilCompleted();
+        EXPECT_EQ(commandBuffer->status(), gpu::CommandBufferStatus::Completed);
+    }
+}
+
+TEST_F(Death, ServiceThatEndsByItselfIsNotTheKernelsFault) {
+    const auto killed = pipeline("killed");
+    expectError(*run({killed}), Code::ServiceLost, "Render: the compute service ended unexpectedly",
+                "");
+    EXPECT_FALSE(killed->isStopped());
+}
+
+TEST_F(Death, CompilerThatBreaksDownIsAnErrorAndTheFramesGoOn) {
+    const auto count = pipeline("count");
+    for (const std::string source : {"crash-compiler", "overflow-compiler"}) {
+        const auto library = device->makeLibrary(source);
+        ASSERT_FALSE(library);
+        EXPECT_EQ(library.error().message, "error: the compiler broke down on this program");
+        EXPECT_EQ(run({count})->status(), gpu::CommandBufferStatus::Completed);
+    }
+    EXPECT_EQ(counter(), 2u);
+}
+
+TEST_F(Death, CompilerThatNeverEndsIsStopped) {
+    const auto start = std::chrono::steady_clock::now();
+    const auto library = device->makeLibrary("hang-compiler");
+    ASSERT_FALSE(library);
+    EXPECT_EQ(library.error().message, "error: compiling this program takes longer than 10 s");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
+    EXPECT_EQ(run({pipeline("count")})->status(), gpu::CommandBufferStatus::Completed);
+}
+
+TEST_F(Death, FaultOfAKernelDoesNotFailACompilationBesideIt) {
+    const auto null = pipeline("null");
+    std::thread compiling([&] { EXPECT_TRUE(device->makeLibrary("count beside")); });
+    EXPECT_EQ(run({null})->error()->code, Code::KernelFault);
+    compiling.join();
+}
+
+TEST_F(Death, LongTextsAndLongMessagesArriveWhole) {
+    std::string source(10u << 20, ' ');
+    source += "count";
+    EXPECT_TRUE(device->makeLibrary(source));
+    source = std::string(300'000, ' ') + " error";
+    const auto cut = device->makeLibrary(source);
+    ASSERT_FALSE(cut);
+    EXPECT_EQ(cut.error().message.size(), 100'000u);
+    EXPECT_TRUE(cut.error().message.ends_with("(more messages left out)\n"));
+    EXPECT_FALSE(device->makeLibrary(std::string(17u << 20, ' ')));
+}
+
+} // namespace
+} // namespace test

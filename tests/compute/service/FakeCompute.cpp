@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The compute service with a compiler whose programs are words: each word is a kernel from the
+// table below, or makes the compiler itself misbehave.
+#include "compute/service/Run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+#include <thread>
+
+using namespace compute;
+using platform::Error;
+using platform::Result;
+
+namespace {
+
+volatile std::uint32_t sink = 0;
+
+[[clang::noinline]] std::uint32_t recurse(std::uint32_t depth) {
+    volatile std::uint32_t frame[256] = {depth};
+    sink = sink + 1;
+    if (sink == 0xFFFFFFFF)
+        return 0;
+    return recurse(depth + 1) + frame[0] + sink;
+}
+
+struct KernelEntry {
+    const char* name;
+    void (*run)(std::uint32_t* buffer, std::uint32_t threads);
+};
+
+constexpr KernelEntry table[] = {
+    {"count",
+     [](std::uint32_t* buffer, std::uint32_t threads) {
+         for (std::uint32_t i = 0; i < threads; ++i)
+             ++buffer[i];
+     }},
+    {"nap",
+     [](std::uint32_t* buffer, std::uint32_t) {
+         std::this_thread::sleep_for(std::chrono::milliseconds(300));
+         ++buffer[0];
+     }},
+    {"spin",
+     [](std::uint32_t*, std::uint32_t) {
+         while (true)
+             sink = sink + 1;
+     }},
+    // The farthest that a 32-bit index into vectors of four floats goes, in both directions.
+    {"wild-up",
+     [](std::uint32_t* buffer, std::uint32_t) { buffer[(std::uint64_t{1} << 34) - 4] = 1; }},
+    {"wild-down",
+     [](std::uint32_t* buffer, std::uint32_t) { *(buffer - (std::int64_t{1} << 33)) = 1; }},
+    {"null", [](std::uint32_t*, std::uint32_t) { *reinterpret_cast<volatile int*>(64) = 1; }},
+    {"deep", [](std::uint32_t*, std::uint32_t) { sink = recurse(0); }},
+    {"refused", [](std::uint32_t*, std::uint32_t) { ::raise(SIGILL); }},
+    {"killed", [](std::uint32_t*, std::uint32_t) { ::_Exit(3); }},
+};
+
+class FakeKernel final : public service::Kernel {
+public:
+    explicit FakeKernel(const KernelEntry& entry) : m_entry(entry) {}
+
+    protocol::Parameters parameters() const override {
+        protocol::Parameters parameters;
+        parameters.push_back({std::string("data"), protocol::ParameterKind::Buffer, 0});
+        return parameters;
+    }
+    double optimiserMilliseconds() const override { return 1; }
+    double codeGenerationMilliseconds() const override { return 2; }
+    void run(const service::Bindings& bindings, protocol::Extent threads,
+             protocol::Extent) const override {
+        m_entry.run(reinterpret_cast<std::uint32_t*>(bindings.buffers[0]), threads.width);
+    }
+
+private:
+    const KernelEntry& m_entry;
+};
+
+class FakeLibrary final : public service::Library {
+public:
+    explicit FakeLibrary(std::vector<std::string> names) : m_names(std::move(names)) {}
+
+    std::vector<protocol::Kernel> kernels() const override {
+        std::vector<protocol::Kernel> kernels;
+        for (const std::string& name : m_names)
+            kernels.push_back({name, {}});
+        return kernels;
+    }
+    const std::string& warnings() const override { return m_warnings; }
+    Result<void> check(std::string_view, const protocol::Constants&) const override { return {}; }
+    Result<std::shared_ptr<const service::Kernel>>
+    build(std::string_view function, const protocol::Constants&) const override {
+        const auto* found = std::ranges::find_if(
+            table, [&](const KernelEntry& entry) { return function == entry.name; });
+        if (found == std::end(table))
+            return Error{"cannot build " + std::string(function)};
+        return std::shared_ptr<const service::Kernel>(std::make_shared<FakeKernel>(*found));
+    }
+
+private:
+    std::vector<std::string> m_names;
+    std::string m_warnings = "compiled by " + std::to_string(::getpid());
+};
+
+class FakeCompiler final : public service::Compiler {
+public:
+    void warmUp() override {}
+    Result<std::shared_ptr<const service::Library>> compile(std::string_view source) override {
+        std::istringstream words{std::string(source)};
+        std::vector<std::string> names;
+        for (std::string word; words >> word;) {
+            if (word == "error")
+                return Error{std::string(source.size(), 'x')};
+            if (word == "crash-compiler")
+                std::abort();
+            if (word == "overflow-compiler")
+                sink = recurse(0);
+            if (word == "hang-compiler")
+                while (true)
+                    sink = sink + 1;
+            if (names.size() < 8)
+                names.push_back(word);
+        }
+        return std::shared_ptr<const service::Library>(
+            std::make_shared<FakeLibrary>(std::move(names)));
+    }
+};
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    FakeCompiler compiler;
+    return service::run(argumentCount, arguments, compiler);
+}

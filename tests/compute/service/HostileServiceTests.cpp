@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A service that has been taken over, or is not there at all, must not harm the console.
+#include "tests/compute/service/Console.h"
+
+#include <cstdlib>
+
+using Code = gpu::CommandBufferError::Code;
+using namespace std::chrono_literals;
+
+namespace test {
+namespace {
+
+class Hostile : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(Hostile, ServiceIsGivenUpAndEverythingEndsWithAnError) {
+    ::setenv("SL42_HOSTILE", GetParam(), 1);
+    const auto device = gpu::host::HostDevice::create(HOSTILE_COMPUTE);
+    const auto queue = device->makeCommandQueue();
+    const auto library = device->makeLibrary("count");
+    if (library) { // one answer was in order, the next are not
+        const auto function = (*library)->makeFunction("count");
+        EXPECT_FALSE(function);
+    }
+    const auto commandBuffer = queue->makeCommandBuffer();
+    commandBuffer->makeBlitCommandEncoder()->fill(device->makeBuffer(16, gpu::StorageMode::Shared),
+                                                  {0, 16}, 1);
+    device->setTimeLimit(200ms);
+    commandBuffer->commit();
+    commandBuffer->waitUntilCompleted();
+    EXPECT_EQ(commandBuffer->status(), gpu::CommandBufferStatus::Error);
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, Hostile,
+                         ::testing::Values("exit", "close", "other-version", "garbage",
+                                           "empty-packet", "twice-ready", "oversized", "truncated",
+                                           "trailing", "other-id", "other-kind", "unknown-job",
+                                           "huge-count", "flood"),
+                         [](const auto& info) {
+                             std::string name = info.param;
+                             std::erase(name, '-');
+                             return name;
+                         });
+
+TEST(MissingService, IsAnErrorAtOnce) {
+    const auto device = gpu::host::HostDevice::create("/nonexistent/starloom-compute");
+    for (int i = 0; i < 2; ++i) {
+        const auto library = device->makeLibrary("count");
+        ASSERT_FALSE(library);
+        EXPECT_EQ(library.error().message, "error: Cannot start /nonexistent/starloom-compute: "
+                                           "No such file or directory");
+    }
+    const auto commandBuffer = device->makeCommandQueue()->makeCommandBuffer();
+    commandBuffer->commit();
+    commandBuffer->waitUntilCompleted();
+    EXPECT_EQ(commandBuffer->error()->code, Code::ServiceLost);
+}
+
+} // namespace
+} // namespace test
