@@ -258,6 +258,7 @@ namespace metal {
 
 /// 4 ulp; overflows only where the result does, by squaring exp(x / 2).
 constexpr float cosh(float x) {
+#pragma clang fp reassociate(off) contract(fast)
     const float e = exp(0.5f * fabs(x));
     return (0.5f * e) * e + (0.5f / e) / e;
 }

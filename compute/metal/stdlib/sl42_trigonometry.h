@@ -35,11 +35,12 @@ constexpr float sinPolynomial(float r) {
     return r + (r * s) * p;
 }
 
-/// Keeps the reduced argument inside the polynomial's range where the reduction has run out of
-/// bits (|x| above 2^22), so that a sine never leaves [-1, 1]; NaN passes.
-constexpr float clampToHalfPi(float r) {
-    r = r < -halfPi ? -halfPi : r;
-    return r > halfPi ? halfPi : r;
+/// Keeps the reduced argument where the polynomial is good, so that a sine never leaves [-1, 1] even
+/// when the reduction has run out of bits (|x| above 2^22); NaN passes. The limit is a little more
+/// than pi / 2 because far from zero the multiple can be off by a little.
+constexpr float clampReduced(float r) {
+    r = r < -1.6f ? -1.6f : r;
+    return r > 1.6f ? 1.6f : r;
 }
 
 /// r * (-1)^n for the n that roundingShift was added to.
@@ -64,7 +65,7 @@ constexpr float sine(float x) {
     const float shifted = x * 0.318309886183791f + roundingShift;
     const float n = shifted - roundingShift;
     const float r = precise ? reducePrecise(x, n) : reduceFast(x, n);
-    return sinPolynomial(flipIfOdd(clampToHalfPi(r), shifted));
+    return sinPolynomial(flipIfOdd(clampReduced(r), shifted));
 }
 
 /// cos(x) = sin(x + pi / 2), reduced by the odd multiples of pi / 2.
@@ -74,7 +75,7 @@ constexpr float cosine(float x) {
     const float shifted = (x * 0.318309886183791f + 0.5f) + roundingShift;
     const float n = (shifted - roundingShift) - 0.5f;
     const float r = precise ? reducePrecise(x, n) : reduceFast(x, n);
-    return sinPolynomial(flipIfOdd(clampToHalfPi(r), shifted));
+    return sinPolynomial(flipIfOdd(clampReduced(r), shifted));
 }
 
 /// tan(r) for |r| <= pi / 4, the negated reciprocal for odd multiples of pi / 2; relative error of
@@ -85,7 +86,7 @@ constexpr float tangent(float x) {
     const float shifted = x * 0.636619772367581f + roundingShift;
     const float n = 0.5f * (shifted - roundingShift);
     float r = precise ? reducePrecise(x, n) : reduceFast(x, n);
-    r = clampToHalfPi(r);
+    r = clampReduced(r);
     const float s = r * r;
     float p = 9.395908564e-3f;
     p = p * s + 3.102418967e-3f;

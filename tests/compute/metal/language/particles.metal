@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Buffers of structures, atomics, cellular automata, sorting, sound.
+#include <metal_stdlib>
+using namespace metal;
+
+struct Particle {
+    float2 position;
+    float2 velocity;
+    packed_float3 color;
+    float life;
+    ushort flags;
+    uchar kind;
+    bool alive;
+};
+struct Settings {
+    float dt;
+    float drag;
+    uint count;
+    float4 bounds;
+    float curve[8];
+};
+struct Counters {
+    atomic_uint alive;
+    atomic_int balance;
+    atomic<float> energy;
+};
+
+static void bounce(device Particle& p, constant Settings& s) {
+    bool2 out = p.position < s.bounds.xy || p.position > s.bounds.zw;
+    p.velocity = select(p.velocity, -p.velocity, out);
+    p.position = clamp(p.position, s.bounds.xy, s.bounds.zw);
+}
+static float2 attraction(const device Particle* all, uint self, uint count) {
+    float2 force(0);
+    for (uint i = 0; i < count; ++i) {
+        if (i == self)
+            continue;
+        float2 d = all[i].position - all[self].position;
+        force += d * rsqrt(dot(d, d) + 1e-3) / max(length(d), 1.0);
+    }
+    return force;
+}
+
+kernel void update(device Particle* particles [[buffer(0)]], constant Settings& settings [[buffer(1)]],
+                   device Counters* counters [[buffer(2)]], device atomic_uint* histogram [[buffer(3)]],
+                   uint id [[thread_position_in_grid]]) {
+    if (id >= settings.count)
+        return;
+    device Particle& p = particles[id];
+    p.velocity += attraction(particles, id, settings.count) * settings.dt;
+    p.velocity *= exp(-settings.drag * settings.dt);
+    p.position += p.velocity * settings.dt;
+    bounce(p, settings);
+    p.life -= settings.dt;
+    p.alive = p.life > 0;
+    p.color = mix(float3(p.color), float3(1, 0.5, 0), settings.dt);
+    p.color.x *= .99;
+    p.flags |= 1 << 3;
+    p.flags ^= ushort(p.kind);
+    Particle copy = p;
+    copy.position.x = fma(copy.position.x, 2, 1);
+    if (p.alive)
+        atomic_fetch_add_explicit(&counters->alive, 1, memory_order_relaxed);
+    atomic_fetch_sub_explicit(&counters->balance, int(id), memory_order_relaxed);
+    atomic_fetch_max_explicit(&counters[0].balance, 3, memory_order_relaxed);
+    atomic_fetch_add_explicit(&counters->energy, dot(p.velocity, p.velocity), memory_order_relaxed);
+    uint bin = uint(saturate(length(copy.position)) * 255);
+    uint before = atomic_fetch_or_explicit(&histogram[bin], 1u << (id & 31), memory_order_relaxed);
+    atomic_store_explicit(histogram + 1, before, memory_order_relaxed);
+    uint expected = atomic_load_explicit(histogram, memory_order_relaxed);
+    while (!atomic_compare_exchange_weak_explicit(histogram, &expected, expected * 2,
+                                                  memory_order_relaxed, memory_order_relaxed)) {
+    }
+    device atomic_int* raw = (device atomic_int*)particles;
+    atomic_exchange_explicit(raw, 1, memory_order_relaxed);
+}
+
+kernel void life(const device uchar* now [[buffer(0)]], device uchar* next [[buffer(1)]],
+                 uint2 gid [[thread_position_in_grid]], uint2 size [[threads_per_grid]]) {
+    int neighbours = 0;
+    for (int y = -1; y <= 1; y++)
+        for (int x = -1; x <= 1; x++)
+            if (x != 0 || y != 0) {
+                uint2 at = (uint2(int2(gid) + int2(x, y)) + size) % size;
+                neighbours += now[at.y * size.x + at.x];
+            }
+    uchar self = now[gid.y * size.x + gid.x];
+    next[gid.y * size.x + gid.x] = neighbours == 3 || (neighbours == 2 && self) ? 1 : 0;
+}
+
+kernel void bitonic(device float* values [[buffer(0)]], constant uint2& stage [[buffer(1)]],
+                    uint id [[thread_position_in_grid]]) {
+    uint other = id ^ stage.y;
+    if (other > id && (values[id] > values[other]) == ((id & stage.x) == 0)) {
+        float t = values[id];
+        values[id] = values[other];
+        values[other] = t;
+    }
+}
+
+constant float notes[] = {0, 2, 4, 5, 7, 9, 11, 12};
+static float saw(float phase) { return 2 * fract(phase) - 1; }
+static float envelope(float t, float attack, float decay) {
+    return min(t / attack, 1.0) * exp(-max(t - attack, 0.0) / decay);
+}
+kernel void synth(device float2* out [[buffer(0)]], constant uint& rate [[buffer(1)]],
+                  uint sample [[thread_position_in_grid]]) {
+    float time = float(sample) / rate;
+    float beat = fract(time * 2);
+    float frequency = 220 * exp2(notes[int(time * 2) % 8] / 12);
+    float tone = saw(frequency * time) * .3 + sin(2 * M_PI_F * frequency * time) * .5;
+    float kick = sin(2 * M_PI_F * 50 * (1 - exp(-beat * 20))) * envelope(beat, .005, .2);
+    float2 pan = float2(cospi(beat / 2), sinpi(beat / 2));
+    float hiss = float(sample * 1103515245u >> 16 & 0x7fff) / 32768 - .5;
+    out[sample] = tanh((tone * pan + kick + hiss * .05) * 1.5);
+}
+
+kernel void reduce(device float* data [[buffer(0)]], threadgroup float* shared [[threadgroup(0)]],
+                   uint id [[thread_position_in_grid]], uint local [[thread_index_in_threadgroup]],
+                   uint group [[threadgroup_position_in_grid]],
+                   uint width [[threads_per_threadgroup]]) {
+    shared[local] = data[id];
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    for (uint s = width / 2; s > 0; s >>= 1) {
+        if (local < s)
+            shared[local] += shared[local + s];
+        threadgroup_barrier(mem_flags::mem_threadgroup);
+    }
+    if (local == 0)
+        data[group] = shared[0];
+}
