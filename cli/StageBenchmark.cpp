@@ -48,7 +48,7 @@ StageBenchmark::StageBenchmark(std::shared_ptr<gpu::Device> device, platform::Lo
       m_queue(m_device->makeCommandQueue()),
       m_machine(m_device),
       m_video(m_device, log),
-      m_display(m_device, log),
+      m_display(m_device),
       m_view(m_device) {
     m_machine.reset();
 }
