@@ -10,7 +10,6 @@
 #include <clang/Sema/ParsedAttr.h>
 #include <clang/Sema/Sema.h>
 #include <llvm/ADT/STLExtras.h>
-#include <llvm/ADT/StringSet.h>
 
 #include <algorithm>
 #include <array>
@@ -63,56 +62,18 @@ constexpr AttributeRule rules[] = {
     {"threadgroup", Place::Storage, 1, 30},
 };
 
-constexpr const char* foreignNames[] = {"vertex",
-                                        "fragment",
-                                        "position",
-                                        "color",
-                                        "attribute",
-                                        "vertex_id",
-                                        "instance_id",
-                                        "base_vertex",
-                                        "base_instance",
-                                        "amplification_id",
-                                        "amplification_count",
-                                        "point_size",
-                                        "point_coord",
-                                        "front_facing",
-                                        "user",
-                                        "stitchable",
-                                        "visible",
-                                        "intersection",
-                                        "early_fragment_tests",
-                                        "flat",
-                                        "center_perspective",
-                                        "center_no_perspective",
-                                        "centroid_perspective",
-                                        "centroid_no_perspective",
-                                        "sample_perspective",
-                                        "sample_no_perspective",
-                                        "barycentric_coord",
-                                        "primitive_id",
-                                        "viewport_array_index",
-                                        "render_target_array_index",
-                                        "sample_id",
-                                        "sample_mask",
-                                        "clip_distance",
-                                        "invariant",
-                                        "shared",
-                                        "depth",
-                                        "stencil",
-                                        "index",
-                                        "raster_order_group",
-                                        "id",
-                                        "patch",
-                                        "patch_id",
-                                        "position_in_patch",
-                                        "payload",
-                                        "imageblock_data",
-                                        "mesh",
-                                        "object",
-                                        "primitive_culled",
-                                        "tile",
-                                        "required_threads_per_threadgroup"};
+/// One blank before and after each name.
+constexpr llvm::StringLiteral ignoredNames =
+    " "
+    "always_inline amplification_count amplification_id attribute barycentric_coord "
+    "base_instance base_vertex center_no_perspective center_perspective "
+    "centroid_no_perspective centroid_perspective clip_distance color depth "
+    "early_fragment_tests flat fragment front_facing id imageblock_data index "
+    "instance_id intersection invariant mesh noinline object patch patch_id payload "
+    "point_coord point_size position position_in_patch primitive_culled primitive_id "
+    "raster_order_group render_target_array_index required_threads_per_threadgroup "
+    "sample_id sample_mask sample_no_perspective sample_perspective shared stencil "
+    "stitchable tile user vertex vertex_id viewport_array_index visible ";
 
 std::string annotationName(llvm::StringRef name) {
     return ("sl42." + name).str();
@@ -126,7 +87,7 @@ const AttributeRule* findRule(llvm::StringRef name) {
 bool belongsOn(const AttributeRule& rule, const clang::Decl& declaration) {
     switch (rule.place) {
     case Place::Parameter:
-        return llvm::isa<clang::ParmVarDecl>(declaration);
+        return llvm::isa<clang::ParmVarDecl, clang::FieldDecl>(declaration);
     case Place::Function:
         return declaration.getAsFunction() != nullptr;
     case Place::Variable:
@@ -195,15 +156,20 @@ public:
             return NotHandled;
         if (!check(sema, *rule, *declaration, attribute))
             return AttributeNotApplied;
-        if (rule->place == Place::Storage && !keepsStorage(*declaration, attribute))
+        if (rule->place == Place::Storage && isSharedVariable(*declaration)) {
+            declaration->addAttr(clang::AnnotateAttr::Create(
+                sema.Context, annotationName(rule->name), nullptr, 0, attribute));
             return AttributeApplied;
+        }
         llvm::SmallVector<clang::Expr*, 1> arguments;
         if (attribute.getNumArgs() > 0)
             arguments.push_back(attribute.getArgAsExpr(0));
-        auto* annotation =
-            clang::AnnotateAttr::Create(sema.Context, annotationName(rule->name), arguments.data(),
-                                        unsigned(arguments.size()), attribute);
-        declaration->addAttr(annotation);
+        else if (rule->place == Place::Storage)
+            return AttributeApplied; // a pointer to shared memory is a plain pointer
+        // The annotation for types, because code generation leaves that one alone.
+        declaration->addAttr(clang::AnnotateTypeAttr::Create(
+            sema.Context, annotationName(rule->name), arguments.data(), unsigned(arguments.size()),
+            attribute));
         makeExternal(*rule, *declaration);
         return AttributeApplied;
     }
@@ -226,11 +192,8 @@ private:
         return checkIndex(sema, rule, attribute);
     }
 
-    /// Memory that a threadgroup shares is a local array or an argument with an index. Pointers to
-    /// such memory are plain pointers.
-    static bool keepsStorage(const clang::Decl& declaration, const ParsedAttr& attribute) {
-        if (attribute.getNumArgs() > 0)
-            return true;
+    /// Memory that a threadgroup shares. Its annotation shows in the generated code.
+    static bool isSharedVariable(const clang::Decl& declaration) {
         const auto* variable = llvm::dyn_cast<clang::VarDecl>(&declaration);
         return variable != nullptr && variable->isLocalVarDecl() &&
                !variable->getType()->isPointerType() && !variable->getType()->isReferenceType();
@@ -252,20 +215,16 @@ void registerAttributes() {
         "starloom", "attributes of the shading language");
 }
 
-const clang::AnnotateAttr* findAttribute(const clang::Decl& declaration, llvm::StringRef name) {
+const clang::AnnotateTypeAttr* findAttribute(const clang::Decl& declaration, llvm::StringRef name) {
     const std::string wanted = annotationName(name);
-    for (const auto* annotation : declaration.specific_attrs<clang::AnnotateAttr>())
+    for (const auto* annotation : declaration.specific_attrs<clang::AnnotateTypeAttr>())
         if (annotation->getAnnotation() == wanted)
             return annotation;
     return nullptr;
 }
 
-bool isForeignStageAttribute(llvm::StringRef name) {
-    return llvm::is_contained(foreignNames, name);
-}
-
-void removeAnnotations(clang::Decl& declaration) {
-    declaration.dropAttr<clang::AnnotateAttr>();
+bool isIgnoredAttribute(llvm::StringRef name) {
+    return ignoredNames.contains((" " + name + " ").str());
 }
 
 } // namespace compute::metal

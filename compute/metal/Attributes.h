@@ -10,7 +10,7 @@
 #include <llvm/ADT/StringRef.h>
 
 namespace clang {
-class AnnotateAttr;
+class AnnotateTypeAttr;
 class Decl;
 } // namespace clang
 
@@ -20,14 +20,10 @@ namespace compute::metal {
 void registerAttributes();
 
 /// The annotation that attribute `name` left on `declaration`, or null.
-const clang::AnnotateAttr* findAttribute(const clang::Decl& declaration, llvm::StringRef name);
+const clang::AnnotateTypeAttr* findAttribute(const clang::Decl& declaration, llvm::StringRef name);
 
-/// Whether `name` belongs to a stage that does not run here (vertex, fragment, tile, mesh). Such
-/// attributes are accepted and mean nothing, so that a text that also has kernels compiles.
-bool isForeignStageAttribute(llvm::StringRef name);
-
-/// Takes the annotations off again: code generation would turn them into intrinsic calls. That is
-/// wanted only for local variables, so that the code shows which function has threadgroup memory.
-void removeAnnotations(clang::Decl& declaration);
+/// Whether attribute `name` is accepted and means nothing: it belongs to a stage that does not run
+/// here (vertex, fragment, tile, mesh), or asks for what is done anyway.
+bool isIgnoredAttribute(llvm::StringRef name);
 
 } // namespace compute::metal

@@ -151,7 +151,7 @@ bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
         diagnostic.FormatDiagnostic(message);
         // Worded: unknown attribute 'name' ignored.
         const llvm::StringRef name = llvm::StringRef(message).split('\'').second.split('\'').first;
-        return !isForeignStageAttribute(name);
+        return !isIgnoredAttribute(name);
     }
     if (diagnostic.getID() == clang::diag::warn_attribute_not_on_decl) {
         llvm::SmallString<64> message;

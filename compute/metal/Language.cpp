@@ -90,6 +90,7 @@ constexpr const char* options[] = {
     "-Wno-pragma-pack",
     "-Wno-vla-cxx-extension",
     "-Wno-misleading-indentation",
+    "-Wno-implicit-const-int-float-conversion",
     // What texts ask to tell the language and its version from plain C++.
     "-D__METAL__=1",
     "-D__METAL_VERSION__=310",

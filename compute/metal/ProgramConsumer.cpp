@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 #include "compute/metal/ProgramConsumer.h"
 
-#include "compute/metal/Attributes.h"
 #include "compute/metal/DiagnosticText.h"
 #include "compute/metal/InputLimits.h"
 #include "compute/metal/ModuleChecks.h"
@@ -10,6 +9,7 @@
 
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
+#include <clang/AST/GlobalDecl.h>
 #include <clang/AST/RecursiveASTVisitor.h>
 #include <clang/CodeGen/ModuleBuilder.h>
 #include <clang/Frontend/CompilerInstance.h>
@@ -17,22 +17,6 @@
 #include <clang/Sema/Sema.h>
 
 namespace compute::metal {
-namespace {
-
-/// Annotations have been read by now and would become calls in the generated code.
-void forgetAttributes(const Reflection& reflection) {
-    for (const auto& kernel : reflection.kernels) {
-        removeAnnotations(*kernel.function);
-        kernel.function->dropAttr<clang::OpenCLKernelAttr>();
-        for (clang::ParmVarDecl* parameter : kernel.function->parameters())
-            removeAnnotations(*parameter);
-    }
-    for (const auto& constant : reflection.constants)
-        removeAnnotations(*constant.variable);
-}
-
-} // namespace
-
 ProgramConsumer::ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result)
     : m_compiler(compiler),
       m_result(result),
@@ -60,34 +44,40 @@ void ProgramConsumer::ForgetSema() {
 
 bool ProgramConsumer::HandleTopLevelDecl(clang::DeclGroupRef group) {
     m_topLevel.insert(m_topLevel.end(), group.begin(), group.end());
-    m_deferred.emplace_back([=, this] { m_generator->HandleTopLevelDecl(group); });
+    tellGenerator([=, this] { m_generator->HandleTopLevelDecl(group); });
     return true;
 }
 
 void ProgramConsumer::HandleInlineFunctionDefinition(clang::FunctionDecl* function) {
-    m_deferred.emplace_back([=, this] { m_generator->HandleInlineFunctionDefinition(function); });
+    tellGenerator([=, this] { m_generator->HandleInlineFunctionDefinition(function); });
 }
 
 void ProgramConsumer::HandleInterestingDecl(clang::DeclGroupRef group) {
     // From the precompiled library: nothing there is part of the program's own top level.
-    m_deferred.emplace_back([=, this] { m_generator->HandleInterestingDecl(group); });
+    tellGenerator([=, this] { m_generator->HandleInterestingDecl(group); });
 }
 
 void ProgramConsumer::HandleTagDeclDefinition(clang::TagDecl* tag) {
-    m_deferred.emplace_back([=, this] { m_generator->HandleTagDeclDefinition(tag); });
+    tellGenerator([=, this] { m_generator->HandleTagDeclDefinition(tag); });
 }
 
 void ProgramConsumer::HandleTagDeclRequiredDefinition(const clang::TagDecl* tag) {
-    m_deferred.emplace_back([=, this] { m_generator->HandleTagDeclRequiredDefinition(tag); });
+    tellGenerator([=, this] { m_generator->HandleTagDeclRequiredDefinition(tag); });
 }
 
 void ProgramConsumer::HandleCXXStaticMemberVarInstantiation(clang::VarDecl* variable) {
-    m_deferred.emplace_back(
-        [=, this] { m_generator->HandleCXXStaticMemberVarInstantiation(variable); });
+    tellGenerator([=, this] { m_generator->HandleCXXStaticMemberVarInstantiation(variable); });
 }
 
 void ProgramConsumer::CompleteTentativeDefinition(clang::VarDecl* variable) {
-    m_deferred.emplace_back([=, this] { m_generator->CompleteTentativeDefinition(variable); });
+    tellGenerator([=, this] { m_generator->CompleteTentativeDefinition(variable); });
+}
+
+void ProgramConsumer::tellGenerator(std::function<void()> message) {
+    if (m_generating)
+        message();
+    else
+        m_deferred.push_back(std::move(message));
 }
 
 bool ProgramConsumer::hasErrors() const {
@@ -104,9 +94,13 @@ void ProgramConsumer::HandleTranslationUnit(clang::ASTContext& context) {
 }
 
 void ProgramConsumer::generate(clang::ASTContext& context, const Reflection& reflection) {
-    forgetAttributes(reflection);
+    for (const auto& kernel : reflection.kernels)
+        kernel.function->dropAttr<clang::OpenCLKernelAttr>(); // has a meaning of its own to it
+    m_generating = true;
     for (const auto& tell : m_deferred)
         tell();
+    for (const auto& kernel : reflection.kernels) // static ones too, which nobody calls
+        (void)m_generator->GetAddrOfGlobal(clang::GlobalDecl(kernel.function), false);
     m_generator->HandleTranslationUnit(context);
     if (hasErrors() || m_generator->GetModule() == nullptr)
         return;

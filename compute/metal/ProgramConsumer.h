@@ -42,6 +42,7 @@ public:
 
 private:
     bool hasErrors() const;
+    void tellGenerator(std::function<void()> message);
     void generate(clang::ASTContext& context, const Reflection& reflection);
 
     clang::CompilerInstance& m_compiler;
@@ -49,8 +50,10 @@ private:
     std::unique_ptr<clang::CodeGenerator> m_generator;
     clang::Sema* m_sema = nullptr;
     std::vector<clang::Decl*> m_topLevel;
-    /// What code generation will be told, in the order in which Clang told it.
+    /// What code generation will be told, in the order in which Clang told it. Once it runs it is
+    /// told at once: its own questions bring up more of the precompiled library.
     std::vector<std::function<void()>> m_deferred;
+    bool m_generating = false;
 };
 
 } // namespace compute::metal

@@ -62,7 +62,7 @@ const char* attributeName(ParameterKind kind) {
     llvm_unreachable("every kind has an attribute");
 }
 
-std::optional<std::uint32_t> indexOf(const clang::AnnotateAttr& annotation,
+std::optional<std::uint32_t> indexOf(const clang::AnnotateTypeAttr& annotation,
                                      const clang::ASTContext& context) {
     if (annotation.args_size() != 1)
         return std::nullopt;
@@ -89,6 +89,16 @@ std::optional<ParameterKind> resourceKind(clang::QualType type) {
     if (record->getName().starts_with("texture") || record->getName().starts_with("depth"))
         return ParameterKind::Texture;
     return std::nullopt;
+}
+
+/// array<texture2d<float>, 4> and such.
+bool isResourceArray(clang::QualType type) {
+    const auto* array = llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(
+        type.getNonReferenceType()->getAsCXXRecordDecl());
+    return array != nullptr && array->getName() == "array" && array->getTemplateArgs().size() > 0 &&
+           array->getTemplateArgs()[0].getKind() == clang::TemplateArgument::Type &&
+           resourceKind(array->getTemplateArgs()[0].getAsType()).value_or(ParameterKind::Buffer) !=
+               ParameterKind::Buffer;
 }
 
 struct Components {
@@ -191,6 +201,10 @@ private:
                 m_result.unsupported = std::string("'") + name + "' is not supported";
                 return;
             }
+        if (isResourceArray(declaration.getType())) {
+            m_result.unsupported = "arrays of textures or samplers are not supported";
+            return;
+        }
         for (const auto& resource : resources)
             if (const auto* annotation = findAttribute(declaration, resource.attribute))
                 return readResource(declaration, resource, *annotation, parameter);
@@ -218,7 +232,7 @@ private:
     }
 
     void readResource(const clang::ParmVarDecl& declaration, const AttributeKind& resource,
-                      const clang::AnnotateAttr& annotation, Parameter& parameter) {
+                      const clang::AnnotateTypeAttr& annotation, Parameter& parameter) {
         const auto kind = resourceKind(declaration.getType());
         const auto index = indexOf(annotation, m_sema.Context);
         if (kind != resource.kind) {
@@ -273,9 +287,6 @@ public:
     void visit(clang::Decl* declaration) {
         if (auto* function = llvm::dyn_cast<clang::FunctionDecl>(declaration))
             visitFunction(*function);
-        else if (auto* functions = llvm::dyn_cast<clang::FunctionTemplateDecl>(declaration))
-            for (clang::FunctionDecl* each : functions->specializations())
-                visitFunction(*each);
         else if (auto* variable = llvm::dyn_cast<clang::VarDecl>(declaration))
             visitVariable(*variable);
         else if (llvm::isa<clang::NamespaceDecl, clang::LinkageSpecDecl>(declaration))

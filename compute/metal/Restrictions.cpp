@@ -125,7 +125,8 @@ private:
         switch (attribute.getKind()) {
         case clang::attr::Aligned:
         case clang::attr::AlwaysInline:
-        case clang::attr::Annotate: // what the language's attributes become
+        case clang::attr::Annotate: // this and the next: what the language's attributes become
+        case clang::attr::AnnotateType:
         case clang::attr::Const:
         case clang::attr::Deprecated:
         case clang::attr::Final:
@@ -158,8 +159,9 @@ private:
 
 void checkRestrictions(clang::Sema& sema, llvm::ArrayRef<clang::Decl*> declarations) {
     RestrictionVisitor visitor(sema);
-    for (clang::Decl* declaration : declarations)
-        visitor.TraverseDecl(declaration);
+    for (clang::Decl* declaration : declarations) // among them what the library's templates became
+        if (!sema.SourceMgr.isInSystemHeader(declaration->getLocation()))
+            visitor.TraverseDecl(declaration);
 }
 
 } // namespace compute::metal

@@ -31,7 +31,7 @@ float step(float2 p) {
 float noise(float x) {
     return fract(sin(x) * 43758.5453);
 }
-float length = 1;
+constant float length = 1;
 
 namespace shapes {
 float length(float2 v) {
