@@ -61,8 +61,9 @@ struct Textures {
     texture2d<float> normal [[texture(1)]];
 };
 
-kernel void passed(texture2d<float> t [[texture(0)]], array<texture2d<float>, 2> more [[texture(1)]],
+kernel void passed(texture2d<float> t [[texture(0)]], texture2d<float> other [[texture(1)]],
                    device float4* out [[buffer(0)]], uint id [[thread_position_in_grid]]) {
+    array<texture2d<float>, 2> more = {t, other};
     Textures both = {t, more[1]};
     out[id] = sampleTwice(both.color, linearSampler, float2(0.5)) +
               sampleTwice(both.normal, sampler(filter::nearest), {0, 1});

@@ -73,7 +73,9 @@ public:
 
     template <metal::access A = metal::access::sample, class T = float>
     metal::texture2d<T, A> texture() const {
-        return {reinterpret_cast<const __sl42::textureView*>(&m_view)};
+        metal::texture2d<T, A> texture;
+        texture.__view = reinterpret_cast<const __sl42::textureView*>(&m_view);
+        return texture;
     }
 
     Color texel(int level, int x, int y) const {
@@ -319,8 +321,8 @@ TEST(Texture, ReportsItsSize) {
 }
 
 TEST(Texture, UnboundReadsAsZero) {
-    const metal::texture2d<float, metal::access::sample> none = {nullptr};
-    const metal::texture2d<float, metal::access::write> nowhere = {nullptr};
+    const metal::texture2d<float, metal::access::sample> none = {};
+    const metal::texture2d<float, metal::access::write> nowhere = {};
     constexpr metal::sampler s;
     EXPECT_TRUE(all(none.sample(s, float2(0.5f)) == 0) && all(none.read(uint2(0)) == 0));
     EXPECT_TRUE(all(none.sample(s, float2(0.5f), metal::gradient2d(1, 1)) == 0));
