@@ -67,10 +67,10 @@ FontTextureGenerator::~FontTextureGenerator() {
 
 const std::shared_ptr<gpu::Texture>& FontTextureGenerator::texture() {
     if (m_stage == Stage::Drawing)
-        startMerge();
+        takePictures();
     while (m_stage == Stage::Merging) {
-        m_merge->waitUntilCompleted();
-        finishMerge();
+        m_work->waitUntilCompleted();
+        finishStep();
     }
     return m_texture;
 }
@@ -79,10 +79,10 @@ const std::shared_ptr<gpu::Texture>& FontTextureGenerator::textureSoFar() {
     switch (m_stage) {
     case Stage::Drawing:
         if (m_drawing.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
-            startMerge();
+            takePictures();
         break;
     case Stage::Merging:
-        finishMerge();
+        finishStep();
         break;
     case Stage::Complete:
         break;
@@ -90,36 +90,46 @@ const std::shared_ptr<gpu::Texture>& FontTextureGenerator::textureSoFar() {
     return m_texture;
 }
 
-/// The first attempt takes the pictures from the thread, waiting for it if need be.
-void FontTextureGenerator::startMerge() {
-    if (m_drawing.valid()) {
-        auto drawn = m_drawing.get();
-        if (!drawn) {
-            m_log.line("Error: " + drawn.error().message);
-            fatalError("Could not create CGContext for font renderin");
-        }
-        m_pictures = *std::move(drawn);
+/// Waits for the thread if need be.
+void FontTextureGenerator::takePictures() {
+    auto drawn = m_drawing.get();
+    if (!drawn) {
+        m_log.line("Error: " + drawn.error().message);
+        fatalError("Could not create CGContext for font renderin");
     }
-    m_merge = m_queue->makeCommandBuffer();
-    if (!m_merge)
-        fatalError("Failed to create command buffer for font generator");
-    m_merge->setLabel("Font texture");
-    encodeMerge(*m_merge);
-    m_merge->commit();
+    m_pictures = *std::move(drawn);
     m_stage = Stage::Merging;
+    commitStep();
+}
+
+void FontTextureGenerator::commitStep() {
+    m_work = m_queue->makeCommandBuffer();
+    if (!m_work)
+        fatalError("Failed to create command buffer for font generator");
+    m_work->setLabel("Font texture");
+    if (m_step < fontStyleCount)
+        encodeMerge(*m_work);
+    else
+        encodeMipmaps(*m_work);
+    m_work->commit();
     ++m_attempts;
 }
 
-void FontTextureGenerator::finishMerge() {
-    const gpu::CommandBufferStatus status = m_merge->status();
+void FontTextureGenerator::finishStep() {
+    const gpu::CommandBufferStatus status = m_work->status();
     if (status != gpu::CommandBufferStatus::Completed && status != gpu::CommandBufferStatus::Error)
         return;
-    const auto error = m_merge->error();
+    const auto error = m_work->error();
     if (error && m_attempts < maxAttempts)
-        return startMerge();
+        return commitStep();
+    if (!error && m_step < fontStyleCount) {
+        m_pictures.styles[m_step++].reset();
+        m_attempts = 0;
+        return commitStep();
+    }
     if (error)
-        m_log.line("Error: there is no text, because the font failed: " + error->message);
-    m_merge.reset();
+        m_log.line("Error: text is incomplete, because the font failed: " + error->message);
+    m_work.reset();
     m_pictures = {};
     m_stage = Stage::Complete;
 }
@@ -141,24 +151,23 @@ void FontTextureGenerator::encodeMerge(gpu::CommandBuffer& commandBuffer) const 
     const auto compute = commandBuffer.makeComputeCommandEncoder();
     if (!compute)
         fatalError("Failed to create compute command encoder for font texture");
+    auto style = m_device->makeTexture({.format = gpu::PixelFormat::R8Unorm,
+                                        .width = m_pictures.size,
+                                        .height = m_pictures.size,
+                                        .mipLevels = 1},
+                                       m_pictures.styles[m_step], 0, m_pictures.bytesPerRow);
+    if (!style)
+        fatalError("Couldn't mipmap font texture.");
+    const auto channel = static_cast<std::int32_t>(m_step);
     compute->setComputePipelineState(makePipeline());
+    compute->setTexture(std::move(style), 0);
     compute->setTexture(m_texture, 1);
-    const gpu::TextureDescriptor descriptor{.format = gpu::PixelFormat::R8Unorm,
-                                            .width = m_pictures.size,
-                                            .height = m_pictures.size,
-                                            .mipLevels = 1};
-    std::int32_t channel = 0;
-    for (const auto& memory : m_pictures.styles) {
-        auto style = m_device->makeTexture(descriptor, memory, 0, m_pictures.bytesPerRow);
-        if (!style)
-            fatalError("Couldn't mipmap font texture.");
-        compute->setTexture(std::move(style), 0);
-        compute->setBytes(std::as_bytes(std::span(&channel, 1)), 0);
-        compute->dispatchThreads({m_pictures.size, m_pictures.size, 1}, {16, 16, 1});
-        ++channel;
-    }
+    compute->setBytes(std::as_bytes(std::span(&channel, 1)), 0);
+    compute->dispatchThreads({m_pictures.size, m_pictures.size, 1}, {16, 16, 1});
     compute->endEncoding();
+}
 
+void FontTextureGenerator::encodeMipmaps(gpu::CommandBuffer& commandBuffer) const {
     const auto blit = commandBuffer.makeBlitCommandEncoder();
     if (!blit)
         fatalError("Failed to create blit command encoder for font texture");

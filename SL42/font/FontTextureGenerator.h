@@ -21,8 +21,8 @@
 namespace starloom {
 
 /// Draws once, in about 90 ms; there is no cache on disk, because reading one back takes almost as
-/// long. Until the merge has completed, the four pictures are in memory too (64 MB with the usual
-/// size). Belongs to one thread, that which fills the queue.
+/// long. Until they are merged, the four pictures are in memory too (64 MB with the usual size).
+/// Belongs to one thread, that which fills the queue.
 class FontTextureGenerator {
 public:
     /// Starts the drawing and returns. `log` must outlive the generator. `textureSize` is width
@@ -51,9 +51,11 @@ public:
 private:
     enum class Stage { Drawing, Merging, Complete };
 
-    void startMerge();
-    void finishMerge();
+    void takePictures();
+    void commitStep();
+    void finishStep();
     void encodeMerge(gpu::CommandBuffer& commandBuffer) const;
+    void encodeMipmaps(gpu::CommandBuffer& commandBuffer) const;
     std::shared_ptr<gpu::ComputePipelineState> makePipeline() const;
 
     std::shared_ptr<gpu::Device> m_device;
@@ -62,10 +64,13 @@ private:
     FontGrid m_grid;
     std::shared_ptr<gpu::Texture> m_texture;
     Stage m_stage = Stage::Drawing;
-    int m_attempts = 0;
-    /// Kept until the merge has completed, for another attempt.
+    /// Each style until it is merged.
     FontPictures m_pictures;
-    std::shared_ptr<gpu::CommandBuffer> m_merge;
+    /// The styles one after the other, then the mip levels: a command buffer each, so that frames
+    /// come in between and a slow device keeps to its time limit.
+    std::size_t m_step = 0;
+    int m_attempts = 0;
+    std::shared_ptr<gpu::CommandBuffer> m_work;
     std::stop_source m_stop;
     /// Last, so that the thread ends before what it uses.
     std::future<platform::Result<FontPictures>> m_drawing;

@@ -45,28 +45,32 @@ TEST_F(FontTextureGeneratorOnFakeDevice, MergesEachStyleIntoItsChannel) {
     EXPECT_TRUE(generator->isComplete());
     EXPECT_EQ(texture->descriptor(),
               (gpu::TextureDescriptor{gpu::PixelFormat::RGBA8Unorm, 512, 512, 10}));
-    ASSERT_EQ(device->commandBuffers.size(), 1U);
-    const auto merges = fake::dispatches(*device->commandBuffers[0]);
-    ASSERT_EQ(merges.size(), fontStyleCount);
-    for (std::size_t style = 0; style < merges.size(); ++style) {
-        EXPECT_EQ(merges[style].kernel, "addFontChannel");
-        EXPECT_EQ(fake::boundValue<int>(merges[style], 0), static_cast<int>(style));
-        EXPECT_EQ(merges[style].textures.at(1), texture);
-        EXPECT_EQ(merges[style].textures.at(0)->descriptor().format, gpu::PixelFormat::R8Unorm);
-        EXPECT_EQ(merges[style].threads, (gpu::Size3{512, 512, 1}));
+    // A command buffer for each style and one for the mip levels.
+    ASSERT_EQ(device->commandBuffers.size(), fontStyleCount + 1);
+    for (std::size_t style = 0; style < fontStyleCount; ++style) {
+        const auto merges = fake::dispatches(*device->commandBuffers[style]);
+        ASSERT_EQ(merges.size(), 1U);
+        EXPECT_EQ(merges[0].kernel, "addFontChannel");
+        EXPECT_EQ(fake::boundValue<int>(merges[0], 0), static_cast<int>(style));
+        EXPECT_EQ(merges[0].textures.at(1), texture);
+        EXPECT_EQ(merges[0].textures.at(0)->descriptor().format, gpu::PixelFormat::R8Unorm);
+        EXPECT_EQ(merges[0].threads, (gpu::Size3{512, 512, 1}));
     }
     EXPECT_EQ(generator->texture(), texture);
-    EXPECT_EQ(device->commandBuffers.size(), 1U) << "drawn once";
+    EXPECT_EQ(device->commandBuffers.size(), fontStyleCount + 1) << "drawn once";
 }
 
 TEST_F(FontTextureGeneratorOnFakeDevice, FrameLoopsNeverWait) {
     device->completesAtOnce = false;
     const auto generator = make();
     const auto texture = generator->textureSoFar();
-    poll(*generator, [&] { return !device->pending.empty(); });
-    EXPECT_FALSE(generator->isComplete()) << "the device has not done it yet";
-    EXPECT_EQ(generator->textureSoFar(), texture);
-    device->completeNext();
+    for (std::size_t step = 0; step <= fontStyleCount; ++step) {
+        poll(*generator, [&] { return !device->pending.empty(); });
+        EXPECT_FALSE(generator->isComplete()) << "the device has not done it yet";
+        EXPECT_EQ(generator->textureSoFar(), texture);
+        EXPECT_EQ(device->pending.size(), 1U) << "one step at a time";
+        device->completeNext();
+    }
     EXPECT_EQ(generator->textureSoFar(), texture);
     EXPECT_TRUE(generator->isComplete());
     EXPECT_EQ(generator->texture(), texture);
@@ -81,7 +85,7 @@ TEST_F(FontTextureGeneratorOnFakeDevice, LostWorkIsDoneAgainButNotForever) {
     poll(*recovering, [&] { return device->pending.size() == 1; });
     device->completeNext(lost);
     recovering->texture();
-    EXPECT_EQ(device->commandBuffers.size(), 2U);
+    EXPECT_EQ(device->commandBuffers.size(), fontStyleCount + 2) << "one step twice";
     EXPECT_TRUE(lines.empty()) << lines.front();
 
     const auto failing = make();
@@ -93,7 +97,7 @@ TEST_F(FontTextureGeneratorOnFakeDevice, LostWorkIsDoneAgainButNotForever) {
     EXPECT_TRUE(failing->isComplete());
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_EQ(lines[0],
-              "Error: there is no text, because the font failed: the compute service was lost");
+              "Error: text is incomplete, because the font failed: the compute service was lost");
 }
 
 TEST_F(FontTextureGeneratorOnFakeDevice, FailuresOfTheMachineStopTheProgram) {
