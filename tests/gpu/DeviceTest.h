@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What every test of the conformance suite starts from. The parameter is the device's name as
+// SL42_DEVICE takes it; a new device joins the suite by adding its name to `deviceNames`.
+#pragma once
+
+#include "gpu/Device.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace test {
+
+inline constexpr const char* deviceNames[] = {"host"};
+
+class DeviceTest : public ::testing::TestWithParam<const char*> {
+protected:
+    /// One device of each kind serves the whole suite.
+    DeviceTest();
+
+    std::shared_ptr<gpu::Library> library(const std::string& body);
+    /// Pipeline of the kernel `run` in a text that starts with the usual two lines.
+    std::shared_ptr<gpu::ComputePipelineState>
+    pipeline(const std::string& body, const gpu::FunctionConstantValues& constants = {});
+
+    template <class T>
+    std::shared_ptr<gpu::Buffer> bufferOf(const std::vector<T>& values) {
+        auto buffer = device->makeBuffer(values.size() * sizeof(T), gpu::StorageMode::Shared);
+        std::memcpy(buffer->contents().data(), values.data(), values.size() * sizeof(T));
+        return buffer;
+    }
+    /// What the buffer holds, also when it is private.
+    template <class T>
+    std::vector<T> valuesIn(const std::shared_ptr<gpu::Buffer>& buffer) {
+        const auto shared = sharedCopy(buffer);
+        std::vector<T> values(buffer->length() / sizeof(T));
+        std::memcpy(values.data(), shared->contents().data(), values.size() * sizeof(T));
+        return values;
+    }
+
+    using Encode = std::function<void(gpu::ComputeCommandEncoder&)>;
+    using EncodeBlit = std::function<void(gpu::BlitCommandEncoder&)>;
+    /// A command buffer "Test" with one encoder, committed and waited for.
+    std::shared_ptr<gpu::CommandBuffer> run(const Encode& encode);
+    std::shared_ptr<gpu::CommandBuffer> blit(const EncodeBlit& encode);
+    /// Binds the buffers from index 0 and runs one thread for each of `threads`.
+    std::shared_ptr<gpu::CommandBuffer>
+    dispatch(const std::shared_ptr<gpu::ComputePipelineState>& pipeline,
+             const std::vector<std::shared_ptr<gpu::Buffer>>& buffers, std::uint32_t threads);
+
+    std::shared_ptr<gpu::Device> device;
+    std::shared_ptr<gpu::CommandQueue> queue;
+
+private:
+    std::shared_ptr<gpu::Buffer> sharedCopy(const std::shared_ptr<gpu::Buffer>& buffer);
+};
+
+void expectCompleted(const gpu::CommandBuffer& commandBuffer);
+void expectError(const gpu::CommandBuffer& commandBuffer, gpu::CommandBufferError::Code code,
+                 const std::string& messageStart);
+
+std::span<const std::byte> bytes(const auto& value) {
+    return std::as_bytes(std::span(&value, 1));
+}
+
+} // namespace test
+
+#define SL42_ON_EVERY_DEVICE(suite)                                                                \
+    INSTANTIATE_TEST_SUITE_P(Devices, suite, ::testing::ValuesIn(test::deviceNames),               \
+                             [](const auto& info) { return std::string(info.param); })

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Kernels that do what they must not, compiled from text like any other.
+#include "tests/gpu/DeviceTest.h"
+
+using gpu::StorageMode;
+using Code = gpu::CommandBufferError::Code;
+
+namespace test {
+namespace {
+
+class FaultTest : public DeviceTest {
+protected:
+    void SetUp() override { buffer = device->makeBuffer(4096, StorageMode::Shared); }
+    /// Other kernels run as before.
+    void expectRecovered() {
+        const auto good = pipeline("kernel void run(device uint* data [[buffer(0)]])"
+                                   " { data[1] = data[1] + 1; }");
+        expectCompleted(*dispatch(good, {buffer}, 1));
+        EXPECT_EQ(valuesIn<std::uint32_t>(buffer)[1], 1u);
+    }
+
+    std::shared_ptr<gpu::Buffer> buffer;
+};
+SL42_ON_EVERY_DEVICE(FaultTest);
+
+TEST_P(FaultTest, EndlessLoopIsStoppedAtTheTimeLimit) {
+    device->setTimeLimit(std::chrono::milliseconds(400));
+    const auto endless = pipeline("kernel void run(device uint* data [[buffer(0)]])"
+                                  " { while (data[0] == 0) data[2] += 1; }");
+    expectError(*dispatch(endless, {buffer}, 1), Code::TimeLimit,
+                "Test: kernel 'run' ran longer than 0.4 s");
+    EXPECT_TRUE(endless->isStopped());
+    expectError(*dispatch(endless, {buffer}, 1), Code::PipelineStopped, "Test: kernel 'run'");
+    expectRecovered();
+}
+
+TEST_P(FaultTest, AccessFarOutsideABufferIsAnErrorAndHarmsNoOther) {
+    const auto neighbours = bufferOf(std::vector<std::uint32_t>(1024, 7));
+    for (const char* index : {"0x7fffffffu", "0xffffffffu", "i * 0x01000000u + 0x10000000u"}) {
+        const auto wild = pipeline("kernel void run(device float4* data [[buffer(0)]],"
+                                   " device float4* other [[buffer(1)]],"
+                                   " uint i [[thread_position_in_grid]]) { data[" +
+                                   std::string(index) + "] = other[0] + 1; }");
+        expectError(*dispatch(wild, {buffer, neighbours}, 64), Code::KernelFault,
+                    "Test: kernel 'run' accessed memory outside its buffers");
+    }
+    EXPECT_EQ(valuesIn<std::uint32_t>(neighbours), std::vector<std::uint32_t>(1024, 7));
+    expectRecovered();
+}
+
+TEST_P(FaultTest, ArithmeticNeverTraps) {
+    const auto kernel = pipeline(
+        "kernel void run(device int* data [[buffer(0)]], uint i [[thread_position_in_grid]])"
+        " { int zero = data[0]; int lowest = int(0x80000000u);"
+        "   data[8 + i] = 5 / zero + 5 % zero + lowest / (zero - 1) + lowest % (zero - 1)"
+        "               + (1 << (zero + 40)) + int(1.0f / float(zero)); data[1] = 1; }");
+    expectCompleted(*dispatch(kernel, {buffer}, 64));
+    EXPECT_EQ(valuesIn<std::uint32_t>(buffer)[1], 1u);
+}
+
+TEST_P(FaultTest, ExcessiveStackIsContained) {
+    const auto library = device->makeLibrary(
+        "kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]])"
+        " { uint big[8000000]; for (uint k = 0; k < 8000000; ++k) big[(k * 7919u + data[0]) %"
+        " 8000000u] = k; data[8] = big[data[2] + i]; }");
+    if (library) {
+        const auto function = (*library)->makeFunction("run");
+        const auto kernel =
+            function ? device->makeComputePipelineState(*function) : function.error();
+        if (kernel)
+            EXPECT_EQ(dispatch(*kernel, {buffer}, 64)->status(), gpu::CommandBufferStatus::Error);
+    }
+    expectRecovered();
+}
+
+TEST_P(FaultTest, RecursionIsRefusedByTheCompiler) {
+    EXPECT_FALSE(device->makeLibrary("uint f(uint n) { return n < 2 ? n : f(n - 1) + f(n - 2); }"
+                                     "kernel void run(device uint* data [[buffer(0)]])"
+                                     " { data[0] = f(data[0]); }"));
+    expectRecovered();
+}
+
+} // namespace
+} // namespace test

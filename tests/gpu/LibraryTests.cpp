@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/gpu/DeviceTest.h"
+
+using gpu::StorageMode;
+
+namespace test {
+namespace {
+
+class LibraryTest : public DeviceTest {};
+SL42_ON_EVERY_DEVICE(LibraryTest);
+
+TEST_P(LibraryTest, ErrorsCarryThePositionInTheText) {
+    const auto library = device->makeLibrary("kernel void run() {}\n\nint wrong = missing;\n");
+    ASSERT_FALSE(library);
+    EXPECT_NE(library.error().message.find("program_source:3:13: error:"), std::string::npos)
+        << library.error().message;
+    EXPECT_FALSE(device->makeLibrary("#include \"/etc/passwd\"\n"));
+}
+
+TEST_P(LibraryTest, ReflectionComesFromTheText) {
+    const auto all =
+        library("kernel void second(texture2d<float, access::write> image [[texture(3)]],"
+                " device float* data [[buffer(7)]], uint2 position [[thread_position_in_grid]])"
+                " { image.write(float4(data[0]), position); }\n"
+                "kernel void first(constant float& x [[buffer(0)]], device float* y [[buffer(1)]])"
+                " { y[0] = x; }\n");
+    EXPECT_EQ(all->functionNames(), (std::vector<std::string>{"second", "first"}));
+    const auto function = all->makeFunction("second");
+    ASSERT_TRUE(function);
+    EXPECT_EQ((*function)->name(), "second");
+    const auto& arguments = (*function)->arguments();
+    ASSERT_EQ(arguments.size(), 2u);
+    EXPECT_EQ(arguments[0].name, "image");
+    EXPECT_EQ(arguments[0].kind, gpu::ArgumentKind::Texture);
+    EXPECT_EQ(arguments[0].index, 3u);
+    EXPECT_EQ(arguments[1].kind, gpu::ArgumentKind::Buffer);
+    EXPECT_EQ(arguments[1].index, 7u);
+    EXPECT_FALSE(all->makeFunction("third"));
+}
+
+TEST_P(LibraryTest, FunctionConstantsSpecialise) {
+    const std::string text = "constant int factor [[function_constant(0)]];"
+                             "constant bool negative [[function_constant(1)]];"
+                             "kernel void run(device int* data [[buffer(0)]])"
+                             " { data[0] += negative ? -factor : factor; }";
+    const auto buffer = device->makeBuffer(4, StorageMode::Shared);
+    for (const auto& [factor, negative] : {std::pair(5, false), std::pair(300, true)}) {
+        gpu::FunctionConstantValues constants;
+        constants.setConstantValue(0, gpu::DataType::Int, &factor);
+        constants.setBool(1, negative);
+        expectCompleted(*dispatch(pipeline(text, constants), {buffer}, 1));
+    }
+    EXPECT_EQ(valuesIn<std::int32_t>(buffer)[0], 5 - 300);
+
+    gpu::FunctionConstantValues incomplete;
+    incomplete.setBool(1, true);
+    EXPECT_FALSE(library(text)->makeFunction("run", incomplete));
+    incomplete.setBool(0, true);
+    EXPECT_FALSE(library(text)->makeFunction("run", incomplete)) << "of another type";
+}
+
+TEST_P(LibraryTest, OneTextIsCompiledOnce) {
+    const std::string text = "kernel void run(device int* data [[buffer(0)]]) { data[0] = 77; }";
+    const auto first = library(text);
+    EXPECT_GT(first->compileTimes().frontEnd, 0);
+    EXPECT_EQ(library(text)->compileTimes().frontEnd, 0);
+    EXPECT_GT(pipeline(text)->compileTimes().codeGeneration, 0);
+    EXPECT_EQ(pipeline(text)->compileTimes().codeGeneration, 0);
+}
+
+TEST_P(LibraryTest, MoreTextsThanTheCacheHoldsPassWithoutHarm) {
+    const auto buffer = device->makeBuffer(4, StorageMode::Shared);
+    for (int i = 0; i < 120; ++i) {
+        const std::string text = "kernel void run(device int* data [[buffer(0)]]) { data[0] = " +
+                                 std::to_string(i % 40) + "; }";
+        expectCompleted(*dispatch(pipeline(text), {buffer}, 1));
+        ASSERT_EQ(valuesIn<std::int32_t>(buffer)[0], i % 40);
+    }
+}
+
+TEST_P(LibraryTest, EveryThreadOfTheGridRunsOnce) {
+    const auto kernel = pipeline(
+        "kernel void run(device uint* data [[buffer(0)]], uint3 p [[thread_position_in_grid]],"
+        " uint3 n [[threads_per_grid]])"
+        " { data[(p.z * n.y + p.y) * n.x + p.x] += 1 + p.x + 100 * p.y + 10000 * p.z; }");
+    for (const gpu::Size3 grid :
+         {gpu::Size3{1, 1, 1}, gpu::Size3{37, 5, 3}, gpu::Size3{1, 70, 1}, gpu::Size3{64, 1, 4}}) {
+        const auto buffer = device->makeBuffer(
+            std::size_t{4} * grid.width * grid.height * grid.depth, StorageMode::Shared);
+        expectCompleted(*run([&](gpu::ComputeCommandEncoder& encoder) {
+            encoder.setComputePipelineState(kernel);
+            encoder.setBuffer(buffer, 0, 0);
+            encoder.dispatchThreads(grid, {16, 4, 1});
+        }));
+        std::vector<std::uint32_t> expected;
+        for (std::uint32_t z = 0; z < grid.depth; ++z)
+            for (std::uint32_t y = 0; y < grid.height; ++y)
+                for (std::uint32_t x = 0; x < grid.width; ++x)
+                    expected.push_back(1 + x + 100 * y + 10000 * z);
+        EXPECT_EQ(valuesIn<std::uint32_t>(buffer), expected);
+    }
+}
+
+} // namespace
+} // namespace test
