@@ -147,19 +147,25 @@ private:
             m_generator.GetDeclForMangledName(value.getName()));
     }
 
-    void report(const llvm::GlobalValue& value, llvm::StringRef text) {
+    clang::SourceLocation locationOf(const llvm::GlobalValue& value) {
         const auto* declaration = declarationOf(value);
+        return declaration != nullptr ? declaration->getLocation() : clang::SourceLocation();
+    }
+
+    void report(const llvm::GlobalValue& value, llvm::StringRef text) {
         const unsigned id =
             m_sema.Diags.getDiagnosticIDs()->getCustomDiagID(clang::DiagnosticIDs::Error, text);
-        m_sema.Diags.Report(
-            declaration != nullptr ? declaration->getLocation() : clang::SourceLocation(), id)
-            << sourceName(value);
+        m_sema.Diags.Report(locationOf(value), id) << sourceName(value);
     }
 
     void reportCycle(const std::vector<llvm::CallGraphNode*>& cycle) {
+        const llvm::Function* first = nullptr; // in the order of the text
         for (const llvm::CallGraphNode* node : cycle)
             if (const llvm::Function* function = node->getFunction())
-                return report(*function, "function '%0' calls itself; recursion is not supported");
+                if (first == nullptr || locationOf(*function) < locationOf(*first))
+                    first = function;
+        if (first != nullptr)
+            report(*first, "function '%0' calls itself; recursion is not supported");
     }
 
     clang::Sema& m_sema;

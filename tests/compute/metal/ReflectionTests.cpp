@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What a program's attributes say, and the promises about the code that comes with it.
+#include "compute/metal/Frontend.h"
+
+#include <gtest/gtest.h>
+#include <llvm/IR/InstrTypes.h>
+#include <llvm/IR/Instructions.h>
+#include <llvm/IR/Verifier.h>
+#include <llvm/Support/raw_ostream.h>
+
+namespace {
+
+using namespace compute::kernel;
+
+Program compileOrFail(const std::string& source) {
+    auto program =
+        compute::metal::compile("#include <metal_stdlib>\nusing namespace metal;\n" + source);
+    EXPECT_TRUE(program) << (program ? "" : program.error().message);
+    return program ? std::move(*program) : Program{};
+}
+
+std::string describe(const KernelDeclaration& kernel) {
+    std::string text = kernel.name + ":";
+    for (const Parameter& each : kernel.parameters)
+        text += " " + each.name + "=" + std::to_string(int(each.kind)) + "/" +
+                std::to_string(each.index) + "/" + std::to_string(each.components) + "x" +
+                std::to_string(each.componentBytes);
+    return text;
+}
+
+TEST(Reflection, ReadsParametersAndGivesFreeIndices) {
+    const Program program = compileOrFail(
+        "struct Uniforms { float time; };\n"
+        "kernel void first(device float4* out [[buffer(1 + 1)]], constant Uniforms& u,\n"
+        "                  texture2d<float> picture [[texture(3)]], device int* next, sampler s,\n"
+        "                  uint2 at [[thread_position_in_grid]], ushort3 n [[threads_per_grid]],\n"
+        "                  uint lane [[thread_index_in_threadgroup]]) {}\n"
+        "namespace inner { [[kernel]] void second(device float* o [[buffer(0)]]) {} }\n"
+        "static kernel void third(constant float* table) {}\n"
+        "void helper(device float* o) {}\n");
+    ASSERT_EQ(program.kernels.size(), 3u);
+    EXPECT_EQ(describe(program.kernels[0]),
+              "first: out=0/2/1x4 u=0/0/1x4 picture=1/3/1x4 next=0/1/1x4 s=2/0/1x4 at=3/0/2x4 "
+              "n=4/0/3x2 lane=9/0/1x4");
+    EXPECT_EQ(describe(program.kernels[1]), "inner::second: o=0/0/1x4");
+    EXPECT_EQ(describe(program.kernels[2]), "third: table=0/0/1x4");
+    for (const KernelDeclaration& kernel : program.kernels) {
+        const llvm::Function* function = program.module->getFunction(kernel.symbol);
+        ASSERT_NE(function, nullptr) << kernel.name;
+        EXPECT_FALSE(function->isDeclaration()) << kernel.name;
+        EXPECT_EQ(function->arg_size(), kernel.parameters.size()) << kernel.name;
+    }
+}
+
+TEST(Reflection, FunctionConstantsStayOpen) {
+    const Program program =
+        compileOrFail("constant char mode [[function_constant(4)]];\n"
+                      "constant half scale [[function_constant(0)]];\n"
+                      "constant float derived = scale * 2;\n"
+                      "kernel void k(device float* o) { o[mode] = derived; }\n");
+    ASSERT_EQ(program.constants.size(), 2u);
+    EXPECT_EQ(program.constants[0].name, "mode");
+    EXPECT_EQ(program.constants[0].index, 4u);
+    EXPECT_EQ(program.constants[0].type, ConstantType::Char);
+    EXPECT_EQ(program.constants[1].type, ConstantType::Half);
+    for (const ConstantDeclaration& constant : program.constants) {
+        const llvm::GlobalVariable* variable = program.module->getGlobalVariable(constant.symbol);
+        ASSERT_NE(variable, nullptr);
+        EXPECT_TRUE(variable->isDeclaration() && variable->isConstant());
+    }
+}
+
+TEST(Reflection, SaysWhichKernelsCannotRunAndWhy) {
+    const Program program =
+        compileOrFail("float shared() { threadgroup float s[8]; s[0] = 1; return s[0]; }\n"
+                      "kernel void a(device float* o) { o[0] = shared(); }\n"
+                      "kernel void b(threadgroup float* s [[threadgroup(0)]]) { s[0] = 1; }\n"
+                      "kernel void c(uint n [[simdgroups_per_threadgroup]]) {}\n"
+                      "float sum(threadgroup float* s) { return s[0]; }\n"
+                      "kernel void d(device float* o) { o[0] = sum(o); }\n");
+    ASSERT_EQ(program.kernels.size(), 4u);
+    EXPECT_EQ(program.kernels[0].unsupported, "threadgroup memory is not supported");
+    EXPECT_EQ(program.kernels[1].unsupported, "'threadgroup' is not supported");
+    EXPECT_EQ(program.kernels[2].unsupported, "'simdgroups_per_threadgroup' is not supported");
+    EXPECT_EQ(program.kernels[3].unsupported, "");
+}
+
+TEST(Module, KeepsItsPromises) {
+    const Program program = compileOrFail(
+        "struct Big { float a[8]; };\n"
+        "float sum(Big b) { return b.a[0]; }\n"
+        "int open(int x) { switch (x) { case 1: return 3; } }\n"
+        "kernel void k(device Big* in, device float* o, uint2 at [[thread_position_in_grid]]) {\n"
+        "    o[at.x] = sum(in[at.y]) * 0.1 + open(int(at.x)) + sin(o[1]);\n"
+        "}\n");
+    ASSERT_TRUE(program.module);
+    EXPECT_FALSE(llvm::verifyModule(*program.module, &llvm::errs()));
+    EXPECT_TRUE(program.module->getTargetTriple().starts_with("spir64"));
+    for (const llvm::Function& function : *program.module) {
+        EXPECT_TRUE(!function.isDeclaration() || function.isIntrinsic())
+            << function.getName().str();
+        EXPECT_FALSE(function.hasFnAttribute(llvm::Attribute::NoInline));
+        for (const llvm::Argument& argument : function.args())
+            EXPECT_FALSE(argument.hasAttribute(llvm::Attribute::Dereferenceable));
+        for (const llvm::BasicBlock& block : function)
+            for (const llvm::Instruction& instruction : block) {
+                EXPECT_FALSE(instruction.getType()->isDoubleTy());
+                EXPECT_FALSE(llvm::isa<llvm::UnreachableInst>(instruction));
+                if (const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction))
+                    EXPECT_EQ(call->getCallingConv(), llvm::CallingConv::C);
+            }
+    }
+    const llvm::Function* kernel = program.module->getFunction(program.kernels.at(0).symbol);
+    EXPECT_TRUE(kernel->getArg(0)->getType()->isPointerTy());
+    EXPECT_TRUE(kernel->hasParamAttribute(2, llvm::Attribute::ByVal));
+}
+
+} // namespace
