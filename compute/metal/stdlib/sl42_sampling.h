@@ -15,7 +15,7 @@
 
 namespace __sl42 {
 
-/// Calls f.template operator()<format>() for the format at hand.
+/// The statement with F as the texels of the format at hand; it returns.
 #define SL42_FOR_FORMAT(view, statement)                                                           \
     switch ((view)->format) {                                                                      \
     case textureFormat::r8: {                                                                      \
@@ -160,6 +160,7 @@ inline float4 sampleLevel(const textureView* view, const metal::sampler& s, uint
     return float4(0.0f);
 }
 
+/// The sample between two levels goes through one loop, which halves the code of each format.
 inline float4 sampleAt(const textureView* view, const metal::sampler& s, const float2& c, float lod,
                        const int2& offset) {
     if (view == nullptr)
@@ -167,18 +168,32 @@ inline float4 sampleAt(const textureView* view, const metal::sampler& s, const f
     lod = metal::fmin(metal::fmax(lod, s.lodMinimum), s.lodMaximum);
     const bool linear = lod > 0.0f ? s.minFilter != metal::min_filter::nearest
                                    : s.magFilter != metal::mag_filter::nearest;
-    if (s.mipFilter == metal::mip_filter::none || lod <= 0.0f)
+    if (s.mipFilter == metal::mip_filter::none)
         return sampleLevel(view, s, 0, linear, c, offset);
-    const uint last = metal::min(view->levelCount, 16u) - 1;
-    lod = metal::fmin(lod, float(int(last)));
+    const int last = metal::min(int(view->levelCount), 16) - 1;
+    lod = metal::fmin(metal::fmax(lod, 0.0f), float(last));
     if (s.mipFilter == metal::mip_filter::nearest)
-        return sampleLevel(view, s, metal::min(uint(lod + 0.5f), last), linear, c, offset);
-    const uint finer = metal::min(uint(lod), last);
-    const float4 a = sampleLevel(view, s, finer, linear, c, offset);
-    const float fraction = lod - float(int(finer));
-    const uint coarser = metal::min(finer + 1, last);
-    const float4 b = sampleLevel(view, s, coarser, linear, c, offset);
-    return a + (b - a) * fraction;
+        return sampleLevel(view, s, metal::min(int(lod + 0.5f), last), linear, c, offset);
+    const int finer = metal::min(int(lod), last);
+    const float fraction = lod - float(finer);
+    float4 sum(0.0f);
+    float weight = 1.0f - fraction;
+#pragma clang loop unroll(disable)
+    for (int level = finer; level <= last && weight > 0.0f && level <= finer + 1; ++level) {
+        sum += sampleLevel(view, s, level, linear, c, offset) * weight;
+        weight = fraction;
+    }
+    return sum;
+}
+
+/// The finest level that the sampler admits.
+inline float4 sampleAt(const textureView* view, const metal::sampler& s, const float2& c,
+                       const int2& offset) {
+    if (s.lodMinimum > 0.0f)
+        return sampleAt(view, s, c, 0.0f, offset);
+    if (view == nullptr)
+        return float4(0.0f);
+    return sampleLevel(view, s, 0, s.magFilter != metal::mag_filter::nearest, c, offset);
 }
 
 /// The level at which the longer of the two steps is one texel.

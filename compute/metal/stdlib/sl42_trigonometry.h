@@ -35,9 +35,9 @@ constexpr float sinPolynomial(float r) {
     return r + (r * s) * p;
 }
 
-/// Keeps the reduced argument where the polynomial is good, so that a sine never leaves [-1, 1] even
-/// when the reduction has run out of bits (|x| above 2^22); NaN passes. The limit is a little more
-/// than pi / 2 because far from zero the multiple can be off by a little.
+/// Keeps the reduced argument where the polynomial is good, so that a sine never leaves [-1, 1]
+/// even when the reduction has run out of bits (|x| above 2^22); NaN passes. The limit is a little
+/// more than pi / 2 because far from zero the multiple can be off by a little.
 constexpr float clampReduced(float r) {
     r = r < -1.6f ? -1.6f : r;
     return r > 1.6f ? 1.6f : r;
@@ -228,7 +228,7 @@ SL42_FOR_FLOATS(SL42_SINCOS_ALL)
 
 namespace precise {
 
-/// 4 ulp for |x| up to 1000; absolute error 2.5e-7 up to 2e4, 1e-6 up to 1e5.
+/// 4 ulp for |x| up to 1000; absolute error 3e-7 up to 2e4, 1e-6 up to 1e5.
 constexpr float sin(float x) {
     return __sl42::sine<true>(x);
 }

@@ -46,7 +46,7 @@ kernel void mixtures(device float* out [[buffer(0)]], constant half& h [[buffer(
     char small = char(bytes.x) - 1;
     short mid = short(small) * 3;
 
-    float limits = FLT_MAX + FLT_EPSILON + INT_MAX + numeric_limits<float>::max() +
+    float limits = FLT_MAX + FLT_EPSILON + float(INT_MAX) + numeric_limits<float>::max() +
                    numeric_limits<int>::min() + M_PI_F + M_E_F + float(M_PI_H) + INFINITY + NAN +
                    float(HALF_MAX) + MAXFLOAT + float(USHRT_MAX) + M_SQRT2_F;
     int exponent;
@@ -55,5 +55,6 @@ kernel void mixtures(device float* out [[buffer(0)]], constant half& h [[buffer(
     float c;
     x += sincos(x, c) + c + trunc(x) + ceil(x) + copysign(x, -1) + fdim(x, 1) + rsqrt(x + 2);
     x += min3(x, 1, 2) + max3(x, 1, h) + median3(x, 2, 3) + fmin(x, 1) + fmax(x, h);
-    out[id] = x + lum + v.x + limits + whole + exponent + mid + c;
+    out[id + 1] = limits;
+    out[id] = x + lum + v.x + whole + exponent + mid + c;
 }

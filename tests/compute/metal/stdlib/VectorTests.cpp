@@ -93,6 +93,24 @@ TEST(Vector, SwizzlesAreValues) {
     EXPECT_TRUE(same(twice(v.wz), float2(8, 6)));
 }
 
+template <class V>
+V turned(V v) {
+    v.xy = v.yx; // of a dependent type
+    v.xy *= 2;
+    return v;
+}
+
+TEST(Vector, SwizzlesEvaluateTheirVectorOnce) {
+    float3 a[3] = {float3(1), float3(2), float3(3)};
+    int i = 0;
+    a[i++].xy += 1;
+    a[i++].z = 7;
+    EXPECT_EQ(i, 2);
+    EXPECT_TRUE(same(a[0], float3(2, 2, 1)) && same(a[1], float3(2, 2, 7)));
+    EXPECT_TRUE(same(turned(float4(1, 2, 3, 4)), float4(4, 2, 3, 4)));
+    static_assert(sizeof(a[0].xy) == 8 && std::is_same_v<decltype(a[0].zyx), float3>);
+}
+
 TEST(Vector, OperatorsWorkLaneByLane) {
     const int3 a(7, -8, 9);
     EXPECT_TRUE(same(a % 4, int3(3, 0, 1)));
