@@ -40,6 +40,11 @@ HostCommandBuffer::HostCommandBuffer(std::shared_ptr<ServiceClient> client)
     m_job->message.job = {m_client->newId()};
 }
 
+void HostCommandBuffer::setLabel(std::string label) {
+    if (status() == Status::NotCommitted) // afterwards other threads read it
+        m_job->label = std::move(label);
+}
+
 std::shared_ptr<ComputeCommandEncoder> HostCommandBuffer::makeComputeCommandEncoder() {
     if (m_encoderOpen || status() != Status::NotCommitted)
         return nullptr;

@@ -18,7 +18,7 @@ class HostCommandBuffer final : public CommandBuffer,
 public:
     explicit HostCommandBuffer(std::shared_ptr<ServiceClient> client);
 
-    void setLabel(std::string label) override { m_job->label = std::move(label); }
+    void setLabel(std::string label) override;
     const std::string& label() const override { return m_job->label; }
     std::shared_ptr<ComputeCommandEncoder> makeComputeCommandEncoder() override;
     std::shared_ptr<BlitCommandEncoder> makeBlitCommandEncoder() override;

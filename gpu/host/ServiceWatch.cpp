@@ -122,8 +122,8 @@ std::optional<ServiceClient::Death> ServiceClient::receiveReplies(Lock& lock) {
         lock.unlock();
         const auto received = channel.receive(protocol::Channel::Descriptors::Drop, false);
         const auto reply = received.status == ReceiveStatus::Message
-                         ? protocol::decode<protocol::Reply>(received.bytes)
-                         : std::nullopt;
+                               ? protocol::decode<protocol::Reply>(received.bytes)
+                               : std::nullopt;
         lock.lock();
         if (received.status == ReceiveStatus::Nothing)
             return std::nullopt;

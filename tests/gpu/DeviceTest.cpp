@@ -33,8 +33,14 @@ DeviceTest::DeviceTest() : device(deviceNamed(GetParam())), queue(device->makeCo
     device->setTimeLimit(std::chrono::seconds(10));
 }
 
+std::string DeviceTest::text(const std::string& body) {
+    return "#include <metal_stdlib>
+        using namespace metal;
+    " + body;
+}
+
 std::shared_ptr<gpu::Library> DeviceTest::library(const std::string& body) {
-    return orThrow(device->makeLibrary("#include <metal_stdlib>\nusing namespace metal;\n" + body));
+    return orThrow(device->makeLibrary(text(body)));
 }
 
 std::shared_ptr<gpu::ComputePipelineState>

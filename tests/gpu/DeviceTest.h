@@ -21,8 +21,10 @@ protected:
     /// One device of each kind serves the whole suite.
     DeviceTest();
 
+    /// A program: the usual two lines and the body.
+    static std::string text(const std::string& body);
     std::shared_ptr<gpu::Library> library(const std::string& body);
-    /// Pipeline of the kernel `run` in a text that starts with the usual two lines.
+    /// Pipeline of the kernel `run`.
     std::shared_ptr<gpu::ComputePipelineState>
     pipeline(const std::string& body, const gpu::FunctionConstantValues& constants = {});
 
