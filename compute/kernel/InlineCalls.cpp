@@ -30,7 +30,7 @@ public:
 private:
     enum class State : std::uint8_t { Open, Done };
 
-    platform::Result<void> flattenCallees(llvm::Function& function);
+    platform::Result<void> flattenCallees(const std::vector<llvm::CallInst*>& calls);
     platform::Result<void> inlineInto(llvm::Function& function,
                                       const std::vector<llvm::CallInst*>& calls);
     void reduce(llvm::Function& function);
@@ -79,11 +79,14 @@ void Inliner::reduce(llvm::Function& function) {
     m_context.analyses.run(m_promote, function);
     replaceUndefinedOperands(function);
     m_context.analyses.forget(function);
-    m_context.analyses.run(m_simplify, function);
+    // Not worth the time in accessors and operators, which their callers simplify in bulk.
+    constexpr unsigned smallFunction = 40;
+    if (function.getInstructionCount() > smallFunction)
+        m_context.analyses.run(m_simplify, function);
 }
 
-platform::Result<void> Inliner::flattenCallees(llvm::Function& function) {
-    for (llvm::CallInst* call : callsIn(function)) {
+platform::Result<void> Inliner::flattenCallees(const std::vector<llvm::CallInst*>& calls) {
+    for (llvm::CallInst* call : calls) {
         llvm::Function& callee = *call->getCalledFunction();
         if (callee.isDeclaration())
             return platform::Error{"function '" + sourceName(callee) + "' is not defined"};
@@ -99,11 +102,12 @@ platform::Result<void> Inliner::flatten(llvm::Function& function) {
         return {};
     }
     // Reducing can make an indirect call direct, hence the loop.
-    reduce(function);
-    for (auto calls = callsIn(function); !calls.empty(); calls = callsIn(function)) {
-        SL42_TRY_VOID(flattenCallees(function));
+    for (auto calls = callsIn(function);; calls = callsIn(function)) {
+        SL42_TRY_VOID(flattenCallees(calls));
         SL42_TRY_VOID(inlineInto(function, calls));
         reduce(function);
+        if (callsIn(function).empty())
+            break;
     }
     m_states[&function] = State::Done;
     return {};

@@ -36,7 +36,7 @@ std::span<const Pass> passes() {
 std::string sourceName(const llvm::GlobalValue& value) {
     llvm::ItaniumPartialDemangler demangler;
     const std::string symbol = value.getName().str();
-    if (demangler.partialDemangle(symbol.c_str()))
+    if (!symbol.starts_with("_Z") || demangler.partialDemangle(symbol.c_str()))
         return symbol;
     char* text = demangler.isFunction() ? demangler.getFunctionName(nullptr, nullptr)
                                         : demangler.finishDemangle(nullptr, nullptr);

@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The pipeline as a whole: what it refuses, and what it leaves behind.
+// The pipeline as a whole: what it refuses, what it leaves behind, how its time grows.
 #include "compute/kernel/Canonical.h"
 
+#include "compute/kernel/Dump.h"
 #include "compute/kernel/HostTarget.h"
+#include "compute/kernel/Passes.h"
 #include "tests/compute/kernel/ProgramText.h"
 
 #include <gtest/gtest.h>
 #include <llvm/IR/Verifier.h>
 #include <llvm/Support/raw_ostream.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
 
 namespace {
 
@@ -32,11 +38,97 @@ TEST_F(CanonicalTests, OneFunctionIsLeft) {
     auto kernel = canonicalise(program, "k", {});
     ASSERT_TRUE(kernel) << kernel.error().message;
     EXPECT_FALSE(llvm::verifyModule(*kernel->module, &llvm::errs()));
-    unsigned defined = 0;
-    for (const llvm::Function& function : *kernel->module)
-        defined += !function.isDeclaration();
-    EXPECT_EQ(defined, 1u);
+    EXPECT_EQ(std::ranges::count_if(*kernel->module,
+                                    [](const llvm::Function& f) { return !f.isDeclaration(); }),
+              1);
     EXPECT_NE(kernel->module->getFunction(kernel->symbol), nullptr);
+}
+
+TEST_F(CanonicalTests, ConstantsAreCheckedByNameAndType) {
+    Program program =
+        tests::makeOneDimensional("%v = load i32, ptr @mode store i32 %v, ptr %out ret void",
+                                  "@mode = external constant i32");
+    program.constants = {{.name = "mode", .symbol = "mode", .index = 2, .type = ConstantType::Int}};
+    const auto messageOf = [&](const ConstantValues& values) {
+        auto checked = checkFunction(program, "k", values);
+        auto made = canonicalise(program, "k", values);
+        EXPECT_EQ(checked.hasValue(), made.hasValue());
+        return checked ? std::string() : checked.error().message;
+    };
+    EXPECT_EQ(messageOf({}), "function constant 'mode' [[function_constant(2)]] has no value");
+    EXPECT_EQ(messageOf({{2, {.type = ConstantType::Float}}}),
+              "function constant 'mode' [[function_constant(2)]] is declared int but its value is "
+              "float");
+    EXPECT_EQ(messageOf({{2, {.type = ConstantType::Int}}, {9, {.type = ConstantType::Bool}}}), "");
+}
+
+TEST_F(CanonicalTests, KernelsThatCannotRunAreRefused) {
+    Program program = tests::makeOneDimensional("ret void");
+    EXPECT_FALSE(checkFunction(program, "absent", {}));
+    program.kernels[0].unsupported = "barriers are missing";
+    auto refused = canonicalise(program, "k", {});
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().message, "kernel 'k': barriers are missing");
+
+    const Program large = tests::makeOneDimensional(R"(
+        %a = alloca [2000000 x i8]
+        %p = getelementptr i8, ptr %a, i32 %x
+        store volatile i8 1, ptr %p
+        ret void)");
+    auto tooLarge = canonicalise(large, "k", {});
+    ASSERT_FALSE(tooLarge);
+    EXPECT_NE(tooLarge.error().message.find("1048576 bytes"), std::string::npos);
+
+    const Program sampler =
+        tests::makeProgram("define spir_func void @k(ptr byval({ ptr }) %s) { ret void }",
+                           {{.name = "s", .kind = ParameterKind::Sampler}});
+    EXPECT_FALSE(canonicalise(sampler, "k", {}));
+}
+
+TEST_F(CanonicalTests, TheDumpHasOneFileAPass) {
+    const auto folder = std::filesystem::temp_directory_path() / "sl42-dump-test";
+    std::filesystem::create_directories(folder);
+    auto dump = Dump::create(folder.string());
+    ASSERT_TRUE(dump);
+    ASSERT_TRUE(canonicalise(tests::makeOneDimensional("ret void"), "k", {}, &*dump));
+    std::size_t files = 0;
+    for (const auto& file : std::filesystem::directory_iterator(folder))
+        files += file.file_size() > 0;
+    EXPECT_EQ(files, passes().size() + 1);
+    EXPECT_TRUE(std::filesystem::exists(folder / "k.05-inlineCalls.ll"));
+    std::filesystem::remove_all(folder);
+    EXPECT_FALSE(Dump::create("/nowhere"));
+}
+
+/// `count` rounds of arithmetic, branches and array accesses, one after the other.
+Program makeLong(int count) {
+    std::string body = "%a = alloca [64 x float]\nbr label %b0\nb0:\n";
+    for (int i = 0; i < count; ++i) {
+        const std::string n = std::to_string(i);
+        const std::string m = std::to_string(i + 1);
+        body += "%i" + n + " = mul i32 %x, " + m + "\n%p" + n +
+                " = getelementptr [64 x float], ptr %a, i32 0, i32 %i" + n + "\n%v" + n +
+                " = load float, ptr %p" + n + "\n%w" + n + " = fadd float %v" + n + ", " + m +
+                ".0\nstore float %w" + n + ", ptr %p" + n + "\n%c" + n + " = fcmp ogt float %w" +
+                n + ", 3.0\nbr i1 %c" + n + ", label %t" + n + ", label %b" + m + "\nt" + n +
+                ":\nstore float %w" + n + ", ptr %out\nbr label %b" + m + "\nb" + m + ":\n";
+    }
+    return tests::makeOneDimensional(body + "ret void");
+}
+
+TEST_F(CanonicalTests, TimeGrowsWithTheProgramAndNoFaster) {
+    const auto fastest = [](int count) {
+        const Program program = makeLong(count);
+        double best = std::numeric_limits<double>::max();
+        for (int i = 0; i < 5; ++i) {
+            auto kernel = canonicalise(program, "k", {});
+            EXPECT_TRUE(kernel);
+            best = std::min(best, kernel->optimiserMilliseconds);
+        }
+        return best;
+    };
+    // Eight times the program in less than twice eight times the time; a square law would need 64.
+    EXPECT_LT(fastest(1600), 16 * fastest(200));
 }
 
 } // namespace

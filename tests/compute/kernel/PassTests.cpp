@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Single passes on small functions: what each one must have changed, and must not have.
+#include "compute/kernel/ExtractKernel.h"
+#include "compute/kernel/HostTarget.h"
+#include "compute/kernel/Passes.h"
+#include "tests/compute/kernel/ProgramText.h"
+
+#include <gtest/gtest.h>
+#include <llvm/Analysis/CycleAnalysis.h>
+#include <llvm/Analysis/LoopInfo.h>
+#include <llvm/IR/Dominators.h>
+#include <llvm/IR/InstIterator.h>
+#include <llvm/IR/Instructions.h>
+#include <llvm/IR/Verifier.h>
+#include <llvm/Support/raw_ostream.h>
+
+#include <algorithm>
+#include <optional>
+#include <set>
+
+namespace {
+
+using namespace compute::kernel;
+
+/// A program on its way through the pipeline.
+class Bench {
+public:
+    explicit Bench(Program program) : m_program(std::move(program)) {
+        initialiseHostTarget();
+        m_target = makeHostTargetMachine();
+        m_analyses.emplace(*m_target);
+        m_context.emplace(PassContext{.module = *m_program.module,
+                                      .target = *m_target,
+                                      .analyses = *m_analyses,
+                                      .kernel = m_program.kernels[0],
+                                      .constants = m_program.constants,
+                                      .values = m_values});
+    }
+
+    /// Runs the named passes and checks the code after each; an empty text or an error.
+    std::string run(std::initializer_list<std::string_view> names) {
+        for (const std::string_view name : names) {
+            const auto pass = std::ranges::find(passes(), name, &Pass::name);
+            if (pass == passes().end())
+                return "no such pass";
+            if (auto result = pass->run(*m_context); !result)
+                return result.error().message;
+            std::string fault;
+            llvm::raw_string_ostream stream(fault);
+            if (llvm::verifyModule(*m_program.module, &stream))
+                return fault;
+        }
+        return {};
+    }
+
+    llvm::Module& module() { return *m_program.module; }
+    llvm::Function& entry() { return *m_context->entry; }
+    llvm::FunctionAnalysisManager& analyses() { return m_analyses->functions(); }
+
+    std::string text() const {
+        std::string text;
+        llvm::raw_string_ostream stream(text);
+        m_program.module->print(stream, nullptr);
+        return text;
+    }
+
+private:
+    Program m_program;
+    ConstantValues m_values;
+    std::unique_ptr<llvm::TargetMachine> m_target;
+    std::optional<Analyses> m_analyses;
+    std::optional<PassContext> m_context;
+};
+
+bool contains(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
+}
+
+constexpr std::initializer_list<std::string_view> untilInlined = {
+    "bindParameters", "adoptHostTarget", "defineArithmetic", "inlineCalls"};
+
+TEST(PassTests, AdoptHostTargetForgetsPromises) {
+    Bench bench(tests::makeOneDimensional(R"(
+        %p = getelementptr inbounds float, ptr %out, i32 %x
+        %v = load i32, ptr %p, align 64, !range !0
+        %n = fadd nnan ninf contract float 1.0, 2.0
+        %w = add nsw i32 %x, 1
+        %r = call spir_func noundef nonnull ptr @f(ptr noundef nonnull align 16 %p)
+        br label %loop
+    loop:
+        br label %loop, !llvm.loop !1
+    )",
+                                          R"(
+        declare spir_func noundef ptr @f(ptr noundef dereferenceable(64))
+        !0 = !{i32 0, i32 2}
+        !1 = distinct !{!1, !2, !3}
+        !2 = !{!"llvm.loop.mustprogress"}
+        !3 = !{!"llvm.loop.unroll.disable"})"));
+    ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget"}), "");
+    const std::string text = bench.text();
+    for (const char* promise : {"inbounds", "align 64", "!range", "nnan", "ninf", "nsw", "noundef",
+                                "nonnull", "dereferenceable", "mustprogress", "spir"})
+        EXPECT_FALSE(contains(text, promise)) << promise << "\n" << text;
+    EXPECT_TRUE(contains(text, "contract")) << "fast math is the language's own";
+    EXPECT_TRUE(contains(text, "llvm.loop.unroll.disable")) << "a hint is no promise";
+    EXPECT_TRUE(contains(text, "x86_64") || contains(text, "aarch64"));
+}
+
+TEST(PassTests, InlineCallsLeavesNoCall) {
+    Bench bench(tests::makeOneDimensional(R"(
+        %slot = alloca ptr
+        store ptr @twice, ptr %slot
+        %f = load ptr, ptr %slot
+        %a = call spir_func i32 %f(i32 %x)
+        %b = call spir_func i32 @four(i32 %a)
+        store i32 %b, ptr %out
+        ret void)",
+                                          R"(
+        define spir_func i32 @twice(i32 %v) { %r = add i32 %v, %v ret i32 %r }
+        define spir_func i32 @four(i32 %v) {
+            %a = call spir_func i32 @twice(i32 %v)
+            %b = call spir_func i32 @twice(i32 %a)
+            ret i32 %b
+        })"));
+    ASSERT_EQ(bench.run(untilInlined), "");
+    for (llvm::Instruction& instruction : llvm::instructions(bench.entry()))
+        EXPECT_FALSE(llvm::isa<llvm::CallInst>(instruction)) << bench.text();
+}
+
+struct RefusalCase {
+    const char* label;
+    const char* body;
+    const char* declarations;
+    const char* message;
+};
+
+TEST(PassTests, WhatCannotBeInlinedIsNamed) {
+    const RefusalCase cases[] = {
+        {"undefined", "call void @_Z5sparkv() ret void", "declare void @_Z5sparkv()",
+         "function 'spark' is not defined"},
+        {"recursion", "call void @_Z4loopv() ret void",
+         "define void @_Z4loopv() { call void @_Z4loopv() ret void }",
+         "function 'loop' calls itself"},
+        {"mutual recursion", "call void @a() ret void",
+         "define void @a() { call void @b() ret void } define void @b() { call void @a() ret void "
+         "}",
+         "function 'a' calls itself"},
+    };
+    for (const RefusalCase& row : cases) {
+        Bench bench(tests::makeOneDimensional(row.body, row.declarations));
+        EXPECT_EQ(bench.run(untilInlined), row.message) << row.label;
+    }
+}
+
+TEST(PassTests, ExponentialGrowthIsRefusedInGoodTime) {
+    // Each function calls the next one four times: 4^20 copies of the last.
+    std::string declarations = "@sink = external global i32\n"
+                               "define void @f20(ptr %p) { %v = load volatile i32, ptr %p "
+                               "store volatile i32 %v, ptr %p ret void }\n";
+    for (int i = 19; i >= 0; --i) {
+        declarations += "define void @f" + std::to_string(i) + "(ptr %p) {\n";
+        for (int call = 0; call < 4; ++call)
+            declarations += "call void @f" + std::to_string(i + 1) + "(ptr %p)\n";
+        declarations += "ret void }\n";
+    }
+    Bench bench(tests::makeOneDimensional("call void @f0(ptr %out) ret void", declarations));
+    EXPECT_TRUE(contains(bench.run(untilInlined), "is too large"));
+}
+
+TEST(PassTests, FoldInitialisersEvaluatesOrNamesTheVariable) {
+    const auto declarations = [](const char* value) {
+        return std::string(R"(
+        @_ZL5scale = internal global float 0.0
+        @_ZL5other = internal global float 0.0
+        @llvm.global_ctors = appending global [1 x { i32, ptr, ptr }]
+            [{ i32, ptr, ptr } { i32 65535, ptr @_GLOBAL__sub_I, ptr null }]
+        define internal float @half(float %v) { %r = fmul float %v, 0.5 ret float %r }
+        define internal void @init() {
+            %v = alloca float
+            )") +
+               value + R"(
+            store float %a, ptr %v
+            %b = load float, ptr %v
+            %c = call float @half(float %b)
+            store float %c, ptr @_ZL5scale
+            %d = load float, ptr @_ZL5scale
+            store float %d, ptr @_ZL5other
+            ret void
+        }
+        define internal void @_GLOBAL__sub_I() { call void @init() ret void }
+        declare float @llvm.sin.f32(float)
+        @mystery = external constant float)";
+    };
+    const char* body = "%v = load float, ptr @_ZL5scale store float %v, ptr %out ret void";
+    Bench bench(tests::makeOneDimensional(body, declarations("%a = fadd float 3.0, 5.0")));
+    ASSERT_EQ(bench.run(untilInlined), "");
+    ASSERT_EQ(bench.run({"foldInitialisers", "promote"}), "");
+    EXPECT_TRUE(contains(bench.text(), "store float 4.000000e+00")) << bench.text();
+
+    Bench wrong(tests::makeOneDimensional(body, declarations("%a = load float, ptr @mystery")));
+    ASSERT_EQ(wrong.run(untilInlined), "");
+    EXPECT_EQ(wrong.run({"foldInitialisers"}),
+              "initializer of 'scale' is not a constant expression");
+}
+
+TEST(PassTests, VariablesOfTheProgramCannotBeWritten) {
+    Bench bench(tests::makeOneDimensional("store i32 1, ptr @count ret void",
+                                          "@count = internal global i32 0"));
+    ASSERT_EQ(bench.run(untilInlined), "");
+    EXPECT_TRUE(contains(bench.run({"foldInitialisers"}), "'count' is written to"));
+}
+
+TEST(PassTests, ControlFlowTakesTheCanonicalShape) {
+    // A switch, a loop with two entries, and two returns.
+    Bench bench(tests::makeOneDimensional(R"(
+        switch i32 %x, label %leave [ i32 0, label %a
+                                      i32 1, label %b
+                                      i32 5, label %b ]
+    a:
+        store volatile i32 1, ptr %out
+        br label %b
+    b:
+        %c = load volatile i32, ptr %out
+        %t = trunc i32 %c to i1
+        br i1 %t, label %a, label %done
+    done:
+        store volatile i32 2, ptr %out
+        ret void
+    leave:
+        ret void)"));
+    ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget", "defineArithmetic", "inlineCalls",
+                         "foldInitialisers", "boundIndices", "promote", "shapeControlFlow"}),
+              "");
+    unsigned returns = 0;
+    for (llvm::Instruction& instruction : llvm::instructions(bench.entry())) {
+        EXPECT_FALSE(llvm::isa<llvm::SwitchInst>(instruction));
+        returns += llvm::isa<llvm::ReturnInst>(instruction);
+    }
+    EXPECT_EQ(returns, 1u);
+    bench.analyses().invalidate(bench.entry(), llvm::PreservedAnalyses::none());
+    for (const llvm::Cycle* cycle :
+         bench.analyses().getResult<llvm::CycleAnalysis>(bench.entry()).toplevel_cycles())
+        EXPECT_TRUE(cycle->isReducible());
+    const auto& loops = bench.analyses().getResult<llvm::LoopAnalysis>(bench.entry());
+    EXPECT_FALSE(loops.empty());
+    for (const llvm::Loop* loop : loops)
+        EXPECT_TRUE(loop->isLoopSimplifyForm());
+}
+
+TEST(PassTests, EndlessLoopsStay) {
+    Bench bench(tests::makeOneDimensional("br label %loop\nloop:\nbr label %loop"));
+    ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget", "defineArithmetic", "inlineCalls",
+                         "foldInitialisers", "boundIndices", "promote"}),
+              "");
+    llvm::BasicBlock* last = &bench.entry().back();
+    EXPECT_TRUE(llvm::is_contained(llvm::successors(last), last)) << bench.text();
+}
+
+TEST(PassTests, ExtractionTakesOnlyWhatTheKernelReaches) {
+    const Program program = tests::makeOneDimensional("call void @used() ret void",
+                                                      R"(
+        @table = internal constant [1 x ptr] [ptr @reached]
+        @other = internal constant i32 4
+        define void @used() { %p = load ptr, ptr @table ret void }
+        define void @reached() { ret void }
+        define void @unused() { %v = load i32, ptr @other ret void })");
+    auto extracted = extractKernel(program, program.kernels[0]);
+    ASSERT_TRUE(extracted) << extracted.error().message;
+    std::set<std::string> names;
+    for (const llvm::GlobalValue& value : extracted->module->global_values())
+        names.insert(value.getName().str());
+    EXPECT_EQ(names, (std::set<std::string>{"k", "used", "reached", "table"}));
+    EXPECT_FALSE(llvm::verifyModule(*extracted->module, &llvm::errs()));
+}
+
+} // namespace
