@@ -15,13 +15,21 @@ std::string assembleProgram(std::string_view source, const PreprocessedSource& p
     return text;
 }
 
+// The modes of a machine that was just reset, for drawing functions called outside of fx().
+static gpu::FunctionConstantValues neutralModes() {
+    gpu::FunctionConstantValues values;
+    values.setChar(0, 0);
+    values.setChar(1, 0);
+    return values;
+}
+
 CompiledShader compileShader(gpu::Device& device, std::string_view source,
                              std::string_view functionName, platform::Log& log) {
     const std::string name(functionName);
     const auto library = device.makeLibrary(source);
     if (!library)
         return {"Compilation failed:\n" + library.error().message, nullptr};
-    const auto function = (*library)->makeFunction(name);
+    const auto function = (*library)->makeFunction(name, neutralModes());
     if (!function)
         return {"Couldn't find " + name + " function\n", nullptr};
     auto shader = ComputeShader::create(device, *function);

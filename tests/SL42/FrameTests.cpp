@@ -36,7 +36,7 @@ TEST_F(FrameTest, RunsCpuThenFxThenShowsThem) {
     EXPECT_EQ(render[0].kernel, "processor");
     EXPECT_EQ(render[0].threads, (Size3{4096, 1, 1}));
     EXPECT_EQ(render[0].group, (Size3{64, 1, 1}));
-    EXPECT_EQ(render[0].constants.values().size(), 0U);
+    EXPECT_EQ(charConstant(render[0], 1), 0);
     EXPECT_EQ(render[1].kernel, "video");
     EXPECT_EQ(render[1].encoderLabel, "Video encoder");
     EXPECT_EQ(render[1].threads, (Size3{960, 540, 1}));

@@ -10,8 +10,8 @@
 
 namespace starloom {
 
-static double fromHalf(std::uint16_t half) {
-    const int exponent = (half >> 10) & 31;
+static double decodeHalf(unsigned half) {
+    const int exponent = static_cast<int>((half >> 10) & 31);
     const double fraction = (half & 1023) / 1024.0;
     const double sign = (half & 0x8000) != 0 ? -1 : 1;
     if (exponent == 31)
@@ -19,6 +19,16 @@ static double fromHalf(std::uint16_t half) {
                              : std::numeric_limits<double>::quiet_NaN();
     return exponent == 0 ? sign * std::ldexp(fraction, -14)
                          : sign * std::ldexp(1 + fraction, exponent - 15);
+}
+
+static double fromHalf(std::uint16_t half) {
+    static const std::vector<double> values = [] {
+        std::vector<double> table(65536);
+        for (unsigned i = 0; i < table.size(); ++i)
+            table[i] = decodeHalf(i);
+        return table;
+    }();
+    return values[half];
 }
 
 Picture::Picture(const gpu::Texture& texture)
