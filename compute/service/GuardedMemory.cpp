@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t pageBytes = 4096;
 constexpr std::size_t gibibyte = std::size_t{1} << 30;
-// The first width covers every 32-bit index into elements of 16 bytes. Half a thousand buffers of
+// The first width covers every 32-bit index into elements of 16 bytes. About a thousand buffers of
 // that width fit the address space; those beyond get the second, which covers single bytes.
 constexpr std::size_t guardWidths[] = {64 * gibibyte, 4 * gibibyte};
 

@@ -34,9 +34,7 @@ DeviceTest::DeviceTest() : device(deviceNamed(GetParam())), queue(device->makeCo
 }
 
 std::string DeviceTest::text(const std::string& body) {
-    return "#include <metal_stdlib>
-        using namespace metal;
-    " + body;
+    return "#include <metal_stdlib>\nusing namespace metal;\n" + body;
 }
 
 std::shared_ptr<gpu::Library> DeviceTest::library(const std::string& body) {
