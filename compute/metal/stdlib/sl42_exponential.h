@@ -140,7 +140,8 @@ constexpr float powMagnitude(float x, float y) {
 /// is a constant, and are exact to one rounding each.
 constexpr float powOfMagnitude(float x, float y) {
     const float a = metal::fabs(x);
-    const bool atEnd = (a < smallestNormal) | (a == infinity);
+    // Zero (and what counts as zero), infinity and NaN in one comparison.
+    const bool atEnd = bitsOf(a) - 0x00800000u >= 0x7f000000u;
     float r = powMagnitude(a, y);
     r = atEnd ? ((a > 1.0f) == (y > 0.0f) ? infinity : 0.0f) : r;
     r = a <= infinity ? r : a;
