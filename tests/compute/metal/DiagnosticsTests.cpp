@@ -53,12 +53,12 @@ TEST(Diagnostics, AreWholeMessagesOnTheProgramsOwnLines) {
          "1 error generated.\n"},
         {"warning and error",
          "int f(int x) {\n    if (x == 1) x = 2 / 0;\n    return brightness;\n}\n",
-         "program_source:2:27: warning: division by zero is undefined [-Wdivision-by-zero]\n"
-         "    2 |     if (x == 1) x = 2 / 0;\n"
-         "      |                           ^ ~\n"
          "program_source:3:12: error: use of undeclared identifier 'brightness'\n"
          "    3 |     return brightness;\n"
          "      |            ^\n"
+         "program_source:2:23: warning: division by zero is undefined [-Wdivision-by-zero]\n"
+         "    2 |     if (x == 1) x = 2 / 0;\n"
+         "      |                       ^ ~\n"
          "1 warning and 1 error generated.\n"},
     };
     for (const Case& each : cases)
