@@ -32,6 +32,18 @@ constexpr int highestInherited = protocol::serviceStatusPage;
 constexpr rlim_t maxDataBytes = rlim_t{4} << 30;
 constexpr rlim_t maxDescriptors = 32;
 
+// Sanitizers map terabytes of shadow memory, which such a limit would count.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define SL42_SHADOW_MEMORY 1
+#endif
+#endif
+#ifdef SL42_SHADOW_MEMORY
+constexpr bool limitsData = false;
+#else
+constexpr bool limitsData = true;
+#endif
+
 Error failed(const std::string& what, int error) {
     return Error{"Cannot " + what + ": " + std::strerror(error)};
 }
@@ -174,7 +186,8 @@ Result<void> lockDown() {
         return failed("hide the process's memory", errno);
     SL42_TRY_VOID(limitResource(RLIMIT_CORE, 0));
     SL42_TRY_VOID(limitResource(RLIMIT_NOFILE, maxDescriptors));
-    SL42_TRY_VOID(limitResource(RLIMIT_DATA, maxDataBytes));
+    if (limitsData)
+        SL42_TRY_VOID(limitResource(RLIMIT_DATA, maxDataBytes));
     Filter filter;
     allowMemory(filter);
     allowThreads(filter);

@@ -40,7 +40,7 @@ TEST_P(FaultTest, AccessFarOutsideABufferIsAnErrorAndHarmsNoOther) {
     const auto neighbours = bufferOf(std::vector<std::uint32_t>(1024, 7));
     // The last one faults late, on whichever core has the end of the grid.
     for (const char* index : {"0x7fffffffu", "0xffffffffu", "i * 0x01000000u + 0x10000000u",
-                              "i < 99000u ? 0u : 0x7fffffffu"}) {
+                              "i < 99000u ? 8u : 0x7fffffffu"}) {
         const auto wild = pipeline("kernel void run(device float4* data [[buffer(0)]],"
                                    " device float4* other [[buffer(1)]],"
                                    " uint i [[thread_position_in_grid]]) { data[" +
