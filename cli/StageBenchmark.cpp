@@ -62,10 +62,11 @@ Result<CompilePhases> StageBenchmark::compile(std::string_view source) {
     const std::string text = starloom::assembleProgram(source, program);
     const CompilePhases phases = SL42_TRY(compileKernels(*m_device, text, kernelsOf(program)));
     // The same kernels again, from the device's cache, in the form that the stages hold.
+    const starloom::LibraryResult library = m_device->makeLibrary(text);
     if (program.hasCPU)
-        m_cpu.shader = starloom::compileShader(*m_device, text, "processor", m_log).shader;
+        m_cpu.shader = starloom::compileShader(*m_device, library, "processor", m_log).shader;
     if (program.hasVideo)
-        m_video.updateSource(text);
+        m_video.updateLibrary(library);
     return phases;
 }
 

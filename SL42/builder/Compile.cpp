@@ -32,27 +32,30 @@ void SL42::setMusic(const AudioSpec& music) {
     m_machine.resetAudioMemory();
 }
 
-// Every stage compiles the same text, which the device does only once. A stage that the program
-// does not use, or whose kernel fails, keeps the kernel that it had.
+// The stages share one library: a text is compiled once, and its errors are reported once per
+// stage. A stage that the program does not use, or whose kernel fails, keeps the kernel that it
+// had.
 std::string SL42::compileStages(const PreprocessedSource& preprocessed) {
     gpu::Device& device = *m_surroundings.device;
     platform::Log& log = m_surroundings.log;
-    const std::string text = assembleProgram(m_source, preprocessed);
+    if (!m_hasCPU && !m_hasVideo && !m_hasAudio)
+        return {};
+    const LibraryResult library = device.makeLibrary(assembleProgram(m_source, preprocessed));
     std::string messages;
     if (m_hasCPU) {
         log.line("Compiling CPU");
-        CompiledShader compiled = compileShader(device, text, "processor", log);
+        CompiledShader compiled = compileShader(device, library, "processor", log);
         if (compiled.shader)
             m_cpu.shader = std::move(compiled.shader);
         messages += "Compiling CPU...\n" + compiled.message;
     }
     if (m_hasVideo) {
         log.line("Compiling video");
-        messages += "Compiling video...\n" + m_videoRenderer.updateSource(text);
+        messages += "Compiling video...\n" + m_videoRenderer.updateLibrary(library);
     }
     if (m_hasAudio) {
         log.line("Compiling audio");
-        CompiledShader compiled = compileShader(device, text, "audio", log);
+        CompiledShader compiled = compileShader(device, library, "audio", log);
         if (compiled.shader) {
             m_audioRenderer.audioShader = std::move(compiled.shader);
             renderSong();

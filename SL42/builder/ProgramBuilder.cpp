@@ -23,12 +23,11 @@ static gpu::FunctionConstantValues neutralModes() {
     return values;
 }
 
-CompiledShader compileShader(gpu::Device& device, std::string_view source,
+CompiledShader compileShader(gpu::Device& device, const LibraryResult& library,
                              std::string_view functionName, platform::Log& log) {
     const std::string name(functionName);
-    const auto library = device.makeLibrary(source);
     if (!library)
-        return {"Compilation failed:\n" + library.error().message, nullptr};
+        return {compilationFailed(library), nullptr};
     const auto function = (*library)->makeFunction(name, neutralModes());
     if (!function)
         return {"Couldn't find " + name + " function\n", nullptr};

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "SL42/builder/Preprocessor.h"
+#include "SL42/engine/LibraryResult.h"
 #include "Shader/ComputeShader.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
@@ -25,8 +26,8 @@ struct CompiledShader {
     std::unique_ptr<ComputeShader> shader;
 };
 
-/// Compiles a whole text and takes one kernel from it. Blocks.
-CompiledShader compileShader(gpu::Device& device, std::string_view source,
+/// Takes one kernel from a program's library, or from what became of it. Blocks.
+CompiledShader compileShader(gpu::Device& device, const LibraryResult& library,
                              std::string_view functionName, platform::Log& log);
 
 } // namespace starloom

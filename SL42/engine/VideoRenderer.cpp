@@ -17,11 +17,10 @@ VideoRenderer::VideoRenderer(std::shared_ptr<gpu::Device> device, platform::Log&
     setConstants();
 }
 
-std::string VideoRenderer::updateSource(std::string_view source) {
-    auto library = m_device->makeLibrary(source);
+std::string VideoRenderer::updateLibrary(const LibraryResult& library) {
     if (!library)
-        return "Compilation failed:\n" + library.error().message;
-    m_library = std::move(*library);
+        return compilationFailed(library);
+    m_library = *library;
     return makeFunction();
 }
 

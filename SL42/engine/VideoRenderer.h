@@ -4,6 +4,7 @@
 // The video stage: runs the program's fx() on every pixel, once a frame.
 #pragma once
 
+#include "SL42/engine/LibraryResult.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 #include "platform/Log.h"
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 
 namespace starloom {
 
@@ -23,9 +23,9 @@ public:
     /// `log` must outlive it. Stops the program when the device cannot make the font texture.
     VideoRenderer(std::shared_ptr<gpu::Device> device, platform::Log& log);
 
-    /// Compiles a whole program text. Returns what the compile log says about it. When it fails,
-    /// the kernel before stays.
-    std::string updateSource(std::string_view source);
+    /// Takes the kernel "video" from a program's library, or from what became of it. Returns what
+    /// the compile log says about it. When it fails, the kernel before stays.
+    std::string updateLibrary(const LibraryResult& library);
 
     /// Encodes the kernel, or nothing when there is none or the device has stopped it.
     void render(const RenderData& renderData, gpu::CommandBuffer& commandBuffer);
