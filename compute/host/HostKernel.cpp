@@ -6,6 +6,9 @@
 #include "compute/host/Workers.h"
 #include "compute/kernel/BindParameters.h"
 #include "compute/kernel/HostTarget.h"
+#include "platform/base/Fatal.h"
+
+#include <llvm/IR/IRBuilder.h>
 
 #include <algorithm>
 #include <chrono>
@@ -127,6 +130,30 @@ private:
     MachineCode m_code;
 };
 
+/// Has the compiler build its tables and its code paged in, so that a program's first kernel
+/// compiles as quickly as its second.
+void compileTrivialKernel() {
+    kernel::Program program;
+    program.context = std::make_unique<llvm::LLVMContext>();
+    program.module = std::make_unique<llvm::Module>("warm-up", *program.context);
+    llvm::IRBuilder<> builder(*program.context);
+    auto* type = llvm::FunctionType::get(builder.getVoidTy(), {builder.getPtrTy()}, false);
+    auto* function =
+        llvm::Function::Create(type, llvm::GlobalValue::ExternalLinkage, "warmUp", *program.module);
+    builder.SetInsertPoint(llvm::BasicBlock::Create(*program.context, "", function));
+    llvm::Value* number = builder.CreateLoad(builder.getFloatTy(), function->getArg(0));
+    builder.CreateStore(builder.CreateFMul(number, number), function->getArg(0));
+    builder.CreateRetVoid();
+    program.kernels.push_back(
+        {.name = "warmUp",
+         .symbol = "warmUp",
+         .parameters = {{.name = "buffer", .kind = kernel::ParameterKind::Buffer}},
+         .unsupported = {}});
+    auto canonical = kernel::canonicalise(program, "warmUp", {});
+    if (!canonical || !generate(std::move(*canonical), nullptr))
+        platform::fatalError("the code generator does not work on this machine");
+}
+
 } // namespace
 
 platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel,
@@ -145,6 +172,7 @@ const char* kernelOnThisThread() {
 void warmUp() {
     kernel::initialiseHostTarget();
     startWorkers();
+    compileTrivialKernel();
 }
 
 } // namespace compute::host

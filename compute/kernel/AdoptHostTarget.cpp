@@ -27,16 +27,18 @@ llvm::AttributeList withoutPromises(llvm::LLVMContext& context, llvm::AttributeL
     return kept;
 }
 
-/// Drops everything but unrolling hints and the facts about our own bindings.
+/// Drops everything but unrolling hints and the facts about our own bindings. The front end forbids
+/// unrolling wherever the program does not ask for it, because it does not optimise itself.
 void dropMetadata(llvm::Instruction& instruction) {
     llvm::MDNode* loop = instruction.getMetadata(llvm::LLVMContext::MD_loop);
     instruction.dropUnknownNonDebugMetadata(
         {llvm::LLVMContext::MD_invariant_load, llvm::LLVMContext::MD_dereferenceable});
     instruction.setDebugLoc({});
     if (loop != nullptr)
-        instruction.setMetadata(llvm::LLVMContext::MD_loop, llvm::makePostTransformationMetadata(
-                                                                instruction.getContext(), loop,
-                                                                {"llvm.loop.mustprogress"}, {}));
+        instruction.setMetadata(llvm::LLVMContext::MD_loop,
+                                llvm::makePostTransformationMetadata(
+                                    instruction.getContext(), loop,
+                                    {"llvm.loop.mustprogress", "llvm.loop.unroll.disable"}, {}));
 }
 
 /// The processor reads plain data at any address; only atomics need their natural alignment.

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/Promote.h"
 
+#include <llvm/Transforms/AggressiveInstCombine/AggressiveInstCombine.h>
 #include <llvm/Transforms/InstCombine/InstCombine.h>
 #include <llvm/Transforms/Scalar/ADCE.h>
 #include <llvm/Transforms/Scalar/DeadStoreElimination.h>
@@ -12,6 +13,7 @@
 #include <llvm/Transforms/Scalar/LoopPassManager.h>
 #include <llvm/Transforms/Scalar/LoopRotation.h>
 #include <llvm/Transforms/Scalar/LoopUnrollPass.h>
+#include <llvm/Transforms/Scalar/Reassociate.h>
 #include <llvm/Transforms/Scalar/SROA.h>
 #include <llvm/Transforms/Scalar/SimplifyCFG.h>
 
@@ -40,6 +42,9 @@ llvm::FunctionPassManager optimisation() {
     passes.addPass(llvm::EarlyCSEPass(/*UseMemorySSA=*/true));
     passes.addPass(llvm::InstCombinePass());
     passes.addPass(llvm::SimplifyCFGPass());
+    // Finds bytes that together make a word, as long as their addresses lie side by side.
+    passes.addPass(llvm::AggressiveInstCombinePass());
+    passes.addPass(llvm::ReassociatePass());
     passes.addPass(loopPasses());
     // Indices that unrolling made constant let more arrays become registers.
     passes.addPass(llvm::SROAPass(llvm::SROAOptions::ModifyCFG));
