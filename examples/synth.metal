@@ -1,6 +1,6 @@
 // A synthesiser. sfx is asked for every sample of the song, 48000 for each second, and answers
 // with the loudness at the left and at the right, from -1 to 1. The song is computed once and then
-// plays in a loop; fx shows the part of it that is sounding now.
+// plays in a loop. To show it, the cores ask for the samples that are about to sound.
 
 int4 music = {100, 4, 2, 2};
 
@@ -41,23 +41,28 @@ float2 sfx() {
     return pad + pick * float2(1 - side, side);
 }
 
+// One core for each column of the screen, and one to spare. sfx is a function like any other: give
+// it a sample number, bring the timers up to date, and ask.
+void cpu() {
+    if (core > resolution.x)
+        return;
+    uint length = uint(60.0 / music.x * sampleRate) * music.y * music.z * music.w;
+    sample = (sample + core * 3) % length;
+    time = float(sample) / sampleRate;
+    genAudioTimers();
+    poke64(sfx(), core * 8);
+}
+
 void fx() {
     cls(mix(float3(0.05, 0.07, 0.13), float3(0.1, 0.06, 0.16), coords.y / resolution.y));
-    uint length = uint(60.0 / music.x * sampleRate) * music.y * music.z * music.w;
 
-    // Each column of the screen shows a few samples: fill from the lowest to the highest.
-    uint at = sample + uint(coords.x) * 3;
-    float2 low = 1;
-    float2 high = -1;
-    for (uint i = 0; i < 4; ++i) {
-        float2 value = audioBuffer[(at + i) % length];
-        low = min(low, value);
-        high = max(high, value);
-    }
+    // The wave from this column to the next, left channel above, right channel below.
+    float2 here = peek64<float2>(int(coords.x) * 8);
+    float2 next = peek64<float2>(int(coords.x) * 8 + 8);
     for (int side = 0; side < 2; ++side) {
         float axis = side == 0 ? 180 : 360;
-        float top = axis - 170 * high[side];
-        float bottom = axis - 170 * low[side];
+        float top = axis - 170 * max(here[side], next[side]);
+        float bottom = axis - 170 * min(here[side], next[side]);
         float away = max(max(top - coords.y, coords.y - bottom), 0.0);
         float3 color = side == 0 ? float3(0.4, 0.85, 0.8) : float3(0.98, 0.6, 0.5);
         pix(float4(color, exp(-away / 14) * 0.25), coords); // glow

@@ -133,7 +133,7 @@ TEST(Compile, PlainTakesAnyTextOfTheLanguage) {
     // Without the console around it, a program's functions are unknown.
     const Outcome bad = runStarloom({"compile", "--plain", "-"}, picture);
     EXPECT_EQ(bad.status, 1);
-    EXPECT_NE(bad.out.find("program_source:2:5: error:"), std::string::npos) << bad.out;
+    EXPECT_NE(bad.out.find("program_source:2:16: error:"), std::string::npos) << bad.out;
 }
 
 } // namespace
