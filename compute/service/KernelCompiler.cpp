@@ -5,6 +5,9 @@
 #include "compute/host/HostKernel.h"
 #include "compute/metal/Frontend.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace compute::service {
 
 using platform::Result;
@@ -75,7 +78,8 @@ private:
 
 class CompiledLibrary final : public Library {
 public:
-    explicit CompiledLibrary(kernel::Program program) : m_program(std::move(program)) {}
+    CompiledLibrary(kernel::Program program, std::shared_ptr<const kernel::Dump> dump)
+        : m_program(std::move(program)), m_dump(std::move(dump)) {}
 
     std::vector<protocol::Kernel> kernels() const override {
         std::vector<protocol::Kernel> wire;
@@ -91,15 +95,16 @@ public:
     }
     Result<std::shared_ptr<const Kernel>>
     build(std::string_view function, const protocol::Constants& constants) const override {
-        auto canonical =
-            SL42_TRY(kernel::canonicalise(m_program, function, constantValues(constants)));
-        auto machineCode = SL42_TRY(host::generate(std::move(canonical)));
+        auto canonical = SL42_TRY(
+            kernel::canonicalise(m_program, function, constantValues(constants), m_dump.get()));
+        auto machineCode = SL42_TRY(host::generate(std::move(canonical), m_dump.get()));
         return std::shared_ptr<const Kernel>(
             std::make_shared<CompiledKernel>(std::move(machineCode)));
     }
 
 private:
     kernel::Program m_program;
+    std::shared_ptr<const kernel::Dump> m_dump;
 };
 
 } // namespace
@@ -107,11 +112,22 @@ private:
 void KernelCompiler::warmUp() {
     metal::warmUp();
     host::warmUp();
+    const char* folder = std::getenv("SL42_DUMP");
+    if (folder == nullptr || *folder == '\0')
+        return;
+    auto dump = kernel::Dump::create(folder);
+    if (dump)
+        m_dump = std::make_shared<const kernel::Dump>(std::move(*dump));
+    else
+        std::fprintf(stderr, "SL42_DUMP: %s\n", dump.error().message.c_str());
 }
 
 Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view source) {
+    if (m_dump)
+        m_dump->write("program", 0, "source", "metal", source);
     auto program = SL42_TRY(metal::compile(source));
-    return std::shared_ptr<const Library>(std::make_shared<CompiledLibrary>(std::move(program)));
+    return std::shared_ptr<const Library>(
+        std::make_shared<CompiledLibrary>(std::move(program), m_dump));
 }
 
 } // namespace compute::service

@@ -2,9 +2,11 @@
 // Part of Starloom 42.
 //
 // The compiler of the service proper: front end, kernel pipeline and host back end behind the
-// service's own interface.
+// service's own interface. With SL42_DUMP set, everything between text and machine code is written
+// to that folder.
 #pragma once
 
+#include "compute/kernel/Dump.h"
 #include "compute/service/Compiler.h"
 
 namespace compute::service {
@@ -13,6 +15,10 @@ class KernelCompiler final : public Compiler {
 public:
     void warmUp() override;
     platform::Result<std::shared_ptr<const Library>> compile(std::string_view source) override;
+
+private:
+    /// Opened before the lock-down; null without SL42_DUMP. Shared with the libraries.
+    std::shared_ptr<const kernel::Dump> m_dump;
 };
 
 } // namespace compute::service

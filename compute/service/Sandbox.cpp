@@ -155,8 +155,7 @@ void allowDescriptors(Filter& filter) {
 /// directory but not the path.
 void allowDumping(Filter& filter) {
     bool dumping = false;
-    for (int descriptor = highestInherited + 1; descriptor < static_cast<int>(maxDescriptors);
-         ++descriptor) {
+    for (int descriptor = 0; descriptor < static_cast<int>(maxDescriptors); ++descriptor) {
         struct stat info{};
         if (::fstat(descriptor, &info) != 0 || !S_ISDIR(info.st_mode))
             continue;
