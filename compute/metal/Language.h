@@ -29,32 +29,7 @@ inline constexpr const char* sourceName = "program_source";
 
 /// The text that the precompiled library is made from. Clang looks for it again when it uses that.
 inline constexpr const char* librarySourceName = "library_source";
-inline constexpr const char* librarySource = R"(#include <metal_stdlib>
-// Constructors that programs use most are instantiated once, here, and not in every program.
-namespace __sl42 {
-template <class T>
-inline void instantiateConstructors(T x) {
-    vec<T, 2> two(x);
-    two = vec<T, 2>(x, x);
-    vec<T, 3> three(x);
-    three = vec<T, 3>(x, x, x);
-    three = vec<T, 3>(two, x);
-    three = vec<T, 3>(x, two);
-    vec<T, 4> four(x);
-    four = vec<T, 4>(x, x, x, x);
-    four = vec<T, 4>(three, x);
-    four = vec<T, 4>(two, x, x);
-    four = vec<T, 4>(two, two);
-    four = vec<T, 4>(x, three);
-}
-inline void instantiateVectors() {
-    instantiateConstructors(0.0f);
-    instantiateConstructors(0);
-    instantiateConstructors(0u);
-    instantiateConstructors(half(0));
-}
-} // namespace __sl42
-)";
+extern const char* const librarySource;
 
 /// A text to compile and the name that messages call it by.
 struct Source {
