@@ -95,7 +95,8 @@ TEST(ParameterTests, BuffersAndTexturesByIndex) {
     // Writes the width of level 1 of texture 4 and the first number of buffer 30.
     const auto compiled = tests::compile(
         tests::makeProgram(R"(
-        define spir_func void @k(ptr byval({ ptr }) %image, ptr dereferenceable(4) %last, ptr %out) {
+        define spir_func void @k(ptr byval({ ptr }) %image, ptr dereferenceable(4) %last,
+                                 ptr %out) {
             %view = load ptr, ptr %image
             %wp = getelementptr i8, ptr %view, i64 40
             %w = load i32, ptr %wp
