@@ -27,7 +27,12 @@ Executor::Executor(Replies& replies, protocol::StatusPage& page,
     : m_replies(replies),
       m_page(page),
       m_inlineArguments(std::move(inlineArguments)),
-      m_queue(executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {}
+      m_queue(executorStackBytes, [this] { startThread(); }, [this](Job& job) { run(job); }) {}
+
+void Executor::startThread() {
+    markThisThreadAsKernels();
+    m_workers.emplace();
+}
 
 void Executor::run(const Job& job) {
     const auto start = std::chrono::steady_clock::now();

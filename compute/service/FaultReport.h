@@ -23,7 +23,7 @@ void giveThisThreadFaultStack();
 /// stack too.
 void markThisThreadAsKernels();
 
-/// While it exists, worker threads are marked like that as they start on work.
+/// While it exists, worker threads that help the thread which made it are marked like that.
 class KernelWorkers {
 public:
     KernelWorkers();
