@@ -12,7 +12,7 @@ namespace starloom {
 
 static constexpr std::string_view whitespace = " \t\n\v\f\r";
 
-// Reads a music specification from the front of a text, piece by piece.
+// Reads a music line's numbers from the front of a text, piece by piece.
 class MusicScanner {
 public:
     explicit MusicScanner(std::string_view text) : m_rest(text) {}
