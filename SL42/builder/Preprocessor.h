@@ -28,8 +28,9 @@ struct PreprocessedSource {
 PreprocessedSource preprocessSource(std::string_view source, platform::Log& log,
                                     const std::function<void(const AudioSpec&)>& onMusic);
 
-/// The song that a line asks for, the first if there are several: "music = {bpm, beats, bars, patterns}", also with
-/// "int4(" or with no bracket at all; what follows the fourth number does not matter.
+/// The song that a line asks for, the first if there are several: "music = {bpm, beats, bars,
+/// patterns}", also with "int4(" or with no bracket at all; what follows the fourth number does
+/// not matter.
 std::optional<AudioSpec> findMusic(std::string_view line);
 
 } // namespace starloom
