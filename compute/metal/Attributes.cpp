@@ -111,11 +111,28 @@ const char* placeName(Place place) {
     llvm_unreachable("unhandled place");
 }
 
+/// The first argument as an expression. Clang hands a lone name, such as an enumerator that host
+/// and program share, through as it was spelled, so it is looked up here.
+clang::Expr* argumentExpression(clang::Sema& sema, const ParsedAttr& attribute) {
+    if (attribute.getNumArgs() == 0)
+        return nullptr;
+    if (attribute.isArgExpr(0))
+        return attribute.getArgAsExpr(0);
+    const clang::IdentifierLoc* name = attribute.getArgAsIdent(0);
+    clang::CXXScopeSpec scope;
+    clang::UnqualifiedId id;
+    id.setIdentifier(name->Ident, name->Loc);
+    return sema
+        .ActOnIdExpression(sema.getCurScope(), scope, clang::SourceLocation(), id,
+                           /*HasTrailingLParen=*/false, /*IsAddressOfOperand=*/false)
+        .get();
+}
+
 /// An index has to be a number known now, unless it depends on a template parameter.
-bool checkIndex(clang::Sema& sema, const AttributeRule& rule, const ParsedAttr& attribute) {
+bool checkIndex(clang::Sema& sema, const AttributeRule& rule, const ParsedAttr& attribute,
+                const clang::Expr* argument) {
     if (rule.largest == 0 || attribute.getNumArgs() == 0)
         return true;
-    const clang::Expr* argument = attribute.isArgExpr(0) ? attribute.getArgAsExpr(0) : nullptr;
     if (argument != nullptr && argument->isValueDependent())
         return true;
     auto value = argument != nullptr ? argument->getIntegerConstantExpr(sema.Context)
@@ -156,14 +173,17 @@ public:
             return NotHandled;
         if (!check(sema, *rule, *declaration, attribute))
             return AttributeNotApplied;
+        clang::Expr* argument = argumentExpression(sema, attribute);
+        if (!checkIndex(sema, *rule, attribute, argument))
+            return AttributeNotApplied;
         if (rule->place == Place::Storage && isSharedVariable(*declaration)) {
             declaration->addAttr(clang::AnnotateAttr::Create(
                 sema.Context, annotationName(rule->name), nullptr, 0, attribute));
             return AttributeApplied;
         }
         llvm::SmallVector<clang::Expr*, 1> arguments;
-        if (attribute.getNumArgs() > 0)
-            arguments.push_back(attribute.getArgAsExpr(0));
+        if (argument != nullptr)
+            arguments.push_back(argument);
         else if (rule->place == Place::Storage)
             return AttributeApplied; // a pointer to shared memory is a plain pointer
         // The annotation for types, because code generation leaves that one alone.
@@ -189,7 +209,7 @@ private:
                 << attribute << rule.arguments;
             return false;
         }
-        return checkIndex(sema, rule, attribute);
+        return true;
     }
 
     /// Memory that a threadgroup shares. Its annotation shows in the generated code.
