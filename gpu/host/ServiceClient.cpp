@@ -59,8 +59,6 @@ void ServiceClient::submit(std::shared_ptr<Job> job) {
         if (!m_stopping && !m_brokenReason) {
             m_jobs.push_back(std::move(job));
             pump();
-            if (m_sleeping)
-                wake();
             return;
         }
         reason = m_brokenReason.value_or("the device is gone");

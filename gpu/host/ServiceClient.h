@@ -90,6 +90,7 @@ private:
         Clock::time_point time;
         Death death; ///< what it means to miss it
     };
+    std::chrono::milliseconds timeToSleep() const;
     std::optional<Deadline> nextDeadline() const;
     std::optional<Death> receiveReplies(Lock& lock);
     // False when the reply makes no sense.
@@ -131,7 +132,6 @@ private:
     bool m_ready = false;
     bool m_sendFailed = false;
     bool m_stopping = false;
-    bool m_sleeping = false; ///< the watching thread waits without a deadline
     /// Runs in a row that ended before they were of any use.
     unsigned m_failedRuns = 0;
     /// Set when it has been given up.

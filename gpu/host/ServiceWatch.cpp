@@ -12,6 +12,7 @@ namespace gpu::host {
 
 namespace protocol = compute::protocol;
 using protocol::ReceiveStatus;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -67,14 +68,7 @@ void ServiceClient::startService(Lock& lock) {
 }
 
 void ServiceClient::watchOnce(Lock& lock) {
-    const auto deadline = nextDeadline();
-    m_sleeping = !deadline;
-    int timeout = -1;
-    if (deadline) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(deadline->time - Clock::now());
-        timeout = static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 60'000));
-    }
+    const int timeout = static_cast<int>(timeToSleep().count());
     pollfd sources[2] = {{m_wakeUp.get(), POLLIN, 0},
                          {m_process ? m_process->channel().descriptor() : -1, POLLIN, 0}};
     lock.unlock();
@@ -82,7 +76,6 @@ void ServiceClient::watchOnce(Lock& lock) {
     std::uint64_t count = 0;
     (void)!::read(m_wakeUp.get(), &count, sizeof count);
     lock.lock();
-    m_sleeping = false;
     if (!m_process)
         return;
 
@@ -95,6 +88,18 @@ void ServiceClient::watchOnce(Lock& lock) {
         bury(*death, lock);
     else
         pump();
+}
+
+/// Jobs that are submitted meanwhile do not wake this thread, which would cost each of them a
+/// change of threads; instead it looks at the clock often enough for their time limit.
+std::chrono::milliseconds ServiceClient::timeToSleep() const {
+    if (!m_process)
+        return std::chrono::minutes(1);
+    auto time = std::clamp<std::chrono::milliseconds>(m_timeLimit / 4, 20ms, 500ms);
+    if (const auto deadline = nextDeadline())
+        time = std::min(
+            time, std::chrono::ceil<std::chrono::milliseconds>(deadline->time - Clock::now()));
+    return std::max(time, 0ms);
 }
 
 std::optional<ServiceClient::Deadline> ServiceClient::nextDeadline() const {
