@@ -46,6 +46,7 @@ bool OfflineConsole::isComplete() const {
 platform::Result<void> OfflineConsole::drawFrame(platform::Seconds time) {
     const auto shownBefore = m_view->pictureCount();
     m_clock.set(time);
+    m_engine->waitForFont();
     m_view->refresh();
     m_view->waitForPicture();
     drainMainQueue();

@@ -38,7 +38,8 @@ public:
     /// Everything that the console has reported so far, a line each.
     const std::string& diagnostics() const { return m_diagnostics; }
 
-    /// Runs the program for one frame at `time` and waits for it. The error is the device's own
+    /// Runs the program for one frame at `time` and waits for it, the first time also for the font
+    /// if the program may draw text. The error is the device's own
     /// line when it gave up on the frame.
     platform::Result<void> drawFrame(platform::Seconds time);
     /// What the last frame showed.

@@ -47,7 +47,7 @@ StageBenchmark::StageBenchmark(std::shared_ptr<gpu::Device> device, platform::Lo
       m_log(log),
       m_queue(m_device->makeCommandQueue()),
       m_machine(m_device),
-      m_video(m_device, log),
+      m_video(m_device, m_queue, log),
       m_display(m_device),
       m_view(m_device) {
     m_machine.reset();
@@ -60,6 +60,8 @@ Result<CompilePhases> StageBenchmark::compile(std::string_view source) {
             m_machine.resetAudioMemory();
         });
     const std::string text = starloom::assembleProgram(source, program);
+    if (program.mayDrawText)
+        m_video.startFont();
     const CompilePhases phases = SL42_TRY(compileKernels(*m_device, text, kernelsOf(program)));
     // The same kernels again, from the device's cache, in the form that the stages hold.
     const starloom::LibraryResult library = m_device->makeLibrary(text);
@@ -85,6 +87,7 @@ Result<double> StageBenchmark::measure(const char* label, Encode encode) {
 }
 
 Result<StageTimes> StageBenchmark::runFrame(float time) {
+    m_video.waitForFont();
     starloom::RenderData data{m_machine, time};
     data.sample = static_cast<std::uint32_t>(time * static_cast<float>(data.sampleRate));
     const auto drawable = m_view.currentDrawable();

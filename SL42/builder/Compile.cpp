@@ -40,6 +40,8 @@ std::string SL42::compileStages(const PreprocessedSource& preprocessed) {
     platform::Log& log = m_surroundings.log;
     if (!m_hasCPU && !m_hasVideo && !m_hasAudio)
         return {};
+    if (m_hasVideo && preprocessed.mayDrawText)
+        m_videoRenderer.startFont(); // while the program compiles
     const LibraryResult library = device.makeLibrary(assembleProgram(m_source, preprocessed));
     std::string messages;
     if (m_hasCPU) {

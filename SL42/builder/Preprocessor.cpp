@@ -105,6 +105,15 @@ static void scanEntryFunctions(std::string_view line, PreprocessedSource& result
     }
 }
 
+// Macros can put a name together from pieces, and a line may go on behind a backslash.
+static bool mayDrawText(std::string_view source) {
+    for (const char* sign : {"print", "getChar", "fontTexture", "##", "\\\n"}) {
+        if (contains(source, sign))
+            return true;
+    }
+    return false;
+}
+
 static void printMusic(const AudioSpec& music, platform::Log& log) {
     log.line("Found music spec");
     log.line("BPM: " + std::to_string(music.bpm) + ", beats: " + std::to_string(music.beatsPerBar) +
@@ -115,6 +124,7 @@ static void printMusic(const AudioSpec& music, platform::Log& log) {
 PreprocessedSource preprocessSource(std::string_view source, platform::Log& log,
                                     const std::function<void(const AudioSpec&)>& onMusic) {
     PreprocessedSource result;
+    result.mayDrawText = mayDrawText(source);
     bool hasMusic = false;
     while (!source.empty()) {
         const std::string_view line = source.substr(0, source.find('\n'));

@@ -19,6 +19,8 @@ struct PreprocessedSource {
     bool hasCPU = false;
     bool hasVideo = false;
     bool hasAudio = false;
+    /// False only when nothing in the program can draw text.
+    bool mayDrawText = false;
     /// To be appended to the program.
     std::string additions;
 };

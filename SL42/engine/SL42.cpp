@@ -34,7 +34,7 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
       m_view(m_surroundings.makeView(m_surroundings.device)),
       m_queue(makeQueue(*m_surroundings.device)),
       m_audioRenderer(m_queue, m_surroundings.mainQueue, m_surroundings.clock, m_surroundings.log),
-      m_videoRenderer(m_surroundings.device, m_surroundings.log),
+      m_videoRenderer(m_surroundings.device, m_queue, m_surroundings.log),
       m_semaphore(m_surroundings.mainQueue, maxFramesInFlight),
       m_machine(m_surroundings.device),
       m_display(m_surroundings.device) {

@@ -58,6 +58,10 @@ public:
     void draw(MTLPreview& view) override;
     /// Restarts the console: time zero, all memory zero, the song from its start.
     void reset();
+    /// Waits for the font, so that the next frame shows all its text. Frames do not wait for it:
+    /// in a window, text appears some frames after the first program that draws any. Returns at
+    /// once when there has been none.
+    void waitForFont() { m_videoRenderer.waitForFont(); }
 
     const std::string& title() const { return m_title; }
     const std::string& source() const { return m_source; }

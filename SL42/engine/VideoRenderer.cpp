@@ -9,11 +9,15 @@
 
 namespace starloom {
 
-VideoRenderer::VideoRenderer(std::shared_ptr<gpu::Device> device, platform::Log& log)
-    : m_device(std::move(device)), m_log(log), m_fontTexture(m_device->makeTexture({})) {
-    if (!m_fontTexture)
-        platform::fatalError("Couldn't make the font texture");
-    m_fontTexture->setLabel("Font");
+VideoRenderer::VideoRenderer(std::shared_ptr<gpu::Device> device,
+                             std::shared_ptr<gpu::CommandQueue> queue, platform::Log& log)
+    : m_device(std::move(device)),
+      m_queue(std::move(queue)),
+      m_log(log),
+      m_blank(m_device->makeTexture({})) {
+    if (!m_blank)
+        platform::fatalError("Failed to set up font generator");
+    m_blank->setLabel("No font");
     setConstants();
 }
 
@@ -58,10 +62,26 @@ void VideoRenderer::followRegisters(const MachineBuffers& machine) {
     makeFunction();
 }
 
+void VideoRenderer::startFont() {
+    if (!m_font)
+        m_font = std::make_unique<FontTextureGenerator>(m_device, m_queue, m_log);
+}
+
+void VideoRenderer::waitForFont() {
+    if (m_font)
+        m_font->texture();
+}
+
+// Moves the merging of the font on by a step, in command buffers of its own.
+std::shared_ptr<gpu::Texture> VideoRenderer::fontTexture() {
+    return m_font ? m_font->textureSoFar() : m_blank;
+}
+
 void VideoRenderer::render(const RenderData& renderData, gpu::CommandBuffer& commandBuffer) {
     // A stopped kernel must not come back by way of a register, where it would hang every frame.
     if (!m_videoShader || m_videoShader->isStopped())
         return;
+    auto font = fontTexture();
     const auto encoder = commandBuffer.makeComputeCommandEncoder();
     if (!encoder)
         return;
@@ -69,7 +89,7 @@ void VideoRenderer::render(const RenderData& renderData, gpu::CommandBuffer& com
     followRegisters(renderData.machine);
     encoder->setComputePipelineState(m_videoShader->pipelineState());
     renderData.addToEncoder(*encoder, 0);
-    encoder->setTexture(m_fontTexture, 2);
+    encoder->setTexture(std::move(font), 2);
     encoder->dispatchThreads({screenWidth, screenHeight, 1}, {8, 8, 1});
     encoder->endEncoding();
 }

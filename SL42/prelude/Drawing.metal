@@ -252,3 +252,28 @@ void trib(float2 p0, float2 p1, float2 p2, float4 color, float thickness = 0) {
     pix(color, coords);
 }
 
+// Text
+
+void print(thread const char* str,
+           int charCount,
+           float2 pos,
+           float4 color,
+           float size = 30.0,
+           FontStyle style = Regular) {
+    float2 p = (coords - pos) / float2(size / FontWNorm, size);
+    if (p.x < 0 || p.y < 0 || p.x >= charCount || p.y >= 1) {
+        return;
+    }
+
+    // Half a level finer than the scale asks for: small text stays crisp.
+    float m = FontH / size;
+    float mipLevel = max(0.5 * log2(m * m) - 0.5, 0.0);
+    color.a *= getChar(str[int(p.x)], fract(p), style, mipLevel);
+
+    if (color.a == 0) {
+        return;
+    }
+
+    pix(color, coords);
+}
+

@@ -13,6 +13,7 @@ extern const std::string_view baseHeader;
 extern const std::string_view audioTimer;
 extern const std::string_view registers;
 extern const std::string_view machineClass;
+extern const std::string_view text;
 extern const std::string_view timers;
 extern const std::string_view rotate2d;
 extern const std::string_view drawing;

@@ -38,9 +38,9 @@ const std::string& SharedShaderStrings::processingHeader() {
 const std::string& SharedShaderStrings::standardProcessingHeader() {
     static const std::string text =
         join({preludeText::baseHeader, processingHeader(), preludeText::audioTimer,
-              preludeText::registers, preludeText::machineClass, preludeText::timers,
-              GPUShaderStrings::coordinateFunctions(), preludeText::drawing, preludeText::memory,
-              preludeText::random, preludeText::spectrum, preludeText::input});
+              preludeText::registers, preludeText::machineClass, preludeText::text,
+              preludeText::timers, GPUShaderStrings::coordinateFunctions(), preludeText::drawing,
+              preludeText::memory, preludeText::random, preludeText::spectrum, preludeText::input});
     return text;
 }
 
