@@ -45,8 +45,6 @@ const auto& table() {
         {"rintf", addressOf<Unary>(std::rint)},
         {"nearbyintf", addressOf<Unary>(std::nearbyint)},
         {"roundf", addressOf<Unary>(std::round)},
-        {"fminf", addressOf<Binary>(std::fmin)},
-        {"fmaxf", addressOf<Binary>(std::fmax)},
     });
     return functions;
 }

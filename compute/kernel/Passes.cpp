@@ -11,6 +11,7 @@
 #include "compute/kernel/Promote.h"
 #include "compute/kernel/ShapeControlFlow.h"
 #include "compute/kernel/SpecialiseConstants.h"
+#include "compute/kernel/WidenHalf.h"
 
 #include <llvm/Demangle/Demangle.h>
 
@@ -28,6 +29,7 @@ std::span<const Pass> passes() {
         {"foldInitialisers", foldInitialisers},
         {"boundIndices", boundIndices},
         {"promote", promote},
+        {"widenHalf", widenHalf},
         {"shapeControlFlow", shapeControlFlow},
     });
     return table;

@@ -70,7 +70,9 @@ constexpr float rint(float x) {
 /// To the nearest integer, halves away from zero. The constant is the largest float below a half,
 /// so that 0.49999997 does not become 1.
 constexpr float round(float x) {
-    return trunc(x + copysign(0.49999997f, x));
+    if (__builtin_is_constant_evaluated())
+        return trunc(x + copysign(0.49999997f, x));
+    return __builtin_roundf(x);
 }
 constexpr float sqrt(float x) {
     if (__builtin_is_constant_evaluated())

@@ -275,4 +275,40 @@ TEST(PassTests, ExtractionTakesOnlyWhatTheKernelReaches) {
     EXPECT_FALSE(llvm::verifyModule(*extracted->module, &llvm::errs()));
 }
 
+// Arithmetic and phis become float; what goes to memory or was converted on purpose stays rounded.
+TEST(PassTests, WidenHalfComputesInFloat) {
+    Bench bench(tests::makeOneDimensional(R"(
+    entry:
+        %a = load half, ptr %out
+        %wide = uitofp i32 %x to float
+        %b = fptrunc float %wide to half
+        br label %loop
+    loop:
+        %sum = phi half [ %a, %entry ], [ %next, %loop ]
+        %product = fmul fast half %sum, %b
+        %next = call half @llvm.minnum.f16(half %product, half 4.0)
+        %more = fcmp olt half %next, 2.0
+        br i1 %more, label %loop, label %done
+    done:
+        %again = fpext half %next to float
+        %p = getelementptr float, ptr %out, i32 1
+        store float %again, ptr %p
+        store half %next, ptr %out
+        ret void)",
+                                          "declare half @llvm.minnum.f16(half, half)"));
+    ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget", "widenHalf"}), "");
+    std::size_t roundings = 0;
+    for (llvm::Instruction& instruction : llvm::instructions(bench.entry())) {
+        const bool moves = llvm::isa<llvm::LoadInst, llvm::FPTruncInst>(instruction);
+        EXPECT_TRUE(moves || !instruction.getType()->isHalfTy()) << bench.text();
+        if (llvm::isa<llvm::FPTruncInst>(instruction))
+            ++roundings;
+        if (auto* store = llvm::dyn_cast<llvm::StoreInst>(&instruction);
+            store != nullptr && store->getValueOperand()->getType()->isFloatTy()) {
+            EXPECT_FALSE(llvm::isa<llvm::FPExtInst>(store->getValueOperand())) << bench.text();
+        }
+    }
+    EXPECT_EQ(roundings, 2U) << "one the program's own, one for the store\n" << bench.text();
+}
+
 } // namespace
