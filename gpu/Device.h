@@ -13,6 +13,7 @@
 #include "platform/base/SharedMemory.h"
 
 #include <chrono>
+#include <future>
 #include <memory>
 #include <span>
 #include <string>
@@ -46,9 +47,16 @@ public:
     /// Compiles program text. The error is the compiler's own message. Texts are cached by
     /// content: the second library of one text costs nothing. Blocks; any thread.
     virtual Result<std::shared_ptr<Library>> makeLibrary(std::string_view source) = 0;
-    /// Machine code for a function, cached by library, name and constants. Blocks; any thread.
-    virtual Result<std::shared_ptr<ComputePipelineState>>
-    makeComputePipelineState(const std::shared_ptr<Function>& function) = 0;
+    /// Starts making machine code for a function, cached by library, name and constants. Several
+    /// are made at the same time. Does not block; any thread. Only the future's get() may be relied
+    /// on, not that it can tell when it is ready. Whoever drops the future does not stop the work.
+    virtual std::future<Result<std::shared_ptr<ComputePipelineState>>>
+    makeComputePipelineStateAsync(const std::shared_ptr<Function>& function) = 0;
+    /// The same, waited for.
+    Result<std::shared_ptr<ComputePipelineState>>
+    makeComputePipelineState(const std::shared_ptr<Function>& function) {
+        return makeComputePipelineStateAsync(function).get();
+    }
 
     /// How long one command buffer may run; 2 s from the start.
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;

@@ -343,13 +343,17 @@ using Request =
 /// The service is warm and locked down.
 struct Ready {
     std::uint32_t version = 0;
+    /// How many questions to the compiler can be answered at the same time; 1 to maxCompileThreads.
+    std::uint32_t compileThreads = 0;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.version);
+        return std::tie(self.version, self.compileThreads);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 1;
+inline constexpr std::uint32_t protocolVersion = 2;
+/// As many as the console ever has to ask: three stages of a program and the display.
+inline constexpr std::uint32_t maxCompileThreads = 4;
 
 struct LibraryCompiled {
     RequestId request;

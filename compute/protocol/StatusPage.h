@@ -27,7 +27,7 @@ struct StatusPage {
     std::atomic<std::uint64_t> job;     ///< JobId being executed; 0 when idle
     std::atomic<std::uint32_t> command; ///< index into its commands
     std::atomic<std::uint32_t> faultPlace;
-    std::atomic<std::uint64_t> request; ///< RequestId being compiled; 0 when idle
+    std::atomic<std::uint64_t> request; ///< RequestId that the faulty thread was compiling, or 0
     std::atomic<std::uint64_t> faultAddress;
     std::atomic<std::uint32_t> faultKind; ///< written last
 };

@@ -44,7 +44,7 @@ public:
     build(std::string_view function, const protocol::Constants& constants) const = 0;
 };
 
-/// Called on the compiler thread only, except for warmUp().
+/// Several threads ask it, and the libraries that it makes, at the same time.
 class Compiler {
 public:
     virtual ~Compiler() = default;

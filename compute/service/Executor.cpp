@@ -27,7 +27,7 @@ Executor::Executor(Replies& replies, protocol::StatusPage& page,
     : m_replies(replies),
       m_page(page),
       m_inlineArguments(std::move(inlineArguments)),
-      m_queue(executorStackBytes, [this] { startThread(); }, [this](Job& job) { run(job); }) {}
+      m_queue(1, executorStackBytes, [this] { startThread(); }, [this](Job& job) { run(job); }) {}
 
 void Executor::startThread() {
     markThisThreadAsKernels();

@@ -18,10 +18,11 @@ using protocol::StatusPage;
 
 namespace {
 
-// Signal handlers have no argument of ours, hence the two globals of this service.
+// Signal handlers have no argument of ours, hence the globals of this service.
 std::atomic<StatusPage*> statusPage = nullptr;
 std::atomic_flag somebodyReports = ATOMIC_FLAG_INIT;
 thread_local bool runsKernels = false;
+thread_local std::atomic<std::uint64_t> compiledRequest = 0;
 
 constexpr int exitStatusOfFault = 70;
 constexpr std::size_t faultStackBytes = 64 * 1024;
@@ -66,8 +67,9 @@ void report(int signal, siginfo_t* info, void* context) {
             ::pause();
     const auto address = reinterpret_cast<std::uint64_t>(info->si_addr);
     const FaultPlace place = runsKernels && page.job.load() != 0 ? FaultPlace::Kernel
-                             : page.request.load() != 0          ? FaultPlace::Compiler
+                             : compiledRequest.load() != 0       ? FaultPlace::Compiler
                                                                  : FaultPlace::Service;
+    page.request = compiledRequest.load();
     page.faultAddress = address;
     page.faultPlace = static_cast<std::uint32_t>(place);
     page.faultKind = static_cast<std::uint32_t>(kindOf(signal, address, context));
@@ -100,6 +102,14 @@ void giveThisThreadFaultStack() {
         }
     };
     thread_local const FaultStack stack;
+}
+
+CompilingFor::CompilingFor(protocol::RequestId request) {
+    compiledRequest = request.value;
+}
+
+CompilingFor::~CompilingFor() {
+    compiledRequest = 0;
 }
 
 void markThisThreadAsKernels() {

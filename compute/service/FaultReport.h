@@ -5,6 +5,7 @@
 // the process; nothing is repaired, because after a wild access nothing here can be trusted.
 #pragma once
 
+#include "compute/protocol/Protocol.h"
 #include "compute/protocol/StatusPage.h"
 
 #include <memory>
@@ -18,6 +19,16 @@ void reportFaultsTo(protocol::StatusPage& page);
 /// Gives the calling thread a stack for signal handlers of its own, so that the overflow of the
 /// ordinary one can be reported.
 void giveThisThreadFaultStack();
+
+/// While it exists, what the calling thread does wrong is the fault of this question to the
+/// compiler.
+class CompilingFor {
+public:
+    explicit CompilingFor(protocol::RequestId request);
+    ~CompilingFor();
+    CompilingFor(const CompilingFor&) = delete;
+    CompilingFor& operator=(const CompilingFor&) = delete;
+};
 
 /// The calling thread executes kernels: what it does wrong is a kernel's fault. Gives it a fault
 /// stack too.

@@ -4,7 +4,7 @@
 // A command buffer whose ids have been replaced by what they stand for, ready to be executed.
 #pragma once
 
-#include "compute/service/CompileThread.h"
+#include "compute/service/CompilePool.h"
 #include "compute/service/Resources.h"
 
 namespace compute::service {

@@ -20,13 +20,13 @@ Overloaded(F...) -> Overloaded<F...>;
 
 Result<std::unique_ptr<Server>> Server::create(protocol::Channel& channel, Compiler& compiler,
                                                protocol::StatusPage& page) {
-    std::unique_ptr<Server> server(new Server(channel, compiler, page));
+    std::unique_ptr<Server> server(new Server(channel, compiler));
     server->m_executor = SL42_TRY(Executor::create(server->m_replies, page));
     return server;
 }
 
 Result<void> Server::serve() {
-    m_replies.send(protocol::Ready{protocol::protocolVersion});
+    m_replies.send(protocol::Ready{protocol::protocolVersion, CompilePool::threadCount()});
     while (true) {
         protocol::Received received =
             m_channel.receive(protocol::Channel::Descriptors::Accept, true);
@@ -53,6 +53,10 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             m_resources.remove(m.texture);
             return {};
         },
+        [&](const protocol::ReleaseLibrary& m) -> Result<void> {
+            m_libraries.remove(m.library);
+            return {};
+        },
         [&](const protocol::ReleasePipeline& m) -> Result<void> {
             m_pipelines.remove(m.pipeline);
             return {};
@@ -62,9 +66,9 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             return {};
         },
         [&]<class T>(T& question) -> Result<void>
-            requires std::constructible_from<CompileThread::Task, T>
+            requires std::constructible_from<CompilePool::Task, T>
         {
-            m_compileThread.add(std::move(question));
+            m_compilePool.add(std::move(question));
             return {};
         },
         },

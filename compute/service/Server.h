@@ -19,10 +19,10 @@ public:
     platform::Result<void> serve();
 
 private:
-    Server(protocol::Channel& channel, Compiler& compiler, protocol::StatusPage& page)
+    Server(protocol::Channel& channel, Compiler& compiler)
         : m_channel(channel),
           m_replies(channel),
-          m_compileThread(compiler, m_pipelines, m_replies, page) {}
+          m_compilePool(compiler, m_libraries, m_pipelines, m_replies) {}
 
     platform::Result<void> handle(protocol::Request& request, platform::FileDescriptor memory);
     void run(protocol::RunCommands& message);
@@ -30,8 +30,9 @@ private:
     protocol::Channel& m_channel;
     Replies m_replies;
     Resources m_resources;
+    Libraries m_libraries;
     Pipelines m_pipelines;
-    CompileThread m_compileThread;
+    CompilePool m_compilePool;
     std::unique_ptr<Executor> m_executor;
 };
 

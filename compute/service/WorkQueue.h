@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A thread that takes items one after the other, in the order in which they were given.
+// Threads that take items in the order in which they were given.
 #pragma once
 
 #include <condition_variable>
@@ -11,32 +11,26 @@
 #include <mutex>
 #include <pthread.h>
 #include <system_error>
+#include <vector>
 
 namespace compute::service {
 
-/// The destructor lets the item at hand finish, drops the rest and joins the thread.
+/// The destructor lets the items at hand finish, drops the rest and joins the threads.
 template <class Item>
 class WorkQueue {
 public:
-    /// `start` runs first on the new thread, `work` once for each item.
-    WorkQueue(std::size_t stackBytes, std::function<void()> start, std::function<void(Item&)> work)
+    /// `start` runs first on each new thread, `work` once for each item, on any of them.
+    WorkQueue(std::size_t threads, std::size_t stackBytes, std::function<void()> start,
+              std::function<void(Item&)> work)
         : m_start(std::move(start)), m_work(std::move(work)) {
-        pthread_attr_t attributes;
-        ::pthread_attr_init(&attributes);
-        ::pthread_attr_setstacksize(&attributes, stackBytes);
-        const int error = ::pthread_create(&m_thread, &attributes, entry, this);
-        ::pthread_attr_destroy(&attributes);
-        if (error != 0)
-            throw std::system_error(error, std::generic_category(), "Cannot start a thread");
-    }
-    ~WorkQueue() {
-        {
-            const std::scoped_lock lock(m_mutex);
-            m_stopping = true;
+        for (std::size_t i = 0; i < threads; ++i) {
+            if (const int error = startThread(stackBytes); error != 0) {
+                stop();
+                throw std::system_error(error, std::generic_category(), "Cannot start a thread");
+            }
         }
-        m_wake.notify_one();
-        ::pthread_join(m_thread, nullptr);
     }
+    ~WorkQueue() { stop(); }
     WorkQueue(const WorkQueue&) = delete;
     WorkQueue& operator=(const WorkQueue&) = delete;
 
@@ -49,6 +43,26 @@ public:
     }
 
 private:
+    int startThread(std::size_t stackBytes) {
+        pthread_attr_t attributes;
+        ::pthread_attr_init(&attributes);
+        ::pthread_attr_setstacksize(&attributes, stackBytes);
+        pthread_t thread{};
+        const int error = ::pthread_create(&thread, &attributes, entry, this);
+        ::pthread_attr_destroy(&attributes);
+        if (error == 0)
+            m_threads.push_back(thread);
+        return error;
+    }
+    void stop() {
+        {
+            const std::scoped_lock lock(m_mutex);
+            m_stopping = true;
+        }
+        m_wake.notify_all();
+        for (const pthread_t thread : m_threads)
+            ::pthread_join(thread, nullptr);
+    }
     static void* entry(void* self) {
         static_cast<WorkQueue*>(self)->loop();
         return nullptr;
@@ -74,7 +88,7 @@ private:
     std::condition_variable m_wake;
     std::deque<Item> m_items;
     bool m_stopping = false;
-    pthread_t m_thread{};
+    std::vector<pthread_t> m_threads;
 };
 
 } // namespace compute::service

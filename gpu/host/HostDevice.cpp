@@ -67,38 +67,49 @@ std::shared_ptr<Texture> HostDevice::makeTexture(const TextureDescriptor& descri
 Result<std::shared_ptr<Library>> HostDevice::makeLibrary(std::string_view source) {
     if (source.size() > protocol::maxSourceBytes)
         return Error{"program_source: error: the program is longer than 16 MB\n"};
-    auto found = m_programs.get(
-        std::string(source),
-        [this](const std::string& text) -> Result<std::shared_ptr<Program>> {
-            auto program = std::make_shared<Program>(m_client, text);
-            SL42_TRY_VOID(m_client->compile(program));
-            return program;
-        },
-        [](const auto&) { return true; });
-    auto program = SL42_TRY(std::move(found.result));
-    const CompileTimes times = found.made ? program->times : CompileTimes{};
+    auto found = m_programs.find(std::string(source), [](const auto&) { return true; });
+    if (found.promise) {
+        auto program = std::make_shared<Program>(m_client, std::string(source));
+        const auto compiled = m_client->compile(program);
+        found.promise->set_value(compiled ? Result<std::shared_ptr<Program>>(program)
+                                          : compiled.error());
+    }
+    auto program = SL42_TRY(found.future.get());
+    const CompileTimes times = found.promise ? program->times : CompileTimes{};
     return std::shared_ptr<Library>(std::make_shared<HostLibrary>(std::move(program), times));
 }
 
-Result<std::shared_ptr<ComputePipelineState>>
-HostDevice::makeComputePipelineState(const std::shared_ptr<Function>& function) {
+std::future<Result<std::shared_ptr<ComputePipelineState>>>
+HostDevice::makeComputePipelineStateAsync(const std::shared_ptr<Function>& function) {
     const auto ours = std::dynamic_pointer_cast<HostFunction>(function);
     if (!ours)
-        return Error{"The function belongs to another device"};
-    auto found = m_pipelines.get(
+        return std::async(std::launch::deferred, [] {
+            return Result<std::shared_ptr<ComputePipelineState>>(
+                Error{"The function belongs to another device"});
+        });
+    auto found = m_pipelines.find(
         PipelineKey{ours->program(), ours->name(), bytesOf(ours->constants())},
-        [this, &ours](const PipelineKey& key) -> Result<std::shared_ptr<Pipeline>> {
-            auto pipeline =
-                std::make_shared<Pipeline>(key.program, key.function, ours->constants());
-            SL42_TRY_VOID(m_client->build(pipeline));
-            return pipeline;
-        },
         [](const std::shared_ptr<Pipeline>& pipeline) { return !pipeline->stopped; });
-    auto pipeline = SL42_TRY(std::move(found.result));
-    const CompileTimes times = found.made ? pipeline->times : CompileTimes{};
+    if (found.promise)
+        build(std::make_shared<Pipeline>(ours->program(), ours->name(), ours->constants()),
+              found.promise);
     const std::string& label = ours->label().empty() ? ours->name() : ours->label();
-    return std::shared_ptr<ComputePipelineState>(
-        std::make_shared<HostPipelineState>(std::move(pipeline), label, times));
+    // Deferred: whoever asks for the result wraps it, no thread is started for that.
+    return std::async(std::launch::deferred,
+                      [future = std::move(found.future), made = found.promise != nullptr,
+                       label]() -> Result<std::shared_ptr<ComputePipelineState>> {
+                          auto pipeline = SL42_TRY(future.get());
+                          const CompileTimes times = made ? pipeline->times : CompileTimes{};
+                          return std::shared_ptr<ComputePipelineState>(
+                              std::make_shared<HostPipelineState>(pipeline, label, times));
+                      });
+}
+
+void HostDevice::build(const std::shared_ptr<Pipeline>& pipeline,
+                       const std::shared_ptr<PipelineCache::Promise>& promise) {
+    m_client->build(pipeline, [pipeline, promise](const Result<void>& built) {
+        promise->set_value(built ? Result<std::shared_ptr<Pipeline>>(pipeline) : built.error());
+    });
 }
 
 void HostDevice::setTimeLimit(std::chrono::milliseconds limit) {

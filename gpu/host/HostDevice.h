@@ -28,8 +28,8 @@ public:
                                          std::shared_ptr<platform::SharedMemory> memory,
                                          std::size_t offset, std::size_t bytesPerRow) override;
     Result<std::shared_ptr<Library>> makeLibrary(std::string_view source) override;
-    Result<std::shared_ptr<ComputePipelineState>>
-    makeComputePipelineState(const std::shared_ptr<Function>& function) override;
+    std::future<Result<std::shared_ptr<ComputePipelineState>>>
+    makeComputePipelineStateAsync(const std::shared_ptr<Function>& function) override;
     void setTimeLimit(std::chrono::milliseconds limit) override;
 
 private:
@@ -40,11 +40,15 @@ private:
         bool operator==(const PipelineKey&) const = default;
     };
 
+    using PipelineCache = ResultCache<PipelineKey, std::shared_ptr<Pipeline>>;
+
     explicit HostDevice(std::shared_ptr<ServiceClient> client);
+    void build(const std::shared_ptr<Pipeline>& pipeline,
+               const std::shared_ptr<PipelineCache::Promise>& promise);
 
     std::shared_ptr<ServiceClient> m_client;
     ResultCache<std::string, std::shared_ptr<Program>> m_programs;
-    ResultCache<PipelineKey, std::shared_ptr<Pipeline>> m_pipelines;
+    PipelineCache m_pipelines;
 };
 
 } // namespace gpu::host

@@ -30,8 +30,9 @@ struct Program {
     std::vector<compute::protocol::Kernel> kernels;
     std::string warnings;
     CompileTimes times;
-    /// The run of the service that has it; for the client, under its lock.
-    std::uint64_t sentIn = 0;
+    /// The runs of the service that have it, or were asked to; for the client, under its lock.
+    std::uint64_t compiledIn = 0;
+    std::uint64_t askedIn = 0;
 };
 
 /// One function with its constants. Immutable once built, but for `stopped`.

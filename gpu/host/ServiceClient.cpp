@@ -6,6 +6,7 @@
 
 #include "platform/base/Fatal.h"
 
+#include <algorithm>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -77,36 +78,37 @@ void ServiceClient::release(const Release& release) {
     wake();
 }
 
-Result<ServiceClient::Answer> ServiceClient::ask(Question question,
-                                                 std::shared_ptr<Program> program,
-                                                 std::shared_ptr<Pipeline> pipeline) {
-    auto request = std::make_shared<Request>();
-    request->id = {newId()};
-    std::visit([&](auto& q) { q.request = request->id; }, question);
-    request->question = std::move(question);
-    request->program = std::move(program);
-    request->pipeline = std::move(pipeline);
-    request->awaited = true;
-    auto answer = request->answer.get_future();
+void ServiceClient::ask(Question question, std::shared_ptr<Program> program,
+                        std::shared_ptr<Pipeline> pipeline, Answered answered) {
     {
         const std::scoped_lock lock(m_mutex);
         if (m_stopping)
-            return Error{"The device is gone"};
+            return answered(Error{"The device is gone"});
         if (m_brokenReason) {
             // Whoever compiles gets one more try at starting the service.
             m_brokenReason.reset();
             --m_failedRuns;
         }
-        m_requests.push_back(std::move(request));
+        m_requests.push_back(makeRequest(std::move(question), std::move(program),
+                                         std::move(pipeline), std::move(answered)));
         pump();
     }
     wake();
+}
+
+Result<ServiceClient::Answer> ServiceClient::askAndWait(Question question,
+                                                        std::shared_ptr<Program> program) {
+    // Shared, since this thread may go on before set_value() has returned on the other.
+    const auto promise = std::make_shared<std::promise<Result<Answer>>>();
+    auto answer = promise->get_future();
+    ask(std::move(question), std::move(program), nullptr,
+        [promise](Result<Answer> result) { promise->set_value(std::move(result)); });
     return answer.get();
 }
 
 Result<void> ServiceClient::compile(const std::shared_ptr<Program>& program) {
     const auto reply =
-        SL42_TRY(ask(protocol::CompileLibrary{{}, program->id, program->source}, program, nullptr));
+        SL42_TRY(askAndWait(protocol::CompileLibrary{{}, program->id, program->source}, program));
     const auto& compiled = std::get<protocol::LibraryCompiled>(reply);
     if (!compiled.succeeded)
         return Error{compiled.message};
@@ -122,26 +124,33 @@ Result<void> ServiceClient::check(const std::shared_ptr<Program>& program,
                                   const std::string& function,
                                   const protocol::Constants& constants) {
     const auto reply = SL42_TRY(
-        ask(protocol::CheckFunction{{}, program->id, function, constants}, program, nullptr));
+        askAndWait(protocol::CheckFunction{{}, program->id, function, constants}, program));
     const auto& checked = std::get<protocol::FunctionChecked>(reply);
     if (!checked.succeeded)
         return Error{checked.message};
     return {};
 }
 
-Result<void> ServiceClient::build(const std::shared_ptr<Pipeline>& pipeline) {
-    const auto& program = pipeline->program;
-    const auto reply = SL42_TRY(ask(
-        protocol::MakePipeline{
-            {}, pipeline->id, program->id, pipeline->function, pipeline->constants},
-        program, pipeline));
-    const auto& made = std::get<protocol::PipelineMade>(reply);
+static Result<void> complete(Pipeline& pipeline, const protocol::PipelineMade& made) {
     if (!made.succeeded)
         return Error{made.message};
-    pipeline->parameters = made.parameters;
-    pipeline->times.optimiser = made.optimiserMilliseconds;
-    pipeline->times.codeGeneration = made.codeGenerationMilliseconds;
+    pipeline.parameters = made.parameters;
+    pipeline.times.optimiser = made.optimiserMilliseconds;
+    pipeline.times.codeGeneration = made.codeGenerationMilliseconds;
     return {};
+}
+
+static protocol::MakePipeline makePipeline(const Pipeline& pipeline) {
+    return {{}, pipeline.id, pipeline.program->id, pipeline.function, pipeline.constants};
+}
+
+void ServiceClient::build(const std::shared_ptr<Pipeline>& pipeline,
+                          std::function<void(Result<void>)> built) {
+    ask(makePipeline(*pipeline), pipeline->program, pipeline,
+        [pipeline, built = std::move(built)](const Result<Answer>& reply) {
+            built(reply ? complete(*pipeline, std::get<protocol::PipelineMade>(*reply))
+                        : Result<void>(reply.error()));
+        });
 }
 
 // ---- sending; all under the lock ----------------------------------------------------------------
@@ -176,43 +185,61 @@ void ServiceClient::sendReleases() {
 }
 
 std::shared_ptr<ServiceClient::Request>
-ServiceClient::restoringRequest(Question question, std::shared_ptr<Program> program,
-                                std::shared_ptr<Pipeline> pipeline) {
+ServiceClient::makeRequest(Question question, std::shared_ptr<Program> program,
+                           std::shared_ptr<Pipeline> pipeline, Answered answered) {
     auto request = std::make_shared<Request>();
     request->id = {newId()};
     std::visit([&](auto& q) { q.request = request->id; }, question);
     request->question = std::move(question);
     request->program = std::move(program);
     request->pipeline = std::move(pipeline);
+    request->answered = std::move(answered);
     return request;
 }
 
+/// In order, as far as the service has threads for them. Whoever asks about a program that the
+/// running service does not have waits until it has compiled it once more.
 void ServiceClient::sendRequests() {
     for (std::size_t i = 0; i < m_requests.size(); ++i) {
-        const std::shared_ptr<Request> request = m_requests[i];
+        std::shared_ptr<Request> request = m_requests[i];
+        const auto program = request->program;
         if (request->sent)
             continue;
-        const auto& program = request->program;
-        if (!std::holds_alternative<protocol::CompileLibrary>(request->question) &&
-            program->sentIn != m_run) {
-            auto restoring =
-                restoringRequest(protocol::CompileLibrary{{}, program->id, program->source},
-                                 program, request->pipeline);
-            m_requests.insert(m_requests.begin() + static_cast<std::ptrdiff_t>(i++), restoring);
-            sendRequest(restoring);
+        if (!serviceHasLibraryFor(*request)) {
+            if (program->askedIn == m_run)
+                continue;
+            request = makeRequest(protocol::CompileLibrary{{}, program->id, program->source},
+                                  program, request->pipeline, nullptr);
+            m_requests.insert(m_requests.begin() + static_cast<std::ptrdiff_t>(i), request);
         }
-        sendRequest(request);
+        if (!serviceHasThreadFor(*request))
+            return;
+        sendRequest(*request);
     }
 }
 
-void ServiceClient::sendRequest(const std::shared_ptr<Request>& request) {
-    if (request == m_requests.front())
-        m_compilingSince = Clock::now();
-    request->sent = true;
-    ++request->timesSent;
-    if (std::holds_alternative<protocol::CompileLibrary>(request->question))
-        request->program->sentIn = m_run;
-    std::visit([this](const auto& message) { send(message); }, request->question);
+bool ServiceClient::serviceHasLibraryFor(const Request& request) const {
+    return std::holds_alternative<protocol::CompileLibrary>(request.question) ||
+           request.program->compiledIn == m_run;
+}
+
+/// What was with a service when it ended is sent alone the next time. Should it end again without
+/// saying why, it is clear what did it.
+bool ServiceClient::serviceHasThreadFor(const Request& request) const {
+    const auto isSuspect = [](const auto& r) { return r->sent && r->timesSent > 1; };
+    const auto busy = std::ranges::count_if(m_requests, [](const auto& r) { return r->sent; });
+    if (request.timesSent > 0 || std::ranges::any_of(m_requests, isSuspect))
+        return busy == 0;
+    return static_cast<std::size_t>(busy) < m_compileThreads;
+}
+
+void ServiceClient::sendRequest(Request& request) {
+    request.sent = true;
+    request.sentAt = Clock::now();
+    ++request.timesSent;
+    if (std::holds_alternative<protocol::CompileLibrary>(request.question))
+        request.program->askedIn = m_run;
+    std::visit([this](const auto& message) { send(message); }, request.question);
 }
 
 void ServiceClient::sendJobs() {
@@ -243,10 +270,8 @@ bool ServiceClient::restorePipelines(const Job& job) {
         if (pipeline->askedIn == m_run)
             continue;
         pipeline->askedIn = m_run;
-        m_requests.push_back(restoringRequest(
-            protocol::MakePipeline{
-                {}, pipeline->id, pipeline->program->id, pipeline->function, pipeline->constants},
-            pipeline->program, pipeline));
+        m_requests.push_back(
+            makeRequest(makePipeline(*pipeline), pipeline->program, pipeline, nullptr));
     }
     if (!complete)
         sendRequests();

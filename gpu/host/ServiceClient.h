@@ -16,7 +16,7 @@
 
 namespace gpu::host {
 
-/// Thread-safe. No call waits for the service except ask().
+/// Thread-safe. No call waits for the service except compile() and check().
 class ServiceClient : public std::enable_shared_from_this<ServiceClient> {
 public:
     using Release =
@@ -37,12 +37,17 @@ public:
     void release(const Release& release);
     void setTimeLimit(std::chrono::milliseconds limit);
 
-    // Each waits for the compiler's answer. The error is the compiler's or says that the service
-    // could not give one.
+    // Several of these are carried out at the same time. The error is the compiler's or says that
+    // the service could not give an answer.
+
+    /// Waits for the compiler's answer.
     Result<void> compile(const std::shared_ptr<Program>& program);
+    /// Waits for the compiler's answer.
     Result<void> check(const std::shared_ptr<Program>& program, const std::string& function,
                        const compute::protocol::Constants& constants);
-    Result<void> build(const std::shared_ptr<Pipeline>& pipeline);
+    /// Returns at once. `built` is called on any thread, under a lock: it may only hand the result
+    /// on.
+    void build(const std::shared_ptr<Pipeline>& pipeline, std::function<void(Result<void>)> built);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -53,6 +58,8 @@ private:
         std::variant<compute::protocol::LibraryCompiled, compute::protocol::FunctionChecked,
                      compute::protocol::PipelineMade>;
 
+    using Answered = std::function<void(Result<Answer>)>;
+
     /// Something that the compiler has been or will be asked.
     struct Request {
         compute::protocol::RequestId id;
@@ -60,11 +67,11 @@ private:
         std::shared_ptr<Program> program;
         /// The one that is being built, or for which the program is compiled again.
         std::shared_ptr<Pipeline> pipeline;
-        /// Somebody waits for the answer; otherwise it restores what a lost service had.
-        bool awaited = false;
-        std::promise<Result<Answer>> answer;
+        /// Null when nobody waits: it restores what a lost service had.
+        Answered answered;
         unsigned timesSent = 0;
-        bool sent = false;
+        bool sent = false; ///< the service is at it
+        Clock::time_point sentAt;
     };
     enum class Death : std::uint8_t {
         Ended,
@@ -77,8 +84,9 @@ private:
     ServiceClient(std::string executable, platform::FileDescriptor wakeUp)
         : m_executable(std::move(executable)), m_wakeUp(std::move(wakeUp)) {}
 
-    Result<Answer> ask(Question question, std::shared_ptr<Program> program,
-                       std::shared_ptr<Pipeline> pipeline);
+    void ask(Question question, std::shared_ptr<Program> program,
+             std::shared_ptr<Pipeline> pipeline, Answered answered);
+    Result<Answer> askAndWait(Question question, std::shared_ptr<Program> program);
     void wake();
 
     // All below: on the watching thread, or under the lock, or both.
@@ -100,7 +108,9 @@ private:
     bool handle(const T& answer);
 
     void bury(Death death, Lock& lock);
-    void blameRequest(Death death, const LastWords& words);
+    void blameRequests(Death death, const LastWords& words);
+    void failRequests(const std::function<bool(const Request&)>& guilty,
+                      const std::string& message);
     void blameJob(Death death, const LastWords& words);
     void keepRequests();
     void runWasUseless(const std::string& reason);
@@ -111,9 +121,11 @@ private:
     void pump();
     void sendReleases();
     void sendRequests();
-    void sendRequest(const std::shared_ptr<Request>& request);
-    std::shared_ptr<Request> restoringRequest(Question question, std::shared_ptr<Program> program,
-                                              std::shared_ptr<Pipeline> pipeline);
+    bool serviceHasLibraryFor(const Request& request) const;
+    bool serviceHasThreadFor(const Request& request) const;
+    void sendRequest(Request& request);
+    std::shared_ptr<Request> makeRequest(Question question, std::shared_ptr<Program> program,
+                                         std::shared_ptr<Pipeline> pipeline, Answered answered);
     void sendJobs();
     bool restorePipelines(const Job& job);
     void announce(Registration& registration);
@@ -130,6 +142,7 @@ private:
     std::unique_ptr<ServiceProcess> m_process; ///< null between two runs
     std::uint64_t m_run = 0;                   ///< counts the runs of the service
     bool m_ready = false;
+    std::size_t m_compileThreads = 0; ///< of the running service, once it is ready
     bool m_sendFailed = false;
     bool m_stopping = false;
     /// Runs in a row that ended before they were of any use.
@@ -143,7 +156,6 @@ private:
     std::size_t m_sentJobs = 0; ///< the first so many are with the service
     Clock::time_point m_firstJobSince;
     std::deque<std::shared_ptr<Request>> m_requests;
-    Clock::time_point m_compilingSince;
     std::vector<std::byte> m_bytes;
 
     /// Apart from the other state, since the last reference to something may go under its lock.

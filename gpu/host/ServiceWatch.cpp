@@ -110,11 +110,9 @@ std::optional<ServiceClient::Deadline> ServiceClient::nextDeadline() const {
     std::optional<Deadline> deadline;
     if (m_sentJobs > 0)
         deadline = {m_firstJobSince + m_timeLimit, Death::JobTimeLimit};
-    if (!m_requests.empty() && m_requests.front()->sent) {
-        const Deadline compiling{m_compilingSince + compileTimeLimit, Death::CompileTimeLimit};
-        if (!deadline || compiling.time < deadline->time)
-            deadline = compiling;
-    }
+    for (const auto& request : m_requests)
+        if (request->sent && (!deadline || request->sentAt + compileTimeLimit < deadline->time))
+            deadline = {request->sentAt + compileTimeLimit, Death::CompileTimeLimit};
     return deadline;
 }
 
@@ -141,9 +139,11 @@ std::optional<ServiceClient::Death> ServiceClient::receiveReplies(Lock& lock) {
 }
 
 bool ServiceClient::handle(const protocol::Ready& ready) {
-    if (m_ready || ready.version != protocol::protocolVersion)
+    if (m_ready || ready.version != protocol::protocolVersion || ready.compileThreads < 1 ||
+        ready.compileThreads > protocol::maxCompileThreads)
         return false;
     m_ready = true;
+    m_compileThreads = ready.compileThreads;
     pump();
     return true;
 }
@@ -174,13 +174,13 @@ bool ServiceClient::handle(const T& answer) {
         return false;
     const std::shared_ptr<Request> request = *found;
     m_requests.erase(found);
-    m_compilingSince = Clock::now();
     m_failedRuns = 0;
-    const bool builds = std::is_same_v<T, protocol::PipelineMade>;
-    if (builds && answer.succeeded)
+    if (std::is_same_v<T, protocol::LibraryCompiled>)
+        request->program->compiledIn = m_run;
+    if (std::is_same_v<T, protocol::PipelineMade> && answer.succeeded)
         request->pipeline->builtIn = m_run;
-    if (request->awaited)
-        request->answer.set_value(Answer(answer));
+    if (request->answered)
+        request->answered(Answer(answer));
     else if (!answer.succeeded && request->pipeline)
         request->pipeline->stopped = true;
     return true;
@@ -208,7 +208,7 @@ void ServiceClient::bury(Death death, Lock& lock) {
     lock.lock();
 
     if (m_ready) {
-        blameRequest(death, words);
+        blameRequests(death, words);
         blameJob(death, words);
     }
     m_sentJobs = 0;
@@ -218,23 +218,26 @@ void ServiceClient::bury(Death death, Lock& lock) {
                                                : "the compute service does not start");
 }
 
-void ServiceClient::blameRequest(Death death, const LastWords& words) {
-    const bool crashed =
-        death == Death::Ended && words.faultKind != 0 &&
-        words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Compiler);
-    if (!crashed && death != Death::CompileTimeLimit)
-        return;
-    auto found = std::ranges::find_if(m_requests, [&](const auto& request) {
-        return request->sent && request->id.value == words.request;
+void ServiceClient::blameRequests(Death death, const LastWords& words) {
+    if (death == Death::CompileTimeLimit)
+        failRequests(
+            [now = Clock::now()](const Request& r) { return r.sentAt + compileTimeLimit <= now; },
+            "error: compiling this program takes longer than 10 s");
+    else if (death == Death::Ended && words.faultKind != 0 &&
+             words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Compiler))
+        failRequests([&](const Request& r) { return r.id.value == words.request; },
+                     "error: the compiler broke down on this program");
+}
+
+/// Of those that the service was at.
+void ServiceClient::failRequests(const std::function<bool(const Request&)>& guilty,
+                                 const std::string& message) {
+    std::erase_if(m_requests, [&](const auto& request) {
+        if (!request->sent || !guilty(*request))
+            return false;
+        failRequest(*request, message);
+        return true;
     });
-    if (found == m_requests.end())
-        found = m_requests.begin();
-    if (found == m_requests.end())
-        return;
-    const std::shared_ptr<Request> request = *found;
-    m_requests.erase(found);
-    failRequest(*request, crashed ? "error: the compiler broke down on this program"
-                                  : "error: compiling this program takes longer than 10 s");
 }
 
 void ServiceClient::blameJob(Death death, const LastWords& words) {
@@ -269,7 +272,7 @@ void ServiceClient::blameJob(Death death, const LastWords& words) {
 void ServiceClient::keepRequests() {
     std::deque<std::shared_ptr<Request>> kept;
     for (const auto& request : m_requests) {
-        if (!request->awaited)
+        if (!request->answered)
             continue;
         if (request->timesSent >= maxTimesSent) {
             failRequest(*request, "error: the compute service ended while compiling");
@@ -282,8 +285,8 @@ void ServiceClient::keepRequests() {
 }
 
 void ServiceClient::failRequest(Request& request, const std::string& message) {
-    if (request.awaited)
-        request.answer.set_value(Error{message});
+    if (request.answered)
+        request.answered(Error{message});
     else if (request.pipeline)
         request.pipeline->stopped = true;
 }

@@ -222,13 +222,18 @@ gpu::Result<std::shared_ptr<gpu::Library>> Device::makeLibrary(std::string_view 
     return std::shared_ptr<gpu::Library>(std::make_shared<Library>(source));
 }
 
-gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>
-Device::makeComputePipelineState(const std::shared_ptr<gpu::Function>& function) {
-    if (brokenKernels.contains(function->name()))
-        return gpu::Error{"no pipeline for " + function->name()};
-    const auto& constants = static_cast<const Function&>(*function).constants;
-    kernels.push_back(std::make_shared<Kernel>(Kernel{function->name(), constants}));
-    return std::shared_ptr<gpu::ComputePipelineState>(std::make_shared<Pipeline>(kernels.back()));
+std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>
+Device::makeComputePipelineStateAsync(const std::shared_ptr<gpu::Function>& function) {
+    std::promise<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>> promise;
+    if (brokenKernels.contains(function->name())) {
+        promise.set_value(gpu::Error{"no pipeline for " + function->name()});
+    } else {
+        const auto& constants = static_cast<const Function&>(*function).constants;
+        kernels.push_back(std::make_shared<Kernel>(Kernel{function->name(), constants}));
+        promise.set_value(
+            std::shared_ptr<gpu::ComputePipelineState>(std::make_shared<Pipeline>(kernels.back())));
+    }
+    return promise.get_future();
 }
 
 bool Device::completeNext(std::optional<gpu::CommandBufferError> error) {

@@ -93,8 +93,8 @@ public:
                                               std::shared_ptr<platform::SharedMemory> memory,
                                               std::size_t offset, std::size_t bytesPerRow) override;
     gpu::Result<std::shared_ptr<gpu::Library>> makeLibrary(std::string_view source) override;
-    gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>
-    makeComputePipelineState(const std::shared_ptr<gpu::Function>& function) override;
+    std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>
+    makeComputePipelineStateAsync(const std::shared_ptr<gpu::Function>& function) override;
     void setTimeLimit(std::chrono::milliseconds) override {}
 
     /// Completes the oldest committed command buffer; false when there is none.

@@ -49,7 +49,7 @@ std::vector<Bytes> exampleMessages() {
     library.kernels.push_back(kernel);
     PipelineMade pipeline{
         .request = {2}, .succeeded = true, .message = {}, .parameters = kernel.parameters};
-    return {encoded<Reply>(Ready{protocolVersion}), encoded<Reply>(library),
+    return {encoded<Reply>(Ready{protocolVersion, 2}), encoded<Reply>(library),
             encoded<Reply>(pipeline),
             encoded<Reply>(JobDone{.job = {9}, .message = std::string("no")})};
 }

@@ -49,7 +49,7 @@ LibraryCompiled compiled(RequestId id) {
 }
 
 void answerCompiling(const std::function<Bytes(RequestId)>& answer) {
-    send(reply(Ready{protocolVersion}));
+    send(reply(Ready{protocolVersion, 2}));
     while (true) {
         const auto received = channel().receive(Channel::Descriptors::Accept, true);
         if (received.status != ReceiveStatus::Message)
@@ -74,7 +74,7 @@ const std::map<std::string, std::function<void()>> behaviours = {
      }},
     {"other-version",
      [] {
-         send(reply(Ready{protocolVersion + 1}));
+         send(reply(Ready{protocolVersion + 1, 2}));
          waitForEver();
      }},
     {"garbage",
@@ -89,8 +89,8 @@ const std::map<std::string, std::function<void()>> behaviours = {
      }},
     {"twice-ready",
      [] {
-         send(reply(Ready{protocolVersion}));
-         send(reply(Ready{protocolVersion}));
+         send(reply(Ready{protocolVersion, 2}));
+         send(reply(Ready{protocolVersion, 2}));
          waitForEver();
      }},
     {"oversized",

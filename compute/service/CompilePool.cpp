@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/service/CompileThread.h"
+#include "compute/service/CompilePool.h"
 
 #include "compute/service/FaultReport.h"
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 
 namespace compute::service {
 
@@ -39,42 +40,33 @@ bool describable(const protocol::Kernel& kernel) {
 
 } // namespace
 
-void Pipelines::add(protocol::PipelineId id, std::shared_ptr<const Kernel> kernel) {
-    const std::scoped_lock lock(m_mutex);
-    m_kernels[id] = std::move(kernel);
+std::uint32_t CompilePool::threadCount() {
+    return std::clamp(std::thread::hardware_concurrency(), 2u, protocol::maxCompileThreads);
 }
 
-void Pipelines::remove(protocol::PipelineId id) {
-    const std::scoped_lock lock(m_mutex);
-    m_kernels.erase(id);
-}
-
-std::shared_ptr<const Kernel> Pipelines::find(protocol::PipelineId id) const {
-    const std::scoped_lock lock(m_mutex);
-    const auto found = m_kernels.find(id);
-    return found == m_kernels.end() ? nullptr : found->second;
-}
-
-CompileThread::CompileThread(Compiler& compiler, Pipelines& pipelines, Replies& replies,
-                             protocol::StatusPage& page)
+CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pipelines,
+                         Replies& replies)
     : m_compiler(compiler),
+      m_libraries(libraries),
       m_pipelines(pipelines),
       m_replies(replies),
-      m_page(page),
-      m_queue(compilerStackBytes, giveThisThreadFaultStack, [this](Task& task) {
-          std::visit([this](const auto& alternative) { carryOut(alternative); }, task);
-          m_page.request = 0;
+      m_queue(threadCount(), compilerStackBytes, giveThisThreadFaultStack, [this](Task& task) {
+          std::visit(
+              [this](const auto& question) {
+                  const CompilingFor mark(question.request);
+                  carryOut(question);
+              },
+              task);
       }) {}
 
-Result<std::shared_ptr<const Library>> CompileThread::findLibrary(protocol::LibraryId id) const {
-    const auto found = m_libraries.find(id);
-    if (found == m_libraries.end())
+Result<std::shared_ptr<const Library>> CompilePool::findLibrary(protocol::LibraryId id) const {
+    auto library = m_libraries.find(id);
+    if (!library)
         return Error{"The library is not known to the compute service"};
-    return found->second;
+    return library;
 }
 
-void CompileThread::carryOut(const protocol::CompileLibrary& task) {
-    m_page.request = task.request.value;
+void CompilePool::carryOut(const protocol::CompileLibrary& task) {
     const auto start = std::chrono::steady_clock::now();
     auto library = m_compiler.compile(task.source);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
@@ -97,16 +89,11 @@ void CompileThread::carryOut(const protocol::CompileLibrary& task) {
                                     "names too long\n");
         return m_replies.send(reply);
     }
-    m_libraries[task.library] = std::move(*library);
+    m_libraries.add(task.library, std::move(*library));
     m_replies.send(reply);
 }
 
-void CompileThread::carryOut(const protocol::ReleaseLibrary& task) {
-    m_libraries.erase(task.library);
-}
-
-void CompileThread::carryOut(const protocol::CheckFunction& task) {
-    m_page.request = task.request.value;
+void CompilePool::carryOut(const protocol::CheckFunction& task) {
     const auto check = [&]() -> Result<void> {
         return SL42_TRY(findLibrary(task.library))->check(task.function, task.constants);
     };
@@ -118,8 +105,7 @@ void CompileThread::carryOut(const protocol::CheckFunction& task) {
     m_replies.send(reply);
 }
 
-void CompileThread::carryOut(const protocol::MakePipeline& task) {
-    m_page.request = task.request.value;
+void CompilePool::carryOut(const protocol::MakePipeline& task) {
     const auto build = [&]() -> Result<std::shared_ptr<const Kernel>> {
         return SL42_TRY(findLibrary(task.library))->build(task.function, task.constants);
     };
