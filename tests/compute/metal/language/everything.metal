@@ -3,6 +3,7 @@
 //
 // Most of the library in one kernel, a group of functions a line.
 #include <metal_stdlib>
+#include <simd/simd.h>
 using namespace metal;
 struct S { float a; half b; };
 kernel void k1(device float* o [[buffer(0)]], device atomic_int* ai [[buffer(1)]], device atomic<uint>* au [[buffer(2)]], texture2d<float> t [[texture(0)]], depth2d<float> dt [[texture(1)]], texture3d<float> t3 [[texture(2)]], texture2d_array<float> ta [[texture(3)]], texturecube<float> tc [[texture(4)]], sampler s [[sampler(0)]], uint3 g [[thread_position_in_grid]], uint3 n [[threads_per_grid]], uint3 tg [[threadgroup_position_in_grid]], uint lid [[thread_index_in_threadgroup]]) {
@@ -30,6 +31,7 @@ kernel void k1(device float* o [[buffer(0)]], device atomic_int* ai [[buffer(1)]
   float arr[4] = {1, 2, 3, 4}; float2 pts[] = { float2(0), {1, 2}, 3 }; S st = {1, 2}; S st2{.a = 1, .b = 2}; auto lam = [](float q) { return q * 2; }; x += lam(x) + arr[i & 3] + pts[1].x + st.a + st2.a;
   int ex; x += frexp(x, ex); float ip; x += modf(x, ip); float co; x += sincos(x, co); x += numeric_limits<float>::max() + FLT_MIN + M_PI_F + M_SQRT2_F + HUGE_VALF + MAXFLOAT; static_assert(is_same_v<decltype(v), float3>, ""); static_assert(sizeof(float3) == 16 && sizeof(packed_float3) == 12, "");
   packed_float3 pf = v; v = pf; pf = packed_float3(1, 2, 3); pf[1] = 3; x += pf.y; packed_uchar4 pu = uchar4(1); ushort4 u4 = ushort4(pu); v = float3(pf) * 2 + pf; 
+  vec<float, 3> vv = v; vec<half, 2> vh(h); array<float3, 2> av = {v, vv}; av[0] = v; x += av.size(); simd_float4 sf = w; vector_float3 vf = v; matrix_float3x3 mf = m;
   o[g.x] = x + h + w.x + vh.x + h2.x + c4.x + us.x + h4.x + u4.x + sf.x + vf.x + mf[0][0] + hm[0][0] + i + u + select(1.0f, 2.0f, b);
   o += 1; device float* q = &o[1]; q[0] = *o; thread float* tp = &x; *tp = 1; thread float& tr = x; tr = 2; device float4& dv = *(device float4*)o; dv.xy = 1; dv = dv.wzyx; o[2] = dv.x ?: 1.0;
 }
