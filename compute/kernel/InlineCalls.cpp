@@ -5,6 +5,9 @@
 #include "compute/kernel/FoldInitialisers.h"
 #include "compute/kernel/Undefined.h"
 
+#include <llvm/ADT/STLExtras.h>
+#include <llvm/ADT/SmallPtrSet.h>
+#include <llvm/Analysis/CFG.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/IntrinsicInst.h>
 #include <llvm/Transforms/Scalar/EarlyCSE.h>
@@ -17,32 +20,10 @@
 namespace compute::kernel {
 namespace {
 
-class Inliner {
-public:
-    explicit Inliner(PassContext& context) : m_context(context) {
-        m_promote.addPass(llvm::SROAPass(llvm::SROAOptions::PreserveCFG));
-        m_simplify.addPass(llvm::EarlyCSEPass());
-        m_simplify.addPass(llvm::SimplifyCFGPass());
-    }
+using Calls = llvm::SmallVector<llvm::CallInst*>;
 
-    platform::Result<void> flatten(llvm::Function& function);
-
-private:
-    enum class State : std::uint8_t { Open, Done };
-
-    platform::Result<void> flattenCallees(const std::vector<llvm::CallInst*>& calls);
-    platform::Result<void> inlineInto(llvm::Function& function,
-                                      const std::vector<llvm::CallInst*>& calls);
-    void reduce(llvm::Function& function);
-
-    PassContext& m_context;
-    llvm::FunctionPassManager m_promote;
-    llvm::FunctionPassManager m_simplify;
-    std::map<llvm::Function*, State> m_states;
-};
-
-std::vector<llvm::CallInst*> callsIn(llvm::Function& function) {
-    std::vector<llvm::CallInst*> calls;
+Calls callsIn(llvm::Function& function) {
+    Calls calls;
     for (llvm::Instruction& instruction : llvm::instructions(function))
         if (auto* call = llvm::dyn_cast<llvm::CallInst>(&instruction))
             if (!llvm::isa<llvm::IntrinsicInst>(call) && call->getCalledFunction() != nullptr)
@@ -50,47 +31,159 @@ std::vector<llvm::CallInst*> callsIn(llvm::Function& function) {
     return calls;
 }
 
-platform::Result<void> Inliner::inlineInto(llvm::Function& function,
-                                           const std::vector<llvm::CallInst*>& calls) {
+bool isInLoop(const llvm::BasicBlock& block) {
+    return llvm::any_of(llvm::successors(&block), [&](const llvm::BasicBlock* next) {
+        return llvm::isPotentiallyReachable(next, &block);
+    });
+}
+
+/// Brings single functions into a form that is worth copying.
+class Reducer {
+public:
+    explicit Reducer(Analyses& analyses) : m_analyses(analyses) {
+        m_promote.addPass(llvm::SROAPass(llvm::SROAOptions::PreserveCFG));
+        m_simplify.addPass(llvm::EarlyCSEPass());
+        m_simplify.addPass(llvm::SimplifyCFGPass());
+    }
+
+    void reduce(llvm::Function& function);
+
+private:
+    Analyses& m_analyses;
+    llvm::FunctionPassManager m_promote;
+    llvm::FunctionPassManager m_simplify;
+};
+
+void Reducer::reduce(llvm::Function& function) {
+    m_analyses.forget(function);
+    m_analyses.run(m_promote, function);
+    replaceUndefinedOperands(function);
+    m_analyses.forget(function);
+    // Not worth the time in accessors and operators, which their callers simplify in bulk.
+    constexpr unsigned smallFunction = 40;
+    if (function.size() > 1 || function.getInstructionCount() > smallFunction)
+        m_analyses.run(m_simplify, function);
+}
+
+/// Simplifies what the roots reach, callers first, so that what a caller knows (a function
+/// constant, a sampler) is known in its callees, and calls in dead branches are gone before
+/// anything is copied.
+class Preparation {
+public:
+    explicit Preparation(PassContext& context, Reducer& reducer)
+        : m_context(context), m_reducer(reducer) {}
+
+    void run(const std::vector<llvm::Function*>& roots) {
+        for (llvm::Function* root : roots)
+            visit(*root);
+        for (llvm::Function* function : llvm::reverse(m_calleesFirst))
+            prepare(*function, llvm::is_contained(roots, function));
+    }
+
+private:
+    void visit(llvm::Function& function) {
+        if (function.isDeclaration() || !m_seen.insert(&function).second)
+            return;
+        for (llvm::CallInst* call : callsIn(function))
+            visit(*call->getCalledFunction());
+        m_calleesFirst.push_back(&function);
+    }
+
+    void prepare(llvm::Function& function, bool isRoot) {
+        if (!isRoot && function.use_empty()) {
+            m_context.analyses.functions().clear(function, function.getName());
+            function.deleteBody();
+            return;
+        }
+        takeConstantArguments(function);
+        m_reducer.reduce(function);
+    }
+
+    /// Replaces the parameters for which every call passes the same constant.
+    static void takeConstantArguments(llvm::Function& function) {
+        const bool isOnlyCalled = llvm::all_of(function.uses(), [](const llvm::Use& use) {
+            const auto* call = llvm::dyn_cast<llvm::CallInst>(use.getUser());
+            return call != nullptr && call->isCallee(&use);
+        });
+        if (!isOnlyCalled || function.use_empty())
+            return;
+        for (llvm::Argument& argument : function.args()) {
+            const auto passed = [&](const llvm::User* user) {
+                return llvm::cast<llvm::CallInst>(user)->getArgOperand(argument.getArgNo());
+            };
+            auto* constant = llvm::dyn_cast<llvm::Constant>(passed(*function.user_begin()));
+            if (constant == nullptr || argument.hasByValAttr())
+                continue;
+            if (llvm::all_of(function.users(),
+                             [&](auto* user) { return passed(user) == constant; }))
+                argument.replaceAllUsesWith(constant);
+        }
+    }
+
+    PassContext& m_context;
+    Reducer& m_reducer;
+    llvm::SmallPtrSet<llvm::Function*, 32> m_seen;
+    std::vector<llvm::Function*> m_calleesFirst;
+};
+
+class Inliner {
+public:
+    explicit Inliner(PassContext& context, Reducer& reducer)
+        : m_context(context), m_reducer(reducer) {}
+
+    platform::Result<void> flatten(llvm::Function& function);
+
+private:
+    enum class State : std::uint8_t { Open, Done };
+
+    platform::Result<void> inlineAll(llvm::Function& function, Calls calls);
+    /// The calls that came with the callee's body.
+    platform::Result<Calls> inlineCall(llvm::CallInst& call);
+
+    PassContext& m_context;
+    Reducer& m_reducer;
+    std::map<llvm::Function*, State> m_states;
+};
+
+platform::Result<Calls> Inliner::inlineCall(llvm::CallInst& call) {
+    llvm::Function& callee = *call.getCalledFunction();
+    llvm::InlineFunctionInfo info;
+    const llvm::InlineResult result = llvm::InlineFunction(call, info, /*MergeAttributes=*/false,
+                                                           nullptr, /*InsertLifetime=*/false);
+    if (!result.isSuccess())
+        return platform::Error{"function '" + sourceName(callee) +
+                               "' cannot be used in a kernel: " + result.getFailureReason()};
+    if (callee.use_empty()) {
+        m_context.analyses.functions().clear(callee, callee.getName());
+        callee.deleteBody();
+    }
+    Calls calls;
+    for (llvm::CallBase* inner : info.InlinedCallSites)
+        if (auto* direct = llvm::dyn_cast<llvm::CallInst>(inner))
+            if (!llvm::isa<llvm::IntrinsicInst>(direct) && direct->getCalledFunction() != nullptr)
+                calls.push_back(direct);
+    return calls;
+}
+
+platform::Result<void> Inliner::inlineAll(llvm::Function& function, Calls calls) {
     unsigned size = function.getInstructionCount();
-    for (llvm::CallInst* call : calls) {
-        size += call->getCalledFunction()->getInstructionCount();
+    while (!calls.empty()) {
+        llvm::CallInst* call = calls.pop_back_val();
+        llvm::Function& callee = *call->getCalledFunction();
+        if (callee.isDeclaration())
+            return platform::Error{"function '" + sourceName(callee) + "' is not defined"};
+        // What is called once goes in as it is: its own calls are better copied once than twice.
+        if (!callee.hasOneUse())
+            SL42_TRY_VOID(flatten(callee));
+        else if (isInLoop(*call->getParent()))
+            clearStackVariables(callee); // each call has variables of its own
+        size += callee.getInstructionCount();
         if (size > maxInstructions)
             return platform::Error{"function '" + sourceName(function) +
                                    "' is too large: with everything that it calls it has more "
                                    "than " +
                                    std::to_string(maxInstructions) + " instructions"};
-    }
-    for (llvm::CallInst* call : calls) {
-        const std::string callee = sourceName(*call->getCalledFunction());
-        llvm::InlineFunctionInfo info;
-        const llvm::InlineResult result =
-            llvm::InlineFunction(*call, info, /*MergeAttributes=*/false, nullptr,
-                                 /*InsertLifetime=*/false);
-        if (!result.isSuccess())
-            return platform::Error{"function '" + callee +
-                                   "' cannot be used in a kernel: " + result.getFailureReason()};
-    }
-    return {};
-}
-
-void Inliner::reduce(llvm::Function& function) {
-    m_context.analyses.forget(function);
-    m_context.analyses.run(m_promote, function);
-    replaceUndefinedOperands(function);
-    m_context.analyses.forget(function);
-    // Not worth the time in accessors and operators, which their callers simplify in bulk.
-    constexpr unsigned smallFunction = 40;
-    if (function.getInstructionCount() > smallFunction)
-        m_context.analyses.run(m_simplify, function);
-}
-
-platform::Result<void> Inliner::flattenCallees(const std::vector<llvm::CallInst*>& calls) {
-    for (llvm::CallInst* call : calls) {
-        llvm::Function& callee = *call->getCalledFunction();
-        if (callee.isDeclaration())
-            return platform::Error{"function '" + sourceName(callee) + "' is not defined"};
-        SL42_TRY_VOID(flatten(callee));
+        calls.append(SL42_TRY(inlineCall(*call)));
     }
     return {};
 }
@@ -102,12 +195,9 @@ platform::Result<void> Inliner::flatten(llvm::Function& function) {
         return {};
     }
     // Reducing can make an indirect call direct, hence the loop.
-    for (auto calls = callsIn(function);; calls = callsIn(function)) {
-        SL42_TRY_VOID(flattenCallees(calls));
-        SL42_TRY_VOID(inlineInto(function, calls));
-        reduce(function);
-        if (callsIn(function).empty())
-            break;
+    for (auto calls = callsIn(function); !calls.empty(); calls = callsIn(function)) {
+        SL42_TRY_VOID(inlineAll(function, std::move(calls)));
+        m_reducer.reduce(function);
     }
     m_states[&function] = State::Done;
     return {};
@@ -116,9 +206,11 @@ platform::Result<void> Inliner::flatten(llvm::Function& function) {
 } // namespace
 
 platform::Result<void> inlineCalls(PassContext& context) {
-    Inliner inliner(context);
     std::vector<llvm::Function*> roots = initialiserFunctions(context.module);
     roots.push_back(context.entry);
+    Reducer reducer(context.analyses);
+    Preparation(context, reducer).run(roots);
+    Inliner inliner(context, reducer);
     for (llvm::Function* root : roots)
         SL42_TRY_VOID(inliner.flatten(*root));
     for (llvm::Function* root : roots) {

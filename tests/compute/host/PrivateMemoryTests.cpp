@@ -151,4 +151,40 @@ TEST(PrivateMemoryTests, WhatWasNeverWrittenIsZero) {
               10u);
 }
 
+/// The second call must not see what the first one left in its variable.
+TEST(PrivateMemoryTests, EachCallHasVariablesOfItsOwn) {
+    const auto compiled = tests::compile(tests::makeOneDimensional(R"(
+            br label %loop
+        loop:
+            %i = phi i32 [ 0, %0 ], [ %next, %loop ]
+            %r = call i32 @maybe(i32 %i)
+            %p = getelementptr i32, ptr %out, i32 %i
+            store i32 %r, ptr %p
+            %next = add i32 %i, 1
+            %more = icmp ult i32 %next, 3
+            br i1 %more, label %loop, label %end
+        end:
+            ret void)",
+                                                                   R"(
+        define i32 @maybe(i32 %i) {
+            %v = alloca i32
+            call void @setInFirstCall(ptr %v, i32 %i)
+            %r = load i32, ptr %v
+            ret i32 %r
+        }
+        define void @setInFirstCall(ptr %v, i32 %i) {
+            %first = icmp eq i32 %i, 0
+            br i1 %first, label %set, label %end
+        set:
+            store i32 5, ptr %v
+            br label %end
+        end:
+            ret void
+        })"));
+    ASSERT_TRUE(compiled);
+    std::vector<std::uint32_t> out = {9, 9, 9};
+    compiled->run(tests::bind(out), {}, {});
+    EXPECT_EQ(out, (std::vector<std::uint32_t>{5, 0, 0}));
+}
+
 } // namespace

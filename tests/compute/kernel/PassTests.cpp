@@ -129,6 +129,31 @@ TEST(PassTests, InlineCallsLeavesNoCall) {
         EXPECT_FALSE(llvm::isa<llvm::CallInst>(instruction)) << bench.text();
 }
 
+TEST(PassTests, WhatConstantsMakeDeadIsNotInlined) {
+    // The mode reaches @pick as an argument, and @missing is called in a branch that it excludes.
+    Bench bench(tests::makeOneDimensional(R"(
+        %a = call spir_func i32 @pick(ptr @mode, i32 %x)
+        %b = call spir_func i32 @pick(ptr @mode, i32 %a)
+        store i32 %b, ptr %out
+        ret void)",
+                                          R"(
+        @mode = internal constant i32 1
+        declare spir_func i32 @missing(i32)
+        define spir_func i32 @pick(ptr %mode, i32 %v) {
+            %m = load i32, ptr %mode
+            %c = icmp eq i32 %m, 1
+            br i1 %c, label %one, label %other
+        one:
+            %r = add i32 %v, 1
+            ret i32 %r
+        other:
+            %n = call spir_func i32 @missing(i32 %v)
+            ret i32 %n
+        })"));
+    ASSERT_EQ(bench.run(untilInlined), "");
+    EXPECT_EQ(bench.entry().size(), 1u) << bench.text();
+}
+
 struct RefusalCase {
     const char* label;
     const char* body;
