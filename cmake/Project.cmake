@@ -59,5 +59,5 @@ function(sl42_test name)
     endif()
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
-        ENVIRONMENT "SL42_COMPUTE=${CMAKE_BINARY_DIR}/starloom-compute;SL42_SOURCE_DIR=${PROJECT_SOURCE_DIR};SL42_BUILD_DIR=${CMAKE_BINARY_DIR}")
+        ENVIRONMENT "XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/cache;SL42_COMPUTE=${CMAKE_BINARY_DIR}/starloom-compute;SL42_SOURCE_DIR=${PROJECT_SOURCE_DIR};SL42_BUILD_DIR=${CMAKE_BINARY_DIR}")
 endfunction()

@@ -45,10 +45,17 @@ std::shared_ptr<gpu::Texture> makeAtlas(gpu::Device& device, std::uint32_t size)
     return texture;
 }
 
+using Pipeline = std::shared_ptr<gpu::ComputePipelineState>;
+
+platform::Result<Pipeline> makePipeline(gpu::Device& device) {
+    const auto library = SL42_TRY(device.makeLibrary(kernelSource));
+    return device.makeComputePipelineState(SL42_TRY(library->makeFunction("addFontChannel")));
+}
+
 platform::Result<FontPictures> draw(const FontNames& names, const FontGrid& grid,
                                     platform::Log& log, const std::stop_token& stop) {
     const auto fonts = SL42_TRY(platform::FontLookup::open());
-    return drawFontPictures(names, grid, fonts, log, stop);
+    return drawFontPictures(names, grid, fonts, log, FontCache::ofThisUser(), stop);
 }
 
 } // namespace
@@ -61,9 +68,15 @@ FontTextureGenerator::FontTextureGenerator(std::shared_ptr<gpu::Device> device,
       m_log(log),
       m_grid(textureSize),
       m_texture(makeAtlas(*m_device, m_grid.size())),
-      m_drawing(std::async(std::launch::async,
-                           [names = std::move(font), grid = m_grid, &log,
-                            stop = m_stop.get_token()] { return draw(names, grid, log, stop); })) {}
+      m_drawing(std::async(std::launch::async, [names = std::move(font), grid = m_grid, &log,
+                                                device = m_device, stop = m_stop.get_token()] {
+          auto pictures = draw(names, grid, log, stop);
+          // The device keeps what it has compiled: the frame that merges the
+          // first style does not wait for it. Errors show up there.
+          if (pictures)
+              static_cast<void>(makePipeline(*device));
+          return pictures;
+      })) {}
 
 FontTextureGenerator::~FontTextureGenerator() {
     m_stop.request_stop();
@@ -138,20 +151,12 @@ void FontTextureGenerator::finishStep() {
     m_stage = Stage::Complete;
 }
 
-std::shared_ptr<gpu::ComputePipelineState> FontTextureGenerator::makePipeline() const {
-    const auto compiled = [&]() -> platform::Result<std::shared_ptr<gpu::ComputePipelineState>> {
-        const auto library = SL42_TRY(m_device->makeLibrary(kernelSource));
-        return m_device->makeComputePipelineState(
-            SL42_TRY(library->makeFunction("addFontChannel")));
-    }();
-    if (!compiled) {
-        m_log.line("Error: " + compiled.error().message);
+void FontTextureGenerator::encodeMerge(gpu::CommandBuffer& commandBuffer) const {
+    const auto pipeline = makePipeline(*m_device);
+    if (!pipeline) {
+        m_log.line("Error: " + pipeline.error().message);
         fatalError("Failed to load compute shader for font generator");
     }
-    return *compiled;
-}
-
-void FontTextureGenerator::encodeMerge(gpu::CommandBuffer& commandBuffer) const {
     const auto compute = commandBuffer.makeComputeCommandEncoder();
     if (!compute)
         fatalError("Failed to create compute command encoder for font texture");
@@ -159,11 +164,11 @@ void FontTextureGenerator::encodeMerge(gpu::CommandBuffer& commandBuffer) const 
                                         .width = m_pictures.size,
                                         .height = m_pictures.size,
                                         .mipLevels = 1},
-                                       m_pictures.styles[m_step], 0, m_pictures.bytesPerRow);
+                                       m_pictures.styles[m_step], 0, m_pictures.size);
     if (!style)
         fatalError("Couldn't mipmap font texture.");
     const auto channel = static_cast<std::int32_t>(m_step);
-    compute->setComputePipelineState(makePipeline());
+    compute->setComputePipelineState(*pipeline);
     compute->setTexture(std::move(style), 0);
     compute->setTexture(m_texture, 1);
     compute->setBytes(std::as_bytes(std::span(&channel, 1)), 0);

@@ -20,8 +20,8 @@
 
 namespace starloom {
 
-/// Draws once, in about 90 ms; there is no cache on disk, because reading one back takes almost as
-/// long. Until they are merged, the four pictures are in memory too (64 MB with the usual size).
+/// Draws once, in about 90 ms, or reads what FontCache has kept of an earlier start. Until they are
+/// merged, the four pictures are in memory too (at most 64 MB with the usual size).
 /// Belongs to one thread, that which fills the queue.
 class FontTextureGenerator {
 public:
@@ -56,7 +56,6 @@ private:
     void finishStep();
     void encodeMerge(gpu::CommandBuffer& commandBuffer) const;
     void encodeMipmaps(gpu::CommandBuffer& commandBuffer) const;
-    std::shared_ptr<gpu::ComputePipelineState> makePipeline() const;
 
     std::shared_ptr<gpu::Device> m_device;
     std::shared_ptr<gpu::CommandQueue> m_queue;

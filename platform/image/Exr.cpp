@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "platform/image/Exr.h"
 
-#include "platform/image/WholeFile.h"
+#include "platform/WholeFile.h"
 
 #include <OpenEXR/ImfChannelList.h>
 #include <OpenEXR/ImfFrameBuffer.h>

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "platform/image/Png.h"
 
-#include "platform/image/WholeFile.h"
+#include "platform/WholeFile.h"
 
 #include <png.h>
 

@@ -37,14 +37,14 @@ protected:
     static void TearDownTestSuite() { pictures = {}; }
 
     static int at(std::size_t style, std::size_t x, std::size_t y) {
-        return std::to_integer<int>(pictures.styles[style]->bytes()[y * pictures.bytesPerRow + x]);
+        return std::to_integer<int>(pictures.styles[style]->bytes()[y * pictures.size + x]);
     }
     /// Coverage of a rectangle in pixels.
     static double ink(std::size_t style, const Cell& area) {
         std::uint64_t sum = 0;
         const std::byte* pixels = pictures.styles[style]->bytes().data();
         for (std::size_t y = area.y; y < area.y + area.height; ++y) {
-            const std::byte* row = pixels + y * pictures.bytesPerRow + area.x;
+            const std::byte* row = pixels + y * pictures.size + area.x;
             for (std::size_t x = 0; x < area.width; ++x)
                 sum += static_cast<std::uint64_t>(row[x]);
         }
@@ -139,7 +139,7 @@ TEST(FontDrawingFailures, MissingFacesAreNamedAndStoppingStops) {
 
     std::stop_source stop;
     stop.request_stop();
-    EXPECT_FALSE(drawFontPictures({}, grid, *fonts, log, stop.get_token()));
+    EXPECT_FALSE(drawFontPictures({}, grid, *fonts, log, {}, stop.get_token()));
 }
 
 } // namespace

@@ -34,7 +34,7 @@ Pixels interleaved(const FontPictures& pictures) {
         const std::byte* style = pictures.styles[channel]->bytes().data();
         for (std::size_t y = 0; y < pictures.size; ++y)
             for (std::size_t x = 0; x < pictures.size; ++x)
-                pixels[(y * pictures.size + x) * 4 + channel] = style[y * pictures.bytesPerRow + x];
+                pixels[(y * pictures.size + x) * 4 + channel] = style[y * pictures.size + x];
     }
     return pixels;
 }

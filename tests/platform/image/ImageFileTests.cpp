@@ -4,7 +4,7 @@
 // Picture files: what comes back, what the files say about their colours, and failures.
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
-#include "platform/image/WholeFile.h"
+#include "platform/WholeFile.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "platform/image/WholeFile.h"
+#include "platform/WholeFile.h"
 
 #include "platform/base/FileDescriptor.h"
 
