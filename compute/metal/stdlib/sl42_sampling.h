@@ -87,50 +87,84 @@ constexpr float4 borderColor(const metal::sampler& s) {
     }
 }
 
-template <class F>
-typename F::Texel texelOrBorder(const textureLevel& l, texelIndex x, texelIndex y,
-                                const typename F::Texel& border) {
-    const typename F::Texel t = F::load(l, x.at, y.at);
-    return x.inside & y.inside ? t : border;
-}
-
-/// The four texels around a point and the point's position between them.
-template <class F>
+/// Where the four texels around a point are, and the point's position between them.
 struct footprint {
-    typename F::Texel t00, t10, t01, t11;
+    texelIndex left, right, top, bottom;
     float fx, fy;
 };
-template <class F>
-footprint<F> footprintAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
+inline footprint footprintAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
     const float x = p.x - 0.5f;
     const float y = p.y - 0.5f;
     const float x0 = metal::floor(x);
     const float y0 = metal::floor(y);
-    const texelIndex left = addressed(int(x0), int(l.width), s.sAddress);
-    const texelIndex right = addressed(int(x0) + 1, int(l.width), s.sAddress);
-    const texelIndex top = addressed(int(y0), int(l.height), s.tAddress);
-    const texelIndex bottom = addressed(int(y0) + 1, int(l.height), s.tAddress);
-    const typename F::Texel border = F::fromColor(borderColor(s));
-    return {texelOrBorder<F>(l, left, top, border),
-            texelOrBorder<F>(l, right, top, border),
-            texelOrBorder<F>(l, left, bottom, border),
-            texelOrBorder<F>(l, right, bottom, border),
+    return {addressed(int(x0), int(l.width), s.sAddress),
+            addressed(int(x0) + 1, int(l.width), s.sAddress),
+            addressed(int(y0), int(l.height), s.tAddress),
+            addressed(int(y0) + 1, int(l.height), s.tAddress),
             x - x0,
             y - y0};
 }
 
-template <class F>
-float4 linearAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
-    const footprint<F> f = footprintAt<F>(l, s, p);
-    const typename F::Texel top = f.t00 + (f.t10 - f.t00) * f.fx;
-    const typename F::Texel bottom = f.t01 + (f.t11 - f.t01) * f.fx;
-    return F::color(top + (bottom - top) * f.fy);
+/// What a texel of a format is multiplied by to keep its loading and filtering simple.
+inline float rawScale(textureFormat format) {
+    return format == textureFormat::rgba16Float || format == textureFormat::rgba32Float ? 1.0f
+                                                                                        : 255.0f;
 }
-template <class F>
-float4 nearestAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
+/// The border as a texel of the texture: with the channels that the format has.
+inline float4 rawBorder(const textureView* view, const metal::sampler& s) {
+    const float4 c = borderColor(s) * rawScale(view->format);
+    if (view->format == textureFormat::r8)
+        return {c.x, 0.0f, 0.0f, 255.0f};
+    return view->format == textureFormat::rg8 ? float4(c.x, c.y, 0.0f, 255.0f) : c;
+}
+/// A texel of any format, `rawScale` times the colour. The format is tested here and not once
+/// around the filter, because a program with much text would take long to compile if it had the
+/// filter five times for each sample.
+inline float4 rawTexel(const textureView* view, const textureLevel& l, int x, int y) {
+    switch (view->format) {
+    case textureFormat::r8:
+        return {texels<textureFormat::r8>::load(l, x, y), 0.0f, 0.0f, 255.0f};
+    case textureFormat::rg8:
+        return float4(texels<textureFormat::rg8>::load(l, x, y), 0.0f, 255.0f);
+    case textureFormat::rgba8:
+        return texels<textureFormat::rgba8>::load(l, x, y);
+    case textureFormat::rgba16Float:
+        return texels<textureFormat::rgba16Float>::load(l, x, y);
+    case textureFormat::rgba32Float:
+        return texels<textureFormat::rgba32Float>::load(l, x, y);
+    }
+    return float4(0.0f);
+}
+inline float4 rawTexelOrBorder(const textureView* view, const textureLevel& l, texelIndex x,
+                               texelIndex y, const float4& border) {
+    const float4 texel = rawTexel(view, l, x.at, y.at);
+    return x.inside & y.inside ? texel : border;
+}
+
+/// Goes row by row through one loop, which halves the code again. The first row counts whole, the
+/// second one by its share.
+inline float4 linearAt(const textureView* view, const textureLevel& l, const metal::sampler& s,
+                       const float2& p) {
+    const footprint f = footprintAt(l, s, p);
+    const float4 border = rawBorder(view, s);
+    float4 sum(0.0f);
+    float weight = 1.0f;
+    texelIndex row = f.top;
+#pragma clang loop unroll(disable)
+    for (int i = 0; i < 2; ++i) {
+        const float4 left = rawTexelOrBorder(view, l, f.left, row, border);
+        const float4 right = rawTexelOrBorder(view, l, f.right, row, border);
+        sum += (left + (right - left) * f.fx - sum) * weight;
+        weight = f.fy;
+        row = f.bottom;
+    }
+    return sum * (1.0f / rawScale(view->format));
+}
+inline float4 nearestAt(const textureView* view, const textureLevel& l, const metal::sampler& s,
+                        const float2& p) {
     const texelIndex x = addressed(int(metal::floor(p.x)), int(l.width), s.sAddress);
     const texelIndex y = addressed(int(metal::floor(p.y)), int(l.height), s.tAddress);
-    return F::color(texelOrBorder<F>(l, x, y, F::fromColor(borderColor(s))));
+    return rawTexelOrBorder(view, l, x, y, rawBorder(view, s)) * (1.0f / rawScale(view->format));
 }
 
 /// Pixel coordinates count texels of level 0.
@@ -152,12 +186,7 @@ inline float4 sampleLevel(const textureView* view, const metal::sampler& s, uint
                           const float2& c, const int2& offset) {
     const textureLevel& l = view->levels[level];
     const float2 p = pointIn(view, l, s, c, offset);
-    if (linear) {
-        SL42_FOR_FORMAT(view, return linearAt<F>(l, s, p);)
-    } else {
-        SL42_FOR_FORMAT(view, return nearestAt<F>(l, s, p);)
-    }
-    return float4(0.0f);
+    return linear ? linearAt(view, l, s, p) : nearestAt(view, l, s, p);
 }
 
 /// The sample between two levels goes through one loop, which halves the code of each format.
@@ -230,10 +259,13 @@ inline float4 gatherAt(const textureView* view, const metal::sampler& s, const f
         return float4(0.0f);
     const textureLevel& l = view->levels[0];
     const float2 p = pointIn(view, l, s, c, offset);
-    SL42_FOR_FORMAT(view, const footprint<F> f = footprintAt<F>(l, s, p); return float4(
-                        channel(F::color(f.t01), which), channel(F::color(f.t11), which),
-                        channel(F::color(f.t10), which), channel(F::color(f.t00), which));)
-    return float4(0.0f);
+    const footprint f = footprintAt(l, s, p);
+    const float4 border = rawBorder(view, s);
+    return float4(channel(rawTexelOrBorder(view, l, f.left, f.bottom, border), which),
+                  channel(rawTexelOrBorder(view, l, f.right, f.bottom, border), which),
+                  channel(rawTexelOrBorder(view, l, f.right, f.top, border), which),
+                  channel(rawTexelOrBorder(view, l, f.left, f.top, border), which)) *
+           (1.0f / rawScale(view->format));
 }
 
 inline bool contains(const textureView* view, uint x, uint y, uint lod) {

@@ -55,7 +55,6 @@ struct texels<textureFormat::r8> {
         return float(int(texelIn<uchar>(l, x, y)));
     }
     static float4 color(float t) { return {t * (1.0f / scale), 0.0f, 0.0f, 1.0f}; }
-    static float fromColor(const float4& c) { return c.x * scale; }
     static void store(const textureLevel& l, int x, int y, const float4& c) {
         texelIn<uchar>(l, x, y) = uchar(metal::saturate(c.x) * scale + 0.5f);
     }
@@ -72,7 +71,6 @@ struct texels<textureFormat::rg8> {
     static float4 color(const float2& t) {
         return {t.x * (1.0f / scale), t.y * (1.0f / scale), 0.0f, 1.0f};
     }
-    static float2 fromColor(const float4& c) { return c.xy * scale; }
     static void store(const textureLevel& l, int x, int y, const float4& c) {
         const float2 v = metal::saturate(c.xy) * scale + 0.5f;
         texelIn<ushort>(l, x, y) = ushort(uint(v.x) | uint(v.y) << 8);
@@ -89,7 +87,6 @@ struct texels<textureFormat::rgba8> {
                 float((bits >> 24) & 0xff)};
     }
     static float4 color(const float4& t) { return t * (1.0f / scale); }
-    static float4 fromColor(const float4& c) { return c * scale; }
     static void store(const textureLevel& l, int x, int y, const float4& c) {
         const float4 v = metal::saturate(c) * scale + 0.5f;
         texelIn<uint>(l, x, y) = uint(v.x) | uint(v.y) << 8 | uint(v.z) << 16 | uint(v.w) << 24;
@@ -105,7 +102,6 @@ struct texels<textureFormat::rgba16Float> {
                 halfBits(bits.high >> 16)};
     }
     static float4 color(const float4& t) { return t; }
-    static float4 fromColor(const float4& c) { return c; }
     static void store(const textureLevel& l, int x, int y, const float4& c) {
         texelIn<twoWords>(l, x, y) = {bitsOf(half(c.x)) | uint(bitsOf(half(c.y))) << 16,
                                       bitsOf(half(c.z)) | uint(bitsOf(half(c.w))) << 16};
@@ -120,7 +116,6 @@ struct texels<textureFormat::rgba32Float> {
     using Texel = float4;
     static float4 load(const textureLevel& l, int x, int y) { return texelIn<float4>(l, x, y); }
     static float4 color(const float4& t) { return t; }
-    static float4 fromColor(const float4& c) { return c; }
     static void store(const textureLevel& l, int x, int y, const float4& c) {
         texelIn<float4>(l, x, y) = c;
     }
