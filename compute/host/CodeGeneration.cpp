@@ -45,7 +45,7 @@ void dumpModule(const kernel::Dump* dump, llvm::Module& module, llvm::TargetMach
 
 platform::Result<MachineCode> generateCode(kernel::CanonicalKernel& kernel,
                                            const kernel::Dump* dump) {
-    const std::unique_ptr<llvm::TargetMachine> target = kernel::makeHostTargetMachine();
+    const kernel::HostTargetMachine target = kernel::takeHostTargetMachine();
     {
         kernel::Analyses analyses(*target);
         addThreadLoop(*kernel.module->getFunction(kernel.symbol), analyses);

@@ -52,7 +52,7 @@ platform::Result<CanonicalKernel> canonicalise(const Program& program, std::stri
     ExtractedKernel extracted = SL42_TRY(extractKernel(program, declaration));
     dumpModule(dump, *extracted.module, name, 0, "extractKernel");
 
-    const std::unique_ptr<llvm::TargetMachine> target = makeHostTargetMachine();
+    const HostTargetMachine target = takeHostTargetMachine();
     Analyses analyses(*target);
     PassContext context{.module = *extracted.module,
                         .target = *target,

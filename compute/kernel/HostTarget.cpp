@@ -10,7 +10,9 @@
 #include <llvm/TargetParser/Host.h>
 #include <llvm/TargetParser/SubtargetFeature.h>
 
+#include <mutex>
 #include <string>
+#include <vector>
 
 namespace compute::kernel {
 namespace {
@@ -34,15 +36,33 @@ const Processor& processor() {
     return instance;
 }
 
-} // namespace
+/// The machines that no job has at the moment; never more than there were jobs at one time.
+class IdleMachines {
+public:
+    std::unique_ptr<llvm::TargetMachine> take() {
+        const std::scoped_lock lock(m_mutex);
+        if (m_machines.empty())
+            return nullptr;
+        auto machine = std::move(m_machines.back());
+        m_machines.pop_back();
+        return machine;
+    }
+    void add(std::unique_ptr<llvm::TargetMachine> machine) {
+        const std::scoped_lock lock(m_mutex);
+        m_machines.push_back(std::move(machine));
+    }
 
-void initialiseHostTarget() {
-    llvm::InitializeNativeTarget();
-    llvm::InitializeNativeTargetAsmPrinter();
-    processor();
+private:
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<llvm::TargetMachine>> m_machines;
+};
+
+IdleMachines& idleMachines() {
+    static IdleMachines instance;
+    return instance;
 }
 
-std::unique_ptr<llvm::TargetMachine> makeHostTargetMachine() {
+std::unique_ptr<llvm::TargetMachine> makeMachine() {
     std::string message;
     const llvm::Target* target = llvm::TargetRegistry::lookupTarget(processor().triple, message);
     if (target == nullptr)
@@ -55,6 +75,23 @@ std::unique_ptr<llvm::TargetMachine> makeHostTargetMachine() {
     if (machine == nullptr)
         platform::fatalError("no code generator for this processor");
     return machine;
+}
+
+} // namespace
+
+void initialiseHostTarget() {
+    llvm::InitializeNativeTarget();
+    llvm::InitializeNativeTargetAsmPrinter();
+    processor();
+}
+
+void KeepTargetMachine::operator()(llvm::TargetMachine* machine) const {
+    idleMachines().add(std::unique_ptr<llvm::TargetMachine>(machine));
+}
+
+HostTargetMachine takeHostTargetMachine() {
+    std::unique_ptr<llvm::TargetMachine> machine = idleMachines().take();
+    return HostTargetMachine(machine ? machine.release() : makeMachine().release());
 }
 
 } // namespace compute::kernel

@@ -14,7 +14,15 @@ namespace compute::kernel {
 /// Registers the code generator; once, before anything else here is used.
 void initialiseHostTarget();
 
-/// The best level of this processor. Never null. Not shared between threads: make one per job.
-std::unique_ptr<llvm::TargetMachine> makeHostTargetMachine();
+/// Keeps a machine for the next job: what it works out about the processor takes as long as a small
+/// kernel.
+struct KeepTargetMachine {
+    void operator()(llvm::TargetMachine* machine) const;
+};
+using HostTargetMachine = std::unique_ptr<llvm::TargetMachine, KeepTargetMachine>;
+
+/// The best level of this processor. Never null. Belongs to one job at a time; any thread may take
+/// one.
+HostTargetMachine takeHostTargetMachine();
 
 } // namespace compute::kernel

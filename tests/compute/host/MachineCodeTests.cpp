@@ -28,7 +28,7 @@ llvm::SmallString<0> makeObject(const char* text) {
     llvm::LLVMContext context;
     llvm::SMDiagnostic diagnostic;
     auto module = llvm::parseAssemblyString(text, diagnostic, context);
-    const auto target = kernel::makeHostTargetMachine();
+    const auto target = kernel::takeHostTargetMachine();
     module->setDataLayout(target->createDataLayout());
     llvm::SmallString<0> object;
     llvm::raw_svector_ostream stream(object);

@@ -29,7 +29,7 @@ class Bench {
 public:
     explicit Bench(Program program) : m_program(std::move(program)) {
         initialiseHostTarget();
-        m_target = makeHostTargetMachine();
+        m_target = takeHostTargetMachine();
         m_analyses.emplace(*m_target);
         m_context.emplace(PassContext{.module = *m_program.module,
                                       .target = *m_target,
@@ -69,7 +69,7 @@ public:
 private:
     Program m_program;
     ConstantValues m_values;
-    std::unique_ptr<llvm::TargetMachine> m_target;
+    HostTargetMachine m_target;
     std::optional<Analyses> m_analyses;
     std::optional<PassContext> m_context;
 };
