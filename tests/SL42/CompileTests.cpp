@@ -5,6 +5,8 @@
 #include "SL42/prelude/ShaderStrings.h"
 #include "tests/SL42/ConsoleFixture.h"
 
+#include <algorithm>
+
 namespace starloom {
 namespace {
 
@@ -86,6 +88,9 @@ TEST_F(CompileTest, SurroundsTheProgramByPreludeAndKernels) {
                         " \n int4 music = {120,4,4,4};\nvoid cpu() {\n}"
                         "\nfloat2 sfx() {\n return 0;\n}" +
                         std::string(GPUShaderStrings::kernelTail()));
+    // Fixed, because messages count lines from its start: a program's first line is line 672.
+    EXPECT_EQ(header.size(), 15246U);
+    EXPECT_EQ(std::count(header.begin(), header.end(), '\n'), 671);
     EXPECT_TRUE(header.ends_with('\n'));
     EXPECT_TRUE(GPUShaderStrings::kernelTail().starts_with("};\n"));
     EXPECT_NE(header.find("constant float2 resolution = {960, 540};"), header.npos);

@@ -216,6 +216,7 @@ std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& 
 }
 
 gpu::Result<std::shared_ptr<gpu::Library>> Device::makeLibrary(std::string_view source) {
+    const std::lock_guard lock(m_compiling);
     sources.emplace_back(source);
     if (source.find("#error") != source.npos)
         return gpu::Error{"program_source:672:1: error: so it says"};
@@ -224,6 +225,7 @@ gpu::Result<std::shared_ptr<gpu::Library>> Device::makeLibrary(std::string_view 
 
 std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>
 Device::makeComputePipelineStateAsync(const std::shared_ptr<gpu::Function>& function) {
+    const std::lock_guard lock(m_compiling);
     std::promise<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>> promise;
     if (brokenKernels.contains(function->name())) {
         promise.set_value(gpu::Error{"no pipeline for " + function->name()});

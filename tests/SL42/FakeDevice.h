@@ -11,6 +11,7 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <mutex>
 #include <set>
 #include <string>
 #include <variant>
@@ -120,6 +121,10 @@ public:
     /// All command buffers made, in order.
     std::vector<std::shared_ptr<CommandBuffer>> commandBuffers;
     std::deque<std::shared_ptr<CommandBuffer>> pending;
+
+private:
+    /// Compilers are called from any thread.
+    std::mutex m_compiling;
 };
 
 /// The dispatches of a command buffer, in order.

@@ -59,6 +59,22 @@ TEST_F(FrameTest, RunsCpuThenFxThenShowsThem) {
     EXPECT_EQ(engine->machine().screenMemory[0], banks[1]);
 }
 
+TEST_F(FrameTest, BindsTheFontOnceAProgramDrawsText) {
+    const auto fontWidth = [this] {
+        forget();
+        drawFrame();
+        return fake::dispatches(*commandBuffers("Render").at(0)).at(0).textures.at(2)->width();
+    };
+    start("void fx() {}");
+    EXPECT_EQ(fontWidth(), 1U);
+    engine->setSource("void fx() { print(a, 1, 0, 1); }");
+    EXPECT_EQ(fontWidth(), 4096U);
+    engine->waitForFont();
+    engine->setSource("void fx() {}");
+    EXPECT_EQ(fontWidth(), 4096U);
+    EXPECT_TRUE(commandBuffers("Font texture").empty()) << "made once";
+}
+
 TEST_F(FrameTest, KeepsTheBanksWithoutADrawable) {
     start(allThree);
     view().hasDrawables = false;

@@ -31,6 +31,14 @@ const std::string noAudio = "\nfloat2 sfx() {\n return 0;\n}";
 
 } // namespace
 
+TEST(Preprocessor, KnowsWhatMayDrawText) {
+    for (const char* source : {"void fx() { print(a, 1, 0, 1); }", "getChar('a', p, Bold, 0)",
+                               "\n\nfontTexture.sample(s, p)", "#define C(a, b) a##b\nC(pr, int)()",
+                               "void fx() { pri\\\nnt(a, 1, 0, 1); }"})
+        EXPECT_TRUE(scan(source).result.mayDrawText) << source;
+    EXPECT_FALSE(scan("void fx() {\n#define a 1\ncirc(0, 1, 1); }\n").result.mayDrawText);
+}
+
 TEST(Preprocessor, FindsMusic) {
     const AudioSpec spec{90, 3, 8, 2};
     struct {
