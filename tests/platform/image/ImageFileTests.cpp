@@ -2,9 +2,9 @@
 // Part of Starloom 42.
 //
 // Picture files: what comes back, what the files say about their colours, and failures.
+#include "platform/WholeFile.h"
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
-#include "platform/WholeFile.h"
 
 #include <gtest/gtest.h>
 
