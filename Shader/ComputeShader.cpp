@@ -8,10 +8,20 @@ namespace starloom {
 
 gpu::Result<std::unique_ptr<ComputeShader>>
 ComputeShader::create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function) {
+    return createAsync(device, function).get();
+}
+
+std::future<gpu::Result<std::unique_ptr<ComputeShader>>>
+ComputeShader::createAsync(gpu::Device& device, const std::shared_ptr<gpu::Function>& function) {
     function->setLabel(function->name());
-    auto pipelineState = SL42_TRY(device.makeComputePipelineState(function));
-    return std::unique_ptr<ComputeShader>(
-        new ComputeShader(function->name(), std::move(pipelineState)));
+    return std::async(std::launch::deferred,
+                      [name = function->name(),
+                       pending = device.makeComputePipelineStateAsync(
+                           function)]() mutable -> gpu::Result<std::unique_ptr<ComputeShader>> {
+                          auto pipelineState = SL42_TRY(pending.get());
+                          return std::unique_ptr<ComputeShader>(
+                              new ComputeShader(name, std::move(pipelineState)));
+                      });
 }
 
 ComputeShader::ComputeShader(std::string shaderName,

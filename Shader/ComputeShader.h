@@ -6,6 +6,7 @@
 
 #include "gpu/Device.h"
 
+#include <future>
 #include <memory>
 #include <string>
 
@@ -19,6 +20,9 @@ public:
     /// message. Blocks.
     static gpu::Result<std::unique_ptr<ComputeShader>>
     create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function);
+    /// Starts the same and returns at once; the future's get() waits for it.
+    static std::future<gpu::Result<std::unique_ptr<ComputeShader>>>
+    createAsync(gpu::Device& device, const std::shared_ptr<gpu::Function>& function);
 
     const std::string& shaderName() const { return m_shaderName; }
     /// "ComputeEnc: " and the kernel's name.

@@ -43,21 +43,32 @@ std::string SL42::compileStages(const PreprocessedSource& preprocessed) {
     if (m_hasVideo && preprocessed.mayDrawText)
         m_videoRenderer.startFont(); // while the program compiles
     const LibraryResult library = device.makeLibrary(assembleProgram(m_source, preprocessed));
+    // All kernels compile at the same time, the one that takes longest first.
+    std::future<std::string> video;
+    std::future<CompiledShader> cpu;
+    std::future<CompiledShader> audio;
+    if (m_hasVideo)
+        video = m_videoRenderer.updateLibraryAsync(library);
+    if (m_hasCPU)
+        cpu = compileShaderAsync(device, library, "processor", log);
+    if (m_hasAudio)
+        audio = compileShaderAsync(device, library, "audio", log);
+
     std::string messages;
     if (m_hasCPU) {
         log.line("Compiling CPU");
-        CompiledShader compiled = compileShader(device, library, "processor", log);
+        CompiledShader compiled = cpu.get();
         if (compiled.shader)
             m_cpu.shader = std::move(compiled.shader);
         messages += "Compiling CPU...\n" + compiled.message;
     }
     if (m_hasVideo) {
         log.line("Compiling video");
-        messages += "Compiling video...\n" + m_videoRenderer.updateLibrary(library);
+        messages += "Compiling video...\n" + video.get();
     }
     if (m_hasAudio) {
         log.line("Compiling audio");
-        CompiledShader compiled = compileShader(device, library, "audio", log);
+        CompiledShader compiled = audio.get();
         if (compiled.shader) {
             m_audioRenderer.audioShader = std::move(compiled.shader);
             renderSong();

@@ -23,20 +23,32 @@ static gpu::FunctionConstantValues neutralModes() {
     return values;
 }
 
-CompiledShader compileShader(gpu::Device& device, const LibraryResult& library,
-                             std::string_view functionName, platform::Log& log) {
+static std::future<CompiledShader> failure(std::string message) {
+    return std::async(std::launch::deferred,
+                      [message = std::move(message)] { return CompiledShader{message, nullptr}; });
+}
+
+std::future<CompiledShader> compileShaderAsync(gpu::Device& device, const LibraryResult& library,
+                                               std::string_view functionName, platform::Log& log) {
     const std::string name(functionName);
     if (!library)
-        return {compilationFailed(library), nullptr};
+        return failure(compilationFailed(library));
     const auto function = (*library)->makeFunction(name, neutralModes());
     if (!function)
-        return {"Couldn't find " + name + " function\n", nullptr};
-    auto shader = ComputeShader::create(device, *function);
-    if (!shader) {
+        return failure("Couldn't find " + name + " function\n");
+    auto pending = ComputeShader::createAsync(device, *function);
+    return std::async(std::launch::deferred, [name, &log, pending = std::move(pending)]() mutable {
+        auto shader = pending.get();
+        if (shader)
+            return CompiledShader{"Done.\n", std::move(*shader)};
         log.line(shader.error().message);
-        return {"Failed to create " + name + " compute pipeline state\n", nullptr};
-    }
-    return {"Done.\n", std::move(*shader)};
+        return CompiledShader{"Failed to create " + name + " compute pipeline state\n", nullptr};
+    });
+}
+
+CompiledShader compileShader(gpu::Device& device, const LibraryResult& library,
+                             std::string_view functionName, platform::Log& log) {
+    return compileShaderAsync(device, library, functionName, log).get();
 }
 
 } // namespace starloom

@@ -10,6 +10,7 @@
 #include "gpu/Device.h"
 #include "platform/Log.h"
 
+#include <future>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -26,7 +27,11 @@ struct CompiledShader {
     std::unique_ptr<ComputeShader> shader;
 };
 
-/// Takes one kernel from a program's library, or from what became of it. Blocks.
+/// Starts taking one kernel from a program's library, or from what became of it. The future's get()
+/// waits for the kernel and tells `log` why it failed; both must still exist then.
+std::future<CompiledShader> compileShaderAsync(gpu::Device& device, const LibraryResult& library,
+                                               std::string_view functionName, platform::Log& log);
+/// The same, waited for.
 CompiledShader compileShader(gpu::Device& device, const LibraryResult& library,
                              std::string_view functionName, platform::Log& log);
 

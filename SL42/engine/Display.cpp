@@ -27,17 +27,26 @@ void Display::updateConstants() {
     m_constantValues.setBool(1, m_hdr);
     m_constantValues.setBool(2, m_showEditorOverlay && m_editorTexture);
     m_constantValues.setBool(3, m_invertEditorOverlay);
-    makeFunction();
+    startFunction();
 }
 
-void Display::makeFunction() {
+void Display::startFunction() {
     const auto function = m_library->makeFunction("display", m_constantValues);
     if (!function)
         platform::fatalError(function.error().message);
-    auto shader = ComputeShader::create(*m_device, *function);
-    if (!shader)
-        platform::fatalError(shader.error().message);
-    m_displayShader = std::move(*shader);
+    m_pendingShader = ComputeShader::createAsync(*m_device, *function);
+    m_displayShader.reset();
+}
+
+/// Waits for it when it is pending.
+ComputeShader& Display::shader() {
+    if (!m_displayShader) {
+        auto made = m_pendingShader.get();
+        if (!made)
+            platform::fatalError(made.error().message);
+        m_displayShader = std::move(*made);
+    }
+    return *m_displayShader;
 }
 
 void Display::setShowEditorOverlay(bool show) {
@@ -64,10 +73,10 @@ void Display::followRegisters(const MachineBuffers& machine) {
         m_colorMode = colorMode;
         m_hdr = hdr;
         updateConstants();
-    } else if (m_displayShader->isStopped()) {
+    } else if (shader().isStopped()) {
         // It is no program's kernel: if it did not come through, then because the machine was too
         // busy. The picture must come back.
-        makeFunction();
+        startFunction();
     }
 }
 
@@ -78,7 +87,7 @@ void Display::display(gpu::Drawable& drawable, const RenderData& renderData,
         return;
     encoder->setLabel("Display encoder");
     followRegisters(renderData.machine);
-    encoder->setComputePipelineState(m_displayShader->pipelineState());
+    encoder->setComputePipelineState(shader().pipelineState());
     encoder->setBuffer(renderData.machine.screenMemory[0], 0, 0);
     encoder->setTexture(m_editorTexture ? m_editorTexture->y : m_blankTexture, 0);
     encoder->setTexture(m_editorTexture ? m_editorTexture->uv : m_blankTexture, 1);

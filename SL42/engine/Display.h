@@ -8,6 +8,7 @@
 #include "Shader/ComputeShader.h"
 
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <optional>
 
@@ -24,7 +25,8 @@ struct YUVTexture {
 /// kernel, which is built anew when one changes. Main thread.
 class Display {
 public:
-    /// Stops the program, with the compiler's message, when the kernel does not compile.
+    /// The kernel compiles beside what the console does next. When it does not compile, this or the
+    /// first frame stops the program with the compiler's message.
     explicit Display(std::shared_ptr<gpu::Device> device);
 
     /// Encodes the kernel: from the current bank of the machine to the drawable.
@@ -40,10 +42,13 @@ public:
 
 private:
     void updateConstants();
-    void makeFunction();
+    void startFunction();
+    ComputeShader& shader();
     void followRegisters(const MachineBuffers& machine);
 
     std::shared_ptr<gpu::Device> m_device;
+    std::future<gpu::Result<std::unique_ptr<ComputeShader>>> m_pendingShader;
+    /// Null while one is pending.
     std::unique_ptr<ComputeShader> m_displayShader;
     std::optional<YUVTexture> m_editorTexture;
     std::uint8_t m_colorMode = 0;

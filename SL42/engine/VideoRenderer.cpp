@@ -22,21 +22,39 @@ VideoRenderer::VideoRenderer(std::shared_ptr<gpu::Device> device,
 }
 
 std::string VideoRenderer::updateLibrary(const LibraryResult& library) {
+    return updateLibraryAsync(library).get();
+}
+
+std::future<std::string> VideoRenderer::updateLibraryAsync(const LibraryResult& library) {
     if (!library)
-        return compilationFailed(library);
+        return std::async(std::launch::deferred,
+                          [message = compilationFailed(library)] { return message; });
     m_library = *library;
-    return makeFunction();
+    return makeFunctionAsync();
 }
 
 std::string VideoRenderer::makeFunction() {
+    return makeFunctionAsync().get();
+}
+
+// What there is to say is said by get(), so that the log stays in order.
+std::future<std::string> VideoRenderer::makeFunctionAsync() {
     if (!m_library)
-        return "Couldn't load library for video shader\n";
+        return std::async(std::launch::deferred,
+                          [] { return std::string("Couldn't load library for video shader\n"); });
     const auto function = m_library->makeFunction("video", m_constantValues);
-    if (!function) {
-        m_log.line(function.error().message);
-        return "Couldn't find video function\n";
-    }
-    auto shader = ComputeShader::create(*m_device, *function);
+    if (!function)
+        return std::async(std::launch::deferred, [this, message = function.error().message] {
+            m_log.line(message);
+            return std::string("Couldn't find video function\n");
+        });
+    return std::async(std::launch::deferred,
+                      [this, pending = ComputeShader::createAsync(*m_device, *function)]() mutable {
+                          return takeShader(pending.get());
+                      });
+}
+
+std::string VideoRenderer::takeShader(gpu::Result<std::unique_ptr<ComputeShader>> shader) {
     if (!shader) {
         m_log.line(shader.error().message);
         return "Failed to create video compute pipeline state\n";

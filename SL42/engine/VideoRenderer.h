@@ -12,6 +12,7 @@
 #include "platform/Log.h"
 
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <string>
 
@@ -30,6 +31,9 @@ public:
     /// Takes the kernel "video" from a program's library, or from what became of it. Returns what
     /// the compile log says about it. When it fails, the kernel before stays.
     std::string updateLibrary(const LibraryResult& library);
+    /// Starts the same and returns at once; the future's get() waits for the kernel and puts it in
+    /// its place, before anything else is done here.
+    std::future<std::string> updateLibraryAsync(const LibraryResult& library);
 
     /// Encodes the kernel, or nothing when there is none or the device has stopped it.
     void render(const RenderData& renderData, gpu::CommandBuffer& commandBuffer);
@@ -45,6 +49,8 @@ public:
 
 private:
     std::string makeFunction();
+    std::future<std::string> makeFunctionAsync();
+    std::string takeShader(gpu::Result<std::unique_ptr<ComputeShader>> shader);
     void setConstants();
     void followRegisters(const MachineBuffers& machine);
     std::shared_ptr<gpu::Texture> fontTexture();

@@ -4,6 +4,8 @@
 // What one frame tells the device, and how the stages follow the registers.
 #include "tests/SL42/ConsoleFixture.h"
 
+#include <algorithm>
+
 namespace starloom {
 namespace {
 
@@ -163,7 +165,8 @@ TEST_F(FrameTest, AStoppedKernelRestsUntilTheNextProgram) {
     device->completesAtOnce = false;
     engine->draw(view());
     engine->draw(view());
-    device->kernels.back()->stopped = true; // the one compiled last is fx()
+    const auto video = std::ranges::find(device->kernels, "video", [](auto& k) { return k->name; });
+    (*video)->stopped = true;
     device->completeNext(hang());
     device->completeNext();
     auto late = hang();

@@ -71,6 +71,31 @@ TEST_P(LibraryTest, OneTextIsCompiledOnce) {
     EXPECT_EQ(pipeline(body)->compileTimes().codeGeneration, 0);
 }
 
+TEST_P(LibraryTest, PipelinesAreMadeAtTheSameTime) {
+    const auto all = library("constant int factor [[function_constant(0)]];"
+                             "kernel void run(device int* data [[buffer(0)]])"
+                             " { data[0] = 100 + factor; }");
+    const auto function = [&](int factor) {
+        gpu::FunctionConstantValues constants;
+        constants.setConstantValue(0, gpu::DataType::Int, &factor);
+        return *all->makeFunction("run", constants);
+    };
+    std::vector<std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>> pending;
+    for (int i = 0; i < 12; ++i) // more than any device makes at a time, and each of them twice
+        pending.push_back(device->makeComputePipelineStateAsync(function(i / 2)));
+    device->makeComputePipelineStateAsync(function(6)); // nobody waits for this one
+    const auto buffer = device->makeBuffer(4, StorageMode::Shared);
+    for (int i = 11; i >= 0; --i) {
+        const auto made = pending[static_cast<std::size_t>(i)].get();
+        ASSERT_TRUE(made) << made.error().message;
+        EXPECT_EQ((*made)->compileTimes().codeGeneration > 0, i % 2 == 0) << "made once";
+        expectCompleted(*dispatch(*made, {buffer}, 1));
+        EXPECT_EQ(valuesIn<std::int32_t>(buffer)[0], 100 + i / 2);
+    }
+    EXPECT_TRUE(device->makeComputePipelineState(function(6)));
+    EXPECT_FALSE(device->makeComputePipelineState(nullptr));
+}
+
 TEST_P(LibraryTest, MoreTextsThanTheCacheHoldsPassWithoutHarm) {
     const auto buffer = device->makeBuffer(4, StorageMode::Shared);
     for (int i = 0; i < 120; ++i) {

@@ -12,16 +12,20 @@ Console::Console(const std::string& service)
       buffer(device->makeBuffer(counters * 4, gpu::StorageMode::Shared)) {}
 
 std::shared_ptr<gpu::ComputePipelineState> Console::pipeline(const std::string& kernel) {
+    auto made = startPipeline(kernel).get();
+    if (!made)
+        throw std::runtime_error(made.error().message);
+    return *made;
+}
+
+PipelineFuture Console::startPipeline(const std::string& kernel) {
     auto library = device->makeLibrary(kernel);
     if (!library)
         throw std::runtime_error(library.error().message);
     auto function = (*library)->makeFunction(kernel);
     if (!function)
         throw std::runtime_error(function.error().message);
-    auto made = device->makeComputePipelineState(*function);
-    if (!made)
-        throw std::runtime_error(made.error().message);
-    return *made;
+    return device->makeComputePipelineStateAsync(*function);
 }
 
 std::shared_ptr<gpu::CommandBuffer>

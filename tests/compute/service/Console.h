@@ -10,6 +10,8 @@
 
 namespace test {
 
+using PipelineFuture = std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>;
+
 /// A device over the misbehaving service, with one shared buffer of 64 counters.
 class Console : public ::testing::Test {
 protected:
@@ -18,6 +20,8 @@ protected:
     explicit Console(const std::string& service = FAKE_COMPUTE);
 
     std::shared_ptr<gpu::ComputePipelineState> pipeline(const std::string& kernel);
+    /// Asks for it and does not wait.
+    PipelineFuture startPipeline(const std::string& kernel);
     /// Commits a command buffer "Render" that runs the kernels one after the other.
     std::shared_ptr<gpu::CommandBuffer>
     commit(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines);

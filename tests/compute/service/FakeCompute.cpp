@@ -54,6 +54,7 @@ constexpr KernelEntry table[] = {
      [](std::uint32_t* buffer, std::uint32_t) { buffer[(std::uint64_t{1} << 34) - 4] = 1; }},
     {"wild-down",
      [](std::uint32_t* buffer, std::uint32_t) { *(buffer - (std::int64_t{1} << 33)) = 1; }},
+    {"slow-build", [](std::uint32_t*, std::uint32_t) {}},
     {"null", [](std::uint32_t*, std::uint32_t) { *reinterpret_cast<volatile int*>(64) = 1; }},
     {"deep", [](std::uint32_t*, std::uint32_t) { sink = recurse(0); }},
     {"refused", [](std::uint32_t*, std::uint32_t) { ::raise(SIGILL); }},
@@ -80,6 +81,23 @@ private:
     const KernelEntry& m_entry;
 };
 
+/// Kernels that bring the compiler down or hold it up, but not at once: what is compiled beside
+/// them has begun by then.
+void misbehave(std::string_view function) {
+    using namespace std::chrono_literals;
+    if (function == "slow-build")
+        std::this_thread::sleep_for(400ms);
+    if (function == "hang-build")
+        while (true)
+            std::this_thread::sleep_for(1s);
+    if (function == "crash-build" || function == "quit-build")
+        std::this_thread::sleep_for(100ms);
+    if (function == "crash-build")
+        std::abort();
+    if (function == "quit-build")
+        ::_Exit(3);
+}
+
 class FakeLibrary final : public service::Library {
 public:
     explicit FakeLibrary(std::vector<std::string> names) : m_names(std::move(names)) {}
@@ -94,6 +112,7 @@ public:
     Result<void> check(std::string_view, const protocol::Constants&) const override { return {}; }
     Result<std::shared_ptr<const service::Kernel>>
     build(std::string_view function, const protocol::Constants&) const override {
+        misbehave(function);
         const auto* found = std::ranges::find_if(
             table, [&](const KernelEntry& entry) { return function == entry.name; });
         if (found == std::end(table))
