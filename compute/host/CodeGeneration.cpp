@@ -6,6 +6,9 @@
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/HostTarget.h"
 
+#include <llvm/CodeGen/MachineModuleInfo.h>
+#include <llvm/CodeGen/Passes.h>
+#include <llvm/CodeGen/TargetPassConfig.h>
 #include <llvm/IR/LegacyPassManager.h>
 #include <llvm/Support/raw_ostream.h>
 #include <llvm/Transforms/Utils/Cloning.h>
@@ -16,12 +19,40 @@ namespace {
 /// Number that places these dumps after those of the kernel pipeline.
 constexpr unsigned firstDump = 50;
 
+/// Whether constants moved out of the thread loop would not find a register there.
+bool isLarge(const llvm::Module& module) {
+    constexpr unsigned largeKernel = 600;
+    return module.getInstructionCount() > largeKernel;
+}
+
+/// In large kernels a constant is best read where it is used: kept in a register through the whole
+/// loop it is only spilled, which costs the allocator as much as instruction selection takes.
+void leaveOutPasses(llvm::TargetPassConfig& passes, const llvm::Module& module) {
+    if (!isLarge(module))
+        return;
+    passes.disablePass(&llvm::EarlyMachineLICMID);
+    passes.disablePass(&llvm::MachineCSEID);
+}
+
+/// As the machine's own addPassesToEmitFile(), which does not let passes be left out.
 bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileType type,
           llvm::SmallVectorImpl<char>& output) {
+    auto& machine = static_cast<llvm::LLVMTargetMachine&>(target);
     llvm::raw_svector_ostream stream(output);
     llvm::legacy::PassManager passes;
-    if (target.addPassesToEmitFile(passes, stream, nullptr, type, /*DisableVerify=*/true))
+    auto* information = new llvm::MachineModuleInfoWrapperPass(&machine);
+    llvm::TargetPassConfig* config = machine.createPassConfig(passes);
+    config->setDisableVerify(true);
+    passes.add(config);
+    passes.add(information);
+    leaveOutPasses(*config, module);
+    if (config->addISelPasses())
         return false;
+    config->addMachinePasses();
+    config->setInitialized();
+    if (machine.addAsmPrinter(passes, stream, nullptr, type, information->getMMI().getContext()))
+        return false;
+    passes.add(llvm::createFreeMachineFunctionPass());
     passes.run(module);
     return true;
 }
