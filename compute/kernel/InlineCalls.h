@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Makes one function of a kernel and everything that it calls. Works from the leaves up and reduces
-// each function to registers before it goes into its callers, so that the work grows with the code
-// that results and not with the depth of the calls.
+// Makes one function of a kernel and everything that it calls. First simplifies each function,
+// callers before callees, so that what constants make dead is never copied. Then inlines: what is
+// called once goes in as it is, what is called more often is flattened and simplified before, so
+// that the work grows with the code that results and not with the depth of the calls.
 #pragma once
 
 #include "compute/kernel/Passes.h"
