@@ -54,6 +54,8 @@ struct Pipeline {
     /// The runs of the service that have it, or were asked to; for the client, under its lock.
     std::uint64_t builtIn = 0;
     std::uint64_t askedIn = 0;
+    /// Runs of the service in a row that ended while they made it again; likewise.
+    unsigned failedRestores = 0;
 };
 
 } // namespace gpu::host

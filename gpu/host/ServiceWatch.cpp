@@ -177,8 +177,10 @@ bool ServiceClient::handle(const T& answer) {
     m_failedRuns = 0;
     if (std::is_same_v<T, protocol::LibraryCompiled>)
         request->program->compiledIn = m_run;
-    if (std::is_same_v<T, protocol::PipelineMade> && answer.succeeded)
+    if (std::is_same_v<T, protocol::PipelineMade> && answer.succeeded) {
         request->pipeline->builtIn = m_run;
+        request->pipeline->failedRestores = 0;
+    }
     if (request->answered)
         request->answered(Answer(answer));
     else if (!answer.succeeded && request->pipeline)
@@ -272,8 +274,13 @@ void ServiceClient::blameJob(Death death, const LastWords& words) {
 void ServiceClient::keepRequests() {
     std::deque<std::shared_ptr<Request>> kept;
     for (const auto& request : m_requests) {
-        if (!request->answered)
+        if (!request->answered) {
+            // Nobody waits for it but jobs, which would have it made again for ever.
+            if (request->sent && request->pipeline &&
+                ++request->pipeline->failedRestores >= maxTimesSent)
+                failRequest(*request, "the compute service ended while compiling");
             continue;
+        }
         if (request->timesSent >= maxTimesSent) {
             failRequest(*request, "error: the compute service ended while compiling");
             continue;

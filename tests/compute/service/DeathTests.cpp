@@ -4,6 +4,7 @@
 // Kernels and compilers that bring the service down, and who gets the blame.
 #include "tests/compute/service/Console.h"
 
+#include <csignal>
 #include <thread>
 
 using Code = gpu::CommandBufferError::Code;
@@ -98,6 +99,16 @@ TEST_F(Death, CompilerThatBreaksDownIsAnErrorAndTheFramesGoOn) {
         EXPECT_EQ(run({count})->status(), gpu::CommandBufferStatus::Completed);
     }
     EXPECT_EQ(counter(), 2u);
+}
+
+TEST_F(Death, PipelineThatCannotBeMadeAgainIsGivenUp) {
+    const auto doomed = pipeline("quit-rebuild");
+    ::kill(servicePid(), SIGKILL);
+    const auto failed = run({doomed});
+    ASSERT_TRUE(failed->error());
+    EXPECT_EQ(failed->error()->code, Code::PipelineStopped);
+    EXPECT_TRUE(doomed->isStopped());
+    EXPECT_EQ(run({pipeline("count")})->status(), gpu::CommandBufferStatus::Completed);
 }
 
 TEST_F(Death, OnlyTheCompilationAtFaultFails) {

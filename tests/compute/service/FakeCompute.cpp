@@ -6,6 +6,7 @@
 #include "compute/service/Run.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -55,6 +56,7 @@ constexpr KernelEntry table[] = {
     {"wild-down",
      [](std::uint32_t* buffer, std::uint32_t) { *(buffer - (std::int64_t{1} << 33)) = 1; }},
     {"slow-build", [](std::uint32_t*, std::uint32_t) {}},
+    {"quit-rebuild", [](std::uint32_t*, std::uint32_t) {}},
     {"null", [](std::uint32_t*, std::uint32_t) { *reinterpret_cast<volatile int*>(64) = 1; }},
     {"deep", [](std::uint32_t*, std::uint32_t) { sink = recurse(0); }},
     {"refused", [](std::uint32_t*, std::uint32_t) { ::raise(SIGILL); }},
@@ -109,10 +111,16 @@ public:
         return kernels;
     }
     const std::string& warnings() const override { return m_warnings; }
-    Result<void> check(std::string_view, const protocol::Constants&) const override { return {}; }
+    Result<void> check(std::string_view, const protocol::Constants&) const override {
+        m_checked = true;
+        return {};
+    }
     Result<std::shared_ptr<const service::Kernel>>
     build(std::string_view function, const protocol::Constants&) const override {
         misbehave(function);
+        // The console checks a function when a program asks for it, not when it makes it again.
+        if (function == "quit-rebuild" && !m_checked)
+            ::_Exit(3);
         const auto* found = std::ranges::find_if(
             table, [&](const KernelEntry& entry) { return function == entry.name; });
         if (found == std::end(table))
@@ -122,6 +130,7 @@ public:
 
 private:
     std::vector<std::string> m_names;
+    mutable std::atomic<bool> m_checked = false;
     std::string m_warnings = "compiled by " + std::to_string(::getpid());
 };
 
