@@ -18,7 +18,8 @@ struct Error {
     std::string message;
 };
 
-/// Either a value of type T or an E. Reading the one that is not there is a programming fault.
+/// Either a value of type T or an E. Reading the one that is not there is a programming fault and
+/// ends the program.
 template <class T, class E = Error>
 class [[nodiscard]] Result {
 public:
@@ -29,18 +30,18 @@ public:
     explicit operator bool() const { return m_state.index() == 0; }
     bool hasValue() const { return m_state.index() == 0; }
 
-    T& value() & { return (assert(hasValue()), *std::get_if<0>(&m_state)); }
-    const T& value() const& { return (assert(hasValue()), *std::get_if<0>(&m_state)); }
-    T&& value() && { return (assert(hasValue()), std::move(*std::get_if<0>(&m_state))); }
+    T& value() & { return std::get<0>(m_state); }
+    const T& value() const& { return std::get<0>(m_state); }
+    T&& value() && { return std::move(std::get<0>(m_state)); }
     T& operator*() & { return value(); }
     const T& operator*() const& { return value(); }
     T&& operator*() && { return std::move(*this).value(); }
     T* operator->() { return &value(); }
     const T* operator->() const { return &value(); }
 
-    E& error() & { return (assert(!hasValue()), *std::get_if<1>(&m_state)); }
-    const E& error() const& { return (assert(!hasValue()), *std::get_if<1>(&m_state)); }
-    E&& error() && { return (assert(!hasValue()), std::move(*std::get_if<1>(&m_state))); }
+    E& error() & { return std::get<1>(m_state); }
+    const E& error() const& { return std::get<1>(m_state); }
+    E&& error() && { return std::move(std::get<1>(m_state)); }
 
 private:
     std::variant<T, E> m_state;
