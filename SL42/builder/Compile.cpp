@@ -54,7 +54,10 @@ std::string SL42::compileStages(const PreprocessedSource& preprocessed) {
     if (m_hasAudio)
         audio = compileShaderAsync(device, library, "audio", log);
 
+    // They are reported in the order cpu, video, audio. The song is rendered while the video
+    // kernel, which takes longest, still compiles.
     std::string messages;
+    std::string audioMessages;
     if (m_hasCPU) {
         log.line("Compiling CPU");
         CompiledShader compiled = cpu.get();
@@ -62,10 +65,8 @@ std::string SL42::compileStages(const PreprocessedSource& preprocessed) {
             m_cpu.shader = std::move(compiled.shader);
         messages += "Compiling CPU...\n" + compiled.message;
     }
-    if (m_hasVideo) {
+    if (m_hasVideo)
         log.line("Compiling video");
-        messages += "Compiling video...\n" + video.get();
-    }
     if (m_hasAudio) {
         log.line("Compiling audio");
         CompiledShader compiled = audio.get();
@@ -73,9 +74,11 @@ std::string SL42::compileStages(const PreprocessedSource& preprocessed) {
             m_audioRenderer.audioShader = std::move(compiled.shader);
             renderSong();
         }
-        messages += "Compiling audio...\n" + compiled.message;
+        audioMessages = "Compiling audio...\n" + compiled.message;
     }
-    return messages;
+    if (m_hasVideo)
+        messages += "Compiling video...\n" + video.get();
+    return messages + audioMessages;
 }
 
 void SL42::renderSong() {
