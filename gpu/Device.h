@@ -58,7 +58,7 @@ public:
         return makeComputePipelineStateAsync(function).get();
     }
 
-    /// How long one command buffer may run; 2 s from the start.
+    /// How long one command buffer may run unless it sets a longer limit; 2 s from the start.
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;
 };
 

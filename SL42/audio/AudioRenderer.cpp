@@ -11,6 +11,9 @@
 
 namespace starloom {
 
+/// A whole song is rendered at once, which is no endless loop because it takes longer than a frame.
+static constexpr std::chrono::seconds songTimeLimit(20);
+
 AudioRenderer::AudioRenderer(std::shared_ptr<gpu::CommandQueue> queue,
                              platform::MainQueue& mainQueue, const platform::Clock& clock,
                              platform::Log& log)
@@ -62,6 +65,7 @@ std::optional<gpu::CommandBufferError> AudioRenderer::internalRender(const Rende
     if (!commandBuffer)
         platform::fatalError("Couldn't make command buffer for audio rendering.");
     commandBuffer->setLabel("Audio");
+    commandBuffer->setTimeLimit(songTimeLimit);
     render(*commandBuffer, renderData);
     commandBuffer->commit();
     commandBuffer->waitUntilCompleted();

@@ -63,6 +63,11 @@ void HostCommandBuffer::present(std::shared_ptr<Drawable> drawable) {
     m_drawables.push_back(std::move(drawable));
 }
 
+void HostCommandBuffer::setTimeLimit(std::chrono::milliseconds limit) {
+    if (status() == Status::NotCommitted)
+        m_job->timeLimit = limit;
+}
+
 void HostCommandBuffer::addCompletedHandler(std::function<void(CommandBuffer&)> handler) {
     m_handlers.push_back(std::move(handler));
 }

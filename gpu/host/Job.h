@@ -22,6 +22,8 @@ struct Outcome {
 
 struct Job {
     std::string label;
+    /// Holds when the device's is shorter.
+    std::chrono::milliseconds timeLimit{0};
     compute::protocol::RunCommands message;
     /// One for each command; null for blits.
     std::vector<std::shared_ptr<Pipeline>> pipelines;

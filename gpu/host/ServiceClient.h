@@ -100,6 +100,7 @@ private:
     };
     std::chrono::milliseconds timeToSleep() const;
     std::optional<Deadline> nextDeadline() const;
+    std::chrono::milliseconds timeLimitOf(const Job& job) const;
     std::optional<Death> receiveReplies(Lock& lock);
     // False when the reply makes no sense.
     bool handle(const compute::protocol::Ready& ready);

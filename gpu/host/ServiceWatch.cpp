@@ -109,11 +109,15 @@ std::optional<ServiceClient::Deadline> ServiceClient::nextDeadline() const {
         return Deadline{m_startedAt + startTimeLimit, Death::StartTimeLimit};
     std::optional<Deadline> deadline;
     if (m_sentJobs > 0)
-        deadline = {m_firstJobSince + m_timeLimit, Death::JobTimeLimit};
+        deadline = {m_firstJobSince + timeLimitOf(*m_jobs.front()), Death::JobTimeLimit};
     for (const auto& request : m_requests)
         if (request->sent && (!deadline || request->sentAt + compileTimeLimit < deadline->time))
             deadline = {request->sentAt + compileTimeLimit, Death::CompileTimeLimit};
     return deadline;
+}
+
+std::chrono::milliseconds ServiceClient::timeLimitOf(const Job& job) const {
+    return std::max(job.timeLimit, m_timeLimit);
 }
 
 // ---- replies ------------------------------------------------------------------------------------
@@ -259,7 +263,7 @@ void ServiceClient::blameJob(Death death, const LastWords& words) {
     if (death == Death::JobTimeLimit && !running)
         pipeline = job->firstPipeline(); // somebody must be to blame, or it happens again
     if (death == Death::JobTimeLimit)
-        outcome.error = timeLimitError(*job, pipeline.get(), m_timeLimit);
+        outcome.error = timeLimitError(*job, pipeline.get(), timeLimitOf(*job));
     else if (faulted)
         outcome.error =
             faultError(*job, pipeline.get(), static_cast<protocol::FaultKind>(words.faultKind));

@@ -43,7 +43,9 @@ TEST(CopySong, HearsEverySample) {
 TEST_F(AudioRendererTest, RendersTheWholeSongInOneDispatch) {
     device->audioValue = 0.5F;
     start("int4 music = {90, 3, 8, 2};\nfloat2 sfx() { return .5; }");
-    const auto audio = fake::dispatches(*commandBuffers("Audio").at(0)).at(0);
+    const auto commandBuffer = commandBuffers("Audio").at(0);
+    EXPECT_EQ(commandBuffer->timeLimit, std::chrono::seconds(20));
+    const auto audio = fake::dispatches(*commandBuffer).at(0);
     EXPECT_EQ(audio.kernel, "audio");
     EXPECT_EQ(audio.encoderLabel, "Audio encoder");
     EXPECT_EQ(audio.threads, (gpu::Size3{1'536'000, 1, 1}));

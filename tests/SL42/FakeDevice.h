@@ -62,6 +62,7 @@ public:
     std::shared_ptr<gpu::ComputeCommandEncoder> makeComputeCommandEncoder() override;
     std::shared_ptr<gpu::BlitCommandEncoder> makeBlitCommandEncoder() override;
     void present(std::shared_ptr<gpu::Drawable> shown) override { drawable = std::move(shown); }
+    void setTimeLimit(std::chrono::milliseconds limit) override { timeLimit = limit; }
     void addCompletedHandler(std::function<void(gpu::CommandBuffer&)> handler) override {
         m_handlers.push_back(std::move(handler));
     }
@@ -75,6 +76,7 @@ public:
 
     std::vector<Command> commands;
     std::shared_ptr<gpu::Drawable> drawable;
+    std::chrono::milliseconds timeLimit{0};
 
 private:
     Device& m_device;

@@ -36,6 +36,28 @@ TEST_P(FaultTest, EndlessLoopIsStoppedAtTheTimeLimit) {
     expectRecovered();
 }
 
+TEST_P(FaultTest, CommandBufferMaySetALongerTimeLimit) {
+    device->setTimeLimit(std::chrono::milliseconds(300));
+    for (const auto& [limit, message] :
+         {std::pair(900, "ran longer than 0.9 s"), std::pair(100, "ran longer than 0.3 s")}) {
+        const auto endless = pipeline("kernel void run(device uint* data [[buffer(0)]])"
+                                      " { while (data[0] == 0) data[2] += 1; }");
+        const auto commandBuffer = queue->makeCommandBuffer();
+        commandBuffer->setTimeLimit(std::chrono::milliseconds(limit));
+        const auto encoder = commandBuffer->makeComputeCommandEncoder();
+        encoder->setComputePipelineState(endless);
+        encoder->setBuffer(buffer, 0, 0);
+        encoder->dispatchThreads({1, 1, 1}, {1, 1, 1});
+        encoder->endEncoding();
+        const auto start = std::chrono::steady_clock::now();
+        commandBuffer->commit();
+        commandBuffer->waitUntilCompleted();
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(limit));
+        expectError(*commandBuffer, Code::TimeLimit,
+                    std::string("Command buffer: kernel 'run' ") + message);
+    }
+}
+
 TEST_P(FaultTest, AccessFarOutsideABufferIsAnErrorAndHarmsNoOther) {
     const auto neighbours = bufferOf(std::vector<std::uint32_t>(1024, 7));
     // The last one faults late, on whichever core has the end of the grid.
