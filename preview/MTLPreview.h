@@ -19,6 +19,9 @@ class MTLPreview;
 class MTLPreviewDelegate {
 public:
     virtual ~MTLPreviewDelegate() = default;
+    /// Whether draw() would begin at once. When it would wait instead, a view that must stay
+    /// responsive leaves the refresh out.
+    virtual bool isReadyToDraw() const = 0;
     /// Called by the view on the main thread, once per refresh.
     virtual void draw(MTLPreview& view) = 0;
 };

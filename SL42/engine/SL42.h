@@ -54,6 +54,8 @@ public:
     SL42(const SL42&) = delete;
     SL42& operator=(const SL42&) = delete;
 
+    /// False while as many frames are in flight as may be.
+    bool isReadyToDraw() const override { return m_semaphore.value() > 0; }
     /// Encodes and submits one frame.
     void draw(MTLPreview& view) override;
     /// Restarts the console: time zero, all memory zero, the song from its start.
