@@ -2,9 +2,9 @@
 // Part of Starloom 42.
 //
 // `starloom bench`: how long one program takes to compile and to draw, and how much memory.
+#include "SL42/offline/OfflineConsole.h"
 #include "cli/Command.h"
 #include "cli/Measurement.h"
-#include "cli/OfflineConsole.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
 #include "cli/StageBenchmark.h"
@@ -61,11 +61,11 @@ struct Measurements {
 platform::Result<void> measureLatency(const Session& session, const Source& source,
                                       Measurements& measurements) {
     std::shared_ptr<gpu::Device> device;
-    std::optional<OfflineConsole> console;
+    std::optional<starloom::OfflineConsole> console;
     measurements.cold.values.push_back(millisecondsOf([&] {
         device = session.openDevice();
         if (device)
-            console.emplace(device, source);
+            console.emplace(device, source.title, source.text);
     }));
     if (!console)
         return platform::Error{noDevice};

@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // `starloom compile`: what the compiler says about a program, on standard output.
+#include "SL42/offline/OfflineConsole.h"
 #include "cli/Command.h"
-#include "cli/OfflineConsole.h"
 #include "cli/Source.h"
 
 #include <iostream>
@@ -23,7 +23,7 @@ ExitStatus compilePlain(gpu::Device& device, const Source& source) {
 }
 
 ExitStatus compileProgram(const std::shared_ptr<gpu::Device>& device, const Source& source) {
-    const OfflineConsole console(device, source);
+    const starloom::OfflineConsole console(device, source.title, source.text);
     std::cout << console.compileLog();
     if (!console.compileLog().empty() && console.compileLog().back() != '\n')
         std::cout << '\n';

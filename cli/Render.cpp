@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // `starloom render`: the picture of a program at a given frame, or all pictures up to it.
+#include "SL42/offline/OfflineConsole.h"
 #include "cli/Command.h"
-#include "cli/OfflineConsole.h"
 #include "cli/OutputName.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
@@ -35,7 +35,7 @@ WritePicture writerFor(const std::string& output) {
     return extension == ".exr" ? platform::writeExr : nullptr;
 }
 
-platform::Result<void> drawFrames(OfflineConsole& console, const RenderOptions& options,
+platform::Result<void> drawFrames(starloom::OfflineConsole& console, const RenderOptions& options,
                                   const OutputName& name, WritePicture write) {
     Progress progress("frames", options.frames);
     for (std::uint32_t frame = 0; frame < options.frames; ++frame) {
@@ -65,7 +65,7 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
     const std::chrono::duration<double> limit(options.timeLimit);
     device->setTimeLimit(std::chrono::ceil<std::chrono::milliseconds>(limit));
 
-    OfflineConsole console(device, *source);
+    starloom::OfflineConsole console(device, source->title, source->text);
     if (!console.isComplete()) {
         std::cerr << (console.hasError() ? console.compileLog() : console.diagnostics());
         return ExitStatus::Failure;

@@ -5,7 +5,6 @@
 #pragma once
 
 #include "SL42/engine/SL42.h"
-#include "cli/Source.h"
 #include "gpu/Device.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
@@ -17,14 +16,15 @@
 #include <memory>
 #include <string>
 
-namespace cli {
+namespace starloom {
 
 /// Compiles its program when it is made. Each frame is done before the next one is encoded, so
 /// that registers take effect in the same frame on every machine. One thread, which is the
 /// console's main thread.
 class OfflineConsole {
 public:
-    OfflineConsole(std::shared_ptr<gpu::Device> device, const Source& source);
+    OfflineConsole(std::shared_ptr<gpu::Device> device, const std::string& title,
+                   const std::string& source);
 
     /// Compiles another program in its place and waits for the log.
     void setSource(std::string text);
@@ -39,8 +39,8 @@ public:
     const std::string& diagnostics() const { return m_diagnostics; }
 
     /// Runs the program for one frame at `time` and waits for it, the first time also for the font
-    /// if the program may draw text. The error is the device's own
-    /// line when it gave up on the frame.
+    /// if the program may draw text. The error is the device's own line when it gave up on the
+    /// frame.
     platform::Result<void> drawFrame(platform::Seconds time);
     /// What the last frame showed.
     platform::Result<platform::Image> picture();
@@ -52,8 +52,8 @@ private:
     platform::ManualClock m_clock;
     std::string m_diagnostics;
     platform::Log m_log;
-    starloom::OffscreenPreview* m_view = nullptr; // the engine's
-    std::unique_ptr<starloom::SL42> m_engine;
+    OffscreenPreview* m_view = nullptr; // the engine's
+    std::unique_ptr<SL42> m_engine;
 };
 
-} // namespace cli
+} // namespace starloom

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "cli/OfflineConsole.h"
+#include "SL42/offline/OfflineConsole.h"
 
 #include <string_view>
 
-namespace cli {
+namespace starloom {
 namespace {
 
 std::size_t count(std::string_view text, std::string_view word) {
@@ -16,16 +16,17 @@ std::size_t count(std::string_view text, std::string_view word) {
 
 } // namespace
 
-OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const Source& source)
+OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const std::string& title,
+                               const std::string& source)
     : m_log([this](std::string_view line) { m_diagnostics.append(line).push_back('\n'); }) {
     const auto makeView = [this](const std::shared_ptr<gpu::Device>& viewDevice) {
-        auto view = std::make_unique<starloom::OffscreenPreview>(viewDevice);
+        auto view = std::make_unique<OffscreenPreview>(viewDevice);
         m_view = view.get();
         return view;
     };
-    m_engine = std::make_unique<starloom::SL42>(
-        starloom::Surroundings{m_mainQueue, m_clock, m_log, std::move(device), makeView},
-        source.title, source.text, false);
+    m_engine = std::make_unique<SL42>(
+        Surroundings{m_mainQueue, m_clock, m_log, std::move(device), makeView}, title, source,
+        false);
     drainMainQueue();
 }
 
@@ -68,4 +69,4 @@ platform::Result<platform::Image> OfflineConsole::picture() {
     return image;
 }
 
-} // namespace cli
+} // namespace starloom
