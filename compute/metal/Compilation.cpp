@@ -69,17 +69,16 @@ private:
     std::shared_ptr<clang::PCHBuffer> m_buffer = std::make_shared<clang::PCHBuffer>();
 };
 
-/// Runs `action` over `source` with nothing to read but what is in memory.
+/// Runs `action` over `source` with nothing to read but that and the library's files.
 void run(clang::FrontendAction& action, const Source& source, DiagnosticText& diagnostics,
-         std::optional<llvm::MemoryBufferRef> precompiled) {
+         llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem> library, bool isPrecompiled) {
     registerAttributes();
     clang::CompilerInstance compiler;
     compiler.createDiagnostics(&diagnostics, /*ShouldOwnClient=*/false);
-    compiler.setInvocation(
-        makeInvocation(compiler.getDiagnostics(), source, precompiled.has_value()));
+    compiler.setInvocation(makeInvocation(compiler.getDiagnostics(), source, isPrecompiled));
     // Once more, because the options for diagnostics are part of the invocation.
     compiler.createDiagnostics(&diagnostics, /*ShouldOwnClient=*/false);
-    compiler.createFileManager(makeFileSystem(source, precompiled));
+    compiler.createFileManager(makeFileSystem(source, std::move(library)));
     compiler.createSourceManager(compiler.getFileManager());
     compiler.setVerboseOutputStream(std::make_unique<llvm::raw_null_ostream>());
     compiler.ExecuteAction(action);
@@ -97,14 +96,12 @@ bool includesLibrary(llvm::StringRef source) {
 
 platform::Result<kernel::Program> compileHere(llvm::StringRef source,
                                               const PrecompiledLibrary& library) {
-    std::optional<llvm::MemoryBufferRef> precompiled;
-    if (!library.data.empty() && library.compiler == compilerIdentity() && includesLibrary(source))
-        precompiled.emplace(library.data, "library.pch");
     kernel::Program program;
     program.context = std::make_unique<llvm::LLVMContext>();
     DiagnosticText diagnostics;
     CompileAction action(program);
-    run(action, {sourceName, source}, diagnostics, precompiled);
+    run(action, {sourceName, source}, diagnostics, library.files(),
+        library.isUsable() && includesLibrary(source));
     if (diagnostics.hasErrors() || program.module == nullptr)
         return platform::Error{diagnostics.text()};
     program.warnings = diagnostics.text();
@@ -112,6 +109,10 @@ platform::Result<kernel::Program> compileHere(llvm::StringRef source,
 }
 
 } // namespace
+
+PrecompiledLibrary::PrecompiledLibrary(std::string_view data, std::string_view compiler)
+    : m_isUsable(compiler == compilerIdentity()),
+      m_files(makeLibraryFiles(llvm::MemoryBufferRef(data, "library.pch"))) {}
 
 std::string compilerIdentity() {
     return clang::getClangFullVersion();
@@ -131,8 +132,10 @@ platform::Result<kernel::Program> compile(std::string_view source,
 platform::Result<std::string> precompileLibrary() {
     DiagnosticText diagnostics(DiagnosticText::Reader::Library);
     PrecompileAction action;
-    runOnLargeStack(
-        [&] { run(action, {librarySourceName, librarySource}, diagnostics, std::nullopt); });
+    runOnLargeStack([&] {
+        run(action, {librarySourceName, librarySource}, diagnostics, makeLibraryFiles(std::nullopt),
+            false);
+    });
     if (diagnostics.hasErrors() || !action.isComplete())
         return platform::Error{diagnostics.text()};
     return action.take();

@@ -8,15 +8,29 @@
 #include "compute/kernel/Program.h"
 #include "platform/base/Result.h"
 
+#include <llvm/Support/VirtualFileSystem.h>
+
 #include <string>
 #include <string_view>
 
 namespace compute::metal {
 
-/// The standard library in the form that Clang reads fastest. Fits one build of Clang only.
-struct PrecompiledLibrary {
-    std::string_view data;     ///< aligned to 8 bytes
-    std::string_view compiler; ///< compilerIdentity() of the Clang that made it
+/// The standard library in the form that Clang reads fastest, and as headers. Immutable.
+class PrecompiledLibrary {
+public:
+    /// `data` is aligned to 8 bytes and lives as long as this; `compiler` is the compilerIdentity()
+    /// of the Clang that made it.
+    PrecompiledLibrary(std::string_view data, std::string_view compiler);
+    PrecompiledLibrary(const PrecompiledLibrary&) = delete;
+    PrecompiledLibrary& operator=(const PrecompiledLibrary&) = delete;
+
+    /// The precompiled form fits one build of Clang only; with another the headers are parsed.
+    bool isUsable() const { return m_isUsable; }
+    const llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>& files() const { return m_files; }
+
+private:
+    bool m_isUsable;
+    llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem> m_files;
 };
 
 /// Names the Clang that is loaded, so that a precompiled library of another one is not used.

@@ -20,10 +20,11 @@ extern const char sl42_library_compiler_end[];
 
 namespace compute::metal {
 
-PrecompiledLibrary embeddedLibrary() {
-    return {
+const PrecompiledLibrary& embeddedLibrary() {
+    static const PrecompiledLibrary library(
         {sl42_library_data, std::size_t(sl42_library_data_end - sl42_library_data)},
-        {sl42_library_compiler, std::size_t(sl42_library_compiler_end - sl42_library_compiler)}};
+        {sl42_library_compiler, std::size_t(sl42_library_compiler_end - sl42_library_compiler)});
+    return library;
 }
 
 } // namespace compute::metal

@@ -8,6 +8,7 @@
 
 namespace compute::metal {
 
-PrecompiledLibrary embeddedLibrary();
+/// Made with the first call. Thread-safe.
+const PrecompiledLibrary& embeddedLibrary();
 
 } // namespace compute::metal

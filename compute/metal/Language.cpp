@@ -36,7 +36,6 @@ constexpr const char* options[] = {
     "-relaxed-aliasing",
     "-fno-builtin",
     "-mframe-pointer=none",
-    "-disable-free",
     // Numbers: float constants, wrapping integers, fast math that still knows NaN and infinity.
     "-cl-single-precision-constant",
     "-fwrapv",
@@ -244,11 +243,9 @@ std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngi
     return invocation;
 }
 
-llvm::IntrusiveRefCntPtr<llvm::vfs::InMemoryFileSystem>
-makeFileSystem(const Source& source, std::optional<llvm::MemoryBufferRef> precompiled) {
+llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
+makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompiled) {
     auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
-    files->setCurrentWorkingDirectory("/");
-    files->addFile(source.name, 0, llvm::MemoryBuffer::getMemBufferCopy(source.text, source.name));
     files->addFile(librarySourceName, 0, llvm::MemoryBuffer::getMemBuffer(librarySource));
     for (const EmbeddedHeader& header : embeddedHeaders()) {
         const std::string path = std::string(libraryFolder) + "/" + std::string(header.name);
@@ -256,6 +253,16 @@ makeFileSystem(const Source& source, std::optional<llvm::MemoryBufferRef> precom
     }
     if (precompiled)
         files->addFileNoOwn(precompiledName, 0, *precompiled);
+    return files;
+}
+
+llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
+makeFileSystem(const Source& source, llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem> library) {
+    auto program = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
+    program->addFile(source.name, 0,
+                     llvm::MemoryBuffer::getMemBufferCopy(source.text, source.name));
+    auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::OverlayFileSystem>(std::move(library));
+    files->pushOverlay(std::move(program));
     return files;
 }
 

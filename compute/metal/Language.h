@@ -19,7 +19,7 @@ class DiagnosticsEngine;
 class Preprocessor;
 } // namespace clang
 namespace llvm::vfs {
-class InMemoryFileSystem;
+class FileSystem;
 } // namespace llvm::vfs
 
 namespace compute::metal {
@@ -41,10 +41,14 @@ struct Source {
 std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngine& diagnostics,
                                                           const Source& source, bool precompiled);
 
-/// The only files there are: the program, the embedded library headers, and the library in
-/// precompiled form if given, which must outlive the file system.
-llvm::IntrusiveRefCntPtr<llvm::vfs::InMemoryFileSystem>
-makeFileSystem(const Source& source, std::optional<llvm::MemoryBufferRef> precompiled);
+/// The files that all programs share: the embedded library headers, and the library in precompiled
+/// form if given, which must outlive them. To be made once, since it reads through all of them.
+llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
+makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompiled);
+
+/// The only files there are: the program and those of the library.
+llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
+makeFileSystem(const Source& source, llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem> library);
 
 /// Teaches the preprocessor the language's own words and the words of C++ that it refuses.
 void defineWords(clang::Preprocessor& preprocessor);
