@@ -16,6 +16,45 @@ void MainQueue::async(Task task) {
         m_wakeHandler();
 }
 
+MainQueue::~MainQueue() {
+    {
+        const std::lock_guard lock(m_delayedMutex);
+        m_closing = true;
+    }
+    m_delayedChanged.notify_one();
+    if (m_delayedThread.joinable())
+        m_delayedThread.join();
+}
+
+void MainQueue::asyncAfter(std::chrono::nanoseconds delay, Task task) {
+    {
+        const std::lock_guard lock(m_delayedMutex);
+        m_delayed.emplace(std::chrono::steady_clock::now() + delay, std::move(task));
+        if (!m_delayedThread.joinable())
+            m_delayedThread = std::thread([this] { passOnDueTasks(); });
+    }
+    m_delayedChanged.notify_one();
+}
+
+void MainQueue::passOnDueTasks() {
+    std::unique_lock lock(m_delayedMutex);
+    while (!m_closing) {
+        const auto next = m_delayed.begin();
+        if (next == m_delayed.end()) {
+            m_delayedChanged.wait(lock);
+        } else if (const Deadline due = next->first; due > std::chrono::steady_clock::now()) {
+            m_delayedChanged.wait_until(lock, due);
+        } else {
+            Task task = std::move(next->second);
+            m_delayed.erase(next);
+            // The wake handler must be free to queue something in turn.
+            lock.unlock();
+            async(std::move(task));
+            lock.lock();
+        }
+    }
+}
+
 void MainQueue::setWakeHandler(std::function<void()> handler) {
     m_wakeHandler = std::move(handler);
 }

@@ -3,7 +3,8 @@
 //
 // The queue of work for the main thread. Device callbacks, file events and the like post closures
 // from their own threads; whoever owns the main thread (the window's event loop or the command
-// line) runs them. Everything that the interface shows is written from here.
+// line) runs them. Everything that the interface shows is written from here. Tasks can also be
+// queued for later: a thread of the queue's own passes them on when they are due.
 #pragma once
 
 #include <chrono>
@@ -11,7 +12,9 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
+#include <thread>
 
 namespace platform {
 
@@ -20,11 +23,15 @@ public:
     using Task = std::function<void()>;
 
     MainQueue() = default;
+    ~MainQueue();
     MainQueue(const MainQueue&) = delete;
     MainQueue& operator=(const MainQueue&) = delete;
 
     /// Queues a task. Any thread.
     void async(Task task);
+
+    /// Queues a task once `delay` of real time has passed. Any thread.
+    void asyncAfter(std::chrono::nanoseconds delay, Task task);
 
     /// Called after each async() on the thread that called it, so that an event loop knows when to
     /// pump. Set it before the queue is shared between threads.
@@ -41,12 +48,23 @@ public:
     bool waitAndRun(std::chrono::milliseconds timeout);
 
 private:
+    using Deadline = std::chrono::steady_clock::time_point;
+
     bool runNext();
+    void passOnDueTasks();
 
     std::mutex m_mutex;
     std::condition_variable m_queued;
     std::deque<Task> m_tasks;
     std::function<void()> m_wakeHandler;
+
+    /// Tasks for later, the next one first, and the thread that waits for them once there has been
+    /// one.
+    std::mutex m_delayedMutex;
+    std::condition_variable m_delayedChanged;
+    std::multimap<Deadline, Task> m_delayed;
+    std::thread m_delayedThread;
+    bool m_closing = false;
 };
 
 } // namespace platform

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "SL42/audio/FFTValues.h"
-#include "SL42/audio/PCMBuffer.h"
+#include "platform/audio/PCMBuffer.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 #include "platform/Clock.h"
@@ -21,6 +21,8 @@
 #include <span>
 
 namespace starloom {
+
+using platform::PCMBuffer;
 
 /// What the device wrote to the audio memory, taken apart into one plane per channel.
 struct RenderedSong {

@@ -18,6 +18,8 @@
 #include "platform/MainQueue.h"
 #include "platform/Published.h"
 #include "platform/Semaphore.h"
+#include "platform/audio/AudioCapture.h"
+#include "platform/audio/AudioEngine.h"
 #include "preview/MTLPreview.h"
 
 #include <cstddef>
@@ -36,6 +38,8 @@ struct Surroundings {
     platform::MainQueue& mainQueue;
     const platform::Clock& clock;
     platform::Log& log;
+    platform::AudioEngine& audioEngine;
+    platform::AudioCapture& audioCapture;
     std::shared_ptr<gpu::Device> device;
     /// Makes the view that the console draws into.
     std::function<std::unique_ptr<MTLPreview>(const std::shared_ptr<gpu::Device>&)> makeView;

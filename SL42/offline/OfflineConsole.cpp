@@ -25,7 +25,8 @@ OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const std::s
         return view;
     };
     m_engine = std::make_unique<SL42>(
-        Surroundings{m_mainQueue, m_clock, m_log, std::move(device), makeView}, title, source,
+        Surroundings{m_mainQueue, m_clock, m_log, m_audioEngine, m_audioCapture, std::move(device),
+                     makeView}, title, source,
         false);
     drainMainQueue();
 }

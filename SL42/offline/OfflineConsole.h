@@ -9,6 +9,7 @@
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
+#include "platform/audio/SilentAudioEngine.h"
 #include "platform/base/Result.h"
 #include "platform/image/Image.h"
 #include "preview/OffscreenPreview.h"
@@ -52,6 +53,8 @@ private:
     platform::ManualClock m_clock;
     std::string m_diagnostics;
     platform::Log m_log;
+    platform::SilentAudioEngine m_audioEngine{m_clock};
+    platform::SilentAudioCapture m_audioCapture;
     OffscreenPreview* m_view = nullptr; // the engine's
     std::unique_ptr<SL42> m_engine;
 };

@@ -31,6 +31,8 @@ void ConsoleTest::start(std::string source, bool preview) {
     Surroundings surroundings{.mainQueue = mainQueue,
                               .clock = clock,
                               .log = log,
+                              .audioEngine = audioEngine,
+                              .audioCapture = audioCapture,
                               .device = device,
                               .makeView = [this](const auto&) {
                                   auto view = std::make_unique<FakeView>();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "SL42/engine/SL42.h"
+#include "platform/audio/SilentAudioEngine.h"
 #include "tests/SL42/FakeDevice.h"
 
 #include <gtest/gtest.h>
@@ -52,6 +53,8 @@ protected:
     platform::ManualClock clock;
     std::vector<std::string> lines;
     platform::Log log{[this](std::string_view line) { lines.emplace_back(line); }};
+    platform::SilentAudioEngine audioEngine{clock};
+    platform::SilentAudioCapture audioCapture;
     std::unique_ptr<SL42> engine;
 
 private:

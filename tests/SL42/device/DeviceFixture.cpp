@@ -69,6 +69,8 @@ void DeviceTest::start(const std::string& source) {
         Surroundings{.mainQueue = mainQueue,
                      .clock = clock,
                      .log = log,
+                     .audioEngine = audioEngine,
+                     .audioCapture = audioCapture,
                      .device = device,
                      .makeView =
                          [this](const auto& gpuDevice) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "SL42/audio/PCMBuffer.h"
+#include "platform/audio/PCMBuffer.h"
 
 #include <cassert>
 #include <cstddef>
 #include <new>
 #include <utility>
 
-namespace starloom {
+namespace platform {
 
 std::shared_ptr<PCMBuffer> PCMBuffer::create(std::uint32_t frameLength) {
     const std::size_t count = std::size_t{frameLength} * channelCount;
@@ -30,4 +30,4 @@ std::span<const float> PCMBuffer::channel(std::uint32_t index) const {
     return {m_samples.get() + std::size_t{index} * m_frameLength, m_frameLength};
 }
 
-} // namespace starloom
+} // namespace platform

@@ -8,7 +8,7 @@
 #include <memory>
 #include <span>
 
-namespace starloom {
+namespace platform {
 
 /// Does not change once it is shared, so that players may read it on any thread.
 class PCMBuffer {
@@ -30,4 +30,4 @@ private:
     std::uint32_t m_frameLength;
 };
 
-} // namespace starloom
+} // namespace platform

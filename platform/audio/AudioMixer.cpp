@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "platform/audio/AudioMixer.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <limits>
+#include <thread>
+#include <utility>
+
+namespace platform {
+namespace {
+
+constexpr float gainPerSample = 1.0F / AudioMixer::rampLength;
+
+/// Programs may compute anything; what is not a number must not silence the other songs.
+float finite(float sample) {
+    return std::abs(sample) <= std::numeric_limits<float>::max() ? sample : 0;
+}
+
+std::int64_t loopPosition(std::int64_t position, std::int64_t length) {
+    const std::int64_t remainder = position % length;
+    return remainder < 0 ? remainder + length : remainder;
+}
+
+} // namespace
+
+AudioMixer::AudioMixer(const Clock& clock) : m_clock(clock), m_origin(0) {
+    m_origin = clockTime();
+}
+
+// Nearest, so that a clock which counts frames gives the same samples on every machine.
+std::int64_t AudioMixer::clockTime() const {
+    return std::llround(m_clock.now().count() * sampleRate) - m_origin;
+}
+
+std::shared_ptr<AudioMixer::Voice> AudioMixer::begin(std::shared_ptr<const PCMBuffer> buffer,
+                                                     std::int64_t offset, float volume) {
+    assert(buffer->frameLength() > 0);
+    collectEnded();
+    const auto free = std::find(m_owned.begin(), m_owned.end(), nullptr);
+    if (free == m_owned.end())
+        return nullptr;
+    *free = std::make_shared<Voice>(std::move(buffer), offset, volume);
+    m_voices[static_cast<std::size_t>(free - m_owned.begin())] = free->get();
+    return *free;
+}
+
+void AudioMixer::end(const std::shared_ptr<Voice>& voice) {
+    voice->m_ending.store(true, std::memory_order_relaxed);
+    collectEnded();
+}
+
+// Without a device nobody fades an ending voice out, and nobody hears it either.
+void AudioMixer::collectEnded() {
+    const bool unheard = m_driver == Driver::Clock;
+    for (std::size_t slot = 0; slot < voiceCount; ++slot)
+        if (const Voice* voice = m_owned[slot].get())
+            if (voice->m_ended.load(std::memory_order_acquire) || (unheard && voice->m_ending))
+                remove(slot);
+}
+
+// A block that began before the exchange may still read the voice; one that begins later cannot.
+// Mixing a block takes microseconds, so the main thread waits for it.
+void AudioMixer::remove(std::size_t slot) {
+    m_voices[slot] = nullptr;
+    const std::uint64_t sequence = m_blockSequence;
+    while (sequence % 2 == 1 && m_blockSequence == sequence)
+        std::this_thread::yield();
+    m_owned[slot] = nullptr;
+}
+
+std::int64_t AudioMixer::position(Voice& voice) {
+    collectEnded();
+    const std::int64_t now = time();
+    std::int64_t beginning = voice.m_beginning;
+    if (beginning == Voice::notBegun && m_driver == Driver::Clock)
+        // When the callback was faster, `beginning` becomes what it has stored.
+        if (voice.m_beginning.compare_exchange_strong(beginning, now))
+            beginning = now;
+    const std::int64_t passed = beginning == Voice::notBegun ? 0 : now - beginning;
+    return voice.m_offset + std::max<std::int64_t>(passed, 0);
+}
+
+std::int64_t AudioMixer::time() {
+    std::int64_t now = clockTime();
+    if (m_driver == Driver::Device) {
+        const std::int64_t until = m_renderedUntil;
+        now = std::clamp(now, until - m_blockLength, until);
+    }
+    m_lastTime = std::max(m_lastTime, now);
+    return m_lastTime;
+}
+
+void AudioMixer::attachDevice() {
+    m_driver = Driver::DeviceExpected;
+}
+
+void AudioMixer::detachDevice() {
+    m_driver = Driver::Clock;
+}
+
+bool AudioMixer::claimTime() {
+    Driver driver = Driver::DeviceExpected;
+    if (m_driver.compare_exchange_strong(driver, Driver::Device)) {
+        m_renderedUntil = std::max<std::int64_t>(m_renderedUntil, clockTime());
+        return true;
+    }
+    return driver == Driver::Device;
+}
+
+void AudioMixer::render(std::span<float> interleaved) {
+    m_heartbeat.store(true, std::memory_order_relaxed);
+    std::fill(interleaved.begin(), interleaved.end(), 0.0F);
+    if (!claimTime())
+        return;
+    ++m_blockSequence;
+    const std::int64_t blockTime = m_renderedUntil;
+    const auto blockLength = static_cast<std::int64_t>(interleaved.size() / 2);
+    m_origin += clockTime() - blockTime;
+    for (const auto& slot : m_voices)
+        if (Voice* voice = slot; voice != nullptr && !voice->m_ended)
+            mix(*voice, blockTime, interleaved);
+    for (float& sample : interleaved)
+        sample = std::clamp(sample, -1.0F, 1.0F);
+    m_blockLength = blockLength;
+    m_renderedUntil = blockTime + blockLength;
+    ++m_blockSequence;
+}
+
+namespace {
+
+/// Adds samples to a block, at a gain that changes by `gainStep` from each to the next.
+void add(const float* left, const float* right, float* interleaved, std::size_t count, float gain,
+         float gainStep) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const float gainHere = gain + gainStep * static_cast<float>(i);
+        interleaved[2 * i] += gainHere * finite(left[i]);
+        interleaved[2 * i + 1] += gainHere * finite(right[i]);
+    }
+}
+
+} // namespace
+
+// The block falls into runs: at the end of the loop, and where the gain reaches the volume.
+void AudioMixer::mix(Voice& voice, std::int64_t blockTime, std::span<float> interleaved) {
+    std::int64_t beginning = Voice::notBegun;
+    if (voice.m_beginning.compare_exchange_strong(beginning, blockTime))
+        beginning = blockTime;
+    const bool ending = voice.m_ending.load(std::memory_order_relaxed);
+    const float target = ending ? 0 : voice.m_volume.load(std::memory_order_relaxed);
+    const std::int64_t length = voice.m_buffer->frameLength();
+    std::int64_t at = loopPosition(blockTime - beginning + voice.m_offset, length);
+    const auto left = voice.m_buffer->channel(0);
+    const auto right = voice.m_buffer->channel(1);
+
+    for (std::size_t done = 0, count = interleaved.size() / 2; done < count;) {
+        const float missing = target - voice.m_gain;
+        const auto ramp =
+            static_cast<std::size_t>(std::ceil(std::abs(missing) * AudioMixer::rampLength));
+        const std::size_t rest = std::min(count - done, static_cast<std::size_t>(length - at));
+        const std::size_t run = ramp > 0 ? std::min(rest, ramp) : rest;
+        const float step = ramp > 0 ? std::copysign(gainPerSample, missing) : 0;
+        const auto from = static_cast<std::size_t>(at);
+        add(&left[from], &right[from], &interleaved[2 * done], run, voice.m_gain, step);
+        voice.m_gain = run == ramp ? target : voice.m_gain + step * static_cast<float>(run);
+        done += run;
+        at = (at + static_cast<std::int64_t>(run)) % length;
+    }
+    if (ending && voice.m_gain == 0)
+        voice.m_ended.store(true, std::memory_order_release);
+}
+
+} // namespace platform
