@@ -6,6 +6,7 @@
 #pragma once
 
 #include "gpu/Device.h"
+#include "preview/DrawablePool.h"
 #include "preview/MTLPreview.h"
 
 #include <cstdint>
@@ -13,16 +14,12 @@
 
 namespace starloom {
 
-/// Refreshes only when told to. Textures of drawables are used again, so a steady stream of frames
-/// allocates nothing.
+/// Refreshes only when told to.
 class OffscreenPreview final : public MTLPreview {
 public:
     explicit OffscreenPreview(std::shared_ptr<gpu::Device> device);
-    ~OffscreenPreview() override;
 
-    /// Null when all textures are in use (there are as many as frames can be in flight) or the
-    /// device has no memory for another one.
-    std::shared_ptr<gpu::Drawable> currentDrawable() override;
+    std::shared_ptr<gpu::Drawable> currentDrawable() override { return m_pool->nextDrawable(); }
     void setNeedsDisplay() override { m_needsDisplay = true; }
 
     /// Whether setNeedsDisplay() was called since the last refresh.
@@ -33,15 +30,12 @@ public:
     /// Blocks until every drawable handed out has been shown or dropped, and returns the picture
     /// shown last: RGBA16Float, to be read with getBytes() before the next refresh. Null when
     /// nothing was shown yet. Main thread, not from a task of the device.
-    std::shared_ptr<gpu::Texture> waitForPicture();
+    std::shared_ptr<gpu::Texture> waitForPicture() { return m_pool->waitForShown(); }
     /// Number of drawables shown so far. A frame that fails adds nothing.
-    std::uint64_t pictureCount() const;
+    std::uint64_t pictureCount() const { return m_pool->shownCount(); }
 
 private:
-    class Pool;
-    class OffscreenDrawable;
-
-    std::shared_ptr<Pool> m_pool;
+    std::shared_ptr<DrawablePool> m_pool;
     bool m_needsDisplay = false;
 };
 

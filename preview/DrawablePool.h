@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The textures behind a view's drawables, used again and again, so that a steady stream of frames
+// allocates nothing.
+#pragma once
+
+#include "gpu/CommandBuffer.h"
+#include "gpu/Device.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace starloom {
+
+/// Drawables come back from the device's callback thread and may outlive the view, hence the lock
+/// and the shared ownership. Any thread.
+class DrawablePool : public std::enable_shared_from_this<DrawablePool> {
+public:
+    using TexturePtr = std::shared_ptr<gpu::Texture>;
+    /// Runs on the device's callback thread after a drawable was shown.
+    using PresentHandler = std::function<void()>;
+
+    explicit DrawablePool(std::shared_ptr<gpu::Device> device, PresentHandler presented = {});
+
+    /// A drawable that comes back by itself, shown or not. Null when all textures are in use (there
+    /// are as many as frames can be in flight) or the device has no memory for another one.
+    std::shared_ptr<gpu::Drawable> nextDrawable();
+
+    /// Takes the picture shown last out of the pool, to be handed to giveBack(). Null when there is
+    /// none that was not taken before.
+    TexturePtr takeShown();
+    void giveBack(TexturePtr texture);
+
+    /// Blocks until every drawable handed out has been shown or dropped, and returns the picture
+    /// shown last, which stays in the pool.
+    TexturePtr waitForShown();
+    /// Number of drawables shown so far. A frame that fails adds nothing.
+    std::uint64_t shownCount() const;
+    /// No drawable shown from now on runs the handler, and none runs it still.
+    void removePresentHandler();
+
+private:
+    class PooledDrawable;
+    // Three frames in flight, one on its way to the screen, one shown.
+    static constexpr std::size_t maxTextures = 5;
+
+    TexturePtr take();
+    TexturePtr makeTexture();
+    void show(TexturePtr texture);
+    void drop(TexturePtr texture);
+    void settle();
+
+    std::shared_ptr<gpu::Device> m_device;
+    std::mutex m_handlerMutex;
+    PresentHandler m_presented;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_settled;
+    std::vector<TexturePtr> m_free;
+    TexturePtr m_shown;
+    std::size_t m_count = 0;
+    std::size_t m_pending = 0;
+    std::uint64_t m_shownCount = 0;
+};
+
+} // namespace starloom

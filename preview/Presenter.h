@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Brings finished drawables into the form that a screen shows, on a thread of its own, so that
+// neither the interface nor the device waits for it.
+#pragma once
+
+#include "preview/DrawablePool.h"
+#include "preview/PictureScaler.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace starloom {
+
+/// Rows of 0xffRRGGBB without padding.
+struct ScreenPicture {
+    PictureScaler::Size size;
+    std::vector<std::uint32_t> pixels;
+};
+
+/// Always works on the newest drawable; those that were overtaken are left out.
+class Presenter {
+public:
+    /// Runs on the presenter's thread. The picture does not change as long as it is held.
+    using Deliver = std::function<void(std::shared_ptr<const ScreenPicture>)>;
+
+    Presenter(std::shared_ptr<gpu::Device> device, Deliver deliver);
+    /// No picture is delivered after this.
+    ~Presenter();
+    Presenter(const Presenter&) = delete;
+    Presenter& operator=(const Presenter&) = delete;
+
+    DrawablePool& pool() { return *m_pool; }
+    /// The size that pictures should have from now on. Main thread.
+    void setTargetSize(PictureScaler::Size size);
+
+private:
+    void wake();
+    void run();
+    /// Where to scale to when there is work; none when it is time to go.
+    std::optional<PictureScaler::Size> waitForWork();
+    bool convertShown();
+    std::shared_ptr<ScreenPicture> unusedPicture(PictureScaler::Size size);
+
+    const Deliver m_deliver;
+    std::shared_ptr<DrawablePool> m_pool;
+    std::vector<std::uint16_t> m_halves;
+    std::vector<std::uint32_t> m_converted;
+    std::optional<PictureScaler> m_scaler;
+    std::vector<std::shared_ptr<ScreenPicture>> m_pictures;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_work = false;
+    bool m_done = false;
+    PictureScaler::Size m_target;
+    std::thread m_thread; // last: it uses all the others
+};
+
+} // namespace starloom
