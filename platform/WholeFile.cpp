@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "platform/WholeFile.h"
 
+#include "platform/AsideFile.h"
 #include "platform/base/FileDescriptor.h"
 
 #include <fcntl.h>
@@ -10,7 +11,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
@@ -20,6 +20,30 @@ namespace {
 Error failure(const char* verb, const std::string& path) {
     return Error{std::string("cannot ") + verb + " " + path + ": " + std::strerror(errno)};
 }
+
+Result<void> writeDirectly(const std::string& path, std::span<const std::byte> bytes) {
+    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!file || !writeAll(file.get(), bytes))
+        return failure("write", path);
+    return {};
+}
+
+Result<void> writeAside(const std::string& path, std::span<const std::byte> bytes) {
+    AsideFile file = SL42_TRY(AsideFile::create(path));
+    if (!writeAll(file.descriptor(), bytes))
+        return failure("write", path);
+    return file.commit();
+}
+
+/// So that a new name in the folder outlives a power failure. Some file systems cannot; then it
+/// takes them a few seconds.
+void syncFolder(const std::filesystem::path& folder) {
+    const FileDescriptor directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory)
+        static_cast<void>(::fsync(directory.get()));
+}
+
+} // namespace
 
 bool writeAll(int descriptor, std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
@@ -31,28 +55,6 @@ bool writeAll(int descriptor, std::span<const std::byte> bytes) {
     }
     return true;
 }
-
-Result<void> writeDirectly(const std::string& path, std::span<const std::byte> bytes) {
-    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
-    if (!file || !writeAll(file.get(), bytes))
-        return failure("write", path);
-    return {};
-}
-
-Result<void> writeAside(const std::string& path, std::span<const std::byte> bytes) {
-    const std::string aside = path + "." + std::to_string(::getpid()) + ".partial";
-    FileDescriptor file(::open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (!file)
-        return failure("write", path);
-    const bool written = writeAll(file.get(), bytes) && ::close(file.release()) == 0;
-    if (written && ::rename(aside.c_str(), path.c_str()) == 0)
-        return {};
-    Error error = failure("write", path);
-    ::unlink(aside.c_str());
-    return error;
-}
-
-} // namespace
 
 Result<Bytes> readWholeFile(const std::string& path) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -75,9 +77,24 @@ Result<void> writeWholeFile(const std::string& path, std::span<const std::byte> 
     struct stat existing{};
     if (::stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode))
         return writeDirectly(path, bytes);
-    std::error_code unresolved;
-    const auto target = std::filesystem::weakly_canonical(path, unresolved);
-    return writeAside(unresolved ? path : target.string(), bytes);
+    return writeAside(path, bytes);
+}
+
+Result<void> saveWholeFile(const std::string& path, std::span<const std::byte> bytes) {
+    struct stat existing{};
+    const bool replaces = ::stat(path.c_str(), &existing) == 0;
+    // Renaming asks the folder for permission, not the file that it replaces.
+    if (replaces && ::access(path.c_str(), W_OK) != 0)
+        return failure("write", path);
+    AsideFile file = SL42_TRY(AsideFile::create(path));
+    if (replaces && ::fchmod(file.descriptor(), existing.st_mode & 07777) != 0)
+        return failure("write", path);
+    if (!writeAll(file.descriptor(), bytes) || ::fsync(file.descriptor()) != 0)
+        return failure("write", path);
+    const auto folder = std::filesystem::path(file.path()).parent_path();
+    SL42_TRY_VOID(file.commit());
+    syncFolder(folder);
+    return {};
 }
 
 } // namespace platform

@@ -53,6 +53,7 @@ EXTERNAL = [
     (r"Q[A-Z]", ["app"]),
     (r"CLI/", ["cli"]),
     (r"(png\.h|OpenEXR/|Imf)", ["platform/image"]),
+    (r"lib(av|sw)\w+/", ["platform/media", "tests/platform/media"]),
     (r"(ft2build\.h|freetype/|fontconfig/)", ["platform/glyphs"]),
     (r"(sys/(mman|socket|syscall|prctl|resource|inotify|wait)|unistd|fcntl|poll|signal|spawn)\.h",
      ["platform", "compute", "gpu/host", "tests"]),

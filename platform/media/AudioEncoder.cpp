@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "platform/media/AudioEncoder.h"
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+}
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <utility>
+
+namespace platform {
+namespace {
+
+constexpr int sampleRate = 48000;
+constexpr int stereo = 2;
+constexpr std::int64_t aacBitRate = 256'000;
+constexpr float aacLimit = 8; // 18 dB above full scale
+/// Of formats that do not ask for a length of their own.
+constexpr int anyBlockLength = 4096;
+
+Result<FFmpegPtr<AVCodecContext>> openEncoder(const Muxer& muxer, AudioCodec codec) {
+    const bool aac = codec == AudioCodec::AAC;
+    const AVCodec* encoder = avcodec_find_encoder(aac ? AV_CODEC_ID_AAC : AV_CODEC_ID_PCM_F32LE);
+    if (!encoder)
+        return Error{"there is no encoder for sound"};
+    FFmpegPtr<AVCodecContext> context(avcodec_alloc_context3(encoder));
+    if (!context)
+        return ffmpegError("cannot encode sound", AVERROR(ENOMEM));
+    context->sample_rate = sampleRate;
+    context->time_base = {1, sampleRate};
+    av_channel_layout_default(&context->ch_layout, stereo);
+    context->sample_fmt = aac ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
+    context->bit_rate = aac ? aacBitRate : 0;
+    if (muxer.wantsGlobalHeader())
+        context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if (const int code = avcodec_open2(context.get(), encoder, nullptr); code < 0)
+        return ffmpegError("cannot encode sound", code);
+    return context;
+}
+
+Result<FFmpegPtr<AVFrame>> makeFrame(const AVCodecContext& context) {
+    FFmpegPtr<AVFrame> frame(av_frame_alloc());
+    int code = AVERROR(ENOMEM);
+    if (frame) {
+        frame->format = context.sample_fmt;
+        frame->sample_rate = context.sample_rate;
+        frame->nb_samples = context.frame_size > 0 ? context.frame_size : anyBlockLength;
+        av_channel_layout_default(&frame->ch_layout, stereo);
+        code = av_frame_get_buffer(frame.get(), 0);
+    }
+    if (code < 0)
+        return ffmpegError("cannot encode sound", code);
+    return frame;
+}
+
+float codable(float sample) {
+    return std::isnan(sample) ? 0.0F : std::clamp(sample, -aacLimit, aacLimit);
+}
+
+} // namespace
+
+Result<AudioEncoder> AudioEncoder::create(Muxer& muxer, AudioCodec codec) {
+    auto context = SL42_TRY(openEncoder(muxer, codec));
+    auto frame = SL42_TRY(makeFrame(*context));
+    const int track = SL42_TRY(muxer.addTrack(*context));
+    return AudioEncoder(std::move(context), std::move(frame), track);
+}
+
+AudioEncoder::AudioEncoder(FFmpegPtr<AVCodecContext> context, FFmpegPtr<AVFrame> frame, int track)
+    : m_context(std::move(context)), m_frame(std::move(frame)), m_track(track) {}
+
+std::size_t AudioEncoder::blockLength() const {
+    return static_cast<std::size_t>(m_context->frame_size > 0 ? m_context->frame_size
+                                                              : anyBlockLength);
+}
+
+void AudioEncoder::fillFrame(std::size_t channel, std::size_t at, std::span<const float> samples) {
+    if (m_context->sample_fmt == AV_SAMPLE_FMT_FLTP) {
+        auto* plane = reinterpret_cast<float*>(m_frame->extended_data[channel]);
+        std::transform(samples.begin(), samples.end(), plane + at, codable);
+    } else {
+        auto* interleaved = reinterpret_cast<float*>(m_frame->extended_data[0]);
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            interleaved[(at + i) * channelCount + channel] = samples[i];
+    }
+}
+
+Result<void> AudioEncoder::write(Muxer& muxer, std::span<const float> left,
+                                 std::span<const float> right) {
+    assert(left.size() == right.size());
+    while (!left.empty()) {
+        if (m_filled == 0) { // the encoder may still hold on to what it was given
+            m_frame->nb_samples = static_cast<int>(blockLength());
+            if (const int code = av_frame_make_writable(m_frame.get()); code < 0)
+                return ffmpegError("cannot encode sound", code);
+        }
+        const std::size_t count = std::min(blockLength() - m_filled, left.size());
+        fillFrame(0, m_filled, left.first(count));
+        fillFrame(1, m_filled, right.first(count));
+        left = left.subspan(count);
+        right = right.subspan(count);
+        m_filled += count;
+        if (m_filled == blockLength())
+            SL42_TRY_VOID(encodeFrame(muxer));
+    }
+    return {};
+}
+
+Result<void> AudioEncoder::encodeFrame(Muxer& muxer) {
+    m_frame->nb_samples = static_cast<int>(m_filled);
+    m_frame->pts = m_position;
+    m_position += m_frame->nb_samples;
+    m_filled = 0;
+    return muxer.encode(*m_context, m_frame.get(), m_track);
+}
+
+Result<void> AudioEncoder::finish(Muxer& muxer) {
+    if (m_filled > 0)
+        SL42_TRY_VOID(encodeFrame(muxer));
+    return muxer.encode(*m_context, nullptr, m_track);
+}
+
+} // namespace platform

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// One sound track: 48000 Hz, stereo, from blocks of any length.
+#pragma once
+
+#include "platform/media/Muxer.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace platform {
+
+/// AAC is the low-complexity profile at 256 kbit/s. Values that it cannot code are written as
+/// silence (not a number) or at its limit (beyond 18 dB above full scale). Floats keep every bit.
+enum class AudioCodec { AAC, Float32 };
+
+/// Movable.
+class AudioEncoder {
+public:
+    /// Adds its track to the muxer, whose header is not written yet.
+    static Result<AudioEncoder> create(Muxer& muxer, AudioCodec codec);
+
+    /// Both channels have the same length.
+    Result<void> write(Muxer& muxer, std::span<const float> left, std::span<const float> right);
+    /// The end of the track.
+    Result<void> finish(Muxer& muxer);
+
+private:
+    static constexpr std::size_t channelCount = 2;
+
+    AudioEncoder(FFmpegPtr<AVCodecContext> context, FFmpegPtr<AVFrame> frame, int track);
+    std::size_t blockLength() const;
+    void fillFrame(std::size_t channel, std::size_t at, std::span<const float> samples);
+    Result<void> encodeFrame(Muxer& muxer);
+
+    FFmpegPtr<AVCodecContext> m_context;
+    FFmpegPtr<AVFrame> m_frame; ///< holds m_filled samples
+    int m_track;
+    std::size_t m_filled = 0;
+    std::int64_t m_position = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What a movie file is made of.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+/// Frames per second as a fraction, so that frame times are exact.
+struct FrameRate {
+    std::uint32_t numerator = 60;
+    std::uint32_t denominator = 1;
+
+    /// The closest fraction that movie files can hold. `framesPerSecond` lies between 1 and 1000.
+    static FrameRate nearest(double framesPerSecond);
+
+    /// When a frame begins, in seconds.
+    double timeOf(std::uint64_t frame) const {
+        return static_cast<double>(frame * denominator) / numerator;
+    }
+    /// The same in samples of sound, rounded down.
+    std::uint64_t sampleOf(std::uint64_t frame, std::uint32_t sampleRate) const {
+        return frame * denominator * sampleRate / numerator;
+    }
+};
+
+/// MPEG-4 Part 2 is for machines whose libraries come without an encoder for H.264.
+enum class VideoCodec { H264, MPEG4 };
+
+/// H.264 where there is an encoder for it.
+VideoCodec bestVideoCodec();
+
+struct MovieFormat {
+    /// Pixels; even numbers from 64 to 8190.
+    std::uint32_t width = 960;
+    std::uint32_t height = 540;
+    FrameRate frameRate{};
+    bool hasSound = false;
+    VideoCodec codec = bestVideoCodec();
+};
+
+} // namespace platform

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Movie files: MPEG-4 with a video track of constant frame rate and, if wanted, an AAC sound track.
+#pragma once
+
+#include "platform/base/Result.h"
+#include "platform/media/MovieFormat.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace platform {
+
+/// Movable. Every error is one line with the path or the reason. A writer that is dropped before
+/// finish() leaves nothing, and what stood under the name stands there still.
+class MovieWriter {
+public:
+    static Result<MovieWriter> create(const std::string& path, const MovieFormat& format);
+    MovieWriter(MovieWriter&&) noexcept;
+    MovieWriter& operator=(MovieWriter&&) = delete;
+    ~MovieWriter();
+
+    /// The next frame: rows from the top, width x height pixels 0xffRRGGBB in sRGB.
+    Result<void> writeFrame(std::span<const std::uint32_t> pixels);
+    /// The next samples, 48000 a second, as many to the left channel as to the right. Keep sound
+    /// and frames about level: what is ahead waits in memory.
+    Result<void> writeSound(std::span<const float> left, std::span<const float> right);
+    /// Completes the file under its name. Nothing may be written after it.
+    Result<void> finish();
+
+private:
+    struct Tracks;
+    explicit MovieWriter(std::unique_ptr<Tracks> tracks);
+
+    std::unique_ptr<Tracks> m_tracks;
+};
+
+} // namespace platform

@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Sound and movie files, by what a player makes of them.
+#include "platform/media/AudioFileWriter.h"
+#include "platform/media/MovieWriter.h"
+#include "tests/platform/media/MediaReader.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <numbers>
+
+namespace platform::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using Samples = std::vector<float>;
+
+class MediaFileTest : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "starloom-media-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(name.data()), nullptr);
+        m_folder = name;
+    }
+    void TearDown() override { fs::remove_all(m_folder); }
+
+    std::string path(const std::string& name) const { return (m_folder / name).string(); }
+    std::size_t fileCount() const {
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(m_folder), fs::directory_iterator()));
+    }
+
+private:
+    fs::path m_folder;
+};
+
+Samples sine(double frequency, double level, std::size_t count) {
+    Samples samples(count);
+    for (std::size_t i = 0; i < count; ++i)
+        samples[i] = static_cast<float>(
+            level * std::sin(2 * std::numbers::pi * frequency * static_cast<double>(i) / 48000));
+    return samples;
+}
+
+/// Amplitude of one frequency, by correlation with it.
+double levelAt(double frequency, std::span<const float> samples) {
+    double cosine = 0;
+    double sineSum = 0;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double angle = 2 * std::numbers::pi * frequency * static_cast<double>(i) / 48000;
+        cosine += samples[i] * std::cos(angle);
+        sineSum += samples[i] * std::sin(angle);
+    }
+    return 2 * std::hypot(cosine, sineSum) / static_cast<double>(samples.size());
+}
+
+/// The first sample that is loud, which shows how far the sound has moved.
+std::ptrdiff_t onset(const Samples& samples) {
+    return std::find_if(samples.begin(), samples.end(),
+                        [](float s) { return std::abs(s) > 0.3F; }) -
+           samples.begin();
+}
+
+Result<void> writeSound(const std::string& path, AudioFileFormat format, const Samples& left,
+                        const Samples& right, std::size_t blockLength) {
+    AudioFileWriter writer = SL42_TRY(AudioFileWriter::create(path, format));
+    for (std::size_t at = 0; at < left.size(); at += blockLength) {
+        const std::size_t count = std::min(blockLength, left.size() - at);
+        SL42_TRY_VOID(
+            writer.write(std::span(left).subspan(at, count), std::span(right).subspan(at, count)));
+    }
+    return writer.finish();
+}
+
+TEST_F(MediaFileTest, AacHasLengthPlaceLevelAndSpectrum) {
+    // A whole number of the encoder's blocks, one sample beside it, shorter than one, and a song.
+    for (const std::size_t length : {10240U, 10241U, 700U, 192'000U}) {
+        SCOPED_TRACE(length);
+        Samples left = sine(440, 0.5, length);
+        Samples right = sine(3000, 0.25, length);
+        const auto written = writeSound(path("a.m4a"), AudioFileFormat::AAC, left, right, 777);
+        ASSERT_TRUE(written) << written.error().message;
+        const auto sound = readSound(path("a.m4a"));
+        ASSERT_TRUE(sound) << sound.error().message;
+        EXPECT_EQ(sound->codec, "aac");
+        EXPECT_EQ(sound->sampleRate, 48000);
+        EXPECT_EQ(sound->channelCount, 2);
+        EXPECT_EQ(sound->duration, static_cast<std::int64_t>(length));
+        EXPECT_EQ(sound->channels[0].size(), length);
+        if (length < 10'000)
+            continue;
+        EXPECT_NEAR(levelAt(440, sound->channels[0]), 0.5, 0.02);
+        EXPECT_NEAR(levelAt(3000, sound->channels[1]), 0.25, 0.02);
+        EXPECT_LT(levelAt(3000, sound->channels[0]), 0.005);
+        EXPECT_LT(levelAt(440, sound->channels[1]), 0.005);
+        // The priming is cut off: the phase is that of the original to a few samples.
+        EXPECT_NEAR(static_cast<double>(onset(sound->channels[0])),
+                    static_cast<double>(onset(left)), 3);
+    }
+    EXPECT_NEAR(static_cast<double>(readSound(path("a.m4a"))->bitRate), 256e3, 100e3);
+    EXPECT_EQ(fileCount(), 1U);
+}
+
+TEST_F(MediaFileTest, WavHoldsEveryBit) {
+    Samples left = sine(440, 5, 10'001);
+    Samples right(left.size(), -0.125F);
+    right[7] = std::numeric_limits<float>::infinity();
+    right[8] = 1e-42F;
+    const auto written = writeSound(path("a.wav"), AudioFileFormat::WAV, left, right, 10'001);
+    ASSERT_TRUE(written) << written.error().message;
+    const auto sound = readSound(path("a.wav"));
+    ASSERT_TRUE(sound) << sound.error().message;
+    EXPECT_EQ(sound->codec, "pcm_f32le");
+    EXPECT_EQ(sound->channels[0], left);
+    EXPECT_EQ(sound->channels[1], right);
+}
+
+TEST_F(MediaFileTest, AacSurvivesWhatItCannotCode) {
+    Samples wild = sine(440, 0.5, 48'000);
+    wild[100] = std::numeric_limits<float>::quiet_NaN();
+    wild[200] = std::numeric_limits<float>::infinity();
+    wild[300] = -1e30F;
+    const auto written = writeSound(path("a.m4a"), AudioFileFormat::AAC, wild, wild, 48'000);
+    ASSERT_TRUE(written) << written.error().message;
+    const Samples after = readSound(path("a.m4a"))->channels[0];
+    EXPECT_NEAR(levelAt(440, std::span(after).subspan(24'000)), 0.5, 0.02);
+}
+
+TEST_F(MediaFileTest, NothingIsLeftOfAFileThatWasNotFinished) {
+    for (const AudioFileFormat format : {AudioFileFormat::AAC, AudioFileFormat::WAV}) {
+        auto writer = AudioFileWriter::create(path("half"), format);
+        ASSERT_TRUE(writer) << writer.error().message;
+        const Samples samples = sine(440, 0.5, 5000);
+        ASSERT_TRUE(writer->write(samples, samples));
+        EXPECT_FALSE(fs::exists(path("half")));
+    }
+    EXPECT_EQ(fileCount(), 0U);
+}
+
+TEST_F(MediaFileTest, SaysInOneLineWhereItCannotWrite) {
+    const auto inNoFolder = AudioFileWriter::create(path("none/a.m4a"), AudioFileFormat::AAC);
+    ASSERT_FALSE(inNoFolder);
+    EXPECT_EQ(inNoFolder.error().message,
+              "cannot write " + path("none/a.m4a") + ": No such file or directory");
+    const auto device = MovieWriter::create("/dev/null", {});
+    ASSERT_FALSE(device);
+    EXPECT_EQ(device.error().message, "cannot write /dev/null: Not a regular file");
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+// The disk is full: the error comes back, and the old file stays.
+TEST_F(MediaFileTest, KeepsTheOldFileWhenWritingFails) {
+    const Samples old = sine(440, 0.5, 3000);
+    ASSERT_TRUE(writeSound(path("a.wav"), AudioFileFormat::WAV, old, old, 3000));
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{.rlim_cur = 100'000, .rlim_max = before.rlim_max};
+    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    const Samples large = sine(220, 0.5, 480'000);
+    const auto written = writeSound(path("a.wav"), AudioFileFormat::WAV, large, large, 1000);
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, oldHandler);
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error().message, "cannot write " + path("a.wav") + ": File too large");
+    EXPECT_EQ(readSound(path("a.wav"))->channels[0], old);
+    EXPECT_EQ(fileCount(), 1U);
+}
+
+/// A grey whose lightness counts the frames, with a block of each primary.
+std::vector<std::uint32_t> countedPicture(const MovieFormat& format, std::uint32_t frame) {
+    const std::uint32_t grey = 40 + 4 * frame;
+    std::vector<std::uint32_t> pixels(std::size_t{format.width} * format.height,
+                                      0xff000000U | grey << 16 | grey << 8 | grey);
+    const std::uint32_t blocks[] = {0xffff0000U, 0xff00ff00U, 0xff0000ffU, 0xffffffffU};
+    for (std::uint32_t y = 0; y < 16; ++y)
+        for (std::uint32_t x = 0; x < 64; ++x)
+            pixels[std::size_t{y} * format.width + x] = blocks[x / 16];
+    return pixels;
+}
+
+int channelDistance(std::uint32_t a, std::uint32_t b) {
+    int largest = 0;
+    for (const int shift : {0, 8, 16})
+        largest = std::max(largest, std::abs(static_cast<int>(a >> shift & 255) -
+                                             static_cast<int>(b >> shift & 255)));
+    return largest;
+}
+
+struct MovieCase {
+    const char* name;
+    VideoCodec codec;
+    const char* codecName;
+    double framesPerSecond;
+    bool hasSound;
+};
+
+class MovieTest : public MediaFileTest, public testing::WithParamInterface<MovieCase> {};
+
+TEST_P(MovieTest, HasEveryFrameAtItsTime) {
+    constexpr std::uint32_t frameCount = 50;
+    MovieFormat format{.width = 320, .height = 180};
+    format.frameRate = FrameRate::nearest(GetParam().framesPerSecond);
+    format.hasSound = GetParam().hasSound;
+    format.codec = GetParam().codec;
+    const std::uint64_t sampleCount = format.frameRate.sampleOf(frameCount, 48000);
+    const Samples tone = sine(1000, 0.5, sampleCount);
+    {
+        auto writer = MovieWriter::create(path("a.mp4"), format);
+        ASSERT_TRUE(writer) << writer.error().message;
+        std::size_t heard = 0;
+        for (std::uint32_t frame = 0; frame < frameCount; ++frame) {
+            ASSERT_TRUE(writer->writeFrame(countedPicture(format, frame)));
+            const std::size_t until = format.frameRate.sampleOf(frame + 1, 48000);
+            const auto block = std::span(tone).subspan(heard, until - heard);
+            if (format.hasSound)
+                ASSERT_TRUE(writer->writeSound(block, block));
+            heard = until;
+        }
+        const auto finished = writer->finish();
+        ASSERT_TRUE(finished) << finished.error().message;
+    }
+
+    const auto video = readVideo(path("a.mp4"));
+    ASSERT_TRUE(video) << video.error().message;
+    EXPECT_EQ(video->codec, GetParam().codecName);
+    EXPECT_EQ(video->width, 320U);
+    EXPECT_EQ(video->height, 180U);
+    EXPECT_EQ(video->colours, "bt709/bt709/bt709/tv");
+    EXPECT_NEAR(video->duration, format.frameRate.timeOf(frameCount), 1e-4);
+    ASSERT_EQ(video->frames.size(), frameCount);
+    for (std::uint32_t frame = 0; frame < frameCount; ++frame) {
+        SCOPED_TRACE(frame);
+        const auto& decoded = video->frames[frame];
+        EXPECT_NEAR(decoded.time, format.frameRate.timeOf(frame), 1e-4);
+        const auto drawn = countedPicture(format, frame);
+        EXPECT_LE(channelDistance(decoded.pixels[100 * 320 + 160], drawn[100 * 320 + 160]), 2);
+        for (const std::size_t middle : {8U, 24U, 40U, 56U})
+            EXPECT_LE(channelDistance(decoded.pixels[8 * 320 + middle], drawn[8 * 320 + middle]),
+                      9);
+    }
+
+    const auto sound = readSound(path("a.mp4"));
+    ASSERT_EQ(sound.hasValue(), format.hasSound);
+    if (sound) {
+        EXPECT_EQ(sound->duration, static_cast<std::int64_t>(sampleCount));
+        EXPECT_EQ(sound->channels[0].size(), sampleCount);
+        EXPECT_NEAR(levelAt(1000, sound->channels[0]), 0.5, 0.02);
+    }
+    EXPECT_EQ(fileCount(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Movies, MovieTest,
+    testing::Values(MovieCase{"h264", VideoCodec::H264, "h264", 60, true},
+                    MovieCase{"mpeg4", VideoCodec::MPEG4, "mpeg4", 25, true},
+                    MovieCase{"silent", VideoCodec::H264, "h264", 30, false},
+                    MovieCase{"broadcast", VideoCodec::H264, "h264", 30000.0 / 1001, true},
+                    MovieCase{"oddRateInMpeg4", VideoCodec::MPEG4, "mpeg4", 23.976, false}),
+    [](const auto& row) { return row.param.name; });
+
+} // namespace
+} // namespace platform::tests
