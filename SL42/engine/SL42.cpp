@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/engine/SL42.h"
 
+#include "LiveCoding/LiveCodingFile.h"
+#include "SL42/document/Journal.h"
 #include "platform/TextFile.h"
 #include "platform/base/Fatal.h"
 
@@ -44,6 +46,7 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
     m_view->setDelegate(this);
     if (!m_preview) {
         compile();
+        pack();
         reset();
     }
 }
@@ -68,9 +71,14 @@ void SL42::setSource(std::string source) {
     m_source = std::move(source);
     if (m_preview)
         return;
+    if (Journal* journal = m_surroundings.journal)
+        if (auto recorded = journal->record(m_title, m_source); !recorded)
+            m_surroundings.log.line("The journal is not kept: " + recorded.error().message);
     runOnMainQueue(
         [size = platform::characterCount(m_source)](SL42& engine) { engine.m_size.set(size); });
     compile();
+    surveySizes();
+    pack();
 }
 
 void SL42::setMouseValues(const MouseValues& values) {

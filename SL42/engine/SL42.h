@@ -18,19 +18,24 @@
 #include "platform/MainQueue.h"
 #include "platform/Published.h"
 #include "platform/Semaphore.h"
+#include "platform/WholeFile.h"
 #include "platform/audio/AudioCapture.h"
 #include "platform/audio/AudioEngine.h"
 #include "preview/MTLPreview.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace starloom {
 
+class Journal;
+class LiveCodingFile;
 struct PreprocessedSource;
 
 /// What the console runs in. All of it must outlive the console.
@@ -43,7 +48,12 @@ struct Surroundings {
     std::shared_ptr<gpu::Device> device;
     /// Makes the view that the console draws into.
     std::function<std::unique_ptr<MTLPreview>(const std::shared_ptr<gpu::Device>&)> makeView;
+    /// Where changes of the source are kept until the normal end; none if they need not be.
+    Journal* journal = nullptr;
 };
+
+/// Asks the user where to save, proposing a file name. None when the user thinks better of it.
+using SavePanel = std::function<std::optional<std::filesystem::path>(const std::string& name)>;
 
 /// Main thread. Compiling and rendering the song block it; drawing waits when three frames are in
 /// flight, and goes on serving the main queue meanwhile. Values that the interface shows are
@@ -71,7 +81,8 @@ public:
 
     const std::string& title() const { return m_title; }
     const std::string& source() const { return m_source; }
-    /// Compiles the new text at once; its log is published through the main queue.
+    /// Compiles the new text at once; its log is published through the main queue. Then measures
+    /// how small it gets: with every algorithm on the log, and packed.
     void setSource(std::string source);
     bool hasCPU() const { return m_hasCPU; }
     bool hasVideo() const { return m_hasVideo; }
@@ -81,6 +92,30 @@ public:
     platform::Published<bool> playing{true};
     /// Code points of the source.
     const platform::Published<std::size_t>& size() const { return m_size; }
+    /// The packed form of the source: minified, then compressed. Empty in a preview.
+    const platform::Bytes& compressed() const { return m_compressed; }
+    /// Its length in bytes.
+    const platform::Published<std::size_t>& packedSize() const { return m_packedSize; }
+    /// Makes the packed form anew.
+    void pack();
+    /// Asks for a file and writes the packed form there. Says on the log where, or what went wrong.
+    void savePacked(const SavePanel& panel);
+    /// Writes the packed form to a file whose name gets the ending that goes with the type.
+    void writeFile(const std::string& filename, const std::filesystem::path& directory,
+                   std::string_view type);
+
+    /// Writes the source to a new file, opens it in the user's editor ($SL42_EDITOR, else the
+    /// desktop's choice) and follows what is saved there. After an error all is as before.
+    platform::Result<void> openEditor();
+    /// Follows what is saved in a file that the source was read from, instead of any other file.
+    platform::Result<void> followFile(const std::filesystem::path& path);
+    /// The file that is followed, if any.
+    const LiveCodingFile* liveCodeFile() const { return m_liveCodeFile.get(); }
+    /// The text as last read from that file; the source is the same without white space around it.
+    const std::string& rawSrc() const { return m_rawSrc; }
+    /// Whether editors that write in place count, too, for this file and later ones.
+    void setReloadOnEveryWrite(bool reload);
+
     /// The log of the last compilation, also when nothing failed.
     const platform::Published<std::string>& error() const { return m_error; }
     /// Whether that log speaks of a failure.
@@ -131,11 +166,18 @@ private:
     void setMusic(const AudioSpec& music);
     void publishLog(std::string log);
 
+    // Packing (SL42/document/Pack.cpp) and live editing (SL42/document/LiveSource.cpp).
+    void surveySizes();
+    std::function<void(const std::string&)> sourceReader();
+
     const Surroundings m_surroundings;
     const bool m_preview;
     const std::string m_title;
+    std::string m_rawSrc;
     std::string m_source;
     platform::Published<std::size_t> m_size;
+    platform::Bytes m_compressed;
+    platform::Published<std::size_t> m_packedSize;
     bool m_hasCPU = false;
     bool m_hasVideo = false;
     bool m_hasAudio = false;
@@ -158,6 +200,8 @@ private:
     bool m_showCursor = false;
     Keyboard m_keyboard;
     platform::Published<MouseValues> m_mouseValues;
+    bool m_reloadOnEveryWrite = false;
+    std::unique_ptr<LiveCodingFile> m_liveCodeFile;
     /// Tells tasks on the main queue whether the console is still there.
     std::shared_ptr<SL42*> m_self = std::make_shared<SL42*>(this);
 };
