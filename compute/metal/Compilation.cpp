@@ -5,7 +5,6 @@
 #include "compute/metal/Attributes.h"
 #include "compute/metal/DiagnosticText.h"
 #include "compute/metal/InputLimits.h"
-#include "compute/metal/Language.h"
 #include "compute/metal/ProgramConsumer.h"
 
 #include <clang/Basic/Version.h>
@@ -71,14 +70,15 @@ private:
 
 /// Runs `action` over `source` with nothing to read but that and the library's files.
 void run(clang::FrontendAction& action, const Source& source, DiagnosticText& diagnostics,
-         llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem> library, bool isPrecompiled) {
+         const Library& library) {
     registerAttributes();
     clang::CompilerInstance compiler;
     compiler.createDiagnostics(&diagnostics, /*ShouldOwnClient=*/false);
-    compiler.setInvocation(makeInvocation(compiler.getDiagnostics(), source, isPrecompiled));
+    compiler.setInvocation(
+        makeInvocation(compiler.getDiagnostics(), source, library.precompiled != nullptr));
     // Once more, because the options for diagnostics are part of the invocation.
     compiler.createDiagnostics(&diagnostics, /*ShouldOwnClient=*/false);
-    compiler.createFileManager(makeFileSystem(source, std::move(library)));
+    compiler.createFileManager(makeFileSystem(source, library));
     compiler.createSourceManager(compiler.getFileManager());
     compiler.setVerboseOutputStream(std::make_unique<llvm::raw_null_ostream>());
     compiler.ExecuteAction(action);
@@ -94,14 +94,14 @@ bool includesLibrary(llvm::StringRef source) {
     return source.contains("<metal_") || source.contains("<simd/");
 }
 
-platform::Result<kernel::Program> compileHere(llvm::StringRef source,
-                                              const PrecompiledLibrary& library) {
+platform::Result<kernel::Program> compileHere(llvm::StringRef source, Library library) {
+    if (!includesLibrary(source))
+        library.precompiled = nullptr;
     kernel::Program program;
     program.context = std::make_unique<llvm::LLVMContext>();
     DiagnosticText diagnostics;
     CompileAction action(program);
-    run(action, {sourceName, source}, diagnostics, library.files(),
-        library.isUsable() && includesLibrary(source));
+    run(action, {sourceName, source}, diagnostics, library);
     if (diagnostics.hasErrors() || program.module == nullptr)
         return platform::Error{diagnostics.text()};
     program.warnings = diagnostics.text();
@@ -110,16 +110,17 @@ platform::Result<kernel::Program> compileHere(llvm::StringRef source,
 
 } // namespace
 
-PrecompiledLibrary::PrecompiledLibrary(std::string_view data, std::string_view compiler)
-    : m_isUsable(compiler == compilerIdentity()),
-      m_files(makeLibraryFiles(llvm::MemoryBufferRef(data, "library.pch"))) {}
-
 std::string compilerIdentity() {
     return clang::getClangFullVersion();
 }
 
-platform::Result<kernel::Program> compile(std::string_view source,
-                                          const PrecompiledLibrary& library) {
+Library makeLibrary(std::string_view precompiled, std::string_view compiler) {
+    if (compiler != compilerIdentity())
+        return makeLibrary(std::nullopt);
+    return makeLibrary(llvm::MemoryBufferRef(precompiled, "library.pch"));
+}
+
+platform::Result<kernel::Program> compile(std::string_view source, const Library& library) {
     if (source.size() > largestSource)
         return platform::Error{std::string(sourceName) + ":1:1: error: program of " +
                                std::to_string(source.size()) + " bytes is larger than " +
@@ -133,8 +134,7 @@ platform::Result<std::string> precompileLibrary() {
     DiagnosticText diagnostics(DiagnosticText::Reader::Library);
     PrecompileAction action;
     runOnLargeStack([&] {
-        run(action, {librarySourceName, librarySource}, diagnostics, makeLibraryFiles(std::nullopt),
-            false);
+        run(action, {librarySourceName, librarySource}, diagnostics, makeLibrary(std::nullopt));
     });
     if (diagnostics.hasErrors() || !action.isComplete())
         return platform::Error{diagnostics.text()};

@@ -20,8 +20,8 @@ extern const char sl42_library_compiler_end[];
 
 namespace compute::metal {
 
-const PrecompiledLibrary& embeddedLibrary() {
-    static const PrecompiledLibrary library(
+const Library& embeddedLibrary() {
+    static const Library library = makeLibrary(
         {sl42_library_data, std::size_t(sl42_library_data_end - sl42_library_data)},
         {sl42_library_compiler, std::size_t(sl42_library_compiler_end - sl42_library_compiler)});
     return library;

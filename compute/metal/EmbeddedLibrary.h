@@ -9,6 +9,6 @@
 namespace compute::metal {
 
 /// Made with the first call. Thread-safe.
-const PrecompiledLibrary& embeddedLibrary();
+const Library& embeddedLibrary();
 
 } // namespace compute::metal

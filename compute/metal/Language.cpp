@@ -33,6 +33,8 @@ constexpr const char* options[] = {
     "-O1",
     "-disable-llvm-passes",
     "-discard-value-names",
+    "-disable-lifetime-markers",
+    "-mconstructor-aliases",
     "-relaxed-aliasing",
     "-fno-builtin",
     "-mframe-pointer=none",
@@ -243,8 +245,7 @@ std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngi
     return invocation;
 }
 
-llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
-makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompiled) {
+static FileSystem makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompiled) {
     auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
     files->addFile(librarySourceName, 0, llvm::MemoryBuffer::getMemBuffer(librarySource));
     for (const EmbeddedHeader& header : embeddedHeaders()) {
@@ -256,12 +257,18 @@ makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompiled) {
     return files;
 }
 
-llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
-makeFileSystem(const Source& source, llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem> library) {
+Library makeLibrary(std::optional<llvm::MemoryBufferRef> precompiled) {
+    return {.headers = makeLibraryFiles(std::nullopt),
+            .precompiled = precompiled ? makeLibraryFiles(precompiled) : nullptr};
+}
+
+FileSystem makeFileSystem(const Source& source, const Library& library) {
     auto program = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
     program->addFile(source.name, 0,
                      llvm::MemoryBuffer::getMemBufferCopy(source.text, source.name));
-    auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::OverlayFileSystem>(std::move(library));
+    // The lower layer is only read; the upper one would be changed.
+    auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::OverlayFileSystem>(
+        library.precompiled ? library.precompiled : library.headers);
     files->pushOverlay(std::move(program));
     return files;
 }

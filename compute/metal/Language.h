@@ -8,6 +8,7 @@
 #include <llvm/ADT/IntrusiveRefCntPtr.h>
 #include <llvm/ADT/StringRef.h>
 #include <llvm/Support/MemoryBufferRef.h>
+#include <llvm/Support/VirtualFileSystem.h>
 
 #include <memory>
 #include <optional>
@@ -18,9 +19,6 @@ class CompilerInvocation;
 class DiagnosticsEngine;
 class Preprocessor;
 } // namespace clang
-namespace llvm::vfs {
-class FileSystem;
-} // namespace llvm::vfs
 
 namespace compute::metal {
 
@@ -37,18 +35,24 @@ struct Source {
     llvm::StringRef text;
 };
 
+using FileSystem = llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>;
+
+/// The files of the standard library. Immutable; any thread.
+struct Library {
+    FileSystem headers;
+    /// The headers and the form that Clang reads fastest. Null when there is none that fits.
+    FileSystem precompiled;
+};
+
+/// To be made once, since it reads through all of the library. `precompiled` must stay in place.
+Library makeLibrary(std::optional<llvm::MemoryBufferRef> precompiled);
+
+/// The only files there are for one compilation: the program and those of the library.
+FileSystem makeFileSystem(const Source& source, const Library& library);
+
 /// The language's options. `precompiled` says whether the file system holds a precompiled library.
 std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngine& diagnostics,
                                                           const Source& source, bool precompiled);
-
-/// The files that all programs share: the embedded library headers, and the library in precompiled
-/// form if given, which must outlive them. To be made once, since it reads through all of them.
-llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
-makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompiled);
-
-/// The only files there are: the program and those of the library.
-llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>
-makeFileSystem(const Source& source, llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem> library);
 
 /// Teaches the preprocessor the language's own words and the words of C++ that it refuses.
 void defineWords(clang::Preprocessor& preprocessor);

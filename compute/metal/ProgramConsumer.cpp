@@ -17,6 +17,15 @@
 #include <clang/Sema/Sema.h>
 
 namespace compute::metal {
+namespace {
+
+bool isDefinedInClass(const clang::Decl* declaration) {
+    return llvm::isa<clang::FunctionDecl>(declaration) &&
+           llvm::isa<clang::CXXRecordDecl>(declaration->getLexicalDeclContext());
+}
+
+} // namespace
+
 ProgramConsumer::ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result)
     : m_compiler(compiler),
       m_result(result),
@@ -53,7 +62,11 @@ void ProgramConsumer::HandleInlineFunctionDefinition(clang::FunctionDecl* functi
 }
 
 void ProgramConsumer::HandleInterestingDecl(clang::DeclGroupRef group) {
-    // From the precompiled library: nothing there is part of the program's own top level.
+    // From the precompiled library: nothing there is part of the program's own top level. What is
+    // defined inside a class the generator finds by itself when it is called; everything that is
+    // told here costs it a mangled name.
+    if (llvm::all_of(group, isDefinedInClass))
+        return;
     tellGenerator([=, this] { m_generator->HandleInterestingDecl(group); });
 }
 

@@ -35,11 +35,6 @@ using sumType = decltype((T() + ...));
 
 } // namespace __sl42
 
-// m(T) for each element type of a family.
-#define SL42_FOR_FLOATS(m) m(half) m(float)
-#define SL42_FOR_INTEGERS(m) m(char) m(uchar) m(short) m(ushort) m(int) m(uint) m(long) m(ulong)
-#define SL42_FOR_NUMBERS(m) SL42_FOR_INTEGERS(m) SL42_FOR_FLOATS(m)
-
 // Vector overloads of `name` from R name(T...) on each lane.
 #define SL42_VECTORS_1(name, R, T)                                                                 \
     constexpr R##2 name(const T##2 & a) {                                                          \

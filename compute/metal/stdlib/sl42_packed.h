@@ -99,14 +99,5 @@ using ::packed_vec;
     using ::packed_##type##3;                                                                      \
     using ::packed_##type##4;                                                                      \
     }
-SL42_TYPES(char)
-SL42_TYPES(uchar)
-SL42_TYPES(short)
-SL42_TYPES(ushort)
-SL42_TYPES(int)
-SL42_TYPES(uint)
-SL42_TYPES(long)
-SL42_TYPES(ulong)
-SL42_TYPES(half)
-SL42_TYPES(float)
+SL42_FOR_NUMBERS(SL42_TYPES)
 #undef SL42_TYPES

@@ -56,3 +56,9 @@ using ::ulong;
 using ::ushort;
 
 } // namespace metal
+
+// m(T) for each element type of a family.
+#define SL42_FOR_FLOATS(m) m(half) m(float)
+#define SL42_FOR_INTEGERS(m) m(char) m(uchar) m(short) m(ushort) m(int) m(uint) m(long) m(ulong)
+#define SL42_FOR_NUMBERS(m) SL42_FOR_INTEGERS(m) SL42_FOR_FLOATS(m)
+#define SL42_FOR_TYPES(m) m(bool) SL42_FOR_NUMBERS(m)

@@ -27,25 +27,13 @@ struct packed;
     typedef vec<type, 2> type##2;                                                                  \
     typedef vec<type, 3> type##3;                                                                  \
     typedef vec<type, 4> type##4;
-SL42_TYPES(bool)
-SL42_TYPES(char)
-SL42_TYPES(uchar)
-SL42_TYPES(short)
-SL42_TYPES(ushort)
-SL42_TYPES(int)
-SL42_TYPES(uint)
-SL42_TYPES(long)
-SL42_TYPES(ulong)
-SL42_TYPES(half)
-SL42_TYPES(float)
+SL42_FOR_TYPES(SL42_TYPES)
 #undef SL42_TYPES
 
 // Diagnostics spell the types as programs do.
-#define SL42_NAMES(type) preferred_name(type##2), preferred_name(type##3), preferred_name(type##4)
+#define SL42_NAMES(type) preferred_name(type##2), preferred_name(type##3), preferred_name(type##4),
 template <class T, int N>
-struct __attribute__((SL42_NAMES(bool), SL42_NAMES(char), SL42_NAMES(uchar), SL42_NAMES(short),
-                      SL42_NAMES(ushort), SL42_NAMES(int), SL42_NAMES(uint), SL42_NAMES(long),
-                      SL42_NAMES(ulong), SL42_NAMES(half), SL42_NAMES(float))) vec;
+struct __attribute__((SL42_FOR_TYPES(SL42_NAMES))) vec;
 #undef SL42_NAMES
 
 // m(lane, ...) for each lane of a vector, separated by commas.
@@ -76,6 +64,54 @@ struct __attribute__((SL42_NAMES(bool), SL42_NAMES(char), SL42_NAMES(uchar), SL4
     }
 #define SL42_ONE_BOOL(lane, op) (op bool(a.lane))
 
+// The operators of each kind of element.
+#define SL42_BOOL_OPERATORS(N)                                                                     \
+    SL42_BINARY(N, &, SL42_BOTH)                                                                   \
+    SL42_BINARY(N, |, SL42_BOTH)                                                                   \
+    SL42_BINARY(N, ^, SL42_BOTH)
+#define SL42_FLOAT_OPERATORS(N)                                                                    \
+    SL42_BINARY(N, +, SL42_BOTH)                                                                   \
+    SL42_BINARY(N, -, SL42_BOTH)                                                                   \
+    SL42_BINARY(N, *, SL42_BOTH)                                                                   \
+    SL42_BINARY(N, /, SL42_BOTH)                                                                   \
+    SL42_PREFIX(N, +)                                                                              \
+    SL42_PREFIX(N, -)                                                                              \
+    friend constexpr vec<T, N>& operator++(vec<T, N>& a) {                                         \
+        return a += vec<T, N>(T(1));                                                               \
+    }                                                                                              \
+    friend constexpr vec<T, N>& operator--(vec<T, N>& a) {                                         \
+        return a -= vec<T, N>(T(1));                                                               \
+    }                                                                                              \
+    friend constexpr vec<T, N> operator++(vec<T, N>& a, int) {                                     \
+        vec<T, N> before = a;                                                                      \
+        a += vec<T, N>(T(1));                                                                      \
+        return before;                                                                             \
+    }                                                                                              \
+    friend constexpr vec<T, N> operator--(vec<T, N>& a, int) {                                     \
+        vec<T, N> before = a;                                                                      \
+        a -= vec<T, N>(T(1));                                                                      \
+        return before;                                                                             \
+    }
+#define SL42_INTEGER_OPERATORS(N)                                                                  \
+    SL42_BOOL_OPERATORS(N)                                                                         \
+    SL42_FLOAT_OPERATORS(N)                                                                        \
+    SL42_BINARY(N, %, SL42_BOTH)                                                                   \
+    SL42_BINARY(N, <<, SL42_SHIFT)                                                                 \
+    SL42_BINARY(N, >>, SL42_SHIFT)                                                                 \
+    SL42_PREFIX(N, ~)
+#define SL42_COMPARISONS(N)                                                                        \
+    SL42_COMPARE(N, ==)                                                                            \
+    SL42_COMPARE(N, !=)                                                                            \
+    SL42_COMPARE(N, <)                                                                             \
+    SL42_COMPARE(N, <=)                                                                            \
+    SL42_COMPARE(N, >)                                                                             \
+    SL42_COMPARE(N, >=)                                                                            \
+    SL42_COMPARE(N, &&)                                                                            \
+    SL42_COMPARE(N, ||)                                                                            \
+    friend constexpr mask<T, N> operator!(const vec<T, N>& a) {                                    \
+        return mask<T, N>(SL42_EACH_##N(SL42_ONE_BOOL, !));                                        \
+    }
+
 namespace __sl42 {
 
 /// The type of a comparison; depends on T because bool vectors are not defined yet.
@@ -86,77 +122,47 @@ struct maskElement {
 template <class T, int N>
 using mask = vec<typename maskElement<T>::type, N>;
 
-/// Operators of each kind of element; inherited by the vectors, empty.
-template <class T, int N, bool isInteger, bool isBool>
-struct operators;
+/// The operators of vec<T, N>; empty.
 template <class T, int N>
-struct comparisons;
+struct vectorBase;
 
-#define SL42_OPERATORS(N)                                                                          \
-    template <class T>                                                                             \
-    struct operators<T, N, true, true> {                                                           \
-        SL42_BINARY(N, &, SL42_BOTH)                                                               \
-        SL42_BINARY(N, |, SL42_BOTH)                                                               \
-        SL42_BINARY(N, ^, SL42_BOTH)                                                               \
-    };                                                                                             \
-    template <class T>                                                                             \
-    struct operators<T, N, false, false> {                                                         \
-        SL42_BINARY(N, +, SL42_BOTH)                                                               \
-        SL42_BINARY(N, -, SL42_BOTH)                                                               \
-        SL42_BINARY(N, *, SL42_BOTH)                                                               \
-        SL42_BINARY(N, /, SL42_BOTH)                                                               \
-        SL42_PREFIX(N, +)                                                                          \
-        SL42_PREFIX(N, -)                                                                          \
-        friend constexpr vec<T, N>& operator++(vec<T, N>& a) {                                     \
-            return a += vec<T, N>(T(1));                                                           \
-        }                                                                                          \
-        friend constexpr vec<T, N>& operator--(vec<T, N>& a) {                                     \
-            return a -= vec<T, N>(T(1));                                                           \
-        }                                                                                          \
-        friend constexpr vec<T, N> operator++(vec<T, N>& a, int) {                                 \
-            vec<T, N> before = a;                                                                  \
-            a += vec<T, N>(T(1));                                                                  \
-            return before;                                                                         \
-        }                                                                                          \
-        friend constexpr vec<T, N> operator--(vec<T, N>& a, int) {                                 \
-            vec<T, N> before = a;                                                                  \
-            a -= vec<T, N>(T(1));                                                                  \
-            return before;                                                                         \
-        }                                                                                          \
-    };                                                                                             \
-    template <class T>                                                                             \
-    struct operators<T, N, true, false> : operators<T, N, true, true>,                             \
-                                          operators<T, N, false, false> {                          \
-        SL42_BINARY(N, %, SL42_BOTH)                                                               \
-        SL42_BINARY(N, <<, SL42_SHIFT)                                                             \
-        SL42_BINARY(N, >>, SL42_SHIFT)                                                             \
-        SL42_PREFIX(N, ~)                                                                          \
-    };                                                                                             \
-    template <class T>                                                                             \
-    struct comparisons<T, N> {                                                                     \
-        SL42_COMPARE(N, ==)                                                                        \
-        SL42_COMPARE(N, !=)                                                                        \
-        SL42_COMPARE(N, <)                                                                         \
-        SL42_COMPARE(N, <=)                                                                        \
-        SL42_COMPARE(N, >)                                                                         \
-        SL42_COMPARE(N, >=)                                                                        \
-        SL42_COMPARE(N, &&)                                                                        \
-        SL42_COMPARE(N, ||)                                                                        \
-        friend constexpr mask<T, N> operator!(const vec<T, N>& a) {                                \
-            return mask<T, N>(SL42_EACH_##N(SL42_ONE_BOOL, !));                                    \
-        }                                                                                          \
-    };
+// Every element type has a namespace for its operators, so that operands lead to their own
+// operators only; those of all other types would have to be read from the precompiled library.
+#define SL42_OPERATORS(type, kind)                                                                 \
+    namespace type##Operators {                                                                    \
+        template <class T, int N>                                                                  \
+        struct operators;                                                                          \
+        template <class T>                                                                         \
+        struct operators<T, 2> {                                                                   \
+            SL42_##kind##_OPERATORS(2) SL42_COMPARISONS(2)                                         \
+        };                                                                                         \
+        template <class T>                                                                         \
+        struct operators<T, 3> {                                                                   \
+            SL42_##kind##_OPERATORS(3) SL42_COMPARISONS(3)                                         \
+        };                                                                                         \
+        template <class T>                                                                         \
+        struct operators<T, 4> {                                                                   \
+            SL42_##kind##_OPERATORS(4) SL42_COMPARISONS(4)                                         \
+        };                                                                                         \
+    }                                                                                              \
+    template <int N>                                                                               \
+    struct vectorBase<type, N> : type##Operators::operators<type, N> {};
+#define SL42_OPERATORS_FLOAT(type) SL42_OPERATORS(type, FLOAT)
+#define SL42_OPERATORS_INTEGER(type) SL42_OPERATORS(type, INTEGER)
 
-SL42_OPERATORS(2)
-SL42_OPERATORS(3)
-SL42_OPERATORS(4)
-
-template <class T, int N>
-struct vectorBase : operators<T, N, __is_integral(T), __is_same(T, bool)>, comparisons<T, N> {};
+SL42_OPERATORS(bool, BOOL)
+SL42_FOR_INTEGERS(SL42_OPERATORS_INTEGER)
+SL42_FOR_FLOATS(SL42_OPERATORS_FLOAT)
 
 } // namespace __sl42
 
+#undef SL42_OPERATORS_FLOAT
+#undef SL42_OPERATORS_INTEGER
 #undef SL42_OPERATORS
+#undef SL42_BOOL_OPERATORS
+#undef SL42_FLOAT_OPERATORS
+#undef SL42_INTEGER_OPERATORS
+#undef SL42_COMPARISONS
 #undef SL42_BINARY
 #undef SL42_COMPARE
 #undef SL42_PREFIX
@@ -252,16 +258,6 @@ using ::vec;
     using ::type##2;                                                                               \
     using ::type##3;                                                                               \
     using ::type##4;
-SL42_TYPES(bool)
-SL42_TYPES(char)
-SL42_TYPES(uchar)
-SL42_TYPES(short)
-SL42_TYPES(ushort)
-SL42_TYPES(int)
-SL42_TYPES(uint)
-SL42_TYPES(long)
-SL42_TYPES(ulong)
-SL42_TYPES(half)
-SL42_TYPES(float)
+SL42_FOR_TYPES(SL42_TYPES)
 #undef SL42_TYPES
 } // namespace metal

@@ -6,15 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <iterator>
+#include <malloc.h>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -42,22 +39,19 @@ TEST(Language, EveryTextCompilesWithoutAMessage) {
     EXPECT_GE(count, 5u);
 }
 
-/// Prints rather than limits: shared machines are too noisy for a bound that would catch anything.
-TEST(Language, ReportsHowLongCompilingTakes) {
-    compute::metal::warmUp();
-    for (const auto& entry : std::filesystem::directory_iterator(languageFolder())) {
-        const std::string source = readText(entry.path());
-        std::vector<double> times;
-        for (int i = 0; i < 5; ++i) {
-            const auto start = std::chrono::steady_clock::now();
-            (void)compute::metal::compile(source);
-            times.push_back(
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-                    .count());
-        }
-        std::cout << entry.path().filename().string() << ": "
-                  << *std::min_element(times.begin(), times.end()) << " ms\n";
-    }
+std::size_t bytesInUse() {
+    const struct mallinfo2 memory = ::mallinfo2();
+    return memory.uordblks + memory.hblkhd;
+}
+
+TEST(Language, CompilingManyTimesTakesNoMoreMemory) {
+    const std::string source = readText(languageFolder() / "pipeline.metal");
+    const auto compile = [&] { ASSERT_TRUE(compute::metal::compile(source)); };
+    compile();
+    const std::size_t before = bytesInUse();
+    for (int i = 0; i < 10; ++i)
+        compile();
+    EXPECT_LT(bytesInUse(), before + (1u << 20));
 }
 
 } // namespace
