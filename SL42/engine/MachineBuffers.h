@@ -20,7 +20,7 @@ namespace starloom {
 inline constexpr std::size_t mainMemoryLength = std::size_t{64} << 20;
 inline constexpr std::size_t registersLength = 64;
 inline constexpr std::size_t fftBufferLength = 3072;     ///< FFTValues
-inline constexpr std::size_t mouseBufferLength = 16;     ///< MouseData, and room to 16 bytes
+inline constexpr std::size_t mouseBufferLength = 16;     ///< MtlMouseDataStruct, and room
 inline constexpr std::size_t keyboardBufferLength = 256; ///< state[128], pressed[128]
 inline constexpr std::size_t audioSampleLength = 8;      ///< left and right, 32-bit floats
 

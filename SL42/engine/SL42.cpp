@@ -83,7 +83,8 @@ void SL42::setSource(std::string source) {
 
 void SL42::setMouseValues(const MouseValues& values) {
     m_mouseValues.set(values);
-    std::memcpy(m_machine.mouseBuffer->contents().data(), &values.data(), sizeof(MouseData));
+    std::memcpy(m_machine.mouseBuffer->contents().data(), &values.mouseDataStruct(),
+                sizeof(MtlMouseDataStruct));
 }
 
 void SL42::setShowEditorOverlay(bool show) {

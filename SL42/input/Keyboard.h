@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The keyboard as programs see it.
+// The keyboard as programs see it: 128 flags by character code, with special keys below 32.
 #pragma once
+
+#include "platform/keyboard/KeyStateSource.h"
 
 #include <array>
 #include <cstddef>
-#include <functional>
+#include <memory>
 
 namespace starloom {
 
 inline constexpr std::size_t keyCount = 128;
-/// One flag per console key code: ASCII, with special keys below 32.
+/// One flag per console key code: 1 Shift, 2 Command, 3 Control, 4 Option, 28 to 31 the arrow keys
+/// (left, right, up, down), otherwise the character that the key gives, from 8 to 127.
 using KeyFlags = std::array<bool, keyCount>;
 
 struct KeyboardState {
@@ -24,16 +27,14 @@ static_assert(sizeof(KeyboardState) == 2 * keyCount);
 /// Main thread.
 class Keyboard {
 public:
-    /// Tells which keys are held now.
-    using Source = std::function<KeyFlags()>;
-
     /// Without a source no key is ever held.
-    void setSource(Source source);
-    /// Polls once; called once a frame.
+    void setSource(std::shared_ptr<platform::KeyStateSource> source);
+    /// Polls once; called once a frame. While Command, Control or Option is held only modifiers are
+    /// reported, so that shortcuts never count as typing.
     KeyboardState getKeyboardState();
 
 private:
-    Source m_source;
+    std::shared_ptr<platform::KeyStateSource> m_source;
     KeyFlags m_lastKeys{};
 };
 

@@ -8,24 +8,37 @@
 
 namespace starloom {
 
-void MouseValues::setLocation(double x, double y) {
-    m_data.location = {static_cast<float>(x) * static_cast<float>(screenWidth),
-                       static_cast<float>(y) * static_cast<float>(screenHeight)};
+/// `position` as a part of `extent`, from 0 to 1.
+static double fraction(double position, double extent) {
+    if (!(position > 0))
+        return 0;
+    return position < extent ? position / extent : 1;
 }
 
-void MouseValues::setLeftButton(bool down) {
-    if (!std::exchange(m_data.leftButton, down) && down)
-        m_data.leftClick = true;
+MouseLocation normalize(double x, double y, ContentSize content) {
+    return {fraction(x, content.width), fraction(y, content.height)};
 }
 
-void MouseValues::setRightButton(bool down) {
-    if (!std::exchange(m_data.rightButton, down) && down)
-        m_data.rightClick = true;
+void MouseValues::setMouseLocation(MouseLocation location) {
+    m_mouseLocation = location;
+    m_mouseDataStruct.location = {static_cast<float>(location.x) * static_cast<float>(screenWidth),
+                                  static_cast<float>(location.y) *
+                                      static_cast<float>(screenHeight)};
+}
+
+void MouseValues::setLeftMouseDown(bool down) {
+    if (!std::exchange(m_mouseDataStruct.leftMouseDown, down) && down)
+        m_mouseDataStruct.leftMouseClick = true;
+}
+
+void MouseValues::setRightMouseDown(bool down) {
+    if (!std::exchange(m_mouseDataStruct.rightMouseDown, down) && down)
+        m_mouseDataStruct.rightMouseClick = true;
 }
 
 void MouseValues::setClicks(bool left, bool right) {
-    m_data.leftClick = left;
-    m_data.rightClick = right;
+    m_mouseDataStruct.leftMouseClick = left;
+    m_mouseDataStruct.rightMouseClick = right;
 }
 
 } // namespace starloom

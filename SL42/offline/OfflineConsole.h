@@ -30,6 +30,9 @@ public:
     /// Compiles another program in its place and waits for the log.
     void setSource(std::string text);
 
+    /// For what has no operation here: input, the song.
+    SL42& engine() { return *m_engine; }
+
     /// The log of the last compilation.
     const std::string& compileLog() const { return m_engine->error().get(); }
     /// Whether that log speaks of a failure.

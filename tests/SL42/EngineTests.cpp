@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // Time, frames in flight, input and reset.
+#include "platform/keyboard/FocusKeyStateSource.h"
 #include "tests/SL42/ConsoleFixture.h"
 
 #include <chrono>
@@ -139,8 +140,8 @@ TEST_F(EngineTest, MouseReachesTheMachine) {
     start("void fx() {}");
     settle();
     MouseValues values;
-    values.setLocation(0.5, 1);
-    values.setLeftButton(true);
+    values.setMouseLocation({0.5, 1});
+    values.setLeftMouseDown(true);
     engine->setMouseValues(values);
     const auto mouse = engine->machine().mouseBuffer;
     std::array<float, 2> location{};
@@ -154,16 +155,14 @@ TEST_F(EngineTest, MouseReachesTheMachine) {
     // A completed frame ends the left click and leaves the right click set.
     drawFrame();
     EXPECT_EQ(flags(), (std::array<int, 4>{1, 0, 0, 1}));
-    EXPECT_TRUE(engine->mouseValues().data().rightClick);
+    EXPECT_TRUE(engine->mouseValues().mouseDataStruct().rightMouseClick);
 }
 
 TEST_F(EngineTest, KeyboardReachesTheMachine) {
     start("void fx() {}");
-    engine->keyboard().setSource([] {
-        KeyFlags held{};
-        held['a'] = true;
-        return held;
-    });
+    const auto source = std::make_shared<platform::FocusKeyStateSource>();
+    source->press(1, 'a', false);
+    engine->keyboard().setSource(source);
     const auto keys = [this](std::size_t index) {
         return byteAt(engine->machine().keyboardBuffer, index);
     };

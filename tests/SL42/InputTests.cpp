@@ -2,44 +2,148 @@
 // Part of Starloom 42.
 #include "SL42/input/Keyboard.h"
 #include "SL42/input/MouseValues.h"
+#include "platform/keyboard/FocusKeyStateSource.h"
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <vector>
+
 namespace starloom {
+namespace {
+
+using platform::FocusKeyStateSource;
+using platform::Key;
+using platform::ModifierKey;
+
+class HeldKeys final : public platform::KeyStateSource {
+public:
+    std::span<const Key> heldKeys() override { return keys; }
+    std::vector<Key> keys;
+};
+
+std::vector<int> codes(const KeyFlags& flags) {
+    std::vector<int> held;
+    for (std::size_t code = 0; code < flags.size(); ++code) {
+        if (flags[code])
+            held.push_back(static_cast<int>(code));
+    }
+    return held;
+}
+
+Key modifier(ModifierKey key) {
+    return {.modifier = key};
+}
+
+Key character(char32_t plain, char32_t shifted) {
+    return {std::nullopt, plain, shifted};
+}
+
+} // namespace
 
 TEST(Keyboard, StrokesLastOnePoll) {
-    KeyFlags held{};
     Keyboard keyboard;
-    EXPECT_FALSE(keyboard.getKeyboardState().state[65]);
-    keyboard.setSource([&] { return held; });
+    EXPECT_EQ(codes(keyboard.getKeyboardState().state), std::vector<int>{}); // no source yet
+    const auto source = std::make_shared<HeldKeys>();
+    keyboard.setSource(source);
     const struct {
-        bool held, state, pressed;
-    } polls[] = {{true, true, true},
-                 {true, true, false},
-                 {false, false, false},
-                 {true, true, true},
-                 {true, true, false}};
+        bool held, pressed;
+    } polls[] = {{true, true}, {true, false}, {false, false}, {true, true}, {true, false}};
     for (const auto& poll : polls) {
-        held[65] = poll.held;
+        source->keys.assign(poll.held ? 1 : 0, character('a', 'A'));
         const KeyboardState keys = keyboard.getKeyboardState();
-        EXPECT_EQ(keys.state[65], poll.state);
-        EXPECT_EQ(keys.pressed[65], poll.pressed);
-        EXPECT_FALSE(keys.state[66] || keys.pressed[66]);
+        EXPECT_EQ(codes(keys.state), std::vector<int>(poll.held ? 1 : 0, 97));
+        EXPECT_EQ(codes(keys.pressed), std::vector<int>(poll.pressed ? 1 : 0, 97));
     }
+}
+
+TEST(Keyboard, KeysHaveTheirCodes) {
+    const Key shift = modifier(ModifierKey::Shift);
+    const struct {
+        const char* what;
+        std::vector<Key> keys;
+        std::vector<int> expected;
+    } cases[] = {
+        {"a letter", {character('a', 'A')}, {97}},
+        {"a capital", {shift, character('a', 'A')}, {1, 65}},
+        {"the order does not matter", {character('a', 'A'), shift}, {1, 65}},
+        {"Command hides characters", {modifier(ModifierKey::Command), character('q', 'Q')}, {2}},
+        {"so does Control", {character('q', 'Q'), modifier(ModifierKey::Control), shift}, {1, 3}},
+        {"so does Option", {modifier(ModifierKey::Option), character('q', 'Q')}, {4}},
+        {"arrows and controls",
+         {character(28, 28), character(31, 31), character(8, 8), character(127, 127)},
+         {8, 28, 31, 127}},
+        {"two keys, one character", {character('1', '!'), character('1', '1')}, {49}},
+        {"out of range",
+         {character(0, 0), character(7, 7), character(128, 128), character(0x1F600, 0)},
+         {}},
+        {"nothing with Shift", {shift, character('1', 0)}, {1}}};
+    for (const auto& c : cases) {
+        Keyboard keyboard;
+        const auto source = std::make_shared<HeldKeys>();
+        source->keys = c.keys;
+        keyboard.setSource(source);
+        EXPECT_EQ(codes(keyboard.getKeyboardState().state), c.expected) << c.what;
+    }
+}
+
+TEST(Keyboard, FollowsTheFocusedWindow) {
+    const auto source = std::make_shared<FocusKeyStateSource>();
+    Keyboard keyboard;
+    keyboard.setSource(source);
+    const auto held = [&] { return codes(keyboard.getKeyboardState().state); };
+    source->press(38, 'a', false);
+    source->pressModifier(50, ModifierKey::Shift);
+    EXPECT_EQ(held(), (std::vector<int>{1, 65})) << "the held letter changes case";
+    source->press(10, '!', true);
+    source->release(38);
+    source->release(50);
+    EXPECT_EQ(held(), (std::vector<int>{33}));
+    source->press(10, '1', false);
+    source->pressModifier(62, ModifierKey::Shift);
+    EXPECT_EQ(held(), (std::vector<int>{1, 33})) << "what the key gave with Shift is remembered";
+    source->loseFocus();
+    EXPECT_EQ(held(), std::vector<int>{});
+    source->release(10); // seen after the focus came back
+    source->press(10, '!', true);
+    EXPECT_EQ(held(), (std::vector<int>{33})) << "what it gave before the focus went is forgotten";
 }
 
 TEST(MouseValues, ClicksComeFromGoingDown) {
     MouseValues mouse;
-    mouse.setLeftButton(true);
-    EXPECT_TRUE(mouse.data().leftButton && mouse.data().leftClick);
+    const MtlMouseDataStruct& record = mouse.mouseDataStruct();
+    mouse.setLeftMouseDown(true);
+    EXPECT_TRUE(record.leftMouseDown && record.leftMouseClick);
     mouse.setClicks(false, true);
-    mouse.setLeftButton(true); // held
-    EXPECT_FALSE(mouse.data().leftClick);
-    mouse.setLeftButton(false);
-    EXPECT_FALSE(mouse.data().leftClick);
-    mouse.setLeftButton(true);
-    EXPECT_TRUE(mouse.data().leftClick);
-    EXPECT_FALSE(mouse.data().rightButton);
+    mouse.setLeftMouseDown(true); // held
+    EXPECT_FALSE(record.leftMouseClick);
+    mouse.setLeftMouseDown(false);
+    EXPECT_FALSE(record.leftMouseClick);
+    mouse.setLeftMouseDown(true);
+    EXPECT_TRUE(record.leftMouseClick && mouse.leftMouseDown());
+    EXPECT_FALSE(record.rightMouseDown);
+}
+
+TEST(MouseValues, PositionsAreNormalizedOverTheContent) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        double x, y;
+        ContentSize content;
+        MouseLocation expected;
+    } cases[] = {{0, 0, {800, 600}, {0, 0}},
+                 {800, 600, {800, 600}, {1, 1}},
+                 {200, 450, {800, 600}, {.25, .75}},
+                 {-3, 700, {800, 600}, {0, 1}},
+                 {5, -5, {0, 0}, {1, 0}},
+                 {nan, 1, {800, 4}, {0, .25}}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(normalize(c.x, c.y, c.content), c.expected) << c.x << ", " << c.y;
+        MouseValues mouse;
+        mouse.setMouseLocation(c.expected);
+        const auto location = mouse.mouseDataStruct().location;
+        EXPECT_EQ(location[0], c.expected.x * 960);
+        EXPECT_EQ(location[1], c.expected.y * 540);
+    }
 }
 
 } // namespace starloom

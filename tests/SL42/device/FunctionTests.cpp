@@ -3,6 +3,7 @@
 //
 // The functions of the prelude that compute rather than draw. Core 0 stores what they return in
 // the audio memory, which the host can read.
+#include "platform/keyboard/FocusKeyStateSource.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
 #include <bit>
@@ -177,9 +178,9 @@ TEST_F(FunctionTest, KeyboardMouseAndSpectrum) {
         audioBuffer[5] = float2(fft(3), fft(255, Integrated));
         audioBuffer[6] = float2(fftsum(0, 5, Smoothed), fftsum(250, 6));
     })");
-    KeyFlags held{};
-    held['a'] = true;
-    engine->keyboard().setSource([&] { return held; });
+    const auto keys = std::make_shared<platform::FocusKeyStateSource>();
+    keys->press(1, 'a', false);
+    engine->keyboard().setSource(keys);
     FFTValues spectrum;
     for (std::size_t bin = 0; bin < 256; ++bin) {
         spectrum.raw[bin] = static_cast<float>(bin);
@@ -188,14 +189,14 @@ TEST_F(FunctionTest, KeyboardMouseAndSpectrum) {
     }
     std::memcpy(engine->machine().fftBuffer->contents().data(), &spectrum, sizeof spectrum);
     MouseValues mouse;
-    mouse.setLocation(0.25, 0.5);
-    mouse.setLeftButton(true);
+    mouse.setMouseLocation({0.25, 0.5});
+    mouse.setLeftMouseDown(true);
     engine->setMouseValues(mouse);
     drawFrame();
     const std::vector<float> first(audioMemory().begin(), audioMemory().begin() + 14);
     EXPECT_EQ(first, (std::vector<float>{1, 0, 1, 0, 240, 270, 1, 0, 1, 0, 3, 2255, 5010, 1515}));
-    held = {};
-    held[28] = true;
+    keys->release(1);
+    keys->press(2, platform::arrowLeft, false);
     drawFrame();
     const std::vector<float> second(audioMemory().begin(), audioMemory().begin() + 10);
     EXPECT_EQ(second, (std::vector<float>{0, 1, 0, 1, 240, 270, 1, 0, 0, 1}));

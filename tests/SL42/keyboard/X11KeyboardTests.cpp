@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// From the keys of an X server to what a program draws. xdotool presses the keys, setxkbmap changes
+// the layout.
+#include "SL42/offline/OfflineConsole.h"
+#include "platform/keyboard/X11KeyStateSource.h"
+#include "tests/SL42/keyboard/XServer.h"
+
+#include <gtest/gtest.h>
+#include <xcb/xcb.h>
+// This header has fields named with a keyword of C++.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wkeyword-macro"
+#define explicit explicitModifiers
+#include <xcb/xkb.h>
+#undef explicit
+#pragma GCC diagnostic pop
+
+#include <cstdlib>
+#include <memory>
+
+namespace starloom {
+namespace {
+
+using Codes = std::vector<int>;
+
+class X11KeyboardTest : public testing::Test {
+protected:
+    X11KeyboardTest() {
+        auto source = platform::connectX11KeyStateSource(server.display());
+        if (!source)
+            throw std::runtime_error(source.error().message);
+        keyboard.setSource(*source);
+    }
+
+    void xdotool(const std::string& action, const std::vector<std::string>& keys) {
+        std::vector<std::string> command{"xdotool", action};
+        command.insert(command.end(), keys.begin(), keys.end());
+        ASSERT_EQ(server.run(command), 0) << action;
+    }
+    void layout(const std::vector<std::string>& arguments) {
+        std::vector<std::string> command{"setxkbmap"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        ASSERT_EQ(server.run(command), 0);
+    }
+    Codes held() {
+        const KeyFlags flags = keyboard.getKeyboardState().state;
+        Codes codes;
+        for (std::size_t code = 0; code < flags.size(); ++code) {
+            if (flags[code])
+                codes.push_back(static_cast<int>(code));
+        }
+        return codes;
+    }
+    /// What is held while xdotool holds `keys`, each a number of the keyboard or a key symbol.
+    Codes heldWhile(const std::vector<std::string>& keys) {
+        xdotool("keydown", keys);
+        Codes codes = held();
+        xdotool("keyup", keys);
+        EXPECT_EQ(held(), Codes{});
+        return codes;
+    }
+
+    XServer server;
+    Keyboard keyboard;
+};
+
+using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
+Connection connect(const XServer& server) {
+    return {xcb_connect(server.display().c_str(), nullptr), &xcb_disconnect};
+}
+
+/// What a key that switches layouts does. (xdotool undoes the effect of such a key.)
+void switchToLayout(const XServer& server, std::uint8_t number) {
+    const Connection connection = connect(server);
+    xcb_xkb_use_extension(connection.get(), 1, 0);
+    xcb_xkb_latch_lock_state(connection.get(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, number, 0, 0, 0);
+    std::free(xcb_get_input_focus_reply(connection.get(), xcb_get_input_focus(connection.get()),
+                                        nullptr)); // now it is done
+}
+
+/// The number of the next key that goes down in a window of this connection.
+int nextKeyPress(xcb_connection_t* connection) {
+    int key = 0;
+    while (key == 0) {
+        xcb_generic_event_t* const event = xcb_wait_for_event(connection);
+        if ((event->response_type & 0x7f) == XCB_KEY_PRESS)
+            key = reinterpret_cast<xcb_key_press_event_t*>(event)->detail;
+        std::free(event);
+    }
+    return key;
+}
+
+// Key numbers of a PC keyboard, which stay the same whatever the layout.
+constexpr const char* keyA = "38";
+constexpr const char* keyLeftOfX = "52"; // z where y is above a, y where it is the other way round
+constexpr const char* keyOne = "10";
+
+} // namespace
+
+TEST_F(X11KeyboardTest, KeysHaveTheirCodes) {
+    layout({"us"});
+    const struct {
+        std::vector<std::string> keys;
+        Codes expected;
+    } cases[] = {{{keyA}, {97}},
+                 {{"Shift_L", keyA}, {1, 65}},
+                 {{"Shift_R", keyOne}, {1, 33}},
+                 {{"Super_L", "q"}, {2}},
+                 {{"Control_R", "q"}, {3}},
+                 {{"Alt_L", "q"}, {4}},
+                 {{"Left", "Up"}, {28, 30}},
+                 {{"Right", "Down"}, {29, 31}},
+                 {{"Return"}, {13}},
+                 {{"KP_Enter"}, {13}},
+                 {{"BackSpace"}, {8}},
+                 {{"Tab"}, {9}},
+                 {{"Shift_L", "Tab"}, {1, 9}},
+                 {{"Escape"}, {27}},
+                 {{"space"}, {32}},
+                 {{"Delete"}, {127}},
+                 {{"83"}, {52}}, // the 4 of the keypad, without Num Lock
+                 {{"F5"}, {}}};
+    for (const auto& c : cases)
+        EXPECT_EQ(heldWhile(c.keys), c.expected) << c.keys.back();
+}
+
+TEST_F(X11KeyboardTest, FollowsTheLayout) {
+    layout({"us"});
+    EXPECT_EQ(heldWhile({keyLeftOfX}), Codes{'z'});
+    layout({"de"});
+    EXPECT_EQ(heldWhile({keyLeftOfX}), Codes{'y'});
+    EXPECT_EQ(heldWhile({"Shift_L", "11"}), (Codes{1, '"'}));
+    EXPECT_EQ(heldWhile({"49"}), Codes{}) << "a dead key";
+    EXPECT_EQ(heldWhile({"108", "16"}), Codes{4}) << "the right Alt key";
+    EXPECT_EQ(heldWhile({"47"}), Codes{}) << "a letter beyond ASCII";
+    layout({"us,de"});
+    xdotool("keydown", {keyLeftOfX});
+    EXPECT_EQ(held(), Codes{'z'});
+    switchToLayout(server, 1);
+    EXPECT_EQ(held(), Codes{'y'}) << "held all the time";
+    switchToLayout(server, 0);
+    EXPECT_EQ(held(), Codes{'z'});
+}
+
+// The keys go to a window that has nothing to do with the console, and the program sees them.
+TEST_F(X11KeyboardTest, AProgramSeesKeysTypedElsewhere) {
+    const Connection connection = connect(server);
+    xcb_connection_t* const editor = connection.get();
+    const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(editor)).data;
+    const xcb_window_t window = xcb_generate_id(editor);
+    const std::uint32_t events = XCB_EVENT_MASK_KEY_PRESS;
+    xcb_create_window(editor, XCB_COPY_FROM_PARENT, window, screen.root, 0, 0, 100, 100, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual, XCB_CW_EVENT_MASK,
+                      &events);
+    xcb_map_window(editor, window);
+    xcb_set_input_focus(editor, XCB_INPUT_FOCUS_POINTER_ROOT, window, XCB_CURRENT_TIME);
+    xcb_flush(editor);
+
+    OfflineConsole console(gpu::Device::systemDefault(), "Keys", R"(
+        void fx() {
+            if (coords.y == 0)
+                cls(float3(keydown(int(coords.x) % 128), keystroke(int(coords.x) % 128), 0));
+        })");
+    ASSERT_FALSE(console.hasError()) << console.compileLog();
+    console.engine().keyboard() = keyboard;
+    const auto drawn = [&console] {
+        EXPECT_TRUE(console.drawFrame(platform::Seconds(0)));
+        const auto picture = console.picture();
+        Codes codes; // held and struck count as two
+        for (std::uint32_t code = 0; code < 128; ++code) {
+            for (int i = 0; i < static_cast<int>(picture->pixel(code, 0)[0]) +
+                                    static_cast<int>(picture->pixel(code, 0)[1]);
+                 ++i)
+                codes.push_back(static_cast<int>(code));
+        }
+        return codes;
+    };
+    EXPECT_EQ(drawn(), Codes{});
+    xdotool("keydown", {"Shift_L", keyA});
+    EXPECT_EQ(nextKeyPress(editor), 50) << "the editor's window has the focus";
+    EXPECT_EQ(nextKeyPress(editor), 38);
+    EXPECT_EQ(drawn(), (Codes{1, 1, 65, 65}));
+    EXPECT_EQ(drawn(), (Codes{1, 65}));
+    xdotool("keyup", {"Shift_L"});
+    EXPECT_EQ(drawn(), (Codes{97, 97}));
+    xdotool("keyup", {keyA});
+    EXPECT_EQ(drawn(), Codes{});
+}
+
+TEST(X11Keyboard, SurvivesTheLossOfTheServer) {
+    auto server = std::make_unique<XServer>();
+    const std::string display = server->display();
+    auto source = platform::connectX11KeyStateSource(display);
+    ASSERT_TRUE(source);
+    ASSERT_EQ(server->run({"xdotool", "keydown", "a"}), 0);
+    EXPECT_EQ((*source)->heldKeys().size(), 1U);
+    server.reset();
+    EXPECT_TRUE((*source)->heldKeys().empty());
+    EXPECT_TRUE((*source)->heldKeys().empty());
+    const auto none = platform::connectX11KeyStateSource(display);
+    ASSERT_FALSE(none);
+    EXPECT_EQ(none.error().message, "the X server cannot be reached");
+}
+
+} // namespace starloom

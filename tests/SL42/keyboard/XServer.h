@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// An X server of the test's own, without a screen that anybody sees.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace starloom {
+
+/// Runs on a free display from construction to destruction. Throws when it cannot be started.
+class XServer {
+public:
+    XServer();
+    ~XServer();
+    XServer(const XServer&) = delete;
+    XServer& operator=(const XServer&) = delete;
+
+    /// Its name, as in the environment variable DISPLAY.
+    const std::string& display() const { return m_display; }
+    /// Runs a program of the path on this display, waits for it, and returns its exit status.
+    int run(std::vector<std::string> command) const;
+
+private:
+    pid_t m_process = 0;
+    std::string m_display;
+};
+
+} // namespace starloom

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The mouse and the keys as the toolkit reports them, on its display that nobody sees.
+#include "SL42/input/Keyboard.h"
+#include "app/KeyEventFeed.h"
+#include "app/KeyboardAndMouseTrackingNSView.h"
+#include "app/KeyboardSource.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QShortcut>
+#include <QTest>
+
+#include <cstdlib>
+#include <vector>
+
+namespace app {
+namespace {
+
+using starloom::MouseLocation;
+
+class InputTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        static int count = 1;
+        static char name[] = "test";
+        static char* arguments[] = {name, nullptr};
+        static auto* const application = new QApplication(count, arguments); // outlives statics
+        ASSERT_TRUE(application);
+    }
+
+    /// A window of 400 x 200 whose lower half the view covers.
+    InputTest() {
+        window.resize(400, 200);
+        testing::internal::CaptureStdout();
+        view->setParent(&window);
+        printed = testing::internal::GetCapturedStdout();
+        view->setGeometry(0, 100, 400, 100);
+        view->setFocus();
+        window.show();
+        window.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+    }
+
+    MouseLocation location;
+    std::vector<bool> left;
+    std::vector<bool> right;
+    std::string printed;
+    QWidget window;
+    KeyboardAndMouseTrackingNSView* view = new KeyboardAndMouseTrackingNSView(
+        [this](MouseLocation to) { location = to; }, [this](bool down) { left.push_back(down); },
+        [this](bool down) { right.push_back(down); });
+};
+
+} // namespace
+
+TEST_F(InputTest, TheViewReportsTheMouseOverTheWholeWindow) {
+    EXPECT_EQ(printed, "Moved\n");
+    QWindow* const whole = window.windowHandle();
+    const struct {
+        QPoint position;
+        Qt::MouseButton button; // held meanwhile
+        MouseLocation expected;
+    } moves[] = {{{100, 150}, Qt::NoButton, {.25, .75}},
+                 {{200, 50}, Qt::NoButton, {.5, .25}}, // not over the view
+                 {{-7, 900}, Qt::NoButton, {0, 1}},    // beside the window
+                 {{300, 150}, Qt::LeftButton, {.75, .75}},
+                 {{100, 150}, Qt::RightButton, {.75, .75}}, // does not count
+                 {{100, 150}, Qt::NoButton, {.25, .75}}};
+    for (const auto& m : moves) {
+        if (m.button != Qt::NoButton)
+            QTest::mousePress(view, m.button);
+        QMouseEvent move(QEvent::MouseMove, m.position, window.mapToGlobal(QPointF(m.position)),
+                         Qt::NoButton, m.button, Qt::NoModifier);
+        // The widget that a button went down on gets the moves until it goes up again.
+        QObject* const receiver = m.button == Qt::NoButton ? static_cast<QObject*>(whole) : view;
+        QCoreApplication::sendEvent(receiver, &move);
+        if (m.button != Qt::NoButton)
+            QTest::mouseRelease(view, m.button);
+        EXPECT_EQ(location, m.expected) << m.position.x() << ", " << m.position.y();
+    }
+}
+
+TEST_F(InputTest, TheViewReportsButtons) {
+    QTest::mousePress(view, Qt::LeftButton);
+    QTest::mousePress(view, Qt::RightButton);
+    QTest::mousePress(view, Qt::MiddleButton);
+    QTest::mouseRelease(view, Qt::LeftButton);
+    QTest::mouseRelease(view, Qt::RightButton);
+    QTest::mouseDClick(view, Qt::LeftButton); // the second press alone
+    EXPECT_EQ(left, (std::vector<bool>{true, false, true}));
+    EXPECT_EQ(right, (std::vector<bool>{true, false}));
+}
+
+TEST_F(InputTest, TheViewLeavesShortcutsAlone) {
+    int saved = 0;
+    QShortcut shortcut(QKeySequence("Ctrl+S"), &window);
+    QObject::connect(&shortcut, &QShortcut::activated, [&saved] { ++saved; });
+    QTest::keyClick(view, Qt::Key_S, Qt::ControlModifier);
+    EXPECT_EQ(saved, 1);
+    const struct {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        bool swallowed;
+    } keys[] = {{Qt::Key_J, Qt::ControlModifier, true},
+                {Qt::Key_J, Qt::MetaModifier, true},
+                {Qt::Key_J, Qt::NoModifier, false},
+                {Qt::Key_J, Qt::ShiftModifier, false}};
+    for (const auto& k : keys) {
+        QKeyEvent event(QEvent::KeyPress, k.key, k.modifiers);
+        event.setAccepted(!k.swallowed);
+        QCoreApplication::sendEvent(view, &event);
+        EXPECT_EQ(event.isAccepted(), k.swallowed) << k.key << " " << k.modifiers;
+    }
+}
+
+TEST_F(InputTest, KeysOfTheFocusedWindowReachTheConsole) {
+    QObject owner;
+    platform::Log log(platform::printNothing);
+    starloom::Keyboard keyboard;
+    keyboard.setSource(makeKeyboardSource(owner, log));
+    const auto held = [&] {
+        std::vector<int> codes;
+        const auto flags = keyboard.getKeyboardState().state;
+        for (std::size_t code = 0; code < flags.size(); ++code) {
+            if (flags[code])
+                codes.push_back(static_cast<int>(code));
+        }
+        return codes;
+    };
+    QWindow* const focused = window.windowHandle();
+    const struct {
+        QTest::KeyAction action;
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        std::vector<int> expected;
+    } steps[] = {{QTest::Press, Qt::Key_A, Qt::NoModifier, {97}},
+                 {QTest::Press, Qt::Key_Left, Qt::NoModifier, {28, 97}},
+                 {QTest::Press, Qt::Key_Shift, Qt::NoModifier, {1, 28, 65}},
+                 {QTest::Release, Qt::Key_Shift, Qt::ShiftModifier, {28, 97}},
+                 {QTest::Release, Qt::Key_A, Qt::NoModifier, {28}},
+                 {QTest::Press, Qt::Key_Control, Qt::NoModifier, {3}},
+                 {QTest::Press, Qt::Key_Return, Qt::ControlModifier, {3}},
+                 {QTest::Release, Qt::Key_Control, Qt::ControlModifier, {13, 28}}};
+    for (const auto& step : steps) {
+        QTest::sendKeyEvent(step.action, focused, step.key, QString(), step.modifiers);
+        EXPECT_EQ(held(), step.expected) << step.key;
+    }
+    QWidget other;
+    other.show();
+    other.activateWindow();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&other));
+    EXPECT_EQ(held(), std::vector<int>{}) << "the focus went to another window";
+}
+
+} // namespace app
