@@ -20,6 +20,9 @@ namespace cli {
 /// How a command ends. Usage errors are told apart from programs that fail.
 enum class ExitStatus : int { Success = 0, Failure = 1, Usage = 2 };
 
+/// Seconds that one frame may take, unless somebody says otherwise.
+inline constexpr double defaultTimeLimit = 60;
+
 /// Filled while the command line is read; outlives the commands.
 struct Session {
     /// "host", "vulkan", or empty for what the environment or the machine suggests.
@@ -35,6 +38,8 @@ ExitStatus fail(const std::string& message);
 
 // Each adds one subcommand, which runs once the whole command line has been read.
 void addRender(CLI::App& app, Session& session);
+void addSong(CLI::App& app, Session& session);
+void addVideo(CLI::App& app, Session& session);
 void addCompile(CLI::App& app, Session& session);
 void addPrelude(CLI::App& app, Session& session);
 void addBench(CLI::App& app, Session& session);

@@ -2,17 +2,14 @@
 // Part of Starloom 42.
 //
 // `starloom render`: the picture of a program at a given frame, or all pictures up to it.
-#include "SL42/offline/OfflineConsole.h"
 #include "cli/Command.h"
+#include "cli/OpenConsole.h"
 #include "cli/OutputName.h"
 #include "cli/Progress.h"
-#include "cli/Source.h"
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
 
-#include <chrono>
 #include <filesystem>
-#include <iostream>
 
 namespace cli {
 namespace {
@@ -22,7 +19,7 @@ struct RenderOptions {
     std::string output;
     std::uint32_t frames = 1;
     double fps = 60;
-    double timeLimit = 60;
+    double timeLimit = defaultTimeLimit;
 };
 
 using WritePicture = platform::Result<void> (*)(const platform::Image&, const std::string&);
@@ -56,21 +53,10 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
     const WritePicture write = writerFor(options.output);
     if (!write)
         return fail(options.output + ": pictures are written as .png or .exr");
-    const auto source = readSource(options.file);
-    if (!source)
-        return fail(source.error().message);
-    const auto device = session.openDevice();
-    if (!device)
+    const auto console = openConsole(options.file, session, options.timeLimit);
+    if (!console)
         return ExitStatus::Failure;
-    const std::chrono::duration<double> limit(options.timeLimit);
-    device->setTimeLimit(std::chrono::ceil<std::chrono::milliseconds>(limit));
-
-    starloom::OfflineConsole console(device, source->title, source->text);
-    if (!console.isComplete()) {
-        std::cerr << (console.hasError() ? console.compileLog() : console.diagnostics());
-        return ExitStatus::Failure;
-    }
-    const auto drawn = drawFrames(console, options, *name, write);
+    const auto drawn = drawFrames(*console, options, *name, write);
     return drawn ? ExitStatus::Success : fail(drawn.error().message);
 }
 

@@ -26,6 +26,8 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     app.fallthrough(); // options of the whole may also stand after the subcommand
     cli::addRender(app, session);
+    cli::addSong(app, session);
+    cli::addVideo(app, session);
     cli::addCompile(app, session);
     cli::addPrelude(app, session);
     cli::addBench(app, session);

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Saves the song under a name that the user chooses.
+#pragma once
+
+#include "platform/Log.h"
+#include "platform/audio/PCMBuffer.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace starloom {
+
+/// Asks where to save; gets the name to propose and returns a path, or none if the user thinks
+/// better of it.
+using SaveDialog = std::function<std::optional<std::string>(const std::string& proposedName)>;
+
+/// Writes the whole song once, as AAC, to the temporary file temp.m4a, asks for a name and moves
+/// the file there. A file that already has that name is kept. Every failure is one line in `log`
+/// and ends it; without a name, the temporary file stays. Null for `song` when there is none.
+/// Blocks until the dialog is closed.
+void exportAAC(const platform::PCMBuffer* song, const SaveDialog& saveDialog, platform::Log& log);
+
+} // namespace starloom

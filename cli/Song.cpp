@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// `starloom song`: the whole song of a program as a sound file.
+#include "cli/Command.h"
+#include "cli/OpenConsole.h"
+#include "cli/Progress.h"
+#include "platform/media/AudioFileWriter.h"
+#include "platform/process/Interruption.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+
+namespace cli {
+namespace {
+
+/// Samples that are encoded between two looks at the clock and at Ctrl+C.
+constexpr std::uint32_t blockLength = 16384;
+
+struct SongOptions {
+    std::string file;
+    std::string output;
+};
+
+/// None for endings that we cannot write.
+std::optional<platform::AudioFileFormat> formatFor(const std::string& output) {
+    const auto extension = std::filesystem::path(output).extension();
+    if (extension == ".m4a")
+        return platform::AudioFileFormat::AAC;
+    if (extension == ".wav")
+        return platform::AudioFileFormat::WAV;
+    return std::nullopt;
+}
+
+platform::Result<void> writeSong(const platform::PCMBuffer& song, const std::string& output,
+                                 platform::AudioFileFormat format) {
+    auto writer = SL42_TRY(platform::AudioFileWriter::create(output, format));
+    const platform::Interruption interruption;
+    const std::uint32_t length = song.frameLength();
+    Progress progress("samples", length);
+    for (std::uint32_t at = 0; at < length; at += blockLength) {
+        if (interruption.requested())
+            return platform::Error{"cancelled"};
+        const std::uint32_t count = std::min(blockLength, length - at);
+        SL42_TRY_VOID(
+            writer.write(song.channel(0).subspan(at, count), song.channel(1).subspan(at, count)));
+        progress.update(at + count);
+    }
+    return writer.finish();
+}
+
+ExitStatus song(const SongOptions& options, const Session& session) {
+    const auto format = formatFor(options.output);
+    if (!format)
+        return fail(options.output + ": songs are written as .m4a or .wav");
+    const auto console = openConsole(options.file, session, defaultTimeLimit);
+    if (!console)
+        return ExitStatus::Failure;
+    const auto song = console->engine().audioRenderer().audioBuffer();
+    if (!console->engine().hasAudio() || !song)
+        return fail(console->engine().title() + " has no sfx() and so no song");
+    const auto written = writeSong(*song, options.output, *format);
+    return written ? ExitStatus::Success : fail(written.error().message);
+}
+
+} // namespace
+
+void addSong(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<SongOptions>();
+    auto* command = app.add_subcommand("song", "Save the song that a program makes");
+    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command
+        ->add_option("-o,--output", options->output,
+                     "Sound file to write: .m4a for AAC, or .wav for 32-bit floats")
+        ->required();
+    command->callback([options, &session] { session.exitStatus = song(*options, session); });
+}
+
+} // namespace cli
