@@ -38,7 +38,8 @@ public:
         m_observers.remove_if([](const auto& watched) { return watched.expired(); });
     }
 
-    [[nodiscard]] Observation observe(Observer observer) {
+    /// Watching changes nothing about the value, so whoever may read it may watch it.
+    [[nodiscard]] Observation observe(Observer observer) const {
         auto shared = std::make_shared<Observer>(std::move(observer));
         m_observers.push_back(shared);
         return shared;
@@ -46,7 +47,7 @@ public:
 
 private:
     T m_value{};
-    std::list<std::weak_ptr<Observer>> m_observers;
+    mutable std::list<std::weak_ptr<Observer>> m_observers;
 };
 
 } // namespace platform
