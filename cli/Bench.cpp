@@ -18,6 +18,7 @@ namespace cli {
 namespace {
 
 constexpr std::uint32_t compilations = 9;
+constexpr std::uint32_t songRenderings = 5;
 constexpr float frameLength = 1.0F / 60;
 constexpr const char* noDevice = "there is no device to run on";
 
@@ -50,10 +51,14 @@ struct Measurements {
     Measurement cpu{"frameCpu", "frame: cpu", {}};
     Measurement video{"frameVideo", "frame: video", {}};
     Measurement display{"frameDisplay", "frame: display", {}};
+    Measurement song{"songRender", "song: rendering all of it", {}};
+    Measurement songRate{"songRate", "song: samples per second", {}, "M"};
+    Measurement songSpeed{"songSpeed", "song: factor over real time", {}, "x"};
     Measurement memory{"residentMemory", "memory, console and service", {}, "MiB"};
 
     std::vector<Measurement> all() const {
-        return {cold, warm, frontEnd, optimiser, codeGeneration, cpu, video, display, memory};
+        return {cold,  warm,    frontEnd, optimiser, codeGeneration, cpu,
+                video, display, song,     songRate,  songSpeed,      memory};
     }
 };
 
@@ -82,6 +87,19 @@ platform::Result<void> measureLatency(const Session& session, const Source& sour
     return {};
 }
 
+platform::Result<void> measureSong(StageBenchmark& stages, Measurements& measurements) {
+    for (std::uint32_t i = 0; i < songRenderings; ++i) {
+        const SongTime time = SL42_TRY(stages.renderSong());
+        if (time.samples == 0)
+            return {};
+        const double perSecond = static_cast<double>(time.samples) * 1000 / time.milliseconds;
+        measurements.song.values.push_back(time.milliseconds);
+        measurements.songRate.values.push_back(perSecond / 1e6);
+        measurements.songSpeed.values.push_back(perSecond / starloom::audioSampleRate);
+    }
+    return {};
+}
+
 platform::Result<void> measureStages(const Session& session, const Source& source,
                                      const BenchOptions& options, Measurements& measurements) {
     platform::Log log(platform::printNothing);
@@ -95,6 +113,7 @@ platform::Result<void> measureStages(const Session& session, const Source& sourc
         measurements.optimiser.values.push_back(phases.optimiser);
         measurements.codeGeneration.values.push_back(phases.codeGeneration);
     }
+    SL42_TRY_VOID(measureSong(stages, measurements));
     Progress progress("frames", options.frames);
     for (std::uint32_t frame = 0; frame < options.frames; ++frame) {
         const auto times = SL42_TRY(stages.runFrame(static_cast<float>(frame) * frameLength));

@@ -4,6 +4,7 @@
 
 #include "SL42/builder/ProgramBuilder.h"
 
+#include <chrono>
 #include <vector>
 
 namespace cli {
@@ -11,6 +12,8 @@ namespace {
 
 using platform::Error;
 using platform::Result;
+
+constexpr std::chrono::seconds songTimeLimit(20); // as long as the console allows
 
 /// The kernels that a program needs.
 std::vector<const char*> kernelsOf(const starloom::PreprocessedSource& program) {
@@ -69,6 +72,8 @@ Result<CompilePhases> StageBenchmark::compile(std::string_view source) {
         m_cpu.shader = starloom::compileShader(*m_device, library, "processor", m_log).shader;
     if (program.hasVideo)
         m_video.updateLibrary(library);
+    if (program.hasAudio)
+        m_songShader = starloom::compileShader(*m_device, library, "audio", m_log).shader;
     return phases;
 }
 
@@ -104,6 +109,21 @@ Result<StageTimes> StageBenchmark::runFrame(float time) {
     // Not part of the times: the bank swap, which the frame shares with the display.
     SL42_TRY(measure("next frame", [&](auto& buffer) { m_machine.nextFrame(buffer); }));
     return times;
+}
+
+Result<SongTime> StageBenchmark::renderSong() {
+    if (!m_songShader)
+        return SongTime{};
+    SongTime time{.samples = m_machine.audioSpec.sampleCount(starloom::audioSampleRate)};
+    time.milliseconds = SL42_TRY(measure("song", [&](gpu::CommandBuffer& buffer) {
+        buffer.setTimeLimit(songTimeLimit);
+        const auto encoder = buffer.makeComputeCommandEncoder();
+        encoder->setComputePipelineState(m_songShader->pipelineState());
+        starloom::RenderData{m_machine}.addToEncoder(*encoder, 0);
+        encoder->dispatchThreads({static_cast<std::uint32_t>(time.samples), 1, 1}, {64, 1, 1});
+        encoder->endEncoding();
+    }));
+    return time;
 }
 
 } // namespace cli

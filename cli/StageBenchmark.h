@@ -9,11 +9,14 @@
 #include "SL42/engine/Display.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "SL42/engine/VideoRenderer.h"
+#include "Shader/ComputeShader.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
 #include "platform/base/Result.h"
 #include "preview/OffscreenPreview.h"
 
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -33,6 +36,12 @@ struct CompilePhases {
     double codeGeneration = 0;
 };
 
+/// Of rendering the whole song.
+struct SongTime {
+    std::uint64_t samples = 0;
+    double milliseconds = 0;
+};
+
 /// One thread.
 class StageBenchmark {
 public:
@@ -42,6 +51,8 @@ public:
     platform::Result<CompilePhases> compile(std::string_view source);
     /// Runs one frame after compile(). The error is the device's line.
     platform::Result<StageTimes> runFrame(float time);
+    /// Renders the song after compile(); no samples when the program has none. Likewise.
+    platform::Result<SongTime> renderSong();
 
 private:
     template <class Encode>
@@ -53,6 +64,7 @@ private:
     starloom::MachineBuffers m_machine;
     starloom::CPU m_cpu;
     starloom::VideoRenderer m_video;
+    std::unique_ptr<starloom::ComputeShader> m_songShader;
     starloom::Display m_display;
     starloom::OffscreenPreview m_view;
 };

@@ -24,7 +24,8 @@ TEST(Bench, MeasuresEveryPhase) {
     EXPECT_EQ(run.err, "");
     for (const char* name :
          {"sourceToLogCold", "sourceToLogWarm", "compileFrontEnd", "compileOptimiser",
-          "compileCodeGeneration", "frameCpu", "frameVideo", "frameDisplay", "residentMemory"})
+          "compileCodeGeneration", "frameCpu", "frameVideo", "frameDisplay", "songRender",
+          "songRate", "songSpeed", "residentMemory"})
         EXPECT_GT(medianOf(run.out, name), 0) << name << " in " << run.out;
     // If these came from a cache they would be zero above; that they are compiled from scratch
     // shows in the whole, which cannot be quicker than its parts.
