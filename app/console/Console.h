@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The console that this process shows, with all that it runs in.
+#pragma once
+
+#include "SL42/document/Journal.h"
+#include "SL42/document/StarloomDocument.h"
+#include "app/stage/PreviewWidget.h"
+#include "app/window/MainQueuePump.h"
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/MainQueue.h"
+#include "platform/audio/SilentAudioEngine.h"
+
+#include <QObject>
+
+#include <memory>
+#include <string>
+
+namespace app {
+
+/// Main thread; the application must exist. The view belongs to the console and goes with it, so
+/// the console goes before the window that shows the view.
+class Console {
+public:
+    /// Compiles the program.
+    Console(std::string title, std::string source);
+
+    starloom::SL42& engine() { return m_document.sl42(); }
+    starloom::StarloomDocument& document() { return m_document; }
+    starloom::Journal& journal() { return m_journal; }
+    PreviewWidget& view() { return *m_view; }
+    platform::MainQueue& mainQueue() { return m_mainQueue; }
+    const std::shared_ptr<gpu::Device>& device() const { return m_device; }
+
+private:
+    starloom::Surroundings surroundings();
+
+    platform::MainQueue m_mainQueue;
+    MainQueuePump m_pump{m_mainQueue};
+    platform::SystemClock m_clock;
+    platform::Log m_log;
+    platform::SilentAudioEngine m_audioEngine{m_clock};
+    platform::SilentAudioCapture m_audioCapture;
+    std::shared_ptr<gpu::Device> m_device;
+    starloom::Journal m_journal;
+    PreviewWidget* m_view = nullptr; // the engine's
+    QObject m_keyEvents;
+    starloom::StarloomDocument m_document;
+};
+
+} // namespace app

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Shows the compile log as it is, and leads from its positions to the source.
+#pragma once
+
+#include "app/panes/LogPosition.h"
+
+#include <QPlainTextEdit>
+
+#include <functional>
+#include <string>
+
+namespace app {
+
+class LogPane final : public QPlainTextEdit {
+public:
+    using GoTo = std::function<void(SourcePosition)>;
+
+    /// A click on a line with a position in the user's source, or Return on it, runs `goTo`.
+    explicit LogPane(GoTo goTo);
+
+    void setLog(const std::string& log);
+    /// Goes to the first position in the log, if there is any.
+    void goToFirst();
+
+    QSize sizeHint() const override { return {600, 170}; }
+
+protected:
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    std::optional<SourcePosition> positionAt(const QTextCursor& cursor) const;
+    void goToPositionAt(const QTextCursor& cursor) const;
+    void markPositions();
+
+    const GoTo m_goTo;
+    const int m_preludeLines;
+};
+
+} // namespace app

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Positions that the compile log speaks of.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace app {
+
+/// A place in the user's source; both count from 1.
+struct SourcePosition {
+    int line = 1;
+    int column = 1;
+    bool operator==(const SourcePosition&) const = default;
+};
+
+/// Where a line of the compile log points to ("program_source:LINE:COLUMN:"). None when it does not
+/// point anywhere, or into the prelude, which stands in front of the source with `preludeLines`
+/// lines.
+std::optional<SourcePosition> positionIn(std::string_view logLine, int preludeLines);
+
+} // namespace app

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "app/panes/Readouts.h"
+
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLocale>
+#include <QStyle>
+
+#include <utility>
+
+namespace app {
+
+static constexpr int refreshMilliseconds = 200;
+
+Readouts::Readouts(const starloom::SL42& console, const QString& device,
+                   std::function<int()> framesPerSecond)
+    : m_console(console),
+      m_framesPerSecond(std::move(framesPerSecond)),
+      m_cpu(makeChip("cpu()")),
+      m_video(makeChip("fx()")),
+      m_audio(makeChip("sfx()")) {
+    auto* rows = new QFormLayout(this);
+    rows->setContentsMargins(0, 0, 0, 0);
+    rows->setVerticalSpacing(3);
+    auto* chips = new QHBoxLayout;
+    for (QLabel* chip : {m_cpu, m_video, m_audio})
+        chips->addWidget(chip, 1);
+    rows->addRow(chips);
+    m_time = addRow(tr("Time"));
+    m_sample = addRow(tr("Sample"));
+    m_rate = addRow(tr("Frames"));
+    addRow(tr("Device"))->setText(device);
+    m_size = addRow(tr("Size"));
+    connect(&m_timer, &QTimer::timeout, this, &Readouts::refresh);
+    m_timer.start(refreshMilliseconds);
+    refresh();
+}
+
+QLabel* Readouts::addRow(const QString& name) {
+    auto* value = new QLabel;
+    value->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    value->setWordWrap(true);
+    value->setAlignment(Qt::AlignRight);
+    value->setAccessibleName(name);
+    auto* label = new QLabel(name);
+    label->setObjectName("quiet");
+    static_cast<QFormLayout*>(layout())->addRow(label, value);
+    return value;
+}
+
+QLabel* Readouts::makeChip(const QString& function) {
+    auto* chip = new QLabel(function);
+    chip->setObjectName("chip");
+    chip->setAlignment(Qt::AlignCenter);
+    return chip;
+}
+
+void Readouts::setFound(QLabel& chip, bool found) {
+    if (chip.property("found").isValid() && chip.property("found").toBool() == found)
+        return;
+    chip.setProperty("found", found);
+    chip.setAccessibleName(chip.text() + ' ' + (found ? tr("found") : tr("not found")));
+    chip.style()->unpolish(&chip);
+    chip.style()->polish(&chip);
+}
+
+void Readouts::refresh() {
+    const QLocale locale;
+    setFound(*m_cpu, m_console.hasCPU());
+    setFound(*m_video, m_console.hasVideo());
+    setFound(*m_audio, m_console.hasAudio());
+    m_time->setText(tr("%1 s").arg(locale.toString(m_console.time(), 'f', 2)));
+    m_sample->setText(locale.toString(m_console.sample()));
+    m_rate->setText(tr("%1 a second").arg(m_framesPerSecond()));
+    m_size->setText(tr("%1 characters").arg(locale.toString(qulonglong(m_console.size().get()))));
+}
+
+} // namespace app

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the console is doing, in numbers.
+#pragma once
+
+#include "SL42/engine/SL42.h"
+
+#include <QLabel>
+#include <QTimer>
+#include <QWidget>
+
+#include <functional>
+
+namespace app {
+
+/// Looks at the console a few times a second. The console must outlive it.
+class Readouts final : public QWidget {
+public:
+    Readouts(const starloom::SL42& console, const QString& device,
+             std::function<int()> framesPerSecond);
+
+    /// Looks now.
+    void refresh();
+
+private:
+    QLabel* addRow(const QString& name);
+    static QLabel* makeChip(const QString& function);
+    static void setFound(QLabel& chip, bool found);
+
+    const starloom::SL42& m_console;
+    const std::function<int()> m_framesPerSecond;
+    QLabel* m_cpu;
+    QLabel* m_video;
+    QLabel* m_audio;
+    QLabel* m_time = nullptr;
+    QLabel* m_sample = nullptr;
+    QLabel* m_rate = nullptr;
+    QLabel* m_size = nullptr;
+    QTimer m_timer;
+};
+
+} // namespace app

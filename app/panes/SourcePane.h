@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The running program's text with line numbers, to look at. It is edited in the user's own editor.
+#pragma once
+
+#include "app/panes/LogPosition.h"
+
+#include <QPlainTextEdit>
+
+#include <string>
+
+namespace app {
+
+class SourcePane final : public QPlainTextEdit {
+public:
+    SourcePane();
+
+    void setSource(const std::string& source);
+    /// Scrolls to the place and marks its line until the source changes.
+    void show(SourcePosition position);
+    using QPlainTextEdit::show;
+
+    QSize sizeHint() const override { return {460, 170}; }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    class LineNumbers;
+
+    int lineNumberWidth() const;
+    void paintLineNumbers(QPaintEvent& event);
+
+    LineNumbers* m_lineNumbers;
+    int m_markedLine = 0;
+};
+
+} // namespace app

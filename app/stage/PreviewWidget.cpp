@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "app/stage/PreviewWidget.h"
+
+#include <QBitmap>
+#include <QPaintEvent>
+#include <QPainter>
+
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+namespace app {
+namespace {
+
+QCursor makeEmptyCursor() {
+    QBitmap blank(16, 16);
+    blank.clear();
+    return {blank, blank, 0, 0};
+}
+
+QImage wrap(const starloom::ScreenPicture& picture) {
+    const auto width = static_cast<int>(picture.size.width);
+    const auto height = static_cast<int>(picture.size.height);
+    return {reinterpret_cast<const uchar*>(picture.pixels.data()), width, height, width * 4,
+            QImage::Format_RGB32};
+}
+
+} // namespace
+
+PreviewWidget::PreviewWidget(std::shared_ptr<gpu::Device> device)
+    : m_emptyCursor(makeEmptyCursor()),
+      m_presenter(std::move(device), [this](PicturePtr picture) { receive(std::move(picture)); }) {
+    resize(drawableWidth, drawableHeight);
+    setMinimumSize(drawableWidth / 4, drawableHeight / 4);
+    setAttribute(Qt::WA_OpaquePaintEvent); // paints every pixel of its own
+    setAccessibleName(tr("Picture"));
+    m_rateObservation = preferredFPS.observe([this](int rate) { m_pacer.setRate(rate); });
+    m_timer.setTimerType(Qt::PreciseTimer);
+    m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, this, &PreviewWidget::tick);
+    m_timer.start(0);
+}
+
+std::shared_ptr<gpu::Drawable> PreviewWidget::currentDrawable() {
+    return m_presenter.pool().nextDrawable();
+}
+
+void PreviewWidget::setNeedsDisplay() {
+    m_needsDisplay = true;
+}
+
+void PreviewWidget::tick() {
+    drawIfDue();
+    const auto wait = m_pacer.untilDue(m_clock.now());
+    m_timer.start(std::chrono::floor<std::chrono::milliseconds>(wait));
+}
+
+void PreviewWidget::drawIfDue() {
+    const bool due = m_pacer.isDue(m_clock.now());
+    if (!due || (isPaused.get() && !m_needsDisplay))
+        return;
+    if (delegate() && delegate()->isReadyToDraw()) {
+        m_needsDisplay = false;
+        delegate()->draw(*this);
+    }
+}
+
+// On the presenter's thread. One event is enough for all pictures that come before it arrives.
+void PreviewWidget::receive(PicturePtr picture) {
+    const std::lock_guard lock(m_mutex);
+    if (!std::exchange(m_received, std::move(picture)))
+        QMetaObject::invokeMethod(this, [this] { showReceived(); }, Qt::QueuedConnection);
+}
+
+void PreviewWidget::showReceived() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_shown = std::move(m_received);
+    }
+    m_frameRate.frame(m_clock.now());
+    update();
+}
+
+starloom::PicturePlacement PreviewWidget::placement() const {
+    const double ratio = devicePixelRatioF();
+    return starloom::placePicture(static_cast<int>(std::lround(width() * ratio)),
+                                  static_cast<int>(std::lround(height() * ratio)), m_wholeOnly);
+}
+
+void PreviewWidget::setWholeScalesOnly(bool wholeOnly) {
+    m_wholeOnly = wholeOnly;
+    updateTarget();
+    update();
+}
+
+void PreviewWidget::updateTarget() {
+    const auto place = placement();
+    m_presenter.setTargetSize(
+        {static_cast<std::size_t>(place.width), static_cast<std::size_t>(place.height)});
+}
+
+void PreviewWidget::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    updateTarget();
+}
+
+// The area around the picture is red, so that a mistake in the layout of a stage is seen when it is
+// set up.
+void PreviewWidget::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const double ratio = devicePixelRatioF();
+    const auto place = placement();
+    painter.scale(1 / ratio, 1 / ratio);
+    const QRect picture(place.x, place.y, place.width, place.height);
+    const QRect whole(0, 0, static_cast<int>(std::ceil(width() * ratio)),
+                      static_cast<int>(std::ceil(height() * ratio)));
+    for (const QRect& border : QRegion(whole).subtracted(picture))
+        painter.fillRect(border, QColor(255, 0, 0));
+    if (!m_shown)
+        painter.fillRect(picture, Qt::black);
+    else // of another size only for a moment after the view's size has changed
+        painter.drawImage(picture, wrap(*m_shown));
+}
+
+void PreviewWidget::resetCursorRects() {
+    setCursor(showCursor() ? QCursor(Qt::ArrowCursor) : m_emptyCursor);
+}
+
+} // namespace app

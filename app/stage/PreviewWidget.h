@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The window's view of the console: drives the frames and shows the pictures.
+#pragma once
+
+#include "app/stage/FrameRate.h"
+#include "gpu/Device.h"
+#include "platform/Clock.h"
+#include "preview/FramePacer.h"
+#include "preview/MTLPreview.h"
+#include "preview/PicturePlacement.h"
+#include "preview/Presenter.h"
+
+#include <QCursor>
+#include <QTimer>
+#include <QWidget>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+namespace app {
+
+/// The console owns its view, so this widget must go before its parent does. A frame is only begun
+/// when the console can do so at once; while the device is busy, frames are left out and the
+/// interface lives on.
+class PreviewWidget final : public QWidget, public starloom::MTLPreview {
+public:
+    explicit PreviewWidget(std::shared_ptr<gpu::Device> device);
+
+    std::shared_ptr<gpu::Drawable> currentDrawable() override;
+    void setNeedsDisplay() override;
+
+    /// Leaves more of the view red rather than mix neighbouring pixels.
+    void setWholeScalesOnly(bool wholeOnly);
+    /// Pictures shown during the last second.
+    int framesPerSecond() { return m_frameRate.perSecond(m_clock.now()); }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void resetCursorRects() override;
+
+private:
+    using PicturePtr = std::shared_ptr<const starloom::ScreenPicture>;
+
+    void tick();
+    void drawIfDue();
+    void receive(PicturePtr picture);
+    void showReceived();
+    void updateTarget();
+    /// In pixels of the screen.
+    starloom::PicturePlacement placement() const;
+
+    platform::SystemClock m_clock;
+    starloom::FramePacer m_pacer;
+    FrameRate m_frameRate;
+    QTimer m_timer;
+    QCursor m_emptyCursor;
+    platform::Observation m_rateObservation;
+    bool m_needsDisplay = true;
+    bool m_wholeOnly = false;
+    PicturePtr m_shown;
+
+    std::mutex m_mutex;
+    PicturePtr m_received;
+    starloom::Presenter m_presenter; // last: it delivers from its thread
+};
+
+} // namespace app

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Everything that a person can do in a console's window, with its keys and its place in the menus.
+#pragma once
+
+#include <QAction>
+
+class QMenu;
+class QMenuBar;
+class QWidget;
+
+namespace app {
+
+/// The actions do nothing by themselves; whoever knows how connects to them. They belong to the
+/// window, where their keys work also while the menu bar is hidden.
+struct Actions {
+    explicit Actions(QWidget& window);
+    /// `panes` show and hide the window's panes.
+    void addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>& panes) const;
+
+    QAction *newDocument, *open, *save, *saveAs, *savePacked;
+    QAction *exportPicture, *exportSong, *exportVideo;
+    QAction *close, *quit;
+    QAction *play, *reset, *edit, *reloadOnEveryWrite, *showError;
+    QAction *fullScreen, *leaveFullScreen, *wholeScales, *hdr;
+    QAction *mute, *louder, *softer;
+    QAction *help, *about;
+};
+
+} // namespace app

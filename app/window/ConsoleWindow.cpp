@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "app/window/ConsoleWindow.h"
+
+#include "app/KeyboardAndMouseTrackingNSView.h"
+#include "app/panes/ControlsPane.h"
+#include "app/panes/PictureControls.h"
+#include "app/panes/Readouts.h"
+#include "app/panes/SoundControls.h"
+
+#include <QCloseEvent>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+
+namespace app {
+
+static constexpr QSize firstSize{1252, 780};
+
+ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin)
+    : m_console(origin.title, origin.source),
+      m_document(origin, m_console.document(), m_console.journal()),
+      m_processes([this](const std::string& line) {
+          m_stage->notices().showError(QString::fromStdString(line));
+      }),
+      m_actions(*this),
+      m_stage(new Stage(m_console.view(), *makeMouseTracking().release())),
+      m_log(new LogPane([this](SourcePosition position) { m_source->show(position); })),
+      m_source(new SourcePane) {
+    setCentralWidget(m_stage);
+    setAcceptDrops(true);
+    m_documents = std::make_unique<DocumentCommands>(
+        DocumentCommands::Parts{*this, m_console, m_document, m_processes, m_settings,
+                                m_stage->notices(), [this] { showTitle(); }},
+        m_actions);
+    buildPanes();
+    connectActions();
+    observe();
+    showProgram();
+    restoreLayout();
+    m_stage->takeFocus();
+    if (auto followed = m_document.follow(); !followed)
+        m_stage->notices().showError(QString::fromStdString(followed.error().message));
+}
+
+ConsoleWindow::~ConsoleWindow() = default;
+
+std::unique_ptr<QWidget> ConsoleWindow::makeMouseTracking() {
+    const auto change = [this](auto setter) {
+        return [this, setter](auto value) {
+            starloom::MouseValues values = m_console.engine().mouseValues();
+            (values.*setter)(value);
+            m_console.engine().setMouseValues(values);
+        };
+    };
+    using starloom::MouseValues;
+    return std::make_unique<KeyboardAndMouseTrackingNSView>(
+        change(&MouseValues::setMouseLocation), change(&MouseValues::setLeftMouseDown),
+        change(&MouseValues::setRightMouseDown));
+}
+
+void ConsoleWindow::buildPanes() {
+    setDockOptions(AnimatedDocks | AllowNestedDocks);
+    setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
+    addPane(tr("Controls"), "controls", buildControls(), Qt::RightDockWidgetArea);
+    addPane(tr("Log"), "log", m_log, Qt::BottomDockWidgetArea);
+    addPane(tr("Source"), "source", m_source, Qt::BottomDockWidgetArea);
+    QList<QAction*> toggles;
+    for (std::size_t i = 0; i < m_panes.size(); ++i) {
+        QAction* toggle = m_panes[i]->toggleViewAction();
+        toggle->setShortcut(QKeySequence(QString("Ctrl+%1").arg(i + 1)));
+        addAction(toggle); // works also while the menu bar is hidden
+        toggles.append(toggle);
+    }
+    m_actions.addMenus(*menuBar(), m_documents->recentFiles(), toggles);
+}
+
+QWidget* ConsoleWindow::buildControls() {
+    auto* pane = new ControlsPane;
+    pane->addButtons({m_actions.play, m_actions.reset});
+    pane->addButtons({m_actions.edit});
+    pane->addControl(new Readouts(m_console.engine(),
+                                  QString::fromStdString(m_console.device()->name()),
+                                  [this] { return m_console.view().framesPerSecond(); }));
+    addPictureControls(*pane, m_actions, m_console.view(), m_settings);
+    pane->addHeading(tr("Sound"));
+    pane->addControl(new SoundControls(m_actions, m_settings, [](float) {}));
+    pane->addHeading(tr("Export"));
+    pane->addButtons({m_actions.exportPicture, m_actions.exportSong});
+    pane->addButtons({m_actions.exportVideo, m_actions.savePacked});
+    pane->finish();
+    return pane;
+}
+
+QDockWidget* ConsoleWindow::addPane(const QString& name, const char* id, QWidget* content,
+                                    Qt::DockWidgetArea area) {
+    auto* pane = new QDockWidget(name);
+    pane->setObjectName(id); // by which the layout remembers it
+    pane->setWidget(content);
+    addDockWidget(area, pane);
+    m_panes.push_back(pane);
+    return pane;
+}
+
+void ConsoleWindow::connectActions() {
+    auto& engine = m_console.engine();
+    connect(m_actions.play, &QAction::toggled, this, [this, &engine](bool play) {
+        engine.playing.set(play);
+        m_actions.play->setText(play ? tr("&Pause") : tr("&Play"));
+    });
+    m_actions.play->setText(tr("&Pause"));
+    connect(m_actions.reset, &QAction::triggered, this, [&engine] { engine.reset(); });
+    connect(m_actions.reloadOnEveryWrite, &QAction::toggled, this, [this, &engine](bool reload) {
+        engine.setReloadOnEveryWrite(reload);
+        m_settings.reloadOnEveryWrite.set(reload);
+    });
+    m_actions.reloadOnEveryWrite->setChecked(m_settings.reloadOnEveryWrite.get());
+    connect(m_actions.showError, &QAction::triggered, this, [this] {
+        m_panes[1]->show();
+        m_panes[2]->show();
+        m_log->goToFirst();
+    });
+    m_stage->badge().setClicked([this] { m_actions.showError->trigger(); });
+    connect(m_actions.fullScreen, &QAction::toggled, this, &ConsoleWindow::setFullScreen);
+    connect(m_actions.leaveFullScreen, &QAction::triggered, this,
+            [this] { m_actions.fullScreen->setChecked(false); });
+    connect(m_actions.close, &QAction::triggered, this, &ConsoleWindow::close);
+    connect(m_actions.quit, &QAction::triggered, this, &ConsoleWindow::close);
+    connect(m_actions.about, &QAction::triggered, this, [this] {
+        QMessageBox::about(this, tr("About"),
+                           tr("Starloom 42\n\nA fantasy console that lives on your GPU.\n"
+                              "Free software under the MIT licence."));
+    });
+}
+
+// The values change in tasks of the main queue, that is, from the event loop.
+void ConsoleWindow::observe() {
+    auto& engine = m_console.engine();
+    m_observations = {
+        engine.error().observe([this](const std::string&) { showProgram(); }),
+        engine.hasError().observe([this](bool) { showProblem(); }),
+        engine.fault().observe([this](const std::string&) { showProblem(); }),
+    };
+}
+
+void ConsoleWindow::showProgram() {
+    m_log->setLog(m_console.engine().error().get());
+    m_source->setSource(m_console.engine().source());
+    showTitle();
+}
+
+void ConsoleWindow::showProblem() {
+    const auto& engine = m_console.engine();
+    const QString fault = QString::fromStdString(engine.fault().get());
+    QString problem;
+    if (engine.hasError().get())
+        problem = tr("Does not compile; the last good program runs on");
+    else if (!fault.isEmpty())
+        problem = fault;
+    m_stage->badge().setProblem(problem);
+    m_actions.showError->setEnabled(!problem.isEmpty());
+}
+
+void ConsoleWindow::showTitle() {
+    setWindowTitle(QString::fromStdString(m_document.name()) + "[*] \u2013 Starloom 42");
+    setWindowModified(m_document.isModified());
+}
+
+// Floating panes stay where they are, perhaps on another screen.
+void ConsoleWindow::setFullScreen(bool full) {
+    m_actions.leaveFullScreen->setEnabled(full);
+    m_stage->notices().setQuiet(full);
+    menuBar()->setVisible(!full);
+    if (full) {
+        m_layoutBeforeFullScreen = saveState();
+        for (QDockWidget* pane : m_panes)
+            if (!pane->isFloating())
+                pane->hide();
+        m_wasMaximized = isMaximized();
+        showFullScreen();
+    } else {
+        if (m_wasMaximized)
+            showMaximized();
+        else
+            showNormal();
+        restoreState(m_layoutBeforeFullScreen);
+    }
+    m_stage->takeFocus();
+}
+
+void ConsoleWindow::restoreLayout() {
+    if (!restoreGeometry(m_settings.geometry.get()))
+        resize(firstSize);
+    restoreState(m_settings.panes.get());
+}
+
+void ConsoleWindow::closeEvent(QCloseEvent* event) {
+    if (!m_documents->mayClose()) {
+        event->ignore();
+        return;
+    }
+    if (m_actions.fullScreen->isChecked())
+        m_actions.fullScreen->setChecked(false);
+    m_settings.geometry.set(saveGeometry());
+    m_settings.panes.set(saveState());
+    event->accept();
+}
+
+void ConsoleWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls())
+        event->acceptProposedAction();
+}
+
+void ConsoleWindow::dropEvent(QDropEvent* event) {
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile())
+            m_documents->openFile(url.toLocalFile().toStdString());
+}
+
+} // namespace app

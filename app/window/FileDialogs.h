@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Asking for files. The show goes on while a dialog is open.
+#pragma once
+
+#include "app/window/Settings.h"
+
+#include <QString>
+
+#include <filesystem>
+#include <optional>
+
+class QWidget;
+
+namespace app {
+
+/// Dialogs start in the folder that the last one ended in. All answer none when the user thinks
+/// better of it.
+class FileDialogs {
+public:
+    /// Both must outlive it.
+    FileDialogs(QWidget& window, Settings& settings) : m_window(window), m_settings(settings) {}
+
+    std::optional<std::filesystem::path> askForProgram();
+    /// `proposed` is a name or a path. The first ending of `filter`, as in "Pictures (*.png
+    /// *.exr)", is added to a name without any.
+    std::optional<std::filesystem::path> askWhereToSave(const QString& title,
+                                                        const std::filesystem::path& proposed,
+                                                        const QString& filter);
+
+private:
+    std::optional<std::filesystem::path> remember(const QString& chosen);
+
+    QWidget& m_window;
+    Settings& m_settings;
+};
+
+} // namespace app
