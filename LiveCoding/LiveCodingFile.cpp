@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <utility>
 
@@ -31,6 +32,22 @@ std::string randomUuid() {
     return text.data();
 }
 
+/// The user's own folder for what need not outlive the session, else the system's. The order
+/// matters: vim keeps no backup under /tmp, so it would not rename there.
+Result<fs::path> temporaryFolder() {
+    std::error_code failed;
+    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && *runtime == '/') {
+        const fs::path folder = fs::path(runtime) / "starloom42";
+        fs::create_directory(folder, failed);
+        if (!failed)
+            return fs::canonical(folder);
+    }
+    const fs::path folder = fs::temp_directory_path(failed);
+    if (failed)
+        return platform::Error{"no folder for temporary files: " + failed.message()};
+    return fs::canonical(folder);
+}
+
 } // namespace
 
 LiveCodingFile::LiveCodingFile(fs::path url, std::string contents, platform::Log& log,
@@ -44,12 +61,8 @@ Result<std::unique_ptr<LiveCodingFile>>
 LiveCodingFile::create(const std::string& title, const std::string& type, std::string contents,
                        const std::string& editor, platform::MainQueue& queue, platform::Log& log,
                        OnChange onChange) {
-    std::error_code failed;
-    const fs::path folder = fs::temp_directory_path(failed);
-    if (failed)
-        return platform::Error{"no folder for temporary files: " + failed.message()};
-    const std::string name = title + "_" + randomUuid() + "." + type;
-    const fs::path url = fs::weakly_canonical(folder, failed) / name;
+    const fs::path folder = SL42_TRY(temporaryFolder());
+    const fs::path url = folder / (title + "_" + randomUuid() + "." + type);
     SL42_TRY_VOID(platform::writeWholeFile(url.string(), std::as_bytes(std::span(contents))));
     std::unique_ptr<LiveCodingFile> file(
         new LiveCodingFile(url, std::move(contents), log, std::move(onChange)));

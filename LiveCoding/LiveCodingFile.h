@@ -32,8 +32,9 @@ public:
     /// How soon after an event the next one is looked at. The first one does not wait.
     static constexpr std::chrono::milliseconds latency{50};
 
-    /// Writes `contents` to a new file TITLE_UUID.TYPE in the folder for temporary files, opens it
-    /// with `editor` (platform::openFile) and watches it. Fails when any of that fails.
+    /// Writes `contents` to a new file TITLE_UUID.TYPE in $XDG_RUNTIME_DIR/starloom42, or without
+    /// such a folder in that for temporary files, opens it with `editor` (platform::openFile) and
+    /// watches it. Fails when any of that fails.
     static platform::Result<std::unique_ptr<LiveCodingFile>>
     create(const std::string& title, const std::string& type, std::string contents,
            const std::string& editor, platform::MainQueue& queue, platform::Log& log,

@@ -2,35 +2,65 @@
 // Part of Starloom 42.
 #include "cli/Source.h"
 
+#include "SL42/document/Compression.h"
+#include "SL42/document/StarloomDocument.h"
 #include "platform/TextFile.h"
 
 #include <array>
 #include <filesystem>
 #include <iostream>
+#include <span>
+#include <utility>
 
 namespace cli {
 namespace {
 
-platform::Result<std::string> readStandardInput() {
-    std::string text;
+namespace fs = std::filesystem;
+using platform::Error;
+using platform::Result;
+
+constexpr const char* standardInput = "standard input";
+
+Result<std::string> readStandardInput() {
+    std::string bytes;
     std::array<char, 65536> piece{};
     while (std::cin.read(piece.data(), piece.size()) || std::cin.gcount() > 0) {
-        text.append(piece.data(), static_cast<std::size_t>(std::cin.gcount()));
-        if (text.size() > platform::maxTextFileLength)
-            return platform::Error{"standard input: Too long for a program text"};
+        bytes.append(piece.data(), static_cast<std::size_t>(std::cin.gcount()));
+        if (bytes.size() > platform::maxTextFileLength)
+            return Error{std::string(standardInput) + ": Too long for a program text"};
     }
-    if (!platform::isValidUtf8(text))
-        return platform::Error{"standard input: Not UTF-8 text"};
-    return text;
+    return bytes;
+}
+
+/// Compressed text is hardly ever UTF-8.
+Result<std::string> textIn(std::string bytes, const std::string& name) {
+    if (platform::isValidUtf8(bytes))
+        return bytes;
+    auto unpacked = starloom::Unpacker::unpack(std::as_bytes(std::span(bytes)));
+    if (!unpacked)
+        return Error{name + ": Not UTF-8 text"};
+    return unpacked;
 }
 
 } // namespace
 
-platform::Result<Source> readSource(const std::string& path) {
-    if (path == "-")
-        return Source{"standard input", SL42_TRY(readStandardInput())};
-    return Source{std::filesystem::path(path).stem().string(),
-                  SL42_TRY(platform::readTextFile(path))};
+Result<Source> readSource(const std::string& path) {
+    if (path == "-") {
+        std::string bytes = SL42_TRY(readStandardInput());
+        return Source{standardInput, SL42_TRY(textIn(std::move(bytes), standardInput))};
+    }
+    const fs::path file(path);
+    if (file.extension() == "." + std::string(starloom::documentExtension))
+        return readDocumentSource(path);
+    std::string bytes = SL42_TRY(platform::readShortFile(file));
+    return Source{file.stem().string(), SL42_TRY(textIn(std::move(bytes), path))};
+}
+
+Result<Source> readDocumentSource(const std::string& path) {
+    if (path != "-")
+        return Source{fs::path(path).stem().string(), SL42_TRY(starloom::readDocument(path))};
+    const std::string bytes = SL42_TRY(readStandardInput());
+    return Source{standardInput, starloom::decodeDocument(std::as_bytes(std::span(bytes)))};
 }
 
 } // namespace cli

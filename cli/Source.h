@@ -16,8 +16,16 @@ struct Source {
     std::string text;
 };
 
-/// Reads a file, or standard input when `path` is "-". The error is one line that names the file;
-/// text that is not UTF-8 or longer than a program can be is an error.
+/// What the help says of the argument.
+inline constexpr const char* sourceHelp = "Program text or document, or - for standard input";
+
+/// Reads program text or a document from a file, or from standard input when `path` is "-". A
+/// document is known by its ending or, under any other name, by its contents. The error is one line
+/// that names the file; text that is neither, or longer than a program can be, is an error. Stops
+/// the program when a file with the ending of documents holds none.
 platform::Result<Source> readSource(const std::string& path);
+
+/// The same, but stops the program when it is not a document.
+platform::Result<Source> readDocumentSource(const std::string& path);
 
 } // namespace cli

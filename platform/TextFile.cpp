@@ -9,7 +9,7 @@
 
 namespace platform {
 
-Result<std::string> readTextFile(const std::filesystem::path& path) {
+Result<std::string> readShortFile(const std::filesystem::path& path) {
     std::error_code failure;
     if (!std::filesystem::is_regular_file(path, failure))
         return Error{path.string() + ": " + (failure ? failure.message() : "Not a file")};
@@ -23,6 +23,11 @@ Result<std::string> readTextFile(const std::filesystem::path& path) {
     if (!file || (!file.read(text.data(), static_cast<std::streamsize>(size)) && !file.eof()))
         return Error{path.string() + ": Cannot be read"};
     text.resize(static_cast<std::size_t>(file.gcount()));
+    return text;
+}
+
+Result<std::string> readTextFile(const std::filesystem::path& path) {
+    std::string text = SL42_TRY(readShortFile(path));
     if (!isValidUtf8(text))
         return Error{path.string() + ": Not UTF-8 text"};
     return text;

@@ -20,6 +20,9 @@ inline constexpr std::size_t maxTextFileLength = std::size_t{16} << 20;
 /// read, is no ordinary file, is too long or is not valid UTF-8.
 Result<std::string> readTextFile(const std::filesystem::path& path);
 
+/// The same for any bytes of at most that length.
+Result<std::string> readShortFile(const std::filesystem::path& path);
+
 /// Checks for well-formed UTF-8: no overlong forms, surrogates or values above U+10FFFF.
 bool isValidUtf8(std::string_view text);
 

@@ -83,6 +83,8 @@ Result<void> writeWholeFile(const std::string& path, std::span<const std::byte> 
 Result<void> saveWholeFile(const std::string& path, std::span<const std::byte> bytes) {
     struct stat existing{};
     const bool replaces = ::stat(path.c_str(), &existing) == 0;
+    if (replaces && !S_ISREG(existing.st_mode))
+        return writeDirectly(path, bytes);
     // Renaming asks the folder for permission, not the file that it replaces.
     if (replaces && ::access(path.c_str(), W_OK) != 0)
         return failure("write", path);

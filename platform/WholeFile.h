@@ -23,9 +23,8 @@ Result<Bytes> readWholeFile(const std::string& path);
 /// pointing where it does. What is not a regular file (a terminal, /dev/null) is written directly.
 Result<void> writeWholeFile(const std::string& path, std::span<const std::byte> bytes);
 
-/// For what a person would miss: a regular file, or one that is not there yet. The same, but it
-/// also waits until the disk has the bytes, keeps the permissions of the file that is replaced, and
-/// does not replace one that is write-protected.
+/// The same for what a person would miss: it also waits until the disk has the bytes, keeps the
+/// permissions of the file that is replaced, and does not replace one that is write-protected.
 Result<void> saveWholeFile(const std::string& path, std::span<const std::byte> bytes);
 
 /// Writes to a descriptor; says whether it took all, with the reason in errno otherwise.

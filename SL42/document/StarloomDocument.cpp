@@ -20,15 +20,16 @@ std::optional<std::string_view> preferredFilenameExtension(std::string_view type
     return documentExtension;
 }
 
-Result<std::string> readDocument(const std::filesystem::path& path) {
-    std::error_code failure;
-    if (!std::filesystem::is_regular_file(path, failure))
-        return Error{path.string() + ": " + (failure ? failure.message() : "Not a file")};
-    const auto data = SL42_TRY(platform::readWholeFile(path.string()));
+std::string decodeDocument(std::span<const std::byte> data) {
     auto text = Unpacker::unpack(data);
     if (!text)
         platform::fatalError("Error occurred during decoding: " + text.error().message + ".");
     return *std::move(text);
+}
+
+Result<std::string> readDocument(const std::filesystem::path& path) {
+    const std::string data = SL42_TRY(platform::readShortFile(path));
+    return decodeDocument(std::as_bytes(std::span(data)));
 }
 
 StarloomDocument::StarloomDocument(Surroundings surroundings)

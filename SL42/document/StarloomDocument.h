@@ -11,8 +11,10 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace starloom {
 
@@ -25,8 +27,9 @@ inline constexpr std::string_view documentExtension = "sl42";
 /// The ending that goes with a type; none for types that are not ours.
 std::optional<std::string_view> preferredFilenameExtension(std::string_view type);
 
-/// Reads a document's text. Fails when there is no such regular file or it cannot be read; stops
-/// the program when it holds no document.
+/// The text of a document; stops the program when the bytes hold none.
+std::string decodeDocument(std::span<const std::byte> data);
+/// The same, from a file. Fails when there is no such regular file or it cannot be read.
 platform::Result<std::string> readDocument(const std::filesystem::path& path);
 
 /// Main thread.

@@ -7,10 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace cli::tests {
@@ -63,36 +60,6 @@ fs::path sourceFolder() {
 }
 fs::path buildFolder() {
     return environment("SL42_BUILD_DIR");
-}
-
-std::string contentsOf(const fs::path& path) {
-    std::ostringstream contents;
-    contents << std::ifstream(path, std::ios::binary).rdbuf();
-    return contents.str();
-}
-
-ScratchFolder::ScratchFolder() {
-    std::string name = (fs::temp_directory_path() / "starloom-test-XXXXXX").string();
-    if (!::mkdtemp(name.data()))
-        throw std::runtime_error("cannot make a temporary folder");
-    m_folder = name;
-}
-
-ScratchFolder::~ScratchFolder() {
-    fs::remove_all(m_folder);
-}
-
-std::string ScratchFolder::file(std::string_view name, std::string_view contents) const {
-    std::ofstream(m_folder / name, std::ios::binary) << contents;
-    return path(name);
-}
-
-std::vector<std::string> ScratchFolder::names() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(m_folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 } // namespace cli::tests

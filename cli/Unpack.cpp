@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// `starloom unpack`: the program text in a document.
+#include "cli/Command.h"
+#include "cli/Source.h"
+#include "platform/WholeFile.h"
+
+#include <iostream>
+
+namespace cli {
+namespace {
+
+struct UnpackOptions {
+    std::string file;
+    std::string output;
+};
+
+ExitStatus unpack(const UnpackOptions& options) {
+    const auto source = readDocumentSource(options.file);
+    if (!source)
+        return fail(source.error().message);
+    if (options.output.empty()) {
+        std::cout << source->text;
+        return ExitStatus::Success;
+    }
+    const auto saved =
+        platform::saveWholeFile(options.output, std::as_bytes(std::span(source->text)));
+    return saved ? ExitStatus::Success : fail(saved.error().message);
+}
+
+} // namespace
+
+void addUnpack(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<UnpackOptions>();
+    auto* command = app.add_subcommand("unpack", "Print the program text in a document");
+    command->add_option("FILE", options->file, "Document, or - for standard input")->required();
+    command->add_option("-o,--output", options->output, "File to write the text to instead");
+    command->callback([options, &session] { session.exitStatus = unpack(*options); });
+}
+
+} // namespace cli

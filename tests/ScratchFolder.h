@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Gives tests a folder of their own.
+#pragma once
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tests {
+
+inline std::string contentsOf(const std::filesystem::path& path) {
+    std::ostringstream contents;
+    contents << std::ifstream(path, std::ios::binary).rdbuf();
+    return contents.str();
+}
+
+/// An empty folder that goes away with the object.
+class ScratchFolder {
+public:
+    ScratchFolder() {
+        std::string name =
+            (std::filesystem::temp_directory_path() / "starloom-test-XXXXXX").string();
+        if (!::mkdtemp(name.data()))
+            throw std::runtime_error("cannot make a temporary folder");
+        m_folder = name;
+    }
+    ~ScratchFolder() { std::filesystem::remove_all(m_folder); }
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    std::string path(std::string_view name) const { return (m_folder / name).string(); }
+    /// Writes a file and returns its path.
+    std::string file(std::string_view name, std::string_view contents) const {
+        std::ofstream(m_folder / name, std::ios::binary) << contents;
+        return path(name);
+    }
+    /// Names of the files, sorted.
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+private:
+    std::filesystem::path m_folder;
+};
+
+} // namespace tests

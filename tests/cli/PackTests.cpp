@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Documents on the command line: `pack`, `unpack`, and documents where program text is expected.
+#include "tests/cli/RunStarloom.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace cli::tests {
+namespace {
+
+constexpr const char* program =
+    "// a comment\n#define X 1\n\tvoid fx() { // draws\n    cls(X);\n}\n";
+constexpr const char* minified = "#define X 1\nvoid fx() { cls(X);}";
+constexpr const char* noDocument = "Fatal error: Error occurred during decoding: ";
+
+TEST(Pack, TextComesBackAsItWas) {
+    const ScratchFolder scratch;
+    const std::string text = scratch.file("show.metal", program);
+    const std::string document = scratch.path("show.sl42");
+    const std::string again = scratch.path("again.metal");
+    for (const std::string& input : {text, std::string("-")}) {
+        ASSERT_EQ(runStarloom({"pack", input, "-o", document}, program).err, "");
+        EXPECT_EQ(runStarloom({"unpack", document}).out, program);
+    }
+    EXPECT_EQ(runStarloom({"unpack", document, "-o", again}).out, "");
+    EXPECT_EQ(contentsOf(again), program);
+    EXPECT_EQ(runStarloom({"unpack", "-"}, contentsOf(document)).out, program);
+    // The packed form, of a document this time.
+    const std::string packed = scratch.path("show.packed.sl42");
+    ASSERT_EQ(runStarloom({"pack", document, "-o", packed, "--minify"}).status, 0);
+    EXPECT_EQ(runStarloom({"unpack", packed}).out, minified);
+}
+
+TEST(Pack, DocumentsAreProgramsUnderAnyName) {
+    const ScratchFolder scratch;
+    const std::string document = scratch.path("show.sl42");
+    const std::string program100 = "// " + std::string(100, '-') + "\nvoid fx() { cls(1); }\n";
+    ASSERT_EQ(runStarloom({"pack", "-", "-o", document}, program100).status, 0);
+    const std::string bytes = contentsOf(document);
+    const std::string expected = runStarloom({"compile", document}).out;
+    EXPECT_NE(expected.find("Done."), std::string::npos) << expected;
+    EXPECT_EQ(runStarloom({"compile", scratch.file("show", bytes)}).out, expected);
+    EXPECT_EQ(runStarloom({"compile", "-"}, bytes).out, expected);
+}
+
+TEST(Pack, WhatIsNoDocumentStopsTheProgram) {
+    const ScratchFolder scratch;
+    const std::string text = scratch.file("text.sl42", "void fx() {}\n");
+    const std::string empty = scratch.file("empty.sl42", "");
+    for (const std::string& file : {text, empty})
+        for (const char* command : {"unpack", "compile"}) {
+            const Outcome run = runStarloom({command, file});
+            EXPECT_EQ(run.status, -SIGABRT) << file;
+            EXPECT_TRUE(run.err.starts_with(noDocument) && run.err.ends_with(".\n")) << run.err;
+        }
+    const Outcome none = runStarloom({"unpack", scratch.path("none.sl42")});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_NE(none.err.find("No such file"), std::string::npos) << none.err;
+}
+
+TEST(Pack, KeepsWhatIsThereWhenItFails) {
+    const ScratchFolder scratch;
+    const std::string kept = scratch.file("kept.sl42", "kept");
+    for (const std::string& input : {scratch.path("none.metal"), scratch.file("latin1", "\xfc")}) {
+        EXPECT_EQ(runStarloom({"pack", input, "-o", kept}).status, 1);
+        EXPECT_EQ(contentsOf(kept), "kept");
+    }
+    EXPECT_EQ(runStarloom({"pack", "-", "-o", scratch.path("no/where.sl42")}, "x").status, 1);
+}
+
+} // namespace
+} // namespace cli::tests

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Saving a file that exists already, and what is left of it when saving goes wrong.
+#include "platform/WholeFile.h"
+#include "tests/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+using tests::contentsOf;
+
+class Saving : public testing::Test {
+protected:
+    /// Saves far more than this process may write to a file, in a child. Returns how it ended.
+    int saveWithoutRoom(bool survives) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const rlimit limit{4096, 4096};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            ::signal(SIGXFSZ, survives ? SIG_IGN : SIG_DFL);
+            const Bytes big(100'000, std::byte{'n'});
+            const auto saved = saveWholeFile(file, big);
+            ::_exit(saved                                                                  ? 0
+                    : saved.error().message == "cannot write " + file + ": File too large" ? 1
+                                                                                           : 2);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
+    const tests::ScratchFolder folder;
+    const std::string file = folder.file("show.sl42", "old");
+    const Bytes text{std::byte{'n'}, std::byte{'e'}, std::byte{'w'}};
+};
+
+TEST_F(Saving, ReplacesTheWholeFile) {
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    fs::create_symlink(file, folder.path("link"));
+    ASSERT_TRUE(saveWholeFile(folder.path("link"), text));
+    EXPECT_EQ(contentsOf(file), "new");
+    EXPECT_TRUE(fs::is_symlink(folder.path("link")));
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    ASSERT_TRUE(saveWholeFile(folder.path("another"), text));
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"another", "link", "show.sl42"}));
+}
+
+TEST_F(Saving, LeavesTheOldFileWhenItFails) {
+    EXPECT_EQ(saveWithoutRoom(true), 1);
+    EXPECT_EQ(contentsOf(file), "old");
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"show.sl42"});
+    EXPECT_FALSE(saveWholeFile(folder.path("none/show.sl42"), text));
+    EXPECT_FALSE(saveWholeFile(folder.path(""), text));
+}
+
+TEST_F(Saving, LeavesTheOldFileWhenTheProcessIsKilled) {
+    EXPECT_EQ(saveWithoutRoom(false), -SIGXFSZ);
+    EXPECT_EQ(contentsOf(file), "old");
+    ASSERT_TRUE(saveWholeFile(file, text)); // whatever the killed process has left beside it
+    EXPECT_EQ(contentsOf(file), "new");
+}
+
+} // namespace
+} // namespace platform
