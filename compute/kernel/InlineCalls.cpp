@@ -47,6 +47,8 @@ public:
     }
 
     void reduce(llvm::Function& function);
+    /// The same without what later passes do to the whole kernel.
+    void promote(llvm::Function& function);
 
 private:
     Analyses& m_analyses;
@@ -54,11 +56,15 @@ private:
     llvm::FunctionPassManager m_simplify;
 };
 
-void Reducer::reduce(llvm::Function& function) {
+void Reducer::promote(llvm::Function& function) {
     m_analyses.forget(function);
     m_analyses.run(m_promote, function);
     replaceUndefinedOperands(function);
     m_analyses.forget(function);
+}
+
+void Reducer::reduce(llvm::Function& function) {
+    promote(function);
     // Not worth the time in accessors and operators, which their callers simplify in bulk.
     constexpr unsigned smallFunction = 40;
     if (function.size() > 1 || function.getInstructionCount() > smallFunction)
@@ -197,7 +203,10 @@ platform::Result<void> Inliner::flatten(llvm::Function& function) {
     // Reducing can make an indirect call direct, hence the loop.
     for (auto calls = callsIn(function); !calls.empty(); calls = callsIn(function)) {
         SL42_TRY_VOID(inlineAll(function, std::move(calls)));
-        m_reducer.reduce(function);
+        if (function.use_empty()) // a kernel; nobody will copy it
+            m_reducer.promote(function);
+        else
+            m_reducer.reduce(function);
     }
     m_states[&function] = State::Done;
     return {};
