@@ -146,7 +146,7 @@ ExitStatus bench(const BenchOptions& options, const Session& session) {
 void addBench(CLI::App& app, Session& session) {
     const auto options = std::make_shared<BenchOptions>();
     auto* command = app.add_subcommand("bench", "Measure how a program compiles and runs");
-    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command->add_option("FILE", options->file, sourceHelp)->required();
     command->add_option("--frames", options->frames, "How many frames to run")
         ->check(CLI::Range(1U, 1'000'000U))
         ->capture_default_str();

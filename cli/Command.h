@@ -41,6 +41,8 @@ void addRender(CLI::App& app, Session& session);
 void addSong(CLI::App& app, Session& session);
 void addVideo(CLI::App& app, Session& session);
 void addCompile(CLI::App& app, Session& session);
+void addPack(CLI::App& app, Session& session);
+void addUnpack(CLI::App& app, Session& session);
 void addPrelude(CLI::App& app, Session& session);
 void addBench(CLI::App& app, Session& session);
 

@@ -47,7 +47,7 @@ ExitStatus compile(const CompileOptions& options, const Session& session) {
 void addCompile(CLI::App& app, Session& session) {
     const auto options = std::make_shared<CompileOptions>();
     auto* command = app.add_subcommand("compile", "Compile a program and print the compile log");
-    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command->add_option("FILE", options->file, sourceHelp)->required();
     command->add_flag("--plain", options->plain,
                       "Compile the text as it stands, without the console around it, and print "
                       "the compiler's messages");

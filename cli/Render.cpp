@@ -65,7 +65,7 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
 void addRender(CLI::App& app, Session& session) {
     const auto options = std::make_shared<RenderOptions>();
     auto* command = app.add_subcommand("render", "Run a program and save what it shows");
-    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command->add_option("FILE", options->file, sourceHelp)->required();
     command
         ->add_option("-o,--output", options->output,
                      "Picture to write: .png, or .exr for all that the program draws, unclamped. "

@@ -69,7 +69,7 @@ ExitStatus song(const SongOptions& options, const Session& session) {
 void addSong(CLI::App& app, Session& session) {
     const auto options = std::make_shared<SongOptions>();
     auto* command = app.add_subcommand("song", "Save the song that a program makes");
-    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command->add_option("FILE", options->file, sourceHelp)->required();
     command
         ->add_option("-o,--output", options->output,
                      "Sound file to write: .m4a for AAC, or .wav for 32-bit floats")

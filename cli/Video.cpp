@@ -87,7 +87,7 @@ ExitStatus video(const VideoOptions& options, const Session& session) {
 void addVideo(CLI::App& app, Session& session) {
     const auto options = std::make_shared<VideoOptions>();
     auto* command = app.add_subcommand("video", "Save what a program shows and plays as a movie");
-    command->add_option("FILE", options->file, "Program text, or - for standard input")->required();
+    command->add_option("FILE", options->file, sourceHelp)->required();
     command->add_option("-o,--output", options->output, "Movie to write: .mp4")->required();
     command->add_option("--seconds", options->seconds, "Length; once through the song if not given")
         ->check(CLI::Range(0.001, 1e6));

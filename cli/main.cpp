@@ -29,6 +29,8 @@ int main(int argc, char** argv) {
     cli::addSong(app, session);
     cli::addVideo(app, session);
     cli::addCompile(app, session);
+    cli::addPack(app, session);
+    cli::addUnpack(app, session);
     cli::addPrelude(app, session);
     cli::addBench(app, session);
     try {
