@@ -6,14 +6,15 @@
 // leaves the machine yet.
 #pragma once
 
+#include "SL42/audio/ExportAAC.h"
 #include "SL42/audio/FFTValues.h"
-#include "platform/audio/PCMBuffer.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
 #include "platform/Published.h"
+#include "platform/audio/PCMBuffer.h"
 
 #include <cstdint>
 #include <memory>
@@ -59,6 +60,10 @@ public:
     void setIsPlaying(bool playing);
     /// The song rendered last; null until there is one.
     const std::shared_ptr<const PCMBuffer>& audioBuffer() const { return m_audioBuffer; }
+    /// Saves that song under a name that the user chooses; see ExportAAC.h.
+    void exportAAC(const SaveDialog& saveDialog) {
+        starloom::exportAAC(m_audioBuffer.get(), saveDialog, m_log);
+    }
 
     /// Null when no program with an sfx() has compiled yet.
     std::unique_ptr<ComputeShader> audioShader;

@@ -4,6 +4,7 @@
 // Sound and movie files, by what a player makes of them.
 #include "platform/media/AudioFileWriter.h"
 #include "platform/media/MovieWriter.h"
+#include "tests/ScratchFolder.h"
 #include "tests/platform/media/MediaReader.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <limits>
 #include <numbers>
@@ -25,21 +25,11 @@ using Samples = std::vector<float>;
 
 class MediaFileTest : public testing::Test {
 protected:
-    void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "starloom-media-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        m_folder = name;
-    }
-    void TearDown() override { fs::remove_all(m_folder); }
-
-    std::string path(const std::string& name) const { return (m_folder / name).string(); }
-    std::size_t fileCount() const {
-        return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(m_folder), fs::directory_iterator()));
-    }
+    std::string path(const std::string& name) const { return m_scratch.path(name); }
+    std::size_t fileCount() const { return m_scratch.names().size(); }
 
 private:
-    fs::path m_folder;
+    ::tests::ScratchFolder m_scratch;
 };
 
 Samples sine(double frequency, double level, std::size_t count) {
