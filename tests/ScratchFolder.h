@@ -23,6 +23,15 @@ inline std::string contentsOf(const std::filesystem::path& path) {
     return contents.str();
 }
 
+/// Names of the files in a folder, sorted.
+inline std::vector<std::string> namesIn(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 /// An empty folder that goes away with the object.
 class ScratchFolder {
 public:
@@ -43,14 +52,7 @@ public:
         std::ofstream(m_folder / name, std::ios::binary) << contents;
         return path(name);
     }
-    /// Names of the files, sorted.
-    std::vector<std::string> names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_folder))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> names() const { return namesIn(m_folder); }
 
 private:
     std::filesystem::path m_folder;

@@ -27,19 +27,22 @@ std::shared_ptr<gpu::Drawable> FakeView::currentDrawable() {
     return hasDrawables ? std::make_shared<FakeDrawable>(presented) : nullptr;
 }
 
+Surroundings ConsoleTest::surroundings() {
+    return {.mainQueue = mainQueue,
+            .clock = clock,
+            .log = log,
+            .audioEngine = audioEngine,
+            .audioCapture = audioCapture,
+            .device = device,
+            .makeView = [this](const auto&) {
+                auto view = std::make_unique<FakeView>();
+                m_view = view.get();
+                return view;
+            }};
+}
+
 void ConsoleTest::start(std::string source, bool preview) {
-    Surroundings surroundings{.mainQueue = mainQueue,
-                              .clock = clock,
-                              .log = log,
-                              .audioEngine = audioEngine,
-                              .audioCapture = audioCapture,
-                              .device = device,
-                              .makeView = [this](const auto&) {
-                                  auto view = std::make_unique<FakeView>();
-                                  m_view = view.get();
-                                  return view;
-                              }};
-    engine = std::make_unique<SL42>(std::move(surroundings), "Test", std::move(source), preview);
+    engine = std::make_unique<SL42>(surroundings(), "Test", std::move(source), preview);
 }
 
 void ConsoleTest::drawFrame() {

@@ -35,6 +35,7 @@ private:
 
 class ConsoleTest : public testing::Test {
 protected:
+    Surroundings surroundings();
     void start(std::string source, bool preview = false);
     /// Draws one frame and everything that follows from it.
     void drawFrame();

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Documents on disk, and the engine that belongs to one.
+#include "SL42/document/StarloomDocument.h"
+
+#include "SL42/document/Compression.h"
+#include "SL42/document/Journal.h"
+#include "tests/SL42/ConsoleFixture.h"
+#include "tests/ScratchFolder.h"
+
+namespace starloom {
+namespace {
+
+using tests::contentsOf;
+
+class DocumentTest : public ConsoleTest {
+protected:
+    const tests::ScratchFolder folder;
+    const std::string path = folder.path("My show.sl42");
+};
+using DocumentDeathTest = DocumentTest;
+
+std::size_t countOf(std::string_view word) {
+    std::size_t count = 0;
+    for (auto at = defaultSource.find(word); at != defaultSource.npos;
+         at = defaultSource.find(word, at + 1))
+        ++count;
+    return count;
+}
+
+TEST_F(DocumentTest, ANewOneHoldsTheExample) {
+    StarloomDocument document(surroundings());
+    EXPECT_EQ(document.title(), "Untitled");
+    EXPECT_EQ(document.source(), defaultSource);
+    EXPECT_EQ(defaultSource.size(), 1355U);
+    EXPECT_TRUE(defaultSource.starts_with("/*"));
+    for (const char* word :
+         {"Available properties:", "Available functions:", "coords", "resolution", "ttime", "circ(",
+          "circb(", "cls(", "elli(", "ellib(", "pix(float4", "print(", "cls(pix(coords)*.9);",
+          "(fract(time/5) * 2 - 1)"})
+        EXPECT_GE(countOf(word), 1U) << word;
+    EXPECT_EQ(countOf("rect(float2 p, float2 size, float4 color)"), 2U);
+    EXPECT_EQ(linesEqual("Init sl42: Untitled"), 0); // not before somebody asks for it
+    EXPECT_EQ(document.sl42().source(), defaultSource);
+    EXPECT_EQ(&document.sl42(), &document.sl42());
+    EXPECT_EQ(linesEqual("Init sl42: Untitled"), 1);
+}
+
+TEST_F(DocumentTest, StoresWhatTheEngineRuns) {
+    const std::string edited = "  // indented\n\tvoid fx() {}\n\n";
+    StarloomDocument document(surroundings());
+    document.sl42().setSource(edited);
+    ASSERT_TRUE(document.write(path));
+    const auto stored = *document.contents();
+    EXPECT_EQ(contentsOf(path),
+              std::string(reinterpret_cast<const char*>(stored.data()), stored.size()));
+    const auto reopened = StarloomDocument::open(path, surroundings());
+    ASSERT_TRUE(reopened);
+    EXPECT_EQ((*reopened)->source(), edited);
+    EXPECT_EQ((*reopened)->title(), "My show");
+    EXPECT_EQ((*reopened)->sl42().title(), "My show");
+}
+
+TEST_F(DocumentTest, ATextThatNobodyCouldReadBackIsNotSaved) {
+    folder.file("My show.sl42", "old");
+    StarloomDocument document(surroundings(), "Long", std::string((16 << 20) + 1, ' '));
+    const auto saved = document.write(path);
+    ASSERT_FALSE(saved);
+    EXPECT_EQ(saved.error().message, "it is too long for a program text");
+    EXPECT_EQ(contentsOf(path), "old");
+}
+
+TEST_F(DocumentDeathTest, WhatIsNoDocumentStopsTheProgram) {
+    const auto open = [&](const std::string& file) {
+        return StarloomDocument::open(file, surroundings()).error().message;
+    };
+    EXPECT_EQ(open(path), path + ": No such file or directory");
+    EXPECT_EQ(open(folder.path("")), folder.path("") + ": Not a file");
+    folder.file("My show.sl42", "void fx() {}");
+    EXPECT_DEATH(open(path),
+                 "Fatal error: Error occurred during decoding: this is not compressed text\\.\n");
+    folder.file("My show.sl42", "");
+    EXPECT_DEATH(open(path),
+                 "Fatal error: Error occurred during decoding: the compressed text ends early\\.");
+}
+
+TEST_F(DocumentTest, SavingLeavesNothingToRecover) {
+    Journal journal(folder.path("journal"));
+    Surroundings journalled = surroundings();
+    journalled.journal = &journal;
+    StarloomDocument document(journalled);
+    document.sl42().setSource("void fx() {}");
+    EXPECT_EQ(tests::namesIn(folder.path("journal")).size(), 1U);
+    ASSERT_TRUE(document.write(path));
+    EXPECT_EQ(tests::namesIn(folder.path("journal")).size(), 0U);
+    EXPECT_EQ(journal.document, path);
+}
+
+TEST(DocumentType, HasAnEnding) {
+    EXPECT_EQ(preferredFilenameExtension(documentType), documentExtension);
+    EXPECT_EQ(preferredFilenameExtension("public.data"), std::nullopt);
+    EXPECT_EQ(StarloomDocument::readableContentTypes(),
+              std::vector<std::string_view>{"org.starloom42.document"});
+}
+
+} // namespace
+} // namespace starloom

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "SL42/document/Journal.h"
+
+#include "tests/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+namespace starloom {
+namespace {
+
+using tests::namesIn;
+
+class JournalTest : public testing::Test {
+protected:
+    /// In a process that then ends without further ado.
+    void recordAndDie(const std::string& document, const std::string& title,
+                      const std::vector<std::string>& sources) const {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            Journal journal(folder);
+            journal.document = document;
+            bool recorded = true;
+            for (const std::string& source : sources)
+                recorded = journal.record(title, source) && recorded;
+            ::_exit(recorded ? 0 : 1);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+
+    const tests::ScratchFolder scratch;
+    const std::filesystem::path folder = scratch.path("state/journal");
+};
+
+TEST_F(JournalTest, NothingIsLeftAfterANormalEnd) {
+    EXPECT_TRUE(Journal::recoverable(folder).empty()); // there is no such folder
+    {
+        Journal journal(folder);
+        EXPECT_TRUE(journal.record("Untitled", "one"));
+        EXPECT_TRUE(journal.record("Untitled", "two"));
+        EXPECT_EQ(namesIn(folder).size(), 1U);
+        EXPECT_TRUE(Journal::recoverable(folder).empty()); // we are still alive
+    }
+    EXPECT_EQ(namesIn(folder).size(), 0U);
+}
+
+TEST_F(JournalTest, WhatADeadProcessLeftCanBeRecovered) {
+    const std::string source = std::string("void fx() {}\n\0 // caf\xC3\xA9", 23);
+    recordAndDie("/home/me/a show\n.sl42", "a show\n", {"older", source});
+    recordAndDie("", "Untitled", {""});
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) // order them
+        if (std::filesystem::file_size(entry) < 20)
+            std::filesystem::last_write_time(entry, std::filesystem::file_time_type::clock::now() -
+                                                        std::chrono::hours(1));
+    const auto entries = Journal::recoverable(folder);
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_EQ(entries[0].document, "/home/me/a show\n.sl42");
+    EXPECT_EQ(entries[0].title, "a show\n");
+    EXPECT_EQ(entries[0].source, source);
+    EXPECT_LT(std::chrono::system_clock::now() - entries[0].lastChange, std::chrono::minutes(1));
+    EXPECT_EQ(entries[1].document, "");
+    EXPECT_EQ(entries[1].source, "");
+    EXPECT_TRUE(Journal::discard(entries[0]));
+    EXPECT_FALSE(Journal::discard(entries[0])); // somebody was faster
+    EXPECT_EQ(Journal::recoverable(folder).size(), 1U);
+}
+
+TEST_F(JournalTest, ForeignFilesAreLeftAlone) {
+    recordAndDie("", "Untitled", {"text"});
+    scratch.file("state/journal/notes", "mine");
+    scratch.file("state/journal/half.journal", "no zero in here");
+    EXPECT_EQ(Journal::recoverable(folder).size(), 1U);
+    EXPECT_EQ(namesIn(folder).size(), 3U);
+}
+
+TEST_F(JournalTest, LivesInTheStateFolder) {
+    ::setenv("XDG_STATE_HOME", "/state", 1);
+    EXPECT_EQ(Journal::folderOfThisUser(), "/state/starloom42/journal");
+    ::setenv("XDG_STATE_HOME", "relative", 1);
+    ::setenv("HOME", "/home/me", 1);
+    EXPECT_EQ(Journal::folderOfThisUser(), "/home/me/.local/state/starloom42/journal");
+    ::unsetenv("HOME");
+    EXPECT_EQ(Journal::folderOfThisUser(), "");
+    EXPECT_TRUE(Journal("").record("Untitled", "text")); // nowhere, and nobody is bothered
+}
+
+TEST_F(JournalTest, IsCheap) {
+    Journal journal(folder);
+    const std::string source(16'384, 'x');
+    const auto start = std::chrono::steady_clock::now();
+    for (int change = 0; change < 100; ++change)
+        ASSERT_TRUE(journal.record("Untitled", source));
+    const std::chrono::duration<double, std::milli> taken =
+        std::chrono::steady_clock::now() - start;
+    std::cout << "a change of 16 KB is journalled in " << taken.count() / 100 << " ms\n";
+    EXPECT_LT(taken.count() / 100, 10);
+}
+
+} // namespace
+} // namespace starloom
