@@ -6,6 +6,7 @@
 #include "cli/OpenConsole.h"
 #include "cli/OutputName.h"
 #include "cli/Progress.h"
+#include "cli/Source.h"
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
 

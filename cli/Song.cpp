@@ -5,6 +5,7 @@
 #include "cli/Command.h"
 #include "cli/OpenConsole.h"
 #include "cli/Progress.h"
+#include "cli/Source.h"
 #include "platform/media/AudioFileWriter.h"
 #include "platform/process/Interruption.h"
 

@@ -6,6 +6,7 @@
 #include "cli/Command.h"
 #include "cli/OpenConsole.h"
 #include "cli/Progress.h"
+#include "cli/Source.h"
 #include "platform/process/Interruption.h"
 
 #include <charconv>
