@@ -23,6 +23,8 @@ public:
     /// must not change what the program does.
     void write(std::string_view kernel, unsigned number, std::string_view stage,
                std::string_view extension, std::string_view content) const;
+    /// Its descriptor.
+    int folder() const { return m_folder.get(); }
 
 private:
     explicit Dump(platform::FileDescriptor folder) : m_folder(std::move(folder)) {}

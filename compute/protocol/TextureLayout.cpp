@@ -10,7 +10,6 @@ namespace compute::protocol {
 namespace {
 constexpr std::uint64_t maxOffset = std::uint64_t{1} << 40;
 constexpr std::uint64_t maxRow = std::uint64_t{1} << 24;
-} // namespace
 
 std::size_t bytesPerPixel(PixelFormat format) {
     switch (format) {
@@ -27,6 +26,8 @@ std::size_t bytesPerPixel(PixelFormat format) {
     }
     return 0;
 }
+
+} // namespace
 
 std::optional<TextureLayout> layOut(PixelFormat format, std::uint32_t width, std::uint32_t height,
                                     std::uint32_t levels, std::uint64_t offset,

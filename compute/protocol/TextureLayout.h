@@ -22,8 +22,6 @@ struct TextureLayout {
     std::uint64_t end = 0; ///< number of bytes that the memory must have
 };
 
-std::size_t bytesPerPixel(PixelFormat format);
-
 /// Level 0 starts at `offset` with rows `bytesPerRow` apart; every further level follows at the
 /// next multiple of 64 bytes with rows without gaps. Nothing when the numbers make no sense: no
 /// extent, more levels than the chain down to one pixel has, rows shorter than their pixels or

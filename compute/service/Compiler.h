@@ -50,6 +50,8 @@ public:
     virtual ~Compiler() = default;
     /// Called once, before the service locks itself down.
     virtual void warmUp() = 0;
+    /// Descriptor of the folder that it makes files in from then on; -1 when it makes none.
+    virtual int dumpFolder() const { return -1; }
     virtual platform::Result<std::shared_ptr<const Library>> compile(std::string_view source) = 0;
 };
 

@@ -122,6 +122,10 @@ void KernelCompiler::warmUp() {
         std::fprintf(stderr, "SL42_DUMP: %s\n", dump.error().message.c_str());
 }
 
+int KernelCompiler::dumpFolder() const {
+    return m_dump ? m_dump->folder() : -1;
+}
+
 Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view source) {
     if (m_dump)
         m_dump->write("program", 0, "source", "metal", source);

@@ -14,6 +14,7 @@ namespace compute::service {
 class KernelCompiler final : public Compiler {
 public:
     void warmUp() override;
+    int dumpFolder() const override;
     platform::Result<std::shared_ptr<const Library>> compile(std::string_view source) override;
 
 private:

@@ -36,10 +36,12 @@ struct Preparations {
     void* page =
         ::mmap(nullptr, pageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     pid_t parent = ::getppid();
+    /// As when intermediate code is dumped, which allows the most.
+    int folder = ::open("/", O_DIRECTORY | O_CLOEXEC);
 
     bool complete() const {
         return memory >= 0 && ::ftruncate(memory, pageBytes) == 0 && socket >= 0 &&
-               page != MAP_FAILED;
+               page != MAP_FAILED && folder >= 0;
     }
 };
 
@@ -68,6 +70,12 @@ constexpr Attempt attempts[] = {
     {"create a file in /tmp",
      [](const Preparations&) -> long {
          return ::open("/tmp/starloom-compute-probe", O_CREAT | O_WRONLY, 0600);
+     }},
+    {"read a file by way of the folder for dumps",
+     [](const Preparations& p) -> long { return ::openat(p.folder, "etc/passwd", O_RDONLY); }},
+    {"change a file by way of the folder for dumps",
+     [](const Preparations& p) -> long {
+         return ::openat(p.folder, "tmp/starloom-compute-probe", O_RDWR | O_CREAT, 0600);
      }},
     {"look for a file", [](const Preparations&) -> long { return ::access("/etc/passwd", R_OK); }},
     {"delete a file",
@@ -178,7 +186,7 @@ int probe() {
         std::fprintf(stderr, "BROKEN: preparations (%s)\n", std::strerror(errno));
         return 1;
     }
-    if (const auto locked = lockDown(); !locked) {
+    if (const auto locked = lockDown(preparations.folder); !locked) {
         std::fprintf(stderr, "BROKEN: %s\n", locked.error().message.c_str());
         return 1;
     }

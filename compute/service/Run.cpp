@@ -37,7 +37,7 @@ Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Co
     compiler.warmUp();
     reportFaultsTo(*page); // late, since the compiler's libraries install handlers of their own
     auto server = SL42_TRY(Server::create(channel, compiler, *page));
-    SL42_TRY_VOID(lockDown());
+    SL42_TRY_VOID(lockDown(compiler.dumpFolder()));
     return server;
 }
 

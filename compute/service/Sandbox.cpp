@@ -9,13 +9,13 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <sched.h>
 #include <string>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -152,18 +152,11 @@ void allowDescriptors(Filter& filter) {
 }
 
 /// Dumping is for people who debug the compiler, with programs of their own: the filter sees the
-/// directory but not the path.
-void allowDumping(Filter& filter) {
-    bool dumping = false;
-    for (int descriptor = 0; descriptor < static_cast<int>(maxDescriptors); ++descriptor) {
-        struct stat info{};
-        if (::fstat(descriptor, &info) != 0 || !S_ISDIR(info.st_mode))
-            continue;
-        filter.allow(SCMP_SYS(openat), {equals(0, static_cast<std::uint64_t>(descriptor))});
-        dumping = true;
-    }
-    if (dumping)
-        filter.allow(SCMP_SYS(write));
+/// folder but not the path, so that a file can be replaced anywhere. None can be read.
+void allowDumping(Filter& filter, int folder) {
+    filter.allow(SCMP_SYS(openat), {equals(0, static_cast<std::uint64_t>(folder)),
+                                    equals(2, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC)});
+    filter.allow(SCMP_SYS(write)); // to descriptors that are not known yet
 }
 
 } // namespace
@@ -180,7 +173,7 @@ Result<void> detachFromSurroundings() {
     return {};
 }
 
-Result<void> lockDown() {
+Result<void> lockDown(int dumpFolder) {
     if (::prctl(PR_SET_DUMPABLE, 0) != 0)
         return failed("hide the process's memory", errno);
     SL42_TRY_VOID(limitResource(RLIMIT_CORE, 0));
@@ -192,7 +185,8 @@ Result<void> lockDown() {
     allowThreads(filter);
     allowSignalsAndTime(filter);
     allowDescriptors(filter);
-    allowDumping(filter);
+    if (dumpFolder >= 0)
+        allowDumping(filter, dumpFolder);
     return filter.load();
 }
 

@@ -14,8 +14,8 @@ namespace compute::service {
 /// meant to have. The first thing that the service does.
 platform::Result<void> detachFromSurroundings();
 
-/// Locks all threads of the process down, for good. Directories that are open at this time (there
-/// is one when a dump was asked for) remain usable for making files.
-platform::Result<void> lockDown();
+/// Locks all threads of the process down, for good. Files can still be made or replaced, but not
+/// read, through `dumpFolder`, the descriptor of a folder; -1 for none.
+platform::Result<void> lockDown(int dumpFolder);
 
 } // namespace compute::service
