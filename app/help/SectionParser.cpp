@@ -38,6 +38,8 @@ std::string idOf(std::string_view title) {
         else if (!id.empty() && id.back() != '-')
             id += '-';
     }
+    if (id.ends_with('-'))
+        id.pop_back();
     return id;
 }
 

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Reading the format of the texts, searching, and turning entries into pages.
+#include "app/help/HelpReference.h"
+#include "app/help/Html.h"
+
+#include <gtest/gtest.h>
+
+namespace help {
+namespace {
+
+constexpr std::string_view sample = R"(# Things
+
+What there
+is.
+
+## Large ones
+
+### `stone`, `rock`
+
+A thing that is `heavy`
+and `sand`-like.
+
+    void stone(float size,
+               int count)
+    void stone()
+
+- size: in metres,
+  at least 1
+- returns: another stone
+
+More & more.
+
+* one
+* two
+  lines
+
+| kind | weight
+| rock | 2 < 3
+
+```
+plain
+```
+
+```metal
+void fx() { cls(1 < 2); }
+```
+
+See also: sand, a-word-on-things
+
+### `sand`
+
+Small stone.
+
+## Prose
+
+### A word on things!
+
+They are sandy.
+)";
+
+platform::Result<HelpReference> parsed(std::string_view text) {
+    return HelpReference::parse(std::span(&text, 1));
+}
+
+} // namespace
+
+TEST(HelpReference, ReadsEntries) {
+    const auto reference = parsed(sample);
+    ASSERT_TRUE(reference) << reference.error().message;
+    const Section& section = reference->sections().at(0);
+    EXPECT_EQ(section.title + "|" + section.introduction, "Things|What there is.");
+    ASSERT_EQ(section.entries.size(), 3U);
+    const Entry& stone = section.entries[0];
+    EXPECT_EQ(stone.id, "stone");
+    EXPECT_EQ(stone.title, "stone, rock");
+    EXPECT_EQ(stone.names, (std::vector<std::string>{"stone", "rock"}));
+    EXPECT_EQ(stone.group, "Large ones");
+    EXPECT_EQ(stone.summary, "A thing that is `heavy` and `sand`-like.");
+    EXPECT_EQ(stone.declarations,
+              (std::vector<std::string>{"void stone(float size,\n           int count)",
+                                        "void stone()"}));
+    ASSERT_EQ(stone.parameters.size(), 1U);
+    EXPECT_EQ(stone.parameters[0].text, "in metres, at least 1");
+    EXPECT_EQ(stone.returns, "another stone");
+    EXPECT_EQ(stone.example, "void fx() { cls(1 < 2); }\n");
+    EXPECT_EQ(stone.seeAlso, (std::vector<std::string>{"sand", "a-word-on-things"}));
+    using Lines = std::vector<std::string>;
+    const std::pair<Block::Kind, Lines> notes[] = {
+        {Block::Kind::Paragraph, {"More & more."}},
+        {Block::Kind::List, {"one", "two lines"}},
+        {Block::Kind::Table, {"kind | weight", "rock | 2 < 3"}},
+        {Block::Kind::Code, {"plain"}}};
+    ASSERT_EQ(stone.notes.size(), std::size(notes));
+    for (std::size_t i = 0; i < std::size(notes); ++i) {
+        EXPECT_EQ(stone.notes[i].kind, notes[i].first);
+        EXPECT_EQ(stone.notes[i].lines, notes[i].second);
+    }
+    const Entry& prose = section.entries[2];
+    EXPECT_EQ(prose.id, "a-word-on-things");
+    EXPECT_TRUE(prose.names.empty());
+    EXPECT_EQ(reference->find("rock"), &stone);
+    EXPECT_EQ(reference->find("a-word-on-things"), &prose);
+    EXPECT_EQ(reference->find("heavy"), nullptr);
+}
+
+TEST(HelpReference, NamesTheLineOfAFault) {
+    const struct {
+        const char* text;
+        const char* message;
+    } cases[] = {{"", "line 1: the section has no title"},
+                 {"# A\n\n- p: q\n", "line 3: a parameter outside an entry"},
+                 {"# A\n### `b`\n- no colon\n", "line 3: a parameter without a colon"},
+                 {"# A\n### `b`\n```metal\nvoid\n", "line 5: the program text does not end"},
+                 {"# A\n### `b`\n```metal\n```\n", ""},
+                 {"# A\n### b\n```metal\nx\n```\n```metal\ny\n```\n", "line 9: a second example"},
+                 {"# A\n| a | b\n", "line 3: a list or a table outside an entry"}};
+    for (const auto& c : cases) {
+        const auto reference = parsed(c.text);
+        EXPECT_EQ(reference ? "" : reference.error().message,
+                  *c.message ? std::string("section 1 of the help, ") + c.message : "")
+            << c.text;
+    }
+}
+
+TEST(HelpReference, SearchesAndRanks) {
+    const auto reference = parsed(sample);
+    ASSERT_TRUE(reference);
+    using Ids = std::vector<std::string>;
+    const struct {
+        const char* query;
+        Ids expected;
+    } cases[] = {{"sand", {"sand", "stone", "a-word-on-things"}}, // name, summary, details
+                 {"STONE", {"stone", "sand"}},
+                 {"ock", {"stone"}},
+                 {"small stone", {"sand"}}, // every word
+                 {"  metres  ", {"stone"}},
+                 {"stone unicorn", {}},
+                 {"", {}}};
+    for (const auto& c : cases) {
+        Ids found;
+        for (const Entry* entry : reference->search(c.query))
+            found.push_back(entry->id);
+        EXPECT_EQ(found, c.expected) << c.query;
+    }
+}
+
+TEST(HelpReference, FindsWhatPeopleLookFor) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"circ", "circ"},         {"circle outline", "circb"},
+        {"disc", "circ"},         {"random", "randomuint"},
+        {"arrow", "Shift"},       {"hide pointer", "MousePointer"},
+        {"stereo", "the-song"},   {"unicorn", ""},
+        {"clear", "cls"},         {"keydown", "keydown"},
+        {"trails", "lpix"},       {"memory size", "the-memory-map"},
+        {"error line", "errors"}, {"first", "the-first-picture"}};
+    for (const auto& [query, expected] : cases) {
+        const auto found = HelpReference::builtIn().search(query);
+        EXPECT_EQ(found.empty() ? "" : found.front()->id, expected) << query;
+    }
+}
+
+TEST(Html, ShowsAnEntry) {
+    const auto reference = parsed(sample);
+    ASSERT_TRUE(reference);
+    const std::string html = toHtml(*reference, *reference->find("stone"));
+    for (const char* part :
+         {"Things / Large ones", "<h1>stone, rock</h1>", "<code>heavy</code>",
+          "<a href=\"help:sand\"><code>sand</code></a>-like", "More &amp; more.",
+          "<li>two lines</li>", "<th align=\"left\">weight</th>",
+          "<td align=\"left\">2 &lt; 3</td>", "cls(1 &lt; 2)", "<a href=\"example:stone\">",
+          "<a href=\"help:a-word-on-things\">A word on things!</a>", "<i>returns</i>"})
+        EXPECT_NE(html.find(part), html.npos) << part << "\n" << html;
+    const std::string overview = toHtml(reference->sections().front());
+    EXPECT_NE(overview.find("<a href=\"help:sand\">sand</a></td><td>Small stone."), overview.npos);
+}
+
+} // namespace help
