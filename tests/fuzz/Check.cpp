@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/fuzz/Check.h"
+
+#include "compute/host/HostKernel.h"
+#include "compute/metal/Frontend.h"
+#include "tests/fuzz/Evaluator.h"
+#include "tests/fuzz/Printer.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+namespace fuzz {
+namespace {
+
+using namespace compute;
+
+template <class T>
+void put(std::byte* at, T value) {
+    std::memcpy(at, &value, sizeof value);
+}
+
+template <class T>
+T get(const std::byte* at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+
+double numberAt(const std::byte* at, Scalar type) {
+    return type == Scalar::Half ? static_cast<double>(get<_Float16>(at)) : get<float>(at);
+}
+
+std::int64_t integerAt(const std::byte* at, Scalar type) {
+    std::int64_t value = 0;
+    std::memcpy(&value, at, bytesOf(type));
+    const unsigned unused = 64 - 8 * bytesOf(type);
+    const auto raised = static_cast<std::int64_t>(static_cast<std::uint64_t>(value) << unused);
+    return isSigned(type) ? raised >> unused : value;
+}
+
+/// An output as it lies in memory.
+struct Layout {
+    Type type;
+    unsigned count;
+    bool threadMajor;
+    std::size_t threads;
+
+    /// Three lanes take the room of four.
+    unsigned elementBytes() const {
+        return bytesOf(type.scalar) * (type.lanes == 3 ? 4u : type.lanes);
+    }
+    std::size_t bytes() const { return threads * count * elementBytes(); }
+    std::size_t offset(std::size_t thread, std::size_t element, std::size_t lane) const {
+        const std::size_t at = threadMajor ? thread * count + element : element * threads + thread;
+        return at * elementBytes() + lane * bytesOf(type.scalar);
+    }
+};
+
+/// All memory of one run.
+class Memory {
+public:
+    Memory(const Program& program, const Inputs& inputs) : m_pixels(inputs.pixels) {
+        for (unsigned i = 0; i < std::size(inputTypes); ++i)
+            m_buffers.push_back(encoded(inputs.buffers[i], inputTypes[i].scalar));
+        m_buffers.emplace_back(std::size(atomicOperations) * countersPerOperation * 4);
+        const std::size_t threads = std::size_t{program.width} * program.height;
+        m_buffers.emplace_back(threads * regionBytes);
+        const auto& variables = program.kernel().variables;
+        for (unsigned i = 0; i < variables.size(); ++i)
+            if (variables[i].form == Form::Output) {
+                m_layouts.push_back(
+                    {variables[i].type, variables[i].count, isThreadMajor(i), threads});
+                m_names.push_back("v" + std::to_string(i));
+                m_buffers.emplace_back(m_layouts.back().bytes());
+            }
+        constexpr kernel::TextureFormat formats[] = {
+            kernel::TextureFormat::R8Unorm, kernel::TextureFormat::R8Unorm,
+            kernel::TextureFormat::RG8Unorm, kernel::TextureFormat::R8Unorm,
+            kernel::TextureFormat::RGBA8Unorm};
+        const Texture& texture = program.texture;
+        m_texture.format = formats[texture.channels];
+        m_texture.levelCount = 1;
+        m_texture.levels[0] = {reinterpret_cast<std::byte*>(m_pixels.data()), texture.width,
+                               texture.height, std::uint64_t{texture.width} * texture.channels};
+    }
+
+    host::Bindings bindings() {
+        host::Bindings result;
+        for (std::size_t i = 0; i < m_buffers.size(); ++i)
+            result.buffers[i] = m_buffers[i].data();
+        result.textures[0] = &m_texture;
+        return result;
+    }
+
+    /// Empty where everything is as expected.
+    std::string difference(const Outcome& expected) const {
+        const auto& counters = m_buffers[countersBuffer];
+        for (std::size_t i = 0; i < expected.counters.size(); ++i)
+            if (const auto found = get<std::uint32_t>(&counters[4 * i]);
+                found != expected.counters[i])
+                return describe("counter", i, expected.counters[i], found);
+        for (std::size_t i = 0; i < m_layouts.size(); ++i)
+            if (std::string text = outputDifference(i, expected.outputs[i]); !text.empty())
+                return text;
+        for (std::size_t i = 0; i < expected.region.size(); ++i)
+            if (const auto found = static_cast<unsigned>(m_buffers[regionBuffer][i]);
+                found != expected.region[i])
+                return describe("bytes", i, unsigned{expected.region[i]}, found);
+        return {};
+    }
+
+private:
+    static std::vector<std::byte> encoded(const std::vector<double>& numbers, Scalar type) {
+        std::vector<std::byte> bytes(numbers.size() * bytesOf(type));
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            std::byte* at = &bytes[i * bytesOf(type)];
+            if (type == Scalar::Float)
+                put(at, static_cast<float>(numbers[i]));
+            else if (type == Scalar::Half)
+                put(at, static_cast<_Float16>(numbers[i]));
+            else
+                std::memcpy(at, std::array{static_cast<std::int64_t>(numbers[i])}.data(),
+                            bytesOf(type));
+        }
+        return bytes;
+    }
+
+    template <class T>
+    static std::string describe(const std::string& what, std::size_t index, T expected, T found) {
+        std::ostringstream text;
+        text.precision(9);
+        text << what << "[" << index << "]: expected " << expected << ", found " << found;
+        return text.str();
+    }
+
+    std::string outputDifference(std::size_t output, const std::vector<Cell>& expected) const {
+        const Layout& layout = m_layouts[output];
+        const auto& bytes = m_buffers[firstOutputBuffer + output];
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            const std::size_t lane = i % layout.type.lanes;
+            const std::size_t element = i / layout.type.lanes % layout.count;
+            const std::size_t thread = i / layout.type.lanes / layout.count;
+            const std::byte* at = &bytes[layout.offset(thread, element, lane)];
+            const std::string place = m_names[output] + " of thread " + std::to_string(thread) +
+                                      ", element " + std::to_string(element) + ", lane";
+            if (!isFloating(layout.type.scalar)) {
+                const std::int64_t found = integerAt(at, layout.type.scalar);
+                if (found != expected[i].integer)
+                    return describe(place, lane, expected[i].integer, found);
+                continue;
+            }
+            const double found = numberAt(at, layout.type.scalar);
+            const double error = 2 * expected[i].error;
+            if (!(std::abs(found - expected[i].number) <= error) && !std::isinf(error))
+                return describe(place, lane, expected[i].number, found) + ", which is off by " +
+                       std::to_string(std::abs(found - expected[i].number) / error) +
+                       " times what is allowed";
+        }
+        return {};
+    }
+
+    std::vector<std::uint8_t> m_pixels;
+    std::vector<std::vector<std::byte>> m_buffers;
+    std::vector<Layout> m_layouts;
+    std::vector<std::string> m_names;
+    kernel::TextureView m_texture;
+};
+
+/// Of a compiler's message, without the warnings around it.
+std::string errorLine(const std::string& message) {
+    std::istringstream lines(message);
+    std::string line;
+    while (std::getline(lines, line))
+        if (line.find("error: ") != std::string::npos)
+            return line;
+    return message.substr(0, message.find('\n'));
+}
+
+} // namespace
+
+void warmUp(unsigned width) {
+    ::setenv("SL42_SIMD", std::to_string(width).c_str(), 1);
+    metal::warmUp();
+    host::warmUp();
+}
+
+std::string check(const Program& program) {
+    const Inputs inputs(program);
+    const auto expected = evaluate(program, inputs);
+    if (!expected)
+        return "skipped: takes too many steps";
+    auto compiled = metal::compile(print(program));
+    if (!compiled)
+        return "not compiled: " + errorLine(compiled.error().message);
+    auto canonical = kernel::canonicalise(*compiled, "fuzz", {});
+    if (!canonical)
+        return "not compiled: " + errorLine(canonical.error().message);
+    auto kernel = host::generate(std::move(*canonical));
+    if (!kernel)
+        return "not compiled: " + errorLine(kernel.error().message);
+    Memory memory(program, inputs);
+    (*kernel)->run(memory.bindings(), {program.width, program.height, 1}, {32, 1, 1});
+    const std::string difference = memory.difference(*expected);
+    return difference.empty() ? "" : "wrong: " + difference;
+}
+
+} // namespace fuzz

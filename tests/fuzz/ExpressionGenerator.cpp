@@ -1,0 +1,476 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/fuzz/ExpressionGenerator.h"
+
+#include "tests/fuzz/Library.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace fuzz {
+namespace {
+
+constexpr Scalar integerTypes[] = {Scalar::UInt,  Scalar::Int,    Scalar::UInt, Scalar::Int,
+                                   Scalar::Short, Scalar::UShort, Scalar::Char, Scalar::UChar,
+                                   Scalar::Long,  Scalar::ULong};
+
+bool isPow2(unsigned n) {
+    return (n & (n - 1)) == 0;
+}
+
+Range sumRange(const Range& a, const Range& b) {
+    return {a.bound + b.bound, std::min(a.granule, b.granule)};
+}
+
+} // namespace
+
+bool fits(Scalar type, Range range) {
+    const bool isHalf = type == Scalar::Half;
+    return std::log2(range.bound) - range.granule <= (isHalf ? 10 : 22) &&
+           range.bound <= (isHalf ? 16384.0 : 1e12) && range.granule >= (isHalf ? -8 : -20);
+}
+
+Type ExpressionGenerator::anyType() {
+    const unsigned kind = m_random.below(20);
+    Type type{m_random.pick(integerTypes)};
+    if (kind < 2)
+        type = {Scalar::Bool};
+    else if (kind < 5)
+        type = {Scalar::Float};
+    else if (kind < 6)
+        type = {Scalar::Half};
+    else if (kind < 9)
+        type = {m_random.percent(80) ? Scalar::Float : Scalar::Half, 1, true};
+    return m_random.percent(30) ? type.withLanes(m_random.between(2, 4)) : type;
+}
+
+Expr ExpressionGenerator::node(Op op, Type type, unsigned which, std::vector<Expr> args) const {
+    Expr e;
+    e.op = op;
+    e.type = type;
+    e.which = which;
+    e.args = std::move(args);
+    return e;
+}
+
+Expr ExpressionGenerator::number(Type type, double value) const {
+    Expr e = node(Op::Literal, type, 0, {});
+    e.number = value;
+    e.range = standardRange(type.scalar);
+    return e;
+}
+
+Expr ExpressionGenerator::literal(Type type) {
+    if (type.rough)
+        return number(type, m_random.below(200) * 0.125 - 12); // exact in half as well
+    if (type.isExact())
+        return number(type, static_cast<int>(m_random.below(33)) - 16);
+    Expr e = node(Op::Literal, type, 0, {});
+    if (type.scalar == Scalar::Bool) {
+        e.integer = m_random.below(2);
+        return e;
+    }
+    const Wide bit = Wide(1) << m_random.below(8 * bytesOf(type.scalar));
+    const Wide choices[] = {0,
+                            1,
+                            -1,
+                            Wide(m_random.below(20)),
+                            -Wide(m_random.below(20)),
+                            bit,
+                            bit - 1,
+                            Wide(m_random.next())};
+    e.integer = wrapped(type.scalar, m_random.pick(choices));
+    return e;
+}
+
+std::vector<ExpressionGenerator::Candidate>
+ExpressionGenerator::candidates(Type type, bool assigned, bool address) const {
+    std::vector<Candidate> found;
+    const auto consider = [&](unsigned variable, int field, Type whole) {
+        const bool sameKind = whole.scalar == type.scalar && whole.rough == type.rough;
+        if (!sameKind || (address && whole.lanes != type.lanes))
+            return;
+        if (whole.lanes >= type.lanes)
+            found.push_back({variable, field, whole.lanes});
+    };
+    for (unsigned i = 0; i < m_function.variables.size(); ++i) {
+        const Variable& v = m_function.variables[i];
+        if ((v.form == Form::Counter && (assigned || address)) ||
+            (address && (v.form == Form::Output || v.form == Form::Pointer)))
+            continue;
+        if (v.structure < 0) {
+            consider(i, -1, v.type);
+            continue;
+        }
+        const auto& fields = m_program.structures[static_cast<unsigned>(v.structure)].fields;
+        for (unsigned f = 0; f < fields.size(); ++f)
+            consider(i, static_cast<int>(f), fields[f]);
+    }
+    return found;
+}
+
+std::vector<unsigned> ExpressionGenerator::someLanes(unsigned of, unsigned count, bool distinct) {
+    std::vector<unsigned> lanes(count);
+    if (!distinct) {
+        for (unsigned& lane : lanes)
+            lane = m_random.below(of);
+        return lanes;
+    }
+    std::vector<unsigned> all(of);
+    std::iota(all.begin(), all.end(), 0u);
+    for (unsigned i = 0; i < count; ++i) {
+        std::swap(all[i], all[m_random.between(i, of - 1)]);
+        lanes[i] = all[i];
+    }
+    return lanes;
+}
+
+Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
+    const Type type{Scalar::UInt};
+    if (m_random.percent(25)) {
+        Expr e = node(Op::Literal, type, 0, {});
+        e.integer = m_random.below(count);
+        return e;
+    }
+    Expr any = value(type, depth);
+    if (mayLeave && m_random.percent(15))
+        return any;
+    Expr limit = node(Op::Literal, type, 0, {});
+    limit.integer = isPow2(count) ? count - 1 : count;
+    return node(Op::Binary, type, isPow2(count) ? And : Remainder,
+                {std::move(any), std::move(limit)});
+}
+
+Expr ExpressionGenerator::element(unsigned variable, unsigned depth, bool address) {
+    const Variable& v = m_function.variables[variable];
+    Expr e = node(Op::Place, v.type, variable, {});
+    if (v.count > 0) {
+        // Beyond its end, an array of numbers has its last one again.
+        const bool mayLeave =
+            !address && v.form == Form::Plain && v.structure < 0 && v.type.lanes == 1;
+        e.indexed = true;
+        e.args.push_back(index(v.count, depth, mayLeave));
+    }
+    return e;
+}
+
+std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, bool assigned,
+                                               bool address) {
+    const auto found = candidates(type, assigned, address);
+    if (found.empty())
+        return std::nullopt;
+    const Candidate& chosen = m_random.pick(found);
+    const unsigned below = depth > 0 ? depth - 1 : 0;
+    Expr e = element(chosen.variable, below, address);
+    e.field = chosen.field;
+    e.type = type;
+    e.range = standardRange(type.scalar);
+    if (chosen.lanes != type.lanes && type.lanes == 1 && m_random.percent(25))
+        e.args.push_back(index(chosen.lanes, below));
+    else if (chosen.lanes != type.lanes || (type.lanes > 1 && !address && m_random.percent(20)))
+        e.lanes = someLanes(chosen.lanes, type.lanes, assigned);
+    return e;
+}
+
+Expr ExpressionGenerator::leaf(Type type, unsigned depth) {
+    if (m_isKernel && depth > 0 && m_random.percent(30))
+        if (auto found = input(type, depth - 1))
+            return *std::move(found);
+    if (type.lanes == 1 && isInteger(type.scalar) && m_isKernel && m_random.percent(15)) {
+        Expr thread = node(Op::Thread, {Scalar::UInt}, m_random.below(4), {});
+        return type.scalar == Scalar::UInt ? thread
+                                           : node(Op::Convert, type, 0, {std::move(thread)});
+    }
+    if (m_random.percent(80))
+        if (auto found = place(type, depth, false))
+            return *std::move(found);
+    if (depth > 0 && m_random.percent(50))
+        return convert(type, depth - 1);
+    return literal(type);
+}
+
+std::optional<Expr> ExpressionGenerator::input(Type type, unsigned depth) {
+    for (unsigned i = m_random.below(2); i < std::size(inputTypes); ++i)
+        if (inputTypes[i] == type) {
+            Expr e = node(Op::Input, type, i, {value({Scalar::UInt}, depth)});
+            e.range = standardRange(type.scalar);
+            return e;
+        }
+    return std::nullopt;
+}
+
+/// From a variable of another type, as far as that is exact.
+Expr ExpressionGenerator::convert(Type type, unsigned depth) {
+    if (type.isExact()) {
+        const bool isHalf = type.scalar == Scalar::Half;
+        const Type source = Type{isHalf ? Scalar::Char : Scalar::Short}.withLanes(type.lanes);
+        Expr mask = node(Op::Literal, source, 0, {});
+        mask.integer = isHalf ? 31 : 1023;
+        Expr e = node(Op::Convert, type, 0,
+                      {node(Op::Binary, source, And, {value(source, depth), std::move(mask)})});
+        e.range = standardRange(type.scalar);
+        return e;
+    }
+    if (type.rough) {
+        Type source{m_random.percent(70) ? type.scalar : Scalar::Half, type.lanes};
+        source.rough = source.scalar != type.scalar && m_random.percent(50);
+        return node(Op::Convert, type, 0, {value(source, depth, false)});
+    }
+    const Scalar from = m_random.percent(25) ? Scalar::Float : m_random.pick(integerTypes);
+    Expr source = value(Type{from}.withLanes(type.lanes), depth, false);
+    if (isFloating(from) && m_random.percent(30)) { // large enough to leave the type
+        Expr factor = number(source.type, std::ldexp(1, static_cast<int>(m_random.between(3, 60))));
+        factor.range = {factor.number, static_cast<int>(std::log2(factor.number))};
+        source = node(Op::Binary, source.type, Multiply, {std::move(source), std::move(factor)});
+    }
+    return node(Op::Convert, type, 0, {std::move(source)});
+}
+
+Expr ExpressionGenerator::call(Type type, unsigned depth) {
+    std::vector<unsigned> found;
+    for (unsigned i = 0; i < m_program.functions.size(); ++i)
+        if (m_program.functions[i].isPlain && m_program.functions[i].result == type)
+            found.push_back(i);
+    if (found.empty())
+        return leaf(type, depth);
+    const unsigned which = m_random.pick(found);
+    const Function& callee = m_program.functions[which];
+    Expr e = node(Op::Call, type, which, {});
+    for (unsigned i = 0; i < callee.parameters; ++i)
+        e.args.push_back(value(callee.variables[i].type, depth));
+    e.range = standardRange(type.scalar);
+    return e;
+}
+
+Expr ExpressionGenerator::value(Type type, unsigned depth, bool bounded) {
+    if (depth == 0 || m_random.percent(15))
+        return leaf(type, depth);
+    const unsigned below = depth - 1;
+    const unsigned kind = m_random.below(20);
+    Expr e;
+    if (kind == 0) {
+        const bool lanewise = type.lanes > 1 && m_random.percent(50);
+        Expr a = value(type, below);
+        Expr b = value(type, below);
+        const Type condition = Type{Scalar::Bool}.withLanes(lanewise ? type.lanes : 1);
+        e = node(Op::Choose, type, 0, {value(condition, below), std::move(a), std::move(b)});
+        e.range = standardRange(type.scalar);
+    } else if (kind == 1) {
+        e = call(type, below);
+    } else if (kind < 5 && type.lanes > 1) {
+        e = node(Op::Make, type, 0, {});
+        for (unsigned i = 0; i < type.lanes; ++i)
+            e.args.push_back(value(type.withLanes(1), below));
+        e.range = standardRange(type.scalar);
+    } else if (kind < 6) {
+        const unsigned lanes = m_random.between(2, 4);
+        e = node(Op::Swizzle, type, 0, {value(type.withLanes(lanes), below)});
+        e.lanes = someLanes(lanes, type.lanes, false);
+        e.range = standardRange(type.scalar);
+    } else if (type.scalar == Scalar::Bool) {
+        e = boolean(type, below);
+    } else if (isInteger(type.scalar)) {
+        e = integer(type, below);
+    } else {
+        e = type.rough ? rough(type, below) : exact(type, below);
+    }
+    return type.isExact() && bounded ? normalised(std::move(e)) : e;
+}
+
+Expr ExpressionGenerator::boolean(Type type, unsigned depth) {
+    const unsigned kind = m_random.below(10);
+    if (kind == 0)
+        return node(Op::Unary, type, Not, {value(type, depth)});
+    if (kind == 1 && type.lanes == 1) {
+        const Type vector = type.withLanes(m_random.between(2, 4));
+        return node(Op::Unary, type, m_random.percent(50) ? Any : All, {value(vector, depth)});
+    }
+    if (kind < 4 && type.lanes == 1)
+        return node(Op::Logic, type, m_random.below(2), {value(type, depth), value(type, depth)});
+    const Scalar of = m_random.percent(70)   ? m_random.pick(integerTypes)
+                      : m_random.percent(70) ? Scalar::Float
+                                             : Scalar::Half;
+    const Type operands = Type{of}.withLanes(type.lanes);
+    return node(Op::Compare, type, m_random.below(std::size(compareOperators)),
+                {value(operands, depth, false), value(operands, depth, false)});
+}
+
+Expr ExpressionGenerator::integer(Type type, unsigned depth) {
+    const unsigned kind = m_random.below(20);
+    if (kind < 9)
+        return node(Op::Binary, type, m_random.below(std::size(binaryOperators)),
+                    {value(type, depth), value(type, depth)});
+    if (kind < 11)
+        return node(Op::Unary, type, m_random.below(2), {value(type, depth)});
+    if (kind < 14) {
+        const unsigned which = m_random.below(integerFunctions().size());
+        const IntegerFunction& f = integerFunctions()[which];
+        const unsigned bytes = bytesOf(type.scalar);
+        if (bytes < f.minBytes || bytes > f.maxBytes)
+            return leaf(type, depth);
+        Expr e = node(Op::Integer, type, which, {});
+        for (unsigned i = 0; i < f.arity; ++i)
+            e.args.push_back(i + f.counts >= f.arity ? index(40, depth) : value(type, depth));
+        return e;
+    }
+    if (kind < 16 && bytesOf(type.scalar) == 4)
+        return integerOnly32(type, depth);
+    return convert(type, depth);
+}
+
+/// What exists for int and uint only.
+Expr ExpressionGenerator::integerOnly32(Type type, unsigned depth) {
+    if (type.lanes > 1) {
+        const Scalar other = type.scalar == Scalar::Int ? Scalar::UInt : Scalar::Int;
+        return node(Op::Bits, type, 0, {value({other, type.lanes}, depth)});
+    }
+    switch (m_random.below(m_isKernel ? 5 : 2)) {
+    case 0:
+        return node(Op::Bits, type, 0,
+                    {m_random.percent(50) ? value({Scalar::UChar, 4}, depth)
+                                          : value({Scalar::Short, 2}, depth)});
+    case 1:
+        if (type.scalar == Scalar::Int)
+            return node(Op::Table, type, 0,
+                        {index(static_cast<unsigned>(m_program.table.size()), depth, true)});
+        break;
+    case 2:
+        if (type.scalar == Scalar::UInt)
+            return node(Op::Pick, type, 0,
+                        {value({Scalar::Bool}, depth), value({Scalar::UInt}, depth)});
+        break;
+    case 3: {
+        Expr e = node(Op::Peek, type, m_random.below(2), {});
+        e.integer = m_random.percent(60) ? 4 : 1;
+        e.args.push_back(index(e.integer == 4 ? regionBytes - 3 : regionBytes, depth));
+        return type.scalar == Scalar::UInt ? e : leaf(type, depth);
+    }
+    case 4:
+        if (type.scalar == Scalar::UInt && m_program.texture.width > 0) {
+            Expr e = node(Op::Swizzle, type, 0,
+                          {node(Op::Texel, type.withLanes(4), 0,
+                                {index(m_program.texture.width + 1, depth),
+                                 index(m_program.texture.height, depth)})});
+            e.lanes = {m_random.below(4)};
+            return e;
+        }
+        break;
+    }
+    return leaf(type, depth);
+}
+
+Expr ExpressionGenerator::normalised(Expr e) const {
+    const Range standard = standardRange(e.type.scalar);
+    if (e.range.bound <= standard.bound && e.range.granule >= standard.granule)
+        return e;
+    const auto find = [](const char* name) {
+        const auto all = exactFunctions();
+        return static_cast<unsigned>(
+            std::ranges::find(all, std::string(name), &ExactFunction::name) - all.begin());
+    };
+    const Type type = e.type;
+    Expr whole = node(Op::Exact, type, find("floor"), {std::move(e)});
+    Expr result =
+        node(Op::Exact, type, find("clamp"),
+             {std::move(whole), number(type, -standard.bound), number(type, standard.bound)});
+    result.range = standard;
+    return result;
+}
+
+Expr ExpressionGenerator::exact(Type type, unsigned depth) {
+    const unsigned kind = m_random.below(10);
+    Expr e;
+    if (kind < 5) {
+        const unsigned which = m_random.below(3);
+        e = node(Op::Binary, type, which, {value(type, depth, false), value(type, depth, false)});
+        const Range& a = e.args[0].range;
+        const Range& b = e.args[1].range;
+        e.range =
+            which == Multiply ? Range{a.bound * b.bound, a.granule + b.granule} : sumRange(a, b);
+    } else if (kind < 8) {
+        const unsigned which = m_random.below(exactFunctions().size());
+        const ExactFunction& f = exactFunctions()[which];
+        e = node(Op::Exact, type, which, {});
+        std::vector<Range> ranges;
+        for (unsigned i = 0; i < f.arity; ++i) {
+            e.args.push_back(value(type, depth, false));
+            ranges.push_back(e.args.back().range);
+        }
+        e.range = f.range(ranges.data());
+    } else if (kind < 9) { // by a power of two
+        const int shift = static_cast<int>(m_random.between(1, 3));
+        e = node(Op::Binary, type, Divide,
+                 {value(type, depth, false), number(type, std::ldexp(1, shift))});
+        e.range = {e.args[0].range.bound / std::ldexp(1, shift), e.args[0].range.granule - shift};
+    } else {
+        return convert(type, depth);
+    }
+    if (fits(type.scalar, e.range))
+        return e;
+    return leaf(type, depth);
+}
+
+Expr ExpressionGenerator::tamed(Type type, unsigned domain, unsigned depth) {
+    const auto find = [](const char* name) {
+        const auto all = roughFunctions();
+        return static_cast<unsigned>(
+            std::ranges::find(all, std::string(name), &RoughFunction::name) - all.begin());
+    };
+    Expr e = value(type, depth);
+    switch (static_cast<Domain>(domain)) {
+    case Domain::Any:
+        return e;
+    case Domain::Positive:
+        return node(Op::Binary, type, Add,
+                    {node(Op::Rough, type, find("abs"), {std::move(e)}), number(type, 0.25)});
+    case Domain::Small:
+        return node(Op::Rough, type, find("clamp"),
+                    {std::move(e), number(type, -4), number(type, 4)});
+    case Domain::Unit:
+        return node(Op::Rough, type, find("clamp"),
+                    {std::move(e), number(type, -0.875), number(type, 0.875)});
+    }
+    return e;
+}
+
+Expr ExpressionGenerator::rough(Type type, unsigned depth) {
+    const unsigned kind = m_random.below(20);
+    const bool isHalf = type.scalar == Scalar::Half;
+    if (kind < 7 || (isHalf && kind < 12)) {
+        const unsigned which = m_random.below(4);
+        Expr a = value(type, depth);
+        Expr b = which == Divide ? tamed(type, static_cast<unsigned>(Domain::Positive), depth)
+                                 : value(type, depth);
+        return node(Op::Binary, type, which, {std::move(a), std::move(b)});
+    }
+    if (kind < 8)
+        return node(Op::Unary, type, Negate, {value(type, depth)});
+    if (kind < 14) {
+        const unsigned which = m_random.below(roughFunctions().size());
+        const RoughFunction& f = roughFunctions()[which];
+        Expr e = node(Op::Rough, type, which, {});
+        for (unsigned i = 0; i < f.arity; ++i)
+            e.args.push_back(tamed(type, static_cast<unsigned>(f.domains[i]), depth));
+        return e;
+    }
+    if (kind < 17) {
+        const unsigned which = m_random.below(geometryFunctions().size());
+        const GeometryFunction& f = geometryFunctions()[which];
+        if (f.isVector ? type.lanes == 1 || (f.lanes != 0 && type.lanes != f.lanes)
+                       : type.lanes != 1)
+            return leaf(type, depth);
+        const Type operand = f.isVector ? type : type.withLanes(m_random.between(2, 4));
+        Expr e = node(Op::Geometry, type, which, {});
+        for (unsigned i = 0; i < f.arity; ++i)
+            e.args.push_back(value(operand, depth));
+        return e;
+    }
+    if (kind < 18 && m_isKernel && m_program.texture.width > 0 &&
+        type == Type{Scalar::Float, 4, true})
+        return node(Op::Sample, type, 0,
+                    {value(type.withLanes(1), depth), value(type.withLanes(1), depth)});
+    return convert(type, depth);
+}
+
+} // namespace fuzz

@@ -1,0 +1,367 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/fuzz/Generator.h"
+
+#include "tests/fuzz/ExpressionGenerator.h"
+
+#include <algorithm>
+
+namespace fuzz {
+namespace {
+
+constexpr unsigned maxParameters = 3;
+
+/// Where a statement stands.
+struct Place {
+    unsigned depth; ///< how deep further statements may nest
+    bool inLoop = false;
+    bool inSwitch = false; ///< the innermost of both
+    unsigned loops = 0;
+};
+
+class FunctionGenerator {
+public:
+    FunctionGenerator(Random& random, Program& program, bool isKernel)
+        : m_random(random),
+          m_program(program),
+          m_isKernel(isKernel),
+          m_expressions(random, program, m_function, isKernel) {}
+
+    Function helper() {
+        m_function.result = m_expressions.anyType();
+        m_function.parameters = m_random.between(1, maxParameters);
+        for (unsigned i = 0; i < m_function.parameters; ++i)
+            add(parameter());
+        addVariables(m_random.between(1, 3));
+        m_function.body = block({.depth = 2}, m_random.between(1, 4));
+        m_function.body.push_back(result());
+        return std::move(m_function);
+    }
+
+    Function kernel() {
+        addVariables(m_random.between(5, 9));
+        for (unsigned i = m_random.between(1, 3); i > 0; --i) {
+            Variable output{.form = Form::Output, .type = m_expressions.anyType()};
+            output.type.scalar =
+                output.type.scalar == Scalar::Bool ? Scalar::UChar : output.type.scalar;
+            output.count = m_random.between(1, 4);
+            add(output);
+        }
+        setVariables();
+        for (Stmt& s : block({.depth = 3}, m_random.between(6, 14)))
+            m_function.body.push_back(std::move(s));
+        showVariables();
+        return std::move(m_function);
+    }
+
+private:
+    unsigned add(Variable variable) {
+        m_function.variables.push_back(variable);
+        return static_cast<unsigned>(m_function.variables.size() - 1);
+    }
+
+    Variable parameter() {
+        Variable v{.type = m_expressions.anyType()};
+        const unsigned kind = m_random.below(10);
+        if (kind < 4)
+            v.form = kind < 2 ? Form::Reference : Form::Pointer;
+        else if (kind == 4 && !m_program.structures.empty())
+            v.structure = static_cast<int>(m_random.below(m_program.structures.size()));
+        m_function.isPlain = m_function.isPlain && v.form == Form::Plain && v.structure < 0;
+        return v;
+    }
+
+    void addVariables(unsigned count) {
+        for (unsigned i = 0; i < count; ++i) {
+            Variable v{.type = m_expressions.anyType()};
+            const unsigned kind = m_random.below(20);
+            if (kind < 3 && !m_program.structures.empty())
+                v.structure = static_cast<int>(m_random.below(m_program.structures.size()));
+            if (kind >= 2 && kind < 7)
+                v.count = m_random.between(2, 9);
+            add(v);
+            // A pointer starts out pointing at the variable before it.
+            if (v.structure < 0 && v.count == 0 && m_random.percent(25))
+                add({.form = Form::Pointer, .type = v.type});
+        }
+    }
+
+    /// Gives the kernel's variables something to start with that differs between threads.
+    void setVariables() {
+        for (unsigned i = 0; i < m_function.variables.size(); ++i) {
+            const Variable& v = m_function.variables[i];
+            if (v.form == Form::Plain && v.structure < 0)
+                m_function.body.push_back(
+                    {.verb = Verb::Assign, .exprs = {m_expressions.element(i, 1), value(v.type)}});
+        }
+    }
+
+    std::vector<Stmt> block(Place place, unsigned count) {
+        std::vector<Stmt> statements;
+        for (unsigned i = 0; i < count; ++i)
+            statements.push_back(statement(place));
+        return statements;
+    }
+
+    std::vector<Stmt> nested(Place place) {
+        return block({place.depth - 1, place.inLoop, place.inSwitch, place.loops},
+                     m_random.between(1, 3));
+    }
+
+    Expr value(Type type) { return m_expressions.value(type, m_random.between(1, 3)); }
+    Expr condition() { return value({Scalar::Bool}); }
+
+    Stmt statement(Place place) {
+        const unsigned kind = m_random.below(100);
+        if (place.depth > 0) {
+            if (kind < 14)
+                return branch(place);
+            if (kind < 24 && place.loops < 2)
+                return loop(place);
+            if (kind < 29)
+                return choice(place);
+        }
+        if (kind < 34 && (place.inLoop || place.inSwitch))
+            return guarded(place, {.verb = place.inLoop && m_random.percent(50) ? Verb::Continue
+                                                                                : Verb::Break});
+        if (kind < 37)
+            return guarded(place, result());
+        if (kind < 45)
+            if (auto made = call())
+                return *std::move(made);
+        if (kind < 52)
+            if (auto made = point())
+                return *std::move(made);
+        if (m_isKernel && kind < 58)
+            return poke();
+        if (m_isKernel && kind < 62)
+            return {.verb = Verb::Atomic,
+                    .which = m_random.below(std::size(atomicOperations)),
+                    .exprs = {m_expressions.index(countersPerOperation, 1), value({Scalar::UInt})}};
+        return assignment();
+    }
+
+    Stmt assignment() {
+        for (;;) {
+            const Type type = m_expressions.anyType();
+            auto target = m_expressions.place(type, 2, true);
+            if (!target)
+                continue;
+            Stmt s{.verb = Verb::Assign, .exprs = {*std::move(target), value(type)}};
+            if (isInteger(type.scalar) && m_random.percent(35)) {
+                s.compound = true;
+                s.which = m_random.below(std::size(binaryOperators));
+            } else if (type.rough && m_random.percent(35)) {
+                s.compound = true;
+                s.which = m_random.below(3);
+            }
+            return s;
+        }
+    }
+
+    /// What leaves a loop or the function, on a condition so that something is left to do.
+    Stmt guarded(Place place, Stmt jump) {
+        if (place.depth == 0 && m_random.percent(20))
+            return jump;
+        Stmt s{.verb = Verb::If, .exprs = {condition()}};
+        s.bodies.resize(2);
+        s.bodies[0].push_back(std::move(jump));
+        return s;
+    }
+
+    Stmt result() {
+        Stmt s{.verb = Verb::Return};
+        if (!m_isKernel)
+            s.exprs.push_back(value(m_function.result));
+        return s;
+    }
+
+    Stmt branch(Place place) {
+        Stmt s{.verb = Verb::If, .exprs = {condition()}};
+        s.bodies.push_back(nested(place));
+        s.bodies.emplace_back();
+        if (m_random.percent(50))
+            s.bodies[1] = nested(place);
+        return s;
+    }
+
+    Stmt loop(Place place) {
+        const Verb verbs[] = {Verb::For, Verb::For, Verb::While, Verb::DoWhile};
+        Stmt s{.verb = m_random.pick(verbs)};
+        s.limit = m_random.between(1, place.loops == 0 ? 9 : 5);
+        if (s.verb == Verb::For)
+            s.exprs.push_back(m_expressions.index(s.limit + 1, 2));
+        else
+            s.exprs.push_back(condition());
+        s.which = add({.form = Form::Counter, .type = {Scalar::UInt}});
+        place.inLoop = true;
+        place.inSwitch = false;
+        ++place.loops;
+        s.bodies.push_back(nested(place));
+        return s;
+    }
+
+    Stmt choice(Place place) {
+        Stmt s{.verb = Verb::Switch, .exprs = {value({Scalar::UInt})}};
+        place.inSwitch = true;
+        for (unsigned i = m_random.between(2, 5), label = 0; i > 0; --i) {
+            s.bodies.push_back(nested(place));
+            label += m_random.between(1, 2);
+            s.labels.push_back(label - 1);
+            s.fallsThrough.push_back(m_random.percent(25));
+        }
+        return s;
+    }
+
+    std::optional<Stmt> call() {
+        if (m_program.functions.empty())
+            return std::nullopt;
+        Stmt s{.verb = Verb::Call, .which = m_random.below(m_program.functions.size())};
+        const Function& callee = m_program.functions[s.which];
+        if (auto target = m_expressions.place(callee.result, 1, true); target) {
+            s.compound = true;
+            s.exprs.push_back(*std::move(target));
+        }
+        for (unsigned i = 0; i < callee.parameters; ++i) {
+            auto argument = argumentFor(callee.variables[i]);
+            if (!argument)
+                return std::nullopt;
+            s.exprs.push_back(*std::move(argument));
+        }
+        return s;
+    }
+
+    std::optional<Expr> argumentFor(const Variable& parameter) {
+        if (parameter.structure >= 0) {
+            for (unsigned i = 0; i < m_function.variables.size(); ++i)
+                if (m_function.variables[i].structure == parameter.structure)
+                    return m_expressions.element(i, 1, true);
+            return std::nullopt;
+        }
+        if (parameter.form == Form::Plain)
+            return value(parameter.type);
+        return m_expressions.place(parameter.type, 1, true, true);
+    }
+
+    std::optional<Stmt> point() {
+        for (unsigned i = m_function.parameters; i < m_function.variables.size(); ++i) {
+            const Variable& v = m_function.variables[i];
+            if (v.form != Form::Pointer || m_random.percent(50))
+                continue;
+            Stmt s{.verb = Verb::Point, .which = i};
+            for (int k = 0; k < 2; ++k)
+                s.exprs.push_back(*m_expressions.place(v.type, 1, true, true));
+            if (m_random.percent(60))
+                s.exprs.push_back(condition());
+            else
+                s.exprs.pop_back();
+            return s;
+        }
+        return std::nullopt;
+    }
+
+    Stmt poke() {
+        Stmt s{.verb = Verb::Poke,
+               .compound = m_random.percent(50),
+               .limit = m_random.percent(60) ? 4u : 1u};
+        s.exprs.push_back(m_expressions.index(s.limit == 4 ? regionBytes - 3 : regionBytes, 2));
+        s.exprs.push_back(value({Scalar::UInt}));
+        return s;
+    }
+
+    /// Every variable goes to an output in the end, so that a wrong one is seen.
+    void showVariables() {
+        const auto variables = m_function.variables;
+        m_firstShown = static_cast<unsigned>(variables.size());
+        for (unsigned i = 0; i < variables.size(); ++i) {
+            const Variable& v = variables[i];
+            if (v.form != Form::Plain)
+                continue;
+            if (v.structure < 0) {
+                show(i, -1, v.type);
+                continue;
+            }
+            const auto& fields = m_program.structures[static_cast<unsigned>(v.structure)].fields;
+            for (unsigned f = 0; f < fields.size(); ++f)
+                show(i, static_cast<int>(f), fields[f]);
+        }
+    }
+
+    /// One element, by the dice, stands for all of an array.
+    void show(unsigned variable, int field, Type type) {
+        Expr from = m_expressions.element(variable, 1);
+        from.field = field;
+        from.type = type;
+        Expr to;
+        to.op = Op::Place;
+        to.type = type;
+        to.indexed = true;
+        if (type.scalar == Scalar::Bool) {
+            Expr converted;
+            converted.op = Op::Convert;
+            to.type.scalar = Scalar::UChar;
+            converted.type = to.type;
+            converted.args.push_back(std::move(from));
+            from = std::move(converted);
+        }
+        to.args.emplace_back();
+        to.which = outputFor(to.type, to.args[0].integer);
+        m_function.body.push_back(
+            {.verb = Verb::Assign, .exprs = {std::move(to), std::move(from)}});
+    }
+
+    /// The next free element of the output that collects variables of the type.
+    unsigned outputFor(Type type, std::int64_t& element) {
+        for (unsigned i = m_firstShown; i < m_function.variables.size(); ++i) {
+            Variable& v = m_function.variables[i];
+            if (v.type == type) {
+                element = v.count++;
+                return i;
+            }
+        }
+        element = 0;
+        return add({.form = Form::Output, .type = type, .count = 1});
+    }
+
+    Random& m_random;
+    Program& m_program;
+    bool m_isKernel;
+    Function m_function;
+    ExpressionGenerator m_expressions;
+    unsigned m_firstShown = 0;
+};
+
+Texture anyTexture(Random& random) {
+    Texture texture;
+    if (random.percent(85))
+        return texture;
+    constexpr unsigned channels[] = {1, 2, 4};
+    return {random.between(1, 13), random.between(1, 7), random.pick(channels), random.percent(50)};
+}
+
+} // namespace
+
+Program generate(std::uint64_t seed) {
+    Random random(seed * 0x10001 + 1);
+    Program program;
+    program.seed = seed;
+    program.width = random.between(1, 70);
+    program.height = random.percent(50) ? 1 : random.between(2, 5);
+    program.texture = anyTexture(random);
+    for (unsigned i = random.between(3, 11); i > 0; --i)
+        program.table.push_back(static_cast<std::int32_t>(random.next() >> random.between(32, 60)));
+    const Function nothing;
+    ExpressionGenerator types(random, program, nothing, false);
+    for (unsigned i = random.below(3); i > 0; --i) {
+        Structure structure;
+        for (unsigned k = random.between(1, 4); k > 0; --k)
+            structure.fields.push_back(types.anyType());
+        program.structures.push_back(std::move(structure));
+    }
+    for (unsigned i = random.below(4); i > 0; --i)
+        program.functions.push_back(FunctionGenerator(random, program, false).helper());
+    program.functions.push_back(FunctionGenerator(random, program, true).kernel());
+    return program;
+}
+
+} // namespace fuzz

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Makes random programs that are correct by construction: loops end, every thread writes to its own
+// memory, exact values stay within their bounds, and rough ones never decide anything.
+#pragma once
+
+#include "tests/fuzz/Program.h"
+
+namespace fuzz {
+
+/// The same program for the same seed, on every machine.
+Program generate(std::uint64_t seed);
+
+} // namespace fuzz

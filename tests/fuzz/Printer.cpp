@@ -1,0 +1,452 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/fuzz/Printer.h"
+
+#include "tests/fuzz/Library.h"
+
+#include <cstdio>
+#include <limits>
+#include <sstream>
+
+namespace fuzz {
+namespace {
+
+constexpr const char* typeNames[] = {"bool", "char", "uchar", "short", "ushort", "int",
+                                     "uint", "long", "ulong", "half",  "float"};
+constexpr const char* laneNames = "xyzw";
+
+constexpr const char* preamble = R"(#include <metal_stdlib>
+using namespace metal;
+
+uint peek4(device const uchar* at) {
+    return at[0] | at[1] << 8 | at[2] << 16 | uint(at[3]) << 24;
+}
+void poke4(device uchar* at, uint value) {
+    for (uint i = 0; i < 4; ++i)
+        at[i] = uchar(value >> 8 * i);
+}
+)";
+
+std::string name(Type type) {
+    std::string text = typeNames[static_cast<unsigned>(type.scalar)];
+    return type.lanes > 1 ? text + std::to_string(type.lanes) : text;
+}
+
+std::string variableName(unsigned variable) {
+    return "v" + std::to_string(variable);
+}
+
+std::string fieldName(unsigned field) {
+    return {static_cast<char>('a' + field)};
+}
+
+std::string literal(const Expr& e) {
+    if (e.type.scalar == Scalar::Bool)
+        return name(e.type) + (e.integer != 0 ? "(true)" : "(false)");
+    char text[64];
+    if (isFloating(e.type.scalar))
+        std::snprintf(text, sizeof text, "%.9g", e.number);
+    else if (isSigned(e.type.scalar) && e.integer != std::numeric_limits<std::int64_t>::min())
+        std::snprintf(text, sizeof text, "%lld", static_cast<long long>(e.integer));
+    else if (bytesOf(e.type.scalar) == 8)
+        std::snprintf(text, sizeof text, "0x%llxul", static_cast<unsigned long long>(e.integer));
+    else
+        std::snprintf(text, sizeof text, e.integer < 1000 ? "%llu" : "0x%llx",
+                      static_cast<unsigned long long>(e.integer));
+    return name(e.type) + "(" + text + ")";
+}
+
+class Printer {
+public:
+    explicit Printer(const Program& program) : m_program(program) {}
+
+    std::string run() {
+        m_out << preamble;
+        printGlobals();
+        std::vector<bool> called(m_program.functions.size());
+        called.back() = true;
+        for (std::size_t i = m_program.functions.size(); i-- > 0;)
+            if (called[i])
+                markCalls(m_program.functions[i].body, called);
+        for (unsigned i = 0; i + 1 < m_program.functions.size(); ++i)
+            if (called[i])
+                printHelper(i);
+        printKernel();
+        return m_out.str();
+    }
+
+private:
+    /// Which variables of a function appear in its body. Pointers start at the variable before.
+    static std::vector<bool> usedVariables(const Function& function) {
+        std::vector<bool> used(function.variables.size());
+        markVariables(function.body, used);
+        for (std::size_t i = used.size(); i-- > 1;)
+            if (function.variables[i].form == Form::Pointer && used[i])
+                used[i - 1] = true;
+        return used;
+    }
+    static void markVariables(const Expr& e, std::vector<bool>& used) {
+        if (e.op == Op::Place)
+            used[e.which] = true;
+        for (const Expr& argument : e.args)
+            markVariables(argument, used);
+    }
+    static void markVariables(const std::vector<Stmt>& body, std::vector<bool>& used) {
+        for (const Stmt& s : body) {
+            if (s.verb == Verb::For || s.verb == Verb::While || s.verb == Verb::DoWhile ||
+                s.verb == Verb::Point)
+                used[s.which] = true;
+            for (const Expr& e : s.exprs)
+                markVariables(e, used);
+            for (const auto& inner : s.bodies)
+                markVariables(inner, used);
+        }
+    }
+
+    static void markCalls(const Expr& e, std::vector<bool>& called) {
+        if (e.op == Op::Call)
+            called[e.which] = true;
+        for (const Expr& argument : e.args)
+            markCalls(argument, called);
+    }
+    static void markCalls(const std::vector<Stmt>& body, std::vector<bool>& called) {
+        for (const Stmt& s : body) {
+            if (s.verb == Verb::Call)
+                called[s.which] = true;
+            for (const Expr& e : s.exprs)
+                markCalls(e, called);
+            for (const auto& inner : s.bodies)
+                markCalls(inner, called);
+        }
+    }
+
+    void printGlobals() {
+        for (unsigned i = 0; i < m_program.structures.size(); ++i) {
+            m_out << "struct S" << i << " {\n";
+            const auto& fields = m_program.structures[i].fields;
+            for (unsigned f = 0; f < fields.size(); ++f)
+                m_out << "    " << name(fields[f]) << " " << fieldName(f) << ";\n";
+            m_out << "};\n";
+        }
+        m_out << "constant int table[] = {";
+        for (const std::int64_t value : m_program.table)
+            m_out << "int(" << value << "), ";
+        m_out << "};\n";
+        if (m_program.texture.width > 0)
+            m_out << "constexpr sampler linearly(filter::linear, address::"
+                  << (m_program.texture.repeats ? "repeat" : "clamp_to_edge") << ");\n";
+    }
+
+    static std::string typeOf(const Variable& v) {
+        return v.structure >= 0 ? "S" + std::to_string(v.structure) : name(v.type);
+    }
+
+    void printHelper(unsigned index) {
+        m_function = &m_program.functions[index];
+        m_out << "\n" << name(m_function->result) << " f" << index << "(";
+        for (unsigned i = 0; i < m_function->parameters; ++i) {
+            const Variable& v = m_function->variables[i];
+            const bool isPlain = v.form == Form::Plain;
+            m_out << (i > 0 ? ", " : "") << (isPlain ? "" : "thread ") << typeOf(v)
+                  << (isPlain                   ? " "
+                      : v.form == Form::Pointer ? "* "
+                                                : "& ")
+                  << variableName(i);
+        }
+        m_out << ") {\n";
+        printBody();
+    }
+
+    void printKernel() {
+        m_function = &m_program.kernel();
+        m_out << "\nkernel void fuzz(";
+        for (unsigned i = 0; i < std::size(inputTypes); ++i)
+            m_out << (i == constantInput ? "constant " : "device const ") << name(inputTypes[i])
+                  << "* in" << i << " [[buffer(" << i << ")]],\n    ";
+        m_out << "device atomic_uint* counters [[buffer(" << countersBuffer << ")]],\n    "
+              << "device uchar* bytes [[buffer(" << regionBuffer << ")]],\n    ";
+        for (unsigned i = 0, buffer = firstOutputBuffer; i < m_function->variables.size(); ++i)
+            if (m_function->variables[i].form == Form::Output)
+                m_out << "device " << name(m_function->variables[i].type) << "* " << variableName(i)
+                      << " [[buffer(" << buffer++ << ")]],\n    ";
+        if (m_program.texture.width > 0)
+            m_out << "texture2d<float> image [[texture(0)]],\n    ";
+        if (m_program.height > 1)
+            m_out << "uint2 at [[thread_position_in_grid]], uint2 grid [[threads_per_grid]]) {\n"
+                     "    const uint thread_x = at.x, thread_y = at.y;\n"
+                     "    const uint grid_x = grid.x, grid_y = grid.y;\n";
+        else
+            m_out << "uint at [[thread_position_in_grid]], uint grid [[threads_per_grid]]) {\n"
+                     "    const uint thread_x = at, thread_y = 0, grid_x = grid, grid_y = 1;\n";
+        m_out << "    const uint self = thread_y * grid_x + thread_x;\n"
+                 "    const uint threads = grid_x * grid_y;\n"
+                 "    device uchar* own = bytes + self * "
+              << regionBytes << ";\n";
+        printBody();
+    }
+
+    void printBody() {
+        const std::vector<bool> used = usedVariables(*m_function);
+        for (unsigned i = m_function->parameters; i < m_function->variables.size(); ++i) {
+            const Variable& v = m_function->variables[i];
+            if (v.form == Form::Output || !used[i])
+                continue;
+            m_out << "    ";
+            if (v.form == Form::Pointer)
+                m_out << "thread " << name(v.type) << "* " << variableName(i) << " = &"
+                      << variableName(i - 1);
+            else
+                m_out << typeOf(v) << " " << variableName(i)
+                      << (v.count > 0 ? "[" + std::to_string(v.count) + "] = {}" : " = {}");
+            m_out << ";\n";
+        }
+        printBlock(m_function->body, 1);
+        m_out << "}\n";
+    }
+
+    void printBlock(const std::vector<Stmt>& body, unsigned depth) {
+        for (const Stmt& s : body)
+            printStatement(s, depth);
+    }
+
+    void printNested(const std::vector<Stmt>& body, unsigned depth) {
+        m_out << "{\n";
+        printBlock(body, depth + 1);
+        m_out << std::string(4 * depth, ' ') << "}";
+    }
+
+    void printStatement(const Stmt& s, unsigned depth) {
+        m_out << std::string(4 * depth, ' ');
+        const std::string counter = variableName(s.which);
+        const auto limited = [&](const char* step) {
+            return "(" + std::string(step) + " < " + std::to_string(s.limit) + "u && " +
+                   text(s.exprs[0]) + ")";
+        };
+        switch (s.verb) {
+        case Verb::Assign:
+            printAssignment(s);
+            break;
+        case Verb::If:
+            m_out << "if (" << text(s.exprs[0]) << ") ";
+            printNested(s.bodies[0], depth);
+            if (!s.bodies[1].empty()) {
+                m_out << " else ";
+                printNested(s.bodies[1], depth);
+            }
+            break;
+        case Verb::For:
+            m_out << "for (" << counter << " = 0; " << counter << " < " << text(s.exprs[0])
+                  << "; ++" << counter << ") ";
+            printNested(s.bodies[0], depth);
+            break;
+        case Verb::While:
+            m_out << counter << " = 0;\n"
+                  << std::string(4 * depth, ' ') << "while " << limited((counter + "++").c_str())
+                  << " ";
+            printNested(s.bodies[0], depth);
+            break;
+        case Verb::DoWhile:
+            m_out << counter << " = 0;\n" << std::string(4 * depth, ' ') << "do ";
+            printNested(s.bodies[0], depth);
+            m_out << " while " << limited(("++" + counter).c_str()) << ";";
+            break;
+        case Verb::Switch:
+            printSwitch(s, depth);
+            break;
+        case Verb::Break:
+            m_out << "break;";
+            break;
+        case Verb::Continue:
+            m_out << "continue;";
+            break;
+        case Verb::Return:
+            m_out << "return" << (s.exprs.empty() ? "" : " " + text(s.exprs[0])) << ";";
+            break;
+        case Verb::Call:
+            printCall(s);
+            break;
+        case Verb::Point:
+            m_out << counter << " = ";
+            if (s.exprs.size() > 2)
+                m_out << text(s.exprs[2]) << " ? &" << text(s.exprs[0]) << " : &"
+                      << text(s.exprs[1]) << ";";
+            else
+                m_out << "&" << text(s.exprs[0]) << ";";
+            break;
+        case Verb::Poke:
+            printPoke(s);
+            break;
+        case Verb::Atomic:
+            m_out << "atomic_fetch_" << atomicOperations[s.which] << "_explicit(&counters["
+                  << s.which * countersPerOperation << " + " << text(s.exprs[0]) << "], "
+                  << text(s.exprs[1]) << ", memory_order_relaxed);";
+            break;
+        }
+        m_out << "\n";
+    }
+
+    void printAssignment(const Stmt& s) {
+        m_out << text(s.exprs[0]) << " "
+              << (s.compound ? std::string(binaryOperators[s.which]) + "=" : "=") << " "
+              << text(s.exprs[1]) << ";";
+    }
+
+    void printSwitch(const Stmt& s, unsigned depth) {
+        const std::string margin(4 * depth, ' ');
+        m_out << "switch (" << text(s.exprs[0]) << " & 7) {\n";
+        for (unsigned i = 0; i < s.bodies.size(); ++i) {
+            const std::string label = "case " + std::to_string(s.labels[i]) + ": ";
+            m_out << margin << (i + 1 == s.bodies.size() ? "default: " : label);
+            printNested(s.bodies[i], depth);
+            m_out << (s.fallsThrough[i] ? "\n" : " break;\n");
+        }
+        m_out << margin << "}";
+    }
+
+    void printCall(const Stmt& s) {
+        const Function& callee = m_program.functions[s.which];
+        const unsigned first = s.compound ? 1 : 0;
+        if (s.compound)
+            m_out << text(s.exprs[0]) << " = ";
+        m_out << "f" << s.which << "(";
+        for (unsigned i = 0; i < callee.parameters; ++i)
+            m_out << (i > 0 ? ", " : "") << (callee.variables[i].form == Form::Pointer ? "&" : "")
+                  << text(s.exprs[first + i]);
+        m_out << ");";
+    }
+
+    void printPoke(const Stmt& s) {
+        const std::string at = "own + " + text(s.exprs[0]);
+        const std::string value = text(s.exprs[1]);
+        if (s.limit == 1)
+            m_out << "*(" << at << ") = uchar(" << value << ");";
+        else if (s.compound)
+            m_out << "*(device uint*)(" << at << ") = " << value << ";";
+        else
+            m_out << "poke4(" << at << ", " << value << ");";
+    }
+
+    std::string list(const std::vector<Expr>& args) {
+        std::string result = "(";
+        for (const Expr& e : args)
+            result += (result.size() > 1 ? ", " : "") + text(e);
+        return result + ")";
+    }
+
+    /// C++ computes with narrow integers in int.
+    static std::string narrowed(const Expr& e, const std::string& expression) {
+        const bool isNarrow = isInteger(e.type.scalar) && bytesOf(e.type.scalar) < 4;
+        return (isNarrow && e.type.lanes == 1 ? name(e.type) : "") + "(" + expression + ")";
+    }
+
+    std::string input(const std::string& buffer, const Expr& at) {
+        return buffer + "[" + text(at) + " & " + std::to_string(inputCount - 1) + "]";
+    }
+
+    std::string place(const Expr& e) {
+        const Variable& v = m_function->variables[e.which];
+        std::string result = variableName(e.which);
+        if (v.form == Form::Pointer)
+            result = "(*" + result + ")";
+        if (v.form == Form::Output)
+            result += isThreadMajor(e.which)
+                          ? "[self * " + std::to_string(v.count) + " + " + text(e.args[0]) + "]"
+                          : "[self + threads * " + text(e.args[0]) + "]";
+        else if (e.indexed)
+            result += "[" + text(e.args[0]) + "]";
+        if (e.field >= 0)
+            result += "." + fieldName(static_cast<unsigned>(e.field));
+        if (e.args.size() > (e.indexed ? 1u : 0u))
+            result += "[" + text(e.args.back()) + "]";
+        return result + lanes(e);
+    }
+
+    static std::string lanes(const Expr& e) {
+        std::string result = e.lanes.empty() ? "" : ".";
+        for (const unsigned lane : e.lanes)
+            result += laneNames[lane];
+        return result;
+    }
+
+    std::string peek(const Expr& e) {
+        const std::string at = "(own + " + text(e.args[0]) + ")";
+        if (e.integer == 1)
+            return "uint(*" + at + ")";
+        return e.which != 0 ? "(*(device const uint*)" + at + ")" : "peek4" + at;
+    }
+
+    std::string binary(const Expr& e, const char* symbol) {
+        return text(e.args[0]) + " " + symbol + " " + text(e.args[1]);
+    }
+
+    std::string choice(const Expr& e) {
+        const auto& a = e.args;
+        if (a[0].type.lanes > 1)
+            return "select(" + text(a[2]) + ", " + text(a[1]) + ", " + text(a[0]) + ")";
+        return "(" + text(a[0]) + " ? " + text(a[1]) + " : " + text(a[2]) + ")";
+    }
+
+    std::string text(const Expr& e) {
+        static constexpr const char* threadNames[] = {"thread_x", "thread_y", "grid_x", "grid_y"};
+        switch (e.op) {
+        case Op::Literal:
+            return literal(e);
+        case Op::Thread:
+            return threadNames[e.which];
+        case Op::Place:
+            return place(e);
+        case Op::Input:
+            return input("in" + std::to_string(e.which), e.args[0]);
+        case Op::Pick:
+            return input("(" + text(e.args[0]) + " ? in0 : in1)", e.args[1]);
+        case Op::Table:
+            return "table[" + text(e.args[0]) + "]";
+        case Op::Peek:
+            return peek(e);
+        case Op::Unary:
+            return narrowed(e, unaryOperators[e.which] + ("(" + text(e.args[0]) + ")"));
+        case Op::Binary:
+            return narrowed(e, binary(e, binaryOperators[e.which]));
+        case Op::Compare:
+            return "(" + binary(e, compareOperators[e.which]) + ")";
+        case Op::Logic:
+            return "(" + binary(e, logicOperators[e.which]) + ")";
+        case Op::Choose:
+            return choice(e);
+        case Op::Convert:
+        case Op::Make:
+            return name(e.type) + list(e.args);
+        case Op::Bits:
+            return "as_type<" + name(e.type) + ">" + list(e.args);
+        case Op::Swizzle:
+            return text(e.args[0]) + lanes(e);
+        case Op::Integer:
+            return integerFunctions()[e.which].name + list(e.args);
+        case Op::Exact:
+            return exactFunctions()[e.which].name + list(e.args);
+        case Op::Rough:
+            return roughFunctions()[e.which].name + list(e.args);
+        case Op::Geometry:
+            return geometryFunctions()[e.which].name + list(e.args);
+        case Op::Call:
+            return "f" + std::to_string(e.which) + list(e.args);
+        case Op::Texel:
+            return "uint4(image.read(uint2" + list(e.args) + ") * 255.0 + 0.5)";
+        case Op::Sample:
+            return "image.sample(linearly, float2" + list(e.args) + ")";
+        }
+        return {};
+    }
+
+    const Program& m_program;
+    const Function* m_function = nullptr;
+    std::ostringstream m_out;
+};
+
+} // namespace
+
+std::string print(const Program& program) {
+    return Printer(program).run();
+}
+
+} // namespace fuzz

@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A random program of the shading language as a tree of plain values: what the generator makes, the
+// printer writes, the evaluator runs and the shrinker edits. A program is one kernel and functions
+// that it calls.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace fuzz {
+
+enum class Scalar : std::uint8_t {
+    Bool,
+    Char,
+    UChar,
+    Short,
+    UShort,
+    Int,
+    UInt,
+    Long,
+    ULong,
+    Half,
+    Float
+};
+
+constexpr bool isFloating(Scalar s) {
+    return s >= Scalar::Half;
+}
+constexpr bool isInteger(Scalar s) {
+    return s != Scalar::Bool && !isFloating(s);
+}
+constexpr bool isSigned(Scalar s) {
+    return s == Scalar::Char || s == Scalar::Short || s == Scalar::Int || s == Scalar::Long;
+}
+constexpr unsigned bytesOf(Scalar s) {
+    constexpr unsigned bytes[] = {1, 1, 1, 2, 2, 4, 4, 8, 8, 2, 4};
+    return bytes[static_cast<unsigned>(s)];
+}
+
+/// Floating-point values come in two kinds. Exact ones are sums and products of small integers and
+/// powers of two: no order of evaluation rounds them, so they may be compared and converted.
+/// Rough ones carry an error that depends on the compiler's choices; nothing but other rough values
+/// and outputs depends on them.
+struct Type {
+    Scalar scalar = Scalar::UInt;
+    std::uint8_t lanes = 1;
+    bool rough = false;
+
+    bool isExact() const { return isFloating(scalar) && !rough; }
+    Type withLanes(unsigned n) const { return {scalar, static_cast<std::uint8_t>(n), rough}; }
+    bool operator==(const Type&) const = default;
+};
+
+/// Bounds of an exact value: a multiple of 2^granule, no larger than bound.
+struct Range {
+    double bound = 0;
+    int granule = 0;
+};
+
+enum class Op : std::uint8_t {
+    Literal,  ///< integer or number
+    Thread,   ///< which: x, y, width or height of the grid
+    Place,    ///< variable `which`; see Expr
+    Input,    ///< input buffer `which` at args[0], which counts modulo inputCount
+    Pick,     ///< args[0] chooses one of the first two input buffers, read at args[1]
+    Table,    ///< constant table at args[0]
+    Peek,     ///< `integer` bytes of the thread's own region at args[0], at once where `which`
+    Unary,    ///< unaryOperators[which]
+    Binary,   ///< binaryOperators[which] on operands of the result's type
+    Compare,  ///< compareOperators[which] on operands of one type
+    Logic,    ///< && or || of scalars, the second operand evaluated as needed
+    Choose,   ///< args[0] ? args[1] : args[2]
+    Convert,  ///< to `type`, lane by lane
+    Bits,     ///< as_type
+    Make,     ///< a vector of scalars
+    Swizzle,  ///< lanes of args[0]
+    Integer,  ///< integerFunctions[which]
+    Exact,    ///< exactFunctions[which]
+    Rough,    ///< roughFunctions[which], lane by lane
+    Geometry, ///< geometryFunctions[which]
+    Call,     ///< function `which`, which has only plain parameters
+    Texel,    ///< the texture at args[0], args[1], as 8-bit integers
+    Sample,   ///< the texture filtered at the coordinates args[0], args[1]
+};
+
+inline constexpr const char* unaryOperators[] = {"-", "~", "!", "any", "all"};
+enum : unsigned { Negate, Complement, Not, Any, All };
+inline constexpr const char* binaryOperators[] = {"+", "-", "*", "/",  "%",
+                                                  "&", "|", "^", "<<", ">>"};
+enum : unsigned { Add, Subtract, Multiply, Divide, Remainder, And, Or, Xor, ShiftLeft, ShiftRight };
+inline constexpr const char* compareOperators[] = {"==", "!=", "<", "<=", ">", ">="};
+inline constexpr const char* logicOperators[] = {"&&", "||"};
+
+struct Expr {
+    Op op = Op::Literal;
+    Type type;
+    unsigned which = 0;
+    std::int64_t integer = 0;
+    double number = 0;
+    std::vector<Expr> args; ///< Place: index of the array element, if any; then of the lane, if any
+    int field = -1;         ///< Place: field of the structure
+    bool indexed = false;   ///< Place: args[0] is the index of an element
+    std::vector<unsigned> lanes; ///< Swizzle and Place: lanes by name
+    Range range;                 ///< of exact values
+};
+
+enum class Form : std::uint8_t {
+    Plain,
+    Reference, ///< parameters only
+    Pointer,
+    Counter, ///< of a loop: not to be assigned
+    Output,  ///< an array in device memory, one for each thread; the kernel's only
+};
+
+struct Variable {
+    Form form = Form::Plain;
+    Type type;
+    int structure = -1; ///< instead of the type
+    unsigned count = 0; ///< elements of an array; 0 when it is none
+};
+
+struct Structure {
+    std::vector<Type> fields;
+};
+
+enum class Verb : std::uint8_t {
+    Assign,  ///< exprs[0] = exprs[1], or with binaryOperators[which] where compound
+    If,      ///< exprs[0], bodies[0], bodies[1]
+    For,     ///< counter `which`, from 0 to exprs[0]
+    While,   ///< while exprs[0], but at most `limit` times, counted by `which`
+    DoWhile, ///< the same, tested at the end
+    Switch,  ///< exprs[0] modulo 8, bodies with labels; the last is the default
+    Break,
+    Continue,
+    Return, ///< exprs[0] if any
+    Call,   ///< function `which`; exprs[0] is assigned the result where `compound`, then arguments
+    Point,  ///< pointer `which` to exprs[0], or where there are three, exprs[2] ? exprs[0] :
+            ///< exprs[1]
+    Poke,   ///< `limit` bytes of exprs[1] to the thread's own region at exprs[0]
+    Atomic, ///< atomicOperations[which] on one of its counters, exprs[0], by exprs[1]
+};
+
+inline constexpr const char* atomicOperations[] = {"add", "sub", "and", "or", "xor", "min", "max"};
+inline constexpr unsigned countersPerOperation = 4;
+
+struct Stmt {
+    Verb verb = Verb::Assign;
+    unsigned which = 0;
+    bool compound = false;
+    unsigned limit = 0;
+    std::vector<Expr> exprs = {};
+    std::vector<std::vector<Stmt>> bodies = {};
+    std::vector<unsigned> labels = {};
+    std::vector<bool> fallsThrough = {}; ///< of each body of a switch
+};
+
+struct Function {
+    Type result;
+    std::vector<Variable> variables; ///< the parameters first
+    unsigned parameters = 0;
+    bool isPlain = true; ///< all parameters are plain values, so that it can be called anywhere
+    std::vector<Stmt> body;
+};
+
+inline constexpr unsigned inputCount = 64;
+inline constexpr unsigned regionBytes = 32;
+
+/// Bounds that every exact variable, parameter and input keeps.
+constexpr Range standardRange(Scalar s) {
+    return {s == Scalar::Half ? 32.0 : 1024.0, 0};
+}
+
+/// Input buffers; Pick chooses between the first two, the third is in constant memory.
+inline constexpr Type inputTypes[] = {{Scalar::UInt},  {Scalar::UInt},  {Scalar::Int},
+                                      {Scalar::Short}, {Scalar::UChar}, {Scalar::Float},
+                                      {Scalar::Half}};
+inline constexpr unsigned constantInput = 2;
+
+struct Texture {
+    std::uint32_t width = 0; ///< none when 0
+    std::uint32_t height = 0;
+    unsigned channels = 4; ///< 1, 2 or 4, of 8 bits
+    bool repeats = false;
+};
+
+struct Program {
+    std::uint64_t seed = 0;
+    std::uint32_t width = 1;
+    std::uint32_t height = 1; ///< 1: the kernel's position has one component
+    std::vector<Structure> structures;
+    std::vector<std::int64_t> table; ///< of int
+    Texture texture;
+    std::vector<Function> functions; ///< each calls only those before it; the last is the kernel
+
+    const Function& kernel() const { return functions.back(); }
+};
+
+} // namespace fuzz

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "tests/fuzz/Shrinker.h"
+
+#include <algorithm>
+
+namespace fuzz {
+namespace {
+
+/// All ways to make a program a little smaller, numbered; makes the one that is asked for.
+class Edit {
+public:
+    explicit Edit(std::size_t number) : m_left(number) {}
+
+    /// False when there are not so many edits.
+    bool apply(Program& program) {
+        m_program = &program;
+        return grid(program) || eachFunction([&](Function& f) { return statements(f, f.body); }) ||
+               eachFunction([&](Function& f) { return expressions(f.body); });
+    }
+
+private:
+    bool isTurn() { return m_left-- == 0; }
+
+    template <class Work>
+    bool eachFunction(const Work& work) {
+        return std::any_of(m_program->functions.rbegin(), m_program->functions.rend(), work);
+    }
+
+    bool grid(Program& p) {
+        if (p.height > 1 && isTurn())
+            return (p.height = 1, true);
+        for (const std::uint32_t width : {1u, p.width / 2, p.width - 1})
+            if (width > 0 && width < p.width && isTurn())
+                return (p.width = width, true);
+        return false;
+    }
+
+    static bool jumps(const std::vector<Stmt>& body) {
+        return std::ranges::any_of(body, [](const Stmt& s) {
+            return s.verb == Verb::Break || s.verb == Verb::Continue ||
+                   std::ranges::any_of(s.bodies, jumps);
+        });
+    }
+
+    bool statements(Function& f, std::vector<Stmt>& body) {
+        for (std::size_t size = body.size(); size > 0; size /= 2)
+            for (std::size_t first = 0; first + size <= body.size(); first += size)
+                if (isTurn()) {
+                    const auto begin = body.begin() + static_cast<std::ptrdiff_t>(first);
+                    body.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
+                    return true;
+                }
+        for (std::size_t i = 0; i < body.size(); ++i)
+            for (auto& inner : body[i].bodies) {
+                if (!inner.empty() && !jumps(inner) && isTurn()) {
+                    const std::vector<Stmt> kept = std::move(inner);
+                    const auto at = body.erase(body.begin() + static_cast<std::ptrdiff_t>(i));
+                    body.insert(at, kept.begin(), kept.end());
+                    return true;
+                }
+                if (statements(f, inner))
+                    return true;
+            }
+        return false;
+    }
+
+    bool expressions(std::vector<Stmt>& body) {
+        for (Stmt& s : body) {
+            for (std::size_t i = 0; i < s.exprs.size(); ++i)
+                if (isPlace(s, i) ? operands(s.exprs[i]) : expression(s.exprs[i]))
+                    return true;
+            for (auto& inner : s.bodies)
+                if (expressions(inner))
+                    return true;
+        }
+        return false;
+    }
+
+    /// Whether the statement needs a place there and not just a value.
+    bool isPlace(const Stmt& s, std::size_t index) const {
+        if (s.verb == Verb::Assign)
+            return index == 0;
+        if (s.verb == Verb::Point)
+            return index < 2;
+        if (s.verb != Verb::Call)
+            return false;
+        if (s.compound && index == 0)
+            return true;
+        const Variable& v = m_program->functions[s.which].variables[index - (s.compound ? 1 : 0)];
+        return v.form != Form::Plain || v.structure >= 0;
+    }
+
+    bool operands(Expr& e) {
+        return std::ranges::any_of(e.args, [&](Expr& argument) { return expression(argument); });
+    }
+
+    bool expression(Expr& e) {
+        if (e.op == Op::Literal)
+            return false;
+        for (const int number : {0, 1})
+            if (isTurn()) {
+                Expr literal;
+                literal.type = e.type;
+                literal.integer = number;
+                literal.number = number;
+                literal.range = standardRange(e.type.scalar);
+                e = std::move(literal);
+                return true;
+            }
+        for (Expr& argument : e.args)
+            if (argument.type == e.type && argument.range.bound <= e.range.bound &&
+                argument.range.granule >= e.range.granule && isTurn()) {
+                Expr kept = std::move(argument);
+                e = std::move(kept);
+                return true;
+            }
+        return operands(e);
+    }
+
+    std::size_t m_left;
+    Program* m_program = nullptr;
+};
+
+} // namespace
+
+Program shrink(Program program, const std::function<bool(const Program&)>& fails) {
+    for (bool smaller = true; smaller;) {
+        smaller = false;
+        for (std::size_t number = 0;;) {
+            Program candidate = program;
+            if (!Edit(number).apply(candidate))
+                break;
+            if (fails(candidate)) {
+                program = std::move(candidate);
+                smaller = true;
+            } else {
+                ++number;
+            }
+        }
+    }
+    return program;
+}
+
+} // namespace fuzz
