@@ -27,20 +27,6 @@ std::shared_ptr<gpu::Drawable> FakeView::currentDrawable() {
     return hasDrawables ? std::make_shared<FakeDrawable>(presented) : nullptr;
 }
 
-Surroundings ConsoleTest::surroundings() {
-    return {.mainQueue = mainQueue,
-            .clock = clock,
-            .log = log,
-            .audioEngine = audioEngine,
-            .audioCapture = audioCapture,
-            .device = device,
-            .makeView = [this](const auto&) {
-                auto view = std::make_unique<FakeView>();
-                m_view = view.get();
-                return view;
-            }};
-}
-
 void ConsoleTest::start(std::string source, bool preview) {
     engine = std::make_unique<SL42>(surroundings(), "Test", std::move(source), preview);
 }
@@ -48,11 +34,6 @@ void ConsoleTest::start(std::string source, bool preview) {
 void ConsoleTest::drawFrame() {
     engine->draw(*m_view);
     settle();
-}
-
-void ConsoleTest::settle() {
-    while (mainQueue.pump() > 0) {
-    }
 }
 
 std::vector<std::shared_ptr<fake::CommandBuffer>>
@@ -66,10 +47,6 @@ ConsoleTest::commandBuffers(const std::string& label) {
 
 std::uint8_t ConsoleTest::byteAt(const std::shared_ptr<gpu::Buffer>& buffer, std::size_t index) {
     return std::to_integer<std::uint8_t>(buffer->contents()[index]);
-}
-
-void ConsoleTest::setRegister(Register index, std::uint8_t value) {
-    engine->machine().registers->contents()[static_cast<std::size_t>(index)] = std::byte{value};
 }
 
 int ConsoleTest::linesEqual(const std::string& text) const {

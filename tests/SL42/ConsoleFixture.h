@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A console on a fake device, with a clock that stands still and a log that is kept.
+// A console on a fake device.
 #pragma once
 
-#include "SL42/engine/SL42.h"
-#include "platform/audio/SilentAudioEngine.h"
+#include "tests/SL42/EngineFixture.h"
 #include "tests/SL42/FakeDevice.h"
-
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -33,30 +30,20 @@ private:
     void resetCursorRects() override { ++cursorUpdates; }
 };
 
-class ConsoleTest : public testing::Test {
+class ConsoleTest : public EngineFixture {
 protected:
-    Surroundings surroundings();
+    Surroundings surroundings() { return surroundingsOf(device, m_view); }
     void start(std::string source, bool preview = false);
     /// Draws one frame and everything that follows from it.
     void drawFrame();
-    /// Lets the tasks of the main queue run until there are none.
-    void settle();
     /// Command buffers with a label since the last call of forget().
     std::vector<std::shared_ptr<fake::CommandBuffer>> commandBuffers(const std::string& label);
     void forget() { device->commandBuffers.clear(); }
     FakeView& view() { return *m_view; }
     static std::uint8_t byteAt(const std::shared_ptr<gpu::Buffer>& buffer, std::size_t index);
-    void setRegister(Register index, std::uint8_t value);
     int linesEqual(const std::string& text) const;
 
     std::shared_ptr<fake::Device> device = std::make_shared<fake::Device>();
-    platform::MainQueue mainQueue;
-    platform::ManualClock clock;
-    std::vector<std::string> lines;
-    platform::Log log{[this](std::string_view line) { lines.emplace_back(line); }};
-    platform::SilentAudioEngine audioEngine{clock};
-    platform::SilentAudioCapture audioCapture;
-    std::unique_ptr<SL42> engine;
 
 private:
     FakeView* m_view = nullptr;

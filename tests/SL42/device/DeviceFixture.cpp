@@ -65,20 +65,7 @@ void DeviceTest::SetUpTestSuite() {
 }
 
 void DeviceTest::start(const std::string& source) {
-    engine = std::make_unique<SL42>(
-        Surroundings{.mainQueue = mainQueue,
-                     .clock = clock,
-                     .log = log,
-                     .audioEngine = audioEngine,
-                     .audioCapture = audioCapture,
-                     .device = device,
-                     .makeView =
-                         [this](const auto& gpuDevice) {
-                             auto view = std::make_unique<OffscreenPreview>(gpuDevice);
-                             m_view = view.get();
-                             return view;
-                         }},
-        "Test", source, false);
+    engine = std::make_unique<SL42>(surroundingsOf(device, m_view), "Test", source, false);
     mainQueue.pump();
     ASSERT_FALSE(engine->hasError().get()) << engine->error().get();
     ASSERT_EQ(engine->error().get().find("Couldn't"), std::string::npos) << engine->error().get();
@@ -88,8 +75,7 @@ void DeviceTest::drawFrame() {
     m_view->refresh();
     m_view->waitForPicture();
     // The handlers of the frame ran before its picture was shown or dropped.
-    while (mainQueue.pump() > 0) {
-    }
+    settle();
 }
 
 Picture DeviceTest::picture() {
@@ -112,10 +98,6 @@ std::span<const float> DeviceTest::runOnCore0(const std::string& statements) {
 std::span<const float> DeviceTest::audioMemory() {
     const auto bytes = engine->machine().audioMemory->contents();
     return {reinterpret_cast<const float*>(bytes.data()), bytes.size() / sizeof(float)};
-}
-
-void DeviceTest::setRegister(Register index, std::uint8_t value) {
-    engine->machine().registers->contents()[static_cast<std::size_t>(index)] = std::byte{value};
 }
 
 } // namespace starloom

@@ -4,11 +4,8 @@
 // A console on the real device, whose pictures and audio memory tests can look at.
 #pragma once
 
-#include "SL42/engine/SL42.h"
-#include "platform/audio/SilentAudioEngine.h"
 #include "preview/OffscreenPreview.h"
-
-#include <gtest/gtest.h>
+#include "tests/SL42/EngineFixture.h"
 
 #include <array>
 #include <cstdint>
@@ -35,7 +32,7 @@ private:
 /// Largest difference between two colours' components; infinite when only one is not a number.
 double difference(const Color& a, const Color& b);
 
-class DeviceTest : public testing::Test {
+class DeviceTest : public EngineFixture {
 protected:
     static void SetUpTestSuite();
 
@@ -50,16 +47,8 @@ protected:
     /// Runs statements on core 0 of cpu(); what they store in audioBuffer is returned.
     std::span<const float> runOnCore0(const std::string& statements);
     std::span<const float> audioMemory();
-    void setRegister(Register index, std::uint8_t value);
 
     static std::shared_ptr<gpu::Device> device;
-    platform::MainQueue mainQueue;
-    platform::ManualClock clock;
-    std::vector<std::string> lines;
-    platform::Log log{[this](std::string_view line) { lines.emplace_back(line); }};
-    platform::SilentAudioEngine audioEngine{clock};
-    platform::SilentAudioCapture audioCapture;
-    std::unique_ptr<SL42> engine;
 
 private:
     OffscreenPreview* m_view = nullptr;
