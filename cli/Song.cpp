@@ -22,6 +22,7 @@ constexpr std::uint32_t blockLength = 16384;
 struct SongOptions {
     std::string file;
     std::string output;
+    double timeLimit = defaultTimeLimit;
 };
 
 /// None for endings that we cannot write.
@@ -55,7 +56,7 @@ ExitStatus song(const SongOptions& options, const Session& session) {
     const auto format = formatFor(options.output);
     if (!format)
         return fail(options.output + ": songs are written as .m4a or .wav");
-    const auto console = openConsole(options.file, session, defaultTimeLimit);
+    const auto console = openConsole(options.file, session, options.timeLimit);
     if (!console)
         return ExitStatus::Failure;
     const auto song = console->engine().audioRenderer().audioBuffer();
@@ -75,6 +76,9 @@ void addSong(CLI::App& app, Session& session) {
         ->add_option("-o,--output", options->output,
                      "Sound file to write: .m4a for AAC, or .wav for 32-bit floats")
         ->required();
+    command->add_option("--time-limit", options->timeLimit, "Seconds that rendering it may take")
+        ->check(CLI::Range(20.0, 86400.0))
+        ->capture_default_str();
     command->callback([options, &session] { session.exitStatus = song(*options, session); });
 }
 

@@ -45,10 +45,13 @@ pid_t spawn(const std::string& program, const std::vector<std::string>& argument
 
 } // namespace
 
-Outcome runStarloom(const std::vector<std::string>& arguments, std::string_view input) {
+Outcome runStarloom(const std::vector<std::string>& arguments, std::string_view input,
+                    const std::function<void(pid_t)>& meanwhile) {
     const ScratchFolder streams;
     streams.file("in", input);
     const pid_t child = spawn((buildFolder() / "starloom").string(), arguments, streams);
+    if (meanwhile)
+        meanwhile(child);
     int status = 0;
     ::waitpid(child, &status, 0);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),

@@ -6,7 +6,10 @@
 
 #include "tests/ScratchFolder.h"
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,8 +26,10 @@ struct Outcome {
     std::string err;
 };
 
-/// Runs `starloom` from the build folder and waits for it.
-Outcome runStarloom(const std::vector<std::string>& arguments, std::string_view input = {});
+/// Runs `starloom` from the build folder and waits for it. `meanwhile` is called with the number of
+/// its process after the start.
+Outcome runStarloom(const std::vector<std::string>& arguments, std::string_view input = {},
+                    const std::function<void(pid_t)>& meanwhile = {});
 
 std::filesystem::path sourceFolder();
 std::filesystem::path buildFolder();
