@@ -27,7 +27,8 @@ LAYERS = {
     "compute/protocol": ["platform/base"],
     "compute/kernel": ["platform/base"],
     "compute/metal": ["platform/base", "compute/kernel"],
-    "compute/host": ["platform/base", "compute/kernel"],
+    "compute/simd": ["platform/base", "compute/kernel"],
+    "compute/host": ["platform/base", "compute/kernel", "compute/simd"],
     "compute/service": ["platform/base", "compute"],
     "gpu": ["platform/base"],
     "gpu/Device.cpp": ["gpu", "platform/base"],
@@ -47,8 +48,8 @@ HIDDEN = ("gpu/host", "gpu/vulkan")
 
 # External headers and the only folders that may see them.
 EXTERNAL = [
-    (r"(llvm|clang)/", ["compute/metal", "compute/kernel", "compute/host", "compute/service",
-                        "tests/compute"]),
+    (r"(llvm|clang)/", ["compute/metal", "compute/kernel", "compute/simd", "compute/host",
+                        "compute/service", "tests/compute"]),
     (r"(tbb|oneapi)/", ["compute/host", "compute/service"]),
     (r"seccomp\.h", ["compute/service"]),
     (r"vulkan/", ["gpu/vulkan"]),

@@ -5,13 +5,19 @@
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/HostTarget.h"
+#include "compute/simd/Vectoriser.h"
 
 #include <llvm/CodeGen/MachineModuleInfo.h>
 #include <llvm/CodeGen/Passes.h>
 #include <llvm/CodeGen/TargetPassConfig.h>
 #include <llvm/IR/LegacyPassManager.h>
 #include <llvm/Support/raw_ostream.h>
+#include <llvm/Transforms/Scalar/ADCE.h>
+#include <llvm/Transforms/Scalar/EarlyCSE.h>
 #include <llvm/Transforms/Utils/Cloning.h>
+
+#include <cstdio>
+#include <cstdlib>
 
 namespace compute::host {
 namespace {
@@ -72,15 +78,45 @@ void dumpModule(const kernel::Dump* dump, llvm::Module& module, llvm::TargetMach
         dump->write(name, firstDump + 1, "assembly", "s", {assembly.data(), assembly.size()});
 }
 
+/// Says on request why a kernel runs slower than it could.
+void traceScalar(const std::string& kernel, const std::string& reason) {
+    const char* value = std::getenv("SL42_TRACE");
+    if (value != nullptr && *value != '\0' && *value != '0')
+        std::fprintf(stderr, "kernel %s runs one thread at a time: %s\n", kernel.c_str(),
+                     reason.c_str());
+}
+
+std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& kernel,
+                                                llvm::Function& function,
+                                                kernel::Analyses& analyses) {
+    if (kernel::hostLanes() == 1)
+        return nullptr;
+    auto made = simd::Vectoriser::analyse(function, analyses, kernel::hostLanes());
+    if (made)
+        return std::move(*made);
+    traceScalar(kernel.name, made.error().message);
+    return nullptr;
+}
+
+void makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine& target) {
+    kernel::Analyses analyses(target);
+    llvm::Function& function = *kernel.module->getFunction(kernel.symbol);
+    const auto vectoriser = vectoriserFor(kernel, function, analyses);
+    llvm::Function& tile = addThreadLoop(function, analyses, vectoriser.get(), kernel::hostLanes());
+    if (vectoriser == nullptr)
+        return;
+    llvm::FunctionPassManager passes;
+    passes.addPass(llvm::EarlyCSEPass());
+    passes.addPass(llvm::ADCEPass());
+    analyses.run(passes, tile);
+}
+
 } // namespace
 
 platform::Result<MachineCode> generateCode(kernel::CanonicalKernel& kernel,
                                            const kernel::Dump* dump) {
     const kernel::HostTargetMachine target = kernel::takeHostTargetMachine();
-    {
-        kernel::Analyses analyses(*target);
-        addThreadLoop(*kernel.module->getFunction(kernel.symbol), analyses);
-    }
+    makeTileFunction(kernel, *target);
     dumpModule(dump, *kernel.module, *target, kernel.name);
     llvm::SmallString<0> object;
     if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object))

@@ -91,6 +91,7 @@ struct LoopNest {
     std::array<llvm::BasicBlock*, LevelCount> blocks{}; ///< where values of a level are computed
     std::array<llvm::PHINode*, 3> position{};           ///< x, y, z
     llvm::BasicBlock* rowEnd = nullptr;                 ///< where a thread goes when it is done
+    llvm::Value* end = nullptr;                         ///< of the row
 };
 
 llvm::Function* createTileFunction(llvm::Function& kernel) {
@@ -112,7 +113,8 @@ llvm::Function* createTileFunction(llvm::Function& kernel) {
     return tile;
 }
 
-LoopNest createLoopNest(llvm::Function& kernel) {
+/// `lanes`: the threads that the innermost loop takes at once.
+LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     LoopNest nest;
     nest.function = createTileFunction(kernel);
     llvm::LLVMContext& context = kernel.getContext();
@@ -138,7 +140,7 @@ LoopNest createLoopNest(llvm::Function& kernel) {
         builder.SetInsertPoint(inside, inside->begin());
         llvm::PHINode* position = builder.CreatePHI(builder.getInt32Ty(), 2);
         builder.SetInsertPoint(ends[axis]);
-        llvm::Value* next = builder.CreateNUWAdd(position, builder.getInt32(1));
+        llvm::Value* next = builder.CreateNUWAdd(position, builder.getInt32(axis == 0 ? lanes : 1));
         builder.CreateCondBr(builder.CreateICmpULT(next, bounds[3 + axis]), inside,
                              axis == 2 ? done : ends[axis + 1]);
         position->addIncoming(bounds[axis], outside);
@@ -146,15 +148,24 @@ LoopNest createLoopNest(llvm::Function& kernel) {
         nest.position[axis] = position;
     }
     nest.rowEnd = ends[0];
+    nest.end = bounds[3];
     llvm::ReturnInst::Create(context, done);
     return nest;
 }
 
-/// Moves the body of the kernel into the nest, instruction by instruction, without copying.
-void fill(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting) {
+/// Moves what the outer loops compute into them.
+void fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting) {
     for (unsigned level = PerTile; level < PerThread; ++level)
         for (llvm::Instruction* instruction : hoisting.instructions(static_cast<Level>(level)))
             instruction->moveBefore(nest.blocks[level]->getTerminator());
+    kernel.getArg(kernel::BindingsArgument)->replaceAllUsesWith(nest.function->getArg(0));
+    kernel.getArg(kernel::GridArgument)->replaceAllUsesWith(nest.function->getArg(1));
+    kernel.getArg(kernel::YArgument)->replaceAllUsesWith(nest.position[1]);
+    kernel.getArg(kernel::ZArgument)->replaceAllUsesWith(nest.position[2]);
+}
+
+/// Moves the body of the kernel into the nest, instruction by instruction, without copying.
+void fillWithThread(const LoopNest& nest, llvm::Function& kernel) {
     for (llvm::Instruction& instruction : llvm::make_early_inc_range(kernel.getEntryBlock()))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction))
             variable->moveBefore(*nest.blocks[PerTile], nest.blocks[PerTile]->begin());
@@ -167,21 +178,31 @@ void fill(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting
         }
     nest.function->splice(nest.rowEnd->getIterator(), &kernel);
     llvm::BranchInst::Create(first, nest.blocks[PerThread]);
+    kernel.getArg(kernel::XArgument)->replaceAllUsesWith(nest.position[0]);
+}
 
-    kernel.getArg(kernel::BindingsArgument)->replaceAllUsesWith(nest.function->getArg(0));
-    kernel.getArg(kernel::GridArgument)->replaceAllUsesWith(nest.function->getArg(1));
-    for (unsigned axis = 0; axis < 3; ++axis)
-        kernel.getArg(kernel::XArgument + axis)->replaceAllUsesWith(nest.position[axis]);
+void fillWithLanes(const LoopNest& nest, simd::Vectoriser& vectoriser) {
+    llvm::BasicBlock& last = vectoriser.widen({.entry = *nest.blocks[PerTile],
+                                               .body = *nest.blocks[PerThread],
+                                               .x = *nest.position[0],
+                                               .end = *nest.end});
+    llvm::BranchInst::Create(nest.rowEnd, &last);
 }
 
 } // namespace
 
-llvm::Function& addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses) {
+llvm::Function& addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
+                              simd::Vectoriser* vectoriser, unsigned lanes) {
     analyses.forget(kernel);
     const Hoisting hoisting(kernel, analyses);
-    const LoopNest nest = createLoopNest(kernel);
-    fill(nest, kernel, hoisting);
+    const LoopNest nest = createLoopNest(kernel, vectoriser != nullptr ? lanes : 1);
+    fillOuterLoops(nest, kernel, hoisting);
+    if (vectoriser != nullptr)
+        fillWithLanes(nest, *vectoriser);
+    else
+        fillWithThread(nest, kernel);
     analyses.functions().clear(kernel, kernel.getName());
+    kernel.dropAllReferences();
     kernel.eraseFromParent();
     return *nest.function;
 }

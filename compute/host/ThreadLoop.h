@@ -7,6 +7,7 @@
 #pragma once
 
 #include "compute/kernel/Analyses.h"
+#include "compute/simd/Vectoriser.h"
 
 #include <llvm/IR/Function.h>
 
@@ -26,6 +27,10 @@ inline constexpr std::string_view tileSymbol = "tile";
 /// x is the innermost loop. A value moves out of a loop when that cannot trap; a load moves when
 /// besides no store of the same thread comes before it. (Threads of one grid that hand data to each
 /// other without atomics have no order that could be kept.)
-llvm::Function& addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses);
+///
+/// With a vectoriser, which must have been made for the kernel, the innermost loop takes `lanes`
+/// threads at once; without one, a thread.
+llvm::Function& addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
+                              simd::Vectoriser* vectoriser = nullptr, unsigned lanes = 1);
 
 } // namespace compute::host

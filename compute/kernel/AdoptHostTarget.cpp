@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/AdoptHostTarget.h"
 
+#include "compute/kernel/HostTarget.h"
 #include "compute/kernel/Undefined.h"
 
 #include <llvm/IR/InstIterator.h>
@@ -102,7 +103,7 @@ void describeEntry(llvm::Function& entry, const llvm::TargetMachine& target) {
     entry.addFnAttr("denormal-fp-math-f32", "preserve-sign,preserve-sign");
     // Estimates differ between scalar and vector code; every width must draw the same picture.
     entry.addFnAttr("reciprocal-estimates", "none");
-    entry.addFnAttr("prefer-vector-width", "256");
+    entry.addFnAttr("prefer-vector-width", hostLanes() == 16 ? "512" : "256");
     for (unsigned i : {0u, 1u}) {
         entry.addParamAttr(i, llvm::Attribute::NoAlias);
         entry.addParamAttr(i, llvm::Attribute::ReadOnly);

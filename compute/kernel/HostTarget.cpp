@@ -10,6 +10,9 @@
 #include <llvm/TargetParser/Host.h>
 #include <llvm/TargetParser/SubtargetFeature.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <initializer_list>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -17,17 +20,45 @@
 namespace compute::kernel {
 namespace {
 
-/// Processor name and features, asked for once: cpuid traps in virtual machines and is slow there.
+/// What code may use, asked for once: cpuid traps in virtual machines and is slow there.
 struct Processor {
     std::string triple = llvm::sys::getProcessTriple();
     std::string name = llvm::sys::getHostCPUName().str();
     std::string features;
+    unsigned lanes = 4;
 
     Processor() {
+        const llvm::StringMap<bool> available = llvm::sys::getHostCPUFeatures();
+        lanes = chooseLanes(available);
+        if (lanes == 4) {
+            name = "x86-64";
+            return;
+        }
         llvm::SubtargetFeatures list;
-        for (const auto& feature : llvm::sys::getHostCPUFeatures())
-            list.AddFeature(feature.first(), feature.second);
+        for (const auto& feature : available) {
+            const bool isLarge = feature.first().starts_with("avx512") ||
+                                 feature.first().starts_with("avx10") ||
+                                 feature.first() == "evex512";
+            list.AddFeature(feature.first(), feature.second && !(isLarge && lanes == 8));
+        }
         features = list.getString();
+    }
+
+private:
+    static unsigned chooseLanes(const llvm::StringMap<bool>& available) {
+        const auto hasAll = [&](std::initializer_list<const char*> features) {
+            return std::ranges::all_of(features,
+                                       [&](const char* one) { return available.lookup(one); });
+        };
+        unsigned most = 4;
+        if (hasAll({"avx2", "fma", "f16c", "bmi"}))
+            most = 8;
+        if (most == 8 && hasAll({"avx512f", "avx512bw", "avx512dq", "avx512vl"}))
+            most = 16;
+        const char* wish = std::getenv("SL42_SIMD");
+        const auto wished = static_cast<unsigned>(wish != nullptr ? std::atoi(wish) : 0);
+        const bool isPossible = wished == 1 || wished == 4 || wished == 8 || wished == 16;
+        return isPossible ? std::min(wished, most) : 1;
     }
 };
 
@@ -83,6 +114,10 @@ void initialiseHostTarget() {
     llvm::InitializeNativeTarget();
     llvm::InitializeNativeTargetAsmPrinter();
     processor();
+}
+
+unsigned hostLanes() {
+    return processor().lanes;
 }
 
 void KeepTargetMachine::operator()(llvm::TargetMachine* machine) const {

@@ -25,4 +25,9 @@ using HostTargetMachine = std::unique_ptr<llvm::TargetMachine, KeepTargetMachine
 /// one.
 HostTargetMachine takeHostTargetMachine();
 
+/// Threads that code for this processor runs at once: 16 with AVX-512, 8 with AVX2, else 4. The
+/// environment variable SL42_SIMD asks for less, 1 for one at a time; with 8 and 4 the code then
+/// uses no more of the processor than it would on one that has no more.
+unsigned hostLanes();
+
 } // namespace compute::kernel

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/simd/AccessGroups.h"
+
+#include <llvm/IR/InstIterator.h>
+#include <llvm/IR/Instructions.h>
+#include <llvm/IR/Module.h>
+
+#include <algorithm>
+
+namespace compute::simd {
+namespace {
+
+constexpr std::int64_t wordBytes = 4;
+
+bool isSimple(const llvm::Instruction& access) {
+    const auto* load = llvm::dyn_cast<llvm::LoadInst>(&access);
+    return load != nullptr ? load->isSimple() : llvm::cast<llvm::StoreInst>(access).isSimple();
+}
+
+/// Whether every word that is touched is touched as a whole.
+bool coversWords(const AccessGroup& group) {
+    unsigned bytes = 0;
+    for (const AccessGroup::Member& member : group.members)
+        bytes |= ((1u << member.size) - 1) << (member.offset - group.start());
+    for (unsigned word = 0; word < AccessGroup::maxWords; ++word) {
+        const unsigned touched = (bytes >> (word * wordBytes)) & 0xF;
+        if (touched != 0 && touched != 0xF)
+            return false;
+    }
+    return true;
+}
+
+/// Numbers may lie across two words only when they are two words long.
+bool isAligned(const AccessGroup& group) {
+    return std::ranges::all_of(group.members, [&](const AccessGroup::Member& member) {
+        return (member.offset - group.start()) % std::min(member.size, wordBytes) == 0;
+    });
+}
+
+} // namespace
+
+std::int64_t AccessGroup::start() const {
+    return std::ranges::min(members, {}, &Member::offset).offset;
+}
+
+unsigned AccessGroup::words() const {
+    unsigned found = 0;
+    for (const Member& member : members)
+        for (std::int64_t byte = 0; byte < member.size; ++byte)
+            found |= 1u << ((member.offset - start() + byte) / wordBytes);
+    return found;
+}
+
+AccessGroups::AccessGroups(llvm::Function& kernel, const Strides& strides)
+    : m_layout(kernel.getParent()->getDataLayout()) {
+    for (llvm::BasicBlock& block : kernel)
+        scan(block, strides);
+}
+
+void AccessGroups::scan(llvm::BasicBlock& block, const Strides& strides) {
+    std::vector<AccessGroup> loads;
+    std::vector<AccessGroup> stores;
+    for (llvm::Instruction& instruction : block) {
+        const llvm::Value* pointer = llvm::getLoadStorePointerOperand(&instruction);
+        std::optional<std::int64_t> stride;
+        if (pointer != nullptr && isSimple(instruction))
+            stride = strides.of(pointer);
+        const bool isWoven = stride && *stride >= wordBytes && *stride % wordBytes == 0 &&
+                             *stride <= AccessGroup::maxWords * wordBytes;
+        if (instruction.mayWriteToMemory())
+            close(loads);
+        if (instruction.mayReadFromMemory())
+            close(stores);
+        if (!isWoven) {
+            if (instruction.mayWriteToMemory())
+                close(stores);
+            continue;
+        }
+        add(llvm::isa<llvm::LoadInst>(instruction) ? loads : stores, instruction, *stride);
+    }
+    close(loads);
+    close(stores);
+}
+
+void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access,
+                       std::int64_t stride) {
+    llvm::APInt offset(64, 0);
+    llvm::Value* root =
+        llvm::getLoadStorePointerOperand(&access)->stripAndAccumulateConstantOffsets(
+            m_layout, offset, /*AllowNonInbounds=*/true);
+    const auto size = static_cast<std::int64_t>(
+        m_layout.getTypeStoreSize(llvm::getLoadStoreType(&access)).getFixedValue());
+    const AccessGroup::Member member{&access, offset.getSExtValue(), size};
+    const bool isStore = llvm::isa<llvm::StoreInst>(access);
+    for (AccessGroup& group : open) {
+        if (group.root != root || group.stride != stride)
+            continue;
+        AccessGroup larger = group;
+        larger.members.push_back(member);
+        const bool fits = std::ranges::all_of(larger.members, [&](const AccessGroup::Member& one) {
+            return one.offset + one.size - larger.start() <= stride;
+        });
+        const bool overlaps =
+            std::ranges::any_of(group.members, [&](const AccessGroup::Member& one) {
+                return one.offset < member.offset + member.size &&
+                       member.offset < one.offset + one.size;
+            });
+        if (fits && (!isStore || !overlaps)) {
+            group = std::move(larger);
+            return;
+        }
+    }
+    // Stores stay in order: what does not belong to the open group ends it.
+    if (isStore)
+        close(open);
+    open.push_back({.members = {member}, .root = root, .stride = stride, .isStore = isStore});
+}
+
+void AccessGroups::close(std::vector<AccessGroup>& open) {
+    for (AccessGroup& group : open) {
+        if (!isAligned(group) || !coversWords(group))
+            continue;
+        m_all.push_back(std::make_unique<AccessGroup>(std::move(group)));
+        for (const AccessGroup::Member& member : m_all.back()->members)
+            m_groups[member.access] = m_all.back().get();
+    }
+    open.clear();
+}
+
+} // namespace compute::simd

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Accesses that together read or write a small structure in each lane, lanes side by side: the four
+// components of a pixel. They are done as whole vectors of memory, woven from or into the lanes.
+#pragma once
+
+#include "compute/simd/Strides.h"
+
+#include <memory>
+
+namespace compute::simd {
+
+/// Same structure, same block, and nothing between them that could tell their order.
+struct AccessGroup {
+    struct Member {
+        llvm::Instruction* access;
+        std::int64_t offset; ///< in bytes, from `root`; the lowest is the start of the structure
+        std::int64_t size;   ///< 1, 2, 4 or 8 bytes
+    };
+    /// A structure is this many words of 32 bits at most.
+    static constexpr std::int64_t maxWords = 8;
+
+    llvm::SmallVector<Member, 4> members; ///< in program order
+    llvm::Value* root = nullptr;          ///< an even pointer
+    std::int64_t stride = 0;              ///< bytes from lane to lane, a multiple of 4
+    bool isStore = false;
+
+    std::int64_t start() const;
+    /// One bit for each word of the structure that a member touches.
+    unsigned words() const;
+    /// The member in whose place the group is done: no load comes later than it was, no store
+    /// earlier.
+    const llvm::Instruction* place() const {
+        return isStore ? members.back().access : members.front().access;
+    }
+};
+
+class AccessGroups {
+public:
+    AccessGroups(llvm::Function& kernel, const Strides& strides);
+
+    /// The group that an access belongs to; null when it stands alone.
+    const AccessGroup* of(const llvm::Instruction* access) const { return m_groups.lookup(access); }
+
+private:
+    void scan(llvm::BasicBlock& block, const Strides& strides);
+    void add(std::vector<AccessGroup>& open, llvm::Instruction& access, std::int64_t stride);
+    void close(std::vector<AccessGroup>& open);
+
+    const llvm::DataLayout& m_layout;
+    std::vector<std::unique_ptr<AccessGroup>> m_all;
+    llvm::DenseMap<const llvm::Instruction*, const AccessGroup*> m_groups;
+};
+
+} // namespace compute::simd

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Which values of a kernel are the same for all threads that compute them together, and which
+// branches may send those threads different ways. LLVM's own analysis, told where differences come
+// from: the position along x, atomics, and private memory that differs by thread.
+#pragma once
+
+#include <llvm/ADT/SmallPtrSet.h>
+#include <llvm/Analysis/UniformityAnalysis.h>
+#include <llvm/IR/PassManager.h>
+
+namespace compute::simd {
+
+using ValueSet = llvm::SmallPtrSet<const llvm::Value*, 16>;
+
+/// Holds for the function as it was when this was made; blocks without phis, conditions or values
+/// of their own may be added later.
+class Uniformity {
+public:
+    /// `varyingMemory`: the stack variables that hold something else for each thread.
+    Uniformity(llvm::Function& kernel, const ValueSet& varyingMemory);
+
+    bool isUniform(const llvm::Value* value) const { return !m_info->isDivergent(value); }
+    /// Whether the block ends in a branch that may part the threads.
+    bool parts(const llvm::BasicBlock& block) const {
+        return m_info->isDivergent(block.getTerminator());
+    }
+
+private:
+    llvm::FunctionAnalysisManager m_analyses; ///< what m_info refers to
+    const llvm::UniformityInfo* m_info;
+};
+
+} // namespace compute::simd
