@@ -24,7 +24,9 @@ void Timer::await(const std::shared_ptr<State>& state) {
             return;
         timer->finished = !timer->tick();
         timer->due = std::max(timer->due + timer->interval, SteadyClock::now());
-        if (!timer->finished)
+        if (timer->finished)
+            timer->tick = nullptr; // with all that it holds
+        else
             await(timer);
     });
 }

@@ -4,9 +4,14 @@
 
 #include "platform/base/Fatal.h"
 
+#include <algorithm>
 #include <cassert>
+#include <charconv>
+#include <chrono>
 #include <cstring>
+#include <iterator>
 #include <limits>
+#include <string>
 #include <utility>
 
 namespace starloom {
@@ -15,9 +20,13 @@ namespace starloom {
 static constexpr std::chrono::seconds songTimeLimit(20);
 
 AudioRenderer::AudioRenderer(std::shared_ptr<gpu::CommandQueue> queue,
-                             platform::MainQueue& mainQueue, const platform::Clock& clock,
+                             platform::MainQueue& mainQueue, platform::AudioEngine& audioEngine,
                              platform::Log& log)
-    : m_queue(std::move(queue)), m_mainQueue(mainQueue), m_clock(clock), m_log(log) {}
+    : m_queue(std::move(queue)),
+      m_mainQueue(mainQueue),
+      m_audioEngine(audioEngine),
+      m_log(log),
+      m_playerNode(audioEngine.attachPlayerNode()) {}
 
 static std::uint32_t frameLengthOf(const AudioSpec& spec) {
     const std::uint64_t count = spec.sampleCount(audioSampleRate);
@@ -79,20 +88,28 @@ std::optional<gpu::CommandBufferError> AudioRenderer::internalRender(const Rende
         return std::nullopt;
     }
     m_hasAudio = song.hasSound;
-    m_mainQueue.async([self = std::weak_ptr(m_self), buffer = std::move(song.buffer)] {
-        if (const auto renderer = self.lock())
-            (*renderer)->handOver(buffer);
-    });
+    runOnMainQueue(
+        [buffer = std::move(song.buffer)](AudioRenderer& renderer) { renderer.handOver(buffer); });
     return std::nullopt;
 }
 
+void AudioRenderer::runOnMainQueue(std::function<void(AudioRenderer&)> task) {
+    m_mainQueue.async([self = std::weak_ptr(m_self), task = std::move(task)] {
+        if (const auto renderer = self.lock())
+            task(**renderer);
+    });
+}
+
 void AudioRenderer::handOver(std::shared_ptr<const PCMBuffer> buffer) {
-    if (m_isPlaying.get()) {
-        replaceBuffer(std::move(buffer));
-    } else {
-        m_audioBuffer = std::move(buffer);
-        setIsPlaying(true);
+    if (m_playerNode->isPlaying()) {
+        replaceBufferWithCrossfade(std::move(buffer));
+        return;
     }
+    m_audioBuffer = std::move(buffer);
+    if (!m_isPlaying.get())
+        setIsPlaying(true);
+    else
+        play(); // what was to be played before could not be
 }
 
 void AudioRenderer::setIsPlaying(bool playing) {
@@ -102,7 +119,12 @@ void AudioRenderer::setIsPlaying(bool playing) {
     if (playing)
         play();
     else
-        m_playerStart.reset();
+        runOnMainQueue([](AudioRenderer& renderer) {
+            if (renderer.m_isPlaying.get())
+                return; // started again meanwhile
+            renderer.m_playerNode->stop();
+            renderer.m_fades.clear();
+        });
 }
 
 void AudioRenderer::play() {
@@ -110,26 +132,97 @@ void AudioRenderer::play() {
         m_log.line("Attempted to start playback with no audio buffer");
         return;
     }
-    m_playerStart = m_clock.now();
+    if (!initiatePlayback())
+        return;
+    if (m_playerNode->isPlaying()) {
+        replaceBufferWithCrossfade(m_audioBuffer);
+    } else {
+        m_playerNode->schedule(m_audioBuffer, 0);
+        m_playerNode->play();
+    }
+    reportLatencies();
 }
 
-// The new song takes over in phase with the old one, so the position goes on.
-void AudioRenderer::replaceBuffer(std::shared_ptr<const PCMBuffer> buffer) {
+bool AudioRenderer::initiatePlayback() {
+    if (m_playbackInitiated)
+        return true;
+    m_log.line("Initialising playback engine");
+    const auto started = m_audioEngine.start();
+    m_log.line(std::to_string(m_audioEngine.deviceIdentifier()));
+    if (!started)
+        m_log.line(started.error().message);
+    m_playbackInitiated = started.hasValue();
+    return m_playbackInitiated;
+}
+
+/// One tick of a crossfade; says whether there are more.
+static bool fade(platform::AudioPlayerNode& from, platform::AudioPlayerNode& to, float step) {
+    const float volume = std::min(to.volume() + step, 1.0F);
+    to.setVolume(volume);
+    from.setVolume(1.0F - volume);
+    if (volume < 1.0F)
+        return true;
+    from.stop();
+    return false;
+}
+
+// The new player begins where the old one is in its loop, so that the beat goes on. A crossfade
+// that is still running is cut short: what it faded in is at full volume when it is faded out in
+// turn.
+void AudioRenderer::replaceBufferWithCrossfade(std::shared_ptr<const PCMBuffer> buffer) {
     m_audioBuffer = std::move(buffer);
+    const auto position = m_playerNode->position();
+    if (!position)
+        return;
+    if (m_audioBuffer->frameLength() == 0)
+        platform::fatalError("The song has no samples");
+    const std::int64_t start = -*position % std::int64_t{m_audioBuffer->frameLength()};
+
+    std::shared_ptr<platform::AudioPlayerNode> fadingIn = m_audioEngine.attachPlayerNode();
+    fadingIn->setVolume(0);
+    fadingIn->schedule(m_audioBuffer, start);
+    fadingIn->play();
+    m_playerNode->setVolume(1);
+    const auto fadingOut = std::exchange(m_playerNode, fadingIn);
+
+    constexpr unsigned ticksPerSecond = 60;
+    constexpr std::chrono::nanoseconds interval = std::chrono::seconds(1) / ticksPerSecond;
+    const double beat = 60.0 / static_cast<double>(audioSpec.bpm);
+    const auto step = static_cast<float>(1.0 / (beat * ticksPerSecond));
+    std::erase_if(m_fades, [](const auto& timer) { return !timer.isRunning(); });
+    m_fades.emplace_back(m_mainQueue, interval,
+                         [fadingOut, fadingIn, step] { return fade(*fadingOut, *fadingIn, step); });
+    reportLatencies();
+}
+
+/// With a decimal point, also where the number is whole.
+static std::string decimal(double number) {
+    char digits[32];
+    const auto end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
+    const std::string text(digits, end);
+    return text.find_first_of(".e") == text.npos ? text + ".0" : text;
+}
+
+void AudioRenderer::reportLatencies() {
+    m_log.line("Outnode latency: " + decimal(m_audioEngine.outputLatency().count()));
+    m_log.line("Player latency: " + decimal(m_playerNode->latency().count()));
 }
 
 void AudioRenderer::reset() {
-    if (m_playerStart && m_audioBuffer)
-        m_playerStart = m_clock.now();
+    if (!m_playerNode->isPlaying() || !m_audioBuffer)
+        return;
+    m_playerNode->stop();
+    m_playerNode->schedule(m_audioBuffer, 0);
+    m_playerNode->play();
 }
 
 std::uint32_t AudioRenderer::sample() const {
-    if (!m_playerStart)
+    const auto position = m_isPlaying.get() ? m_playerNode->position() : std::nullopt;
+    if (!position || *position < 0)
         return 0;
-    const double position = (m_clock.now() - *m_playerStart).count() * audioSampleRate;
-    if (position >= 0x1p32)
+    if (*position > std::numeric_limits<std::uint32_t>::max())
         platform::fatalError("The play position has left its range");
-    return position > 0 ? static_cast<std::uint32_t>(position) : 0;
+    return static_cast<std::uint32_t>(*position);
 }
 
 } // namespace starloom

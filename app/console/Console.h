@@ -11,7 +11,8 @@
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
-#include "platform/audio/SilentAudioEngine.h"
+#include "platform/audio/SDLAudioCapture.h"
+#include "platform/audio/SDLAudioEngine.h"
 
 #include <QObject>
 
@@ -41,8 +42,9 @@ private:
     MainQueuePump m_pump{m_mainQueue};
     platform::SystemClock m_clock;
     platform::Log m_log;
-    platform::SilentAudioEngine m_audioEngine{m_clock};
-    platform::SilentAudioCapture m_audioCapture;
+    platform::SDLAudioThread m_audioThread;
+    platform::SDLAudioEngine m_audioEngine{m_audioThread, m_clock, m_log};
+    platform::SDLAudioCapture m_audioCapture{m_audioThread};
     std::shared_ptr<gpu::Device> m_device;
     starloom::Journal m_journal;
     PreviewWidget* m_view = nullptr; // the engine's

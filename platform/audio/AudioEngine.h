@@ -22,15 +22,15 @@ class AudioPlayerNode {
 public:
     virtual ~AudioPlayerNode() = default;
 
-    /// What the next play() loops. Sample 0 of the buffer belongs at player time `start`; play()
-    /// begins at player time 0, so that a negative start begins inside the loop. The buffer must
-    /// not be empty, `start` not positive.
+    /// What the next play() loops. Sample 0 of the buffer belongs at player time `start`, which is
+    /// not positive; play() begins at player time 0, and so inside the loop.
     virtual void schedule(std::shared_ptr<const PCMBuffer> buffer, std::int64_t start) = 0;
     /// 1 is the full volume of the song. While a node plays, changes are smoothed over some
     /// milliseconds, so that they do not click.
     virtual void setVolume(float volume) = 0;
     virtual float volume() const = 0;
-    /// Plays what is scheduled. Does nothing when there is nothing, or when it plays already.
+    /// Plays what is scheduled. Does nothing when there is nothing, when that is empty, and when
+    /// the node plays already.
     virtual void play() = 0;
     /// Fades out within some milliseconds. Forgets what was scheduled.
     virtual void stop() = 0;

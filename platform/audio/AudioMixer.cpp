@@ -42,7 +42,7 @@ std::shared_ptr<AudioMixer::Voice> AudioMixer::begin(std::shared_ptr<const PCMBu
     const auto free = std::find(m_owned.begin(), m_owned.end(), nullptr);
     if (free == m_owned.end())
         return nullptr;
-    *free = std::make_shared<Voice>(std::move(buffer), offset, volume);
+    *free = std::make_shared<Voice>(std::move(buffer), offset, volume, time());
     m_voices[static_cast<std::size_t>(free - m_owned.begin())] = free->get();
     return *free;
 }
@@ -71,23 +71,37 @@ void AudioMixer::remove(std::size_t slot) {
     m_owned[slot] = nullptr;
 }
 
+// A voice begins with the first block that it is in. Where none come, it began when it was asked
+// for.
+std::int64_t AudioMixer::beginning(Voice& voice, std::int64_t now) {
+    std::int64_t beginning = voice.m_beginning;
+    if (beginning != Voice::notBegun)
+        return beginning;
+    if (m_driver != Driver::Clock && now - voice.m_requested < stallLength)
+        return now;
+    // When a block was faster, `beginning` becomes what that has stored.
+    return voice.m_beginning.compare_exchange_strong(beginning, voice.m_requested)
+               ? voice.m_requested
+               : beginning;
+}
+
 std::int64_t AudioMixer::position(Voice& voice) {
     collectEnded();
     const std::int64_t now = time();
-    std::int64_t beginning = voice.m_beginning;
-    if (beginning == Voice::notBegun && m_driver == Driver::Clock)
-        // When the callback was faster, `beginning` becomes what it has stored.
-        if (voice.m_beginning.compare_exchange_strong(beginning, now))
-            beginning = now;
-    const std::int64_t passed = beginning == Voice::notBegun ? 0 : now - beginning;
-    return voice.m_offset + std::max<std::int64_t>(passed, 0);
+    return voice.m_offset + std::max<std::int64_t>(now - beginning(voice, now), 0);
 }
 
 std::int64_t AudioMixer::time() {
     std::int64_t now = clockTime();
     if (m_driver == Driver::Device) {
         const std::int64_t until = m_renderedUntil;
-        now = std::clamp(now, until - m_blockLength, until);
+        if (now - until < stallLength)
+            now = std::clamp(now, until - m_blockLength, until);
+        else if (Driver device = Driver::Device;
+                 m_driver.compare_exchange_strong(device, Driver::DeviceExpected))
+            onStall();
+        else
+            now = m_lastTime;
     }
     m_lastTime = std::max(m_lastTime, now);
     return m_lastTime;
@@ -111,7 +125,6 @@ bool AudioMixer::claimTime() {
 }
 
 void AudioMixer::render(std::span<float> interleaved) {
-    m_heartbeat.store(true, std::memory_order_relaxed);
     std::fill(interleaved.begin(), interleaved.end(), 0.0F);
     if (!claimTime())
         return;

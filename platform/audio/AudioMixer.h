@@ -8,7 +8,7 @@
 // that has ended is freed on the main thread, once the block that may still read it is over.
 //
 // The mixer's time is a count of samples. While a device renders, it is the device's; between two
-// blocks the clock fills in. While there is no device, it is the clock's alone.
+// blocks the clock fills in. While there is no device, or it has stalled, it is the clock's alone.
 #pragma once
 
 #include "platform/Clock.h"
@@ -17,6 +17,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -30,12 +31,19 @@ public:
     static constexpr std::size_t voiceCount = 16;
     /// A change of volume by 1 takes this many samples; 1/60 s.
     static constexpr std::uint32_t rampLength = sampleRate / 60;
+    /// A device that has not asked for a block for this many samples is not waited for; 1/4 s.
+    static constexpr std::int64_t stallLength = sampleRate / 4;
 
     /// One song that is looped.
     class Voice {
     public:
-        Voice(std::shared_ptr<const PCMBuffer> buffer, std::int64_t offset, float volume)
-            : m_buffer(std::move(buffer)), m_offset(offset), m_volume(volume), m_gain(volume) {}
+        Voice(std::shared_ptr<const PCMBuffer> buffer, std::int64_t offset, float volume,
+              std::int64_t requested)
+            : m_buffer(std::move(buffer)),
+              m_offset(offset),
+              m_requested(requested),
+              m_volume(volume),
+              m_gain(volume) {}
 
         /// Main thread.
         void setVolume(float volume) { m_volume.store(volume, std::memory_order_relaxed); }
@@ -45,7 +53,8 @@ public:
         static constexpr std::int64_t notBegun = INT64_MIN;
 
         std::shared_ptr<const PCMBuffer> m_buffer;
-        std::int64_t m_offset; ///< sample of the loop that it begins at
+        std::int64_t m_offset;    ///< sample of the loop that it begins at
+        std::int64_t m_requested; ///< mixer time of begin()
         std::atomic<float> m_volume;
         std::atomic<std::int64_t> m_beginning = notBegun; ///< in mixer time
         std::atomic<bool> m_ending = false;               ///< set by the main thread
@@ -68,24 +77,24 @@ public:
     std::int64_t position(Voice& voice);
     /// Mixer time. Never goes backwards.
     std::int64_t time();
+    /// Called by time() and position() when they find that the device has stalled.
+    std::function<void()> onStall = [] {};
 
     // The device's side.
 
     /// A device has been opened: its first render() takes the time over from the clock.
     void attachDevice();
-    /// The device has gone, or has stopped asking: time follows the clock again, and what a late
-    /// callback asks for is silence.
+    /// The device has gone: time follows the clock again, and what a late callback gets is silence.
     void detachDevice();
     /// Mixes the next block of interleaved left and right samples, all within -1 and 1. No two
     /// calls may overlap.
     void render(std::span<float> interleaved);
-    /// Whether render() has been called since the last call of this. One caller.
-    bool takeHeartbeat() { return m_heartbeat.exchange(false, std::memory_order_relaxed); }
 
 private:
     enum class Driver { Clock, DeviceExpected, Device };
 
     std::int64_t clockTime() const;
+    std::int64_t beginning(Voice& voice, std::int64_t now);
     bool claimTime();
     void mix(Voice& voice, std::int64_t blockTime, std::span<float> interleaved);
     void collectEnded();
@@ -104,7 +113,6 @@ private:
     /// Mixer time at the end of the last block, and that block's length.
     std::atomic<std::int64_t> m_renderedUntil = 0;
     std::atomic<std::int64_t> m_blockLength = 0;
-    std::atomic<bool> m_heartbeat = false;
     /// The last answer of time().
     std::int64_t m_lastTime = 0;
 };

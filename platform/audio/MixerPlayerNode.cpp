@@ -12,7 +12,7 @@ MixerPlayerNode::~MixerPlayerNode() {
 }
 
 void MixerPlayerNode::schedule(std::shared_ptr<const PCMBuffer> buffer, std::int64_t start) {
-    assert(buffer && buffer->frameLength() > 0 && start <= 0);
+    assert(buffer && start <= 0);
     m_scheduled = std::move(buffer);
     m_start = start;
 }
@@ -24,7 +24,7 @@ void MixerPlayerNode::setVolume(float volume) {
 }
 
 void MixerPlayerNode::play() {
-    if (m_voice || !m_scheduled)
+    if (m_voice || !m_scheduled || m_scheduled->frameLength() == 0)
         return;
     m_voice = m_mixer.begin(m_scheduled, -m_start, m_volume);
 }
