@@ -15,9 +15,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// One step for the file system, so that nothing can appear under the name in between.
+/// One step for the file system, so that nothing can appear under the name in between. Those that
+/// do not know the flag know links, which do not replace either.
 bool renameWithoutReplacing(const std::string& from, const std::string& to) {
-    return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    return errno == EINVAL && ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
 }
 
 /// For the next file system over. The file is complete before it gets its name.
