@@ -24,10 +24,9 @@ OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const std::s
         m_view = view.get();
         return view;
     };
-    m_engine = std::make_unique<SL42>(
-        Surroundings{m_mainQueue, m_clock, m_log, m_audioEngine, m_audioCapture, std::move(device),
-                     makeView}, title, source,
-        false);
+    m_engine = std::make_unique<SL42>(Surroundings{m_mainQueue, m_clock, m_log, m_audioEngine,
+                                                   m_audioCapture, std::move(device), makeView},
+                                      title, source, false);
     drainMainQueue();
 }
 

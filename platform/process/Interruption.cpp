@@ -16,7 +16,7 @@ void noteInterruption(int) {
 
 Interruption::Interruption() {
     interrupted = 0;
-    struct sigaction action {};
+    struct sigaction action{};
     action.sa_handler = noteInterruption;
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     ::sigaction(SIGINT, &action, &m_oldInterrupt);

@@ -8,8 +8,8 @@
 
 namespace platform {
 
-/// While it exists, the first Ctrl+C or request to terminate only sets a flag; a second one ends the
-/// program as usual. One at a time.
+/// While it exists, the first Ctrl+C or request to terminate only sets a flag; a second one ends
+/// the program as usual. One at a time.
 class Interruption {
 public:
     Interruption();
@@ -20,8 +20,8 @@ public:
     bool requested() const;
 
 private:
-    struct sigaction m_oldInterrupt {};
-    struct sigaction m_oldTerminate {};
+    struct sigaction m_oldInterrupt{};
+    struct sigaction m_oldTerminate{};
 };
 
 } // namespace platform
