@@ -135,6 +135,16 @@ struct firstVector<vec<T, N>, Rest...> {
 template <class... A>
 using vectorOf = typename firstVector<A...>::type;
 
+template <class V, class T, int N>
+constexpr V vectorFrom(const T (&lanes)[N]) {
+    if constexpr (N == 2)
+        return V(lanes[0], lanes[1]);
+    else if constexpr (N == 3)
+        return V(lanes[0], lanes[1], lanes[2]);
+    else
+        return V(lanes[0], lanes[1], lanes[2], lanes[3]);
+}
+
 template <class V, class... A>
 inline constexpr bool fits = ((__is_same(A, V) || __is_arithmetic(A)) && ...);
 /// Arguments of a function on integer vectors: one such vector, and others like it or scalars.

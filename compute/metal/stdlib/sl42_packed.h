@@ -86,18 +86,19 @@ struct packed<vec<T, 4>> {
 
 template <class T, int N>
 using packed_vec = __sl42::packed<vec<T, N>>;
-namespace metal {
-using ::packed_vec;
-}
-
 #define SL42_TYPES(type)                                                                           \
     typedef __sl42::packed<vec<type, 2>> packed_##type##2;                                         \
     typedef __sl42::packed<vec<type, 3>> packed_##type##3;                                         \
-    typedef __sl42::packed<vec<type, 4>> packed_##type##4;                                         \
-    namespace metal {                                                                              \
-    using ::packed_##type##2;                                                                      \
-    using ::packed_##type##3;                                                                      \
-    using ::packed_##type##4;                                                                      \
-    }
+    typedef __sl42::packed<vec<type, 4>> packed_##type##4;
 SL42_FOR_NUMBERS(SL42_TYPES)
 #undef SL42_TYPES
+
+namespace metal {
+using ::packed_vec;
+#define SL42_TYPES(type)                                                                           \
+    using ::packed_##type##2;                                                                      \
+    using ::packed_##type##3;                                                                      \
+    using ::packed_##type##4;
+SL42_FOR_NUMBERS(SL42_TYPES)
+#undef SL42_TYPES
+} // namespace metal

@@ -57,6 +57,10 @@ TEST(Overload, BraceListsAreVectors) {
     EXPECT_TRUE(all(metal::smoothstep({0, 1}, {1, 3}, st) == float2(0.5f)));
     EXPECT_EQ(metal::dot(st, {2, 3}), 7);
     EXPECT_EQ(metal::distance(st, {0.5f, 5}), 3);
+    const int3 cell(-1, 4, 9);
+    EXPECT_TRUE(all(metal::min(cell, {0, 3, 20}) == int3(-1, 3, 9)));
+    EXPECT_TRUE(all(metal::max({0, 3, 20}, cell) == int3(0, 4, 20)));
+    EXPECT_TRUE(all(metal::clamp(cell.xy, {0, 0}, {7, 3}) == int2(0, 3)));
 }
 
 namespace program {
