@@ -8,7 +8,7 @@
 // Every kernel gets a result buffer of 64 MB at index 0 and { float seconds; uint number; } at
 // index 1. Its grid follows from its thread position: 960 x 540 when that has two components,
 // else 768,000 threads where the name ends in "synth" and 4096 otherwise. Times are medians; "work"
-// is the processor's time divided by its cores, which other programs disturb less.
+// is processor time, for frames divided by the cores, which other programs disturb less.
 #include "compute/host/HostKernel.h"
 #include "compute/kernel/Dump.h"
 #include "compute/metal/Frontend.h"
@@ -62,15 +62,15 @@ struct FrameTimes {
     double work; ///< of the processor, divided by its cores: other programs do not show
 };
 
-double workMilliseconds() {
-    return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC /
-           std::max(1u, std::thread::hardware_concurrency());
+double workMilliseconds(unsigned cores) {
+    return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC / cores;
 }
 
 FrameTimes runFrames(const host::HostKernel& compiled, host::Extent grid, unsigned frames,
                      std::vector<std::byte>& memory) {
     std::vector<double> times;
-    const double before = workMilliseconds();
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const double before = workMilliseconds(cores);
     for (unsigned number = 0; number < frames; ++number) {
         Frame frame{.seconds = static_cast<float>(number % 16) / 60, .number = number % 16};
         host::Bindings bindings;
@@ -78,7 +78,7 @@ FrameTimes runFrames(const host::HostKernel& compiled, host::Extent grid, unsign
         bindings.buffers[1] = reinterpret_cast<std::byte*>(&frame);
         times.push_back(millisecondsOf([&] { compiled.run(bindings, grid, {32, 1, 1}); }));
     }
-    const double work = (workMilliseconds() - before) / frames;
+    const double work = (workMilliseconds(cores) - before) / frames;
     return {.typical = median(times), .shortest = std::ranges::min(times), .work = work};
 }
 
@@ -86,8 +86,10 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
              unsigned frames, const kernel::Dump* dump) {
     std::vector<double> optimiser;
     std::vector<double> generation;
+    std::vector<double> work;
     std::shared_ptr<host::HostKernel> compiled;
     for (int i = 0; i < 9; ++i) {
+        const double before = workMilliseconds(1);
         auto canonical =
             kernel::canonicalise(program, declaration.name, {}, i == 0 ? dump : nullptr);
         if (!canonical) {
@@ -100,12 +102,13 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
             return false;
         }
         compiled = *made;
+        work.push_back(workMilliseconds(1) - before);
         optimiser.push_back(compiled->optimiserMilliseconds());
         generation.push_back(compiled->codeGenerationMilliseconds());
     }
     std::vector<std::byte> memory(64u << 20);
-    std::printf("%-16s optimiser %7.2f ms  code generation %7.2f ms", declaration.name.c_str(),
-                median(optimiser), median(generation));
+    std::printf("%-16s optimiser %7.2f ms  code generation %7.2f ms  work %7.2f ms",
+                declaration.name.c_str(), median(optimiser), median(generation), median(work));
     if (frames > 0) {
         const FrameTimes times = runFrames(*compiled, gridOf(declaration), frames, memory);
         std::printf("  frame %8.2f ms  shortest %8.2f ms  work %8.2f ms", times.typical,

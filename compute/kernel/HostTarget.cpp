@@ -58,7 +58,7 @@ private:
         const char* wish = std::getenv("SL42_SIMD");
         const auto wished = static_cast<unsigned>(wish != nullptr ? std::atoi(wish) : 0);
         const bool isPossible = wished == 1 || wished == 4 || wished == 8 || wished == 16;
-        return isPossible ? std::min(wished, most) : 1;
+        return isPossible ? std::min(wished, most) : most;
     }
 };
 
