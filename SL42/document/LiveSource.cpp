@@ -3,20 +3,13 @@
 //
 // The part of the console that follows a file in which the user edits the source.
 #include "LiveCoding/LiveCodingFile.h"
+#include "SL42/document/Trim.h"
 #include "SL42/engine/SL42.h"
 
 #include <cstdlib>
 #include <utility>
 
 namespace starloom {
-
-static std::string trimmed(const std::string& text) {
-    constexpr const char* whiteSpace = " \t\r\n\v\f";
-    const auto begin = text.find_first_not_of(whiteSpace);
-    if (begin == text.npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(whiteSpace) - begin + 1);
-}
 
 // Runs on the main queue, and not at all once the console is gone.
 std::function<void(const std::string&)> SL42::sourceReader() {
@@ -25,7 +18,7 @@ std::function<void(const std::string&)> SL42::sourceReader() {
         if (!engine)
             return;
         (*engine)->m_rawSrc = text;
-        (*engine)->setSource(trimmed(text));
+        (*engine)->setSource(std::string(trimmed(text)));
     };
 }
 

@@ -2,15 +2,11 @@
 // Part of Starloom 42.
 #include "SL42/document/Minifier.h"
 
-namespace starloom {
+#include "SL42/document/Trim.h"
 
-static std::string_view trimmed(std::string_view line) {
-    constexpr std::string_view whiteSpace = " \t\r\n\v\f";
-    const auto begin = line.find_first_not_of(whiteSpace);
-    if (begin == line.npos)
-        return {};
-    return line.substr(begin, line.find_last_not_of(whiteSpace) - begin + 1);
-}
+#include <algorithm>
+
+namespace starloom {
 
 std::string minify(std::string_view source) {
     std::string packed;

@@ -32,10 +32,10 @@ public:
     /// Called in tasks of the main queue, never after the watcher is gone.
     using Handler = std::function<void(std::span<const FileEvent>)>;
 
-    /// The file need not exist, but its folder must. The first event after a quiet time that leaves
-    /// the file complete (Written, MovedIn, Unknown) is delivered at once, with what led to it;
-    /// everything else that happens within `latency` comes together after it. Fails when the
-    /// system's limit on watched folders is reached, with the path in the message.
+    /// `path` is absolute; the file need not exist, but its folder must. The first event after a
+    /// quiet time that leaves the file complete (Written, MovedIn, Unknown) is delivered at once,
+    /// with what led to it; everything else that happens within `latency` comes together after it.
+    /// Fails when the system's limit on watched folders is reached, with the path in the message.
     static Result<std::unique_ptr<FileWatcher>> watch(const std::filesystem::path& path,
                                                       std::chrono::milliseconds latency,
                                                       MainQueue& mainQueue, Handler handler);

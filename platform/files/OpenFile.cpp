@@ -34,6 +34,7 @@ Result<void> openFile(const std::filesystem::path& path, const std::string& comm
         return Error{"not a command: " + command};
     words.push_back(path.string());
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
