@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The built-in help as data: sections of groups of entries, read from the texts of app/help/text
-// (README.md there describes their format), and the search over them. Html.h and Markdown.h turn it
+// The built-in help as data: sections of groups of entries, read from the texts in text/
+// (README.md describes their format), and the search over them. Html.h and Markdown.h turn it
 // into something to look at.
 #pragma once
 

@@ -37,6 +37,29 @@ std::string link(std::string_view scheme, const Entry& entry, std::string_view t
            std::string(text) + "</a>";
 }
 
+/// Calls `text` and `code` for the parts of prose outside and inside backticks.
+template <class Text, class Code>
+std::string inlines(std::string_view prose, const Text& text, const Code& code) {
+    std::string html;
+    bool inside = false;
+    while (!prose.empty()) {
+        const std::size_t end = std::min(prose.find('`'), prose.size());
+        html += inside ? code(prose.substr(0, end)) : text(prose.substr(0, end));
+        prose.remove_prefix(std::min(end + 1, prose.size()));
+        inside = !inside;
+    }
+    return html;
+}
+
+std::string codeTag(std::string_view text) {
+    return "<code>" + escaped(text) + "</code>";
+}
+
+/// Without links.
+std::string plainProse(std::string_view text) {
+    return inlines(text, escaped, codeTag);
+}
+
 class Page {
 public:
     Page(const HelpReference& reference, const Entry& entry)
@@ -49,19 +72,11 @@ public:
 private:
     /// Inline code becomes a link where it names another entry.
     std::string prose(std::string_view text) const {
-        std::string html;
-        bool code = false;
-        while (!text.empty()) {
-            const std::size_t end = std::min(text.find('`'), text.size());
-            html += code ? inlineCode(text.substr(0, end)) : escaped(text.substr(0, end));
-            text.remove_prefix(std::min(end + 1, text.size()));
-            code = !code;
-        }
-        return html;
+        return inlines(text, escaped, [this](std::string_view code) { return inlineCode(code); });
     }
 
     std::string inlineCode(std::string_view text) const {
-        const std::string html = "<code>" + escaped(text) + "</code>";
+        const std::string html = codeTag(text);
         std::string_view name = text;
         if (name.ends_with("()"))
             name.remove_suffix(2);
@@ -169,7 +184,7 @@ std::string toHtml(const HelpReference& reference, const Entry& entry) {
 std::string toHtml(const Section& section) {
     std::string html = "<h1>" + escaped(section.title) + "</h1>";
     for (const std::string_view paragraph : split(section.introduction, "\n"))
-        html += "<p>" + escaped(paragraph) + "</p>";
+        html += "<p>" + plainProse(paragraph) + "</p>";
     std::string_view group;
     html += "<table cellpadding=\"4\">";
     for (const Entry& entry : section.entries) {
@@ -177,10 +192,8 @@ std::string toHtml(const Section& section) {
             group = entry.group;
             html += "<tr><td colspan=\"2\"><h2>" + escaped(group) + "</h2></td></tr>";
         }
-        html += "<tr><td>" + link("help", entry, escaped(entry.title)) + "</td><td>";
-        for (const char c : entry.summary)
-            html += c == '`' ? std::string() : escaped(std::string_view(&c, 1));
-        html += "</td></tr>";
+        html += "<tr><td>" + link("help", entry, escaped(entry.title)) + "</td><td>" +
+                plainProse(entry.summary) + "</td></tr>";
     }
     return html + "</table>";
 }

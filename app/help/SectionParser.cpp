@@ -43,6 +43,17 @@ std::string idOf(std::string_view title) {
     return id;
 }
 
+/// Many names are cut short.
+std::string titleOf(const std::vector<std::string>& names) {
+    constexpr std::size_t most = 5;
+    std::string title = names.front();
+    for (std::size_t i = 1; i < names.size(); ++i) {
+        if (names.size() <= most || i < 3)
+            title += ", " + names[i];
+    }
+    return names.size() <= most ? title : title + " ... " + names.back();
+}
+
 /// The words in backticks, when the title consists of nothing else: "`peek8`, `peek16`".
 std::vector<std::string> namesIn(std::string_view title) {
     std::vector<std::string> names;
@@ -126,8 +137,7 @@ void Parser::beginEntry(std::string_view title) {
     m_entry = &m_section.entries.emplace_back();
     m_entry->names = namesIn(title);
     m_entry->id = m_entry->names.empty() ? idOf(title) : m_entry->names.front();
-    std::copy_if(title.begin(), title.end(), std::back_inserter(m_entry->title),
-                 [](char c) { return c != '`'; });
+    m_entry->title = m_entry->names.empty() ? title : titleOf(m_entry->names);
     m_entry->section = m_section.title;
     m_entry->group = m_group;
 }
@@ -164,7 +174,8 @@ bool Parser::readDeclarations() {
         const std::string_view declaration = line().substr(4);
         if (!m_entry)
             continue;
-        if (declaration.starts_with(' ') && !m_entry->declarations.empty()) // continues the last
+        const bool continues = declaration.starts_with(' ') || declaration.starts_with('}');
+        if (continues && !m_entry->declarations.empty())
             m_entry->declarations.back().append("\n").append(declaration);
         else
             m_entry->declarations.emplace_back(declaration);
