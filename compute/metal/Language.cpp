@@ -49,6 +49,7 @@ constexpr const char* options[] = {
     // No undefined behaviour that a stranger's program could lean on.
     "-ftrivial-auto-var-init=zero",
     "-fno-finite-loops",
+    "-fno-strict-float-cast-overflow",
     "-fno-strict-return",
     "-fno-delete-null-pointer-checks",
     "-fno-threadsafe-statics",

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/metal/ProgramConsumer.h"
 
+#include "compute/metal/ConstantOperands.h"
 #include "compute/metal/DiagnosticText.h"
 #include "compute/metal/InputLimits.h"
 #include "compute/metal/ModuleChecks.h"
@@ -102,8 +103,10 @@ void ProgramConsumer::HandleTranslationUnit(clang::ASTContext& context) {
         return;
     checkRestrictions(*m_sema, m_topLevel);
     const Reflection reflection = reflect(*m_sema, m_topLevel);
-    if (!hasErrors())
-        generate(context, reflection);
+    if (hasErrors())
+        return;
+    hideUndefinedOperands(*m_sema, m_topLevel);
+    generate(context, reflection);
 }
 
 void ProgramConsumer::generate(clang::ASTContext& context, const Reflection& reflection) {
