@@ -133,9 +133,9 @@ Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
         e.integer = m_random.below(count);
         return e;
     }
+    if (mayLeave && m_isKernel && m_random.percent(15))
+        return *input(type, depth);
     Expr any = value(type, depth);
-    if (mayLeave && m_random.percent(15))
-        return any;
     Expr limit = node(Op::Literal, type, 0, {});
     limit.integer = isPow2(count) ? count - 1 : count;
     return node(Op::Binary, type, isPow2(count) ? And : Remainder,

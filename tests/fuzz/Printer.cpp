@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <limits>
 #include <sstream>
+#include <utility>
 
 namespace fuzz {
 namespace {
@@ -15,12 +16,15 @@ constexpr const char* typeNames[] = {"bool", "char", "uchar", "short", "ushort",
                                      "uint", "long", "ulong", "half",  "float"};
 constexpr const char* laneNames = "xyzw";
 
-constexpr const char* preamble = R"(#include <metal_stdlib>
+constexpr const char* includes = R"(#include <metal_stdlib>
 using namespace metal;
-
+)";
+constexpr const char* peek4 = R"(
 uint peek4(device const uchar* at) {
     return at[0] | at[1] << 8 | at[2] << 16 | uint(at[3]) << 24;
 }
+)";
+constexpr const char* poke4 = R"(
 void poke4(device uchar* at, uint value) {
     for (uint i = 0; i < 4; ++i)
         at[i] = uchar(value >> 8 * i);
@@ -61,8 +65,6 @@ public:
     explicit Printer(const Program& program) : m_program(program) {}
 
     std::string run() {
-        m_out << preamble;
-        printGlobals();
         std::vector<bool> called(m_program.functions.size());
         called.back() = true;
         for (std::size_t i = m_program.functions.size(); i-- > 0;)
@@ -71,7 +73,14 @@ public:
         for (unsigned i = 0; i + 1 < m_program.functions.size(); ++i)
             if (called[i])
                 printHelper(i);
-        printKernel();
+        const std::string helpers = std::exchange(m_out, {}).str();
+        m_function = &m_program.kernel();
+        printBody();
+        const std::string body = std::exchange(m_out, {}).str();
+        printGlobals(helpers + body);
+        m_out << helpers;
+        printParameters(body);
+        m_out << body;
         return m_out.str();
     }
 
@@ -120,7 +129,14 @@ private:
         }
     }
 
-    void printGlobals() {
+    static bool contains(const std::string& text, const std::string& part) {
+        return text.find(part) != std::string::npos;
+    }
+
+    /// What the text makes use of.
+    void printGlobals(const std::string& text) {
+        m_out << includes << (contains(text, "peek4(") ? peek4 : "")
+              << (contains(text, "poke4(") ? poke4 : "");
         for (unsigned i = 0; i < m_program.structures.size(); ++i) {
             m_out << "struct S" << i << " {\n";
             const auto& fields = m_program.structures[i].fields;
@@ -128,11 +144,13 @@ private:
                 m_out << "    " << name(fields[f]) << " " << fieldName(f) << ";\n";
             m_out << "};\n";
         }
-        m_out << "constant int table[] = {";
-        for (const std::int64_t value : m_program.table)
-            m_out << "int(" << value << "), ";
-        m_out << "};\n";
-        if (m_program.texture.width > 0)
+        if (contains(text, "table[")) {
+            m_out << "constant int table[] = {";
+            for (const std::int64_t value : m_program.table)
+                m_out << "int(" << value << "), ";
+            m_out << "};\n";
+        }
+        if (contains(text, "linearly"))
             m_out << "constexpr sampler linearly(filter::linear, address::"
                   << (m_program.texture.repeats ? "repeat" : "clamp_to_edge") << ");\n";
     }
@@ -157,19 +175,26 @@ private:
         printBody();
     }
 
-    void printKernel() {
-        m_function = &m_program.kernel();
+    void printParameters(const std::string& body) {
         m_out << "\nkernel void fuzz(";
         for (unsigned i = 0; i < std::size(inputTypes); ++i)
-            m_out << (i == constantInput ? "constant " : "device const ") << name(inputTypes[i])
-                  << "* in" << i << " [[buffer(" << i << ")]],\n    ";
-        m_out << "device atomic_uint* counters [[buffer(" << countersBuffer << ")]],\n    "
-              << "device uchar* bytes [[buffer(" << regionBuffer << ")]],\n    ";
-        for (unsigned i = 0, buffer = firstOutputBuffer; i < m_function->variables.size(); ++i)
-            if (m_function->variables[i].form == Form::Output)
+            if (contains(body, "in" + std::to_string(i)))
+                m_out << (i == constantInput ? "constant " : "device const ") << name(inputTypes[i])
+                      << "* in" << i << " [[buffer(" << i << ")]],\n    ";
+        if (contains(body, "counters"))
+            m_out << "device atomic_uint* counters [[buffer(" << countersBuffer << ")]],\n    ";
+        const bool usesRegion = contains(body, "own + ");
+        if (usesRegion)
+            m_out << "device uchar* bytes [[buffer(" << regionBuffer << ")]],\n    ";
+        for (unsigned i = 0, buffer = firstOutputBuffer; i < m_function->variables.size(); ++i) {
+            if (m_function->variables[i].form != Form::Output)
+                continue;
+            if (contains(body, variableName(i) + "[self"))
                 m_out << "device " << name(m_function->variables[i].type) << "* " << variableName(i)
-                      << " [[buffer(" << buffer++ << ")]],\n    ";
-        if (m_program.texture.width > 0)
+                      << " [[buffer(" << buffer << ")]],\n    ";
+            ++buffer;
+        }
+        if (contains(body, "image."))
             m_out << "texture2d<float> image [[texture(0)]],\n    ";
         if (m_program.height > 1)
             m_out << "uint2 at [[thread_position_in_grid]], uint2 grid [[threads_per_grid]]) {\n"
@@ -179,10 +204,9 @@ private:
             m_out << "uint at [[thread_position_in_grid]], uint grid [[threads_per_grid]]) {\n"
                      "    const uint thread_x = at, thread_y = 0, grid_x = grid, grid_y = 1;\n";
         m_out << "    const uint self = thread_y * grid_x + thread_x;\n"
-                 "    const uint threads = grid_x * grid_y;\n"
-                 "    device uchar* own = bytes + self * "
-              << regionBytes << ";\n";
-        printBody();
+                 "    const uint threads = grid_x * grid_y;\n";
+        if (usesRegion)
+            m_out << "    device uchar* own = bytes + self * " << regionBytes << ";\n";
     }
 
     void printBody() {
