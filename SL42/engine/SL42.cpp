@@ -33,6 +33,7 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
       m_title(std::move(title)),
       m_source(std::move(source)),
       m_size(platform::characterCount(m_source)),
+      m_audioMonitor(m_surroundings.audioCapture, m_surroundings.mainQueue, m_surroundings.log),
       m_view(m_surroundings.makeView(m_surroundings.device)),
       m_queue(makeQueue(*m_surroundings.device)),
       m_audioRenderer(m_queue, m_surroundings.mainQueue, m_surroundings.audioEngine,
@@ -131,9 +132,11 @@ void SL42::updateCursor(MTLPreview& view) {
 void SL42::copyInput() {
     const KeyboardState keys = m_keyboard.getKeyboardState();
     std::memcpy(m_machine.keyboardBuffer->contents().data(), &keys, sizeof keys);
-    if (m_audioRenderer.hasAudio() && m_audioRenderer.isPlaying().get())
-        std::memcpy(m_machine.fftBuffer->contents().data(), &m_audioRenderer.fftValues,
-                    sizeof(FFTValues));
+    const auto fft = m_machine.fftBuffer->contents();
+    if (m_audioMonitor.isActive().get())
+        std::memcpy(fft.data(), &m_audioMonitor.fftValues(), sizeof(FFTValues));
+    else if (m_audioRenderer.hasAudio() && m_audioRenderer.isPlaying().get())
+        std::memcpy(fft.data(), &m_audioRenderer.fftValues, sizeof(FFTValues));
 }
 
 RenderData SL42::renderData() const {

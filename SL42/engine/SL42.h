@@ -5,6 +5,7 @@
 // it and the program's text, and draws a frame whenever its view asks for one.
 #pragma once
 
+#include "SL42/audio/AudioMonitor.h"
 #include "SL42/audio/AudioRenderer.h"
 #include "SL42/engine/CPU.h"
 #include "SL42/engine/Display.h"
@@ -145,6 +146,7 @@ public:
     MTLPreview& view() { return *m_view; }
     const MachineBuffers& machine() const { return m_machine; }
     AudioRenderer& audioRenderer() { return m_audioRenderer; }
+    AudioMonitor& audioMonitor() { return m_audioMonitor; }
 
 private:
     static constexpr unsigned maxFramesInFlight = 3;
@@ -186,6 +188,7 @@ private:
     platform::Published<bool> m_hasError;
     platform::Published<std::string> m_error;
     platform::Published<std::string> m_fault;
+    AudioMonitor m_audioMonitor;
     std::unique_ptr<MTLPreview> m_view;
     std::shared_ptr<gpu::CommandQueue> m_queue;
     AudioRenderer m_audioRenderer;

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The console's ears: captures sound from a device of the user's choice and keeps its spectrum for
+// programs.
+#pragma once
+
+#include "SL42/audio/FFT.h"
+#include "SL42/audio/FFTValues.h"
+#include "platform/Log.h"
+#include "platform/MainQueue.h"
+#include "platform/Published.h"
+#include "platform/audio/AudioCapture.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace starloom {
+
+struct AudioDevice {
+    std::size_t index; ///< into AudioMonitor::audioDevices()
+    std::string name;
+
+    bool operator==(const AudioDevice&) const = default;
+};
+
+/// Main thread; what it is made with must outlive it. Blocks are analysed on the capture's own
+/// thread, one after the other, and the spectra cross to the main queue.
+class AudioMonitor {
+public:
+    /// Captures from the first device, if there is any, from the start.
+    AudioMonitor(platform::AudioCapture& capture, platform::MainQueue& mainQueue,
+                 platform::Log& log);
+    ~AudioMonitor();
+    AudioMonitor(const AudioMonitor&) = delete;
+    AudioMonitor& operator=(const AudioMonitor&) = delete;
+
+    /// The devices that could be captured from when the console started.
+    const platform::Published<std::vector<AudioDevice>>& audioDevices() const {
+        return m_audioDevices;
+    }
+    const platform::Published<std::size_t>& selectedAudioDevice() const {
+        return m_selectedAudioDevice;
+    }
+    /// Captures from that device from now on. Stops the program when there is no such index, or
+    /// when the device has been taken out since.
+    void selectAudioDevice(std::size_t index);
+
+    const platform::Published<bool>& isActive() const { return m_isActive; }
+    /// Starts or stops capturing. The spectra stay as they are when it stops.
+    void setIsActive(bool active);
+
+    /// The last analysis.
+    const FFTValues& fftValues() const { return m_fftValues; }
+
+private:
+    void getAudioDevices();
+    void announceSelection();
+    void startSession();
+    void openSelectedDevice();
+
+    platform::AudioCapture& m_capture;
+    platform::MainQueue& m_mainQueue;
+    platform::Log& m_log;
+    platform::Published<std::vector<AudioDevice>> m_audioDevices;
+    /// The identifiers of m_audioDevices.
+    std::vector<std::string> m_audioDeviceIDs;
+    platform::Published<std::size_t> m_selectedAudioDevice;
+    platform::Published<bool> m_isActive{true};
+    FFTValues m_fftValues;
+    FFT m_fft; ///< the capture thread's own
+    /// Tells tasks on the main queue whether this object is still there.
+    std::shared_ptr<AudioMonitor*> m_self = std::make_shared<AudioMonitor*>(this);
+};
+
+} // namespace starloom
