@@ -8,6 +8,7 @@
 #include "compute/kernel/DefineArithmetic.h"
 #include "compute/kernel/FoldInitialisers.h"
 #include "compute/kernel/InlineCalls.h"
+#include "compute/kernel/MergeBytes.h"
 #include "compute/kernel/Promote.h"
 #include "compute/kernel/ShapeControlFlow.h"
 #include "compute/kernel/SpecialiseConstants.h"
@@ -29,6 +30,7 @@ std::span<const Pass> passes() {
         {"foldInitialisers", foldInitialisers},
         {"boundIndices", boundIndices},
         {"promote", promote},
+        {"mergeBytes", mergeBytes},
         {"widenHalf", widenHalf},
         {"shapeControlFlow", shapeControlFlow},
     });
