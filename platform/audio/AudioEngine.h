@@ -52,6 +52,8 @@ public:
     /// error: the engine then goes on looking for one.
     virtual Result<void> start() = 0;
     virtual std::unique_ptr<AudioPlayerNode> attachPlayerNode() = 0;
+    /// Of everything that is heard: 1 is the songs' own volume, 0 silence. Changes are smoothed.
+    virtual void setOutputVolume(float volume) = 0;
     /// The number that the system knows the open device by; 0 when there is none.
     virtual std::uint32_t deviceIdentifier() const = 0;
     /// How long after it was mixed a sample leaves the machine, as far as known.

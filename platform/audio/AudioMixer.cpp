@@ -135,11 +135,21 @@ void AudioMixer::render(std::span<float> interleaved) {
     for (const auto& slot : m_voices)
         if (Voice* voice = slot; voice != nullptr && !voice->m_ended)
             mix(*voice, blockTime, interleaved);
-    for (float& sample : interleaved)
-        sample = std::clamp(sample, -1.0F, 1.0F);
+    finish(interleaved);
     m_blockLength = blockLength;
     m_renderedUntil = blockTime + blockLength;
     ++m_blockSequence;
+}
+
+// The volume comes before the limit, so that a song that is too loud suffers less when it is turned
+// down.
+void AudioMixer::finish(std::span<float> interleaved) {
+    const float volume = m_outputVolume.load(std::memory_order_relaxed);
+    for (std::size_t i = 0; i < interleaved.size(); ++i) {
+        if (i % 2 == 0)
+            m_outputGain += std::clamp(volume - m_outputGain, -gainPerSample, gainPerSample);
+        interleaved[i] = std::clamp(interleaved[i] * m_outputGain, -1.0F, 1.0F);
+    }
 }
 
 namespace {

@@ -75,6 +75,8 @@ public:
     void end(const std::shared_ptr<Voice>& voice);
     /// How far the voice is, counted from sample 0 of its buffer through all rounds.
     std::int64_t position(Voice& voice);
+    /// Of the mix of all voices; changes as fast as a voice's own.
+    void setOutputVolume(float volume) { m_outputVolume = volume; }
     /// Mixer time. Never goes backwards.
     std::int64_t time();
     /// Called by time() and position() when they find that the device has stalled.
@@ -97,6 +99,7 @@ private:
     std::int64_t beginning(Voice& voice, std::int64_t now);
     bool claimTime();
     void mix(Voice& voice, std::int64_t blockTime, std::span<float> interleaved);
+    void finish(std::span<float> interleaved);
     void collectEnded();
     void remove(std::size_t slot);
 
@@ -104,6 +107,8 @@ private:
     /// What the callback sees; the main thread holds the same voices in m_owned.
     std::array<std::atomic<Voice*>, voiceCount> m_voices{};
     std::array<std::shared_ptr<Voice>, voiceCount> m_owned;
+    std::atomic<float> m_outputVolume = 1;
+    float m_outputGain = 1; ///< follows it; the callback's own
     /// Odd while a block is mixed.
     std::atomic<std::uint64_t> m_blockSequence = 0;
 

@@ -75,6 +75,10 @@ std::unique_ptr<AudioPlayerNode> SDLAudioEngine::attachPlayerNode() {
     return std::make_unique<MixerPlayerNode>(m_output->mixer);
 }
 
+void SDLAudioEngine::setOutputVolume(float volume) {
+    m_output->mixer.setOutputVolume(volume);
+}
+
 std::uint32_t SDLAudioEngine::deviceIdentifier() const {
     const std::lock_guard lock(m_output->mutex);
     return m_output->identifier;

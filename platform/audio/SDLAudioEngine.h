@@ -19,6 +19,7 @@ public:
 
     Result<void> start() override;
     std::unique_ptr<AudioPlayerNode> attachPlayerNode() override;
+    void setOutputVolume(float volume) override;
     std::uint32_t deviceIdentifier() const override;
     Seconds outputLatency() const override;
 

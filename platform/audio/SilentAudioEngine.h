@@ -17,6 +17,7 @@ public:
     std::unique_ptr<AudioPlayerNode> attachPlayerNode() override {
         return std::make_unique<MixerPlayerNode>(m_mixer);
     }
+    void setOutputVolume(float) override {}
     std::uint32_t deviceIdentifier() const override { return 0; }
     Seconds outputLatency() const override { return Seconds(0); }
 

@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "platform/audio/SilentAudioEngine.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <thread>
+#include <vector>
+
+namespace {
+thread_local std::size_t allocations = 0;
+} // namespace
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* memory = std::malloc(size))
+        return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace platform {
+namespace {
+
+/// Sample i is i / length on the left, its negative on the right.
+std::shared_ptr<const PCMBuffer> ramp(std::uint32_t length) {
+    const auto buffer = PCMBuffer::create(length);
+    for (std::uint32_t i = 0; i < length; ++i) {
+        buffer->channel(0)[i] = static_cast<float>(i) / static_cast<float>(length);
+        buffer->channel(1)[i] = -buffer->channel(0)[i];
+    }
+    return buffer;
+}
+
+std::shared_ptr<const PCMBuffer> constant(float value) {
+    const auto buffer = PCMBuffer::create(1000);
+    for (const std::uint32_t channel : {0U, 1U})
+        for (float& sample : buffer->channel(channel))
+            sample = value;
+    return buffer;
+}
+
+float largestStep(const std::vector<float>& interleaved) {
+    float largest = 0;
+    for (std::size_t i = 2; i < interleaved.size(); ++i)
+        largest = std::max(largest, std::abs(interleaved[i] - interleaved[i - 2]));
+    return largest;
+}
+
+class AudioMixerTest : public testing::Test {
+protected:
+    /// What a device gets in one block, which takes as long as it plays.
+    std::vector<float> block(std::size_t length = 1024) {
+        std::vector<float> interleaved(2 * length);
+        mixer.render(interleaved);
+        clock.advance(Seconds(static_cast<double>(length) / AudioMixer::sampleRate));
+        return interleaved;
+    }
+    std::vector<float> blocks(std::size_t count) {
+        std::vector<float> all;
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto next = block();
+            all.insert(all.end(), next.begin(), next.end());
+        }
+        return all;
+    }
+
+    ManualClock clock;
+    AudioMixer mixer{clock};
+};
+
+} // namespace
+
+TEST_F(AudioMixerTest, LoopsFromTheScheduledStart) {
+    mixer.attachDevice();
+    block();
+    MixerPlayerNode node(mixer);
+    EXPECT_FALSE(node.position());
+    node.schedule(ramp(700), -300);
+    node.play();
+    EXPECT_EQ(node.position(), 300);
+    const auto samples = block();
+    for (std::size_t i = 0; i < 1024; ++i) {
+        const float expected = static_cast<float>((i + 300) % 700) / 700;
+        ASSERT_EQ(samples[2 * i], expected) << i;
+        ASSERT_EQ(samples[2 * i + 1], -expected) << i;
+    }
+    EXPECT_EQ(node.position(), 1324);
+    node.stop();
+    EXPECT_FALSE(node.position());
+    node.play(); // nothing is scheduled any more
+    EXPECT_FALSE(node.isPlaying());
+}
+
+TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
+    mixer.attachDevice();
+    MixerPlayerNode node(mixer);
+    node.schedule(constant(0.5F), 0);
+    node.play();
+    EXPECT_EQ(block().front(), 0.5F); // the beginning of a song is not softened
+    std::vector<float> all = block();
+    const auto go = [&] {
+        const auto more = blocks(2);
+        all.insert(all.end(), more.begin(), more.end());
+    };
+    for (const float volume : {0.0F, 0.7F, 0.2F, 1.0F}) {
+        node.setVolume(volume);
+        go();
+        EXPECT_EQ(all.back(), 0.5F * volume);
+    }
+    node.stop();
+    go();
+    EXPECT_EQ(all.back(), 0.0F);
+    EXPECT_LT(largestStep(all), 0.5001F / AudioMixer::rampLength);
+}
+
+TEST_F(AudioMixerTest, KeepsWhatProgramsComputeWithinRange) {
+    mixer.attachDevice();
+    const float infinite = std::numeric_limits<float>::infinity();
+    MixerPlayerNode quiet(mixer);
+    quiet.schedule(constant(0.25F), 0);
+    quiet.play();
+    const std::pair<float, float> cases[] = {
+        {std::nanf(""), 0.25F}, {infinite, 0.25F}, {-infinite, 0.25F}, {1e30F, 1}, {-9, -1}};
+    for (const auto& [value, expected] : cases) {
+        MixerPlayerNode wild(mixer);
+        wild.schedule(constant(value), 0);
+        wild.play();
+        EXPECT_EQ(block()[100], expected) << value;
+        wild.setVolume(0);
+        block();
+    }
+}
+
+TEST_F(AudioMixerTest, KeepsTimeWithAndWithoutADevice) {
+    MixerPlayerNode node(mixer);
+    node.schedule(ramp(48000), 0);
+    node.play();
+    clock.advance(Seconds(1.5)); // no device: the clock
+    EXPECT_EQ(node.position(), 72'000);
+    mixer.attachDevice();
+    EXPECT_EQ(node.position(), 72'000);
+    EXPECT_EQ(block().at(2), 24'001.0F / 48000); // a device takes over where the clock is
+    EXPECT_EQ(node.position(), 73'024);
+    clock.advance(Seconds(0.1)); // a block is late: time waits
+    EXPECT_EQ(node.position(), 73'024);
+    int stalls = 0;
+    mixer.onStall = [&] { ++stalls; };
+    clock.advance(Seconds(0.9)); // and then goes on without it
+    EXPECT_EQ(node.position(), 73'024 + 48'000);
+    EXPECT_EQ(node.position(), 73'024 + 48'000);
+    EXPECT_EQ(stalls, 1);
+    EXPECT_EQ(block().at(0), static_cast<float>(73'024 % 48'000) / 48000);
+    mixer.detachDevice();
+    EXPECT_EQ(block().at(0), 0.0F); // a late callback of a device that has gone
+    clock.advance(Seconds(2));
+    EXPECT_EQ(node.position(), 73'024 + 48'000 + 2048 + 96'000);
+}
+
+TEST_F(AudioMixerTest, FreesVoicesOnTheMainThreadOnly) {
+    mixer.attachDevice();
+    const auto buffer = constant(1);
+    for (int i = 0; i < 100; ++i) { // more than there is room for at once
+        MixerPlayerNode node(mixer);
+        node.schedule(buffer, 0);
+        node.play();
+        ASSERT_TRUE(node.isPlaying()) << i;
+        const std::size_t before = allocations;
+        std::vector<float> samples(2048);
+        const std::size_t own = allocations;
+        mixer.render(samples);
+        EXPECT_EQ(allocations, own) << before;
+    }
+    mixer.detachDevice();
+    MixerPlayerNode last(mixer);
+    last.schedule(constant(0), 0);
+    last.play();
+    EXPECT_EQ(buffer.use_count(), 1);
+}
+
+TEST_F(AudioMixerTest, SurvivesChangesDuringBlocks) {
+    SystemClock wallClock;
+    AudioMixer shared(wallClock);
+    shared.attachDevice();
+    std::atomic<bool> done = false;
+    std::thread device([&] {
+        std::vector<float> samples(256);
+        while (!done)
+            shared.render(samples);
+    });
+    std::int64_t last = 0;
+    for (int i = 0; i < 3000; ++i) {
+        MixerPlayerNode node(shared);
+        node.schedule(constant(0.1F), 0);
+        node.play();
+        node.setVolume(0.5F);
+        const std::int64_t now = shared.time();
+        ASSERT_GE(now, last);
+        last = now;
+    }
+    done = true;
+    device.join();
+}
+
+} // namespace platform

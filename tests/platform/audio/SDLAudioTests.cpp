@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "platform/audio/SDLAudioEngine.h"
+#include "tests/platform/audio/PulseServer.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+namespace platform {
+namespace {
+
+std::shared_ptr<const PCMBuffer> silence() {
+    const auto buffer = PCMBuffer::create(1000);
+    for (const std::uint32_t channel : {0U, 1U})
+        for (float& sample : buffer->channel(channel))
+            sample = 0;
+    return buffer;
+}
+
+class SDLAudioTest : public testing::Test {
+protected:
+    void play() {
+        engine = std::make_unique<SDLAudioEngine>(*thread, clock, log);
+        ASSERT_TRUE(engine->start());
+        node = engine->attachPlayerNode();
+        node->schedule(silence(), 0);
+        node->play();
+    }
+    /// Checks that the position keeps up with real time; a stall may hold it up for a moment.
+    void expectProgress(double seconds) {
+        const std::int64_t before = *node->position();
+        std::this_thread::sleep_for(Seconds(seconds));
+        const auto passed = static_cast<double>(*node->position() - before) / 48000;
+        EXPECT_GT(passed, seconds - 0.35);
+        EXPECT_LT(passed, 2 * seconds + 0.7); // this machine may be busy
+    }
+    std::size_t countOf(const std::string& beginning) {
+        node->position(); // notices a stall
+        const std::lock_guard lock(mutex);
+        return static_cast<std::size_t>(
+            std::count_if(lines.begin(), lines.end(),
+                          [&](const std::string& line) { return line.starts_with(beginning); }));
+    }
+    /// Waits for a line; says whether it came.
+    bool waitFor(const std::string& beginning) {
+        for (int i = 0; i < 1500 && countOf(beginning) == 0; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return countOf(beginning) > 0;
+    }
+
+    std::mutex mutex;
+    std::vector<std::string> lines;
+    Log log{[this](std::string_view line) {
+        const std::lock_guard lock(mutex);
+        lines.emplace_back(line);
+    }};
+    SystemClock clock;
+    tests::PulseServer server;
+    std::unique_ptr<SDLAudioThread> thread = std::make_unique<SDLAudioThread>();
+    std::unique_ptr<SDLAudioEngine> engine;
+    std::unique_ptr<AudioPlayerNode> node;
+};
+
+} // namespace
+
+TEST_F(SDLAudioTest, GoesOnInSilenceWhenTheServerDiesAndComesBack) {
+    play();
+    EXPECT_GT(engine->deviceIdentifier(), 0U);
+    expectProgress(0.5);
+    server.kill();
+    ASSERT_TRUE(waitFor("No audio output, going on in silence: "));
+    expectProgress(1.5);
+    EXPECT_EQ(countOf("No audio output"), 1U); // however often it is tried again
+    EXPECT_EQ(engine->deviceIdentifier(), 0U);
+    server.start();
+    ASSERT_TRUE(waitFor("Audio output is back"));
+    expectProgress(0.5);
+}
+
+TEST_F(SDLAudioTest, PlaysWithoutAnyDevice) {
+    server.kill();
+    play();
+    EXPECT_TRUE(waitFor("No audio output, going on in silence: "));
+    EXPECT_EQ(engine->deviceIdentifier(), 0U);
+    expectProgress(0.5);
+    server.start();
+    EXPECT_TRUE(waitFor("Audio output is back"));
+}
+
+TEST_F(SDLAudioTest, DoesNotWaitForADeviceThatStalls) {
+    play();
+    expectProgress(0.5);
+    server.freeze();
+    ASSERT_TRUE(waitFor("Audio output has stalled, going on in silence"));
+    expectProgress(1);
+    EXPECT_EQ(countOf("Audio output has stalled"), 1U);
+    server.thaw();
+    expectProgress(1);
+}
+
+TEST_F(SDLAudioTest, EndsInTimeWithAFrozenServer) {
+    play();
+    expectProgress(0.3);
+    server.freeze();
+    const auto start = std::chrono::steady_clock::now();
+    node.reset();
+    engine.reset();
+    {
+        const SDLAudioThread another;
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    server.thaw();
+}
+
+} // namespace platform
