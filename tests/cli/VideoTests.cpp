@@ -141,6 +141,21 @@ TEST(Video, IsAsLongAsTheSongUnlessToldOtherwise) {
     EXPECT_EQ(readSound(movie)->duration, 24'000);
 }
 
+// A frame that saw the sample before its own would miss the beat by a frame.
+TEST(Video, EveryFrameSeesTheSampleThatSoundsWithIt) {
+    const ScratchFolder scratch;
+    const std::string movie = scratch.path("movie.mp4");
+    const char* onTheGrid = "void fx() {\n    cls(float4(sample % 800 == 0 ? 1 : 0));\n}\n"
+                            "float2 sfx() {\n    return 0.1;\n}\n";
+    const Outcome run =
+        runStarloom({"video", "-", "-o", movie, "--seconds", "1.5", "--size", "64x64"}, onTheGrid);
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto video = readVideo(movie);
+    ASSERT_EQ(video->frames.size(), 90U);
+    for (std::size_t frame = 0; frame < 90; ++frame)
+        EXPECT_GT(channelsOf(video->frames[frame].pixels[32 * 64 + 32])[0], 200) << frame;
+}
+
 TEST(Video, LeavesNothingBehindWhenItIsInterrupted) {
     const ScratchFolder scratch;
     const std::string movie = scratch.file("movie.mp4", "the old one");
