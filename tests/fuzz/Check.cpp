@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <sstream>
 
 namespace fuzz {
@@ -181,29 +182,47 @@ std::string errorLine(const std::string& message) {
 
 } // namespace
 
-void warmUp(unsigned width) {
-    ::setenv("SL42_SIMD", std::to_string(width).c_str(), 1);
+void warmUpFrontEnd() {
     metal::warmUp();
+}
+
+void warmUpBackEnd(unsigned width) {
+    ::setenv("SL42_SIMD", std::to_string(width).c_str(), 1);
     host::warmUp();
 }
 
-std::string check(const Program& program) {
-    const Inputs inputs(program);
-    const auto expected = evaluate(program, inputs);
-    if (!expected)
+struct Trial::State {
+    explicit State(const Program& p) : program(p), inputs(p), expected(evaluate(p, inputs)) {}
+
+    Program program;
+    Inputs inputs;
+    std::optional<Outcome> expected;
+    std::optional<platform::Result<kernel::Program>> compiled;
+};
+
+Trial::Trial(const Program& program) : m_state(std::make_unique<State>(program)) {
+    if (m_state->expected)
+        m_state->compiled = metal::compile(print(program));
+}
+
+Trial::Trial(Trial&&) noexcept = default;
+Trial::~Trial() = default;
+
+std::string Trial::run() const {
+    if (!m_state->expected)
         return "skipped: takes too many steps";
-    auto compiled = metal::compile(print(program));
-    if (!compiled)
-        return "not compiled: " + errorLine(compiled.error().message);
-    auto canonical = kernel::canonicalise(*compiled, "fuzz", {});
+    if (!*m_state->compiled)
+        return "not compiled: " + errorLine(m_state->compiled->error().message);
+    auto canonical = kernel::canonicalise(**m_state->compiled, "fuzz", {});
     if (!canonical)
         return "not compiled: " + errorLine(canonical.error().message);
     auto kernel = host::generate(std::move(*canonical));
     if (!kernel)
         return "not compiled: " + errorLine(kernel.error().message);
-    Memory memory(program, inputs);
+    const Program& program = m_state->program;
+    Memory memory(program, m_state->inputs);
     (*kernel)->run(memory.bindings(), {program.width, program.height, 1}, {32, 1, 1});
-    const std::string difference = memory.difference(*expected);
+    const std::string difference = memory.difference(*m_state->expected);
     return difference.empty() ? "" : "wrong: " + difference;
 }
 

@@ -7,16 +7,31 @@
 
 #include "tests/fuzz/Program.h"
 
+#include <memory>
 #include <string>
 
 namespace fuzz {
 
-/// To be called once in each process: from then on it compiles for this many SIMD lanes, or one
+/// To be called once in a process before it prepares trials.
+void warmUpFrontEnd();
+/// To be called once in a process before it runs trials, all for this many SIMD lanes, or one
 /// thread at a time for 1.
-void warmUp(unsigned width);
+void warmUpBackEnd(unsigned width);
 
-/// Empty when the program does the right thing. Otherwise one line that starts with what went
-/// wrong: "skipped", "not compiled" or "wrong".
-std::string check(const Program& program);
+/// One program, as far as all widths share the work: compiled to intermediate code, and evaluated.
+class Trial {
+public:
+    explicit Trial(const Program& program);
+    Trial(Trial&&) noexcept;
+    ~Trial();
+
+    /// Empty when the program does the right thing. Otherwise one line that starts with what went
+    /// wrong: "skipped", "not compiled" or "wrong".
+    std::string run() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
 
 } // namespace fuzz

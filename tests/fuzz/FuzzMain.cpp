@@ -14,6 +14,7 @@
 #include "tests/fuzz/Printer.h"
 #include "tests/fuzz/Shrinker.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -64,63 +65,127 @@ Options parse(int argc, char** argv) {
     return options;
 }
 
+/// Much longer than any program takes on a busy machine.
+constexpr int secondsPerProgram = 60;
+/// So many programs are prepared at once, and then run width by width.
+constexpr std::size_t batchSize = 32;
+
 /// What went wrong, without the details that shrinking changes.
 std::string kindOf(const std::string& result) {
     return result.substr(0, result.find(':'));
 }
 
-std::string checkIsolated(const fuzz::Program& program, unsigned width) {
+std::string checkAlone(const fuzz::Program& program, unsigned width) {
     std::string result;
     fuzz::runIsolated(
-        1, [&] { fuzz::warmUp(width); }, [&](std::size_t) { return fuzz::check(program); },
+        1, secondsPerProgram,
+        [&] {
+            fuzz::warmUpFrontEnd();
+            fuzz::warmUpBackEnd(width);
+        },
+        [&](std::size_t) { return fuzz::Trial(program).run(); },
         [&](std::size_t, const std::string& found) { result = found; });
     return result;
 }
 
-void showFailure(std::uint64_t seed, unsigned width, std::string result, const Options& options) {
-    fuzz::Program program = fuzz::generate(seed);
-    if (options.shrinks) {
-        program = fuzz::shrink(std::move(program), [&](const fuzz::Program& candidate) {
-            return kindOf(checkIsolated(candidate, width)) == kindOf(result);
-        });
-        result = checkIsolated(program, width);
-    }
-    std::ostringstream line;
-    line << "seed " << seed << ", width " << width << ", " << program.width << " x "
-         << program.height << " threads: " << result << "\n";
-    std::fputs(line.str().c_str(), stdout);
-    if (options.prints || options.shrinks)
-        std::fputs(fuzz::print(program).c_str(), stdout);
-    if (!options.folder.empty())
-        std::ofstream(options.folder + "/seed-" + std::to_string(seed) + "-width-" +
-                      std::to_string(width) + ".metal")
-            << "// " << line.str() << fuzz::print(program);
-    std::fflush(stdout);
-}
+class Session {
+public:
+    explicit Session(const Options& options) : m_options(options) {}
 
-/// How many programs failed.
-std::size_t checkAll(unsigned width, const Options& options) {
-    const auto start = std::chrono::steady_clock::now();
-    std::size_t failures = 0;
-    std::size_t skipped = 0;
-    fuzz::runIsolated(
-        options.count, [&] { fuzz::warmUp(width); },
-        [&](std::size_t i) { return fuzz::check(fuzz::generate(options.seed + i)); },
-        [&](std::size_t i, const std::string& result) {
-            if (kindOf(result) == "skipped") {
-                ++skipped;
-            } else if (!result.empty()) {
-                ++failures;
-                showFailure(options.seed + i, width, result, options);
-            }
-        });
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-    std::printf("width %u: %zu programs, %zu failed, %zu skipped; %.1f programs a second\n", width,
-                options.count, failures, skipped,
-                static_cast<double>(options.count) / time.count());
-    std::fflush(stdout);
-    return failures;
-}
+    /// Returns how many programs failed.
+    std::size_t run() {
+        const std::size_t batches = (m_options.count + batchSize - 1) / batchSize;
+        const int limit = secondsPerProgram * static_cast<int>(batchSize);
+        fuzz::runIsolated(
+            batches, limit, fuzz::warmUpFrontEnd, [&](std::size_t i) { return runBatch(i); },
+            [&](std::size_t i, const std::string& results) { takeResults(i, results); });
+        return m_failed;
+    }
+
+    void printSummary() const {
+        const std::chrono::duration<double> time = std::chrono::steady_clock::now() - m_start;
+        std::printf("%zu programs at %zu widths, %zu failed, %zu skipped; %.1f programs a second\n",
+                    m_options.count, m_options.widths.size(), m_failed, m_skipped,
+                    static_cast<double>(m_options.count) / time.count());
+    }
+
+private:
+    static constexpr const char* whole = "whole\n";
+
+    std::size_t sizeOf(std::size_t batch) const {
+        return std::min(batchSize, m_options.count - batch * batchSize);
+    }
+    std::uint64_t seedOf(std::size_t batch, std::size_t index) const {
+        return m_options.seed + batch * batchSize + index;
+    }
+
+    /// A line for each program that did not succeed: its number in the batch, width and result.
+    std::string runBatch(std::size_t batch) const {
+        std::vector<fuzz::Trial> trials;
+        for (std::size_t i = 0; i < sizeOf(batch); ++i)
+            trials.emplace_back(fuzz::generate(seedOf(batch, i)));
+        std::ostringstream lines;
+        lines << whole;
+        for (const unsigned width : m_options.widths)
+            fuzz::runIsolated(
+                trials.size(), secondsPerProgram, [&] { fuzz::warmUpBackEnd(width); },
+                [&](std::size_t i) { return trials[i].run(); },
+                [&](std::size_t i, const std::string& result) {
+                    if (!result.empty())
+                        lines << i << " " << width << " " << result << "\n";
+                });
+        return lines.str();
+    }
+
+    void takeResults(std::size_t batch, const std::string& results) {
+        if (!results.starts_with(whole)) { // the front end or the evaluator fails, for one of them
+            for (std::size_t i = 0; i < sizeOf(batch); ++i)
+                take(seedOf(batch, i), m_options.widths[0],
+                     checkAlone(fuzz::generate(seedOf(batch, i)), m_options.widths[0]));
+            return;
+        }
+        std::istringstream lines(results.substr(std::strlen(whole)));
+        std::size_t index = 0;
+        unsigned width = 0;
+        for (std::string result; lines >> index >> width && std::getline(lines >> std::ws, result);)
+            take(seedOf(batch, index), width, result);
+    }
+
+    void take(std::uint64_t seed, unsigned width, const std::string& result) {
+        if (kindOf(result) == "skipped") {
+            ++m_skipped;
+        } else if (!result.empty()) {
+            ++m_failed;
+            showFailure(seed, width, result);
+        }
+    }
+
+    void showFailure(std::uint64_t seed, unsigned width, std::string result) const {
+        fuzz::Program program = fuzz::generate(seed);
+        if (m_options.shrinks) {
+            program = fuzz::shrink(std::move(program), [&](const fuzz::Program& candidate) {
+                return kindOf(checkAlone(candidate, width)) == kindOf(result);
+            });
+            result = checkAlone(program, width);
+        }
+        std::ostringstream line;
+        line << "seed " << seed << ", width " << width << ", " << program.width << " x "
+             << program.height << " threads: " << result << "\n";
+        std::fputs(line.str().c_str(), stdout);
+        if (m_options.prints || m_options.shrinks)
+            std::fputs(fuzz::print(program).c_str(), stdout);
+        if (!m_options.folder.empty())
+            std::ofstream(m_options.folder + "/seed-" + std::to_string(seed) + "-width-" +
+                          std::to_string(width) + ".metal")
+                << "// " << line.str() << fuzz::print(program);
+        std::fflush(stdout);
+    }
+
+    const Options& m_options;
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    std::size_t m_failed = 0;
+    std::size_t m_skipped = 0;
+};
 
 } // namespace
 
@@ -128,8 +193,8 @@ int main(int argc, char** argv) {
     const Options options = parse(argc, argv);
     if (options.prints && options.count == 1)
         std::fputs(fuzz::print(fuzz::generate(options.seed)).c_str(), stdout);
-    std::size_t failures = 0;
-    for (const unsigned width : options.widths)
-        failures += checkAll(width, options);
-    return failures > 0 ? 1 : 0;
+    Session session(options);
+    const std::size_t failed = session.run();
+    session.printSummary();
+    return failed > 0 ? 1 : 0;
 }

@@ -39,7 +39,10 @@ public:
     }
 
     Function kernel() {
-        addVariables(m_random.between(5, 9));
+        // Small programs take less time to compile, and large ones find what only shows in company.
+        const unsigned size =
+            m_random.percent(70) ? m_random.between(1, 5) : m_random.between(6, 14);
+        addVariables(m_random.between(3, 4 + size / 2));
         for (unsigned i = m_random.between(1, 3); i > 0; --i) {
             Variable output{.form = Form::Output, .type = m_expressions.anyType()};
             output.type.scalar =
@@ -48,7 +51,7 @@ public:
             add(output);
         }
         setVariables();
-        for (Stmt& s : block({.depth = 3}, m_random.between(6, 14)))
+        for (Stmt& s : block({.depth = 3}, size))
             m_function.body.push_back(std::move(s));
         showVariables();
         return std::move(m_function);

@@ -17,9 +17,6 @@
 namespace fuzz {
 namespace {
 
-/// Much longer than any program takes on a busy machine.
-constexpr int timeLimitMilliseconds = 60'000;
-
 struct Child {
     pid_t process;
     platform::FileDescriptor results;
@@ -72,9 +69,9 @@ Child start(std::size_t first, std::size_t count, const std::function<void()>& p
 }
 
 /// Nothing when the process ended or took too long.
-std::optional<std::string> nextResult(const Child& child) {
+std::optional<std::string> nextResult(const Child& child, int seconds) {
     pollfd waited{.fd = child.results.get(), .events = POLLIN, .revents = 0};
-    if (::poll(&waited, 1, timeLimitMilliseconds) != 1)
+    if (::poll(&waited, 1, 1000 * seconds) != 1)
         return std::nullopt;
     std::uint64_t size = 0;
     if (!readAll(child.results.get(), &size, sizeof size))
@@ -102,14 +99,14 @@ std::string fate(const Child& child) {
 
 } // namespace
 
-void runIsolated(std::size_t count, const std::function<void()>& prepare,
+void runIsolated(std::size_t count, int seconds, const std::function<void()>& prepare,
                  const std::function<std::string(std::size_t)>& job,
                  const std::function<void(std::size_t, const std::string&)>& report) {
     std::size_t next = 0;
     while (next < count) {
         const Child child = start(next, count, prepare, job);
         for (; next < count; ++next) {
-            const auto result = nextResult(child);
+            const auto result = nextResult(child, seconds);
             if (!result)
                 break;
             report(next, *result);

@@ -11,9 +11,10 @@
 namespace fuzz {
 
 /// Calls job(0) .. job(count - 1), one after the other, and report() in this process with what each
-/// returned, or with how its process ended. A process that is lost is replaced. prepare() runs
-/// first in each. The calling process must not have started threads.
-void runIsolated(std::size_t count, const std::function<void()>& prepare,
+/// returned, or with how its process ended: "crash: ..." or, after `seconds`, "time-out". A process
+/// that is lost is replaced. prepare() runs first in each. The calling process must not have other
+/// threads.
+void runIsolated(std::size_t count, int seconds, const std::function<void()>& prepare,
                  const std::function<std::string(std::size_t)>& job,
                  const std::function<void(std::size_t, const std::string&)>& report);
 
