@@ -4,7 +4,7 @@
 
 #include "app/help/Words.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace help {
 namespace {

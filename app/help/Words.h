@@ -4,6 +4,7 @@
 // Small operations on texts that the parser and the search share. Letters are ASCII's.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
