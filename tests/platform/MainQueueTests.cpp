@@ -2,10 +2,13 @@
 // Part of Starloom 42.
 #include "platform/MainQueue.h"
 #include "platform/Semaphore.h"
+#include "platform/Timer.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -58,6 +61,52 @@ TEST(MainQueue, TakesTasksFromManyThreads) {
     EXPECT_EQ(ran, 4000);
     EXPECT_EQ(woken, 4000);
     EXPECT_FALSE(queue.waitAndRun(std::chrono::milliseconds(1)));
+}
+
+TEST(MainQueue, KeepsTasksForLater) {
+    MainQueue queue;
+    int woken = 0;
+    queue.setWakeHandler(
+        [&] { ++woken; }); // called on the queue's own thread, before the tasks run
+    std::string order;
+    const auto start = std::chrono::steady_clock::now();
+    queue.asyncAfter(std::chrono::milliseconds(40), [&] { order += 'c'; });
+    queue.asyncAfter(std::chrono::milliseconds(20), [&] { order += 'b'; });
+    queue.asyncAfter(std::chrono::hours(1),
+                     [&] { order += 'x'; }); // never; does not hold up the end
+    queue.async([&] { order += 'a'; });
+    while (order.size() < 3)
+        queue.waitAndRun();
+    EXPECT_EQ(order, "abc");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
+    EXPECT_EQ(woken, 3);
+}
+
+TEST(Timer, TicksUntilItDeclinesOrGoes) {
+    MainQueue queue;
+    int ticks = 0;
+    int others = 0;
+    const platform::Timer timer(queue, std::chrono::milliseconds(2), [&] { return ++ticks < 5; });
+    auto removed = std::make_unique<platform::Timer>(queue, std::chrono::milliseconds(2), [&] {
+        ++others;
+        removed.reset();
+        return true;
+    });
+    while (timer.isRunning())
+        queue.waitAndRun();
+    EXPECT_FALSE(queue.waitAndRun(std::chrono::milliseconds(20)));
+    EXPECT_EQ(ticks, 5);
+    EXPECT_EQ(others, 1);
+}
+
+TEST(Timer, DoesNotCatchUp) {
+    MainQueue queue;
+    int ticks = 0;
+    const platform::Timer timer(queue, std::chrono::milliseconds(10), [&] { return ++ticks > 0; });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // a busy main thread
+    while (queue.pump() > 0) {
+    }
+    EXPECT_EQ(ticks, 1);
 }
 
 TEST(Semaphore, ServesTheQueueWhileItWaits) {

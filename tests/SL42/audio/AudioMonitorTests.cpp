@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "SL42/audio/AudioMonitor.h"
+
+#include <gtest/gtest.h>
+
+namespace starloom {
+namespace {
+
+using Lines = std::vector<std::string>;
+using Kind = platform::AudioCaptureEvent::Kind;
+
+class FakeCapture final : public platform::AudioCapture {
+public:
+    std::vector<platform::AudioCaptureDevice> devices() override { return present; }
+    void start(const std::string& identifier, BlockHandler block, EventHandler event) override {
+        open = identifier;
+        onBlock = std::move(block);
+        onEvent = std::move(event);
+    }
+    void stop() override { open.clear(); }
+
+    std::vector<platform::AudioCaptureDevice> present{{"Microphone", "m1"}, {"Line", "l1"}};
+    std::string open;
+    BlockHandler onBlock;
+    EventHandler onEvent;
+};
+
+class AudioMonitorTest : public testing::Test {
+protected:
+    FakeCapture capture;
+    platform::MainQueue mainQueue;
+    Lines lines;
+    platform::Log log{[this](std::string_view line) { lines.emplace_back(line); }};
+};
+
+} // namespace
+
+TEST_F(AudioMonitorTest, CapturesFromTheFirstDevice) {
+    AudioMonitor monitor(capture, mainQueue, log);
+    EXPECT_EQ(capture.open, "m1");
+    EXPECT_TRUE(monitor.isActive().get());
+    EXPECT_EQ(monitor.audioDevices().get(),
+              (std::vector<AudioDevice>{{0, "Microphone"}, {1, "Line"}}));
+    EXPECT_EQ(lines, (Lines{"Configured audio session", "Selected new audio device: Microphone",
+                            "Started audio capture session"}));
+
+    std::vector<float> samples(1024);
+    samples[5] = 1;
+    capture.onBlock(samples);
+    EXPECT_EQ(monitor.fftValues().raw[3], 0.0F); // published by the main queue
+    mainQueue.pump();
+    EXPECT_EQ(monitor.fftValues().raw[3], 1.0F);
+
+    lines.clear();
+    capture.onEvent({Kind::Started, "Microphone"});
+    capture.onEvent({Kind::Error, "no"});
+    capture.onEvent({Kind::Interrupted, "gone"});
+    capture.onEvent({Kind::Stopped, "Microphone"});
+    EXPECT_EQ(lines,
+              (Lines{"Capture session started running", "Capture session runtime error: no",
+                     "Capture session interrupted: gone", "Capture session stopped: Microphone"}));
+}
+
+TEST_F(AudioMonitorTest, SwitchesDevicesAndStops) {
+    AudioMonitor monitor(capture, mainQueue, log);
+    lines.clear();
+    monitor.selectAudioDevice(1);
+    EXPECT_EQ(capture.open, "l1");
+    monitor.setIsActive(false);
+    EXPECT_EQ(capture.open, "");
+    monitor.selectAudioDevice(0); // does not open a microphone that is switched off
+    EXPECT_EQ(capture.open, "");
+    monitor.setIsActive(true);
+    EXPECT_EQ(capture.open, "m1");
+    EXPECT_EQ(lines,
+              (Lines{"Selected new audio device: Line", "Stopped audio capture session",
+                     "Selected new audio device: Microphone", "Started audio capture session"}));
+    EXPECT_DEATH(monitor.selectAudioDevice(2), "Fatal error: There is no audio device");
+    capture.present.pop_back();
+    EXPECT_DEATH(monitor.selectAudioDevice(1), "Fatal error: Tried to select invalid audio device");
+}
+
+TEST_F(AudioMonitorTest, LivesWithoutDevicesAndGoesDuringAnAnalysis) {
+    capture.present.clear();
+    AudioMonitor deaf(capture, mainQueue, log);
+    EXPECT_TRUE(deaf.audioDevices().get().empty());
+    EXPECT_EQ(lines, (Lines{"Configured audio session", "Started audio capture session"}));
+
+    FakeCapture other;
+    auto monitor = std::make_unique<AudioMonitor>(other, mainQueue, log);
+    other.onBlock(std::vector<float>(1024, 1.0F));
+    monitor.reset();
+    EXPECT_EQ(mainQueue.pump(), 1U);
+}
+
+} // namespace starloom

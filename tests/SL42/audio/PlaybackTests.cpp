@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "platform/audio/AudioMixer.h"
+#include "platform/audio/SDLAudioEngine.h"
+#include "tests/SL42/ConsoleFixture.h"
+#include "tests/ScratchFolder.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <thread>
+
+namespace starloom {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+/// What a player was told, in order.
+struct PlayerRecord {
+    std::vector<float> volumes;
+    std::vector<std::pair<std::uint32_t, std::int64_t>> schedules; ///< length, start
+    std::int64_t position = 0;
+    bool playing = false;
+    bool attached = true;
+};
+
+class RecordingNode final : public platform::AudioPlayerNode {
+public:
+    explicit RecordingNode(std::shared_ptr<PlayerRecord> record) : m_record(std::move(record)) {}
+    ~RecordingNode() override { m_record->attached = false; }
+    void schedule(std::shared_ptr<const PCMBuffer> buffer, std::int64_t start) override {
+        m_record->schedules.emplace_back(buffer->frameLength(), start);
+    }
+    void setVolume(float volume) override { m_record->volumes.push_back(volume); }
+    float volume() const override {
+        return m_record->volumes.empty() ? 1 : m_record->volumes.back();
+    }
+    void play() override { m_record->playing = true; }
+    void stop() override { m_record->playing = false; }
+    bool isPlaying() const override { return m_record->playing; }
+    std::optional<std::int64_t> position() const override {
+        return m_record->playing ? std::optional(m_record->position) : std::nullopt;
+    }
+    platform::Seconds latency() const override { return platform::Seconds(0); }
+
+private:
+    std::shared_ptr<PlayerRecord> m_record;
+};
+
+class RecordingEngine final : public platform::AudioEngine {
+public:
+    platform::Result<void> start() override {
+        if (broken)
+            return platform::Error{"the engine does not start"};
+        return {};
+    }
+    std::unique_ptr<platform::AudioPlayerNode> attachPlayerNode() override {
+        players.push_back(std::make_shared<PlayerRecord>());
+        return std::make_unique<RecordingNode>(players.back());
+    }
+    std::uint32_t deviceIdentifier() const override { return 7; }
+    platform::Seconds outputLatency() const override { return platform::Seconds(0.0625); }
+    void setOutputVolume(float) override {}
+
+    std::vector<std::shared_ptr<PlayerRecord>> players;
+    bool broken = false;
+};
+
+class PlaybackTest : public EngineFixture {
+protected:
+    /// A console without a program that plays through an engine.
+    void startOn(platform::AudioEngine& player) {
+        const Surroundings silent = surroundingsOf<FakeView>(device, m_view);
+        engine = std::make_unique<SL42>(Surroundings{.mainQueue = mainQueue,
+                                                     .clock = clock,
+                                                     .log = log,
+                                                     .audioEngine = player,
+                                                     .audioCapture = audioCapture,
+                                                     .device = device,
+                                                     .makeView = silent.makeView},
+                                        "Test", "", false);
+        settle();
+        lines.clear();
+    }
+    /// Compiles a song in which every sample has that value, and hands it to playback.
+    void playSong(float value, const std::string& music = "{120, 4, 8, 1}") {
+        device->audioValue = value;
+        engine->setSource("int4 music = " + music + ";\nfloat2 sfx() { return " +
+                          std::to_string(value) + "; }");
+        settle();
+    }
+    void serveFor(std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
+        while (std::chrono::steady_clock::now() < end)
+            mainQueue.waitAndRun(std::chrono::milliseconds(5));
+    }
+    template <class Condition>
+    void serveUntil(Condition condition) {
+        for (int i = 0; i < 1000 && !condition(); ++i)
+            mainQueue.waitAndRun(std::chrono::milliseconds(10));
+    }
+    Lines linesAbout(const std::string& word) const {
+        Lines found;
+        std::copy_if(lines.begin(), lines.end(), std::back_inserter(found),
+                     [&](const auto& line) { return line.find(word) != line.npos; });
+        return found;
+    }
+    AudioRenderer& renderer() { return engine->audioRenderer(); }
+
+    std::shared_ptr<fake::Device> device = std::make_shared<fake::Device>();
+    RecordingEngine output;
+
+private:
+    FakeView* m_view = nullptr;
+};
+
+} // namespace
+
+TEST_F(PlaybackTest, StartsWithTheFirstSongAndPrintsSo) {
+    startOn(output);
+    playSong(1);
+    ASSERT_EQ(output.players.size(), 1U);
+    EXPECT_EQ(output.players[0]->schedules.at(0), std::pair(768'000U, std::int64_t{0}));
+    EXPECT_TRUE(output.players[0]->playing);
+    const auto start = std::find(lines.begin(), lines.end(), "Initialising playback engine");
+    ASSERT_GE(lines.end() - start, 4);
+    EXPECT_EQ(Lines(start, start + 4), (Lines{"Initialising playback engine", "7",
+                                              "Outnode latency: 0.0625", "Player latency: 0.0"}));
+}
+
+TEST_F(PlaybackTest, CrossfadesInPhaseOverABeat) {
+    startOn(output);
+    playSong(1);
+    output.players[0]->position = 2 * 768'000 + 1'000;
+    playSong(2, "{120, 4, 8, 2}");
+    ASSERT_EQ(output.players.size(), 2U);
+    const PlayerRecord& from = *output.players[0];
+    const PlayerRecord& to = *output.players[1];
+    EXPECT_EQ(to.schedules.at(0), std::pair(1'536'000U, std::int64_t{-1'000}));
+    EXPECT_EQ(to.volumes, (std::vector<float>{0}));
+    EXPECT_EQ(from.volumes, (std::vector<float>{1}));
+    output.players[1]->position = 4'711;
+    EXPECT_EQ(renderer().sample(), 4'711U);
+
+    serveUntil([&] { return !from.playing; });
+    ASSERT_EQ(to.volumes.size(), 31U); // half a second of ticks
+    for (std::size_t tick = 0; tick <= 30; ++tick) {
+        EXPECT_NEAR(to.volumes[tick], static_cast<double>(tick) / 30, 1e-5);
+        EXPECT_EQ(from.volumes.at(tick), 1 - to.volumes[tick]);
+    }
+    EXPECT_TRUE(to.playing);
+    EXPECT_FALSE(from.attached);
+}
+
+TEST_F(PlaybackTest, CutsACrossfadeShort) {
+    startOn(output);
+    playSong(1);
+    playSong(2);
+    serveUntil([&] { return output.players[1]->volumes.back() > 0.3F; });
+    playSong(3);
+    const PlayerRecord& second = *output.players[1];
+    EXPECT_EQ(second.volumes.back(), 1.0F); // what was fading in goes out from the full
+    EXPECT_TRUE(output.players[0]->playing);
+    serveUntil([&] { return !output.players[0]->playing; });
+    EXPECT_LT(output.players[2]->volumes.back(), 0.5F); // at its next tick
+    serveUntil([&] { return !second.playing; });
+    EXPECT_EQ(output.players[2]->volumes.back(), 1.0F);
+}
+
+TEST_F(PlaybackTest, StopsAndStartsOver) {
+    startOn(output);
+    playSong(1);
+    const PlayerRecord& player = *output.players[0];
+    renderer().setIsPlaying(false);
+    EXPECT_TRUE(player.playing); // until the main queue gets to it
+    EXPECT_EQ(renderer().sample(), 0U);
+    settle();
+    EXPECT_FALSE(player.playing);
+    engine->reset(); // does not start it
+    EXPECT_FALSE(player.playing);
+    renderer().setIsPlaying(true);
+    EXPECT_TRUE(player.playing);
+    engine->reset();
+    EXPECT_EQ(player.schedules.size(), 3U);
+    EXPECT_EQ(player.schedules.back().second, 0);
+    EXPECT_EQ(linesAbout("Initialising").size(), 1U);
+
+    renderer().setIsPlaying(false);
+    renderer().setIsPlaying(true); // before the main queue has stopped it
+    settle();
+    EXPECT_TRUE(output.players.back()->playing);
+}
+
+TEST_F(PlaybackTest, TriesAgainAfterAFailedStart) {
+    startOn(output);
+    output.broken = true;
+    playSong(1);
+    EXPECT_EQ(linesAbout("the engine does not start").size(), 1U);
+    EXPECT_TRUE(linesAbout("latency").empty());
+    EXPECT_EQ(renderer().sample(), 0U);
+    output.broken = false;
+    playSong(2);
+    EXPECT_TRUE(output.players[0]->playing);
+    EXPECT_EQ(linesAbout("Initialising").size(), 2U);
+}
+
+// The sound itself, as SDL writes it to a file: songs of one constant value each, so that every
+// difference between two samples comes from a change of volume.
+TEST_F(PlaybackTest, ChangesSongsWithoutAClick) {
+    const tests::ScratchFolder folder;
+    setenv("SDL_AUDIODRIVER", "disk", 1);
+    setenv("SDL_DISKAUDIOFILE", folder.path("sound").c_str(), 1);
+    {
+        platform::SystemClock wallClock;
+        platform::SDLAudioThread thread;
+        platform::SDLAudioEngine disk(thread, wallClock, log);
+        startOn(disk);
+        playSong(0.5F);
+        serveFor(std::chrono::milliseconds(200));
+        const std::uint32_t before = renderer().sample();
+        EXPECT_GT(before, 0U);
+        playSong(-0.5F);
+        EXPECT_GE(renderer().sample(), before);
+        serveFor(std::chrono::milliseconds(200));
+        playSong(0.25F); // within the beat
+        // The main thread compiles; the sound goes on.
+        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        serveFor(std::chrono::milliseconds(1200));
+        EXPECT_NEAR(renderer().sample(), 2.0 * 48'000, 0.5 * 48'000);
+        renderer().setIsPlaying(false);
+        serveFor(std::chrono::milliseconds(200));
+        engine.reset();
+    }
+    const std::string bytes = tests::contentsOf(folder.path("sound"));
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    ASSERT_GT(samples.size(), 2U * 48'000);
+    const auto first =
+        std::find_if(samples.begin(), samples.end(), [](float sample) { return sample != 0; });
+    const auto [lowest, highest] = std::minmax_element(first, samples.end());
+    EXPECT_EQ(*first, 0.5F);
+    EXPECT_LT(*lowest, -0.1F); // the second song was heard, though never alone
+    EXPECT_EQ(samples.back(), 0.0F);
+    EXPECT_LE(*highest, 0.5F);
+    float largestStep = 0;
+    for (auto sample = first + 2; sample < samples.end(); ++sample)
+        largestStep = std::max(largestStep, std::abs(*sample - *(sample - 2)));
+    // At most three songs change their volumes at once, each by 1/800 a sample.
+    EXPECT_LE(largestStep, (0.5F + 0.5F + 0.25F) / platform::AudioMixer::rampLength * 1.001F);
+    EXPECT_GT(largestStep, 0.0F);
+    RecordProperty("largestStep", std::to_string(largestStep));
+}
+
+} // namespace starloom
