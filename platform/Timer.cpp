@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 #include "platform/Timer.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace platform {
@@ -23,7 +22,8 @@ void Timer::await(const std::shared_ptr<State>& state) {
         if (!timer)
             return;
         timer->finished = !timer->tick();
-        timer->due = std::max(timer->due + timer->interval, SteadyClock::now());
+        while (timer->due <= SteadyClock::now())
+            timer->due += timer->interval;
         if (timer->finished)
             timer->tick = nullptr; // with all that it holds
         else

@@ -19,7 +19,8 @@ public:
     /// Says whether it wants to be called again. It may destroy the timer.
     using Tick = std::function<bool()>;
 
-    /// The first tick comes after one `interval`. The queue must outlive the timer.
+    /// The first tick comes after one `interval`, which is above 0. The queue must outlive the
+    /// timer.
     Timer(MainQueue& queue, std::chrono::nanoseconds interval, Tick tick);
     /// No tick comes afterwards.
     ~Timer() = default;

@@ -75,9 +75,9 @@ TEST_F(CompileTest, PrintsWhatItDoes) {
     start("int4 music = {120,4,4,1};\nvoid cpu() { fx(); }\nsfx()");
     EXPECT_EQ(lines,
               (Names{"Init sl42: Test", "Configured audio session", "Started audio capture session",
-                     "Found music spec",
-                     "BPM: 120, beats: 4, bars: 4, patterns: 1", "Found processor", "Found video",
-                     "Found audio", "Compiling CPU", "Compiling video", "Compiling audio"}));
+                     "Found music spec", "BPM: 120, beats: 4, bars: 4, patterns: 1",
+                     "Found processor", "Found video", "Found audio", "Compiling CPU",
+                     "Compiling video", "Compiling audio"}));
 }
 
 TEST_F(CompileTest, SurroundsTheProgramByPreludeAndKernels) {

@@ -87,7 +87,8 @@ TEST(Timer, TicksUntilItDeclinesOrGoes) {
     int ticks = 0;
     int others = 0;
     const platform::Timer timer(queue, std::chrono::milliseconds(2), [&] { return ++ticks < 5; });
-    auto removed = std::make_unique<platform::Timer>(queue, std::chrono::milliseconds(2), [&] {
+    std::unique_ptr<platform::Timer> removed;
+    removed = std::make_unique<platform::Timer>(queue, std::chrono::milliseconds(2), [&] {
         ++others;
         removed.reset();
         return true;
@@ -102,8 +103,8 @@ TEST(Timer, TicksUntilItDeclinesOrGoes) {
 TEST(Timer, DoesNotCatchUp) {
     MainQueue queue;
     int ticks = 0;
-    const platform::Timer timer(queue, std::chrono::milliseconds(10), [&] { return ++ticks > 0; });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // a busy main thread
+    const platform::Timer timer(queue, std::chrono::milliseconds(50), [&] { return ++ticks > 0; });
+    std::this_thread::sleep_for(std::chrono::milliseconds(325)); // a busy main thread
     while (queue.pump() > 0) {
     }
     EXPECT_EQ(ticks, 1);
