@@ -4,11 +4,14 @@
 // Developers' tool: how long the kernels in some files take to compile and to run on the processor.
 //
 //     starloom-kernel-bench [--frames N] FILE...
+//     starloom-kernel-bench [--frames N] --kernel NAME --json
+//     starloom-kernel-bench --serve NAME
 //
 // Every kernel gets a result buffer of 64 MB at index 0 and { float seconds; uint number; } at
-// index 1. Its grid follows from its thread position: 960 x 540 when that has two components,
-// else 768,000 threads where the name ends in "synth" and 4096 otherwise. Times are medians; "work"
-// is processor time, for frames divided by the cores, which other programs disturb less.
+// index 1. Times are medians; "work" is processor time, for frames divided by the cores, which
+// other programs disturb less. The second and third form take kernels of this folder and answer a
+// harness that compares devices (Harness.h).
+#include "bench/Harness.h"
 #include "compute/host/HostKernel.h"
 #include "compute/kernel/Dump.h"
 #include "compute/metal/Frontend.h"
@@ -17,11 +20,11 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <fstream>
 #include <optional>
 #include <sstream>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -45,14 +48,6 @@ double millisecondsOf(const Work& work) {
 double median(std::vector<double> values) {
     std::ranges::sort(values);
     return values[values.size() / 2];
-}
-
-host::Extent gridOf(const kernel::KernelDeclaration& declaration) {
-    for (const kernel::Parameter& parameter : declaration.parameters)
-        if (parameter.kind == kernel::ParameterKind::ThreadPositionInGrid &&
-            parameter.components > 1)
-            return {960, 540, 1};
-    return {declaration.name.ends_with("synth") ? 768'000u : 4096u, 1, 1};
 }
 
 /// Milliseconds of one frame.
@@ -110,7 +105,7 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
     std::printf("%-16s optimiser %7.2f ms  code generation %7.2f ms  work %7.2f ms",
                 declaration.name.c_str(), median(optimiser), median(generation), median(work));
     if (frames > 0) {
-        const FrameTimes times = runFrames(*compiled, gridOf(declaration), frames, memory);
+        const FrameTimes times = runFrames(*compiled, bench::gridOf(declaration), frames, memory);
         std::printf("  frame %8.2f ms  shortest %8.2f ms  work %8.2f ms", times.typical,
                     times.shortest, times.work);
     }
@@ -136,17 +131,46 @@ bool measureFile(const char* path, unsigned frames, const kernel::Dump* dump) {
     });
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    int first = 1;
+struct Options {
     unsigned frames = 20;
-    if (argc > 2 && std::strcmp(argv[1], "--frames") == 0) {
-        frames = static_cast<unsigned>(std::atoi(argv[2]));
-        first = 3;
+    std::string kernel;
+    bool serves = false;
+    std::vector<const char*> files;
+};
+
+Options parse(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view name = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (name == "--frames" && hasValue) {
+            options.frames = static_cast<unsigned>(std::atoi(argv[++i]));
+        } else if (name == "--kernel" && hasValue) {
+            options.kernel = argv[++i];
+        } else if (name == "--serve" && hasValue) {
+            options.kernel = argv[++i];
+            options.serves = true;
+        } else if (name != "--json") { // the only form there is for --kernel
+            options.files.push_back(argv[i]);
+        }
     }
-    metal::warmUp();
-    host::warmUp();
+    return options;
+}
+
+int answerHarness(const Options& options) {
+    auto harness = bench::Harness::create(options.kernel);
+    if (!harness) {
+        std::fprintf(stderr, "%s\n", harness.error().message.c_str());
+        return 1;
+    }
+    if (options.serves)
+        harness->serve();
+    else
+        harness->print(options.frames);
+    return 0;
+}
+
+int measureFiles(const Options& options) {
     std::optional<kernel::Dump> dump;
     if (const char* folder = std::getenv("SL42_DUMP")) {
         auto made = kernel::Dump::create(folder);
@@ -156,8 +180,17 @@ int main(int argc, char** argv) {
         }
         dump.emplace(std::move(*made));
     }
-    for (int i = first; i < argc; ++i)
-        if (!measureFile(argv[i], frames, dump ? &*dump : nullptr))
+    for (const char* file : options.files)
+        if (!measureFile(file, options.frames, dump ? &*dump : nullptr))
             return 1;
     return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const Options options = parse(argc, argv);
+    metal::warmUp();
+    host::warmUp();
+    return options.kernel.empty() ? measureFiles(options) : answerHarness(options);
 }

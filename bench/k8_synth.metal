@@ -2,20 +2,13 @@
 // Part of Starloom 42.
 //
 // 16 seconds of sound: a dozen sines and exponentials a sample.
-// Buffers: 0 receives the result, 1 holds the frame.
+// Buffer 0 receives the result.
 #include <metal_stdlib>
 using namespace metal;
 
-struct Frame {
-    float seconds;
-    uint number;
-};
-
-kernel void k8_synth(device float2* out [[buffer(0)]], constant Frame& frame [[buffer(1)]],
-                     uint n [[thread_position_in_grid]]) {
-    uint at = n + frame.number * 768000;
-    uint note = at / 12000;
-    float time = float(at - note * 12000) / 48000;
+kernel void k8_synth(device float2* out [[buffer(0)]], uint n [[thread_position_in_grid]]) {
+    uint note = n / 12000;
+    float time = float(n - note * 12000) / 48000;
     float turn = 2 * M_PI_F * 110 * (1 + 0.125 * float(note & 7)) * time;
     float2 sum = 0;
     for (int k = 0; k < 4; k++) {
