@@ -72,8 +72,9 @@ bool KeyboardAndMouseTrackingNSView::eventFilter(QObject* watched, QEvent* event
 }
 
 void KeyboardAndMouseTrackingNSView::moveTo(QPointF globalPosition) const {
-    const QPointF position = window()->mapFromGlobal(globalPosition);
-    const QSizeF content = window()->size();
+    const QRectF content =
+        m_content ? m_content() : QRectF(mapFrom(window(), QPoint(0, 0)), window()->size());
+    const QPointF position = mapFromGlobal(globalPosition) - content.topLeft();
     m_mouseLocation(
         starloom::normalize(position.x(), position.y(), {content.width(), content.height()}));
 }

@@ -7,9 +7,11 @@
 
 #include "SL42/input/MouseValues.h"
 
+#include <QRectF>
 #include <QWidget>
 
 #include <functional>
+#include <utility>
 
 namespace app {
 
@@ -22,6 +24,11 @@ public:
     /// without extent; it prints "Moved" when it is put into its place. The application must exist.
     KeyboardAndMouseTrackingNSView(SetLocation mouseLocation, SetButton leftMouseDown,
                                    SetButton rightMouseDown);
+
+    /// Where the console's picture lies in this view's coordinates, asked at every move. Locations
+    /// are relative to it, so that a program finds the pointer where the person sees it; without
+    /// it, they are relative to the whole window.
+    void setContent(std::function<QRectF()> content) { m_content = std::move(content); }
 
 protected:
     bool event(QEvent* event) override;
@@ -40,6 +47,7 @@ private:
     SetLocation m_mouseLocation;
     SetButton m_leftMouseDown;
     SetButton m_rightMouseDown;
+    std::function<QRectF()> m_content;
 };
 
 } // namespace app

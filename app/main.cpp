@@ -18,7 +18,7 @@ static int fail(const std::string& message) {
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName("Starloom 42");
-    QApplication::setDesktopFileName("org.starloom42.console");
+    QApplication::setDesktopFileName("org.starloom42");
     app::applyStyle(application);
 
     const auto options = app::StartOptions::parse(QApplication::arguments());

@@ -3,7 +3,6 @@
 #include "preview/Presenter.h"
 
 #include "platform/image/DisplayColours.h"
-#include "platform/image/Image.h"
 #include "preview/MTLPreview.h"
 
 #include <atomic>
@@ -17,7 +16,7 @@ static constexpr PictureScaler::Size drawableSize{MTLPreview::drawableWidth,
 Presenter::Presenter(std::shared_ptr<gpu::Device> device, Deliver deliver)
     : m_deliver(std::move(deliver)),
       m_pool(std::make_shared<DrawablePool>(std::move(device), [this] { wake(); })),
-      m_halves(drawableSize.area() * platform::Image::channelsPerPixel),
+      m_image(drawableSize.width, drawableSize.height),
       m_converted(drawableSize.area()),
       m_target(drawableSize),
       m_thread([this] { run(); }) {}
@@ -30,6 +29,11 @@ Presenter::~Presenter() {
     }
     m_changed.notify_one();
     m_thread.join();
+}
+
+platform::Image Presenter::picture() {
+    const std::lock_guard lock(m_imageMutex);
+    return m_image;
 }
 
 void Presenter::setTargetSize(PictureScaler::Size size) {
@@ -75,10 +79,14 @@ bool Presenter::convertShown() {
     if (!texture)
         return false;
     constexpr std::size_t rowLength = drawableSize.width * sizeof(std::uint64_t);
-    const bool read = texture->getBytes(0, std::as_writable_bytes(std::span(m_halves)), rowLength);
+    bool read = false;
+    {
+        const std::lock_guard lock(m_imageMutex);
+        read = texture->getBytes(0, std::as_writable_bytes(m_image.halves()), rowLength);
+    }
     m_pool->giveBack(std::move(texture));
-    if (read)
-        platform::convertToDisplay(m_halves, m_converted);
+    if (read) // nobody else writes the image
+        platform::convertToDisplay(std::as_const(m_image).halves(), m_converted);
     return read;
 }
 

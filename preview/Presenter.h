@@ -5,6 +5,7 @@
 // neither the interface nor the device waits for it.
 #pragma once
 
+#include "platform/image/Image.h"
 #include "preview/DrawablePool.h"
 #include "preview/PictureScaler.h"
 
@@ -38,6 +39,8 @@ public:
     Presenter& operator=(const Presenter&) = delete;
 
     DrawablePool& pool() { return *m_pool; }
+    /// The newest drawable's picture; black before the first one. Any thread.
+    platform::Image picture();
     /// The size that pictures should have from now on. Main thread.
     void setTargetSize(PictureScaler::Size size);
 
@@ -51,7 +54,8 @@ private:
 
     const Deliver m_deliver;
     std::shared_ptr<DrawablePool> m_pool;
-    std::vector<std::uint16_t> m_halves;
+    std::mutex m_imageMutex;
+    platform::Image m_image;
     std::vector<std::uint32_t> m_converted;
     std::optional<PictureScaler> m_scaler;
     std::vector<std::shared_ptr<ScreenPicture>> m_pictures;

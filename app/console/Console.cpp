@@ -15,6 +15,20 @@ Console::Console(std::string title, std::string source)
     engine().keyboard().setSource(makeKeyboardSource(m_keyEvents, m_log));
 }
 
+// On whichever thread has something to say.
+void Console::print(std::string_view line) {
+    platform::printToStandardOutput(line);
+    for (const std::string_view complaint :
+         {"Error writing: ", "Failed to write audio export file: ",
+          "Failed to move exported file: ", "Attempted to export, but no audio available",
+          "The journal is not kept: "})
+        if (line.starts_with(complaint))
+            m_mainQueue.async([this, text = std::string(line)] {
+                if (m_complain)
+                    m_complain(text);
+            });
+}
+
 starloom::Surroundings Console::surroundings() {
     const auto makeView = [this](const std::shared_ptr<gpu::Device>& device) {
         auto view = std::make_unique<PreviewWidget>(device);

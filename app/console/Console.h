@@ -16,8 +16,10 @@
 
 #include <QObject>
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace app {
 
@@ -32,16 +34,23 @@ public:
     starloom::StarloomDocument& document() { return m_document; }
     starloom::Journal& journal() { return m_journal; }
     PreviewWidget& view() { return *m_view; }
-    platform::MainQueue& mainQueue() { return m_mainQueue; }
+    platform::AudioEngine& audioEngine() { return m_audioEngine; }
+
+    /// Gets the lines of the log that say what the console could not do for the user. Main thread.
+    void onComplaint(std::function<void(const std::string&)> handler) {
+        m_complain = std::move(handler);
+    }
     const std::shared_ptr<gpu::Device>& device() const { return m_device; }
 
 private:
     starloom::Surroundings surroundings();
+    void print(std::string_view line);
 
     platform::MainQueue m_mainQueue;
     MainQueuePump m_pump{m_mainQueue};
     platform::SystemClock m_clock;
-    platform::Log m_log;
+    std::function<void(const std::string&)> m_complain;
+    platform::Log m_log{[this](std::string_view line) { print(line); }};
     platform::SDLAudioThread m_audioThread;
     platform::SDLAudioEngine m_audioEngine{m_audioThread, m_clock, m_log};
     platform::SDLAudioCapture m_audioCapture{m_audioThread};

@@ -73,7 +73,9 @@ void Readouts::refresh() {
     m_time->setText(tr("%1 s").arg(locale.toString(m_console.time(), 'f', 2)));
     m_sample->setText(locale.toString(m_console.sample()));
     m_rate->setText(tr("%1 a second").arg(m_framesPerSecond()));
-    m_size->setText(tr("%1 characters").arg(locale.toString(qulonglong(m_console.size().get()))));
+    m_size->setText(tr("%1 characters\n%2 bytes packed")
+                        .arg(locale.toString(qulonglong(m_console.size().get())),
+                             locale.toString(qulonglong(m_console.packedSize().get()))));
 }
 
 } // namespace app

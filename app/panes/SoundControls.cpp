@@ -2,40 +2,89 @@
 // Part of Starloom 42.
 #include "app/panes/SoundControls.h"
 
+#include <QCheckBox>
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 #include <algorithm>
-#include <utility>
 
 namespace app {
 
 static constexpr int volumeStep = 5;
 
 SoundControls::SoundControls(const Actions& actions, Settings& settings,
-                             std::function<void(float)> setVolume)
+                             platform::AudioEngine& output, starloom::AudioMonitor& input)
     : m_settings(settings),
-      m_setVolume(std::move(setVolume)),
+      m_output(output),
+      m_input(input),
       m_volume(new QSlider(Qt::Horizontal)),
       m_mute(actions.mute) {
-    m_volume->setRange(0, 100);
-    m_volume->setPageStep(volumeStep);
-    m_volume->setValue(std::clamp(settings.volume.get(), 0, 100));
-    m_volume->setAccessibleName(tr("Volume"));
-    m_mute->setChecked(settings.muted.get());
-    auto* muteButton = new QToolButton;
-    muteButton->setDefaultAction(m_mute);
-    muteButton->setToolTip(tr("Mute (Ctrl+M)"));
-
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->addWidget(muteButton);
-    row->addWidget(m_volume, 1);
-    connect(m_volume, &QSlider::valueChanged, this, &SoundControls::applyVolume);
-    connect(m_mute, &QAction::toggled, this, &SoundControls::applyVolume);
+    auto* rows = new QVBoxLayout(this);
+    rows->setContentsMargins(0, 0, 0, 0);
+    rows->addWidget(makeOutputRow());
+    rows->addWidget(makeInputRow());
     connect(actions.louder, &QAction::triggered, this, [this] { changeVolume(volumeStep); });
     connect(actions.softer, &QAction::triggered, this, [this] { changeVolume(-volumeStep); });
     applyVolume();
+}
+
+QWidget* SoundControls::makeOutputRow() {
+    m_volume->setRange(0, 100);
+    m_volume->setPageStep(volumeStep);
+    m_volume->setValue(std::clamp(m_settings.volume.get(), 0, 100));
+    m_volume->setAccessibleName(tr("Volume"));
+    m_mute->setChecked(m_settings.muted.get());
+    auto* muteButton = new QToolButton;
+    muteButton->setDefaultAction(m_mute);
+    muteButton->setFocusPolicy(Qt::StrongFocus);
+    connect(m_volume, &QSlider::valueChanged, this, &SoundControls::applyVolume);
+    connect(m_mute, &QAction::toggled, this, &SoundControls::applyVolume);
+
+    auto* widget = new QWidget;
+    auto* row = new QHBoxLayout(widget);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(muteButton);
+    row->addWidget(m_volume, 1);
+    return widget;
+}
+
+// Devices are remembered by name: their order changes when one is plugged in.
+QWidget* SoundControls::makeInputRow() {
+    auto* active = new QCheckBox(tr("Input"));
+    auto* devices = new QComboBox;
+    devices->setAccessibleName(tr("Input device"));
+    devices->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    for (const auto& device : m_input.audioDevices().get())
+        devices->addItem(QString::fromStdString(device.name));
+    if (devices->count() == 0) {
+        devices->addItem(tr("No input device"));
+        devices->setEnabled(false);
+    } else {
+        const int remembered = devices->findText(m_settings.inputDevice.get());
+        if (remembered > 0)
+            m_input.selectAudioDevice(static_cast<std::size_t>(remembered));
+        devices->setCurrentIndex(static_cast<int>(m_input.selectedAudioDevice().get()));
+    }
+    if (!m_settings.inputActive.get())
+        m_input.setIsActive(false);
+    active->setChecked(m_input.isActive().get());
+
+    connect(devices, &QComboBox::activated, this, [this, devices](int index) {
+        m_input.selectAudioDevice(static_cast<std::size_t>(index));
+        m_settings.inputDevice.set(devices->itemText(index));
+    });
+    connect(active, &QCheckBox::toggled, this, [this](bool on) {
+        m_input.setIsActive(on);
+        m_settings.inputActive.set(on);
+    });
+    auto* widget = new QWidget;
+    auto* row = new QHBoxLayout(widget);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(active);
+    row->addWidget(devices, 1);
+    return widget;
 }
 
 void SoundControls::changeVolume(int step) {
@@ -47,7 +96,7 @@ void SoundControls::applyVolume() {
     m_settings.volume.set(m_volume->value());
     m_settings.muted.set(m_mute->isChecked());
     const float volume = static_cast<float>(m_volume->value()) / 100;
-    m_setVolume(m_mute->isChecked() ? 0 : volume * volume);
+    m_output.setOutputVolume(m_mute->isChecked() ? 0 : volume * volume);
 }
 
 } // namespace app

@@ -4,28 +4,32 @@
 // Volume and sound input.
 #pragma once
 
+#include "SL42/audio/AudioMonitor.h"
 #include "app/window/Actions.h"
 #include "app/window/Settings.h"
+#include "platform/audio/AudioEngine.h"
 
 #include <QSlider>
 #include <QWidget>
-
-#include <functional>
 
 namespace app {
 
 /// All that it refers to must outlive it.
 class SoundControls final : public QWidget {
 public:
-    /// `setVolume` gets the output's volume from 0 to 1, 0 also while muted.
-    SoundControls(const Actions& actions, Settings& settings, std::function<void(float)> setVolume);
+    /// Applies what the settings remember.
+    SoundControls(const Actions& actions, Settings& settings, platform::AudioEngine& output,
+                  starloom::AudioMonitor& input);
 
 private:
+    QWidget* makeOutputRow();
+    QWidget* makeInputRow();
     void applyVolume();
     void changeVolume(int step);
 
     Settings& m_settings;
-    const std::function<void(float)> m_setVolume;
+    platform::AudioEngine& m_output;
+    starloom::AudioMonitor& m_input;
     QSlider* m_volume;
     QAction* m_mute;
 };

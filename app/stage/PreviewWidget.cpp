@@ -88,6 +88,12 @@ starloom::PicturePlacement PreviewWidget::placement() const {
                                   static_cast<int>(std::lround(height() * ratio)), m_wholeOnly);
 }
 
+QRectF PreviewWidget::pictureRect() const {
+    const auto place = placement();
+    const double ratio = devicePixelRatioF();
+    return {place.x / ratio, place.y / ratio, place.width / ratio, place.height / ratio};
+}
+
 void PreviewWidget::setWholeScalesOnly(bool wholeOnly) {
     m_wholeOnly = wholeOnly;
     updateTarget();

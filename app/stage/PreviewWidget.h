@@ -7,6 +7,7 @@
 #include "app/stage/FrameRate.h"
 #include "gpu/Device.h"
 #include "platform/Clock.h"
+#include "platform/image/Image.h"
 #include "preview/FramePacer.h"
 #include "preview/MTLPreview.h"
 #include "preview/PicturePlacement.h"
@@ -34,6 +35,10 @@ public:
 
     /// Leaves more of the view red rather than mix neighbouring pixels.
     void setWholeScalesOnly(bool wholeOnly);
+    /// Where the picture lies in the widget.
+    QRectF pictureRect() const;
+    /// What is shown, as the console drew it.
+    platform::Image picture() { return m_presenter.picture(); }
     /// Pictures shown during the last second.
     int framesPerSecond() { return m_frameRate.perSecond(m_clock.now()); }
 

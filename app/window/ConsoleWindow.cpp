@@ -12,6 +12,9 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QTimer>
+
+#include <utility>
 
 namespace app {
 
@@ -33,6 +36,8 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin)
         DocumentCommands::Parts{*this, m_console, m_document, m_processes, m_settings,
                                 m_stage->notices(), [this] { showTitle(); }},
         m_actions);
+    m_exports =
+        std::make_unique<Exports>(*this, m_console, m_settings, m_stage->notices(), m_actions);
     buildPanes();
     connectActions();
     observe();
@@ -54,9 +59,11 @@ std::unique_ptr<QWidget> ConsoleWindow::makeMouseTracking() {
         };
     };
     using starloom::MouseValues;
-    return std::make_unique<KeyboardAndMouseTrackingNSView>(
+    auto view = std::make_unique<KeyboardAndMouseTrackingNSView>(
         change(&MouseValues::setMouseLocation), change(&MouseValues::setLeftMouseDown),
         change(&MouseValues::setRightMouseDown));
+    view->setContent([this] { return m_console.view().pictureRect(); });
+    return view;
 }
 
 void ConsoleWindow::buildPanes() {
@@ -84,10 +91,12 @@ QWidget* ConsoleWindow::buildControls() {
                                   [this] { return m_console.view().framesPerSecond(); }));
     addPictureControls(*pane, m_actions, m_console.view(), m_settings);
     pane->addHeading(tr("Sound"));
-    pane->addControl(new SoundControls(m_actions, m_settings, [](float) {}));
+    pane->addControl(new SoundControls(m_actions, m_settings, m_console.audioEngine(),
+                                       m_console.engine().audioMonitor()));
     pane->addHeading(tr("Export"));
     pane->addButtons({m_actions.exportPicture, m_actions.exportSong});
     pane->addButtons({m_actions.exportVideo, m_actions.savePacked});
+    pane->addControl(m_exports->progressRow());
     pane->finish();
     return pane;
 }
@@ -126,6 +135,7 @@ void ConsoleWindow::connectActions() {
             [this] { m_actions.fullScreen->setChecked(false); });
     connect(m_actions.close, &QAction::triggered, this, &ConsoleWindow::close);
     connect(m_actions.quit, &QAction::triggered, this, &ConsoleWindow::close);
+    connect(m_actions.help, &QAction::triggered, this, &ConsoleWindow::showHelp);
     connect(m_actions.about, &QAction::triggered, this, [this] {
         QMessageBox::about(this, tr("About"),
                            tr("Starloom 42\n\nA fantasy console that lives on your GPU.\n"
@@ -135,6 +145,9 @@ void ConsoleWindow::connectActions() {
 
 // The values change in tasks of the main queue, that is, from the event loop.
 void ConsoleWindow::observe() {
+    m_console.onComplaint([this](const std::string& line) {
+        m_stage->notices().showError(QString::fromStdString(line));
+    });
     auto& engine = m_console.engine();
     m_observations = {
         engine.error().observe([this](const std::string&) { showProgram(); }),
@@ -188,10 +201,31 @@ void ConsoleWindow::setFullScreen(bool full) {
     m_stage->takeFocus();
 }
 
+void ConsoleWindow::showHelp() {
+    if (!m_help)
+        m_help = new HelpWindow(this, help::HelpReference::builtIn(),
+                                [this](const std::string& title, const std::string& source) {
+                                    m_processes.openText(title, source);
+                                });
+    m_help->show();
+    m_help->raise();
+    m_help->activateWindow();
+}
+
 void ConsoleWindow::restoreLayout() {
-    if (!restoreGeometry(m_settings.geometry.get()))
+    if (!restoreGeometry(m_settings.geometry.get())) {
         resize(firstSize);
+        m_fitPicture = true;
+    }
     restoreState(m_settings.panes.get());
+}
+
+// How much room the panes take is known once all have been laid out.
+void ConsoleWindow::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    if (std::exchange(m_fitPicture, false))
+        QTimer::singleShot(0, this,
+                           [this] { resize(size() + m_stage->sizeHint() - m_stage->size()); });
 }
 
 void ConsoleWindow::closeEvent(QCloseEvent* event) {

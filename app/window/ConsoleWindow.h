@@ -12,6 +12,8 @@
 #include "app/stage/Stage.h"
 #include "app/window/Actions.h"
 #include "app/window/DocumentCommands.h"
+#include "app/window/Exports.h"
+#include "app/window/HelpWindow.h"
 #include "app/window/Settings.h"
 
 #include <QDockWidget>
@@ -30,6 +32,7 @@ public:
     DocumentCommands& documents() { return *m_documents; }
 
 protected:
+    void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
@@ -45,6 +48,7 @@ private:
     void showProblem();
     void showTitle();
     void setFullScreen(bool full);
+    void showHelp();
     void restoreLayout();
 
     Settings m_settings;
@@ -56,9 +60,12 @@ private:
     LogPane* m_log;
     SourcePane* m_source;
     std::vector<QDockWidget*> m_panes;
+    QPointer<HelpWindow> m_help; ///< made when first asked for
     QByteArray m_layoutBeforeFullScreen;
     bool m_wasMaximized = false;
+    bool m_fitPicture = false; ///< to its own size, when the window is first shown
     std::unique_ptr<DocumentCommands> m_documents;
+    std::unique_ptr<Exports> m_exports;
     std::vector<platform::Observation> m_observations;
 };
 

@@ -24,10 +24,11 @@ std::optional<fs::path> FileDialogs::askForProgram() {
 }
 
 std::optional<fs::path> FileDialogs::askWhereToSave(const QString& title, const fs::path& proposed,
-                                                    const QString& filter) {
+                                                    const QString& filter, Existing existing) {
     QFileDialog dialog(&m_window, title, m_settings.folder.get(), filter);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
+    dialog.setOption(QFileDialog::DontConfirmOverwrite, existing == Existing::Keep);
     const auto ending = QRegularExpression(R"(\*\.(\w+))").match(filter);
     dialog.setDefaultSuffix(ending.captured(1));
     if (proposed.has_parent_path())

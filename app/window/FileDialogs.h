@@ -23,11 +23,14 @@ public:
     FileDialogs(QWidget& window, Settings& settings) : m_window(window), m_settings(settings) {}
 
     std::optional<std::filesystem::path> askForProgram();
+    /// What the dialog does about a file that has the name already.
+    enum class Existing { AskToReplace, Keep };
     /// `proposed` is a name or a path. The first ending of `filter`, as in "Pictures (*.png
     /// *.exr)", is added to a name without any.
     std::optional<std::filesystem::path> askWhereToSave(const QString& title,
                                                         const std::filesystem::path& proposed,
-                                                        const QString& filter);
+                                                        const QString& filter,
+                                                        Existing existing = Existing::AskToReplace);
 
 private:
     std::optional<std::filesystem::path> remember(const QString& chosen);
