@@ -36,6 +36,9 @@ struct Session {
 /// Prints "starloom: " and the message as a line to standard error.
 ExitStatus fail(const std::string& message);
 
+/// Opens the console's window when there is no subcommand.
+void addWindow(CLI::App& app, Session& session);
+
 // Each adds one subcommand, which runs once the whole command line has been read.
 void addRender(CLI::App& app, Session& session);
 void addSong(CLI::App& app, Session& session);

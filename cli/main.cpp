@@ -18,13 +18,14 @@ int finish(cli::ExitStatus status) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Runs programs of the fantasy console Starloom 42 without a window.", "starloom");
+    CLI::App app("Opens the fantasy console Starloom 42, or runs its programs without a window.",
+                 "starloom");
     cli::Session session;
     app.set_version_flag("--version", "Starloom 42 " SL42_VERSION);
     app.add_option("--device", session.deviceName, "Where programs run: host or vulkan")
         ->check(CLI::IsMember({"host", "vulkan"}));
-    app.require_subcommand(1);
     app.fallthrough(); // options of the whole may also stand after the subcommand
+    cli::addWindow(app, session);
     cli::addRender(app, session);
     cli::addSong(app, session);
     cli::addVideo(app, session);

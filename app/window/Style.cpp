@@ -60,12 +60,13 @@ QLabel#badge { background: rgba(20, 21, 25, 215); color: #ffb4a8; border: 1px so
                border-radius: 11px; padding: 3px 10px; }
 QFrame#notice { background: #22252c; border: 1px solid #3b3f48; border-radius: 8px; }
 QFrame#notice[error="true"] { background: #3a2024; border-color: #8c3f3f; }
-QToolButton { background: #24262c; border: 1px solid #33363e; border-radius: 5px;
-              padding: 5px 8px; }
-QToolButton:hover { background: #2d3038; }
-QToolButton:pressed, QToolButton:checked { background: #345488; border-color: #4a74b8; }
-QToolButton:disabled { color: #5d616a; }
-QToolButton:focus { border-color: #5b8dd6; }
+QScrollArea QToolButton { background: #24262c; border: 1px solid #33363e; border-radius: 5px;
+                          padding: 5px 8px; }
+QScrollArea QToolButton:hover { background: #2d3038; }
+QScrollArea QToolButton:pressed, QScrollArea QToolButton:checked { background: #345488;
+                                                                   border-color: #4a74b8; }
+QScrollArea QToolButton:disabled { color: #5d616a; }
+QScrollArea QToolButton:focus { border-color: #5b8dd6; }
 QFrame#notice QToolButton { background: transparent; border: none; padding: 1px 5px; }
 QSlider::groove:horizontal { height: 4px; background: #2b2e36; border-radius: 2px; }
 QSlider::sub-page:horizontal { background: #4a74b8; border-radius: 2px; }
