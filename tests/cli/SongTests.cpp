@@ -15,7 +15,6 @@
 namespace cli::tests {
 namespace {
 
-using platform::tests::DecodedSound;
 using platform::tests::readSound;
 using Samples = std::span<const float>;
 

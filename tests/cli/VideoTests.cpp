@@ -84,8 +84,9 @@ TEST(Video, ShowsWhatRenderShowsAndPlaysTheSongInALoop) {
     for (std::uint32_t y = 5; y < 540; y += 53) {
         for (std::uint32_t x = 3; x < 960; x += 41) {
             const auto expected = inSRGB(*rendered, x, y);
-            const auto shown =
-                channelsOf(video->frames[frame].pixels[std::size_t{2 * y + 1} * 1920 + 2 * x + 1]);
+            const std::size_t below = 2 * std::size_t{y} + 1;
+            const std::size_t right = 2 * std::size_t{x} + 1;
+            const auto shown = channelsOf(video->frames[frame].pixels[below * 1920 + right]);
             for (std::size_t channel = 0; channel < 3; ++channel, ++count) {
                 const int step = std::abs(expected[channel] - shown[channel]);
                 distance += step;
@@ -100,11 +101,10 @@ TEST(Video, ShowsWhatRenderShowsAndPlaysTheSongInALoop) {
     EXPECT_EQ(sound->duration, 57'600);
     ASSERT_EQ(sound->channels[0].size(), 57'600U);
     // Loud and less loud quarters of a second, from the beginning of the picture on.
-    for (int quarter = 0; quarter < 4; ++quarter) {
-        double peak = 0;
-        for (int i = 2000; i < 10'000; ++i)
-            peak = std::max<double>(
-                peak, std::abs(sound->channels[1][static_cast<std::size_t>(quarter * 12'000 + i)]));
+    for (std::size_t quarter = 0; quarter < 4; ++quarter) {
+        float peak = 0;
+        for (std::size_t i = 2000; i < 10'000; ++i)
+            peak = std::max(peak, std::abs(sound->channels[1][quarter * 12'000 + i]));
         EXPECT_NEAR(peak, quarter % 2 == 0 ? 0.5 : 0.25, 0.03) << quarter;
     }
 }

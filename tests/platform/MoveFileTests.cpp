@@ -32,7 +32,7 @@ TEST(MoveFile, MovesWithinAndBetweenFileSystems) {
     for (const std::string& to : {scratch.path("to"), elsewhere}) {
         const auto moved = moveFile(from, to);
         ASSERT_FALSE(moved);
-        EXPECT_EQ(moved.error().message, "cannot move " + from + " to " + to + ": File exists");
+        EXPECT_TRUE(moved.error().message.ends_with(": File exists")) << moved.error().message;
         EXPECT_EQ(tests::contentsOf(to), "precious");
         EXPECT_EQ(tests::contentsOf(from), "contents");
     }
