@@ -7,12 +7,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace tests {
@@ -35,14 +37,22 @@ inline std::vector<std::string> namesIn(const std::filesystem::path& folder) {
 /// An empty folder that goes away with the object.
 class ScratchFolder {
 public:
-    ScratchFolder() {
-        std::string name =
-            (std::filesystem::temp_directory_path() / "starloom-test-XXXXXX").string();
+    explicit ScratchFolder(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string name = (parent / "starloom-test-XXXXXX").string();
         if (!::mkdtemp(name.data()))
             throw std::runtime_error("cannot make a temporary folder");
         m_folder = name;
     }
-    ~ScratchFolder() { std::filesystem::remove_all(m_folder); }
+    ~ScratchFolder() {
+        std::error_code busy; // programs that the test has started may still be tidying up
+        for (int attempt = 0; attempt < 100; ++attempt) {
+            std::filesystem::remove_all(m_folder, busy);
+            if (!busy)
+                return;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    }
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 

@@ -108,16 +108,14 @@ TEST_F(EditorTest, VimSavesAgainAndAgain) {
 TEST_F(EditorTest, VimAsItComesOpensTheFileThatWeMake) {
     if (!isInstalled("vim"))
         GTEST_SKIP() << "no vim here";
-    std::string runtime = "/var/tmp/starloom-test-XXXXXX"; // anywhere but under /tmp
-    ASSERT_TRUE(::mkdtemp(runtime.data()));
-    ::setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
+    const ::tests::ScratchFolder runtime("/var/tmp"); // anywhere but under /tmp
+    ::setenv("XDG_RUNTIME_DIR", runtime.path("").c_str(), 1);
     const auto made = LiveCodingFile::create("Untitled", "metal", "old", vim("nocompatible"), queue,
                                              log, received());
     ASSERT_TRUE(made) << made.error().message;
     settle(1);
     EXPECT_EQ(texts, std::vector<std::string>{"1\n"});
     ::unsetenv("XDG_RUNTIME_DIR");
-    std::filesystem::remove_all(runtime);
 }
 
 TEST_F(EditorTest, Nano) {
