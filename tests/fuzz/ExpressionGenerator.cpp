@@ -187,6 +187,53 @@ Expr ExpressionGenerator::leaf(Type type, unsigned depth) {
             return *std::move(found);
     if (depth > 0 && m_random.percent(50))
         return convert(type, depth - 1);
+    return m_random.percent(25) ? literal(type) : fromOtherType(type);
+}
+
+Expr ExpressionGenerator::fromInputs(Type type) {
+    if (type.lanes > 1) {
+        Expr e = node(Op::Make, type, 0, {});
+        for (unsigned i = 0; i < type.lanes; ++i)
+            e.args.push_back(fromInputs(type.withLanes(1)));
+        e.range = standardRange(type.scalar);
+        return e;
+    }
+    if (type.scalar == Scalar::Bool)
+        return node(Op::Compare, type, m_random.below(std::size(compareOperators)),
+                    {fromInputs({Scalar::Short}), fromInputs({Scalar::Short})});
+    Expr position = node(Op::Thread, {Scalar::UInt}, m_random.below(2), {});
+    Expr shift = literal({Scalar::UInt});
+    Expr at = node(Op::Binary, {Scalar::UInt}, m_random.percent(70) ? Add : Multiply,
+                   {std::move(position), std::move(shift)});
+    const Scalar other = isFloating(type.scalar) ? type.scalar : Scalar::UInt;
+    const auto source = std::ranges::find(inputTypes, type) != std::end(inputTypes)
+                            ? std::ranges::find(inputTypes, type)
+                            : std::ranges::find(inputTypes, Type{other});
+    Expr e = node(Op::Input, *source, static_cast<unsigned>(source - std::begin(inputTypes)),
+                  {std::move(at)});
+    e.range = standardRange(source->scalar);
+    return *source == type ? e : node(Op::Convert, type, 0, {std::move(e)});
+}
+
+/// Something that is not a constant, from whatever variables there are.
+Expr ExpressionGenerator::fromOtherType(Type type) {
+    if (type.lanes > 1) {
+        Expr e = node(Op::Make, type, 0, {});
+        for (unsigned i = 0; i < type.lanes; ++i)
+            e.args.push_back(leaf(type.withLanes(1), 0));
+        e.range = standardRange(type.scalar);
+        return e;
+    }
+    if (type.isExact())
+        return convert(type, 0);
+    if (type.rough)
+        return node(Op::Convert, type, 0, {leaf({type.scalar}, 0)});
+    if (type.scalar == Scalar::Bool)
+        return node(Op::Compare, type, m_random.below(std::size(compareOperators)),
+                    {leaf({Scalar::UInt}, 0), leaf({Scalar::UInt}, 0)});
+    for (int attempts = 0; attempts < 4; ++attempts)
+        if (auto source = place({m_random.pick(integerTypes)}, 0, false))
+            return node(Op::Convert, type, 0, {*std::move(source)});
     return literal(type);
 }
 

@@ -21,6 +21,8 @@ public:
 
     /// An expression of the type. Exact ones are within standardRange() where `bounded`.
     Expr value(Type type, unsigned depth, bool bounded = true);
+    /// A value of the kernel's inputs, mostly another one in each thread.
+    Expr fromInputs(Type type);
     /// An unsigned number below `count`; sometimes any number where `mayLeave`.
     Expr index(unsigned count, unsigned depth, bool mayLeave = false);
     /// Something of the type that can be assigned to or, for `address`, pointed at.
@@ -41,6 +43,7 @@ private:
     Expr literal(Type type);
     Expr number(Type type, double value) const;
     Expr leaf(Type type, unsigned depth);
+    Expr fromOtherType(Type type);
     std::optional<Expr> input(Type type, unsigned depth);
     Expr convert(Type type, unsigned depth);
     Expr boolean(Type type, unsigned depth);

@@ -98,15 +98,21 @@ public:
         const int limit = secondsPerProgram * static_cast<int>(batchSize);
         fuzz::runIsolated(
             batches, limit, fuzz::warmUpFrontEnd, [&](std::size_t i) { return runBatch(i); },
-            [&](std::size_t i, const std::string& results) { takeResults(i, results); });
+            [&](std::size_t i, const std::string& results) {
+                takeResults(i, results);
+                m_done += sizeOf(i);
+                if (i % 32 == 31) // a long run says how far it is
+                    printSummary();
+            });
         return m_failed;
     }
 
     void printSummary() const {
         const std::chrono::duration<double> time = std::chrono::steady_clock::now() - m_start;
         std::printf("%zu programs at %zu widths, %zu failed, %zu skipped; %.1f programs a second\n",
-                    m_options.count, m_options.widths.size(), m_failed, m_skipped,
-                    static_cast<double>(m_options.count) / time.count());
+                    m_done, m_options.widths.size(), m_failed, m_skipped,
+                    static_cast<double>(m_done) / time.count());
+        std::fflush(stdout);
     }
 
 private:
@@ -183,6 +189,7 @@ private:
 
     const Options& m_options;
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    std::size_t m_done = 0;
     std::size_t m_failed = 0;
     std::size_t m_skipped = 0;
 };

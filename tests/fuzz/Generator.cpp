@@ -95,7 +95,10 @@ private:
             const Variable& v = m_function.variables[i];
             if (v.form == Form::Plain && v.structure < 0)
                 m_function.body.push_back(
-                    {.verb = Verb::Assign, .exprs = {m_expressions.element(i, 1), value(v.type)}});
+                    {.verb = Verb::Assign,
+                     .exprs = {m_expressions.element(i, 1), m_random.percent(80)
+                                                                ? m_expressions.fromInputs(v.type)
+                                                                : value(v.type)}});
         }
     }
 
