@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/simd/AccessGroups.h"
 
+#include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/Instructions.h>
 #include <llvm/IR/Module.h>
@@ -44,6 +45,13 @@ std::int64_t AccessGroup::start() const {
     return std::ranges::min(members, {}, &Member::offset).offset;
 }
 
+std::int64_t AccessGroup::end() const {
+    std::int64_t last = start();
+    for (const Member& member : members)
+        last = std::max(last, member.offset + member.size);
+    return last;
+}
+
 unsigned AccessGroup::words() const {
     unsigned found = 0;
     for (const Member& member : members)
@@ -52,39 +60,56 @@ unsigned AccessGroup::words() const {
     return found;
 }
 
-AccessGroups::AccessGroups(llvm::Function& kernel, const Strides& strides)
-    : m_layout(kernel.getParent()->getDataLayout()) {
-    for (llvm::BasicBlock& block : kernel)
-        scan(block, strides);
+namespace {
+
+/// Whether one access a lane would do for a group of uneven pointers anyway.
+bool isSingleWord(const AccessGroup& group) {
+    return group.members.size() == 1 && group.members[0].size <= wordBytes;
 }
 
-void AccessGroups::scan(llvm::BasicBlock& block, const Strides& strides) {
+bool isWovenVariable(const llvm::Value* pointer, const PrivateMemory& memory) {
+    const auto* variable = llvm::dyn_cast<llvm::AllocaInst>(llvm::getUnderlyingObject(pointer, 0));
+    return variable != nullptr && memory.kind(variable) == PrivateMemory::Kind::Woven;
+}
+
+} // namespace
+
+AccessGroups::AccessGroups(llvm::Function& kernel, const Strides& strides,
+                           const PrivateMemory& memory)
+    : m_layout(kernel.getParent()->getDataLayout()) {
+    for (llvm::BasicBlock& block : kernel)
+        scan(block, strides, memory);
+}
+
+void AccessGroups::scan(llvm::BasicBlock& block, const Strides& strides,
+                        const PrivateMemory& memory) {
     std::vector<AccessGroup> loads;
     std::vector<AccessGroup> stores;
     for (llvm::Instruction& instruction : block) {
         const llvm::Value* pointer = llvm::getLoadStorePointerOperand(&instruction);
+        bool isPart = pointer != nullptr && isSimple(instruction);
         std::optional<std::int64_t> stride;
-        if (pointer != nullptr && isSimple(instruction))
+        if (isPart) {
             stride = strides.of(pointer);
-        const bool isWoven = stride && *stride >= wordBytes && *stride % wordBytes == 0 &&
-                             *stride <= AccessGroup::maxWords * wordBytes;
+            isPart = stride ? *stride >= wordBytes && *stride % wordBytes == 0 &&
+                                  *stride <= AccessGroup::maxWords * wordBytes
+                            : !isWovenVariable(pointer, memory);
+        }
         if (instruction.mayWriteToMemory())
             close(loads);
         if (instruction.mayReadFromMemory())
             close(stores);
-        if (!isWoven) {
-            if (instruction.mayWriteToMemory())
-                close(stores);
-            continue;
-        }
-        add(llvm::isa<llvm::LoadInst>(instruction) ? loads : stores, instruction, *stride);
+        if (isPart)
+            add(llvm::isa<llvm::LoadInst>(instruction) ? loads : stores, instruction, stride);
+        else if (instruction.mayWriteToMemory())
+            close(stores);
     }
     close(loads);
     close(stores);
 }
 
 void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access,
-                       std::int64_t stride) {
+                       std::optional<std::int64_t> stride) {
     llvm::APInt offset(64, 0);
     llvm::Value* root =
         llvm::getLoadStorePointerOperand(&access)->stripAndAccumulateConstantOffsets(
@@ -94,13 +119,13 @@ void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access
     const AccessGroup::Member member{&access, offset.getSExtValue(), size};
     const bool isStore = llvm::isa<llvm::StoreInst>(access);
     for (AccessGroup& group : open) {
-        if (group.root != root || group.stride != stride)
+        if (group.root != root || group.isEven != stride.has_value() ||
+            group.stride != stride.value_or(0))
             continue;
         AccessGroup larger = group;
         larger.members.push_back(member);
-        const bool fits = std::ranges::all_of(larger.members, [&](const AccessGroup::Member& one) {
-            return one.offset + one.size - larger.start() <= stride;
-        });
+        const bool fits =
+            larger.end() - larger.start() <= stride.value_or(AccessGroup::maxWords * wordBytes);
         const bool overlaps =
             std::ranges::any_of(group.members, [&](const AccessGroup::Member& one) {
                 return one.offset < member.offset + member.size &&
@@ -114,13 +139,19 @@ void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access
     // Stores stay in order: what does not belong to the open group ends it.
     if (isStore)
         close(open);
-    open.push_back({.members = {member}, .root = root, .stride = stride, .isStore = isStore});
+    open.push_back({.members = {member},
+                    .root = root,
+                    .stride = stride.value_or(0),
+                    .isEven = stride.has_value(),
+                    .isStore = isStore});
 }
 
 void AccessGroups::close(std::vector<AccessGroup>& open) {
     for (AccessGroup& group : open) {
-        if (!isAligned(group) || !coversWords(group))
+        if (!isAligned(group) || !coversWords(group) || (!group.isEven && isSingleWord(group)))
             continue;
+        if (!group.isEven)
+            group.stride = group.end() - group.start();
         m_all.push_back(std::make_unique<AccessGroup>(std::move(group)));
         for (const AccessGroup::Member& member : m_all.back()->members)
             m_groups[member.access] = m_all.back().get();

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Accesses that together read or write a small structure in each lane, lanes side by side: the four
-// components of a pixel. They are done as whole vectors of memory, woven from or into the lanes.
+// Accesses that together read or write a small structure in each lane: the four components of a
+// pixel. Where the structures of neighbouring lanes lie side by side, they are done as whole
+// vectors of memory, woven from or into the lanes; elsewhere at least as few and as large pieces a
+// lane.
 #pragma once
 
 #include "compute/simd/Strides.h"
@@ -22,11 +24,15 @@ struct AccessGroup {
     static constexpr std::int64_t maxWords = 8;
 
     llvm::SmallVector<Member, 4> members; ///< in program order
-    llvm::Value* root = nullptr;          ///< an even pointer
-    std::int64_t stride = 0;              ///< bytes from lane to lane, a multiple of 4
+    llvm::Value* root = nullptr;          ///< a pointer that differs by lane
+    /// Bytes from lane to lane, a multiple of 4. Unless isEven, the size of the structure: what the
+    /// stride is if it turns out that they lie side by side.
+    std::int64_t stride = 0;
+    bool isEven = true;
     bool isStore = false;
 
     std::int64_t start() const;
+    std::int64_t end() const;
     /// One bit for each word of the structure that a member touches.
     unsigned words() const;
     /// The member in whose place the group is done: no load comes later than it was, no store
@@ -38,14 +44,16 @@ struct AccessGroup {
 
 class AccessGroups {
 public:
-    AccessGroups(llvm::Function& kernel, const Strides& strides);
+    AccessGroups(llvm::Function& kernel, const Strides& strides, const PrivateMemory& memory);
 
     /// The group that an access belongs to; null when it stands alone.
     const AccessGroup* of(const llvm::Instruction* access) const { return m_groups.lookup(access); }
 
 private:
-    void scan(llvm::BasicBlock& block, const Strides& strides);
-    void add(std::vector<AccessGroup>& open, llvm::Instruction& access, std::int64_t stride);
+    void scan(llvm::BasicBlock& block, const Strides& strides, const PrivateMemory& memory);
+    /// `stride`: none for uneven pointers.
+    void add(std::vector<AccessGroup>& open, llvm::Instruction& access,
+             std::optional<std::int64_t> stride);
     void close(std::vector<AccessGroup>& open);
 
     const llvm::DataLayout& m_layout;

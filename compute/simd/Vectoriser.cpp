@@ -76,7 +76,7 @@ public:
             m_tree.emplace(kernel, m_dominators, m_loops, *m_uniformity);
         } while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
         m_strides.emplace(kernel, m_loops, *m_uniformity, m_memory);
-        m_groups.emplace(kernel, *m_strides);
+        m_groups.emplace(kernel, *m_strides, m_memory);
     }
 
     platform::Result<void> check() const {

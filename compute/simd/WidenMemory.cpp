@@ -236,19 +236,100 @@ llvm::Value* WidenMemory::loadEachLane(llvm::Type* type, const Addresses& addres
     return result;
 }
 
-void WidenMemory::loadGroup(const AccessGroup& group, llvm::Value* mask) {
-    llvm::Type* word = m_builder.getInt32Ty();
-    llvm::Value* start = m_builder.CreatePtrAdd(
-        m_values.first(group.root), m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
+llvm::BasicBlock* WidenMemory::newBlock(const char* name) {
+    return llvm::BasicBlock::Create(m_builder.getContext(), name,
+                                    m_builder.GetInsertBlock()->getParent());
+}
+
+WidenMemory::WordList WidenMemory::loadWords(const AccessGroup& group, llvm::Value* start,
+                                             llvm::Value* mask) {
     const auto count = static_cast<unsigned>(group.stride / wordBytes);
-    Words memory;
+    WordList memory;
     for (unsigned part = 0; part < count; ++part)
         memory.push_back(
-            loadRow(word,
+            loadRow(m_builder.getInt32Ty(),
                     m_builder.CreatePtrAdd(start, m_builder.getInt64(part * m_builder.lanes() *
                                                                      std::uint64_t(wordBytes))),
                     weaveMask(m_builder, mask, part, count, group.words())));
-    const Words words = unweave(m_builder, memory);
+    return unweave(m_builder, memory);
+}
+
+/// Two words at a time where both are wanted.
+WidenMemory::WordList WidenMemory::gatherWords(const AccessGroup& group, llvm::Value* pointers,
+                                               llvm::Value* mask) {
+    const auto count = static_cast<unsigned>(group.stride / wordBytes);
+    llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
+    WordList words(count, llvm::PoisonValue::get(word));
+    for (unsigned i = 0; i < count; ++i) {
+        const unsigned wanted = (group.words() >> i) & 3;
+        if ((wanted & 1) == 0)
+            continue;
+        const Addresses place{
+            .pointers = m_builder.CreateGEP(m_builder.getInt8Ty(), pointers,
+                                            m_builder.getInt64(i * std::uint64_t(wordBytes)))};
+        if (wanted == 1) {
+            words[i] = gather(m_builder.getInt32Ty(), place, mask);
+            continue;
+        }
+        llvm::Value* both = gather(m_builder.getInt64Ty(), place, mask);
+        words[i] = m_builder.CreateTrunc(both, word);
+        words[++i] = m_builder.CreateTrunc(
+            m_builder.CreateLShr(both, llvm::ConstantInt::get(both->getType(), 32)), word);
+    }
+    return words;
+}
+
+WidenMemory::Starts WidenMemory::findStarts(const AccessGroup& group, llvm::Value* mask) {
+    Addresses addresses = m_values.addresses(group.root);
+    Starts starts{};
+    starts.pointers =
+        m_builder.CreateGEP(m_builder.getInt8Ty(), m_values.pointers(addresses),
+                            m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
+    // Lanes without a thread may hold anything, but nothing that changes from one look to the next.
+    starts.pointers = m_builder.CreateFreeze(starts.pointers);
+    starts.first = m_builder.CreateExtractElement(starts.pointers, std::uint64_t(0));
+    llvm::Value* row = m_values.pointers({.base = starts.first, .stride = group.stride});
+    llvm::Value* isRow =
+        m_builder.either(m_builder.CreateICmpEQ(starts.pointers, row), m_builder.CreateNot(mask));
+    starts.isRow = m_builder.CreateNot(m_builder.any(m_builder.CreateNot(isRow)));
+    return starts;
+}
+
+WidenMemory::WordList WidenMemory::loadWordsAnywhere(const AccessGroup& group, llvm::Value* mask) {
+    const Starts starts = findStarts(group, mask);
+    llvm::BasicBlock* row = newBlock("row");
+    llvm::BasicBlock* apart = newBlock("apart");
+    llvm::BasicBlock* loaded = newBlock("loaded");
+    m_builder.CreateCondBr(starts.isRow, row, apart);
+    m_builder.SetInsertPoint(row);
+    const WordList together = loadWords(group, starts.first, mask);
+    row = m_builder.GetInsertBlock();
+    m_builder.CreateBr(loaded);
+    m_builder.SetInsertPoint(apart);
+    const WordList gathered = gatherWords(group, starts.pointers, mask);
+    apart = m_builder.GetInsertBlock();
+    m_builder.CreateBr(loaded);
+    m_builder.SetInsertPoint(loaded);
+    WordList words;
+    for (unsigned i = 0; i < together.size(); ++i) {
+        llvm::PHINode* phi = m_builder.CreatePHI(gathered[i]->getType(), 2);
+        phi->addIncoming(together[i], row);
+        phi->addIncoming(gathered[i], apart);
+        words.push_back(phi);
+    }
+    return words;
+}
+
+void WidenMemory::loadGroup(const AccessGroup& group, llvm::Value* mask) {
+    WordList words;
+    if (group.isEven) {
+        llvm::Value* start =
+            m_builder.CreatePtrAdd(m_values.first(group.root),
+                                   m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
+        words = loadWords(group, start, mask);
+    } else {
+        words = loadWordsAnywhere(group, mask);
+    }
     for (const AccessGroup::Member& member : group.members)
         m_values.setWide(member.access, memberFromWords(group, member, words));
 }
@@ -327,14 +408,10 @@ void WidenMemory::scatter(llvm::Value* value, const Addresses& addresses, llvm::
                                      m_builder.CreateExtractElement(pointers, lane), unaligned);
 }
 
-void WidenMemory::storeGroup(const AccessGroup& group, llvm::Value* mask) {
-    const auto count = static_cast<unsigned>(group.stride / wordBytes);
-    Words words(count, nullptr);
-    for (const AccessGroup::Member& member : group.members)
-        memberToWords(group, member, words);
+void WidenMemory::storeWords(const AccessGroup& group, const WordList& words, llvm::Value* start,
+                             llvm::Value* mask) {
+    const auto count = static_cast<unsigned>(words.size());
     const Words memory = weave(m_builder, words);
-    llvm::Value* start = m_builder.CreatePtrAdd(
-        m_values.first(group.root), m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
     for (unsigned part = 0; part < count; ++part) {
         if (memory[part] == nullptr)
             continue;
@@ -342,6 +419,50 @@ void WidenMemory::storeGroup(const AccessGroup& group, llvm::Value* mask) {
             start, m_builder.getInt64(part * m_builder.lanes() * std::uint64_t(wordBytes)));
         storeRow(memory[part], place, weaveMask(m_builder, mask, part, count, group.words()));
     }
+}
+
+void WidenMemory::scatterWords(const AccessGroup& group, const WordList& words,
+                               llvm::Value* pointers, llvm::Value* mask) {
+    llvm::Type* pair = m_builder.wideType(m_builder.getInt64Ty());
+    for (unsigned i = 0; i < words.size(); ++i) {
+        if (words[i] == nullptr)
+            continue;
+        const Addresses place{
+            .pointers = m_builder.CreateGEP(m_builder.getInt8Ty(), pointers,
+                                            m_builder.getInt64(i * std::uint64_t(wordBytes)))};
+        if (((group.words() >> i) & 3) == 1) {
+            scatter(words[i], place, mask);
+            continue;
+        }
+        llvm::Value* upper = m_builder.CreateShl(m_builder.CreateZExt(words[i + 1], pair),
+                                                 llvm::ConstantInt::get(pair, 32));
+        scatter(m_builder.CreateOr(m_builder.CreateZExt(words[i], pair), upper), place, mask);
+        ++i;
+    }
+}
+
+void WidenMemory::storeGroup(const AccessGroup& group, llvm::Value* mask) {
+    WordList words(static_cast<std::size_t>(group.stride / wordBytes), nullptr);
+    for (const AccessGroup::Member& member : group.members)
+        memberToWords(group, member, words);
+    if (group.isEven) {
+        llvm::Value* start =
+            m_builder.CreatePtrAdd(m_values.first(group.root),
+                                   m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
+        return storeWords(group, words, start, mask);
+    }
+    const Starts starts = findStarts(group, mask);
+    llvm::BasicBlock* row = newBlock("row");
+    llvm::BasicBlock* apart = newBlock("apart");
+    llvm::BasicBlock* stored = newBlock("stored");
+    m_builder.CreateCondBr(starts.isRow, row, apart);
+    m_builder.SetInsertPoint(row);
+    storeWords(group, words, starts.first, mask);
+    m_builder.CreateBr(stored);
+    m_builder.SetInsertPoint(apart);
+    scatterWords(group, words, starts.pointers, mask);
+    m_builder.CreateBr(stored);
+    m_builder.SetInsertPoint(stored);
 }
 
 void WidenMemory::memberToWords(const AccessGroup& group, const AccessGroup::Member& member,

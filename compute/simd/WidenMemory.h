@@ -48,6 +48,11 @@ private:
     llvm::Value* gatherBytes(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
     llvm::Value* loadEachLane(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
     void loadGroup(const AccessGroup& group, llvm::Value* mask);
+    /// The words of the structures: side by side from `start` on, or each at its pointer.
+    using WordList = llvm::SmallVector<llvm::Value*, 8>;
+    WordList loadWords(const AccessGroup& group, llvm::Value* start, llvm::Value* mask);
+    WordList gatherWords(const AccessGroup& group, llvm::Value* pointers, llvm::Value* mask);
+    WordList loadWordsAnywhere(const AccessGroup& group, llvm::Value* mask);
     llvm::Value* memberFromWords(const AccessGroup& group, const AccessGroup::Member& member,
                                  llvm::ArrayRef<llvm::Value*> words);
 
@@ -56,6 +61,18 @@ private:
     void storeRow(llvm::Value* value, llvm::Value* base, llvm::Value* mask);
     void scatter(llvm::Value* value, const Addresses& addresses, llvm::Value* mask);
     void storeGroup(const AccessGroup& group, llvm::Value* mask);
+    void storeWords(const AccessGroup& group, const WordList& words, llvm::Value* start,
+                    llvm::Value* mask);
+    void scatterWords(const AccessGroup& group, const WordList& words, llvm::Value* pointers,
+                      llvm::Value* mask);
+    /// Where the structures of an uneven group begin, and whether they lie side by side after all.
+    struct Starts {
+        llvm::Value* pointers;
+        llvm::Value* first;
+        llvm::Value* isRow;
+    };
+    Starts findStarts(const AccessGroup& group, llvm::Value* mask);
+    llvm::BasicBlock* newBlock(const char* name);
     void memberToWords(const AccessGroup& group, const AccessGroup::Member& member,
                        llvm::MutableArrayRef<llvm::Value*> words);
 
