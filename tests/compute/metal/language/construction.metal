@@ -60,6 +60,7 @@ kernel void construct(device float4* out [[buffer(0)]], constant uint& count [[b
     Material other = {half4(0.5h, 1h, 0h, 1.0h), 0.25, true};
     Shape shape = Shape::square;
     float2x2 m = float2x2(1, 2, 3, 4);
+    constexpr int pattern[2][2] = {{0, 2}, {3, 1}};
     half3x3 n = half3x3({1, 0, 0}, {0, 1, 0}, {0, 0, 1});
     float3x3 fromColumns(rgb, rgb.yzx, rgb.zxy);
     int x = second, y{7};
@@ -75,5 +76,5 @@ kernel void construct(device float4* out [[buffer(0)]], constant uint& count [[b
                  float4(float3(n[0]), 1) + float4(fromColumns * rgb, x + y) + small + hex +
                  float(wide) + c + hh * hf + s + float4(st, weights[2], golden) +
                  float4(palette[gid.x % 4], scale) * identity + float(mask) + half_resolution.x +
-                 float(count);
+                 float(count) + pattern[gid.y & 1][gid.x & 1];
 }

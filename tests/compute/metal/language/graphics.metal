@@ -5,6 +5,7 @@
 // kernels.
 #include <metal_stdlib>
 #include <simd/simd.h>
+#include <SwiftUI/SwiftUI_Metal.h>
 using namespace metal;
 
 struct VertexIn {
@@ -15,7 +16,7 @@ struct VertexIn {
 struct VertexOut {
     float4 position [[position]];
     float3 normal;
-    float2 uv;
+    float2 uv [[user(texturecoord)]];
     float size [[point_size]];
     uint layer [[flat]];
 };
@@ -70,19 +71,15 @@ fragment half4 flatColor() {
     return half4(mix(color.rgb, toned, half(amount)), color.a);
 }
 
-[[stitchable]] float2 wave(float2 position, float time, float2 size) {
-    float2 normalized = position / size;
-    position.y += sin(time + normalized.x * 10) * 5 * (1 - distance(normalized, float2(.5)));
-    return position;
-}
-
-[[stitchable]] half4 checkerboard(float2 position, half4 current, float size, half4 replacement) {
-    uint2 at = uint2(position.x / size, position.y / size);
-    bool on = (at.x ^ at.y) & 1;
-    return on ? current * replacement.a : replacement * current.a;
-}
-
-[[stitchable]] half4 rainbow(float2 position, half4 color, float4 bounds, float t) {
-    half angle = atan2(position.y - bounds.w / 2, position.x - bounds.z / 2) + t;
-    return half4(sin(angle), sin(angle + 2), sin(angle + 4), 1) * color.a;
+[[ stitchable ]] half4 ripple(float2 position, SwiftUI::Layer layer, float2 origin, float time, float amplitude) {
+    float dist = length(position - origin);
+    float delay = dist / 1200;
+    time -= delay;
+    time = max(0.0, time);
+    float rippleAmount = amplitude * sin(15 * time) * exp(-8 * time);
+    float2 n = normalize(position - origin);
+    float2 newPosition = position + rippleAmount * n;
+    half4 color = layer.sample(newPosition);
+    color.rgb += 0.3 * (rippleAmount / amplitude) * color.a;
+    return color;
 }

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Programs that reuse the library's names, qualify them or go without the using directive.
+// Programs that reuse the library's names, qualify them, or name its parts.
 #include <metal_stdlib>
+#include <metal_math>
+#include <metal_matrix>
+#include <metal_geometric>
 #include <simd/simd.h>
 using namespace metal;
 
@@ -48,7 +51,8 @@ typedef vector_float2 Texel;
 
 constant int mode [[function_constant(0)]];
 constant bool highQuality [[function_constant(1)]];
-constant int iterations = highQuality ? 64 : 16;
+constant bool modeIsSet = is_function_constant_defined(mode);
+constant int iterations = highQuality && modeIsSet ? 64 : 16;
 
 kernel void names(device Color* out [[buffer(0)]], uint id [[thread_position_in_grid]],
                   uint count [[threads_per_grid]]) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Buffers of structures, atomics, cellular automata, sorting, sound.
+// Buffers of structures, atomics, shared memory and barriers.
 #include <metal_stdlib>
 using namespace metal;
 
@@ -13,6 +13,8 @@ struct Particle {
     ushort flags;
     uchar kind;
     bool alive;
+
+    bool isFast() const device { return length(velocity) > 1; }
 };
 struct Settings {
     float dt;
@@ -54,7 +56,7 @@ kernel void update(device Particle* particles [[buffer(0)]], constant Settings& 
     p.position += p.velocity * settings.dt;
     bounce(p, settings);
     p.life -= settings.dt;
-    p.alive = p.life > 0;
+    p.alive = p.life > 0 && !p.isFast();
     p.color = mix(float3(p.color), float3(1, 0.5, 0), settings.dt);
     p.color.x *= .99;
     p.flags |= 1 << 3;
@@ -77,46 +79,6 @@ kernel void update(device Particle* particles [[buffer(0)]], constant Settings& 
     atomic_exchange_explicit(raw, 1, memory_order_relaxed);
 }
 
-kernel void life(const device uchar* now [[buffer(0)]], device uchar* next [[buffer(1)]],
-                 uint2 gid [[thread_position_in_grid]], uint2 size [[threads_per_grid]]) {
-    int neighbours = 0;
-    for (int y = -1; y <= 1; y++)
-        for (int x = -1; x <= 1; x++)
-            if (x != 0 || y != 0) {
-                uint2 at = (uint2(int2(gid) + int2(x, y)) + size) % size;
-                neighbours += now[at.y * size.x + at.x];
-            }
-    uchar self = now[gid.y * size.x + gid.x];
-    next[gid.y * size.x + gid.x] = neighbours == 3 || (neighbours == 2 && self) ? 1 : 0;
-}
-
-kernel void bitonic(device float* values [[buffer(0)]], constant uint2& stage [[buffer(1)]],
-                    uint id [[thread_position_in_grid]]) {
-    uint other = id ^ stage.y;
-    if (other > id && (values[id] > values[other]) == ((id & stage.x) == 0)) {
-        float t = values[id];
-        values[id] = values[other];
-        values[other] = t;
-    }
-}
-
-constant float notes[] = {0, 2, 4, 5, 7, 9, 11, 12};
-static float saw(float phase) { return 2 * fract(phase) - 1; }
-static float envelope(float t, float attack, float decay) {
-    return min(t / attack, 1.0) * exp(-max(t - attack, 0.0) / decay);
-}
-kernel void synth(device float2* out [[buffer(0)]], constant uint& rate [[buffer(1)]],
-                  uint sample [[thread_position_in_grid]]) {
-    float time = float(sample) / rate;
-    float beat = fract(time * 2);
-    float frequency = 220 * exp2(notes[int(time * 2) % 8] / 12);
-    float tone = saw(frequency * time) * .3 + sin(2 * M_PI_F * frequency * time) * .5;
-    float kick = sin(2 * M_PI_F * 50 * (1 - exp(-beat * 20))) * envelope(beat, .005, .2);
-    float2 pan = float2(cospi(beat / 2), sinpi(beat / 2));
-    float hiss = float(sample * 1103515245u >> 16 & 0x7fff) / 32768 - .5;
-    out[sample] = tanh((tone * pan + kick + hiss * .05) * 1.5);
-}
-
 kernel void reduce(device float* data [[buffer(0)]], threadgroup float* shared [[threadgroup(0)]],
                    uint id [[thread_position_in_grid]], uint local [[thread_index_in_threadgroup]],
                    uint group [[threadgroup_position_in_grid]],
@@ -126,7 +88,7 @@ kernel void reduce(device float* data [[buffer(0)]], threadgroup float* shared [
     for (uint s = width / 2; s > 0; s >>= 1) {
         if (local < s)
             shared[local] += shared[local + s];
-        threadgroup_barrier(mem_flags::mem_threadgroup);
+        threadgroup_barrier(mem_flags::mem_threadgroup | mem_flags::mem_device);
     }
     if (local == 0)
         data[group] = shared[0];

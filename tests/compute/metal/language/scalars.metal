@@ -28,6 +28,8 @@ kernel void mixtures(device float* out [[buffer(0)]], constant half& h [[buffer(
     bool3 low = v < 0.5;
     bool3 other = !low || v > x;
     v = select(v, float3(1), low && other);
+    v = pow(v, 1 / 2.2) + powr(v, 1 / 2.4) + fmod(v, 2) + smoothstep(.1, 0, v) + min(v, 1.);
+    v = v.x > 1 ? 0.2 : 0.8;
     v = select(v, v * 2, v == 0);
     x += any(low) + all(other) + low.x + float(low.y) + (isnan(x) || isinf(x) ? 1 : 0);
     v = select(float3(0.), v, isfinite(v));
