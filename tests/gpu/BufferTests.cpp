@@ -31,22 +31,11 @@ TEST_P(BufferTest, BothModesStartAtZeroAndKeepWhatKernelsWrite) {
     }
 }
 
-TEST_P(BufferTest, HostAndDeviceSeeTheSameMemory) {
-    const auto kernel = pipeline(increment);
-    const auto buffer = bufferOf<std::uint32_t>({10, 20, 30});
-    auto* values = reinterpret_cast<std::uint32_t*>(buffer->contents().data());
-    expectCompleted(*dispatch(kernel, {buffer}, 3));
-    EXPECT_EQ(values[2], 33u);
-    values[2] = 100;
-    expectCompleted(*dispatch(kernel, {buffer}, 3));
-    EXPECT_EQ(values[2], 103u);
-}
-
 TEST_P(BufferTest, OffsetsAndBytesByValue) {
     const auto kernel = pipeline(
         "struct Pair { uint a; float b; };"
         "kernel void run(device float* out [[buffer(0)]], constant Pair& pair [[buffer(1)]],"
-        " constant uchar& step [[buffer(2)]], uint i [[thread_position_in_grid]])"
+        " constant uchar& step [[buffer(30)]], uint i [[thread_position_in_grid]])"
         " { out[i] = pair.a + pair.b * float(i) + float(step); }");
     const auto buffer = device->makeBuffer(64, StorageMode::Shared);
     struct {
@@ -57,11 +46,11 @@ TEST_P(BufferTest, OffsetsAndBytesByValue) {
         encoder.setComputePipelineState(kernel);
         encoder.setBuffer(buffer, 16, 0);
         encoder.setBytes(bytes(pair), 1);
-        encoder.setBytes(bytes(std::uint8_t{7}), 2);
+        encoder.setBytes(bytes(std::uint8_t{7}), 30);
         pair.a = 1000; // already copied
         encoder.dispatchThreads({4, 1, 1}, {4, 1, 1});
         encoder.setBuffer(buffer, 48, 0);
-        encoder.setBytes(bytes(std::uint8_t{9}), 2);
+        encoder.setBytes(bytes(std::uint8_t{9}), 30);
         encoder.dispatchThreads({2, 1, 1}, {4, 1, 1});
     });
     expectCompleted(*commandBuffer);

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "tests/gpu/DeviceTest.h"
 
+#include <array>
+
 using gpu::StorageMode;
 
 namespace test {
@@ -42,24 +44,35 @@ TEST_P(LibraryTest, ReflectionComesFromTheText) {
 }
 
 TEST_P(LibraryTest, FunctionConstantsSpecialise) {
-    const std::string body = "constant int factor [[function_constant(0)]];"
-                             "constant bool negative [[function_constant(1)]];"
-                             "kernel void run(device int* data [[buffer(0)]])"
-                             " { data[0] += negative ? -factor : factor; }";
-    const auto buffer = device->makeBuffer(4, StorageMode::Shared);
-    for (const auto& [factor, negative] : {std::pair(5, false), std::pair(300, true)}) {
+    const struct {
+        const char* name;
+        gpu::DataType type;
+        std::array<std::uint8_t, 4> bytes;
+        float expected;
+    } cases[] = {{"bool", gpu::DataType::Bool, {1, 9, 9, 9}, 1},
+                 {"char", gpu::DataType::Char, {0xFE, 9, 9, 9}, -2},
+                 {"ushort", gpu::DataType::UShort, {0x34, 0x12, 9, 9}, 0x1234},
+                 {"int", gpu::DataType::Int, {0xFE, 0xFF, 0xFF, 0xFF}, -2},
+                 {"half", gpu::DataType::Half, {0x00, 0x3C, 9, 9}, 1},
+                 {"float", gpu::DataType::Float, {0, 0, 0x80, 0x3F}, 1}};
+    for (const auto& c : cases) {
+        const std::string body = "constant " + std::string(c.name) +
+                                 " value [[function_constant(3)]];"
+                                 "constant bool negative [[function_constant(1)]];"
+                                 "kernel void run(device float* data [[buffer(0)]])"
+                                 " { data[0] = negative ? -float(value) : float(value); }";
+        const auto buffer = device->makeBuffer(4, StorageMode::Shared);
         gpu::FunctionConstantValues constants;
-        constants.setConstantValue(0, gpu::DataType::Int, &factor);
-        constants.setBool(1, negative);
-        expectCompleted(*dispatch(pipeline(body, constants), {buffer}, 1));
+        constants.setConstantValue(3, c.type, c.bytes.data());
+        for (const bool negative : {false, true}) {
+            constants.setBool(1, negative);
+            expectCompleted(*dispatch(pipeline(body, constants), {buffer}, 1));
+            EXPECT_EQ(valuesIn<float>(buffer)[0], negative ? -c.expected : c.expected) << c.name;
+        }
+        gpu::FunctionConstantValues incomplete;
+        incomplete.setBool(1, true);
+        EXPECT_FALSE(library(body)->makeFunction("run", incomplete));
     }
-    EXPECT_EQ(valuesIn<std::int32_t>(buffer)[0], 5 - 300);
-
-    gpu::FunctionConstantValues incomplete;
-    incomplete.setBool(1, true);
-    EXPECT_FALSE(library(body)->makeFunction("run", incomplete));
-    incomplete.setBool(0, true);
-    EXPECT_FALSE(library(body)->makeFunction("run", incomplete)) << "of another type";
 }
 
 TEST_P(LibraryTest, OneTextIsCompiledOnce) {
@@ -103,29 +116,6 @@ TEST_P(LibraryTest, MoreTextsThanTheCacheHoldsPassWithoutHarm) {
                                  std::to_string(i % 40) + "; }";
         expectCompleted(*dispatch(pipeline(body), {buffer}, 1));
         ASSERT_EQ(valuesIn<std::int32_t>(buffer)[0], i % 40);
-    }
-}
-
-TEST_P(LibraryTest, EveryThreadOfTheGridRunsOnce) {
-    const auto kernel = pipeline(
-        "kernel void run(device uint* data [[buffer(0)]], uint3 p [[thread_position_in_grid]],"
-        " uint3 n [[threads_per_grid]])"
-        " { data[(p.z * n.y + p.y) * n.x + p.x] += 1 + p.x + 100 * p.y + 10000 * p.z; }");
-    for (const gpu::Size3 grid :
-         {gpu::Size3{1, 1, 1}, gpu::Size3{37, 5, 3}, gpu::Size3{1, 70, 1}, gpu::Size3{64, 1, 4}}) {
-        const auto buffer = device->makeBuffer(
-            std::size_t{4} * grid.width * grid.height * grid.depth, StorageMode::Shared);
-        expectCompleted(*run([&](gpu::ComputeCommandEncoder& encoder) {
-            encoder.setComputePipelineState(kernel);
-            encoder.setBuffer(buffer, 0, 0);
-            encoder.dispatchThreads(grid, {16, 4, 1});
-        }));
-        std::vector<std::uint32_t> expected;
-        for (std::uint32_t z = 0; z < grid.depth; ++z)
-            for (std::uint32_t y = 0; y < grid.height; ++y)
-                for (std::uint32_t x = 0; x < grid.width; ++x)
-                    expected.push_back(1 + x + 100 * y + 10000 * z);
-        EXPECT_EQ(valuesIn<std::uint32_t>(buffer), expected);
     }
 }
 

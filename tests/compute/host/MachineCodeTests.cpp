@@ -16,7 +16,6 @@
 
 #include <fstream>
 #include <numeric>
-#include <thread>
 
 namespace {
 
@@ -101,26 +100,6 @@ TEST(MachineCodeTests, LargeCopiesCallTheList) {
     compiled->run(tests::bind(out), {}, {});
     EXPECT_EQ(out[0], 2048u);
     EXPECT_EQ(out[2047], 4095u);
-}
-
-TEST(MachineCodeTests, SeveralThreadsMayCompileAndRunAtOnce) {
-    const kernel::Program program = tests::makeOneDimensional(R"(
-        %place = getelementptr i32, ptr %out, i32 %x
-        store i32 %x, ptr %place
-        ret void)");
-    std::vector<std::jthread> threads;
-    std::atomic<int> right = 0;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
-            const auto compiled = tests::compile(program);
-            std::vector<std::uint32_t> out(10'000);
-            std::vector<std::uint32_t> expected(10'000);
-            std::iota(expected.begin(), expected.end(), 0u);
-            compiled->run(tests::bind(out), {10'000, 1, 1}, {1, 1, 1});
-            right += out == expected;
-        });
-    threads.clear();
-    EXPECT_EQ(right, 4);
 }
 
 } // namespace
