@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "platform/Timer.h"
 
+#include <cassert>
 #include <utility>
 
 namespace platform {
@@ -13,6 +14,7 @@ Timer::Timer(MainQueue& queue, std::chrono::nanoseconds interval, Tick tick)
                                             .interval = interval,
                                             .tick = std::move(tick),
                                             .due = SteadyClock::now() + interval})) {
+    assert(interval.count() > 0);
     await(m_state);
 }
 

@@ -186,7 +186,7 @@ void AudioRenderer::replaceBufferWithCrossfade(std::shared_ptr<const PCMBuffer> 
     const auto fadingOut = std::exchange(m_playerNode, fadingIn);
 
     constexpr unsigned ticksPerSecond = 60;
-    constexpr std::chrono::nanoseconds interval = std::chrono::seconds(1) / ticksPerSecond;
+    constexpr auto interval = std::chrono::nanoseconds(std::chrono::seconds(1)) / ticksPerSecond;
     const double beat = 60.0 / static_cast<double>(audioSpec.bpm);
     const auto step = static_cast<float>(1.0 / (beat * ticksPerSecond));
     std::erase_if(m_fades, [](const auto& timer) { return !timer.isRunning(); });

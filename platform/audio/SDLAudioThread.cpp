@@ -124,6 +124,8 @@ void Device::open() {
         return fail(SDL_GetError());
     m_failed = false;
     m_pause = firstRetry;
+    // Nothing else from now on: while a sound server restarts, its hardware is not to be taken.
+    SDL_SetHint(SDL_HINT_AUDIODRIVER, SDL_GetCurrentAudioDriver());
     m_stream->onChange({.kind = SDLAudioChange::Kind::Opened,
                         .description = name.empty() ? "default device" : name,
                         .identifier = m_id,
@@ -176,6 +178,9 @@ struct SDLAudioThread::Shared {
 };
 
 void SDLAudioThread::Shared::run() {
+    // SDL's subsystem is one for the whole process: a thread that was left to itself ends first.
+    static std::mutex subsystem;
+    const std::lock_guard alone(subsystem);
     std::unique_lock lock(mutex);
     while (!closing) {
         isNew = false;

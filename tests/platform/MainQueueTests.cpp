@@ -107,7 +107,8 @@ TEST(Timer, DoesNotCatchUp) {
     std::this_thread::sleep_for(std::chrono::milliseconds(325)); // a busy main thread
     while (queue.pump() > 0) {
     }
-    EXPECT_EQ(ticks, 1);
+    EXPECT_GE(ticks, 1);
+    EXPECT_LE(ticks, 2); // of six; the next one may have come by now
 }
 
 TEST(Semaphore, ServesTheQueueWhileItWaits) {

@@ -143,7 +143,9 @@ TEST_F(PlaybackTest, CrossfadesInPhaseOverABeat) {
     output.players[1]->position = 4'711;
     EXPECT_EQ(renderer().sample(), 4'711U);
 
+    const auto start = std::chrono::steady_clock::now();
     serveUntil([&] { return !from.playing; });
+    EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(400));
     ASSERT_EQ(to.volumes.size(), 31U); // half a second of ticks
     for (std::size_t tick = 0; tick <= 30; ++tick) {
         EXPECT_NEAR(to.volumes[tick], static_cast<double>(tick) / 30, 1e-5);
@@ -160,8 +162,8 @@ TEST_F(PlaybackTest, CutsACrossfadeShort) {
     serveUntil([&] { return output.players[1]->volumes.back() > 0.3F; });
     playSong(3);
     const PlayerRecord& second = *output.players[1];
-    EXPECT_EQ(second.volumes.back(), 1.0F); // what was fading in goes out from the full
-    EXPECT_TRUE(output.players[0]->playing);
+    // What was fading in goes out from the full.
+    EXPECT_EQ(*std::max_element(second.volumes.begin(), second.volumes.end()), 1.0F);
     serveUntil([&] { return !output.players[0]->playing; });
     EXPECT_LT(output.players[2]->volumes.back(), 0.5F); // at its next tick
     serveUntil([&] { return !second.playing; });

@@ -92,11 +92,14 @@ TEST_F(SDLAudioTest, PlaysWithoutAnyDevice) {
 
 TEST_F(SDLAudioTest, DoesNotWaitForADeviceThatStalls) {
     play();
-    expectProgress(0.5);
-    server.freeze();
-    ASSERT_TRUE(waitFor("Audio output has stalled, going on in silence"));
-    expectProgress(1);
-    EXPECT_EQ(countOf("Audio output has stalled"), 1U);
+    const auto stalls = [&] { return countOf("Audio output has stalled, going on in silence"); };
+    for (int i = 0; i < 10 && stalls() == 0; ++i) { // only what has played can stall
+        server.thaw();
+        expectProgress(0.5);
+        server.freeze();
+        expectProgress(1);
+    }
+    EXPECT_EQ(stalls(), 1U);
     server.thaw();
     expectProgress(1);
 }
