@@ -43,7 +43,7 @@ int waitFor(pid_t process) {
 } // namespace
 
 // The server writes the number of the display into the pipe once it takes connections.
-XServer::XServer() {
+XServer::XServer(const std::vector<std::string>& arguments) {
     int ends[2];
     if (::pipe2(ends, 0) != 0)
         throw std::runtime_error("cannot make a pipe");
@@ -52,6 +52,7 @@ XServer::XServer() {
     ::fcntl(reading.get(), F_SETFD, FD_CLOEXEC);
     std::vector<std::string> command{"Xvfb",      "-displayfd", std::to_string(writing.get()),
                                      "-nolisten", "tcp",        "-noreset"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
     m_process = spawn(command, {});
     writing.reset();
     for (char digit = 0; ::read(reading.get(), &digit, 1) == 1 && digit != '\n';)

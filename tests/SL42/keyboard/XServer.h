@@ -14,7 +14,8 @@ namespace starloom {
 /// Runs on a free display from construction to destruction. Throws when it cannot be started.
 class XServer {
 public:
-    XServer();
+    /// `arguments` come after its own.
+    explicit XServer(const std::vector<std::string>& arguments = {});
     ~XServer();
     XServer(const XServer&) = delete;
     XServer& operator=(const XServer&) = delete;

@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The console's window as a person meets it: pixels on a screen, keys, the mouse, files.
+#include "tests/app/Desktop.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+namespace app::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+// sRGB keeps greys and has less room than the console's colours, so these stay what they are.
+constexpr Colour black{0, 0, 0};
+constexpr Colour white{255, 255, 255};
+constexpr Colour grey{128, 128, 128};
+constexpr Colour errorNotice{0x3a, 0x20, 0x24}; // behind an error's text
+constexpr Colour badge{0xa8, 0x48, 0x3c};       // around the badge
+
+constexpr const char* whiteProgram = "void fx() { cls(float4(1)); }\n";
+constexpr const char* blackProgram = "void fx() { cls(float4(0, 0, 0, 1)); }\n";
+const std::string greyProgram = "void fx() { float g = 128.0 / 255; cls(float4(g, g, g, 1)); }\n";
+
+class WindowTest : public testing::Test {
+protected:
+    /// Saves as vim does: the old file aside, then a new one.
+    static void saveLikeVim(const std::string& file, const std::string& text) {
+        fs::rename(file, file + "~");
+        std::ofstream(file, std::ios::binary) << text;
+        fs::remove(file + "~");
+    }
+
+    Desktop desktop;
+    const Screen& screen = desktop.screen();
+    const ::tests::ScratchFolder& files = desktop.files();
+};
+
+} // namespace
+
+TEST_F(WindowTest, ShowsTheProgramAndHandsItKeysAndMouse) {
+    const std::string file = files.file("input.metal", R"(void fx() {
+    cls(keydown('a') ? float4(1) : float4(0, 0, 0, 1));
+    circ(mousepos(), 6, float4(float3(mousebutton().x ? 1 : 128.0 / 255), 1));
+}
+void cpu() { registers[MousePointer] = Hide; })");
+    ConsoleProcess console(desktop, {file});
+    ASSERT_TRUE(console.focus()) << console.output();
+    ASSERT_TRUE(desktop.shows(black)) << console.output();
+
+    desktop.act({"keydown", "a"});
+    EXPECT_TRUE(desktop.shows(white));
+    desktop.act({"keyup", "a"});
+    EXPECT_TRUE(desktop.shows(black));
+
+    // The picture is under the pointer, and the pointer itself is hidden.
+    for (const int x : {200, 700}) {
+        const int y = 150 + x / 4;
+        desktop.act({"mousemove", std::to_string(x), std::to_string(y)});
+        EXPECT_TRUE(eventually([&] { return screen.at(x, y) == grey; })) << x;
+    }
+    desktop.act({"mousedown", "1"});
+    EXPECT_TRUE(eventually([&] { return screen.at(700, 325) == white; }));
+    desktop.act({"mouseup", "1"});
+    EXPECT_TRUE(eventually([&] { return screen.at(700, 325) == grey; }));
+}
+
+TEST_F(WindowTest, FollowsAnEditorFromSaveToPicture) {
+    const std::string file = files.file("live.metal", whiteProgram);
+    ConsoleProcess console(desktop, {file});
+    ASSERT_TRUE(desktop.shows(white)) << console.output();
+
+    std::vector<double> latencies;
+    for (int save = 0; save < 6; ++save) {
+        // Every text is new to the compiler; alternating colours tell the pictures apart.
+        const bool toBlack = save % 2 == 0;
+        const auto start = Clock::now();
+        saveLikeVim(file, (toBlack ? blackProgram : whiteProgram) + ("// " + std::to_string(save)));
+        ASSERT_TRUE(desktop.shows(toBlack ? black : white)) << console.output();
+        latencies.push_back(
+            std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+    }
+    std::sort(latencies.begin(), latencies.end());
+    std::cout << "From the editor's save to the picture: " << latencies.front() << " to "
+              << latencies.back() << " ms, median " << latencies[3] << " ms\n";
+
+    // What does not compile leaves the picture alone, and a badge says so.
+    saveLikeVim(file, "void fx() { cls(nonsense); }\n");
+    EXPECT_TRUE(eventually([&] { return screen.holds(badge, 0, 0, 200, 80); }));
+    EXPECT_EQ(desktop.picture(), white);
+    saveLikeVim(file, greyProgram);
+    EXPECT_TRUE(desktop.shows(grey));
+    EXPECT_TRUE(eventually([&] { return !screen.holds(badge, 0, 0, 200, 80); }));
+}
+
+TEST_F(WindowTest, EditsSavesAndReopensADocument) {
+    const std::string editor = files.file("editor", "#!/bin/sh\nmv \"$1\" \"$1~\"\nprintf '%s' '" +
+                                                        greyProgram + "' >\"$1\"\n");
+    fs::permissions(editor, fs::perms::owner_all);
+    const std::string document = files.path("show.sl42");
+    const std::string text = files.file("show.metal", whiteProgram);
+    {
+        ConsoleProcess packing(desktop, {"pack", text, "-o", document});
+        ASSERT_TRUE(eventually([&] { return !packing.isRunning(); }));
+    }
+    {
+        ConsoleProcess console(desktop, {document});
+        ASSERT_TRUE(console.focus()) << console.output();
+        ASSERT_TRUE(desktop.shows(white)) << console.output();
+        desktop.press("ctrl+e");
+        ASSERT_TRUE(desktop.shows(grey)) << console.output();
+        const std::string before = ::tests::contentsOf(document);
+        desktop.press("ctrl+s");
+        ASSERT_TRUE(eventually([&] { return ::tests::contentsOf(document) != before; }));
+        desktop.press("ctrl+w"); // nothing is left to ask about
+        EXPECT_TRUE(eventually([&] { return !console.isRunning(); })) << console.output();
+    }
+    ConsoleProcess again(desktop, {document});
+    EXPECT_TRUE(desktop.shows(grey)) << again.output();
+    ConsoleProcess unpacking(desktop, {"unpack", document});
+    ASSERT_TRUE(eventually([&] { return !unpacking.isRunning(); }));
+    EXPECT_EQ(unpacking.output() + "\n", greyProgram);
+}
+
+// A frame takes much longer than a refresh of the display here, and three of them are in flight.
+TEST_F(WindowTest, StaysResponsiveWhileTheDeviceIsSlow) {
+    // Each step waits for the one before it, on one core, so that no device is good at it.
+    const std::string file = files.file("slow.metal", R"(void cpu() {
+    if (core != 0)
+        return;
+    float sum = 0;
+    for (int i = 0; i < 60000000; ++i)
+        sum = fract(sum * 1.1 + 0.3);
+    poke32(peek32<int>(0) + 1 + int(sum * 1e-6), 0);
+}
+void fx() { cls(float4(float3(peek32<int>(0) % 2), 1)); }
+)");
+    ConsoleProcess console(desktop, {file});
+    ASSERT_TRUE(console.focus()) << console.output();
+    const auto timeUntil = [](const std::function<bool()>& holds) {
+        const auto start = Clock::now();
+        EXPECT_TRUE(eventually(holds));
+        return Clock::now() - start;
+    };
+    ASSERT_TRUE(desktop.shows(white)) << console.output(); // every other frame
+    ASSERT_TRUE(desktop.shows(black));
+    const auto frame = std::max(timeUntil([&] { return desktop.picture() == white; }),
+                                timeUntil([&] { return desktop.picture() == black; }));
+
+    // Empty room in the controls; without them the source is there.
+    const auto controls = [&] { return screen.at(1100, 640) == Colour{0x17, 0x18, 0x1c}; };
+    std::vector<Clock::duration> responses;
+    for (int press = 0; press < 5; ++press) {
+        const bool there = controls();
+        const auto start = Clock::now();
+        desktop.press("ctrl+1");
+        EXPECT_TRUE(eventually([&] { return controls() != there; }));
+        responses.push_back(Clock::now() - start);
+    }
+    std::sort(responses.begin(), responses.end());
+    const auto inMilliseconds = [](Clock::duration time) {
+        return std::chrono::duration<double, std::milli>(time).count();
+    };
+    std::cout << "A frame takes " << inMilliseconds(frame) << " ms, an answer to a key "
+              << inMilliseconds(responses[2]) << " ms\n";
+    EXPECT_LT(responses[2], frame);
+}
+
+TEST_F(WindowTest, OtherDocumentsEndWithoutATrace) {
+    files.file("broken.sl42", "This is no document at all.");
+    const std::string file = files.file("calm.metal", whiteProgram);
+    ConsoleProcess console(desktop, {file});
+    ASSERT_TRUE(console.focus()) << console.output();
+    ASSERT_TRUE(desktop.shows(white)) << console.output();
+
+    desktop.press("ctrl+o");
+    ASSERT_TRUE(eventually([&] { return desktop.hasWindow(console.id(), "^Open$"); }));
+    desktop.act({"search", "--all", "--onlyvisible", "--pid", std::to_string(console.id()),
+                 "--name", "^Open$", "windowfocus", "%1"});
+    desktop.act({"type", files.path("broken.sl42")});
+    desktop.press("Return");
+    // The other process prints its message and ends; this one says so, and is otherwise as before.
+    EXPECT_TRUE(eventually([&] { return screen.holds(errorNotice, 100, 30, 900, 90); }))
+        << console.output();
+    EXPECT_EQ(desktop.picture(), white);
+    saveLikeVim(file, blackProgram);
+    EXPECT_TRUE(desktop.shows(black));
+}
+
+TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {
+    const std::string editor = files.file("editor", "#!/bin/sh\nprintf '%s' '" + greyProgram +
+                                                        "' >\"$1.new\"\n"
+                                                        "mv \"$1.new\" \"$1\"\n");
+    fs::permissions(editor, fs::perms::owner_all);
+    {
+        ConsoleProcess console(desktop, {});
+        ASSERT_TRUE(console.focus()) << console.output();
+        desktop.press("ctrl+e");
+        ASSERT_TRUE(desktop.shows(grey)) << console.output();
+        console.kill(SIGKILL);
+    }
+    ASSERT_TRUE(eventually([&] { return desktop.picture() != grey; }));
+    ConsoleProcess next(desktop, {});
+    ASSERT_TRUE(eventually([&] { return desktop.hasWindow(next.id(), "^Recover$"); }))
+        << next.output();
+    desktop.act({"search", "--all", "--onlyvisible", "--pid", std::to_string(next.id()), "--name",
+                 "^Recover$", "windowfocus", "%1"});
+    desktop.press("Return");
+    EXPECT_TRUE(desktop.shows(grey)) << next.output();
+    // The recovered document has a process of its own, which nobody here has started.
+    const std::string owner =
+        desktop.ask("search --onlyvisible --name '^Untitled' getwindowpid %@");
+    for (std::istringstream numbers(owner); pid_t process = 0;) {
+        if (!(numbers >> process))
+            break;
+        if (process != next.id())
+            ::kill(process, SIGTERM);
+    }
+}
+
+} // namespace app::tests
