@@ -101,16 +101,5 @@ TEST_P(FaultTest, ExcessiveStackIsContained) {
     expectRecovered();
 }
 
-TEST_P(FaultTest, RecursionIsRefusedByTheCompiler) {
-    const std::string f = "uint f(uint n) { return n < 2 ? n : ";
-    const std::string kernel = "; } kernel void run(device uint* data [[buffer(0)]])"
-                               " { data[0] = f(data[0]); }";
-    const auto refused = device->makeLibrary(text(f + "f(n - 1) + f(n - 2)" + kernel));
-    ASSERT_FALSE(refused);
-    EXPECT_NE(refused.error().message.find("program_source:3:"), std::string::npos)
-        << refused.error().message;
-    EXPECT_TRUE(device->makeLibrary(text(f + "n * n" + kernel)));
-}
-
 } // namespace
 } // namespace test

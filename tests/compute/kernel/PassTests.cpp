@@ -108,27 +108,6 @@ TEST(PassTests, AdoptHostTargetForgetsPromises) {
     EXPECT_TRUE(contains(text, "x86_64") || contains(text, "aarch64"));
 }
 
-TEST(PassTests, InlineCallsLeavesNoCall) {
-    Bench bench(tests::makeOneDimensional(R"(
-        %slot = alloca ptr
-        store ptr @twice, ptr %slot
-        %f = load ptr, ptr %slot
-        %a = call spir_func i32 %f(i32 %x)
-        %b = call spir_func i32 @four(i32 %a)
-        store i32 %b, ptr %out
-        ret void)",
-                                          R"(
-        define spir_func i32 @twice(i32 %v) { %r = add i32 %v, %v ret i32 %r }
-        define spir_func i32 @four(i32 %v) {
-            %a = call spir_func i32 @twice(i32 %v)
-            %b = call spir_func i32 @twice(i32 %a)
-            ret i32 %b
-        })"));
-    ASSERT_EQ(bench.run(untilInlined), "");
-    for (llvm::Instruction& instruction : llvm::instructions(bench.entry()))
-        EXPECT_FALSE(llvm::isa<llvm::CallInst>(instruction)) << bench.text();
-}
-
 TEST(PassTests, WhatConstantsMakeDeadIsNotInlined) {
     // The mode reaches @pick as an argument, and @missing is called in a branch that it excludes.
     Bench bench(tests::makeOneDimensional(R"(

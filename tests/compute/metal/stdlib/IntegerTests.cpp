@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Integer functions against references that work bit by bit in 128 bits, and packed colours.
+// Integer functions at the ends of their ranges, against references that work bit by bit in 128
+// bits (random programs try them everywhere else), and packed colours.
 #include <metal_stdlib>
 
 #include <gtest/gtest.h>
@@ -10,8 +11,6 @@
 #include <vector>
 
 namespace {
-
-using metal::all;
 
 using Wide = __int128;
 
@@ -51,9 +50,6 @@ TYPED_TEST(IntegerTest, PairsMatchWideArithmetic) {
             const Wide upper = T(-1) > T(0) ? Wide(((unsigned __int128)x * y) >> this->width)
                                             : (x * y) >> this->width;
             EXPECT_EQ(metal::mulhi(a, b), T(upper));
-            EXPECT_EQ(metal::min(a, b), x < y ? a : b);
-            EXPECT_EQ(metal::clamp(a, T(0), b > T(0) ? b : T(0)),
-                      T(x<0 ? 0 : x>(y > 0 ? y : 0) ? (y > 0 ? y : 0) : x));
             if (this->width < 64)
                 EXPECT_EQ(metal::madsat(a, b, T(7)), this->saturated(x * y + 7));
         }
@@ -84,35 +80,9 @@ TYPED_TEST(IntegerTest, BitsMatchCounting) {
     }
 }
 
-TYPED_TEST(IntegerTest, FieldsMatchTheirBits) {
-    using T = TypeParam;
-    for (T a : this->values())
-        for (uint offset = 0; offset <= uint(this->width); offset += 3)
-            for (uint bits = 0; bits <= uint(this->width) - offset; bits += 2) {
-                const T field = metal::extract_bits(a, offset, bits);
-                const T merged = metal::insert_bits(T(~a), a, offset, bits);
-                for (uint i = 0; i < uint(this->width); ++i) {
-                    const bool sign =
-                        bits > 0 && T(-1) < T(0) && this->bit(a, int(offset + bits - 1));
-                    const bool expected = i < bits ? this->bit(a, int(offset + i)) : sign;
-                    EXPECT_EQ(this->bit(field, int(i)), expected);
-                    const bool inside = i >= offset && i < offset + bits;
-                    EXPECT_EQ(this->bit(merged, int(i)),
-                              inside ? this->bit(a, int(i - offset)) : !this->bit(a, int(i)));
-                }
-            }
-}
-
-TEST(Integer, VectorsGoLaneByLane) {
-    EXPECT_TRUE(all(metal::popcount(uint3(0, 7, ~0u)) == uint3(0, 3, 32)));
-    EXPECT_TRUE(all(metal::rotate(uint2(1, 0x80000000u), 1) == uint2(2, 1)));
-    EXPECT_TRUE(all(metal::abs(int4(-1, 2, -3, 4)) == int4(1, 2, 3, 4)));
-    EXPECT_TRUE(all(metal::extract_bits(uint2(0xabcd, 0x1234), 4, 8) == uint2(0xbc, 0x23)));
-    EXPECT_TRUE(all(metal::insert_bits(uint2(0), uint2(3, 1), 4, 1) == uint2(16)));
+TEST(Integer, MultipliesNumbersOf24Bits) {
     EXPECT_EQ(metal::mul24(0x01000002, 3), 6);
     EXPECT_EQ(metal::mad24(-5, 7, 1), -34);
-    EXPECT_EQ(as_type<uint>(1.0f), 0x3f800000u);
-    EXPECT_TRUE(all(as_type<ushort2>(0x00020001u) == ushort2(1, 2)));
 }
 
 TEST(Packing, EveryCodeSurvivesARoundTrip) {

@@ -35,19 +35,8 @@ static_assert(uint(__sl42::textureFormat::rgba32Float) == uint(TextureFormat::RG
 using Color = std::array<double, 4>;
 
 int bytesOf(TextureFormat format) {
-    switch (format) {
-    case TextureFormat::R8Unorm:
-        return 1;
-    case TextureFormat::RG8Unorm:
-        return 2;
-    case TextureFormat::RGBA8Unorm:
-        return 4;
-    case TextureFormat::RGBA16Float:
-        return 8;
-    case TextureFormat::RGBA32Float:
-        return 16;
-    }
-    return 0;
+    constexpr int bytes[] = {1, 2, 4, 8, 16};
+    return bytes[std::size_t(format)];
 }
 
 /// A mipmapped texture with arbitrary contents and padded rows.
@@ -82,32 +71,23 @@ public:
         const auto& l = m_view.levels[level];
         const std::byte* p =
             l.pixels + std::size_t(y) * l.bytesPerRow + std::size_t(x * bytesOf(m_view.format));
+        if (m_view.format == TextureFormat::RGBA16Float)
+            return numbersAt<half>(p);
+        if (m_view.format == TextureFormat::RGBA32Float)
+            return numbersAt<float>(p);
         Color c = {0, 0, 0, 1};
-        for (int i = 0; i < 4; ++i)
-            switch (m_view.format) {
-            case TextureFormat::R8Unorm:
-            case TextureFormat::RG8Unorm:
-            case TextureFormat::RGBA8Unorm:
-                if (i < bytesOf(m_view.format))
-                    c[std::size_t(i)] = double(p[i]) / 255;
-                break;
-            case TextureFormat::RGBA16Float: {
-                half v;
-                std::memcpy(&v, p + 2 * i, 2);
-                c[std::size_t(i)] = double(v);
-                break;
-            }
-            case TextureFormat::RGBA32Float: {
-                float v;
-                std::memcpy(&v, p + 4 * i, 4);
-                c[std::size_t(i)] = double(v);
-                break;
-            }
-            }
+        for (std::size_t i = 0; i < std::size_t(bytesOf(m_view.format)); ++i)
+            c[i] = double(p[i]) / 255;
         return c;
     }
 
 private:
+    template <class T>
+    static Color numbersAt(const std::byte* p) {
+        T v[4];
+        std::memcpy(v, p, sizeof v);
+        return {double(v[0]), double(v[1]), double(v[2]), double(v[3])};
+    }
     void fillWithNumbers(int level) {
         const auto& l = m_view.levels[level];
         for (std::uint32_t y = 0; y < l.height; ++y)
