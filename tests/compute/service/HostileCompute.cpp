@@ -4,6 +4,7 @@
 // Not a service: answers the console with whatever SL42_HOSTILE names.
 #include "compute/protocol/Channel.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -48,7 +49,8 @@ LibraryCompiled compiled(RequestId id) {
     return answer;
 }
 
-void answerCompiling(const std::function<Bytes(RequestId)>& answer) {
+/// Calls `answer` for every question about compiling.
+void answerCompiling(const std::function<void(RequestId)>& answer) {
     send(reply(Ready{protocolVersion, 2}));
     while (true) {
         const auto received = channel().receive(Channel::Descriptors::Accept, true);
@@ -56,8 +58,17 @@ void answerCompiling(const std::function<Bytes(RequestId)>& answer) {
             return;
         const auto request = decode<Request>(received.bytes);
         if (request && questionIn(*request).value != 0)
-            send(answer(questionIn(*request)));
+            answer(questionIn(*request));
     }
+}
+
+/// Gives every question about compiling its answer with these bytes changed.
+void answerWith(void (*change)(Bytes&)) {
+    answerCompiling([change](RequestId id) {
+        Bytes bytes = reply(compiled(id));
+        change(bytes);
+        send(bytes);
+    });
 }
 
 void waitForEver() {
@@ -65,86 +76,47 @@ void waitForEver() {
         ::pause();
 }
 
+void sendAndWait(std::initializer_list<Bytes> messages) {
+    for (const Bytes& message : messages)
+        send(message);
+    waitForEver();
+}
+
+void closeAndWait() {
+    ::shutdown(serviceSocket, SHUT_RDWR);
+    waitForEver();
+}
+
+void sendTooMuchAtOnce() {
+    (void)::send(serviceSocket, Bytes(maxInlineMessage + 2).data(), maxInlineMessage + 2, 0);
+    waitForEver();
+}
+
+void flood(RequestId id) {
+    for (int i = 0; i < 1001; ++i)
+        send(reply(compiled(id)));
+}
+
 const std::map<std::string, std::function<void()>> behaviours = {
     {"exit", [] {}},
-    {"close",
-     [] {
-         ::shutdown(serviceSocket, SHUT_RDWR);
-         waitForEver();
-     }},
-    {"other-version",
-     [] {
-         send(reply(Ready{protocolVersion + 1, 2}));
-         waitForEver();
-     }},
-    {"garbage",
-     [] {
-         send(Bytes(100, std::byte{0xA5}));
-         waitForEver();
-     }},
-    {"empty-packet",
-     [] {
-         send({});
-         waitForEver();
-     }},
+    {"close", closeAndWait},
+    {"other-version", [] { sendAndWait({reply(Ready{protocolVersion + 1, 2})}); }},
+    {"garbage", [] { sendAndWait({Bytes(100, std::byte{0xA5})}); }},
+    {"empty-packet", [] { sendAndWait({Bytes()}); }},
     {"twice-ready",
-     [] {
-         send(reply(Ready{protocolVersion, 2}));
-         send(reply(Ready{protocolVersion, 2}));
-         waitForEver();
-     }},
-    {"oversized",
-     [] {
-         (void)::send(serviceSocket, Bytes(maxInlineMessage + 2).data(), maxInlineMessage + 2, 0);
-         waitForEver();
-     }},
-    {"truncated",
-     [] {
-         answerCompiling([](RequestId id) {
-             auto bytes = reply(compiled(id));
-             bytes.resize(bytes.size() / 2);
-             return bytes;
-         });
-     }},
-    {"trailing",
-     [] {
-         answerCompiling([](RequestId id) {
-             auto bytes = reply(compiled(id));
-             bytes.push_back({});
-             return bytes;
-         });
-     }},
-    {"other-id",
-     [] { answerCompiling([](RequestId id) { return reply(compiled({id.value + 1})); }); }},
-    {"other-kind",
-     [] {
-         answerCompiling([](RequestId id) {
-             return reply(FunctionChecked{.request = id, .succeeded = true, .message = {}});
-         });
-     }},
-    {"unknown-job",
-     [] {
-         answerCompiling([](RequestId) {
-             return reply(JobDone{.job = {99}, .succeeded = true, .message = {}});
-         });
-     }},
+     [] { sendAndWait({reply(Ready{protocolVersion, 2}), reply(Ready{protocolVersion, 2})}); }},
+    {"oversized", sendTooMuchAtOnce},
+    {"truncated", [] { answerWith([](Bytes& bytes) { bytes.resize(bytes.size() / 2); }); }},
+    {"trailing", [] { answerWith([](Bytes& bytes) { bytes.push_back({}); }); }},
     {"huge-count",
-     [] {
-         answerCompiling([](RequestId id) {
-             auto bytes = reply(compiled(id));
-             for (std::size_t i = 10; i < 14; ++i)
-                 bytes[i] = std::byte{0xFF};
-             return bytes;
-         });
-     }},
-    {"flood",
-     [] {
-         answerCompiling([](RequestId id) {
-             for (int i = 0; i < 1000; ++i)
-                 send(reply(compiled(id)));
-             return reply(compiled(id));
-         });
-     }},
+     [] { answerWith([](Bytes& bytes) { std::fill_n(&bytes[10], 4, std::byte{0xFF}); }); }},
+    {"other-id",
+     [] { answerCompiling([](RequestId id) { send(reply(compiled({id.value + 1}))); }); }},
+    {"other-kind",
+     [] { answerCompiling([](RequestId id) { send(reply(FunctionChecked{id, true, {}})); }); }},
+    {"unknown-job",
+     [] { answerCompiling([](RequestId) { send(reply(JobDone{{99}, true, {}})); }); }},
+    {"flood", [] { answerCompiling(flood); }},
 };
 
 } // namespace
