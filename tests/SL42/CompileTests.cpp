@@ -17,7 +17,7 @@ protected:
         forget();
         drawFrame();
         std::vector<std::string> names;
-        for (const auto& dispatch : fake::dispatches(*commandBuffers("Render").at(0)))
+        for (const auto& dispatch : commandBuffers("Render").at(0)->dispatches)
             names.push_back(dispatch.kernel);
         return names;
     }

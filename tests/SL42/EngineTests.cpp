@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Time, frames in flight, input and reset.
-#include "platform/keyboard/FocusKeyStateSource.h"
+// Time, frames in flight and reset.
 #include "tests/SL42/ConsoleFixture.h"
 
 #include <chrono>
@@ -34,7 +33,7 @@ TEST_F(EngineTest, TimeLoopsWithTheSong) {
     }
     forget();
     drawFrame();
-    const auto video = fake::dispatches(*commandBuffers("Render").at(0)).at(0);
+    const auto video = commandBuffers("Render").at(0)->dispatches.at(0);
     EXPECT_EQ(fake::boundValue<float>(video, 2), 1.0F);
     EXPECT_EQ(fake::boundValue<std::uint32_t>(video, 3), 48'000U);
 }
@@ -101,6 +100,16 @@ TEST_F(EngineDeathTest, NeedsADevice) {
     EXPECT_DEATH(start(""), "Fatal error: There is no GPU device");
 }
 
+TEST_F(EngineDeathTest, NeedsMemory) {
+    device->buffersLeft = 6;
+    EXPECT_DEATH(start(""), "Fatal error: Couldn't allocate virtual machine buffers\n");
+    device->buffersLeft = 7;
+    EXPECT_DEATH(start(""), "Fatal error: Couldn't allocate audio memory\n");
+    device->buffersLeft = 100; // the song's samples can be counted, but not its bytes
+    EXPECT_DEATH(start("int4 music = {1, 1000000, 1000000, 1};"),
+                 "Fatal error: Couldn't allocate audio memory\n");
+}
+
 TEST_F(EngineTest, ThreeFramesAreInFlightAtMost) {
     start("void fx() {}");
     settle();
@@ -134,45 +143,6 @@ TEST_F(EngineTest, PointerFollowsItsRegister) {
     drawFrame();
     EXPECT_TRUE(view().showCursor());
     EXPECT_EQ(view().cursorUpdates, updates + 2);
-}
-
-TEST_F(EngineTest, MouseReachesTheMachine) {
-    start("void fx() {}");
-    settle();
-    MouseValues values;
-    values.setMouseLocation({0.5, 1});
-    values.setLeftMouseDown(true);
-    engine->setMouseValues(values);
-    const auto mouse = engine->machine().mouseBuffer;
-    std::array<float, 2> location{};
-    std::memcpy(location.data(), mouse->contents().data(), sizeof location);
-    EXPECT_EQ(location, (std::array<float, 2>{480, 540}));
-    const auto flags = [&] {
-        return std::array<int, 4>{byteAt(mouse, 8), byteAt(mouse, 9), byteAt(mouse, 10),
-                                  byteAt(mouse, 11)};
-    };
-    EXPECT_EQ(flags(), (std::array<int, 4>{1, 0, 1, 0}));
-    // A completed frame ends the left click and leaves the right click set.
-    drawFrame();
-    EXPECT_EQ(flags(), (std::array<int, 4>{1, 0, 0, 1}));
-    EXPECT_TRUE(engine->mouseValues().mouseDataStruct().rightMouseClick);
-}
-
-TEST_F(EngineTest, KeyboardReachesTheMachine) {
-    start("void fx() {}");
-    const auto source = std::make_shared<platform::FocusKeyStateSource>();
-    source->press(1, 'a', false);
-    engine->keyboard().setSource(source);
-    const auto keys = [this](std::size_t index) {
-        return byteAt(engine->machine().keyboardBuffer, index);
-    };
-    drawFrame();
-    EXPECT_EQ(keys('a'), 1);
-    EXPECT_EQ(keys('b'), 0);
-    EXPECT_EQ(keys(128 + 'a'), 1);
-    drawFrame();
-    EXPECT_EQ(keys('a'), 1);
-    EXPECT_EQ(keys(128 + 'a'), 0);
 }
 
 TEST_F(EngineTest, GoesAwayWithFramesInFlight) {

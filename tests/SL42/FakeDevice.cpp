@@ -88,15 +88,14 @@ class ComputeEncoder final : public gpu::ComputeCommandEncoder {
 public:
     ComputeEncoder(CommandBuffer& owner, const Device& device) : m_owner(owner), m_device(device) {}
 
-    void setLabel(std::string label) override { m_state.encoderLabel = std::move(label); }
+    void setLabel(std::string) override {}
     void setComputePipelineState(std::shared_ptr<gpu::ComputePipelineState> pipeline) override {
         const auto& kernel = static_cast<const Pipeline&>(*pipeline).kernel;
         m_state.kernel = kernel->name;
         m_state.constants = kernel->constants;
     }
-    void setBuffer(std::shared_ptr<gpu::Buffer> buffer, std::size_t offset,
-                   std::uint32_t index) override {
-        m_state.buffers[index] = {std::move(buffer), offset};
+    void setBuffer(std::shared_ptr<gpu::Buffer> buffer, std::size_t, std::uint32_t index) override {
+        m_state.buffers[index] = std::move(buffer);
     }
     void setBuffers(std::span<const std::shared_ptr<gpu::Buffer>> buffers,
                     std::uint32_t firstIndex) override {
@@ -112,7 +111,7 @@ public:
     void dispatchThreads(gpu::Size3 threads, gpu::Size3 group) override {
         m_state.threads = threads;
         m_state.group = group;
-        m_owner.commands.emplace_back(m_state);
+        m_owner.dispatches.push_back(m_state);
         if (m_state.kernel == "audio")
             writeAudio();
     }
@@ -120,7 +119,7 @@ public:
 
 private:
     void writeAudio() {
-        const auto memory = m_state.buffers.at(7).buffer->contents();
+        const auto memory = m_state.buffers.at(7)->contents();
         for (std::size_t at = 0; at < memory.size(); at += sizeof(float))
             std::memcpy(memory.data() + at, &m_device.audioValue, sizeof(float));
     }
@@ -132,18 +131,12 @@ private:
 
 class BlitEncoder final : public gpu::BlitCommandEncoder {
 public:
-    explicit BlitEncoder(CommandBuffer& owner) : m_owner(owner) {}
     void setLabel(std::string) override {}
-    void fill(std::shared_ptr<gpu::Buffer> buffer, gpu::Range range, std::uint8_t value) override {
-        m_owner.commands.emplace_back(Fill{std::move(buffer), range, value});
-    }
+    void fill(std::shared_ptr<gpu::Buffer>, gpu::Range, std::uint8_t) override {}
     void copy(std::shared_ptr<gpu::Buffer>, std::size_t, std::shared_ptr<gpu::Buffer>, std::size_t,
               std::size_t) override {}
     void generateMipmaps(std::shared_ptr<gpu::Texture>) override {}
     void endEncoding() override {}
-
-private:
-    CommandBuffer& m_owner;
 };
 
 class CommandQueue final : public gpu::CommandQueue {
@@ -168,7 +161,7 @@ std::shared_ptr<gpu::ComputeCommandEncoder> CommandBuffer::makeComputeCommandEnc
 }
 
 std::shared_ptr<gpu::BlitCommandEncoder> CommandBuffer::makeBlitCommandEncoder() {
-    return std::make_shared<BlitEncoder>(*this);
+    return std::make_shared<BlitEncoder>();
 }
 
 void CommandBuffer::commit() {
@@ -202,7 +195,7 @@ std::shared_ptr<gpu::Buffer> Device::makeBuffer(std::size_t length, gpu::Storage
     if (buffersLeft == 0)
         return nullptr;
     --buffersLeft;
-    return buffers.emplace_back(std::make_shared<Buffer>(length, mode));
+    return std::make_shared<Buffer>(length, mode);
 }
 
 std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& descriptor) {
@@ -245,14 +238,6 @@ bool Device::completeNext(std::optional<gpu::CommandBufferError> error) {
     pending.pop_front();
     next->complete(std::move(error));
     return true;
-}
-
-std::vector<Dispatch> dispatches(const CommandBuffer& commandBuffer) {
-    std::vector<Dispatch> result;
-    for (const Command& command : commandBuffer.commands)
-        if (const auto* dispatch = std::get_if<Dispatch>(&command))
-            result.push_back(*dispatch);
-    return result;
 }
 
 } // namespace fake

@@ -14,35 +14,20 @@
 #include <mutex>
 #include <set>
 #include <string>
-#include <variant>
 #include <vector>
 
 namespace fake {
 
-struct BoundBuffer {
-    std::shared_ptr<gpu::Buffer> buffer;
-    std::size_t offset = 0;
-};
-
 /// A kernel with what was bound to it.
 struct Dispatch {
-    std::string encoderLabel;
     std::string kernel;
     gpu::FunctionConstantValues constants;
-    std::map<std::uint32_t, BoundBuffer> buffers;
+    std::map<std::uint32_t, std::shared_ptr<gpu::Buffer>> buffers;
     std::map<std::uint32_t, std::vector<std::byte>> bytes;
     std::map<std::uint32_t, std::shared_ptr<gpu::Texture>> textures;
     gpu::Size3 threads;
     gpu::Size3 group;
 };
-
-struct Fill {
-    std::shared_ptr<gpu::Buffer> buffer;
-    gpu::Range range;
-    std::uint8_t value = 0;
-};
-
-using Command = std::variant<Dispatch, Fill>;
 
 /// Shared with every pipeline made from it, so that a test can stop them.
 struct Kernel {
@@ -74,7 +59,8 @@ public:
 
     void complete(std::optional<gpu::CommandBufferError> error);
 
-    std::vector<Command> commands;
+    /// In order.
+    std::vector<Dispatch> dispatches;
     std::shared_ptr<gpu::Drawable> drawable;
     std::chrono::milliseconds timeLimit{0};
 
@@ -115,7 +101,6 @@ public:
     /// Overwrites audio memory when the kernel "audio" is dispatched.
     float audioValue = 0;
 
-    std::vector<std::shared_ptr<gpu::Buffer>> buffers;
     /// The texts passed to makeLibrary.
     std::vector<std::string> sources;
     /// All pipelines made, in order.
@@ -128,9 +113,6 @@ private:
     /// Compilers are called from any thread.
     std::mutex m_compiling;
 };
-
-/// The dispatches of a command buffer, in order.
-std::vector<Dispatch> dispatches(const CommandBuffer& commandBuffer);
 
 /// A value bound with setBytes.
 template <class T>

@@ -96,6 +96,7 @@ TEST_F(DisplayTest, EditorOverlay) {
         return picture().at(480, 270);
     };
     engine->setShowEditorOverlay(true);
+    EXPECT_EQ(lines.back(), "Showing editor overlay");
     EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance) << "no editor frame yet";
     // Luma 51/255 and neutral chroma cover a fifth.
     const auto neutral = plainTexture(gpu::PixelFormat::RG8Unorm, 2, {128, 128});
@@ -113,6 +114,7 @@ TEST_F(DisplayTest, EditorOverlay) {
     engine->setInvertEditorOverlay(true); // black text on white turns bright on dark
     EXPECT_LT(difference(shown(), {1, 1, 1, 1}), 0.02);
     engine->setShowEditorOverlay(false);
+    EXPECT_EQ(lines.back(), "Hiding editor overlay");
     EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance);
 }
 

@@ -8,9 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
-#include <iostream>
 #include <string>
 
 namespace starloom {
@@ -139,22 +137,6 @@ TEST_F(FontCacheTest, FindsItsPlaceAsTheUserHasSetIt) {
     EXPECT_FALSE(isStoredAt("relative"));
     ::setenv("HOME", restoredHome.c_str(), 1);
     ::setenv("XDG_CACHE_HOME", restored.c_str(), 1);
-}
-
-TEST_F(FontCacheTest, IsQuickAtFullSize) {
-    const FontCache cache(file());
-    const auto time = [&](const char* what, FontPictures& pictures) {
-        const auto start = std::chrono::steady_clock::now();
-        pictures = draw(FontGrid(), cache);
-        const std::chrono::duration<double, std::milli> taken =
-            std::chrono::steady_clock::now() - start;
-        std::cout << what << " took " << taken.count() << " ms\n";
-    };
-    FontPictures drawn, kept;
-    time("finding the fonts, drawing and storing", drawn);
-    time("finding the fonts and loading", kept);
-    std::cout << "the file has " << fs::file_size(file()) << " bytes\n";
-    EXPECT_TRUE(samePictures(drawn, kept));
 }
 
 } // namespace
