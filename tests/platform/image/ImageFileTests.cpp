@@ -81,24 +81,6 @@ TEST_F(ImageFiles, PngClampsRoundsAndDropsAlpha) {
     }
 }
 
-TEST_F(ImageFiles, PngReadGivesBackEveryByteInItsPlace) {
-    Image image(256, 3);
-    for (std::uint32_t y = 0; y < 3; ++y) {
-        for (std::uint32_t x = 0; x < 256; ++x)
-            image.setPixel(x, y,
-                           {static_cast<float>(x) / 255, static_cast<float>(y) / 2,
-                            static_cast<float>(255 - x) / 255, 1});
-    }
-    ASSERT_TRUE(writePng(image, path("a.png")));
-    const auto read = readPng(path("a.png"));
-    ASSERT_TRUE(read) << read.error().message;
-    for (std::uint32_t x = 0; x < 256; ++x) {
-        EXPECT_EQ(toByte(read->pixel(x, 1)[0]), x);
-        EXPECT_EQ(toByte(read->pixel(x, 1)[1]), 128);
-        EXPECT_EQ(toByte(read->pixel(x, 2)[2]), 255 - x);
-    }
-}
-
 /// The chunks of a PNG file by name: four bytes of length, the name, the data, a checksum.
 std::string chunk(const Bytes& file, std::string_view name) {
     const std::string text(reinterpret_cast<const char*>(file.data()), file.size());
