@@ -22,8 +22,8 @@
 namespace compute::host {
 namespace {
 
-/// Number that places these dumps after those of the kernel pipeline.
-constexpr unsigned firstDump = 50;
+/// Numbers that place these dumps after those of the kernel pipeline.
+enum DumpNumber : unsigned { PreparedDump = 49, TileDump, AssemblyDump };
 
 /// Whether constants moved out of the thread loop would not find a register there.
 bool isLarge(const llvm::Module& module) {
@@ -63,19 +63,25 @@ bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileTy
     return true;
 }
 
-void dumpModule(const kernel::Dump* dump, llvm::Module& module, llvm::TargetMachine& target,
-                std::string_view name) {
+void dumpModule(const kernel::Dump* dump, const llvm::Module& module, std::string_view name,
+                unsigned number, std::string_view stage) {
     if (dump == nullptr)
         return;
     std::string text;
     llvm::raw_string_ostream stream(text);
     module.print(stream, nullptr);
-    dump->write(name, firstDump, "threadLoop", "ll", text);
+    dump->write(name, number, stage, "ll", text);
+}
+
+void dumpAssembly(const kernel::Dump* dump, const llvm::Module& module, llvm::TargetMachine& target,
+                  std::string_view name) {
+    if (dump == nullptr)
+        return;
     // Code generation changes the module, so the assembly is made from a copy.
     llvm::SmallString<0> assembly;
     const std::unique_ptr<llvm::Module> copy = llvm::CloneModule(module);
     if (emit(*copy, target, llvm::CodeGenFileType::AssemblyFile, assembly))
-        dump->write(name, firstDump + 1, "assembly", "s", {assembly.data(), assembly.size()});
+        dump->write(name, AssemblyDump, "assembly", "s", {assembly.data(), assembly.size()});
 }
 
 /// Says on request why a kernel runs slower than it could.
@@ -98,10 +104,13 @@ std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& k
     return nullptr;
 }
 
-void makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine& target) {
+void makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine& target,
+                      const kernel::Dump* dump) {
     kernel::Analyses analyses(target);
     llvm::Function& function = *kernel.module->getFunction(kernel.symbol);
     const auto vectoriser = vectoriserFor(kernel, function, analyses);
+    if (vectoriser != nullptr)
+        dumpModule(dump, *kernel.module, kernel.name, PreparedDump, "prepareLanes");
     llvm::Function& tile = addThreadLoop(function, analyses, vectoriser.get(), kernel::hostLanes());
     if (vectoriser == nullptr)
         return;
@@ -116,8 +125,9 @@ void makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine
 platform::Result<MachineCode> generateCode(kernel::CanonicalKernel& kernel,
                                            const kernel::Dump* dump) {
     const kernel::HostTargetMachine target = kernel::takeHostTargetMachine();
-    makeTileFunction(kernel, *target);
-    dumpModule(dump, *kernel.module, *target, kernel.name);
+    makeTileFunction(kernel, *target, dump);
+    dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
+    dumpAssembly(dump, *kernel.module, *target, kernel.name);
     llvm::SmallString<0> object;
     if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object))
         return platform::Error{"no machine code can be generated for this processor"};

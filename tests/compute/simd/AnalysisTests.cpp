@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the vectoriser finds out about a kernel, on kernels of a few lines.
+#include "tests/compute/simd/KernelText.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace compute::simd;
+using tests::Analysed;
+using tests::KernelText;
+
+TEST(AnalysisTests, StridesFollowThePositionThroughArithmetic) {
+    KernelText kernel(R"(
+        %out = load ptr, ptr %bindings
+        %width = load i32, ptr %grid
+        %row = mul i32 %width, %y
+        %index = add i32 %row, %x
+        %scaled = shl i32 %x, 2
+        %second = or disjoint i32 %scaled, 1
+        %back = sub i32 100, %x
+        %far = zext i32 %index to i64
+        %pixel = getelementptr [4 x float], ptr %out, i64 %far
+        %blue = getelementptr i8, ptr %pixel, i64 8
+        %twice = mul i32 %x, %x
+        %value = load i32, ptr %blue
+        %odd = and i32 %x, 1
+        ret void)");
+    const Analysed found(kernel);
+    const std::pair<const char*, std::optional<std::int64_t>> expected[] = {
+        {"out", 0}, {"row", 0},    {"index", 1}, {"scaled", 4}, {"second", 4}, {"back", -1},
+        {"far", 1}, {"pixel", 16}, {"blue", 16}, {"value", {}}, {"twice", {}}, {"odd", {}}};
+    for (const auto& [name, stride] : expected)
+        EXPECT_EQ(found.strides->of(kernel.value(name)), stride) << name;
+}
+
+/// A loop that threads leave when `%done`, around a block `body`.
+std::string loopUntil(const std::string& done) {
+    return R"(
+    entry:
+        %out = load ptr, ptr %bindings
+        br label %head
+    head:
+        %i = phi i32 [ 0, %entry ], [ %next, %back ]
+        %at = phi i32 [ %x, %entry ], [ %further, %back ]
+        %done = )" +
+           done + R"(
+        br i1 %done, label %leave, label %body
+    body:
+        %half = lshr i32 %at, 1
+        %odd = trunc i32 %half to i1
+        br i1 %odd, label %work, label %back
+    work:
+        store i32 %i, ptr %out
+        br label %back
+    back:
+        %next = add i32 %i, 1
+        %further = add i32 %at, 4096
+        br label %head
+    leave:
+        %last = phi i32 [ %i, %head ]
+        ret void)";
+}
+
+TEST(AnalysisTests, ThreadsLeaveALoopTogetherOrOneByOne) {
+    KernelText together(loopUntil("icmp eq i32 %i, 10"));
+    const Analysed common(together);
+    const llvm::Loop* loop = common.loops.getLoopFor(together.block("head"));
+    EXPECT_TRUE(common.tree->leavesTogether(loop));
+    EXPECT_TRUE(common.tree->leavesInTheOpen(loop));
+    EXPECT_EQ(common.tree->continuation(together.block("head")), together.block("body"));
+    EXPECT_TRUE(common.tree->rejoins(together.block("back")));
+    EXPECT_FALSE(common.tree->rejoins(together.block("work")));
+    EXPECT_EQ(common.tree->maskRoot(together.block("back")), together.block("entry"));
+    EXPECT_EQ(common.tree->maskRoot(together.block("work")), together.block("work"));
+    EXPECT_EQ(common.strides->of(together.value("at")), 1) << "grows evenly round after round";
+    EXPECT_EQ(common.strides->of(together.value("last")), 0);
+
+    KernelText apart(loopUntil("icmp ugt i32 %at, 10000"));
+    const Analysed alone(apart);
+    loop = alone.loops.getLoopFor(apart.block("head"));
+    EXPECT_FALSE(alone.tree->leavesTogether(loop));
+    EXPECT_TRUE(alone.tree->leavesInTheOpen(loop));
+    EXPECT_EQ(alone.tree->maskRoot(apart.block("back")), apart.block("body"))
+        << "those that stayed at the head";
+    EXPECT_EQ(alone.strides->of(apart.value("i")), 0) << "the same for all that are still there";
+    EXPECT_EQ(alone.strides->of(apart.value("last")), std::nullopt)
+        << "each leaves with a number of its own";
+}
+
+TEST(AnalysisTests, PiecesThatMayBeJumpedOverKnowWhereTheyLead) {
+    KernelText kernel(R"(
+    entry:
+        %odd = trunc i32 %x to i1
+        br i1 %odd, label %first, label %other
+    first:
+        %many = icmp ugt i32 %x, 100
+        br i1 %many, label %inner, label %other
+    inner:
+        br label %end
+    other:
+        %quotient = udiv i32 1, %y
+        br label %end
+    end:
+        ret void)");
+    const Analysed found(kernel);
+    EXPECT_EQ(found.tree->below(kernel.block("entry")).size(), 3u);
+    EXPECT_TRUE(found.tree->rejoins(kernel.block("end")));
+    const Blocks targets = found.tree->targetsBeyond(kernel.block("first"));
+    EXPECT_EQ(targets.size(), 2u);
+    EXPECT_TRUE(llvm::is_contained(targets, kernel.block("other")));
+    EXPECT_TRUE(found.tree->weight(kernel.block("other")).needsThread) << "it may divide by zero";
+    EXPECT_FALSE(found.tree->weight(kernel.block("first")).needsThread);
+}
+
+TEST(AnalysisTests, PrivateMemoryIsSharedWovenOrCopied) {
+    KernelText kernel(R"(
+    entry:
+        %text = alloca [8 x i8]
+        %mine = alloca [8 x i32]
+        %mixed = alloca [8 x i32]
+        %late = alloca i32
+        store i8 65, ptr %text
+        %index = zext i32 %x to i64
+        %element = getelementptr [8 x i32], ptr %mine, i64 0, i64 %index
+        store i32 7, ptr %element
+        %byte = getelementptr i8, ptr %mixed, i64 1
+        store i8 1, ptr %byte
+        store i32 %x, ptr %mixed
+        %character = getelementptr i8, ptr %text, i64 %index
+        %seen = load i8, ptr %character
+        %odd = trunc i32 %x to i1
+        br i1 %odd, label %write, label %read
+    write:
+        store i32 1, ptr %late
+        br label %read
+    read:
+        %value = load i32, ptr %late
+        ret void)");
+    const Analysed found(kernel);
+    const std::pair<const char*, PrivateMemory::Kind> expected[] = {
+        {"text", PrivateMemory::Kind::Shared}, // although each thread reads its own character
+        {"mine", PrivateMemory::Kind::Woven},
+        {"mixed", PrivateMemory::Kind::Copies},
+        {"late", PrivateMemory::Kind::Woven}}; // only some threads write
+    for (const auto& [name, kind] : expected)
+        EXPECT_EQ(found.memory.kind(llvm::cast<llvm::AllocaInst>(kernel.value(name))), kind)
+            << name;
+    EXPECT_EQ(found.memory.granule(llvm::cast<llvm::AllocaInst>(kernel.value("mine"))), 4u);
+    EXPECT_EQ(found.memory.bytes(16), 16u * (32 + 32 + 4));
+}
+
+} // namespace

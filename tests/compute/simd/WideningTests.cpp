@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The code that the vectoriser makes: which instructions it finds for which access and branch. That
+// they do what they should is for the tests that run kernels.
+#include "compute/host/ThreadLoop.h"
+#include "tests/compute/simd/KernelText.h"
+
+#include <gtest/gtest.h>
+#include <llvm/IR/Module.h>
+#include <llvm/IR/Verifier.h>
+
+namespace {
+
+using namespace compute;
+using tests::KernelText;
+
+/// The tile function for sixteen lanes as text; the reason when there is none.
+std::string widened(const std::string& body) {
+    KernelText kernel(body);
+    auto vectoriser = simd::Vectoriser::analyse(kernel.function(), kernel.analyses(), 16);
+    if (!vectoriser)
+        return vectoriser.error().message;
+    host::addThreadLoop(kernel.function(), kernel.analyses(), vectoriser->get(), 16);
+    std::string fault;
+    llvm::raw_string_ostream stream(fault);
+    return llvm::verifyModule(kernel.module(), &stream) ? fault : kernel.text();
+}
+
+struct Case {
+    const char* title;
+    const char* body;
+    std::vector<const char*> present;
+    std::vector<const char*> absent;
+};
+
+/// Loads the buffer and the place of the thread in an array of words.
+const std::string place = R"(
+        %out = load ptr, ptr %bindings
+        %far = zext i32 %x to i64
+        %place = getelementptr i32, ptr %out, i64 %far
+)";
+
+TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
+    const Case cases[] = {
+        {"words side by side",
+         R"(%v = load i32, ptr %place
+            store i32 %v, ptr %place)",
+         {"masked.load.v16i32", "masked.store.v16i32"},
+         {"gather", "scatter"}},
+        {"the same word for all",
+         R"(%v = load i32, ptr %out
+            %w = add i32 %v, %x
+            store i32 %w, ptr %place)",
+         {"load i32, ptr"},
+         {"gather", "masked.load"}},
+        {"pixels of four components",
+         R"(%p = getelementptr [4 x float], ptr %out, i64 %far
+            %f = sitofp i32 %x to float
+            %g = getelementptr i8, ptr %p, i64 4
+            %b = getelementptr i8, ptr %p, i64 8
+            %a = getelementptr i8, ptr %p, i64 12
+            store float %f, ptr %p
+            store float 0.0, ptr %g
+            store float %f, ptr %b
+            store float 1.0, ptr %a)",
+         {"masked.store.v16i32", "shufflevector"},
+         {"scatter"}},
+        {"words anywhere",
+         R"(%i = load i32, ptr %place
+            %n = zext i32 %i to i64
+            %q = getelementptr i32, ptr %out, i64 %n
+            %v = load i32, ptr %q
+            store i32 %v, ptr %q)",
+         {"masked.gather.v16i32", "masked.scatter.v16i32"},
+         {}},
+        {"pixels whose places are only known at run time",
+         R"(%i = load i32, ptr %place
+            %n = zext i32 %i to i64
+            %q = getelementptr [4 x half], ptr %out, i64 %n
+            %g = getelementptr i8, ptr %q, i64 2
+            store half 1.0, ptr %q
+            store half 2.0, ptr %g)",
+         {"row:", "masked.store", "masked.scatter"},
+         {}},
+        {"atomics, one thread after the other",
+         R"(%old = atomicrmw add ptr %out, i32 1 monotonic
+            store i32 %old, ptr %place)",
+         {"lane:", "atomicrmw"},
+         {}},
+        {"quotients, exact in double precision",
+         R"(%v = load i32, ptr %place
+            %d = or i32 %v, 1
+            %q = udiv i32 %x, %d
+            store i32 %q, ptr %place)",
+         {"fdiv <16 x double>", "select"},
+         {"udiv"}},
+    };
+    for (const Case& one : cases) {
+        const std::string text = widened(place + one.body + "\n ret void");
+        for (const char* part : one.present)
+            EXPECT_TRUE(text.find(part) != std::string::npos) << one.title << ": " << part << text;
+        for (const char* part : one.absent)
+            EXPECT_TRUE(text.find(part) == std::string::npos) << one.title << ": " << part << text;
+    }
+}
+
+TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
+    const auto ifThen = [](const std::string& condition) {
+        return place + "%c = " + condition + R"(
+            br i1 %c, label %then, label %end
+        then:
+            store i32 1, ptr %place
+            br label %end
+        end:
+            ret void)";
+    };
+    const std::string common = widened(ifThen("icmp eq i32 %y, 3"));
+    EXPECT_TRUE(common.find("bitcast <16 x i1>") == std::string::npos) << common;
+    const std::string parting = widened(ifThen("icmp eq i32 %x, 3"));
+    EXPECT_TRUE(parting.find("bitcast <16 x i1>") != std::string::npos) << parting;
+}
+
+TEST(WideningTests, AKernelThatCannotBeWidenedSaysWhy) {
+    EXPECT_EQ(widened("%v = load <4 x float>, ptr %bindings\n ret void"),
+              "it has a value that is no plain number");
+    EXPECT_EQ(widened(R"(
+        %a = alloca [100000 x i32]
+        %far = zext i32 %x to i64
+        %p = getelementptr [100000 x i32], ptr %a, i64 0, i64 %far
+        store i32 %x, ptr %p
+        ret void)"),
+              "its private arrays are too large");
+}
+
+} // namespace
