@@ -201,18 +201,12 @@ Expr ExpressionGenerator::fromInputs(Type type) {
     if (type.scalar == Scalar::Bool)
         return node(Op::Compare, type, m_random.below(std::size(compareOperators)),
                     {fromInputs({Scalar::Short}), fromInputs({Scalar::Short})});
-    Expr position = node(Op::Thread, {Scalar::UInt}, m_random.below(2), {});
-    Expr shift = literal({Scalar::UInt});
-    Expr at = node(Op::Binary, {Scalar::UInt}, m_random.percent(70) ? Add : Multiply,
-                   {std::move(position), std::move(shift)});
     const Scalar other = isFloating(type.scalar) ? type.scalar : Scalar::UInt;
-    const auto source = std::ranges::find(inputTypes, type) != std::end(inputTypes)
-                            ? std::ranges::find(inputTypes, type)
-                            : std::ranges::find(inputTypes, Type{other});
-    Expr e = node(Op::Input, *source, static_cast<unsigned>(source - std::begin(inputTypes)),
-                  {std::move(at)});
-    e.range = standardRange(source->scalar);
-    return *source == type ? e : node(Op::Convert, type, 0, {std::move(e)});
+    const auto* source = std::ranges::find(inputTypes, type);
+    if (source == std::end(inputTypes))
+        source = std::ranges::find(inputTypes, Type{other});
+    const Expr e = inputAt(static_cast<unsigned>(source - std::begin(inputTypes)));
+    return *source == type ? e : node(Op::Convert, type, 0, {e});
 }
 
 /// Something that is not a constant, from whatever variables there are.
@@ -240,11 +234,33 @@ Expr ExpressionGenerator::fromOtherType(Type type) {
 std::optional<Expr> ExpressionGenerator::input(Type type, unsigned depth) {
     for (unsigned i = m_random.below(2); i < std::size(inputTypes); ++i)
         if (inputTypes[i] == type) {
+            if (m_random.percent(40))
+                return inputAt(i);
             Expr e = node(Op::Input, type, i, {value({Scalar::UInt}, depth)});
             e.range = standardRange(type.scalar);
             return e;
         }
     return std::nullopt;
+}
+
+/// Side by side, at regular distances or in reverse: what a compiler loads in one go.
+Expr ExpressionGenerator::inputAt(unsigned buffer) {
+    const Type number{Scalar::UInt};
+    const auto constant = [&](unsigned value) {
+        Expr e = node(Op::Literal, number, 0, {});
+        e.integer = value;
+        return e;
+    };
+    const Expr x = node(Op::Thread, number, 0, {});
+    const unsigned step = m_random.below(4);
+    Expr at = step == 0 ? node(Op::Binary, number, Subtract, {node(Op::Thread, number, 2, {}), x})
+                        : node(Op::Binary, number, Multiply, {x, constant(step)});
+    Expr e = node(Op::Input, inputTypes[buffer], buffer, {});
+    e.args.push_back(node(Op::Binary, number, Add,
+                          {std::move(at), constant(m_random.below(inputCount - 3 * maxWidth))}));
+    e.integer = 1;
+    e.range = standardRange(e.type.scalar);
+    return e;
 }
 
 /// From a variable of another type, as far as that is exact.

@@ -101,7 +101,7 @@ public:
             [&](std::size_t i, const std::string& results) {
                 takeResults(i, results);
                 m_done += sizeOf(i);
-                if (i % 32 == 31) // a long run says how far it is
+                if (i % 8 == 7) // a long run says how far it is
                     printSummary();
             });
         return m_failed;

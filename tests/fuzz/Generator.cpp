@@ -351,7 +351,7 @@ Program generate(std::uint64_t seed) {
     Random random(seed * 0x10001 + 1);
     Program program;
     program.seed = seed;
-    program.width = random.between(1, 70);
+    program.width = random.between(1, maxWidth);
     program.height = random.percent(50) ? 1 : random.between(2, 5);
     program.texture = anyTexture(random);
     for (unsigned i = random.between(3, 11); i > 0; --i)

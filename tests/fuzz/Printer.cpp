@@ -363,8 +363,9 @@ private:
         return (isNarrow && e.type.lanes == 1 ? name(e.type) : "") + "(" + expression + ")";
     }
 
-    std::string input(const std::string& buffer, const Expr& at) {
-        return buffer + "[" + text(at) + " & " + std::to_string(inputCount - 1) + "]";
+    std::string input(const std::string& buffer, const Expr& at, bool isWithin) {
+        const std::string wrap = isWithin ? "" : " & " + std::to_string(inputCount - 1);
+        return buffer + "[" + text(at) + wrap + "]";
     }
 
     std::string place(const Expr& e) {
@@ -420,9 +421,9 @@ private:
         case Op::Place:
             return place(e);
         case Op::Input:
-            return input("in" + std::to_string(e.which), e.args[0]);
+            return input("in" + std::to_string(e.which), e.args[0], e.integer != 0);
         case Op::Pick:
-            return input("(" + text(e.args[0]) + " ? in0 : in1)", e.args[1]);
+            return input("(" + text(e.args[0]) + " ? in0 : in1)", e.args[1], false);
         case Op::Table:
             return "table[" + text(e.args[0]) + "]";
         case Op::Peek:

@@ -64,7 +64,8 @@ enum class Op : std::uint8_t {
     Literal,  ///< integer or number
     Thread,   ///< which: x, y, width or height of the grid
     Place,    ///< variable `which`; see Expr
-    Input,    ///< input buffer `which` at args[0], which counts modulo inputCount
+    Input,    ///< input buffer `which` at args[0]: modulo inputCount unless `integer`, which says
+              ///< that it is within the buffer
     Pick,     ///< args[0] chooses one of the first two input buffers, read at args[1]
     Table,    ///< constant table at args[0]
     Peek,     ///< `integer` bytes of the thread's own region at args[0], at once where `which`
@@ -165,7 +166,8 @@ struct Function {
     std::vector<Stmt> body;
 };
 
-inline constexpr unsigned inputCount = 64;
+inline constexpr unsigned inputCount = 256;
+inline constexpr unsigned maxWidth = 70;
 inline constexpr unsigned regionBytes = 32;
 
 /// Bounds that every exact variable, parameter and input keeps.
