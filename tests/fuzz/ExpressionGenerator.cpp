@@ -2,11 +2,10 @@
 // Part of Starloom 42.
 #include "tests/fuzz/ExpressionGenerator.h"
 
-#include "tests/fuzz/Library.h"
-
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <string_view>
 
 namespace fuzz {
 namespace {
@@ -17,6 +16,12 @@ constexpr Scalar integerTypes[] = {Scalar::UInt,  Scalar::Int,    Scalar::UInt, 
 
 bool isPow2(unsigned n) {
     return (n & (n - 1)) == 0;
+}
+
+template <class Functions>
+unsigned numberOf(const Functions& functions, std::string_view name) {
+    const auto found = std::ranges::find(functions, name, [](const auto& f) { return f.name; });
+    return static_cast<unsigned>(found - functions.begin());
 }
 
 Range sumRange(const Range& a, const Range& b) {
@@ -427,15 +432,10 @@ Expr ExpressionGenerator::normalised(Expr e) const {
     const Range standard = standardRange(e.type.scalar);
     if (e.range.bound <= standard.bound && e.range.granule >= standard.granule)
         return e;
-    const auto find = [](const char* name) {
-        const auto all = exactFunctions();
-        return static_cast<unsigned>(
-            std::ranges::find(all, std::string(name), &ExactFunction::name) - all.begin());
-    };
     const Type type = e.type;
-    Expr whole = node(Op::Exact, type, find("floor"), {std::move(e)});
+    Expr whole = node(Op::Exact, type, numberOf(exactFunctions(), "floor"), {std::move(e)});
     Expr result =
-        node(Op::Exact, type, find("clamp"),
+        node(Op::Exact, type, numberOf(exactFunctions(), "clamp"),
              {std::move(whole), number(type, -standard.bound), number(type, standard.bound)});
     result.range = standard;
     return result;
@@ -474,24 +474,20 @@ Expr ExpressionGenerator::exact(Type type, unsigned depth) {
     return leaf(type, depth);
 }
 
-Expr ExpressionGenerator::tamed(Type type, unsigned domain, unsigned depth) {
-    const auto find = [](const char* name) {
-        const auto all = roughFunctions();
-        return static_cast<unsigned>(
-            std::ranges::find(all, std::string(name), &RoughFunction::name) - all.begin());
-    };
+Expr ExpressionGenerator::tamed(Type type, Domain domain, unsigned depth) {
     Expr e = value(type, depth);
-    switch (static_cast<Domain>(domain)) {
+    switch (domain) {
     case Domain::Any:
         return e;
     case Domain::Positive:
         return node(Op::Binary, type, Add,
-                    {node(Op::Rough, type, find("abs"), {std::move(e)}), number(type, 0.25)});
+                    {node(Op::Rough, type, numberOf(roughFunctions(), "abs"), {std::move(e)}),
+                     number(type, 0.25)});
     case Domain::Small:
-        return node(Op::Rough, type, find("clamp"),
+        return node(Op::Rough, type, numberOf(roughFunctions(), "clamp"),
                     {std::move(e), number(type, -4), number(type, 4)});
     case Domain::Unit:
-        return node(Op::Rough, type, find("clamp"),
+        return node(Op::Rough, type, numberOf(roughFunctions(), "clamp"),
                     {std::move(e), number(type, -0.875), number(type, 0.875)});
     }
     return e;
@@ -503,8 +499,7 @@ Expr ExpressionGenerator::rough(Type type, unsigned depth) {
     if (kind < 7 || (isHalf && kind < 12)) {
         const unsigned which = m_random.below(4);
         Expr a = value(type, depth);
-        Expr b = which == Divide ? tamed(type, static_cast<unsigned>(Domain::Positive), depth)
-                                 : value(type, depth);
+        Expr b = which == Divide ? tamed(type, Domain::Positive, depth) : value(type, depth);
         return node(Op::Binary, type, which, {std::move(a), std::move(b)});
     }
     if (kind < 8)
@@ -514,7 +509,7 @@ Expr ExpressionGenerator::rough(Type type, unsigned depth) {
         const RoughFunction& f = roughFunctions()[which];
         Expr e = node(Op::Rough, type, which, {});
         for (unsigned i = 0; i < f.arity; ++i)
-            e.args.push_back(tamed(type, static_cast<unsigned>(f.domains[i]), depth));
+            e.args.push_back(tamed(type, f.domains[i], depth));
         return e;
     }
     if (kind < 17) {

@@ -4,6 +4,7 @@
 // Random expressions over the variables of one function.
 #pragma once
 
+#include "tests/fuzz/Library.h"
 #include "tests/fuzz/Program.h"
 #include "tests/fuzz/Random.h"
 
@@ -52,7 +53,9 @@ private:
     Expr integerOnly32(Type type, unsigned depth);
     Expr exact(Type type, unsigned depth);
     Expr rough(Type type, unsigned depth);
-    Expr tamed(Type type, unsigned domain, unsigned depth);
+    /// A rough value within the domain.
+    Expr tamed(Type type, Domain domain, unsigned depth);
+    /// Within standardRange().
     Expr normalised(Expr e) const;
     Expr call(Type type, unsigned depth);
 

@@ -9,7 +9,7 @@
 
 namespace fuzz {
 
-/// The same program for the same seed, on every machine.
+/// The same program for the same seed, as long as the compiler of this tool is the same.
 Program generate(std::uint64_t seed);
 
 } // namespace fuzz
