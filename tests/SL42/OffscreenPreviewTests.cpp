@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <vector>
 
 namespace starloom {
@@ -45,14 +44,6 @@ TEST_F(OffscreenPreviewTest, UsesTexturesAgainWhenTheyAreFree) {
     held.clear(); // dropped without being shown, as after a failed frame
     EXPECT_NE(view.waitForPicture(), nullptr);
     EXPECT_EQ(view.pictureCount(), 2U);
-}
-
-TEST_F(OffscreenPreviewTest, WaitsForTheDevice) {
-    auto drawable = view.currentDrawable();
-    const auto expected = drawable->texture();
-    std::thread deviceThread([shown = std::move(drawable)] { shown->present(); });
-    EXPECT_EQ(view.waitForPicture(), expected);
-    deviceThread.join();
 }
 
 } // namespace starloom

@@ -133,30 +133,6 @@ TEST_P(TextureTest, MipmapsAreBoxFilteredAlsoFromOddSizes) {
     }
 }
 
-TEST_P(TextureTest, SamplingInterpolatesAndReadsLevels) {
-    const auto kernel = pipeline(
-        "kernel void run(texture2d<float> image [[texture(0)]], device float* out [[buffer(0)]]) {"
-        " constexpr sampler linear(filter::linear, mip_filter::nearest, address::clamp_to_edge);"
-        " constexpr sampler nearest(filter::nearest, address::clamp_to_edge);"
-        " out[0] = image.sample(linear, float2(0.5, 0.5)).x;"
-        " out[1] = image.sample(nearest, float2(0.9, 0.1)).x;"
-        " out[2] = image.sample(linear, float2(0.25, 0.25), level(1)).x;"
-        " out[3] = image.sample(linear, float2(-5, 0.25)).x; }");
-    const auto texture = device->makeTexture({PixelFormat::RGBA32Float, 2, 2, 2});
-    const float pixels[16] = {1, 0, 0, 1, 3, 0, 0, 1, 5, 0, 0, 1, 9, 0, 0, 1};
-    const float small[4] = {42, 0, 0, 1};
-    ASSERT_TRUE(texture->replace(0, std::as_bytes(std::span(pixels)), 32));
-    ASSERT_TRUE(texture->replace(1, std::as_bytes(std::span(small)), 16));
-    const auto out = device->makeBuffer(16, StorageMode::Shared);
-    expectCompleted(*run([&](gpu::ComputeCommandEncoder& encoder) {
-        encoder.setComputePipelineState(kernel);
-        encoder.setTexture(texture, 0);
-        encoder.setBuffer(out, 0, 0);
-        encoder.dispatchThreads({1, 1, 1}, {1, 1, 1});
-    }));
-    EXPECT_EQ(valuesIn<float>(out), (std::vector<float>{4.5f, 3, 42, 1}));
-}
-
 TEST_P(TextureTest, MemoryOfTheCallerIsUsedInPlace) {
     const auto invert =
         pipeline("kernel void run(texture2d<float, access::read_write> image [[texture(0)]],"

@@ -181,28 +181,6 @@ TEST(FontFaces, GlyphsStandOnTheirBaselineToFractionsOfAPixel) {
     EXPECT_NEAR(moved.ink().amount, whole.ink().amount, 1);
 }
 
-TEST(FontFaces, StrokedOutlinesAreHollowLinesOfTheWidthAskedFor) {
-    FontFace face = liberationMono("Bold", 100);
-    Canvas filled;
-    Canvas outline;
-    ASSERT_TRUE(face.draw('l', filled.view(), {20, 100}));
-    ASSERT_TRUE(face.draw('l', outline.view(), {20, 100}, 4.0));
-    // Half way up, the row crosses the stem's two edges: two lines of four pixels.
-    double width = 0;
-    int lines = 0;
-    for (std::uint32_t x = 1; x < Canvas::width; ++x) {
-        width += outline.at(x, 70) / 255.0;
-        lines += outline.at(x, 70) >= 128 && outline.at(x - 1, 70) < 128 ? 1 : 0;
-    }
-    EXPECT_NEAR(width, 8, 0.1);
-    EXPECT_EQ(lines, 2);
-    EXPECT_NEAR(outline.ink().y, filled.ink().y, 3);
-
-    Canvas space;
-    ASSERT_TRUE(face.draw(' ', space.view(), {20, 100}, 4.0));
-    EXPECT_EQ(space.ink().amount, 0);
-}
-
 TEST(FontFaces, WhatLeavesTheViewIsCutOff) {
     FontFace face = liberationMono("Bold", 200);
     for (const Point baseline : {Point{-40, 100}, Point{80, 100}, Point{20, 20}, Point{20, 220}}) {

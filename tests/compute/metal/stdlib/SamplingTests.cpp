@@ -164,45 +164,39 @@ void expectNear(const float4& actual, const Color& expected, double tolerance, d
             << "channel " << i << " at " << u << ", " << v;
 }
 
-struct SamplingRow {
-    const char* label;
-    TextureFormat format;
-    address mode;
-};
-class SamplingTest : public testing::TestWithParam<SamplingRow> {};
-
-TEST_P(SamplingTest, MatchesTheDefinition) {
-    const SamplingRow& p = GetParam();
-    const Image image(p.format, 13, 9, 4);
-    const auto texture = image.texture();
-    const metal::sampler linear(metal::filter::linear, p.mode);
-    const metal::sampler mipmapped(metal::filter::linear, metal::mip_filter::linear, p.mode);
-    const metal::sampler nearest(metal::filter::nearest, metal::mip_filter::nearest, p.mode);
-    for (double v = -1.31; v < 2.3; v += 0.0837)
-        for (double u = -1.27; u < 2.3; u += 0.0741) {
-            const float2 uv = {float(u), float(v)};
-            // Half a unit of eight bits is far more than the rounding of coordinates costs.
-            expectNear(texture.sample(linear, uv), linearAt(image, 0, u, v, p.mode), 1e-4, u, v);
-            expectNear(
-                texture.sample(mipmapped, uv, metal::level(1.3f)),
-                blend(linearAt(image, 1, u, v, p.mode), linearAt(image, 2, u, v, p.mode), 0.3),
-                1e-4, u, v);
-            expectNear(texture.sample(nearest, uv, metal::level(1.6f)),
-                       nearestAt(image, 2, u, v, p.mode), 1e-6, u, v);
-        }
+TEST(Sampling, MatchesTheDefinition) {
+    const struct {
+        TextureFormat format;
+        address mode;
+    } rows[] = {{TextureFormat::R8Unorm, address::clamp_to_zero},
+                {TextureFormat::RG8Unorm, address::clamp_to_edge},
+                {TextureFormat::RGBA8Unorm, address::clamp_to_zero},
+                {TextureFormat::RGBA8Unorm, address::clamp_to_edge},
+                {TextureFormat::RGBA8Unorm, address::repeat},
+                {TextureFormat::RGBA8Unorm, address::mirrored_repeat},
+                {TextureFormat::RGBA16Float, address::repeat},
+                {TextureFormat::RGBA32Float, address::clamp_to_zero}};
+    for (const auto& [format, mode] : rows) {
+        SCOPED_TRACE(testing::Message() << "format " << int(format) << ", mode " << int(mode));
+        const Image image(format, 13, 9, 4);
+        const auto texture = image.texture();
+        const metal::sampler linear(metal::filter::linear, mode);
+        const metal::sampler mipmapped(metal::filter::linear, metal::mip_filter::linear, mode);
+        const metal::sampler nearest(metal::filter::nearest, metal::mip_filter::nearest, mode);
+        for (double v = -1.31; v < 2.3; v += 0.0837)
+            for (double u = -1.27; u < 2.3; u += 0.0741) {
+                const float2 uv = {float(u), float(v)};
+                // Half a unit of eight bits is far more than the rounding of coordinates costs.
+                expectNear(texture.sample(linear, uv), linearAt(image, 0, u, v, mode), 1e-4, u, v);
+                expectNear(
+                    texture.sample(mipmapped, uv, metal::level(1.3f)),
+                    blend(linearAt(image, 1, u, v, mode), linearAt(image, 2, u, v, mode), 0.3),
+                    1e-4, u, v);
+                expectNear(texture.sample(nearest, uv, metal::level(1.6f)),
+                           nearestAt(image, 2, u, v, mode), 1e-6, u, v);
+            }
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Formats, SamplingTest,
-    testing::Values(SamplingRow{"r8Zero", TextureFormat::R8Unorm, address::clamp_to_zero},
-                    SamplingRow{"rg8Edge", TextureFormat::RG8Unorm, address::clamp_to_edge},
-                    SamplingRow{"rgba8Zero", TextureFormat::RGBA8Unorm, address::clamp_to_zero},
-                    SamplingRow{"rgba8Edge", TextureFormat::RGBA8Unorm, address::clamp_to_edge},
-                    SamplingRow{"rgba8Repeat", TextureFormat::RGBA8Unorm, address::repeat},
-                    SamplingRow{"rgba8Mirror", TextureFormat::RGBA8Unorm, address::mirrored_repeat},
-                    SamplingRow{"halfRepeat", TextureFormat::RGBA16Float, address::repeat},
-                    SamplingRow{"floatZero", TextureFormat::RGBA32Float, address::clamp_to_zero}),
-    [](const auto& info) { return info.param.label; });
 
 TEST(Sampling, LevelsAreClampedAndChosen) {
     const Image image(TextureFormat::RGBA8Unorm, 16, 16, 3);
