@@ -4,9 +4,6 @@
 // Time, frames in flight and reset.
 #include "tests/SL42/ConsoleFixture.h"
 
-#include <chrono>
-#include <cstring>
-
 namespace starloom {
 namespace {
 

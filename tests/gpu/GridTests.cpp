@@ -58,7 +58,7 @@ TEST_P(GridTest, EveryThreadRunsOnce) {
     }
 }
 
-/// What the attributes of the thread at a place should be, in the order of the kernel's parameters.
+/// What the attributes of the thread at a place should be, in the order in which they are stored.
 std::vector<Three> attributesAt(const Three& place, const Three& grid, const Three& group) {
     std::vector<Three> values(6);
     for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -75,37 +75,38 @@ std::vector<Three> attributesAt(const Three& place, const Three& grid, const Thr
     return values;
 }
 
+// Stores its attributes, all of type T, for each thread of a grid of 7 x 5 x 3.
+const std::string storeAttributes = R"(
+    uint3 wide(uint v) { return uint3(v, 0, 0); }
+    uint3 wide(uint2 v) { return uint3(v, 0); }
+    uint3 wide(uint3 v) { return v; }
+    uint3 wide(ushort v) { return wide(uint(v)); }
+    uint3 wide(ushort2 v) { return wide(uint2(v)); }
+    uint3 wide(ushort3 v) { return wide(uint3(v)); }
+    kernel void run(device packed_uint3* all [[buffer(0)]], T a [[thread_position_in_grid]],
+                    T b [[threads_per_grid]], T c [[thread_position_in_threadgroup]],
+                    T d [[threadgroup_position_in_grid]], T e [[threads_per_threadgroup]],
+                    T f [[threadgroups_per_grid]], uint g [[thread_index_in_threadgroup]],
+                    uint3 p [[thread_position_in_grid]]) {
+        const uint3 values[] = {wide(a), wide(b), wide(c), wide(d), wide(e), wide(f), wide(g)};
+        for (uint i = 0; i < 7; ++i)
+            all[((p.z * 5 + p.y) * 7 + p.x) * 7 + i] = values[i];
+    })";
+
 TEST_P(GridTest, AttributesSayWhereAThreadIs) {
-    const std::string widening = "uint3 wide(uint v) { return uint3(v, 0, 0); }\n"
-                                 "uint3 wide(uint2 v) { return uint3(v, 0); }\n"
-                                 "uint3 wide(uint3 v) { return v; }\n"
-                                 "uint3 wide(ushort v) { return uint3(v, 0, 0); }\n"
-                                 "uint3 wide(ushort2 v) { return wide(uint2(v)); }\n"
-                                 "uint3 wide(ushort3 v) { return uint3(v); }\n";
     constexpr Three grid{7, 5, 3}; // the groups at its far sides are cut off
     constexpr Three group{4, 2, 2};
-    const char* const attributes[] = {
-        "thread_position_in_grid",      "threads_per_grid",        "thread_position_in_threadgroup",
-        "threadgroup_position_in_grid", "threads_per_threadgroup", "threadgroups_per_grid"};
-    for (const std::string type : {"uint", "uint2", "uint3", "ushort", "ushort2", "ushort3"}) {
-        const std::size_t components =
-            type.back() == 't' ? 1 : static_cast<std::size_t>(type.back() - '0');
-        std::string parameters;
-        std::string stores;
-        for (std::size_t i = 0; i < std::size(attributes); ++i) {
-            const std::string name = "a" + std::to_string(i);
-            parameters += type + " " + name + " [[" + attributes[i] + "]], ";
-            stores += " out[" + std::to_string(i) + "] = wide(" + name + ");";
-        }
-        const auto kernel =
-            pipeline(widening + "kernel void run(device uint* all [[buffer(0)]], " + parameters +
-                     "uint3 p [[thread_position_in_grid]], uint i [[thread_index_in_threadgroup]])"
-                     " { device packed_uint3* out = (device packed_uint3*)all"
-                     " + ((p.z * 5 + p.y) * 7 + p.x) * 7;" +
-                     stores + " out[6] = uint3(i, 0, 0); }");
-        const auto out = runOver(kernel, {7, 5, 3}, {4, 2, 2}, 7 * 5 * 3 * 7 * 3);
+    constexpr std::uint32_t threads = 7 * 5 * 3;
+    const struct {
+        const char* name;
+        std::size_t components;
+    } types[] = {{"uint", 1},   {"uint2", 2},   {"uint3", 3},
+                 {"ushort", 1}, {"ushort2", 2}, {"ushort3", 3}};
+    for (const auto& [type, components] : types) {
+        const auto kernel = pipeline("#define T " + std::string(type) + storeAttributes);
+        const auto out = runOver(kernel, {7, 5, 3}, {4, 2, 2}, std::size_t{threads} * 7 * 3);
         const std::uint32_t* value = out.data();
-        for (std::uint32_t thread = 0; thread < 7 * 5 * 3; ++thread) {
+        for (std::uint32_t thread = 0; thread < threads; ++thread) {
             const Three place{thread % 7, thread / 7 % 5, thread / 35};
             for (const Three& expected : attributesAt(place, grid, group))
                 for (std::size_t axis = 0; axis < 3; ++axis)
