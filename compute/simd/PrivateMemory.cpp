@@ -80,7 +80,7 @@ std::optional<std::uint64_t> PrivateMemory::findGranule(const llvm::AllocaInst& 
                                                         const Uses& uses) const {
     if (!uses.isOnlyIndexed)
         return std::nullopt;
-    const std::uint64_t size = variable.getAllocationSize(m_layout)->getFixedValue();
+    const std::uint64_t size = sizeOf(variable, m_layout);
     std::uint64_t granule = 0;
     const auto isElement = [&](llvm::Type* type) {
         const std::uint64_t size = m_layout.getTypeStoreSize(type).getFixedValue();
@@ -142,11 +142,17 @@ PrivateMemory::Kind PrivateMemory::kind(const llvm::AllocaInst* variable) const 
     return m_granules.contains(variable) ? Kind::Woven : Kind::Copies;
 }
 
+std::uint64_t PrivateMemory::sizeOf(const llvm::AllocaInst& variable,
+                                    const llvm::DataLayout& layout) {
+    const auto size = variable.getAllocationSize(layout);
+    return size ? size->getFixedValue() : 0;
+}
+
 std::uint64_t PrivateMemory::bytes(unsigned lanes) const {
     std::uint64_t total = 0;
     for (const auto& [variable, uses] : m_uses)
         if (m_varying.contains(variable))
-            total += lanes * variable->getAllocationSize(m_layout)->getFixedValue();
+            total += lanes * sizeOf(*variable, m_layout);
     return total;
 }
 

@@ -19,16 +19,17 @@ class PrivateMemory {
 public:
     enum class Kind { Shared, Woven, Copies };
 
-    /// Decides for every variable, together with what is uniform: each depends on the other.
-    /// `analyse` makes both analyses for a set of varying variables.
+    /// Takes all variables of the kernel for shared.
     explicit PrivateMemory(llvm::Function& kernel);
 
-    /// Starts from "all shared" and takes back what `uniformity` and `tree` contradict. Returns
-    /// whether anything was taken back, so that both have to be made again.
+    /// Takes back what `uniformity` and `tree`, made for varying(), contradict. Returns whether
+    /// there was anything: both depend on it and have to be made again then.
     bool refute(const Uniformity& uniformity, const ControlTree& tree,
                 const llvm::DominatorTree& dominators);
 
     Kind kind(const llvm::AllocaInst* variable) const;
+    /// Bytes of the variable for one thread.
+    static std::uint64_t sizeOf(const llvm::AllocaInst& variable, const llvm::DataLayout& layout);
     const ValueSet& varying() const { return m_varying; }
     /// Bytes of the elements of a woven variable.
     std::uint64_t granule(const llvm::AllocaInst* variable) const {

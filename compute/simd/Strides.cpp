@@ -57,7 +57,7 @@ std::optional<std::int64_t> Strides::of(const llvm::Value* value) const {
 
 std::int64_t Strides::copyStride(const llvm::AllocaInst& variable, const llvm::DataLayout& layout) {
     return static_cast<std::int64_t>(
-        llvm::alignTo(variable.getAllocationSize(layout)->getFixedValue(), variable.getAlign()));
+        llvm::alignTo(PrivateMemory::sizeOf(variable, layout), variable.getAlign()));
 }
 
 Strides::Guess Strides::guess(const llvm::Value* value) const {
