@@ -18,7 +18,9 @@ static bool hasDocumentEnding(const fs::path& file) {
 }
 
 Result<DocumentOrigin> readOrigin(const fs::path& file) {
-    DocumentOrigin origin{.title = file.stem().string(), .source = {}, .file = fs::absolute(file)};
+    DocumentOrigin origin;
+    origin.title = file.stem().string();
+    origin.file = fs::absolute(file);
     origin.source = hasDocumentEnding(file) ? SL42_TRY(starloom::readDocument(file))
                                             : SL42_TRY(platform::readTextFile(file));
     return origin;

@@ -21,7 +21,7 @@ struct DocumentOrigin {
     /// Where it is saved; empty while it has no file.
     std::filesystem::path file;
     /// The journal that the text was found in, for text that is in no file.
-    std::optional<starloom::JournalEntry> recovered{};
+    std::optional<starloom::JournalEntry> recovered;
 };
 
 /// Reads a document, or a program's text under any other ending. Stops the program when a file with

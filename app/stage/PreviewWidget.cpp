@@ -22,8 +22,8 @@ QCursor makeEmptyCursor() {
 QImage wrap(const starloom::ScreenPicture& picture) {
     const auto width = static_cast<int>(picture.size.width);
     const auto height = static_cast<int>(picture.size.height);
-    return {reinterpret_cast<const uchar*>(picture.pixels.data()), width, height, width * 4,
-            QImage::Format_RGB32};
+    return {reinterpret_cast<const uchar*>(picture.pixels.data()), width, height,
+            qsizetype{4} * width, QImage::Format_RGB32};
 }
 
 } // namespace

@@ -159,6 +159,8 @@ void ConsoleWindow::observe() {
 void ConsoleWindow::showProgram() {
     m_log->setLog(m_console.engine().error().get());
     m_source->setSource(m_console.engine().source());
+    if (!m_document.isModified())
+        m_console.journal().forget(); // the file has it
     showTitle();
 }
 
