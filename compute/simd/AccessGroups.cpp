@@ -136,8 +136,10 @@ void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access
             return;
         }
     }
-    // Stores stay in order: what does not belong to the open group ends it.
-    if (isStore)
+    // Stores stay in order: what does not belong to the open group ends it. Loads need not look
+    // far for company.
+    constexpr std::size_t mostOpen = 32;
+    if (isStore || open.size() == mostOpen)
         close(open);
     open.push_back({.members = {member},
                     .root = root,

@@ -124,9 +124,14 @@ std::optional<std::uint64_t> PrivateMemory::findGranule(const llvm::AllocaInst& 
 
 bool PrivateMemory::refute(const Uniformity& uniformity, const ControlTree& tree,
                            const llvm::DominatorTree& dominators) {
+    // Each variable may bring down the next; who has so many of them pays with memory.
+    constexpr unsigned mostRounds = 6;
+    const bool isLate = ++m_rounds > mostRounds;
     bool isRefuted = false;
     for (const auto& [variable, uses] : m_uses) {
-        if (m_varying.contains(variable) || isShared(uses, uniformity, tree, dominators))
+        if (m_varying.contains(variable))
+            continue;
+        if (!isLate && isShared(uses, uniformity, tree, dominators))
             continue;
         isRefuted = true;
         m_varying.insert(variable);

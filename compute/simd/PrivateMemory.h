@@ -55,6 +55,7 @@ private:
     const llvm::DataLayout& m_layout;
     llvm::MapVector<llvm::AllocaInst*, Uses> m_uses;
     ValueSet m_varying;
+    unsigned m_rounds = 0;
     llvm::DenseMap<const llvm::AllocaInst*, std::uint64_t> m_granules;
 };
 

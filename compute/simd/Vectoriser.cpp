@@ -71,12 +71,12 @@ public:
           m_loops(m_dominators),
           m_memory(kernel) {
         do {
-            m_uniformity.emplace(kernel, m_memory.varying());
+            m_uniformity = std::make_unique<Uniformity>(kernel, m_memory.varying());
             splitCommonEdges(kernel, *m_uniformity, m_dominators, m_loops);
-            m_tree.emplace(kernel, m_dominators, m_loops, *m_uniformity);
+            m_tree = std::make_unique<ControlTree>(kernel, m_dominators, m_loops, *m_uniformity);
         } while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
-        m_strides.emplace(kernel, m_loops, *m_uniformity, m_memory);
-        m_groups.emplace(kernel, *m_strides, m_memory);
+        m_strides = std::make_unique<Strides>(kernel, m_loops, *m_uniformity, m_memory);
+        m_groups = std::make_unique<AccessGroups>(kernel, *m_strides, m_memory);
     }
 
     platform::Result<void> check() const {
@@ -116,10 +116,10 @@ private:
     llvm::DominatorTree m_dominators;
     llvm::LoopInfo m_loops;
     PrivateMemory m_memory;
-    std::optional<Uniformity> m_uniformity;
-    std::optional<ControlTree> m_tree;
-    std::optional<Strides> m_strides;
-    std::optional<AccessGroups> m_groups;
+    std::unique_ptr<const Uniformity> m_uniformity;
+    std::unique_ptr<const ControlTree> m_tree;
+    std::unique_ptr<const Strides> m_strides;
+    std::unique_ptr<const AccessGroups> m_groups;
 };
 
 } // namespace

@@ -192,7 +192,7 @@ llvm::Value* firstOfEven(LaneBuilder& builder, WideValues& values,
     // its own address is far outside of everything.
     llvm::Value* narrow = made->getOperand(0);
     const std::int64_t span =
-        *values.stride(&instruction) * static_cast<std::int64_t>(builder.lanes() - 1);
+        values.stride(&instruction).value_or(0) * static_cast<std::int64_t>(builder.lanes() - 1);
     if (span <= 0)
         return made;
     llvm::Value* last = builder.CreateAdd(
