@@ -41,7 +41,7 @@ void fill(std::vector<std::byte>& memory) {
     for (std::uint32_t i = 0; i < memory.size() / 2 / 4; ++i) {
         const std::uint32_t scattered = i * 0x9E3779B1u;
         const std::uint32_t word = scattered ^ scattered >> 15;
-        std::memcpy(&memory[4 * i], &word, 4);
+        std::memcpy(&memory[std::size_t{4} * i], &word, 4);
     }
 }
 

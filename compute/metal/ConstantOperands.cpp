@@ -12,7 +12,7 @@ namespace {
 
 class OperandVisitor : public clang::RecursiveASTVisitor<OperandVisitor> {
 public:
-    explicit OperandVisitor(clang::ASTContext& context) : m_context(context) {}
+    explicit OperandVisitor(clang::Sema& sema) : m_sema(sema), m_context(sema.Context) {}
 
     bool shouldVisitTemplateInstantiations() const { return true; }
 
@@ -43,19 +43,20 @@ private:
     /// The same value by way of a temporary variable: nobody looks into those before optimising.
     clang::Expr* fromMemory(clang::Expr* value) const {
         const clang::QualType type = value->getType().getUnqualifiedType();
-        auto* temporary =
-            new (m_context) clang::MaterializeTemporaryExpr(type, value, /*BoundToLvalue=*/false);
+        clang::Expr* temporary =
+            m_sema.CreateMaterializeTemporaryExpr(type, value, /*BoundToLvalueReference=*/false);
         return clang::ImplicitCastExpr::Create(m_context, type, clang::CK_LValueToRValue, temporary,
                                                nullptr, clang::VK_PRValue, {});
     }
 
+    clang::Sema& m_sema;
     clang::ASTContext& m_context;
 };
 
 } // namespace
 
 void hideUndefinedOperands(clang::Sema& sema, llvm::ArrayRef<clang::Decl*> declarations) {
-    OperandVisitor visitor(sema.Context);
+    OperandVisitor visitor(sema);
     for (clang::Decl* declaration : declarations)
         if (!sema.SourceMgr.isInSystemHeader(declaration->getLocation()))
             visitor.TraverseDecl(declaration);

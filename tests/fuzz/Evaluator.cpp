@@ -47,6 +47,7 @@ template <class Operation>
 Cell roughCell(Scalar type, std::vector<Cell> operands, const Operation& operation) {
     const Tolerance tolerance = toleranceOf(type);
     std::vector<double> x;
+    x.reserve(operands.size());
     for (const Cell& operand : operands)
         x.push_back(operand.number);
     Cell result;
@@ -81,8 +82,8 @@ std::int64_t integerBinary(Type type, unsigned which, std::int64_t a, std::int64
     case Subtract:
         return wrapped(s, x - y);
     case Multiply:
-        return static_cast<std::int64_t>(
-            wrapped(s, Wide(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b))));
+        return wrapped(s, static_cast<std::int64_t>(static_cast<std::uint64_t>(a) *
+                                                    static_cast<std::uint64_t>(b)));
     case Divide:
         return y == 0 ? 0 : wrapped(s, x / y);
     case Remainder:
@@ -94,7 +95,7 @@ std::int64_t integerBinary(Type type, unsigned which, std::int64_t a, std::int64
     case Xor:
         return a ^ b;
     case ShiftLeft:
-        return wrapped(s, Wide(static_cast<std::uint64_t>(a) << amount));
+        return wrapped(s, static_cast<std::int64_t>(static_cast<std::uint64_t>(a) << amount));
     default:
         return wrapped(s, x >> amount);
     }
@@ -348,6 +349,7 @@ private:
 
     Value callPlain(const Expr& e, Frame& frame) {
         std::vector<Value> arguments;
+        arguments.reserve(e.args.size());
         for (const Expr& argument : e.args)
             arguments.push_back(evaluate(argument, frame));
         const Function& callee = m_program.functions[e.which];
@@ -394,6 +396,7 @@ private:
             break;
         }
         std::vector<Value> args;
+        args.reserve(e.args.size());
         for (const Expr& argument : e.args)
             args.push_back(evaluate(argument, frame));
         return operation(e, args);
@@ -463,6 +466,7 @@ private:
         }
         case Op::Rough: {
             std::vector<Cell> operands;
+            operands.reserve(args.size());
             for (std::size_t i = 0; i < args.size(); ++i)
                 operands.push_back(argument(i));
             return roughCell(e.type.scalar, std::move(operands),
@@ -636,7 +640,7 @@ private:
     void atomic(const Stmt& s, Frame& frame) {
         const auto at = static_cast<std::size_t>(evaluate(s.exprs[0], frame)[0].integer);
         const auto x = static_cast<std::uint32_t>(evaluate(s.exprs[1], frame)[0].integer);
-        std::uint32_t& c = m_counters[s.which * countersPerOperation + at];
+        std::uint32_t& c = m_counters[std::size_t{s.which} * countersPerOperation + at];
         const std::uint32_t results[] = {c + x, c - x,          c & x,         c | x,
                                          c ^ x, std::min(c, x), std::max(c, x)};
         c = results[s.which];

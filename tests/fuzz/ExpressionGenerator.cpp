@@ -76,7 +76,7 @@ Expr ExpressionGenerator::literal(Type type) {
         e.integer = m_random.below(2);
         return e;
     }
-    const Wide bit = Wide(1) << m_random.below(8 * bytesOf(type.scalar));
+    const Wide bit = Wide(1) << m_random.below(std::size_t{8} * bytesOf(type.scalar));
     const Wide choices[] = {0,
                             1,
                             -1,
@@ -139,7 +139,7 @@ Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
         return e;
     }
     if (mayLeave && m_isKernel && m_random.percent(15))
-        return *input(type, depth);
+        return inputAt(0);
     Expr any = value(type, depth);
     Expr limit = node(Op::Literal, type, 0, {});
     limit.integer = isPow2(count) ? count - 1 : count;
@@ -290,7 +290,8 @@ Expr ExpressionGenerator::convert(Type type, unsigned depth) {
     if (isFloating(from) && m_random.percent(30)) { // large enough to leave the type
         Expr factor = number(source.type, std::ldexp(1, static_cast<int>(m_random.between(3, 60))));
         factor.range = {factor.number, static_cast<int>(std::log2(factor.number))};
-        source = node(Op::Binary, source.type, Multiply, {std::move(source), std::move(factor)});
+        const Type wide = source.type;
+        source = node(Op::Binary, wide, Multiply, {source, std::move(factor)});
     }
     return node(Op::Convert, type, 0, {std::move(source)});
 }
@@ -423,6 +424,8 @@ Expr ExpressionGenerator::integerOnly32(Type type, unsigned depth) {
             e.lanes = {m_random.below(4)};
             return e;
         }
+        break;
+    default:
         break;
     }
     return leaf(type, depth);

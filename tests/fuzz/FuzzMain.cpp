@@ -128,6 +128,7 @@ private:
     /// A line for each program that did not succeed: its number in the batch, width and result.
     std::string runBatch(std::size_t batch) const {
         std::vector<fuzz::Trial> trials;
+        trials.reserve(sizeOf(batch));
         for (std::size_t i = 0; i < sizeOf(batch); ++i)
             trials.emplace_back(fuzz::generate(seedOf(batch, i)));
         std::ostringstream lines;

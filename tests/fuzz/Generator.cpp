@@ -91,6 +91,7 @@ private:
 
     /// Gives the kernel's variables something to start with that differs between threads.
     void setVariables() {
+        m_function.body.reserve(m_function.variables.size());
         for (unsigned i = 0; i < m_function.variables.size(); ++i) {
             const Variable& v = m_function.variables[i];
             if (v.form == Form::Plain && v.structure < 0)
@@ -256,7 +257,8 @@ private:
                 continue;
             Stmt s{.verb = Verb::Point, .which = i};
             for (int k = 0; k < 2; ++k)
-                s.exprs.push_back(*m_expressions.place(v.type, 1, true, true));
+                if (auto target = m_expressions.place(v.type, 1, true, true))
+                    s.exprs.push_back(*std::move(target));
             if (m_random.percent(60))
                 s.exprs.push_back(condition());
             else

@@ -40,6 +40,10 @@ std::string variableName(unsigned variable) {
     return "v" + std::to_string(variable);
 }
 
+std::string indent(unsigned depth) {
+    return std::string(std::size_t{4} * depth, ' ');
+}
+
 std::string fieldName(unsigned field) {
     return {static_cast<char>('a' + field)};
 }
@@ -236,11 +240,11 @@ private:
     void printNested(const std::vector<Stmt>& body, unsigned depth) {
         m_out << "{\n";
         printBlock(body, depth + 1);
-        m_out << std::string(4 * depth, ' ') << "}";
+        m_out << indent(depth) << "}";
     }
 
     void printStatement(const Stmt& s, unsigned depth) {
-        m_out << std::string(4 * depth, ' ');
+        m_out << indent(depth);
         const std::string counter = variableName(s.which);
         const auto limited = [&](const char* step) {
             return "(" + std::string(step) + " < " + std::to_string(s.limit) + "u && " +
@@ -265,12 +269,11 @@ private:
             break;
         case Verb::While:
             m_out << counter << " = 0;\n"
-                  << std::string(4 * depth, ' ') << "while " << limited((counter + "++").c_str())
-                  << " ";
+                  << indent(depth) << "while " << limited((counter + "++").c_str()) << " ";
             printNested(s.bodies[0], depth);
             break;
         case Verb::DoWhile:
-            m_out << counter << " = 0;\n" << std::string(4 * depth, ' ') << "do ";
+            m_out << counter << " = 0;\n" << indent(depth) << "do ";
             printNested(s.bodies[0], depth);
             m_out << " while " << limited(("++" + counter).c_str()) << ";";
             break;
@@ -316,7 +319,7 @@ private:
     }
 
     void printSwitch(const Stmt& s, unsigned depth) {
-        const std::string margin(4 * depth, ' ');
+        const std::string margin = indent(depth);
         m_out << "switch (" << text(s.exprs[0]) << " & 7) {\n";
         for (unsigned i = 0; i < s.bodies.size(); ++i) {
             const std::string label = "case " + std::to_string(s.labels[i]) + ": ";
