@@ -280,6 +280,51 @@ TEST(PassTests, ExtractionTakesOnlyWhatTheKernelReaches) {
 }
 
 // Arithmetic and phis become float; what goes to memory or was converted on purpose stays rounded.
+/// A kernel that reads four bytes from `%out` on, does `between`, and writes them 64 bytes further,
+/// `last` bytes after the third.
+std::string copyOfBytes(const char* between, const char* last) {
+    std::string text;
+    for (const char* i : {"0", "1", "2", "3"}) {
+        const std::string number = i;
+        text += "%p" + number + " = getelementptr i8, ptr %out, i64 " + number + "\n";
+        text += "%b" + number + " = load i8, ptr %p" + number + "\n";
+        text += "%e" + number + " = zext i8 %b" + number + " to i32\n";
+        text += "%s" + number + " = shl i32 %e" + number + ", " + std::to_string(8 * (i[0] - '0'));
+        text += "\n" + std::string(number == "1" ? between : "") + "\n";
+    }
+    text += "%w1 = or i32 %s0, %s1\n%w2 = or i32 %w1, %s2\n%w = or i32 %w2, %s3\n";
+    for (const char* i : {"0", "1", "2", "3"}) {
+        const std::string number = i;
+        text += "%h" + number + " = lshr i32 %w, " + std::to_string(8 * (i[0] - '0')) + "\n";
+        text += "%c" + number + " = trunc i32 %h" + number + " to i8\n";
+        text += "%q" + number + " = getelementptr i8, ptr %out, i64 6" +
+                (number == "3" ? last : number) + "\n";
+        text += "store i8 %c" + number + ", ptr %q" + number + "\n";
+    }
+    return text + "ret void";
+}
+
+TEST(PassTests, MergeBytesMakesWordsOfWhatLiesSideBySide) {
+    const struct {
+        const char* title;
+        const char* between;
+        const char* last;
+        bool hasWordLoad;
+        bool hasWordStore;
+    } cases[] = {{"a word", "", "3", true, true},
+                 {"a store in between", "store i8 0, ptr %out", "3", false, true},
+                 {"a gap", "", "7", true, false}};
+    for (const auto& one : cases) {
+        Bench bench(tests::makeOneDimensional(copyOfBytes(one.between, one.last)));
+        ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget", "inlineCalls", "mergeBytes",
+                             "widenHalf"}),
+                  "");
+        const std::string text = bench.text();
+        EXPECT_EQ(contains(text, "load i32, ptr %"), one.hasWordLoad) << one.title << text;
+        EXPECT_EQ(contains(text, "store i32 %"), one.hasWordStore) << one.title << text;
+    }
+}
+
 TEST(PassTests, WidenHalfComputesInFloat) {
     Bench bench(tests::makeOneDimensional(R"(
     entry:
