@@ -121,6 +121,11 @@ TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
         go();
         EXPECT_EQ(all.back(), 0.5F * volume);
     }
+    for (const float volume : {0.4F, 0.0F, 1.0F}) { // of all songs together
+        mixer.setOutputVolume(volume);
+        go();
+        EXPECT_FLOAT_EQ(all.back(), 0.5F * volume);
+    }
     node.stop();
     go();
     EXPECT_EQ(all.back(), 0.0F);
