@@ -6,12 +6,22 @@
 
 namespace starloom {
 
+// Editors trim the last line end: a comment or directive there would take the tail's first line,
+// the end of the class, with it.
+static bool swallowsWhatFollows(std::string_view program) {
+    const std::string_view lastLine = program.substr(program.rfind('\n') + 1);
+    return lastLine.starts_with('#') || lastLine.find("//") != std::string_view::npos;
+}
+
 std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed) {
     const std::string& header = SharedShaderStrings::standardProcessingHeader();
     const std::string_view tail = GPUShaderStrings::kernelTail();
     std::string text;
-    text.reserve(header.size() + source.size() + preprocessed.additions.size() + tail.size());
-    text.append(header).append(source).append(preprocessed.additions).append(tail);
+    text.reserve(header.size() + source.size() + preprocessed.additions.size() + tail.size() + 1);
+    text.append(header).append(source).append(preprocessed.additions);
+    if (swallowsWhatFollows(text))
+        text += '\n';
+    text.append(tail);
     return text;
 }
 

@@ -17,7 +17,8 @@
 
 namespace starloom {
 
-/// The prelude, the program with its additions, and the kernels that call it.
+/// The prelude, the program with its additions, and the kernels that call it. They begin on a line
+/// of their own when the program ends in a comment.
 std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed);
 
 struct CompiledShader {

@@ -5,7 +5,6 @@
 // Faults of the machine that nobody can handle go through platform/base/Fatal.h instead.
 #pragma once
 
-#include <cassert>
 #include <optional>
 #include <string>
 #include <utility>
@@ -56,9 +55,9 @@ public:
 
     explicit operator bool() const { return !m_error; }
     bool hasValue() const { return !m_error; }
-    E& error() & { return (assert(m_error), *m_error); }
-    const E& error() const& { return (assert(m_error), *m_error); }
-    E&& error() && { return (assert(m_error), std::move(*m_error)); }
+    E& error() & { return m_error.value(); }
+    const E& error() const& { return m_error.value(); }
+    E&& error() && { return std::move(m_error).value(); }
 
 private:
     std::optional<E> m_error;

@@ -98,6 +98,11 @@ TEST_F(CompileTest, SurroundsTheProgramByPreludeAndKernels) {
     EXPECT_NE(header.find("#define TextureBufferRange uint(960 * 540)"), header.npos);
 }
 
+TEST_F(CompileTest, KeepsALastCommentFromTakingTheEndOfTheClassWithIt) {
+    start(std::string(allThree) + " // the end");
+    EXPECT_NE(device->sources.back().find(" // the end\n};\n"), std::string::npos);
+}
+
 TEST_F(CompileTest, CompilesATextOnceAndMakesOnePipelinePerStage) {
     start("");
     device->sources.clear();
