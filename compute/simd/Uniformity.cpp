@@ -4,6 +4,8 @@
 
 #include "compute/kernel/BindParameters.h"
 
+#include <llvm/Analysis/IteratedDominanceFrontier.h>
+#include <llvm/Analysis/PostDominators.h>
 #include <llvm/Analysis/TargetTransformInfoImpl.h>
 #include <llvm/IR/Dominators.h>
 #include <llvm/IR/InstIterator.h>
@@ -33,6 +35,50 @@ bool isOrdered(const llvm::Instruction& instruction) {
     return llvm::isa<llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(instruction);
 }
 
+using Blocks = llvm::SmallPtrSet<llvm::BasicBlock*, 16>;
+
+/// What threads that part at `block` may run through until they are together again, the block where
+/// that happens included. Rounds of a loop that `block` is in are left to LLVM's analysis.
+Blocks partedAfter(llvm::BasicBlock& block, const llvm::DominatorTree& dominators,
+                   const llvm::PostDominatorTree& postDominators) {
+    const llvm::DomTreeNode* together = postDominators.getNode(&block)->getIDom();
+    Blocks found;
+    llvm::SmallVector<llvm::BasicBlock*> open{&block};
+    while (!open.empty()) {
+        llvm::BasicBlock* from = open.pop_back_val();
+        for (llvm::BasicBlock* next : llvm::successors(from))
+            if (!dominators.dominates(next, &block) && found.insert(next).second &&
+                (together == nullptr || next != together->getBlock()))
+                open.push_back(next);
+    }
+    return found;
+}
+
+/// Adds what meets where the ways of a parting branch come together, as far as the analysis missed
+/// it: LLVM 19 stops too early when one of the ways holds a branch that all threads take together
+/// and the other one a loop. Returns whether there was any.
+bool addMissedJoins(llvm::Function& kernel, const llvm::UniformityInfo& info, ValueSet& sources) {
+    llvm::DominatorTree dominators(kernel);
+    const llvm::PostDominatorTree postDominators(kernel);
+    const std::size_t before = sources.size();
+    for (llvm::BasicBlock& block : kernel) {
+        if (!info.isDivergent(block.getTerminator()))
+            continue;
+        const Blocks parted = partedAfter(block, dominators, postDominators);
+        const Blocks ways(llvm::succ_begin(&block), llvm::succ_end(&block));
+        llvm::ForwardIDFCalculator frontier(dominators);
+        frontier.setDefiningBlocks(ways);
+        frontier.setLiveInBlocks(parted);
+        llvm::SmallVector<llvm::BasicBlock*> joins;
+        frontier.calculate(joins);
+        for (llvm::BasicBlock* join : joins)
+            for (llvm::PHINode& phi : join->phis())
+                if (!info.isDivergent(&phi) && !phi.hasConstantOrUndefValue())
+                    sources.insert(&phi);
+    }
+    return sources.size() > before;
+}
+
 } // namespace
 
 Uniformity::Uniformity(llvm::Function& kernel, const ValueSet& varyingMemory) {
@@ -50,7 +96,10 @@ Uniformity::Uniformity(llvm::Function& kernel, const ValueSet& varyingMemory) {
             return llvm::TargetTransformInfo(Lanes(function.getParent()->getDataLayout(), sources));
         });
     });
-    m_info = &m_analyses.getResult<llvm::UniformityInfoAnalysis>(kernel);
+    do {
+        m_analyses.clear();
+        m_info = &m_analyses.getResult<llvm::UniformityInfoAnalysis>(kernel);
+    } while (addMissedJoins(kernel, *m_info, sources));
 }
 
 } // namespace compute::simd
