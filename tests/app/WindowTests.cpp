@@ -203,6 +203,27 @@ TEST_F(WindowTest, OtherDocumentsEndWithoutATrace) {
     EXPECT_TRUE(desktop.shows(black));
 }
 
+TEST_F(WindowTest, ADocumentThatCrashesTakesNobodyWithIt) {
+    ConsoleProcess console(desktop, {files.file("calm.metal", whiteProgram)});
+    ASSERT_TRUE(console.focus()) << console.output();
+    ASSERT_TRUE(desktop.shows(white)) << console.output();
+
+    desktop.press("ctrl+n");
+    pid_t other = 0;
+    ASSERT_TRUE(eventually([&] {
+        std::istringstream(
+            desktop.ask("search --onlyvisible --name '^Untitled' getwindowpid %@")) >>
+            other;
+        return other > 0;
+    }));
+    ASSERT_NE(other, console.id());
+    ::kill(other, SIGSEGV);
+    EXPECT_TRUE(eventually([&] { return screen.holds(errorNotice, 100, 30, 900, 90); }))
+        << console.output();
+    EXPECT_TRUE(desktop.shows(white));
+    EXPECT_TRUE(console.isRunning());
+}
+
 TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {
     const std::string editor = files.file("editor", "#!/bin/sh\nprintf '%s' '" + greyProgram +
                                                         "' >\"$1.new\"\n"
