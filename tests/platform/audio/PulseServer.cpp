@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 
 namespace tests {
@@ -27,6 +28,8 @@ void PulseServer::start() {
         "module-native-protocol-unix auth-anonymous=1 socket=" + m_folder.path("socket");
     std::filesystem::remove(m_folder.path("socket"));
     m_process = fork();
+    if (m_process < 0) // to a signal, all processes
+        throw std::runtime_error("cannot start a process");
     if (m_process == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         execlp("pulseaudio", "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",

@@ -47,6 +47,7 @@ TEST(OwnedFile, IsFreeOnceItsProcessIsKilled) {
     int ready[2];
     ASSERT_EQ(::pipe(ready), 0);
     const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
     if (child == 0) {
         OwnedFile file(path);
         const char done = file.replace(bytes("left behind")) ? 'y' : 'n';
