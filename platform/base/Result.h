@@ -55,9 +55,9 @@ public:
 
     explicit operator bool() const { return !m_error; }
     bool hasValue() const { return !m_error; }
-    E& error() & { return m_error.value(); }
-    const E& error() const& { return m_error.value(); }
-    E&& error() && { return std::move(m_error).value(); }
+    E& error() & { return m_error.value(); }              // NOLINT: value() checks
+    const E& error() const& { return m_error.value(); }   // NOLINT: value() checks
+    E&& error() && { return std::move(m_error).value(); } // NOLINT: value() checks
 
 private:
     std::optional<E> m_error;
