@@ -99,7 +99,7 @@ TEST_F(CompileTest, SurroundsTheProgramByPreludeAndKernels) {
 }
 
 TEST_F(CompileTest, KeepsALastCommentFromTakingTheEndOfTheClassWithIt) {
-    start(std::string(allThree) + " // the end");
+    start("int4 music = {120,4,4,1};\n" + std::string(allThree) + " // the end");
     EXPECT_NE(device->sources.back().find(" // the end\n};\n"), std::string::npos);
 }
 
