@@ -14,6 +14,16 @@ namespace app {
 
 static constexpr int volumeStep = 5;
 
+/// A switch, and beside it what takes the rest of the width.
+static QWidget* makeRow(QWidget* toggle, QWidget* wide) {
+    auto* widget = new QWidget;
+    auto* row = new QHBoxLayout(widget);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(toggle);
+    row->addWidget(wide, 1);
+    return widget;
+}
+
 SoundControls::SoundControls(const Actions& actions, Settings& settings,
                              platform::AudioEngine& output, starloom::AudioMonitor& input)
     : m_settings(settings),
@@ -42,12 +52,7 @@ QWidget* SoundControls::makeOutputRow() {
     connect(m_volume, &QSlider::valueChanged, this, &SoundControls::applyVolume);
     connect(m_mute, &QAction::toggled, this, &SoundControls::applyVolume);
 
-    auto* widget = new QWidget;
-    auto* row = new QHBoxLayout(widget);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->addWidget(muteButton);
-    row->addWidget(m_volume, 1);
-    return widget;
+    return makeRow(muteButton, m_volume);
 }
 
 // Devices are remembered by name: their order changes when one is plugged in.
@@ -79,12 +84,7 @@ QWidget* SoundControls::makeInputRow() {
         m_input.setIsActive(on);
         m_settings.inputActive.set(on);
     });
-    auto* widget = new QWidget;
-    auto* row = new QHBoxLayout(widget);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->addWidget(active);
-    row->addWidget(devices, 1);
-    return widget;
+    return makeRow(active, devices);
 }
 
 void SoundControls::changeVolume(int step) {

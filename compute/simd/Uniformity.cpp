@@ -57,8 +57,8 @@ Blocks partedAfter(llvm::BasicBlock& block, const llvm::DominatorTree& dominator
 /// Adds what meets where the ways of a parting branch come together, as far as the analysis missed
 /// it: LLVM 19 stops too early when one of the ways holds a branch that all threads take together
 /// and the other one a loop. Returns whether there was any.
-bool addMissedJoins(llvm::Function& kernel, const llvm::UniformityInfo& info, ValueSet& sources) {
-    llvm::DominatorTree dominators(kernel);
+bool addMissedJoins(llvm::Function& kernel, llvm::DominatorTree& dominators,
+                    const llvm::UniformityInfo& info, ValueSet& sources) {
     const llvm::PostDominatorTree postDominators(kernel);
     const std::size_t before = sources.size();
     for (llvm::BasicBlock& block : kernel) {
@@ -99,7 +99,8 @@ Uniformity::Uniformity(llvm::Function& kernel, const ValueSet& varyingMemory) {
     do {
         m_analyses.clear();
         m_info = &m_analyses.getResult<llvm::UniformityInfoAnalysis>(kernel);
-    } while (addMissedJoins(kernel, *m_info, sources));
+    } while (addMissedJoins(kernel, m_analyses.getResult<llvm::DominatorTreeAnalysis>(kernel),
+                            *m_info, sources));
 }
 
 } // namespace compute::simd
