@@ -63,7 +63,7 @@ EXTERNAL = [
     (r"(brotli/|lz4|lzma\.h|zlib\.h)", ["platform/compression", "tests/platform/compression"]),
     (r"(ft2build\.h|freetype/|fontconfig/)", ["platform/glyphs"]),
     (r"(sys/(mman|socket|syscall|prctl|resource|inotify|wait)|unistd|fcntl|poll|signal|spawn)\.h",
-     ["platform", "compute", "gpu/host", "tests"]),
+     ["platform", "compute", "gpu/host", "tests", "bench/fuzz"]),
 ]
 
 WORDS = re.compile(r"\bTODO\b|\bFIXME\b|\bXXX\b")

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/Evaluator.h"
+#include "bench/fuzz/Evaluator.h"
 
-#include "tests/fuzz/Library.h"
-#include "tests/fuzz/Random.h"
+#include "bench/fuzz/Library.h"
+#include "bench/fuzz/Random.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/Isolation.h"
+#include "bench/fuzz/Isolation.h"
 
 #include "platform/base/FileDescriptor.h"
 

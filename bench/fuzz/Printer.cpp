@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/Printer.h"
+#include "bench/fuzz/Printer.h"
 
-#include "tests/fuzz/Library.h"
+#include "bench/fuzz/Library.h"
 
 #include <cstdio>
 #include <limits>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/Check.h"
+#include "bench/fuzz/Check.h"
 
+#include "bench/fuzz/Evaluator.h"
+#include "bench/fuzz/Printer.h"
 #include "compute/host/HostKernel.h"
 #include "compute/metal/Frontend.h"
-#include "tests/fuzz/Evaluator.h"
-#include "tests/fuzz/Printer.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -8,11 +8,11 @@
 // Prints a line for each program that fails; --print its text as well, --shrink the smallest text
 // that fails in the same way. --keep writes texts to DIR/seed-N-width-W.metal, with the line on
 // top.
-#include "tests/fuzz/Check.h"
-#include "tests/fuzz/Generator.h"
-#include "tests/fuzz/Isolation.h"
-#include "tests/fuzz/Printer.h"
-#include "tests/fuzz/Shrinker.h"
+#include "bench/fuzz/Check.h"
+#include "bench/fuzz/Generator.h"
+#include "bench/fuzz/Isolation.h"
+#include "bench/fuzz/Printer.h"
+#include "bench/fuzz/Shrinker.h"
 
 #include <algorithm>
 #include <chrono>

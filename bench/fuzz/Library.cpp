@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/Library.h"
+#include "bench/fuzz/Library.h"
 
 #include <algorithm>
 #include <cmath>

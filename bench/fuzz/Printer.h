@@ -5,7 +5,7 @@
 // means what the tree says without the promotions of C++.
 #pragma once
 
-#include "tests/fuzz/Program.h"
+#include "bench/fuzz/Program.h"
 
 namespace fuzz {
 

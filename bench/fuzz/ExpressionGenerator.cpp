@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/ExpressionGenerator.h"
+#include "bench/fuzz/ExpressionGenerator.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,7 +5,7 @@
 // fails.
 #pragma once
 
-#include "tests/fuzz/Program.h"
+#include "bench/fuzz/Program.h"
 
 #include <functional>
 

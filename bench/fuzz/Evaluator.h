@@ -6,7 +6,7 @@
 // correct compiler's result may be from them.
 #pragma once
 
-#include "tests/fuzz/Program.h"
+#include "bench/fuzz/Program.h"
 
 #include <array>
 #include <optional>

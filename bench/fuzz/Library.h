@@ -5,7 +5,7 @@
 // written independently of the library's own text.
 #pragma once
 
-#include "tests/fuzz/Program.h"
+#include "bench/fuzz/Program.h"
 
 #include <array>
 #include <span>

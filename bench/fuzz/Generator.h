@@ -5,7 +5,7 @@
 // memory, exact values stay within their bounds, and rough ones never decide anything.
 #pragma once
 
-#include "tests/fuzz/Program.h"
+#include "bench/fuzz/Program.h"
 
 namespace fuzz {
 

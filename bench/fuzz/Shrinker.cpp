@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/Shrinker.h"
+#include "bench/fuzz/Shrinker.h"
 
 #include <algorithm>
 

@@ -4,9 +4,9 @@
 // Random expressions over the variables of one function.
 #pragma once
 
-#include "tests/fuzz/Library.h"
-#include "tests/fuzz/Program.h"
-#include "tests/fuzz/Random.h"
+#include "bench/fuzz/Library.h"
+#include "bench/fuzz/Program.h"
+#include "bench/fuzz/Random.h"
 
 #include <optional>
 

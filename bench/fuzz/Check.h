@@ -5,7 +5,7 @@
 // evaluator expects.
 #pragma once
 
-#include "tests/fuzz/Program.h"
+#include "bench/fuzz/Program.h"
 
 #include <memory>
 #include <string>

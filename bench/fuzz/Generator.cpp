@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "tests/fuzz/Generator.h"
+#include "bench/fuzz/Generator.h"
 
-#include "tests/fuzz/ExpressionGenerator.h"
+#include "bench/fuzz/ExpressionGenerator.h"
 
 #include <algorithm>
 
