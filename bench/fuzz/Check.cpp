@@ -63,9 +63,9 @@ struct Layout {
 /// All memory of one run.
 class Memory {
 public:
-    Memory(const Program& program, const Inputs& inputs) : m_pixels(inputs.pixels) {
+    Memory(const Program& program, const Inputs& inputs) : m_pixels(inputs.pixels()) {
         for (unsigned i = 0; i < std::size(inputTypes); ++i)
-            m_buffers.push_back(encoded(inputs.buffers[i], inputTypes[i].scalar));
+            m_buffers.push_back(encoded(inputs.buffer(i), inputTypes[i].scalar));
         m_buffers.emplace_back(std::size(atomicOperations) * countersPerOperation * 4);
         const std::size_t threads = std::size_t{program.width} * program.height;
         m_buffers.emplace_back(threads * regionBytes);

@@ -6,26 +6,11 @@
 // correct compiler's result may be from them.
 #pragma once
 
-#include "bench/fuzz/Program.h"
+#include "bench/fuzz/Inputs.h"
 
-#include <array>
 #include <optional>
 
 namespace fuzz {
-
-/// What a program reads; the same for the same seed.
-struct Inputs {
-    explicit Inputs(const Program& program);
-    std::array<std::vector<double>, std::size(inputTypes)> buffers;
-    std::vector<std::uint8_t> pixels; ///< of the texture, rows without gaps
-};
-
-/// One lane of a value.
-struct Cell {
-    std::int64_t integer = 0; ///< of integers and bool
-    double number = 0;        ///< of floating-point types
-    double error = 0;         ///< of rough ones; infinite where nothing can be said
-};
 
 /// What all threads leave behind.
 struct Outcome {

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "bench/fuzz/Cells.h"
+
+#include "bench/fuzz/Library.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace fuzz {
+namespace {
+
+/// How much a compiler may be off in one operation, relative to operands and result, and at least.
+/// Sixteen roundings of float: operations may be contracted and reordered, and functions of the
+/// library promise a few units in the last place. Near zero they promise less, and denormal numbers
+/// may be flushed.
+struct Tolerance {
+    double relative;
+    double absolute;
+    double largest; ///< beyond, intermediate results may overflow
+};
+Tolerance toleranceOf(Scalar type) {
+    return type == Scalar::Half ? Tolerance{1e-3, 2e-4, 8192} : Tolerance{1e-6, 1e-6, 1e15};
+}
+
+std::int64_t integerBinary(Type type, unsigned which, std::int64_t a, std::int64_t b) {
+    const Scalar s = type.scalar;
+    const Wide x = wide(s, a);
+    const Wide y = wide(s, b);
+    // Scalars are computed in int at least, vectors lane by lane in their own type.
+    const unsigned width = 8 * (type.lanes > 1 ? bytesOf(s) : std::max(4u, bytesOf(s)));
+    const auto amount = static_cast<unsigned>(b & (width - 1));
+    switch (which) {
+    case Add:
+        return wrapped(s, x + y);
+    case Subtract:
+        return wrapped(s, x - y);
+    case Multiply:
+        return wrapped(s, static_cast<std::int64_t>(static_cast<std::uint64_t>(a) *
+                                                    static_cast<std::uint64_t>(b)));
+    case Divide:
+        return y == 0 ? 0 : wrapped(s, x / y);
+    case Remainder:
+        return y == 0 ? 0 : wrapped(s, x % y);
+    case And:
+        return a & b;
+    case Or:
+        return a | b;
+    case Xor:
+        return a ^ b;
+    case ShiftLeft:
+        return wrapped(s, static_cast<std::int64_t>(static_cast<std::uint64_t>(a) << amount));
+    default:
+        return wrapped(s, x >> amount);
+    }
+}
+
+double arithmetic(unsigned which, double a, double b) {
+    switch (which) {
+    case Add:
+        return a + b;
+    case Subtract:
+        return a - b;
+    case Multiply:
+        return a * b;
+    default:
+        return a / b;
+    }
+}
+
+template <class T>
+bool compareNumbers(unsigned which, T a, T b) {
+    const bool results[] = {a == b, a != b, a<b, a <= b, a> b, a >= b};
+    return results[which];
+}
+
+} // namespace
+
+Cell roughCell(Scalar type, const std::vector<Cell>& operands,
+               const std::function<double(const double*)>& operation) {
+    const Tolerance tolerance = toleranceOf(type);
+    std::vector<double> x;
+    x.reserve(operands.size());
+    for (const Cell& operand : operands)
+        x.push_back(operand.number);
+    Cell result;
+    result.number = operation(x.data());
+    result.error = tolerance.relative * std::abs(result.number) + tolerance.absolute;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const double exact = x[i];
+        const double error = operands[i].error + tolerance.relative * std::abs(exact);
+        double deviation = 0;
+        for (const double moved : {exact - error, exact + error}) {
+            x[i] = moved;
+            deviation = std::max(deviation, std::abs(operation(x.data()) - result.number));
+        }
+        x[i] = exact;
+        result.error += std::isfinite(error) ? deviation : error;
+    }
+    if (!(std::abs(result.number) < tolerance.largest) || !std::isfinite(result.error))
+        return {.number = 0, .error = std::numeric_limits<double>::infinity()};
+    return result;
+}
+
+Cell convert(Type to, Type from, const Cell& c) {
+    if (to.scalar == Scalar::Bool)
+        return {.integer = isFloating(from.scalar) ? c.number != 0 : c.integer != 0};
+    if (isFloating(to.scalar)) {
+        const double number =
+            isFloating(from.scalar) ? c.number : static_cast<double>(wide(from.scalar, c.integer));
+        if (!to.rough)
+            return {.number = number};
+        return roughCell(to.scalar, {{.number = number, .error = c.error}},
+                         [](const double* x) { return x[0]; });
+    }
+    return {.integer = isFloating(from.scalar) ? converted(to.scalar, c.number)
+                                               : wrapped(to.scalar, wide(from.scalar, c.integer))};
+}
+
+Value bits(Type to, Type from, const Value& v) {
+    std::uint64_t pattern = 0;
+    const unsigned fromBits = 8 * bytesOf(from.scalar);
+    if (from.lanes == to.lanes) {
+        Value result;
+        for (unsigned i = 0; i < to.lanes; ++i)
+            result[i].integer = wrapped(to.scalar, v[i].integer);
+        return result;
+    }
+    for (unsigned i = 0; i < from.lanes; ++i)
+        pattern |= (static_cast<std::uint64_t>(v[i].integer) & ((1ull << fromBits) - 1))
+                   << (i * fromBits);
+    return {Cell{.integer = wrapped(to.scalar, Wide(pattern))}};
+}
+
+Cell binary(Type type, unsigned which, const Cell& a, const Cell& b) {
+    if (!isFloating(type.scalar))
+        return {.integer = integerBinary(type, which, a.integer, b.integer)};
+    if (!type.rough)
+        return {.number = arithmetic(which, a.number, b.number)};
+    return roughCell(type.scalar, {a, b},
+                     [&](const double* x) { return arithmetic(which, x[0], x[1]); });
+}
+
+Cell unary(Type type, unsigned which, const Value& v, unsigned lane, unsigned lanes) {
+    const auto isSet = [](const Cell& c) { return c.integer != 0; };
+    switch (which) {
+    case Negate:
+        if (isFloating(type.scalar))
+            return {.number = -v[lane].number, .error = v[lane].error};
+        return {.integer = wrapped(type.scalar, -Wide(v[lane].integer))};
+    case Complement:
+        return {.integer = wrapped(type.scalar, ~Wide(v[lane].integer))};
+    case Not:
+        return {.integer = v[lane].integer == 0};
+    case Any:
+        return {.integer = std::any_of(v.begin(), v.begin() + lanes, isSet)};
+    default:
+        return {.integer = std::all_of(v.begin(), v.begin() + lanes, isSet)};
+    }
+}
+
+bool compare(Type type, unsigned which, const Cell& a, const Cell& b) {
+    if (isFloating(type.scalar))
+        return compareNumbers(which, a.number, b.number);
+    return compareNumbers(which, wide(type.scalar, a.integer), wide(type.scalar, b.integer));
+}
+
+} // namespace fuzz

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Values as the evaluator holds them, and what the language's operators make of them. Integers are
+// exact; of rough numbers there is a bound of how far a correct compiler's result may be away.
+#pragma once
+
+#include "bench/fuzz/Program.h"
+
+#include <array>
+#include <functional>
+
+namespace fuzz {
+
+/// One lane of a value.
+struct Cell {
+    std::int64_t integer = 0; ///< of integers and bool
+    double number = 0;        ///< of floating-point types
+    double error = 0;         ///< of rough ones; infinite where nothing can be said
+};
+
+using Value = std::array<Cell, 4>;
+
+/// The result of a rough operation, whose operands are off by their errors.
+Cell roughCell(Scalar type, const std::vector<Cell>& operands,
+               const std::function<double(const double*)>& operation);
+
+Cell convert(Type to, Type from, const Cell& c);
+Value bits(Type to, Type from, const Value& v);
+/// Operators by their place in Program.h.
+Cell binary(Type type, unsigned which, const Cell& a, const Cell& b);
+Cell unary(Type type, unsigned which, const Value& v, unsigned lane, unsigned lanes);
+bool compare(Type type, unsigned which, const Cell& a, const Cell& b);
+
+} // namespace fuzz
