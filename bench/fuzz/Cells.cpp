@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace fuzz {
 namespace {
@@ -78,29 +77,31 @@ bool compareNumbers(unsigned which, T a, T b) {
 } // namespace
 
 Cell roughCell(Scalar type, const std::vector<Cell>& operands,
-               const std::function<double(const double*)>& operation) {
+               const std::function<double(const double*)>& operation, double wave) {
+    constexpr Cell unknown{.error = std::numeric_limits<double>::infinity()};
     const Tolerance tolerance = toleranceOf(type);
     std::vector<double> x;
     x.reserve(operands.size());
     for (const Cell& operand : operands)
         x.push_back(operand.number);
-    Cell result;
-    result.number = operation(x.data());
+    Cell result{.number = operation(x.data())};
     result.error = tolerance.relative * std::abs(result.number) + tolerance.absolute;
+    // One operand after the other goes to both ends of what it may be, and stays at the outer one:
+    // where values have cancelled each other out, the product of two errors counts as well.
+    double before = result.number;
     for (std::size_t i = 0; i < x.size(); ++i) {
-        const double exact = x[i];
-        const double error = operands[i].error + tolerance.relative * std::abs(exact);
-        double deviation = 0;
-        for (const double moved : {exact - error, exact + error}) {
-            x[i] = moved;
-            deviation = std::max(deviation, std::abs(operation(x.data()) - result.number));
-        }
-        x[i] = exact;
-        result.error += std::isfinite(error) ? deviation : error;
+        const double reach = operands[i].error + tolerance.relative * std::abs(x[i]);
+        const double outwards = std::copysign(reach, x[i]);
+        x[i] -= outwards;
+        const double inner = operation(x.data());
+        x[i] += 2 * outwards;
+        const double outer = operation(x.data());
+        if (reach > wave || !std::isfinite(inner) || !std::isfinite(outer))
+            return unknown;
+        result.error += std::max(std::abs(inner - before), std::abs(outer - before));
+        before = outer;
     }
-    if (!(std::abs(result.number) < tolerance.largest) || !std::isfinite(result.error))
-        return {.number = 0, .error = std::numeric_limits<double>::infinity()};
-    return result;
+    return std::abs(result.number) + result.error < tolerance.largest ? result : unknown;
 }
 
 Cell convert(Type to, Type from, const Cell& c) {

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <functional>
+#include <limits>
 
 namespace fuzz {
 
@@ -21,9 +22,11 @@ struct Cell {
 
 using Value = std::array<Cell, 4>;
 
-/// The result of a rough operation, whose operands are off by their errors.
+/// The result of a rough operation, whose operands are off by their errors. Nothing is known where
+/// one is off by more than `wave`, because the operation turns in between.
 Cell roughCell(Scalar type, const std::vector<Cell>& operands,
-               const std::function<double(const double*)>& operation);
+               const std::function<double(const double*)>& operation,
+               double wave = std::numeric_limits<double>::infinity());
 
 Cell convert(Type to, Type from, const Cell& c);
 Value bits(Type to, Type from, const Value& v);

@@ -163,11 +163,13 @@ Cell Expressions::laneOf(const Expr& e, const std::vector<Value>& args, unsigned
         operands.reserve(args.size());
         for (std::size_t i = 0; i < args.size(); ++i)
             operands.push_back(argument(i));
-        return roughCell(e.type.scalar, operands, roughFunctions()[e.which].evaluate);
+        const RoughFunction& f = roughFunctions()[e.which];
+        return roughCell(e.type.scalar, operands, f.evaluate, f.wave);
     }
     case Op::Sample:
-        return roughCell(e.type.scalar, {args[0][0], args[1][0]},
-                         [&](const double* x) { return m_inputs.filtered(x, lane); });
+        return roughCell(
+            e.type.scalar, {args[0][0], args[1][0]},
+            [&](const double* x) { return m_inputs.filtered(x, lane); }, 0.02);
     default:
         return {};
     }

@@ -153,10 +153,10 @@ double smooth(const double* x) {
 
 using enum Domain;
 constexpr RoughFunction roughs[] = {
-    {"sin", 1, {Any}, [](const double* x) { return std::sin(x[0]); }},
-    {"cos", 1, {Any}, [](const double* x) { return std::cos(x[0]); }},
+    {"sin", 1, {Any}, [](const double* x) { return std::sin(x[0]); }, 0.5},
+    {"cos", 1, {Any}, [](const double* x) { return std::cos(x[0]); }, 0.5},
     {"tan", 1, {Unit}, [](const double* x) { return std::tan(x[0]); }},
-    {"sinpi", 1, {Small}, [](const double* x) { return std::sin(M_PI * x[0]); }},
+    {"sinpi", 1, {Small}, [](const double* x) { return std::sin(M_PI * x[0]); }, 0.15},
     {"asin", 1, {Unit}, [](const double* x) { return std::asin(x[0]); }},
     {"acos", 1, {Unit}, [](const double* x) { return std::acos(x[0]); }},
     {"atan", 1, {Any}, [](const double* x) { return std::atan(x[0]); }},

@@ -8,6 +8,7 @@
 #include "bench/fuzz/Program.h"
 
 #include <array>
+#include <limits>
 #include <span>
 
 namespace fuzz {
@@ -55,6 +56,7 @@ struct RoughFunction {
     unsigned arity;
     std::array<Domain, 3> domains;
     double (*evaluate)(const double* x);
+    double wave = std::numeric_limits<double>::infinity(); ///< see roughCell()
 };
 
 using Lanes = std::array<double, 4>;
