@@ -5,12 +5,8 @@
 #include "platform/base/FileDescriptor.h"
 
 #include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -105,8 +101,8 @@ int Desktop::act(std::vector<std::string> words) const {
 }
 
 std::string Desktop::ask(const std::string& words) const {
-    const std::string file = m_files.path("answer");
-    m_server.run({"sh", "-c", "xdotool " + words + " >'" + file + "' 2>&1"});
+    const std::string file = m_files.file("answer", "");
+    m_server.run({"sh", "-c", "xdotool " + words}, {.in = {}, .out = file, .err = file});
     return ::tests::contentsOf(file);
 }
 
@@ -115,58 +111,28 @@ bool Desktop::hasWindow(pid_t process, const std::string& title) const {
                 title}) == 0;
 }
 
-static std::vector<char*> pointersTo(std::vector<std::string>& words) {
-    std::vector<char*> pointers;
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    return pointers;
+static std::vector<std::string> commandOf(const Desktop& desktop,
+                                          const std::vector<std::string>& arguments) {
+    std::vector<std::string> words = desktop.environment();
+    words.insert(words.begin(), {"env", "-i"});
+    words.push_back(std::string(std::getenv("SL42_BUILD_DIR")) + "/starloom");
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
+static std::string newOutput(const Desktop& desktop) {
+    static int count = 0;
+    return desktop.files().path("output" + std::to_string(++count));
 }
 
 ConsoleProcess::ConsoleProcess(const Desktop& desktop, const std::vector<std::string>& arguments)
-    : m_desktop(desktop) {
-    static int count = 0;
-    m_output = desktop.files().path("output" + std::to_string(++count));
-    std::vector<std::string> words{std::string(std::getenv("SL42_BUILD_DIR")) + "/starloom"};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> variables = desktop.environment();
-    posix_spawn_file_actions_t actions{};
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, m_output.c_str(), O_WRONLY | O_CREAT | O_APPEND,
-                                     0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    const int failure = ::posix_spawn(&m_process, words[0].c_str(), &actions, nullptr,
-                                      pointersTo(words).data(), pointersTo(variables).data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (failure != 0)
-        throw std::runtime_error("cannot start " + words[0]);
-}
-
-ConsoleProcess::~ConsoleProcess() {
-    if (isRunning()) {
-        ::kill(m_process, SIGKILL);
-        ::waitpid(m_process, nullptr, 0);
-    }
-}
-
-bool ConsoleProcess::isRunning() {
-    m_ended = m_ended || ::waitpid(m_process, nullptr, WNOHANG) == m_process;
-    return !m_ended;
-}
-
-std::string ConsoleProcess::output() const {
-    return ::tests::contentsOf(m_output);
-}
-
-void ConsoleProcess::kill(int signal) {
-    ::kill(m_process, signal);
-    ::waitpid(m_process, nullptr, 0);
-    m_ended = true;
-}
+    : m_desktop(desktop),
+      m_output(newOutput(desktop)),
+      m_program(commandOf(desktop, arguments), {.in = {}, .out = m_output, .err = m_output}) {}
 
 bool ConsoleProcess::focus() const {
-    const std::string id = std::to_string(m_process);
-    if (!eventually([&] { return m_desktop.hasWindow(m_process, "Starloom"); }))
+    const std::string id = std::to_string(m_program.id());
+    if (!eventually([&] { return m_desktop.hasWindow(m_program.id(), "Starloom"); }))
         return false;
     m_desktop.act({"search", "--all", "--onlyvisible", "--pid", id, "--name", "Starloom",
                    "windowfocus", "%1"});

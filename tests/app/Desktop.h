@@ -8,9 +8,8 @@
 #include "tests/SL42/keyboard/XServer.h"
 #include "tests/ScratchFolder.h"
 
-#include <sys/types.h>
-
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <functional>
 #include <span>
@@ -63,23 +62,19 @@ class Desktop;
 class ConsoleProcess {
 public:
     ConsoleProcess(const Desktop& desktop, const std::vector<std::string>& arguments);
-    ~ConsoleProcess();
-    ConsoleProcess(const ConsoleProcess&) = delete;
-    ConsoleProcess& operator=(const ConsoleProcess&) = delete;
 
-    pid_t id() const { return m_process; }
-    bool isRunning();
+    pid_t id() const { return m_program.id(); }
+    bool isRunning() { return m_program.isRunning(); }
     /// What it has printed so far.
-    std::string output() const;
+    std::string output() const { return ::tests::contentsOf(m_output); }
     /// Waits for its window and gives it the keyboard focus; false when there is none.
     bool focus() const;
-    void kill(int signal);
+    void kill() { m_program.signal(SIGKILL); }
 
 private:
     const Desktop& m_desktop;
     std::string m_output;
-    pid_t m_process = 0;
-    bool m_ended = false;
+    ::tests::Program m_program;
 };
 
 class Desktop {

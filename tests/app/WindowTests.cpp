@@ -234,7 +234,7 @@ TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {
         ASSERT_TRUE(console.focus()) << console.output();
         desktop.press("ctrl+e");
         ASSERT_TRUE(desktop.shows(grey)) << console.output();
-        console.kill(SIGKILL);
+        console.kill();
     }
     ASSERT_TRUE(eventually([&] { return desktop.picture() != grey; }));
     ConsoleProcess next(desktop, {});

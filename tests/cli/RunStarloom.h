@@ -4,15 +4,13 @@
 // Runs the command line as a person would.
 #pragma once
 
+#include "tests/Program.h"
 #include "tests/ScratchFolder.h"
-
-#include <sys/types.h>
 
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace cli::tests {
 
@@ -26,10 +24,9 @@ struct Outcome {
     std::string err;
 };
 
-/// Runs `starloom` from the build folder and waits for it. `meanwhile` is called with the number of
-/// its process after the start.
-Outcome runStarloom(const std::vector<std::string>& arguments, std::string_view input = {},
-                    const std::function<void(pid_t)>& meanwhile = {});
+/// Runs `starloom` from the build folder, does `meanwhile` after the start, and waits for the end.
+Outcome runStarloom(std::vector<std::string> arguments, std::string_view input = {},
+                    const std::function<void(::tests::Program&)>& meanwhile = {});
 
 std::filesystem::path sourceFolder();
 std::filesystem::path buildFolder();

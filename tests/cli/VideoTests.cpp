@@ -160,11 +160,11 @@ TEST(Video, LeavesNothingBehindWhenItIsInterrupted) {
     const ScratchFolder scratch;
     const std::string movie = scratch.file("movie.mp4", "the old one");
     const Outcome run =
-        runStarloom({"video", "-", "-o", movie, "--seconds", "3600"}, program, [&](pid_t process) {
+        runStarloom({"video", "-", "-o", movie, "--seconds", "3600"}, program, [&](auto& starloom) {
             // Until it has begun to write.
             for (int wait = 0; wait < 600 && scratch.names().size() < 2; ++wait)
                 std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            ::kill(process, SIGINT);
+            starloom.signal(SIGINT);
         });
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "starloom: cancelled\n");

@@ -5,42 +5,12 @@
 #include "platform/base/FileDescriptor.h"
 
 #include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <stdexcept>
 
 namespace starloom {
-namespace {
-
-pid_t spawn(std::vector<std::string>& command, const std::string& display) {
-    std::vector<char*> arguments;
-    for (std::string& argument : command)
-        arguments.push_back(argument.data());
-    arguments.push_back(nullptr);
-    std::string displayVariable = "DISPLAY=" + display;
-    std::vector<char*> environment{displayVariable.data()};
-    for (char** variable = environ; *variable; ++variable) {
-        if (!std::string_view(*variable).starts_with("DISPLAY="))
-            environment.push_back(*variable);
-    }
-    environment.push_back(nullptr);
-    pid_t process = 0;
-    if (::posix_spawnp(&process, arguments[0], nullptr, nullptr, arguments.data(),
-                       environment.data()) != 0)
-        throw std::runtime_error("cannot start " + command[0]);
-    return process;
-}
-
-int waitFor(pid_t process) {
-    int status = 0;
-    ::waitpid(process, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-} // namespace
 
 // The server writes the number of the display into the pipe once it takes connections.
 XServer::XServer(const std::vector<std::string>& arguments) {
@@ -53,24 +23,23 @@ XServer::XServer(const std::vector<std::string>& arguments) {
     std::vector<std::string> command{"Xvfb",      "-displayfd", std::to_string(writing.get()),
                                      "-nolisten", "tcp",        "-noreset"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    m_process = spawn(command, {});
+    m_server.emplace(command);
     writing.reset();
     for (char digit = 0; ::read(reading.get(), &digit, 1) == 1 && digit != '\n';)
         m_display += digit;
-    if (m_display.empty()) {
-        waitFor(m_process);
+    if (m_display.empty())
         throw std::runtime_error("the X server did not start");
-    }
     m_display.insert(0, ":");
 }
 
 XServer::~XServer() {
-    ::kill(m_process, SIGTERM);
-    waitFor(m_process);
+    m_server->signal(SIGTERM); // gives it time to tidy up
+    m_server->wait();
 }
 
-int XServer::run(std::vector<std::string> command) const {
-    return waitFor(spawn(command, m_display));
+int XServer::run(std::vector<std::string> command, const tests::Streams& streams) const {
+    command.insert(command.begin(), {"env", "DISPLAY=" + m_display});
+    return tests::Program(command, streams).wait();
 }
 
 } // namespace starloom

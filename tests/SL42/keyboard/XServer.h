@@ -4,10 +4,9 @@
 // An X server of the test's own, without a screen that anybody sees.
 #pragma once
 
-#include <sys/types.h>
+#include "tests/Program.h"
 
-#include <string>
-#include <vector>
+#include <optional>
 
 namespace starloom {
 
@@ -17,16 +16,14 @@ public:
     /// `arguments` come after its own.
     explicit XServer(const std::vector<std::string>& arguments = {});
     ~XServer();
-    XServer(const XServer&) = delete;
-    XServer& operator=(const XServer&) = delete;
 
     /// Its name, as in the environment variable DISPLAY.
     const std::string& display() const { return m_display; }
     /// Runs a program of the path on this display, waits for it, and returns its exit status.
-    int run(std::vector<std::string> command) const;
+    int run(std::vector<std::string> command, const tests::Streams& streams = {}) const;
 
 private:
-    pid_t m_process = 0;
+    std::optional<tests::Program> m_server;
     std::string m_display;
 };
 

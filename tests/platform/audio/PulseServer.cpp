@@ -2,13 +2,8 @@
 // Part of Starloom 42.
 #include "tests/platform/audio/PulseServer.h"
 
-#include <csignal>
-#include <cstdlib>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-
 #include <chrono>
-#include <stdexcept>
+#include <cstdlib>
 #include <thread>
 
 namespace tests {
@@ -27,40 +22,15 @@ void PulseServer::start() {
     const std::string protocol =
         "module-native-protocol-unix auth-anonymous=1 socket=" + m_folder.path("socket");
     std::filesystem::remove(m_folder.path("socket"));
-    m_process = fork();
-    if (m_process < 0) // to a signal, all processes
-        throw std::runtime_error("cannot start a process");
-    if (m_process == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        execlp("pulseaudio", "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",
-               "--use-pid-file=no", "--disable-shm=yes", "--realtime=no", "--high-priority=no",
-               "--log-level=error", "-L",
-               "module-null-sink sink_name=stage rate=48000 "
-               "sink_properties=device.description=Stage",
-               "-L",
-               "module-null-sink sink_name=tuner rate=48000 "
-               "sink_properties=device.description=Tuner",
-               "-L", "module-sine sink=tuner frequency=3000", "-L", protocol.c_str(), nullptr);
-        _exit(127);
-    }
+    m_server.emplace(std::vector<std::string>{
+        "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+        "--disable-shm=yes", "--realtime=no", "--high-priority=no", "--log-level=error", "-L",
+        "module-null-sink sink_name=stage rate=48000 sink_properties=device.description=Stage",
+        "-L",
+        "module-null-sink sink_name=tuner rate=48000 sink_properties=device.description=Tuner",
+        "-L", "module-sine sink=tuner frequency=3000", "-L", protocol});
     for (int i = 0; i < 1000 && !std::filesystem::exists(m_folder.path("socket")); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-}
-
-void PulseServer::kill() {
-    if (m_process == 0)
-        return;
-    ::kill(m_process, SIGKILL);
-    waitpid(m_process, nullptr, 0);
-    m_process = 0;
-}
-
-void PulseServer::freeze() {
-    ::kill(m_process, SIGSTOP);
-}
-
-void PulseServer::thaw() {
-    ::kill(m_process, SIGCONT);
 }
 
 } // namespace tests

@@ -5,9 +5,11 @@
 // microphones. "Stage" is the default; a sine of 3000 Hz sounds on "Tuner".
 #pragma once
 
+#include "tests/Program.h"
 #include "tests/ScratchFolder.h"
 
-#include <sys/types.h>
+#include <csignal>
+#include <optional>
 
 namespace tests {
 
@@ -15,20 +17,17 @@ namespace tests {
 class PulseServer {
 public:
     PulseServer();
-    ~PulseServer() { kill(); }
-    PulseServer(const PulseServer&) = delete;
-    PulseServer& operator=(const PulseServer&) = delete;
 
     /// Ends the server as a crash would; start() brings another one up in its place.
-    void kill();
+    void kill() { m_server.reset(); }
     void start();
     /// Makes it stop answering, and answer again.
-    void freeze();
-    void thaw();
+    void freeze() { m_server->signal(SIGSTOP); }
+    void thaw() { m_server->signal(SIGCONT); }
 
 private:
     ScratchFolder m_folder;
-    pid_t m_process = 0;
+    std::optional<Program> m_server;
 };
 
 } // namespace tests
