@@ -28,7 +28,8 @@ LAYERS = {
     "compute/kernel": ["platform/base"],
     "compute/metal": ["platform/base", "compute/kernel"],
     "compute/simd": ["platform/base", "compute/kernel"],
-    "compute/host": ["platform/base", "compute/kernel", "compute/simd"],
+    "compute/workers": [],
+    "compute/host": ["platform/base", "compute/kernel", "compute/simd", "compute/workers"],
     "compute/service": ["platform/base", "compute"],
     "gpu": ["platform/base"],
     "gpu/Device.cpp": ["gpu", "platform/base"],
@@ -50,7 +51,6 @@ HIDDEN = ("gpu/host", "gpu/vulkan")
 EXTERNAL = [
     (r"(llvm|clang)/", ["compute/metal", "compute/kernel", "compute/simd", "compute/host",
                         "compute/service", "tests/compute"]),
-    (r"(tbb|oneapi)/", ["compute/host", "compute/service"]),
     (r"seccomp\.h", ["compute/service"]),
     (r"vulkan/", ["gpu/vulkan"]),
     (r"SDL2?/", ["platform/audio"]),

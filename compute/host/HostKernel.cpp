@@ -3,9 +3,9 @@
 #include "compute/host/HostKernel.h"
 
 #include "compute/host/CodeGeneration.h"
-#include "compute/host/Workers.h"
 #include "compute/kernel/BindParameters.h"
 #include "compute/kernel/HostTarget.h"
+#include "compute/workers/Workers.h"
 #include "platform/base/Fatal.h"
 
 #include <llvm/IR/IRBuilder.h>
@@ -33,8 +33,6 @@ struct TileRecord {
 };
 
 using TileFunction = void(const Bindings*, const GridRecord*, const TileRecord*);
-
-thread_local const char* runningKernel = nullptr;
 
 /// Denormal numbers count as zeros while this lives: they are slow, and GPUs have none.
 class FlushDenormals {
@@ -107,7 +105,7 @@ public:
             return;
         const GridRecord record{grid, threadsPerThreadgroup};
         const Tiling tiling(grid);
-        runOnAllCores(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
+        workers::run(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
             runTiles(bindings, record, tiling, first, last);
         });
     }
@@ -117,12 +115,10 @@ private:
                   std::uint32_t first, std::uint32_t last) const {
         auto* function = reinterpret_cast<TileFunction*>(m_code.entry());
         const FlushDenormals flushDenormals;
-        runningKernel = m_name.c_str();
         for (std::uint32_t index = first; index < last; ++index) {
             const TileRecord tile = tiling.tile(index);
             function(&bindings, &grid, &tile);
         }
-        runningKernel = nullptr;
     }
 
     std::string m_name;
@@ -167,13 +163,9 @@ platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel k
         std::make_shared<CompiledKernel>(std::move(kernel), std::move(code), time.count()));
 }
 
-const char* kernelOnThisThread() {
-    return runningKernel;
-}
-
 void warmUp() {
     kernel::initialiseHostTarget();
-    startWorkers();
+    workers::start(nullptr);
     compileTrivialKernel();
 }
 

@@ -48,10 +48,6 @@ public:
 platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel,
                                                        const kernel::Dump* dump = nullptr);
 
-/// Name of the kernel that the calling thread is running, or null. May be called from a signal
-/// handler: after a fault, on the thread that faulted, it names the culprit.
-const char* kernelOnThisThread();
-
 /// Starts the worker threads and initialises the code generator; called once before the service
 /// locks itself down.
 void warmUp();

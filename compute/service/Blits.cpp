@@ -2,9 +2,9 @@
 // Part of Starloom 42.
 #include "compute/service/Blits.h"
 
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
+#include "compute/workers/Workers.h"
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 
@@ -19,9 +19,11 @@ template <class Body>
 void forRanges(std::size_t length, const Body& body) {
     if (length < 2 * bytesPerTask)
         return body(0, length);
-    tbb::parallel_for(
-        tbb::blocked_range<std::size_t>(0, length, bytesPerTask),
-        [&](const tbb::blocked_range<std::size_t>& range) { body(range.begin(), range.size()); });
+    const auto tasks = static_cast<std::uint32_t>((length + bytesPerTask - 1) / bytesPerTask);
+    workers::run(tasks, [&](std::uint32_t first, std::uint32_t last) {
+        const std::size_t begin = first * bytesPerTask;
+        body(begin, std::min(last * bytesPerTask, length) - begin);
+    });
 }
 
 bool overlap(std::span<const std::byte> a, std::span<const std::byte> b) {

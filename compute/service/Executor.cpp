@@ -27,12 +27,7 @@ Executor::Executor(Replies& replies, protocol::StatusPage& page,
     : m_replies(replies),
       m_page(page),
       m_inlineArguments(std::move(inlineArguments)),
-      m_queue(1, executorStackBytes, [this] { startThread(); }, [this](Job& job) { run(job); }) {}
-
-void Executor::startThread() {
-    markThisThreadAsKernels();
-    m_workers.emplace();
-}
+      m_queue(1, executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {}
 
 void Executor::run(const Job& job) {
     const auto start = std::chrono::steady_clock::now();

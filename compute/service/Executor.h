@@ -7,8 +7,6 @@
 #include "compute/service/FaultReport.h"
 #include "compute/service/Job.h"
 
-#include <optional>
-
 namespace compute::service {
 
 class Executor {
@@ -22,7 +20,6 @@ private:
     Executor(Replies& replies, protocol::StatusPage& page,
              std::shared_ptr<GuardedMemory> inlineArguments);
 
-    void startThread();
     void run(const Job& job);
     void carryOut(const DispatchWork& work);
     void carryOut(const FillWork& work);
@@ -33,8 +30,6 @@ private:
     protocol::StatusPage& m_page;
     /// Room for the arguments by value of one dispatch, guarded like any buffer.
     std::shared_ptr<GuardedMemory> m_inlineArguments;
-    /// Made by the executing thread, as only its own helpers are to be marked.
-    std::optional<KernelWorkers> m_workers;
     WorkQueue<Job> m_queue; // last, so that its thread ends first
 };
 

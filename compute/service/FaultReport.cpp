@@ -2,11 +2,10 @@
 // Part of Starloom 42.
 #include "compute/service/FaultReport.h"
 
-#include <tbb/task_scheduler_observer.h>
-
 #include <array>
 #include <csignal>
 #include <cstddef>
+#include <memory>
 #include <ucontext.h>
 #include <unistd.h>
 
@@ -116,15 +115,5 @@ void markThisThreadAsKernels() {
     runsKernels = true;
     giveThisThreadFaultStack();
 }
-
-class KernelWorkers::Observer final : public tbb::task_scheduler_observer {
-public:
-    Observer() { observe(true); }
-    ~Observer() override { observe(false); }
-    void on_scheduler_entry(bool) override { markThisThreadAsKernels(); }
-};
-
-KernelWorkers::KernelWorkers() : m_observer(std::make_unique<Observer>()) {}
-KernelWorkers::~KernelWorkers() = default;
 
 } // namespace compute::service

@@ -8,8 +8,6 @@
 #include "compute/protocol/Protocol.h"
 #include "compute/protocol/StatusPage.h"
 
-#include <memory>
-
 namespace compute::service {
 
 /// Installs handlers for the signals of faulty code. They write to `page`, which must stay mapped
@@ -33,16 +31,5 @@ public:
 /// The calling thread executes kernels: what it does wrong is a kernel's fault. Gives it a fault
 /// stack too.
 void markThisThreadAsKernels();
-
-/// While it exists, worker threads that help the thread which made it are marked like that.
-class KernelWorkers {
-public:
-    KernelWorkers();
-    ~KernelWorkers();
-
-private:
-    class Observer;
-    std::unique_ptr<Observer> m_observer;
-};
 
 } // namespace compute::service

@@ -2,8 +2,7 @@
 // Part of Starloom 42.
 #include "compute/service/Mipmaps.h"
 
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
+#include "compute/workers/Workers.h"
 
 #include <algorithm>
 
@@ -47,13 +46,14 @@ void shrinkRow(const TextureLevel& source, const TextureLevel& target, std::uint
 
 template <class Component, std::size_t components>
 void shrink(const TextureLevel& source, const TextureLevel& target) {
-    constexpr std::size_t pixelsPerTask = 1u << 15;
-    const std::size_t rowsPerTask = std::max<std::size_t>(1, pixelsPerTask / target.width);
-    tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, target.height, rowsPerTask),
-                      [&](const tbb::blocked_range<std::uint32_t>& rows) {
-                          for (std::uint32_t y = rows.begin(); y < rows.end(); ++y)
-                              shrinkRow<Component, components>(source, target, y);
-                      });
+    constexpr std::uint32_t pixelsPerTask = 1u << 15;
+    const std::uint32_t rowsPerTask = std::max(1u, pixelsPerTask / target.width);
+    const std::uint32_t tasks = (target.height + rowsPerTask - 1) / rowsPerTask;
+    workers::run(tasks, [&](std::uint32_t first, std::uint32_t last) {
+        const std::uint32_t end = std::min(last * rowsPerTask, target.height);
+        for (std::uint32_t y = first * rowsPerTask; y < end; ++y)
+            shrinkRow<Component, components>(source, target, y);
+    });
 }
 
 void shrinkLevel(TextureFormat format, const TextureLevel& source, const TextureLevel& target) {

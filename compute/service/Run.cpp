@@ -6,6 +6,7 @@
 #include "compute/service/Probe.h"
 #include "compute/service/Sandbox.h"
 #include "compute/service/Server.h"
+#include "compute/workers/Workers.h"
 
 #include <cstdio>
 #include <string_view>
@@ -34,6 +35,7 @@ Result<protocol::StatusPage*> mapStatusPage() {
 Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Compiler& compiler) {
     SL42_TRY_VOID(detachFromSurroundings());
     protocol::StatusPage* page = SL42_TRY(mapStatusPage());
+    workers::start(markThisThreadAsKernels);
     compiler.warmUp();
     reportFaultsTo(*page); // late, since the compiler's libraries install handlers of their own
     auto server = SL42_TRY(Server::create(channel, compiler, *page));

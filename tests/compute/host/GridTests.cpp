@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// What threads of a grid share, and what is known of the kernel while they run.
+// What threads of a grid share.
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
-
-#include <csignal>
-#include <cstring>
-#include <unistd.h>
 
 namespace {
 
@@ -37,24 +33,6 @@ TEST(GridTests, ALoadAfterAStoreOfTheSameThreadSeesIt) {
         EXPECT_EQ(out[x], 41 + x);
         EXPECT_EQ(out[1024 + x], 41u);
     }
-}
-
-void reportKernel(int) {
-    const char* name = host::kernelOnThisThread();
-    _exit(name != nullptr && std::strcmp(name, "k") == 0 ? 7 : 8);
-}
-
-TEST(GridTests, AFaultHandlerLearnsWhichKernelRan) {
-    EXPECT_EQ(host::kernelOnThisThread(), nullptr);
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            const auto compiled =
-                tests::compile(tests::makeOneDimensional("store i32 1, ptr %out\nret void"));
-            std::signal(SIGSEGV, reportKernel);
-            compiled->run({}, {100'000, 1, 1}, {1, 1, 1});
-        },
-        testing::ExitedWithCode(7), "");
 }
 
 } // namespace
