@@ -16,6 +16,7 @@
 #include <llvm/Transforms/Scalar/EarlyCSE.h>
 #include <llvm/Transforms/Utils/Cloning.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 
@@ -104,34 +105,41 @@ std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& k
     return nullptr;
 }
 
-void makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine& target,
-                      const kernel::Dump* dump) {
+/// Returns the bytes of memory that the threads have in common.
+unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine& target,
+                          const kernel::Dump* dump) {
     kernel::Analyses analyses(target);
     llvm::Function& function = *kernel.module->getFunction(kernel.symbol);
     const auto vectoriser = vectoriserFor(kernel, function, analyses);
     if (vectoriser != nullptr)
         dumpModule(dump, *kernel.module, kernel.name, PreparedDump, "prepareLanes");
-    llvm::Function& tile = addThreadLoop(function, analyses, vectoriser.get(), kernel::hostLanes());
-    if (vectoriser == nullptr)
-        return;
+    const ThreadLoop loop =
+        addThreadLoop(function, analyses, vectoriser.get(), kernel::hostLanes());
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::EarlyCSEPass());
     passes.addPass(llvm::ADCEPass());
-    analyses.run(passes, tile);
+    analyses.run(passes, loop.prepare);
+    analyses.run(passes, loop.tile);
+    // It runs once for a whole grid: what counts is that it is there soon.
+    loop.prepare.addFnAttr(llvm::Attribute::OptimizeNone);
+    loop.prepare.addFnAttr(llvm::Attribute::NoInline);
+    return loop.commonBytes;
 }
 
 } // namespace
 
-platform::Result<MachineCode> generateCode(kernel::CanonicalKernel& kernel,
-                                           const kernel::Dump* dump) {
+platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
+                                             const kernel::Dump* dump) {
     const kernel::HostTargetMachine target = kernel::takeHostTargetMachine();
-    makeTileFunction(kernel, *target, dump);
+    const unsigned commonBytes = makeTileFunction(kernel, *target, dump);
     dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
     dumpAssembly(dump, *kernel.module, *target, kernel.name);
     llvm::SmallString<0> object;
     if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object))
         return platform::Error{"no machine code can be generated for this processor"};
-    return MachineCode::link({object.str(), kernel.name}, tileSymbol);
+    constexpr std::array symbols = {prepareSymbol, tileSymbol};
+    MachineCode code = SL42_TRY(MachineCode::link({object.str(), kernel.name}, symbols));
+    return GeneratedCode{.code = std::move(code), .commonBytes = commonBytes};
 }
 
 } // namespace compute::host

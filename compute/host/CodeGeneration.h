@@ -9,9 +9,16 @@
 
 namespace compute::host {
 
-/// The entry of the result is the tile function of ThreadLoop.h. Empties the kernel's module. Calls
-/// on different threads do not disturb each other.
-platform::Result<MachineCode> generateCode(kernel::CanonicalKernel& kernel,
-                                           const kernel::Dump* dump);
+struct GeneratedCode {
+    MachineCode code;
+    unsigned commonBytes; ///< of memory that the threads of a grid have in common
+};
+
+/// Numbers of the entries of the code; the functions of ThreadLoop.h.
+enum CodeEntry : unsigned { PrepareEntry, TileEntry };
+
+/// Empties the kernel's module. Calls on different threads do not disturb each other.
+platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
+                                             const kernel::Dump* dump);
 
 } // namespace compute::host

@@ -3,6 +3,7 @@
 #include "compute/host/HostKernel.h"
 
 #include "compute/host/CodeGeneration.h"
+#include "compute/host/ThreadLoop.h"
 #include "compute/kernel/BindParameters.h"
 #include "compute/kernel/HostTarget.h"
 #include "compute/workers/Workers.h"
@@ -32,7 +33,9 @@ struct TileRecord {
     std::array<std::uint32_t, 3> end;
 };
 
-using TileFunction = void(const Bindings*, const GridRecord*, const TileRecord*);
+using PrepareFunction = void(const Bindings*, const GridRecord*, void* common);
+using TileFunction = void(const Bindings*, const GridRecord*, const void* common,
+                          const TileRecord*);
 
 /// Denormal numbers count as zeros while this lives: they are slow, and GPUs have none.
 class FlushDenormals {
@@ -88,12 +91,12 @@ private:
 
 class CompiledKernel final : public HostKernel {
 public:
-    CompiledKernel(kernel::CanonicalKernel&& kernel, MachineCode&& code, double milliseconds)
+    CompiledKernel(kernel::CanonicalKernel&& kernel, GeneratedCode&& generated, double milliseconds)
         : m_name(std::move(kernel.name)),
           m_parameters(std::move(kernel.parameters)),
           m_optimiserMilliseconds(kernel.optimiserMilliseconds),
           m_codeGenerationMilliseconds(milliseconds),
-          m_code(std::move(code)) {}
+          m_generated(std::move(generated)) {}
 
     const std::string& name() const override { return m_name; }
     const std::vector<kernel::Parameter>& parameters() const override { return m_parameters; }
@@ -104,20 +107,35 @@ public:
         if (grid.width == 0 || grid.height == 0 || grid.depth == 0)
             return;
         const GridRecord record{grid, threadsPerThreadgroup};
+        alignas(64) std::array<std::byte, maxTableBytes + (8u << 10)> space;
+        std::vector<std::byte> largeSpace;
+        std::byte* common = space.data();
+        if (m_generated.commonBytes > space.size()) {
+            largeSpace.resize(m_generated.commonBytes);
+            common = largeSpace.data();
+        }
+        prepare(bindings, record, common);
         const Tiling tiling(grid);
         workers::run(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
-            runTiles(bindings, record, tiling, first, last);
+            runTiles(bindings, record, common, tiling, first, last);
         });
     }
 
 private:
-    void runTiles(const Bindings& bindings, const GridRecord& grid, const Tiling& tiling,
-                  std::uint32_t first, std::uint32_t last) const {
-        auto* function = reinterpret_cast<TileFunction*>(m_code.entry());
+    /// Has the kernel compute what all threads have in common.
+    void prepare(const Bindings& bindings, const GridRecord& grid, std::byte* common) const {
+        auto* function = reinterpret_cast<PrepareFunction*>(m_generated.code.entry(PrepareEntry));
+        const FlushDenormals flushDenormals;
+        function(&bindings, &grid, common);
+    }
+
+    void runTiles(const Bindings& bindings, const GridRecord& grid, const std::byte* common,
+                  const Tiling& tiling, std::uint32_t first, std::uint32_t last) const {
+        auto* function = reinterpret_cast<TileFunction*>(m_generated.code.entry(TileEntry));
         const FlushDenormals flushDenormals;
         for (std::uint32_t index = first; index < last; ++index) {
             const TileRecord tile = tiling.tile(index);
-            function(&bindings, &grid, &tile);
+            function(&bindings, &grid, common, &tile);
         }
     }
 
@@ -125,7 +143,7 @@ private:
     std::vector<kernel::Parameter> m_parameters;
     double m_optimiserMilliseconds;
     double m_codeGenerationMilliseconds;
-    MachineCode m_code;
+    GeneratedCode m_generated;
 };
 
 /// Has the compiler build its tables and its code paged in, so that a program's first kernel
@@ -157,7 +175,7 @@ void compileTrivialKernel() {
 platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel,
                                                        const kernel::Dump* dump) {
     const auto start = std::chrono::steady_clock::now();
-    MachineCode code = SL42_TRY(generateCode(kernel, dump));
+    GeneratedCode code = SL42_TRY(generateCode(kernel, dump));
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
     return std::shared_ptr<HostKernel>(
         std::make_shared<CompiledKernel>(std::move(kernel), std::move(code), time.count()));

@@ -18,15 +18,16 @@ using namespace llvm::jitlink;
 /// What one link leaves behind.
 struct Outcome {
     JITLinkMemoryManager::FinalizedAlloc allocation;
-    llvm::orc::ExecutorAddr entry;
+    std::vector<void*> entries;
     std::string error;
 };
 
 /// Answers the linker's questions. The linker works on the calling thread throughout.
 class LinkContext final : public JITLinkContext {
 public:
-    LinkContext(JITLinkMemoryManager& memory, std::string_view symbol, Outcome& outcome)
-        : JITLinkContext(nullptr), m_memory(memory), m_symbol(symbol), m_outcome(outcome) {}
+    LinkContext(JITLinkMemoryManager& memory, std::span<const std::string_view> symbols,
+                Outcome& outcome)
+        : JITLinkContext(nullptr), m_memory(memory), m_symbols(symbols), m_outcome(outcome) {}
 
     JITLinkMemoryManager& getMemoryManager() override { return m_memory; }
 
@@ -51,11 +52,14 @@ public:
     }
 
     llvm::Error notifyResolved(LinkGraph& graph) override {
+        m_outcome.entries.resize(m_symbols.size());
         for (Symbol* symbol : graph.defined_symbols())
-            if (symbol->hasName() && symbol->getName() == llvm::StringRef(m_symbol))
-                m_outcome.entry = symbol->getAddress();
-        return m_outcome.entry ? llvm::Error::success()
-                               : llvm::createStringError("the kernel has no machine code");
+            for (std::size_t i = 0; i < m_symbols.size(); ++i)
+                if (symbol->hasName() && std::string_view(symbol->getName()) == m_symbols[i])
+                    m_outcome.entries[i] = symbol->getAddress().toPtr<void*>();
+        return llvm::is_contained(m_outcome.entries, nullptr)
+                   ? llvm::createStringError("the kernel has no machine code")
+                   : llvm::Error::success();
     }
 
     void notifyFinalized(JITLinkMemoryManager::FinalizedAlloc allocation) override {
@@ -64,15 +68,17 @@ public:
 
 private:
     JITLinkMemoryManager& m_memory;
-    std::string_view m_symbol;
+    std::span<const std::string_view> m_symbols;
     Outcome& m_outcome;
 };
 
 } // namespace
 
 MachineCode::MachineCode(std::unique_ptr<JITLinkMemoryManager> memory, Allocation allocation,
-                         void* entry)
-    : m_memory(std::move(memory)), m_allocation(std::move(allocation)), m_entry(entry) {}
+                         std::vector<void*> entries)
+    : m_memory(std::move(memory)),
+      m_allocation(std::move(allocation)),
+      m_entries(std::move(entries)) {}
 
 MachineCode::MachineCode(MachineCode&& other) noexcept = default;
 
@@ -82,18 +88,19 @@ MachineCode::~MachineCode() {
 }
 
 platform::Result<MachineCode> MachineCode::link(llvm::MemoryBufferRef object,
-                                                std::string_view symbol) {
+                                                std::span<const std::string_view> symbols) {
     auto graph = createLinkGraphFromObject(object);
     if (!graph)
         return platform::Error{llvm::toString(graph.takeError())};
     auto memory =
         std::make_unique<InProcessMemoryManager>(static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
     Outcome outcome;
-    llvm::jitlink::link(std::move(*graph), std::make_unique<LinkContext>(*memory, symbol, outcome));
+    llvm::jitlink::link(std::move(*graph),
+                        std::make_unique<LinkContext>(*memory, symbols, outcome));
     if (!outcome.allocation)
         return platform::Error{outcome.error};
     return MachineCode(std::move(memory), std::move(outcome.allocation),
-                       outcome.entry.toPtr<void*>());
+                       std::move(outcome.entries));
 }
 
 } // namespace compute::host

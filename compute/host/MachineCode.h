@@ -11,7 +11,9 @@
 #include <llvm/Support/MemoryBufferRef.h>
 
 #include <memory>
+#include <span>
 #include <string_view>
+#include <vector>
 
 namespace compute::host {
 
@@ -20,22 +22,23 @@ public:
     /// Links an object file against runtimeFunction(). Calls to anything else are an error which
     /// names the function.
     static platform::Result<MachineCode> link(llvm::MemoryBufferRef object,
-                                              std::string_view symbol);
+                                              std::span<const std::string_view> symbols);
     MachineCode(MachineCode&& other) noexcept;
     MachineCode& operator=(MachineCode&&) = delete;
     ~MachineCode();
 
-    /// Address of the symbol that link() was asked for; valid as long as this lives.
-    void* entry() const { return m_entry; }
+    /// Address of the symbol with this number of those that link() was asked for; valid as long as
+    /// this lives.
+    void* entry(std::size_t number) const { return m_entries[number]; }
 
 private:
     using Allocation = llvm::jitlink::JITLinkMemoryManager::FinalizedAlloc;
     MachineCode(std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> memory, Allocation allocation,
-                void* entry);
+                std::vector<void*> entries);
 
     std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> m_memory;
     Allocation m_allocation;
-    void* m_entry = nullptr;
+    std::vector<void*> m_entries;
 };
 
 } // namespace compute::host

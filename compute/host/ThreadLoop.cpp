@@ -2,138 +2,80 @@
 // Part of Starloom 42.
 #include "compute/host/ThreadLoop.h"
 
+#include "compute/host/Hoisting.h"
+#include "compute/host/RoundTables.h"
 #include "compute/kernel/BindParameters.h"
 
-#include <llvm/ADT/DenseMap.h>
-#include <llvm/ADT/PostOrderIterator.h>
-#include <llvm/Analysis/MemorySSA.h>
-#include <llvm/Analysis/PostDominators.h>
-#include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/IRBuilder.h>
-#include <llvm/IR/InstIterator.h>
-#include <llvm/Transforms/Utils/Cloning.h>
 
-#include <algorithm>
 #include <array>
 
 namespace compute::host {
 namespace {
 
-/// How often a value changes; also the index of the loop level that computes it.
-enum Level : unsigned { PerTile, PerSlice, PerRow, PerThread, LevelCount };
-
-/// Finds, for each instruction of a canonical function, the outermost loop that may compute it.
-class Hoisting {
-public:
-    Hoisting(llvm::Function& kernel, kernel::Analyses& analyses)
-        : m_memory(analyses.functions().getResult<llvm::MemorySSAAnalysis>(kernel).getMSSA()),
-          m_postDominators(analyses.functions().getResult<llvm::PostDominatorTreeAnalysis>(kernel)),
-          m_kernel(kernel) {
-        m_levels[kernel.getArg(kernel::ZArgument)] = PerSlice;
-        m_levels[kernel.getArg(kernel::YArgument)] = PerRow;
-        m_levels[kernel.getArg(kernel::XArgument)] = PerThread;
-        for (llvm::BasicBlock* block : llvm::ReversePostOrderTraversal(&kernel))
-            for (llvm::Instruction& instruction : *block)
-                m_levels[&instruction] = findLevel(instruction);
-    }
-
-    /// In an order in which operands come before their users.
-    std::vector<llvm::Instruction*> instructions(Level level) const {
-        std::vector<llvm::Instruction*> found;
-        for (llvm::BasicBlock* block : llvm::ReversePostOrderTraversal(&m_kernel))
-            for (llvm::Instruction& instruction : *block)
-                if (m_levels.lookup(&instruction) == level)
-                    found.push_back(&instruction);
-        return found;
-    }
-
-private:
-    Level findLevel(llvm::Instruction& instruction) const {
-        if (!mayMove(instruction))
-            return PerThread;
-        Level level = PerTile;
-        for (llvm::Value* operand : instruction.operands())
-            if (llvm::isa<llvm::Instruction, llvm::Argument>(operand))
-                level = std::max(level, m_levels.lookup(operand));
-        return level;
-    }
-
-    bool mayMove(llvm::Instruction& instruction) const {
-        if (llvm::isa<llvm::PHINode, llvm::AllocaInst>(instruction) || instruction.isTerminator())
-            return false;
-        if (auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction))
-            return mayMoveLoad(*load);
-        return !instruction.mayReadOrWriteMemory() &&
-               llvm::isSafeToSpeculativelyExecute(&instruction);
-    }
-
-    bool mayMoveLoad(llvm::LoadInst& load) const {
-        if (!load.isSimple())
-            return false;
-        const bool isReached =
-            m_postDominators.dominates(load.getParent(), &m_kernel.getEntryBlock());
-        if (!isReached && !llvm::isSafeToSpeculativelyExecute(&load))
-            return false;
-        if (load.hasMetadata(llvm::LLVMContext::MD_invariant_load))
-            return true;
-        return m_memory.isLiveOnEntryDef(m_memory.getWalker()->getClobberingMemoryAccess(&load));
-    }
-
-    llvm::MemorySSA& m_memory;
-    llvm::PostDominatorTree& m_postDominators;
-    llvm::Function& m_kernel;
-    llvm::DenseMap<llvm::Value*, Level> m_levels;
-};
-
-/// The empty nest of loops that a kernel goes into.
+/// The two functions that a kernel goes into; the tile function holds an empty nest of loops.
 struct LoopNest {
-    llvm::Function* function = nullptr;
+    llvm::Function* prepare = nullptr;
+    llvm::Function* tile = nullptr;
+    llvm::BasicBlock* entry = nullptr;                  ///< of the tile function
     std::array<llvm::BasicBlock*, LevelCount> blocks{}; ///< where values of a level are computed
     std::array<llvm::PHINode*, 3> position{};           ///< x, y, z
     llvm::BasicBlock* rowEnd = nullptr;                 ///< where a thread goes when it is done
     llvm::Value* end = nullptr;                         ///< of the row
 };
 
-llvm::Function* createTileFunction(llvm::Function& kernel) {
+/// Positions of parameters that both functions have, and of those that only one has.
+enum Argument : unsigned { Bindings, Grid, Common, Tile };
+
+/// A function with `parameters` pointers that overlap nothing; all but `written` are only read.
+llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, unsigned parameters,
+                               unsigned written) {
     llvm::LLVMContext& context = kernel.getContext();
-    llvm::Type* pointer = llvm::PointerType::get(context, 0);
-    auto* type =
-        llvm::FunctionType::get(llvm::Type::getVoidTy(context), {pointer, pointer, pointer}, false);
-    auto* tile = llvm::Function::Create(type, llvm::GlobalValue::ExternalLinkage,
-                                        llvm::StringRef(tileSymbol.data(), tileSymbol.size()),
-                                        kernel.getParent());
-    tile->copyAttributesFrom(&kernel);
-    tile->setAttributes(llvm::AttributeList::get(
+    const llvm::SmallVector<llvm::Type*> pointers(parameters, llvm::PointerType::get(context, 0));
+    auto* type = llvm::FunctionType::get(llvm::Type::getVoidTy(context), pointers, false);
+    auto* function =
+        llvm::Function::Create(type, llvm::GlobalValue::ExternalLinkage,
+                               llvm::StringRef(name.data(), name.size()), kernel.getParent());
+    function->copyAttributesFrom(&kernel);
+    function->setAttributes(llvm::AttributeList::get(
         context, kernel.getAttributes().getFnAttrs(), {},
         {kernel.getAttributes().getParamAttrs(0), kernel.getAttributes().getParamAttrs(1)}));
-    tile->addParamAttr(2, llvm::Attribute::NoAlias);
-    tile->addParamAttr(2, llvm::Attribute::ReadOnly);
+    for (unsigned i = Common; i < parameters; ++i) {
+        function->addParamAttr(i, llvm::Attribute::NoAlias);
+        if (i != written)
+            function->addParamAttr(i, llvm::Attribute::ReadOnly);
+    }
     // A frame larger than the guard page below the stack must not step over it.
-    tile->addFnAttr("probe-stack", "inline-asm");
-    return tile;
+    function->addFnAttr("probe-stack", "inline-asm");
+    return function;
 }
 
 /// `lanes`: the threads that the innermost loop takes at once.
 LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     LoopNest nest;
-    nest.function = createTileFunction(kernel);
+    nest.prepare = createFunction(kernel, prepareSymbol, 3, Common);
+    nest.tile = createFunction(kernel, tileSymbol, 4, LevelCount);
     llvm::LLVMContext& context = kernel.getContext();
+    llvm::BasicBlock* common = llvm::BasicBlock::Create(context, "common", nest.prepare);
+    llvm::ReturnInst::Create(context, common);
+
     const auto block = [&](const char* name) {
-        return llvm::BasicBlock::Create(context, name, nest.function);
+        return llvm::BasicBlock::Create(context, name, nest.tile);
     };
-    nest.blocks = {block("tile"), block("slice"), block("row"), block("thread")};
-    llvm::IRBuilder<> builder(nest.blocks[PerTile]);
+    nest.entry = block("tile");
+    nest.blocks = {common, block("slice"), block("row"), block("thread")};
+    llvm::IRBuilder<> builder(nest.entry);
     std::array<llvm::Value*, 6> bounds;
     for (unsigned i = 0; i < bounds.size(); ++i)
         bounds[i] = builder.CreateLoad(
             builder.getInt32Ty(),
-            builder.CreateConstGEP1_32(builder.getInt32Ty(), nest.function->getArg(2), i));
+            builder.CreateConstGEP1_32(builder.getInt32Ty(), nest.tile->getArg(Tile), i));
 
-    std::array<llvm::BasicBlock*, 3> ends = {block("thread.end"), block("row.end"),
-                                             block("slice.end")};
+    const std::array<llvm::BasicBlock*, 3> ends = {block("thread.end"), block("row.end"),
+                                                   block("slice.end")};
     llvm::BasicBlock* done = block("done");
     for (unsigned axis = 0; axis < 3; ++axis) {
-        llvm::BasicBlock* outside = nest.blocks[PerRow - axis];
+        llvm::BasicBlock* outside = axis == 2 ? nest.entry : nest.blocks[PerRow - axis];
         llvm::BasicBlock* inside = nest.blocks[PerThread - axis];
         builder.SetInsertPoint(outside);
         builder.CreateBr(inside);
@@ -153,22 +95,124 @@ LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     return nest;
 }
 
-/// Moves what the outer loops compute into them.
-void fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting) {
-    for (unsigned level = PerTile; level < PerThread; ++level)
+/// Tables of what depends on the round of a loop. Those that a row fills are small: it is not long.
+/// Returns the bytes in use of the memory that the threads have in common.
+unsigned makeRoundTables(const LoopNest& nest, llvm::Function& kernel, kernel::Analyses& analyses,
+                         const Hoisting& hoisting) {
+    constexpr unsigned maxRounds = 256;
+    constexpr unsigned maxRoundsOfRow = 32;
+    constexpr unsigned maxBytesOfRow = 2048;
+    RoundTables tables(kernel, analyses, hoisting);
+    TableMemory common{.written = *nest.prepare->getArg(Common),
+                       .read = *nest.tile->getArg(Common),
+                       .maxBytes = maxTableBytes};
+    tables.make(PerDispatch, *nest.blocks[PerDispatch], common, maxRounds);
+
+    llvm::IRBuilder<> builder(nest.entry, nest.entry->begin());
+    llvm::AllocaInst* row = builder.CreateAlloca(builder.getInt8Ty(), builder.getInt32(0));
+    row->setAlignment(llvm::Align(8));
+    TableMemory ofRow{.written = *row, .read = *row, .maxBytes = maxBytesOfRow};
+    tables.make(PerRow, *nest.blocks[PerRow], ofRow, maxRoundsOfRow);
+    row->setOperand(0, builder.getInt32(ofRow.bytes));
+    if (ofRow.bytes == 0)
+        row->eraseFromParent();
+    return common.bytes;
+}
+
+/// Makes what was computed beforehand known to the tile function.
+class CommonValues {
+public:
+    /// `bytes`: of the common memory that are in use.
+    CommonValues(const LoopNest& nest, unsigned bytes)
+        : m_nest(nest),
+          m_layout(nest.tile->getParent()->getDataLayout()),
+          m_write(nest.prepare->back().getTerminator()),
+          m_read(nest.entry->getTerminator()),
+          m_bytes(bytes) {}
+
+    /// Has all uses outside of the prepare function use what is known there.
+    void share(llvm::Instruction& value) {
+        const auto isOutside = [&](const llvm::Use& use) {
+            return llvm::cast<llvm::Instruction>(use.getUser())->getFunction() != m_nest.prepare;
+        };
+        if (llvm::any_of(value.uses(), isOutside))
+            value.replaceUsesWithIf(inTile(&value), isOutside);
+    }
+    unsigned bytes() const { return m_bytes; }
+
+private:
+    /// Addresses are worked out again rather than kept: what two of them have to do with each other
+    /// remains to be seen.
+    llvm::Value* inTile(llvm::Value* value) {
+        if (auto* argument = llvm::dyn_cast<llvm::Argument>(value))
+            return m_nest.tile->getArg(argument->getArgNo());
+        auto* instruction = llvm::dyn_cast<llvm::Instruction>(value);
+        if (instruction == nullptr)
+            return value;
+        llvm::Value*& known = m_known[instruction];
+        if (known != nullptr)
+            return known;
+        if (llvm::isa<llvm::GetElementPtrInst, llvm::CastInst>(instruction)) {
+            llvm::Instruction* copy = instruction->clone();
+            for (llvm::Use& operand : copy->operands())
+                operand.set(inTile(operand.get()));
+            return m_known[instruction] = m_read.Insert(copy);
+        }
+        return known = throughMemory(*instruction);
+    }
+
+    llvm::Value* throughMemory(llvm::Instruction& value) {
+        const llvm::Align align = m_layout.getABITypeAlign(value.getType());
+        const auto offset = static_cast<unsigned>(llvm::alignTo(m_bytes, align));
+        m_bytes = offset + static_cast<unsigned>(m_layout.getTypeStoreSize(value.getType()));
+        const auto place = [&](llvm::IRBuilder<>& builder, llvm::Function* function) {
+            return builder.CreateConstGEP1_32(builder.getInt8Ty(), function->getArg(Common),
+                                              offset);
+        };
+        m_write.CreateAlignedStore(&value, place(m_write, m_nest.prepare), align);
+        llvm::LoadInst* read =
+            m_read.CreateAlignedLoad(value.getType(), place(m_read, m_nest.tile), align);
+        read->copyMetadata(value);
+        read->setMetadata(llvm::LLVMContext::MD_invariant_load,
+                          llvm::MDNode::get(value.getContext(), {}));
+        return read;
+    }
+
+    const LoopNest& m_nest;
+    const llvm::DataLayout& m_layout;
+    llvm::IRBuilder<> m_write;
+    llvm::IRBuilder<> m_read;
+    unsigned m_bytes;
+    llvm::DenseMap<llvm::Value*, llvm::Value*> m_known;
+};
+
+/// Moves what the outer loops compute into them. Returns the bytes of common memory in use.
+unsigned fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting,
+                        unsigned bytes) {
+    for (unsigned level = PerDispatch; level < PerThread; ++level)
         for (llvm::Instruction* instruction : hoisting.instructions(static_cast<Level>(level)))
             instruction->moveBefore(nest.blocks[level]->getTerminator());
-    kernel.getArg(kernel::BindingsArgument)->replaceAllUsesWith(nest.function->getArg(0));
-    kernel.getArg(kernel::GridArgument)->replaceAllUsesWith(nest.function->getArg(1));
+    for (const unsigned argument : {Bindings, Grid}) {
+        kernel.getArg(argument)->replaceUsesWithIf(
+            nest.prepare->getArg(argument), [&](const llvm::Use& use) {
+                return llvm::cast<llvm::Instruction>(use.getUser())->getFunction() == nest.prepare;
+            });
+        kernel.getArg(argument)->replaceAllUsesWith(nest.tile->getArg(argument));
+    }
+    CommonValues values(nest, bytes);
+    for (llvm::Instruction& instruction : *nest.blocks[PerDispatch])
+        if (!instruction.getType()->isVoidTy())
+            values.share(instruction);
     kernel.getArg(kernel::YArgument)->replaceAllUsesWith(nest.position[1]);
     kernel.getArg(kernel::ZArgument)->replaceAllUsesWith(nest.position[2]);
+    return values.bytes();
 }
 
 /// Moves the body of the kernel into the nest, instruction by instruction, without copying.
 void fillWithThread(const LoopNest& nest, llvm::Function& kernel) {
     for (llvm::Instruction& instruction : llvm::make_early_inc_range(kernel.getEntryBlock()))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction))
-            variable->moveBefore(*nest.blocks[PerTile], nest.blocks[PerTile]->begin());
+            variable->moveBefore(*nest.entry, nest.entry->begin());
 
     llvm::BasicBlock* first = &kernel.getEntryBlock();
     for (llvm::BasicBlock& block : kernel)
@@ -176,13 +220,13 @@ void fillWithThread(const LoopNest& nest, llvm::Function& kernel) {
             llvm::BranchInst::Create(nest.rowEnd, &block);
             leave->eraseFromParent();
         }
-    nest.function->splice(nest.rowEnd->getIterator(), &kernel);
+    nest.tile->splice(nest.rowEnd->getIterator(), &kernel);
     llvm::BranchInst::Create(first, nest.blocks[PerThread]);
     kernel.getArg(kernel::XArgument)->replaceAllUsesWith(nest.position[0]);
 }
 
 void fillWithLanes(const LoopNest& nest, simd::Vectoriser& vectoriser) {
-    llvm::BasicBlock& last = vectoriser.widen({.entry = *nest.blocks[PerTile],
+    llvm::BasicBlock& last = vectoriser.widen({.entry = *nest.entry,
                                                .body = *nest.blocks[PerThread],
                                                .x = *nest.position[0],
                                                .end = *nest.end});
@@ -191,12 +235,13 @@ void fillWithLanes(const LoopNest& nest, simd::Vectoriser& vectoriser) {
 
 } // namespace
 
-llvm::Function& addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
-                              simd::Vectoriser* vectoriser, unsigned lanes) {
+ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
+                         simd::Vectoriser* vectoriser, unsigned lanes) {
     analyses.forget(kernel);
     const Hoisting hoisting(kernel, analyses);
     const LoopNest nest = createLoopNest(kernel, vectoriser != nullptr ? lanes : 1);
-    fillOuterLoops(nest, kernel, hoisting);
+    const unsigned tables = makeRoundTables(nest, kernel, analyses, hoisting);
+    const unsigned bytes = fillOuterLoops(nest, kernel, hoisting, tables);
     if (vectoriser != nullptr)
         fillWithLanes(nest, *vectoriser);
     else
@@ -204,7 +249,7 @@ llvm::Function& addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses
     analyses.functions().clear(kernel, kernel.getName());
     kernel.dropAllReferences();
     kernel.eraseFromParent();
-    return *nest.function;
+    return {.prepare = *nest.prepare, .tile = *nest.tile, .commonBytes = bytes};
 }
 
 } // namespace compute::host

@@ -2,8 +2,9 @@
 // Part of Starloom 42.
 //
 // From a function that runs one thread to one that runs a tile of the grid. What does not depend on
-// the thread is computed once a tile, what depends on the row alone once a row: the sine of the
-// time costs nothing, however many pixels use it.
+// the thread is computed once for the whole grid, what depends on the row alone once a row, what
+// depends on the round of a loop is read from a table: the sine of the time costs nothing, however
+// many pixels use it.
 #pragma once
 
 #include "compute/kernel/Analyses.h"
@@ -15,22 +16,36 @@
 
 namespace compute::host {
 
+/// Name of the function that is to be called once before the tiles:
+///
+///     void prepare(ptr bindings, ptr grid, ptr common)
+///
+/// It leaves in `common`, aligned to 8 bytes, what all threads use.
+inline constexpr std::string_view prepareSymbol = "prepare";
+
 /// Name of the function that runs a tile:
 ///
-///     void tile(ptr bindings, ptr grid, ptr tile)
+///     void tile(ptr bindings, ptr grid, ptr common, ptr tile)
 ///
 /// with `tile` pointing to six 32-bit numbers: where the tile begins along x, y and z, then where
 /// it ends. A tile is not empty.
 inline constexpr std::string_view tileSymbol = "tile";
 
-/// Adds the tile function to the module of `kernel`, the canonical function, which it replaces.
-/// x is the innermost loop. A value moves out of a loop when that cannot trap; a load moves when
-/// besides no store of the same thread comes before it. (Threads of one grid that hand data to each
-/// other without atomics have no order that could be kept.)
+/// Tables in the common memory take at most this.
+inline constexpr unsigned maxTableBytes = 24u << 10;
+
+struct ThreadLoop {
+    llvm::Function& prepare;
+    llvm::Function& tile;
+    unsigned commonBytes; ///< of the common memory
+};
+
+/// Adds both functions to the module of `kernel`, the canonical function, which they replace. x is
+/// the innermost loop; Hoisting.h says what moves out of which loop.
 ///
 /// With a vectoriser, which must have been made for the kernel, the innermost loop takes `lanes`
 /// threads at once; without one, a thread.
-llvm::Function& addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
-                              simd::Vectoriser* vectoriser = nullptr, unsigned lanes = 1);
+ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
+                         simd::Vectoriser* vectoriser = nullptr, unsigned lanes = 1);
 
 } // namespace compute::host

@@ -3,6 +3,7 @@
 #include "compute/simd/Vectoriser.h"
 
 #include "compute/kernel/BindParameters.h"
+#include "compute/simd/CommonDivisors.h"
 #include "compute/simd/WidenArithmetic.h"
 #include "compute/simd/WidenControl.h"
 
@@ -18,6 +19,8 @@ namespace {
 constexpr std::uint64_t maxPrivateBytes = 1u << 20;
 /// Pieces may be nested this deeply; laying them out takes stack.
 constexpr unsigned maxDepth = 2000;
+/// Processors whose vectors have no more lanes may lack a fused multiply-add.
+constexpr unsigned lanesWithoutFusing = 4;
 
 const char* obstacle(const llvm::Instruction& instruction) {
     if (llvm::isa<llvm::CallBase>(instruction) || !instruction.mayReadOrWriteMemory())
@@ -70,11 +73,11 @@ public:
           m_dominators(kernel),
           m_loops(m_dominators),
           m_memory(kernel) {
-        do {
-            m_uniformity = std::make_unique<Uniformity>(kernel, m_memory.varying());
-            splitCommonEdges(kernel, *m_uniformity, m_dominators, m_loops);
-            m_tree = std::make_unique<ControlTree>(kernel, m_dominators, m_loops, *m_uniformity);
-        } while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
+        do
+            analyseControl();
+        while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
+        if (lanes > lanesWithoutFusing && divideByReciprocals(kernel, *m_uniformity))
+            analyseControl();
         m_strides = std::make_unique<Strides>(kernel, m_loops, *m_uniformity, m_memory);
         m_groups = std::make_unique<AccessGroups>(kernel, *m_strides, m_memory);
     }
@@ -111,6 +114,12 @@ public:
     }
 
 private:
+    void analyseControl() {
+        m_uniformity = std::make_unique<Uniformity>(m_kernel, m_memory.varying());
+        splitCommonEdges(m_kernel, *m_uniformity, m_dominators, m_loops);
+        m_tree = std::make_unique<ControlTree>(m_kernel, m_dominators, m_loops, *m_uniformity);
+    }
+
     llvm::Function& m_kernel;
     unsigned m_lanes;
     llvm::DominatorTree m_dominators;
