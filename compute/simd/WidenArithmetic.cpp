@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/simd/WidenArithmetic.h"
 
+#include "compute/simd/WidenConversion.h"
+
 #include <llvm/Analysis/VectorUtils.h>
 #include <llvm/IR/IntrinsicInst.h>
 #include <llvm/IR/Operator.h>
@@ -118,6 +120,9 @@ llvm::Value* Arithmetic::divide() {
 
 llvm::Value* Arithmetic::widenCall(const llvm::IntrinsicInst& call) {
     const llvm::Intrinsic::ID id = call.getIntrinsicID();
+    if (id == llvm::Intrinsic::fptosi_sat || id == llvm::Intrinsic::fptoui_sat)
+        return convertSaturating(m_builder, operand(0), call.getType(),
+                                 id == llvm::Intrinsic::fptosi_sat);
     if (!llvm::isTriviallyVectorizable(id))
         return callPerLane(call);
     llvm::SmallVector<llvm::Value*> arguments;

@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // Operations on the operands for which C++ leaves the result open; random programs try the ordinary
-// ones. Each row runs twice: with operands that the compiler knows, and with operands that only the
-// processor sees. Both must agree.
+// ones. Each row runs three times: with operands that the compiler knows, with operands that only
+// the processor sees, and with those in vectors. All must agree.
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
@@ -35,6 +35,11 @@ const char* toByte =
 const char* toShort =
     "%f = bitcast i32 %a to float  %n = fptosi float %f to i16  %r = sext i16 %n to i32";
 
+const char* toLong = "%f = bitcast i32 %a to float  %n = fptosi float %f to i64  "
+                     "%h = lshr i64 %n, 32  %r = trunc i64 %h to i32";
+const char* toUnsignedLong = "%f = bitcast i32 %a to float  %n = fptoui float %f to i64  "
+                             "%h = lshr i64 %n, 32  %r = trunc i64 %h to i32";
+
 const Case cases[] = {
     {"division by zero", "%r = sdiv i32 %a, %b", 7, 0, 0},
     {"lowest by minus one", "%r = sdiv i32 %a, %b", lowest, minusOne, lowest},
@@ -60,6 +65,17 @@ const Case cases[] = {
     {"300 to uchar", toByte, bits(300.f), 0, 255},
     {"-1 to uchar", toByte, bits(-1.f), 0, 0},
     {"-40000 to short", toShort, bits(-40000.f), 0, std::uint32_t(-32768)},
+    {"-300 to char",
+     "%f = bitcast i32 %a to float  %n = fptosi float %f to i8  %r = sext i8 %n to i32",
+     bits(-300.f), 0, std::uint32_t(-128)},
+    {"largest float to long", toLong, bits(3e38f), 0, 0x7FFFFFFF},
+    {"long of more than a word", toLong, bits(-8589934592.f), 0, minusOne - 1},
+    {"NaN to ulong", toUnsignedLong, 0x7FC00000u, 0, 0},
+    {"ulong of 2 to the 63", toUnsignedLong, bits(9223372036854775808.f), 0, lowest},
+    {"infinite half to int",
+     "%f = bitcast i32 %a to float  %h = fptrunc float %f to half  "
+     "%r = fptosi half %h to i32",
+     bits(1e9f), 0, 0x7FFFFFFF},
     {"undefined operand", "%r = or i32 %a, undef", 5, 0, 5},
     {"poison operand", "%r = add i32 %a, poison", 5, 0, 5},
     {"undefined condition", "%r = select i1 undef, i32 1, i32 2", 0, 0, 2},
@@ -79,53 +95,72 @@ std::string onePerLine(std::string text) {
     return text;
 }
 
-/// All rows in one kernel: row i reads a[i] and b[i], or has them built in, and writes out[i].
-std::string kernelText(bool isKnown) {
+/// Who knows the operands.
+enum class Seen { ByCompiler, ByProcessor, ByThread };
+
+constexpr std::uint32_t threads = 19;
+
+/// All rows in one kernel: row i reads a[i] and b[i], or has them built in, and writes out[i]. With
+/// Seen::ByThread each thread has such arrays of its own, one after the other.
+std::string kernelText(Seen seen) {
     std::string text = "declare i32 @llvm.ctlz.i32(i32, i1)\ndeclare i32 @llvm.cttz.i32(i32, i1)\n"
                        "declare i32 @llvm.abs.i32(i32, i1)\n";
-    std::string calls;
+    std::string calls = "%row = mul i32 %x, " +
+                        std::to_string(seen == Seen::ByThread ? std::size(cases) : 0) + "\n";
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         const std::string n = std::to_string(i);
         text += "define spir_func i32 @f" + n + "(i32 %a, i32 %b) {\n" +
                 onePerLine(cases[i].operation) + "\nret i32 %r\n}\n";
         const auto operand = [&](const char* name, const char* from, std::uint32_t value) {
-            if (isKnown)
+            if (seen == Seen::ByCompiler)
                 return std::to_string(static_cast<std::int32_t>(value));
-            calls += "%p" + n + name + " = getelementptr i32, ptr %" + from + ", i32 " + n +
-                     "\n%v" + n + name + " = load i32, ptr %p" + n + name + "\n";
+            calls += "%i" + n + name + " = add i32 %row, " + n + "\n%p" + n + name +
+                     " = getelementptr i32, ptr %" + from + ", i32 %i" + n + name + "\n%v" + n +
+                     name + " = load i32, ptr %p" + n + name + "\n";
             return "%v" + n + name;
         };
         const std::string a = operand("a", "first", cases[i].a);
         const std::string b = operand("b", "second", cases[i].b);
-        calls += "%r" + n + " = call spir_func i32 @f" + n + "(i32 " + a + ", i32 " + b + ")\n%o" +
-                 n + " = getelementptr i32, ptr %out, i32 " + n + "\nstore i32 %r" + n +
-                 ", ptr %o" + n + "\n";
+        calls += "%r" + n + " = call spir_func i32 @f" + n + "(i32 " + a + ", i32 " + b + ")\n%i" +
+                 n + " = add i32 %row, " + n + "\n%o" + n +
+                 " = getelementptr i32, ptr %out, i32 %i" + n + "\nstore i32 %r" + n + ", ptr %o" +
+                 n + "\n";
     }
-    return text + "define spir_func void @k(ptr %out, ptr %first, ptr %second) {\n" + calls +
-           "ret void\n}\n";
+    return text + "define spir_func void @k(ptr %out, ptr %first, ptr %second, i32 %x) {\n" +
+           calls + "ret void\n}\n";
 }
 
-void expectAllRows(bool isKnown) {
-    std::vector<std::uint32_t> out(std::size(cases), 0xDEAD);
+void expectAllRows(Seen seen) {
+    const std::uint32_t copies = seen == Seen::ByThread ? threads : 1;
+    std::vector<std::uint32_t> out(copies * std::size(cases), 0xDEAD);
     std::vector<std::uint32_t> first;
     std::vector<std::uint32_t> second;
-    for (const Case& row : cases) {
-        first.push_back(row.a);
-        second.push_back(row.b);
-    }
+    for (std::uint32_t i = 0; i < copies; ++i)
+        for (const Case& row : cases) {
+            first.push_back(row.a);
+            second.push_back(row.b);
+        }
     const auto compiled = tests::compile(tests::makeProgram(
-        kernelText(isKnown), {tests::buffer(0), tests::buffer(1), tests::buffer(2)}));
+        kernelText(seen),
+        {tests::buffer(0), tests::buffer(1), tests::buffer(2),
+         tests::attribute(compute::kernel::ParameterKind::ThreadPositionInGrid)}));
     ASSERT_TRUE(compiled);
-    compiled->run(tests::bind(out, first, second), {}, {});
-    for (std::size_t i = 0; i < std::size(cases); ++i)
-        EXPECT_EQ(out[i], cases[i].expected) << cases[i].label;
+    compiled->run(tests::bind(out, first, second), {.width = copies}, {});
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const Case& row = cases[i % std::size(cases)];
+        EXPECT_EQ(out[i], row.expected) << row.label << " in thread " << i / std::size(cases);
+    }
 }
 
 TEST(ArithmeticTests, OperandsThatOnlyTheProcessorSees) {
-    expectAllRows(false);
+    expectAllRows(Seen::ByProcessor);
 }
 TEST(ArithmeticTests, OperandsThatTheCompilerKnows) {
-    expectAllRows(true);
+    expectAllRows(Seen::ByCompiler);
+}
+
+TEST(ArithmeticTests, OperandsThatDifferByThread) {
+    expectAllRows(Seen::ByThread);
 }
 
 TEST(ArithmeticTests, DenormalNumbersAreZeroAndTheCallersModeComesBack) {
