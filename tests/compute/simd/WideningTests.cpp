@@ -121,6 +121,35 @@ TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
     EXPECT_TRUE(parting.find("bitcast <16 x i1>") != std::string::npos) << parting;
 }
 
+TEST(WideningTests, WhatTheRoundDecidesIsReadFromATable) {
+    const std::string text = widened(place + R"(
+            br label %loop
+        loop:
+            %i = phi i32 [ 0, %0 ], [ %j, %loop ]
+            %weight = phi float [ 1.0, %0 ], [ %half, %loop ]
+            %sum = phi float [ 0.0, %0 ], [ %more, %loop ]
+            %n = sitofp i32 %i to float
+            %root = call float @llvm.sqrt.f32(float %n)
+            %part = fmul float %root, %weight
+            %own = sitofp i32 %x to float
+            %term = fmul float %part, %own
+            %more = fadd float %sum, %term
+            %half = fmul float %weight, 0.5
+            %j = add i32 %i, 1
+            %c = icmp ult i32 %j, 12
+            br i1 %c, label %loop, label %end
+        end:
+            store float %more, ptr %place
+            ret void)");
+    const std::size_t tile = text.find("void @tile");
+    ASSERT_NE(tile, text.npos) << text;
+    EXPECT_LT(text.find("call float @llvm.sqrt"), tile) << text;
+    // Dead instructions are left to the passes that follow.
+    const std::size_t product = text.find("fmul <16 x float>", tile);
+    ASSERT_NE(product, text.npos);
+    EXPECT_EQ(text.find("fmul <16 x float>", product + 1), text.npos) << text;
+}
+
 TEST(WideningTests, AKernelThatCannotBeWidenedSaysWhy) {
     EXPECT_EQ(widened("%v = load <4 x float>, ptr %bindings\n ret void"),
               "it has a value that is no plain number");
