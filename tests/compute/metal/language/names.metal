@@ -9,40 +9,22 @@
 #include <simd/simd.h>
 using namespace metal;
 
-float max3(float3 v) {
-    return max(v.x, max(v.y, v.z));
-}
+float max3(float3 v) { return max(v.x, max(v.y, v.z)); }
 float2 rotate(float2 v, float angle) {
     float s = sin(angle), c = cos(angle);
     return float2(v.x * c - v.y * s, v.x * s + v.y * c);
 }
-float3 mix3(float3 a, float3 b, float3 c, float t) {
-    return mix(mix(a, b, t), c, t);
-}
-float distance(float3 p, float radius) {
-    return length(p) - radius;
-}
-float3 reflect(float3 v, float3 n, float amount) {
-    return reflect(v, n) * amount;
-}
-float clamp(float x) {
-    return clamp(x, 0.0, 1.0);
-}
-float step(float2 p) {
-    return step(p.x, p.y);
-}
-float noise(float x) {
-    return fract(sin(x) * 43758.5453);
-}
+float3 mix3(float3 a, float3 b, float3 c, float t) { return mix(mix(a, b, t), c, t); }
+float distance(float3 p, float radius) { return length(p) - radius; }
+float3 reflect(float3 v, float3 n, float amount) { return reflect(v, n) * amount; }
+float clamp(float x) { return clamp(x, 0.0, 1.0); }
+float step(float2 p) { return step(p.x, p.y); }
+float noise(float x) { return fract(sin(x) * 43758.5453); }
 constant float length = 1;
 
 namespace shapes {
-float length(float2 v) {
-    return max(abs(v.x), abs(v.y));
-}
-float circle(float2 p, float r) {
-    return length(p) - r;
-}
+float length(float2 v) { return max(abs(v.x), abs(v.y)); }
+float circle(float2 p, float r) { return length(p) - r; }
 } // namespace shapes
 
 using Color = metal::float4;

@@ -6,28 +6,16 @@
 using namespace metal;
 
 struct Particle {
-    float2 position;
-    float2 velocity;
+    float2 position, velocity;
     packed_float3 color;
     float life;
     ushort flags;
     uchar kind;
     bool alive;
-
     bool isFast() const device { return length(velocity) > 1; }
 };
-struct Settings {
-    float dt;
-    float drag;
-    uint count;
-    float4 bounds;
-    float curve[8];
-};
-struct Counters {
-    atomic_uint alive;
-    atomic_int balance;
-    atomic<float> energy;
-};
+struct Settings { float dt, drag; uint count; float4 bounds; float curve[8]; };
+struct Counters { atomic_uint alive; atomic_int balance; atomic<float> energy; };
 
 static void bounce(device Particle& p, constant Settings& s) {
     bool2 out = p.position < s.bounds.xy || p.position > s.bounds.zw;
@@ -48,14 +36,10 @@ static float2 attraction(const device Particle* all, uint self, uint count) {
 kernel void update(device Particle* particles [[buffer(0)]], constant Settings& settings [[buffer(1)]],
                    device Counters* counters [[buffer(2)]], device atomic_uint* histogram [[buffer(3)]],
                    uint id [[thread_position_in_grid]]) {
-    if (id >= settings.count)
-        return;
     device Particle& p = particles[id];
     p.velocity += attraction(particles, id, settings.count) * settings.dt;
     p.velocity *= exp(-settings.drag * settings.dt);
-    p.position += p.velocity * settings.dt;
     bounce(p, settings);
-    p.life -= settings.dt;
     p.alive = p.life > 0 && !p.isFast();
     p.color = mix(float3(p.color), float3(1, 0.5, 0), settings.dt);
     p.color.x *= .99;
@@ -63,10 +47,8 @@ kernel void update(device Particle* particles [[buffer(0)]], constant Settings& 
     p.flags ^= ushort(p.kind);
     Particle copy = p;
     copy.position.x = fma(copy.position.x, 2, 1);
-    if (p.alive)
-        atomic_fetch_add_explicit(&counters->alive, 1, memory_order_relaxed);
-    atomic_fetch_sub_explicit(&counters->balance, int(id), memory_order_relaxed);
-    atomic_fetch_max_explicit(&counters[0].balance, 3, memory_order_relaxed);
+    atomic_fetch_add_explicit(&counters->alive, 1, memory_order_relaxed);
+    atomic_fetch_sub_explicit(&counters[0].balance, int(id), memory_order_relaxed);
     atomic_fetch_add_explicit(&counters->energy, dot(p.velocity, p.velocity), memory_order_relaxed);
     uint bin = uint(saturate(length(copy.position)) * 255);
     uint before = atomic_fetch_or_explicit(&histogram[bin], 1u << (id & 31), memory_order_relaxed);
@@ -75,8 +57,7 @@ kernel void update(device Particle* particles [[buffer(0)]], constant Settings& 
     while (!atomic_compare_exchange_weak_explicit(histogram, &expected, expected * 2,
                                                   memory_order_relaxed, memory_order_relaxed)) {
     }
-    device atomic_int* raw = (device atomic_int*)particles;
-    atomic_exchange_explicit(raw, 1, memory_order_relaxed);
+    atomic_exchange_explicit((device atomic_int*)particles, 1, memory_order_relaxed);
 }
 
 kernel void reduce(device float* data [[buffer(0)]], threadgroup float* shared [[threadgroup(0)]],
@@ -90,6 +71,5 @@ kernel void reduce(device float* data [[buffer(0)]], threadgroup float* shared [
             shared[local] += shared[local + s];
         threadgroup_barrier(mem_flags::mem_threadgroup | mem_flags::mem_device);
     }
-    if (local == 0)
-        data[group] = shared[0];
+    data[group] = shared[0];
 }

@@ -7,27 +7,23 @@ using namespace metal;
 
 constexpr sampler linearSampler(coord::normalized, address::clamp_to_edge, filter::linear);
 constexpr sampler mipSampler(filter::linear, mip_filter::linear, address::clamp_to_zero);
-constant float kernelWeights[3] = {0.25, 0.5, 0.25};
 
-kernel void blur(texture2d<float, access::read> source [[texture(0)]],
-                 texture2d<float, access::write> target [[texture(1)]],
-                 ushort2 gid [[thread_position_in_grid]]) {
-    if (gid.x >= target.get_width() || gid.y >= target.get_height())
-        return;
-    float4 sum = 0;
-    for (int y = -1; y <= 1; y++)
-        for (int x = -1; x <= 1; x++) {
-            uint2 at = uint2(int2(gid) + int2(x, y));
-            sum += source.read(at) * kernelWeights[x + 1] * kernelWeights[y + 1];
-        }
-    target.write(sum, gid);
+static float4 sampleTwice(texture2d<float> t, sampler s, float2 uv) {
+    return t.sample(s, uv) + t.sample(s, uv.yx);
 }
+struct Textures {
+    texture2d<float> color [[texture(0)]];
+    texture2d<float> normal [[texture(1)]];
+};
 
 kernel void effects(texture2d<half> image [[texture(0)]],
                     texture2d<float, access::sample> mask [[texture(1)]],
                     texture2d<half, access::read_write> target [[texture(2)]],
-                    constant float& time [[buffer(0)]], uint2 gid [[thread_position_in_grid]],
+                    texture2d<float, access::write> written [[texture(3)]],
+                    constant float& time [[buffer(0)]], ushort2 gid [[thread_position_in_grid]],
                     uint2 size [[threads_per_grid]]) {
+    if (gid.x >= target.get_width() || gid.y >= target.get_height())
+        return;
     constexpr sampler nearest(filter::nearest);
     constexpr sampler tiled(s_address::repeat, t_address::mirrored_repeat, min_filter::linear,
                             mag_filter::nearest, mip_filter::nearest, max_anisotropy(4));
@@ -37,29 +33,19 @@ kernel void effects(texture2d<half> image [[texture(0)]],
     float2 uv = (float2(gid) + 0.5) / float2(size);
     float2 texel = 1 / float2(image.get_width(), image.get_height());
     half4 c = image.sample(linearSampler, uv);
-    half r = image.sample(linearSampler, uv + float2(texel.x, 0) * 2).r;
-    half b = image.sample(linearSampler, uv - float2(texel.x, 0) * 2).b;
-    c.rb = half2(r, b);
+    c.rb = half2(image.sample(linearSampler, uv + float2(texel.x, 0) * 2).r, c.b);
     c += image.sample(tiled, uv * 3 + time, level(1.5)) + image.sample(tiled, uv, bias(1));
     c += image.sample(mipSampler, uv, gradient2d(float2(texel.x, 0), {0, texel.y}));
     c += image.sample(pixels, float2(gid), int2(1, -1)) + image.read(gid, 0);
     c += image.gather(nearest, uv) + image.gather(nearest, uv, int2(0), component::y);
+    c += image.read(uint2(int2(gid) + int2(-1, 1)));
     float m = mask.sample(shadow, uv).x + mask.sample(mipSampler, uv, level(2)).a;
-    half grey = dot(c.rgb, half3(0.2126, 0.7152, 0.0722));
-    c.rgb = mix(c.rgb, grey, half(m));
+    c.rgb = mix(c.rgb, dot(c.rgb, half3(0.2126, 0.7152, 0.0722)), half(m));
     c = image.get_num_mip_levels() > 1 ? c : half4(0);
     if (!is_null_texture(image))
         target.write(c + target.read(gid), gid);
+    written.write(float4(c), gid);
 }
-
-static float4 sampleTwice(texture2d<float> t, sampler s, float2 uv) {
-    return t.sample(s, uv) + t.sample(s, uv.yx);
-}
-
-struct Textures {
-    texture2d<float> color [[texture(0)]];
-    texture2d<float> normal [[texture(1)]];
-};
 
 kernel void passed(texture2d<float> t [[texture(0)]], texture2d<float> other [[texture(1)]],
                    device float4* out [[buffer(0)]], uint id [[thread_position_in_grid]]) {
@@ -67,13 +53,4 @@ kernel void passed(texture2d<float> t [[texture(0)]], texture2d<float> other [[t
     Textures both = {t, more[1]};
     out[id] = sampleTwice(both.color, linearSampler, float2(0.5)) +
               sampleTwice(both.normal, sampler(filter::nearest), {0, 1});
-}
-
-fragment float4 volume(texture3d<float> t [[texture(0)]], depth2d<float> d [[texture(1)]],
-                       texturecube<half> sky [[texture(2)]],
-                       texture2d_array<float> layers [[texture(3)]]) {
-    constexpr sampler s(filter::linear);
-    return t.sample(s, float3(.5)) + d.sample(s, float2(.5)) +
-           float4(sky.sample(s, float3(0, 0, 1))) + layers.sample(s, float2(.5), 2) +
-           float(t.get_depth()) + d.sample_compare(s, float2(.5), 0.3);
 }
