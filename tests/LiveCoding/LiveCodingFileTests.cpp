@@ -77,9 +77,6 @@ TEST_F(LiveCodingFileTest, HandsOnWhatHasChangedOnce) {
     settle();
     EXPECT_EQ(texts.back(), "two");
     EXPECT_LE(texts.size(), 3U);
-    writeInPlace("in place");
-    settle();
-    EXPECT_EQ(texts.back(), "two");
     file.reset();
     replace("three");
     settle();
@@ -96,10 +93,8 @@ TEST_F(LiveCodingFileTest, AnUnusableTextLeavesTheLastOne) {
     settle();
     EXPECT_EQ(texts, Texts{});
     EXPECT_EQ(file->contents(), "old");
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[0],
-              "Failed to read shader source file: " + path + ": No such file or directory");
-    EXPECT_EQ(lines[1], "Failed to read shader source file: " + path + ": Not UTF-8 text");
+    const std::string failure = "Failed to read shader source file: " + path + ": ";
+    EXPECT_EQ(lines, (Texts{failure + "No such file or directory", failure + "Not UTF-8 text"}));
     writeInPlace("the rest of that save");
     settle(1);
     EXPECT_EQ(texts, Texts{"the rest of that save"});
@@ -113,7 +108,7 @@ TEST_F(LiveCodingFileTest, WritesInPlaceAreReadWhenTheyAreComplete) {
     {
         std::ofstream out(path);
         out << "void fx() {" << std::flush;
-        settle(1, 5 * LiveCodingFile::latency);
+        settle();
         EXPECT_EQ(texts, Texts{});
         out << "}";
     }
@@ -134,8 +129,8 @@ TEST_F(LiveCodingFileTest, FollowsALinkToWhatItPointsTo) {
 
 TEST_F(LiveCodingFileTest, MakesAFileOfItsOwnAndOpensIt) {
     ::setenv("XDG_RUNTIME_DIR", folder.path("").c_str(), 1);
-    const std::string script = folder.path("editor");
-    folder.file("editor", "#!/bin/sh\nprintf edited > \"$1~\"; mv \"$1~\" \"$1\"\n");
+    const std::string script =
+        folder.file("editor", "#!/bin/sh\nprintf edited > \"$1~\"; mv \"$1~\" \"$1\"\n");
     fs::permissions(script, fs::perms::owner_all);
     const auto create = [&](const std::string& title, const std::string& editor) {
         return LiveCodingFile::create(title, "metal", "text", editor, queue, log, received());

@@ -17,8 +17,6 @@ namespace starloom {
 
 class LiveCodingTest : public testing::Test {
 protected:
-    using Clock = std::chrono::steady_clock;
-
     void watch() {
         auto made = LiveCodingFile::watch(path, "old", queue, log, received());
         ASSERT_TRUE(made) << made.error().message;
@@ -27,14 +25,19 @@ protected:
     LiveCodingFile::OnChange received() {
         return [this](const std::string& text) { texts.push_back(text); };
     }
-    /// Lets events come in, until there is a text or for some time.
-    void settle(std::size_t textCount, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-        const auto end = Clock::now() + limit;
-        while (texts.size() < textCount && Clock::now() < end)
+    /// Lets events come in, until all is as it should be or for some time.
+    void settleUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        while (!done() && std::chrono::steady_clock::now() < end)
             queue.waitAndRun(std::chrono::milliseconds(2));
     }
+    void settle(std::size_t textCount) {
+        settleUntil([&] { return texts.size() >= textCount; }, std::chrono::seconds(20));
+    }
     /// Long enough for every event that is on its way.
-    void settle() { settle(SIZE_MAX, 4 * LiveCodingFile::latency); }
+    void settle() {
+        settleUntil([] { return false; }, 4 * LiveCodingFile::latency);
+    }
 
     const ::tests::ScratchFolder folder;
     const std::string path = folder.file("show.metal", "old");
