@@ -2,42 +2,24 @@
 // Part of Starloom 42.
 #include "platform/TextFile.h"
 
+#include "tests/ScratchFolder.h"
+
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
+using platform::readTextFile;
 
-namespace {
-
-class TextFile : public testing::Test {
-protected:
-    void TearDown() override { std::filesystem::remove(path); }
-    void write(std::string_view text) { std::ofstream(path, std::ios::binary) << text; }
-
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() /
-        (std::string("sl42-") + testing::UnitTest::GetInstance()->current_test_info()->name());
-};
-
-} // namespace
-
-TEST_F(TextFile, ReadsWholeTexts) {
-    for (const std::string_view text : {"", "void fx() {}\r\n", "\xC3\xA4\0\xE2\x82\xAC"}) {
-        write(text);
-        const auto read = platform::readTextFile(path);
-        ASSERT_TRUE(read);
-        EXPECT_EQ(*read, text);
-    }
-}
-
-TEST_F(TextFile, RefusesWhatIsNoText) {
-    EXPECT_NE(platform::readTextFile(path).error().message.find(path.string()), std::string::npos);
-    EXPECT_FALSE(platform::readTextFile(path.parent_path()));
-    EXPECT_FALSE(platform::readTextFile("/dev/zero"));
-    write("caf\xE9");
-    EXPECT_NE(platform::readTextFile(path).error().message.find("Not UTF-8"), std::string::npos);
-    std::filesystem::resize_file(path, platform::maxTextFileLength + 1);
-    EXPECT_NE(platform::readTextFile(path).error().message.find("Too long"), std::string::npos);
+TEST(TextFile, IsReadWholeOrRefused) {
+    const tests::ScratchFolder folder;
+    for (const std::string_view text : {"", "void fx() {}\r\n", "\xC3\xA4\0\xE2\x82\xAC"})
+        EXPECT_EQ(readTextFile(folder.file("text", text)).value(), text);
+    const auto errorOf = [](const std::string& path) { return readTextFile(path).error().message; };
+    EXPECT_EQ(errorOf(folder.path("none")), folder.path("none") + ": No such file or directory");
+    EXPECT_FALSE(readTextFile(folder.path("")));
+    EXPECT_FALSE(readTextFile("/dev/zero"));
+    const std::string bad = folder.file("text", "caf\xE9");
+    EXPECT_NE(errorOf(bad).find("Not UTF-8"), std::string::npos);
+    std::filesystem::resize_file(bad, platform::maxTextFileLength + 1);
+    EXPECT_NE(errorOf(bad).find("Too long"), std::string::npos);
 }
 
 TEST(Utf8, TellsWellFormedTexts) {

@@ -35,22 +35,20 @@ void operator delete(void* memory, std::size_t) noexcept {
 namespace platform {
 namespace {
 
-/// Sample i is i / length on the left, its negative on the right.
-std::shared_ptr<const PCMBuffer> ramp(std::uint32_t length) {
+/// Sample i is start + i / length * rise on the left, its negative on the right.
+std::shared_ptr<const PCMBuffer> line(std::uint32_t length, float start, float rise) {
     const auto buffer = PCMBuffer::create(length);
     for (std::uint32_t i = 0; i < length; ++i) {
-        buffer->channel(0)[i] = static_cast<float>(i) / static_cast<float>(length);
+        buffer->channel(0)[i] = start + static_cast<float>(i) / static_cast<float>(length) * rise;
         buffer->channel(1)[i] = -buffer->channel(0)[i];
     }
     return buffer;
 }
-
+std::shared_ptr<const PCMBuffer> ramp(std::uint32_t length) {
+    return line(length, 0, 1);
+}
 std::shared_ptr<const PCMBuffer> constant(float value) {
-    const auto buffer = PCMBuffer::create(1000);
-    for (const std::uint32_t channel : {0U, 1U})
-        for (float& sample : buffer->channel(channel))
-            sample = value;
-    return buffer;
+    return line(1000, value, 0);
 }
 
 float largestStep(const std::vector<float>& interleaved) {

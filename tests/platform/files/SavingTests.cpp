@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -21,22 +20,13 @@ using tests::contentsOf;
 
 class Saving : public testing::Test {
 protected:
-    /// Saves far more than this process may write to a file, in a child. Returns how it ended.
-    int saveWithoutRoom(bool survives) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const rlimit limit{4096, 4096};
-            ::setrlimit(RLIMIT_FSIZE, &limit);
-            ::signal(SIGXFSZ, survives ? SIG_IGN : SIG_DFL);
-            const Bytes big(100'000, std::byte{'n'});
-            const auto saved = saveWholeFile(file, big);
-            ::_exit(saved                                                                  ? 0
-                    : saved.error().message == "cannot write " + file + ": File too large" ? 1
-                                                                                           : 2);
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    /// Saves far more than the process may write to a file. Ends with 1 if told that.
+    [[noreturn]] void saveWithoutRoom(bool survives) const {
+        const rlimit limit{4096, 4096};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        ::signal(SIGXFSZ, survives ? SIG_IGN : SIG_DFL);
+        const auto saved = saveWholeFile(file, Bytes(100'000, std::byte{'n'}));
+        ::_exit(!saved && saved.error().message == "cannot write " + file + ": File too large");
     }
 
     const tests::ScratchFolder folder;
@@ -56,7 +46,7 @@ TEST_F(Saving, ReplacesTheWholeFile) {
 }
 
 TEST_F(Saving, LeavesTheOldFileWhenItFails) {
-    EXPECT_EQ(saveWithoutRoom(true), 1);
+    EXPECT_EXIT(saveWithoutRoom(true), testing::ExitedWithCode(1), "");
     EXPECT_EQ(contentsOf(file), "old");
     EXPECT_EQ(folder.names(), std::vector<std::string>{"show.sl42"});
     EXPECT_FALSE(saveWholeFile(folder.path("none/show.sl42"), text));
@@ -64,7 +54,7 @@ TEST_F(Saving, LeavesTheOldFileWhenItFails) {
 }
 
 TEST_F(Saving, LeavesTheOldFileWhenTheProcessIsKilled) {
-    EXPECT_EQ(saveWithoutRoom(false), -SIGXFSZ);
+    EXPECT_EXIT(saveWithoutRoom(false), testing::KilledBySignal(SIGXFSZ), "");
     EXPECT_EQ(contentsOf(file), "old");
     ASSERT_TRUE(saveWholeFile(file, text)); // whatever the killed process has left beside it
     EXPECT_EQ(contentsOf(file), "new");

@@ -5,14 +5,12 @@
 #include "platform/WholeFile.h"
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
+#include "tests/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <limits>
-#include <numeric>
-#include <string_view>
 
 namespace platform {
 namespace {
@@ -21,21 +19,9 @@ namespace fs = std::filesystem;
 
 class ImageFiles : public testing::Test {
 protected:
-    void SetUp() override {
-        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        m_folder = fs::temp_directory_path() /
-                   ("sl42-image-" + std::to_string(::getpid()) + "-" + test->name());
-        fs::create_directories(m_folder);
-    }
-    void TearDown() override { fs::remove_all(m_folder); }
+    std::string path(std::string_view name) const { return m_folder.path(name); }
 
-    std::string path(std::string_view name) const { return (m_folder / name).string(); }
-    std::size_t fileCount() const {
-        return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(m_folder), fs::directory_iterator()));
-    }
-
-    fs::path m_folder;
+    ::tests::ScratchFolder m_folder;
 };
 
 /// A 256 x 256 picture whose pixels hold every half float once.
@@ -58,60 +44,45 @@ TEST_F(ImageFiles, ExrKeepsEveryBitOfEveryHalfFloat) {
 TEST_F(ImageFiles, PngClampsRoundsAndDropsAlpha) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float inf = std::numeric_limits<float>::infinity();
-    struct Row {
-        float in;
-        int out;
-    };
-    const std::vector<Row> rows{{-0.5F, 0},  {0.0F, 0},     {0.5F / 255 - 1e-4F, 0},
-                                {0.5F, 128}, {1.0F, 255},   {3.75F, 255},
-                                {inf, 255},  {-inf, 0},     {nan, 0},
-                                {1e-7F, 0},  {0.996F, 254}, {0.2F, 51}};
+    const std::vector<std::pair<float, int>> rows{
+        {-0.5F, 0},  {0.0F, 0},     {0.5F / 255 - 1e-4F, 0},
+        {0.5F, 128}, {1.0F, 255},   {3.75F, 255},
+        {inf, 255},  {-inf, 0},     {nan, 0},
+        {1e-7F, 0},  {0.996F, 254}, {0.2F, 51}};
     Image image(static_cast<std::uint32_t>(rows.size()), 1);
     for (std::uint32_t x = 0; x < image.width(); ++x)
-        image.setPixel(x, 0, {rows[x].in, 0.25F, 1.0F, 0.0F});
+        image.setPixel(x, 0, {rows[x].first, 0.25F, 1.0F, 0.0F});
 
     ASSERT_TRUE(writePng(image, path("a.png")));
     const auto read = readPng(path("a.png"));
     ASSERT_TRUE(read) << read.error().message;
     for (std::uint32_t x = 0; x < image.width(); ++x) {
         const auto rgba = read->pixel(x, 0);
-        EXPECT_EQ(toByte(rgba[0]), rows[x].out) << "for " << rows[x].in;
+        EXPECT_EQ(toByte(rgba[0]), rows[x].second) << "for " << rows[x].first;
         EXPECT_EQ(toByte(rgba[1]), 64);
         EXPECT_EQ(rgba[3], 1.0F) << "the view is opaque whatever the program leaves in alpha";
     }
 }
 
-/// The chunks of a PNG file by name: four bytes of length, the name, the data, a checksum.
-std::string chunk(const Bytes& file, std::string_view name) {
-    const std::string text(reinterpret_cast<const char*>(file.data()), file.size());
-    const auto at = text.find(name);
-    if (at == std::string::npos)
-        return {};
-    const auto length = static_cast<std::uint8_t>(text[at - 1]);
-    return text.substr(at + name.size(), length);
-}
-
-std::uint32_t bigEndian(const std::string& bytes, std::size_t index) {
+/// The number of four bytes that stands `at` bytes into a chunk's data.
+std::uint32_t numberIn(const std::string& file, std::string_view chunk, std::size_t at) {
+    const std::string bytes = file.substr(file.find(chunk) + chunk.size() + at, 4);
     std::uint32_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i)
-        value = value << 8 | static_cast<std::uint8_t>(bytes.at(index * 4 + i));
+    for (const char byte : bytes)
+        value = value << 8 | static_cast<std::uint8_t>(byte);
     return value;
 }
 
 TEST_F(ImageFiles, PngSaysThatItsColoursAreDisplayP3) {
     ASSERT_TRUE(writePng(Image(2, 2), path("a.png")));
-    const auto file = readWholeFile(path("a.png"));
-    ASSERT_TRUE(file);
+    const std::string file = ::tests::contentsOf(path("a.png"));
     // White, red, green, blue, x before y, in hundred-thousandths.
-    const std::array<std::uint32_t, 8> expected{31270, 32900, 68000, 32000,
-                                                26500, 69000, 15000, 6000};
-    const std::string primaries = chunk(*file, "cHRM");
-    ASSERT_EQ(primaries.size(), 32U);
-    for (std::size_t i = 0; i < expected.size(); ++i)
-        EXPECT_NEAR(bigEndian(primaries, i), expected[i], 1) << i;
-    ASSERT_EQ(chunk(*file, "gAMA").size(), 4U);
-    EXPECT_EQ(bigEndian(chunk(*file, "gAMA"), 0), 45455U);
-    EXPECT_EQ(chunk(*file, "cICP"), std::string("\x0c\x0d\x00\x01", 4));
+    const std::array<std::uint32_t, 8> primaries{31270, 32900, 68000, 32000,
+                                                 26500, 69000, 15000, 6000};
+    for (std::size_t i = 0; i < primaries.size(); ++i)
+        EXPECT_NEAR(numberIn(file, "cHRM", 4 * i), primaries[i], 1) << i;
+    EXPECT_EQ(numberIn(file, "gAMA", 0), 45455U);
+    EXPECT_EQ(numberIn(file, "cICP", 0), 0x0c0d0001U);
 }
 
 TEST_F(ImageFiles, AFailedWriteLeavesTheOldFileAndNothingElse) {
@@ -122,7 +93,7 @@ TEST_F(ImageFiles, AFailedWriteLeavesTheOldFileAndNothingElse) {
     EXPECT_NE(written.error().message.find(path("a.png")), std::string::npos);
     ASSERT_FALSE(writeExr(empty, path("a.png")));
     EXPECT_EQ(readPng(path("a.png"))->width(), 4U);
-    EXPECT_EQ(fileCount(), 1U);
+    EXPECT_EQ(m_folder.names().size(), 1U);
 
     const auto nowhere = writePng(Image(4, 4), path("none/a.png"));
     ASSERT_FALSE(nowhere);
@@ -144,21 +115,17 @@ TEST_F(ImageFiles, WritingKeepsLinksAndDevices) {
 TEST_F(ImageFiles, DamagedFilesGiveOneLine) {
     ASSERT_TRUE(writePng(everyHalf(), path("whole.png")));
     ASSERT_TRUE(writeExr(everyHalf(), path("whole.exr")));
-    const auto damaged = [&](std::string_view name, std::size_t length) {
-        const auto bytes = *readWholeFile(path(name));
-        EXPECT_GT(bytes.size(), length);
-        EXPECT_TRUE(writeWholeFile(path("cut"), std::span(bytes).first(length)));
-        const auto error = name.ends_with(".png") ? readPng(path("cut")) : readExr(path("cut"));
-        EXPECT_FALSE(error) << name << " cut to " << length;
-        return error ? std::string() : error.error().message;
-    };
-    for (const std::size_t length : {0U, 7U, 40U, 300U}) {
+    for (const std::size_t length : {0U, 7U, 40U, 300U})
         for (const char* name : {"whole.png", "whole.exr"}) {
-            const std::string message = damaged(name, length);
+            const auto bytes = *readWholeFile(path(name));
+            ASSERT_TRUE(writeWholeFile(path("cut"), std::span(bytes).first(length)));
+            const bool isPng = std::string_view(name).ends_with(".png");
+            const auto read = isPng ? readPng(path("cut")) : readExr(path("cut"));
+            ASSERT_FALSE(read) << name << " cut to " << length;
+            const std::string& message = read.error().message;
             EXPECT_TRUE(message.starts_with("cannot read " + path("cut") + ": ")) << message;
             EXPECT_EQ(message.find('\n'), std::string::npos);
         }
-    }
 }
 
 } // namespace
