@@ -135,7 +135,7 @@ Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
     const Type type{Scalar::UInt};
     if (m_random.percent(25)) {
         Expr e = node(Op::Literal, type, 0, {});
-        e.integer = m_random.below(count);
+        e.integer = m_random.below(mayLeave ? count + count / 2 + 1 : count);
         return e;
     }
     if (mayLeave && m_isKernel && m_random.percent(15))
@@ -151,11 +151,9 @@ Expr ExpressionGenerator::element(unsigned variable, unsigned depth, bool addres
     const Variable& v = m_function.variables[variable];
     Expr e = node(Op::Place, v.type, variable, {});
     if (v.count > 0) {
-        // Beyond its end, an array of numbers has its last one again.
-        const bool mayLeave =
-            !address && v.form == Form::Plain && v.structure < 0 && v.type.lanes == 1;
         e.indexed = true;
-        e.args.push_back(index(v.count, depth, mayLeave));
+        // Beyond its end, an array has its last element again.
+        e.args.push_back(index(v.count, depth, v.form == Form::Plain && !address));
     }
     return e;
 }
@@ -172,7 +170,7 @@ std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, bool a
     e.type = type;
     e.range = standardRange(type.scalar);
     if (chosen.lanes != type.lanes && type.lanes == 1 && m_random.percent(25))
-        e.args.push_back(index(chosen.lanes, below));
+        e.args.push_back(index(chosen.lanes, below, isPow2(chosen.lanes)));
     else if (chosen.lanes != type.lanes || (type.lanes > 1 && !address && m_random.percent(20)))
         e.lanes = someLanes(chosen.lanes, type.lanes, assigned);
     return e;

@@ -41,12 +41,16 @@ Location Expressions::locate(const Expr& e, const Frame& frame) {
     if (e.indexed)
         result.base +=
             bounded(integer(e.args[0], frame), v.count) * m_thread.variables.elementSize(v);
-    for (int f = 0; f < e.field; ++f)
-        result.base += m_program.structures[static_cast<unsigned>(v.structure)]
-                           .fields[static_cast<unsigned>(f)]
-                           .lanes;
+    unsigned lanes = v.type.lanes;
+    if (e.field >= 0) {
+        const auto& fields = m_program.structures[static_cast<unsigned>(v.structure)].fields;
+        const auto field = fields.begin() + e.field;
+        for (auto before = fields.begin(); before != field; ++before)
+            result.base += before->lanes;
+        lanes = field->lanes;
+    }
     if (e.args.size() > (e.indexed ? 1u : 0u))
-        result.lanes[0] = static_cast<unsigned>(integer(e.args.back(), frame));
+        result.lanes[0] = static_cast<unsigned>(integer(e.args.back(), frame)) % lanes;
     std::ranges::copy(e.lanes, result.lanes.begin());
     return result;
 }

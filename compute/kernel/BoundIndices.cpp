@@ -2,8 +2,9 @@
 // Part of Starloom 42.
 #include "compute/kernel/BoundIndices.h"
 
+#include "compute/kernel/ClampIndices.h"
+
 #include <llvm/ADT/DenseMap.h>
-#include <llvm/ADT/SmallPtrSet.h>
 #include <llvm/Analysis/Utils/Local.h>
 #include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/GetElementPtrTypeIterator.h>
@@ -46,18 +47,19 @@ public:
         : m_function(function), m_layout(function.getParent()->getDataLayout()) {}
 
     platform::Result<void> run();
+    void runOnConstants();
 
 private:
     platform::Result<void> collect(llvm::Instruction& instruction);
     void bound(const Access& access);
+    void boundConstant(const Access& access) const;
     void boundInVariable(const Access& access, llvm::Value& variable, std::uint64_t size);
     void boundAmongVariables(const Access& access);
 
     std::optional<std::uint64_t> sizeOf(llvm::Value& object) const;
     /// Clamps array indices on the way; none when arithmetic on the way has no bounds.
-    std::optional<OffsetRange> boundPath(llvm::Value* pointer, llvm::Value& variable);
-    bool boundGep(llvm::GEPOperator& gep, OffsetRange& range);
-    llvm::Value* clampIndex(llvm::GEPOperator& gep, unsigned operand, std::uint64_t count);
+    std::optional<OffsetRange> boundPath(llvm::Value* pointer, llvm::Value& variable) const;
+    bool boundGep(llvm::GEPOperator& gep, OffsetRange& range) const;
     llvm::Value* offsetInVariable(Builder& builder, llvm::Value* pointer, llvm::Value& variable);
 
     Variable variableOf(llvm::Value* pointer);
@@ -68,7 +70,6 @@ private:
     llvm::Function& m_function;
     const llvm::DataLayout& m_layout;
     std::vector<Access> m_accesses;
-    llvm::SmallPtrSet<llvm::Value*, 16> m_clamped;
     llvm::DenseMap<llvm::Value*, Variable> m_variables;
     llvm::AllocaInst* m_spare = nullptr;
     std::uint64_t m_spareSize = 0;
@@ -107,22 +108,13 @@ std::optional<std::uint64_t> Bounder::sizeOf(llvm::Value& object) const {
     return std::nullopt;
 }
 
-llvm::Value* Bounder::clampIndex(llvm::GEPOperator& gep, unsigned operand, std::uint64_t count) {
-    llvm::Value* index = gep.getOperand(operand);
-    auto* instruction = llvm::cast<llvm::Instruction>(&gep);
-    Builder builder(instruction);
-    llvm::Value* last = llvm::ConstantInt::get(index->getType(), count - 1);
-    // Negative indices are large unsigned ones and end up at the last element as well.
-    return builder.CreateBinaryIntrinsic(llvm::Intrinsic::umin, index, last);
-}
-
-bool Bounder::boundGep(llvm::GEPOperator& gep, OffsetRange& range) {
-    const bool isFirstVisit = m_clamped.insert(&gep).second;
+bool Bounder::boundGep(llvm::GEPOperator& gep, OffsetRange& range) const {
+    if (auto* instruction = llvm::dyn_cast<llvm::GetElementPtrInst>(&gep))
+        clampIndices(*instruction);
     bool isBounded = true;
-    unsigned operand = 1;
     llvm::Type* container = nullptr; // what the index of this step goes into
     for (auto step = llvm::gep_type_begin(gep); step != llvm::gep_type_end(gep);
-         container = step.getIndexedType(), ++step, ++operand) {
+         container = step.getIndexedType(), ++step) {
         if (llvm::StructType* type = step.getStructTypeOrNull()) {
             const auto field = llvm::cast<llvm::ConstantInt>(step.getOperand())->getZExtValue();
             const auto offset = static_cast<std::int64_t>(
@@ -141,19 +133,15 @@ bool Bounder::boundGep(llvm::GEPOperator& gep, OffsetRange& range) {
         }
         // The first index is pointer arithmetic; the rest go into arrays of a known length.
         auto* array = llvm::dyn_cast_if_present<llvm::ArrayType>(container);
-        const std::uint64_t count = array != nullptr ? array->getNumElements() : 0;
-        if (count == 0) {
+        if (array == nullptr || array->getNumElements() == 0)
             isBounded = false;
-            continue;
-        }
-        if (isFirstVisit)
-            gep.setOperand(operand, clampIndex(gep, operand, count));
-        range.highest += static_cast<std::int64_t>(count - 1) * stride;
+        else
+            range.highest += static_cast<std::int64_t>(array->getNumElements() - 1) * stride;
     }
     return isBounded;
 }
 
-std::optional<OffsetRange> Bounder::boundPath(llvm::Value* pointer, llvm::Value& variable) {
+std::optional<OffsetRange> Bounder::boundPath(llvm::Value* pointer, llvm::Value& variable) const {
     OffsetRange range;
     bool isBounded = true;
     while (pointer != &variable) {
@@ -273,6 +261,25 @@ void Bounder::bound(const Access& access) {
         boundAmongVariables(access);
 }
 
+void Bounder::boundConstant(const Access& access) const {
+    llvm::APInt offset(64, 0);
+    llvm::Value* variable = access.pointer()->stripAndAccumulateConstantOffsets(
+        m_layout, offset, /*AllowNonInbounds=*/true);
+    const std::optional<std::uint64_t> size = sizeOf(*variable);
+    if (!size || access.size > *size || offset.ule(*size - access.size))
+        return;
+    Builder builder(access.instruction);
+    llvm::Value* last = builder.getInt64(*size - access.size);
+    access.instruction->setOperand(access.operand, builder.CreatePtrAdd(variable, last));
+}
+
+void Bounder::runOnConstants() {
+    for (llvm::Instruction& instruction : llvm::instructions(m_function))
+        (void)collect(instruction); // what cannot be compiled is refused later
+    for (const Access& access : m_accesses)
+        boundConstant(access);
+}
+
 platform::Result<void> Bounder::run() {
     for (llvm::Instruction& instruction : llvm::instructions(m_function))
         SL42_TRY_VOID(collect(instruction));
@@ -288,6 +295,10 @@ platform::Result<void> Bounder::run() {
 }
 
 } // namespace
+
+void boundConstantOffsets(llvm::Function& function) {
+    Bounder(function).runOnConstants();
+}
 
 platform::Result<void> boundIndices(PassContext& context) {
     SL42_TRY_VOID(Bounder(*context.entry).run());

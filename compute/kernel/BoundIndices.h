@@ -17,4 +17,8 @@ namespace compute::kernel {
 
 platform::Result<void> boundIndices(PassContext& context);
 
+/// The same for accesses at constant offsets, as far as a function shows them. To be called before
+/// variables become values, which drops such an access.
+void boundConstantOffsets(llvm::Function& function);
+
 } // namespace compute::kernel

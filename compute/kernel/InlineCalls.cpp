@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/InlineCalls.h"
 
+#include "compute/kernel/BoundIndices.h"
 #include "compute/kernel/FoldInitialisers.h"
 #include "compute/kernel/Undefined.h"
 
@@ -57,6 +58,7 @@ private:
 };
 
 void Reducer::promote(llvm::Function& function) {
+    boundConstantOffsets(function);
     m_analyses.forget(function);
     m_analyses.run(m_promote, function);
     replaceUndefinedOperands(function);

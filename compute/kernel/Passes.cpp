@@ -5,6 +5,7 @@
 #include "compute/kernel/AdoptHostTarget.h"
 #include "compute/kernel/BindParameters.h"
 #include "compute/kernel/BoundIndices.h"
+#include "compute/kernel/ClampIndices.h"
 #include "compute/kernel/DefineArithmetic.h"
 #include "compute/kernel/FoldInitialisers.h"
 #include "compute/kernel/InlineCalls.h"
@@ -24,6 +25,7 @@ std::span<const Pass> passes() {
     static constexpr auto table = std::to_array<Pass>({
         {"specialiseConstants", specialiseConstants},
         {"bindParameters", bindParameters},
+        {"clampIndices", clampIndices},
         {"adoptHostTarget", adoptHostTarget},
         {"defineArithmetic", defineArithmetic},
         {"inlineCalls", inlineCalls},

@@ -95,7 +95,7 @@ TEST_F(CanonicalTests, TheDumpHasOneFileAPass) {
     for (const auto& file : std::filesystem::directory_iterator(folder))
         files += file.file_size() > 0;
     EXPECT_EQ(files, passes().size() + 1);
-    EXPECT_TRUE(std::filesystem::exists(folder / "k.05-inlineCalls.ll"));
+    EXPECT_TRUE(std::filesystem::exists(folder / "k.06-inlineCalls.ll"));
     std::filesystem::remove_all(folder);
     EXPECT_FALSE(Dump::create("/nowhere"));
 }
