@@ -117,16 +117,16 @@ TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
     for (const float volume : {0.0F, 0.7F, 0.2F, 1.0F}) {
         node.setVolume(volume);
         go();
-        EXPECT_EQ(all.back(), 0.5F * volume);
+        EXPECT_EQ(-all.back(), 0.5F * volume);
     }
     for (const float volume : {0.4F, 0.0F, 1.0F}) { // of all songs together
         mixer.setOutputVolume(volume);
         go();
-        EXPECT_FLOAT_EQ(all.back(), 0.5F * volume);
+        EXPECT_FLOAT_EQ(-all.back(), 0.5F * volume);
     }
     node.stop();
     go();
-    EXPECT_EQ(all.back(), 0.0F);
+    EXPECT_EQ(-all.back(), 0.0F);
     EXPECT_LT(largestStep(all), 0.5001F / AudioMixer::rampLength);
 }
 
