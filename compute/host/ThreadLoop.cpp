@@ -57,7 +57,7 @@ LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     nest.tile = createFunction(kernel, tileSymbol, 4, LevelCount);
     llvm::LLVMContext& context = kernel.getContext();
     llvm::BasicBlock* common = llvm::BasicBlock::Create(context, "common", nest.prepare);
-    llvm::ReturnInst::Create(context, common);
+    llvm::IRBuilder<>(common).CreateRetVoid();
 
     const auto block = [&](const char* name) {
         return llvm::BasicBlock::Create(context, name, nest.tile);
@@ -91,7 +91,8 @@ LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     }
     nest.rowEnd = ends[0];
     nest.end = bounds[3];
-    llvm::ReturnInst::Create(context, done);
+    builder.SetInsertPoint(done);
+    builder.CreateRetVoid();
     return nest;
 }
 
@@ -217,11 +218,11 @@ void fillWithThread(const LoopNest& nest, llvm::Function& kernel) {
     llvm::BasicBlock* first = &kernel.getEntryBlock();
     for (llvm::BasicBlock& block : kernel)
         if (auto* leave = llvm::dyn_cast<llvm::ReturnInst>(block.getTerminator())) {
-            llvm::BranchInst::Create(nest.rowEnd, &block);
+            llvm::IRBuilder<>(leave).CreateBr(nest.rowEnd);
             leave->eraseFromParent();
         }
     nest.tile->splice(nest.rowEnd->getIterator(), &kernel);
-    llvm::BranchInst::Create(first, nest.blocks[PerThread]);
+    llvm::IRBuilder<>(nest.blocks[PerThread]).CreateBr(first);
     kernel.getArg(kernel::XArgument)->replaceAllUsesWith(nest.position[0]);
 }
 
@@ -230,7 +231,7 @@ void fillWithLanes(const LoopNest& nest, simd::Vectoriser& vectoriser) {
                                                .body = *nest.blocks[PerThread],
                                                .x = *nest.position[0],
                                                .end = *nest.end});
-    llvm::BranchInst::Create(nest.rowEnd, &last);
+    llvm::IRBuilder<>(&last).CreateBr(nest.rowEnd);
 }
 
 } // namespace

@@ -90,10 +90,11 @@ TEST_P(LoopTest, EveryRoundAndEveryThreadHasItsOwnValues) {
         }));
         const auto out = valuesIn<float>(output);
         for (std::uint32_t i = 0; i < out.size(); ++i) {
+            const std::uint32_t row = i / width;
             const float expected =
-                body.run(static_cast<float>(i % width), static_cast<float>(i / width), in);
+                body.run(static_cast<float>(i % width), static_cast<float>(row), in);
             ASSERT_NEAR(out[i], expected, 1e-4f * std::abs(expected) + 1e-4f)
-                << body.text << " at " << i % width << ", " << i / width;
+                << body.text << " at " << i % width << ", " << row;
         }
     }
 }
