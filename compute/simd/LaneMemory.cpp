@@ -10,7 +10,7 @@ namespace compute::simd {
 namespace {
 
 const llvm::Align unaligned(1);
-constexpr std::int64_t wordBytes = 4;
+constexpr std::uint64_t wordBytes = 4;
 
 } // namespace
 
@@ -37,12 +37,23 @@ bool LaneMemory::hasScatter(llvm::Type* type) const {
 
 llvm::Value* LaneMemory::spare() {
     if (m_spare == nullptr)
-        m_spare = m_builder.variable(m_builder.getInt64Ty(), 1, llvm::Align(8));
+        m_spare = m_builder.variable(m_builder.getInt8Ty(), spareBytes, llvm::Align(spareBytes));
     return m_spare;
 }
 
-llvm::Value* LaneMemory::safePointers(const Addresses& addresses, llvm::Value* mask) {
-    return m_builder.CreateSelect(mask, m_values.pointers(addresses), m_builder.broadcast(spare()));
+LaneMemory::Pointers LaneMemory::safePointers(const Addresses& addresses, llvm::Value* mask) {
+    llvm::Value* safe =
+        m_builder.CreateSelect(mask, m_values.pointers(addresses), m_builder.broadcast(spare()));
+    // On their way through memory they wait for nobody; taken out of the vector, for each other.
+    llvm::Value* list =
+        m_builder.variable(m_builder.getPtrTy(), m_builder.lanes(), llvm::Align(64));
+    m_builder.CreateAlignedStore(safe, list, llvm::Align(64));
+    Pointers pointers;
+    for (unsigned lane = 0; lane < m_builder.lanes(); ++lane)
+        pointers.push_back(m_builder.CreateAlignedLoad(
+            m_builder.getPtrTy(), m_builder.CreateConstGEP1_32(m_builder.getPtrTy(), list, lane),
+            llvm::Align(8)));
+    return pointers;
 }
 
 llvm::Value* LaneMemory::loadRow(llvm::Type* type, llvm::Value* base, llvm::Value* mask) {
@@ -65,43 +76,59 @@ llvm::Value* LaneMemory::gather(llvm::Type* type, const Addresses& addresses, ll
 }
 
 /// Reads the word around the number, which may begin before it but never reaches into a page that
-/// the number is not in.
+/// the number is not in: for bytes the aligned word.
 llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresses,
                                      llvm::Value* mask) {
-    constexpr std::uint64_t pageBytes = 4096;
-    const auto lowest = static_cast<std::uint64_t>(wordBytes) - sizeOf(type);
-    llvm::Type* wide = m_builder.wideType(m_builder.getInt64Ty());
-    const auto number = [&](std::uint64_t value) {
-        return m_builder.broadcast(m_builder.getInt64(value));
-    };
-    llvm::Value* pointers = m_values.pointers(addresses);
-    llvm::Value* inPage =
-        m_builder.CreateAnd(m_builder.CreatePtrToInt(pointers, wide), number(pageBytes - 1));
-    llvm::Value* isLate =
-        m_builder.CreateICmpUGT(inPage, number(pageBytes - static_cast<std::uint64_t>(wordBytes)));
-    llvm::Value* back = m_builder.CreateSelect(isLate, number(lowest), number(0));
+    const bool hasNarrowOffsets =
+        addresses.base != nullptr && addresses.scale == 1 &&
+        (addresses.offsets == nullptr ||
+         addresses.offsets->getType()->getScalarType()->isIntegerTy(8 * wordBytes));
+    llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
+    llvm::Value* pointers = addresses.base;
+    llvm::Value* offsets = nullptr;
+    llvm::Value* places = nullptr; // the lower bits of the addresses
+    if (hasNarrowOffsets) {
+        offsets = m_builder.laneNumbers(m_builder.getInt32Ty(), addresses.stride);
+        if (addresses.offsets != nullptr)
+            offsets = m_builder.CreateAdd(offsets, addresses.offsets);
+        places = m_builder.CreateAdd(
+            m_builder.broadcast(m_builder.CreatePtrToInt(addresses.base, m_builder.getInt32Ty())),
+            offsets);
+    } else {
+        pointers = m_values.pointers(addresses);
+        places = m_builder.CreatePtrToInt(pointers, m_builder.wideType(m_builder.getInt64Ty()));
+    }
+    llvm::Value* back = bytesBeforeNumber(places, sizeOf(type));
+    llvm::Value* start =
+        offsets != nullptr ? m_builder.CreateSub(offsets, back) : m_builder.CreateNeg(back);
     llvm::Value* words = m_builder.CreateMaskedGather(
-        m_builder.wideType(m_builder.getInt32Ty()),
-        m_builder.CreateGEP(m_builder.getInt8Ty(), pointers, m_builder.CreateNeg(back)), unaligned,
-        mask);
-    llvm::Type* wordType = m_builder.wideType(m_builder.getInt32Ty());
-    llvm::Value* shift = m_builder.CreateSelect(
-        isLate, llvm::ConstantInt::get(wordType, 8 * lowest), llvm::ConstantInt::get(wordType, 0));
+        word, m_builder.CreateGEP(m_builder.getInt8Ty(), pointers, start), unaligned, mask);
+    llvm::Value* shift = m_builder.CreateShl(m_builder.CreateZExtOrTrunc(back, word), 3);
     llvm::Type* bits = integerOf(m_builder, sizeOf(type));
     return fromBits(
         m_builder,
         m_builder.CreateTrunc(m_builder.CreateLShr(words, shift), m_builder.wideType(bits)), type);
 }
 
+llvm::Value* LaneMemory::bytesBeforeNumber(llvm::Value* places, std::uint64_t size) {
+    constexpr std::uint64_t pageBytes = 4096;
+    const auto number = [&](std::uint64_t value) {
+        return llvm::ConstantInt::get(places->getType(), value);
+    };
+    if (size == 1)
+        return m_builder.CreateAnd(places, number(wordBytes - 1));
+    llvm::Value* inPage = m_builder.CreateAnd(places, number(pageBytes - 1));
+    llvm::Value* isLate = m_builder.CreateICmpUGT(inPage, number(pageBytes - wordBytes));
+    return m_builder.CreateSelect(isLate, number(wordBytes - size), number(0));
+}
+
 llvm::Value* LaneMemory::loadEachLane(llvm::Type* type, const Addresses& addresses,
                                       llvm::Value* mask) {
-    llvm::Value* pointers = safePointers(addresses, mask);
     llvm::Value* result = llvm::PoisonValue::get(m_builder.wideType(type));
-    for (unsigned lane = 0; lane < m_builder.lanes(); ++lane) {
-        llvm::Value* pointer = m_builder.CreateExtractElement(pointers, lane);
+    std::uint64_t lane = 0;
+    for (llvm::Value* pointer : safePointers(addresses, mask))
         result = m_builder.CreateInsertElement(
-            result, m_builder.CreateAlignedLoad(type, pointer, unaligned), lane);
-    }
+            result, m_builder.CreateAlignedLoad(type, pointer, unaligned), lane++);
     return result;
 }
 
@@ -118,10 +145,10 @@ void LaneMemory::scatter(llvm::Value* value, const Addresses& addresses, llvm::V
         m_builder.CreateMaskedScatter(value, m_values.pointers(addresses), unaligned, mask);
         return;
     }
-    llvm::Value* pointers = safePointers(addresses, mask);
-    for (unsigned lane = 0; lane < m_builder.lanes(); ++lane)
-        m_builder.CreateAlignedStore(m_builder.CreateExtractElement(value, lane),
-                                     m_builder.CreateExtractElement(pointers, lane), unaligned);
+    std::uint64_t lane = 0;
+    for (llvm::Value* pointer : safePointers(addresses, mask))
+        m_builder.CreateAlignedStore(m_builder.CreateExtractElement(value, lane++), pointer,
+                                     unaligned);
 }
 
 } // namespace compute::simd

@@ -23,8 +23,16 @@ public:
     llvm::Value* gather(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
     void scatter(llvm::Value* value, const Addresses& addresses, llvm::Value* mask);
 
+    /// The address for each lane, of memory that it may access: spare one where it has no thread.
+    using Pointers = llvm::SmallVector<llvm::Value*, 16>;
+    Pointers safePointers(const Addresses& addresses, llvm::Value* mask);
+    /// A single access may take this much.
+    static constexpr unsigned spareBytes = 16;
+
 private:
     llvm::Value* gatherBytes(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
+    /// How far before a number of one or two bytes the word begins that gatherBytes() reads.
+    llvm::Value* bytesBeforeNumber(llvm::Value* places, std::uint64_t size);
     llvm::Value* loadEachLane(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
 
     /// The processor's own masked memory access: 32 and 64 bits from AVX2 on, all sizes with
@@ -32,9 +40,7 @@ private:
     bool hasMaskedRow(llvm::Type* type) const;
     bool hasGather(llvm::Type* type) const;
     bool hasScatter(llvm::Type* type) const;
-    /// Memory that lanes without a thread may use.
     llvm::Value* spare();
-    llvm::Value* safePointers(const Addresses& addresses, llvm::Value* mask);
 
     LaneBuilder& m_builder;
     WideValues& m_values;

@@ -47,13 +47,17 @@ llvm::Value* WideValues::pointers(const Addresses& addresses) {
     if (addresses.base == nullptr)
         return addresses.pointers;
     llvm::Value* offsets = addresses.offsets;
+    if (offsets == nullptr && addresses.stride == 0)
+        return m_builder.broadcast(addresses.base);
     if (addresses.stride != 0) {
-        llvm::Value* steps = m_builder.laneNumbers(m_builder.getInt64Ty(), addresses.stride);
+        llvm::Type* type =
+            offsets != nullptr ? offsets->getType()->getScalarType() : m_builder.getInt64Ty();
+        llvm::Value* steps = m_builder.laneNumbers(
+            type, addresses.stride / static_cast<std::int64_t>(addresses.scale));
         offsets = offsets != nullptr ? m_builder.CreateAdd(offsets, steps) : steps;
     }
-    if (offsets == nullptr)
-        return m_builder.broadcast(addresses.base);
-    return m_builder.CreateGEP(m_builder.getInt8Ty(), addresses.base, offsets);
+    return m_builder.CreateGEP(m_builder.getIntNTy(static_cast<unsigned>(8 * addresses.scale)),
+                               addresses.base, offsets);
 }
 
 } // namespace compute::simd

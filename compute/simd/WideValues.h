@@ -10,13 +10,18 @@
 
 namespace compute::simd {
 
-/// A pointer in each lane: base + stride * lane + offsets[lane], in bytes; `offsets` may be null.
-/// Without a base, `pointers` has them all.
+/// A pointer in each lane: base + stride * lane + scale * offsets[lane], in bytes; `offsets` may be
+/// null. Without a base, `pointers` has them all.
 struct Addresses {
     llvm::Value* base = nullptr;
     std::int64_t stride = 0;
-    llvm::Value* offsets = nullptr;
+    llvm::Value* offsets = nullptr; ///< of 64 bits, or signed ones of 32, which gather faster
+    std::uint64_t scale = 1;        ///< 1, 2, 4 or 8
     llvm::Value* pointers = nullptr;
+
+    bool isRow(std::uint64_t size) const {
+        return base != nullptr && offsets == nullptr && stride == static_cast<std::int64_t>(size);
+    }
 };
 
 class WideValues {
@@ -38,7 +43,7 @@ public:
     llvm::Value* wide(llvm::Value* value);
     /// Where a pointer points to in each lane.
     Addresses addresses(llvm::Value* pointer);
-    /// All addresses as one vector of pointers.
+    /// All addresses as one vector of pointers; made where the builder stands.
     llvm::Value* pointers(const Addresses& addresses);
 
     void setScalar(const llvm::Value* value, llvm::Value* made) { m_scalars[value] = made; }

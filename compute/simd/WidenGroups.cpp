@@ -5,10 +5,21 @@
 #include "compute/simd/LaneBits.h"
 #include "compute/simd/Weave.h"
 
+#include <llvm/ADT/Sequence.h>
+#include <llvm/Analysis/VectorUtils.h>
+
 namespace compute::simd {
 namespace {
 
 constexpr std::int64_t wordBytes = 4;
+constexpr unsigned structureWords = LaneMemory::spareBytes / wordBytes;
+
+/// How many words from word `at` on are best taken together: as many as loadStructures() takes when
+/// all of them are wanted, else what one lane of a gather holds.
+unsigned wordsTogether(unsigned wanted, unsigned at) {
+    const auto following = static_cast<unsigned>(llvm::countr_one(wanted >> at));
+    return following > 2 ? std::min(following, structureWords) : following;
+}
 
 } // namespace
 
@@ -32,28 +43,66 @@ Words WidenGroups::loadWords(const AccessGroup& group, llvm::Value* start, llvm:
     return unweave(m_builder, memory);
 }
 
-/// Two words at a time where both are wanted.
 Words WidenGroups::gatherWords(const AccessGroup& group, llvm::Value* pointers, llvm::Value* mask) {
     const auto count = static_cast<unsigned>(group.stride / wordBytes);
     llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
     Words words(count, llvm::PoisonValue::get(word));
-    for (unsigned i = 0; i < count; ++i) {
-        const unsigned wanted = (group.words() >> i) & 3;
-        if ((wanted & 1) == 0)
-            continue;
+    for (unsigned i = 0; i < count;) {
+        const unsigned together = wordsTogether(group.words(), i);
         const Addresses place{
             .pointers = m_builder.CreateGEP(m_builder.getInt8Ty(), pointers,
                                             m_builder.getInt64(i * std::uint64_t(wordBytes)))};
-        if (wanted == 1) {
+        if (together == 1) {
             words[i] = m_memory.gather(m_builder.getInt32Ty(), place, mask);
-            continue;
+        } else if (together == 2) {
+            llvm::Value* both = m_memory.gather(m_builder.getInt64Ty(), place, mask);
+            words[i] = m_builder.CreateTrunc(both, word);
+            words[i + 1] = m_builder.CreateTrunc(
+                m_builder.CreateLShr(both, llvm::ConstantInt::get(both->getType(), 32)), word);
+        } else if (together > 2) {
+            llvm::copy(loadStructures(place.pointers, together, mask), words.begin() + i);
         }
-        llvm::Value* both = m_memory.gather(m_builder.getInt64Ty(), place, mask);
-        words[i] = m_builder.CreateTrunc(both, word);
-        words[++i] = m_builder.CreateTrunc(
-            m_builder.CreateLShr(both, llvm::ConstantInt::get(both->getType(), 32)), word);
+        i += std::max(together, 1u);
     }
     return words;
+}
+
+Words WidenGroups::loadStructures(llvm::Value* pointers, unsigned count, llvm::Value* mask) {
+    const unsigned lanes = m_builder.lanes();
+    auto* type = llvm::FixedVectorType::get(m_builder.getInt32Ty(), count);
+    llvm::SmallVector<llvm::Value*> structures;
+    for (llvm::Value* pointer : m_memory.safePointers({.pointers = pointers}, mask)) {
+        llvm::Value* structure = m_builder.CreateAlignedLoad(type, pointer, llvm::Align(1));
+        structures.push_back(
+            m_builder.CreateShuffleVector(structure, {0, 1, 2, count > 3 ? 3 : -1}));
+    }
+    Words memory;
+    const unsigned each = lanes / structureWords;
+    for (unsigned part = 0; part < structureWords; ++part)
+        memory.push_back(llvm::concatenateVectors(
+            m_builder, llvm::ArrayRef(structures).slice(std::size_t{part} * each, each)));
+    Words words = unweave(m_builder, memory);
+    words.resize(count);
+    return words;
+}
+
+void WidenGroups::storeStructures(const Words& words, llvm::Value* pointers, llvm::Value* mask) {
+    const auto count = static_cast<unsigned>(words.size());
+    Words complete = words;
+    complete.resize(structureWords, llvm::PoisonValue::get(words[0]->getType()));
+    const Words memory = weave(m_builder, complete);
+    unsigned lane = 0;
+    for (llvm::Value* pointer : m_memory.safePointers({.pointers = pointers}, mask)) {
+        const unsigned first = lane * structureWords;
+        const llvm::SmallVector<int> elements =
+            llvm::to_vector(llvm::map_range(llvm::seq(count), [&](unsigned i) {
+                return static_cast<int>(first % m_builder.lanes() + i);
+            }));
+        m_builder.CreateAlignedStore(
+            m_builder.CreateShuffleVector(memory[first / m_builder.lanes()], elements), pointer,
+            llvm::Align(1));
+        ++lane;
+    }
 }
 
 WidenGroups::Starts WidenGroups::findStarts(const AccessGroup& group, llvm::Value* mask) {
@@ -148,21 +197,23 @@ void WidenGroups::storeWords(const AccessGroup& group, const Words& words, llvm:
 void WidenGroups::scatterWords(const AccessGroup& group, const Words& words, llvm::Value* pointers,
                                llvm::Value* mask) {
     llvm::Type* pair = m_builder.wideType(m_builder.getInt64Ty());
-    for (unsigned i = 0; i < words.size(); ++i) {
-        if (words[i] == nullptr)
-            continue;
+    for (unsigned i = 0; i < words.size();) {
+        const unsigned together = wordsTogether(group.words(), i);
         const Addresses place{
             .pointers = m_builder.CreateGEP(m_builder.getInt8Ty(), pointers,
                                             m_builder.getInt64(i * std::uint64_t(wordBytes)))};
-        if (((group.words() >> i) & 3) == 1) {
+        if (together == 1) {
             m_memory.scatter(words[i], place, mask);
-            continue;
+        } else if (together == 2) {
+            llvm::Value* upper = m_builder.CreateShl(m_builder.CreateZExt(words[i + 1], pair),
+                                                     llvm::ConstantInt::get(pair, 32));
+            m_memory.scatter(m_builder.CreateOr(m_builder.CreateZExt(words[i], pair), upper), place,
+                             mask);
+        } else if (together > 2) {
+            storeStructures(Words(words.begin() + i, words.begin() + i + together), place.pointers,
+                            mask);
         }
-        llvm::Value* upper = m_builder.CreateShl(m_builder.CreateZExt(words[i + 1], pair),
-                                                 llvm::ConstantInt::get(pair, 32));
-        m_memory.scatter(m_builder.CreateOr(m_builder.CreateZExt(words[i], pair), upper), place,
-                         mask);
-        ++i;
+        i += std::max(together, 1u);
     }
 }
 

@@ -23,6 +23,10 @@ private:
     /// The words of the structures: side by side from `start` on, or each at its pointer.
     Words loadWords(const AccessGroup& group, llvm::Value* start, llvm::Value* mask);
     Words gatherWords(const AccessGroup& group, llvm::Value* pointers, llvm::Value* mask);
+    /// Three or four words at each pointer with an access a lane, and with shuffles between them
+    /// and the vectors of single words: fewer accesses than gathers and scatters make.
+    Words loadStructures(llvm::Value* pointers, unsigned count, llvm::Value* mask);
+    void storeStructures(const Words& words, llvm::Value* pointers, llvm::Value* mask);
     Words loadWordsAnywhere(const AccessGroup& group, llvm::Value* mask);
     llvm::Value* memberFromWords(const AccessGroup& group, const AccessGroup::Member& member,
                                  llvm::ArrayRef<llvm::Value*> words);

@@ -30,28 +30,90 @@ void WidenMemory::widenVariable(llvm::AllocaInst& variable) {
                                     {.base = copies, .stride = static_cast<std::int64_t>(stride)}));
 }
 
-WidenMemory::Offset WidenMemory::offsetOf(llvm::GEPOperator& step, std::uint64_t factor) {
+std::optional<WidenMemory::Offset> WidenMemory::narrowOffset(llvm::Value* index,
+                                                             std::uint64_t scale) {
+    constexpr unsigned narrowBits = 32;
+    constexpr std::uint64_t largestScale = 8;
+    Offset offset{.common = m_builder.getInt64(0), .scale = std::min(scale & -scale, largestScale)};
+    const std::uint64_t factor = scale / offset.scale;
+    llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
+    const unsigned bits =
+        llvm::computeKnownBits(index, m_builder.GetInsertBlock()->getModule()->getDataLayout())
+            .countMaxActiveBits();
+    if (bits + llvm::Log2_64_Ceil(factor) < narrowBits) {
+        offset.perLane =
+            m_builder.CreateMul(m_builder.CreateZExtOrTrunc(m_values.wide(index), word),
+                                llvm::ConstantInt::get(word, factor));
+        return offset;
+    }
+    if (factor != 1)
+        return std::nullopt;
+    if (index->getType()->isIntegerTy(narrowBits)) {
+        offset.perLane = m_values.wide(index);
+        return offset;
+    }
+    auto* extension = llvm::dyn_cast<llvm::CastInst>(index);
+    if (extension == nullptr || !extension->getSrcTy()->isIntegerTy(narrowBits))
+        return std::nullopt;
+    offset.perLane = m_values.wide(extension->getOperand(0));
+    if (llvm::isa<llvm::ZExtInst>(extension)) {
+        const std::uint64_t middle = std::uint64_t{1} << (narrowBits - 1);
+        offset.common = m_builder.getInt64(middle * scale);
+        offset.perLane = m_builder.CreateXor(offset.perLane, llvm::ConstantInt::get(word, middle));
+    }
+    return offset;
+}
+
+WidenMemory::Offset WidenMemory::offsetOf(llvm::GEPOperator& step) {
     llvm::MapVector<llvm::Value*, llvm::APInt> scales;
     llvm::APInt constant(64, 0);
     step.collectOffset(m_builder.GetInsertBlock()->getModule()->getDataLayout(), 64, scales,
                        constant);
+    Addresses sum{.base = llvm::ConstantPointerNull::get(m_builder.getPtrTy())};
+    llvm::Value* common = m_builder.getInt64(constant.getZExtValue());
     llvm::Type* wide = m_builder.wideType(m_builder.getInt64Ty());
-    Offset offset{.common = m_builder.getInt64((constant * factor).getZExtValue()),
-                  .perLane = nullptr};
     for (const auto& [index, scale] : scales) {
-        llvm::Value* bytes = m_builder.getInt64((scale * factor).getZExtValue());
+        llvm::Value* bytes = m_builder.getInt64(scale.getZExtValue());
         if (m_values.isUniform(index)) {
             llvm::Value* number =
                 m_builder.CreateSExtOrTrunc(m_values.scalar(index), m_builder.getInt64Ty());
-            offset.common = m_builder.CreateAdd(offset.common, m_builder.CreateMul(number, bytes));
+            common = m_builder.CreateAdd(common, m_builder.CreateMul(number, bytes));
             continue;
         }
-        llvm::Value* numbers = m_builder.CreateMul(
-            m_builder.CreateSExtOrTrunc(m_values.wide(index), wide), m_builder.broadcast(bytes));
-        offset.perLane =
-            offset.perLane == nullptr ? numbers : m_builder.CreateAdd(offset.perLane, numbers);
+        const auto narrow = narrowOffset(index, scale.getZExtValue());
+        if (narrow && sum.offsets == nullptr) {
+            common = m_builder.CreateAdd(common, narrow->common);
+            sum.offsets = narrow->perLane;
+            sum.scale = narrow->scale;
+            continue;
+        }
+        addOffset(sum, {.common = m_builder.getInt64(0),
+                        .perLane = m_builder.CreateMul(
+                            m_builder.CreateSExtOrTrunc(m_values.wide(index), wide),
+                            m_builder.broadcast(bytes))});
     }
-    return offset;
+    return {.common = common, .perLane = sum.offsets, .scale = sum.scale};
+}
+
+void WidenMemory::addOffset(Addresses& addresses, const Offset& offset) {
+    addresses.base = m_builder.CreatePtrAdd(addresses.base, offset.common);
+    if (offset.perLane == nullptr)
+        return;
+    const bool isFirst = addresses.offsets == nullptr;
+    if (isFirst && addresses.stride % static_cast<std::int64_t>(offset.scale) == 0) {
+        addresses.offsets = offset.perLane;
+        addresses.scale = offset.scale;
+        return;
+    }
+    llvm::Type* wide = m_builder.wideType(m_builder.getInt64Ty());
+    const auto inBytes = [&](llvm::Value* value, std::uint64_t scale) {
+        return m_builder.CreateMul(m_builder.CreateSExt(value, wide),
+                                   llvm::ConstantInt::get(wide, scale));
+    };
+    llvm::Value* bytes = inBytes(offset.perLane, offset.scale);
+    addresses.offsets =
+        isFirst ? bytes : m_builder.CreateAdd(inBytes(addresses.offsets, addresses.scale), bytes);
+    addresses.scale = 1;
 }
 
 void WidenMemory::widenAddress(llvm::GetElementPtrInst& address) {
@@ -59,21 +121,43 @@ void WidenMemory::widenAddress(llvm::GetElementPtrInst& address) {
         if (m_private.kind(variable) == PrivateMemory::Kind::Woven)
             return; // only ever used by the accesses, which start from the variable
     Addresses result = m_values.addresses(address.getPointerOperand());
-    const Offset offset = offsetOf(llvm::cast<llvm::GEPOperator>(address), 1);
+    const Offset offset = offsetOf(llvm::cast<llvm::GEPOperator>(address));
     if (result.base != nullptr) {
-        result.base = m_builder.CreatePtrAdd(result.base, offset.common);
-        if (offset.perLane != nullptr)
-            result.offsets = result.offsets == nullptr
-                                 ? offset.perLane
-                                 : m_builder.CreateAdd(result.offsets, offset.perLane);
+        addOffset(result, offset);
     } else {
-        llvm::Value* offsets = m_builder.broadcast(offset.common);
+        result.pointers = m_builder.CreatePtrAdd(result.pointers, offset.common);
         if (offset.perLane != nullptr)
-            offsets = m_builder.CreateAdd(offsets, offset.perLane);
-        result = {.pointers = m_builder.CreateGEP(m_builder.getInt8Ty(), result.pointers, offsets)};
+            result.pointers = m_values.pointers(
+                {.base = result.pointers, .offsets = offset.perLane, .scale = offset.scale});
     }
     m_values.setAddresses(&address, result);
     m_values.setWide(&address, m_values.pointers(result));
+}
+
+WidenMemory::Offset WidenMemory::wovenOffset(llvm::GEPOperator& step) {
+    llvm::MapVector<llvm::Value*, llvm::APInt> scales;
+    llvm::APInt constant(64, 0);
+    step.collectOffset(m_builder.GetInsertBlock()->getModule()->getDataLayout(), 64, scales,
+                       constant);
+    const std::uint64_t lanes = m_builder.lanes();
+    llvm::Type* wide = m_builder.wideType(m_builder.getInt32Ty());
+    Offset offset{.common = m_builder.getInt64(constant.getZExtValue() * lanes)};
+    for (const auto& [index, scale] : scales) {
+        const std::uint64_t bytes = scale.getZExtValue() * lanes;
+        if (m_values.isUniform(index)) {
+            llvm::Value* number =
+                m_builder.CreateSExtOrTrunc(m_values.scalar(index), m_builder.getInt64Ty());
+            offset.common = m_builder.CreateAdd(
+                offset.common, m_builder.CreateMul(number, m_builder.getInt64(bytes)));
+            continue;
+        }
+        llvm::Value* numbers =
+            m_builder.CreateMul(m_builder.CreateSExtOrTrunc(m_values.wide(index), wide),
+                                llvm::ConstantInt::get(wide, bytes));
+        offset.perLane =
+            offset.perLane == nullptr ? numbers : m_builder.CreateAdd(offset.perLane, numbers);
+    }
+    return offset;
 }
 
 std::optional<WidenMemory::WovenPlace> WidenMemory::wovenPlace(llvm::Value* pointer) {
@@ -85,7 +169,7 @@ std::optional<WidenMemory::WovenPlace> WidenMemory::wovenPlace(llvm::Value* poin
                      .granule = m_private.granule(variable)};
     while (pointer != variable) {
         auto* step = llvm::cast<llvm::GEPOperator>(pointer);
-        const Offset offset = offsetOf(*step, m_builder.lanes());
+        const Offset offset = wovenOffset(*step);
         place.base = m_builder.CreatePtrAdd(place.base, offset.common);
         if (offset.perLane != nullptr)
             place.offsets = place.offsets == nullptr
@@ -101,9 +185,7 @@ llvm::Value* WidenMemory::load(llvm::LoadInst& load, llvm::Value* mask) {
     if (const auto place = wovenPlace(load.getPointerOperand()))
         return loadWoven(type, *place, mask);
     const Addresses addresses = m_values.addresses(load.getPointerOperand());
-    const bool isRow = addresses.base != nullptr && addresses.offsets == nullptr &&
-                       addresses.stride == static_cast<std::int64_t>(m_lanes.sizeOf(type));
-    if (isRow && !type->isIntegerTy(1))
+    if (addresses.isRow(m_lanes.sizeOf(type)) && !type->isIntegerTy(1))
         return m_lanes.loadRow(type, addresses.base, mask);
     return m_lanes.gather(type, addresses, mask);
 }
@@ -124,16 +206,13 @@ void WidenMemory::store(llvm::StoreInst& store, llvm::Value* mask) {
         return storeWoven(value, *place, mask);
     const Addresses addresses = m_values.addresses(store.getPointerOperand());
     llvm::Type* type = store.getValueOperand()->getType();
-    if (addresses.base != nullptr && addresses.offsets == nullptr) {
-        if (addresses.stride == 0) {
-            llvm::Value* last = m_builder.lane(value, m_builder.lastLane(mask));
-            m_builder.CreateAlignedStore(last, addresses.base, unaligned);
-            return;
-        }
-        if (addresses.stride == static_cast<std::int64_t>(m_lanes.sizeOf(type)) &&
-            !type->isIntegerTy(1))
-            return m_lanes.storeRow(value, addresses.base, mask);
+    if (addresses.isRow(0)) {
+        llvm::Value* last = m_builder.lane(value, m_builder.lastLane(mask));
+        m_builder.CreateAlignedStore(last, addresses.base, unaligned);
+        return;
     }
+    if (addresses.isRow(m_lanes.sizeOf(type)) && !type->isIntegerTy(1))
+        return m_lanes.storeRow(value, addresses.base, mask);
     m_lanes.scatter(value, addresses, mask);
 }
 

@@ -38,17 +38,23 @@ private:
     /// An element of a woven variable: at `base` + `offsets`, lanes side by side.
     struct WovenPlace {
         llvm::Value* base;
-        llvm::Value* offsets; ///< null when all lanes use the same element
+        llvm::Value* offsets; ///< bytes; null when all lanes use the same element
         std::uint64_t granule;
     };
     std::optional<WovenPlace> wovenPlace(llvm::Value* pointer);
 
-    /// What a step of address arithmetic adds, in bytes times `factor`.
+    /// What a step of address arithmetic adds.
     struct Offset {
-        llvm::Value* common;  ///< for all lanes
-        llvm::Value* perLane; ///< may be null
+        llvm::Value* common;            ///< bytes for all lanes
+        llvm::Value* perLane = nullptr; ///< as Addresses::offsets
+        std::uint64_t scale = 1;
     };
-    Offset offsetOf(llvm::GEPOperator& step, std::uint64_t factor);
+    Offset offsetOf(llvm::GEPOperator& step);
+    /// Takes an index that differs by lane as signed 32 bits, where it fits.
+    std::optional<Offset> narrowOffset(llvm::Value* index, std::uint64_t scale);
+    /// An offset inside a woven variable, all of which 32 bits can reach.
+    Offset wovenOffset(llvm::GEPOperator& step);
+    void addOffset(Addresses& addresses, const Offset& offset);
 
     llvm::Value* load(llvm::LoadInst& load, llvm::Value* mask);
     llvm::Value* loadWoven(llvm::Type* type, const WovenPlace& place, llvm::Value* mask);
