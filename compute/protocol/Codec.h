@@ -90,6 +90,7 @@ public:
 
     bool atEnd() const { return m_in.empty(); }
 
+    /// Uses the memory that `value` has.
     template <class T>
     [[nodiscard]] bool get(T& value) {
         if constexpr (Described<T>)
@@ -126,6 +127,7 @@ private:
             values.resize(count);
             return getRaw(values.data(), count);
         } else {
+            values.clear();
             for (std::uint32_t i = 0; i < count; ++i)
                 if (!get(values.emplace_back()))
                     return false;
@@ -138,7 +140,9 @@ private:
         if (!get(index))
             return false;
         bool ok = false;
-        ((index == I && (ok = get(value.template emplace<I>()))), ...);
+        ((index == I &&
+          (ok = get(value.index() == I ? std::get<I>(value) : value.template emplace<I>()))),
+         ...);
         return ok;
     }
 
@@ -156,12 +160,18 @@ void encodeAs(const T& message, std::vector<std::byte>& out) {
     encoder.put(message);
 }
 
+/// False when the bytes are not exactly one message. Uses the memory that `message` has.
+template <class Variant>
+[[nodiscard]] bool decodeInto(Variant& message, std::span<const std::byte> bytes) {
+    Decoder decoder(bytes);
+    return decoder.get(message) && decoder.atEnd();
+}
+
 /// Nothing when the bytes are not exactly one message.
 template <class Variant>
 std::optional<Variant> decode(std::span<const std::byte> bytes) {
     Variant message;
-    Decoder decoder(bytes);
-    if (!decoder.get(message) || !decoder.atEnd())
+    if (!decodeInto(message, bytes))
         return std::nullopt;
     return message;
 }

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -44,11 +45,11 @@ struct Text : std::string {
     Text(std::string text) : std::string(std::move(text)) {}
 };
 
-/// At most `Max` elements.
+/// At most `Max` elements. The memory comes from where its maker says.
 template <class T, std::size_t Max>
-struct List : std::vector<T> {
+struct List : std::pmr::vector<T> {
     static constexpr std::size_t maxSize = Max;
-    using std::vector<T>::vector;
+    using std::pmr::vector<T>::vector;
 };
 
 inline constexpr std::size_t maxSourceBytes = 16u << 20;
@@ -60,7 +61,10 @@ inline constexpr std::size_t maxParameters = 128;
 inline constexpr std::size_t maxConstants = 256;
 inline constexpr std::size_t maxBindings = 31;
 inline constexpr std::size_t maxInlineBytes = 4096;
+// A command buffer of all that these allow fits one message.
 inline constexpr std::size_t maxCommands = 1u << 16;
+inline constexpr std::size_t maxJobBindings = 1u << 18;
+inline constexpr std::size_t maxJobBytes = 8u << 20;
 inline constexpr std::size_t maxTextureLevels = 16;
 inline constexpr std::uint32_t maxTextureExtent = 16384;
 
@@ -107,6 +111,7 @@ struct Kernel {
         return std::tie(self.name, self.parameters);
     }
 };
+using Kernels = List<Kernel, maxKernels>;
 
 struct Constant {
     std::uint32_t index = 0;
@@ -144,14 +149,15 @@ struct BufferBinding {
     }
 };
 
-/// Bytes by value, bound as a buffer.
+/// A part of the bytes that come with the command buffer, bound as a buffer.
 struct InlineBinding {
     std::uint32_t index = 0;
-    List<std::byte, maxInlineBytes> bytes;
+    std::uint32_t offset = 0;
+    std::uint32_t length = 0; ///< at most maxInlineBytes
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.index, self.bytes);
+        return std::tie(self.index, self.offset, self.length);
     }
 };
 
@@ -165,18 +171,17 @@ struct TextureBinding {
     }
 };
 
+using Binding = std::variant<BufferBinding, InlineBinding, TextureBinding>;
+
 struct Dispatch {
     PipelineId pipeline;
     Extent threads;
     Extent threadsPerThreadgroup;
-    List<BufferBinding, maxBindings> buffers;
-    List<InlineBinding, maxBindings> inlineBytes;
-    List<TextureBinding, maxBindings> textures;
+    std::uint32_t bindings = 0; ///< so many of the command buffer's are for this one
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.pipeline, self.threads, self.threadsPerThreadgroup, self.buffers,
-                        self.inlineBytes, self.textures);
+        return std::tie(self.pipeline, self.threads, self.threadsPerThreadgroup, self.bindings);
     }
 };
 
@@ -327,10 +332,14 @@ struct ReleasePipeline {
 struct RunCommands {
     JobId job;
     List<Command, maxCommands> commands;
+    /// Those of the first dispatch, then those of the second and so on: in one list, so that a
+    /// message which is decoded over an earlier one needs no memory.
+    List<Binding, maxJobBindings> bindings;
+    List<std::byte, maxJobBytes> bytes;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.job, self.commands);
+        return std::tie(self.job, self.commands, self.bindings, self.bytes);
     }
 };
 
@@ -351,7 +360,7 @@ struct Ready {
         return std::tie(self.version, self.compileThreads);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 2;
+inline constexpr std::uint32_t protocolVersion = 3;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
 
@@ -359,7 +368,7 @@ struct LibraryCompiled {
     RequestId request;
     bool succeeded = false;
     Message message; ///< the compiler's error, or its warnings
-    List<Kernel, maxKernels> kernels;
+    Kernels kernels;
     double frontEndMilliseconds = 0;
 
     template <class Self>

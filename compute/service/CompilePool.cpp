@@ -57,6 +57,7 @@ CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pi
                   carryOut(question);
               },
               task);
+          task = {}; // texts may be long
       }) {}
 
 Result<std::shared_ptr<const Library>> CompilePool::findLibrary(protocol::LibraryId id) const {

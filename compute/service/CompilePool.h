@@ -26,7 +26,7 @@ public:
     static std::uint32_t threadCount();
 
     CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pipelines, Replies& replies);
-    void add(Task task) { m_queue.add(std::move(task)); }
+    void add(Task task) { m_queue.add(task); }
 
 private:
     void carryOut(const protocol::CompileLibrary& task);

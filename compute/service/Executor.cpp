@@ -29,47 +29,42 @@ Executor::Executor(Replies& replies, protocol::StatusPage& page,
       m_inlineArguments(std::move(inlineArguments)),
       m_queue(1, executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {}
 
-void Executor::run(const Job& job) {
+void Executor::run(Job& job) {
     const auto start = std::chrono::steady_clock::now();
     m_page.command = 0;
     m_page.job = job.id.value;
     for (std::uint32_t i = 0; i < job.work.size(); ++i) {
         m_page.command = i;
-        std::visit([this](const auto& work) { carryOut(work); }, job.work[i]);
+        std::visit([&](const auto& work) { carryOut(work, job); }, job.work[i]);
     }
     m_page.job = 0;
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
     protocol::JobDone reply{.job = job.id, .succeeded = job.error.empty(), .message = job.error};
     reply.milliseconds = time.count();
+    job.clear();
     m_replies.send(reply);
 }
 
-void Executor::carryOut(const DispatchWork& work) {
-    const protocol::Dispatch& dispatch = work.dispatch;
-    Bindings bindings;
-    for (std::size_t i = 0; i < work.buffers.size(); ++i) {
-        const protocol::BufferBinding& binding = dispatch.buffers[i];
-        bindings.buffers[binding.index] = work.buffers[i]->data() + binding.offset;
-    }
-    for (const protocol::InlineBinding& binding : dispatch.inlineBytes) {
+void Executor::carryOut(const DispatchWork& work, const Job& job) {
+    Bindings bindings = work.bindings;
+    for (std::size_t i = work.firstInline; i < work.endOfInline; ++i) {
+        const protocol::InlineBinding& binding = job.inlineBindings[i];
         std::byte* place = m_inlineArguments->data() + binding.index * protocol::maxInlineBytes;
-        std::memcpy(place, binding.bytes.data(), binding.bytes.size());
+        std::memcpy(place, job.bytes.data() + binding.offset, binding.length);
         bindings.buffers[binding.index] = place;
     }
-    for (std::size_t i = 0; i < work.textures.size(); ++i)
-        bindings.textures[dispatch.textures[i].index] = &work.textures[i]->view;
-    work.kernel->run(bindings, dispatch.threads, dispatch.threadsPerThreadgroup);
+    work.kernel->run(bindings, work.threads, work.threadsPerThreadgroup);
 }
 
-void Executor::carryOut(const FillWork& work) {
+void Executor::carryOut(const FillWork& work, const Job&) {
     fill(work.range.bytes(), work.value);
 }
 
-void Executor::carryOut(const CopyWork& work) {
+void Executor::carryOut(const CopyWork& work, const Job&) {
     copy(work.source.bytes(), work.destination.bytes());
 }
 
-void Executor::carryOut(const MipmapWork& work) {
+void Executor::carryOut(const MipmapWork& work, const Job&) {
     generateMipmaps(work.texture->view);
 }
 

@@ -14,17 +14,18 @@ public:
     /// Fails when there is no memory for arguments by value.
     static platform::Result<std::unique_ptr<Executor>> create(Replies& replies,
                                                               protocol::StatusPage& page);
-    void add(Job job) { m_queue.add(std::move(job)); }
+    /// Exchanges the job for one that has been executed, which is clear.
+    void add(Job& job) { m_queue.add(job); }
 
 private:
     Executor(Replies& replies, protocol::StatusPage& page,
              std::shared_ptr<GuardedMemory> inlineArguments);
 
-    void run(const Job& job);
-    void carryOut(const DispatchWork& work);
-    void carryOut(const FillWork& work);
-    void carryOut(const CopyWork& work);
-    void carryOut(const MipmapWork& work);
+    void run(Job& job);
+    void carryOut(const DispatchWork& work, const Job& job);
+    static void carryOut(const FillWork& work, const Job& job);
+    static void carryOut(const CopyWork& work, const Job& job);
+    static void carryOut(const MipmapWork& work, const Job& job);
 
     Replies& m_replies;
     protocol::StatusPage& m_page;

@@ -11,28 +11,31 @@ namespace {
 
 class Resolver {
 public:
-    Resolver(const Resources& resources, const Pipelines& pipelines)
-        : m_resources(resources), m_pipelines(pipelines) {}
+    Resolver(const protocol::RunCommands& message, const Resources& resources,
+             const Pipelines& pipelines, Job& job)
+        : m_bindings(message.bindings),
+          m_bytes(message.bytes.size()),
+          m_resources(resources),
+          m_pipelines(pipelines),
+          m_job(job) {}
 
-    Result<Work> operator()(protocol::Dispatch& dispatch) const {
-        DispatchWork work{m_pipelines.find(dispatch.pipeline), std::move(dispatch), {}, {}};
+    /// Whether all bindings belonged to a dispatch.
+    bool isDone() const { return m_bindings.empty(); }
+
+    Result<Work> operator()(const protocol::Dispatch& dispatch) {
+        DispatchWork work;
+        work.kernel = m_pipelines.find(dispatch.pipeline);
         if (!work.kernel)
             return Error{"a pipeline is not known to the compute service"};
-        for (const protocol::BufferBinding& binding : work.dispatch.buffers) {
-            const auto range = SL42_TRY(rangeOf(binding.buffer, binding.offset, 1));
-            work.buffers.push_back(range.memory);
-        }
-        for (const protocol::TextureBinding& binding : work.dispatch.textures)
-            work.textures.push_back(SL42_TRY(textureOf(binding.texture)));
-        const auto fits = [](const auto& bindings) {
-            for (const auto& binding : bindings)
-                if (binding.index >= protocol::maxBindings)
-                    return false;
-            return true;
-        };
-        if (!fits(work.dispatch.buffers) || !fits(work.dispatch.inlineBytes) ||
-            !fits(work.dispatch.textures))
-            return Error{"an argument index is too high"};
+        if (dispatch.bindings > m_bindings.size())
+            return Error{"arguments are missing"};
+        work.threads = dispatch.threads;
+        work.threadsPerThreadgroup = dispatch.threadsPerThreadgroup;
+        work.firstInline = m_job.inlineBindings.size();
+        for (const protocol::Binding& binding : m_bindings.first(dispatch.bindings))
+            SL42_TRY_VOID(std::visit([&](const auto& b) { return bind(b, work); }, binding));
+        m_bindings = m_bindings.subspan(dispatch.bindings);
+        work.endOfInline = m_job.inlineBindings.size();
         return Work(std::move(work));
     }
     Result<Work> operator()(const protocol::Fill& fill) const {
@@ -48,6 +51,33 @@ public:
     }
 
 private:
+    static Result<void> checkIndex(std::uint32_t index) {
+        if (index >= protocol::maxBindings)
+            return Error{"an argument index is too high"};
+        return {};
+    }
+    Result<void> bind(const protocol::BufferBinding& binding, DispatchWork& work) {
+        SL42_TRY_VOID(checkIndex(binding.index));
+        auto range = SL42_TRY(rangeOf(binding.buffer, binding.offset, 1));
+        work.bindings.buffers[binding.index] = range.bytes().data();
+        m_job.used.push_back(std::move(range.memory));
+        return {};
+    }
+    Result<void> bind(const protocol::InlineBinding& binding, DispatchWork&) {
+        SL42_TRY_VOID(checkIndex(binding.index));
+        if (binding.length > protocol::maxInlineBytes || binding.offset > m_bytes ||
+            binding.length > m_bytes - binding.offset)
+            return Error{"an argument by value is not there"};
+        m_job.inlineBindings.push_back(binding);
+        return {};
+    }
+    Result<void> bind(const protocol::TextureBinding& binding, DispatchWork& work) {
+        SL42_TRY_VOID(checkIndex(binding.index));
+        auto texture = SL42_TRY(textureOf(binding.texture));
+        work.bindings.textures[binding.index] = &texture->view;
+        m_job.used.push_back(std::move(texture));
+        return {};
+    }
     Result<MemoryRange> rangeOf(protocol::BufferId id, std::uint64_t offset,
                                 std::uint64_t length) const {
         auto memory = m_resources.find(id);
@@ -64,20 +94,42 @@ private:
         return texture;
     }
 
+    std::span<const protocol::Binding> m_bindings; ///< of the dispatches that are still to come
+    std::size_t m_bytes;
     const Resources& m_resources;
     const Pipelines& m_pipelines;
+    Job& m_job;
 };
+
+Result<void> resolveWork(const protocol::RunCommands& message, const Resources& resources,
+                         const Pipelines& pipelines, Job& job) {
+    Resolver resolver(message, resources, pipelines, job);
+    for (const protocol::Command& command : message.commands)
+        job.work.push_back(SL42_TRY(
+            std::visit([&](const auto& c) -> Result<Work> { return resolver(c); }, command)));
+    if (!resolver.isDone())
+        return Error{"there are arguments without a dispatch"};
+    return {};
+}
 
 } // namespace
 
-Result<Job> resolve(protocol::RunCommands message, const Resources& resources,
-                    const Pipelines& pipelines) {
-    Job job{message.job, {}, {}};
-    job.work.reserve(message.commands.size());
-    for (protocol::Command& command : message.commands)
-        job.work.push_back(SL42_TRY(std::visit(
-            [&](auto& c) -> Result<Work> { return Resolver(resources, pipelines)(c); }, command)));
-    return job;
+void Job::clear() {
+    work.clear();
+    inlineBindings.clear();
+    bytes.clear();
+    used.clear();
+    error.clear();
+}
+
+void resolve(protocol::RunCommands& message, const Resources& resources, const Pipelines& pipelines,
+             Job& job) {
+    job.id = message.job;
+    if (auto resolved = resolveWork(message, resources, pipelines, job); !resolved) {
+        job.clear();
+        job.error = std::move(resolved.error().message);
+    }
+    std::swap(job.bytes, message.bytes);
 }
 
 } // namespace compute::service

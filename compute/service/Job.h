@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A command buffer whose ids have been replaced by what they stand for, ready to be executed.
+// A command buffer whose ids have been replaced by what they stand for, ready to be executed. One
+// Job is filled again and again: a frame like the one before needs no memory.
 #pragma once
 
 #include "compute/service/CompilePool.h"
@@ -20,9 +21,12 @@ struct MemoryRange {
 
 struct DispatchWork {
     std::shared_ptr<const Kernel> kernel;
-    protocol::Dispatch dispatch;
-    std::vector<std::shared_ptr<GuardedMemory>> buffers; ///< in the order of dispatch.buffers
-    std::vector<std::shared_ptr<Texture>> textures;      ///< in the order of dispatch.textures
+    protocol::Extent threads;
+    protocol::Extent threadsPerThreadgroup;
+    Bindings bindings; ///< all but those by value
+    /// Its part of Job::inlineBindings.
+    std::size_t firstInline = 0;
+    std::size_t endOfInline = 0;
 };
 
 struct FillWork {
@@ -44,12 +48,20 @@ using Work = std::variant<DispatchWork, FillWork, CopyWork, MipmapWork>;
 struct Job {
     protocol::JobId id;
     std::vector<Work> work;
+    std::vector<protocol::InlineBinding> inlineBindings;
+    decltype(protocol::RunCommands::bytes) bytes; ///< what they are parts of
+    /// Buffers and textures, kept alive for the dispatches.
+    std::vector<std::shared_ptr<const void>> used;
     /// Set instead of any work when the command buffer cannot be carried out.
     std::string error;
+
+    /// Lets go of everything but the memory of the lists.
+    void clear();
 };
 
-/// Fails when an id is not known, an index is too high or a range leaves its buffer.
-platform::Result<Job> resolve(protocol::RunCommands message, const Resources& resources,
-                              const Pipelines& pipelines);
+/// Fills `job`, which is clear, and exchanges the bytes of the two. Sets its error when an id is
+/// not known, an index is too high, or a range leaves its buffer.
+void resolve(protocol::RunCommands& message, const Resources& resources, const Pipelines& pipelines,
+             Job& job);
 
 } // namespace compute::service

@@ -32,12 +32,10 @@ Result<void> Server::serve() {
             m_channel.receive(protocol::Channel::Descriptors::Accept, true);
         if (received.status == ReceiveStatus::Closed)
             return {};
-        auto request = received.status == ReceiveStatus::Message
-                           ? protocol::decode<protocol::Request>(received.bytes)
-                           : std::nullopt;
-        if (!request)
+        if (received.status != ReceiveStatus::Message ||
+            !protocol::decodeInto(m_request, received.bytes))
             return Error{"The console sent a malformed message"};
-        SL42_TRY_VOID(handle(*request, std::move(received.descriptor)));
+        SL42_TRY_VOID(handle(m_request, std::move(received.descriptor)));
     }
 }
 
@@ -62,7 +60,8 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             return {};
         },
         [&](protocol::RunCommands& m) -> Result<void> {
-            run(m);
+            resolve(m, m_resources, m_pipelines, m_job);
+            m_executor->add(m_job);
             return {};
         },
         [&]<class T>(T& question) -> Result<void>
@@ -73,15 +72,6 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
         },
         },
         request);
-}
-
-void Server::run(protocol::RunCommands& message) {
-    const protocol::JobId id = message.job;
-    auto job = resolve(std::move(message), m_resources, m_pipelines);
-    if (job)
-        m_executor->add(std::move(*job));
-    else
-        m_executor->add(Job{id, {}, job.error().message});
 }
 
 } // namespace compute::service

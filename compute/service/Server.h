@@ -25,7 +25,6 @@ private:
           m_compilePool(compiler, m_libraries, m_pipelines, m_replies) {}
 
     platform::Result<void> handle(protocol::Request& request, platform::FileDescriptor memory);
-    void run(protocol::RunCommands& message);
 
     protocol::Channel& m_channel;
     Replies m_replies;
@@ -34,6 +33,9 @@ private:
     Pipelines m_pipelines;
     CompilePool m_compilePool;
     std::unique_ptr<Executor> m_executor;
+    // Filled again by each message, so that frames need no memory.
+    protocol::Request m_request;
+    Job m_job;
 };
 
 } // namespace compute::service

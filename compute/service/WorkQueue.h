@@ -4,9 +4,10 @@
 // Threads that take items in the order in which they were given.
 #pragma once
 
+#include "platform/base/Fifo.h"
+
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <mutex>
 #include <pthread.h>
@@ -19,7 +20,8 @@ namespace compute::service {
 template <class Item>
 class WorkQueue {
 public:
-    /// `start` runs first on each new thread, `work` once for each item, on any of them.
+    /// `start` runs first on each new thread, `work` once for each item, on any of them. What it
+    /// leaves of the item is given to a later caller of add(), to be filled again.
     WorkQueue(std::size_t threads, std::size_t stackBytes, std::function<void()> start,
               std::function<void(Item&)> work)
         : m_start(std::move(start)), m_work(std::move(work)) {
@@ -34,10 +36,11 @@ public:
     WorkQueue(const WorkQueue&) = delete;
     WorkQueue& operator=(const WorkQueue&) = delete;
 
-    void add(Item item) {
+    /// Exchanges the item for what is left of an earlier one.
+    void add(Item& item) {
         {
             const std::scoped_lock lock(m_mutex);
-            m_items.push_back(std::move(item));
+            m_items.exchangeIn(item);
         }
         m_wake.notify_one();
     }
@@ -69,13 +72,13 @@ private:
     }
     void loop() {
         m_start();
+        Item item{};
         std::unique_lock lock(m_mutex);
         while (true) {
             m_wake.wait(lock, [this] { return m_stopping || !m_items.empty(); });
             if (m_stopping)
                 return;
-            Item item = std::move(m_items.front());
-            m_items.pop_front();
+            m_items.exchangeOut(item);
             lock.unlock();
             m_work(item);
             lock.lock();
@@ -86,7 +89,7 @@ private:
     std::function<void(Item&)> m_work;
     std::mutex m_mutex;
     std::condition_variable m_wake;
-    std::deque<Item> m_items;
+    platform::Fifo<Item> m_items;
     bool m_stopping = false;
     std::vector<pthread_t> m_threads;
 };

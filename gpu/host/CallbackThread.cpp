@@ -11,16 +11,20 @@ CallbackThread::~CallbackThread() {
     finish();
 }
 
-void CallbackThread::post(std::function<void()> call) {
+static void complete(Job& job) {
+    job.completed(std::move(job.outcome));
+}
+
+void CallbackThread::post(std::shared_ptr<Job> job) {
     {
         const std::scoped_lock lock(m_state->mutex);
         if (!m_state->finishing) {
-            m_state->calls.push_back(std::move(call));
+            m_state->jobs.push(std::move(job));
             m_state->wake.notify_one();
             return;
         }
     }
-    call();
+    complete(*job);
 }
 
 void CallbackThread::finish() {
@@ -40,14 +44,13 @@ void CallbackThread::finish() {
 void CallbackThread::loop(State& state) {
     std::unique_lock lock(state.mutex);
     while (true) {
-        state.wake.wait(lock, [&] { return state.finishing || !state.calls.empty(); });
-        if (state.calls.empty())
+        state.wake.wait(lock, [&] { return state.finishing || !state.jobs.empty(); });
+        if (state.jobs.empty())
             return;
-        auto call = std::move(state.calls.front());
-        state.calls.pop_front();
+        auto job = state.jobs.pop();
         lock.unlock();
-        call();
-        call = nullptr; // what it held may end here, without the lock
+        complete(*job);
+        job.reset(); // what it held may end here, without the lock
         lock.lock();
     }
 }

@@ -5,9 +5,10 @@
 // a slow handler delays neither time limits nor restarts.
 #pragma once
 
+#include "gpu/host/Job.h"
+#include "platform/base/Fifo.h"
+
 #include <condition_variable>
-#include <deque>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -22,15 +23,16 @@ public:
     CallbackThread(const CallbackThread&) = delete;
     CallbackThread& operator=(const CallbackThread&) = delete;
 
-    /// After finish() the calling thread runs the call itself.
-    void post(std::function<void()> call);
+    /// The job is done, with the outcome that it holds. After finish() the calling thread says so
+    /// itself.
+    void post(std::shared_ptr<Job> job);
     void finish();
 
 private:
     struct State {
         std::mutex mutex;
         std::condition_variable wake;
-        std::deque<std::function<void()>> calls;
+        platform::Fifo<std::shared_ptr<Job>> jobs;
         bool finishing = false;
     };
     static void loop(State& state);

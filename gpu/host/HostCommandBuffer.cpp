@@ -32,31 +32,39 @@ bool isTracing() {
 std::shared_ptr<CommandBuffer> HostCommandQueue::makeCommandBuffer() {
     if (m_client->unfinishedJobs() >= maxUnfinishedJobs)
         return nullptr;
-    return std::make_shared<HostCommandBuffer>(m_client);
+    return std::allocate_shared<HostCommandBuffer>(PoolAllocator<HostCommandBuffer>(m_pool),
+                                                   m_client, m_pool);
 }
 
-HostCommandBuffer::HostCommandBuffer(std::shared_ptr<ServiceClient> client)
-    : m_client(std::move(client)), m_job(std::make_shared<Job>()) {
-    m_job->message.job = {m_client->newId()};
+HostCommandBuffer::HostCommandBuffer(std::shared_ptr<ServiceClient> client, SharedPool pool)
+    : m_client(std::move(client)),
+      m_pool(std::move(pool)),
+      m_job(m_pool.get()),
+      m_handlers(m_pool.get()),
+      m_drawables(m_pool.get()) {
+    m_job.message.job = {m_client->newId()};
+    m_job.completed = [this](Outcome outcome) { complete(std::move(outcome)); };
 }
 
 void HostCommandBuffer::setLabel(std::string label) {
     if (status() == Status::NotCommitted) // afterwards other threads read it
-        m_job->label = std::move(label);
+        m_job.label = std::move(label);
 }
 
 std::shared_ptr<ComputeCommandEncoder> HostCommandBuffer::makeComputeCommandEncoder() {
     if (m_encoderOpen || status() != Status::NotCommitted)
         return nullptr;
     m_encoderOpen = true;
-    return std::make_shared<HostComputeEncoder>(shared_from_this());
+    return std::allocate_shared<HostComputeEncoder>(PoolAllocator<HostComputeEncoder>(m_pool),
+                                                    shared_from_this(), m_pool.get());
 }
 
 std::shared_ptr<BlitCommandEncoder> HostCommandBuffer::makeBlitCommandEncoder() {
     if (m_encoderOpen || status() != Status::NotCommitted)
         return nullptr;
     m_encoderOpen = true;
-    return std::make_shared<HostBlitEncoder>(shared_from_this());
+    return std::allocate_shared<HostBlitEncoder>(PoolAllocator<HostBlitEncoder>(m_pool),
+                                                 shared_from_this());
 }
 
 void HostCommandBuffer::present(std::shared_ptr<Drawable> drawable) {
@@ -65,30 +73,44 @@ void HostCommandBuffer::present(std::shared_ptr<Drawable> drawable) {
 
 void HostCommandBuffer::setTimeLimit(std::chrono::milliseconds limit) {
     if (status() == Status::NotCommitted)
-        m_job->timeLimit = limit;
+        m_job.timeLimit = limit;
 }
 
 void HostCommandBuffer::addCompletedHandler(std::function<void(CommandBuffer&)> handler) {
     m_handlers.push_back(std::move(handler));
 }
 
-void HostCommandBuffer::record(protocol::Command command, std::shared_ptr<Pipeline> pipeline) {
-    if (m_job->recordingError)
+void HostCommandBuffer::record(const protocol::Command& command, std::shared_ptr<Pipeline> pipeline,
+                               Bindings bindings) {
+    if (m_job.recordingError)
         return;
-    if (m_job->message.commands.size() == protocol::maxCommands)
+    protocol::RunCommands& message = m_job.message;
+    if (message.commands.size() == protocol::maxCommands ||
+        bindings.size() > protocol::maxJobBindings - message.bindings.size())
         return refuse("more commands than a command buffer can hold");
-    m_job->message.commands.push_back(std::move(command));
-    m_job->pipelines.push_back(std::move(pipeline));
+    message.commands.push_back(command);
+    message.bindings.insert(message.bindings.end(), bindings.begin(), bindings.end());
+    m_job.pipelines.push_back(std::move(pipeline));
+}
+
+std::uint32_t HostCommandBuffer::addBytes(std::span<const std::byte> bytes) {
+    auto& all = m_job.message.bytes;
+    const auto place = static_cast<std::uint32_t>(all.size());
+    if (bytes.size() > protocol::maxJobBytes - all.size())
+        refuse("more bytes by value than a command buffer can hold");
+    else
+        all.insert(all.end(), bytes.begin(), bytes.end());
+    return place;
 }
 
 void HostCommandBuffer::use(const std::shared_ptr<Registration>& registration) {
-    m_job->registrations.push_back(registration);
+    m_job.registrations.push_back(registration);
 }
 
 void HostCommandBuffer::refuse(const std::string& what) {
-    if (!m_job->recordingError)
-        m_job->recordingError = {
-            CommandBufferError::Code::InvalidCommand, m_job->displayName() + ": " + what, {}};
+    if (!m_job.recordingError)
+        m_job.recordingError = {
+            CommandBufferError::Code::InvalidCommand, m_job.displayName() + ": " + what, {}};
 }
 
 void HostCommandBuffer::commit() {
@@ -101,10 +123,7 @@ void HostCommandBuffer::commit() {
         m_status = Status::Committed;
     }
     // The reference keeps this object until the handlers have run.
-    m_job->completed = [self = shared_from_this()](Outcome outcome) {
-        self->complete(std::move(outcome));
-    };
-    m_client->submit(m_job);
+    m_client->submit(std::shared_ptr<Job>(shared_from_this(), &m_job));
 }
 
 void HostCommandBuffer::complete(Outcome outcome) {
@@ -122,7 +141,7 @@ void HostCommandBuffer::complete(Outcome outcome) {
             drawable->present();
     m_handlers.clear();
     m_drawables.clear();
-    m_job->registrations.clear();
+    m_job.registrations.clear();
     const std::scoped_lock lock(m_mutex);
     m_handlersDone = true;
     m_finished.notify_all();
@@ -130,9 +149,9 @@ void HostCommandBuffer::complete(Outcome outcome) {
 
 void HostCommandBuffer::trace() const {
     std::string kernels;
-    for (const auto& pipeline : m_job->pipelines)
+    for (const auto& pipeline : m_job.pipelines)
         kernels += " " + (pipeline ? pipeline->function : std::string("blit"));
-    std::fprintf(stderr, "[%s]%s %.3f ms%s%s\n", m_job->displayName().c_str(), kernels.c_str(),
+    std::fprintf(stderr, "[%s]%s %.3f ms%s%s\n", m_job.displayName().c_str(), kernels.c_str(),
                  milliseconds(), m_outcome.error ? " " : "",
                  m_outcome.error ? m_outcome.error->message.c_str() : "");
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "gpu/host/Job.h"
+#include "gpu/host/SharedPool.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -16,10 +17,10 @@ class ServiceClient;
 class HostCommandBuffer final : public CommandBuffer,
                                 public std::enable_shared_from_this<HostCommandBuffer> {
 public:
-    explicit HostCommandBuffer(std::shared_ptr<ServiceClient> client);
+    HostCommandBuffer(std::shared_ptr<ServiceClient> client, SharedPool pool);
 
     void setLabel(std::string label) override;
-    const std::string& label() const override { return m_job->label; }
+    const std::string& label() const override { return m_job.label; }
     std::shared_ptr<ComputeCommandEncoder> makeComputeCommandEncoder() override;
     std::shared_ptr<BlitCommandEncoder> makeBlitCommandEncoder() override;
     void present(std::shared_ptr<Drawable> drawable) override;
@@ -33,8 +34,12 @@ public:
 
     // For the encoders.
 
+    using Bindings = std::span<const compute::protocol::Binding>;
     /// Adds a command unless an earlier one was faulty. `pipeline` is null for a blit.
-    void record(compute::protocol::Command command, std::shared_ptr<Pipeline> pipeline);
+    void record(const compute::protocol::Command& command, std::shared_ptr<Pipeline> pipeline,
+                Bindings bindings = {});
+    /// Copies the bytes and says where they lie among those of the job.
+    std::uint32_t addBytes(std::span<const std::byte> bytes);
     /// Keeps it alive, and has the service know of it, for the commands that use it.
     void use(const std::shared_ptr<Registration>& registration);
     /// Nothing more is recorded; the command buffer will end with this error.
@@ -46,9 +51,10 @@ private:
     void trace() const;
 
     std::shared_ptr<ServiceClient> m_client;
-    std::shared_ptr<Job> m_job;
-    std::vector<std::function<void(CommandBuffer&)>> m_handlers;
-    std::vector<std::shared_ptr<Drawable>> m_drawables;
+    SharedPool m_pool;
+    Job m_job;
+    std::pmr::vector<std::function<void(CommandBuffer&)>> m_handlers;
+    std::pmr::vector<std::shared_ptr<Drawable>> m_drawables;
     bool m_encoderOpen = false;
 
     mutable std::mutex m_mutex;
@@ -61,12 +67,14 @@ private:
 class HostCommandQueue final : public CommandQueue {
 public:
     explicit HostCommandQueue(std::shared_ptr<ServiceClient> client)
-        : m_client(std::move(client)) {}
+        : m_client(std::move(client)),
+          m_pool(std::make_shared<std::pmr::synchronized_pool_resource>()) {}
 
     std::shared_ptr<CommandBuffer> makeCommandBuffer() override;
 
 private:
     std::shared_ptr<ServiceClient> m_client;
+    SharedPool m_pool;
 };
 
 } // namespace gpu::host

@@ -45,7 +45,7 @@ void HostComputeEncoder::setBuffer(std::shared_ptr<Buffer> buffer, std::size_t o
     BufferSlot& slot = m_buffers[index];
     slot.buffer = std::dynamic_pointer_cast<HostBuffer>(std::move(buffer));
     slot.offset = offset;
-    slot.bytes.clear();
+    slot.length = 0;
 }
 
 void HostComputeEncoder::setBuffers(std::span<const std::shared_ptr<Buffer>> buffers,
@@ -59,9 +59,10 @@ void HostComputeEncoder::setBytes(std::span<const std::byte> bytes, std::uint32_
         return refuse("there is no buffer index " + std::to_string(index));
     if (bytes.empty() || bytes.size() > protocol::maxInlineBytes)
         return refuse("cannot pass " + std::to_string(bytes.size()) + " bytes by value");
-    BufferSlot& slot = m_buffers[index];
-    slot.buffer.reset();
-    slot.bytes.assign(bytes.begin(), bytes.end());
+    if (m_commandBuffer)
+        m_buffers[index] = {.buffer = nullptr,
+                            .offset = m_commandBuffer->addBytes(bytes),
+                            .length = static_cast<std::uint32_t>(bytes.size())};
 }
 
 void HostComputeEncoder::setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) {
@@ -80,28 +81,28 @@ void HostComputeEncoder::dispatchThreads(Size3 threads, Size3 threadsPerThreadgr
     if (isEmpty(threads))
         return;
     const auto& pipeline = m_pipeline->pipeline();
-    protocol::Dispatch dispatch;
-    dispatch.pipeline = pipeline->id;
-    dispatch.threads = wireExtent(threads);
-    dispatch.threadsPerThreadgroup = wireExtent(threadsPerThreadgroup);
+    m_bindings.clear();
     for (const protocol::Parameter& parameter : pipeline->parameters)
-        if (!bind(parameter, dispatch))
+        if (!bind(parameter))
             return;
-    m_commandBuffer->record(std::move(dispatch), pipeline);
+    m_commandBuffer->record(protocol::Dispatch{pipeline->id, wireExtent(threads),
+                                               wireExtent(threadsPerThreadgroup),
+                                               static_cast<std::uint32_t>(m_bindings.size())},
+                            pipeline, m_bindings);
 }
 
-bool HostComputeEncoder::bind(const protocol::Parameter& parameter, protocol::Dispatch& dispatch) {
+bool HostComputeEncoder::bind(const protocol::Parameter& parameter) {
     const char* kind = "";
     switch (parameter.kind) {
     case protocol::ParameterKind::BuiltIn:
         return true;
     case protocol::ParameterKind::Buffer:
-        if (bindBuffer(parameter.index, dispatch))
+        if (bindBuffer(parameter.index))
             return true;
         kind = "buffer";
         break;
     case protocol::ParameterKind::Texture:
-        if (bindTexture(parameter.index, dispatch))
+        if (bindTexture(parameter.index))
             return true;
         kind = "texture";
         break;
@@ -115,26 +116,25 @@ bool HostComputeEncoder::bind(const protocol::Parameter& parameter, protocol::Di
     return false;
 }
 
-bool HostComputeEncoder::bindBuffer(std::uint32_t index, protocol::Dispatch& dispatch) {
+bool HostComputeEncoder::bindBuffer(std::uint32_t index) {
     const BufferSlot& slot = m_buffers[index];
-    if (!slot.bytes.empty()) {
-        protocol::InlineBinding binding{index, {}};
-        binding.bytes.assign(slot.bytes.begin(), slot.bytes.end());
-        dispatch.inlineBytes.push_back(std::move(binding));
+    if (slot.length != 0) {
+        m_bindings.emplace_back(
+            protocol::InlineBinding{index, static_cast<std::uint32_t>(slot.offset), slot.length});
         return true;
     }
     if (!slot.buffer || !isInside(*slot.buffer, slot.offset, 1))
         return false;
-    dispatch.buffers.push_back({index, slot.buffer->id(), slot.offset});
+    m_bindings.emplace_back(protocol::BufferBinding{index, slot.buffer->id(), slot.offset});
     m_commandBuffer->use(slot.buffer->registration());
     return true;
 }
 
-bool HostComputeEncoder::bindTexture(std::uint32_t index, protocol::Dispatch& dispatch) {
+bool HostComputeEncoder::bindTexture(std::uint32_t index) {
     const auto& texture = m_textures[index];
     if (!texture)
         return false;
-    dispatch.textures.push_back({index, texture->id()});
+    m_bindings.emplace_back(protocol::TextureBinding{index, texture->id()});
     m_commandBuffer->use(texture->registration());
     return true;
 }

@@ -15,8 +15,9 @@ namespace gpu::host {
 
 class HostComputeEncoder final : public ComputeCommandEncoder {
 public:
-    explicit HostComputeEncoder(std::shared_ptr<HostCommandBuffer> commandBuffer)
-        : m_commandBuffer(std::move(commandBuffer)) {}
+    HostComputeEncoder(std::shared_ptr<HostCommandBuffer> commandBuffer,
+                       std::pmr::memory_resource* memory)
+        : m_commandBuffer(std::move(commandBuffer)), m_bindings(memory) {}
     ~HostComputeEncoder() override { endEncoding(); }
 
     void setLabel(std::string label) override { m_label = std::move(label); }
@@ -31,24 +32,25 @@ public:
     void endEncoding() override;
 
 private:
-    /// Either a buffer or bytes by value; nothing when both are empty.
+    /// Either a buffer or bytes by value; nothing when neither is there.
     struct BufferSlot {
         std::shared_ptr<HostBuffer> buffer;
-        std::size_t offset = 0;
-        std::vector<std::byte> bytes;
+        std::size_t offset = 0;   ///< in the buffer, or among the bytes of the command buffer
+        std::uint32_t length = 0; ///< of the bytes by value
     };
 
     void refuse(const std::string& what);
     /// False, and the command buffer refused, when something is missing.
-    bool bind(const compute::protocol::Parameter& parameter, compute::protocol::Dispatch& dispatch);
-    bool bindBuffer(std::uint32_t index, compute::protocol::Dispatch& dispatch);
-    bool bindTexture(std::uint32_t index, compute::protocol::Dispatch& dispatch);
+    bool bind(const compute::protocol::Parameter& parameter);
+    bool bindBuffer(std::uint32_t index);
+    bool bindTexture(std::uint32_t index);
 
     std::shared_ptr<HostCommandBuffer> m_commandBuffer; ///< null once ended
     std::string m_label;
     std::shared_ptr<HostPipelineState> m_pipeline;
     std::array<BufferSlot, maxBuffers> m_buffers;
     std::array<std::shared_ptr<HostTexture>, maxTextures> m_textures;
+    std::pmr::vector<compute::protocol::Binding> m_bindings; ///< of the dispatch at hand
 };
 
 class HostBlitEncoder final : public BlitCommandEncoder {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <span>
 
 namespace gpu::host {
 
@@ -55,12 +56,19 @@ bool Job::usesStoppedPipeline() const {
 }
 
 protocol::RunCommands Job::messageWithoutStopped() {
-    protocol::RunCommands filtered{message.job, {}};
+    protocol::RunCommands filtered;
+    filtered.job = message.job;
+    filtered.bytes = message.bytes;
     sentCommands.clear();
+    std::span<const protocol::Binding> bindings = message.bindings;
     for (std::uint32_t i = 0; i < message.commands.size(); ++i) {
+        const auto* dispatch = std::get_if<protocol::Dispatch>(&message.commands[i]);
+        const auto own = bindings.first(dispatch != nullptr ? dispatch->bindings : 0);
+        bindings = bindings.subspan(own.size());
         if (isStopped(pipelines[i]))
             continue;
         filtered.commands.push_back(message.commands[i]);
+        filtered.bindings.insert(filtered.bindings.end(), own.begin(), own.end());
         sentCommands.push_back(i);
     }
     return filtered;

@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory_resource>
 #include <optional>
 
 namespace gpu::host {
@@ -21,18 +22,25 @@ struct Outcome {
 };
 
 struct Job {
+    /// The lists take their memory from there.
+    explicit Job(std::pmr::memory_resource* memory)
+        : message{.job = {}, .commands{memory}, .bindings{memory}, .bytes{memory}},
+          pipelines(memory),
+          registrations(memory) {}
+
     std::string label;
     /// Holds when the device's is shorter.
     std::chrono::milliseconds timeLimit{0};
     compute::protocol::RunCommands message;
     /// One for each command; null for blits.
-    std::vector<std::shared_ptr<Pipeline>> pipelines;
+    std::pmr::vector<std::shared_ptr<Pipeline>> pipelines;
     /// Everything that the commands refer to.
-    std::vector<std::shared_ptr<Registration>> registrations;
+    std::pmr::vector<std::shared_ptr<Registration>> registrations;
     /// Found while recording; the commands before it are carried out.
     std::optional<CommandBufferError> recordingError;
-    /// Called once, on the callback thread.
+    /// Called once with the outcome, on the callback thread.
     std::function<void(Outcome)> completed;
+    Outcome outcome;
     /// For each command that was sent, its index in `message`; empty when all were.
     std::vector<std::uint32_t> sentCommands;
     unsigned timesSent = 0;

@@ -27,7 +27,7 @@ struct Program {
     const compute::protocol::LibraryId id;
     const std::string source;
     std::vector<std::string> functionNames;
-    std::vector<compute::protocol::Kernel> kernels;
+    compute::protocol::Kernels kernels;
     std::string warnings;
     CompileTimes times;
     /// The runs of the service that have it, or were asked to; for the client, under its lock.

@@ -58,16 +58,14 @@ void ServiceClient::submit(std::shared_ptr<Job> job) {
     {
         const std::scoped_lock lock(m_mutex);
         if (!m_stopping && !m_brokenReason) {
-            m_jobs.push_back(std::move(job));
+            m_jobs.push(std::move(job));
             pump();
             return;
         }
         reason = m_brokenReason.value_or("the device is gone");
     }
-    m_callbacks.post([job, reason] {
-        job->completed({serviceLostError(*job, reason), 0});
-        job->completed = nullptr;
-    });
+    job->outcome = {serviceLostError(*job, reason), 0};
+    m_callbacks.post(std::move(job));
 }
 
 void ServiceClient::release(const Release& release) {

@@ -153,7 +153,7 @@ private:
     Clock::time_point m_startedAt;
     std::chrono::milliseconds m_timeLimit{2000};
 
-    std::deque<std::shared_ptr<Job>> m_jobs;
+    platform::Fifo<std::shared_ptr<Job>> m_jobs;
     std::size_t m_sentJobs = 0; ///< the first so many are with the service
     Clock::time_point m_firstJobSince;
     std::deque<std::shared_ptr<Request>> m_requests;

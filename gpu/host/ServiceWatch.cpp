@@ -193,15 +193,12 @@ bool ServiceClient::handle(const T& answer) {
 }
 
 void ServiceClient::completeFirstJob(Outcome outcome) {
-    auto job = std::move(m_jobs.front());
-    m_jobs.pop_front();
+    auto job = m_jobs.pop();
     if (m_sentJobs > 0)
         --m_sentJobs;
     m_firstJobSince = Clock::now();
-    m_callbacks.post([job = std::move(job), outcome = std::move(outcome)] {
-        job->completed(outcome);
-        job->completed = nullptr;
-    });
+    job->outcome = std::move(outcome);
+    m_callbacks.post(std::move(job));
 }
 
 // ---- death --------------------------------------------------------------------------------------

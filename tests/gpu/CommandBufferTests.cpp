@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
+#include "tests/Allocations.h"
 #include "tests/gpu/DeviceTest.h"
 
 #include <atomic>
@@ -127,6 +128,36 @@ TEST_P(CommandBufferTest, DrawablesArePresentedUnlessTheWorkFailed) {
         commandBuffer->waitUntilCompleted();
         EXPECT_EQ(presented, 1);
     }
+}
+
+TEST_P(CommandBufferTest, FramesLikeTheOneBeforeTakeNoMemory) {
+    const auto kernel = pipeline(step);
+    const auto buffer = device->makeBuffer(4 * 1000, StorageMode::Shared);
+    std::atomic<int> handled = 0;
+    const auto drawable = std::make_shared<PresentCounter>(handled);
+    const auto draw = [&](std::uint32_t number) {
+        const auto commandBuffer = queue->makeCommandBuffer();
+        commandBuffer->setLabel("Render");
+        commandBuffer->addCompletedHandler([&](gpu::CommandBuffer&) { ++handled; });
+        const auto encoder = commandBuffer->makeComputeCommandEncoder();
+        encoder->setComputePipelineState(kernel);
+        encoder->setBuffer(buffer, 0, 0);
+        encoder->setBytes(bytes(number), 1);
+        encoder->dispatchThreads({1000, 1, 1}, {64, 1, 1});
+        encoder->endEncoding();
+        const auto blit = commandBuffer->makeBlitCommandEncoder();
+        blit->fill(buffer, {0, 4}, 0);
+        blit->endEncoding();
+        commandBuffer->present(drawable);
+        commandBuffer->commit();
+        return commandBuffer;
+    };
+    const std::size_t allocations = allocationsOf([&] {
+        draw(1);
+        draw(2)->waitUntilCompleted();
+    });
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_EQ(handled, 120 * 2 * 2);
 }
 
 TEST_P(CommandBufferTest, SeveralThreadsMayCommitAndCompileAtOnce) {

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // What threads of a grid share.
+#include "tests/Allocations.h"
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
@@ -33,6 +34,16 @@ TEST(GridTests, ALoadAfterAStoreOfTheSameThreadSeesIt) {
         EXPECT_EQ(out[x], 41 + x);
         EXPECT_EQ(out[1024 + x], 41u);
     }
+}
+
+TEST(GridTests, RunningAKernelTakesNoMemory) {
+    const auto compiled =
+        tests::compile(tests::makeOneDimensional("store i32 1, ptr %out\nret void"));
+    ASSERT_TRUE(compiled);
+    std::vector<std::uint32_t> out(1);
+    const auto bindings = tests::bind(out);
+    EXPECT_EQ(test::allocationsOf([&] { compiled->run(bindings, {100'000, 1, 1}, {1, 1, 1}); }),
+              0u);
 }
 
 } // namespace

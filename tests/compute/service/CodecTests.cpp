@@ -24,14 +24,11 @@ Bytes encoded(const T& message) {
 }
 
 RunCommands exampleJob() {
-    RunCommands job{{7}, {}};
-    Dispatch dispatch;
-    dispatch.pipeline = {3};
-    dispatch.threads = {960, 540, 1};
-    dispatch.buffers.push_back({0, {11}, 64});
-    dispatch.inlineBytes.push_back({2, {std::byte{1}, std::byte{2}}});
-    dispatch.textures.push_back({2, {5}});
-    job.commands.push_back(dispatch);
+    RunCommands job;
+    job.job = {7};
+    job.commands.push_back(Dispatch{{3}, {960, 540, 1}, {8, 8, 1}, 3});
+    job.bindings = {BufferBinding{0, {11}, 64}, InlineBinding{2, 1, 4}, TextureBinding{2, {5}}};
+    job.bytes.resize(8, std::byte{2});
     job.commands.push_back(Fill{{11}, 0, 1024, 255});
     job.commands.push_back(Copy{{11}, 0, {12}, 8, 16});
     job.commands.push_back(GenerateMipmaps{{5}});
@@ -62,9 +59,11 @@ TEST(Codec, JobsSurviveTheTrip) {
     ASSERT_EQ(job.commands.size(), 4u);
     const auto& dispatch = std::get<Dispatch>(job.commands[0]);
     EXPECT_EQ(dispatch.threads.height, 540u);
-    EXPECT_EQ(dispatch.buffers.at(0).offset, 64u);
-    EXPECT_EQ(dispatch.inlineBytes.at(0).bytes.at(1), std::byte{2});
-    EXPECT_EQ(dispatch.textures.at(0).texture.value, 5u);
+    EXPECT_EQ(dispatch.bindings, 3u);
+    EXPECT_EQ(std::get<BufferBinding>(job.bindings.at(0)).offset, 64u);
+    EXPECT_EQ(std::get<InlineBinding>(job.bindings.at(1)).length, 4u);
+    EXPECT_EQ(std::get<TextureBinding>(job.bindings.at(2)).texture.value, 5u);
+    EXPECT_EQ(job.bytes.at(7), std::byte{2});
     EXPECT_EQ(std::get<Fill>(job.commands[1]).value, 255);
     EXPECT_EQ(std::get<Copy>(job.commands[2]).destinationOffset, 8u);
     EXPECT_EQ(encoded<Request>(job), encoded<Request>(exampleJob()));

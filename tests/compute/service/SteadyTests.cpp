@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The service in this process: frame after frame of the same kind, it asks for no memory.
+#include "compute/service/Server.h"
+#include "compute/workers/Workers.h"
+#include "platform/base/SharedMemory.h"
+#include "tests/Allocations.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+using namespace compute;
+using platform::Result;
+
+/// Adds the first number among the bytes by value to every number of the buffer.
+class AddingKernel final : public service::Kernel {
+public:
+    protocol::Parameters parameters() const override { return {}; }
+    double optimiserMilliseconds() const override { return 0; }
+    double codeGenerationMilliseconds() const override { return 0; }
+    void run(const service::Bindings& bindings, protocol::Extent threads,
+             protocol::Extent) const override {
+        auto* numbers = reinterpret_cast<std::uint32_t*>(bindings.buffers[0]);
+        const auto* summand = reinterpret_cast<const std::uint32_t*>(bindings.buffers[1]);
+        workers::run(threads.width, [&](std::uint32_t first, std::uint32_t last) {
+            for (std::uint32_t i = first; i < last; ++i)
+                numbers[i] += *summand;
+        });
+    }
+};
+
+class OneKernelLibrary final : public service::Library {
+public:
+    std::vector<protocol::Kernel> kernels() const override { return {}; }
+    const std::string& warnings() const override { return m_warnings; }
+    Result<void> check(std::string_view, const protocol::Constants&) const override { return {}; }
+    Result<std::shared_ptr<const service::Kernel>>
+    build(std::string_view, const protocol::Constants&) const override {
+        return std::shared_ptr<const service::Kernel>(std::make_shared<AddingKernel>());
+    }
+
+private:
+    std::string m_warnings;
+};
+
+class OneKernelCompiler final : public service::Compiler {
+public:
+    void warmUp() override {}
+    Result<std::shared_ptr<const service::Library>> compile(std::string_view) override {
+        return std::shared_ptr<const service::Library>(std::make_shared<OneKernelLibrary>());
+    }
+};
+
+class SteadyTest : public testing::Test {
+protected:
+    static constexpr std::uint32_t count = 10'000;
+    static constexpr protocol::BufferId buffer{1};
+    static constexpr protocol::PipelineId pipeline{3};
+
+    void SetUp() override {
+        auto ends = protocol::Channel::makePair();
+        memory = *platform::SharedMemory::create(4 * count, "test");
+        console.emplace(std::move(ends->first));
+        service = std::jthread([this, end = std::move(ends->second)]() mutable {
+            protocol::Channel channel(std::move(end));
+            OneKernelCompiler compiler;
+            auto server = service::Server::create(channel, compiler, page);
+            EXPECT_TRUE((*server)->serve());
+        });
+        ask(protocol::RegisterBuffer{buffer, 4 * count}, memory->descriptor());
+        answer<protocol::Ready>();
+        ask(protocol::CompileLibrary{{4}, {2}, std::string("text")});
+        answer<protocol::LibraryCompiled>();
+        ask(protocol::MakePipeline{{5}, pipeline, {2}, std::string("add"), {}});
+        answer<protocol::PipelineMade>();
+    }
+    void TearDown() override { console.reset(); } // the service ends
+
+    template <class T>
+    void ask(const T& request, int descriptor = -1) {
+        protocol::encodeAs<protocol::Request>(request, bytes);
+        ASSERT_TRUE(console->send(bytes, descriptor));
+    }
+    template <class T>
+    T answer() {
+        const auto received = console->receive(protocol::Channel::Descriptors::Drop, true);
+        return std::get<T>(*protocol::decode<protocol::Reply>(received.bytes));
+    }
+    void addDispatch(protocol::RunCommands& job, std::uint32_t summand) const {
+        const auto offset = static_cast<std::uint32_t>(job.bytes.size());
+        const auto value = std::as_bytes(std::span(&summand, 1));
+        job.bytes.insert(job.bytes.end(), value.begin(), value.end());
+        job.bindings.emplace_back(protocol::BufferBinding{0, buffer, 0});
+        job.bindings.emplace_back(protocol::InlineBinding{1, offset, 4});
+        job.commands.emplace_back(protocol::Dispatch{pipeline, {count, 1, 1}, {64, 1, 1}, 2});
+    }
+    std::uint32_t lastNumber() const {
+        std::uint32_t number = 0;
+        std::memcpy(&number, &memory->bytes()[4 * (count - 1)], 4);
+        return number;
+    }
+
+    protocol::StatusPage page;
+    std::shared_ptr<platform::SharedMemory> memory;
+    std::optional<protocol::Channel> console;
+    std::jthread service;
+    std::vector<std::byte> bytes;
+};
+
+TEST_F(SteadyTest, FramesLikeTheOneBeforeTakeNoMemory) {
+    protocol::RunCommands render;
+    addDispatch(render, 3);
+    addDispatch(render, 40);
+    protocol::RunCommands display;
+    display.commands.emplace_back(protocol::Copy{buffer, 0, buffer, 4, 4});
+    addDispatch(display, 500);
+    display.commands.emplace_back(protocol::Fill{buffer, 0, 4, 0});
+    std::size_t failures = 0;
+    const std::size_t allocations = test::allocationsOf([&] {
+        ask(render);
+        ask(display);
+        failures += answer<protocol::JobDone>().succeeded ? 0 : 1;
+        failures += answer<protocol::JobDone>().succeeded ? 0 : 1;
+    });
+    EXPECT_EQ(allocations, 0u);
+    EXPECT_EQ(failures, 0u);
+    EXPECT_EQ(lastNumber(), 120 * 543u);
+}
+
+TEST_F(SteadyTest, ArgumentsThatAreNotThereAreRefused) {
+    const auto refusal = [&](const auto& spoil) {
+        protocol::RunCommands job;
+        addDispatch(job, 1);
+        spoil(job);
+        ask(job);
+        return std::string(answer<protocol::JobDone>().message);
+    };
+    using Job = protocol::RunCommands;
+    using protocol::InlineBinding;
+    EXPECT_EQ(refusal([](Job&) {}), "");
+    EXPECT_EQ(refusal([](Job& job) { job.bindings.pop_back(); }), "arguments are missing");
+    EXPECT_EQ(refusal([](Job& job) { job.bindings.emplace_back(InlineBinding{1, 0, 4}); }),
+              "there are arguments without a dispatch");
+    for (const auto& [offset, length] : {std::pair(1u, 4u), {5u, 0u}, {0xFFFFFFFFu, 4u}})
+        EXPECT_EQ(refusal([&](Job& job) { job.bindings[1] = InlineBinding{1, offset, length}; }),
+                  "an argument by value is not there");
+    EXPECT_EQ(refusal([](Job& job) {
+                  job.bytes.resize(10'000);
+                  job.bindings[1] = InlineBinding{1, 0, 4097};
+              }),
+              "an argument by value is not there");
+    EXPECT_EQ(refusal([](Job& job) { job.bindings[1] = InlineBinding{31, 0, 4}; }),
+              "an argument index is too high");
+    EXPECT_EQ(lastNumber(), 1u) << "of the one that was whole";
+}
+
+} // namespace
