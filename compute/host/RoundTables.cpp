@@ -98,7 +98,9 @@ llvm::Value* incoming(const llvm::PHINode& phi, const llvm::BasicBlock* from) {
 
 RoundTables::RoundTables(llvm::Function& kernel, kernel::Analyses& analyses,
                          const Hoisting& hoisting)
-    : m_hoisting(hoisting), m_layout(kernel.getParent()->getDataLayout()) {
+    : m_hoisting(hoisting),
+      m_dominators(analyses.functions().getResult<llvm::DominatorTreeAnalysis>(kernel)),
+      m_layout(kernel.getParent()->getDataLayout()) {
     llvm::LoopInfo& loops = analyses.functions().getResult<llvm::LoopAnalysis>(kernel);
     if (loops.empty())
         return;
@@ -106,7 +108,11 @@ RoundTables::RoundTables(llvm::Function& kernel, kernel::Analyses& analyses,
     for (const llvm::Loop* loop : loops.getLoopsInPreorder())
         if (loop->isLoopSimplifyForm())
             if (const unsigned rounds = roundsOf(*loop, evolution))
-                m_loops.push_back({.loop = loop, .rounds = rounds});
+                m_loops.push_back(
+                    {.loop = loop,
+                     .rounds = rounds,
+                     .isComplete = evolution.getSmallConstantTripCount(loop) == rounds &&
+                                   hoisting.isReached(*loop->getHeader())});
     for (llvm::BasicBlock* block : llvm::ReversePostOrderTraversal(&kernel))
         m_order.push_back(block);
 }
@@ -131,12 +137,17 @@ void RoundTables::make(Level level, llvm::BasicBlock& place, TableMemory& memory
     }
 }
 
-bool RoundTables::mayFill(Instruction& instruction) const {
+bool RoundTables::mayFill(Instruction& instruction, const CountedLoop& counted) const {
     auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction);
     if (load == nullptr)
         return Hoisting::maySpeculate(instruction);
-    return m_reads.contains(load) ||
-           (llvm::isSafeToSpeculativelyExecute(load) && m_hoisting.readsWhatWasThere(*load));
+    if (m_reads.contains(load))
+        return true;
+    const bool isReadEveryRound =
+        counted.isComplete &&
+        m_dominators.dominates(load->getParent(), counted.loop->getLoopLatch());
+    return (isReadEveryRound || llvm::isSafeToSpeculativelyExecute(load)) &&
+           m_hoisting.readsWhatWasThere(*load);
 }
 
 /// What follows from the number of the round: values of the header that start with something of
@@ -157,7 +168,7 @@ RoundTables::Values RoundTables::findValues(const CountedLoop& counted, Level le
         for (llvm::BasicBlock* block : m_order)
             if (loop.contains(block))
                 for (Instruction& instruction : *block)
-                    if (m_hoisting.level(&instruction) > level && mayFill(instruction) &&
+                    if (m_hoisting.level(&instruction) > level && mayFill(instruction, counted) &&
                         llvm::all_of(instruction.operands(), isKnown))
                         values.insert(&instruction);
         const std::size_t before = refuted.size();

@@ -40,6 +40,7 @@ private:
     struct CountedLoop {
         const llvm::Loop* loop;
         unsigned rounds;                 ///< at most
+        bool isComplete;                 ///< every thread runs all of them
         llvm::PHINode* number = nullptr; ///< of the round, from 0, once it is needed
     };
     struct Field {
@@ -52,7 +53,7 @@ private:
     };
 
     Values findValues(const CountedLoop& counted, Level level) const;
-    bool mayFill(llvm::Instruction& instruction) const;
+    bool mayFill(llvm::Instruction& instruction, const CountedLoop& counted) const;
     Table choose(const Values& values) const;
     llvm::BasicBlock& fill(const CountedLoop& counted, const Table& table, const Values& values,
                            llvm::BasicBlock& place, llvm::Value& memory) const;
@@ -60,6 +61,7 @@ private:
     llvm::PHINode& numberOf(CountedLoop& counted) const;
 
     const Hoisting& m_hoisting;
+    const llvm::DominatorTree& m_dominators;
     const llvm::DataLayout& m_layout;
     std::vector<CountedLoop> m_loops;
     std::vector<llvm::BasicBlock*> m_order;            ///< of the kernel's blocks

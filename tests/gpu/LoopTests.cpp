@@ -67,6 +67,12 @@ const Body bodies[] = {
         sum += f * x;
     }),
     BODY(for (int i = 0; i < 9; ++i) sum += x / (float(i) + in[0]) + (x + y) / in[1];),
+    BODY(for (int i = 0; i < 3; ++i) sum += sqrt(in[i] + y) * x;),
+    BODY(for (int i = 0; i < 3; ++i) {
+        if (in[i] > x)
+            break;
+        sum += sqrt(in[i]) + x;
+    }),
     BODY(sum = floor(x / in[2]) + 100 * floor(y * in[2] / in[2]);),
 };
 
