@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/simd/WidenMemory.h"
 
+#include "compute/simd/CombineAtomics.h"
 #include "compute/simd/LaneBits.h"
 
 #include <llvm/Analysis/ValueTracking.h>
@@ -297,6 +298,12 @@ void WidenMemory::widenAccess(llvm::Instruction& access, llvm::Value* mask) {
         auto* variable = llvm::dyn_cast<llvm::AllocaInst>(clear->getRawDest());
         if (variable != nullptr && m_woven.contains(variable))
             return clearWoven(*clear, mask);
+    }
+    auto* atomic = llvm::dyn_cast<llvm::AtomicRMWInst>(&access);
+    if (atomic != nullptr && canCombine(*atomic, m_values)) {
+        if (llvm::Value* found = combineAtomics(m_builder, m_values, *atomic, mask))
+            m_values.setWide(&access, found);
+        return;
     }
     auto* plainLoad = llvm::dyn_cast<llvm::LoadInst>(&access);
     auto* plainStore = llvm::dyn_cast<llvm::StoreInst>(&access);
