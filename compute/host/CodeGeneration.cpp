@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/CodeGeneration.h"
 
+#include "compute/host/ShortenLives.h"
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/HostTarget.h"
@@ -105,6 +106,18 @@ std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& k
     return nullptr;
 }
 
+/// What was only called by the form of the kernel for one thread.
+void removeUncalled(llvm::Module& module, kernel::Analyses& analyses) {
+    const auto isUncalled = [](const llvm::Function& function) {
+        return function.hasLocalLinkage() && function.use_empty();
+    };
+    for (auto found = llvm::find_if(module, isUncalled); found != module.end();
+         found = llvm::find_if(module, isUncalled)) {
+        analyses.functions().clear(*found, found->getName());
+        found->eraseFromParent();
+    }
+}
+
 /// Returns the bytes of memory that the threads have in common.
 unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine& target,
                           const kernel::Dump* dump) {
@@ -118,8 +131,12 @@ unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMac
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::EarlyCSEPass());
     passes.addPass(llvm::ADCEPass());
-    analyses.run(passes, loop.prepare);
-    analyses.run(passes, loop.tile);
+    removeUncalled(*kernel.module, analyses);
+    for (llvm::Function& made : *kernel.module)
+        if (!made.isDeclaration()) {
+            analyses.run(passes, made);
+            shortenLives(made);
+        }
     // It runs once for a whole grid: what counts is that it is there soon.
     loop.prepare.addFnAttr(llvm::Attribute::OptimizeNone);
     loop.prepare.addFnAttr(llvm::Attribute::NoInline);

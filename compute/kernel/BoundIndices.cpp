@@ -301,8 +301,10 @@ void boundConstantOffsets(llvm::Function& function) {
 }
 
 platform::Result<void> boundIndices(PassContext& context) {
-    SL42_TRY_VOID(Bounder(*context.entry).run());
-    context.analyses.forget(*context.entry);
+    for (llvm::Function* function : context.functions()) {
+        SL42_TRY_VOID(Bounder(*function).run());
+        context.analyses.forget(*function);
+    }
     return {};
 }
 

@@ -45,10 +45,10 @@ bool evaluate(llvm::Function& function, PassContext& context) {
     return true;
 }
 
-void removeAllBut(llvm::Function& kept, PassContext& context) {
+void removeAllBut(const std::vector<llvm::Function*>& kept, PassContext& context) {
     std::vector<llvm::Function*> others;
     for (llvm::Function& function : context.module)
-        if (&function != &kept)
+        if (!llvm::is_contained(kept, &function))
             others.push_back(&function);
     for (llvm::Function* function : others)
         if (!function->isDeclaration()) {
@@ -122,7 +122,7 @@ platform::Result<void> foldInitialisers(PassContext& context) {
     }
     if (llvm::GlobalVariable* list = initialiserList(context.module))
         list->eraseFromParent();
-    removeAllBut(*context.entry, context);
+    removeAllBut(context.functions(), context);
     return freezeVariables(context.module);
 }
 

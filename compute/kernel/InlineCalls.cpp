@@ -3,10 +3,13 @@
 #include "compute/kernel/InlineCalls.h"
 
 #include "compute/kernel/BoundIndices.h"
+#include "compute/kernel/ChooseShared.h"
 #include "compute/kernel/FoldInitialisers.h"
+#include "compute/kernel/PassByValue.h"
 #include "compute/kernel/Undefined.h"
 
 #include <llvm/ADT/STLExtras.h>
+#include <llvm/ADT/SetVector.h>
 #include <llvm/ADT/SmallPtrSet.h>
 #include <llvm/Analysis/CFG.h>
 #include <llvm/IR/InstIterator.h>
@@ -140,10 +143,21 @@ public:
         : m_context(context), m_reducer(reducer) {}
 
     platform::Result<void> flatten(llvm::Function& function);
+    /// Flattens the function and keeps it, so that what calls it goes on to do so.
+    platform::Result<void> keep(llvm::Function& function, PrivatePointers& pointers);
+    /// What is kept, callees before their callers, once nothing more is inlined into it.
+    std::vector<llvm::Function*> kept();
 
 private:
     enum class State : std::uint8_t { Open, Done };
 
+    Calls callsToInline(llvm::Function& function) const {
+        Calls calls = callsIn(function);
+        llvm::erase_if(calls, [&](llvm::CallInst* call) {
+            return m_kept.contains(call->getCalledFunction());
+        });
+        return calls;
+    }
     platform::Result<void> inlineAll(llvm::Function& function, Calls calls);
     /// The calls that came with the callee's body.
     platform::Result<Calls> inlineCall(llvm::CallInst& call);
@@ -151,6 +165,7 @@ private:
     PassContext& m_context;
     Reducer& m_reducer;
     std::map<llvm::Function*, State> m_states;
+    llvm::SetVector<llvm::Function*> m_kept;
 };
 
 platform::Result<Calls> Inliner::inlineCall(llvm::CallInst& call) {
@@ -168,7 +183,8 @@ platform::Result<Calls> Inliner::inlineCall(llvm::CallInst& call) {
     Calls calls;
     for (llvm::CallBase* inner : info.InlinedCallSites)
         if (auto* direct = llvm::dyn_cast<llvm::CallInst>(inner))
-            if (!llvm::isa<llvm::IntrinsicInst>(direct) && direct->getCalledFunction() != nullptr)
+            if (!llvm::isa<llvm::IntrinsicInst>(direct) && direct->getCalledFunction() != nullptr &&
+                !m_kept.contains(direct->getCalledFunction()))
                 calls.push_back(direct);
     return calls;
 }
@@ -203,7 +219,7 @@ platform::Result<void> Inliner::flatten(llvm::Function& function) {
         return {};
     }
     // Reducing can make an indirect call direct, hence the loop.
-    for (auto calls = callsIn(function); !calls.empty(); calls = callsIn(function)) {
+    for (auto calls = callsToInline(function); !calls.empty(); calls = callsToInline(function)) {
         SL42_TRY_VOID(inlineAll(function, std::move(calls)));
         if (function.use_empty()) // a kernel; nobody will copy it
             m_reducer.promote(function);
@@ -214,6 +230,33 @@ platform::Result<void> Inliner::flatten(llvm::Function& function) {
     return {};
 }
 
+platform::Result<void> Inliner::keep(llvm::Function& function, PrivatePointers& pointers) {
+    SL42_TRY_VOID(flatten(function));
+    m_context.analyses.functions().clear(function, function.getName());
+    if (llvm::Function* made = passByValue(function, pointers)) {
+        m_kept.insert(made);
+        m_reducer.promote(*made);
+    }
+    return {};
+}
+
+std::vector<llvm::Function*> Inliner::kept() {
+    // Callers first: what they pass is only known once they have been promoted.
+    std::vector<llvm::Function*> narrow;
+    for (llvm::Function* function : llvm::reverse(m_kept)) {
+        m_context.analyses.functions().clear(*function, function->getName());
+        narrow.push_back(narrowParameters(*function));
+        narrow.back()->setAttributes(llvm::AttributeList::get(
+            m_context.module.getContext(), m_context.entry->getAttributes().getFnAttrs(), {}, {}));
+        // A frame larger than the guard page below the stack must not step over it.
+        narrow.back()->addFnAttr("probe-stack", "inline-asm");
+        clearStackVariables(*narrow.back());
+        m_reducer.promote(*narrow.back());
+    }
+    std::ranges::reverse(narrow);
+    return narrow;
+}
+
 } // namespace
 
 platform::Result<void> inlineCalls(PassContext& context) {
@@ -222,8 +265,12 @@ platform::Result<void> inlineCalls(PassContext& context) {
     Reducer reducer(context.analyses);
     Preparation(context, reducer).run(roots);
     Inliner inliner(context, reducer);
+    PrivatePointers pointers;
+    for (llvm::Function* function : chooseShared(context, pointers))
+        SL42_TRY_VOID(inliner.keep(*function, pointers));
     for (llvm::Function* root : roots)
         SL42_TRY_VOID(inliner.flatten(*root));
+    context.shared = inliner.kept();
     for (llvm::Function* root : roots) {
         clearStackVariables(*root);
         context.analyses.forget(*root);

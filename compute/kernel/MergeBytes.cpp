@@ -238,14 +238,16 @@ void mergeStores(llvm::BasicBlock& block, const llvm::DataLayout& layout) {
 
 platform::Result<void> mergeBytes(PassContext& context) {
     const llvm::DataLayout& layout = context.module.getDataLayout();
-    for (llvm::BasicBlock& block : *context.entry) {
-        // From the end: the whole tree of "or" comes before its parts.
-        for (llvm::Instruction& instruction : llvm::reverse(block))
-            if (instruction.getOpcode() == llvm::Instruction::Or)
-                mergeLoads(instruction, layout);
-        mergeStores(block, layout);
+    for (llvm::Function* function : context.functions()) {
+        for (llvm::BasicBlock& block : *function) {
+            // From the end: the whole tree of "or" comes before its parts.
+            for (llvm::Instruction& instruction : llvm::reverse(block))
+                if (instruction.getOpcode() == llvm::Instruction::Or)
+                    mergeLoads(instruction, layout);
+            mergeStores(block, layout);
+        }
+        context.analyses.forget(*function);
     }
-    context.analyses.forget(*context.entry);
     return {};
 }
 

@@ -28,6 +28,15 @@ struct PassContext {
     const ConstantValues& values;
     /// The canonical function, once bindParameters() has made it.
     llvm::Function* entry = nullptr;
+    /// Functions that it calls, once inlineCalls() has left them; callees before their callers.
+    std::vector<llvm::Function*> shared = {};
+
+    /// All that is left of the program then; the entry comes last.
+    std::vector<llvm::Function*> functions() const {
+        std::vector<llvm::Function*> all = shared;
+        all.push_back(entry);
+        return all;
+    }
 };
 
 struct Pass {

@@ -2,7 +2,12 @@
 // Part of Starloom 42.
 #include "compute/kernel/Promote.h"
 
+#include <llvm/Analysis/AliasAnalysis.h>
+#include <llvm/Analysis/LoopInfo.h>
+#include <llvm/Analysis/ValueTracking.h>
+#include <llvm/IR/InstIterator.h>
 #include <llvm/Transforms/AggressiveInstCombine/AggressiveInstCombine.h>
+#include <llvm/Transforms/IPO/FunctionAttrs.h>
 #include <llvm/Transforms/InstCombine/InstCombine.h>
 #include <llvm/Transforms/Scalar/ADCE.h>
 #include <llvm/Transforms/Scalar/DeadStoreElimination.h>
@@ -56,6 +61,29 @@ llvm::FunctionPassManager optimisation() {
     return passes;
 }
 
+/// Notes what callers may rely on, now that the function says it clearly.
+void describeEffects(llvm::Function& function, Analyses& analyses) {
+    if (function.use_empty())
+        return;
+    const llvm::MemoryEffects effects = llvm::computeFunctionBodyMemoryAccess(
+        function, analyses.functions().getResult<llvm::AAManager>(function));
+    function.setMemoryEffects(effects);
+    const bool returns =
+        analyses.functions().getResult<llvm::LoopAnalysis>(function).empty() &&
+        llvm::all_of(llvm::instructions(function),
+                     [](const llvm::Instruction& instruction) { return instruction.willReturn(); });
+    if (!returns)
+        return;
+    function.setWillReturn();
+    const bool isHarmless =
+        llvm::all_of(llvm::instructions(function), [](const llvm::Instruction& instruction) {
+            return instruction.isTerminator() || llvm::isa<llvm::PHINode>(instruction) ||
+                   llvm::isSafeToSpeculativelyExecute(&instruction);
+        });
+    if (isHarmless && effects.doesNotAccessMemory())
+        function.setSpeculatable();
+}
+
 } // namespace
 
 void optimise(llvm::Function& function, Analyses& analyses) {
@@ -64,7 +92,10 @@ void optimise(llvm::Function& function, Analyses& analyses) {
 }
 
 platform::Result<void> promote(PassContext& context) {
-    optimise(*context.entry, context.analyses);
+    for (llvm::Function* function : context.functions()) {
+        optimise(*function, context.analyses);
+        describeEffects(*function, context.analyses);
+    }
     return {};
 }
 

@@ -18,17 +18,21 @@ platform::Result<void> checkCalls(const llvm::Function& kernel) {
         const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction);
         if (call == nullptr || llvm::isa<llvm::IntrinsicInst>(call))
             continue;
-        if (const llvm::Function* callee = call->getCalledFunction())
+        const llvm::Function* callee = call->getCalledFunction();
+        if (callee != nullptr && !callee->isDeclaration())
+            continue;
+        if (callee != nullptr)
             return platform::Error{"function '" + sourceName(*callee) + "' is not defined"};
         return platform::Error{"calls through pointers are not possible"};
     }
     return {};
 }
 
-platform::Result<void> checkPrivateMemory(const llvm::Function& kernel, std::string_view name) {
-    const llvm::DataLayout& layout = kernel.getParent()->getDataLayout();
-    std::uint64_t total = 0;
-    for (const llvm::Instruction& instruction : llvm::instructions(kernel))
+/// `total`: the bytes of the functions before.
+platform::Result<void> checkPrivateMemory(const llvm::Function& function, std::string_view name,
+                                          std::uint64_t& total) {
+    const llvm::DataLayout& layout = function.getParent()->getDataLayout();
+    for (const llvm::Instruction& instruction : llvm::instructions(function))
         if (const auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
             const auto size = variable->getAllocationSize(layout);
             if (!size || !variable->isStaticAlloca())
@@ -46,14 +50,17 @@ platform::Result<void> checkPrivateMemory(const llvm::Function& kernel, std::str
 } // namespace
 
 platform::Result<void> shapeControlFlow(PassContext& context) {
-    SL42_TRY_VOID(checkCalls(*context.entry));
-    SL42_TRY_VOID(checkPrivateMemory(*context.entry, context.kernel.name));
+    std::uint64_t privateBytes = 0;
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::LowerSwitchPass());
     passes.addPass(llvm::FixIrreduciblePass());
     passes.addPass(llvm::UnifyFunctionExitNodesPass());
     passes.addPass(llvm::LoopSimplifyPass());
-    context.analyses.run(passes, *context.entry);
+    for (llvm::Function* function : context.functions()) {
+        SL42_TRY_VOID(checkCalls(*function));
+        SL42_TRY_VOID(checkPrivateMemory(*function, context.kernel.name, privateBytes));
+        context.analyses.run(passes, *function);
+    }
     return {};
 }
 

@@ -2,9 +2,12 @@
 // Part of Starloom 42.
 #include "compute/kernel/Undefined.h"
 
+#include <llvm/ADT/STLExtras.h>
 #include <llvm/IR/Constants.h>
+#include <llvm/IR/Dominators.h>
 #include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/InstIterator.h>
+#include <llvm/IR/IntrinsicInst.h>
 #include <llvm/IR/Module.h>
 
 namespace compute::kernel {
@@ -33,16 +36,39 @@ void replaceUndefinedOperands(llvm::Function& function) {
                 operand.set(withoutUndefined(llvm::cast<llvm::Constant>(operand.get())));
 }
 
+namespace {
+
+/// Whether all that is done with the variable comes after it was written as a whole. Spares the
+/// optimiser from finding out, which gives up where there are many variables.
+bool isWrittenFirst(llvm::AllocaInst& variable, std::uint64_t bytes,
+                    const llvm::DominatorTree& dominators) {
+    const llvm::Instruction* first = nullptr;
+    for (llvm::User* user : variable.users())
+        if (auto* write = llvm::dyn_cast<llvm::MemIntrinsic>(user))
+            if (const auto* length = llvm::dyn_cast<llvm::ConstantInt>(write->getLength());
+                length != nullptr && length->getValue() == bytes && write->getDest() == &variable)
+                if (first == nullptr || dominators.dominates(write, first))
+                    first = write;
+    return first != nullptr && llvm::all_of(variable.users(), [&](const llvm::User* user) {
+               return user == first ||
+                      dominators.dominates(first, llvm::cast<llvm::Instruction>(user));
+           });
+}
+
+} // namespace
+
 void clearStackVariables(llvm::Function& function) {
     const llvm::DataLayout& layout = function.getParent()->getDataLayout();
+    const llvm::DominatorTree dominators(function);
     llvm::IRBuilder<> builder(function.getContext());
     for (llvm::Instruction& instruction : llvm::instructions(function))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
+            const std::uint64_t bytes =
+                layout.getTypeAllocSize(variable->getAllocatedType()).getFixedValue();
+            if (isWrittenFirst(*variable, bytes, dominators))
+                continue;
             builder.SetInsertPoint(std::next(variable->getIterator()));
-            builder.CreateMemSet(
-                variable, builder.getInt8(0),
-                layout.getTypeAllocSize(variable->getAllocatedType()).getFixedValue(),
-                variable->getAlign());
+            builder.CreateMemSet(variable, builder.getInt8(0), bytes, variable->getAlign());
         }
 }
 

@@ -16,7 +16,8 @@ llvm::Constant* withoutUndefined(llvm::Constant* constant);
 /// Replaces undefined operands of all instructions.
 void replaceUndefinedOperands(llvm::Function& function);
 
-/// Clears the stack variables that are left after promotion to registers, at the function's start.
+/// Clears the stack variables that are left after promotion to registers, at the function's start,
+/// unless they are written as a whole before anything else.
 void clearStackVariables(llvm::Function& function);
 
 } // namespace compute::kernel

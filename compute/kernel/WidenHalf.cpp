@@ -150,11 +150,13 @@ private:
 } // namespace
 
 platform::Result<void> widenHalf(PassContext& context) {
-    Widener(*context.entry).run();
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::EarlyCSEPass());
     passes.addPass(llvm::ADCEPass());
-    context.analyses.run(passes, *context.entry);
+    for (llvm::Function* function : context.functions()) {
+        Widener(*function).run();
+        context.analyses.run(passes, *function);
+    }
     return {};
 }
 

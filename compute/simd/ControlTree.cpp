@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/simd/ControlTree.h"
 
+#include "compute/simd/WideCalls.h"
+
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/ADT/STLExtras.h>
 #include <llvm/ADT/SetVector.h>
@@ -207,6 +209,9 @@ void ControlTree::weigh(const std::vector<Block*>& order) {
             branch != nullptr && branch->isConditional() && !m_uniformity.parts(*block);
         own.needsThread |= m_loops.isLoopHeader(block);
         own.needsThread |= llvm::any_of(*block, [](const llvm::Instruction& instruction) {
+            const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction);
+            if (call != nullptr && isCallOfProgram(*call))
+                return true;
             return !llvm::isa<llvm::PHINode>(instruction) && !instruction.isTerminator() &&
                    !llvm::isSafeToSpeculativelyExecute(&instruction);
         });

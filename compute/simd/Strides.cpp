@@ -2,8 +2,6 @@
 // Part of Starloom 42.
 #include "compute/simd/Strides.h"
 
-#include "compute/kernel/BindParameters.h"
-
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/Analysis/LoopInfo.h>
 #include <llvm/IR/Module.h>
@@ -26,17 +24,19 @@ Strides::Guess Strides::even(std::int64_t stride) {
     return stride > largestStride || stride < -largestStride ? uneven() : Guess{false, stride};
 }
 
-Strides::Strides(llvm::Function& kernel, const llvm::LoopInfo& loops, const Uniformity& uniformity,
-                 const PrivateMemory& memory)
+Strides::Strides(llvm::Function& function, const llvm::LoopInfo& loops,
+                 const Uniformity& uniformity, const PrivateMemory& memory,
+                 const ParameterStrides& parameters)
     : m_loops(loops),
       m_uniformity(uniformity),
       m_memory(memory),
-      m_layout(kernel.getParent()->getDataLayout()) {
-    m_guesses[kernel.getArg(kernel::XArgument)] = even(1);
+      m_layout(function.getParent()->getDataLayout()) {
+    for (const llvm::Argument& parameter : function.args())
+        m_guesses[&parameter] = {false, parameters[parameter.getArgNo()]};
     bool hasChanged = true;
     while (hasChanged) {
         hasChanged = false;
-        for (const llvm::BasicBlock* block : llvm::ReversePostOrderTraversal(&kernel))
+        for (const llvm::BasicBlock* block : llvm::ReversePostOrderTraversal(&function))
             for (const llvm::Instruction& instruction : *block) {
                 if (!mayHaveStride(instruction.getType()) || uniformity.isUniform(&instruction))
                     continue;

@@ -12,8 +12,8 @@ namespace compute::simd {
 
 class Strides {
 public:
-    Strides(llvm::Function& kernel, const llvm::LoopInfo& loops, const Uniformity& uniformity,
-            const PrivateMemory& memory);
+    Strides(llvm::Function& function, const llvm::LoopInfo& loops, const Uniformity& uniformity,
+            const PrivateMemory& memory, const ParameterStrides& parameters = kernelParameters());
 
     /// How much `value` grows from lane to lane: 0 when it is uniform, none when it grows unevenly.
     /// Integers grow modulo their width.

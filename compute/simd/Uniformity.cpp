@@ -81,10 +81,19 @@ bool addMissedJoins(llvm::Function& kernel, llvm::DominatorTree& dominators,
 
 } // namespace
 
-Uniformity::Uniformity(llvm::Function& kernel, const ValueSet& varyingMemory) {
+ParameterStrides kernelParameters() {
+    ParameterStrides strides(kernel::ZArgument + 1, 0);
+    strides[kernel::XArgument] = 1;
+    return strides;
+}
+
+Uniformity::Uniformity(llvm::Function& function, const ValueSet& varyingMemory,
+                       const ParameterStrides& parameters) {
     ValueSet sources = varyingMemory;
-    sources.insert(kernel.getArg(kernel::XArgument));
-    for (const llvm::Instruction& instruction : llvm::instructions(kernel))
+    for (const llvm::Argument& parameter : function.args())
+        if (parameters[parameter.getArgNo()] != 0)
+            sources.insert(&parameter);
+    for (const llvm::Instruction& instruction : llvm::instructions(function))
         if (isOrdered(instruction))
             sources.insert(&instruction);
     m_analyses.registerPass([] { return llvm::PassInstrumentationAnalysis(); });
@@ -92,14 +101,14 @@ Uniformity::Uniformity(llvm::Function& kernel, const ValueSet& varyingMemory) {
     m_analyses.registerPass([] { return llvm::CycleAnalysis(); });
     m_analyses.registerPass([] { return llvm::UniformityInfoAnalysis(); });
     m_analyses.registerPass([&] {
-        return llvm::TargetIRAnalysis([&](const llvm::Function& function) {
-            return llvm::TargetTransformInfo(Lanes(function.getParent()->getDataLayout(), sources));
+        return llvm::TargetIRAnalysis([&](const llvm::Function& of) {
+            return llvm::TargetTransformInfo(Lanes(of.getParent()->getDataLayout(), sources));
         });
     });
     do {
         m_analyses.clear();
-        m_info = &m_analyses.getResult<llvm::UniformityInfoAnalysis>(kernel);
-    } while (addMissedJoins(kernel, m_analyses.getResult<llvm::DominatorTreeAnalysis>(kernel),
+        m_info = &m_analyses.getResult<llvm::UniformityInfoAnalysis>(function);
+    } while (addMissedJoins(function, m_analyses.getResult<llvm::DominatorTreeAnalysis>(function),
                             *m_info, sources));
 }
 

@@ -10,16 +10,25 @@
 #include <llvm/Analysis/UniformityAnalysis.h>
 #include <llvm/IR/PassManager.h>
 
+#include <cstdint>
+#include <optional>
+
 namespace compute::simd {
 
 using ValueSet = llvm::SmallPtrSet<const llvm::Value*, 16>;
+
+/// How much each parameter of a function grows from lane to lane; none where it does so unevenly.
+using ParameterStrides = llvm::SmallVector<std::optional<std::int64_t>>;
+/// Of the canonical function: its threads stand side by side along x.
+ParameterStrides kernelParameters();
 
 /// Holds for the function as it was when this was made; blocks without phis, conditions or values
 /// of their own may be added later.
 class Uniformity {
 public:
     /// `varyingMemory`: the stack variables that hold something else for each thread.
-    Uniformity(llvm::Function& kernel, const ValueSet& varyingMemory);
+    Uniformity(llvm::Function& function, const ValueSet& varyingMemory,
+               const ParameterStrides& parameters = kernelParameters());
 
     bool isUniform(const llvm::Value* value) const { return !m_info->isDivergent(value); }
     /// Whether the block ends in a branch that may part the threads.

@@ -3,14 +3,13 @@
 #include "compute/simd/Vectoriser.h"
 
 #include "compute/kernel/BindParameters.h"
-#include "compute/simd/CommonDivisors.h"
+#include "compute/simd/FunctionPlan.h"
 #include "compute/simd/WidenArithmetic.h"
-#include "compute/simd/WidenControl.h"
 
 #include <llvm/IR/InstIterator.h>
-#include <llvm/Transforms/Utils/BasicBlockUtils.h>
 #include <llvm/Transforms/Utils/LCSSA.h>
 #include <llvm/Transforms/Utils/LoopSimplify.h>
+#include <llvm/Transforms/Utils/PromoteMemToReg.h>
 
 namespace compute::simd {
 namespace {
@@ -19,8 +18,6 @@ namespace {
 constexpr std::uint64_t maxPrivateBytes = 1u << 20;
 /// Pieces may be nested this deeply; laying them out takes stack.
 constexpr unsigned maxDepth = 2000;
-/// Processors whose vectors have no more lanes may lack a fused multiply-add.
-constexpr unsigned lanesWithoutFusing = 4;
 
 const char* obstacle(const llvm::Instruction& instruction) {
     if (llvm::isa<llvm::CallBase>(instruction) || !instruction.mayReadOrWriteMemory())
@@ -31,8 +28,8 @@ const char* obstacle(const llvm::Instruction& instruction) {
     return "an instruction with effects";
 }
 
-platform::Result<void> checkInstructions(llvm::Function& kernel) {
-    for (const llvm::Instruction& instruction : llvm::instructions(kernel)) {
+platform::Result<void> checkInstructions(llvm::Function& function) {
+    for (const llvm::Instruction& instruction : llvm::instructions(function)) {
         if (instruction.isTerminator() &&
             !llvm::isa<llvm::BranchInst, llvm::ReturnInst>(instruction))
             return platform::Error{"it has an unusual branch"};
@@ -42,106 +39,162 @@ platform::Result<void> checkInstructions(llvm::Function& kernel) {
     return {};
 }
 
-/// Gives each way of a branch that all threads take together a block of its own.
-void splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
-                      llvm::DominatorTree& dominators, llvm::LoopInfo& loops) {
-    llvm::SmallVector<llvm::BasicBlock*> blocks;
-    for (llvm::BasicBlock& block : kernel)
-        blocks.push_back(&block);
-    for (llvm::BasicBlock* block : blocks) {
-        auto* branch = llvm::dyn_cast<llvm::BranchInst>(block->getTerminator());
-        if (branch == nullptr || !branch->isConditional() ||
-            branch->getSuccessor(0) == branch->getSuccessor(1))
-            continue;
-        const llvm::Loop* loop = loops.getLoopFor(block);
-        for (unsigned i : {0u, 1u}) {
-            llvm::BasicBlock* way = branch->getSuccessor(i);
-            const bool staysInLoop = loop == nullptr || loop->contains(way);
-            const bool isBackEdge = loop != nullptr && loop->getHeader() == way;
-            if (way->getSinglePredecessor() == nullptr && staysInLoop &&
-                (isBackEdge || !uniformity.parts(*block)))
-                llvm::SplitEdge(block, way, &dominators, &loops);
-        }
+/// What the kernel reaches, callers before what they call.
+class CalledFunctions {
+public:
+    explicit CalledFunctions(llvm::Function& kernel) { visit(kernel); }
+    std::vector<llvm::Function*> callersFirst() const {
+        return {m_calleesFirst.rbegin(), m_calleesFirst.rend()};
     }
+
+private:
+    void visit(llvm::Function& function) {
+        if (!m_seen.insert(&function).second)
+            return;
+        for (const llvm::Instruction& instruction : llvm::instructions(function))
+            if (const auto* call = llvm::dyn_cast<llvm::CallInst>(&instruction);
+                call && isCallOfProgram(*call))
+                visit(*call->getCalledFunction());
+        m_calleesFirst.push_back(&function);
+    }
+    llvm::SmallPtrSet<llvm::Function*, 16> m_seen;
+    std::vector<llvm::Function*> m_calleesFirst;
+};
+
+using Plans = std::vector<std::unique_ptr<const FunctionPlan>>;
+
+/// What all calls that are not uniform themselves agree on, in the functions of `plans`.
+ParameterStrides parametersOf(const llvm::Function& function, const Plans& plans) {
+    ParameterStrides strides(function.arg_size(), 0);
+    for (const auto& plan : plans)
+        for (const llvm::Instruction& instruction : llvm::instructions(plan->function())) {
+            const auto* call = llvm::dyn_cast<llvm::CallInst>(&instruction);
+            if (call == nullptr || call->getCalledFunction() != &function)
+                continue;
+            for (unsigned i = 0; i < strides.size(); ++i)
+                if (plan->stride(call->getArgOperand(i)) != 0)
+                    strides[i] = std::nullopt;
+        }
+    return strides;
+}
+
+/// The wide function's only result, which the function returns at its only exit.
+void returnResult(LaneBuilder& builder, WideValues& values, llvm::Function& function,
+                  llvm::Function& wide) {
+    llvm::Type* type = wide.getReturnType();
+    const auto exit = llvm::find_if(function, [](const llvm::BasicBlock& block) {
+        return llvm::isa<llvm::ReturnInst>(block.getTerminator());
+    });
+    if (exit == function.end() || type->isVoidTy()) {
+        type->isVoidTy() ? builder.CreateRetVoid()
+                         : builder.CreateRet(llvm::PoisonValue::get(type));
+        return;
+    }
+    llvm::Value* result =
+        values.wide(llvm::cast<llvm::ReturnInst>(exit->getTerminator())->getReturnValue());
+    auto* made = llvm::dyn_cast<llvm::Instruction>(result);
+    if (made == nullptr) {
+        builder.CreateRet(result);
+        return;
+    }
+    // The exit may lie where nobody gets to.
+    llvm::AllocaInst* variable = builder.variable(type, 1, llvm::Align(64));
+    llvm::ReturnInst* leave = builder.CreateRet(builder.CreateLoad(type, variable));
+    builder.SetInsertPoint(made->getParent(),
+                           made->getInsertionPointAfterDef().value_or(made->getParent()->end()));
+    builder.CreateStore(result, variable);
+    builder.SetInsertPoint(leave);
+    llvm::DominatorTree dominators(wide);
+    llvm::PromoteMemToReg({variable}, dominators);
+}
+
+void fillWide(const FunctionPlan& plan, llvm::Function& wide, const WideCalls& calls,
+              unsigned lanes) {
+    llvm::LLVMContext& context = wide.getContext();
+    auto* entry = llvm::BasicBlock::Create(context, "entry", &wide);
+    auto* body = llvm::BasicBlock::Create(context, "body", &wide);
+    LaneBuilder builder(*entry, lanes);
+    WideValues values(builder, plan.strides(), *entry);
+    builder.SetInsertPoint(entry);
+    builder.CreateBr(body);
+    builder.SetInsertPoint(body);
+    for (const llvm::Argument& parameter : plan.function().args()) {
+        llvm::Argument* passed = wide.getArg(parameter.getArgNo() + 1);
+        if (plan.parameters()[parameter.getArgNo()] == 0)
+            values.setScalar(&parameter, passed);
+        else
+            values.setWide(&parameter, passed);
+    }
+    plan.layOut(builder, values, calls, *entry, wide.getArg(0));
+    returnResult(builder, values, plan.function(), wide);
 }
 
 class KernelVectoriser final : public Vectoriser {
 public:
-    KernelVectoriser(llvm::Function& kernel, unsigned lanes)
-        : m_kernel(kernel),
-          m_lanes(lanes),
-          m_dominators(kernel),
-          m_loops(m_dominators),
-          m_memory(kernel) {
-        do
-            analyseControl();
-        while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
-        if (lanes > lanesWithoutFusing && divideByReciprocals(kernel, *m_uniformity))
-            analyseControl();
-        m_strides = std::make_unique<Strides>(kernel, m_loops, *m_uniformity, m_memory);
-        m_groups = std::make_unique<AccessGroups>(kernel, *m_strides, m_memory);
+    KernelVectoriser(llvm::Function& kernel, unsigned lanes) : m_lanes(lanes) {
+        for (llvm::Function* function : CalledFunctions(kernel).callersFirst())
+            m_plans.push_back(std::make_unique<FunctionPlan>(
+                *function,
+                m_plans.empty() ? kernelParameters() : parametersOf(*function, m_plans)));
     }
 
     platform::Result<void> check() const {
-        if (m_memory.bytes(m_lanes) > maxPrivateBytes)
+        std::uint64_t bytes = 0;
+        for (const auto& plan : m_plans) {
+            bytes += plan->privateBytes(m_lanes);
+            if (plan->depth() > maxDepth)
+                return platform::Error{"its blocks are nested too deeply"};
+        }
+        if (bytes > maxPrivateBytes)
             return platform::Error{"its private arrays are too large"};
-        if (m_tree->depth() > maxDepth)
-            return platform::Error{"its blocks are nested too deeply"};
         return {};
     }
 
     llvm::BasicBlock& widen(const Frame& frame) override {
+        WideCalls calls;
+        std::vector<llvm::Function*> wide = {nullptr};
+        for (std::size_t i = 1; i < m_plans.size(); ++i)
+            wide.push_back(
+                &calls.declare(m_plans[i]->function(), m_plans[i]->parameters(), m_lanes));
+        for (std::size_t i = 1; i < m_plans.size(); ++i)
+            fillWide(*m_plans[i], *wide[i], calls, m_lanes);
+        return widenKernel(frame, calls);
+    }
+
+private:
+    llvm::BasicBlock& widenKernel(const Frame& frame, const WideCalls& calls) {
+        const FunctionPlan& plan = *m_plans.front();
         LaneBuilder builder(frame.entry, m_lanes);
-        WideValues values(builder, *m_strides, frame.entry);
+        WideValues values(builder, plan.strides(), frame.entry);
         builder.SetInsertPoint(&frame.body);
-        llvm::Argument* x = m_kernel.getArg(kernel::XArgument);
+        llvm::Argument* x = plan.function().getArg(kernel::XArgument);
         llvm::Value* positions = wideOfEven(builder, values, &frame.x, 1);
         values.setScalar(x, &frame.x);
         values.setWide(x, positions);
         llvm::Value* everyThread = builder.CreateICmpULT(positions, values.wide(&frame.end));
-
-        WidenMemory memory(builder, values, *m_groups, m_memory, everyThread);
-        for (llvm::Instruction& instruction :
-             llvm::make_early_inc_range(llvm::instructions(m_kernel)))
-            if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
-                if (m_memory.kind(variable) == PrivateMemory::Kind::Shared)
-                    variable->moveBefore(frame.entry, frame.entry.begin());
-                else
-                    memory.widenVariable(*variable);
-            }
-        WidenControl(builder, values, memory, *m_tree, *m_uniformity).run(m_kernel, everyThread);
+        plan.layOut(builder, values, calls, frame.entry, everyThread);
         return *builder.GetInsertBlock();
     }
 
-private:
-    void analyseControl() {
-        m_uniformity = std::make_unique<Uniformity>(m_kernel, m_memory.varying());
-        splitCommonEdges(m_kernel, *m_uniformity, m_dominators, m_loops);
-        m_tree = std::make_unique<ControlTree>(m_kernel, m_dominators, m_loops, *m_uniformity);
-    }
-
-    llvm::Function& m_kernel;
     unsigned m_lanes;
-    llvm::DominatorTree m_dominators;
-    llvm::LoopInfo m_loops;
-    PrivateMemory m_memory;
-    std::unique_ptr<const Uniformity> m_uniformity;
-    std::unique_ptr<const ControlTree> m_tree;
-    std::unique_ptr<const Strides> m_strides;
-    std::unique_ptr<const AccessGroups> m_groups;
+    Plans m_plans; ///< of the kernel and of what it calls, callers first
 };
 
 } // namespace
 
 platform::Result<std::unique_ptr<Vectoriser>>
 Vectoriser::analyse(llvm::Function& kernel, kernel::Analyses& analyses, unsigned lanes) {
-    SL42_TRY_VOID(checkInstructions(kernel));
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::LoopSimplifyPass());
     passes.addPass(llvm::LCSSAPass());
-    analyses.run(passes, kernel);
+    const std::vector<llvm::Function*> functions = CalledFunctions(kernel).callersFirst();
+    for (llvm::Function* function : functions)
+        SL42_TRY_VOID(checkInstructions(*function));
+    for (llvm::Function* function : functions)
+        analyses.run(passes, *function);
     auto made = std::make_unique<KernelVectoriser>(kernel, lanes);
-    analyses.forget(kernel);
+    for (llvm::Function* function : functions)
+        analyses.forget(*function);
     SL42_TRY_VOID(made->check());
     return std::unique_ptr<Vectoriser>(std::move(made));
 }

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/simd/WidenArithmetic.h"
 
+#include "compute/simd/WideCalls.h"
 #include "compute/simd/WidenConversion.h"
 
 #include <llvm/Analysis/VectorUtils.h>
@@ -166,6 +167,8 @@ const char* arithmeticObstacle(const llvm::Instruction& instruction) {
             !fitsLane(operand->getType()))
             return "an operand that is no plain number";
     const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction);
+    if (call != nullptr && isCallOfProgram(*call))
+        return nullptr;
     if (call != nullptr && !llvm::isa<llvm::IntrinsicInst>(call))
         return "a call";
     if (call != nullptr && call->mayReadOrWriteMemory() && !llvm::isa<llvm::MemIntrinsic>(call))

@@ -216,6 +216,8 @@ void WidenControl::widenInstruction(llvm::Instruction& instruction, llvm::Value*
     }
     if (auto* address = llvm::dyn_cast<llvm::GetElementPtrInst>(&instruction))
         return m_memory.widenAddress(*address);
+    if (auto* call = llvm::dyn_cast<llvm::CallInst>(&instruction); call && isCallOfProgram(*call))
+        return m_calls.widen(m_builder, m_values, *call, mask);
     if (instruction.mayReadOrWriteMemory())
         return m_memory.widenAccess(instruction, mask);
     m_values.setWide(&instruction, widenArithmetic(m_builder, m_values, instruction, mask));

@@ -11,6 +11,7 @@
 // that may be jumped over, the slots it wrote to are joined with what they were before.
 #pragma once
 
+#include "compute/simd/WideCalls.h"
 #include "compute/simd/WidenMemory.h"
 
 namespace compute::simd {
@@ -18,14 +19,15 @@ namespace compute::simd {
 class WidenControl {
 public:
     WidenControl(LaneBuilder& builder, WideValues& values, WidenMemory& memory,
-                 const ControlTree& tree, const Uniformity& uniformity)
+                 const WideCalls& calls, const ControlTree& tree, const Uniformity& uniformity)
         : m_builder(builder),
           m_values(values),
           m_memory(memory),
+          m_calls(calls),
           m_tree(tree),
           m_uniformity(uniformity) {}
 
-    /// Lays out the whole kernel where the builder stands, for the threads in `mask`.
+    /// Lays out the whole function where the builder stands, for the threads in `mask`.
     void run(llvm::Function& kernel, llvm::Value* mask);
 
 private:
@@ -85,6 +87,7 @@ private:
     LaneBuilder& m_builder;
     WideValues& m_values;
     WidenMemory& m_memory;
+    const WideCalls& m_calls;
     const ControlTree& m_tree;
     const Uniformity& m_uniformity;
     llvm::DenseMap<const Block*, Slot> m_slots;

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/host/ShortenLives.h"
+
+#include <llvm/ADT/DenseMap.h>
+#include <llvm/ADT/MapVector.h>
+#include <llvm/Analysis/LoopInfo.h>
+#include <llvm/IR/Dominators.h>
+#include <llvm/IR/IRBuilder.h>
+#include <llvm/IR/InstIterator.h>
+#include <llvm/IR/Module.h>
+
+#include <algorithm>
+
+namespace compute::host {
+namespace {
+
+using llvm::BasicBlock;
+using llvm::Instruction;
+using llvm::Loop;
+
+/// Blocks that a value may live through.
+constexpr unsigned longLife = 48;
+/// Blocks that all long lives together take. Below it, the allocator is quick.
+constexpr unsigned manyLives = 20'000;
+
+class Lives {
+public:
+    explicit Lives(llvm::Function& function)
+        : m_function(function), m_dominators(function), m_loops(m_dominators) {
+        unsigned number = 0;
+        for (BasicBlock& block : function) {
+            m_numbers[&block] = number;
+            for (const Loop* loop = m_loops.getLoopFor(&block); loop != nullptr;
+                 loop = loop->getParentLoop())
+                m_loopEnds[loop] = number;
+            ++number;
+        }
+    }
+
+    void shorten();
+
+private:
+    static bool mayBeKept(const Instruction& value);
+    unsigned length(const Instruction& value) const;
+    /// Where a use of the value gets it from: before the user, or before a loop around it.
+    Instruction* placeOf(Instruction& value, const llvm::Use& use) const;
+    void keep(Instruction& value);
+
+    llvm::Function& m_function;
+    llvm::DominatorTree m_dominators;
+    llvm::LoopInfo m_loops;
+    llvm::DenseMap<const BasicBlock*, unsigned> m_numbers;
+    llvm::DenseMap<const Loop*, unsigned> m_loopEnds;
+};
+
+bool Lives::mayBeKept(const Instruction& value) {
+    const llvm::Type* type = value.getType();
+    return !type->isVoidTy() && !type->isAggregateType() && !type->isIntOrIntVectorTy(1) &&
+           !llvm::isa<llvm::AllocaInst>(value) && !value.isTerminator();
+}
+
+unsigned Lives::length(const Instruction& value) const {
+    const BasicBlock* home = value.getParent();
+    unsigned last = m_numbers.lookup(home);
+    for (const llvm::Use& use : value.uses()) {
+        const auto* user = llvm::cast<Instruction>(use.getUser());
+        const BasicBlock* block = user->getParent();
+        if (const auto* phi = llvm::dyn_cast<llvm::PHINode>(user))
+            block = phi->getIncomingBlock(use);
+        last = std::max(last, m_numbers.lookup(block));
+        // What a loop uses lives until it ends.
+        for (const Loop* loop = m_loops.getLoopFor(block); loop != nullptr && !loop->contains(home);
+             loop = loop->getParentLoop())
+            last = std::max(last, m_loopEnds.lookup(loop));
+    }
+    return last - m_numbers.lookup(home);
+}
+
+Instruction* Lives::placeOf(Instruction& value, const llvm::Use& use) const {
+    auto* user = llvm::cast<Instruction>(use.getUser());
+    Instruction* place = user;
+    if (auto* phi = llvm::dyn_cast<llvm::PHINode>(user))
+        place = phi->getIncomingBlock(use)->getTerminator();
+    for (const Loop* loop = m_loops.getLoopFor(place->getParent());
+         loop != nullptr && !loop->contains(&value) && loop->getNumBlocks() <= longLife &&
+         loop->getLoopPreheader() != nullptr;
+         loop = m_loops.getLoopFor(place->getParent()))
+        place = loop->getLoopPreheader()->getTerminator();
+    return place;
+}
+
+void Lives::keep(Instruction& value) {
+    llvm::MapVector<BasicBlock*, llvm::SmallVector<std::pair<llvm::Use*, Instruction*>>> places;
+    for (llvm::Use& use : value.uses()) {
+        Instruction* place = placeOf(value, use);
+        if (place->getParent() != value.getParent())
+            places[place->getParent()].push_back({&use, place});
+    }
+    llvm::IRBuilder<> builder(&*m_function.getEntryBlock().begin());
+    llvm::AllocaInst* memory = builder.CreateAlloca(value.getType());
+    for (auto& [block, uses] : places) {
+        Instruction* first = uses.front().second;
+        for (const auto& [use, place] : uses)
+            if (place->comesBefore(first))
+                first = place;
+        builder.SetInsertPoint(first);
+        llvm::Value* again = builder.CreateAlignedLoad(value.getType(), memory, memory->getAlign());
+        for (const auto& [use, place] : uses)
+            use->set(again);
+    }
+    builder.SetInsertPoint(value.getParent(), *value.getInsertionPointAfterDef());
+    builder.CreateAlignedStore(&value, memory, memory->getAlign());
+}
+
+void Lives::shorten() {
+    std::vector<Instruction*> values;
+    unsigned total = 0;
+    for (Instruction& value : llvm::instructions(m_function)) {
+        const unsigned blocks = mayBeKept(value) ? length(value) : 0;
+        if (blocks <= longLife)
+            continue;
+        values.push_back(&value);
+        total += blocks;
+    }
+    if (total <= manyLives)
+        return;
+    for (Instruction* value : values)
+        keep(*value);
+}
+
+} // namespace
+
+void shortenLives(llvm::Function& function) {
+    if (function.size() > longLife)
+        Lives(function).shorten();
+}
+
+} // namespace compute::host

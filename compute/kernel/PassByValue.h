@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Turns a function that gets and returns its values through private memory into one that is passed
+// them. Only then can several threads run it as one: a vector can be passed, the address of one
+// thread's variable cannot.
+#pragma once
+
+#include "compute/kernel/PrivatePointers.h"
+
+namespace compute::kernel {
+
+/// Replaces the function and all its calls. It must have been flattened, and `pointers` asked
+/// before. Null, with nothing changed, when it passes too much or something that has no single
+/// type.
+llvm::Function* passByValue(llvm::Function& function, PrivatePointers& pointers);
+
+/// Takes parameters away that nobody uses, or for which all calls pass the same constant or the
+/// same as for another one. Integers that all calls convert to floating point are converted in the
+/// function, which can conclude from that. Returns the function that takes its place.
+llvm::Function* narrowParameters(llvm::Function& function);
+
+} // namespace compute::kernel

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/simd/FunctionPlan.h"
+
+#include "compute/kernel/HostTarget.h"
+#include "compute/simd/CommonDivisors.h"
+#include "compute/simd/WidenControl.h"
+
+#include <llvm/IR/InstIterator.h>
+#include <llvm/Transforms/Utils/BasicBlockUtils.h>
+
+namespace compute::simd {
+namespace {
+
+/// Processors whose vectors have no more lanes may lack a fused multiply-add.
+constexpr unsigned lanesWithoutFusing = 4;
+
+/// Gives each way of a branch that all threads take together a block of its own.
+void splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
+                      llvm::DominatorTree& dominators, llvm::LoopInfo& loops) {
+    llvm::SmallVector<llvm::BasicBlock*> blocks;
+    for (llvm::BasicBlock& block : kernel)
+        blocks.push_back(&block);
+    for (llvm::BasicBlock* block : blocks) {
+        auto* branch = llvm::dyn_cast<llvm::BranchInst>(block->getTerminator());
+        if (branch == nullptr || !branch->isConditional() ||
+            branch->getSuccessor(0) == branch->getSuccessor(1))
+            continue;
+        const llvm::Loop* loop = loops.getLoopFor(block);
+        for (unsigned i : {0u, 1u}) {
+            llvm::BasicBlock* way = branch->getSuccessor(i);
+            const bool staysInLoop = loop == nullptr || loop->contains(way);
+            const bool isBackEdge = loop != nullptr && loop->getHeader() == way;
+            if (way->getSinglePredecessor() == nullptr && staysInLoop &&
+                (isBackEdge || !uniformity.parts(*block)))
+                llvm::SplitEdge(block, way, &dominators, &loops);
+        }
+    }
+}
+
+} // namespace
+
+FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters)
+    : m_function(function),
+      m_parameters(std::move(parameters)),
+      m_dominators(function),
+      m_loops(m_dominators),
+      m_memory(function) {
+    do
+        analyseControl();
+    while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
+    if (kernel::hostLanes() > lanesWithoutFusing && divideByReciprocals(function, *m_uniformity))
+        analyseControl();
+    m_strides = std::make_unique<Strides>(function, m_loops, *m_uniformity, m_memory, m_parameters);
+    m_groups = std::make_unique<AccessGroups>(function, *m_strides, m_memory);
+}
+
+void FunctionPlan::analyseControl() {
+    m_uniformity = std::make_unique<Uniformity>(m_function, m_memory.varying(), m_parameters);
+    splitCommonEdges(m_function, *m_uniformity, m_dominators, m_loops);
+    m_tree = std::make_unique<ControlTree>(m_function, m_dominators, m_loops, *m_uniformity);
+}
+
+void FunctionPlan::layOut(LaneBuilder& builder, WideValues& values, const WideCalls& calls,
+                          llvm::BasicBlock& entry, llvm::Value* mask) const {
+    WidenMemory memory(builder, values, *m_groups, m_memory, mask);
+    for (llvm::Instruction& instruction :
+         llvm::make_early_inc_range(llvm::instructions(m_function)))
+        if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
+            if (m_memory.kind(variable) == PrivateMemory::Kind::Shared)
+                variable->moveBefore(entry, entry.begin());
+            else
+                memory.widenVariable(*variable);
+        }
+    WidenControl(builder, values, memory, calls, *m_tree, *m_uniformity).run(m_function, mask);
+}
+
+} // namespace compute::simd

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// All that is known of one function before it is laid out for several threads: what differs by
+// lane, where threads part and meet again, how its memory is kept.
+#pragma once
+
+#include "compute/simd/AccessGroups.h"
+#include "compute/simd/ControlTree.h"
+#include "compute/simd/WideCalls.h"
+
+namespace compute::simd {
+
+class FunctionPlan {
+public:
+    /// Changes nothing but the shape of control flow. Loops must be in simplified, closed form.
+    FunctionPlan(llvm::Function& function, ParameterStrides parameters);
+
+    llvm::Function& function() const { return m_function; }
+    const ParameterStrides& parameters() const { return m_parameters; }
+    /// The stride of a value; 0 when it is uniform.
+    std::optional<std::int64_t> stride(const llvm::Value* value) const {
+        return m_strides->of(value);
+    }
+    unsigned depth() const { return m_tree->depth(); }
+    /// Bytes of the private arrays that differ by lane.
+    std::uint64_t privateBytes(unsigned lanes) const { return m_memory.bytes(lanes); }
+
+    /// Lays out the function where the builder stands, for the threads in `mask`. `values` has its
+    /// parameters.
+    void layOut(LaneBuilder& builder, WideValues& values, const WideCalls& calls,
+                llvm::BasicBlock& entry, llvm::Value* mask) const;
+    const Strides& strides() const { return *m_strides; }
+
+private:
+    void analyseControl();
+
+    llvm::Function& m_function;
+    ParameterStrides m_parameters;
+    llvm::DominatorTree m_dominators;
+    llvm::LoopInfo m_loops;
+    PrivateMemory m_memory;
+    std::unique_ptr<const Uniformity> m_uniformity;
+    std::unique_ptr<const ControlTree> m_tree;
+    std::unique_ptr<const Strides> m_strides;
+    std::unique_ptr<const AccessGroups> m_groups;
+};
+
+} // namespace compute::simd
