@@ -56,8 +56,8 @@ private:
 
 bool Lives::mayBeKept(const Instruction& value) {
     const llvm::Type* type = value.getType();
-    return !type->isVoidTy() && !type->isAggregateType() && !type->isIntOrIntVectorTy(1) &&
-           !llvm::isa<llvm::AllocaInst>(value) && !value.isTerminator();
+    return !type->isVoidTy() && !type->isAggregateType() && !llvm::isa<llvm::AllocaInst>(value) &&
+           !value.isTerminator();
 }
 
 unsigned Lives::length(const Instruction& value) const {
@@ -97,20 +97,28 @@ void Lives::keep(Instruction& value) {
         if (place->getParent() != value.getParent())
             places[place->getParent()].push_back({&use, place});
     }
+    // Conditions have no form in memory that all processors read quickly, but the signs of bytes
+    // do.
+    llvm::Type* type = value.getType();
+    const bool isCondition = type->isIntOrIntVectorTy(1);
+    llvm::Type* kept = isCondition ? type->getWithNewBitWidth(8) : type;
     llvm::IRBuilder<> builder(&*m_function.getEntryBlock().begin());
-    llvm::AllocaInst* memory = builder.CreateAlloca(value.getType());
+    llvm::AllocaInst* memory = builder.CreateAlloca(kept);
     for (auto& [block, uses] : places) {
         Instruction* first = uses.front().second;
         for (const auto& [use, place] : uses)
             if (place->comesBefore(first))
                 first = place;
         builder.SetInsertPoint(first);
-        llvm::Value* again = builder.CreateAlignedLoad(value.getType(), memory, memory->getAlign());
+        llvm::Value* again = builder.CreateAlignedLoad(kept, memory, memory->getAlign());
+        if (isCondition)
+            again = builder.CreateICmpSLT(again, llvm::Constant::getNullValue(kept));
         for (const auto& [use, place] : uses)
             use->set(again);
     }
     builder.SetInsertPoint(value.getParent(), *value.getInsertionPointAfterDef());
-    builder.CreateAlignedStore(&value, memory, memory->getAlign());
+    builder.CreateAlignedStore(isCondition ? builder.CreateSExt(&value, kept) : &value, memory,
+                               memory->getAlign());
 }
 
 void Lives::shorten() {
