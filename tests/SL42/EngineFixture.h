@@ -36,7 +36,7 @@ protected:
         return {.mainQueue = mainQueue,
                 .clock = clock,
                 .log = log,
-                .audioEngine = audioEngine,
+                .audioEngine = *player,
                 .audioCapture = audioCapture,
                 .device = std::move(device),
                 .makeView = makeView};
@@ -54,7 +54,8 @@ protected:
     platform::ManualClock clock;
     std::vector<std::string> lines;
     platform::Log log{[this](std::string_view line) { lines.emplace_back(line); }};
-    platform::SilentAudioEngine audioEngine{clock};
+    platform::SilentAudioEngine silence{clock};
+    platform::AudioEngine* player = &silence;
     platform::SilentAudioCapture audioCapture;
     std::unique_ptr<SL42> engine;
 };

@@ -36,17 +36,16 @@ private:
 
 class Function final : public gpu::Function {
 public:
-    Function(std::string name, gpu::FunctionConstantValues constants)
-        : m_name(std::move(name)), constants(std::move(constants)) {}
+    Function(std::string_view name, gpu::FunctionConstantValues values)
+        : constants(std::move(values)), m_name(name) {}
     const std::string& name() const override { return m_name; }
     const std::vector<gpu::Argument>& arguments() const override { return m_arguments; }
+
+    const gpu::FunctionConstantValues constants;
 
 private:
     std::string m_name;
     std::vector<gpu::Argument> m_arguments;
-
-public:
-    gpu::FunctionConstantValues constants;
 };
 
 class Library final : public gpu::Library {
@@ -57,8 +56,7 @@ public:
     makeFunction(std::string_view name, const gpu::FunctionConstantValues& constants) override {
         if (m_source.find("kernel void " + std::string(name) + "(") == m_source.npos)
             return gpu::Error{"no such function"};
-        return std::shared_ptr<gpu::Function>(
-            std::make_shared<Function>(std::string(name), constants));
+        return std::shared_ptr<gpu::Function>(std::make_shared<Function>(name, constants));
     }
     const std::string& warnings() const override { return m_warnings; }
     const gpu::CompileTimes& compileTimes() const override { return m_times; }
@@ -78,7 +76,7 @@ public:
     const gpu::CompileTimes& compileTimes() const override { return m_times; }
     bool isStopped() const override { return kernel->stopped; }
 
-    std::shared_ptr<Kernel> kernel;
+    const std::shared_ptr<Kernel> kernel;
 
 private:
     gpu::CompileTimes m_times;

@@ -3,6 +3,7 @@
 #include "SL42/input/Keyboard.h"
 #include "SL42/input/MouseValues.h"
 #include "platform/keyboard/FocusKeyStateSource.h"
+#include "tests/SL42/KeyCodes.h"
 
 #include <gtest/gtest.h>
 
@@ -22,19 +23,9 @@ public:
     std::vector<Key> keys;
 };
 
-std::vector<int> codes(const KeyFlags& flags) {
-    std::vector<int> held;
-    for (std::size_t code = 0; code < flags.size(); ++code) {
-        if (flags[code])
-            held.push_back(static_cast<int>(code));
-    }
-    return held;
-}
-
 Key modifier(ModifierKey key) {
     return {.modifier = key};
 }
-
 Key character(char32_t plain, char32_t shifted) {
     return {std::nullopt, plain, shifted};
 }
@@ -43,7 +34,7 @@ Key character(char32_t plain, char32_t shifted) {
 
 TEST(Keyboard, StrokesLastOnePoll) {
     Keyboard keyboard;
-    EXPECT_EQ(codes(keyboard.getKeyboardState().state), std::vector<int>{}); // no source yet
+    EXPECT_EQ(codesOf(keyboard.getKeyboardState().state), std::vector<int>{}); // no source yet
     const auto source = std::make_shared<HeldKeys>();
     keyboard.setSource(source);
     const struct {
@@ -52,8 +43,8 @@ TEST(Keyboard, StrokesLastOnePoll) {
     for (const auto& poll : polls) {
         source->keys.assign(poll.held ? 1 : 0, character('a', 'A'));
         const KeyboardState keys = keyboard.getKeyboardState();
-        EXPECT_EQ(codes(keys.state), std::vector<int>(poll.held ? 1 : 0, 97));
-        EXPECT_EQ(codes(keys.pressed), std::vector<int>(poll.pressed ? 1 : 0, 97));
+        EXPECT_EQ(codesOf(keys.state), std::vector<int>(poll.held ? 1 : 0, 97));
+        EXPECT_EQ(codesOf(keys.pressed), std::vector<int>(poll.pressed ? 1 : 0, 97));
     }
 }
 
@@ -83,7 +74,7 @@ TEST(Keyboard, KeysHaveTheirCodes) {
         const auto source = std::make_shared<HeldKeys>();
         source->keys = c.keys;
         keyboard.setSource(source);
-        EXPECT_EQ(codes(keyboard.getKeyboardState().state), c.expected) << c.what;
+        EXPECT_EQ(codesOf(keyboard.getKeyboardState().state), c.expected) << c.what;
     }
 }
 
@@ -91,7 +82,7 @@ TEST(Keyboard, FollowsTheFocusedWindow) {
     const auto source = std::make_shared<FocusKeyStateSource>();
     Keyboard keyboard;
     keyboard.setSource(source);
-    const auto held = [&] { return codes(keyboard.getKeyboardState().state); };
+    const auto held = [&] { return codesOf(keyboard.getKeyboardState().state); };
     source->press(38, 'a', false);
     source->pressModifier(50, ModifierKey::Shift);
     EXPECT_EQ(held(), (std::vector<int>{1, 65})) << "the held letter changes case";

@@ -6,6 +6,7 @@
 #include "app/KeyEventFeed.h"
 #include "app/KeyboardAndMouseTrackingNSView.h"
 #include "app/KeyboardSource.h"
+#include "tests/SL42/KeyCodes.h"
 
 #include <gtest/gtest.h>
 
@@ -122,15 +123,7 @@ TEST_F(InputTest, KeysOfTheFocusedWindowReachTheConsole) {
     platform::Log log(platform::printNothing);
     starloom::Keyboard keyboard;
     keyboard.setSource(makeKeyboardSource(owner, log));
-    const auto held = [&] {
-        std::vector<int> codes;
-        const auto flags = keyboard.getKeyboardState().state;
-        for (std::size_t code = 0; code < flags.size(); ++code) {
-            if (flags[code])
-                codes.push_back(static_cast<int>(code));
-        }
-        return codes;
-    };
+    const auto held = [&] { return starloom::codesOf(keyboard.getKeyboardState().state); };
     QWindow* const focused = window.windowHandle();
     const struct {
         QTest::KeyAction action;

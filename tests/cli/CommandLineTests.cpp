@@ -12,7 +12,6 @@ namespace cli::tests {
 namespace {
 
 constexpr const char* picture = "void fx() {\n    cls(float3(coords / resolution, 0));\n}\n";
-constexpr const char* broken = "void fx() {\n    cls(nonsense);\n}\n";
 
 bool isOneLine(const std::string& text) {
     return !text.empty() && text.find('\n') == text.size() - 1;
@@ -30,10 +29,11 @@ TEST(CommandLine, UsageErrorsAreToldApartFromFailures) {
         {"bench", "x.metal", "--frames", "many"},
     };
     for (const auto& arguments : wrong) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
         const Outcome run = runStarloom(arguments);
-        EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments);
-        EXPECT_EQ(run.out, "") << testing::PrintToString(arguments);
-        EXPECT_NE(run.err, "") << testing::PrintToString(arguments);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.out, "");
+        EXPECT_NE(run.err, "");
     }
 }
 
@@ -75,6 +75,55 @@ TEST(CommandLine, UnreadableProgramsGiveOneLine) {
     EXPECT_TRUE(isOneLine(runStarloom({"compile", "-"}, "\xff").err));
 }
 
+TEST(CommandLine, AFailureSaysWhyAndWritesNothing) {
+    const std::string broken = "void fx() { nonsense; }", song = "float2 sfx() { return 0.1; }";
+    struct Row {
+        std::string command;
+        std::string file;
+        std::string text;
+        const char* message;
+        std::vector<std::string> more = {};
+    };
+    const Row rows[] = {
+        {"render", "out.png", broken, "failed:\nprogram_source:"},
+        {"render", "out.gif", picture, ".png or .exr"},
+        {"render", "%s.png", picture, "%s.png"},
+        {"render", "none/out.png", picture, "cannot write"},
+        {"render",
+         "out.png",
+         "void fx() { while (time < 1) cls(float3(time)); }",
+         "'video'",
+         {"--time-limit", "0.3"}},
+        {"render", "out.png", "void cpu() { poke8(1, -2000000000); }\nvoid fx() {}", "'processor'"},
+        {"song", "song.mp3", song, "songs are written as .m4a or .wav"},
+        {"song", "none/song.wav", song, "No such file or directory"},
+        {"song", "song.wav", picture, "standard input has no sfx() and so no song"},
+        {"song", "song.wav", "float2 sfx() { return nonsense; }", "'nonsense'"},
+        {"video", "movie.avi", picture, "videos are written as .mp4"},
+        {"video", "none/movie.mp4", picture, "No such file or directory"},
+        {"pack", "none/show.sl42", picture, "No such file or directory"},
+        {"bench", "", broken, "'nonsense'"},
+    };
+    const ScratchFolder scratch;
+    const auto fails = [&](const Row& row) {
+        std::vector<std::string> arguments{row.command, "-"};
+        if (!row.file.empty())
+            arguments.insert(arguments.end(), {"-o", scratch.path(row.file)});
+        arguments.insert(arguments.end(), row.more.begin(), row.more.end());
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const Outcome run = runStarloom(arguments, row.text);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.out, "");
+        EXPECT_NE(run.err.find(row.message), std::string::npos) << run.err;
+        EXPECT_TRUE(row.text != picture || isOneLine(run.err)) << run.err;
+        EXPECT_TRUE(scratch.names().empty());
+    };
+    for (const Row& row : rows)
+        fails(row);
+    for (const char* size : {"641x480", "640", "640x", "0x0", "640x480x2", "99999x64"})
+        fails({"video", "a.mp4", picture, "sizes are written as 1920x1080", {"--size", size}});
+}
+
 TEST(Prelude, IsTheTextInFrontOfThePrograms) {
     const Outcome prelude = runStarloom({"prelude"});
     ASSERT_EQ(prelude.status, 0);
@@ -93,27 +142,15 @@ TEST(Prelude, IsTheTextInFrontOfThePrograms) {
 }
 
 TEST(Compile, PrintsTheLogAndTellsFailureByItsStatus) {
-    struct Row {
-        const char* what;
-        std::string text;
-        int status;
-        std::string log;
-    };
-    const std::string sound = "float2 sfx() {\n    return sin(time * 440);\n}\n";
-    const Row rows[] = {
-        {"a picture", picture, 0, "Compiling video...\nDone.\n"},
-        {"everything", std::string(picture) + "void cpu() {\n}\n" + sound, 0,
-         "Compiling CPU...\nDone.\nCompiling video...\nDone.\nCompiling audio...\nDone.\n"},
-        {"nothing", "", 0, "No fx() or sfx() found\n"},
-        {"no entry function", "int spare;\n", 0, ""},
-    };
-    for (const Row& row : rows) {
-        const Outcome run = runStarloom({"compile", "-"}, row.text);
-        EXPECT_EQ(run.status, row.status) << row.what;
-        EXPECT_EQ(run.out, row.log) << row.what;
-        EXPECT_EQ(run.err, "") << row.what;
+    for (const auto& [text, log] : {std::pair{picture, "Compiling video...\nDone.\n"},
+                                    {"", "No fx() or sfx() found\n"},
+                                    {"int spare;\n", ""}}) {
+        const Outcome run = runStarloom({"compile", "-"}, text);
+        EXPECT_EQ(run.status, 0) << text;
+        EXPECT_EQ(run.out, log);
+        EXPECT_EQ(run.err, "") << text;
     }
-    const Outcome run = runStarloom({"compile", "-"}, broken);
+    const Outcome run = runStarloom({"compile", "-"}, "void fx() { nonsense; }");
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(run.out.starts_with("Compiling video...\nCompilation failed:\nprogram_source:"))
         << run.out;

@@ -44,12 +44,10 @@ const std::map<std::string, Shot> specialShots{
     {"particles", {60, 30, strayParticles}}, {"synth", {2, 1, moreStrays}}};
 
 std::vector<std::string> exampleNames() {
-    const char* folder = std::getenv("SL42_SOURCE_DIR");
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(fs::path(folder ? folder : ".") / "examples")) {
+    for (const auto& entry : fs::directory_iterator(sourceFolder() / "examples"))
         if (entry.path().extension() == ".metal")
             names.push_back(entry.path().stem().string());
-    }
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -80,17 +80,6 @@ TEST(FFT, ComparesEachBinWithItsPeak) {
     EXPECT_NEAR(fft.process(quiet).smoothed[7], 0.9 * 0.9 * 0.9, 1e-5);
 }
 
-TEST(FFT, FindsTheBinOfATone) {
-    FFT fft;
-    (void)fft.process(noise(1024, 3));
-    std::vector<float> tone(1024);
-    for (std::size_t i = 0; i < tone.size(); ++i)
-        tone[i] = std::sin(2 * std::numbers::pi_v<float> * 64 * static_cast<float>(i) / 1024);
-    const FFTValues& values = fft.process(tone);
-    for (std::size_t i = 0; i < 256; ++i)
-        EXPECT_NEAR(values.raw[i], i == 64 ? 1 : 0, 1e-4) << i;
-}
-
 TEST(FFT, TakesBlocksOfAnyLength) {
     FFT fft;
     (void)fft.process(noise(1024, 4));

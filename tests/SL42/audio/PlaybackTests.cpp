@@ -67,19 +67,12 @@ public:
     bool broken = false;
 };
 
-class PlaybackTest : public EngineFixture {
+class PlaybackTest : public ConsoleTest {
 protected:
     /// A console without a program that plays through an engine.
-    void startOn(platform::AudioEngine& player) {
-        const Surroundings silent = surroundingsOf<FakeView>(device, m_view);
-        engine = std::make_unique<SL42>(Surroundings{.mainQueue = mainQueue,
-                                                     .clock = clock,
-                                                     .log = log,
-                                                     .audioEngine = player,
-                                                     .audioCapture = audioCapture,
-                                                     .device = device,
-                                                     .makeView = silent.makeView},
-                                        "Test", "", false);
+    void startOn(platform::AudioEngine& used) {
+        player = &used;
+        start("");
         settle();
         lines.clear();
     }
@@ -108,11 +101,7 @@ protected:
     }
     AudioRenderer& renderer() { return engine->audioRenderer(); }
 
-    std::shared_ptr<fake::Device> device = std::make_shared<fake::Device>();
     RecordingEngine output;
-
-private:
-    FakeView* m_view = nullptr;
 };
 
 } // namespace

@@ -103,15 +103,4 @@ TEST_F(SpectrumTest, ShowsWhatTheMicrophoneHears) {
     }
 }
 
-TEST_F(SpectrumTest, KeepsTheLastSpectrumWhenItIsSwitchedOff) {
-    ASSERT_TRUE(serveUntil([&] { return heard().raw[100] > 0; }));
-    monitor().setIsActive(false);
-    mainQueue.pump(); // what was on its way
-    const FFTValues last = heard();
-    mainQueue.waitAndRun(std::chrono::milliseconds(300));
-    serveUntil(
-        [&, until = wallClock.now() + platform::Seconds(0.3)] { return wallClock.now() > until; });
-    EXPECT_EQ(std::memcmp(&heard(), &last, sizeof last), 0);
-}
-
 } // namespace starloom

@@ -10,27 +10,6 @@
 
 namespace starloom {
 
-static double decodeHalf(unsigned half) {
-    const int exponent = static_cast<int>((half >> 10) & 31);
-    const double fraction = (half & 1023) / 1024.0;
-    const double sign = (half & 0x8000) != 0 ? -1 : 1;
-    if (exponent == 31)
-        return fraction == 0 ? sign * std::numeric_limits<double>::infinity()
-                             : std::numeric_limits<double>::quiet_NaN();
-    return exponent == 0 ? sign * std::ldexp(fraction, -14)
-                         : sign * std::ldexp(1 + fraction, exponent - 15);
-}
-
-static double fromHalf(std::uint16_t half) {
-    static const std::vector<double> values = [] {
-        std::vector<double> table(65536);
-        for (unsigned i = 0; i < table.size(); ++i)
-            table[i] = decodeHalf(i);
-        return table;
-    }();
-    return values[half];
-}
-
 Picture::Picture(const gpu::Texture& texture)
     : m_halves(std::size_t{screenWidth} * screenHeight * 4) {
     if (!texture.getBytes(0, std::as_writable_bytes(std::span(m_halves)),
@@ -41,8 +20,7 @@ Picture::Picture(const gpu::Texture& texture)
 Color Picture::at(int x, int y) const {
     const auto pixel =
         (static_cast<std::size_t>(y) * screenWidth + static_cast<std::size_t>(x)) * 4;
-    return {fromHalf(m_halves[pixel]), fromHalf(m_halves[pixel + 1]), fromHalf(m_halves[pixel + 2]),
-            fromHalf(m_halves[pixel + 3])};
+    return {m_halves[pixel], m_halves[pixel + 1], m_halves[pixel + 2], m_halves[pixel + 3]};
 }
 
 double difference(const Color& a, const Color& b) {

@@ -26,7 +26,7 @@ public:
     Color at(int x, int y) const;
 
 private:
-    std::vector<std::uint16_t> m_halves;
+    std::vector<_Float16> m_halves;
 };
 
 /// Largest difference between two colours' components; infinite when only one is not a number.

@@ -3,6 +3,7 @@
 //
 // Blending, colour modes, extended range, overlay and the two screen banks, as they end up in the
 // picture.
+#include "SL42/document/StarloomDocument.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
 #include <cmath>
@@ -38,6 +39,17 @@ protected:
 constexpr double tolerance = 0.002;
 
 } // namespace
+
+TEST_F(DisplayTest, TheDefaultProgramShowsABallAtTheLowerRight) {
+    const Picture picture = pictureOf(std::string(defaultSource));
+    const Color white{1, 1, 1, 1};
+    const Color black{0, 0, 0, 0}; // what fades is the clear screen of this frame
+    // At the start its centre is at (928, 508) and its radius 32.
+    for (const auto [x, y] : {std::pair{928, 508}, {928 - 31, 508}, {928 + 31, 508}, {928, 478}})
+        EXPECT_LT(difference(picture.at(x, y), white), 0.01) << x << ", " << y;
+    for (const auto [x, y] : {std::pair{928 - 33, 508}, {928, 474}, {952, 484}, {480, 270}, {0, 0}})
+        EXPECT_LT(difference(picture.at(x, y), black), 0.01) << x << ", " << y;
+}
 
 TEST_F(DisplayTest, BlendModes) {
     // Two colours over each other, then the pixel into a bank that is still zero.

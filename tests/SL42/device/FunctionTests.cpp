@@ -39,49 +39,38 @@ TEST_F(FunctionTest, Coordinates) {
         audioBuffer[3] = rotate2d(float2(1, 0), 1);
         audioBuffer[4] = resolution;
     )");
-    EXPECT_EQ(out[0], 960);
-    EXPECT_EQ(out[1], 0);
-    EXPECT_EQ(out[2], 3 * 960 + 3);
-    EXPECT_EQ(out[3], 518399);
-    EXPECT_NEAR(out[4], -4, 1e-5);
-    EXPECT_NEAR(out[5], 3, 1e-5);
-    EXPECT_NEAR(out[6], std::cos(1.0), 1e-6);
-    EXPECT_NEAR(out[7], std::sin(1.0), 1e-6);
-    EXPECT_EQ(out[8], 960);
-    EXPECT_EQ(out[9], 540);
+    const double expected[] = {960,           0,   3 * 960 + 3, 518399, -4, 3, std::cos(1.0),
+                               std::sin(1.0), 960, 540};
+    for (std::size_t i = 0; i < std::size(expected); ++i)
+        EXPECT_NEAR(out[i], expected[i], 1e-5) << i;
 }
 
 TEST_F(FunctionTest, RandomNumbers) {
     const auto out = runOnCore0(R"(
         thread uint seed = randomSeed;
-        audioBuffer[0] = float2(as_type<float>(randomuint(0u)), as_type<float>(randomuint(12345u)));
+        audioBuffer[0] = as_type<float2>(uint2(seed, randomuint(12345u)));
         audioBuffer[1] = as_type<float2>(randomuint2());
         uint3 three = randomuint3();
         uint4 four = randomuint4();
         audioBuffer[2] = as_type<float2>(three.xy);
         audioBuffer[3] = as_type<float2>(uint2(three.z, four.x));
         audioBuffer[4] = as_type<float2>(four.yz);
-        audioBuffer[5] = float2(as_type<float>(four.w), as_type<float>(seed));
+        audioBuffer[5] = as_type<float2>(uint2(four.w, randomuint(0u)));
         audioBuffer[6] = float2(randomfloat(), randomfloat2().y);
         float3 f3 = randomfloat3();
-        float4 f4 = randomfloat4();
-        audioBuffer[7] = float2(f3.z, f4.w);
+        audioBuffer[7] = float2(f3.z, randomfloat4().w);
     )");
-    EXPECT_EQ(bits(out[0]), 0U);
-    EXPECT_EQ(bits(out[1]), hash(12345));
     std::uint32_t seed = hash(0); // of sample 0, core 0
-    EXPECT_EQ(bits(out[11]), seed);
+    EXPECT_EQ(bits(out[0]), seed);
+    EXPECT_EQ(bits(out[1]), hash(12345));
     for (std::size_t i = 2; i <= 10; ++i)
         EXPECT_EQ(bits(out[i]), seed = hash(seed)) << i;
-    const auto next = [&seed](int steps) {
-        for (; steps > 0; --steps)
+    EXPECT_EQ(bits(out[11]), 0U);
+    for (std::size_t steps = 1; steps <= 4; ++steps) {
+        for (std::size_t step = 0; step < steps; ++step)
             seed = hash(seed);
-        return static_cast<float>(seed) / 4294967295.0F;
-    };
-    EXPECT_EQ(out[12], next(1));
-    EXPECT_EQ(out[13], next(2));
-    EXPECT_EQ(out[14], next(3));
-    EXPECT_EQ(out[15], next(4));
+        EXPECT_EQ(out[11 + steps], static_cast<float>(seed) / 4294967295.0F) << steps;
+    }
 }
 
 TEST_F(FunctionTest, RandomSeedsFollowSampleAndThread) {

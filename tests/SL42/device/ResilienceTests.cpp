@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 //
 // Programs that are wrong in every way: the console goes on.
-#include "SL42/prelude/ShaderStrings.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
 #include <algorithm>
@@ -22,21 +21,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(ResilienceTest, ErrorsStandOnTheirLine) {
-    start("void fx() {}");
-    engine->setSource("float2 helper(float2 p) { return p.yx; }\nvoid cpu() {\n  undefined(1);\n}\n"
-                      "void fx() {}");
-    mainQueue.pump();
-    const std::string& text = SharedShaderStrings::standardProcessingHeader();
-    const auto line = std::count(text.begin(), text.end(), '\n') + 3;
-    const std::string position = "program_source:" + std::to_string(line) + ":3: error:";
-    const std::string& error = engine->error().get();
-    EXPECT_TRUE(engine->hasError().get());
-    const auto first = error.find(position);
-    ASSERT_NE(first, error.npos) << error;
-    EXPECT_NE(error.find(position, first + 1), error.npos) << "once per stage: " << error;
-}
 
 TEST_F(ResilienceTest, AHangingStageRestsWhileTheOthersGoOn) {
     start("void cpu() { if (core == 0) audioBuffer[0] = float2(peek32<int>(8) + 1);\n"
@@ -59,19 +43,6 @@ TEST_F(ResilienceTest, AHangingStageRestsWhileTheOthersGoOn) {
     drawFrame();
     EXPECT_EQ(picture().at(5, 5), (Color{1, 1, 1, 1}));
     EXPECT_EQ(engine->fault().get(), "");
-}
-
-TEST_F(ResilienceTest, AHangingSongLeavesThePictureAlone) {
-    start("void fx() { cls(1); }");
-    engine->setSource(
-        "void fx() { cls(1); }\nfloat2 sfx() { while (sample > 5) { memory[0]++; } return 1; }");
-    drawFrame();
-    EXPECT_EQ(errorLines(), 1);
-    EXPECT_EQ(picture().at(5, 5), (Color{1, 1, 1, 1}));
-    EXPECT_FALSE(engine->audioRenderer().isPlaying().get());
-    engine->setSource("float2 sfx() { return 1; }");
-    mainQueue.pump();
-    EXPECT_TRUE(engine->audioRenderer().isPlaying().get());
 }
 
 TEST_F(ResilienceTest, WildAddressesDoNoHarm) {

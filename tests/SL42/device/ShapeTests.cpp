@@ -149,7 +149,7 @@ const Shape shapes[] = {
      [](Point p) { return fade(std::abs(toTriangle(p, {500, 500}, {900, 510}, {700, 20}))); }},
 };
 
-class ShapeTest : public DeviceTest {};
+using ShapeTest = DeviceTest;
 
 } // namespace
 

@@ -82,12 +82,5 @@ TEST_F(DocumentTest, SavingLeavesNothingToRecover) {
     EXPECT_EQ(journal.document, path);
 }
 
-TEST(DocumentType, HasAnEnding) {
-    EXPECT_EQ(preferredFilenameExtension(documentType), documentExtension);
-    EXPECT_EQ(preferredFilenameExtension("public.data"), std::nullopt);
-    EXPECT_EQ(StarloomDocument::readableContentTypes(),
-              std::vector<std::string_view>{"org.starloom42.document"});
-}
-
 } // namespace
 } // namespace starloom

@@ -96,10 +96,14 @@ TEST_F(SourceChangeTest, ExportsThePackedForm) {
     EXPECT_EQ(lines.back(), "Weird, the type won't load or there's no extension?");
 }
 
-TEST_F(SourceChangeTest, APreviewPacksNothing) {
-    start("void fx() {}", true);
+TEST_F(SourceChangeTest, APreviewDoesNothing) {
+    start(allThree, true);
+    device->sources.clear();
     engine->setSource("void fx() { cls(); }");
-    settle();
+    drawFrame();
+    EXPECT_TRUE(device->sources.empty());
+    EXPECT_TRUE(device->commandBuffers.empty());
+    EXPECT_EQ(engine->error().get(), "");
     EXPECT_EQ(engine->compressed().size(), 0U);
     EXPECT_EQ(engine->packedSize().get(), 0U);
     engine->savePacked([](const auto&) -> std::optional<std::filesystem::path> {

@@ -4,12 +4,12 @@
 // Pictures that are kept are those that were drawn, and nothing that happens to the file matters.
 #include "SL42/font/FontDrawing.h"
 #include "platform/WholeFile.h"
+#include "tests/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <string>
 
 namespace starloom {
 namespace {
@@ -28,11 +28,6 @@ bool samePictures(const FontPictures& a, const FontPictures& b) {
 
 class FontCacheTest : public testing::Test {
 protected:
-    FontCacheTest() : folder(fs::path(testing::TempDir()) / "sl42-font-cache") {
-        fs::remove_all(folder);
-    }
-    ~FontCacheTest() override { fs::remove_all(folder); }
-
     static FontPictures draw(const FontGrid& grid, const FontCache& cache) {
         const auto fonts = platform::FontLookup::open();
         platform::Log log(platform::printNothing);
@@ -56,7 +51,8 @@ protected:
     }
     fs::path file() const { return folder / "deep/font"; }
 
-    fs::path folder;
+    const tests::ScratchFolder scratch;
+    const fs::path folder = scratch.path("cache");
 };
 
 TEST_F(FontCacheTest, KeepsEveryPixelUnderItsKey) {
@@ -87,13 +83,8 @@ TEST_F(FontCacheTest, DrawsAgainWhatIsDamagedCutOffOrForeign) {
         EXPECT_TRUE(samePictures(draw(grid, cache), drawn));
         EXPECT_TRUE(sameBytes(*platform::readWholeFile(file()), good)) << "and is stored again";
     };
-    survives({});
-    survives(std::span(good).first(3));
-    survives(std::span(good).first(20));
-    survives(std::span(good).first(good.size() / 2));
-    survives(std::span(good).first(good.size() - 1));
-    for (const std::size_t at :
-         {std::size_t{0}, std::size_t{9}, std::size_t{40}, good.size() - 1}) {
+    for (const std::size_t at : {0UL, 3UL, 9UL, 20UL, 40UL, good.size() / 2, good.size() - 1}) {
+        survives(std::span(good).first(at));
         platform::Bytes bad = good;
         bad[at] ^= std::byte{4};
         survives(bad);

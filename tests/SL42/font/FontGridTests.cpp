@@ -32,18 +32,5 @@ TEST(FontGrid, LinesAreCentredInTheirRowsToWholePoints) {
     EXPECT_EQ(grid.baseline(0, {.ascent = 300, .descent = 100, .widest = 350}).x, -4);
 }
 
-TEST(FontGrid, OtherSizesAndScalesKeepTheArithmetic) {
-    const FontGrid unscaled(4096, 1);
-    EXPECT_EQ(unscaled.cell(0), (Cell{0, 0, 341, 491}));
-    EXPECT_DOUBLE_EQ(unscaled.fontSize(), 491 * 0.83);
-    // 1001 pixels are 500.5 points: columns of 500 / 12, rows of 715 / 12 + 4, counted from the
-    // bottom of whole points, so that half a point, one pixel, stays free at the top.
-    const FontGrid odd(1001, 2);
-    EXPECT_EQ(odd.cell(13), (Cell{82, 1 + 126, 82, 126}));
-    // Small textures have no room for the last rows.
-    const FontGrid small(64, 2);
-    EXPECT_EQ(small.cell(94).height, 0U);
-}
-
 } // namespace
 } // namespace starloom

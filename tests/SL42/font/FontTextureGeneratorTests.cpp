@@ -4,16 +4,12 @@
 // What the generator asks of a device, when it waits, and what it does when the device fails.
 #include "SL42/font/FontTextureGenerator.h"
 #include "tests/SL42/FakeDevice.h"
+#include "tests/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <thread>
-#include <vector>
+#include <functional>
 
 namespace starloom {
 namespace {
@@ -82,27 +78,17 @@ TEST_F(FontTextureGeneratorOnFakeDevice, LostWorkIsDoneAgainButNotForever) {
 
 TEST_F(FontTextureGeneratorOnFakeDevice, FailuresOfTheMachineStopTheProgram) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_DEATH(
-        {
-            device->refusesCommandBuffers = true;
-            make()->texture();
-        },
-        "Failed to create command buffer for font generator");
-    EXPECT_DEATH(
-        {
-            device->brokenKernels = {"addFontChannel"};
-            make()->texture();
-        },
-        "Failed to load compute shader for font generator");
-    const std::string noFonts = testing::TempDir() + "sl42-no-fonts.conf";
-    std::ofstream(noFonts) << "<fontconfig></fontconfig>";
-    EXPECT_DEATH(
-        {
-            ::setenv("FONTCONFIG_FILE", noFonts.c_str(), 1);
-            make()->texture();
-        },
-        "Could not create CGContext for font renderin");
-    std::filesystem::remove(noFonts);
+    const tests::ScratchFolder folder;
+    const std::string noFonts = folder.file("fonts.conf", "<fontconfig></fontconfig>");
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { device->refusesCommandBuffers = true; },
+         "Failed to create command buffer for font generator"},
+        {[&] { device->brokenKernels = {"addFontChannel"}; },
+         "Failed to load compute shader for font generator"},
+        {[&] { ::setenv("FONTCONFIG_FILE", noFonts.c_str(), 1); },
+         "Could not create CGContext for font renderin"}};
+    for (const auto& [fail, message] : cases)
+        EXPECT_DEATH((fail(), make()->texture()), message);
 }
 
 } // namespace

@@ -2,30 +2,87 @@
 // Part of Starloom 42.
 //
 // The help against the truth: the text of the prelude, and the page that is made from the help.
+#include "SL42/prelude/ShaderStrings.h"
 #include "app/help/HelpReference.h"
 #include "app/help/Markdown.h"
-#include "tests/app/help/PreludeNames.h"
+#include "tests/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <map>
 #include <regex>
-#include <sstream>
+#include <set>
 
 namespace help {
 namespace {
 
-/// What programs themselves declare.
-const std::map<std::string, std::set<std::string>> programNames{
-    {"cpu", {"void cpu()"}},
-    {"fx", {"void fx()"}},
-    {"sfx", {"float2 sfx()"}},
-    {"music", {"int4 music = {120, 4, 4, 4}"}}};
+using Names = std::map<std::string, std::set<std::string>>;
 
-std::map<std::string, std::set<std::string>> allNames() {
+/// What programs themselves declare.
+const Names programNames{{"cpu", {"void cpu()"}},
+                         {"fx", {"void fx()"}},
+                         {"sfx", {"float2 sfx()"}},
+                         {"music", {"int4 music = {120, 4, 4, 4}"}}};
+
+/// On one line, with single spaces.
+std::string normalized(std::string_view declaration) {
+    std::string text;
+    for (const char c : declaration) {
+        if (std::isspace(static_cast<unsigned char>(c)) == 0)
+            text += c;
+        else if (!text.empty() && text.back() != ' ')
+            text += ' ';
+    }
+    while (text.ends_with(' '))
+        text.pop_back();
+    return text;
+}
+
+constexpr auto lineByLine = std::regex::ECMAScript | std::regex::multiline;
+
+/// Adds each match of `pattern`; the groups say which part is the declaration and which the name.
+void collect(const std::string& text, const char* pattern, std::size_t declaration,
+             std::size_t name, Names& names) {
+    const std::regex expression(pattern, lineByLine);
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
+         ++match)
+        names[(*match)[name]].insert(normalized((*match)[declaration].str()));
+}
+
+void collectEnumerators(const std::string& text, Names& names) {
+    const std::regex block(R"(^enum [^{]*\{([^}]*)\})", lineByLine);
+    const std::regex enumerator(R"((\w+) =)");
+    for (std::sregex_iterator match(text.begin(), text.end(), block), end; match != end; ++match) {
+        const std::string body = (*match)[1];
+        for (std::sregex_iterator one(body.begin(), body.end(), enumerator); one != end; ++one)
+            names[(*one)[1]];
+    }
+}
+
+/// Every name that programs can use, with its declarations in the form of normalized(). Enumerators
+/// and names of keys have none of their own.
+Names preludeNames() {
+    const std::string text =
+        std::regex_replace(starloom::SharedShaderStrings::standardProcessingHeader(),
+                           std::regex("//.*$", lineByLine), "");
+    Names names;
+    // Functions and types begin at the start of a line, members of the machine class are indented.
+    collect(text, R"(^((template <typename T>\n)?\w+ (\w+)\([^{};]*\)) \{$)", 1, 3, names);
+    collect(text, R"(^((enum|struct) (\w+)[^{]*\{[^}]*\});)", 1, 3, names);
+    collect(text, R"(^(#define (\w+) .*)$)", 1, 2, names);
+    collect(text, R"(^(constant \w+ (\w+)[^=;]*?)( = .*)?;$)", 1, 2, names);
+    collect(text, R"(^(constexpr sampler (\w+)\([^;]*);$)", 1, 2, names);
+    const std::string machine = text.substr(text.find("class SL42"));
+    const std::string members = machine.substr(0, machine.find("\nenum"));
+    collect(members, R"(^    ([\w<>:, ]+\*? (\w+))( = .*)?;$)", 1, 2, names);
+    collectEnumerators(text, names);
+    return names;
+}
+
+Names allNames() {
     auto names = preludeNames();
     names.insert(programNames.begin(), programNames.end());
     return names;
@@ -120,10 +177,9 @@ TEST(Reference, ThePageIsUpToDate) {
         std::ofstream(file) << page;
         GTEST_SKIP() << "wrote " << file;
     }
-    std::stringstream text;
-    text << std::ifstream(file).rdbuf();
-    EXPECT_TRUE(text.str() == page) << file << " is not what the help says. Write it anew with: "
-                                    << "./test --update-goldens -R help_tests";
+    EXPECT_TRUE(tests::contentsOf(file) == page)
+        << file << " is not what the help says. Write it anew with: "
+        << "./test --update-goldens -R help_tests";
 }
 
 } // namespace help
