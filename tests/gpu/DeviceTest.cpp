@@ -47,10 +47,14 @@ DeviceTest::pipeline(const std::string& body, const gpu::FunctionConstantValues&
     return orThrow(device->makeComputePipelineState(function));
 }
 
-std::shared_ptr<gpu::CommandBuffer> DeviceTest::run(const Encode& encode) {
-    auto commandBuffer = queue->makeCommandBuffer();
+/// Encodes with what `make` gives, commits and waits.
+template <class Encoder>
+static std::shared_ptr<gpu::CommandBuffer>
+submit(gpu::CommandQueue& queue, std::shared_ptr<Encoder> (gpu::CommandBuffer::*make)(),
+       const std::function<void(Encoder&)>& encode) {
+    auto commandBuffer = queue.makeCommandBuffer();
     commandBuffer->setLabel("Test");
-    auto encoder = commandBuffer->makeComputeCommandEncoder();
+    auto encoder = ((*commandBuffer).*make)();
     encode(*encoder);
     encoder->endEncoding();
     commandBuffer->commit();
@@ -58,15 +62,12 @@ std::shared_ptr<gpu::CommandBuffer> DeviceTest::run(const Encode& encode) {
     return commandBuffer;
 }
 
+std::shared_ptr<gpu::CommandBuffer> DeviceTest::run(const Encode& encode) {
+    return submit(*queue, &gpu::CommandBuffer::makeComputeCommandEncoder, encode);
+}
+
 std::shared_ptr<gpu::CommandBuffer> DeviceTest::blit(const EncodeBlit& encode) {
-    auto commandBuffer = queue->makeCommandBuffer();
-    commandBuffer->setLabel("Test");
-    auto encoder = commandBuffer->makeBlitCommandEncoder();
-    encode(*encoder);
-    encoder->endEncoding();
-    commandBuffer->commit();
-    commandBuffer->waitUntilCompleted();
-    return commandBuffer;
+    return submit(*queue, &gpu::CommandBuffer::makeBlitCommandEncoder, encode);
 }
 
 std::shared_ptr<gpu::CommandBuffer>

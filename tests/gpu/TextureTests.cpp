@@ -27,26 +27,20 @@ Components componentsOf(PixelFormat format) {
 }
 
 float load(const std::byte* place, std::size_t componentBytes) {
-    if (componentBytes == 1)
-        return static_cast<float>(static_cast<std::uint8_t>(*place)) / 255;
-    if (componentBytes == 4) {
-        float value = 0;
-        std::memcpy(&value, place, 4);
-        return value;
-    }
-    _Float16 half = 0;
-    std::memcpy(&half, place, 2);
-    return static_cast<float>(half);
+    const auto as = [place]<class T>(T value) {
+        std::memcpy(&value, place, sizeof value);
+        return static_cast<float>(value);
+    };
+    return componentBytes == 1   ? as(std::uint8_t{}) / 255
+           : componentBytes == 2 ? as(_Float16{})
+                                 : as(float{});
 }
 
 void store(std::byte* place, std::size_t componentBytes, float value) {
+    const auto byte = static_cast<std::uint8_t>(std::lround(value * 255));
     const auto half = static_cast<_Float16>(value);
-    if (componentBytes == 1)
-        *place = static_cast<std::byte>(std::lround(value * 255));
-    else if (componentBytes == 4)
-        std::memcpy(place, &value, 4);
-    else
-        std::memcpy(place, &half, 2);
+    const void* const sources[] = {nullptr, &byte, &half, nullptr, &value};
+    std::memcpy(place, sources[componentBytes], componentBytes);
 }
 
 /// A different value in every component, all exact in every format.

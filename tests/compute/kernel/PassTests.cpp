@@ -253,15 +253,6 @@ TEST(PassTests, ControlFlowTakesTheCanonicalShape) {
         EXPECT_TRUE(loop->isLoopSimplifyForm());
 }
 
-TEST(PassTests, EndlessLoopsStay) {
-    Bench bench(tests::makeOneDimensional("br label %loop\nloop:\nbr label %loop"));
-    ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget", "defineArithmetic", "inlineCalls",
-                         "foldInitialisers", "boundIndices", "promote"}),
-              "");
-    llvm::BasicBlock* last = &bench.entry().back();
-    EXPECT_TRUE(llvm::is_contained(llvm::successors(last), last)) << bench.text();
-}
-
 TEST(PassTests, ExtractionTakesOnlyWhatTheKernelReaches) {
     const Program program = tests::makeOneDimensional("call void @used() ret void",
                                                       R"(
@@ -279,7 +270,6 @@ TEST(PassTests, ExtractionTakesOnlyWhatTheKernelReaches) {
     EXPECT_FALSE(llvm::verifyModule(*extracted->module, &llvm::errs()));
 }
 
-// Arithmetic and phis become float; what goes to memory or was converted on purpose stays rounded.
 /// A kernel that reads four bytes from `%out` on, does `between`, and writes them 64 bytes further,
 /// `last` bytes after the third.
 std::string copyOfBytes(const char* between, const char* last) {
@@ -325,6 +315,7 @@ TEST(PassTests, MergeBytesMakesWordsOfWhatLiesSideBySide) {
     }
 }
 
+// Arithmetic and phis become float; what goes to memory or was converted on purpose stays rounded.
 TEST(PassTests, WidenHalfComputesInFloat) {
     Bench bench(tests::makeOneDimensional(R"(
     entry:

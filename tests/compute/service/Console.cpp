@@ -29,7 +29,7 @@ PipelineFuture Console::startPipeline(const std::string& kernel) {
 }
 
 std::shared_ptr<gpu::CommandBuffer>
-Console::commit(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines) {
+Console::commit(const Pipelines& pipelines, std::function<void(gpu::CommandBuffer&)> completed) {
     auto commandBuffer = queue->makeCommandBuffer();
     commandBuffer->setLabel("Render");
     auto encoder = commandBuffer->makeComputeCommandEncoder();
@@ -39,12 +39,13 @@ Console::commit(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& p
         encoder->dispatchThreads({counters, 1, 1}, {counters, 1, 1});
     }
     encoder->endEncoding();
+    if (completed)
+        commandBuffer->addCompletedHandler(std::move(completed));
     commandBuffer->commit();
     return commandBuffer;
 }
 
-std::shared_ptr<gpu::CommandBuffer>
-Console::run(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines) {
+std::shared_ptr<gpu::CommandBuffer> Console::run(const Pipelines& pipelines) {
     auto commandBuffer = commit(pipelines);
     commandBuffer->waitUntilCompleted();
     return commandBuffer;

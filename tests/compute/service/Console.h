@@ -10,6 +10,7 @@
 
 namespace test {
 
+using Pipelines = std::vector<std::shared_ptr<gpu::ComputePipelineState>>;
 using PipelineFuture = std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>;
 
 /// A device over the misbehaving service, with one shared buffer of 64 counters.
@@ -24,10 +25,9 @@ protected:
     PipelineFuture startPipeline(const std::string& kernel);
     /// Commits a command buffer "Render" that runs the kernels one after the other.
     std::shared_ptr<gpu::CommandBuffer>
-    commit(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines);
+    commit(const Pipelines& pipelines, std::function<void(gpu::CommandBuffer&)> completed = {});
     /// The same, waited for.
-    std::shared_ptr<gpu::CommandBuffer>
-    run(const std::vector<std::shared_ptr<gpu::ComputePipelineState>>& pipelines);
+    std::shared_ptr<gpu::CommandBuffer> run(const Pipelines& pipelines);
     std::uint32_t counter(std::size_t index = 0);
     /// Process id of the running service.
     pid_t servicePid();

@@ -45,11 +45,6 @@ constexpr KernelEntry table[] = {
          std::this_thread::sleep_for(std::chrono::milliseconds(300));
          ++buffer[0];
      }},
-    {"spin",
-     [](std::uint32_t*, std::uint32_t) {
-         while (true)
-             sink = sink + 1;
-     }},
     // The farthest that a 32-bit index into vectors of four floats goes, in both directions.
     {"wild-up",
      [](std::uint32_t* buffer, std::uint32_t) { buffer[(std::uint64_t{1} << 34) - 4] = 1; }},
@@ -147,9 +142,6 @@ public:
                 std::abort();
             if (word == "overflow-compiler")
                 sink = recurse(0);
-            if (word == "hang-compiler")
-                while (true)
-                    sink = sink + 1;
             if (names.size() < 8)
                 names.push_back(word);
         }

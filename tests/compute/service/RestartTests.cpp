@@ -52,14 +52,7 @@ TEST_F(Restart, KilledAgainAndAgainUnderLoadEveryCommandBufferEnds) {
     });
     constexpr int frames = 300;
     for (int i = 0; i < frames; ++i) {
-        auto commandBuffer = queue->makeCommandBuffer();
-        auto encoder = commandBuffer->makeComputeCommandEncoder();
-        encoder->setComputePipelineState(count);
-        encoder->setBuffer(buffer, 0, 0);
-        encoder->dispatchThreads({counters, 1, 1}, {counters, 1, 1});
-        encoder->endEncoding();
-        commandBuffer->addCompletedHandler([&](gpu::CommandBuffer&) { ++ended; });
-        commandBuffer->commit();
+        const auto commandBuffer = commit({count}, [&](gpu::CommandBuffer&) { ++ended; });
         if (i % 3 == 0)
             commandBuffer->waitUntilCompleted();
     }

@@ -90,31 +90,6 @@ TEST(AnalysisTests, ThreadsLeaveALoopTogetherOrOneByOne) {
         << "each leaves with a number of its own";
 }
 
-TEST(AnalysisTests, PiecesThatMayBeJumpedOverKnowWhereTheyLead) {
-    KernelText kernel(R"(
-    entry:
-        %odd = trunc i32 %x to i1
-        br i1 %odd, label %first, label %other
-    first:
-        %many = icmp ugt i32 %x, 100
-        br i1 %many, label %inner, label %other
-    inner:
-        br label %end
-    other:
-        %quotient = udiv i32 1, %y
-        br label %end
-    end:
-        ret void)");
-    const Analysed found(kernel);
-    EXPECT_EQ(found.tree->below(kernel.block("entry")).size(), 3u);
-    EXPECT_TRUE(found.tree->rejoins(kernel.block("end")));
-    const Blocks targets = found.tree->targetsBeyond(kernel.block("first"));
-    EXPECT_EQ(targets.size(), 2u);
-    EXPECT_TRUE(llvm::is_contained(targets, kernel.block("other")));
-    EXPECT_TRUE(found.tree->weight(kernel.block("other")).needsThread) << "it may divide by zero";
-    EXPECT_FALSE(found.tree->weight(kernel.block("first")).needsThread);
-}
-
 TEST(AnalysisTests, PrivateMemoryIsSharedWovenOrCopied) {
     KernelText kernel(R"(
     entry:

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Which overload a call takes: mixtures of element types, scalars beside vectors, brace lists, and
-// programs' own functions under the library's names.
+// Which overload a call takes: mixtures of element types, scalars beside vectors, brace lists.
 #include <metal_stdlib>
 
 #include <gtest/gtest.h>
@@ -62,29 +61,6 @@ TEST(Overload, BraceListsAreVectors) {
     EXPECT_TRUE(all(metal::max({0, 3, 20}, cell) == int3(0, 4, 20)));
     EXPECT_TRUE(all(metal::clamp(cell.xy, {0, 0}, {7, 3}) == int2(0, 3)));
 }
-
-namespace program {
-using namespace metal;
-
-float max3(float3 v) {
-    return metal::max3(v.x, v.y, v.z);
-}
-float2 rotate(float2 v, float angle) {
-    const float s = sin(angle);
-    const float c = cos(angle);
-    return float2(v.x * c - v.y * s, v.x * s + v.y * c);
-}
-float fract = 0.25f;
-
-TEST(Overload, ProgramsReuseTheLibrarysNames) {
-    EXPECT_EQ(max3(float3(1, 5, 2)), 5);
-    EXPECT_NEAR(rotate(float2(1, 0), M_PI_2_F).y, 1, 1e-6);
-    EXPECT_EQ(program::fract, 0.25f);
-    const float length = metal::length(float2(3, 4));
-    EXPECT_EQ(length, 5);
-}
-
-} // namespace program
 
 TEST(Overload, Geometry) {
     const float3 n(0, 1, 0);
