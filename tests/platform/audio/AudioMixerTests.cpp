@@ -1,36 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 #include "platform/audio/SilentAudioEngine.h"
+#include "tests/Allocations.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <new>
 #include <thread>
 #include <vector>
-
-namespace {
-thread_local std::size_t allocations = 0;
-} // namespace
-
-// Sanitizers bring their own.
-#if !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer)
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-#endif
 
 namespace platform {
 namespace {
@@ -182,9 +161,9 @@ TEST_F(AudioMixerTest, FreesVoicesOnTheMainThreadOnly) {
         node.play();
         ASSERT_TRUE(node.isPlaying()) << i;
         std::vector<float> samples(2048);
-        const std::size_t before = allocations;
+        const std::size_t before = test::allocationCount();
         mixer.render(samples);
-        EXPECT_EQ(allocations, before);
+        EXPECT_EQ(test::allocationCount(), before);
     }
     mixer.detachDevice();
     MixerPlayerNode last(mixer);

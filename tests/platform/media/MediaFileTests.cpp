@@ -25,11 +25,9 @@ using Samples = std::vector<float>;
 
 class MediaFileTest : public testing::Test {
 protected:
-    std::string path(const std::string& name) const { return m_scratch.path(name); }
-    std::size_t fileCount() const { return m_scratch.names().size(); }
+    std::string path(const std::string& name) const { return scratch.path(name); }
 
-private:
-    ::tests::ScratchFolder m_scratch;
+    ::tests::ScratchFolder scratch;
 };
 
 Samples sine(double frequency, double level, std::size_t count) {
@@ -96,7 +94,7 @@ TEST_F(MediaFileTest, AacHasLengthPlaceLevelAndSpectrum) {
                     static_cast<double>(onset(left)), 3);
     }
     EXPECT_NEAR(static_cast<double>(readSound(path("a.m4a"))->bitRate), 256e3, 100e3);
-    EXPECT_EQ(fileCount(), 1U);
+    EXPECT_EQ(scratch.names().size(), 1U);
 }
 
 TEST_F(MediaFileTest, WavHoldsEveryBit) {
@@ -132,7 +130,7 @@ TEST_F(MediaFileTest, NothingIsLeftOfAFileThatWasNotFinished) {
         ASSERT_TRUE(writer->write(samples, samples));
         EXPECT_FALSE(fs::exists(path("half")));
     }
-    EXPECT_EQ(fileCount(), 0U);
+    EXPECT_TRUE(scratch.names().empty());
 }
 
 TEST_F(MediaFileTest, SaysInOneLineWhereItCannotWrite) {
@@ -162,7 +160,7 @@ TEST_F(MediaFileTest, KeepsTheOldFileWhenWritingFails) {
     ASSERT_FALSE(written);
     EXPECT_EQ(written.error().message, "cannot write " + path("a.wav") + ": File too large");
     EXPECT_EQ(readSound(path("a.wav"))->channels[0], old);
-    EXPECT_EQ(fileCount(), 1U);
+    EXPECT_EQ(scratch.names().size(), 1U);
 }
 
 /// A grey whose lightness counts the frames, with a block of each primary.
@@ -247,7 +245,7 @@ TEST_P(MovieTest, HasEveryFrameAtItsTime) {
         EXPECT_EQ(sound->channels[0].size(), sampleCount);
         EXPECT_NEAR(levelAt(1000, sound->channels[0]), 0.5, 0.02);
     }
-    EXPECT_EQ(fileCount(), 1U);
+    EXPECT_EQ(scratch.names().size(), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(
