@@ -25,6 +25,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t mostTokens = 4'000'000;
 constexpr double mostMacroTokens = 4'000'000;
 constexpr std::size_t mostTemplates = 100'000;
+/// Every operator between vectors tries out all its templates: some hundred a line.
+constexpr std::size_t mostTrials = 2'000'000;
 constexpr auto longestTime = std::chrono::seconds(5);
 
 /// Reports why the compilation ends. Clang stops instantiating templates only after an error of its
@@ -152,9 +154,11 @@ public:
 
     void atTemplateBegin(const clang::Sema& sema,
                          const clang::Sema::CodeSynthesisContext& context) override {
-        ++m_count;
-        const bool late = m_count % 64 == 0 && Clock::now() > m_deadline;
-        if (m_stopped || (m_count <= mostTemplates && !late))
+        const bool isTrial =
+            context.Kind != clang::Sema::CodeSynthesisContext::TemplateInstantiation;
+        ++(isTrial ? m_trials : m_templates);
+        const bool late = (m_trials + m_templates) % 64 == 0 && Clock::now() > m_deadline;
+        if (m_stopped || (m_templates <= mostTemplates && m_trials <= mostTrials && !late))
             return;
         m_stopped = true;
         stop(sema.Diags, context.PointOfInstantiation,
@@ -163,7 +167,8 @@ public:
     }
 
 private:
-    std::size_t m_count = 0;
+    std::size_t m_templates = 0;
+    std::size_t m_trials = 0;
     Clock::time_point m_deadline = Clock::now() + longestTime;
     bool m_stopped = false;
 };

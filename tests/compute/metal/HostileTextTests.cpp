@@ -117,6 +117,12 @@ TEST(HostileText, LongButHonestProgramsCompile) {
     for (int i = 0; i < 2000; ++i)
         functions += "float f" + std::to_string(i) + "(float x) { return x * 1.5 + 2; }\n";
     EXPECT_EQ(messages(functions), "");
+    EXPECT_EQ(messages("#include <metal_stdlib>\nusing namespace metal;\n"
+                       "float3 f(float3 c, float2 p) {\n" +
+                       repeated("c = mix(c * 0.5 + p.xyx, c.zyx * p.y, smoothstep(0.0, 1.0, c));\n",
+                                3000) +
+                       "return c; }\n"),
+              "");
     EXPECT_EQ(messages("constant float table[] = {" + repeated("1.5, ", 50'000) + "};\n"), "");
     EXPECT_EQ(messages("int f(int x) { return x" + repeated(" + x", 5000) + "; }\n"), "");
     EXPECT_EQ(messages("void f(int x) {" + repeated("if (x) x = 1; else ", 1000) + "x = 2; }\n"),
