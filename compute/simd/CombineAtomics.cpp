@@ -35,24 +35,25 @@ llvm::Value* combined(LaneBuilder& builder, Operation operation, llvm::Value* fi
     }
 }
 
-/// The operand that changes nothing, if the operation can be regrouped.
-std::optional<llvm::APInt> neutral(Operation operation, unsigned bits) {
+/// The operand that changes nothing; null for operations that cannot be regrouped.
+llvm::Constant* neutral(Operation operation, llvm::Type* type) {
+    const unsigned bits = type->getScalarSizeInBits();
     switch (operation) {
     case Operation::Add:
     case Operation::Sub:
     case Operation::Or:
     case Operation::Xor:
     case Operation::UMax:
-        return llvm::APInt::getZero(bits);
+        return llvm::Constant::getNullValue(type);
     case Operation::And:
     case Operation::UMin:
-        return llvm::APInt::getAllOnes(bits);
+        return llvm::Constant::getAllOnesValue(type);
     case Operation::Max:
-        return llvm::APInt::getSignedMinValue(bits);
+        return llvm::ConstantInt::get(type, llvm::APInt::getSignedMinValue(bits));
     case Operation::Min:
-        return llvm::APInt::getSignedMaxValue(bits);
+        return llvm::ConstantInt::get(type, llvm::APInt::getSignedMaxValue(bits));
     default:
-        return std::nullopt;
+        return nullptr;
     }
 }
 
@@ -80,7 +81,7 @@ bool canCombine(const llvm::AtomicRMWInst& atomic, const WideValues& values) {
         return false;
     if (atomic.getOperation() == Operation::Xchg)
         return atomic.use_empty();
-    return atomic.getType()->isIntegerTy() && neutral(atomic.getOperation(), 32).has_value();
+    return neutral(atomic.getOperation(), atomic.getType()) != nullptr;
 }
 
 llvm::Value* combineAtomics(LaneBuilder& builder, WideValues& values, llvm::AtomicRMWInst& atomic,
@@ -91,8 +92,7 @@ llvm::Value* combineAtomics(LaneBuilder& builder, WideValues& values, llvm::Atom
         changeMemory(builder, values, atomic, builder.lane(operands, builder.lastLane(mask)));
         return nullptr;
     }
-    llvm::Value* nothing = builder.broadcast(llvm::ConstantInt::get(
-        atomic.getContext(), *neutral(operation, atomic.getType()->getIntegerBitWidth())));
+    llvm::Constant* nothing = neutral(operation, builder.wideType(atomic.getType()));
     // After this, what each lane and those below it do together.
     llvm::Value* together = builder.CreateSelect(mask, operands, nothing);
     for (unsigned distance = 1; distance < builder.lanes(); distance *= 2)

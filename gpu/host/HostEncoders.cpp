@@ -92,27 +92,22 @@ void HostComputeEncoder::dispatchThreads(Size3 threads, Size3 threadsPerThreadgr
 }
 
 bool HostComputeEncoder::bind(const protocol::Parameter& parameter) {
-    const char* kind = "";
+    const auto isMissing = [&](const char* kind) {
+        refuse("kernel '" + m_pipeline->functionName() + "' needs " + kind + " " +
+               std::to_string(parameter.index) + " ('" + parameter.name +
+               "'), which is not bound or does not fit");
+        return false;
+    };
     switch (parameter.kind) {
     case protocol::ParameterKind::BuiltIn:
         return true;
     case protocol::ParameterKind::Buffer:
-        if (bindBuffer(parameter.index))
-            return true;
-        kind = "buffer";
-        break;
+        return bindBuffer(parameter.index) || isMissing("buffer");
     case protocol::ParameterKind::Texture:
-        if (bindTexture(parameter.index))
-            return true;
-        kind = "texture";
-        break;
+        return bindTexture(parameter.index) || isMissing("texture");
     case protocol::ParameterKind::Sampler:
-        kind = "sampler"; // there is no way to bind one
-        break;
+        return isMissing("sampler"); // there is no way to bind one
     }
-    refuse("kernel '" + m_pipeline->functionName() + "' needs " + kind + " " +
-           std::to_string(parameter.index) + " ('" + parameter.name +
-           "'), which is not bound or does not fit");
     return false;
 }
 

@@ -176,7 +176,7 @@ bool ServiceClient::handle(const T& answer) {
     if (found == m_requests.end() ||
         (*found)->question.index() != protocol::alternativeOf<T, Answer> || !plausible(answer))
         return false;
-    const std::shared_ptr<Request> request = *found;
+    const std::shared_ptr<Request> request = std::move(*found);
     m_requests.erase(found);
     m_failedRuns = 0;
     if (std::is_same_v<T, protocol::LibraryCompiled>)

@@ -58,20 +58,21 @@ public:
 class SteadyTest : public testing::Test {
 protected:
     static constexpr std::uint32_t count = 10'000;
+    static constexpr std::size_t length = std::size_t{4} * count;
     static constexpr protocol::BufferId buffer{1};
     static constexpr protocol::PipelineId pipeline{3};
 
     void SetUp() override {
         auto ends = protocol::Channel::makePair();
-        memory = *platform::SharedMemory::create(4 * count, "test");
-        console.emplace(std::move(ends->first));
+        memory = *platform::SharedMemory::create(length, "test");
+        console = std::make_unique<protocol::Channel>(std::move(ends->first));
         service = std::jthread([this, end = std::move(ends->second)]() mutable {
             protocol::Channel channel(std::move(end));
             OneKernelCompiler compiler;
             auto server = service::Server::create(channel, compiler, page);
             EXPECT_TRUE((*server)->serve());
         });
-        ask(protocol::RegisterBuffer{buffer, 4 * count}, memory->descriptor());
+        ask(protocol::RegisterBuffer{buffer, length}, memory->descriptor());
         answer<protocol::Ready>();
         ask(protocol::CompileLibrary{{4}, {2}, std::string("text")});
         answer<protocol::LibraryCompiled>();
@@ -88,7 +89,8 @@ protected:
     template <class T>
     T answer() {
         const auto received = console->receive(protocol::Channel::Descriptors::Drop, true);
-        return std::get<T>(*protocol::decode<protocol::Reply>(received.bytes));
+        EXPECT_TRUE(protocol::decodeInto(reply, received.bytes));
+        return std::get<T>(reply);
     }
     void addDispatch(protocol::RunCommands& job, std::uint32_t summand) const {
         const auto offset = static_cast<std::uint32_t>(job.bytes.size());
@@ -100,14 +102,15 @@ protected:
     }
     std::uint32_t lastNumber() const {
         std::uint32_t number = 0;
-        std::memcpy(&number, &memory->bytes()[4 * (count - 1)], 4);
+        std::memcpy(&number, &memory->bytes()[length - 4], 4);
         return number;
     }
 
     protocol::StatusPage page;
     std::shared_ptr<platform::SharedMemory> memory;
-    std::optional<protocol::Channel> console;
+    std::unique_ptr<protocol::Channel> console;
     std::jthread service;
+    protocol::Reply reply;
     std::vector<std::byte> bytes;
 };
 
@@ -145,8 +148,8 @@ TEST_F(SteadyTest, ArgumentsThatAreNotThereAreRefused) {
     EXPECT_EQ(refusal([](Job& job) { job.bindings.pop_back(); }), "arguments are missing");
     EXPECT_EQ(refusal([](Job& job) { job.bindings.emplace_back(InlineBinding{1, 0, 4}); }),
               "there are arguments without a dispatch");
-    for (const auto& [offset, length] : {std::pair(1u, 4u), {5u, 0u}, {0xFFFFFFFFu, 4u}})
-        EXPECT_EQ(refusal([&](Job& job) { job.bindings[1] = InlineBinding{1, offset, length}; }),
+    for (const InlineBinding beyond : {InlineBinding{1, 1, 4}, {1, 5, 0}, {1, 0xFFFFFFFF, 4}})
+        EXPECT_EQ(refusal([&](Job& job) { job.bindings[1] = beyond; }),
                   "an argument by value is not there");
     EXPECT_EQ(refusal([](Job& job) {
                   job.bytes.resize(10'000);
