@@ -5,6 +5,7 @@
 #include "bench/fuzz/Expressions.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace fuzz {
 namespace {
@@ -78,9 +79,13 @@ private:
         case Verb::Assign:
             assign(s, frame);
             return Flow::Next;
+        case Verb::Copy:
+            copy(s, frame);
+            return Flow::Next;
         case Verb::If:
             return run(s.bodies[m_expressions.holds(s.exprs[0], frame) ? 0 : 1], frame);
         case Verb::For:
+            return countedLoop(s, frame);
         case Verb::While:
         case Verb::DoWhile:
             return loop(s, frame);
@@ -129,14 +134,38 @@ private:
         m_thread.variables.store(location, target.type.lanes, value);
     }
 
+    void copy(const Stmt& s, const Frame& frame) {
+        const Variable& from = frame.function->variables[s.exprs[1].which];
+        const std::vector<Cell> cells = argument(from, s.exprs[1], frame);
+        std::ranges::copy(cells,
+                          &m_thread.variables.cell(m_expressions.locate(s.exprs[0], frame).base));
+    }
+
+    Flow countedLoop(const Stmt& s, const Frame& frame) {
+        const Type type = frame.function->variables[s.which].type;
+        const Location counter{.base = frame.bases[s.which]};
+        const auto before = static_cast<unsigned>(
+            std::ranges::find(compareOperators, std::string_view(s.step > 0 ? "<" : ">")) -
+            compareOperators);
+        for (std::int64_t i = s.start;; i += s.step) {
+            const Cell cell{.integer = i, .number = static_cast<double>(i)};
+            m_thread.variables.store(counter, 1, {cell});
+            if (!compare(type, before, cell, m_expressions.evaluate(s.exprs[0], frame)[0]))
+                return Flow::Next;
+            const Flow flow = run(s.bodies[0], frame);
+            if (flow == Flow::Return || m_steps >= maxSteps)
+                return Flow::Return;
+            if (flow == Flow::Break)
+                return Flow::Next;
+        }
+    }
+
     Flow loop(const Stmt& s, const Frame& frame) {
         const auto counter = [&]() -> std::int64_t& {
             return m_thread.variables.cell(frame.bases[s.which]).integer;
         };
         counter() = 0;
         const auto goesOn = [&] {
-            if (s.verb == Verb::For)
-                return counter() < m_expressions.integer(s.exprs[0], frame);
             const std::int64_t count = s.verb == Verb::While ? counter()++ : ++counter();
             return count < s.limit && m_expressions.holds(s.exprs[0], frame);
         };
@@ -147,8 +176,6 @@ private:
                 return Flow::Return;
             if (flow == Flow::Break)
                 break;
-            if (s.verb == Verb::For)
-                ++counter();
         }
         return Flow::Next;
     }

@@ -2,10 +2,11 @@
 // Part of Starloom 42.
 #include "bench/fuzz/ExpressionGenerator.h"
 
+#include "bench/fuzz/Nodes.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <string_view>
 
 namespace fuzz {
 namespace {
@@ -18,23 +19,7 @@ bool isPow2(unsigned n) {
     return (n & (n - 1)) == 0;
 }
 
-template <class Functions>
-unsigned numberOf(const Functions& functions, std::string_view name) {
-    const auto found = std::ranges::find(functions, name, [](const auto& f) { return f.name; });
-    return static_cast<unsigned>(found - functions.begin());
-}
-
-Range sumRange(const Range& a, const Range& b) {
-    return {a.bound + b.bound, std::min(a.granule, b.granule)};
-}
-
 } // namespace
-
-bool fits(Scalar type, Range range) {
-    const bool isHalf = type == Scalar::Half;
-    return std::log2(range.bound) - range.granule <= (isHalf ? 10 : 22) &&
-           range.bound <= (isHalf ? 16384.0 : 1e12) && range.granule >= (isHalf ? -8 : -20);
-}
 
 Type ExpressionGenerator::anyType() {
     const unsigned kind = m_random.below(20);
@@ -48,22 +33,6 @@ Type ExpressionGenerator::anyType() {
     else if (kind < 9)
         type = {m_random.percent(80) ? Scalar::Float : Scalar::Half, 1, true};
     return m_random.percent(30) ? type.withLanes(m_random.between(2, 4)) : type;
-}
-
-Expr ExpressionGenerator::node(Op op, Type type, unsigned which, std::vector<Expr> args) const {
-    Expr e;
-    e.op = op;
-    e.type = type;
-    e.which = which;
-    e.args = std::move(args);
-    return e;
-}
-
-Expr ExpressionGenerator::number(Type type, double value) const {
-    Expr e = node(Op::Literal, type, 0, {});
-    e.number = value;
-    e.range = standardRange(type.scalar);
-    return e;
 }
 
 Expr ExpressionGenerator::literal(Type type) {
@@ -89,6 +58,31 @@ Expr ExpressionGenerator::literal(Type type) {
     return e;
 }
 
+std::optional<Expr> ExpressionGenerator::counter() {
+    std::optional<Expr> found;
+    for (unsigned i = 0; i < m_function.variables.size(); ++i)
+        if (m_function.variables[i].form == Form::Counter && (!found || m_random.percent(70))) {
+            found = node(Op::Place, m_function.variables[i].type, i, {});
+            found->range = standardRange(found->type.scalar);
+        }
+    return found;
+}
+
+std::optional<Expr> ExpressionGenerator::fromCounter(Type type) {
+    auto found = counter();
+    if (!found || found->type == type || type == Type{Scalar::Half})
+        return found && found->type == type ? found : std::nullopt;
+    if (type.scalar == Scalar::Bool)
+        return node(Op::Compare, type, m_random.below(std::size(compareOperators)),
+                    {*found, found->type.isExact() ? number(found->type, m_random.below(5))
+                                                   : whole(found->type, m_random.below(5))});
+    if (type.rough && found->type != Type{Scalar::Float})
+        found = node(Op::Convert, {Scalar::Float}, 0, {*std::move(found)});
+    Expr e = node(Op::Convert, type, 0, {*std::move(found)});
+    e.range = standardRange(type.scalar);
+    return e;
+}
+
 std::vector<ExpressionGenerator::Candidate>
 ExpressionGenerator::candidates(Type type, bool assigned, bool address) const {
     std::vector<Candidate> found;
@@ -102,7 +96,8 @@ ExpressionGenerator::candidates(Type type, bool assigned, bool address) const {
     for (unsigned i = 0; i < m_function.variables.size(); ++i) {
         const Variable& v = m_function.variables[i];
         if ((v.form == Form::Counter && (assigned || address)) ||
-            (address && (v.form == Form::Output || v.form == Form::Pointer)))
+            (address && (v.form == Form::Output || v.form == Form::Pointer)) ||
+            (m_isUniform && v.form != Form::Counter && !v.isUniform))
             continue;
         if (v.structure < 0) {
             consider(i, -1, v.type);
@@ -133,16 +128,12 @@ std::vector<unsigned> ExpressionGenerator::someLanes(unsigned of, unsigned count
 
 Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
     const Type type{Scalar::UInt};
-    if (m_random.percent(25)) {
-        Expr e = node(Op::Literal, type, 0, {});
-        e.integer = m_random.below(mayLeave ? count + count / 2 + 1 : count);
-        return e;
-    }
-    if (mayLeave && m_isKernel && m_random.percent(15))
+    if (m_random.percent(25))
+        return whole(type, m_random.below(mayLeave ? count + count / 2 + 1 : count));
+    if (mayLeave && m_isKernel && !m_isUniform && m_random.percent(15))
         return inputAt(0);
     Expr any = value(type, depth);
-    Expr limit = node(Op::Literal, type, 0, {});
-    limit.integer = isPow2(count) ? count - 1 : count;
+    Expr limit = whole(type, isPow2(count) ? count - 1 : count);
     return node(Op::Binary, type, isPow2(count) ? And : Remainder,
                 {std::move(any), std::move(limit)});
 }
@@ -177,13 +168,23 @@ std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, bool a
 }
 
 Expr ExpressionGenerator::leaf(Type type, unsigned depth) {
+    if (m_isUniform && type.lanes == 1 && m_random.percent(60))
+        if (auto found = fromCounter(type))
+            return *std::move(found);
     if (m_isKernel && depth > 0 && m_random.percent(30))
         if (auto found = input(type, depth - 1))
             return *std::move(found);
     if (type.lanes == 1 && isInteger(type.scalar) && m_isKernel && m_random.percent(15)) {
-        Expr thread = node(Op::Thread, {Scalar::UInt}, m_random.below(4), {});
+        const unsigned which = m_isUniform ? m_random.between(2, 3) : m_random.below(4);
+        Expr thread = node(Op::Thread, {Scalar::UInt}, which, {});
         return type.scalar == Scalar::UInt ? thread
                                            : node(Op::Convert, type, 0, {std::move(thread)});
+    }
+    if (type == Type{Scalar::Float} && depth > 0 && m_random.percent(10)) {
+        const auto count = static_cast<unsigned>(m_program.table.size());
+        Expr e = node(Op::Table, type, 0, {index(count, depth - 1, true)});
+        e.range = standardRange(type.scalar);
+        return e;
     }
     if (m_random.percent(80))
         if (auto found = place(type, depth, false))
@@ -235,9 +236,12 @@ Expr ExpressionGenerator::fromOtherType(Type type) {
 }
 
 std::optional<Expr> ExpressionGenerator::input(Type type, unsigned depth) {
+    if (m_program.texture.width > 0 && type == Type{Scalar::Float, 4, true})
+        return node(Op::Sample, type, 0,
+                    {value(type.withLanes(1), depth), value(type.withLanes(1), depth)});
     for (unsigned i = m_random.below(2); i < std::size(inputTypes); ++i)
         if (inputTypes[i] == type) {
-            if (m_random.percent(40))
+            if (!m_isUniform && m_random.percent(40))
                 return inputAt(i);
             Expr e = node(Op::Input, type, i, {value({Scalar::UInt}, depth)});
             e.range = standardRange(type.scalar);
@@ -249,18 +253,14 @@ std::optional<Expr> ExpressionGenerator::input(Type type, unsigned depth) {
 /// Side by side, at regular distances or in reverse: what a compiler loads in one go.
 Expr ExpressionGenerator::inputAt(unsigned buffer) {
     const Type number{Scalar::UInt};
-    const auto constant = [&](unsigned value) {
-        Expr e = node(Op::Literal, number, 0, {});
-        e.integer = value;
-        return e;
-    };
     const Expr x = node(Op::Thread, number, 0, {});
     const unsigned step = m_random.below(4);
     Expr at = step == 0 ? node(Op::Binary, number, Subtract, {node(Op::Thread, number, 2, {}), x})
-                        : node(Op::Binary, number, Multiply, {x, constant(step)});
+                        : node(Op::Binary, number, Multiply, {x, whole(number, step)});
     Expr e = node(Op::Input, inputTypes[buffer], buffer, {});
-    e.args.push_back(node(Op::Binary, number, Add,
-                          {std::move(at), constant(m_random.below(inputCount - 3 * maxWidth))}));
+    e.args.push_back(
+        node(Op::Binary, number, Add,
+             {std::move(at), whole(number, m_random.below(inputCount - 3 * maxWidth))}));
     e.integer = 1;
     e.range = standardRange(e.type.scalar);
     return e;
@@ -271,8 +271,7 @@ Expr ExpressionGenerator::convert(Type type, unsigned depth) {
     if (type.isExact()) {
         const bool isHalf = type.scalar == Scalar::Half;
         const Type source = Type{isHalf ? Scalar::Char : Scalar::Short}.withLanes(type.lanes);
-        Expr mask = node(Op::Literal, source, 0, {});
-        mask.integer = isHalf ? 31 : 1023;
+        Expr mask = whole(source, isHalf ? 31 : 1023);
         Expr e = node(Op::Convert, type, 0,
                       {node(Op::Binary, source, And, {value(source, depth), std::move(mask)})});
         e.range = standardRange(type.scalar);
@@ -313,6 +312,8 @@ Expr ExpressionGenerator::call(Type type, unsigned depth) {
 Expr ExpressionGenerator::value(Type type, unsigned depth, bool bounded) {
     if (depth == 0 || m_random.percent(15))
         return leaf(type, depth);
+    if (depth > 1 && !m_isUniform && m_random.percent(12) && counter())
+        return uniformly([&] { return value(type, depth, bounded); });
     const unsigned below = depth - 1;
     const unsigned kind = m_random.below(20);
     Expr e;
@@ -340,7 +341,10 @@ Expr ExpressionGenerator::value(Type type, unsigned depth, bool bounded) {
     } else if (isInteger(type.scalar)) {
         e = integer(type, below);
     } else {
-        e = type.rough ? rough(type, below) : exact(type, below);
+        auto found = type.rough ? m_floats.rough(type, below) : m_floats.exact(type, below);
+        e = found                  ? *std::move(found)
+            : m_random.percent(50) ? convert(type, below)
+                                   : leaf(type, below);
     }
     return type.isExact() && bounded ? normalised(std::move(e)) : e;
 }
@@ -411,7 +415,7 @@ Expr ExpressionGenerator::integerOnly32(Type type, unsigned depth) {
         Expr e = node(Op::Peek, type, m_random.below(2), {});
         e.integer = m_random.percent(60) ? 4 : 1;
         e.args.push_back(index(e.integer == 4 ? regionBytes - 3 : regionBytes, depth));
-        return type.scalar == Scalar::UInt ? e : leaf(type, depth);
+        return type.scalar == Scalar::UInt && !m_isUniform ? e : leaf(type, depth);
     }
     case 4:
         if (type.scalar == Scalar::UInt && m_program.texture.width > 0) {
@@ -427,109 +431,6 @@ Expr ExpressionGenerator::integerOnly32(Type type, unsigned depth) {
         break;
     }
     return leaf(type, depth);
-}
-
-Expr ExpressionGenerator::normalised(Expr e) const {
-    const Range standard = standardRange(e.type.scalar);
-    if (e.range.bound <= standard.bound && e.range.granule >= standard.granule)
-        return e;
-    const Type type = e.type;
-    Expr whole = node(Op::Exact, type, numberOf(exactFunctions(), "floor"), {std::move(e)});
-    Expr result =
-        node(Op::Exact, type, numberOf(exactFunctions(), "clamp"),
-             {std::move(whole), number(type, -standard.bound), number(type, standard.bound)});
-    result.range = standard;
-    return result;
-}
-
-Expr ExpressionGenerator::exact(Type type, unsigned depth) {
-    const unsigned kind = m_random.below(10);
-    Expr e;
-    if (kind < 5) {
-        const unsigned which = m_random.below(3);
-        e = node(Op::Binary, type, which, {value(type, depth, false), value(type, depth, false)});
-        const Range& a = e.args[0].range;
-        const Range& b = e.args[1].range;
-        e.range =
-            which == Multiply ? Range{a.bound * b.bound, a.granule + b.granule} : sumRange(a, b);
-    } else if (kind < 8) {
-        const unsigned which = m_random.below(exactFunctions().size());
-        const ExactFunction& f = exactFunctions()[which];
-        e = node(Op::Exact, type, which, {});
-        std::vector<Range> ranges;
-        for (unsigned i = 0; i < f.arity; ++i) {
-            e.args.push_back(value(type, depth, false));
-            ranges.push_back(e.args.back().range);
-        }
-        e.range = f.range(ranges.data());
-    } else if (kind < 9) { // by a power of two
-        const int shift = static_cast<int>(m_random.between(1, 3));
-        e = node(Op::Binary, type, Divide,
-                 {value(type, depth, false), number(type, std::ldexp(1, shift))});
-        e.range = {e.args[0].range.bound / std::ldexp(1, shift), e.args[0].range.granule - shift};
-    } else {
-        return convert(type, depth);
-    }
-    if (fits(type.scalar, e.range))
-        return e;
-    return leaf(type, depth);
-}
-
-Expr ExpressionGenerator::tamed(Type type, Domain domain, unsigned depth) {
-    Expr e = value(type, depth);
-    switch (domain) {
-    case Domain::Any:
-        return e;
-    case Domain::Positive:
-        return node(Op::Binary, type, Add,
-                    {node(Op::Rough, type, numberOf(roughFunctions(), "abs"), {std::move(e)}),
-                     number(type, 0.25)});
-    case Domain::Small:
-        return node(Op::Rough, type, numberOf(roughFunctions(), "clamp"),
-                    {std::move(e), number(type, -4), number(type, 4)});
-    case Domain::Unit:
-        return node(Op::Rough, type, numberOf(roughFunctions(), "clamp"),
-                    {std::move(e), number(type, -0.875), number(type, 0.875)});
-    }
-    return e;
-}
-
-Expr ExpressionGenerator::rough(Type type, unsigned depth) {
-    const unsigned kind = m_random.below(20);
-    const bool isHalf = type.scalar == Scalar::Half;
-    if (kind < 7 || (isHalf && kind < 12)) {
-        const unsigned which = m_random.below(4);
-        Expr a = value(type, depth);
-        Expr b = which == Divide ? tamed(type, Domain::Positive, depth) : value(type, depth);
-        return node(Op::Binary, type, which, {std::move(a), std::move(b)});
-    }
-    if (kind < 8)
-        return node(Op::Unary, type, Negate, {value(type, depth)});
-    if (kind < 14) {
-        const unsigned which = m_random.below(roughFunctions().size());
-        const RoughFunction& f = roughFunctions()[which];
-        Expr e = node(Op::Rough, type, which, {});
-        for (unsigned i = 0; i < f.arity; ++i)
-            e.args.push_back(tamed(type, f.domains[i], depth));
-        return e;
-    }
-    if (kind < 17) {
-        const unsigned which = m_random.below(geometryFunctions().size());
-        const GeometryFunction& f = geometryFunctions()[which];
-        if (f.isVector ? type.lanes == 1 || (f.lanes != 0 && type.lanes != f.lanes)
-                       : type.lanes != 1)
-            return leaf(type, depth);
-        const Type operand = f.isVector ? type : type.withLanes(m_random.between(2, 4));
-        Expr e = node(Op::Geometry, type, which, {});
-        for (unsigned i = 0; i < f.arity; ++i)
-            e.args.push_back(value(operand, depth));
-        return e;
-    }
-    if (kind < 18 && m_isKernel && m_program.texture.width > 0 &&
-        type == Type{Scalar::Float, 4, true})
-        return node(Op::Sample, type, 0,
-                    {value(type.withLanes(1), depth), value(type.withLanes(1), depth)});
-    return convert(type, depth);
 }
 
 } // namespace fuzz

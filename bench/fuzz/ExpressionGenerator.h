@@ -4,11 +4,10 @@
 // Random expressions over the variables of one function.
 #pragma once
 
-#include "bench/fuzz/Library.h"
-#include "bench/fuzz/Program.h"
-#include "bench/fuzz/Random.h"
+#include "bench/fuzz/FloatExpressions.h"
 
 #include <optional>
+#include <utility>
 
 namespace fuzz {
 
@@ -18,7 +17,11 @@ public:
     /// them yet.
     ExpressionGenerator(Random& random, const Program& program, const Function& function,
                         bool isKernel)
-        : m_random(random), m_program(program), m_function(function), m_isKernel(isKernel) {}
+        : m_random(random),
+          m_program(program),
+          m_function(function),
+          m_isKernel(isKernel),
+          m_floats(random, *this) {}
 
     /// An expression of the type. Exact ones are within standardRange() where `bounded`.
     Expr value(Type type, unsigned depth, bool bounded = true);
@@ -31,6 +34,15 @@ public:
     /// The variable or an element of it; a lane or field where `type` is one.
     Expr element(unsigned variable, unsigned depth, bool address = false);
     Type anyType();
+    /// What `make` generates with this is the same for all threads, as far as they have run the
+    /// same rounds of loops.
+    template <class Make>
+    auto uniformly(const Make& make) {
+        const bool before = std::exchange(m_isUniform, true);
+        auto made = make();
+        m_isUniform = before;
+        return made;
+    }
 
 private:
     struct Candidate {
@@ -38,11 +50,12 @@ private:
         int field;
         unsigned lanes; ///< of the whole; other than the type's where lanes are to be chosen
     };
+    /// The counter of a loop; most often that of the innermost one.
+    std::optional<Expr> counter();
+    std::optional<Expr> fromCounter(Type type);
     std::vector<Candidate> candidates(Type type, bool assigned, bool address) const;
     std::vector<unsigned> someLanes(unsigned of, unsigned count, bool distinct);
-    Expr node(Op op, Type type, unsigned which, std::vector<Expr> args) const;
     Expr literal(Type type);
-    Expr number(Type type, double value) const;
     Expr leaf(Type type, unsigned depth);
     Expr fromOtherType(Type type);
     std::optional<Expr> input(Type type, unsigned depth);
@@ -51,21 +64,14 @@ private:
     Expr boolean(Type type, unsigned depth);
     Expr integer(Type type, unsigned depth);
     Expr integerOnly32(Type type, unsigned depth);
-    Expr exact(Type type, unsigned depth);
-    Expr rough(Type type, unsigned depth);
-    /// A rough value within the domain.
-    Expr tamed(Type type, Domain domain, unsigned depth);
-    /// Within standardRange().
-    Expr normalised(Expr e) const;
     Expr call(Type type, unsigned depth);
 
     Random& m_random;
     const Program& m_program;
     const Function& m_function;
     bool m_isKernel;
+    bool m_isUniform = false;
+    FloatExpressions m_floats;
 };
-
-/// Whether the type can hold all values of the range without rounding.
-bool fits(Scalar type, Range range);
 
 } // namespace fuzz

@@ -103,9 +103,12 @@ Value Expressions::operation(const Expr& e, const std::vector<Value>& args) cons
         return {m_inputs.element(e.which, args[0][0].integer)};
     case Op::Pick:
         return {m_inputs.element(args[0][0].integer != 0 ? 0 : 1, args[1][0].integer)};
-    case Op::Table:
-        return {
-            Cell{.integer = m_program.table[bounded(args[0][0].integer, m_program.table.size())]}};
+    case Op::Table: {
+        const auto value = m_program.table[bounded(args[0][0].integer, m_program.table.size())];
+        if (isFloating(e.type.scalar))
+            return {Cell{.number = static_cast<double>(tableNumber(value))}};
+        return {Cell{.integer = value}};
+    }
     case Op::Peek: {
         Value v{};
         for (unsigned i = 0; i < e.integer; ++i)

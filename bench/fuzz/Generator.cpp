@@ -3,6 +3,7 @@
 #include "bench/fuzz/Generator.h"
 
 #include "bench/fuzz/ExpressionGenerator.h"
+#include "bench/fuzz/Nodes.h"
 
 #include <algorithm>
 
@@ -10,6 +11,7 @@ namespace fuzz {
 namespace {
 
 constexpr unsigned maxParameters = 3;
+constexpr unsigned maxStructures = 2;
 
 /// Where a statement stands.
 struct Place {
@@ -82,6 +84,7 @@ private:
                 v.structure = static_cast<int>(m_random.below(m_program.structures.size()));
             if (kind >= 2 && kind < 7)
                 v.count = m_random.between(2, 9);
+            v.isUniform = m_isKernel && v.structure < 0 && v.count == 0 && m_random.percent(20);
             add(v);
             // A pointer starts out pointing at the variable before it.
             if (v.structure < 0 && v.count == 0 && m_random.percent(25))
@@ -97,9 +100,9 @@ private:
             if (v.form == Form::Plain && v.structure < 0)
                 m_function.body.push_back(
                     {.verb = Verb::Assign,
-                     .exprs = {m_expressions.element(i, 1), m_random.percent(80)
+                     .exprs = {m_expressions.element(i, 1), !v.isUniform && m_random.percent(80)
                                                                 ? m_expressions.fromInputs(v.type)
-                                                                : value(v.type)}});
+                                                                : valueFor(v)}});
         }
     }
 
@@ -116,45 +119,57 @@ private:
     }
 
     Expr value(Type type) { return m_expressions.value(type, m_random.between(1, 3)); }
-    Expr condition() { return value({Scalar::Bool}); }
+    Expr uniform(Type type) {
+        return m_expressions.uniformly([&] { return value(type); });
+    }
+    Expr valueFor(const Variable& v) { return v.isUniform ? uniform(v.type) : value(v.type); }
+    Expr condition() {
+        return m_random.percent(20) ? uniform({Scalar::Bool}) : value({Scalar::Bool});
+    }
 
     Stmt statement(Place place) {
         const unsigned kind = m_random.below(100);
         if (place.depth > 0) {
             if (kind < 14)
                 return branch(place);
-            if (kind < 24 && place.loops < 2)
+            if (kind < 27 && place.loops < 2)
                 return loop(place);
-            if (kind < 29)
+            if (kind < 31)
                 return choice(place);
         }
-        if (kind < 34 && (place.inLoop || place.inSwitch))
+        if (kind < 36 && (place.inLoop || place.inSwitch))
             return guarded(place, {.verb = place.inLoop && m_random.percent(50) ? Verb::Continue
                                                                                 : Verb::Break});
-        if (kind < 37)
+        if (kind < 39)
             return guarded(place, result());
-        if (kind < 45)
+        if (kind < 42)
+            if (auto made = copy())
+                return *std::move(made);
+        if (kind < 48)
             if (auto made = call())
                 return *std::move(made);
-        if (kind < 52)
+        if (kind < 54)
             if (auto made = point())
                 return *std::move(made);
-        if (m_isKernel && kind < 58)
+        if (m_isKernel && kind < 60)
             return poke();
-        if (m_isKernel && kind < 62)
+        if (m_isKernel && kind < 64)
             return {.verb = Verb::Atomic,
                     .which = m_random.below(std::size(atomicOperations)),
                     .exprs = {m_expressions.index(countersPerOperation, 1), value({Scalar::UInt})}};
-        return assignment();
+        return assignment(place);
     }
 
-    Stmt assignment() {
+    Stmt assignment(Place where) {
         for (;;) {
             const Type type = m_expressions.anyType();
             auto target = m_expressions.place(type, 2, true);
             if (!target)
                 continue;
-            Stmt s{.verb = Verb::Assign, .exprs = {*std::move(target), value(type)}};
+            const bool isUniform = m_function.variables[target->which].isUniform ||
+                                   (where.loops > 0 && m_random.percent(40));
+            Stmt s{.verb = Verb::Assign,
+                   .exprs = {*std::move(target), isUniform ? uniform(type) : value(type)}};
             if (isInteger(type.scalar) && m_random.percent(35)) {
                 s.compound = true;
                 s.which = m_random.below(std::size(binaryOperators));
@@ -164,6 +179,20 @@ private:
             }
             return s;
         }
+    }
+
+    /// Nothing where the structure that comes up has no two variables.
+    std::optional<Stmt> copy() {
+        std::vector<unsigned> found;
+        const unsigned structure = m_random.below(maxStructures);
+        for (unsigned i = 0; i < m_function.variables.size(); ++i)
+            if (m_function.variables[i].structure == static_cast<int>(structure))
+                found.push_back(i);
+        if (found.size() < 2)
+            return std::nullopt;
+        Expr to = m_expressions.element(m_random.pick(found), 1);
+        return Stmt{.verb = Verb::Copy,
+                    .exprs = {std::move(to), m_expressions.element(m_random.pick(found), 1)}};
     }
 
     /// What leaves a loop or the function, on a condition so that something is left to do.
@@ -196,16 +225,42 @@ private:
         const Verb verbs[] = {Verb::For, Verb::For, Verb::While, Verb::DoWhile};
         Stmt s{.verb = m_random.pick(verbs)};
         s.limit = m_random.between(1, place.loops == 0 ? 9 : 5);
-        if (s.verb == Verb::For)
-            s.exprs.push_back(m_expressions.index(s.limit + 1, 2));
-        else
+        if (s.verb == Verb::For) {
+            setCounter(s);
+        } else {
             s.exprs.push_back(condition());
-        s.which = add({.form = Form::Counter, .type = {Scalar::UInt}});
+            s.which = add({.form = Form::Counter, .type = {Scalar::UInt}});
+        }
         place.inLoop = true;
         place.inSwitch = false;
         ++place.loops;
         s.bodies.push_back(nested(place));
         return s;
+    }
+
+    /// At most about `limit` rounds, seldom many more.
+    void setCounter(Stmt& s) {
+        constexpr Scalar types[] = {Scalar::UInt, Scalar::UInt, Scalar::Int, Scalar::Float};
+        const Type type{m_random.pick(types)};
+        const unsigned rounds = m_random.percent(10) ? m_random.between(10, 40) : s.limit;
+        const bool isDown = m_random.percent(30);
+        // Counting down by more than one, an unsigned number would go past zero.
+        const unsigned step =
+            m_random.percent(70) || (isDown && type.scalar == Scalar::UInt) ? 1 : 3;
+        s.step = isDown ? -static_cast<int>(step) : static_cast<int>(step);
+        if (isDown)
+            s.start = static_cast<int>(rounds * step);
+        else if (m_random.percent(30))
+            s.start = isSigned(type.scalar) ? -3 : 1;
+        const unsigned farthest = rounds * step;
+        const auto anywhere = [&] { return m_expressions.index(farthest + 1, 2); };
+        Expr end = m_random.percent(50)   ? whole({Scalar::UInt}, isDown ? 0 : farthest)
+                   : m_random.percent(40) ? m_expressions.uniformly(anywhere)
+                                          : anywhere();
+        if (type.scalar != Scalar::UInt)
+            end = node(Op::Convert, type, 0, {std::move(end)});
+        s.exprs.push_back(std::move(end));
+        s.which = add({.form = Form::Counter, .type = type});
     }
 
     Stmt choice(Place place) {
@@ -360,7 +415,7 @@ Program generate(std::uint64_t seed) {
         program.table.push_back(static_cast<std::int32_t>(random.next() >> random.between(32, 60)));
     const Function nothing;
     ExpressionGenerator types(random, program, nothing, false);
-    for (unsigned i = random.below(3); i > 0; --i) {
+    for (unsigned i = random.below(maxStructures + 1); i > 0; --i) {
         Structure structure;
         for (unsigned k = random.between(1, 4); k > 0; --k)
             structure.fields.push_back(types.anyType());

@@ -7,9 +7,11 @@
 
 #include "bench/fuzz/Program.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <span>
+#include <string_view>
 
 namespace fuzz {
 
@@ -73,5 +75,12 @@ std::span<const IntegerFunction> integerFunctions();
 std::span<const ExactFunction> exactFunctions();
 std::span<const RoughFunction> roughFunctions();
 std::span<const GeometryFunction> geometryFunctions();
+
+/// The place of a function in one of them.
+template <class Functions>
+unsigned numberOf(const Functions& functions, std::string_view name) {
+    const auto found = std::ranges::find(functions, name, [](const auto& f) { return f.name; });
+    return static_cast<unsigned>(found - functions.begin());
+}
 
 } // namespace fuzz

@@ -148,10 +148,16 @@ private:
                 m_out << "    " << name(fields[f]) << " " << fieldName(f) << ";\n";
             m_out << "};\n";
         }
-        if (contains(text, "table[")) {
-            m_out << "constant int table[] = {";
+        if (contains(text, "integers[")) {
+            m_out << "constant int integers[] = {";
             for (const std::int64_t value : m_program.table)
                 m_out << "int(" << value << "), ";
+            m_out << "};\n";
+        }
+        if (contains(text, "numbers[")) {
+            m_out << "constant float numbers[] = {";
+            for (const std::int64_t value : m_program.table)
+                m_out << tableNumber(value) << ", ";
             m_out << "};\n";
         }
         if (contains(text, "linearly"))
@@ -252,6 +258,7 @@ private:
         };
         switch (s.verb) {
         case Verb::Assign:
+        case Verb::Copy:
             printAssignment(s);
             break;
         case Verb::If:
@@ -263,8 +270,7 @@ private:
             }
             break;
         case Verb::For:
-            m_out << "for (" << counter << " = 0; " << counter << " < " << text(s.exprs[0])
-                  << "; ++" << counter << ") ";
+            printFor(s, counter);
             printNested(s.bodies[0], depth);
             break;
         case Verb::While:
@@ -310,6 +316,15 @@ private:
             break;
         }
         m_out << "\n";
+    }
+
+    void printFor(const Stmt& s, const std::string& counter) {
+        const std::string by = std::to_string(std::abs(s.step));
+        m_out << "for (" << counter << " = " << s.start << "; " << counter
+              << (s.step > 0 ? " < " : " > ") << text(s.exprs[0]) << "; "
+              << (by == "1" ? (s.step > 0 ? "++" : "--") + counter
+                            : counter + (s.step > 0 ? " += " : " -= ") + by)
+              << ") ";
     }
 
     void printAssignment(const Stmt& s) {
@@ -428,7 +443,7 @@ private:
         case Op::Pick:
             return input("(" + text(e.args[0]) + " ? in0 : in1)", e.args[1], false);
         case Op::Table:
-            return "table[" + text(e.args[0]) + "]";
+            return (isFloating(e.type.scalar) ? "numbers[" : "integers[") + text(e.args[0]) + "]";
         case Op::Peek:
             return peek(e);
         case Op::Unary:

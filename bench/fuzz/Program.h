@@ -67,7 +67,7 @@ enum class Op : std::uint8_t {
     Input,    ///< input buffer `which` at args[0]: modulo inputCount unless `integer`, which says
               ///< that it is within the buffer
     Pick,     ///< args[0] chooses one of the first two input buffers, read at args[1]
-    Table,    ///< constant table at args[0]
+    Table,    ///< constant table at args[0]; as numbers where the type is
     Peek,     ///< `integer` bytes of the thread's own region at args[0], at once where `which`
     Unary,    ///< unaryOperators[which]
     Binary,   ///< binaryOperators[which] on operands of the result's type
@@ -119,8 +119,9 @@ enum class Form : std::uint8_t {
 struct Variable {
     Form form = Form::Plain;
     Type type;
-    int structure = -1; ///< instead of the type
-    unsigned count = 0; ///< elements of an array; 0 when it is none
+    int structure = -1;     ///< instead of the type
+    unsigned count = 0;     ///< elements of an array; 0 when it is none
+    bool isUniform = false; ///< only assigned what does not differ between threads by itself
 };
 
 struct Structure {
@@ -129,8 +130,9 @@ struct Structure {
 
 enum class Verb : std::uint8_t {
     Assign,  ///< exprs[0] = exprs[1], or with binaryOperators[which] where compound
+    Copy,    ///< exprs[0] = exprs[1], structures
     If,      ///< exprs[0], bodies[0], bodies[1]
-    For,     ///< counter `which`, from 0 to exprs[0]
+    For,     ///< counter `which`, from `start` in steps up or down to exprs[0]
     While,   ///< while exprs[0], but at most `limit` times, counted by `which`
     DoWhile, ///< the same, tested at the end
     Switch,  ///< exprs[0] modulo 8, bodies with labels; the last is the default
@@ -152,6 +154,8 @@ struct Stmt {
     unsigned which = 0;
     bool compound = false;
     unsigned limit = 0;
+    int start = 0;
+    int step = 1;
     std::vector<Expr> exprs = {};
     std::vector<std::vector<Stmt>> bodies = {};
     std::vector<unsigned> labels = {};
@@ -187,6 +191,11 @@ struct Texture {
     unsigned channels = 4; ///< 1, 2 or 4, of 8 bits
     bool repeats = false;
 };
+
+/// A constant table's elements as floating-point numbers.
+constexpr std::int64_t tableNumber(std::int64_t element) {
+    return element % 1024;
+}
 
 struct Program {
     std::uint64_t seed = 0;

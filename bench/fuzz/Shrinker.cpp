@@ -81,7 +81,7 @@ private:
     bool isPlace(const Stmt& s, std::size_t index) const {
         if (s.verb == Verb::Assign)
             return index == 0;
-        if (s.verb == Verb::Point)
+        if (s.verb == Verb::Point || s.verb == Verb::Copy)
             return index < 2;
         if (s.verb != Verb::Call)
             return false;

@@ -51,13 +51,19 @@ llvm::Constant* clamped(llvm::Constant* constant) {
                                                 address->getNoWrapFlags());
 }
 
+/// The front end says of references, and of the object of a method, how they are aligned; of
+/// pointers it does not.
+bool isReference(const llvm::CallInst& call, unsigned argument) {
+    return call.getParamAlign(argument).has_value();
+}
+
 /// Whether the instruction reads or writes through the operand, or through one that is made of it.
 bool isAccess(const llvm::Use& use) {
     const unsigned operand = use.getOperandNo();
     const llvm::User* user = use.getUser();
     if (const auto* call = llvm::dyn_cast<llvm::CallInst>(user))
-        return llvm::isa<llvm::MemIntrinsic>(call) ||
-               (call->isArgOperand(&use) && call->getParamDereferenceableBytes(operand) > 0);
+        return call->isArgOperand(&use) &&
+               (llvm::isa<llvm::MemIntrinsic>(call) || isReference(*call, operand));
     return llvm::isa<llvm::GetElementPtrInst, llvm::LoadInst, llvm::AtomicRMWInst,
                      llvm::AtomicCmpXchgInst>(user)
                ? operand == 0

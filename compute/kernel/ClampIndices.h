@@ -3,8 +3,8 @@
 //
 // An index outside an array means its last element, also where it is a constant: reading and
 // writing there must not become undefined and vanish. Comes before anything optimises, and before
-// adoptHostTarget(), which forgets the parameters that are references. Where pointers lead, and what
-// their arithmetic leads astray, is only seen once all calls are inlined; see BoundIndices.h.
+// adoptHostTarget(), which forgets the parameters that are references. Where pointers lead, and
+// what their arithmetic leads astray, is only seen once all calls are inlined; see BoundIndices.h.
 #pragma once
 
 #include "compute/kernel/Passes.h"

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Random operations on floating-point values.
+#pragma once
+
+#include "bench/fuzz/Library.h"
+#include "bench/fuzz/Random.h"
+
+#include <optional>
+
+namespace fuzz {
+
+class ExpressionGenerator;
+
+class FloatExpressions {
+public:
+    /// Both must outlive this.
+    FloatExpressions(Random& random, ExpressionGenerator& operands)
+        : m_random(random), m_operands(operands) {}
+
+    /// Nothing where the operation that comes up does not exist for the type or has results that it
+    /// cannot hold.
+    std::optional<Expr> exact(Type type, unsigned depth);
+    std::optional<Expr> rough(Type type, unsigned depth);
+
+private:
+    std::optional<Expr> geometry(Type type, unsigned depth);
+    /// A rough value within the domain.
+    Expr tamed(Type type, Domain domain, unsigned depth);
+
+    Random& m_random;
+    ExpressionGenerator& m_operands;
+};
+
+} // namespace fuzz
