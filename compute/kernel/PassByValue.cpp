@@ -175,11 +175,12 @@ private:
 
 bool Conversion::plan() {
     constexpr std::size_t maxValues = 64;
+    constexpr std::uint64_t maxBytes = 4096; // further away is nothing but wrong addresses
     for (llvm::Argument& parameter : m_old.args()) {
         if (!parameter.getType()->isPointerTy() || !m_pointers.isPrivate(parameter))
             continue;
         auto pieces = Pieces(parameter, m_layout).divide();
-        if (!pieces)
+        if (!pieces || (!pieces->empty() && pieces->back().end > maxBytes))
             return false;
         for (Piece& piece : *pieces)
             if (piece.type == nullptr)
