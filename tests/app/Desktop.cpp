@@ -134,8 +134,7 @@ bool ConsoleProcess::focus() const {
     const std::string id = std::to_string(m_program.id());
     if (!eventually([&] { return m_desktop.hasWindow(m_program.id(), "Starloom"); }))
         return false;
-    m_desktop.act({"search", "--all", "--onlyvisible", "--pid", id, "--name", "Starloom",
-                   "windowfocus", "%1"});
+    m_desktop.focus(m_program.id(), "Starloom");
     return eventually([&] { return m_desktop.ask("getwindowfocus getwindowpid") == id + "\n"; });
 }
 

@@ -97,6 +97,12 @@ public:
     /// Number of windows of a process whose title holds the words.
     bool hasWindow(pid_t process, const std::string& title) const;
 
+    /// Gives that window the keyboard focus.
+    void focus(pid_t process, const std::string& title) const {
+        act({"search", "--all", "--onlyvisible", "--pid", std::to_string(process), "--name", title,
+             "windowfocus", "%1"});
+    }
+
     std::vector<std::string> environment() const;
 
 private:

@@ -39,6 +39,12 @@ protected:
         std::ofstream(file, std::ios::binary) << text;
         fs::remove(file + "~");
     }
+    /// One that makes every program grey.
+    void installEditor() const {
+        const std::string script =
+            "#!/bin/sh\nmv \"$1\" \"$1~\"\nprintf '%s' '" + greyProgram + "' >\"$1\"\n";
+        fs::permissions(files.file("editor", script), fs::perms::owner_all);
+    }
 
     Desktop desktop;
     const Screen& screen = desktop.screen();
@@ -110,9 +116,7 @@ TEST_F(WindowTest, FollowsAnEditorFromSaveToPicture) {
 }
 
 TEST_F(WindowTest, EditsSavesAndReopensADocument) {
-    const std::string editor = files.file("editor", "#!/bin/sh\nmv \"$1\" \"$1~\"\nprintf '%s' '" +
-                                                        greyProgram + "' >\"$1\"\n");
-    fs::permissions(editor, fs::perms::owner_all);
+    installEditor();
     const std::string document = files.path("show.sl42");
     const std::string text = files.file("show.metal", whiteProgram);
     {
@@ -191,8 +195,7 @@ TEST_F(WindowTest, OtherDocumentsEndWithoutATrace) {
 
     desktop.press("ctrl+o");
     ASSERT_TRUE(eventually([&] { return desktop.hasWindow(console.id(), "^Open$"); }));
-    desktop.act({"search", "--all", "--onlyvisible", "--pid", std::to_string(console.id()),
-                 "--name", "^Open$", "windowfocus", "%1"});
+    desktop.focus(console.id(), "^Open$");
     desktop.act({"type", files.path("broken.sl42")});
     desktop.press("Return");
     // The other process prints its message and ends; this one says so, and is otherwise as before.
@@ -225,10 +228,7 @@ TEST_F(WindowTest, ADocumentThatCrashesTakesNobodyWithIt) {
 }
 
 TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {
-    const std::string editor = files.file("editor", "#!/bin/sh\nprintf '%s' '" + greyProgram +
-                                                        "' >\"$1.new\"\n"
-                                                        "mv \"$1.new\" \"$1\"\n");
-    fs::permissions(editor, fs::perms::owner_all);
+    installEditor();
     {
         ConsoleProcess console(desktop, {});
         ASSERT_TRUE(console.focus()) << console.output();
@@ -240,19 +240,16 @@ TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {
     ConsoleProcess next(desktop, {});
     ASSERT_TRUE(eventually([&] { return desktop.hasWindow(next.id(), "^Recover$"); }))
         << next.output();
-    desktop.act({"search", "--all", "--onlyvisible", "--pid", std::to_string(next.id()), "--name",
-                 "^Recover$", "windowfocus", "%1"});
+    desktop.focus(next.id(), "^Recover$");
     desktop.press("Return");
     EXPECT_TRUE(desktop.shows(grey)) << next.output();
     // The recovered document has a process of its own, which nobody here has started.
     const std::string owner =
         desktop.ask("search --onlyvisible --name '^Untitled' getwindowpid %@");
-    for (std::istringstream numbers(owner); pid_t process = 0;) {
-        if (!(numbers >> process))
-            break;
+    std::istringstream numbers(owner);
+    for (pid_t process = 0; numbers >> process && process > 0;)
         if (process != next.id())
             ::kill(process, SIGTERM);
-    }
 }
 
 } // namespace app::tests

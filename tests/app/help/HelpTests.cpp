@@ -4,61 +4,18 @@
 // Reading the format of the texts, searching, and turning entries into pages.
 #include "app/help/HelpReference.h"
 #include "app/help/Html.h"
+#include "tests/ScratchFolder.h"
 
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 namespace help {
 namespace {
 
-constexpr std::string_view sample = R"(# Things
-
-What there
-is.
-
-## Large ones
-
-### `stone`, `rock`
-
-A thing that is `heavy`
-and `sand`-like.
-
-    void stone(float size,
-               int count)
-    void stone()
-
-- size: in metres,
-  at least 1
-- returns: another stone
-
-More & more.
-
-* one
-* two
-  lines
-
-| kind | weight
-| rock | 2 < 3
-
-```
-plain
-```
-
-```metal
-void fx() { cls(1 < 2); }
-```
-
-See also: sand, a-word-on-things
-
-### `sand`
-
-Small stone.
-
-## Prose
-
-### A word on things!
-
-They are sandy.
-)";
+/// Something of everything that the format has.
+const std::string sample = tests::contentsOf(std::filesystem::path(std::getenv("SL42_SOURCE_DIR")) /
+                                             "tests/app/help/sample.txt");
 
 platform::Result<HelpReference> parsed(std::string_view text) {
     return HelpReference::parse(std::span(&text, 1));
@@ -83,44 +40,23 @@ TEST(HelpReference, ReadsEntries) {
     EXPECT_EQ(reference->find("heavy"), nullptr);
 }
 
-TEST(HelpReference, NamesTheLineOfAFault) {
-    const struct {
-        const char* text;
-        const char* message;
-    } cases[] = {{"", "line 1: the section has no title"},
-                 {"# A\n\n- p: q\n", "line 3: a parameter outside an entry"},
-                 {"# A\n### `b`\n- no colon\n", "line 3: a parameter without a colon"},
-                 {"# A\n### `b`\n```metal\nvoid\n", "line 5: the program text does not end"},
-                 {"# A\n### `b`\n```metal\n```\n", ""},
-                 {"# A\n### b\n```metal\nx\n```\n```metal\ny\n```\n", "line 9: a second example"},
-                 {"# A\n| a | b\n", "line 3: a list or a table outside an entry"}};
-    for (const auto& c : cases) {
-        const auto reference = parsed(c.text);
-        EXPECT_EQ(reference ? "" : reference.error().message,
-                  *c.message ? std::string("section 1 of the help, ") + c.message : "")
-            << c.text;
-    }
-}
-
 TEST(HelpReference, SearchesAndRanks) {
     const auto reference = parsed(sample);
     ASSERT_TRUE(reference);
     using Ids = std::vector<std::string>;
-    const struct {
-        const char* query;
-        Ids expected;
-    } cases[] = {{"sand", {"sand", "stone", "a-word-on-things"}}, // name, summary, details
-                 {"STONE", {"stone", "sand"}},
-                 {"ock", {"stone"}},
-                 {"small stone", {"sand"}}, // every word
-                 {"  metres  ", {"stone"}},
-                 {"stone unicorn", {}},
-                 {"", {}}};
-    for (const auto& c : cases) {
+    const std::pair<const char*, Ids> cases[] = {
+        {"sand", {"sand", "stone", "a-word-on-things"}}, // name, summary, details
+        {"STONE", {"stone", "sand"}},
+        {"ock", {"stone"}},
+        {"small stone", {"sand"}}, // every word
+        {"  metres  ", {"stone"}},
+        {"stone unicorn", {}},
+        {"", {}}};
+    for (const auto& [query, expected] : cases) {
         Ids found;
-        for (const Entry* entry : reference->search(c.query))
+        for (const Entry* entry : reference->search(query))
             found.push_back(entry->id);
-        EXPECT_EQ(found, c.expected) << c.query;
+        EXPECT_EQ(found, expected) << query;
     }
 }
 

@@ -11,15 +11,16 @@ Console::Console(const std::string& service)
       queue(device->makeCommandQueue()),
       buffer(device->makeBuffer(counters * 4, gpu::StorageMode::Shared)) {}
 
-std::shared_ptr<gpu::ComputePipelineState> Console::pipeline(const std::string& kernel) {
-    auto made = startPipeline(kernel).get();
+std::shared_ptr<gpu::ComputePipelineState> Console::pipeline(const std::string& kernel,
+                                                             const std::string& text) {
+    auto made = startPipeline(kernel, text).get();
     if (!made)
         throw std::runtime_error(made.error().message);
     return *made;
 }
 
-PipelineFuture Console::startPipeline(const std::string& kernel) {
-    auto library = device->makeLibrary(kernel);
+PipelineFuture Console::startPipeline(const std::string& kernel, const std::string& text) {
+    auto library = device->makeLibrary(text.empty() ? kernel : text);
     if (!library)
         throw std::runtime_error(library.error().message);
     auto function = (*library)->makeFunction(kernel);

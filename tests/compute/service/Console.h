@@ -20,9 +20,10 @@ protected:
 
     explicit Console(const std::string& service = FAKE_COMPUTE);
 
-    std::shared_ptr<gpu::ComputePipelineState> pipeline(const std::string& kernel);
-    /// Asks for it and does not wait.
-    PipelineFuture startPipeline(const std::string& kernel);
+    std::shared_ptr<gpu::ComputePipelineState> pipeline(const std::string& kernel,
+                                                        const std::string& text = {});
+    /// Asks for it and does not wait. The text is the kernel's name where it is left out.
+    PipelineFuture startPipeline(const std::string& kernel, const std::string& text = {});
     /// Commits a command buffer "Render" that runs the kernels one after the other.
     std::shared_ptr<gpu::CommandBuffer>
     commit(const Pipelines& pipelines, std::function<void(gpu::CommandBuffer&)> completed = {});

@@ -2,13 +2,10 @@
 // Part of Starloom 42.
 //
 // The service as it is installed, with the real compiler: how soon it is there, and there again.
-#include "gpu/host/HostDevice.h"
-
-#include <gtest/gtest.h>
+#include "tests/compute/service/Console.h"
 
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -42,38 +39,25 @@ std::vector<pid_t> children() {
     return found;
 }
 
-class Start : public ::testing::Test {
+class Start : public test::Console {
 protected:
-    std::shared_ptr<gpu::ComputePipelineState> build(const std::string& text) {
-        const auto library = device->makeLibrary(text);
-        EXPECT_TRUE(library) << (library ? "" : library.error().message);
-        const auto function = (*library)->makeFunction("run");
-        EXPECT_TRUE(function);
-        return *device->makeComputePipelineState(*function);
+    Start() : Console(service()) {}
+    auto build(const std::string& text) { return pipeline("run", text); }
+    gpu::CommandBufferStatus statusOf(const std::shared_ptr<gpu::ComputePipelineState>& pipeline) {
+        return run({pipeline})->status();
     }
-    gpu::CommandBufferStatus run(const std::shared_ptr<gpu::ComputePipelineState>& pipeline) {
-        auto commandBuffer = queue->makeCommandBuffer();
-        auto encoder = commandBuffer->makeComputeCommandEncoder();
-        encoder->setComputePipelineState(pipeline);
-        encoder->setBuffer(buffer, 0, 0);
-        encoder->dispatchThreads({256, 1, 1}, {64, 1, 1});
-        encoder->endEncoding();
-        commandBuffer->commit();
-        commandBuffer->waitUntilCompleted();
-        return commandBuffer->status();
-    }
-
-    const Clock::time_point start = Clock::now();
-    std::shared_ptr<gpu::Device> device = gpu::host::HostDevice::create(service());
-    const double constructed = millisecondsSince(start);
-    std::shared_ptr<gpu::CommandQueue> queue = device->makeCommandQueue();
-    std::shared_ptr<gpu::Buffer> buffer = device->makeBuffer(1024, gpu::StorageMode::Shared);
 };
 
 TEST_F(Start, TimesOfTheFirstProgramTheSecondAndARestart) {
+    device.reset();
+    const Clock::time_point start = Clock::now();
+    device = gpu::host::HostDevice::create(service());
+    const double constructed = millisecondsSince(start);
+    queue = device->makeCommandQueue();
+    buffer = device->makeBuffer(4 * counters, gpu::StorageMode::Shared);
     const auto pipeline = build(program);
     const double first = millisecondsSince(start);
-    EXPECT_EQ(run(pipeline), gpu::CommandBufferStatus::Completed);
+    EXPECT_EQ(statusOf(pipeline), gpu::CommandBufferStatus::Completed);
     const Clock::time_point again = Clock::now();
     build(program + "// changed\n");
     const double second = millisecondsSince(again);
@@ -82,12 +66,10 @@ TEST_F(Start, TimesOfTheFirstProgramTheSecondAndARestart) {
     ASSERT_EQ(services.size(), 1u);
     const Clock::time_point killed = Clock::now();
     ::kill(services[0], SIGKILL);
-    while (run(pipeline) != gpu::CommandBufferStatus::Completed)
+    while (statusOf(pipeline) != gpu::CommandBufferStatus::Completed)
         ASSERT_LT(millisecondsSince(killed), 10'000);
     const double restarted = millisecondsSince(killed);
-    std::uint32_t value = 0;
-    std::memcpy(&value, buffer->contents().data(), sizeof value);
-    EXPECT_EQ(value, 2u) << "memory survives";
+    EXPECT_EQ(counter(), 2u) << "memory survives";
 
     std::printf("device made after %.1f ms, service started and first program compiled after "
                 "%.0f ms, second program %.0f ms, first frame after a kill %.0f ms\n",
@@ -99,7 +81,7 @@ TEST_F(Start, TimesOfTheFirstProgramTheSecondAndARestart) {
 
 TEST_F(Start, RealServiceIsLockedDownToo) {
     const auto pipeline = build(program);
-    EXPECT_EQ(run(pipeline), gpu::CommandBufferStatus::Completed);
+    EXPECT_EQ(statusOf(pipeline), gpu::CommandBufferStatus::Completed);
     const auto services = children();
     ASSERT_EQ(services.size(), 1u);
     const std::string folder = "/proc/" + std::to_string(services[0]);

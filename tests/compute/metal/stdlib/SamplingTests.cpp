@@ -164,17 +164,15 @@ void expectNear(const float4& actual, const Color& expected, double tolerance, d
 }
 
 TEST(Sampling, MatchesTheDefinition) {
-    const struct {
-        TextureFormat format;
-        address mode;
-    } rows[] = {{TextureFormat::R8Unorm, address::clamp_to_zero},
-                {TextureFormat::RG8Unorm, address::clamp_to_edge},
-                {TextureFormat::RGBA8Unorm, address::clamp_to_zero},
-                {TextureFormat::RGBA8Unorm, address::clamp_to_edge},
-                {TextureFormat::RGBA8Unorm, address::repeat},
-                {TextureFormat::RGBA8Unorm, address::mirrored_repeat},
-                {TextureFormat::RGBA16Float, address::repeat},
-                {TextureFormat::RGBA32Float, address::clamp_to_zero}};
+    const std::pair<TextureFormat, address> rows[] = {
+        {TextureFormat::R8Unorm, address::clamp_to_zero},
+        {TextureFormat::RG8Unorm, address::clamp_to_edge},
+        {TextureFormat::RGBA8Unorm, address::clamp_to_zero},
+        {TextureFormat::RGBA8Unorm, address::clamp_to_edge},
+        {TextureFormat::RGBA8Unorm, address::repeat},
+        {TextureFormat::RGBA8Unorm, address::mirrored_repeat},
+        {TextureFormat::RGBA16Float, address::repeat},
+        {TextureFormat::RGBA32Float, address::clamp_to_zero}};
     for (const auto& [format, mode] : rows) {
         SCOPED_TRACE(testing::Message() << "format " << int(format) << ", mode " << int(mode));
         const Image image(format, 13, 9, 4);
