@@ -9,10 +9,7 @@
 using starloom::AudioSpec;
 
 TEST(AudioSpec, CountsTheSamplesOfASong) {
-    struct {
-        AudioSpec spec;
-        std::uint64_t count;
-    } const cases[] = {
+    const std::pair<AudioSpec, std::uint64_t> cases[] = {
         {{}, 768'000},
         {{120, 4, 8, 4}, 3'072'000},
         {{90, 3, 8, 2}, 1'536'000},

@@ -37,14 +37,13 @@ TEST(Keyboard, StrokesLastOnePoll) {
     EXPECT_EQ(codesOf(keyboard.getKeyboardState().state), std::vector<int>{}); // no source yet
     const auto source = std::make_shared<HeldKeys>();
     keyboard.setSource(source);
-    const struct {
-        bool held, pressed;
-    } polls[] = {{true, true}, {true, false}, {false, false}, {true, true}, {true, false}};
-    for (const auto& poll : polls) {
-        source->keys.assign(poll.held ? 1 : 0, character('a', 'A'));
+    const std::pair<bool, bool> polls[] = {
+        {true, true}, {true, false}, {false, false}, {true, true}, {true, false}};
+    for (const auto& [held, pressed] : polls) {
+        source->keys.assign(held ? 1 : 0, character('a', 'A'));
         const KeyboardState keys = keyboard.getKeyboardState();
-        EXPECT_EQ(codesOf(keys.state), std::vector<int>(poll.held ? 1 : 0, 97));
-        EXPECT_EQ(codesOf(keys.pressed), std::vector<int>(poll.pressed ? 1 : 0, 97));
+        EXPECT_EQ(codesOf(keys.state), std::vector<int>(held ? 1 : 0, 97));
+        EXPECT_EQ(codesOf(keys.pressed), std::vector<int>(pressed ? 1 : 0, 97));
     }
 }
 

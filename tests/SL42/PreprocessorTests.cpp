@@ -31,10 +31,7 @@ TEST(Preprocessor, KnowsWhatMayDrawText) {
 
 TEST(Preprocessor, FindsMusic) {
     const AudioSpec spec{90, 3, 8, 2};
-    struct {
-        const char* line;
-        std::optional<AudioSpec> music;
-    } const cases[] = {
+    const std::pair<const char*, std::optional<AudioSpec>> cases[] = {
         {"int4 music = {90, 3, 8, 2};", spec},
         {"int4 music=int4(90,3,8,2)", spec},
         {"music \t=\t{ 90 , 3 ,\t8 , 2", spec},

@@ -97,11 +97,8 @@ TEST_P(GridTest, AttributesSayWhereAThreadIs) {
     constexpr Three grid{7, 5, 3}; // the groups at its far sides are cut off
     constexpr Three group{4, 2, 2};
     constexpr std::uint32_t threads = 7 * 5 * 3;
-    const struct {
-        const char* name;
-        std::size_t components;
-    } types[] = {{"uint", 1},   {"uint2", 2},   {"uint3", 3},
-                 {"ushort", 1}, {"ushort2", 2}, {"ushort3", 3}};
+    const std::pair<const char*, std::size_t> types[] = {
+        {"uint", 1}, {"uint2", 2}, {"uint3", 3}, {"ushort", 1}, {"ushort2", 2}, {"ushort3", 3}};
     for (const auto& [type, components] : types) {
         const auto kernel = pipeline("#define T " + std::string(type) + storeAttributes);
         const auto out = runOver(kernel, {7, 5, 3}, {4, 2, 2}, std::size_t{threads} * 7 * 3);

@@ -57,10 +57,7 @@ TEST_F(DisplayTest, BlendModes) {
         pix(float4(.25, .5, .75, .5), coords);
         pix(float4(.5, .125, 0, .25), coords);
     })";
-    struct {
-        int mode;
-        Color expected;
-    } const cases[] = {
+    const std::pair<int, Color> cases[] = {
         // over: (.125,.25,.375,.5) then .25 of the other; its alpha .625 scales it once more
         {0, {.21875 * .625, .21875 * .625, .28125 * .625, .625}},
         {1, {.5, .125, 0, .25}},

@@ -80,29 +80,27 @@ constexpr const char* keyOne = "10";
 
 TEST_F(X11KeyboardTest, KeysHaveTheirCodes) {
     layout("us");
-    const struct {
-        std::vector<std::string> keys;
-        Codes expected;
-    } cases[] = {{{keyA}, {97}},
-                 {{"Shift_L", keyA}, {1, 65}},
-                 {{"Shift_R", keyOne}, {1, 33}},
-                 {{"Super_L", "q"}, {2}},
-                 {{"Control_R", "q"}, {3}},
-                 {{"Alt_L", "q"}, {4}},
-                 {{"Left", "Up"}, {28, 30}},
-                 {{"Right", "Down"}, {29, 31}},
-                 {{"Return"}, {13}},
-                 {{"KP_Enter"}, {13}},
-                 {{"BackSpace"}, {8}},
-                 {{"Tab"}, {9}},
-                 {{"Shift_L", "Tab"}, {1, 9}},
-                 {{"Escape"}, {27}},
-                 {{"space"}, {32}},
-                 {{"Delete"}, {127}},
-                 {{"83"}, {52}}, // the 4 of the keypad, without Num Lock
-                 {{"F5"}, {}}};
-    for (const auto& c : cases)
-        EXPECT_EQ(heldWhile(c.keys), c.expected) << c.keys.back();
+    const std::pair<std::vector<std::string>, Codes> cases[] = {
+        {{keyA}, {97}},
+        {{"Shift_L", keyA}, {1, 65}},
+        {{"Shift_R", keyOne}, {1, 33}},
+        {{"Super_L", "q"}, {2}},
+        {{"Control_R", "q"}, {3}},
+        {{"Alt_L", "q"}, {4}},
+        {{"Left", "Up"}, {28, 30}},
+        {{"Right", "Down"}, {29, 31}},
+        {{"Return"}, {13}},
+        {{"KP_Enter"}, {13}},
+        {{"BackSpace"}, {8}},
+        {{"Tab"}, {9}},
+        {{"Shift_L", "Tab"}, {1, 9}},
+        {{"Escape"}, {27}},
+        {{"space"}, {32}},
+        {{"Delete"}, {127}},
+        {{"83"}, {52}}, // the 4 of the keypad, without Num Lock
+        {{"F5"}, {}}};
+    for (const auto& [keys, expected] : cases)
+        EXPECT_EQ(heldWhile(keys), expected) << keys.back();
 }
 
 TEST_F(X11KeyboardTest, FollowsTheLayout) {
