@@ -13,11 +13,7 @@ using platform::Seconds;
 TEST_F(EngineTest, TimeLoopsWithTheSong) {
     start("int4 music = {120,4,8,1};\nvoid fx() {}");
     clock.set(Seconds(100)); // time starts with the first frame
-    struct {
-        double elapsed;
-        float time;
-        std::uint32_t sample;
-    } const cases[] = {
+    const std::tuple<double, float, std::uint32_t> cases[] = {
         {0, 0, 0}, {1.25, 1.25F, 60'000}, {15.875, 15.875F, 762'000}, {16, 0, 0}, {33, 1, 48'000}};
     for (const auto& [elapsed, time, sample] : cases) {
         clock.set(Seconds(100 + elapsed));

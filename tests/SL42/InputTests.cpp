@@ -49,11 +49,7 @@ TEST(Keyboard, StrokesLastOnePoll) {
 
 TEST(Keyboard, KeysHaveTheirCodes) {
     const Key shift = modifier(ModifierKey::Shift);
-    const struct {
-        const char* what;
-        std::vector<Key> keys;
-        std::vector<int> expected;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<Key>, std::vector<int>> cases[] = {
         {"a letter", {character('a', 'A')}, {97}},
         {"a capital", {shift, character('a', 'A')}, {1, 65}},
         {"the order does not matter", {character('a', 'A'), shift}, {1, 65}},
@@ -68,12 +64,12 @@ TEST(Keyboard, KeysHaveTheirCodes) {
          {character(0, 0), character(7, 7), character(128, 128), character(0x1F600, 0)},
          {}},
         {"nothing with Shift", {shift, character('1', 0)}, {1}}};
-    for (const auto& c : cases) {
+    for (const auto& [what, keys, expected] : cases) {
         Keyboard keyboard;
         const auto source = std::make_shared<HeldKeys>();
-        source->keys = c.keys;
+        source->keys = keys;
         keyboard.setSource(source);
-        EXPECT_EQ(codesOf(keyboard.getKeyboardState().state), c.expected) << c.what;
+        EXPECT_EQ(codesOf(keyboard.getKeyboardState().state), expected) << what;
     }
 }
 
@@ -116,23 +112,20 @@ TEST(MouseValues, ClicksComeFromGoingDown) {
 
 TEST(MouseValues, PositionsAreNormalizedOverTheContent) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const struct {
-        double x, y;
-        ContentSize content;
-        MouseLocation expected;
-    } cases[] = {{0, 0, {800, 600}, {0, 0}},
-                 {800, 600, {800, 600}, {1, 1}},
-                 {200, 450, {800, 600}, {.25, .75}},
-                 {-3, 700, {800, 600}, {0, 1}},
-                 {5, -5, {0, 0}, {1, 0}},
-                 {nan, 1, {800, 4}, {0, .25}}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(normalize(c.x, c.y, c.content), c.expected) << c.x << ", " << c.y;
+    const std::tuple<double, double, ContentSize, MouseLocation> cases[] = {
+        {0, 0, {800, 600}, {0, 0}},
+        {800, 600, {800, 600}, {1, 1}},
+        {200, 450, {800, 600}, {.25, .75}},
+        {-3, 700, {800, 600}, {0, 1}},
+        {5, -5, {0, 0}, {1, 0}},
+        {nan, 1, {800, 4}, {0, .25}}};
+    for (const auto& [x, y, content, expected] : cases) {
+        EXPECT_EQ(normalize(x, y, content), expected) << x << ", " << y;
         MouseValues mouse;
-        mouse.setMouseLocation(c.expected);
+        mouse.setMouseLocation(expected);
         const auto location = mouse.mouseDataStruct().location;
-        EXPECT_EQ(location[0], c.expected.x * 960);
-        EXPECT_EQ(location[1], c.expected.y * 540);
+        EXPECT_EQ(location[0], expected.x * 960);
+        EXPECT_EQ(location[1], expected.y * 540);
     }
 }
 

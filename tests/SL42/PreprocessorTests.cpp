@@ -56,10 +56,7 @@ TEST(Preprocessor, FindsMusic) {
 }
 
 TEST(Preprocessor, FindsEntryFunctions) {
-    struct {
-        const char* source;
-        bool cpu, video, audio;
-    } const cases[] = {
+    const std::tuple<const char*, bool, bool, bool> cases[] = {
         {"void cpu() {}\nvoid fx() {}\nfloat2 sfx() {}", true, true, true},
         {"void cpu() { fx(); }", true, true, false},
         {"float2 sfx() { return float2(fx()); }", false, false, true},

@@ -61,27 +61,25 @@ protected:
 TEST_F(InputTest, TheViewReportsTheMouseOverTheWholeWindow) {
     EXPECT_EQ(printed, "Moved\n");
     QWindow* const whole = window.windowHandle();
-    const struct {
-        QPoint position;
-        Qt::MouseButton button; // held meanwhile
-        MouseLocation expected;
-    } moves[] = {{{100, 150}, Qt::NoButton, {.25, .75}},
-                 {{200, 50}, Qt::NoButton, {.5, .25}}, // not over the view
-                 {{-7, 900}, Qt::NoButton, {0, 1}},    // beside the window
-                 {{300, 150}, Qt::LeftButton, {.75, .75}},
-                 {{100, 150}, Qt::RightButton, {.75, .75}}, // does not count
-                 {{100, 150}, Qt::NoButton, {.25, .75}}};
-    for (const auto& m : moves) {
-        if (m.button != Qt::NoButton)
-            QTest::mousePress(view, m.button);
-        QMouseEvent move(QEvent::MouseMove, m.position, window.mapToGlobal(QPointF(m.position)),
-                         Qt::NoButton, m.button, Qt::NoModifier);
+    // Where to, the button held meanwhile, and what is reported.
+    const std::tuple<QPoint, Qt::MouseButton, MouseLocation> moves[] = {
+        {{100, 150}, Qt::NoButton, {.25, .75}},
+        {{200, 50}, Qt::NoButton, {.5, .25}}, // not over the view
+        {{-7, 900}, Qt::NoButton, {0, 1}},    // beside the window
+        {{300, 150}, Qt::LeftButton, {.75, .75}},
+        {{100, 150}, Qt::RightButton, {.75, .75}}, // does not count
+        {{100, 150}, Qt::NoButton, {.25, .75}}};
+    for (const auto& [position, button, expected] : moves) {
+        if (button != Qt::NoButton)
+            QTest::mousePress(view, button);
+        QMouseEvent move(QEvent::MouseMove, position, window.mapToGlobal(QPointF(position)),
+                         Qt::NoButton, button, Qt::NoModifier);
         // The widget that a button went down on gets the moves until it goes up again.
-        QObject* const receiver = m.button == Qt::NoButton ? static_cast<QObject*>(whole) : view;
+        QObject* const receiver = button == Qt::NoButton ? static_cast<QObject*>(whole) : view;
         QCoreApplication::sendEvent(receiver, &move);
-        if (m.button != Qt::NoButton)
-            QTest::mouseRelease(view, m.button);
-        EXPECT_EQ(location, m.expected) << m.position.x() << ", " << m.position.y();
+        if (button != Qt::NoButton)
+            QTest::mouseRelease(view, button);
+        EXPECT_EQ(location, expected) << position.x() << ", " << position.y();
     }
 }
 
@@ -102,19 +100,16 @@ TEST_F(InputTest, TheViewLeavesShortcutsAlone) {
     QObject::connect(&shortcut, &QShortcut::activated, [&saved] { ++saved; });
     QTest::keyClick(view, Qt::Key_S, Qt::ControlModifier);
     EXPECT_EQ(saved, 1);
-    const struct {
-        Qt::Key key;
-        Qt::KeyboardModifiers modifiers;
-        bool swallowed;
-    } keys[] = {{Qt::Key_J, Qt::ControlModifier, true},
-                {Qt::Key_J, Qt::MetaModifier, true},
-                {Qt::Key_J, Qt::NoModifier, false},
-                {Qt::Key_J, Qt::ShiftModifier, false}};
-    for (const auto& k : keys) {
-        QKeyEvent event(QEvent::KeyPress, k.key, k.modifiers);
-        event.setAccepted(!k.swallowed);
+    const std::tuple<Qt::Key, Qt::KeyboardModifiers, bool> keys[] = {
+        {Qt::Key_J, Qt::ControlModifier, true},
+        {Qt::Key_J, Qt::MetaModifier, true},
+        {Qt::Key_J, Qt::NoModifier, false},
+        {Qt::Key_J, Qt::ShiftModifier, false}};
+    for (const auto& [key, modifiers, swallowed] : keys) {
+        QKeyEvent event(QEvent::KeyPress, key, modifiers);
+        event.setAccepted(!swallowed);
         QCoreApplication::sendEvent(view, &event);
-        EXPECT_EQ(event.isAccepted(), k.swallowed) << k.key << " " << k.modifiers;
+        EXPECT_EQ(event.isAccepted(), swallowed) << key << " " << modifiers;
     }
 }
 
@@ -125,22 +120,18 @@ TEST_F(InputTest, KeysOfTheFocusedWindowReachTheConsole) {
     keyboard.setSource(makeKeyboardSource(owner, log));
     const auto held = [&] { return starloom::codesOf(keyboard.getKeyboardState().state); };
     QWindow* const focused = window.windowHandle();
-    const struct {
-        QTest::KeyAction action;
-        Qt::Key key;
-        Qt::KeyboardModifiers modifiers;
-        std::vector<int> expected;
-    } steps[] = {{QTest::Press, Qt::Key_A, Qt::NoModifier, {97}},
-                 {QTest::Press, Qt::Key_Left, Qt::NoModifier, {28, 97}},
-                 {QTest::Press, Qt::Key_Shift, Qt::NoModifier, {1, 28, 65}},
-                 {QTest::Release, Qt::Key_Shift, Qt::ShiftModifier, {28, 97}},
-                 {QTest::Release, Qt::Key_A, Qt::NoModifier, {28}},
-                 {QTest::Press, Qt::Key_Control, Qt::NoModifier, {3}},
-                 {QTest::Press, Qt::Key_Return, Qt::ControlModifier, {3}},
-                 {QTest::Release, Qt::Key_Control, Qt::ControlModifier, {13, 28}}};
-    for (const auto& step : steps) {
-        QTest::sendKeyEvent(step.action, focused, step.key, QString(), step.modifiers);
-        EXPECT_EQ(held(), step.expected) << step.key;
+    const std::tuple<QTest::KeyAction, Qt::Key, Qt::KeyboardModifiers, std::vector<int>> steps[] = {
+        {QTest::Press, Qt::Key_A, Qt::NoModifier, {97}},
+        {QTest::Press, Qt::Key_Left, Qt::NoModifier, {28, 97}},
+        {QTest::Press, Qt::Key_Shift, Qt::NoModifier, {1, 28, 65}},
+        {QTest::Release, Qt::Key_Shift, Qt::ShiftModifier, {28, 97}},
+        {QTest::Release, Qt::Key_A, Qt::NoModifier, {28}},
+        {QTest::Press, Qt::Key_Control, Qt::NoModifier, {3}},
+        {QTest::Press, Qt::Key_Return, Qt::ControlModifier, {3}},
+        {QTest::Release, Qt::Key_Control, Qt::ControlModifier, {13, 28}}};
+    for (const auto& [action, key, modifiers, expected] : steps) {
+        QTest::sendKeyEvent(action, focused, key, QString(), modifiers);
+        EXPECT_EQ(held(), expected) << key;
     }
     QWidget other;
     other.show();

@@ -10,13 +10,7 @@ namespace cli {
 namespace {
 
 TEST(OutputName, NamesFrames) {
-    struct Row {
-        const char* pattern;
-        bool isPattern;
-        std::uint32_t frame;
-        const char* name;
-    };
-    const Row rows[] = {
+    const std::tuple<const char*, bool, std::uint32_t, const char*> rows[] = {
         {"out.png", false, 7, "out.png"},
         {"out%04d.png", true, 7, "out0007.png"},
         {"out%04d.png", true, 123456, "out123456.png"},
@@ -27,11 +21,11 @@ TEST(OutputName, NamesFrames) {
         {"100%%.png", false, 7, "100%.png"},
         {"%%%d%%.png", true, 7, "%7%.png"},
     };
-    for (const Row& row : rows) {
-        const auto name = OutputName::parse(row.pattern);
-        ASSERT_TRUE(name) << row.pattern << ": " << name.error().message;
-        EXPECT_EQ(name->isPattern(), row.isPattern) << row.pattern;
-        EXPECT_EQ(name->forFrame(row.frame), row.name) << row.pattern;
+    for (const auto& [pattern, isPattern, frame, expected] : rows) {
+        const auto name = OutputName::parse(pattern);
+        ASSERT_TRUE(name) << pattern << ": " << name.error().message;
+        EXPECT_EQ(name->isPattern(), isPattern) << pattern;
+        EXPECT_EQ(name->forFrame(frame), expected) << pattern;
     }
 }
 

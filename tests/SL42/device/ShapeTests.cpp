@@ -92,6 +92,13 @@ double ellipseOutline(Point p, Point center, Point radii, double thickness) {
     return fade(distance * (height * height * nearest.y / nearest.x + 1), 2 * height * height + 1);
 }
 
+// Square outlines are measured along the axes, corners included, and one pixel wide at least.
+double squareOutline(Point p, Point low, Point high, double half) {
+    const double x = std::max(low.x - p.x, p.x - high.x);
+    const double y = std::max(low.y - p.y, p.y - high.y);
+    return std::abs(std::max(x, y)) - half < 1 ? 1 : 0;
+}
+
 struct Shape {
     const char* call;
     std::function<double(Point)> coverage;
@@ -125,18 +132,9 @@ const Shape shapes[] = {
     {"rect(float2(300, 200), float2(200, 120), c, 25);",
      [](Point p) { return fade(toRoundBox(p, {300, 200}, {200, 120}, 25)); }},
     {"rectb(float2(300, 200), float2(200, 120), c);",
-     // Square outlines are measured along the axes, corners included, and one pixel wide at least.
-     [](Point p) {
-         const double x = std::max(300 - p.x, p.x - 500);
-         const double y = std::max(200 - p.y, p.y - 320);
-         return std::abs(std::max(x, y)) < 1 ? 1 : 0;
-     }},
+     [](Point p) { return squareOutline(p, {300, 200}, {500, 320}, 0); }},
     {"rectb(float2(300.5, 200.5), float2(200, 120), c, 0, 6);",
-     [](Point p) {
-         const double x = std::max(300.5 - p.x, p.x - 500.5);
-         const double y = std::max(200.5 - p.y, p.y - 320.5);
-         return std::abs(std::max(x, y)) - 3 < 1 ? 1 : 0;
-     }},
+     [](Point p) { return squareOutline(p, {300.5, 200.5}, {500.5, 320.5}, 3); }},
     {"rectb(float2(300, 200), float2(200, 120), c, 30, 5);",
      [](Point p) { return fade(std::abs(toRoundBox(p, {300, 200}, {200, 120}, 30)) - 2.5); }},
     {"tri(float2(100, 100), float2(400.5, 150), float2(250, 400), c);",
@@ -167,8 +165,7 @@ TEST_F(ShapeTest, CoversTheRightPixels) {
         for (int y = 0; y < static_cast<int>(screenHeight); ++y)
             for (int x = 0; x < static_cast<int>(screenWidth); ++x) {
                 // The colour is blended over nothing twice: into the pixel, then into the bank.
-                const double a =
-                    alpha * shape.coverage({static_cast<double>(x), static_cast<double>(y)});
+                const double a = alpha * shape.coverage({double(x), double(y)});
                 const Color expected{red * a * a, green * a * a, blue * a * a, a};
                 covered += a > 0.1;
                 // Four roundings to half precision, and distances of some hundred pixels in single

@@ -86,22 +86,19 @@ TEST(Packing, TheSurveyListsEveryAlgorithm) {
 }
 
 TEST(Minifier, KeepsWhatCounts) {
-    struct Row {
-        const char* source;
-        const char* packed;
+    const std::pair<const char*, const char*> rows[] = {
+        {"", ""},
+        {"\n\n \t\r\n", ""},
+        {"    cls();// clears", "cls();"},
+        {"// only a comment\n  // and another", ""},
+        {"a;\nb;\n", "a;b;"},
+        {"  # define X 1  // one\nX", "# define X 1  \nX"},
+        {"#include <a>", "#include <a>\n"},
+        {"print(\"http://x\", 8);\nb;", "print(\"http:b;"},
+        {"/* kept */ a /* // cut */", "/* kept */ a /* "},
+        {"a / b /// c", "a / b "},
     };
-    for (const auto& [source, packed] : {
-             Row{"", ""},
-             Row{"\n\n \t\r\n", ""},
-             Row{"    cls();// clears", "cls();"},
-             Row{"// only a comment\n  // and another", ""},
-             Row{"a;\nb;\n", "a;b;"},
-             Row{"  # define X 1  // one\nX", "# define X 1  \nX"},
-             Row{"#include <a>", "#include <a>\n"},
-             Row{"print(\"http://x\", 8);\nb;", "print(\"http:b;"},
-             Row{"/* kept */ a /* // cut */", "/* kept */ a /* "},
-             Row{"a / b /// c", "a / b "},
-         })
+    for (const auto& [source, packed] : rows)
         EXPECT_EQ(minify(source), packed) << source;
 }
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 
@@ -18,7 +19,7 @@ using tests::namesIn;
 
 class JournalTest : public testing::Test {
 protected:
-    /// In a process that then ends without further ado.
+    /// In a process that is then killed.
     void recordAndDie(const std::string& document, const std::string& title,
                       const std::vector<std::string>& sources) const {
         const auto record = [&] {
@@ -27,9 +28,9 @@ protected:
             for (const std::string& source : sources)
                 if (!journal.record(title, source))
                     ::_exit(1);
-            ::_exit(0);
+            ::raise(SIGKILL);
         };
-        EXPECT_EXIT(record(), testing::ExitedWithCode(0), "");
+        EXPECT_EXIT(record(), testing::KilledBySignal(SIGKILL), "");
     }
 
     const tests::ScratchFolder scratch;

@@ -137,11 +137,8 @@ TEST_F(SourceChangeTest, OpensTheUsersEditor) {
     settle();
     ::setenv("XDG_RUNTIME_DIR", folder.path("").c_str(), 1);
     ::setenv("SL42_EDITOR", "/no/such/editor", 1);
-    const auto failed = engine->openEditor();
-    ASSERT_FALSE(failed);
-    EXPECT_EQ(failed.error().message, "cannot start /no/such/editor: No such file or directory");
+    EXPECT_FALSE(engine->openEditor());
     EXPECT_EQ(engine->liveCodeFile(), nullptr);
-
     ::setenv("SL42_EDITOR", "true", 1);
     engine->setReloadOnEveryWrite(true);
     ASSERT_TRUE(engine->openEditor());

@@ -32,7 +32,6 @@ TEST(OpenFile, SplitsTheCommandAndAppendsThePath) {
     fs::permissions(script, fs::perms::owner_all);
     const std::string result = folder.path("result");
     ::setenv("RESULT", result.c_str(), 1);
-    const auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(openFile("/some where/a.metal", "'" + script + "' -n 'two words'"));
     EXPECT_EQ(waitFor(result), "-n|two words|/some where/a.metal|");
 
@@ -44,7 +43,6 @@ TEST(OpenFile, SplitsTheCommandAndAppendsThePath) {
     ASSERT_TRUE(openFile("/b.metal", ""));
     EXPECT_EQ(waitFor(result), "/b.metal|");
     ::setenv("PATH", path.c_str(), 1);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
 TEST(OpenFile, SaysWhatCannotBeStarted) {

@@ -5,11 +5,6 @@
 #include "tests/ScratchFolder.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <filesystem>
 
 namespace platform {
 namespace {
@@ -39,29 +34,6 @@ TEST(OwnedFile, BelongsToWhoeverHoldsIt) {
     next.remove();
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_TRUE(OwnedFile::isOwned(path)); // there is nothing to take
-}
-
-TEST(OwnedFile, IsFreeOnceItsProcessIsKilled) {
-    const tests::ScratchFolder folder;
-    const std::string path = folder.path("file");
-    int ready[2];
-    ASSERT_EQ(::pipe(ready), 0);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        OwnedFile file(path);
-        const char done = file.replace(bytes("left behind")) ? 'y' : 'n';
-        static_cast<void>(!::write(ready[1], &done, 1));
-        ::pause();
-    }
-    char answer = 0;
-    ASSERT_EQ(::read(ready[0], &answer, 1), 1);
-    EXPECT_EQ(answer, 'y');
-    EXPECT_TRUE(OwnedFile::isOwned(path));
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
-    EXPECT_FALSE(OwnedFile::isOwned(path));
-    EXPECT_EQ(contentsOf(path), "left behind");
 }
 
 TEST(OwnedFile, ReportsWhyItCannotBeWritten) {

@@ -145,15 +145,6 @@ FontFace liberationMono(const char* style, double size) {
     return *std::move(face);
 }
 
-TEST(FontFaces, MetricsAreThoseOfTheFile) {
-    // Of 2048 units: ascent 1705, descent 615, every advance 1229.
-    const FontFace face = liberationMono("Regular", 410.02);
-    EXPECT_NEAR(face.ascent(), 410.02 * 1705 / 2048, 1e-3);
-    EXPECT_NEAR(face.descent(), 410.02 * 615 / 2048, 1e-3);
-    EXPECT_NEAR(*face.advance('M'), 410.02 * 1229 / 2048, 0.02);
-    EXPECT_NEAR(*face.advance('i'), 410.02 * 1229 / 2048, 0.02);
-}
-
 TEST(FontFaces, GlyphsStandOnTheirBaselineToFractionsOfAPixel) {
     FontFace face = liberationMono("Regular", 100);
     Canvas whole;
