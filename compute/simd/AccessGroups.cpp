@@ -76,7 +76,7 @@ bool isWovenVariable(const llvm::Value* pointer, const PrivateMemory& memory) {
 
 AccessGroups::AccessGroups(llvm::Function& kernel, const Strides& strides,
                            const PrivateMemory& memory)
-    : m_layout(kernel.getParent()->getDataLayout()) {
+    : m_layout(kernel.getParent()->getDataLayout()), m_likely(strides, m_layout) {
     for (llvm::BasicBlock& block : kernel)
         scan(block, strides, memory);
 }
@@ -148,12 +148,20 @@ void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access
                     .isStore = isStore});
 }
 
+std::int64_t AccessGroups::likelyStride(const AccessGroup& group) {
+    const std::int64_t size = group.end() - group.start();
+    const std::int64_t stride = m_likely.of(group.root).value_or(size);
+    const bool isFit =
+        stride >= size && stride % wordBytes == 0 && stride <= AccessGroup::maxWords * wordBytes;
+    return isFit ? stride : size;
+}
+
 void AccessGroups::close(std::vector<AccessGroup>& open) {
     for (AccessGroup& group : open) {
         if (!isAligned(group) || !coversWords(group) || (!group.isEven && isSingleWord(group)))
             continue;
         if (!group.isEven)
-            group.stride = group.end() - group.start();
+            group.stride = likelyStride(group);
         m_all.push_back(std::make_unique<AccessGroup>(std::move(group)));
         for (const AccessGroup::Member& member : m_all.back()->members)
             m_groups[member.access] = m_all.back().get();

@@ -7,7 +7,7 @@
 // lane.
 #pragma once
 
-#include "compute/simd/Strides.h"
+#include "compute/simd/LikelyStrides.h"
 
 #include <memory>
 
@@ -25,8 +25,8 @@ struct AccessGroup {
 
     llvm::SmallVector<Member, 4> members; ///< in program order
     llvm::Value* root = nullptr;          ///< a pointer that differs by lane
-    /// Bytes from lane to lane, a multiple of 4. Unless isEven, the size of the structure: what the
-    /// stride is if it turns out that they lie side by side.
+    /// Bytes from lane to lane, a multiple of 4. Unless isEven, what they probably are; the size of
+    /// the structure when nothing is known, as if they lay side by side.
     std::int64_t stride = 0;
     bool isEven = true;
     bool isStore = false;
@@ -55,8 +55,10 @@ private:
     void add(std::vector<AccessGroup>& open, llvm::Instruction& access,
              std::optional<std::int64_t> stride);
     void close(std::vector<AccessGroup>& open);
+    std::int64_t likelyStride(const AccessGroup& group);
 
     const llvm::DataLayout& m_layout;
+    LikelyStrides m_likely;
     std::vector<std::unique_ptr<AccessGroup>> m_all;
     llvm::DenseMap<const llvm::Instruction*, const AccessGroup*> m_groups;
 };

@@ -113,6 +113,32 @@ llvm::AllocaInst* LaneBuilder::variable(llvm::Type* type, std::uint64_t count,
     return memory;
 }
 
+LaneBuilder::Values LaneBuilder::choose(llvm::Value* condition, const char* name, Way way,
+                                        Way other) {
+    llvm::Function* function = GetInsertBlock()->getParent();
+    llvm::BasicBlock* begin = llvm::BasicBlock::Create(getContext(), name, function);
+    llvm::BasicBlock* otherBegin = llvm::BasicBlock::Create(getContext(), "else", function);
+    llvm::BasicBlock* together = llvm::BasicBlock::Create(getContext(), "together", function);
+    CreateCondBr(condition, begin, otherBegin);
+    SetInsertPoint(begin);
+    const Values values = way();
+    llvm::BasicBlock* end = GetInsertBlock();
+    CreateBr(together);
+    SetInsertPoint(otherBegin);
+    const Values otherValues = other();
+    llvm::BasicBlock* otherEnd = GetInsertBlock();
+    CreateBr(together);
+    SetInsertPoint(together);
+    Values chosen;
+    for (unsigned i = 0; i < values.size(); ++i) {
+        llvm::PHINode* phi = CreatePHI(values[i]->getType(), 2);
+        phi->addIncoming(values[i], end);
+        phi->addIncoming(otherValues[i], otherEnd);
+        chosen.push_back(phi);
+    }
+    return chosen;
+}
+
 llvm::Value* LaneBuilder::forEachLane(llvm::Value* mask, llvm::Value* start, LaneBody body) {
     llvm::Value* lanesToDo = CreateZExt(bits(mask), getInt64Ty());
     llvm::BasicBlock* before = GetInsertBlock();

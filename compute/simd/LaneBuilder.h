@@ -44,6 +44,12 @@ public:
     /// A variable of the function.
     llvm::AllocaInst* variable(llvm::Type* type, std::uint64_t count, llvm::Align alignment);
 
+    /// Goes one of two ways, as the scalar `condition` says, and returns the values that this way
+    /// returned; both return as many.
+    using Values = llvm::SmallVector<llvm::Value*, 8>;
+    using Way = llvm::function_ref<Values()>;
+    Values choose(llvm::Value* condition, const char* name, Way way, Way other);
+
     /// Does `body(number, state)` for each set lane in turn and returns the last state. The state
     /// is what a body returns, `start` for the first; it may be null throughout.
     using LaneBody = llvm::function_ref<llvm::Value*(llvm::Value* number, llvm::Value* state)>;

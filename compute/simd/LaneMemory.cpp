@@ -56,6 +56,63 @@ LaneMemory::Pointers LaneMemory::safePointers(const Addresses& addresses, llvm::
     return pointers;
 }
 
+LaneMemory::Row LaneMemory::findProgression(llvm::Value* numbers, std::int64_t step,
+                                            llvm::Value* mask) {
+    // Lanes without a thread may hold anything, but nothing that changes from one look to the next.
+    numbers = m_builder.CreateFreeze(numbers);
+    llvm::Value* first = m_builder.CreateExtractElement(numbers, std::uint64_t(0));
+    llvm::Value* expected = m_builder.CreateAdd(m_builder.broadcast(first),
+                                                m_builder.laneNumbers(first->getType(), step));
+    llvm::Value* isElsewhere = m_builder.both(mask, m_builder.CreateICmpNE(numbers, expected));
+    return {.first = first, .isThere = m_builder.CreateNot(m_builder.any(isElsewhere))};
+}
+
+LaneMemory::Row LaneMemory::findRow(const Addresses& addresses, std::int64_t stride,
+                                    llvm::Value* mask) {
+    const auto scale = static_cast<std::int64_t>(addresses.scale);
+    const std::int64_t rest = stride - addresses.stride;
+    if (addresses.base == nullptr || addresses.offsets == nullptr || rest % scale != 0) {
+        Row row =
+            findProgression(m_builder.CreatePtrToInt(m_values.pointers(addresses),
+                                                     m_builder.wideType(m_builder.getInt64Ty())),
+                            stride, mask);
+        row.first = m_builder.CreateIntToPtr(row.first, m_builder.getPtrTy());
+        return row;
+    }
+    Row row = findProgression(addresses.offsets, rest / scale, mask);
+    row.first = m_builder.CreateGEP(m_builder.getIntNTy(static_cast<unsigned>(8 * addresses.scale)),
+                                    addresses.base, row.first);
+    return row;
+}
+
+llvm::Value* LaneMemory::loadLikely(llvm::Type* type, const Addresses& addresses,
+                                    std::int64_t stride, llvm::Value* mask) {
+    const Row row = findRow(addresses, stride, mask);
+    const auto load = [&] {
+        return stride == 0
+                   ? m_builder.broadcast(m_builder.CreateAlignedLoad(type, row.first, unaligned))
+                   : loadRow(type, row.first, mask);
+    };
+    return m_builder.choose(
+        row.isThere, "row", [&] { return LaneBuilder::Values{load()}; },
+        [&] { return LaneBuilder::Values{gather(type, addresses, mask)}; })[0];
+}
+
+void LaneMemory::storeLikelyRow(llvm::Value* value, const Addresses& addresses, llvm::Value* mask) {
+    const auto stride = static_cast<std::int64_t>(sizeOf(value->getType()->getScalarType()));
+    const Row row = findRow(addresses, stride, mask);
+    m_builder.choose(
+        row.isThere, "row",
+        [&] {
+            storeRow(value, row.first, mask);
+            return LaneBuilder::Values{};
+        },
+        [&] {
+            scatter(value, addresses, mask);
+            return LaneBuilder::Values{};
+        });
+}
+
 llvm::Value* LaneMemory::loadRow(llvm::Type* type, llvm::Value* base, llvm::Value* mask) {
     llvm::Type* wide = m_builder.wideType(type);
     if (!hasMaskedRow(type))

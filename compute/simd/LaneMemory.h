@@ -15,6 +15,9 @@ public:
     LaneMemory(LaneBuilder& builder, WideValues& values) : m_builder(builder), m_values(values) {}
 
     std::uint64_t sizeOf(llvm::Type* type) const;
+    /// The processor's own masked memory access: 32 and 64 bits from AVX2 on, all sizes with
+    /// AVX-512.
+    bool hasMaskedRow(llvm::Type* type) const;
 
     /// Numbers one after the other in memory, lane 0 at `base`.
     llvm::Value* loadRow(llvm::Type* type, llvm::Value* base, llvm::Value* mask);
@@ -22,6 +25,19 @@ public:
 
     llvm::Value* gather(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
     void scatter(llvm::Value* value, const Addresses& addresses, llvm::Value* mask);
+
+    /// As gather() and scatter(), for addresses that are probably `stride` bytes apart: 0 or the
+    /// size of the type.
+    llvm::Value* loadLikely(llvm::Type* type, const Addresses& addresses, std::int64_t stride,
+                            llvm::Value* mask);
+    void storeLikelyRow(llvm::Value* value, const Addresses& addresses, llvm::Value* mask);
+
+    /// Whether the addresses are `stride` bytes apart in the lanes of the mask.
+    struct Row {
+        llvm::Value* first;   ///< the address of lane 0, as far as the others show it
+        llvm::Value* isThere; ///< a scalar
+    };
+    Row findRow(const Addresses& addresses, std::int64_t stride, llvm::Value* mask);
 
     /// The address for each lane, of memory that it may access: spare one where it has no thread.
     using Pointers = llvm::SmallVector<llvm::Value*, 16>;
@@ -35,9 +51,9 @@ private:
     llvm::Value* bytesBeforeNumber(llvm::Value* places, std::uint64_t size);
     llvm::Value* loadEachLane(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
 
-    /// The processor's own masked memory access: 32 and 64 bits from AVX2 on, all sizes with
-    /// AVX-512.
-    bool hasMaskedRow(llvm::Type* type) const;
+    /// Whether all active lanes of a vector grow by `step` from lane to lane, and lane 0.
+    Row findProgression(llvm::Value* numbers, std::int64_t step, llvm::Value* mask);
+
     bool hasGather(llvm::Type* type) const;
     bool hasScatter(llvm::Type* type) const;
     llvm::Value* spare();

@@ -19,8 +19,8 @@ struct Addresses {
     std::uint64_t scale = 1;        ///< 1, 2, 4 or 8
     llvm::Value* pointers = nullptr;
 
-    bool isRow(std::uint64_t size) const {
-        return base != nullptr && offsets == nullptr && stride == static_cast<std::int64_t>(size);
+    bool isRow(std::int64_t size) const {
+        return base != nullptr && offsets == nullptr && stride == size;
     }
 };
 

@@ -28,9 +28,18 @@ llvm::Value* WidenGroups::partOffset(unsigned part) {
     return m_builder.getInt64(std::uint64_t(part) * m_builder.lanes() * wordBytes);
 }
 
-llvm::BasicBlock* WidenGroups::newBlock(const char* name) {
-    return llvm::BasicBlock::Create(m_builder.getContext(), name,
-                                    m_builder.GetInsertBlock()->getParent());
+llvm::Value* WidenGroups::partMask(const AccessGroup& group, llvm::Value* mask, unsigned part) {
+    const auto count = static_cast<unsigned>(group.stride / wordBytes);
+    auto* everyThread = llvm::dyn_cast<llvm::Instruction>(m_everyThread);
+    if (mask != everyThread || everyThread == nullptr)
+        return weaveMask(m_builder, mask, part, count, group.words());
+    llvm::Value*& known = m_partMasks[{part, count, group.words()}];
+    if (known == nullptr) {
+        const llvm::IRBuilderBase::InsertPointGuard guard(m_builder);
+        m_builder.SetInsertPoint(everyThread->getParent(), std::next(everyThread->getIterator()));
+        known = weaveMask(m_builder, mask, part, count, group.words());
+    }
+    return known;
 }
 
 Words WidenGroups::loadWords(const AccessGroup& group, llvm::Value* start, llvm::Value* mask) {
@@ -39,7 +48,7 @@ Words WidenGroups::loadWords(const AccessGroup& group, llvm::Value* start, llvm:
     for (unsigned part = 0; part < count; ++part)
         memory.push_back(m_memory.loadRow(m_builder.getInt32Ty(),
                                           m_builder.CreatePtrAdd(start, partOffset(part)),
-                                          weaveMask(m_builder, mask, part, count, group.words())));
+                                          partMask(group, mask, part)));
     return unweave(m_builder, memory);
 }
 
@@ -105,54 +114,26 @@ void WidenGroups::storeStructures(const Words& words, llvm::Value* pointers, llv
     }
 }
 
-WidenGroups::Starts WidenGroups::findStarts(const AccessGroup& group, llvm::Value* mask) {
+Addresses WidenGroups::starts(const AccessGroup& group) {
     Addresses addresses = m_values.addresses(group.root);
-    Starts starts{};
-    starts.pointers =
-        m_builder.CreateGEP(m_builder.getInt8Ty(), m_values.pointers(addresses),
-                            m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
-    // Lanes without a thread may hold anything, but nothing that changes from one look to the next.
-    starts.pointers = m_builder.CreateFreeze(starts.pointers);
-    starts.first = m_builder.CreateExtractElement(starts.pointers, std::uint64_t(0));
-    llvm::Value* row = m_values.pointers({.base = starts.first, .stride = group.stride});
-    llvm::Value* isRow =
-        m_builder.either(m_builder.CreateICmpEQ(starts.pointers, row), m_builder.CreateNot(mask));
-    starts.isRow = m_builder.CreateNot(m_builder.any(m_builder.CreateNot(isRow)));
-    return starts;
+    llvm::Value*& begin = addresses.base != nullptr ? addresses.base : addresses.pointers;
+    begin = m_builder.CreatePtrAdd(begin,
+                                   m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
+    return addresses;
 }
 
 Words WidenGroups::loadWordsAnywhere(const AccessGroup& group, llvm::Value* mask) {
-    const Starts starts = findStarts(group, mask);
-    llvm::BasicBlock* row = newBlock("row");
-    llvm::BasicBlock* apart = newBlock("apart");
-    llvm::BasicBlock* loaded = newBlock("loaded");
-    m_builder.CreateCondBr(starts.isRow, row, apart);
-    m_builder.SetInsertPoint(row);
-    const Words together = loadWords(group, starts.first, mask);
-    row = m_builder.GetInsertBlock();
-    m_builder.CreateBr(loaded);
-    m_builder.SetInsertPoint(apart);
-    const Words gathered = gatherWords(group, starts.pointers, mask);
-    apart = m_builder.GetInsertBlock();
-    m_builder.CreateBr(loaded);
-    m_builder.SetInsertPoint(loaded);
-    Words words;
-    for (unsigned i = 0; i < together.size(); ++i) {
-        llvm::PHINode* phi = m_builder.CreatePHI(gathered[i]->getType(), 2);
-        phi->addIncoming(together[i], row);
-        phi->addIncoming(gathered[i], apart);
-        words.push_back(phi);
-    }
-    return words;
+    const Addresses places = starts(group);
+    const LaneMemory::Row row = m_memory.findRow(places, group.stride, mask);
+    return m_builder.choose(
+        row.isThere, "row", [&] { return loadWords(group, row.first, mask); },
+        [&] { return gatherWords(group, m_values.pointers(places), mask); });
 }
 
 void WidenGroups::loadGroup(const AccessGroup& group, llvm::Value* mask) {
     Words words;
     if (group.isEven) {
-        llvm::Value* start =
-            m_builder.CreatePtrAdd(m_values.first(group.root),
-                                   m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
-        words = loadWords(group, start, mask);
+        words = loadWords(group, starts(group).base, mask);
     } else {
         words = loadWordsAnywhere(group, mask);
     }
@@ -189,8 +170,7 @@ void WidenGroups::storeWords(const AccessGroup& group, const Words& words, llvm:
         if (memory[part] == nullptr)
             continue;
         llvm::Value* place = m_builder.CreatePtrAdd(start, partOffset(part));
-        m_memory.storeRow(memory[part], place,
-                          weaveMask(m_builder, mask, part, count, group.words()));
+        m_memory.storeRow(memory[part], place, partMask(group, mask, part));
     }
 }
 
@@ -221,24 +201,20 @@ void WidenGroups::storeGroup(const AccessGroup& group, llvm::Value* mask) {
     Words words(static_cast<std::size_t>(group.stride / wordBytes), nullptr);
     for (const AccessGroup::Member& member : group.members)
         memberToWords(group, member, words);
-    if (group.isEven) {
-        llvm::Value* start =
-            m_builder.CreatePtrAdd(m_values.first(group.root),
-                                   m_builder.getInt64(static_cast<std::uint64_t>(group.start())));
-        return storeWords(group, words, start, mask);
-    }
-    const Starts starts = findStarts(group, mask);
-    llvm::BasicBlock* row = newBlock("row");
-    llvm::BasicBlock* apart = newBlock("apart");
-    llvm::BasicBlock* stored = newBlock("stored");
-    m_builder.CreateCondBr(starts.isRow, row, apart);
-    m_builder.SetInsertPoint(row);
-    storeWords(group, words, starts.first, mask);
-    m_builder.CreateBr(stored);
-    m_builder.SetInsertPoint(apart);
-    scatterWords(group, words, starts.pointers, mask);
-    m_builder.CreateBr(stored);
-    m_builder.SetInsertPoint(stored);
+    const Addresses places = starts(group);
+    if (group.isEven)
+        return storeWords(group, words, places.base, mask);
+    const LaneMemory::Row row = m_memory.findRow(places, group.stride, mask);
+    m_builder.choose(
+        row.isThere, "row",
+        [&] {
+            storeWords(group, words, row.first, mask);
+            return Words{};
+        },
+        [&] {
+            scatterWords(group, words, m_values.pointers(places), mask);
+            return Words{};
+        });
 }
 
 void WidenGroups::memberToWords(const AccessGroup& group, const AccessGroup::Member& member,

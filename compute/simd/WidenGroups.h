@@ -8,12 +8,17 @@
 #include "compute/simd/LaneMemory.h"
 #include "compute/simd/Weave.h"
 
+#include <array>
+#include <map>
+
 namespace compute::simd {
 
 class WidenGroups {
 public:
-    WidenGroups(LaneBuilder& builder, WideValues& values, LaneMemory& memory)
-        : m_builder(builder), m_values(values), m_memory(memory) {}
+    /// `everyThread`: the mask of all lanes that have a thread at all.
+    WidenGroups(LaneBuilder& builder, WideValues& values, LaneMemory& memory,
+                llvm::Value* everyThread)
+        : m_builder(builder), m_values(values), m_memory(memory), m_everyThread(everyThread) {}
 
     /// Does all accesses of the group, for the lanes in the mask.
     void loadGroup(const AccessGroup& group, llvm::Value* mask);
@@ -38,19 +43,19 @@ private:
     void memberToWords(const AccessGroup& group, const AccessGroup::Member& member,
                        llvm::MutableArrayRef<llvm::Value*> words);
 
-    /// Where the structures of an uneven group begin, and whether they lie side by side after all.
-    struct Starts {
-        llvm::Value* pointers;
-        llvm::Value* first;
-        llvm::Value* isRow;
-    };
-    Starts findStarts(const AccessGroup& group, llvm::Value* mask);
+    /// Where the structures begin.
+    Addresses starts(const AccessGroup& group);
     llvm::Value* partOffset(unsigned part);
-    llvm::BasicBlock* newBlock(const char* name);
+    /// The mask for the vector `part` of memory. That of all threads is made once, outside of
+    /// loops.
+    llvm::Value* partMask(const AccessGroup& group, llvm::Value* mask, unsigned part);
 
     LaneBuilder& m_builder;
     WideValues& m_values;
     LaneMemory& m_memory;
+    llvm::Value* m_everyThread;
+    /// By part, words of the structure, and which of them are wanted.
+    std::map<std::array<unsigned, 3>, llvm::Value*> m_partMasks;
 };
 
 } // namespace compute::simd

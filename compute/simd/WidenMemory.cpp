@@ -186,8 +186,14 @@ llvm::Value* WidenMemory::load(llvm::LoadInst& load, llvm::Value* mask) {
     if (const auto place = wovenPlace(load.getPointerOperand()))
         return loadWoven(type, *place, mask);
     const Addresses addresses = m_values.addresses(load.getPointerOperand());
-    if (addresses.isRow(m_lanes.sizeOf(type)) && !type->isIntegerTy(1))
+    const auto size = static_cast<std::int64_t>(m_lanes.sizeOf(type));
+    if (addresses.isRow(size) && !type->isIntegerTy(1))
         return m_lanes.loadRow(type, addresses.base, mask);
+    const auto likely = m_likely.of(load.getPointerOperand());
+    const bool isWorthALook =
+        likely && (*likely == 0 || (*likely == size && m_lanes.hasMaskedRow(type)));
+    if (isWorthALook && !type->isIntegerTy(1))
+        return m_lanes.loadLikely(type, addresses, *likely, mask);
     return m_lanes.gather(type, addresses, mask);
 }
 
@@ -212,8 +218,12 @@ void WidenMemory::store(llvm::StoreInst& store, llvm::Value* mask) {
         m_builder.CreateAlignedStore(last, addresses.base, unaligned);
         return;
     }
-    if (addresses.isRow(m_lanes.sizeOf(type)) && !type->isIntegerTy(1))
+    const auto size = static_cast<std::int64_t>(m_lanes.sizeOf(type));
+    if (addresses.isRow(size) && !type->isIntegerTy(1))
         return m_lanes.storeRow(value, addresses.base, mask);
+    if (m_likely.of(store.getPointerOperand()) == size && !type->isIntegerTy(1) &&
+        m_lanes.hasMaskedRow(type))
+        return m_lanes.storeLikelyRow(value, addresses, mask);
     m_lanes.scatter(value, addresses, mask);
 }
 

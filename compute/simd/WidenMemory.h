@@ -6,9 +6,11 @@
 // threads had run in order.
 #pragma once
 
+#include "compute/simd/LikelyStrides.h"
 #include "compute/simd/WidenGroups.h"
 
 #include <llvm/IR/IntrinsicInst.h>
+#include <llvm/IR/Module.h>
 #include <llvm/IR/Operator.h>
 
 namespace compute::simd {
@@ -23,7 +25,8 @@ public:
           m_groups(groups),
           m_private(privateMemory),
           m_lanes(builder, values),
-          m_groupAccess(builder, values, m_lanes),
+          m_groupAccess(builder, values, m_lanes, everyThread),
+          m_likely(values.strides(), builder.GetInsertBlock()->getModule()->getDataLayout()),
           m_everyThread(everyThread) {}
 
     /// Makes room for a variable that differs by lane.
@@ -69,6 +72,7 @@ private:
     const PrivateMemory& m_private;
     LaneMemory m_lanes;
     WidenGroups m_groupAccess;
+    LikelyStrides m_likely;
     llvm::Value* m_everyThread;
     llvm::DenseMap<const llvm::AllocaInst*, llvm::AllocaInst*> m_woven;
 };

@@ -83,6 +83,26 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             store half 2.0, ptr %g)",
          {"row:", "masked.store", "masked.scatter"},
          {}},
+        {"words whose places were rounded and held at an edge",
+         R"(%f = uitofp i32 %x to float
+            %m = fadd float %f, 0.5
+            %i = call i32 @llvm.fptosi.sat.i32.f32(float %m)
+            %j = call i32 @llvm.smin.i32(i32 %i, i32 99)
+            %n = sext i32 %j to i64
+            %q = getelementptr i32, ptr %out, i64 %n
+            %v = load i32, ptr %q
+            store i32 %v, ptr %place)",
+         {"row:", "masked.load.v16i32", "masked.gather.v16i32"},
+         {"fptosi.sat.v16i32"}},
+        {"bytes that neighbours share",
+         R"(%t = udiv i32 %x, 48
+            %n = zext i32 %t to i64
+            %q = getelementptr i8, ptr %out, i64 %n
+            %v = load i8, ptr %q
+            %w = zext i8 %v to i32
+            store i32 %w, ptr %place)",
+         {"row:", "load i8, ptr", "masked.gather.v16i32"},
+         {}},
         {"atomics at one address, together",
          R"(%old = atomicrmw add ptr %out, i32 1 monotonic
             store i32 %old, ptr %place)",
