@@ -88,28 +88,28 @@ ParameterStrides kernelParameters() {
 }
 
 Uniformity::Uniformity(llvm::Function& function, const ValueSet& varyingMemory,
-                       const ParameterStrides& parameters) {
-    ValueSet sources = varyingMemory;
+                       const ParameterStrides& parameters)
+    : m_sources(varyingMemory) {
     for (const llvm::Argument& parameter : function.args())
         if (parameters[parameter.getArgNo()] != 0)
-            sources.insert(&parameter);
+            m_sources.insert(&parameter);
     for (const llvm::Instruction& instruction : llvm::instructions(function))
         if (isOrdered(instruction))
-            sources.insert(&instruction);
+            m_sources.insert(&instruction);
     m_analyses.registerPass([] { return llvm::PassInstrumentationAnalysis(); });
     m_analyses.registerPass([] { return llvm::DominatorTreeAnalysis(); });
     m_analyses.registerPass([] { return llvm::CycleAnalysis(); });
     m_analyses.registerPass([] { return llvm::UniformityInfoAnalysis(); });
     m_analyses.registerPass([&] {
         return llvm::TargetIRAnalysis([&](const llvm::Function& of) {
-            return llvm::TargetTransformInfo(Lanes(of.getParent()->getDataLayout(), sources));
+            return llvm::TargetTransformInfo(Lanes(of.getParent()->getDataLayout(), m_sources));
         });
     });
     do {
         m_analyses.clear();
         m_info = &m_analyses.getResult<llvm::UniformityInfoAnalysis>(function);
     } while (addMissedJoins(function, m_analyses.getResult<llvm::DominatorTreeAnalysis>(function),
-                            *m_info, sources));
+                            *m_info, m_sources));
 }
 
 } // namespace compute::simd

@@ -37,6 +37,7 @@ public:
     }
 
 private:
+    ValueSet m_sources;                       ///< of differences; what m_analyses refers to
     llvm::FunctionAnalysisManager m_analyses; ///< what m_info refers to
     const llvm::UniformityInfo* m_info;
 };
