@@ -34,12 +34,18 @@ bool isLarge(const llvm::Module& module) {
 }
 
 /// In large kernels a constant is best read where it is used: kept in a register through the whole
-/// loop it is only spilled, which costs the allocator as much as instruction selection takes.
+/// loop it is only spilled, which costs the allocator as much as instruction selection takes. In
+/// very large ones the order of instructions is left to the processor.
 void leaveOutPasses(llvm::TargetPassConfig& passes, const llvm::Module& module) {
     if (!isLarge(module))
         return;
     passes.disablePass(&llvm::EarlyMachineLICMID);
     passes.disablePass(&llvm::MachineCSEID);
+    constexpr unsigned veryLargeKernel = 8000;
+    if (module.getInstructionCount() <= veryLargeKernel)
+        return;
+    passes.disablePass(&llvm::MachineSchedulerID);
+    passes.disablePass(&llvm::PostRASchedulerID);
 }
 
 /// As the machine's own addPassesToEmitFile(), which does not let passes be left out.
