@@ -18,7 +18,7 @@ std::vector<llvm::Function*> listedInitialisers(llvm::Module& module);
 std::vector<llvm::Function*> initialiserFunctions(llvm::Module& module);
 
 /// Fails, naming the variable, when an initialiser is not a constant expression. Afterwards nothing
-/// but the canonical function is defined, and all variables are constants.
+/// but the canonical function and what it calls is defined, and all variables are constants.
 platform::Result<void> foldInitialisers(PassContext& context);
 
 } // namespace compute::kernel

@@ -13,7 +13,7 @@ namespace compute::kernel {
 /// Optimises one function on its own.
 void optimise(llvm::Function& function, Analyses& analyses);
 
-/// Optimises the canonical function.
+/// Optimises what is left of the program, callees before their callers.
 platform::Result<void> promote(PassContext& context);
 
 } // namespace compute::kernel
