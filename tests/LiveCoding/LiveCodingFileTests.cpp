@@ -29,13 +29,9 @@ protected:
 };
 
 TEST_F(LiveCodingFileTest, ReadsWhenASaveIsComplete) {
-    struct Row {
-        const char* label;
-        std::vector<Events> batches;
-        int inPlace; ///< which batch it is read after, counted from 1; 0 for never
-        int everyWrite;
-    };
-    const Row rows[] = {
+    // The batches of events, and which of them it is read after, counted from 1, or 0 for never:
+    // when renaming counts, and when every write does.
+    const std::tuple<const char*, std::vector<Events>, int, int> rows[] = {
         {"new file renamed into place", {{MovedIn}}, 1, 1},
         {"written in place", {{Modified, Written}}, 0, 1},
         {"replaced without renaming", {{Created, Modified, Written}}, 0, 1},

@@ -33,12 +33,7 @@ using Names = std::vector<std::string>;
 
 TEST_F(CompileTest, LogsEveryOutcome) {
     const std::string failed = "Compilation failed:\nprogram_source:672:1: error: so it says";
-    struct {
-        const char* source;
-        std::set<std::string> brokenKernels;
-        std::string log;
-        bool hasError;
-    } const cases[] = {
+    const std::tuple<const char*, std::set<std::string>, std::string, bool> cases[] = {
         {"", {}, "No fx() or sfx() found", false},
         {"int x;", {}, "", false},
         {"void fx() {}", {}, "Compiling video...\nDone.\n", false},

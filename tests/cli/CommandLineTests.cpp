@@ -53,22 +53,21 @@ TEST(CommandLine, HelpAndVersionAreData) {
 TEST(CommandLine, UnreadableProgramsGiveOneLine) {
     const ScratchFolder scratch;
     const std::string latin1 = scratch.file("latin1.metal", "// gr\xfc\xdf dich\n");
-    struct Row {
-        std::string file;
-        const char* reason;
-    };
-    for (const Row& row : {Row{scratch.path("none.metal"), "No such file or directory"},
-                           Row{scratch.path(""), ""}, Row{latin1, "UTF-8"}}) {
+    const std::pair<std::string, const char*> rows[] = {
+        {scratch.path("none.metal"), "No such file or directory"},
+        {scratch.path(""), ""},
+        {latin1, "UTF-8"}};
+    for (const auto& [file, reason] : rows) {
         for (const std::vector<std::string>& arguments :
-             {std::vector<std::string>{"compile", row.file},
-              {"render", row.file, "-o", scratch.path("out.png")},
-              {"bench", row.file}}) {
+             {std::vector<std::string>{"compile", file},
+              {"render", file, "-o", scratch.path("out.png")},
+              {"bench", file}}) {
             const Outcome run = runStarloom(arguments);
-            EXPECT_EQ(run.status, 1) << row.file;
+            EXPECT_EQ(run.status, 1) << file;
             EXPECT_EQ(run.out, "");
             EXPECT_TRUE(isOneLine(run.err)) << run.err;
-            EXPECT_NE(run.err.find(row.file), std::string::npos) << run.err;
-            EXPECT_NE(run.err.find(row.reason), std::string::npos) << run.err;
+            EXPECT_NE(run.err.find(file), std::string::npos) << run.err;
+            EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
         }
     }
     EXPECT_EQ(scratch.names(), std::vector<std::string>{"latin1.metal"});

@@ -42,30 +42,26 @@ TEST_P(LibraryTest, ReflectionComesFromTheText) {
 }
 
 TEST_P(LibraryTest, FunctionConstantsSpecialise) {
-    const struct {
-        const char* name;
-        gpu::DataType type;
-        std::array<std::uint8_t, 4> bytes;
-        float expected;
-    } cases[] = {{"bool", gpu::DataType::Bool, {1, 9, 9, 9}, 1},
-                 {"char", gpu::DataType::Char, {0xFE, 9, 9, 9}, -2},
-                 {"ushort", gpu::DataType::UShort, {0x34, 0x12, 9, 9}, 0x1234},
-                 {"int", gpu::DataType::Int, {0xFE, 0xFF, 0xFF, 0xFF}, -2},
-                 {"half", gpu::DataType::Half, {0x00, 0x3C, 9, 9}, 1},
-                 {"float", gpu::DataType::Float, {0, 0, 0x80, 0x3F}, 1}};
-    for (const auto& c : cases) {
-        const std::string body = "constant " + std::string(c.name) +
+    const std::tuple<const char*, gpu::DataType, std::array<std::uint8_t, 4>, float> cases[] = {
+        {"bool", gpu::DataType::Bool, {1, 9, 9, 9}, 1},
+        {"char", gpu::DataType::Char, {0xFE, 9, 9, 9}, -2},
+        {"ushort", gpu::DataType::UShort, {0x34, 0x12, 9, 9}, 0x1234},
+        {"int", gpu::DataType::Int, {0xFE, 0xFF, 0xFF, 0xFF}, -2},
+        {"half", gpu::DataType::Half, {0x00, 0x3C, 9, 9}, 1},
+        {"float", gpu::DataType::Float, {0, 0, 0x80, 0x3F}, 1}};
+    for (const auto& [name, type, bytes, expected] : cases) {
+        const std::string body = "constant " + std::string(name) +
                                  " value [[function_constant(3)]];"
                                  "constant bool negative [[function_constant(1)]];"
                                  "kernel void run(device float* data [[buffer(0)]])"
                                  " { data[0] = negative ? -float(value) : float(value); }";
         const auto buffer = device->makeBuffer(4, StorageMode::Shared);
         gpu::FunctionConstantValues constants;
-        constants.setConstantValue(3, c.type, c.bytes.data());
+        constants.setConstantValue(3, type, bytes.data());
         for (const bool negative : {false, true}) {
             constants.setBool(1, negative);
             expectCompleted(*dispatch(pipeline(body, constants), {buffer}, 1));
-            EXPECT_EQ(valuesIn<float>(buffer)[0], negative ? -c.expected : c.expected) << c.name;
+            EXPECT_EQ(valuesIn<float>(buffer)[0], negative ? -expected : expected) << name;
         }
         gpu::FunctionConstantValues incomplete;
         incomplete.setBool(1, true);

@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace {
 
@@ -124,19 +125,17 @@ TEST(Math, FunctionsStayWithinTheirLimits) {
 }
 
 TEST(Math, PowersAreWithinFourUlps) {
-    const struct {
-        const char* label;
-        float xLow, xHigh, yLow, yHigh;
-    } rows[] = {{"colours", 1e-3f, 2, -4, 8},
-                {"large", 2, 1e30f, -30, 30},
-                {"near one", 0.999f, 1.001f, -80000, 80000},
-                {"small", 1e-37f, 1, 0, 20}};
-    for (const auto& p : rows) {
+    const std::tuple<const char*, float, float, float, float> rows[] = {
+        {"colours", 1e-3f, 2, -4, 8},
+        {"large", 2, 1e30f, -30, 30},
+        {"near one", 0.999f, 1.001f, -80000, 80000},
+        {"small", 1e-37f, 1, 0, 20}};
+    for (const auto& [label, xLow, xHigh, yLow, yHigh] : rows) {
         double worst = 0;
         float atX = 0;
         float atY = 0;
-        forArguments(p.xLow, p.xHigh, Spread::Exponential, 700, [&](float x) {
-            forArguments(p.yLow, p.yHigh, Spread::Linear, 701, [&](float y) {
+        forArguments(xLow, xHigh, Spread::Exponential, 700, [&](float x) {
+            forArguments(yLow, yHigh, Spread::Linear, 701, [&](float y) {
                 const double exact = std::pow(double(x), double(y));
                 if (std::abs(exact) < 0x1p-125 || std::abs(exact) > 0x1.fffffep127)
                     return;
@@ -149,7 +148,7 @@ TEST(Math, PowersAreWithinFourUlps) {
                 }
             });
         });
-        EXPECT_LE(worst, 4) << p.label << " at " << atX << ", " << atY;
+        EXPECT_LE(worst, 4) << label << " at " << atX << ", " << atY;
     }
 }
 
@@ -160,11 +159,8 @@ float opaque(float x) {
 }
 
 TEST(Math, EdgesHaveTheirValues) {
-    const struct {
-        const char* label;
-        float value;
-        float expected; ///< compared exactly, the sign of zero excepted; NaN matches NaN
-    } edges[] = {
+    // Compared exactly, the sign of zero excepted; NaN matches NaN.
+    const std::tuple<const char*, float, float> edges[] = {
         {"exp of minus infinity", metal::exp(opaque(-infinity)), 0},
         {"exp of infinity", metal::exp(opaque(infinity)), infinity},
         {"exp of nan", metal::exp(opaque(nan)), nan},
@@ -209,10 +205,9 @@ TEST(Math, EdgesHaveTheirValues) {
         {"ldexp far", metal::ldexp(opaque(0x1p-100f), 200), 0x1p100f},
         {"nextafter one", metal::nextafter(opaque(1), opaque(2)), 1.00000012f},
         {"nextafter down", metal::nextafter(opaque(-1), opaque(-2)), -1.00000012f}};
-    for (const auto& edge : edges)
-        EXPECT_TRUE(edge.value == edge.expected ||
-                    (metal::isnan(edge.value) && metal::isnan(edge.expected)))
-            << edge.label << ": " << edge.value << " instead of " << edge.expected;
+    for (const auto& [label, value, expected] : edges)
+        EXPECT_TRUE(value == expected || (metal::isnan(value) && metal::isnan(expected)))
+            << label << ": " << value << " instead of " << expected;
 }
 
 TEST(Math, SineNeverLeavesTheUnitInterval) {
