@@ -11,6 +11,7 @@
 #include <optional>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,6 +59,7 @@ Child start(std::size_t first, std::size_t count, const std::function<void()>& p
         ::close(ends[1]);
         return {process, platform::FileDescriptor(ends[0])};
     }
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL); // whoever ends the parent means all of it
     prepare();
     for (std::size_t i = first; i < count; ++i) {
         const std::string result = job(i);

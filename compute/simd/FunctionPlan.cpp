@@ -67,10 +67,14 @@ void FunctionPlan::layOut(LaneBuilder& builder, WideValues& values, const WideCa
     for (llvm::Instruction& instruction :
          llvm::make_early_inc_range(llvm::instructions(m_function)))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
-            if (m_memory.kind(variable) == PrivateMemory::Kind::Shared)
-                variable->moveBefore(entry, entry.begin());
-            else
+            if (m_memory.kind(variable) == PrivateMemory::Kind::Shared) {
+                // The function keeps its own for callers that need no lanes.
+                llvm::Instruction* made = variable->clone();
+                made->insertInto(&entry, entry.begin());
+                values.setScalar(variable, made);
+            } else {
                 memory.widenVariable(*variable);
+            }
         }
     WidenControl(builder, values, memory, calls, *m_tree, *m_uniformity).run(m_function, mask);
 }
