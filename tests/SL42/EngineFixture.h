@@ -46,6 +46,12 @@ protected:
         while (mainQueue.pump() > 0) {
         }
     }
+    /// The same until `done`, for ten seconds at most; says whether it is.
+    bool serveUntil(const std::function<bool()>& done) {
+        for (int i = 0; i < 1000 && !done(); ++i)
+            mainQueue.waitAndRun(std::chrono::milliseconds(10));
+        return done();
+    }
     void setRegister(Register index, std::uint8_t value) {
         engine->machine().registers->contents()[static_cast<std::size_t>(index)] = std::byte{value};
     }

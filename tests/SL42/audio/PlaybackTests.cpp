@@ -85,11 +85,6 @@ protected:
         while (std::chrono::steady_clock::now() < end)
             mainQueue.waitAndRun(std::chrono::milliseconds(5));
     }
-    template <class Condition>
-    void serveUntil(Condition condition) {
-        for (int i = 0; i < 1000 && !condition(); ++i)
-            mainQueue.waitAndRun(std::chrono::milliseconds(10));
-    }
     Lines linesAbout(const std::string& word) const {
         Lines found;
         std::copy_if(lines.begin(), lines.end(), std::back_inserter(found),

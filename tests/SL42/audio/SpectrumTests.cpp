@@ -45,12 +45,6 @@ protected:
     }
     AudioMonitor& monitor() { return engine->audioMonitor(); }
     const FFTValues& heard() { return monitor().fftValues(); }
-    template <class Condition>
-    bool serveUntil(Condition condition) {
-        for (int i = 0; i < 1000 && !condition(); ++i)
-            mainQueue.waitAndRun(std::chrono::milliseconds(10));
-        return condition();
-    }
     std::size_t deviceCalled(const std::string& name) {
         const auto& devices = monitor().audioDevices().get();
         const auto found = std::find_if(devices.begin(), devices.end(),

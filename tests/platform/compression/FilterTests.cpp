@@ -39,8 +39,8 @@ Bytes compress(Algorithm algorithm, View input, std::size_t sliceSize = 4096) {
     return result;
 }
 
-/// The first `limit` bytes; the message when there is an error.
-Result<Bytes> inflate(View data, std::size_t pieceSize = 100) {
+Result<Bytes> inflate(View data) {
+    constexpr std::size_t pieceSize = 100;
     auto filter = InputFilter::inflating(bufferSize, [&](std::size_t length) {
         const View piece = data.first(std::min(length, data.size()));
         data = data.subspan(piece.size());
@@ -120,16 +120,9 @@ TEST(OutputFilter, KnowsWhatItLacks) {
     EXPECT_EQ(filter.error().message, "there is no lzfse encoder here");
 }
 
-TEST(InputFilter, ReadsItsOwnStreams) {
-    for (const Bytes& text : {Bytes(), Bytes(1), Bytes(100), noise(70'000)})
-        for (const std::size_t pieceSize : {std::size_t{1}, std::size_t{100}, std::size_t{4096}}) {
-            const auto read = inflate(compress(Algorithm::Zlib, text), pieceSize);
-            ASSERT_TRUE(read) << read.error().message;
-            EXPECT_EQ(*read, text);
-        }
-}
-
-TEST(InputFilter, RefusesWhatIsNoStream) {
+TEST(InputFilter, ReadsItsOwnStreamsAndRefusesOthers) {
+    for (const Bytes& text : {Bytes(), Bytes(1), noise(70'000)})
+        EXPECT_EQ(inflate(compress(Algorithm::Zlib, text)).value(), text);
     const Bytes whole = compress(Algorithm::Zlib, noise(5000));
     for (const std::size_t length :
          {std::size_t{0}, std::size_t{1}, std::size_t{1000}, whole.size() - 1}) {
