@@ -250,17 +250,48 @@ std::optional<Expr> ExpressionGenerator::input(Type type, unsigned depth) {
     return std::nullopt;
 }
 
-/// Side by side, at regular distances or in reverse: what a compiler loads in one go.
+/// Places in a row as programs reach them: side by side, at regular distances, in reverse, rounded,
+/// held at an edge or wrapped around. All are below 3 * maxWidth.
+Expr ExpressionGenerator::inRow() {
+    const Type number{Scalar::UInt};
+    const Type whole32{Scalar::Int};
+    const Expr x = node(Op::Thread, number, 0, {});
+    const Expr width = node(Op::Thread, number, 2, {});
+    const Expr distance = whole(number, m_random.below(maxWidth));
+    const auto binary = [](unsigned which, const Expr& a, const Expr& b) {
+        return node(Op::Binary, a.type, which, {a, b});
+    };
+    const auto function = [](const char* name, std::vector<Expr> args) {
+        return node(Op::Integer, args[0].type, numberOf(integerFunctions(), name), std::move(args));
+    };
+    const auto toInt = [&](const Expr& e) { return node(Op::Convert, whole32, 0, {e}); };
+    switch (m_random.below(12)) {
+    case 0:
+        return binary(Subtract, width, x);
+    case 1:
+        return binary(And, x, whole(number, 0xfffffffc));
+    case 2:
+        return binary(Divide, x, whole(number, m_random.between(2, 4)));
+    case 3:
+        return function("min", {binary(Add, x, distance), whole(number, m_random.below(maxWidth))});
+    case 4:
+        return binary(Subtract, function("max", {x, distance}), distance);
+    case 5:
+        return binary(Remainder, binary(Add, x, distance), width);
+    case 6:
+        return node(Op::Convert, number, 0,
+                    {function("clamp", {binary(Subtract, toInt(x), toInt(distance)),
+                                        whole(whole32, 0), toInt(width)})});
+    default:
+        return binary(Multiply, x, whole(number, m_random.between(1, 3)));
+    }
+}
+
 Expr ExpressionGenerator::inputAt(unsigned buffer) {
     const Type number{Scalar::UInt};
-    const Expr x = node(Op::Thread, number, 0, {});
-    const unsigned step = m_random.below(4);
-    Expr at = step == 0 ? node(Op::Binary, number, Subtract, {node(Op::Thread, number, 2, {}), x})
-                        : node(Op::Binary, number, Multiply, {x, whole(number, step)});
     Expr e = node(Op::Input, inputTypes[buffer], buffer, {});
-    e.args.push_back(
-        node(Op::Binary, number, Add,
-             {std::move(at), whole(number, m_random.below(inputCount - 3 * maxWidth))}));
+    e.args.push_back(node(Op::Binary, number, Add,
+                          {inRow(), whole(number, m_random.below(inputCount - 3 * maxWidth))}));
     e.integer = 1;
     e.range = standardRange(e.type.scalar);
     return e;

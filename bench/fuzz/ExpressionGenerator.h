@@ -59,6 +59,7 @@ private:
     Expr leaf(Type type, unsigned depth);
     Expr fromOtherType(Type type);
     std::optional<Expr> input(Type type, unsigned depth);
+    Expr inRow();
     Expr inputAt(unsigned buffer);
     Expr convert(Type type, unsigned depth);
     Expr boolean(Type type, unsigned depth);
