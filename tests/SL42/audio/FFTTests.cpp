@@ -82,16 +82,12 @@ TEST(FFT, ComparesEachBinWithItsPeak) {
 
 TEST(FFT, TakesBlocksOfAnyLength) {
     FFT fft;
-    (void)fft.process(noise(1024, 4));
     const FFTValues before = fft.process(noise(1024, 5));
     // 256 samples give 128 values; 200 give 100, of which a transform of 128 samples fills 64.
     FFTValues values = fft.process(noise(256, 6));
     EXPECT_GT(values.raw[127], 0.0F);
-    for (const std::size_t i : {128, 255}) {
-        EXPECT_EQ(values.raw[i], 0.0F);
-        EXPECT_EQ(values.smoothed[i], before.smoothed[i]);
-        EXPECT_EQ(values.integrated[i], before.integrated[i]);
-    }
+    EXPECT_EQ(values.raw[128], 0.0F);
+    EXPECT_EQ(values.smoothed[255], before.smoothed[255]);
     values = FFT().process(noise(200, 7));
     EXPECT_EQ(values.raw[63], 1.0F);
     EXPECT_TRUE(std::isnan(values.raw[64]) && std::isnan(values.raw[99]));

@@ -3,15 +3,12 @@
 //
 // The texts under language/ use the language as programs do; each compiles without a message.
 #include "compute/metal/Frontend.h"
+#include "tests/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <malloc.h>
-#include <string>
 
 namespace {
 
@@ -20,18 +17,13 @@ std::filesystem::path languageFolder() {
     return std::filesystem::path(source != nullptr ? source : ".") / "tests/compute/metal/language";
 }
 
-std::string readText(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST(Language, EveryTextCompilesWithoutAMessage) {
     unsigned count = 0;
     for (const auto& entry : std::filesystem::directory_iterator(languageFolder())) {
         if (entry.path().extension() != ".metal")
             continue;
         ++count;
-        auto program = compute::metal::compile(readText(entry.path()));
+        auto program = compute::metal::compile(tests::contentsOf(entry.path()));
         EXPECT_TRUE(program) << entry.path() << "\n" << (program ? "" : program.error().message);
         if (program)
             EXPECT_EQ(program->warnings, "") << entry.path();
@@ -45,7 +37,7 @@ std::size_t bytesInUse() {
 }
 
 TEST(Language, CompilingManyTimesTakesNoMoreMemory) {
-    const std::string source = readText(languageFolder() / "graphics.metal");
+    const std::string source = tests::contentsOf(languageFolder() / "graphics.metal");
     const auto compile = [&] { ASSERT_TRUE(compute::metal::compile(source)); };
     compile();
     const std::size_t before = bytesInUse();
