@@ -116,7 +116,8 @@ void Lives::keep(Instruction& value) {
         for (const auto& [use, place] : uses)
             use->set(again);
     }
-    builder.SetInsertPoint(value.getParent(), *value.getInsertionPointAfterDef());
+    builder.SetInsertPoint(value.getParent(),
+                           value.getInsertionPointAfterDef().value_or(value.getParent()->end()));
     builder.CreateAlignedStore(isCondition ? builder.CreateSExt(&value, kept) : &value, memory,
                                memory->getAlign());
 }

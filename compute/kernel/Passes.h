@@ -29,6 +29,7 @@ struct PassContext {
     /// The canonical function, once bindParameters() has made it.
     llvm::Function* entry = nullptr;
     /// Functions that it calls, once inlineCalls() has left them; callees before their callers.
+    // NOLINTNEXTLINE(readability-redundant-member-init): whoever names the others leaves it out
     std::vector<llvm::Function*> shared = {};
 
     /// All that is left of the program then; the entry comes last.
