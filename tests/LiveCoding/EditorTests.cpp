@@ -71,11 +71,10 @@ TEST_F(EditorTest, Nano) {
         GTEST_SKIP() << "no nano here";
     watch();
     file->reloadOnEveryWrite = true; // it writes in place
-    // Once it has drawn something: type, write out under the same name, and leave.
+    // Once it has drawn its title: type, write out under the same name, and leave.
     const std::string shown = folder.path("shown");
-    const std::string keys = "(until [ -s " + shown +
-                             " ]; do sleep 0.1; done; sleep 0.3;"
-                             " printf 'new \\017\\r\\030')";
+    const std::string keys = "(for i in $(seq 150); do grep -aqs 'GNU nano' " + shown +
+                             " && break; sleep 0.1; done; sleep 0.3; printf 'new \\017\\r\\030')";
     const std::string nano = "TERM=xterm timeout 20 script -qfec 'nano --ignorercfiles " + path +
                              "' " + shown + " >/dev/null 2>&1";
     ASSERT_EQ(std::system((keys + " | " + nano).c_str()), 0);
