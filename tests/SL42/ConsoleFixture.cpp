@@ -45,10 +45,6 @@ ConsoleTest::commandBuffers(const std::string& label) {
     return found;
 }
 
-std::uint8_t ConsoleTest::byteAt(const std::shared_ptr<gpu::Buffer>& buffer, std::size_t index) {
-    return std::to_integer<std::uint8_t>(buffer->contents()[index]);
-}
-
 int ConsoleTest::linesEqual(const std::string& text) const {
     return static_cast<int>(std::count(lines.begin(), lines.end(), text));
 }

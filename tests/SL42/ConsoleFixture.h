@@ -40,7 +40,6 @@ protected:
     std::vector<std::shared_ptr<fake::CommandBuffer>> commandBuffers(const std::string& label);
     void forget() { device->commandBuffers.clear(); }
     FakeView& view() { return *m_view; }
-    static std::uint8_t byteAt(const std::shared_ptr<gpu::Buffer>& buffer, std::size_t index);
     int linesEqual(const std::string& text) const;
 
     std::shared_ptr<fake::Device> device = std::make_shared<fake::Device>();

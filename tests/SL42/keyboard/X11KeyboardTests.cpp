@@ -57,18 +57,14 @@ protected:
     Keyboard keyboard;
 };
 
-using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
-Connection connect(const XServer& server) {
-    return {xcb_connect(server.display().c_str(), nullptr), &xcb_disconnect};
-}
-
 /// What a key that switches layouts does. (xdotool undoes the effect of such a key.)
 void switchToLayout(const XServer& server, std::uint8_t number) {
-    const Connection connection = connect(server);
-    xcb_xkb_use_extension(connection.get(), 1, 0);
-    xcb_xkb_latch_lock_state(connection.get(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, number, 0, 0, 0);
-    std::free(xcb_get_input_focus_reply(connection.get(), xcb_get_input_focus(connection.get()),
+    xcb_connection_t* const connection = xcb_connect(server.display().c_str(), nullptr);
+    xcb_xkb_use_extension(connection, 1, 0);
+    xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, number, 0, 0, 0);
+    std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection),
                                         nullptr)); // now it is done
+    xcb_disconnect(connection);
 }
 
 // Key numbers of a PC keyboard, which stay the same whatever the layout.
