@@ -27,6 +27,12 @@ std::optional<std::int64_t> wholeNumber(const llvm::Value* value) {
     return isExact ? std::optional(whole.getSExtValue()) : std::nullopt;
 }
 
+std::optional<std::int64_t> powerOfTwo(const llvm::Value* exponent) {
+    const auto number = wholeNumber(exponent);
+    return number && *number >= 0 && *number < 63 ? std::optional(std::int64_t{1} << *number)
+                                                  : std::nullopt;
+}
+
 } // namespace
 
 std::optional<std::int64_t> LikelyStrides::of(const llvm::Value* value) {
@@ -50,31 +56,31 @@ LikelyStrides::Guess LikelyStrides::sum(Guess first, Guess second, std::int64_t 
     return first && second ? Guess(*first + sign * *second) : std::nullopt;
 }
 
-LikelyStrides::Guess LikelyStrides::product(const llvm::Value* value, const llvm::Value* factor) {
-    const auto number = wholeNumber(factor);
+LikelyStrides::Guess LikelyStrides::product(const llvm::Value* value, Guess factor) {
     const Guess stride = of(value);
-    return number && stride && std::abs(*number) <= largestStride ? Guess(*stride * *number)
+    return factor && stride && std::abs(*factor) <= largestStride ? Guess(*stride * *factor)
                                                                   : std::nullopt;
 }
 
-LikelyStrides::Guess LikelyStrides::quotient(const llvm::Instruction& division) {
-    const auto divisor = wholeNumber(division.getOperand(1));
-    const Guess stride = of(division.getOperand(0));
+LikelyStrides::Guess LikelyStrides::quotient(const llvm::Value* value, Guess divisor) {
+    const Guess stride = of(value);
     const bool isCommon = divisor && stride && *divisor >= commonLanes * std::abs(*stride);
     return isCommon ? Guess(0) : std::nullopt;
 }
 
 LikelyStrides::Guess LikelyStrides::choice(llvm::ArrayRef<const llvm::Value*> values) {
-    Guess chosen;
+    std::int64_t chosen = 0;
+    bool isKnown = true;
     for (const llvm::Value* value : values) {
         const Guess stride = of(value);
-        if (!stride || *stride == 0)
+        isKnown &= stride.has_value();
+        if (stride.value_or(0) == 0)
             continue;
-        if (chosen && *chosen != *stride)
+        if (chosen != 0 && chosen != *stride)
             return std::nullopt;
-        chosen = stride;
+        chosen = *stride;
     }
-    return chosen;
+    return chosen != 0 || isKnown ? Guess(chosen) : std::nullopt;
 }
 
 LikelyStrides::Guess LikelyStrides::findAddress(const llvm::GetElementPtrInst& address) {
@@ -112,7 +118,7 @@ LikelyStrides::Guess LikelyStrides::findCall(const llvm::IntrinsicInst& call) {
         return choice({call.getArgOperand(0), call.getArgOperand(1)});
     case llvm::Intrinsic::fma:
     case llvm::Intrinsic::fmuladd:
-        return sum(product(call.getArgOperand(0), call.getArgOperand(1)),
+        return sum(product(call.getArgOperand(0), wholeNumber(call.getArgOperand(1))),
                    of(call.getArgOperand(2)));
     default:
         return std::nullopt;
@@ -122,18 +128,29 @@ LikelyStrides::Guess LikelyStrides::findCall(const llvm::IntrinsicInst& call) {
 LikelyStrides::Guess LikelyStrides::find(const llvm::Instruction& instruction) {
     const auto operand = [&](unsigned index) { return instruction.getOperand(index); };
     switch (instruction.getOpcode()) {
+    case llvm::Instruction::Or:
+        if (!llvm::cast<llvm::PossiblyDisjointInst>(instruction).isDisjoint())
+            return std::nullopt;
+        [[fallthrough]];
     case llvm::Instruction::Add:
     case llvm::Instruction::FAdd:
         return sum(of(operand(0)), of(operand(1)));
     case llvm::Instruction::Sub:
     case llvm::Instruction::FSub:
         return sum(of(operand(0)), of(operand(1)), -1);
+    case llvm::Instruction::FNeg:
+        return product(operand(0), -1);
     case llvm::Instruction::Mul:
     case llvm::Instruction::FMul:
-        return product(operand(0), operand(1));
+        return product(operand(0), wholeNumber(operand(1)));
+    case llvm::Instruction::Shl:
+        return product(operand(0), powerOfTwo(operand(1)));
     case llvm::Instruction::SDiv:
     case llvm::Instruction::UDiv:
-        return quotient(instruction);
+        return quotient(operand(0), wholeNumber(operand(1)));
+    case llvm::Instruction::AShr:
+    case llvm::Instruction::LShr:
+        return quotient(operand(0), powerOfTwo(operand(1)));
     case llvm::Instruction::SRem:
     case llvm::Instruction::URem:
     case llvm::Instruction::And:

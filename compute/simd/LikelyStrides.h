@@ -27,8 +27,8 @@ private:
     Guess findCall(const llvm::IntrinsicInst& call);
     Guess findAddress(const llvm::GetElementPtrInst& address);
     Guess sum(Guess first, Guess second, std::int64_t sign = 1);
-    Guess product(const llvm::Value* value, const llvm::Value* factor);
-    Guess quotient(const llvm::Instruction& division);
+    Guess product(const llvm::Value* value, Guess factor);
+    Guess quotient(const llvm::Value* value, Guess divisor);
     /// Of values one of which is chosen; being held at a bound is the exception.
     Guess choice(llvm::ArrayRef<const llvm::Value*> values);
 
