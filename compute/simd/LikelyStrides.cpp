@@ -72,13 +72,14 @@ LikelyStrides::Guess LikelyStrides::choice(llvm::ArrayRef<const llvm::Value*> va
     std::int64_t chosen = 0;
     bool isKnown = true;
     for (const llvm::Value* value : values) {
-        const Guess stride = of(value);
-        isKnown &= stride.has_value();
-        if (stride.value_or(0) == 0)
+        const Guess guess = of(value);
+        const std::int64_t stride = guess.value_or(0);
+        isKnown &= guess.has_value();
+        if (stride == 0)
             continue;
-        if (chosen != 0 && chosen != *stride)
+        if (chosen != 0 && chosen != stride)
             return std::nullopt;
-        chosen = *stride;
+        chosen = stride;
     }
     return chosen != 0 || isKnown ? Guess(chosen) : std::nullopt;
 }
