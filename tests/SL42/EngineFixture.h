@@ -14,7 +14,6 @@
 #include <memory>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 namespace starloom {
@@ -23,7 +22,7 @@ class EngineFixture : public testing::Test {
 protected:
     /// A console around `device` with a `View`, to which `view` points as long as it has one.
     template <class View>
-    Surroundings surroundingsOf(std::shared_ptr<gpu::Device> device, View*& view) {
+    Surroundings surroundingsOf(const std::shared_ptr<gpu::Device>& device, View*& view) {
         const auto makeView = [&view](const std::shared_ptr<gpu::Device>& gpuDevice) {
             std::unique_ptr<View> made;
             if constexpr (std::is_default_constructible_v<View>)
@@ -38,7 +37,7 @@ protected:
                 .log = log,
                 .audioEngine = *player,
                 .audioCapture = audioCapture,
-                .device = std::move(device),
+                .device = device,
                 .makeView = makeView};
     }
     /// Lets the tasks of the main queue run until there are none.

@@ -23,7 +23,7 @@ XServer::XServer(const std::vector<std::string>& arguments) {
     std::vector<std::string> command{"Xvfb",      "-displayfd", std::to_string(writing.get()),
                                      "-nolisten", "tcp",        "-noreset"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    m_server.emplace(command);
+    m_server = std::make_unique<tests::Program>(command);
     writing.reset();
     for (char digit = 0; ::read(reading.get(), &digit, 1) == 1 && digit != '\n';)
         m_display += digit;

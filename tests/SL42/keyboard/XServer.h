@@ -6,7 +6,7 @@
 
 #include "tests/Program.h"
 
-#include <optional>
+#include <memory>
 
 namespace starloom {
 
@@ -23,7 +23,7 @@ public:
     int run(std::vector<std::string> command, const tests::Streams& streams = {}) const;
 
 private:
-    std::optional<tests::Program> m_server;
+    std::unique_ptr<tests::Program> m_server;
     std::string m_display;
 };
 

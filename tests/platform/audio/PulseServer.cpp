@@ -22,7 +22,7 @@ void PulseServer::start() {
     const std::string protocol =
         "module-native-protocol-unix auth-anonymous=1 socket=" + m_folder.path("socket");
     std::filesystem::remove(m_folder.path("socket"));
-    m_server.emplace(std::vector<std::string>{
+    m_server = std::make_unique<Program>(std::vector<std::string>{
         "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
         "--disable-shm=yes", "--realtime=no", "--high-priority=no", "--log-level=error", "-L",
         "module-null-sink sink_name=stage rate=48000 sink_properties=device.description=Stage",

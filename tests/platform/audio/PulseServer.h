@@ -9,7 +9,7 @@
 #include "tests/ScratchFolder.h"
 
 #include <csignal>
-#include <optional>
+#include <memory>
 
 namespace tests {
 
@@ -27,7 +27,7 @@ public:
 
 private:
     ScratchFolder m_folder;
-    std::optional<Program> m_server;
+    std::unique_ptr<Program> m_server;
 };
 
 } // namespace tests
