@@ -262,7 +262,8 @@ Expr ExpressionGenerator::inRow() {
         return node(Op::Binary, a.type, which, {a, b});
     };
     const auto function = [](const char* name, std::vector<Expr> args) {
-        return node(Op::Integer, args[0].type, numberOf(integerFunctions(), name), std::move(args));
+        const Type type = args[0].type;
+        return node(Op::Integer, type, numberOf(integerFunctions(), name), std::move(args));
     };
     const auto toInt = [&](const Expr& e) { return node(Op::Convert, whole32, 0, {e}); };
     switch (m_random.below(12)) {

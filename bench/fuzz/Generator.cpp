@@ -108,6 +108,7 @@ private:
 
     std::vector<Stmt> block(Place place, unsigned count) {
         std::vector<Stmt> statements;
+        statements.reserve(count);
         for (unsigned i = 0; i < count; ++i)
             statements.push_back(statement(place));
         return statements;

@@ -262,11 +262,11 @@ void Bounder::bound(const Access& access) {
 }
 
 void Bounder::boundConstant(const Access& access) const {
-    llvm::APInt offset(64, 0);
-    llvm::Value* variable = access.pointer()->stripAndAccumulateConstantOffsets(
-        m_layout, offset, /*AllowNonInbounds=*/true);
+    std::int64_t offset = 0;
+    llvm::Value* variable =
+        llvm::GetPointerBaseWithConstantOffset(access.pointer(), offset, m_layout);
     const std::optional<std::uint64_t> size = sizeOf(*variable);
-    if (!size || access.size > *size || offset.ule(*size - access.size))
+    if (!size || access.size > *size || static_cast<std::uint64_t>(offset) <= *size - access.size)
         return;
     Builder builder(access.instruction);
     llvm::Value* last = builder.getInt64(*size - access.size);

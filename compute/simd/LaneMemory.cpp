@@ -11,6 +11,7 @@ namespace {
 
 const llvm::Align unaligned(1);
 constexpr std::uint64_t wordBytes = 4;
+constexpr std::uint64_t pageBytes = 4096;
 
 } // namespace
 
@@ -145,12 +146,18 @@ llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresse
     llvm::Value* offsets = nullptr;
     llvm::Value* places = nullptr; // the lower bits of the addresses
     if (hasNarrowOffsets) {
-        offsets = m_builder.laneNumbers(m_builder.getInt32Ty(), addresses.stride);
-        if (addresses.offsets != nullptr)
-            offsets = m_builder.CreateAdd(offsets, addresses.offsets);
-        places = m_builder.CreateAdd(
-            m_builder.broadcast(m_builder.CreatePtrToInt(addresses.base, m_builder.getInt32Ty())),
-            offsets);
+        const Addresses all = addresses.offsets == nullptr || addresses.stride != 0
+                                  ? m_values.withSteps(addresses)
+                                  : addresses;
+        // From the beginning of a page on: an offset may be the lowest number of its 32 bits.
+        llvm::Value* inPage =
+            m_builder.CreateAnd(m_builder.CreatePtrToInt(all.base, m_builder.getInt64Ty()),
+                                m_builder.getInt64(pageBytes - 1));
+        pointers = m_builder.CreatePtrAdd(all.base, m_builder.CreateNeg(inPage));
+        offsets = m_builder.CreateAdd(
+            m_builder.CreateSExtOrTrunc(all.offsets, word),
+            m_builder.broadcast(m_builder.CreateTrunc(inPage, m_builder.getInt32Ty())));
+        places = offsets;
     } else {
         pointers = m_values.pointers(addresses);
         places = m_builder.CreatePtrToInt(pointers, m_builder.wideType(m_builder.getInt64Ty()));
@@ -168,7 +175,6 @@ llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresse
 }
 
 llvm::Value* LaneMemory::bytesBeforeNumber(llvm::Value* places, std::uint64_t size) {
-    constexpr std::uint64_t pageBytes = 4096;
     const auto number = [&](std::uint64_t value) {
         return llvm::ConstantInt::get(places->getType(), value);
     };

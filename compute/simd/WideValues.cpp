@@ -43,21 +43,33 @@ Addresses WideValues::addresses(llvm::Value* pointer) {
     return {.pointers = wide(pointer)};
 }
 
+Addresses WideValues::withSteps(Addresses addresses) {
+    const auto step = addresses.stride / static_cast<std::int64_t>(addresses.scale);
+    llvm::Type* type = addresses.offsets != nullptr ? addresses.offsets->getType()->getScalarType()
+                                                    : m_builder.getInt64Ty();
+    llvm::Value* steps = m_builder.laneNumbers(type, step);
+    if (step < 0) {
+        // From the last lane on: an offset may be the lowest number of its 32 bits already.
+        const std::int64_t lowest = step * (static_cast<std::int64_t>(m_builder.lanes()) - 1);
+        addresses.base = m_builder.CreatePtrAdd(
+            addresses.base, m_builder.getInt64(static_cast<std::uint64_t>(
+                                lowest * static_cast<std::int64_t>(addresses.scale))));
+        steps = m_builder.CreateAdd(steps, llvm::ConstantInt::getSigned(steps->getType(), -lowest));
+    }
+    addresses.offsets =
+        addresses.offsets != nullptr ? m_builder.CreateAdd(addresses.offsets, steps) : steps;
+    addresses.stride = 0;
+    return addresses;
+}
+
 llvm::Value* WideValues::pointers(const Addresses& addresses) {
     if (addresses.base == nullptr)
         return addresses.pointers;
-    llvm::Value* offsets = addresses.offsets;
-    if (offsets == nullptr && addresses.stride == 0)
+    if (addresses.offsets == nullptr && addresses.stride == 0)
         return m_builder.broadcast(addresses.base);
-    if (addresses.stride != 0) {
-        llvm::Type* type =
-            offsets != nullptr ? offsets->getType()->getScalarType() : m_builder.getInt64Ty();
-        llvm::Value* steps = m_builder.laneNumbers(
-            type, addresses.stride / static_cast<std::int64_t>(addresses.scale));
-        offsets = offsets != nullptr ? m_builder.CreateAdd(offsets, steps) : steps;
-    }
-    return m_builder.CreateGEP(m_builder.getIntNTy(static_cast<unsigned>(8 * addresses.scale)),
-                               addresses.base, offsets);
+    const Addresses made = addresses.stride != 0 ? withSteps(addresses) : addresses;
+    return m_builder.CreateGEP(m_builder.getIntNTy(static_cast<unsigned>(8 * made.scale)),
+                               made.base, made.offsets);
 }
 
 } // namespace compute::simd

@@ -43,6 +43,8 @@ public:
     llvm::Value* wide(llvm::Value* value);
     /// Where a pointer points to in each lane.
     Addresses addresses(llvm::Value* pointer);
+    /// The same addresses, of one base, with the stride among the offsets.
+    Addresses withSteps(Addresses addresses);
     /// All addresses as one vector of pointers; made where the builder stands.
     llvm::Value* pointers(const Addresses& addresses);
 
