@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <memory>
+
 namespace {
 
 using namespace compute;
@@ -33,6 +36,41 @@ TEST(GridTests, ALoadAfterAStoreOfTheSameThreadSeesIt) {
     for (std::uint32_t x = 1; x < 8; ++x) {
         EXPECT_EQ(out[x], 41 + x);
         EXPECT_EQ(out[1024 + x], 41u);
+    }
+}
+
+TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
+    // Wherever in a page and in a word the buffer begins. The compiler does not see through freeze,
+    // so that it gathers.
+    constexpr std::size_t page = 4096;
+    std::vector<std::uint8_t> memory(4 * page);
+    void* inside = memory.data() + 1;
+    std::size_t room = memory.size() - 1;
+    auto* aligned = static_cast<std::uint8_t*>(std::align(page, 3 * page - 1, inside, room));
+    ASSERT_NE(aligned, nullptr);
+    for (const unsigned bits : {8u, 16u}) {
+        const std::string type = "i" + std::to_string(bits);
+        const auto compiled = tests::compile(tests::makeOneDimensional(
+            "%f = freeze i32 %x\n%o = shl i32 %f, 5\n%w = zext i32 %o to i64\n"
+            "%p = getelementptr i8, ptr %out, i64 %w\n%n = load " +
+            type + ", ptr %p\n%e = zext " + type +
+            " %n to i32\n%r = getelementptr i8, ptr %p, i64 8\nstore i32 %e, ptr %r\nret void"));
+        ASSERT_TRUE(compiled);
+        for (const std::size_t place : {0u, 1u, 3u, 4094u, 4095u}) {
+            std::uint8_t* buffer = aligned + place;
+            for (unsigned i = 0; i < page; ++i)
+                buffer[i] = static_cast<std::uint8_t>(7 * i / 5 + 1);
+            host::Bindings bindings;
+            bindings.buffers[0] = reinterpret_cast<std::byte*>(buffer);
+            compiled->run(bindings, {20, 1, 1}, {1, 1, 1});
+            for (unsigned x = 0; x < 20; ++x) {
+                const std::uint8_t* own = buffer + std::size_t{32} * x;
+                std::uint32_t found = 0;
+                std::memcpy(&found, own + 8, sizeof found);
+                EXPECT_EQ(found, own[0] + (bits == 8 ? 0u : 256u * own[1]))
+                    << type << " of thread " << x << " at " << place;
+            }
+        }
     }
 }
 
