@@ -5,6 +5,7 @@
 #include "compute/kernel/BoundIndices.h"
 #include "compute/kernel/ChooseShared.h"
 #include "compute/kernel/FoldInitialisers.h"
+#include "compute/kernel/NarrowParameters.h"
 #include "compute/kernel/PassByValue.h"
 #include "compute/kernel/Undefined.h"
 

@@ -15,9 +15,4 @@ namespace compute::kernel {
 /// type.
 llvm::Function* passByValue(llvm::Function& function, PrivatePointers& pointers);
 
-/// Takes parameters away that nobody uses, or for which all calls pass the same constant or the
-/// same as for another one. Integers that all calls convert to floating point are converted in the
-/// function, which can conclude from that. Returns the function that takes its place.
-llvm::Function* narrowParameters(llvm::Function& function);
-
 } // namespace compute::kernel
