@@ -107,7 +107,9 @@ public:
         if (grid.width == 0 || grid.height == 0 || grid.depth == 0)
             return;
         const GridRecord record{grid, threadsPerThreadgroup};
-        alignas(64) std::array<std::byte, maxTableBytes + (8u << 10)> space;
+        // A program has to be thousands of lines long to need more.
+        alignas(64) std::array<std::byte, 64u << 10> space;
+        static_assert(2 * maxTableBytes < space.size());
         std::vector<std::byte> largeSpace;
         std::byte* common = space.data();
         if (m_generated.commonBytes > space.size()) {
