@@ -249,11 +249,11 @@ private:
         const unsigned step =
             m_random.percent(70) || (isDown && type.scalar == Scalar::UInt) ? 1 : 3;
         s.step = isDown ? -static_cast<int>(step) : static_cast<int>(step);
+        const unsigned farthest = rounds * step;
         if (isDown)
-            s.start = static_cast<int>(rounds * step);
+            s.start = static_cast<int>(farthest);
         else if (m_random.percent(30))
             s.start = isSigned(type.scalar) ? -3 : 1;
-        const unsigned farthest = rounds * step;
         const auto anywhere = [&] { return m_expressions.index(farthest + 1, 2); };
         Expr end = m_random.percent(50)   ? whole({Scalar::UInt}, isDown ? 0 : farthest)
                    : m_random.percent(40) ? m_expressions.uniformly(anywhere)

@@ -95,21 +95,36 @@ private:
         return std::ranges::any_of(e.args, [&](Expr& argument) { return expression(argument); });
     }
 
-    bool expression(Expr& e) {
+    /// What keeps an index within its bounds, and what must stay within some by itself.
+    static bool isBound(const Expr& e) {
+        return e.op == Op::Binary && (e.which == Remainder || e.which == And) &&
+               e.args[1].op == Op::Literal;
+    }
+    static bool hasBounds(const Expr& e) { return e.op == Op::Input && e.integer != 0; }
+
+    bool literal(Expr& e) {
         if (e.op == Op::Literal)
             return false;
         for (const int number : {0, 1})
             if (isTurn()) {
-                Expr literal;
-                literal.type = e.type;
-                literal.integer = number;
-                literal.number = number;
-                literal.range = standardRange(e.type.scalar);
-                e = std::move(literal);
+                Expr made;
+                made.type = e.type;
+                made.integer = number;
+                made.number = number;
+                made.range = standardRange(e.type.scalar);
+                e = std::move(made);
                 return true;
             }
+        return false;
+    }
+
+    bool expression(Expr& e) {
+        if (literal(e))
+            return true;
+        if (hasBounds(e))
+            return literal(e.args[0]);
         for (Expr& argument : e.args)
-            if (argument.type == e.type && argument.range.bound <= e.range.bound &&
+            if (!isBound(e) && argument.type == e.type && argument.range.bound <= e.range.bound &&
                 argument.range.granule >= e.range.granule && isTurn()) {
                 Expr kept = std::move(argument);
                 e = std::move(kept);
