@@ -38,17 +38,16 @@ llvm::Constant* clamped(llvm::Constant* constant) {
     auto* address = llvm::dyn_cast<llvm::GEPOperator>(constant);
     if (address == nullptr)
         return constant;
-    auto* base = clamped(llvm::cast<llvm::Constant>(address->getPointerOperand()));
-    llvm::SmallVector<llvm::Constant*> indices;
-    for (llvm::Use& index : address->indices())
-        indices.push_back(llvm::cast<llvm::Constant>(index.get()));
+    llvm::SmallVector<llvm::Constant*> operands;
+    for (llvm::Use& operand : address->operands())
+        operands.push_back(llvm::cast<llvm::Constant>(operand.get()));
+    operands[0] = clamped(operands[0]);
     eachArrayIndex(*address, [&](unsigned operand, std::uint64_t count) {
-        llvm::Constant*& index = indices[operand - 1];
+        llvm::Constant*& index = operands[operand];
         if (!isBelow(index, count))
             index = llvm::ConstantInt::get(index->getType(), count - 1);
     });
-    return llvm::ConstantExpr::getGetElementPtr(address->getSourceElementType(), base, indices,
-                                                address->getNoWrapFlags());
+    return llvm::cast<llvm::ConstantExpr>(constant)->getWithOperands(operands);
 }
 
 /// The front end says of references, and of the object of a method, how they are aligned; of
