@@ -204,8 +204,8 @@ RoundTables::Table RoundTables::choose(const Values& values) const {
         known = fields.size() + left.size();
         for (Instruction* value : llvm::reverse(values.getArrayRef()))
             if (isUsed(*value)) {
-                const bool isRead = llvm::isa<llvm::LoadInst>(value) && m_reads.contains(value);
-                const bool isField = !isRead && isWorthReading(*value, costs.lookup(value));
+                const bool isField =
+                    !m_reads.contains(value) && isWorthReading(*value, costs.lookup(value));
                 (isField ? fields : left).insert(value);
             }
     } while (fields.size() + left.size() > known);

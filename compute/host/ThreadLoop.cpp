@@ -27,9 +27,10 @@ struct LoopNest {
 /// Positions of parameters that both functions have, and of those that only one has.
 enum Argument : unsigned { Bindings, Grid, Common, Tile };
 
-/// A function with `parameters` pointers that overlap nothing; all but `written` are only read.
+/// A function with `parameters` pointers that overlap nothing. All but perhaps the common memory
+/// are only read.
 llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, unsigned parameters,
-                               unsigned written) {
+                               bool writesCommon) {
     llvm::LLVMContext& context = kernel.getContext();
     const llvm::SmallVector<llvm::Type*> pointers(parameters, llvm::PointerType::get(context, 0));
     auto* type = llvm::FunctionType::get(llvm::Type::getVoidTy(context), pointers, false);
@@ -42,7 +43,7 @@ llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, un
         {kernel.getAttributes().getParamAttrs(0), kernel.getAttributes().getParamAttrs(1)}));
     for (unsigned i = Common; i < parameters; ++i) {
         function->addParamAttr(i, llvm::Attribute::NoAlias);
-        if (i != written)
+        if (i != Common || !writesCommon)
             function->addParamAttr(i, llvm::Attribute::ReadOnly);
     }
     // A frame larger than the guard page below the stack must not step over it.
@@ -53,8 +54,8 @@ llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, un
 /// `lanes`: the threads that the innermost loop takes at once.
 LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     LoopNest nest;
-    nest.prepare = createFunction(kernel, prepareSymbol, 3, Common);
-    nest.tile = createFunction(kernel, tileSymbol, 4, LevelCount);
+    nest.prepare = createFunction(kernel, prepareSymbol, 3, true);
+    nest.tile = createFunction(kernel, tileSymbol, 4, false);
     llvm::LLVMContext& context = kernel.getContext();
     llvm::BasicBlock* common = llvm::BasicBlock::Create(context, "common", nest.prepare);
     llvm::IRBuilder<>(common).CreateRetVoid();
