@@ -88,19 +88,27 @@ Cell roughCell(Scalar type, const std::vector<Cell>& operands,
     result.error = tolerance.relative * std::abs(result.number) + tolerance.absolute;
     // One operand after the other goes to both ends of what it may be, and stays at the outer one:
     // where values have cancelled each other out, the product of two errors counts as well.
+    std::vector<double> nearZero = x;
     double before = result.number;
     for (std::size_t i = 0; i < x.size(); ++i) {
         const double reach = operands[i].error + tolerance.relative * std::abs(x[i]);
+        if (reach > wave)
+            return unknown;
+        if (reach >= std::abs(x[i]))
+            nearZero[i] = 0;
         const double outwards = std::copysign(reach, x[i]);
-        x[i] -= outwards;
+        x[i] = operands[i].number - outwards;
         const double inner = operation(x.data());
-        x[i] += 2 * outwards;
+        x[i] = operands[i].number + outwards;
         const double outer = operation(x.data());
-        if (reach > wave || !std::isfinite(inner) || !std::isfinite(outer))
+        if (!std::isfinite(inner) || !std::isfinite(outer))
             return unknown;
         result.error += std::max(std::abs(inner - before), std::abs(outer - before));
         before = outer;
     }
+    // Both ends may be well where between them something is divided by zero.
+    if (!std::isfinite(operation(nearZero.data())))
+        return unknown;
     return std::abs(result.number) + result.error < tolerance.largest ? result : unknown;
 }
 
