@@ -15,6 +15,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace gpu {
 
@@ -24,7 +25,7 @@ class ComputeCommandEncoder {
 public:
     virtual ~ComputeCommandEncoder() = default;
 
-    virtual void setLabel(std::string label) = 0;
+    virtual void setLabel(std::string_view label) = 0;
     virtual void setComputePipelineState(std::shared_ptr<ComputePipelineState> pipeline) = 0;
     virtual void setBuffer(std::shared_ptr<Buffer> buffer, std::size_t offset,
                            std::uint32_t index) = 0;
@@ -44,7 +45,7 @@ class BlitCommandEncoder {
 public:
     virtual ~BlitCommandEncoder() = default;
 
-    virtual void setLabel(std::string label) = 0;
+    virtual void setLabel(std::string_view label) = 0;
     virtual void fill(std::shared_ptr<Buffer> buffer, Range range, std::uint8_t value) = 0;
     virtual void copy(std::shared_ptr<Buffer> source, std::size_t sourceOffset,
                       std::shared_ptr<Buffer> destination, std::size_t destinationOffset,

@@ -9,7 +9,7 @@ namespace platform {
 void MainQueue::async(Task task) {
     {
         const std::lock_guard lock(m_mutex);
-        m_tasks.push_back(std::move(task));
+        m_tasks.push(std::move(task));
     }
     m_queued.notify_one();
     if (m_wakeHandler)
@@ -67,8 +67,7 @@ bool MainQueue::runNext() {
         const std::lock_guard lock(m_mutex);
         if (m_tasks.empty())
             return false;
-        task = std::move(m_tasks.front());
-        m_tasks.pop_front();
+        task = m_tasks.pop();
     }
     task();
     return true;

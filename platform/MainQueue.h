@@ -7,10 +7,12 @@
 // queued for later: a thread of the queue's own passes them on when they are due.
 #pragma once
 
+#include "platform/Task.h"
+#include "platform/base/Fifo.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -20,8 +22,6 @@ namespace platform {
 
 class MainQueue {
 public:
-    using Task = std::function<void()>;
-
     MainQueue() = default;
     ~MainQueue();
     MainQueue(const MainQueue&) = delete;
@@ -55,7 +55,7 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_queued;
-    std::deque<Task> m_tasks;
+    Fifo<Task> m_tasks;
     std::function<void()> m_wakeHandler;
 
     /// Tasks for later, the next one first, and the thread that waits for them once there has been

@@ -35,7 +35,8 @@ DrawablePool::DrawablePool(std::shared_ptr<gpu::Device> device, PresentHandler p
 
 std::shared_ptr<gpu::Drawable> DrawablePool::nextDrawable() {
     TexturePtr texture = take();
-    return texture ? std::make_shared<PooledDrawable>(shared_from_this(), std::move(texture))
+    return texture ? platform::makeShared<PooledDrawable>(m_memory, shared_from_this(),
+                                                          std::move(texture))
                    : nullptr;
 }
 

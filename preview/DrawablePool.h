@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The textures behind a view's drawables, used again and again, so that a steady stream of frames
-// allocates nothing.
+// The drawables of a view and the textures behind them, used again and again, so that a steady
+// stream of frames allocates nothing.
 #pragma once
 
 #include "gpu/CommandBuffer.h"
 #include "gpu/Device.h"
+#include "platform/base/SharedPool.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -56,6 +57,7 @@ private:
     void settle();
 
     std::shared_ptr<gpu::Device> m_device;
+    platform::SharedPool m_memory = platform::makeSharedPool(); ///< for the drawables
     std::mutex m_handlerMutex;
     PresentHandler m_presented;
     mutable std::mutex m_mutex;

@@ -90,13 +90,23 @@ void AudioMonitor::openSelectedDevice() {
     if (m_audioDeviceIDs.empty())
         return;
     const auto onBlock = [this](std::span<const float> samples) {
-        m_mainQueue.async([self = std::weak_ptr(m_self), values = m_fft.process(samples)] {
+        {
+            const FFTValues& values = m_fft.process(samples);
+            const std::lock_guard lock(m_mutex);
+            m_newest = values;
+        }
+        m_mainQueue.async([self = std::weak_ptr(m_self)] {
             if (const auto monitor = self.lock())
-                (*monitor)->m_fftValues = values;
+                (*monitor)->takeNewest();
         });
     };
     const auto onEvent = [&log = m_log](const auto& event) { log.line(lineFor(event)); };
     m_capture.start(m_audioDeviceIDs[m_selectedAudioDevice.get()], onBlock, onEvent);
+}
+
+void AudioMonitor::takeNewest() {
+    const std::lock_guard lock(m_mutex);
+    m_fftValues = m_newest;
 }
 
 } // namespace starloom

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,7 @@ private:
     void announceSelection();
     void startSession();
     void openSelectedDevice();
+    void takeNewest();
 
     platform::AudioCapture& m_capture;
     platform::MainQueue& m_mainQueue;
@@ -71,6 +73,8 @@ private:
     platform::Published<bool> m_isActive{true};
     FFTValues m_fftValues;
     FFT m_fft; ///< the capture thread's own
+    std::mutex m_mutex;
+    FFTValues m_newest; ///< on its way to the main queue
     /// Tells tasks on the main queue whether this object is still there.
     std::shared_ptr<AudioMonitor*> m_self = std::make_shared<AudioMonitor*>(this);
 };

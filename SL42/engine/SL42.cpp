@@ -62,13 +62,6 @@ SL42::~SL42() {
     }
 }
 
-void SL42::runOnMainQueue(std::function<void(SL42&)> task) {
-    m_surroundings.mainQueue.async([self = std::weak_ptr(m_self), task = std::move(task)] {
-        if (const auto engine = self.lock())
-            task(**engine);
-    });
-}
-
 void SL42::setSource(std::string source) {
     m_source = std::move(source);
     if (m_preview)

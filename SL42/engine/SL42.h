@@ -159,7 +159,14 @@ private:
     void frameCompleted();
     void reportFault(const std::optional<gpu::CommandBufferError>& error, unsigned program);
     RenderData renderData() const;
-    void runOnMainQueue(std::function<void(SL42&)> task);
+    /// Has the main queue call `work(*this)`, unless the console has gone by then. Any thread.
+    template <class Work>
+    void runOnMainQueue(Work work) {
+        m_surroundings.mainQueue.async([self = std::weak_ptr(m_self), work = std::move(work)] {
+            if (const auto engine = self.lock())
+                work(**engine);
+        });
+    }
 
     // The program builder (SL42/builder/Compile.cpp).
     void compile();

@@ -5,8 +5,7 @@
 #pragma once
 
 #include "platform/Clock.h"
-
-#include <deque>
+#include "platform/base/Fifo.h"
 
 namespace app {
 
@@ -14,7 +13,7 @@ class FrameRate {
 public:
     void frame(platform::Seconds now) {
         forget(now);
-        m_times.push_back(now);
+        m_times.push(platform::Seconds(now));
     }
     /// Frames in the second before `now`.
     int perSecond(platform::Seconds now) {
@@ -25,10 +24,10 @@ public:
 private:
     void forget(platform::Seconds now) {
         while (!m_times.empty() && m_times.front() <= now - platform::Seconds(1))
-            m_times.pop_front();
+            m_times.pop();
     }
 
-    std::deque<platform::Seconds> m_times;
+    platform::Fifo<platform::Seconds> m_times;
 };
 
 } // namespace app

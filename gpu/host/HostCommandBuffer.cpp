@@ -32,11 +32,11 @@ bool isTracing() {
 std::shared_ptr<CommandBuffer> HostCommandQueue::makeCommandBuffer() {
     if (m_client->unfinishedJobs() >= maxUnfinishedJobs)
         return nullptr;
-    return std::allocate_shared<HostCommandBuffer>(PoolAllocator<HostCommandBuffer>(m_pool),
-                                                   m_client, m_pool);
+    return platform::makeShared<HostCommandBuffer>(m_pool, m_client, m_pool);
 }
 
-HostCommandBuffer::HostCommandBuffer(std::shared_ptr<ServiceClient> client, SharedPool pool)
+HostCommandBuffer::HostCommandBuffer(std::shared_ptr<ServiceClient> client,
+                                     platform::SharedPool pool)
     : m_client(std::move(client)),
       m_pool(std::move(pool)),
       m_job(m_pool.get()),
@@ -55,16 +55,14 @@ std::shared_ptr<ComputeCommandEncoder> HostCommandBuffer::makeComputeCommandEnco
     if (m_encoderOpen || status() != Status::NotCommitted)
         return nullptr;
     m_encoderOpen = true;
-    return std::allocate_shared<HostComputeEncoder>(PoolAllocator<HostComputeEncoder>(m_pool),
-                                                    shared_from_this(), m_pool.get());
+    return platform::makeShared<HostComputeEncoder>(m_pool, shared_from_this(), m_pool.get());
 }
 
 std::shared_ptr<BlitCommandEncoder> HostCommandBuffer::makeBlitCommandEncoder() {
     if (m_encoderOpen || status() != Status::NotCommitted)
         return nullptr;
     m_encoderOpen = true;
-    return std::allocate_shared<HostBlitEncoder>(PoolAllocator<HostBlitEncoder>(m_pool),
-                                                 shared_from_this());
+    return platform::makeShared<HostBlitEncoder>(m_pool, shared_from_this(), m_pool.get());
 }
 
 void HostCommandBuffer::present(std::shared_ptr<Drawable> drawable) {

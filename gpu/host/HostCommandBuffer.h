@@ -5,7 +5,7 @@
 #pragma once
 
 #include "gpu/host/Job.h"
-#include "gpu/host/SharedPool.h"
+#include "platform/base/SharedPool.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -17,7 +17,7 @@ class ServiceClient;
 class HostCommandBuffer final : public CommandBuffer,
                                 public std::enable_shared_from_this<HostCommandBuffer> {
 public:
-    HostCommandBuffer(std::shared_ptr<ServiceClient> client, SharedPool pool);
+    HostCommandBuffer(std::shared_ptr<ServiceClient> client, platform::SharedPool pool);
 
     void setLabel(std::string label) override;
     const std::string& label() const override { return m_job.label; }
@@ -51,7 +51,7 @@ private:
     void trace() const;
 
     std::shared_ptr<ServiceClient> m_client;
-    SharedPool m_pool;
+    platform::SharedPool m_pool;
     Job m_job;
     std::pmr::vector<std::function<void(CommandBuffer&)>> m_handlers;
     std::pmr::vector<std::shared_ptr<Drawable>> m_drawables;
@@ -67,14 +67,13 @@ private:
 class HostCommandQueue final : public CommandQueue {
 public:
     explicit HostCommandQueue(std::shared_ptr<ServiceClient> client)
-        : m_client(std::move(client)),
-          m_pool(std::make_shared<std::pmr::synchronized_pool_resource>()) {}
+        : m_client(std::move(client)), m_pool(platform::makeSharedPool()) {}
 
     std::shared_ptr<CommandBuffer> makeCommandBuffer() override;
 
 private:
     std::shared_ptr<ServiceClient> m_client;
-    SharedPool m_pool;
+    platform::SharedPool m_pool;
 };
 
 } // namespace gpu::host

@@ -9,8 +9,8 @@ static_assert(maxBuffers <= protocol::maxBindings && maxTextures <= protocol::ma
 
 namespace {
 
-std::string labelled(const std::string& label, const std::string& what) {
-    return label.empty() ? what : label + ": " + what;
+std::string labelled(std::string_view label, const std::string& what) {
+    return label.empty() ? what : std::string(label) + ": " + what;
 }
 
 bool isInside(const HostBuffer& buffer, std::size_t offset, std::size_t length) {

@@ -17,10 +17,10 @@ class HostComputeEncoder final : public ComputeCommandEncoder {
 public:
     HostComputeEncoder(std::shared_ptr<HostCommandBuffer> commandBuffer,
                        std::pmr::memory_resource* memory)
-        : m_commandBuffer(std::move(commandBuffer)), m_bindings(memory) {}
+        : m_commandBuffer(std::move(commandBuffer)), m_label(memory), m_bindings(memory) {}
     ~HostComputeEncoder() override { endEncoding(); }
 
-    void setLabel(std::string label) override { m_label = std::move(label); }
+    void setLabel(std::string_view label) override { m_label = label; }
     void setComputePipelineState(std::shared_ptr<ComputePipelineState> pipeline) override;
     void setBuffer(std::shared_ptr<Buffer> buffer, std::size_t offset,
                    std::uint32_t index) override;
@@ -46,7 +46,7 @@ private:
     bool bindTexture(std::uint32_t index);
 
     std::shared_ptr<HostCommandBuffer> m_commandBuffer; ///< null once ended
-    std::string m_label;
+    std::pmr::string m_label;
     std::shared_ptr<HostPipelineState> m_pipeline;
     std::array<BufferSlot, maxBuffers> m_buffers;
     std::array<std::shared_ptr<HostTexture>, maxTextures> m_textures;
@@ -55,11 +55,12 @@ private:
 
 class HostBlitEncoder final : public BlitCommandEncoder {
 public:
-    explicit HostBlitEncoder(std::shared_ptr<HostCommandBuffer> commandBuffer)
-        : m_commandBuffer(std::move(commandBuffer)) {}
+    HostBlitEncoder(std::shared_ptr<HostCommandBuffer> commandBuffer,
+                    std::pmr::memory_resource* memory)
+        : m_commandBuffer(std::move(commandBuffer)), m_label(memory) {}
     ~HostBlitEncoder() override { endEncoding(); }
 
-    void setLabel(std::string label) override { m_label = std::move(label); }
+    void setLabel(std::string_view label) override { m_label = label; }
     void fill(std::shared_ptr<Buffer> buffer, Range range, std::uint8_t value) override;
     void copy(std::shared_ptr<Buffer> source, std::size_t sourceOffset,
               std::shared_ptr<Buffer> destination, std::size_t destinationOffset,
@@ -71,7 +72,7 @@ private:
     void refuse(const std::string& what);
 
     std::shared_ptr<HostCommandBuffer> m_commandBuffer; ///< null once ended
-    std::string m_label;
+    std::pmr::string m_label;
 };
 
 } // namespace gpu::host

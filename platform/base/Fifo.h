@@ -45,10 +45,10 @@ public:
 private:
     std::size_t place(std::size_t index) const { return (m_first + index) % m_slots.size(); }
     void grow() {
-        std::vector<T> slots(m_slots.empty() ? 8 : 2 * m_slots.size());
+        std::vector<T> larger(m_slots.empty() ? 8 : 2 * m_slots.size());
         for (std::size_t i = 0; i < m_count; ++i)
-            slots[i] = std::move((*this)[i]);
-        m_slots = std::move(slots);
+            larger[i] = std::move((*this)[i]);
+        m_slots = std::move(larger);
         m_first = 0;
     }
 

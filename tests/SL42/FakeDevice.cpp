@@ -86,7 +86,7 @@ class ComputeEncoder final : public gpu::ComputeCommandEncoder {
 public:
     ComputeEncoder(CommandBuffer& owner, const Device& device) : m_owner(owner), m_device(device) {}
 
-    void setLabel(std::string) override {}
+    void setLabel(std::string_view) override {}
     void setComputePipelineState(std::shared_ptr<gpu::ComputePipelineState> pipeline) override {
         const auto& kernel = static_cast<const Pipeline&>(*pipeline).kernel;
         m_state.kernel = kernel->name;
@@ -129,7 +129,7 @@ private:
 
 class BlitEncoder final : public gpu::BlitCommandEncoder {
 public:
-    void setLabel(std::string) override {}
+    void setLabel(std::string_view) override {}
     void fill(std::shared_ptr<gpu::Buffer>, gpu::Range, std::uint8_t) override {}
     void copy(std::shared_ptr<gpu::Buffer>, std::size_t, std::shared_ptr<gpu::Buffer>, std::size_t,
               std::size_t) override {}

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -31,6 +32,29 @@ TEST(MainQueue, RunsWhatIsQueuedInOrder) {
     EXPECT_EQ(queue.pump(), 3U);
     EXPECT_EQ(order, "ab(c)d");
     EXPECT_EQ(queue.pump(), 0U);
+}
+
+TEST(MainQueue, HoldsWhatATaskCapturedUntilItIsDone) {
+    const auto held = std::make_shared<int>(0);
+    {
+        MainQueue queue;
+        queue.asyncAfter(std::chrono::hours(1), [held] {});
+        std::array<char, 100> large{};
+        for (int i = 0; i < 20; ++i) { // the queue grows on the way
+            queue.async([held, large] { *held += 1 + large.back(); });
+            queue.async([held, owned = std::make_unique<int>(10)] { *held += *owned; });
+            EXPECT_EQ(held.use_count(), 4);
+            queue.async([held] { *held += 100; });
+            queue.async([held] { *held += 100; });
+            EXPECT_EQ(queue.pump(), 4U);
+            EXPECT_EQ(held.use_count(), 2);
+        }
+        for (int i = 0; i < 20; ++i)
+            queue.async([held] { ++*held; });
+        EXPECT_EQ(held.use_count(), 22);
+    }
+    EXPECT_EQ(*held, 20 * 211);
+    EXPECT_EQ(held.use_count(), 1);
 }
 
 TEST(MainQueue, TakesTasksFromManyThreads) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 #include "SL42/audio/AudioMonitor.h"
+#include "tests/Allocations.h"
 
 #include <gtest/gtest.h>
 
@@ -60,6 +61,18 @@ TEST_F(AudioMonitorTest, CapturesFromTheFirstDevice) {
     EXPECT_EQ(lines,
               (Lines{"Capture session started running", "Capture session runtime error: no",
                      "Capture session interrupted: gone", "Capture session stopped: Microphone"}));
+}
+
+TEST_F(AudioMonitorTest, BlockAfterBlockTakesNoMemory) {
+    const AudioMonitor monitor(capture, mainQueue, log);
+    std::vector<float> samples(1024);
+    EXPECT_EQ(test::allocationsOf([&] {
+                  samples[5] += 1;
+                  capture.onBlock(samples);
+                  mainQueue.pump();
+              }),
+              0U);
+    EXPECT_EQ(monitor.fftValues().integrated[3], 120.0F);
 }
 
 TEST_F(AudioMonitorTest, SwitchesDevicesAndStops) {

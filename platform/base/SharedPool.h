@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Memory that is used again: the command buffers of one frame are made where those of an earlier
-// one have been.
+// Memory that is used again: what one frame makes lies where that of an earlier one has been.
 #pragma once
 
 #include <cstddef>
 #include <memory>
 #include <memory_resource>
+#include <utility>
 
-namespace gpu::host {
+namespace platform {
 
 /// Any thread may take from it and give back.
 using SharedPool = std::shared_ptr<std::pmr::synchronized_pool_resource>;
+
+inline SharedPool makeSharedPool() {
+    return std::make_shared<std::pmr::synchronized_pool_resource>();
+}
 
 /// For std::allocate_shared: the pool stays for as long as anything lies in it.
 template <class T>
@@ -41,4 +45,10 @@ private:
     SharedPool m_pool;
 };
 
-} // namespace gpu::host
+/// As std::make_shared, in the pool.
+template <class T, class... Arguments>
+std::shared_ptr<T> makeShared(const SharedPool& pool, Arguments&&... arguments) {
+    return std::allocate_shared<T>(PoolAllocator<T>(pool), std::forward<Arguments>(arguments)...);
+}
+
+} // namespace platform
