@@ -5,6 +5,7 @@
 #include "bench/fuzz/Library.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace fuzz {
@@ -128,18 +129,20 @@ Cell convert(Type to, Type from, const Cell& c) {
 }
 
 Value bits(Type to, Type from, const Value& v) {
-    std::uint64_t pattern = 0;
     const unsigned fromBits = 8 * bytesOf(from.scalar);
-    if (from.lanes == to.lanes) {
-        Value result;
-        for (unsigned i = 0; i < to.lanes; ++i)
-            result[i].integer = wrapped(to.scalar, v[i].integer);
-        return result;
+    const unsigned toBits = 8 * bytesOf(to.scalar);
+    Value result(to.lanes);
+    for (unsigned i = 0; i < to.lanes * toBits; ++i) {
+        const Cell& c = v[i / fromBits];
+        const std::uint64_t pattern =
+            isFloating(from.scalar) ? std::bit_cast<std::uint32_t>(static_cast<float>(c.number))
+                                    : static_cast<std::uint64_t>(c.integer);
+        result[i / toBits].integer |=
+            static_cast<std::int64_t>((pattern >> (i % fromBits) & 1) << (i % toBits));
     }
-    for (unsigned i = 0; i < from.lanes; ++i)
-        pattern |= (static_cast<std::uint64_t>(v[i].integer) & ((1ull << fromBits) - 1))
-                   << (i * fromBits);
-    return {Cell{.integer = wrapped(to.scalar, Wide(pattern))}};
+    for (Cell& c : result)
+        c.integer = wrapped(to.scalar, c.integer);
+    return result;
 }
 
 Cell binary(Type type, unsigned which, const Cell& a, const Cell& b) {
@@ -151,7 +154,7 @@ Cell binary(Type type, unsigned which, const Cell& a, const Cell& b) {
                      [&](const double* x) { return arithmetic(which, x[0], x[1]); });
 }
 
-Cell unary(Type type, unsigned which, const Value& v, unsigned lane, unsigned lanes) {
+Cell unary(Type type, unsigned which, const Value& v, unsigned lane) {
     const auto isSet = [](const Cell& c) { return c.integer != 0; };
     switch (which) {
     case Negate:
@@ -163,9 +166,9 @@ Cell unary(Type type, unsigned which, const Value& v, unsigned lane, unsigned la
     case Not:
         return {.integer = v[lane].integer == 0};
     case Any:
-        return {.integer = std::any_of(v.begin(), v.begin() + lanes, isSet)};
+        return {.integer = std::ranges::any_of(v, isSet)};
     default:
-        return {.integer = std::all_of(v.begin(), v.begin() + lanes, isSet)};
+        return {.integer = std::ranges::all_of(v, isSet)};
     }
 }
 

@@ -7,32 +7,34 @@
 
 #include "bench/fuzz/Program.h"
 
-#include <array>
 #include <functional>
 #include <limits>
 
 namespace fuzz {
 
-/// One lane of a value.
+/// One number of a value.
 struct Cell {
     std::int64_t integer = 0; ///< of integers and bool
     double number = 0;        ///< of floating-point types
     double error = 0;         ///< of rough ones; infinite where nothing can be said
 };
 
-using Value = std::array<Cell, 4>;
+/// The numbers of a vector lane by lane, of a matrix column by column, of a structure field by
+/// field.
+using Value = std::vector<Cell>;
 
 /// The result of a rough operation, whose operands are off by their errors. Nothing is known where
-/// one is off by more than `wave`, because the operation turns in between.
+/// one is off by more than `wave`, because the operation turns in between. What is not known at all
+/// may be no number either, which few operations bear.
 Cell roughCell(Scalar type, const std::vector<Cell>& operands,
                const std::function<double(const double*)>& operation,
-               double wave = std::numeric_limits<double>::infinity());
+               double wave = std::numeric_limits<double>::max());
 
 Cell convert(Type to, Type from, const Cell& c);
 Value bits(Type to, Type from, const Value& v);
-/// Operators by their place in Program.h.
+/// Operators by their place in Program.h; of matrices, see Matrices.h.
 Cell binary(Type type, unsigned which, const Cell& a, const Cell& b);
-Cell unary(Type type, unsigned which, const Value& v, unsigned lane, unsigned lanes);
+Cell unary(Type type, unsigned which, const Value& v, unsigned lane);
 bool compare(Type type, unsigned which, const Cell& a, const Cell& b);
 
 } // namespace fuzz

@@ -3,6 +3,7 @@
 #include "bench/fuzz/Check.h"
 
 #include "bench/fuzz/Evaluator.h"
+#include "bench/fuzz/Layout.h"
 #include "bench/fuzz/Printer.h"
 #include "compute/host/HostKernel.h"
 #include "compute/metal/Frontend.h"
@@ -43,20 +44,15 @@ std::int64_t integerAt(const std::byte* at, Scalar type) {
 }
 
 /// An output as it lies in memory.
-struct Layout {
-    Type type;
+struct Output {
+    Layout element;
     unsigned count;
     bool threadMajor;
     std::size_t threads;
 
-    /// Three lanes take the room of four.
-    unsigned elementBytes() const {
-        return bytesOf(type.scalar) * (type.lanes == 3 ? 4u : type.lanes);
-    }
-    std::size_t bytes() const { return threads * count * elementBytes(); }
-    std::size_t offset(std::size_t thread, std::size_t element, std::size_t lane) const {
-        const std::size_t at = threadMajor ? thread * count + element : element * threads + thread;
-        return at * elementBytes() + lane * bytesOf(type.scalar);
+    std::size_t bytes() const { return threads * count * element.bytes; }
+    std::size_t offset(std::size_t thread, std::size_t index) const {
+        return (threadMajor ? thread * count + index : index * threads + thread) * element.bytes;
     }
 };
 
@@ -72,10 +68,11 @@ public:
         const auto& variables = program.kernel().variables;
         for (unsigned i = 0; i < variables.size(); ++i)
             if (variables[i].form == Form::Output) {
-                m_layouts.push_back(
-                    {variables[i].type, variables[i].count, isThreadMajor(i), threads});
+                const Type type = variables[i].type;
+                m_outputs.push_back(
+                    {layoutOf(program, type.element()), type.count(), isThreadMajor(i), threads});
                 m_names.push_back("v" + std::to_string(i));
-                m_buffers.emplace_back(m_layouts.back().bytes());
+                m_buffers.emplace_back(m_outputs.back().bytes());
             }
         constexpr kernel::TextureFormat formats[] = {
             kernel::TextureFormat::R8Unorm, kernel::TextureFormat::R8Unorm,
@@ -103,7 +100,7 @@ public:
             if (const auto found = get<std::uint32_t>(&counters[4 * i]);
                 found != expected.counters[i])
                 return describe("counter", i, expected.counters[i], found);
-        for (std::size_t i = 0; i < m_layouts.size(); ++i)
+        for (std::size_t i = 0; i < m_outputs.size(); ++i)
             if (std::string text = outputDifference(i, expected.outputs[i]); !text.empty())
                 return text;
         for (std::size_t i = 0; i < expected.region.size(); ++i)
@@ -138,25 +135,27 @@ private:
     }
 
     std::string outputDifference(std::size_t output, const std::vector<Cell>& expected) const {
-        const Layout& layout = m_layouts[output];
+        const Output& o = m_outputs[output];
         const auto& bytes = m_buffers[firstOutputBuffer + output];
+        const std::size_t cells = o.element.numbers.size();
         for (std::size_t i = 0; i < expected.size(); ++i) {
-            const std::size_t lane = i % layout.type.lanes;
-            const std::size_t element = i / layout.type.lanes % layout.count;
-            const std::size_t thread = i / layout.type.lanes / layout.count;
-            const std::byte* at = &bytes[layout.offset(thread, element, lane)];
+            const std::size_t cell = i % cells;
+            const std::size_t element = i / cells % o.count;
+            const std::size_t thread = i / cells / o.count;
+            const Layout::Number number = o.element.numbers[cell];
+            const std::byte* at = &bytes[o.offset(thread, element) + number.offset];
             const std::string place = m_names[output] + " of thread " + std::to_string(thread) +
-                                      ", element " + std::to_string(element) + ", lane";
-            if (!isFloating(layout.type.scalar)) {
-                const std::int64_t found = integerAt(at, layout.type.scalar);
+                                      ", element " + std::to_string(element) + ", number";
+            if (!isFloating(number.type)) {
+                const std::int64_t found = integerAt(at, number.type);
                 if (found != expected[i].integer)
-                    return describe(place, lane, expected[i].integer, found);
+                    return describe(place, cell, expected[i].integer, found);
                 continue;
             }
-            const double found = numberAt(at, layout.type.scalar);
+            const double found = numberAt(at, number.type);
             const double error = 2 * expected[i].error;
             if (!(std::abs(found - expected[i].number) <= error) && !std::isinf(error))
-                return describe(place, lane, expected[i].number, found) + ", which is off by " +
+                return describe(place, cell, expected[i].number, found) + ", which is off by " +
                        std::to_string(std::abs(found - expected[i].number) / error) +
                        " times what is allowed";
         }
@@ -165,7 +164,7 @@ private:
 
     std::vector<std::uint8_t> m_pixels;
     std::vector<std::vector<std::byte>> m_buffers;
-    std::vector<Layout> m_layouts;
+    std::vector<Output> m_outputs;
     std::vector<std::string> m_names;
     kernel::TextureView m_texture;
 };

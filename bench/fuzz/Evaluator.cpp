@@ -3,6 +3,7 @@
 #include "bench/fuzz/Evaluator.h"
 
 #include "bench/fuzz/Expressions.h"
+#include "bench/fuzz/Matrices.h"
 
 #include <algorithm>
 #include <string_view>
@@ -48,7 +49,8 @@ private:
             const Variable& v = frame.function->variables[i];
             if (v.form != Form::Output)
                 continue;
-            const auto cells = m_thread.variables.cells(frame.bases[i], m_thread.variables.size(v));
+            const Value cells =
+                m_thread.variables.load({.base = frame.bases[i]}, m_program.cellsOf(v.type));
             output->insert(output->end(), cells.begin(), cells.end());
             ++output;
         }
@@ -60,7 +62,9 @@ private:
         const Frame frame = m_thread.variables.enter(callee);
         for (unsigned i = 0; i < callee.parameters; ++i)
             std::ranges::copy(arguments[i], &m_thread.variables.cell(frame.bases[i]));
-        const Value result = run(callee.body, frame) == Flow::Return ? m_result : Value{};
+        const bool returns = run(callee.body, frame) == Flow::Return;
+        Value result = returns ? m_result : Value{};
+        result.resize(m_program.cellsOf(callee.result));
         m_thread.variables.leave(frame);
         return result;
     }
@@ -79,8 +83,8 @@ private:
         case Verb::Assign:
             assign(s, frame);
             return Flow::Next;
-        case Verb::Copy:
-            copy(s, frame);
+        case Verb::Step:
+            step(s, frame);
             return Flow::Next;
         case Verb::If:
             return run(s.bodies[m_expressions.holds(s.exprs[0], frame) ? 0 : 1], frame);
@@ -126,19 +130,32 @@ private:
         const Expr& target = s.exprs[0];
         Value value = m_expressions.evaluate(s.exprs[1], frame);
         const Location location = m_expressions.locate(target, frame);
-        if (s.compound) {
-            const Value before = m_thread.variables.load(location, target.type.lanes);
-            for (unsigned i = 0; i < target.type.lanes; ++i)
-                value[i] = binary(target.type, s.which, before[i], value[i]);
-        }
-        m_thread.variables.store(location, target.type.lanes, value);
+        if (s.compound)
+            value = compound(s, m_thread.variables.load(location, m_program.cellsOf(target.type)),
+                             value);
+        m_thread.variables.store(location, value);
     }
 
-    void copy(const Stmt& s, const Frame& frame) {
-        const Variable& from = frame.function->variables[s.exprs[1].which];
-        const std::vector<Cell> cells = argument(from, s.exprs[1], frame);
-        std::ranges::copy(cells,
-                          &m_thread.variables.cell(m_expressions.locate(s.exprs[0], frame).base));
+    static Value compound(const Stmt& s, const Value& before, const Value& value) {
+        const Type type = s.exprs[0].type;
+        const Type other = s.exprs[1].type;
+        if (type.isMatrix() || other.isMatrix())
+            return matrixBinary(type, s.which, type, before, other, value);
+        Value result;
+        for (std::size_t i = 0; i < before.size(); ++i)
+            result.push_back(binary(type, s.which, before[i], value[i]));
+        return result;
+    }
+
+    void step(const Stmt& s, const Frame& frame) {
+        const Type type = s.exprs[0].type;
+        const Location location = m_expressions.locate(s.exprs[0], frame);
+        const Value before = m_thread.variables.load(location, 1);
+        const Value after{binary(type, s.step > 0 ? Add : Subtract, before[0], {.integer = 1})};
+        m_thread.variables.store(location, after);
+        if (s.exprs.size() > 1)
+            m_thread.variables.store(m_expressions.locate(s.exprs[1], frame),
+                                     s.compound ? after : before);
     }
 
     Flow countedLoop(const Stmt& s, const Frame& frame) {
@@ -149,7 +166,7 @@ private:
             compareOperators);
         for (std::int64_t i = s.start;; i += s.step) {
             const Cell cell{.integer = i, .number = static_cast<double>(i)};
-            m_thread.variables.store(counter, 1, {cell});
+            m_thread.variables.store(counter, {cell});
             if (!compare(type, before, cell, m_expressions.evaluate(s.exprs[0], frame)[0]))
                 return Flow::Next;
             const Flow flow = run(s.bodies[0], frame);
@@ -205,21 +222,14 @@ private:
             arguments.push_back(argument(callee.variables[i], s.exprs[first + i], frame));
         const Value result = call(callee, arguments);
         if (s.compound)
-            m_thread.variables.store(m_expressions.locate(s.exprs[0], frame), s.exprs[0].type.lanes,
-                                     result);
+            m_thread.variables.store(m_expressions.locate(s.exprs[0], frame), result);
     }
 
-    std::vector<Cell> argument(const Variable& parameter, const Expr& e, const Frame& frame) {
-        if (parameter.form == Form::Plain && parameter.structure < 0) {
-            const Value value = m_expressions.evaluate(e, frame);
-            return {value.begin(), value.begin() + parameter.type.lanes};
-        }
+    Value argument(const Variable& parameter, const Expr& e, const Frame& frame) {
+        if (parameter.form == Form::Plain)
+            return m_expressions.evaluate(e, frame);
         const std::size_t base = m_expressions.locate(e, frame).base;
-        if (parameter.form != Form::Plain)
-            return {Cell{.integer = static_cast<std::int64_t>(base)}};
-        const auto cells =
-            m_thread.variables.cells(base, m_thread.variables.elementSize(parameter));
-        return {cells.begin(), cells.end()};
+        return {Cell{.integer = static_cast<std::int64_t>(base)}};
     }
 
     void atomic(const Stmt& s, const Frame& frame) {

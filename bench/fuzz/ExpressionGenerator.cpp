@@ -11,29 +11,11 @@
 namespace fuzz {
 namespace {
 
-constexpr Scalar integerTypes[] = {Scalar::UInt,  Scalar::Int,    Scalar::UInt, Scalar::Int,
-                                   Scalar::Short, Scalar::UShort, Scalar::Char, Scalar::UChar,
-                                   Scalar::Long,  Scalar::ULong};
-
 bool isPow2(unsigned n) {
     return (n & (n - 1)) == 0;
 }
 
 } // namespace
-
-Type ExpressionGenerator::anyType() {
-    const unsigned kind = m_random.below(20);
-    Type type{m_random.pick(integerTypes)};
-    if (kind < 2)
-        type = {Scalar::Bool};
-    else if (kind < 5)
-        type = {Scalar::Float};
-    else if (kind < 6)
-        type = {Scalar::Half};
-    else if (kind < 9)
-        type = {m_random.percent(80) ? Scalar::Float : Scalar::Half, 1, true};
-    return m_random.percent(30) ? type.withLanes(m_random.between(2, 4)) : type;
-}
 
 Expr ExpressionGenerator::literal(Type type) {
     if (type.rough)
@@ -83,33 +65,6 @@ std::optional<Expr> ExpressionGenerator::fromCounter(Type type) {
     return e;
 }
 
-std::vector<ExpressionGenerator::Candidate>
-ExpressionGenerator::candidates(Type type, bool assigned, bool address) const {
-    std::vector<Candidate> found;
-    const auto consider = [&](unsigned variable, int field, Type whole) {
-        const bool sameKind = whole.scalar == type.scalar && whole.rough == type.rough;
-        if (!sameKind || (address && whole.lanes != type.lanes))
-            return;
-        if (whole.lanes >= type.lanes)
-            found.push_back({variable, field, whole.lanes});
-    };
-    for (unsigned i = 0; i < m_function.variables.size(); ++i) {
-        const Variable& v = m_function.variables[i];
-        if ((v.form == Form::Counter && (assigned || address)) ||
-            (address && (v.form == Form::Output || v.form == Form::Pointer)) ||
-            (m_isUniform && v.form != Form::Counter && !v.isUniform))
-            continue;
-        if (v.structure < 0) {
-            consider(i, -1, v.type);
-            continue;
-        }
-        const auto& fields = m_program.structures[static_cast<unsigned>(v.structure)].fields;
-        for (unsigned f = 0; f < fields.size(); ++f)
-            consider(i, static_cast<int>(f), fields[f]);
-    }
-    return found;
-}
-
 std::vector<unsigned> ExpressionGenerator::someLanes(unsigned of, unsigned count, bool distinct) {
     std::vector<unsigned> lanes(count);
     if (!distinct) {
@@ -126,44 +81,74 @@ std::vector<unsigned> ExpressionGenerator::someLanes(unsigned of, unsigned count
     return lanes;
 }
 
+/// A variable, as it stands: the index of an index would have no end.
+Expr ExpressionGenerator::simpleIndex() {
+    const Type type{Scalar::UInt};
+    std::vector<Part> found = findParts(m_program, m_function, Use::Read, m_isUniform, [](Type t) {
+        return t.isNumbers() && isInteger(t.scalar) && t.lanes == 1;
+    });
+    std::erase_if(found, [](const Part& part) { return !part.path.empty(); });
+    if (found.empty() || (m_isKernel && m_random.percent(30)))
+        return m_isKernel ? node(Op::Thread, type, m_isUniform ? 2 : m_random.below(2), {})
+                          : literal(type);
+    Expr e = place(m_random.pick(found), 0, Use::Read);
+    return e.type == type ? e : node(Op::Convert, type, 0, {std::move(e)});
+}
+
 Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
     const Type type{Scalar::UInt};
     if (m_random.percent(25))
         return whole(type, m_random.below(mayLeave ? count + count / 2 + 1 : count));
     if (mayLeave && m_isKernel && !m_isUniform && m_random.percent(15))
         return inputAt(0);
-    Expr any = value(type, depth);
+    Expr any = depth > 0 ? value(type, depth) : simpleIndex();
     Expr limit = whole(type, isPow2(count) ? count - 1 : count);
     return node(Op::Binary, type, isPow2(count) ? And : Remainder,
                 {std::move(any), std::move(limit)});
 }
 
-Expr ExpressionGenerator::element(unsigned variable, unsigned depth, bool address) {
-    const Variable& v = m_function.variables[variable];
-    Expr e = node(Op::Place, v.type, variable, {});
-    if (v.count > 0) {
-        e.indexed = true;
-        // Beyond its end, an array has its last element again.
-        e.args.push_back(index(v.count, depth, v.form == Form::Plain && !address));
+Expr ExpressionGenerator::place(const Part& part, unsigned depth, Use use) {
+    const Variable& v = m_function.variables[part.variable];
+    Expr e = node(Op::Place, v.type, part.variable, {});
+    for (const int step : part.path) {
+        if (step != anyElement) {
+            const auto field = static_cast<unsigned>(step);
+            const Type type = m_program.fields(e.type)[field];
+            e = node(Op::Field, type, field, {std::move(e)});
+            continue;
+        }
+        // Beyond its end, an array has its last element again; an array<T, N> its last bytes.
+        const bool mayLeave = v.form == Form::Plain && use != Use::Address && !e.type.isBoxed;
+        Expr at = index(e.type.count(), depth, mayLeave);
+        const Type type = e.type.element();
+        e = node(Op::Element, type, 0, {std::move(e), std::move(at)});
     }
+    e.range = standardRange(e.type.scalar);
     return e;
 }
 
-std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, bool assigned,
-                                               bool address) {
-    const auto found = candidates(type, assigned, address);
+std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, Use use) {
+    const auto accepts = [&](Type whole) {
+        if (!type.isNumbers() || !whole.isNumbers() || use == Use::Address)
+            return whole == type;
+        return whole.scalar == type.scalar && whole.rough == type.rough &&
+               whole.lanes >= type.lanes;
+    };
+    const auto found = findParts(m_program, m_function, use, m_isUniform, accepts);
     if (found.empty())
         return std::nullopt;
-    const Candidate& chosen = m_random.pick(found);
     const unsigned below = depth > 0 ? depth - 1 : 0;
-    Expr e = element(chosen.variable, below, address);
-    e.field = chosen.field;
-    e.type = type;
+    Expr e = place(m_random.pick(found), below, use);
+    const unsigned lanes = e.type.lanes;
+    const bool isVector = type.isVector() && use != Use::Address;
+    if (e.type != type && type.lanes == 1 && m_random.percent(25)) {
+        Expr lane = index(lanes, below, isPow2(lanes));
+        e = node(Op::Element, type, 0, {std::move(e), std::move(lane)});
+    } else if (e.type != type || (isVector && m_random.percent(20))) {
+        e = node(Op::Swizzle, type, 0, {std::move(e)});
+        e.lanes = someLanes(lanes, type.lanes, use == Use::Assign);
+    }
     e.range = standardRange(type.scalar);
-    if (chosen.lanes != type.lanes && type.lanes == 1 && m_random.percent(25))
-        e.args.push_back(index(chosen.lanes, below, isPow2(chosen.lanes)));
-    else if (chosen.lanes != type.lanes || (type.lanes > 1 && !address && m_random.percent(20)))
-        e.lanes = someLanes(chosen.lanes, type.lanes, assigned);
     return e;
 }
 
@@ -187,7 +172,7 @@ Expr ExpressionGenerator::leaf(Type type, unsigned depth) {
         return e;
     }
     if (m_random.percent(80))
-        if (auto found = place(type, depth, false))
+        if (auto found = place(type, depth, Use::Read))
             return *std::move(found);
     if (depth > 0 && m_random.percent(50))
         return convert(type, depth - 1);
@@ -230,7 +215,7 @@ Expr ExpressionGenerator::fromOtherType(Type type) {
         return node(Op::Compare, type, m_random.below(std::size(compareOperators)),
                     {leaf({Scalar::UInt}, 0), leaf({Scalar::UInt}, 0)});
     for (int attempts = 0; attempts < 4; ++attempts)
-        if (auto source = place({m_random.pick(integerTypes)}, 0, false))
+        if (auto source = place({m_types.integer()}, 0, Use::Read))
             return node(Op::Convert, type, 0, {*std::move(source)});
     return literal(type);
 }
@@ -314,7 +299,7 @@ Expr ExpressionGenerator::convert(Type type, unsigned depth) {
         source.rough = source.scalar != type.scalar && m_random.percent(50);
         return node(Op::Convert, type, 0, {value(source, depth, false)});
     }
-    const Scalar from = m_random.percent(25) ? Scalar::Float : m_random.pick(integerTypes);
+    const Scalar from = m_random.percent(25) ? Scalar::Float : m_types.integer();
     Expr source = value(Type{from}.withLanes(type.lanes), depth, false);
     if (isFloating(from) && m_random.percent(30)) { // large enough to leave the type
         Expr factor = number(source.type, std::ldexp(1, static_cast<int>(m_random.between(3, 60))));
@@ -325,13 +310,13 @@ Expr ExpressionGenerator::convert(Type type, unsigned depth) {
     return node(Op::Convert, type, 0, {std::move(source)});
 }
 
-Expr ExpressionGenerator::call(Type type, unsigned depth) {
+std::optional<Expr> ExpressionGenerator::call(Type type, unsigned depth) {
     std::vector<unsigned> found;
     for (unsigned i = 0; i < m_program.functions.size(); ++i)
         if (m_program.functions[i].isPlain && m_program.functions[i].result == type)
             found.push_back(i);
     if (found.empty())
-        return leaf(type, depth);
+        return std::nullopt;
     const unsigned which = m_random.pick(found);
     const Function& callee = m_program.functions[which];
     Expr e = node(Op::Call, type, which, {});
@@ -342,6 +327,8 @@ Expr ExpressionGenerator::call(Type type, unsigned depth) {
 }
 
 Expr ExpressionGenerator::value(Type type, unsigned depth, bool bounded) {
+    if (!type.isNumbers())
+        return m_aggregates.value(type, depth);
     if (depth == 0 || m_random.percent(15))
         return leaf(type, depth);
     if (depth > 1 && !m_isUniform && m_random.percent(12) && counter())
@@ -357,7 +344,8 @@ Expr ExpressionGenerator::value(Type type, unsigned depth, bool bounded) {
         e = node(Op::Choose, type, 0, {value(condition, below), std::move(a), std::move(b)});
         e.range = standardRange(type.scalar);
     } else if (kind == 1) {
-        e = call(type, below);
+        auto made = m_random.percent(60) ? call(type, below) : m_aggregates.part(type, below);
+        e = made ? *std::move(made) : leaf(type, below);
     } else if (kind < 5 && type.lanes > 1) {
         e = node(Op::Make, type, 0, {});
         for (unsigned i = 0; i < type.lanes; ++i)
@@ -391,7 +379,9 @@ Expr ExpressionGenerator::boolean(Type type, unsigned depth) {
     }
     if (kind < 4 && type.lanes == 1)
         return node(Op::Logic, type, m_random.below(2), {value(type, depth), value(type, depth)});
-    const Scalar of = m_random.percent(70)   ? m_random.pick(integerTypes)
+    if (kind == 4 && type.lanes == 1 && m_random.percent(30))
+        return m_aggregates.comparison(depth);
+    const Scalar of = m_random.percent(70)   ? m_types.integer()
                       : m_random.percent(70) ? Scalar::Float
                                              : Scalar::Half;
     const Type operands = Type{of}.withLanes(type.lanes);
@@ -417,22 +407,37 @@ Expr ExpressionGenerator::integer(Type type, unsigned depth) {
             e.args.push_back(i + f.counts >= f.arity ? index(40, depth) : value(type, depth));
         return e;
     }
-    if (kind < 16 && bytesOf(type.scalar) == 4)
+    if (kind < 16 && type == type.withLanes(1) && bytesOf(type.scalar) == 4)
         return integerOnly32(type, depth);
+    if (kind < 17)
+        if (auto made = bits(type, depth))
+            return *std::move(made);
     return convert(type, depth);
+}
+
+/// From integers or numbers of another shape that have as many bytes.
+std::optional<Expr> ExpressionGenerator::bits(Type type, unsigned depth) {
+    const unsigned bytes = bytesOf(type.scalar) * type.lanes;
+    const Type source{m_random.percent(20) ? Scalar::Float : m_types.integer()};
+    const unsigned lanes = bytes / bytesOf(source.scalar);
+    const bool isSame = source.scalar == type.scalar;
+    if (lanes * bytesOf(source.scalar) != bytes || lanes == 0 || lanes > 4 || isSame ||
+        (lanes == 3) != (type.lanes == 3))
+        return std::nullopt;
+    Expr e = value(source.withLanes(lanes), depth);
+    if (source.isExact()) // not zero, of which there are two
+        e = node(Op::Binary, e.type, Add,
+                 {std::move(e), number(e.type, 2 * standardRange(source.scalar).bound)});
+    return node(Op::Bits, type, 0, {std::move(e)});
 }
 
 /// What exists for int and uint only.
 Expr ExpressionGenerator::integerOnly32(Type type, unsigned depth) {
-    if (type.lanes > 1) {
-        const Scalar other = type.scalar == Scalar::Int ? Scalar::UInt : Scalar::Int;
-        return node(Op::Bits, type, 0, {value({other, type.lanes}, depth)});
-    }
     switch (m_random.below(m_isKernel ? 5 : 2)) {
     case 0:
-        return node(Op::Bits, type, 0,
-                    {m_random.percent(50) ? value({Scalar::UChar, 4}, depth)
-                                          : value({Scalar::Short, 2}, depth)});
+        if (auto made = bits(type, depth))
+            return *std::move(made);
+        break;
     case 1:
         if (type.scalar == Scalar::Int)
             return node(Op::Table, type, 0,

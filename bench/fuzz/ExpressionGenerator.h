@@ -4,7 +4,9 @@
 // Random expressions over the variables of one function.
 #pragma once
 
+#include "bench/fuzz/AggregateExpressions.h"
 #include "bench/fuzz/FloatExpressions.h"
+#include "bench/fuzz/Parts.h"
 
 #include <optional>
 #include <utility>
@@ -21,7 +23,9 @@ public:
           m_program(program),
           m_function(function),
           m_isKernel(isKernel),
-          m_floats(random, *this) {}
+          m_types(random, program),
+          m_floats(random, *this, m_aggregates),
+          m_aggregates(random, program, *this) {}
 
     /// An expression of the type. Exact ones are within standardRange() where `bounded`.
     Expr value(Type type, unsigned depth, bool bounded = true);
@@ -29,11 +33,12 @@ public:
     Expr fromInputs(Type type);
     /// An unsigned number below `count`; sometimes any number where `mayLeave`.
     Expr index(unsigned count, unsigned depth, bool mayLeave = false);
-    /// Something of the type that can be assigned to or, for `address`, pointed at.
-    std::optional<Expr> place(Type type, unsigned depth, bool assigned, bool address = false);
-    /// The variable or an element of it; a lane or field where `type` is one.
-    Expr element(unsigned variable, unsigned depth, bool address = false);
-    Type anyType();
+    /// Something of the type to be used so: a part of a variable, or lanes of one.
+    std::optional<Expr> place(Type type, unsigned depth, Use use);
+    /// With elements by the dice.
+    Expr place(const Part& part, unsigned depth, Use use);
+    /// Of a function that has only plain parameters; nothing where none returns the type.
+    std::optional<Expr> call(Type type, unsigned depth);
     /// What `make` generates with this is the same for all threads, as far as they have run the
     /// same rounds of loops.
     template <class Make>
@@ -45,17 +50,12 @@ public:
     }
 
 private:
-    struct Candidate {
-        unsigned variable;
-        int field;
-        unsigned lanes; ///< of the whole; other than the type's where lanes are to be chosen
-    };
     /// The counter of a loop; most often that of the innermost one.
     std::optional<Expr> counter();
     std::optional<Expr> fromCounter(Type type);
-    std::vector<Candidate> candidates(Type type, bool assigned, bool address) const;
     std::vector<unsigned> someLanes(unsigned of, unsigned count, bool distinct);
     Expr literal(Type type);
+    Expr simpleIndex();
     Expr leaf(Type type, unsigned depth);
     Expr fromOtherType(Type type);
     std::optional<Expr> input(Type type, unsigned depth);
@@ -65,14 +65,16 @@ private:
     Expr boolean(Type type, unsigned depth);
     Expr integer(Type type, unsigned depth);
     Expr integerOnly32(Type type, unsigned depth);
-    Expr call(Type type, unsigned depth);
+    std::optional<Expr> bits(Type type, unsigned depth);
 
     Random& m_random;
     const Program& m_program;
     const Function& m_function;
     bool m_isKernel;
     bool m_isUniform = false;
+    TypeGenerator m_types;
     FloatExpressions m_floats;
+    AggregateExpressions m_aggregates;
 };
 
 } // namespace fuzz

@@ -3,6 +3,7 @@
 #include "bench/fuzz/Expressions.h"
 
 #include "bench/fuzz/Library.h"
+#include "bench/fuzz/Matrices.h"
 
 #include <algorithm>
 
@@ -18,8 +19,8 @@ Value geometry(const Expr& e, const std::vector<Value>& args) {
     const unsigned lanes = e.args[0].type.lanes;
     std::vector<Cell> operands;
     for (const Value& v : args)
-        operands.insert(operands.end(), v.begin(), v.begin() + lanes);
-    Value result;
+        operands.insert(operands.end(), v.begin(), v.end());
+    Value result(e.type.lanes);
     for (unsigned lane = 0; lane < e.type.lanes; ++lane)
         result[lane] = roughCell(e.type.scalar, operands, [&](const double* x) {
             std::array<Lanes, 2> vectors{};
@@ -32,50 +33,69 @@ Value geometry(const Expr& e, const std::vector<Value>& args) {
 
 } // namespace
 
-Location Expressions::locate(const Expr& e, const Frame& frame) {
-    const Variable& v = frame.function->variables[e.which];
-    Location result;
-    result.base = frame.bases[e.which];
-    if (v.form == Form::Pointer || v.form == Form::Reference)
-        result.base = static_cast<std::size_t>(m_thread.variables.cell(result.base).integer);
-    if (e.indexed)
-        result.base +=
-            bounded(integer(e.args[0], frame), v.count) * m_thread.variables.elementSize(v);
-    unsigned lanes = v.type.lanes;
-    if (e.field >= 0) {
-        const auto& fields = m_program.structures[static_cast<unsigned>(v.structure)].fields;
-        const auto field = fields.begin() + e.field;
-        for (auto before = fields.begin(); before != field; ++before)
-            result.base += before->lanes;
-        lanes = field->lanes;
+/// How many cells the part, an element or field, lies behind the start of the whole. Beyond its
+/// end, an array has its last element again, and so have the columns of a matrix.
+std::size_t Expressions::partAt(const Expr& e, const Frame& frame) {
+    const Type whole = e.args[0].type;
+    if (e.op == Op::Field) {
+        const auto& fields = m_program.fields(whole);
+        std::size_t cells = 0;
+        for (unsigned i = 0; i < e.which; ++i)
+            cells += m_program.cellsOf(fields[i]);
+        return cells;
     }
-    if (e.args.size() > (e.indexed ? 1u : 0u))
-        result.lanes[0] = static_cast<unsigned>(integer(e.args.back(), frame)) % lanes;
-    std::ranges::copy(e.lanes, result.lanes.begin());
+    const std::int64_t index = integer(e.args[1], frame);
+    const std::size_t element = whole.isNumbers() ? static_cast<std::size_t>(index) % whole.lanes
+                                                  : bounded(index, whole.count());
+    return element * m_program.cellsOf(e.type);
+}
+
+Location Expressions::locate(const Expr& e, const Frame& frame) {
+    if (e.op == Op::Place) {
+        const std::size_t base = frame.bases[e.which];
+        const Form form = frame.function->variables[e.which].form;
+        if (form != Form::Pointer && form != Form::Reference)
+            return {.base = base};
+        return {.base = static_cast<std::size_t>(m_thread.variables.cell(base).integer)};
+    }
+    Location result = locate(e.args[0], frame);
+    if (e.op != Op::Swizzle && result.lanes.empty()) {
+        result.base += partAt(e, frame);
+        return result;
+    }
+    // Lanes of lanes, or one of them.
+    std::vector<unsigned> lanes = e.lanes;
+    if (e.op != Op::Swizzle)
+        lanes = {static_cast<unsigned>(partAt(e, frame))};
+    if (!result.lanes.empty())
+        for (unsigned& lane : lanes)
+            lane = result.lanes[lane];
+    result.lanes = std::move(lanes);
     return result;
 }
 
 Value Expressions::callPlain(const Expr& e, const Frame& frame) {
     Arguments arguments;
-    for (const Expr& argument : e.args) {
-        const Value value = evaluate(argument, frame);
-        arguments.emplace_back(value.begin(), value.begin() + argument.type.lanes);
-    }
+    for (const Expr& argument : e.args)
+        arguments.push_back(evaluate(argument, frame));
     return m_call(m_program.functions[e.which], arguments);
 }
 
 Value Expressions::evaluate(const Expr& e, const Frame& frame) {
+    if (isPlace(e))
+        return m_thread.variables.load(locate(e, frame), m_program.cellsOf(e.type));
     switch (e.op) {
-    case Op::Literal: {
-        Value v;
-        v.fill({.integer = e.integer, .number = e.number});
-        return v;
-    }
+    case Op::Literal:
+        return Value(m_program.cellsOf(e.type), {.integer = e.integer, .number = e.number});
     case Op::Thread:
         return {Cell{.integer = std::array{m_thread.x, m_thread.y, m_program.width,
                                            m_program.height}[e.which]}};
-    case Op::Place:
-        return m_thread.variables.load(locate(e, frame), e.type.lanes);
+    case Op::Element:
+    case Op::Field: {
+        const Value whole = evaluate(e.args[0], frame);
+        const auto first = whole.begin() + static_cast<std::ptrdiff_t>(partAt(e, frame));
+        return {first, first + m_program.cellsOf(e.type)};
+    }
     case Op::Logic: {
         const Value first = evaluate(e.args[0], frame);
         const bool decided = (first[0].integer != 0) == (e.which == 1);
@@ -110,12 +130,12 @@ Value Expressions::operation(const Expr& e, const std::vector<Value>& args) cons
         return {Cell{.integer = value}};
     }
     case Op::Peek: {
-        Value v{};
+        Cell c;
         for (unsigned i = 0; i < e.integer; ++i)
-            v[0].integer |=
+            c.integer |=
                 std::int64_t{m_thread.region[static_cast<std::size_t>(args[0][0].integer) + i]}
                 << (8 * i);
-        return v;
+        return {c};
     }
     case Op::Bits:
         return bits(e.type, e.args[0].type, args[0]);
@@ -123,11 +143,34 @@ Value Expressions::operation(const Expr& e, const std::vector<Value>& args) cons
         return m_inputs.texels(args[0][0].integer, args[1][0].integer);
     case Op::Geometry:
         return geometry(e, args);
+    case Op::Transpose:
+        return transpose(e.args[0].type, args[0]);
+    case Op::Determinant:
+        return {determinant(e.args[0].type, args[0])};
+    case Op::Make: {
+        if (e.type.isMatrix() && args.size() == 1)
+            return diagonal(e.type, args[0][0]);
+        Value v;
+        for (const Value& part : args)
+            v.insert(v.end(), part.begin(), part.end());
+        return v;
+    }
+    case Op::Binary:
+        if (e.args[0].type.isMatrix() || e.args[1].type.isMatrix())
+            return matrixBinary(e.type, e.which, e.args[0].type, args[0], e.args[1].type, args[1]);
+        break;
+    case Op::Compare:
+        if (e.args[0].type.isMatrix()) {
+            const bool areEqual =
+                std::ranges::equal(args[0], args[1], {}, &Cell::number, &Cell::number);
+            return {Cell{.integer = areEqual == (compareOperators[e.which][0] == '=')}};
+        }
+        break;
     default:
         break;
     }
-    Value result;
-    for (unsigned lane = 0; lane < e.type.lanes; ++lane)
+    Value result(m_program.cellsOf(e.type));
+    for (unsigned lane = 0; lane < result.size(); ++lane)
         result[lane] = laneOf(e, args, lane);
     return result;
 }
@@ -137,7 +180,7 @@ Cell Expressions::laneOf(const Expr& e, const std::vector<Value>& args, unsigned
     const auto argument = [&](std::size_t i) { return args[i][lane]; };
     switch (e.op) {
     case Op::Unary:
-        return unary(e.type, e.which, args[0], lane, e.args[0].type.lanes);
+        return unary(e.type, e.which, args[0], lane);
     case Op::Binary:
         return binary(e.type, e.which, argument(0), argument(1));
     case Op::Compare:
@@ -146,8 +189,6 @@ Cell Expressions::laneOf(const Expr& e, const std::vector<Value>& args, unsigned
         return argument(argument(0).integer != 0 ? 1 : 2);
     case Op::Convert:
         return convert(e.type, e.args[0].type, argument(0));
-    case Op::Make:
-        return args[lane][0];
     case Op::Swizzle:
         return args[0][e.lanes[lane]];
     case Op::Integer: {

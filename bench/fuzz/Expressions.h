@@ -8,6 +8,7 @@
 #include "bench/fuzz/Variables.h"
 
 #include <functional>
+#include <span>
 
 namespace fuzz {
 
@@ -20,7 +21,7 @@ struct Thread {
 };
 
 /// The cells that each parameter starts with.
-using Arguments = std::vector<std::vector<Cell>>;
+using Arguments = std::vector<Value>;
 
 class Expressions {
 public:
@@ -38,6 +39,7 @@ public:
     Location locate(const Expr& place, const Frame& frame);
 
 private:
+    std::size_t partAt(const Expr& part, const Frame& frame);
     Value callPlain(const Expr& e, const Frame& frame);
     Value operation(const Expr& e, const std::vector<Value>& args) const;
     Cell laneOf(const Expr& e, const std::vector<Value>& args, unsigned lane) const;

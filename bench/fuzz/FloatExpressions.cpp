@@ -12,7 +12,12 @@ namespace fuzz {
 std::optional<Expr> FloatExpressions::exact(Type type, unsigned depth) {
     const unsigned kind = m_random.below(10);
     Expr e;
-    if (kind < 5) {
+    if (m_random.percent(8)) {
+        auto made = m_aggregates.product(type, depth);
+        if (!made)
+            return std::nullopt;
+        e = *std::move(made);
+    } else if (kind < 5) {
         const unsigned which = m_random.below(3);
         e = node(Op::Binary, type, which,
                  {m_operands.value(type, depth, false), m_operands.value(type, depth, false)});
@@ -42,6 +47,8 @@ std::optional<Expr> FloatExpressions::exact(Type type, unsigned depth) {
 }
 
 std::optional<Expr> FloatExpressions::rough(Type type, unsigned depth) {
+    if (m_random.percent(8))
+        return m_aggregates.product(type, depth);
     const unsigned kind = m_random.below(18);
     if (kind < 7 || (type.scalar == Scalar::Half && kind < 12)) {
         const unsigned which = m_random.below(4);

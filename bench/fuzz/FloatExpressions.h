@@ -11,13 +11,15 @@
 
 namespace fuzz {
 
+class AggregateExpressions;
 class ExpressionGenerator;
 
 class FloatExpressions {
 public:
-    /// Both must outlive this.
-    FloatExpressions(Random& random, ExpressionGenerator& operands)
-        : m_random(random), m_operands(operands) {}
+    /// All must outlive this.
+    FloatExpressions(Random& random, ExpressionGenerator& operands,
+                     AggregateExpressions& aggregates)
+        : m_random(random), m_operands(operands), m_aggregates(aggregates) {}
 
     /// Nothing where the operation that comes up does not exist for the type or has results that it
     /// cannot hold.
@@ -31,6 +33,7 @@ private:
 
     Random& m_random;
     ExpressionGenerator& m_operands;
+    AggregateExpressions& m_aggregates;
 };
 
 } // namespace fuzz

@@ -6,12 +6,16 @@
 #include "bench/fuzz/Nodes.h"
 
 #include <algorithm>
+#include <ranges>
 
 namespace fuzz {
 namespace {
 
 constexpr unsigned maxParameters = 3;
-constexpr unsigned maxStructures = 2;
+constexpr unsigned maxStructures = 3;
+constexpr unsigned maxVariableCells = 40;
+/// Arrays of no more elements are shown whole, others by one element.
+constexpr unsigned maxShownElements = 3;
 
 /// Where a statement stands.
 struct Place {
@@ -27,10 +31,11 @@ public:
         : m_random(random),
           m_program(program),
           m_isKernel(isKernel),
+          m_types(random, program),
           m_expressions(random, program, m_function, isKernel) {}
 
     Function helper() {
-        m_function.result = m_expressions.anyType();
+        m_function.result = m_types.copyable();
         m_function.parameters = m_random.between(1, maxParameters);
         for (unsigned i = 0; i < m_function.parameters; ++i)
             add(parameter());
@@ -46,11 +51,10 @@ public:
             m_random.percent(70) ? m_random.between(1, 5) : m_random.between(6, 14);
         addVariables(m_random.between(3, 4 + size / 2));
         for (unsigned i = m_random.between(1, 3); i > 0; --i) {
-            Variable output{.form = Form::Output, .type = m_expressions.anyType()};
-            output.type.scalar =
-                output.type.scalar == Scalar::Bool ? Scalar::UChar : output.type.scalar;
-            output.count = m_random.between(1, 4);
-            add(output);
+            Type type = m_types.copyable();
+            if (type.scalar == Scalar::Bool && type.structure < 0)
+                type.scalar = Scalar::UChar;
+            add({.form = Form::Output, .type = type.arrayOf(m_random.between(1, 4), true)});
         }
         setVariables();
         for (Stmt& s : block({.depth = 3}, size))
@@ -66,44 +70,59 @@ private:
     }
 
     Variable parameter() {
-        Variable v{.type = m_expressions.anyType()};
         const unsigned kind = m_random.below(10);
-        if (kind < 4)
-            v.form = kind < 2 ? Form::Reference : Form::Pointer;
-        else if (kind == 4 && !m_program.structures.empty())
-            v.structure = static_cast<int>(m_random.below(m_program.structures.size()));
-        m_function.isPlain = m_function.isPlain && v.form == Form::Plain && v.structure < 0;
+        const Form form = kind < 3 ? Form::Reference : kind < 5 ? Form::Pointer : Form::Plain;
+        Variable v{.form = form, .type = m_types.copyable()};
+        if (form != Form::Plain && m_random.percent(60))
+            v.type = m_types.any(maxVariableCells);
+        if (!isPointable(v))
+            v.form = Form::Reference;
+        m_function.isPlain = m_function.isPlain && v.form == Form::Plain;
         return v;
+    }
+
+    /// Pointers to arrays of arrays are spelt in a way of their own, which few people know.
+    static bool isPointable(const Variable& v) {
+        return v.type.isCopyable() || v.type.element().isCopyable();
     }
 
     void addVariables(unsigned count) {
         for (unsigned i = 0; i < count; ++i) {
-            Variable v{.type = m_expressions.anyType()};
-            const unsigned kind = m_random.below(20);
-            if (kind < 3 && !m_program.structures.empty())
-                v.structure = static_cast<int>(m_random.below(m_program.structures.size()));
-            if (kind >= 2 && kind < 7)
-                v.count = m_random.between(2, 9);
-            v.isUniform = m_isKernel && v.structure < 0 && v.count == 0 && m_random.percent(20);
+            Variable v{.type = m_types.any(maxVariableCells)};
+            v.isUniform = m_isKernel && v.type.isNumbers() && m_random.percent(20);
             add(v);
             // A pointer starts out pointing at the variable before it.
-            if (v.structure < 0 && v.count == 0 && m_random.percent(25))
+            if (isPointable(v) && m_random.percent(25))
                 add({.form = Form::Pointer, .type = v.type});
         }
     }
 
     /// Gives the kernel's variables something to start with that differs between threads.
     void setVariables() {
-        m_function.body.reserve(m_function.variables.size());
         for (unsigned i = 0; i < m_function.variables.size(); ++i) {
             const Variable& v = m_function.variables[i];
-            if (v.form == Form::Plain && v.structure < 0)
-                m_function.body.push_back(
-                    {.verb = Verb::Assign,
-                     .exprs = {m_expressions.element(i, 1), !v.isUniform && m_random.percent(80)
-                                                                ? m_expressions.fromInputs(v.type)
-                                                                : valueFor(v)}});
+            if (v.form != Form::Plain)
+                continue;
+            for (unsigned k = v.type.isNumbers() ? 1 : m_random.between(1, 4); k > 0; --k)
+                setPart(i);
         }
+    }
+
+    /// A part of the variable that consists of numbers.
+    void setPart(unsigned variable) {
+        const Variable& v = m_function.variables[variable];
+        std::vector<Part> found = findParts(m_program, m_function, Use::Assign, false,
+                                            [](Type type) { return type.isNumbers(); });
+        std::erase_if(found, [&](const Part& part) { return part.variable != variable; });
+        if (found.empty())
+            return;
+        const Part& part = m_random.pick(found);
+        Expr target = m_expressions.place(part, 1, Use::Assign);
+        Expr start = v.isUniform            ? uniform(part.type)
+                     : m_random.percent(80) ? m_expressions.fromInputs(part.type)
+                                            : value(part.type);
+        m_function.body.push_back(
+            {.verb = Verb::Assign, .exprs = {std::move(target), std::move(start)}});
     }
 
     std::vector<Stmt> block(Place place, unsigned count) {
@@ -123,7 +142,6 @@ private:
     Expr uniform(Type type) {
         return m_expressions.uniformly([&] { return value(type); });
     }
-    Expr valueFor(const Variable& v) { return v.isUniform ? uniform(v.type) : value(v.type); }
     Expr condition() {
         return m_random.percent(20) ? uniform({Scalar::Bool}) : value({Scalar::Bool});
     }
@@ -144,7 +162,7 @@ private:
         if (kind < 39)
             return guarded(place, result());
         if (kind < 42)
-            if (auto made = copy())
+            if (auto made = step())
                 return *std::move(made);
         if (kind < 48)
             if (auto made = call())
@@ -163,37 +181,70 @@ private:
 
     Stmt assignment(Place where) {
         for (;;) {
-            const Type type = m_expressions.anyType();
-            auto target = m_expressions.place(type, 2, true);
+            const Type type = m_random.percent(75) ? m_types.numbers() : assignable();
+            auto target = m_expressions.place(type, 2, Use::Assign);
             if (!target)
                 continue;
-            const bool isUniform = m_function.variables[target->which].isUniform ||
+            const bool isUniform = m_function.variables[variableOf(*target)].isUniform ||
                                    (where.loops > 0 && m_random.percent(40));
-            Stmt s{.verb = Verb::Assign,
-                   .exprs = {*std::move(target), isUniform ? uniform(type) : value(type)}};
-            if (isInteger(type.scalar) && m_random.percent(35)) {
-                s.compound = true;
-                s.which = m_random.below(std::size(binaryOperators));
-            } else if (type.rough && m_random.percent(35)) {
-                s.compound = true;
-                s.which = m_random.below(3);
-            }
+            Stmt s{.verb = Verb::Assign, .exprs = {*std::move(target)}};
+            if (m_random.percent(35))
+                makeCompound(s);
+            const Type source = s.compound ? operandFor(s) : type;
+            s.exprs.push_back(isUniform ? uniform(source) : value(source));
             return s;
         }
     }
 
-    /// Nothing where the structure that comes up has no two variables.
-    std::optional<Stmt> copy() {
-        std::vector<unsigned> found;
-        const unsigned structure = m_random.below(maxStructures);
-        for (unsigned i = 0; i < m_function.variables.size(); ++i)
-            if (m_function.variables[i].structure == static_cast<int>(structure))
-                found.push_back(i);
-        if (found.size() < 2)
+    /// A type of something that can be assigned.
+    Type assignable() {
+        const auto found = findParts(m_program, m_function, Use::Assign, false,
+                                     [](Type type) { return type.isCopyable(); });
+        return found.empty() ? m_types.numbers() : m_random.pick(found).type;
+    }
+
+    static unsigned variableOf(const Expr& place) {
+        return place.op == Op::Place ? place.which : variableOf(place.args[0]);
+    }
+
+    void makeCompound(Stmt& s) {
+        const Type type = s.exprs[0].type;
+        if (type.isNumbers() && isInteger(type.scalar)) {
+            s.compound = true;
+            s.which = m_random.below(std::size(binaryOperators));
+        } else if (type.rough && type.isCopyable() && !type.isArray()) {
+            s.compound = true;
+            s.which = m_random.below(3);
+        }
+    }
+
+    /// A matrix is also multiplied by a number, and a vector by a matrix.
+    Type operandFor(const Stmt& s) {
+        const Type type = s.exprs[0].type;
+        if (!type.rough || s.which != Multiply || m_random.percent(40))
+            return type.isMatrix() && s.which == Multiply && type.columns != type.lanes
+                       ? type.withLanes(1)
+                       : type;
+        if (type.isMatrix())
+            return type.withLanes(1);
+        return type.lanes > 1 ? type.matrixOf(type.lanes, type.lanes) : type;
+    }
+
+    /// Nothing where there is no such variable.
+    std::optional<Stmt> step() {
+        const Type type{m_types.integer()};
+        auto target = m_expressions.place(type, 2, Use::Assign);
+        if (!target)
             return std::nullopt;
-        Expr to = m_expressions.element(m_random.pick(found), 1);
-        return Stmt{.verb = Verb::Copy,
-                    .exprs = {std::move(to), m_expressions.element(m_random.pick(found), 1)}};
+        Stmt s{.verb = Verb::Step, .compound = m_random.percent(50)};
+        s.step = m_random.percent(50) ? 1 : -1;
+        s.exprs.push_back(*std::move(target));
+        const bool isUniform = m_function.variables[variableOf(s.exprs[0])].isUniform;
+        auto second = m_expressions.place(type, 2, Use::Assign);
+        if (second && m_random.percent(70) &&
+            (isUniform || !m_function.variables[variableOf(*second)].isUniform))
+            s.exprs.push_back(*std::move(second));
+        return s;
     }
 
     /// What leaves a loop or the function, on a condition so that something is left to do.
@@ -281,7 +332,7 @@ private:
             return std::nullopt;
         Stmt s{.verb = Verb::Call, .which = m_random.below(m_program.functions.size())};
         const Function& callee = m_program.functions[s.which];
-        if (auto target = m_expressions.place(callee.result, 1, true); target) {
+        if (auto target = m_expressions.place(callee.result, 1, Use::Assign); target) {
             s.compound = true;
             s.exprs.push_back(*std::move(target));
         }
@@ -295,15 +346,9 @@ private:
     }
 
     std::optional<Expr> argumentFor(const Variable& parameter) {
-        if (parameter.structure >= 0) {
-            for (unsigned i = 0; i < m_function.variables.size(); ++i)
-                if (m_function.variables[i].structure == parameter.structure)
-                    return m_expressions.element(i, 1, true);
-            return std::nullopt;
-        }
         if (parameter.form == Form::Plain)
             return value(parameter.type);
-        return m_expressions.place(parameter.type, 1, true, true);
+        return m_expressions.place(parameter.type, 1, Use::Address);
     }
 
     std::optional<Stmt> point() {
@@ -313,7 +358,7 @@ private:
                 continue;
             Stmt s{.verb = Verb::Point, .which = i};
             for (int k = 0; k < 2; ++k)
-                if (auto target = m_expressions.place(v.type, 1, true, true))
+                if (auto target = m_expressions.place(v.type, 1, Use::Address))
                     s.exprs.push_back(*std::move(target));
             if (m_random.percent(60))
                 s.exprs.push_back(condition());
@@ -335,61 +380,57 @@ private:
 
     /// Every variable goes to an output in the end, so that a wrong one is seen.
     void showVariables() {
-        const auto variables = m_function.variables;
-        m_firstShown = static_cast<unsigned>(variables.size());
-        for (unsigned i = 0; i < variables.size(); ++i) {
-            const Variable& v = variables[i];
-            if (v.form != Form::Plain)
-                continue;
-            if (v.structure < 0) {
-                show(i, -1, v.type);
-                continue;
-            }
-            const auto& fields = m_program.structures[static_cast<unsigned>(v.structure)].fields;
-            for (unsigned f = 0; f < fields.size(); ++f)
-                show(i, static_cast<int>(f), fields[f]);
+        m_firstShown = static_cast<unsigned>(m_function.variables.size());
+        const std::size_t first = m_function.body.size();
+        for (unsigned i = 0; i < m_firstShown; ++i)
+            if (m_function.variables[i].form == Form::Plain)
+                show(node(Op::Place, m_function.variables[i].type, i, {}));
+        // Outputs have grown while there was more to show.
+        for (Stmt& s : m_function.body | std::views::drop(first)) {
+            Expr& output = s.exprs[0].args[0];
+            output.type = m_function.variables[output.which].type;
         }
     }
 
-    /// One element, by the dice, stands for all of an array.
-    void show(unsigned variable, int field, Type type) {
-        Expr from = m_expressions.element(variable, 1);
-        from.field = field;
-        from.type = type;
-        Expr to;
-        to.op = Op::Place;
-        to.type = type;
-        to.indexed = true;
-        if (type.scalar == Scalar::Bool) {
-            Expr converted;
-            converted.op = Op::Convert;
-            to.type.scalar = Scalar::UChar;
-            converted.type = to.type;
-            converted.args.push_back(std::move(from));
-            from = std::move(converted);
+    void show(Expr from) {
+        Type type = from.type;
+        if (!type.isCopyable()) {
+            const bool isWhole = type.count() <= maxShownElements;
+            for (unsigned i = 0; i < (isWhole ? type.count() : 1); ++i)
+                show(node(Op::Element, type.element(), 0,
+                          {from, isWhole ? whole({Scalar::UInt}, i)
+                                         : m_expressions.index(type.count(), 1, true)}));
+            return;
         }
-        to.args.emplace_back();
-        to.which = outputFor(to.type, to.args[0].integer);
+        if (type.isNumbers() && type.scalar == Scalar::Bool) {
+            type.scalar = Scalar::UChar;
+            from = node(Op::Convert, type, 0, {std::move(from)});
+        }
+        Expr to = nextOutput(type);
         m_function.body.push_back(
             {.verb = Verb::Assign, .exprs = {std::move(to), std::move(from)}});
     }
 
     /// The next free element of the output that collects variables of the type.
-    unsigned outputFor(Type type, std::int64_t& element) {
-        for (unsigned i = m_firstShown; i < m_function.variables.size(); ++i) {
-            Variable& v = m_function.variables[i];
-            if (v.type == type) {
-                element = v.count++;
-                return i;
-            }
-        }
-        element = 0;
-        return add({.form = Form::Output, .type = type, .count = 1});
+    Expr nextOutput(Type type) {
+        const Type one = type.arrayOf(1, true);
+        unsigned which = m_firstShown;
+        while (which < m_function.variables.size() &&
+               m_function.variables[which].type.element() != type)
+            ++which;
+        unsigned element = 0;
+        if (which < m_function.variables.size())
+            element = m_function.variables[which].type.counts[0]++;
+        else
+            add({.form = Form::Output, .type = one});
+        return node(Op::Element, type, 0,
+                    {node(Op::Place, one, which, {}), whole({Scalar::UInt}, element)});
     }
 
     Random& m_random;
     Program& m_program;
     bool m_isKernel;
+    TypeGenerator m_types;
     Function m_function;
     ExpressionGenerator m_expressions;
     unsigned m_firstShown = 0;
@@ -414,13 +455,10 @@ Program generate(std::uint64_t seed) {
     program.texture = anyTexture(random);
     for (unsigned i = random.between(3, 11); i > 0; --i)
         program.table.push_back(static_cast<std::int32_t>(random.next() >> random.between(32, 60)));
-    const Function nothing;
-    ExpressionGenerator types(random, program, nothing, false);
     for (unsigned i = random.below(maxStructures + 1); i > 0; --i) {
-        Structure structure;
-        for (unsigned k = random.between(1, 4); k > 0; --k)
-            structure.fields.push_back(types.anyType());
-        program.structures.push_back(std::move(structure));
+        Structure structure = TypeGenerator(random, program).structure();
+        if (!structure.fields.empty())
+            program.structures.push_back(std::move(structure));
     }
     for (unsigned i = random.below(4); i > 0; --i)
         program.functions.push_back(FunctionGenerator(random, program, false).helper());

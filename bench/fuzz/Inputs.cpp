@@ -44,7 +44,7 @@ double Inputs::texel(std::int64_t x, std::int64_t y, unsigned channel) const {
 }
 
 Value Inputs::texels(std::int64_t x, std::int64_t y) const {
-    Value result;
+    Value result(4);
     const bool isInside = x < m_texture.width && y < m_texture.height;
     for (unsigned i = 0; i < 4; ++i)
         result[i].integer = isInside ? static_cast<std::int64_t>(texel(x, y, i)) : 0;

@@ -151,6 +151,9 @@ double smooth(const double* x) {
     return t * t * (3 - 2 * t);
 }
 
+/// The result is within bounds whatever the operand is.
+constexpr double boundless = std::numeric_limits<double>::infinity();
+
 using enum Domain;
 constexpr RoughFunction roughs[] = {
     {"sin", 1, {Any}, [](const double* x) { return std::sin(x[0]); }, 0.5},
@@ -176,8 +179,9 @@ constexpr RoughFunction roughs[] = {
     {"clamp",
      3,
      {Any, Unit, Positive},
-     [](const double* x) { return std::min(std::max(x[0], x[1]), x[2]); }},
-    {"saturate", 1, {Any}, [](const double* x) { return std::clamp(x[0], 0.0, 1.0); }},
+     [](const double* x) { return std::min(std::max(x[0], x[1]), x[2]); },
+     boundless},
+    {"saturate", 1, {Any}, [](const double* x) { return std::clamp(x[0], 0.0, 1.0); }, boundless},
     {"mix", 3, {Any, Any, Unit}, [](const double* x) { return x[0] + (x[1] - x[0]) * x[2]; }},
     {"fma", 3, {Any, Any, Any}, [](const double* x) { return x[0] * x[1] + x[2]; }},
     {"smoothstep",

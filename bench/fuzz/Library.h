@@ -58,7 +58,7 @@ struct RoughFunction {
     unsigned arity;
     std::array<Domain, 3> domains;
     double (*evaluate)(const double* x);
-    double wave = std::numeric_limits<double>::infinity(); ///< see roughCell()
+    double wave = std::numeric_limits<double>::max(); ///< see roughCell()
 };
 
 using Lanes = std::array<double, 4>;

@@ -2,19 +2,14 @@
 // Part of Starloom 42.
 #include "bench/fuzz/Printer.h"
 
-#include "bench/fuzz/Library.h"
+#include "bench/fuzz/ExpressionPrinter.h"
+#include "bench/fuzz/TypeText.h"
 
-#include <cstdio>
-#include <limits>
 #include <sstream>
 #include <utility>
 
 namespace fuzz {
 namespace {
-
-constexpr const char* typeNames[] = {"bool", "char", "uchar", "short", "ushort", "int",
-                                     "uint", "long", "ulong", "half",  "float"};
-constexpr const char* laneNames = "xyzw";
 
 constexpr const char* includes = R"(#include <metal_stdlib>
 using namespace metal;
@@ -31,37 +26,8 @@ void poke4(device uchar* at, uint value) {
 }
 )";
 
-std::string name(Type type) {
-    std::string text = typeNames[static_cast<unsigned>(type.scalar)];
-    return type.lanes > 1 ? text + std::to_string(type.lanes) : text;
-}
-
-std::string variableName(unsigned variable) {
-    return "v" + std::to_string(variable);
-}
-
 std::string indent(unsigned depth) {
     return std::string(std::size_t{4} * depth, ' ');
-}
-
-std::string fieldName(unsigned field) {
-    return {static_cast<char>('a' + field)};
-}
-
-std::string literal(const Expr& e) {
-    if (e.type.scalar == Scalar::Bool)
-        return name(e.type) + (e.integer != 0 ? "(true)" : "(false)");
-    char text[64];
-    if (isFloating(e.type.scalar))
-        std::snprintf(text, sizeof text, "%.9g", e.number);
-    else if (isSigned(e.type.scalar) && e.integer != std::numeric_limits<std::int64_t>::min())
-        std::snprintf(text, sizeof text, "%lld", static_cast<long long>(e.integer));
-    else if (bytesOf(e.type.scalar) == 8)
-        std::snprintf(text, sizeof text, "0x%llxul", static_cast<unsigned long long>(e.integer));
-    else
-        std::snprintf(text, sizeof text, e.integer < 1000 ? "%llu" : "0x%llx",
-                      static_cast<unsigned long long>(e.integer));
-    return name(e.type) + "(" + text + ")";
 }
 
 class Printer {
@@ -81,10 +47,10 @@ public:
         m_function = &m_program.kernel();
         printBody();
         const std::string body = std::exchange(m_out, {}).str();
-        printGlobals(helpers + body);
-        m_out << helpers;
         printParameters(body);
-        m_out << body;
+        const std::string kernel = std::exchange(m_out, {}).str() + body;
+        printGlobals(helpers + kernel);
+        m_out << helpers << kernel;
         return m_out.str();
     }
 
@@ -141,13 +107,7 @@ private:
     void printGlobals(const std::string& text) {
         m_out << includes << (contains(text, "peek4(") ? peek4 : "")
               << (contains(text, "poke4(") ? poke4 : "");
-        for (unsigned i = 0; i < m_program.structures.size(); ++i) {
-            m_out << "struct S" << i << " {\n";
-            const auto& fields = m_program.structures[i].fields;
-            for (unsigned f = 0; f < fields.size(); ++f)
-                m_out << "    " << name(fields[f]) << " " << fieldName(f) << ";\n";
-            m_out << "};\n";
-        }
+        printStructures(text);
         if (contains(text, "integers[")) {
             m_out << "constant int integers[] = {";
             for (const std::int64_t value : m_program.table)
@@ -165,22 +125,27 @@ private:
                   << (m_program.texture.repeats ? "repeat" : "clamp_to_edge") << ");\n";
     }
 
-    static std::string typeOf(const Variable& v) {
-        return v.structure >= 0 ? "S" + std::to_string(v.structure) : name(v.type);
+    void printStructures(std::string users) {
+        std::string text;
+        for (std::size_t i = m_program.structures.size(); i-- > 0;) {
+            const std::string name = "S" + std::to_string(i);
+            if (!contains(users, name))
+                continue;
+            std::string structure = "struct " + name + " {\n";
+            const auto& fields = m_program.structures[i].fields;
+            for (unsigned f = 0; f < fields.size(); ++f)
+                structure += "    " + declaration({.type = fields[f]}, fieldName(f)) + ";\n";
+            text = structure + "};\n" + text;
+            users += structure;
+        }
+        m_out << text;
     }
 
     void printHelper(unsigned index) {
         m_function = &m_program.functions[index];
-        m_out << "\n" << name(m_function->result) << " f" << index << "(";
-        for (unsigned i = 0; i < m_function->parameters; ++i) {
-            const Variable& v = m_function->variables[i];
-            const bool isPlain = v.form == Form::Plain;
-            m_out << (i > 0 ? ", " : "") << (isPlain ? "" : "thread ") << typeOf(v)
-                  << (isPlain                   ? " "
-                      : v.form == Form::Pointer ? "* "
-                                                : "& ")
-                  << variableName(i);
-        }
+        m_out << "\n" << nameOf(m_function->result) << " f" << index << "(";
+        for (unsigned i = 0; i < m_function->parameters; ++i)
+            m_out << (i > 0 ? ", " : "") << declaration(m_function->variables[i], variableName(i));
         m_out << ") {\n";
         printBody();
     }
@@ -189,8 +154,8 @@ private:
         m_out << "\nkernel void fuzz(";
         for (unsigned i = 0; i < std::size(inputTypes); ++i)
             if (contains(body, "in" + std::to_string(i)))
-                m_out << (i == constantInput ? "constant " : "device const ") << name(inputTypes[i])
-                      << "* in" << i << " [[buffer(" << i << ")]],\n    ";
+                m_out << (i == constantInput ? "constant " : "device const ")
+                      << nameOf(inputTypes[i]) << "* in" << i << " [[buffer(" << i << ")]],\n    ";
         if (contains(body, "counters"))
             m_out << "device atomic_uint* counters [[buffer(" << countersBuffer << ")]],\n    ";
         const bool usesRegion = contains(body, "own + ");
@@ -200,8 +165,8 @@ private:
             if (m_function->variables[i].form != Form::Output)
                 continue;
             if (contains(body, variableName(i) + "[self"))
-                m_out << "device " << name(m_function->variables[i].type) << "* " << variableName(i)
-                      << " [[buffer(" << buffer << ")]],\n    ";
+                m_out << "device " << nameOf(m_function->variables[i].type.element()) << "* "
+                      << variableName(i) << " [[buffer(" << buffer << ")]],\n    ";
             ++buffer;
         }
         if (contains(body, "image."))
@@ -225,13 +190,11 @@ private:
             const Variable& v = m_function->variables[i];
             if (v.form == Form::Output || !used[i])
                 continue;
-            m_out << "    ";
+            m_out << "    " << declaration(v, variableName(i)) << " = ";
             if (v.form == Form::Pointer)
-                m_out << "thread " << name(v.type) << "* " << variableName(i) << " = &"
-                      << variableName(i - 1);
+                m_out << (v.type.isCopyable() ? "&" : "") << variableName(i - 1);
             else
-                m_out << typeOf(v) << " " << variableName(i)
-                      << (v.count > 0 ? "[" + std::to_string(v.count) + "] = {}" : " = {}");
+                m_out << "{}";
             m_out << ";\n";
         }
         printBlock(m_function->body, 1);
@@ -258,8 +221,10 @@ private:
         };
         switch (s.verb) {
         case Verb::Assign:
-        case Verb::Copy:
             printAssignment(s);
+            break;
+        case Verb::Step:
+            printStep(s);
             break;
         case Verb::If:
             m_out << "if (" << text(s.exprs[0]) << ") ";
@@ -299,12 +264,7 @@ private:
             printCall(s);
             break;
         case Verb::Point:
-            m_out << counter << " = ";
-            if (s.exprs.size() > 2)
-                m_out << text(s.exprs[2]) << " ? &" << text(s.exprs[0]) << " : &"
-                      << text(s.exprs[1]) << ";";
-            else
-                m_out << "&" << text(s.exprs[0]) << ";";
+            printPoint(s);
             break;
         case Verb::Poke:
             printPoke(s);
@@ -333,6 +293,24 @@ private:
               << text(s.exprs[1]) << ";";
     }
 
+    void printStep(const Stmt& s) {
+        const std::string place = text(s.exprs[0]);
+        const std::string symbol = s.step > 0 ? "++" : "--";
+        if (s.exprs.size() > 1)
+            m_out << text(s.exprs[1]) << " = ";
+        m_out << (s.compound ? symbol + place : place + symbol) << ";";
+    }
+
+    void printPoint(const Stmt& s) {
+        const ExpressionPrinter expressions(*m_function);
+        m_out << variableName(s.which) << " = ";
+        if (s.exprs.size() > 2)
+            m_out << text(s.exprs[2]) << " ? " << expressions.address(s.exprs[0]) << " : "
+                  << expressions.address(s.exprs[1]) << ";";
+        else
+            m_out << expressions.address(s.exprs[0]) << ";";
+    }
+
     void printSwitch(const Stmt& s, unsigned depth) {
         const std::string margin = indent(depth);
         m_out << "switch (" << text(s.exprs[0]) << " & 7) {\n";
@@ -352,8 +330,10 @@ private:
             m_out << text(s.exprs[0]) << " = ";
         m_out << "f" << s.which << "(";
         for (unsigned i = 0; i < callee.parameters; ++i)
-            m_out << (i > 0 ? ", " : "") << (callee.variables[i].form == Form::Pointer ? "&" : "")
-                  << text(s.exprs[first + i]);
+            m_out << (i > 0 ? ", " : "")
+                  << (callee.variables[i].form == Form::Pointer
+                          ? ExpressionPrinter(*m_function).address(s.exprs[first + i])
+                          : text(s.exprs[first + i]));
         m_out << ");";
     }
 
@@ -368,118 +348,7 @@ private:
             m_out << "poke4(" << at << ", " << value << ");";
     }
 
-    std::string list(const std::vector<Expr>& args) {
-        std::string result = "(";
-        for (const Expr& e : args)
-            result += (result.size() > 1 ? ", " : "") + text(e);
-        return result + ")";
-    }
-
-    /// C++ computes with narrow integers in int.
-    static std::string narrowed(const Expr& e, const std::string& expression) {
-        const bool isNarrow = isInteger(e.type.scalar) && bytesOf(e.type.scalar) < 4;
-        return (isNarrow && e.type.lanes == 1 ? name(e.type) : "") + "(" + expression + ")";
-    }
-
-    std::string input(const std::string& buffer, const Expr& at, bool isWithin) {
-        const std::string wrap = isWithin ? "" : " & " + std::to_string(inputCount - 1);
-        return buffer + "[" + text(at) + wrap + "]";
-    }
-
-    std::string place(const Expr& e) {
-        const Variable& v = m_function->variables[e.which];
-        std::string result = variableName(e.which);
-        if (v.form == Form::Pointer)
-            result = "(*" + result + ")";
-        if (v.form == Form::Output)
-            result += isThreadMajor(e.which)
-                          ? "[self * " + std::to_string(v.count) + " + " + text(e.args[0]) + "]"
-                          : "[self + threads * " + text(e.args[0]) + "]";
-        else if (e.indexed)
-            result += "[" + text(e.args[0]) + "]";
-        if (e.field >= 0)
-            result += "." + fieldName(static_cast<unsigned>(e.field));
-        if (e.args.size() > (e.indexed ? 1u : 0u))
-            result += "[" + text(e.args.back()) + "]";
-        return result + lanes(e);
-    }
-
-    static std::string lanes(const Expr& e) {
-        std::string result = e.lanes.empty() ? "" : ".";
-        for (const unsigned lane : e.lanes)
-            result += laneNames[lane];
-        return result;
-    }
-
-    std::string peek(const Expr& e) {
-        const std::string at = "(own + " + text(e.args[0]) + ")";
-        if (e.integer == 1)
-            return "uint(*" + at + ")";
-        return e.which != 0 ? "(*(device const uint*)" + at + ")" : "peek4" + at;
-    }
-
-    std::string binary(const Expr& e, const char* symbol) {
-        return text(e.args[0]) + " " + symbol + " " + text(e.args[1]);
-    }
-
-    std::string choice(const Expr& e) {
-        const auto& a = e.args;
-        if (a[0].type.lanes > 1)
-            return "select(" + text(a[2]) + ", " + text(a[1]) + ", " + text(a[0]) + ")";
-        return "(" + text(a[0]) + " ? " + text(a[1]) + " : " + text(a[2]) + ")";
-    }
-
-    std::string text(const Expr& e) {
-        static constexpr const char* threadNames[] = {"thread_x", "thread_y", "grid_x", "grid_y"};
-        switch (e.op) {
-        case Op::Literal:
-            return literal(e);
-        case Op::Thread:
-            return threadNames[e.which];
-        case Op::Place:
-            return place(e);
-        case Op::Input:
-            return input("in" + std::to_string(e.which), e.args[0], e.integer != 0);
-        case Op::Pick:
-            return input("(" + text(e.args[0]) + " ? in0 : in1)", e.args[1], false);
-        case Op::Table:
-            return (isFloating(e.type.scalar) ? "numbers[" : "integers[") + text(e.args[0]) + "]";
-        case Op::Peek:
-            return peek(e);
-        case Op::Unary:
-            return narrowed(e, unaryOperators[e.which] + ("(" + text(e.args[0]) + ")"));
-        case Op::Binary:
-            return narrowed(e, binary(e, binaryOperators[e.which]));
-        case Op::Compare:
-            return "(" + binary(e, compareOperators[e.which]) + ")";
-        case Op::Logic:
-            return "(" + binary(e, logicOperators[e.which]) + ")";
-        case Op::Choose:
-            return choice(e);
-        case Op::Convert:
-        case Op::Make:
-            return name(e.type) + list(e.args);
-        case Op::Bits:
-            return "as_type<" + name(e.type) + ">" + list(e.args);
-        case Op::Swizzle:
-            return text(e.args[0]) + lanes(e);
-        case Op::Integer:
-            return integerFunctions()[e.which].name + list(e.args);
-        case Op::Exact:
-            return exactFunctions()[e.which].name + list(e.args);
-        case Op::Rough:
-            return roughFunctions()[e.which].name + list(e.args);
-        case Op::Geometry:
-            return geometryFunctions()[e.which].name + list(e.args);
-        case Op::Call:
-            return "f" + std::to_string(e.which) + list(e.args);
-        case Op::Texel:
-            return "uint4(image.read(uint2" + list(e.args) + ") * 255.0 + 0.5)";
-        case Op::Sample:
-            return "image.sample(linearly, float2" + list(e.args) + ")";
-        }
-        return {};
-    }
+    std::string text(const Expr& e) const { return ExpressionPrinter(*m_function).text(e); }
 
     const Program& m_program;
     const Function* m_function = nullptr;

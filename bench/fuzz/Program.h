@@ -6,53 +6,12 @@
 // that it calls.
 #pragma once
 
-#include <cstdint>
+#include "bench/fuzz/Type.h"
+
 #include <string>
 #include <vector>
 
 namespace fuzz {
-
-enum class Scalar : std::uint8_t {
-    Bool,
-    Char,
-    UChar,
-    Short,
-    UShort,
-    Int,
-    UInt,
-    Long,
-    ULong,
-    Half,
-    Float
-};
-
-constexpr bool isFloating(Scalar s) {
-    return s >= Scalar::Half;
-}
-constexpr bool isInteger(Scalar s) {
-    return s != Scalar::Bool && !isFloating(s);
-}
-constexpr bool isSigned(Scalar s) {
-    return s == Scalar::Char || s == Scalar::Short || s == Scalar::Int || s == Scalar::Long;
-}
-constexpr unsigned bytesOf(Scalar s) {
-    constexpr unsigned bytes[] = {1, 1, 1, 2, 2, 4, 4, 8, 8, 2, 4};
-    return bytes[static_cast<unsigned>(s)];
-}
-
-/// Floating-point values come in two kinds. Exact ones are sums and products of small integers and
-/// powers of two: no order of evaluation rounds them, so they may be compared and converted.
-/// Rough ones carry an error that depends on the compiler's choices; nothing but other rough values
-/// and outputs depends on them.
-struct Type {
-    Scalar scalar = Scalar::UInt;
-    std::uint8_t lanes = 1;
-    bool rough = false;
-
-    bool isExact() const { return isFloating(scalar) && !rough; }
-    Type withLanes(unsigned n) const { return {scalar, static_cast<std::uint8_t>(n), rough}; }
-    bool operator==(const Type&) const = default;
-};
 
 /// Bounds of an exact value: a multiple of 2^granule, no larger than bound.
 struct Range {
@@ -61,23 +20,27 @@ struct Range {
 };
 
 enum class Op : std::uint8_t {
-    Literal,  ///< integer or number
-    Thread,   ///< which: x, y, width or height of the grid
-    Place,    ///< variable `which`; see Expr
-    Input,    ///< input buffer `which` at args[0]: modulo inputCount unless `integer`, which says
-              ///< that it is within the buffer
-    Pick,     ///< args[0] chooses one of the first two input buffers, read at args[1]
-    Table,    ///< constant table at args[0]; as numbers where the type is
-    Peek,     ///< `integer` bytes of the thread's own region at args[0], at once where `which`
-    Unary,    ///< unaryOperators[which]
-    Binary,   ///< binaryOperators[which] on operands of the result's type
-    Compare,  ///< compareOperators[which] on operands of one type
-    Logic,    ///< && or || of scalars, the second operand evaluated as needed
-    Choose,   ///< args[0] ? args[1] : args[2]
-    Convert,  ///< to `type`, lane by lane
-    Bits,     ///< as_type
-    Make,     ///< a vector of scalars
-    Swizzle,  ///< lanes of args[0]
+    Literal, ///< integer or number; of aggregates, all zeros
+    Thread,  ///< which: x, y, width or height of the grid
+    Place,   ///< variable `which`
+    Element, ///< args[0] at args[1]: of an array, a column of a matrix, a lane of a vector
+    Field,   ///< field `which` of args[0]
+    Input,   ///< input buffer `which` at args[0]: modulo inputCount unless `integer`, which says
+             ///< that it is within the buffer
+    Pick,    ///< args[0] chooses one of the first two input buffers, read at args[1]
+    Table,   ///< constant table at args[0]; as numbers where the type is
+    Peek,    ///< `integer` bytes of the thread's own region at args[0], at once where `which`
+    Unary,   ///< unaryOperators[which]
+    Binary,  ///< binaryOperators[which] on operands of the result's type, or with a matrix
+    Compare, ///< compareOperators[which] on operands of one type; == and != of matrices
+    Logic,   ///< && or || of scalars, the second operand evaluated as needed
+    Choose,  ///< args[0] ? args[1] : args[2]
+    Convert, ///< to `type`, lane by lane
+    Bits,    ///< as_type
+    Make,    ///< of all parts in order; a matrix also of one number for its diagonal
+    Swizzle, ///< lanes of args[0]
+    Transpose,
+    Determinant,
     Integer,  ///< integerFunctions[which]
     Exact,    ///< exactFunctions[which]
     Rough,    ///< roughFunctions[which], lane by lane
@@ -101,12 +64,16 @@ struct Expr {
     unsigned which = 0;
     std::int64_t integer = 0;
     double number = 0;
-    std::vector<Expr> args; ///< Place: index of the array element, if any; then of the lane, if any
-    int field = -1;         ///< Place: field of the structure
-    bool indexed = false;   ///< Place: args[0] is the index of an element
-    std::vector<unsigned> lanes; ///< Swizzle and Place: lanes by name
+    std::vector<Expr> args;
+    std::vector<unsigned> lanes; ///< Swizzle: lanes by name
     Range range;                 ///< of exact values
 };
+
+/// Whether the expression names memory: a variable or a part of one.
+inline bool isPlace(const Expr& e) {
+    const bool isPart = e.op == Op::Element || e.op == Op::Field || e.op == Op::Swizzle;
+    return e.op == Op::Place || (isPart && isPlace(e.args[0]));
+}
 
 enum class Form : std::uint8_t {
     Plain,
@@ -118,9 +85,7 @@ enum class Form : std::uint8_t {
 
 struct Variable {
     Form form = Form::Plain;
-    Type type;
-    int structure = -1;     ///< instead of the type
-    unsigned count = 0;     ///< elements of an array; 0 when it is none
+    Type type;              ///< of a pointer: what it points at; at its first element for T[N]
     bool isUniform = false; ///< only assigned what does not differ between threads by itself
 };
 
@@ -130,7 +95,8 @@ struct Structure {
 
 enum class Verb : std::uint8_t {
     Assign,  ///< exprs[0] = exprs[1], or with binaryOperators[which] where compound
-    Copy,    ///< exprs[0] = exprs[1], structures
+    Step,    ///< exprs[0] by `step`, 1 or -1; exprs[1], if any, gets it as it is after where
+             ///< compound, and else as it was before
     If,      ///< exprs[0], bodies[0], bodies[1]
     For,     ///< counter `which`, from `start` in steps up or down to exprs[0]
     While,   ///< while exprs[0], but at most `limit` times, counted by `which`
@@ -207,6 +173,20 @@ struct Program {
     std::vector<Function> functions; ///< each calls only those before it; the last is the kernel
 
     const Function& kernel() const { return functions.back(); }
+    const std::vector<Type>& fields(Type structureType) const {
+        return structures[static_cast<unsigned>(structureType.structure)].fields;
+    }
+    /// How many numbers a value of the type consists of.
+    unsigned cellsOf(Type type) const {
+        if (type.isArray())
+            return type.count() * cellsOf(type.element());
+        if (!type.isStructure())
+            return type.lanes * std::max(1u, unsigned{type.columns});
+        unsigned cells = 0;
+        for (const Type& field : fields(type))
+            cells += cellsOf(field);
+        return cells;
+    }
 };
 
 } // namespace fuzz

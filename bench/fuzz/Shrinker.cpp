@@ -68,7 +68,7 @@ private:
     bool expressions(std::vector<Stmt>& body) {
         for (Stmt& s : body) {
             for (std::size_t i = 0; i < s.exprs.size(); ++i)
-                if (isPlace(s, i) ? operands(s.exprs[i]) : expression(s.exprs[i]))
+                if (needsPlace(s, i) ? place(s.exprs[i]) : expression(s.exprs[i]))
                     return true;
             for (auto& inner : s.bodies)
                 if (expressions(inner))
@@ -78,17 +78,23 @@ private:
     }
 
     /// Whether the statement needs a place there and not just a value.
-    bool isPlace(const Stmt& s, std::size_t index) const {
+    bool needsPlace(const Stmt& s, std::size_t index) const {
         if (s.verb == Verb::Assign)
             return index == 0;
-        if (s.verb == Verb::Point || s.verb == Verb::Copy)
+        if (s.verb == Verb::Point || s.verb == Verb::Step)
             return index < 2;
         if (s.verb != Verb::Call)
             return false;
         if (s.compound && index == 0)
             return true;
         const Variable& v = m_program->functions[s.which].variables[index - (s.compound ? 1 : 0)];
-        return v.form != Form::Plain || v.structure >= 0;
+        return v.form != Form::Plain;
+    }
+
+    /// What remains a place: only indices change.
+    bool place(Expr& e) {
+        return e.op != Op::Place &&
+               (place(e.args[0]) || (e.op == Op::Element && expression(e.args[1])));
     }
 
     bool operands(Expr& e) {
@@ -103,10 +109,10 @@ private:
     static bool hasBounds(const Expr& e) { return e.op == Op::Input && e.integer != 0; }
 
     bool literal(Expr& e) {
-        if (e.op == Op::Literal)
+        if (e.op == Op::Literal || !e.type.isCopyable())
             return false;
         for (const int number : {0, 1})
-            if (isTurn()) {
+            if ((number == 0 || e.type.isNumbers()) && isTurn()) {
                 Expr made;
                 made.type = e.type;
                 made.integer = number;
@@ -123,6 +129,8 @@ private:
             return true;
         if (hasBounds(e))
             return literal(e.args[0]);
+        if (isPlace(e))
+            return place(e);
         for (Expr& argument : e.args)
             if (!isBound(e) && argument.type == e.type && argument.range.bound <= e.range.bound &&
                 argument.range.granule >= e.range.granule && isTurn()) {

@@ -6,8 +6,6 @@
 
 #include "bench/fuzz/Cells.h"
 
-#include <span>
-
 namespace fuzz {
 
 /// A function that is being run.
@@ -19,7 +17,7 @@ struct Frame {
 /// The cells that a place names.
 struct Location {
     std::size_t base = 0;
-    std::array<unsigned, 4> lanes{0, 1, 2, 3};
+    std::vector<unsigned> lanes = {}; ///< of those from `base` on, where not all in order
 };
 
 class Variables {
@@ -33,13 +31,8 @@ public:
 
     /// An address is a cell with the number of another one.
     Cell& cell(std::size_t at) { return m_cells[at]; }
-    std::span<const Cell> cells(std::size_t first, std::size_t count) const;
-    Value load(const Location& location, unsigned lanes) const;
-    void store(const Location& location, unsigned lanes, const Value& value);
-
-    /// How many cells an element of the variable takes, or all of it.
-    unsigned elementSize(const Variable& variable) const;
-    std::size_t size(const Variable& variable) const;
+    Value load(const Location& location, std::size_t cells) const;
+    void store(const Location& location, const Value& value);
 
 private:
     const Program& m_program;
