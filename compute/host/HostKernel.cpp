@@ -3,6 +3,7 @@
 #include "compute/host/HostKernel.h"
 
 #include "compute/host/CodeGeneration.h"
+#include "compute/host/CommonMemory.h"
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/BindParameters.h"
 #include "compute/kernel/HostTarget.h"
@@ -96,7 +97,8 @@ public:
           m_parameters(std::move(kernel.parameters)),
           m_optimiserMilliseconds(kernel.optimiserMilliseconds),
           m_codeGenerationMilliseconds(milliseconds),
-          m_generated(std::move(generated)) {}
+          m_code(std::move(generated.code)),
+          m_commonMemory(generated.commonBytes) {}
 
     const std::string& name() const override { return m_name; }
     const std::vector<kernel::Parameter>& parameters() const override { return m_parameters; }
@@ -107,33 +109,25 @@ public:
         if (grid.width == 0 || grid.height == 0 || grid.depth == 0)
             return;
         const GridRecord record{grid, threadsPerThreadgroup};
-        // A program has to be thousands of lines long to need more.
-        alignas(64) std::array<std::byte, 64u << 10> space;
-        static_assert(2 * maxTableBytes < space.size());
-        std::vector<std::byte> largeSpace;
-        std::byte* common = space.data();
-        if (m_generated.commonBytes > space.size()) {
-            largeSpace.resize(m_generated.commonBytes);
-            common = largeSpace.data();
-        }
-        prepare(bindings, record, common);
+        const CommonMemory::Lease common(m_commonMemory);
+        prepare(bindings, record, common.data());
         const Tiling tiling(grid);
         workers::run(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
-            runTiles(bindings, record, common, tiling, first, last);
+            runTiles(bindings, record, common.data(), tiling, first, last);
         });
     }
 
 private:
     /// Has the kernel compute what all threads have in common.
     void prepare(const Bindings& bindings, const GridRecord& grid, std::byte* common) const {
-        auto* function = reinterpret_cast<PrepareFunction*>(m_generated.code.entry(PrepareEntry));
+        auto* function = reinterpret_cast<PrepareFunction*>(m_code.entry(PrepareEntry));
         const FlushDenormals flushDenormals;
         function(&bindings, &grid, common);
     }
 
     void runTiles(const Bindings& bindings, const GridRecord& grid, const std::byte* common,
                   const Tiling& tiling, std::uint32_t first, std::uint32_t last) const {
-        auto* function = reinterpret_cast<TileFunction*>(m_generated.code.entry(TileEntry));
+        auto* function = reinterpret_cast<TileFunction*>(m_code.entry(TileEntry));
         const FlushDenormals flushDenormals;
         for (std::uint32_t index = first; index < last; ++index) {
             const TileRecord tile = tiling.tile(index);
@@ -145,7 +139,8 @@ private:
     std::vector<kernel::Parameter> m_parameters;
     double m_optimiserMilliseconds;
     double m_codeGenerationMilliseconds;
-    GeneratedCode m_generated;
+    MachineCode m_code;
+    mutable CommonMemory m_commonMemory;
 };
 
 /// Has the compiler build its tables and its code paged in, so that a program's first kernel

@@ -211,20 +211,17 @@ RoundTables::Table RoundTables::choose(const Values& values) const {
     } while (fields.size() + left.size() > known);
 
     Table table;
+    FieldLayout layout(m_layout);
     unsigned saved = 0;
     for (Instruction* value : values)
         if (fields.contains(value)) {
-            const llvm::Align align = m_layout.getABITypeAlign(value->getType());
-            const auto offset = static_cast<unsigned>(llvm::alignTo(table.bytesOfRound, align));
-            table.fields.push_back({.value = value, .offset = offset});
-            table.bytesOfRound =
-                offset + static_cast<unsigned>(m_layout.getTypeStoreSize(value->getType()));
+            table.fields.push_back({.value = value, .place = layout.add(*value->getType())});
             saved += costs.lookup(value);
         }
     constexpr unsigned costOfTable = 4;
     if (saved < costOfTable)
         return {};
-    table.bytesOfRound = static_cast<unsigned>(llvm::alignTo(table.bytesOfRound, 8));
+    table.bytesOfRound = static_cast<unsigned>(llvm::alignTo(layout.bytes(), 8));
     return table;
 }
 
@@ -255,8 +252,9 @@ llvm::BasicBlock& RoundTables::fill(const CountedLoop& counted, const Table& tab
                           builder.CreateMul(number, builder.getInt64(table.bytesOfRound)));
     for (const Field& field : table.fields)
         builder.CreateAlignedStore(
-            map[field.value], builder.CreateConstGEP1_32(builder.getInt8Ty(), row, field.offset),
-            m_layout.getABITypeAlign(field.value->getType()));
+            map[field.value],
+            builder.CreateConstGEP1_32(builder.getInt8Ty(), row, field.place.offset),
+            field.place.align);
     llvm::Value* next = builder.CreateAdd(number, builder.getInt64(1));
     builder.CreateCondBr(builder.CreateICmpULT(next, builder.getInt64(counted.rounds)), round,
                          &filled);
@@ -305,8 +303,8 @@ void RoundTables::read(CountedLoop& counted, const Table& table, llvm::Value& me
             builder.SetInsertPoint(field.value->getParent(), ++field.value->getIterator());
         llvm::LoadInst* value = builder.CreateAlignedLoad(
             field.value->getType(),
-            builder.CreateConstGEP1_32(builder.getInt8Ty(), row, field.offset),
-            m_layout.getABITypeAlign(field.value->getType()));
+            builder.CreateConstGEP1_32(builder.getInt8Ty(), row, field.place.offset),
+            field.place.align);
         value->setMetadata(llvm::LLVMContext::MD_invariant_load,
                            llvm::MDNode::get(value->getContext(), {}));
         field.value->replaceAllUsesWith(value);

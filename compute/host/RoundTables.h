@@ -6,6 +6,7 @@
 // they are computed beforehand, once for all rounds, and read from a table.
 #pragma once
 
+#include "compute/host/FieldLayout.h"
 #include "compute/host/Hoisting.h"
 
 #include <llvm/ADT/SetVector.h>
@@ -45,7 +46,7 @@ private:
     };
     struct Field {
         llvm::Instruction* value;
-        unsigned offset;
+        FieldLayout::Place place;
     };
     struct Table {
         std::vector<Field> fields;

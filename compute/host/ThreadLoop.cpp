@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/ThreadLoop.h"
 
+#include "compute/host/CommonValues.h"
 #include "compute/host/Hoisting.h"
 #include "compute/host/RoundTables.h"
 #include "compute/kernel/BindParameters.h"
@@ -103,11 +104,12 @@ unsigned makeRoundTables(const LoopNest& nest, llvm::Function& kernel, kernel::A
                          const Hoisting& hoisting) {
     constexpr unsigned maxRounds = 256;
     constexpr unsigned maxRoundsOfRow = 32;
+    constexpr unsigned maxBytes = 24u << 10;
     constexpr unsigned maxBytesOfRow = 2048;
     RoundTables tables(kernel, analyses, hoisting);
     TableMemory common{.written = *nest.prepare->getArg(Common),
                        .read = *nest.tile->getArg(Common),
-                       .maxBytes = maxTableBytes};
+                       .maxBytes = maxBytes};
     tables.make(PerDispatch, *nest.blocks[PerDispatch], common, maxRounds);
 
     llvm::IRBuilder<> builder(nest.entry, nest.entry->begin());
@@ -120,73 +122,6 @@ unsigned makeRoundTables(const LoopNest& nest, llvm::Function& kernel, kernel::A
         row->eraseFromParent();
     return common.bytes;
 }
-
-/// Makes what was computed beforehand known to the tile function.
-class CommonValues {
-public:
-    /// `bytes`: of the common memory that are in use.
-    CommonValues(const LoopNest& nest, unsigned bytes)
-        : m_nest(nest),
-          m_layout(nest.tile->getParent()->getDataLayout()),
-          m_write(nest.prepare->back().getTerminator()),
-          m_read(nest.entry->getTerminator()),
-          m_bytes(bytes) {}
-
-    /// Has all uses outside of the prepare function use what is known there.
-    void share(llvm::Instruction& value) {
-        const auto isOutside = [&](const llvm::Use& use) {
-            return llvm::cast<llvm::Instruction>(use.getUser())->getFunction() != m_nest.prepare;
-        };
-        if (llvm::any_of(value.uses(), isOutside))
-            value.replaceUsesWithIf(inTile(&value), isOutside);
-    }
-    unsigned bytes() const { return m_bytes; }
-
-private:
-    /// Addresses are worked out again rather than kept: what two of them have to do with each other
-    /// remains to be seen.
-    llvm::Value* inTile(llvm::Value* value) {
-        if (auto* argument = llvm::dyn_cast<llvm::Argument>(value))
-            return m_nest.tile->getArg(argument->getArgNo());
-        auto* instruction = llvm::dyn_cast<llvm::Instruction>(value);
-        if (instruction == nullptr)
-            return value;
-        llvm::Value*& known = m_known[instruction];
-        if (known != nullptr)
-            return known;
-        if (llvm::isa<llvm::GetElementPtrInst, llvm::CastInst>(instruction)) {
-            llvm::Instruction* copy = instruction->clone();
-            for (llvm::Use& operand : copy->operands())
-                operand.set(inTile(operand.get()));
-            return m_known[instruction] = m_read.Insert(copy);
-        }
-        return known = throughMemory(*instruction);
-    }
-
-    llvm::Value* throughMemory(llvm::Instruction& value) {
-        const llvm::Align align = m_layout.getABITypeAlign(value.getType());
-        const auto offset = static_cast<unsigned>(llvm::alignTo(m_bytes, align));
-        m_bytes = offset + static_cast<unsigned>(m_layout.getTypeStoreSize(value.getType()));
-        const auto place = [&](llvm::IRBuilder<>& builder, llvm::Function* function) {
-            return builder.CreateConstGEP1_32(builder.getInt8Ty(), function->getArg(Common),
-                                              offset);
-        };
-        m_write.CreateAlignedStore(&value, place(m_write, m_nest.prepare), align);
-        llvm::LoadInst* read =
-            m_read.CreateAlignedLoad(value.getType(), place(m_read, m_nest.tile), align);
-        read->copyMetadata(value);
-        read->setMetadata(llvm::LLVMContext::MD_invariant_load,
-                          llvm::MDNode::get(value.getContext(), {}));
-        return read;
-    }
-
-    const LoopNest& m_nest;
-    const llvm::DataLayout& m_layout;
-    llvm::IRBuilder<> m_write;
-    llvm::IRBuilder<> m_read;
-    unsigned m_bytes;
-    llvm::DenseMap<llvm::Value*, llvm::Value*> m_known;
-};
 
 /// Moves what the outer loops compute into them. Returns the bytes of common memory in use.
 unsigned fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting,
@@ -201,7 +136,7 @@ unsigned fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hois
             });
         kernel.getArg(argument)->replaceAllUsesWith(nest.tile->getArg(argument));
     }
-    CommonValues values(nest, bytes);
+    CommonValues values(*nest.prepare->getArg(Common), *nest.tile->getArg(Common), bytes);
     for (llvm::Instruction& instruction : *nest.blocks[PerDispatch])
         if (!instruction.getType()->isVoidTy())
             values.share(instruction);

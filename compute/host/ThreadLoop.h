@@ -31,9 +31,6 @@ inline constexpr std::string_view prepareSymbol = "prepare";
 /// it ends. A tile is not empty.
 inline constexpr std::string_view tileSymbol = "tile";
 
-/// Tables in the common memory take at most this.
-inline constexpr unsigned maxTableBytes = 24u << 10;
-
 struct ThreadLoop {
     llvm::Function& prepare;
     llvm::Function& tile;

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // What threads of a grid share.
+#include "compute/host/CommonMemory.h"
 #include "tests/Allocations.h"
 #include "tests/compute/host/CompiledText.h"
 
@@ -9,6 +10,7 @@
 
 #include <cstring>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -74,14 +76,52 @@ TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
     }
 }
 
+/// Each thread adds its number to the square of the first number of the buffer, which all threads
+/// have in common, and stores the sum behind that.
+std::shared_ptr<host::HostKernel> compileAdditionToSquare() {
+    return tests::compile(tests::makeOneDimensional(R"(
+        %number = load i32, ptr %out
+        %square = mul i32 %number, %number
+        %value = add i32 %square, %x
+        %after = getelementptr i32, ptr %out, i32 1
+        %place = getelementptr i32, ptr %after, i32 %x
+        store i32 %value, ptr %place
+        ret void)"));
+}
+
 TEST(GridTests, RunningAKernelTakesNoMemory) {
-    const auto compiled =
-        tests::compile(tests::makeOneDimensional("store i32 1, ptr %out\nret void"));
+    const auto compiled = compileAdditionToSquare();
     ASSERT_TRUE(compiled);
-    std::vector<std::uint32_t> out(1);
+    std::vector<std::uint32_t> out(100'001);
     const auto bindings = tests::bind(out);
     EXPECT_EQ(test::allocationsOf([&] { compiled->run(bindings, {100'000, 1, 1}, {1, 1, 1}); }),
               0u);
+
+    host::CommonMemory large(1u << 20);
+    EXPECT_EQ(test::allocationsOf([&] {
+                  const host::CommonMemory::Lease one(large);
+                  const host::CommonMemory::Lease other(large);
+                  EXPECT_NE(one.data(), other.data());
+              }),
+              0u);
+}
+
+TEST(GridTests, GridsThatRunAtOnceKeepTheirCommonValuesApart) {
+    const auto compiled = compileAdditionToSquare();
+    ASSERT_TRUE(compiled);
+    constexpr std::uint32_t count = 20'000;
+    const auto runAgainAndAgain = [&](std::uint32_t first) {
+        std::vector<std::uint32_t> out(count + 1);
+        std::size_t wrong = 0;
+        for (out[0] = first; out[0] < first + 4000; ++out[0]) {
+            compiled->run(tests::bind(out), {count, 1, 1}, {1, 1, 1});
+            for (std::uint32_t x = 0; x < count; ++x)
+                wrong += out[1 + x] == out[0] * out[0] + x ? 0 : 1;
+        }
+        EXPECT_EQ(wrong, 0u);
+    };
+    const std::jthread other(runAgainAndAgain, 10'000);
+    runAgainAndAgain(20'000);
 }
 
 } // namespace
