@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/CodeGeneration.h"
 
+#include "compute/host/CutBlocks.h"
 #include "compute/host/ShortenLives.h"
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
@@ -141,6 +142,7 @@ unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMac
     for (llvm::Function& made : *kernel.module)
         if (!made.isDeclaration()) {
             analyses.run(passes, made);
+            cutBlocks(made);
             shortenLives(made);
         }
     // It runs once for a whole grid: what counts is that it is there soon.

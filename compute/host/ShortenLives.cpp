@@ -9,6 +9,7 @@
 #include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/Module.h>
+#include <llvm/Transforms/Utils/Local.h>
 
 #include <algorithm>
 
@@ -23,6 +24,49 @@ using llvm::Loop;
 constexpr unsigned longLife = 48;
 /// Blocks that all long lives together take. Below it, the allocator is quick.
 constexpr unsigned manyLives = 20'000;
+/// Values read from common memory of which only few would find a register.
+constexpr unsigned manyReads = 100;
+/// Instructions of a loop before which what it uses is read, not in it.
+constexpr std::size_t smallLoop = 500;
+
+bool isAddress(const llvm::Value* pointer) {
+    const auto* step = llvm::dyn_cast<llvm::GetElementPtrInst>(pointer);
+    return llvm::isa<llvm::Argument>(step != nullptr ? step->getPointerOperand() : pointer) &&
+           (step == nullptr || step->hasAllConstantIndices());
+}
+
+/// Whether the value is read from memory that nothing changes, or that for all lanes, and can as
+/// well be read anew where it is used.
+bool mayBeReadAgain(const llvm::Value* value) {
+    if (const auto* load = llvm::dyn_cast<llvm::LoadInst>(value))
+        return load->hasMetadata(llvm::LLVMContext::MD_invariant_load) &&
+               isAddress(load->getPointerOperand());
+    const auto* splat = llvm::dyn_cast<llvm::ShuffleVectorInst>(value);
+    const auto* insert =
+        splat != nullptr ? llvm::dyn_cast<llvm::InsertElementInst>(splat->getOperand(0)) : nullptr;
+    return insert != nullptr && splat->isZeroEltSplat() && mayBeReadAgain(insert->getOperand(1));
+}
+
+llvm::Value* readAgain(llvm::IRBuilder<>& builder, llvm::Value* value) {
+    auto* known = llvm::dyn_cast<Instruction>(value);
+    if (known == nullptr)
+        return value;
+    Instruction* again = known->clone();
+    for (llvm::Use& operand : again->operands())
+        operand.set(readAgain(builder, operand));
+    return builder.Insert(again);
+}
+
+/// The uses of a value in each block, with the instruction before which it is needed for them.
+using Places = llvm::MapVector<BasicBlock*, llvm::SmallVector<std::pair<llvm::Use*, Instruction*>>>;
+
+Instruction* firstOf(llvm::ArrayRef<std::pair<llvm::Use*, Instruction*>> uses) {
+    Instruction* first = uses.front().second;
+    for (const auto& [use, place] : uses)
+        if (place->comesBefore(first))
+            first = place;
+    return first;
+}
 
 class Lives {
 public:
@@ -32,8 +76,10 @@ public:
         for (BasicBlock& block : function) {
             m_numbers[&block] = number;
             for (const Loop* loop = m_loops.getLoopFor(&block); loop != nullptr;
-                 loop = loop->getParentLoop())
+                 loop = loop->getParentLoop()) {
                 m_loopEnds[loop] = number;
+                m_loopSizes[loop] += block.size();
+            }
             ++number;
         }
     }
@@ -45,13 +91,16 @@ private:
     unsigned length(const Instruction& value) const;
     /// Where a use of the value gets it from: before the user, or before a loop around it.
     Instruction* placeOf(Instruction& value, const llvm::Use& use) const;
+    Places placesOf(Instruction& value) const;
     void keep(Instruction& value);
+    void readWhereUsed(Instruction& value);
 
     llvm::Function& m_function;
     llvm::DominatorTree m_dominators;
     llvm::LoopInfo m_loops;
     llvm::DenseMap<const BasicBlock*, unsigned> m_numbers;
     llvm::DenseMap<const Loop*, unsigned> m_loopEnds;
+    llvm::DenseMap<const Loop*, std::size_t> m_loopSizes;
 };
 
 bool Lives::mayBeKept(const Instruction& value) {
@@ -83,20 +132,34 @@ Instruction* Lives::placeOf(Instruction& value, const llvm::Use& use) const {
     if (auto* phi = llvm::dyn_cast<llvm::PHINode>(user))
         place = phi->getIncomingBlock(use)->getTerminator();
     for (const Loop* loop = m_loops.getLoopFor(place->getParent());
-         loop != nullptr && !loop->contains(&value) && loop->getNumBlocks() <= longLife &&
+         loop != nullptr && !loop->contains(&value) && m_loopSizes.lookup(loop) <= smallLoop &&
          loop->getLoopPreheader() != nullptr;
          loop = m_loops.getLoopFor(place->getParent()))
         place = loop->getLoopPreheader()->getTerminator();
     return place;
 }
 
-void Lives::keep(Instruction& value) {
-    llvm::MapVector<BasicBlock*, llvm::SmallVector<std::pair<llvm::Use*, Instruction*>>> places;
+Places Lives::placesOf(Instruction& value) const {
+    Places places;
     for (llvm::Use& use : value.uses()) {
         Instruction* place = placeOf(value, use);
         if (place->getParent() != value.getParent())
             places[place->getParent()].push_back({&use, place});
     }
+    return places;
+}
+
+void Lives::readWhereUsed(Instruction& value) {
+    for (auto& [block, uses] : placesOf(value)) {
+        llvm::IRBuilder<> builder(firstOf(uses));
+        llvm::Value* again = readAgain(builder, &value);
+        for (const auto& [use, place] : uses)
+            use->set(again);
+    }
+    llvm::RecursivelyDeleteTriviallyDeadInstructions(&value);
+}
+
+void Lives::keep(Instruction& value) {
     // Conditions have no form in memory that all processors read quickly, but the signs of bytes
     // do.
     llvm::Type* type = value.getType();
@@ -104,12 +167,8 @@ void Lives::keep(Instruction& value) {
     llvm::Type* kept = isCondition ? type->getWithNewBitWidth(8) : type;
     llvm::IRBuilder<> builder(&*m_function.getEntryBlock().begin());
     llvm::AllocaInst* memory = builder.CreateAlloca(kept);
-    for (auto& [block, uses] : places) {
-        Instruction* first = uses.front().second;
-        for (const auto& [use, place] : uses)
-            if (place->comesBefore(first))
-                first = place;
-        builder.SetInsertPoint(first);
+    for (auto& [block, uses] : placesOf(value)) {
+        builder.SetInsertPoint(firstOf(uses));
         llvm::Value* again = builder.CreateAlignedLoad(kept, memory, memory->getAlign());
         if (isCondition)
             again = builder.CreateICmpSLT(again, llvm::Constant::getNullValue(kept));
@@ -123,26 +182,33 @@ void Lives::keep(Instruction& value) {
 }
 
 void Lives::shorten() {
+    std::vector<Instruction*> read;
     std::vector<Instruction*> values;
     unsigned total = 0;
     for (Instruction& value : llvm::instructions(m_function)) {
+        if (mayBeReadAgain(&value)) {
+            read.push_back(&value);
+            continue;
+        }
         const unsigned blocks = mayBeKept(value) ? length(value) : 0;
         if (blocks <= longLife)
             continue;
         values.push_back(&value);
         total += blocks;
     }
-    if (total <= manyLives)
-        return;
-    for (Instruction* value : values)
-        keep(*value);
+    if (total > manyLives)
+        for (Instruction* value : values)
+            keep(*value);
+    // Splats come after what they are made of, and are gone when it is its turn.
+    if (read.size() > manyReads)
+        for (Instruction* value : llvm::reverse(read))
+            readWhereUsed(*value);
 }
 
 } // namespace
 
 void shortenLives(llvm::Function& function) {
-    if (function.size() > longLife)
-        Lives(function).shorten();
+    Lives(function).shorten();
 }
 
 } // namespace compute::host

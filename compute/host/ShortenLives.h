@@ -12,7 +12,8 @@
 namespace compute::host {
 
 /// Keeps values that live through many blocks in memory, from where they are read again where they
-/// are used, when there are too many of them to be kept in registers anyway.
+/// are used, when there are too many of them to be kept in registers anyway. What came from common
+/// memory is read there again. Takes a block for as long as cutBlocks() makes them.
 void shortenLives(llvm::Function& function);
 
 } // namespace compute::host

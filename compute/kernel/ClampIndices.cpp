@@ -69,6 +69,22 @@ bool isAccess(const llvm::Use& use) {
                : llvm::isa<llvm::StoreInst>(user) && operand == 1;
 }
 
+/// Clamps what the address is made of, on each of the ways that lead to it.
+void clampAddress(llvm::Use& use) {
+    if (auto* constant = llvm::dyn_cast<llvm::ConstantExpr>(use)) {
+        use.set(clamped(constant));
+    } else if (auto* address = llvm::dyn_cast<llvm::GetElementPtrInst>(use)) {
+        clampIndices(*address);
+    } else if (auto* select = llvm::dyn_cast<llvm::SelectInst>(use)) {
+        clampAddress(select->getOperandUse(1));
+        clampAddress(select->getOperandUse(2));
+    } else if (auto* phi = llvm::dyn_cast<llvm::PHINode>(use)) {
+        // Variables are still in memory: only `a ? b : c` makes these, and none leads to itself.
+        for (llvm::Use& way : phi->incoming_values())
+            clampAddress(way);
+    }
+}
+
 } // namespace
 
 void clampIndices(llvm::GetElementPtrInst& address) {
@@ -88,14 +104,9 @@ void clampIndices(llvm::GetElementPtrInst& address) {
 platform::Result<void> clampIndices(PassContext& context) {
     for (llvm::Function& function : context.module) {
         for (llvm::Instruction& instruction : llvm::instructions(function))
-            for (llvm::Use& use : instruction.operands()) {
-                if (!use->getType()->isPointerTy() || !isAccess(use))
-                    continue;
-                if (auto* address = llvm::dyn_cast<llvm::GetElementPtrInst>(use))
-                    clampIndices(*address);
-                else if (auto* constant = llvm::dyn_cast<llvm::ConstantExpr>(use))
-                    use.set(clamped(constant));
-            }
+            for (llvm::Use& use : instruction.operands())
+                if (use->getType()->isPointerTy() && isAccess(use))
+                    clampAddress(use);
         context.analyses.forget(function);
     }
     return {};

@@ -3,9 +3,8 @@
 #include "compute/simd/Uniformity.h"
 
 #include "compute/kernel/BindParameters.h"
+#include "compute/simd/Joins.h"
 
-#include <llvm/Analysis/IteratedDominanceFrontier.h>
-#include <llvm/Analysis/PostDominators.h>
 #include <llvm/Analysis/TargetTransformInfoImpl.h>
 #include <llvm/IR/Dominators.h>
 #include <llvm/IR/InstIterator.h>
@@ -35,47 +34,29 @@ bool isOrdered(const llvm::Instruction& instruction) {
     return llvm::isa<llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(instruction);
 }
 
-using Blocks = llvm::SmallPtrSet<llvm::BasicBlock*, 16>;
-
-/// What threads that part at `block` may run through until they are together again, the block where
-/// that happens included. Rounds of a loop that `block` is in are left to LLVM's analysis.
-Blocks partedAfter(llvm::BasicBlock& block, const llvm::DominatorTree& dominators,
-                   const llvm::PostDominatorTree& postDominators) {
-    const llvm::DomTreeNode* together = postDominators.getNode(&block)->getIDom();
-    Blocks found;
-    llvm::SmallVector<llvm::BasicBlock*> open{&block};
-    while (!open.empty()) {
-        llvm::BasicBlock* from = open.pop_back_val();
-        for (llvm::BasicBlock* next : llvm::successors(from))
-            if (!dominators.dominates(next, &block) && found.insert(next).second &&
-                (together == nullptr || next != together->getBlock()))
-                open.push_back(next);
-    }
-    return found;
-}
-
-/// Adds what meets where the ways of a parting branch come together, as far as the analysis missed
-/// it: LLVM 19 stops too early when one of the ways holds a branch that all threads take together
-/// and the other one a loop. Returns whether there was any.
-bool addMissedJoins(llvm::Function& kernel, llvm::DominatorTree& dominators,
+/// Adds what meets where threads come together again, as far as the analysis missed it: LLVM 19
+/// stops too early when one of the ways behind a branch holds a branch that all threads take
+/// together and the other one a loop, and when all threads that are left in a loop leave it at
+/// once while others left before. Returns whether there was any.
+bool addMissedJoins(llvm::Function& kernel, const llvm::DominatorTree& dominators,
                     const llvm::UniformityInfo& info, ValueSet& sources) {
-    const llvm::PostDominatorTree postDominators(kernel);
     const std::size_t before = sources.size();
-    for (llvm::BasicBlock& block : kernel) {
-        if (!info.isDivergent(block.getTerminator()))
-            continue;
-        const Blocks parted = partedAfter(block, dominators, postDominators);
-        const Blocks ways(llvm::succ_begin(&block), llvm::succ_end(&block));
-        llvm::ForwardIDFCalculator frontier(dominators);
-        frontier.setDefiningBlocks(ways);
-        frontier.setLiveInBlocks(parted);
-        llvm::SmallVector<llvm::BasicBlock*> joins;
-        frontier.calculate(joins);
+    const auto add = [&](const std::vector<llvm::BasicBlock*>& joins) {
         for (llvm::BasicBlock* join : joins)
             for (llvm::PHINode& phi : join->phis())
                 if (!info.isDivergent(&phi) && !phi.hasConstantOrUndefValue())
                     sources.insert(&phi);
-    }
+    };
+    const Joins joins(kernel, dominators);
+    llvm::SmallPtrSet<const llvm::Loop*, 8> left;
+    for (llvm::BasicBlock& block : kernel)
+        if (info.isDivergent(block.getTerminator())) {
+            add(joins.behind(block));
+            for (const llvm::Loop* loop : joins.leftBy(block))
+                left.insert(loop);
+        }
+    for (const llvm::Loop* loop : left)
+        add(joins.behind(*loop));
     return sources.size() > before;
 }
 

@@ -115,6 +115,24 @@ TEST(PrivateMemoryTests, PointersThatWalkOrDifferByPath) {
     EXPECT_EQ(runWithIndex(either, 9), 999u);
     EXPECT_EQ(runWithIndex(either, 5000), 999u);
     EXPECT_EQ(runWithIndex(either, 1), 55u) << "the buffer is reached as ever";
+    // i == 3 ? a[3] : a[i], as something to be written.
+    const char* choice = R"(
+        %c = icmp eq i32 %i, 3
+        br i1 %c, label %third, label %any
+    third:
+        %p3 = getelementptr [8 x i32], ptr %a, i32 0, i32 3
+        br label %chosen
+    any:
+        %pi = getelementptr [8 x i32], ptr %a, i32 0, i32 %i
+        br label %chosen
+    chosen:
+        %p = phi ptr [ %p3, %third ], [ %pi, %any ]
+        store i32 55, ptr %p
+        %last = getelementptr [8 x i32], ptr %a, i32 0, i32 7
+        %r = load i32, ptr %last
+        store i32 %r, ptr %o1)";
+    EXPECT_EQ(runWithIndex(choice, 100), 55u);
+    EXPECT_EQ(runWithIndex(choice, 3), 0u);
 }
 
 TEST(PrivateMemoryTests, ConstantTablesAreBoundedToo) {

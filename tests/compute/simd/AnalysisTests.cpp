@@ -90,6 +90,42 @@ TEST(AnalysisTests, ThreadsLeaveALoopTogetherOrOneByOne) {
         << "each leaves with a number of its own";
 }
 
+TEST(AnalysisTests, WhatMeetsDiffersWhereThreadsComeBackTogether) {
+    // Inside, a branch that all take together; out of the loop, one that some take in each round
+    // and one that all who are left take at once.
+    KernelText kernel(R"(
+    entry:
+        %out = load ptr, ptr %bindings
+        %limit = load i32, ptr %grid
+        %some = icmp ult i32 %x, 7
+        %all = icmp ult i32 %y, 7
+        br label %head
+    head:
+        %i = phi i32 [ 0, %entry ], [ %next, %back ]
+        br i1 %all, label %then, label %body
+    then:
+        br label %body
+    body:
+        %inside = phi i32 [ 3, %head ], [ 4, %then ]
+        %is.last = icmp eq i32 %i, %limit
+        br i1 %is.last, label %leave, label %back
+    back:
+        %next = add i32 %i, 1
+        br i1 %some, label %head, label %leave
+    leave:
+        %uneven = phi i32 [ 0, %back ], [ 8, %body ]
+        br i1 %all, label %end, label %other
+    other:
+        br label %end
+    end:
+        %after = phi i32 [ 1, %leave ], [ 2, %other ]
+        ret void)");
+    const Analysed found(kernel);
+    EXPECT_FALSE(found.uniformity->isUniform(kernel.value("uneven")));
+    for (const char* name : {"i", "inside", "after"})
+        EXPECT_TRUE(found.uniformity->isUniform(kernel.value(name))) << name;
+}
+
 TEST(AnalysisTests, PrivateMemoryIsSharedWovenOrCopied) {
     KernelText kernel(R"(
     entry:
