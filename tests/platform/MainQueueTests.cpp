@@ -12,7 +12,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 using platform::MainQueue;
 
@@ -62,9 +61,9 @@ TEST(MainQueue, TakesTasksFromManyThreads) {
     std::atomic<int> woken = 0;
     queue.setWakeHandler([&] { ++woken; });
     int ran = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
+    std::array<std::thread, 4> threads;
+    for (std::thread& thread : threads)
+        thread = std::thread([&] {
             for (int task = 0; task < 1000; ++task)
                 queue.async([&] { ++ran; });
         });

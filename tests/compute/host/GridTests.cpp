@@ -52,11 +52,12 @@ TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
     ASSERT_NE(aligned, nullptr);
     for (const unsigned bits : {8u, 16u}) {
         const std::string type = "i" + std::to_string(bits);
-        const auto compiled = tests::compile(tests::makeOneDimensional(
-            "%f = freeze i32 %x\n%o = shl i32 %f, 5\n%w = zext i32 %o to i64\n"
-            "%p = getelementptr i8, ptr %out, i64 %w\n%n = load " +
-            type + ", ptr %p\n%e = zext " + type +
-            " %n to i32\n%r = getelementptr i8, ptr %p, i64 8\nstore i32 %e, ptr %r\nret void"));
+        std::string body = "%f = freeze i32 %x\n%o = shl i32 %f, 5\n%w = zext i32 %o to i64\n"
+                           "%p = getelementptr i8, ptr %out, i64 %w\n%n = load ";
+        body += type + ", ptr %p\n%e = zext ";
+        body += type + " %n to i32\n%r = getelementptr i8, ptr %p, i64 8\n";
+        body += "store i32 %e, ptr %r\nret void";
+        const auto compiled = tests::compile(tests::makeOneDimensional(body));
         ASSERT_TRUE(compiled);
         for (const std::size_t place : {0u, 1u, 3u, 4094u, 4095u}) {
             std::uint8_t* buffer = aligned + place;
