@@ -77,19 +77,20 @@ TEST(MainQueue, TakesTasksFromManyThreads) {
 }
 
 TEST(MainQueue, KeepsTasksForLater) {
-    MainQueue queue;
-    int woken = 0;
-    queue.setWakeHandler([&] { ++woken; }); // on the queue's own thread, before the tasks run
+    auto queue = std::make_unique<MainQueue>();
+    std::atomic<int> woken = 0;
+    queue->setWakeHandler([&] { ++woken; });
     std::string order;
     const auto start = std::chrono::steady_clock::now();
-    queue.asyncAfter(std::chrono::milliseconds(40), [&] { order += 'c'; });
-    queue.asyncAfter(std::chrono::milliseconds(20), [&] { order += 'b'; });
-    queue.asyncAfter(std::chrono::hours(1), [&] { order += 'x'; }); // does not hold up the end
-    queue.async([&] { order += 'a'; });
+    queue->asyncAfter(std::chrono::milliseconds(40), [&] { order += 'c'; });
+    queue->asyncAfter(std::chrono::milliseconds(20), [&] { order += 'b'; });
+    queue->asyncAfter(std::chrono::hours(1), [&] { order += 'x'; }); // does not hold up the end
+    queue->async([&] { order += 'a'; });
     while (order.size() < 3)
-        queue.waitAndRun();
+        queue->waitAndRun();
     EXPECT_EQ(order, "abc");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
+    queue.reset(); // whose thread may not have come to the last call yet
     EXPECT_EQ(woken, 3);
 }
 
