@@ -156,7 +156,6 @@ void Lives::readWhereUsed(Instruction& value) {
         for (const auto& [use, place] : uses)
             use->set(again);
     }
-    llvm::RecursivelyDeleteTriviallyDeadInstructions(&value);
 }
 
 void Lives::keep(Instruction& value) {
@@ -182,7 +181,7 @@ void Lives::keep(Instruction& value) {
 }
 
 void Lives::shorten() {
-    std::vector<Instruction*> read;
+    llvm::SmallVector<llvm::WeakTrackingVH> read;
     std::vector<Instruction*> values;
     unsigned total = 0;
     for (Instruction& value : llvm::instructions(m_function)) {
@@ -199,10 +198,11 @@ void Lives::shorten() {
     if (total > manyLives)
         for (Instruction* value : values)
             keep(*value);
-    // Splats come after what they are made of, and are gone when it is its turn.
-    if (read.size() > manyReads)
-        for (Instruction* value : llvm::reverse(read))
-            readWhereUsed(*value);
+    if (read.size() <= manyReads)
+        return;
+    for (llvm::Value* value : read)
+        readWhereUsed(llvm::cast<Instruction>(*value));
+    llvm::RecursivelyDeleteTriviallyDeadInstructionsPermissive(read);
 }
 
 } // namespace

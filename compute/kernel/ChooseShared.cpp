@@ -3,6 +3,7 @@
 #include "compute/kernel/ChooseShared.h"
 
 #include "compute/kernel/FoldInitialisers.h"
+#include "compute/kernel/SplitGuards.h"
 
 #include <llvm/ADT/STLExtras.h>
 #include <llvm/ADT/SmallPtrSet.h>
@@ -28,6 +29,9 @@ constexpr double worthCalling = 60;
 constexpr double worthSharing = 3;
 /// What a large kernel may grow by for the sake of fewer calls.
 constexpr double growth = 1.2;
+/// What follows a question that most threads answer with no costs little to call. So it is called
+/// in smaller kernels too when that saves this part of smallKernel().
+constexpr double worthSplitting = 0.2;
 
 /// The functions that a kernel reaches, with their sizes.
 class CallGraph {
@@ -41,6 +45,8 @@ public:
 
     /// Finds sizes and copies anew. Returns the instructions of the whole kernel.
     double weigh();
+    /// Instructions of the function and what it calls.
+    double size(llvm::Function* function) const { return m_nodes.at(function).size; }
     /// Instructions that sharing the function saves.
     double saving(llvm::Function* function) const {
         const Node& node = m_nodes.at(function);
@@ -123,22 +129,23 @@ llvm::SmallPtrSet<llvm::Function*, 16> reachedBy(std::vector<llvm::Function*> op
     return found;
 }
 
-} // namespace
-
-std::vector<llvm::Function*> chooseShared(PassContext& context, PrivatePointers& pointers) {
-    const double limit = smallKernel();
-    CallGraph graph(*context.entry);
-    std::vector<llvm::Function*> shared;
-    if (graph.isRecursive() || graph.weigh() <= limit ||
-        llvm::any_of(graph.calleesFirst(),
-                     [&](const auto* function) { return pointers.escapesFrom(*function); }))
-        return shared;
-    const auto excluded = reachedBy(initialiserFunctions(context.module));
-    std::vector<llvm::Function*> candidates;
+/// Splits the functions for which that saves enough. Returns their new halves.
+std::vector<llvm::Function*> splitLargest(PassContext& context, const CallGraph& graph,
+                                          double enough) {
+    std::vector<llvm::Function*> made;
+    const auto sizeOf = [&](llvm::Function& callee) { return graph.size(&callee); };
     for (llvm::Function* function : graph.calleesFirst())
-        if (function != context.entry && !excluded.contains(function) &&
-            graph.saving(function) > 0 && pointers.canPassByValue(*function))
-            candidates.push_back(function);
+        if (function != context.entry && graph.saving(function) > enough)
+            if (llvm::Function* rest = splitGuards(*function, sizeOf)) {
+                made.push_back(rest);
+                context.analyses.functions().clear(*function, function->getName());
+            }
+    return made;
+}
+
+/// Shares one function after the other until the kernel is small, or none is worth it.
+void shareLargest(CallGraph& graph, double limit, const std::vector<llvm::Function*>& candidates) {
+    std::vector<llvm::Function*> shared;
     while (graph.weigh() > limit) {
         const auto best = std::ranges::max_element(
             candidates, {}, [&](llvm::Function* function) { return graph.saving(function); });
@@ -154,7 +161,35 @@ std::vector<llvm::Function*> chooseShared(PassContext& context, PrivatePointers&
         if (graph.weigh() > allowed)
             graph.share(function, true);
     }
-    shared.clear();
+}
+
+} // namespace
+
+std::vector<llvm::Function*> chooseShared(PassContext& context, PrivatePointers& pointers) {
+    const double limit = smallKernel();
+    const double enough = worthSplitting * limit;
+    CallGraph graph(*context.entry);
+    if (graph.isRecursive() || graph.weigh() <= enough)
+        return {};
+    const std::vector<llvm::Function*> rests = splitLargest(context, graph, enough);
+    if (!rests.empty())
+        graph = CallGraph(*context.entry);
+    if ((rests.empty() && graph.weigh() <= limit) ||
+        llvm::any_of(graph.calleesFirst(),
+                     [&](const auto* function) { return pointers.escapesFrom(*function); }))
+        return {};
+    graph.weigh();
+    const auto excluded = reachedBy(initialiserFunctions(context.module));
+    std::vector<llvm::Function*> candidates;
+    for (llvm::Function* function : graph.calleesFirst())
+        if (function != context.entry && !excluded.contains(function) &&
+            graph.saving(function) > 0 && pointers.canPassByValue(*function))
+            candidates.push_back(function);
+    for (llvm::Function* function : candidates)
+        if (llvm::is_contained(rests, function) && graph.saving(function) > enough)
+            graph.share(function, true);
+    shareLargest(graph, limit, candidates);
+    std::vector<llvm::Function*> shared;
     for (llvm::Function* function : graph.calleesFirst())
         if (graph.isShared(function))
             shared.push_back(function);

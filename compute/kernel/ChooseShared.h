@@ -5,7 +5,8 @@
 // the fastest code: they are specialised, and what does not depend on the thread moves out of the
 // loop over threads. But a program of a thousand lines that draw would be a hundred thousand
 // instructions, and nobody would see it run before they had forgotten what they changed. So a
-// kernel that grows too large shares the functions of which it has the most copies.
+// kernel that grows too large shares the functions of which it has the most copies. Of functions
+// that first ask whether there is anything to do, the rest is shared much sooner (SplitGuards.h).
 #pragma once
 
 #include "compute/kernel/Passes.h"

@@ -183,11 +183,68 @@ TEST(SharedFunctionTests, OnlyWhatIsPassedValuesIsShared) {
     }
 }
 
-TEST(SharedFunctionTests, ValuesThatLiveThroughManyBlocksKeepTheirContent) {
-    // Every block uses numbers and conditions that the first one made for all.
+TEST(SharedFunctionTests, TheQuestionWhetherThereIsWorkIsCopied) {
+    kernel::initialiseHostTarget();
+    // What is read at an index keeps a whole function from being shared, so it comes first.
+    const std::string function = R"(
+    define void @draw(ptr %m, ptr %letters, i32 %k) {
+        %second = getelementptr [4 x i32], ptr %m, i32 0, i32 1
+        %unused = alloca i32
+        %n = load i32, ptr %second
+        %none = icmp ugt i32 %n, %k
+        br i1 %none, label %end, label %more
+    more:
+        %i = and i32 %k, 3
+        %e = getelementptr [4 x i32], ptr %letters, i32 0, i32 %i
+        %letter = load i32, ptr %e
+        store i32 %letter, ptr %unused
+        %old = load i32, ptr %m
+        %v0 = add i32 %old, %letter
+    )" + longWork("v") + R"(
+        %again = load i32, ptr %unused
+        %sum = add i32 %v70, %again
+        store i32 %sum, ptr %m
+        br label %end
+    end:
+        ret void
+    })";
+    std::string body = R"(
+        %m = alloca [4 x i32]
+        %letters = alloca [4 x i32]
+        %third = getelementptr [4 x i32], ptr %letters, i32 0, i32 2
+        %second = getelementptr [4 x i32], ptr %m, i32 0, i32 1
+        store i32 %x, ptr %m
+        store i32 %x, ptr %second
+        store i32 41, ptr %letters
+        store i32 %x, ptr %third
+    )";
+    for (int i = 0; i < 9; ++i)
+        body += "call void @draw(ptr %m, ptr %letters, i32 " + std::to_string(9 * i) + ")\n";
+    body += "%r = load i32, ptr %m %p = getelementptr i32, ptr %out, i32 %x "
+            "store i32 %r, ptr %p ret void";
+    const auto results = [&](const char* largeFrom, unsigned functions) {
+        const LargeFrom limit(largeFrom);
+        const kernel::Program program = tests::makeOneDimensional(body, function);
+        EXPECT_EQ(functionsOf(program), functions);
+        const auto compiled = tests::compile(program);
+        std::vector<std::uint32_t> out(100, 1);
+        if (compiled)
+            compiled->run(tests::bind(out), {100, 1, 1}, {1, 1, 1});
+        return out;
+    };
+    EXPECT_EQ(results("0", 2), results("1000000", 1));
+}
+
+class LongLifeTests : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(, LongLifeTests, testing::Values("load", "load volatile"));
+
+TEST_P(LongLifeTests, ValuesThatLiveThroughManyBlocksKeepTheirContent) {
+    // Every block uses numbers and conditions that the first one made for all; some of them are the
+    // same for all threads, and made once for all when they come from a load that may be moved.
     constexpr unsigned rounds = 300;
     std::string text = "%beyond = getelementptr i32, ptr %out, i32 60\n"
-                       "%y = load volatile i32, ptr %beyond\n";
+                       "%y = " +
+                       std::string(GetParam()) + " i32, ptr %beyond\n";
     std::string blocks = "br label %b0\nb0:\n%s0 = phi i32 [ 0, %entry ]\n";
     for (unsigned i = 0; i < rounds; ++i) {
         const std::string n = std::to_string(i);
