@@ -128,21 +128,31 @@ Expr ExpressionGenerator::place(const Part& part, unsigned depth, Use use) {
 }
 
 std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, Use use) {
+    if (use != Use::Address)
+        type = type.unpacked();
     const auto accepts = [&](Type whole) {
         if (!type.isNumbers() || !whole.isNumbers() || use == Use::Address)
             return whole == type;
-        return whole.scalar == type.scalar && whole.rough == type.rough &&
-               whole.lanes >= type.lanes;
+        // Several lanes of a packed vector cannot be assigned.
+        const bool isEnough =
+            whole.lanes == type.lanes ||
+            (whole.lanes > type.lanes && (!whole.isPacked || type.lanes == 1 || use == Use::Read));
+        return whole.scalar == type.scalar && whole.rough == type.rough && isEnough;
     };
     const auto found = findParts(m_program, m_function, use, m_isUniform, accepts);
     if (found.empty())
         return std::nullopt;
     const unsigned below = depth > 0 ? depth - 1 : 0;
     Expr e = place(m_random.pick(found), below, use);
+    const bool staysPacked = e.type.isPacked && use == Use::Assign;
+    if (staysPacked && e.type.lanes == type.lanes)
+        return e;
     const unsigned lanes = e.type.lanes;
+    if (e.type.isPacked && use == Use::Read)
+        e = node(Op::Convert, type.withLanes(lanes), 0, {std::move(e)});
     const bool isVector = type.isVector() && use != Use::Address;
-    if (e.type != type && type.lanes == 1 && m_random.percent(25)) {
-        Expr lane = index(lanes, below, isPow2(lanes));
+    if (e.type != type && type.lanes == 1 && (staysPacked || m_random.percent(25))) {
+        Expr lane = index(lanes, below, staysPacked || isPow2(lanes));
         e = node(Op::Element, type, 0, {std::move(e), std::move(lane)});
     } else if (e.type != type || (isVector && m_random.percent(20))) {
         e = node(Op::Swizzle, type, 0, {std::move(e)});
@@ -150,6 +160,21 @@ std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, Use us
     }
     e.range = standardRange(type.scalar);
     return e;
+}
+
+std::optional<Expr> ExpressionGenerator::target(Type type, unsigned depth) {
+    if (type.isCopyable())
+        return place(type, depth, Use::Address);
+    const auto found = findParts(m_program, m_function, Use::Address, m_isUniform, [&](Type whole) {
+        return !whole.isNumbers() && !whole.isStructure() && whole.count() >= type.count() &&
+               whole.element() == type.element();
+    });
+    if (found.empty())
+        return std::nullopt;
+    Expr whole = place(m_random.pick(found), depth, Use::Address);
+    const unsigned spare = whole.type.count() - type.count();
+    Expr from = spare > 0 ? index(spare + 1, depth) : fuzz::whole({Scalar::UInt}, 0);
+    return node(Op::Slice, type, 0, {std::move(whole), std::move(from)});
 }
 
 Expr ExpressionGenerator::leaf(Type type, unsigned depth) {
@@ -327,6 +352,7 @@ std::optional<Expr> ExpressionGenerator::call(Type type, unsigned depth) {
 }
 
 Expr ExpressionGenerator::value(Type type, unsigned depth, bool bounded) {
+    type = type.unpacked();
     if (!type.isNumbers())
         return m_aggregates.value(type, depth);
     if (depth == 0 || m_random.percent(15))
@@ -425,9 +451,10 @@ std::optional<Expr> ExpressionGenerator::bits(Type type, unsigned depth) {
         (lanes == 3) != (type.lanes == 3))
         return std::nullopt;
     Expr e = value(source.withLanes(lanes), depth);
-    if (source.isExact()) // not zero, of which there are two
-        e = node(Op::Binary, e.type, Add,
-                 {std::move(e), number(e.type, 2 * standardRange(source.scalar).bound)});
+    if (source.isExact()) { // not zero, of which there are two
+        Expr much = number(e.type, 2 * standardRange(source.scalar).bound);
+        e = node(Op::Binary, source.withLanes(lanes), Add, {std::move(e), std::move(much)});
+    }
     return node(Op::Bits, type, 0, {std::move(e)});
 }
 

@@ -35,6 +35,8 @@ public:
     Expr index(unsigned count, unsigned depth, bool mayLeave = false);
     /// Something of the type to be used so: a part of a variable, or lanes of one.
     std::optional<Expr> place(Type type, unsigned depth, Use use);
+    /// What a pointer to the type can point at.
+    std::optional<Expr> target(Type type, unsigned depth);
     /// With elements by the dice.
     Expr place(const Part& part, unsigned depth, Use use);
     /// Of a function that has only plain parameters; nothing where none returns the type.

@@ -47,7 +47,7 @@ std::string lanes(const Expr& e) {
 } // namespace
 
 std::string ExpressionPrinter::address(const Expr& place) const {
-    return (place.type.isCopyable() ? "&" : "") + text(place);
+    return (place.type.isCopyable() || place.op == Op::Slice ? "&" : "") + text(place);
 }
 
 std::string ExpressionPrinter::list(const std::vector<Expr>& args, const char* brackets) const {
@@ -66,10 +66,11 @@ std::string ExpressionPrinter::place(const Expr& e) const {
 std::string ExpressionPrinter::element(const Expr& e) const {
     const Expr& whole = e.args[0];
     const std::string at = text(e.args[1]);
-    if (whole.op != Op::Place || m_function.variables[whole.which].form != Form::Output)
+    const Variable* v = whole.op == Op::Place ? &m_function.variables[whole.which] : nullptr;
+    if (v == nullptr || v->form != Form::Output)
         return text(whole) + "[" + at + "]";
     return text(whole) + (isThreadMajor(whole.which)
-                              ? "[self * " + std::to_string(whole.type.count()) + " + " + at + "]"
+                              ? "[self * " + std::to_string(v->type.count()) + " + " + at + "]"
                               : "[self + threads * " + at + "]");
 }
 
@@ -133,6 +134,7 @@ std::string ExpressionPrinter::text(const Expr& e) const {
     case Op::Choose:
         return choice(e);
     case Op::Element:
+    case Op::Slice:
         return element(e);
     case Op::Field:
         return text(e.args[0]) + "." + fieldName(e.which);

@@ -33,7 +33,7 @@ Value geometry(const Expr& e, const std::vector<Value>& args) {
 
 } // namespace
 
-/// How many cells the part, an element or field, lies behind the start of the whole. Beyond its
+/// How many cells a part, other than lanes by name, lies behind the start of the whole. Beyond its
 /// end, an array has its last element again, and so have the columns of a matrix.
 std::size_t Expressions::partAt(const Expr& e, const Frame& frame) {
     const Type whole = e.args[0].type;
@@ -45,8 +45,11 @@ std::size_t Expressions::partAt(const Expr& e, const Frame& frame) {
         return cells;
     }
     const std::int64_t index = integer(e.args[1], frame);
-    const std::size_t element = whole.isNumbers() ? static_cast<std::size_t>(index) % whole.lanes
-                                                  : bounded(index, whole.count());
+    if (e.op == Op::Slice)
+        return static_cast<std::size_t>(index) * m_program.cellsOf(e.type.element());
+    const std::size_t element = whole.isNumbers() && !whole.isPacked
+                                    ? static_cast<std::size_t>(index) % whole.lanes
+                                    : bounded(index, whole.count());
     return element * m_program.cellsOf(e.type);
 }
 

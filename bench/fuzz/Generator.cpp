@@ -91,10 +91,19 @@ private:
             Variable v{.type = m_types.any(maxVariableCells)};
             v.isUniform = m_isKernel && v.type.isNumbers() && m_random.percent(20);
             add(v);
-            // A pointer starts out pointing at the variable before it.
+            // A pointer starts out pointing at the variable before it, or at its first elements.
             if (isPointable(v) && m_random.percent(25))
-                add({.form = Form::Pointer, .type = v.type});
+                add({.form = Form::Pointer, .type = pointedAt(v.type)});
         }
+    }
+
+    Type pointedAt(Type type) {
+        const bool isRow = !type.isNumbers() && !type.isStructure();
+        if (!isRow || type.count() < 2 || (type.isCopyable() && m_random.percent(50)))
+            return type;
+        return type.element().isArray()
+                   ? type
+                   : type.element().arrayOf(m_random.between(2, type.count()), false);
     }
 
     /// Gives the kernel's variables something to start with that differs between threads.
@@ -119,7 +128,7 @@ private:
         const Part& part = m_random.pick(found);
         Expr target = m_expressions.place(part, 1, Use::Assign);
         Expr start = v.isUniform            ? uniform(part.type)
-                     : m_random.percent(80) ? m_expressions.fromInputs(part.type)
+                     : m_random.percent(80) ? m_expressions.fromInputs(part.type.unpacked())
                                             : value(part.type);
         m_function.body.push_back(
             {.verb = Verb::Assign, .exprs = {std::move(target), std::move(start)}});
@@ -209,10 +218,12 @@ private:
 
     void makeCompound(Stmt& s) {
         const Type type = s.exprs[0].type;
+        if (type.isPacked)
+            return;
         if (type.isNumbers() && isInteger(type.scalar)) {
             s.compound = true;
             s.which = m_random.below(std::size(binaryOperators));
-        } else if (type.rough && type.isCopyable() && !type.isArray()) {
+        } else if (type.rough && (type.isNumbers() || type.isMatrix())) {
             s.compound = true;
             s.which = m_random.below(3);
         }
@@ -348,7 +359,9 @@ private:
     std::optional<Expr> argumentFor(const Variable& parameter) {
         if (parameter.form == Form::Plain)
             return value(parameter.type);
-        return m_expressions.place(parameter.type, 1, Use::Address);
+        return parameter.form == Form::Pointer
+                   ? m_expressions.target(parameter.type, 1)
+                   : m_expressions.place(parameter.type, 1, Use::Address);
     }
 
     std::optional<Stmt> point() {
@@ -358,7 +371,7 @@ private:
                 continue;
             Stmt s{.verb = Verb::Point, .which = i};
             for (int k = 0; k < 2; ++k)
-                if (auto target = m_expressions.place(v.type, 1, Use::Address))
+                if (auto target = m_expressions.target(v.type, 1))
                     s.exprs.push_back(*std::move(target));
             if (m_random.percent(60))
                 s.exprs.push_back(condition());

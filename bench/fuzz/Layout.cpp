@@ -13,13 +13,14 @@ void append(Layout& whole, const Layout& part) {
     whole.bytes = start + part.bytes;
 }
 
-/// Three lanes take the room of four.
+/// Three lanes take the room of four, unless they are packed.
 Layout vectorOf(Type type) {
     Layout result;
     for (unsigned i = 0; i < type.lanes; ++i)
         result.numbers.push_back({std::size_t{i} * bytesOf(type.scalar), type.scalar});
-    result.bytes = std::size_t{bytesOf(type.scalar)} * (type.lanes == 3 ? 4u : type.lanes);
-    result.alignment = result.bytes;
+    const bool hasGap = type.lanes == 3 && !type.isPacked;
+    result.bytes = std::size_t{bytesOf(type.scalar)} * (hasGap ? 4u : type.lanes);
+    result.alignment = type.isPacked ? bytesOf(type.scalar) : result.bytes;
     return result;
 }
 

@@ -18,6 +18,7 @@ Cell sumOfProducts(Type type, const std::vector<Cell>& factors) {
     if (type.rough)
         return roughCell(type.scalar, factors, sum);
     std::vector<double> numbers;
+    numbers.reserve(factors.size());
     for (const Cell& factor : factors)
         numbers.push_back(factor.number);
     return {.number = sum(numbers.data())};

@@ -131,12 +131,14 @@ private:
             const std::string name = "S" + std::to_string(i);
             if (!contains(users, name))
                 continue;
-            std::string structure = "struct " + name + " {\n";
+            std::ostringstream structure;
+            structure << "struct " << name << " {\n";
             const auto& fields = m_program.structures[i].fields;
             for (unsigned f = 0; f < fields.size(); ++f)
-                structure += "    " + declaration({.type = fields[f]}, fieldName(f)) + ";\n";
-            text = structure + "};\n" + text;
-            users += structure;
+                structure << "    " << declaration({.type = fields[f]}, fieldName(f)) << ";\n";
+            structure << "};\n";
+            users += structure.str();
+            text.insert(0, structure.str());
         }
         m_out << text;
     }
@@ -192,7 +194,7 @@ private:
                 continue;
             m_out << "    " << declaration(v, variableName(i)) << " = ";
             if (v.form == Form::Pointer)
-                m_out << (v.type.isCopyable() ? "&" : "") << variableName(i - 1);
+                m_out << "&" << variableName(i - 1) << (v.type.isCopyable() ? "" : "[0]");
             else
                 m_out << "{}";
             m_out << ";\n";

@@ -25,6 +25,7 @@ enum class Op : std::uint8_t {
     Place,   ///< variable `which`
     Element, ///< args[0] at args[1]: of an array, a column of a matrix, a lane of a vector
     Field,   ///< field `which` of args[0]
+    Slice,   ///< a shorter array within args[0], from args[1] on; only for pointers to point at
     Input,   ///< input buffer `which` at args[0]: modulo inputCount unless `integer`, which says
              ///< that it is within the buffer
     Pick,    ///< args[0] chooses one of the first two input buffers, read at args[1]
@@ -71,7 +72,8 @@ struct Expr {
 
 /// Whether the expression names memory: a variable or a part of one.
 inline bool isPlace(const Expr& e) {
-    const bool isPart = e.op == Op::Element || e.op == Op::Field || e.op == Op::Swizzle;
+    const bool isPart =
+        e.op == Op::Element || e.op == Op::Field || e.op == Op::Slice || e.op == Op::Swizzle;
     return e.op == Op::Place || (isPart && isPlace(e.args[0]));
 }
 
@@ -85,7 +87,7 @@ enum class Form : std::uint8_t {
 
 struct Variable {
     Form form = Form::Plain;
-    Type type;              ///< of a pointer: what it points at; at its first element for T[N]
+    Type type; ///< of a pointer: what it points at, or, for a T[N], at whose first element
     bool isUniform = false; ///< only assigned what does not differ between threads by itself
 };
 

@@ -94,7 +94,7 @@ private:
     /// What remains a place: only indices change.
     bool place(Expr& e) {
         return e.op != Op::Place &&
-               (place(e.args[0]) || (e.op == Op::Element && expression(e.args[1])));
+               (place(e.args[0]) || (e.args.size() > 1 && expression(e.args[1])));
     }
 
     bool operands(Expr& e) {

@@ -51,6 +51,8 @@ struct Type {
     std::array<std::uint8_t, 3> counts{}; ///< of an array of such: outermost first, 0 where none
     bool isBoxed = false; ///< an array<T, N>, which can be copied, instead of a T[N]
 
+    bool isPacked = false; ///< of a vector: as it lies in memory, not as it is computed with
+
     constexpr bool isArray() const { return counts[0] > 0; }
     constexpr bool isStructure() const { return structure >= 0 && !isArray(); }
     constexpr bool isMatrix() const { return columns > 0 && !isArray(); }
@@ -62,6 +64,11 @@ struct Type {
 
     constexpr Type withLanes(unsigned n) const {
         return {scalar, static_cast<std::uint8_t>(n), rough};
+    }
+    constexpr Type unpacked() const {
+        Type result = *this;
+        result.isPacked = isPacked && isArray();
+        return result;
     }
     constexpr Type matrixOf(unsigned wantedColumns, unsigned rows) const {
         return {scalar, static_cast<std::uint8_t>(rows), rough,

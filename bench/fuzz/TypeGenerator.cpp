@@ -37,6 +37,13 @@ Type TypeGenerator::matrix() {
     return number.matrixOf(columns, m_random.percent(60) ? columns : m_random.between(2, 4));
 }
 
+Type TypeGenerator::stored() {
+    Type type = numbers();
+    type.isPacked = type.isVector() && type.scalar != Scalar::Bool && bytesOf(type.scalar) < 8 &&
+                    m_random.percent(20);
+    return type;
+}
+
 Type TypeGenerator::aggregate() {
     if (!m_program.structures.empty() && m_random.percent(60)) {
         Type type;
@@ -47,7 +54,7 @@ Type TypeGenerator::aggregate() {
 }
 
 Type TypeGenerator::copyable() {
-    Type type = m_random.percent(75) ? numbers() : aggregate();
+    Type type = m_random.percent(75) ? stored() : aggregate();
     if (m_random.percent(10))
         type = type.arrayOf(m_random.between(2, 4), true);
     return m_program.cellsOf(type) > maxValueCells ? numbers() : type;
@@ -55,7 +62,7 @@ Type TypeGenerator::copyable() {
 
 Type TypeGenerator::any(unsigned maxCells) {
     const unsigned kind = m_random.below(20);
-    Type type = kind < 14 ? numbers() : aggregate();
+    Type type = kind < 14 ? stored() : aggregate();
     const bool isBoxed = m_random.percent(30);
     if (kind < 3 || kind > 17)
         type = type.arrayOf(m_random.between(2, isBoxed ? 4 : 9), isBoxed);

@@ -25,6 +25,8 @@ public:
     Structure structure();
 
 private:
+    /// Numbers as variables hold them.
+    Type stored();
     Type aggregate();
 
     Random& m_random;

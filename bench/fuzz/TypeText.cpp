@@ -15,7 +15,8 @@ std::string nameOf(Type type) {
         return "array<" + nameOf(type.element()) + ", " + std::to_string(type.count()) + ">";
     if (type.isStructure())
         return "S" + std::to_string(type.structure);
-    const std::string scalar = scalarNames[static_cast<unsigned>(type.scalar)];
+    const std::string scalar = std::string(type.isPacked ? "packed_" : "") +
+                               scalarNames[static_cast<unsigned>(type.scalar)];
     const std::string lanes = std::to_string(type.lanes);
     if (type.isMatrix())
         return scalar + std::to_string(type.columns) + "x" + lanes;
