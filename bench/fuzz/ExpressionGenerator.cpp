@@ -144,11 +144,12 @@ std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, Use us
         return std::nullopt;
     const unsigned below = depth > 0 ? depth - 1 : 0;
     Expr e = place(m_random.pick(found), below, use);
-    const bool staysPacked = e.type.isPacked && use == Use::Assign;
+    const bool isPacked = e.type.isPacked && e.type.isNumbers();
+    const bool staysPacked = isPacked && use == Use::Assign;
     if (staysPacked && e.type.lanes == type.lanes)
         return e;
     const unsigned lanes = e.type.lanes;
-    if (e.type.isPacked && use == Use::Read)
+    if (isPacked && use == Use::Read)
         e = node(Op::Convert, type.withLanes(lanes), 0, {std::move(e)});
     const bool isVector = type.isVector() && use != Use::Address;
     if (e.type != type && type.lanes == 1 && (staysPacked || m_random.percent(25))) {

@@ -47,7 +47,7 @@ public:
                 fillPhi(*phi);
         std::vector<llvm::Instruction*> users;
         for (llvm::Instruction& instruction : llvm::instructions(m_function))
-            if (!m_wide.contains(&instruction))
+            if (!canWiden(instruction) || !m_wide.contains(&instruction))
                 users.push_back(&instruction);
         for (llvm::Instruction* user : users)
             rewriteUser(*user);

@@ -315,6 +315,21 @@ TEST(PassTests, MergeBytesMakesWordsOfWhatLiesSideBySide) {
     }
 }
 
+// What cannot become float itself gets its operand rounded, also where its result is widened.
+TEST(PassTests, WidenHalfKeepsOperandsOfHalfOperations) {
+    Bench bench(tests::makeOneDimensional(R"(
+        %a = load half, ptr %out
+        %b = fadd half %a, 1.0
+        %c = call half @llvm.ldexp.f16.i32(half %b, i32 %x)
+        %d = fadd half %c, 2.0
+        store half %d, ptr %out
+        ret void)",
+                                          "declare half @llvm.ldexp.f16.i32(half, i32)"));
+    ASSERT_EQ(bench.run(untilInlined), "");
+    ASSERT_EQ(bench.run({"widenHalf"}), "");
+    EXPECT_FALSE(contains(bench.text(), "poison")) << bench.text();
+}
+
 // Arithmetic and phis become float; what goes to memory or was converted on purpose stays rounded.
 TEST(PassTests, WidenHalfComputesInFloat) {
     Bench bench(tests::makeOneDimensional(R"(
