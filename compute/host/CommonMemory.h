@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Where a kernel puts what the threads of a grid have in common. It runs again and again, and may do
-// so for several grids at once; what one grid used is kept for the next.
+// Where a kernel puts what the threads of a grid have in common. It runs again and again, and may
+// do so for several grids at once; what one grid used is kept for the next.
 #pragma once
 
 #include <cstddef>
