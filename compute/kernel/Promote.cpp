@@ -57,7 +57,10 @@ llvm::FunctionPassManager optimisation() {
     passes.addPass(llvm::InstCombinePass());
     passes.addPass(llvm::DSEPass());
     passes.addPass(llvm::ADCEPass());
-    passes.addPass(llvm::SimplifyCFGPass());
+    // Where threads may part, a few more instructions for all are less work than another branch.
+    constexpr int fewInstructions = 8;
+    passes.addPass(
+        llvm::SimplifyCFGPass(llvm::SimplifyCFGOptions().bonusInstThreshold(fewInstructions)));
     return passes;
 }
 

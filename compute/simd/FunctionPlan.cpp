@@ -3,6 +3,7 @@
 #include "compute/simd/FunctionPlan.h"
 
 #include "compute/kernel/HostTarget.h"
+#include "compute/simd/CommonConditions.h"
 #include "compute/simd/CommonDivisors.h"
 #include "compute/simd/WidenControl.h"
 
@@ -49,6 +50,8 @@ FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters
     do
         analyseControl();
     while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
+    if (splitCommonConditions(function, *m_uniformity, m_dominators, m_loops))
+        analyseControl();
     if (kernel::hostLanes() > lanesWithoutFusing && divideByReciprocals(function, *m_uniformity))
         analyseControl();
     m_strides = std::make_unique<Strides>(function, m_loops, *m_uniformity, m_memory, m_parameters);

@@ -13,6 +13,15 @@ const llvm::Align unaligned(1);
 constexpr std::uint64_t wordBytes = 4;
 constexpr std::uint64_t pageBytes = 4096;
 
+/// Lets a table of the kernel's begin with a word of its own. False for other memory.
+bool alignTable(llvm::Value* base) {
+    auto* table = llvm::dyn_cast<llvm::GlobalVariable>(base);
+    if (table == nullptr || !table->hasInitializer())
+        return false;
+    table->setAlignment(std::max(table->getAlign().valueOrOne(), llvm::Align(wordBytes)));
+    return true;
+}
+
 } // namespace
 
 std::uint64_t LaneMemory::sizeOf(llvm::Type* type) const {
@@ -149,14 +158,18 @@ llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresse
         const Addresses all = addresses.offsets == nullptr || addresses.stride != 0
                                   ? m_values.withSteps(addresses)
                                   : addresses;
-        // From the beginning of a page on: an offset may be the lowest number of its 32 bits.
-        llvm::Value* inPage =
-            m_builder.CreateAnd(m_builder.CreatePtrToInt(all.base, m_builder.getInt64Ty()),
-                                m_builder.getInt64(pageBytes - 1));
-        pointers = m_builder.CreatePtrAdd(all.base, m_builder.CreateNeg(inPage));
-        offsets = m_builder.CreateAdd(
-            m_builder.CreateSExtOrTrunc(all.offsets, word),
-            m_builder.broadcast(m_builder.CreateTrunc(inPage, m_builder.getInt32Ty())));
+        offsets = m_builder.CreateSExtOrTrunc(all.offsets, word);
+        if (sizeOf(type) == 1 && alignTable(all.base)) {
+            pointers = all.base;
+        } else {
+            // From the beginning of a page on: an offset may be the lowest number of its 32 bits.
+            llvm::Value* inPage =
+                m_builder.CreateAnd(m_builder.CreatePtrToInt(all.base, m_builder.getInt64Ty()),
+                                    m_builder.getInt64(pageBytes - 1));
+            pointers = m_builder.CreatePtrAdd(all.base, m_builder.CreateNeg(inPage));
+            offsets = m_builder.CreateAdd(offsets, m_builder.broadcast(m_builder.CreateTrunc(
+                                                       inPage, m_builder.getInt32Ty())));
+        }
         places = offsets;
     } else {
         pointers = m_values.pointers(addresses);

@@ -148,6 +148,24 @@ TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
     EXPECT_TRUE(common.find("bitcast <16 x i1>") == std::string::npos) << common;
     const std::string parting = widened(ifThen("icmp eq i32 %x, 3"));
     EXPECT_TRUE(parting.find("bitcast <16 x i1>") != std::string::npos) << parting;
+    // What the row decides is asked first, without the masks and the arithmetic of the rest.
+    const std::string both = widened(place + R"(
+        %own = mul i32 %x, %x
+        %column = icmp ugt i32 %own, 99
+        %row = icmp ugt i32 %y, 3
+        %c = or i1 %column, %row
+        br i1 %c, label %end, label %then
+    then:
+        store i32 1, ptr %place
+        br label %end
+    end:
+        %which = phi i32 [ 0, %0 ], [ 1, %then ]
+        store i32 %which, ptr %place
+        ret void)");
+    const std::size_t row = both.find("br i1 %", both.find("icmp ugt i32", both.find("@tile")));
+    ASSERT_NE(row, both.npos) << both;
+    EXPECT_GT(both.find("mul <16 x i32>"), row) << both;
+    EXPECT_LT(both.find("mul <16 x i32>"), both.find("bitcast <16 x i1>")) << both;
 }
 
 TEST(WideningTests, WhatTheRoundDecidesIsReadFromATable) {
