@@ -100,31 +100,35 @@ Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
     if (m_random.percent(25))
         return whole(type, m_random.below(mayLeave ? count + count / 2 + 1 : count));
     if (mayLeave && m_isKernel && !m_isUniform && m_random.percent(15))
-        return inputAt(0);
+        return m_inputs.at(0);
     Expr any = depth > 0 ? value(type, depth) : simpleIndex();
     Expr limit = whole(type, isPow2(count) ? count - 1 : count);
     return node(Op::Binary, type, isPow2(count) ? And : Remainder,
                 {std::move(any), std::move(limit)});
 }
 
-Expr ExpressionGenerator::place(const Part& part, unsigned depth, Use use) {
-    const Variable& v = m_function.variables[part.variable];
-    Expr e = node(Op::Place, v.type, part.variable, {});
+Expr ExpressionGenerator::place(const Part& part, const std::function<Expr(Type)>& at) const {
+    Expr e = node(Op::Place, m_function.variables[part.variable].type, part.variable, {});
     for (const int step : part.path) {
-        if (step != anyElement) {
+        const Type whole = e.type;
+        if (step == anyElement) {
+            Expr index = at(whole);
+            e = node(Op::Element, whole.element(), 0, {std::move(e), std::move(index)});
+        } else {
             const auto field = static_cast<unsigned>(step);
-            const Type type = m_program.fields(e.type)[field];
-            e = node(Op::Field, type, field, {std::move(e)});
-            continue;
+            e = node(Op::Field, m_program.fields(whole)[field], field, {std::move(e)});
         }
-        // Beyond its end, an array has its last element again; an array<T, N> its last bytes.
-        const bool mayLeave = v.form == Form::Plain && use != Use::Address && !e.type.isBoxed;
-        Expr at = index(e.type.count(), depth, mayLeave);
-        const Type type = e.type.element();
-        e = node(Op::Element, type, 0, {std::move(e), std::move(at)});
     }
     e.range = standardRange(e.type.scalar);
     return e;
+}
+
+Expr ExpressionGenerator::place(const Part& part, unsigned depth, Use use) {
+    // Beyond its end, an array has its last element again; an array<T, N> its last bytes.
+    const bool mayLeave =
+        m_function.variables[part.variable].form == Form::Plain && use != Use::Address;
+    return place(
+        part, [&](Type whole) { return index(whole.count(), depth, mayLeave && !whole.isBoxed); });
 }
 
 std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, Use use) {
@@ -205,25 +209,6 @@ Expr ExpressionGenerator::leaf(Type type, unsigned depth) {
     return m_random.percent(25) ? literal(type) : fromOtherType(type);
 }
 
-Expr ExpressionGenerator::fromInputs(Type type) {
-    if (type.lanes > 1) {
-        Expr e = node(Op::Make, type, 0, {});
-        for (unsigned i = 0; i < type.lanes; ++i)
-            e.args.push_back(fromInputs(type.withLanes(1)));
-        e.range = standardRange(type.scalar);
-        return e;
-    }
-    if (type.scalar == Scalar::Bool)
-        return node(Op::Compare, type, m_random.below(std::size(compareOperators)),
-                    {fromInputs({Scalar::Short}), fromInputs({Scalar::Short})});
-    const Scalar other = isFloating(type.scalar) ? type.scalar : Scalar::UInt;
-    const auto* source = std::ranges::find(inputTypes, type);
-    if (source == std::end(inputTypes))
-        source = std::ranges::find(inputTypes, Type{other});
-    const Expr e = inputAt(static_cast<unsigned>(source - std::begin(inputTypes)));
-    return *source == type ? e : node(Op::Convert, type, 0, {e});
-}
-
 /// Something that is not a constant, from whatever variables there are.
 Expr ExpressionGenerator::fromOtherType(Type type) {
     if (type.lanes > 1) {
@@ -253,60 +238,12 @@ std::optional<Expr> ExpressionGenerator::input(Type type, unsigned depth) {
     for (unsigned i = m_random.below(2); i < std::size(inputTypes); ++i)
         if (inputTypes[i] == type) {
             if (!m_isUniform && m_random.percent(40))
-                return inputAt(i);
+                return m_inputs.at(i);
             Expr e = node(Op::Input, type, i, {value({Scalar::UInt}, depth)});
             e.range = standardRange(type.scalar);
             return e;
         }
     return std::nullopt;
-}
-
-/// Places in a row as programs reach them: side by side, at regular distances, in reverse, rounded,
-/// held at an edge or wrapped around. All are below 3 * maxWidth.
-Expr ExpressionGenerator::inRow() {
-    const Type number{Scalar::UInt};
-    const Type whole32{Scalar::Int};
-    const Expr x = node(Op::Thread, number, 0, {});
-    const Expr width = node(Op::Thread, number, 2, {});
-    const Expr distance = whole(number, m_random.below(maxWidth));
-    const auto binary = [](unsigned which, const Expr& a, const Expr& b) {
-        return node(Op::Binary, a.type, which, {a, b});
-    };
-    const auto function = [](const char* name, std::vector<Expr> args) {
-        const Type type = args[0].type;
-        return node(Op::Integer, type, numberOf(integerFunctions(), name), std::move(args));
-    };
-    const auto toInt = [&](const Expr& e) { return node(Op::Convert, whole32, 0, {e}); };
-    switch (m_random.below(12)) {
-    case 0:
-        return binary(Subtract, width, x);
-    case 1:
-        return binary(And, x, whole(number, 0xfffffffc));
-    case 2:
-        return binary(Divide, x, whole(number, m_random.between(2, 4)));
-    case 3:
-        return function("min", {binary(Add, x, distance), whole(number, m_random.below(maxWidth))});
-    case 4:
-        return binary(Subtract, function("max", {x, distance}), distance);
-    case 5:
-        return binary(Remainder, binary(Add, x, distance), width);
-    case 6:
-        return node(Op::Convert, number, 0,
-                    {function("clamp", {binary(Subtract, toInt(x), toInt(distance)),
-                                        whole(whole32, 0), toInt(width)})});
-    default:
-        return binary(Multiply, x, whole(number, m_random.between(1, 3)));
-    }
-}
-
-Expr ExpressionGenerator::inputAt(unsigned buffer) {
-    const Type number{Scalar::UInt};
-    Expr e = node(Op::Input, inputTypes[buffer], buffer, {});
-    e.args.push_back(node(Op::Binary, number, Add,
-                          {inRow(), whole(number, m_random.below(inputCount - 3 * maxWidth))}));
-    e.integer = 1;
-    e.range = standardRange(e.type.scalar);
-    return e;
 }
 
 /// From a variable of another type, as far as that is exact.

@@ -6,6 +6,7 @@
 
 #include "bench/fuzz/AggregateExpressions.h"
 #include "bench/fuzz/FloatExpressions.h"
+#include "bench/fuzz/InputExpressions.h"
 #include "bench/fuzz/Parts.h"
 
 #include <optional>
@@ -24,13 +25,12 @@ public:
           m_function(function),
           m_isKernel(isKernel),
           m_types(random, program),
+          m_inputs(random),
           m_floats(random, *this, m_aggregates),
           m_aggregates(random, program, *this) {}
 
     /// An expression of the type. Exact ones are within standardRange() where `bounded`.
     Expr value(Type type, unsigned depth, bool bounded = true);
-    /// A value of the kernel's inputs, mostly another one in each thread.
-    Expr fromInputs(Type type);
     /// An unsigned number below `count`; sometimes any number where `mayLeave`.
     Expr index(unsigned count, unsigned depth, bool mayLeave = false);
     /// Something of the type to be used so: a part of a variable, or lanes of one.
@@ -39,6 +39,8 @@ public:
     std::optional<Expr> target(Type type, unsigned depth);
     /// With elements by the dice.
     Expr place(const Part& part, unsigned depth, Use use);
+    /// With the element that `at` makes of the type of each array or matrix on the way.
+    Expr place(const Part& part, const std::function<Expr(Type)>& at) const;
     /// Of a function that has only plain parameters; nothing where none returns the type.
     std::optional<Expr> call(Type type, unsigned depth);
     /// What `make` generates with this is the same for all threads, as far as they have run the
@@ -61,8 +63,6 @@ private:
     Expr leaf(Type type, unsigned depth);
     Expr fromOtherType(Type type);
     std::optional<Expr> input(Type type, unsigned depth);
-    Expr inRow();
-    Expr inputAt(unsigned buffer);
     Expr convert(Type type, unsigned depth);
     Expr boolean(Type type, unsigned depth);
     Expr integer(Type type, unsigned depth);
@@ -75,6 +75,7 @@ private:
     bool m_isKernel;
     bool m_isUniform = false;
     TypeGenerator m_types;
+    InputExpressions m_inputs;
     FloatExpressions m_floats;
     AggregateExpressions m_aggregates;
 };

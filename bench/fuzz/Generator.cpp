@@ -32,6 +32,7 @@ public:
           m_program(program),
           m_isKernel(isKernel),
           m_types(random, program),
+          m_inputs(random),
           m_expressions(random, program, m_function, isKernel) {}
 
     Function helper() {
@@ -108,30 +109,44 @@ private:
 
     /// Gives the kernel's variables something to start with that differs between threads.
     void setVariables() {
-        for (unsigned i = 0; i < m_function.variables.size(); ++i) {
-            const Variable& v = m_function.variables[i];
-            if (v.form != Form::Plain)
-                continue;
-            for (unsigned k = v.type.isNumbers() ? 1 : m_random.between(1, 4); k > 0; --k)
-                setPart(i);
-        }
+        std::vector<Part> parts = findParts(m_program, m_function, Use::Assign, false,
+                                            [](Type type) { return type.isNumbers(); });
+        std::erase_if(parts, [&](const Part& part) {
+            return m_function.variables[part.variable].form != Form::Plain;
+        });
+        for (const Part& part : parts)
+            if (part.path.empty() || m_random.percent(75))
+                m_function.body.push_back(part.path.empty() || m_random.percent(30) ? setOne(part)
+                                                                                    : setAll(part));
     }
 
-    /// A part of the variable that consists of numbers.
-    void setPart(unsigned variable) {
-        const Variable& v = m_function.variables[variable];
-        std::vector<Part> found = findParts(m_program, m_function, Use::Assign, false,
-                                            [](Type type) { return type.isNumbers(); });
-        std::erase_if(found, [&](const Part& part) { return part.variable != variable; });
-        if (found.empty())
-            return;
-        const Part& part = m_random.pick(found);
-        Expr target = m_expressions.place(part, 1, Use::Assign);
-        Expr start = v.isUniform            ? uniform(part.type)
-                     : m_random.percent(80) ? m_expressions.fromInputs(part.type.unpacked())
+    Stmt setOne(const Part& part) {
+        const bool isUniform = m_function.variables[part.variable].isUniform;
+        Expr start = isUniform              ? uniform(part.type)
+                     : m_random.percent(80) ? m_inputs.numbers(part.type.unpacked())
                                             : value(part.type);
-        m_function.body.push_back(
-            {.verb = Verb::Assign, .exprs = {std::move(target), std::move(start)}});
+        return {.verb = Verb::Assign,
+                .exprs = {m_expressions.place(part, 1, Use::Assign), std::move(start)}};
+    }
+
+    /// All elements, in a loop or several within each other.
+    Stmt setAll(const Part& part) {
+        constexpr Type type{Scalar::UInt};
+        std::vector<Stmt> loops;
+        Expr counter = whole(type, 0);
+        Expr target = m_expressions.place(part, [&](Type array) {
+            counter = node(Op::Place, type, add({.form = Form::Counter, .type = type}), {});
+            loops.push_back(
+                {.verb = Verb::For, .which = counter.which, .exprs = {whole(type, array.count())}});
+            return counter;
+        });
+        Stmt result{.verb = Verb::Assign,
+                    .exprs = {std::move(target), m_inputs.numbers(part.type.unpacked(), counter)}};
+        for (Stmt& loop : loops | std::views::reverse) {
+            loop.bodies.push_back({std::move(result)});
+            result = std::move(loop);
+        }
+        return result;
     }
 
     std::vector<Stmt> block(Place place, unsigned count) {
@@ -168,7 +183,8 @@ private:
         if (kind < 36 && (place.inLoop || place.inSwitch))
             return guarded(place, {.verb = place.inLoop && m_random.percent(50) ? Verb::Continue
                                                                                 : Verb::Break});
-        if (kind < 39)
+        // A thread that leaves the kernel shows nothing of what it has done.
+        if (kind < 39 && (!m_isKernel || m_random.percent(20)))
             return guarded(place, result());
         if (kind < 42)
             if (auto made = step())
@@ -444,6 +460,7 @@ private:
     Program& m_program;
     bool m_isKernel;
     TypeGenerator m_types;
+    InputExpressions m_inputs;
     Function m_function;
     ExpressionGenerator m_expressions;
     unsigned m_firstShown = 0;
