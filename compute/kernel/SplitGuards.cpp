@@ -138,7 +138,7 @@ void Split::moveBlocks(llvm::Function& made, llvm::ArrayRef<llvm::Value*> passed
             return llvm::isa<Instruction>(use.getUser()) && isInRest(use);
         });
     BasicBlock* end = BasicBlock::Create(made.getContext(), "", &made);
-    llvm::ReturnInst::Create(made.getContext(), end);
+    llvm::IRBuilder<>(end).CreateRetVoid();
     for (BasicBlock* block : m_rest) {
         block->removeFromParent();
         block->insertInto(&made, end);

@@ -24,7 +24,7 @@ thread_local bool runsKernels = false;
 thread_local std::atomic<std::uint64_t> compiledRequest = 0;
 
 constexpr int exitStatusOfFault = 70;
-constexpr std::size_t faultStackBytes = 64 * 1024;
+constexpr std::size_t faultStackBytes = 64u << 10;
 /// Accesses this close to the stack pointer, on either side, count as an overflow of the stack.
 constexpr std::uint64_t stackReach = 1u << 20;
 

@@ -142,39 +142,48 @@ llvm::Value* LaneMemory::gather(llvm::Type* type, const Addresses& addresses, ll
     return loadEachLane(type, addresses, mask);
 }
 
-/// Reads the word around the number, which may begin before it but never reaches into a page that
-/// the number is not in: for bytes the aligned word.
-llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresses,
-                                     llvm::Value* mask) {
+/// For numbers of one or two bytes, whose words are read from `pointers` and, if not null,
+/// `offsets` of 32 bits on. `places`: the lower bits of the addresses, at least as far as the word
+/// counts.
+struct LaneMemory::NarrowAddresses {
+    llvm::Value* pointers;
+    llvm::Value* offsets;
+    llvm::Value* places;
+};
+
+LaneMemory::NarrowAddresses LaneMemory::narrowAddresses(llvm::Type* type,
+                                                        const Addresses& addresses) {
     const bool hasNarrowOffsets =
         addresses.base != nullptr && addresses.scale == 1 &&
         (addresses.offsets == nullptr ||
          addresses.offsets->getType()->getScalarType()->isIntegerTy(8 * wordBytes));
-    llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
-    llvm::Value* pointers = addresses.base;
-    llvm::Value* offsets = nullptr;
-    llvm::Value* places = nullptr; // the lower bits of the addresses
-    if (hasNarrowOffsets) {
-        const Addresses all = addresses.offsets == nullptr || addresses.stride != 0
-                                  ? m_values.withSteps(addresses)
-                                  : addresses;
-        offsets = m_builder.CreateSExtOrTrunc(all.offsets, word);
-        if (sizeOf(type) == 1 && alignTable(all.base)) {
-            pointers = all.base;
-        } else {
-            // From the beginning of a page on: an offset may be the lowest number of its 32 bits.
-            llvm::Value* inPage =
-                m_builder.CreateAnd(m_builder.CreatePtrToInt(all.base, m_builder.getInt64Ty()),
-                                    m_builder.getInt64(pageBytes - 1));
-            pointers = m_builder.CreatePtrAdd(all.base, m_builder.CreateNeg(inPage));
-            offsets = m_builder.CreateAdd(offsets, m_builder.broadcast(m_builder.CreateTrunc(
-                                                       inPage, m_builder.getInt32Ty())));
-        }
-        places = offsets;
-    } else {
-        pointers = m_values.pointers(addresses);
-        places = m_builder.CreatePtrToInt(pointers, m_builder.wideType(m_builder.getInt64Ty()));
+    if (!hasNarrowOffsets) {
+        llvm::Value* pointers = m_values.pointers(addresses);
+        return {pointers, nullptr,
+                m_builder.CreatePtrToInt(pointers, m_builder.wideType(m_builder.getInt64Ty()))};
     }
+    const Addresses all = addresses.offsets == nullptr || addresses.stride != 0
+                              ? m_values.withSteps(addresses)
+                              : addresses;
+    llvm::Value* offsets =
+        m_builder.CreateSExtOrTrunc(all.offsets, m_builder.wideType(m_builder.getInt32Ty()));
+    if (sizeOf(type) == 1 && alignTable(all.base))
+        return {all.base, offsets, offsets};
+    // From the beginning of a page on: an offset may be the lowest number of its 32 bits.
+    llvm::Value* inPage =
+        m_builder.CreateAnd(m_builder.CreatePtrToInt(all.base, m_builder.getInt64Ty()),
+                            m_builder.getInt64(pageBytes - 1));
+    offsets = m_builder.CreateAdd(
+        offsets, m_builder.broadcast(m_builder.CreateTrunc(inPage, m_builder.getInt32Ty())));
+    return {m_builder.CreatePtrAdd(all.base, m_builder.CreateNeg(inPage)), offsets, offsets};
+}
+
+/// Reads the word around the number, which may begin before it but never reaches into a page that
+/// the number is not in: for bytes the aligned word.
+llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresses,
+                                     llvm::Value* mask) {
+    llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
+    const auto [pointers, offsets, places] = narrowAddresses(type, addresses);
     llvm::Value* back = bytesBeforeNumber(places, sizeOf(type));
     llvm::Value* start =
         offsets != nullptr ? m_builder.CreateSub(offsets, back) : m_builder.CreateNeg(back);

@@ -46,6 +46,8 @@ public:
     static constexpr unsigned spareBytes = 16;
 
 private:
+    struct NarrowAddresses;
+    NarrowAddresses narrowAddresses(llvm::Type* type, const Addresses& addresses);
     llvm::Value* gatherBytes(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
     /// How far before a number of one or two bytes the word begins that gatherBytes() reads.
     llvm::Value* bytesBeforeNumber(llvm::Value* places, std::uint64_t size);
