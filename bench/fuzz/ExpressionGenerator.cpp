@@ -124,11 +124,10 @@ Expr ExpressionGenerator::place(const Part& part, const std::function<Expr(Type)
 }
 
 Expr ExpressionGenerator::place(const Part& part, unsigned depth, Use use) {
-    // Beyond its end, an array has its last element again; an array<T, N> its last bytes.
+    // Beyond its end, an array has its last element again.
     const bool mayLeave =
         m_function.variables[part.variable].form == Form::Plain && use != Use::Address;
-    return place(
-        part, [&](Type whole) { return index(whole.count(), depth, mayLeave && !whole.isBoxed); });
+    return place(part, [&](Type whole) { return index(whole.count(), depth, mayLeave); });
 }
 
 std::optional<Expr> ExpressionGenerator::place(Type type, unsigned depth, Use use) {

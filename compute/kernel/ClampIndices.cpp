@@ -57,9 +57,12 @@ bool isReference(const llvm::CallInst& call, unsigned argument) {
 }
 
 /// Whether the instruction reads or writes through the operand, or through one that is made of it.
+/// A reference that a function returns is one to an element, too.
 bool isAccess(const llvm::Use& use) {
     const unsigned operand = use.getOperandNo();
     const llvm::User* user = use.getUser();
+    if (const auto* leave = llvm::dyn_cast<llvm::ReturnInst>(user))
+        return leave->getFunction()->getAttributes().getRetAlignment().has_value();
     if (const auto* call = llvm::dyn_cast<llvm::CallInst>(user))
         return call->isArgOperand(&use) &&
                (llvm::isa<llvm::MemIntrinsic>(call) || isReference(*call, operand));

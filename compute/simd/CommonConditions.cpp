@@ -5,7 +5,6 @@
 #include <llvm/Analysis/PostDominators.h>
 #include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/PatternMatch.h>
-#include <llvm/Transforms/Utils/BasicBlockUtils.h>
 #include <llvm/Transforms/Utils/Local.h>
 
 namespace compute::simd {
@@ -43,26 +42,10 @@ Value* combined(llvm::IRBuilder<>& builder, llvm::ArrayRef<Value*> parts, bool i
     return result;
 }
 
-/// Moves what only the blocks behind `later` use there.
-void sink(BasicBlock& block, BasicBlock& later, const llvm::DominatorTree& dominators) {
-    for (llvm::Instruction& instruction : llvm::make_early_inc_range(llvm::reverse(block))) {
-        if (instruction.isTerminator() || llvm::isa<llvm::PHINode>(instruction) ||
-            instruction.mayReadOrWriteMemory() || instruction.mayHaveSideEffects() ||
-            instruction.use_empty())
-            continue;
-        if (llvm::all_of(instruction.uses(), [&](const llvm::Use& use) {
-                return dominators.dominates(
-                           &later, llvm::cast<llvm::Instruction>(use.getUser())->getParent()) &&
-                       !llvm::isa<llvm::PHINode>(use.getUser());
-            }))
-            instruction.moveBefore(&*later.getFirstInsertionPt());
-    }
-}
-
 class Splitter {
 public:
-    Splitter(llvm::Function& kernel, const Uniformity& uniformity, llvm::DominatorTree& dominators,
-             llvm::LoopInfo& loops)
+    Splitter(llvm::Function& kernel, const Uniformity& uniformity,
+             const llvm::DominatorTree& dominators, const llvm::LoopInfo& loops)
         : m_uniformity(uniformity),
           m_dominators(dominators),
           m_loops(loops),
@@ -73,11 +56,16 @@ public:
 private:
     /// Where the branch leads when there is nothing to do, so that all threads meet there.
     BasicBlock* spared(llvm::BranchInst& branch) const;
+    /// Moves what is only used there, or behind its way to `work`.
+    void sink(BasicBlock& block, BasicBlock& later, const BasicBlock& work) const;
 
     const Uniformity& m_uniformity;
-    llvm::DominatorTree& m_dominators;
-    llvm::LoopInfo& m_loops;
-    llvm::PostDominatorTree m_postDominators; ///< of the blocks that were there before
+    // As it was before anything was split.
+    const llvm::DominatorTree& m_dominators;
+    const llvm::LoopInfo& m_loops;
+    llvm::PostDominatorTree m_postDominators;
+    /// Of each block that came off another one, that one.
+    llvm::DenseMap<const BasicBlock*, const BasicBlock*> m_wholes;
 };
 
 BasicBlock* Splitter::spared(llvm::BranchInst& branch) const {
@@ -87,6 +75,23 @@ BasicBlock* Splitter::spared(llvm::BranchInst& branch) const {
             !m_loops.isLoopHeader(way))
             return way;
     return nullptr;
+}
+
+void Splitter::sink(BasicBlock& block, BasicBlock& later, const BasicBlock& work) const {
+    const auto isBehind = [&](const llvm::Use& use) {
+        const auto* user = llvm::cast<llvm::Instruction>(use.getUser());
+        const BasicBlock* home = user->getParent();
+        if (const auto whole = m_wholes.find(home); whole != m_wholes.end() && home != &later)
+            home = whole->second;
+        return home == &later ||
+               (!llvm::isa<llvm::PHINode>(user) && work.getSinglePredecessor() == &later &&
+                m_dominators.dominates(&work, home));
+    };
+    for (llvm::Instruction& instruction : llvm::make_early_inc_range(llvm::reverse(block)))
+        if (!instruction.isTerminator() && !llvm::isa<llvm::PHINode>(instruction) &&
+            !instruction.mayReadOrWriteMemory() && !instruction.mayHaveSideEffects() &&
+            !instruction.use_empty() && llvm::all_of(instruction.uses(), isBehind))
+            instruction.moveBefore(&*later.getFirstInsertionPt());
 }
 
 bool Splitter::split(BasicBlock& block) {
@@ -107,22 +112,23 @@ bool Splitter::split(BasicBlock& block) {
     llvm::IRBuilder<> builder(branch);
     Value* common = combined(builder, parts.common, isAny);
     branch->setCondition(combined(builder, parts.others, isAny));
-    BasicBlock* later = llvm::SplitBlock(&block, branch, &m_dominators, &m_loops);
+    BasicBlock* work = branch->getSuccessor(isAny ? 1 : 0);
+    BasicBlock* later = block.splitBasicBlock(branch);
+    m_wholes[later] = &block;
     block.getTerminator()->eraseFromParent();
     builder.SetInsertPoint(&block);
     builder.CreateCondBr(common, isAny ? end : later, isAny ? later : end);
     for (llvm::PHINode& phi : end->phis())
         phi.addIncoming(phi.getIncomingValueForBlock(later), &block);
     llvm::RecursivelyDeleteTriviallyDeadInstructions(condition);
-    m_dominators.insertEdge(&block, end);
-    sink(block, *later, m_dominators);
+    sink(block, *later, *work);
     return true;
 }
 
 } // namespace
 
 bool splitCommonConditions(llvm::Function& kernel, const Uniformity& uniformity,
-                           llvm::DominatorTree& dominators, llvm::LoopInfo& loops) {
+                           const llvm::DominatorTree& dominators, const llvm::LoopInfo& loops) {
     std::vector<BasicBlock*> blocks;
     for (BasicBlock& block : kernel)
         blocks.push_back(&block);

@@ -14,9 +14,9 @@
 namespace compute::simd {
 
 /// Gives the common part of a condition a branch of its own, before the rest is computed, where
-/// that can spare all threads what the branch leads to. Keeps the dominators and loops up to date.
-/// Returns whether the kernel was changed; `uniformity` does not know about its new blocks.
+/// that can spare all threads what the branch leads to. Returns whether the kernel was changed; the
+/// analyses do not know about its new blocks.
 bool splitCommonConditions(llvm::Function& kernel, const Uniformity& uniformity,
-                           llvm::DominatorTree& dominators, llvm::LoopInfo& loops);
+                           const llvm::DominatorTree& dominators, const llvm::LoopInfo& loops);
 
 } // namespace compute::simd

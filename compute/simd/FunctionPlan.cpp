@@ -16,9 +16,11 @@ namespace {
 /// Processors whose vectors have no more lanes may lack a fused multiply-add.
 constexpr unsigned lanesWithoutFusing = 4;
 
-/// Gives each way of a branch that all threads take together a block of its own.
-void splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
-                      llvm::DominatorTree& dominators, llvm::LoopInfo& loops) {
+/// Gives each way of a branch that all threads take together a block of its own. The loops do not
+/// know about these. Returns whether there are any.
+bool splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
+                      const llvm::LoopInfo& loops) {
+    bool isChanged = false;
     llvm::SmallVector<llvm::BasicBlock*> blocks;
     for (llvm::BasicBlock& block : kernel)
         blocks.push_back(&block);
@@ -33,10 +35,13 @@ void splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
             const bool staysInLoop = loop == nullptr || loop->contains(way);
             const bool isBackEdge = loop != nullptr && loop->getHeader() == way;
             if (way->getSinglePredecessor() == nullptr && staysInLoop &&
-                (isBackEdge || !uniformity.parts(*block)))
-                llvm::SplitEdge(block, way, &dominators, &loops);
+                (isBackEdge || !uniformity.parts(*block))) {
+                llvm::SplitEdge(block, way);
+                isChanged = true;
+            }
         }
     }
+    return isChanged;
 }
 
 } // namespace
@@ -50,17 +55,28 @@ FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters
     do
         analyseControl();
     while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
-    if (splitCommonConditions(function, *m_uniformity, m_dominators, m_loops))
+    if (splitCommonConditions(function, *m_uniformity, m_dominators, m_loops)) {
+        findBlocks();
         analyseControl();
+    }
     if (kernel::hostLanes() > lanesWithoutFusing && divideByReciprocals(function, *m_uniformity))
         analyseControl();
     m_strides = std::make_unique<Strides>(function, m_loops, *m_uniformity, m_memory, m_parameters);
     m_groups = std::make_unique<AccessGroups>(function, *m_strides, m_memory);
 }
 
+/// Anew for all of them: brought up to date block by block, it would take the square of their
+/// number.
+void FunctionPlan::findBlocks() {
+    m_dominators.recalculate(m_function);
+    m_loops.releaseMemory();
+    m_loops.analyze(m_dominators);
+}
+
 void FunctionPlan::analyseControl() {
     m_uniformity = std::make_unique<Uniformity>(m_function, m_memory.varying(), m_parameters);
-    splitCommonEdges(m_function, *m_uniformity, m_dominators, m_loops);
+    if (splitCommonEdges(m_function, *m_uniformity, m_loops))
+        findBlocks();
     m_tree = std::make_unique<ControlTree>(m_function, m_dominators, m_loops, *m_uniformity);
 }
 

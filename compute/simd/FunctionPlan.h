@@ -33,6 +33,7 @@ public:
     const Strides& strides() const { return *m_strides; }
 
 private:
+    void findBlocks();
     void analyseControl();
 
     llvm::Function& m_function;
