@@ -62,7 +62,7 @@ function(sl42_test name)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
     if(ARG_EVERY_WIDTH)
-        foreach(width 8 4 1)
+        foreach(width 32 8 4 1)
             add_test(NAME ${name}_${width} COMMAND ${name})
             set_tests_properties(${name}_${width} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
                 ENVIRONMENT "${environment};SL42_SIMD=${width}")

@@ -106,7 +106,8 @@ std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& k
                                                 kernel::Analyses& analyses) {
     if (kernel::hostLanes() == 1)
         return nullptr;
-    auto made = simd::Vectoriser::analyse(function, analyses, kernel::hostLanes());
+    auto made = simd::Vectoriser::analyse(function, analyses, kernel::hostLanes(),
+                                          kernel::hostVectorsInFlight());
     if (made)
         return std::move(*made);
     traceScalar(kernel.name, made.error().message);
@@ -133,8 +134,7 @@ unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMac
     const auto vectoriser = vectoriserFor(kernel, function, analyses);
     if (vectoriser != nullptr)
         dumpModule(dump, *kernel.module, kernel.name, PreparedDump, "prepareLanes");
-    const ThreadLoop loop =
-        addThreadLoop(function, analyses, vectoriser.get(), kernel::hostLanes());
+    const ThreadLoop loop = addThreadLoop(function, analyses, vectoriser.get());
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::EarlyCSEPass());
     passes.addPass(llvm::ADCEPass());

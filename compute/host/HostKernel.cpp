@@ -65,7 +65,7 @@ public:
         if (grid.height * grid.depth == 1)
             m_width = std::min(m_width, std::max(64u, (grid.width + 15) / 16));
         // Whole vectors, except at the end of a row.
-        m_width = (m_width + kernel::hostLanes() - 1) / kernel::hostLanes() * kernel::hostLanes();
+        m_width = (m_width + kernel::mostLanes - 1) / kernel::mostLanes * kernel::mostLanes;
         m_height = std::clamp(threadsPerTile / m_width, 1u, grid.height);
         m_columns = (grid.width + m_width - 1) / m_width;
         m_rows = (grid.height + m_height - 1) / m_height;

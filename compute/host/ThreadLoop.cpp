@@ -173,10 +173,10 @@ void fillWithLanes(const LoopNest& nest, simd::Vectoriser& vectoriser) {
 } // namespace
 
 ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
-                         simd::Vectoriser* vectoriser, unsigned lanes) {
+                         simd::Vectoriser* vectoriser) {
     analyses.forget(kernel);
     const Hoisting hoisting(kernel, analyses);
-    const LoopNest nest = createLoopNest(kernel, vectoriser != nullptr ? lanes : 1);
+    const LoopNest nest = createLoopNest(kernel, vectoriser != nullptr ? vectoriser->lanes() : 1);
     const unsigned tables = makeRoundTables(nest, kernel, analyses, hoisting);
     const unsigned bytes = fillOuterLoops(nest, kernel, hoisting, tables);
     if (vectoriser != nullptr)

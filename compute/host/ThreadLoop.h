@@ -40,9 +40,9 @@ struct ThreadLoop {
 /// Adds both functions to the module of `kernel`, the canonical function, which they replace. x is
 /// the innermost loop; Hoisting.h says what moves out of which loop.
 ///
-/// With a vectoriser, which must have been made for the kernel, the innermost loop takes `lanes`
-/// threads at once; without one, a thread.
+/// With a vectoriser, which must have been made for the kernel, the innermost loop takes all its
+/// lanes at once; without one, a thread.
 ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
-                         simd::Vectoriser* vectoriser = nullptr, unsigned lanes = 1);
+                         simd::Vectoriser* vectoriser = nullptr);
 
 } // namespace compute::host

@@ -26,10 +26,15 @@ struct Processor {
     std::string name = llvm::sys::getHostCPUName().str();
     std::string features;
     unsigned lanes = 4;
+    VectorsInFlight vectors = {1, 1};
 
     Processor() {
         const llvm::StringMap<bool> available = llvm::sys::getHostCPUFeatures();
-        lanes = chooseLanes(available);
+        const char* wish = std::getenv("SL42_SIMD");
+        const auto wished = static_cast<unsigned>(wish != nullptr ? std::atoi(wish) : 0);
+        lanes = chooseLanes(available, wished);
+        if (lanes == 16)
+            vectors = {wished == mostLanes ? 2u : 1u, wished == 16 ? 1u : 2u};
         if (lanes == 4) {
             name = "x86-64";
             return;
@@ -45,7 +50,7 @@ struct Processor {
     }
 
 private:
-    static unsigned chooseLanes(const llvm::StringMap<bool>& available) {
+    static unsigned chooseLanes(const llvm::StringMap<bool>& available, unsigned wished) {
         const auto hasAll = [&](std::initializer_list<const char*> features) {
             return std::ranges::all_of(features,
                                        [&](const char* one) { return available.lookup(one); });
@@ -55,9 +60,7 @@ private:
             most = 8;
         if (most == 8 && hasAll({"avx512f", "avx512bw", "avx512dq", "avx512vl"}))
             most = 16;
-        const char* wish = std::getenv("SL42_SIMD");
-        const auto wished = static_cast<unsigned>(wish != nullptr ? std::atoi(wish) : 0);
-        const bool isPossible = wished == 1 || wished == 4 || wished == 8 || wished == 16;
+        const bool isPossible = wished == 1 || wished == 4 || wished == 8;
         return isPossible ? std::min(wished, most) : most;
     }
 };
@@ -118,6 +121,10 @@ void initialiseHostTarget() {
 
 unsigned hostLanes() {
     return processor().lanes;
+}
+
+VectorsInFlight hostVectorsInFlight() {
+    return processor().vectors;
 }
 
 void KeepTargetMachine::operator()(llvm::TargetMachine* machine) const {

@@ -25,9 +25,20 @@ using HostTargetMachine = std::unique_ptr<llvm::TargetMachine, KeepTargetMachine
 /// one.
 HostTargetMachine takeHostTargetMachine();
 
-/// Threads that code for this processor runs at once: 16 with AVX-512, 8 with AVX2, else 4. The
+/// Threads that one vector of this processor takes: 16 with AVX-512, 8 with AVX2, else 4. The
 /// environment variable SL42_SIMD asks for less, 1 for one at a time; with 8 and 4 the code then
 /// uses no more of the processor than it would on one that has no more.
 unsigned hostLanes();
+
+/// How many vectors code takes through a kernel at once. With AVX-512, whose registers are many
+/// enough, the vectoriser chooses; SL42_SIMD=32 asks for two, 16 for one.
+struct VectorsInFlight {
+    unsigned fewest;
+    unsigned most;
+};
+VectorsInFlight hostVectorsInFlight();
+
+/// Of all vectors in flight together, on any processor.
+inline constexpr unsigned mostLanes = 32;
 
 } // namespace compute::kernel

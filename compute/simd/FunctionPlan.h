@@ -7,6 +7,7 @@
 
 #include "compute/simd/AccessGroups.h"
 #include "compute/simd/ControlTree.h"
+#include "compute/simd/Pressure.h"
 #include "compute/simd/WideCalls.h"
 
 namespace compute::simd {
@@ -22,6 +23,7 @@ public:
     std::optional<std::int64_t> stride(const llvm::Value* value) const {
         return m_strides->of(value);
     }
+    Pressure pressure() const { return pressureOf(m_function, m_loops, *m_strides); }
     unsigned depth() const { return m_tree->depth(); }
     /// Bytes of the private arrays that differ by lane.
     std::uint64_t privateBytes(unsigned lanes) const { return m_memory.bytes(lanes); }

@@ -129,26 +129,45 @@ void fillWide(const FunctionPlan& plan, llvm::Function& wide, const WideCalls& c
     returnResult(builder, values, plan.function(), wide);
 }
 
+/// Whether two vectors in flight find registers, and something to do while they wait. They take
+/// half as long again to compile.
+bool mayDouble(const Pressure& pressure) {
+    constexpr unsigned quickToCompile = 1000; // instructions
+    constexpr unsigned registers = 32;
+    constexpr unsigned littleWork = 3;
+    constexpr unsigned fewScattered = 3;
+    constexpr unsigned workToHideOne = 18;
+    return pressure.instructions <= quickToCompile && pressure.numbers <= registers &&
+           pressure.work > littleWork && 4 * pressure.wide <= pressure.work &&
+           (pressure.scattered <= fewScattered ||
+            workToHideOne * pressure.scattered <= pressure.work);
+}
+
 class KernelVectoriser final : public Vectoriser {
 public:
-    KernelVectoriser(llvm::Function& kernel, unsigned lanes) : m_lanes(lanes) {
+    explicit KernelVectoriser(llvm::Function& kernel) {
         for (llvm::Function* function : CalledFunctions(kernel).callersFirst())
             m_plans.push_back(std::make_unique<FunctionPlan>(
                 *function,
                 m_plans.empty() ? kernelParameters() : parametersOf(*function, m_plans)));
     }
 
-    platform::Result<void> check() const {
-        std::uint64_t bytes = 0;
-        for (const auto& plan : m_plans) {
-            bytes += plan->privateBytes(m_lanes);
+    platform::Result<void> chooseLanes(unsigned lanes, kernel::VectorsInFlight vectors) {
+        for (const auto& plan : m_plans)
             if (plan->depth() > maxDepth)
                 return platform::Error{"its blocks are nested too deeply"};
-        }
-        if (bytes > maxPrivateBytes)
+        if (privateBytes(lanes) > maxPrivateBytes)
             return platform::Error{"its private arrays are too large"};
+        const bool isPossible =
+            vectors.most > 1 && privateBytes(vectors.most * lanes) <= maxPrivateBytes;
+        const bool isGood = vectors.fewest > 1 || llvm::all_of(m_plans, [](const auto& plan) {
+                                return mayDouble(plan->pressure());
+                            });
+        m_lanes = isPossible && isGood ? vectors.most * lanes : lanes;
         return {};
     }
+
+    unsigned lanes() const override { return m_lanes; }
 
     llvm::BasicBlock& widen(const Frame& frame) override {
         WideCalls calls;
@@ -162,6 +181,13 @@ public:
     }
 
 private:
+    std::uint64_t privateBytes(unsigned lanes) const {
+        std::uint64_t bytes = 0;
+        for (const auto& plan : m_plans)
+            bytes += plan->privateBytes(lanes);
+        return bytes;
+    }
+
     llvm::BasicBlock& widenKernel(const Frame& frame, const WideCalls& calls) {
         const FunctionPlan& plan = *m_plans.front();
         LaneBuilder builder(frame.entry, m_lanes);
@@ -176,14 +202,16 @@ private:
         return *builder.GetInsertBlock();
     }
 
-    unsigned m_lanes;
+    unsigned m_lanes = 0;
     Plans m_plans; ///< of the kernel and of what it calls, callers first
 };
 
 } // namespace
 
-platform::Result<std::unique_ptr<Vectoriser>>
-Vectoriser::analyse(llvm::Function& kernel, kernel::Analyses& analyses, unsigned lanes) {
+platform::Result<std::unique_ptr<Vectoriser>> Vectoriser::analyse(llvm::Function& kernel,
+                                                                  kernel::Analyses& analyses,
+                                                                  unsigned lanes,
+                                                                  kernel::VectorsInFlight vectors) {
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::LoopSimplifyPass());
     passes.addPass(llvm::LCSSAPass());
@@ -192,10 +220,10 @@ Vectoriser::analyse(llvm::Function& kernel, kernel::Analyses& analyses, unsigned
         SL42_TRY_VOID(checkInstructions(*function));
     for (llvm::Function* function : functions)
         analyses.run(passes, *function);
-    auto made = std::make_unique<KernelVectoriser>(kernel, lanes);
+    auto made = std::make_unique<KernelVectoriser>(kernel);
     for (llvm::Function* function : functions)
         analyses.forget(*function);
-    SL42_TRY_VOID(made->check());
+    SL42_TRY_VOID(made->chooseLanes(lanes, vectors));
     return std::unique_ptr<Vectoriser>(std::move(made));
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compute/kernel/Analyses.h"
+#include "compute/kernel/HostTarget.h"
 #include "platform/base/Result.h"
 
 #include <llvm/IR/Function.h>
@@ -26,10 +27,15 @@ class Vectoriser {
 public:
     /// Prepares the control flow of the kernel and finds out what differs by lane. The error says
     /// why the kernel has to run one thread at a time; it may be compiled like that then.
-    static platform::Result<std::unique_ptr<Vectoriser>>
-    analyse(llvm::Function& kernel, kernel::Analyses& analyses, unsigned lanes);
+    /// `lanes`: of one vector.
+    static platform::Result<std::unique_ptr<Vectoriser>> analyse(llvm::Function& kernel,
+                                                                 kernel::Analyses& analyses,
+                                                                 unsigned lanes,
+                                                                 kernel::VectorsInFlight vectors);
 
     virtual ~Vectoriser() = default;
+    /// Of all vectors that are in flight together.
+    virtual unsigned lanes() const = 0;
     /// Lays out everything that is left in the kernel; what was moved out before counts as the same
     /// for all lanes, and so do all arguments but x. Returns the block at whose open end all lanes
     /// are done. The kernel's own blocks are left as they were, for the caller to remove.

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/simd/WidenConversion.h"
 
+#include <llvm/Analysis/VectorUtils.h>
 #include <llvm/IR/IntrinsicsX86.h>
 
 #include <cmath>
@@ -10,6 +11,8 @@ namespace compute::simd {
 namespace {
 
 constexpr unsigned wordBits = 32;
+/// Of AVX-512.
+constexpr unsigned vectorLanes = 16;
 
 llvm::APInt highest(unsigned bits, bool isSigned) {
     return isSigned ? llvm::APInt::getSignedMaxValue(bits) : llvm::APInt::getMaxValue(bits);
@@ -28,7 +31,7 @@ public:
         if (m_numbers->getType()->getScalarType()->isFloatTy() && m_bits == wordBits) {
             if (m_isSigned)
                 return zeroForNoNumber(highestForLarge(convertAsProcessorDoes()));
-            if (m_builder.lanes() == 16)
+            if (m_builder.lanes() >= vectorLanes)
                 return convertUnsignedWords();
         }
         // Where the plain conversion is undefined, its result is not taken.
@@ -45,27 +48,34 @@ private:
     /// One instruction, which makes the lowest integer of everything that does not fit.
     llvm::Value* convertAsProcessorDoes() {
         const unsigned lanes = m_builder.lanes();
-        if (lanes == 16)
-            return convertWith16Lanes(llvm::Intrinsic::x86_avx512_mask_cvttps2dq_512, m_numbers);
+        if (lanes >= vectorLanes)
+            return convertVectors(llvm::Intrinsic::x86_avx512_mask_cvttps2dq_512, m_numbers);
         return m_builder.CreateIntrinsic(lanes == 8 ? llvm::Intrinsic::x86_avx_cvtt_ps2dq_256
                                                     : llvm::Intrinsic::x86_sse2_cvttps2dq,
                                          {}, {m_numbers});
     }
 
-    llvm::Value* convertWith16Lanes(llvm::Intrinsic::ID id, llvm::Value* numbers) {
+    /// An instruction of AVX-512, for each of the vectors in flight.
+    llvm::Value* convertVectors(llvm::Intrinsic::ID id, llvm::Value* numbers) {
         constexpr std::uint32_t usualRounding = 4;
-        return m_builder.CreateIntrinsic(id, {},
-                                         {numbers, llvm::Constant::getNullValue(m_type),
-                                          m_builder.getInt16(0xFFFF),
-                                          m_builder.getInt32(usualRounding)});
+        auto* type = llvm::FixedVectorType::get(m_builder.getInt32Ty(), vectorLanes);
+        llvm::SmallVector<llvm::Value*> vectors;
+        for (unsigned first = 0; first < m_builder.lanes(); first += vectorLanes)
+            vectors.push_back(m_builder.CreateIntrinsic(
+                id, {},
+                {m_builder.CreateShuffleVector(numbers,
+                                               llvm::createSequentialMask(first, vectorLanes, 0)),
+                 llvm::Constant::getNullValue(type), m_builder.getInt16(0xFFFF),
+                 m_builder.getInt32(usualRounding)}));
+        return llvm::concatenateVectors(m_builder, vectors);
     }
 
     /// The instruction makes the highest integer of everything that does not fit. The comparison
     /// is false for what is no number.
     llvm::Value* convertUnsignedWords() {
         llvm::Value* isPositive = m_builder.CreateFCmpOGT(m_numbers, number(0));
-        return convertWith16Lanes(llvm::Intrinsic::x86_avx512_mask_cvttps2udq_512,
-                                  m_builder.CreateSelect(isPositive, m_numbers, number(0)));
+        return convertVectors(llvm::Intrinsic::x86_avx512_mask_cvttps2udq_512,
+                              m_builder.CreateSelect(isPositive, m_numbers, number(0)));
     }
 
     llvm::Value* highestForLarge(llvm::Value* converted) {

@@ -18,10 +18,10 @@ using tests::KernelText;
 /// The tile function for sixteen lanes as text; the reason when there is none.
 std::string widened(const std::string& body) {
     KernelText kernel(body);
-    auto vectoriser = simd::Vectoriser::analyse(kernel.function(), kernel.analyses(), 16);
+    auto vectoriser = simd::Vectoriser::analyse(kernel.function(), kernel.analyses(), 16, {1, 1});
     if (!vectoriser)
         return vectoriser.error().message;
-    host::addThreadLoop(kernel.function(), kernel.analyses(), vectoriser->get(), 16);
+    host::addThreadLoop(kernel.function(), kernel.analyses(), vectoriser->get());
     std::string fault;
     llvm::raw_string_ostream stream(fault);
     return llvm::verifyModule(kernel.module(), &stream) ? fault : kernel.text();
