@@ -124,7 +124,7 @@ unsigned scatteredIn(const Instruction& instruction, const Strides& strides) {
 
 Pressure pressureOf(llvm::Function& function, const llvm::LoopInfo& loops, const Strides& strides) {
     const Liveness liveness(function, strides);
-    Pressure found{.instructions = function.getInstructionCount()};
+    Pressure found;
     for (const BasicBlock& block : function) {
         const llvm::Loop* loop = loops.getLoopFor(&block);
         if (!loops.empty() && (loop == nullptr || !loop->isInnermost()))

@@ -11,11 +11,10 @@
 namespace compute::simd {
 
 struct Pressure {
-    unsigned numbers = 0;      ///< of 32 bits that differ by lane and are needed later, at most
-    unsigned work = 0;         ///< operations on what differs by lane
-    unsigned wide = 0;         ///< those of them with results of 64 bits
-    unsigned scattered = 0;    ///< accesses to memory, each lane somewhere else
-    unsigned instructions = 0; ///< of the whole function
+    unsigned numbers = 0;   ///< of 32 bits that differ by lane and are needed later, at most
+    unsigned work = 0;      ///< operations on what differs by lane
+    unsigned wide = 0;      ///< those of them with results of 64 bits
+    unsigned scattered = 0; ///< accesses to memory, each lane somewhere else
 };
 
 /// All but the last of the function's innermost loops if it has any, because there the time goes;

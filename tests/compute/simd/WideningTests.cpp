@@ -168,6 +168,50 @@ TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
     EXPECT_LT(both.find("mul <16 x i32>"), both.find("bitcast <16 x i1>")) << both;
 }
 
+TEST(WideningTests, TwoVectorsGoTogetherWhereTheyDoNotWaitForMemory) {
+    const auto lanes = [](const std::string& round, kernel::VectorsInFlight vectors) {
+        KernelText kernel(place + R"(
+            %start = sitofp i32 %x to float
+            %long = zext i32 %x to i64
+            br label %loop
+        loop:
+            %i = phi i32 [ 0, %0 ], [ %next, %loop ]
+            %value = phi float [ %start, %0 ], [ %new, %loop ]
+            %next = add i32 %i, 1
+        )" + round + R"(
+            %again = icmp ult i32 %next, 1000
+            br i1 %again, label %loop, label %end
+        end:
+            store float %value, ptr %place
+            ret void)");
+        const auto made =
+            simd::Vectoriser::analyse(kernel.function(), kernel.analyses(), 16, vectors);
+        return made ? (*made)->lanes() : 0;
+    };
+    const std::string arithmetic = R"(
+        %square = fmul float %value, %value
+        %half = fmul float %value, 0.5
+        %sum = fadd float %square, %half
+        %new = fsub float %sum, %start)";
+    std::string memory = "%p0 = fptoui float %value to i32\n";
+    for (int i = 0; i < 4; ++i) {
+        const std::string n = std::to_string(i);
+        memory += "%a" + n + " = getelementptr i32, ptr %out, i32 %p" + n + "\n%p" +
+                  std::to_string(i + 1) + " = load i32, ptr %a" + n + "\n";
+    }
+    memory += "%new = uitofp i32 %p4 to float";
+    const std::string wide = R"(
+        %whole = fptoui float %value to i64
+        %product = mul i64 %whole, %long
+        %rest = xor i64 %product, 77
+        %new = uitofp i64 %rest to float)";
+    EXPECT_EQ(lanes(arithmetic, {1, 2}), 32u);
+    EXPECT_EQ(lanes(arithmetic, {1, 1}), 16u);
+    EXPECT_EQ(lanes(memory, {1, 2}), 16u);
+    EXPECT_EQ(lanes(memory, {2, 2}), 32u);
+    EXPECT_EQ(lanes(wide, {1, 2}), 16u);
+}
+
 TEST(WideningTests, WhatTheRoundDecidesIsReadFromATable) {
     const std::string text = widened(place + R"(
             br label %loop
