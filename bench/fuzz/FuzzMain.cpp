@@ -3,7 +3,7 @@
 //
 // Compares the compiler with an evaluator on random programs.
 //
-//     starloom-fuzz [--seed N] [--count M] [--width 16,8,4,1] [--print] [--shrink] [--keep DIR]
+//     starloom-fuzz [--seed N] [--count M] [--width 32,16,8,4,1] [--print] [--shrink] [--keep DIR]
 //
 // Prints a line for each program that fails; --print its text as well, --shrink the smallest text
 // that fails in the same way. --keep writes texts to DIR/seed-N-width-W.metal, with the line on
