@@ -143,18 +143,30 @@ void removeUnreached(llvm::Module& module, const Reach& reach) {
     }
 }
 
+using Bitcode = llvm::SmallVector<char, 0>;
+
+Bitcode bitcodeOf(const llvm::Module& module) {
+    Bitcode bitcode;
+    llvm::BitcodeWriter writer(bitcode);
+    writer.writeModule(module);
+    writer.writeStrtab();
+    return bitcode;
+}
+
 platform::Error unreadable(const KernelDeclaration& kernel) {
     return {"kernel '" + kernel.name + "': its intermediate code cannot be read"};
 }
 
 } // namespace
 
+void keepBitcode(Program& program) {
+    program.bitcode = bitcodeOf(*program.module);
+}
+
 platform::Result<ExtractedKernel> extractKernel(const Program& program,
                                                 const KernelDeclaration& kernel) {
-    llvm::SmallVector<char> bitcode;
-    llvm::BitcodeWriter writer(bitcode);
-    writer.writeModule(*program.module);
-    writer.writeStrtab();
+    const Bitcode own = program.bitcode.empty() ? bitcodeOf(*program.module) : Bitcode();
+    const Bitcode& bitcode = program.bitcode.empty() ? own : program.bitcode;
 
     ExtractedKernel extracted;
     extracted.context = std::make_unique<llvm::LLVMContext>();

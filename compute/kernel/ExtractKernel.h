@@ -15,7 +15,12 @@ struct ExtractedKernel {
     std::unique_ptr<llvm::Module> module;
 };
 
-/// Only reads the program; several threads may extract from one at the same time.
+/// Writes the module down for extractKernel(), as it is then. LLVM changes a module that it writes,
+/// so this is no work for several threads.
+void keepBitcode(Program& program);
+
+/// Several threads may extract from one program at the same time if it has its bitcode. Without,
+/// the module is written anew.
 platform::Result<ExtractedKernel> extractKernel(const Program& program,
                                                 const KernelDeclaration& kernel);
 

@@ -5,6 +5,7 @@
 // what its attributes said. Argument reflection comes from here and nowhere else.
 #pragma once
 
+#include <llvm/ADT/SmallVector.h>
 #include <llvm/IR/LLVMContext.h>
 #include <llvm/IR/Module.h>
 
@@ -77,6 +78,8 @@ using ConstantValues = std::map<std::uint32_t, ConstantValue>;
 struct Program {
     std::unique_ptr<llvm::LLVMContext> context;
     std::unique_ptr<llvm::Module> module;
+    /// The module once more, once keepBitcode() has been called.
+    llvm::SmallVector<char, 0> bitcode;
     std::vector<KernelDeclaration> kernels;
     std::vector<ConstantDeclaration> constants;
     /// Warnings, worded and laid out as the compiler does; empty when there are none.

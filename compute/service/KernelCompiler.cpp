@@ -3,6 +3,7 @@
 #include "compute/service/KernelCompiler.h"
 
 #include "compute/host/HostKernel.h"
+#include "compute/kernel/ExtractKernel.h"
 #include "compute/metal/Frontend.h"
 
 #include <cstdio>
@@ -130,6 +131,7 @@ Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view 
     if (m_dump)
         m_dump->write("program", 0, "source", "metal", source);
     auto program = SL42_TRY(metal::compile(source));
+    kernel::keepBitcode(program); // kernels are built by several threads
     return std::shared_ptr<const Library>(
         std::make_shared<CompiledLibrary>(std::move(program), m_dump));
 }

@@ -5,6 +5,7 @@
 #include "compute/kernel/Canonical.h"
 
 #include "compute/kernel/Dump.h"
+#include "compute/kernel/ExtractKernel.h"
 #include "compute/kernel/HostTarget.h"
 #include "compute/kernel/Passes.h"
 #include "tests/compute/kernel/ProgramText.h"
@@ -14,8 +15,11 @@
 #include <llvm/Support/raw_ostream.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <limits>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -42,6 +46,27 @@ TEST_F(CanonicalTests, OneFunctionIsLeft) {
                                     [](const llvm::Function& f) { return !f.isDeclaration(); }),
               1);
     EXPECT_NE(kernel->module->getFunction(kernel->symbol), nullptr);
+}
+
+TEST_F(CanonicalTests, SeveralThreadsTakeKernelsFromOneProgram) {
+    Program program = tests::makeOneDimensional(R"(
+        %value = call spir_func float @twice(float 2.0)
+        store float %value, ptr %out
+        ret void)",
+                                                R"(
+        define spir_func float @twice(float %v) { %r = fadd float %v, %v ret float %r })");
+    keepBitcode(program);
+    constexpr unsigned rounds = 50;
+    std::atomic<unsigned> extracted = 0;
+    {
+        std::vector<std::jthread> threads;
+        for (unsigned i = 0; i < 4; ++i)
+            threads.emplace_back([&] {
+                for (unsigned round = 0; round < rounds; ++round)
+                    extracted += extractKernel(program, program.kernels.front()) ? 1 : 0;
+            });
+    }
+    EXPECT_EQ(extracted, 4 * rounds);
 }
 
 TEST_F(CanonicalTests, ConstantsAreCheckedByNameAndType) {
