@@ -84,6 +84,7 @@ public:
 
     std::vector<protocol::Kernel> kernels() const override {
         std::vector<protocol::Kernel> wire;
+        wire.reserve(m_program.kernels.size());
         for (const kernel::KernelDeclaration& declaration : m_program.kernels)
             wire.push_back({declaration.name, wireParameters(declaration.parameters)});
         return wire;

@@ -15,11 +15,13 @@
 #include <llvm/Support/raw_ostream.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <filesystem>
 #include <limits>
+#include <string>
+#include <string_view>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -59,9 +61,9 @@ TEST_F(CanonicalTests, SeveralThreadsTakeKernelsFromOneProgram) {
     constexpr unsigned rounds = 50;
     std::atomic<unsigned> extracted = 0;
     {
-        std::vector<std::jthread> threads;
-        for (unsigned i = 0; i < 4; ++i)
-            threads.emplace_back([&] {
+        std::array<std::jthread, 4> threads;
+        for (std::jthread& thread : threads)
+            thread = std::jthread([&] {
                 for (unsigned round = 0; round < rounds; ++round)
                     extracted += extractKernel(program, program.kernels.front()) ? 1 : 0;
             });
@@ -127,17 +129,28 @@ TEST_F(CanonicalTests, TheDumpHasOneFileAPass) {
 
 /// `count` rounds of arithmetic, branches and array accesses, one after the other.
 Program makeLong(int count) {
+    // # is the number of the round, $ that of the next.
+    constexpr std::string_view round = R"(
+        %i# = mul i32 %x, $
+        %p# = getelementptr [64 x float], ptr %a, i32 0, i32 %i#
+        %v# = load float, ptr %p#
+        %w# = fadd float %v#, $.0
+        store float %w#, ptr %p#
+        %c# = fcmp ogt float %w#, 3.0
+        br i1 %c#, label %t#, label %b$
+    t#:
+        store float %w#, ptr %out
+        br label %b$
+    b$:
+    )";
     std::string body = "%a = alloca [64 x float]\nbr label %b0\nb0:\n";
-    for (int i = 0; i < count; ++i) {
-        const std::string n = std::to_string(i);
-        const std::string m = std::to_string(i + 1);
-        body += "%i" + n + " = mul i32 %x, " + m + "\n%p" + n +
-                " = getelementptr [64 x float], ptr %a, i32 0, i32 %i" + n + "\n%v" + n +
-                " = load float, ptr %p" + n + "\n%w" + n + " = fadd float %v" + n + ", " + m +
-                ".0\nstore float %w" + n + ", ptr %p" + n + "\n%c" + n + " = fcmp ogt float %w" +
-                n + ", 3.0\nbr i1 %c" + n + ", label %t" + n + ", label %b" + m + "\nt" + n +
-                ":\nstore float %w" + n + ", ptr %out\nbr label %b" + m + "\nb" + m + ":\n";
-    }
+    for (int i = 0; i < count; ++i)
+        for (const char c : round) {
+            if (c == '#' || c == '$')
+                body += std::to_string(c == '#' ? i : i + 1);
+            else
+                body += c;
+        }
     return tests::makeOneDimensional(body + "ret void");
 }
 
