@@ -174,11 +174,11 @@ std::vector<llvm::Function*> chooseShared(PassContext& context, PrivatePointers&
     const std::vector<llvm::Function*> rests = splitLargest(context, graph, enough);
     if (!rests.empty())
         graph = CallGraph(*context.entry);
-    if ((rests.empty() && graph.weigh() <= limit) ||
+    const double weight = graph.weigh();
+    if ((rests.empty() && weight <= limit) ||
         llvm::any_of(graph.calleesFirst(),
                      [&](const auto* function) { return pointers.escapesFrom(*function); }))
         return {};
-    graph.weigh();
     const auto excluded = reachedBy(initialiserFunctions(context.module));
     std::vector<llvm::Function*> candidates;
     for (llvm::Function* function : graph.calleesFirst())

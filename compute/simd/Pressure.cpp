@@ -43,6 +43,13 @@ public:
     /// The most words that are live at one place of the block.
     unsigned most(const BasicBlock& block) const {
         llvm::BitVector live = m_liveOut.at(&block);
+        return walkBack(block, live);
+    }
+
+private:
+    /// From what is live at the block's end to what is at its start. Returns the most words on the
+    /// way.
+    unsigned walkBack(const BasicBlock& block, llvm::BitVector& live) const {
         unsigned words = 0;
         for (const unsigned number : live.set_bits())
             words += m_words[number];
@@ -66,28 +73,14 @@ public:
         return most;
     }
 
-private:
-    llvm::BitVector liveIn(const BasicBlock& block) const {
-        llvm::BitVector live = m_liveOut.at(&block);
-        for (const Instruction& instruction : llvm::reverse(block)) {
-            if (const auto own = m_numbers.find(&instruction); own != m_numbers.end())
-                live.reset(own->second);
-            if (llvm::isa<llvm::PHINode>(instruction))
-                continue;
-            for (const llvm::Value* operand : instruction.operands())
-                if (const auto used = m_numbers.find(operand); used != m_numbers.end())
-                    live.set(used->second);
-        }
-        return live;
-    }
-
     void solve() {
         for (const BasicBlock& block : m_function)
             m_liveOut[&block].resize(unsigned(m_words.size()));
         for (bool isChanged = true; isChanged;) {
             isChanged = false;
             for (BasicBlock* block : llvm::post_order(&m_function)) {
-                const llvm::BitVector before = liveIn(*block);
+                llvm::BitVector before = m_liveOut[block];
+                walkBack(*block, before);
                 for (BasicBlock* from : llvm::predecessors(block)) {
                     llvm::BitVector& out = m_liveOut[from];
                     llvm::BitVector joined = before;

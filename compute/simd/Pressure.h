@@ -17,8 +17,7 @@ struct Pressure {
     unsigned scattered = 0; ///< accesses to memory, each lane somewhere else
 };
 
-/// All but the last of the function's innermost loops if it has any, because there the time goes;
-/// else of all of it.
+/// Of the function's innermost loops if it has any, because there the time goes; else of all of it.
 Pressure pressureOf(llvm::Function& function, const llvm::LoopInfo& loops, const Strides& strides);
 
 } // namespace compute::simd

@@ -28,10 +28,12 @@ public:
 /// Work on %NAME0 that nothing simplifies; ends in %NAME70.
 std::string longWork(const std::string& name) {
     std::string text;
-    for (int i = 0; i < 70; ++i)
-        text += "%" + name + std::to_string(i + 1) +
-                (i % 2 == 0 ? " = xor i32 %" : " = mul i32 %") + name + std::to_string(i) + ", " +
-                std::to_string(3 + 2 * i) + "\n";
+    for (int i = 0; i < 70; ++i) {
+        const std::string from = name + std::to_string(i);
+        text += "%" + name + std::to_string(i + 1);
+        text += i % 2 == 0 ? " = xor i32 %" : " = mul i32 %";
+        text += from + ", " + std::to_string(3 + 2 * i) + "\n";
+    }
     return text;
 }
 
@@ -124,11 +126,11 @@ unsigned functionsOf(const kernel::Program& program) {
         }));
 }
 
-TEST(SharedFunctionTests, CallsDoWhatCopiesDo) {
-    kernel::initialiseHostTarget();
-    const auto results = [](const char* largeFrom, unsigned functions) {
+/// Runs a kernel that calls one function, as it is and with the function copied.
+void expectSameWhenShared(const std::string& body, const std::string& function) {
+    const auto results = [&](const char* largeFrom, unsigned functions) {
         const LargeFrom limit(largeFrom);
-        const kernel::Program program = tests::makeOneDimensional(calls, stepFunction());
+        const kernel::Program program = tests::makeOneDimensional(body, function);
         EXPECT_EQ(functionsOf(program), functions);
         const auto compiled = tests::compile(program);
         std::vector<std::uint32_t> out(103, 1);
@@ -137,6 +139,11 @@ TEST(SharedFunctionTests, CallsDoWhatCopiesDo) {
         return out;
     };
     EXPECT_EQ(results("0", 2), results("1000000", 1));
+}
+
+TEST(SharedFunctionTests, CallsDoWhatCopiesDo) {
+    kernel::initialiseHostTarget();
+    expectSameWhenShared(calls, stepFunction());
 }
 
 struct SharingCase {
@@ -222,17 +229,7 @@ TEST(SharedFunctionTests, TheQuestionWhetherThereIsWorkIsCopied) {
         body += "call void @draw(ptr %m, ptr %letters, i32 " + std::to_string(9 * i) + ")\n";
     body += "%r = load i32, ptr %m %p = getelementptr i32, ptr %out, i32 %x "
             "store i32 %r, ptr %p ret void";
-    const auto results = [&](const char* largeFrom, unsigned functions) {
-        const LargeFrom limit(largeFrom);
-        const kernel::Program program = tests::makeOneDimensional(body, function);
-        EXPECT_EQ(functionsOf(program), functions);
-        const auto compiled = tests::compile(program);
-        std::vector<std::uint32_t> out(100, 1);
-        if (compiled)
-            compiled->run(tests::bind(out), {100, 1, 1}, {1, 1, 1});
-        return out;
-    };
-    EXPECT_EQ(results("0", 2), results("1000000", 1));
+    expectSameWhenShared(body, function);
 }
 
 class LongLifeTests : public testing::TestWithParam<const char*> {};
@@ -242,25 +239,34 @@ TEST_P(LongLifeTests, ValuesThatLiveThroughManyBlocksKeepTheirContent) {
     // Every block uses numbers and conditions that the first one made for all; some of them are the
     // same for all threads, and made once for all when they come from a load that may be moved.
     constexpr unsigned rounds = 300;
-    std::string text = "%beyond = getelementptr i32, ptr %out, i32 60\n"
-                       "%y = " +
-                       std::string(GetParam()) + " i32, ptr %beyond\n";
-    std::string blocks = "br label %b0\nb0:\n%s0 = phi i32 [ 0, %entry ]\n";
-    for (unsigned i = 0; i < rounds; ++i) {
-        const std::string n = std::to_string(i);
-        const std::string m = std::to_string(i + 1);
-        text += "%v" + n + " = mul i32 %x, " + m + "\n%c" + n + " = icmp ult i32 %v" + n +
-                ", 1000\n%u" + n + " = mul i32 %y, " + m + "\n%d" + n + " = icmp ugt i32 %u" + n +
-                ", 900\n";
-        blocks += "br i1 %c" + n + ", label %t" + n + ", label %b" + m + "\nt" + n + ":\n%a" + n +
-                  " = add i32 %s" + n + ", %v" + n + "\n%e" + n + " = select i1 %d" + n +
-                  ", i32 %u" + n + ", i32 1\n%f" + n + " = add i32 %a" + n + ", %e" + n +
-                  "\nstore volatile i32 %f" + n + ", ptr %p\nbr label %b" + m + "\nb" + m +
-                  ":\n%s" + m + " = phi i32 [ %s" + n + ", %b" + n + " ], [ %f" + n + ", %t" + n +
-                  " ]\n";
-    }
+    const std::string values = tests::repeated(R"(
+        %v# = mul i32 %x, $
+        %c# = icmp ult i32 %v#, 1000
+        %u# = mul i32 %y, $
+        %d# = icmp ugt i32 %u#, 900
+    )",
+                                               rounds);
+    const std::string blocks = tests::repeated(R"(
+        br i1 %c#, label %t#, label %b$
+    t#:
+        %a# = add i32 %s#, %v#
+        %e# = select i1 %d#, i32 %u#, i32 1
+        %f# = add i32 %a#, %e#
+        store volatile i32 %f#, ptr %p
+        br label %b$
+    b$:
+        %s$ = phi i32 [ %s#, %b# ], [ %f#, %t# ]
+    )",
+                                               rounds);
+    const std::string start = R"(
+        br label %entry
+    entry:
+        %p = getelementptr i32, ptr %out, i32 %x
+        %beyond = getelementptr i32, ptr %out, i32 60
+        %y = )" + std::string(GetParam()) +
+                              " i32, ptr %beyond\n";
     const auto compiled = tests::compile(tests::makeOneDimensional(
-        "br label %entry\nentry:\n%p = getelementptr i32, ptr %out, i32 %x\n" + text + blocks +
+        start + values + "br label %b0\nb0:\n%s0 = phi i32 [ 0, %entry ]\n" + blocks +
         "store i32 %s" + std::to_string(rounds) + ", ptr %p\nret void"));
     ASSERT_TRUE(compiled);
     constexpr std::uint32_t y = 7;

@@ -20,7 +20,6 @@
 #include <filesystem>
 #include <limits>
 #include <string>
-#include <string_view>
 #include <thread>
 
 namespace {
@@ -128,9 +127,8 @@ TEST_F(CanonicalTests, TheDumpHasOneFileAPass) {
 }
 
 /// `count` rounds of arithmetic, branches and array accesses, one after the other.
-Program makeLong(int count) {
-    // # is the number of the round, $ that of the next.
-    constexpr std::string_view round = R"(
+Program makeLong(unsigned count) {
+    const std::string rounds = tests::repeated(R"(
         %i# = mul i32 %x, $
         %p# = getelementptr [64 x float], ptr %a, i32 0, i32 %i#
         %v# = load float, ptr %p#
@@ -142,20 +140,14 @@ Program makeLong(int count) {
         store float %w#, ptr %out
         br label %b$
     b$:
-    )";
-    std::string body = "%a = alloca [64 x float]\nbr label %b0\nb0:\n";
-    for (int i = 0; i < count; ++i)
-        for (const char c : round) {
-            if (c == '#' || c == '$')
-                body += std::to_string(c == '#' ? i : i + 1);
-            else
-                body += c;
-        }
-    return tests::makeOneDimensional(body + "ret void");
+    )",
+                                               count);
+    return tests::makeOneDimensional("%a = alloca [64 x float]\nbr label %b0\nb0:\n" + rounds +
+                                     "ret void");
 }
 
 TEST_F(CanonicalTests, TimeGrowsWithTheProgramAndNoFaster) {
-    const auto fastest = [](int count) {
+    const auto fastest = [](unsigned count) {
         const Program program = makeLong(count);
         double best = std::numeric_limits<double>::max();
         for (int i = 0; i < 5; ++i) {

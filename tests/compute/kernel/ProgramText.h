@@ -26,4 +26,8 @@ compute::kernel::Parameter attribute(compute::kernel::ParameterKind kind,
 compute::kernel::Program makeOneDimensional(std::string_view body,
                                             std::string_view declarations = {});
 
+/// The text `rounds` times, with the number of the round for each # and that of the next for each
+/// $.
+std::string repeated(std::string_view text, unsigned rounds);
+
 } // namespace tests
