@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace gpu {
 
@@ -74,12 +75,19 @@ struct CommandBufferError {
         PipelineStopped, ///< it uses a pipeline that was stopped for one of the reasons above
         ServiceLost,     ///< the compute service ended for a reason outside the kernel
         InvalidCommand,  ///< an argument is missing or does not fit
+        Ended,           ///< ended by Device::endLongRunning(); nobody is to blame
+        NotCarriedOut,   ///< the command buffer that it needs has failed
     };
     Code code = Code::InvalidCommand;
     /// One line that names the command buffer and the kernel.
     std::string message;
     /// Name of the kernel at fault, when there is one.
     std::string kernel;
+    /// Where in the program's text it happened: the line itself, then those of the calls that led
+    /// there. Lines count from 1; empty when it is not known.
+    std::vector<std::uint32_t> lines = {};
+    /// What happened there, to stand behind a line: "wrote outside of memory".
+    std::string what = {};
 };
 
 /// Made by CommandQueue::makeCommandBuffer; filled from one thread, then committed once. A
@@ -98,6 +106,10 @@ public:
     /// Lets this one run so long, counted from the end of the one before it, when the device's
     /// limit is shorter. For work that is known to take long; must be set before commit().
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;
+
+    /// This one is not carried out unless `earlier`, which was committed before on the same queue,
+    /// completes without an error; it then ends with NotCarriedOut. Must be set before commit().
+    virtual void setNeeds(const std::shared_ptr<CommandBuffer>& earlier) = 0;
 
     /// Runs on the device's callback thread, in the order of adding, after the status is final.
     /// Must be added before commit().

@@ -60,6 +60,10 @@ public:
 
     /// How long one command buffer may run unless it sets a longer limit; 2 s from the start.
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;
+    /// Ends the command buffer that is running, with the error Ended, when it has had more than
+    /// `limit` of processor time: what was going to be drawn has become pointless. No kernel is
+    /// blamed. Does not block; any thread.
+    virtual void endLongRunning(std::chrono::milliseconds limit) = 0;
 };
 
 } // namespace gpu

@@ -82,7 +82,7 @@ std::string SL42::compileStages(const PreprocessedSource& preprocessed) {
 }
 
 void SL42::renderSong() {
-    if (auto error = m_audioRenderer.internalRender(renderData()))
+    if (auto error = shared(m_audioRenderer.internalRender(renderData())))
         runOnMainQueue([program = m_program, error = std::move(error)](SL42& engine) {
             engine.reportFault(error, program);
         });

@@ -159,7 +159,7 @@ void SL42::draw(MTLPreview& view) {
 void SL42::drawMachine(gpu::CommandBuffer& commandBuffer) {
     commandBuffer.setLabel("Render");
     commandBuffer.addCompletedHandler([this, program = m_program](gpu::CommandBuffer& completed) {
-        runOnMainQueue([program, error = completed.error()](SL42& engine) {
+        runOnMainQueue([program, error = shared(completed.error())](SL42& engine) {
             engine.reportFault(error, program);
             engine.frameCompleted();
         });
@@ -176,7 +176,7 @@ void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable) {
         return;
     commandBuffer->setLabel("Display");
     commandBuffer->addCompletedHandler([this, program = m_program](gpu::CommandBuffer& completed) {
-        if (auto error = completed.error())
+        if (auto error = shared(completed.error()))
             runOnMainQueue([program, error = std::move(error)](SL42& engine) {
                 engine.reportFault(error, program);
             });
@@ -196,9 +196,13 @@ void SL42::frameCompleted() {
     m_semaphore.signal();
 }
 
+SL42::SharedError SL42::shared(std::optional<gpu::CommandBufferError> error) {
+    return error ? std::make_shared<gpu::CommandBufferError>(*std::move(error)) : nullptr;
+}
+
 // A stopped kernel is reported once, when it is stopped; frames that were on their way then fail
 // with PipelineStopped.
-void SL42::reportFault(const std::optional<gpu::CommandBufferError>& error, unsigned program) {
+void SL42::reportFault(const SharedError& error, unsigned program) {
     if (!error || error->code == gpu::CommandBufferError::Code::PipelineStopped)
         return;
     m_surroundings.log.line("Error: " + error->message);

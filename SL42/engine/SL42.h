@@ -85,6 +85,8 @@ public:
     /// Compiles the new text at once; its log is published through the main queue. Then measures
     /// how small it gets: with every algorithm on the log, and packed.
     void setSource(std::string source);
+    /// Tries the newest program anew, after it was set aside for a fault.
+    void runAgain() { compile(); }
     bool hasCPU() const { return m_hasCPU; }
     bool hasVideo() const { return m_hasVideo; }
     bool hasAudio() const { return m_hasAudio; }
@@ -123,6 +125,11 @@ public:
     const platform::Published<bool>& hasError() const { return m_hasError; }
     /// Why the device gave up on this program, in one line; empty when it did not.
     const platform::Published<std::string>& fault() const { return m_fault; }
+    /// How much of a new song is rendered, 0 to 1; none while no song is being rendered, and while
+    /// it has not taken half a second.
+    const platform::Published<std::optional<double>>& songProgress() const {
+        return m_songProgress;
+    }
 
     /// Seconds into the song.
     float time() const { return m_time; }
@@ -157,7 +164,10 @@ private:
     void drawMachine(gpu::CommandBuffer& commandBuffer);
     void showMachine(const std::shared_ptr<gpu::Drawable>& drawable);
     void frameCompleted();
-    void reportFault(const std::optional<gpu::CommandBufferError>& error, unsigned program);
+    /// An error on its way to the main queue; null for none.
+    using SharedError = std::shared_ptr<const gpu::CommandBufferError>;
+    static SharedError shared(std::optional<gpu::CommandBufferError> error);
+    void reportFault(const SharedError& error, unsigned program);
     RenderData renderData() const;
     /// Has the main queue call `work(*this)`, unless the console has gone by then. Any thread.
     template <class Work>
@@ -195,6 +205,7 @@ private:
     platform::Published<bool> m_hasError;
     platform::Published<std::string> m_error;
     platform::Published<std::string> m_fault;
+    platform::Published<std::optional<double>> m_songProgress;
     AudioMonitor m_audioMonitor;
     std::unique_ptr<MTLPreview> m_view;
     std::shared_ptr<gpu::CommandQueue> m_queue;

@@ -74,6 +74,8 @@ void HostCommandBuffer::setTimeLimit(std::chrono::milliseconds limit) {
         m_job.timeLimit = limit;
 }
 
+void HostCommandBuffer::setNeeds(const std::shared_ptr<CommandBuffer>&) {}
+
 void HostCommandBuffer::addCompletedHandler(std::function<void(CommandBuffer&)> handler) {
     m_handlers.push_back(std::move(handler));
 }

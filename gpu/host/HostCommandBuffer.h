@@ -25,6 +25,7 @@ public:
     std::shared_ptr<BlitCommandEncoder> makeBlitCommandEncoder() override;
     void present(std::shared_ptr<Drawable> drawable) override;
     void setTimeLimit(std::chrono::milliseconds limit) override;
+    void setNeeds(const std::shared_ptr<CommandBuffer>& earlier) override;
     void addCompletedHandler(std::function<void(CommandBuffer&)> handler) override;
     void commit() override;
     void waitUntilCompleted() override;

@@ -116,4 +116,6 @@ void HostDevice::setTimeLimit(std::chrono::milliseconds limit) {
     m_client->setTimeLimit(limit);
 }
 
+void HostDevice::endLongRunning(std::chrono::milliseconds) {}
+
 } // namespace gpu::host

@@ -31,6 +31,7 @@ public:
     std::future<Result<std::shared_ptr<ComputePipelineState>>>
     makeComputePipelineStateAsync(const std::shared_ptr<Function>& function) override;
     void setTimeLimit(std::chrono::milliseconds limit) override;
+    void endLongRunning(std::chrono::milliseconds limit) override;
 
 private:
     struct PipelineKey {

@@ -48,6 +48,7 @@ public:
     std::shared_ptr<gpu::BlitCommandEncoder> makeBlitCommandEncoder() override;
     void present(std::shared_ptr<gpu::Drawable> shown) override { drawable = std::move(shown); }
     void setTimeLimit(std::chrono::milliseconds limit) override { timeLimit = limit; }
+    void setNeeds(const std::shared_ptr<gpu::CommandBuffer>& earlier) override { needs = earlier; }
     void addCompletedHandler(std::function<void(gpu::CommandBuffer&)> handler) override {
         m_handlers.push_back(std::move(handler));
     }
@@ -63,6 +64,7 @@ public:
     std::vector<Dispatch> dispatches;
     std::shared_ptr<gpu::Drawable> drawable;
     std::chrono::milliseconds timeLimit{0};
+    std::shared_ptr<gpu::CommandBuffer> needs;
 
 private:
     Device& m_device;
@@ -85,6 +87,7 @@ public:
     std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>
     makeComputePipelineStateAsync(const std::shared_ptr<gpu::Function>& function) override;
     void setTimeLimit(std::chrono::milliseconds) override {}
+    void endLongRunning(std::chrono::milliseconds) override {}
 
     /// Completes the oldest committed command buffer; false when there is none.
     bool completeNext(std::optional<gpu::CommandBufferError> error = std::nullopt);
