@@ -6,22 +6,17 @@
 
 namespace starloom {
 
-gpu::Result<std::unique_ptr<ComputeShader>>
-ComputeShader::create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function) {
-    return createAsync(device, function).get();
-}
-
-std::future<gpu::Result<std::unique_ptr<ComputeShader>>>
-ComputeShader::createAsync(gpu::Device& device, const std::shared_ptr<gpu::Function>& function) {
+gpu::Pending ComputeShader::create(gpu::Device& device,
+                                   const std::shared_ptr<gpu::Function>& function, Made made) {
     function->setLabel(function->name());
-    return std::async(std::launch::deferred,
-                      [name = function->name(),
-                       pending = device.makeComputePipelineStateAsync(
-                           function)]() mutable -> gpu::Result<std::unique_ptr<ComputeShader>> {
-                          auto pipelineState = SL42_TRY(pending.get());
-                          return std::unique_ptr<ComputeShader>(
-                              new ComputeShader(name, std::move(pipelineState)));
-                      });
+    return device.makeComputePipelineState(
+        function,
+        [name = function->name(), made = std::move(made)](
+            const gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>& pipelineState) {
+            if (!pipelineState)
+                return made(pipelineState.error());
+            made(std::shared_ptr<ComputeShader>(new ComputeShader(name, *pipelineState)));
+        });
 }
 
 ComputeShader::ComputeShader(std::string shaderName,

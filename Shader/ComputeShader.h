@@ -6,7 +6,7 @@
 
 #include "gpu/Device.h"
 
-#include <future>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -16,13 +16,13 @@ namespace starloom {
 /// their own dispatch sizes.
 class ComputeShader {
 public:
-    /// Labels the function with its own name and compiles it. The error is the device's own
-    /// message. Blocks.
-    static gpu::Result<std::unique_ptr<ComputeShader>>
-    create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function);
-    /// Starts the same and returns at once; the future's get() waits for it.
-    static std::future<gpu::Result<std::unique_ptr<ComputeShader>>>
-    createAsync(gpu::Device& device, const std::shared_ptr<gpu::Function>& function);
+    using Made = gpu::Made<ComputeShader>;
+
+    /// Labels the function with its own name and starts compiling it. `made` gets the shader or the
+    /// device's own message, on the thread and under the conditions of
+    /// gpu::Device::makeComputePipelineState().
+    [[nodiscard]] static gpu::Pending
+    create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function, Made made);
 
     const std::string& shaderName() const { return m_shaderName; }
     /// "ComputeEnc: " and the kernel's name.

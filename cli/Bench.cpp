@@ -126,7 +126,7 @@ platform::Result<void> measureStages(const Session& session, const Source& sourc
 }
 
 ExitStatus bench(const BenchOptions& options, const Session& session) {
-    const auto source = readSource(options.file);
+    const auto source = readProgram(options.file);
     if (!source)
         return fail(source.error().message);
     Measurements measurements;

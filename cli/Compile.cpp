@@ -5,6 +5,7 @@
 #include "SL42/offline/OfflineConsole.h"
 #include "cli/Command.h"
 #include "cli/Source.h"
+#include "gpu/WaitFor.h"
 
 #include <iostream>
 
@@ -17,7 +18,7 @@ struct CompileOptions {
 };
 
 ExitStatus compilePlain(gpu::Device& device, const Source& source) {
-    const auto library = device.makeLibrary(source.text);
+    const auto library = gpu::waitForLibrary(device, source.text);
     std::cout << (library ? (*library)->warnings() : library.error().message);
     return library ? ExitStatus::Success : ExitStatus::Failure;
 }
@@ -33,7 +34,7 @@ ExitStatus compileProgram(const std::shared_ptr<gpu::Device>& device, const Sour
 }
 
 ExitStatus compile(const CompileOptions& options, const Session& session) {
-    const auto source = readSource(options.file);
+    const auto source = options.plain ? readSource(options.file) : readProgram(options.file);
     if (!source)
         return fail(source.error().message);
     const auto device = session.openDevice();

@@ -11,7 +11,7 @@ namespace cli {
 
 std::unique_ptr<starloom::OfflineConsole> openConsole(const std::string& file,
                                                       const Session& session, double timeLimit) {
-    const auto source = readSource(file);
+    const auto source = readProgram(file);
     if (!source) {
         fail(source.error().message);
         return nullptr;

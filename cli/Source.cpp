@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "cli/Source.h"
 
+#include "SL42/builder/Preprocessor.h"
 #include "SL42/document/Compression.h"
 #include "SL42/document/StarloomDocument.h"
 #include "platform/TextFile.h"
@@ -54,6 +55,13 @@ Result<Source> readSource(const std::string& path) {
         return readDocumentSource(path);
     std::string bytes = SL42_TRY(platform::readShortFile(file));
     return Source{file.stem().string(), SL42_TRY(textIn(std::move(bytes), path))};
+}
+
+Result<Source> readProgram(const std::string& path) {
+    Source source = SL42_TRY(readSource(path));
+    if (const auto bad = starloom::findBadMusic(source.text))
+        return Error{path + ":" + std::to_string(bad->line) + ": " + bad->reason};
+    return source;
 }
 
 Result<Source> readDocumentSource(const std::string& path) {

@@ -25,7 +25,11 @@ inline constexpr const char* sourceHelp = "Program text or document, or - for st
 /// the program when a file with the ending of documents holds none.
 platform::Result<Source> readSource(const std::string& path);
 
-/// The same, but stops the program when it is not a document.
+/// The same for a program that is to be run: one whose song a console could not play is an error,
+/// too.
+platform::Result<Source> readProgram(const std::string& path);
+
+/// The same as readSource(), but stops the program when it is not a document.
 platform::Result<Source> readDocumentSource(const std::string& path);
 
 } // namespace cli

@@ -3,6 +3,7 @@
 #include "cli/StageBenchmark.h"
 
 #include "SL42/builder/ProgramBuilder.h"
+#include "gpu/WaitFor.h"
 
 #include <chrono>
 #include <vector>
@@ -29,14 +30,14 @@ std::vector<const char*> kernelsOf(const starloom::PreprocessedSource& program) 
 
 Result<CompilePhases> compileKernels(gpu::Device& device, const std::string& text,
                                      const std::vector<const char*>& names) {
-    const auto library = SL42_TRY(device.makeLibrary(text));
+    const auto library = SL42_TRY(gpu::waitForLibrary(device, text));
     CompilePhases phases{library->compileTimes().frontEnd, 0, 0};
     gpu::FunctionConstantValues modes;
     modes.setChar(0, 0); // colour mode
     modes.setChar(1, 0); // blend mode
     for (const char* name : names) {
         const auto function = SL42_TRY(library->makeFunction(name, modes));
-        const auto pipeline = SL42_TRY(device.makeComputePipelineState(function));
+        const auto pipeline = SL42_TRY(gpu::waitForPipeline(device, function));
         phases.optimiser += pipeline->compileTimes().optimiser;
         phases.codeGeneration += pipeline->compileTimes().codeGeneration;
     }
@@ -51,7 +52,7 @@ StageBenchmark::StageBenchmark(std::shared_ptr<gpu::Device> device, platform::Lo
       m_queue(m_device->makeCommandQueue()),
       m_machine(m_device),
       m_video(m_device, m_queue, log),
-      m_display(m_device),
+      m_display(m_device, m_mainQueue, log),
       m_view(m_device) {
     m_machine.reset();
 }
@@ -67,14 +68,30 @@ Result<CompilePhases> StageBenchmark::compile(std::string_view source) {
         m_video.startFont();
     const CompilePhases phases = SL42_TRY(compileKernels(*m_device, text, kernelsOf(program)));
     // The same kernels again, from the device's cache, in the form that the stages hold.
-    const starloom::LibraryResult library = m_device->makeLibrary(text);
-    if (program.hasCPU)
-        m_cpu.shader = starloom::compileShader(*m_device, library, "processor", m_log).shader;
-    if (program.hasVideo)
-        m_video.updateLibrary(library);
-    if (program.hasAudio)
-        m_songShader = starloom::compileShader(*m_device, library, "audio", m_log).shader;
+    bool isDone = false;
+    const starloom::Compilation compilation(m_device, m_mainQueue, m_log, text, program,
+                                            starloom::VideoRenderer::constantsFor({}),
+                                            [&](starloom::CompiledProgram compiled) {
+                                                take(std::move(compiled));
+                                                isDone = true;
+                                            });
+    while (!isDone)
+        m_mainQueue.waitAndRun();
     return phases;
+}
+
+void StageBenchmark::take(starloom::CompiledProgram program) {
+    if (program.cpu)
+        m_cpu.shader.take(std::move(program.cpu));
+    if (program.video)
+        m_video.take(std::move(program.video));
+    if (program.audio)
+        m_songShader = std::move(program.audio);
+}
+
+void StageBenchmark::waitForDisplay() {
+    while (!m_display.isReady())
+        m_mainQueue.waitAndRun();
 }
 
 template <class Encode>
@@ -93,15 +110,16 @@ Result<double> StageBenchmark::measure(const char* label, Encode encode) {
 
 Result<StageTimes> StageBenchmark::runFrame(float time) {
     m_video.waitForFont();
+    waitForDisplay();
     starloom::RenderData data{m_machine, time};
     data.sample = static_cast<std::uint32_t>(time * static_cast<float>(data.sampleRate));
     const auto drawable = m_view.currentDrawable();
     if (!drawable)
         return Error{"the device has no memory for a picture"};
     StageTimes times;
-    if (m_cpu.shader)
+    if (m_cpu.shader.current())
         times.cpu = SL42_TRY(measure("cpu", [&](auto& buffer) { m_cpu.run(buffer, data); }));
-    if (m_video.videoShader())
+    if (m_video.kernel())
         times.video =
             SL42_TRY(measure("video", [&](auto& buffer) { m_video.render(data, buffer); }));
     times.display = SL42_TRY(

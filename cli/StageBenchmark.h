@@ -5,6 +5,7 @@
 // can tell how long each of them takes.
 #pragma once
 
+#include "SL42/builder/Compilation.h"
 #include "SL42/engine/CPU.h"
 #include "SL42/engine/Display.h"
 #include "SL42/engine/MachineBuffers.h"
@@ -12,6 +13,7 @@
 #include "Shader/ComputeShader.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
+#include "platform/MainQueue.h"
 #include "platform/base/Result.h"
 #include "preview/OffscreenPreview.h"
 
@@ -58,13 +60,17 @@ private:
     template <class Encode>
     platform::Result<double> measure(const char* label, Encode encode);
 
+    void take(starloom::CompiledProgram program);
+    void waitForDisplay();
+
     std::shared_ptr<gpu::Device> m_device;
     platform::Log& m_log;
+    platform::MainQueue m_mainQueue;
     std::shared_ptr<gpu::CommandQueue> m_queue;
     starloom::MachineBuffers m_machine;
     starloom::CPU m_cpu;
     starloom::VideoRenderer m_video;
-    std::unique_ptr<starloom::ComputeShader> m_songShader;
+    std::shared_ptr<starloom::ComputeShader> m_songShader;
     starloom::Display m_display;
     starloom::OffscreenPreview m_view;
 };

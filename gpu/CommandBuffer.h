@@ -38,6 +38,10 @@ public:
     virtual void setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) = 0;
     /// Runs the kernel once per thread of `threads`; threads outside whole groups are not run.
     virtual void dispatchThreads(Size3 threads, Size3 threadsPerThreadgroup) = 0;
+    /// Runs only those threads of the grid whose x lies in `part`, which begins and ends between
+    /// threadgroups or at the end of the grid. The kernel sees the whole grid. Long work that is
+    /// divided so lets other command buffers in between.
+    virtual void dispatchPart(Size3 threads, Size3 threadsPerThreadgroup, Range part) = 0;
     virtual void endEncoding() = 0;
 };
 

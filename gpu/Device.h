@@ -13,13 +13,18 @@
 #include "platform/base/SharedMemory.h"
 
 #include <chrono>
-#include <future>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace gpu {
+
+/// Work that was asked for; null when there is nothing to wait for. Ends with its last copy.
+using Pending = std::shared_ptr<void>;
+/// Gets what was asked for.
+template <class T>
+using Made = std::function<void(Result<std::shared_ptr<T>>)>;
 
 class Device {
 public:
@@ -44,19 +49,19 @@ public:
                                                  std::shared_ptr<platform::SharedMemory> memory,
                                                  std::size_t offset, std::size_t bytesPerRow) = 0;
 
-    /// Compiles program text. The error is the compiler's own message. Texts are cached by
-    /// content: the second library of one text costs nothing. Blocks; any thread.
-    virtual Result<std::shared_ptr<Library>> makeLibrary(std::string_view source) = 0;
+    /// Starts compiling program text. `made` gets the library or the compiler's own message. Texts
+    /// are cached by content: the second library of one text costs nothing.
+    ///
+    /// This and makeComputePipelineState() do not block and may be called on any thread. `made` is
+    /// called once: before they return when the answer is known, else on the device's callback
+    /// thread. Whoever lets go of what they return is not told any more, unless that is happening
+    /// at this moment; what nobody waits for is not begun, or given up.
+    [[nodiscard]] virtual Pending makeLibrary(std::string source, Made<Library> made) = 0;
     /// Starts making machine code for a function, cached by library, name and constants. Several
-    /// are made at the same time. Does not block; any thread. Only the future's get() may be relied
-    /// on, not that it can tell when it is ready. Whoever drops the future does not stop the work.
-    virtual std::future<Result<std::shared_ptr<ComputePipelineState>>>
-    makeComputePipelineStateAsync(const std::shared_ptr<Function>& function) = 0;
-    /// The same, waited for.
-    Result<std::shared_ptr<ComputePipelineState>>
-    makeComputePipelineState(const std::shared_ptr<Function>& function) {
-        return makeComputePipelineStateAsync(function).get();
-    }
+    /// are made at the same time.
+    [[nodiscard]] virtual Pending
+    makeComputePipelineState(const std::shared_ptr<Function>& function,
+                             Made<ComputePipelineState> made) = 0;
 
     /// How long one command buffer may run unless it sets a longer limit; 2 s from the start.
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;

@@ -40,8 +40,8 @@ public:
 
     /// Names of the kernel functions, in the order of the text.
     virtual const std::vector<std::string>& functionNames() const = 0;
-    /// Fails when there is no kernel of that name, or when a constant that it needs is missing or
-    /// has another type than declared.
+    /// Fails when there is no kernel of that name, or when a constant that the program declares is
+    /// missing or has another type than declared. Does not block.
     virtual Result<std::shared_ptr<Function>>
     makeFunction(std::string_view name, const FunctionConstantValues& constants = {}) = 0;
     /// The compiler's warnings, empty for most programs.
@@ -66,6 +66,9 @@ public:
     /// True once the kernel has exceeded the time limit or faulted. Its dispatches are dropped
     /// from then on; a newly made state of the same function starts afresh.
     virtual bool isStopped() const = 0;
+    /// Equal for two states only if their machine code is the same, whatever text it came from;
+    /// zero when that is not known.
+    virtual Fingerprint fingerprint() const = 0;
 };
 
 } // namespace gpu

@@ -6,6 +6,7 @@
 
 #include "platform/base/Result.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -66,6 +67,9 @@ struct Argument {
     ArgumentKind kind = ArgumentKind::Buffer;
     std::uint32_t index = 0;
 };
+
+/// Tells apart what was made from different things.
+using Fingerprint = std::array<std::uint64_t, 2>;
 
 /// Where the time of a compilation went, in milliseconds; zero for what came from a cache.
 struct CompileTimes {

@@ -5,10 +5,8 @@
 #include "platform/base/Fatal.h"
 
 #include <algorithm>
-#include <cassert>
 #include <charconv>
 #include <chrono>
-#include <cstring>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -16,8 +14,8 @@
 
 namespace starloom {
 
-/// A whole song is rendered at once, which is no endless loop because it takes longer than a frame.
-static constexpr std::chrono::seconds songTimeLimit(20);
+/// Only songs that take longer show how far they are.
+static constexpr std::chrono::milliseconds progressDelay(500);
 
 AudioRenderer::AudioRenderer(std::shared_ptr<gpu::CommandQueue> queue,
                              platform::MainQueue& mainQueue, platform::AudioEngine& audioEngine,
@@ -28,69 +26,53 @@ AudioRenderer::AudioRenderer(std::shared_ptr<gpu::CommandQueue> queue,
       m_log(log),
       m_playerNode(audioEngine.attachPlayerNode()) {}
 
-static std::uint32_t frameLengthOf(const AudioSpec& spec) {
-    const std::uint64_t count = spec.sampleCount(audioSampleRate);
-    if (count > std::numeric_limits<std::uint32_t>::max())
-        platform::fatalError("The song has too many samples");
-    return static_cast<std::uint32_t>(count);
-}
-
-void AudioRenderer::render(gpu::CommandBuffer& commandBuffer, const RenderData& renderData) {
-    const auto encoder = commandBuffer.makeComputeCommandEncoder();
-    if (!encoder)
-        platform::fatalError("Couldn't make command buffer or encoder for audio rendering.");
-    encoder->setLabel("Audio encoder");
-    encoder->setComputePipelineState(audioShader->pipelineState());
-    renderData.addToEncoder(*encoder, 0);
-    encoder->dispatchThreads({frameLengthOf(renderData.machine.audioSpec), 1, 1}, {64, 1, 1});
-    encoder->endEncoding();
-}
-
-RenderedSong copySong(std::span<const std::byte> audioMemory, std::uint32_t frameLength) {
-    assert(audioMemory.size() >= frameLength * audioSampleLength);
-    auto buffer = PCMBuffer::create(frameLength);
-    if (!buffer)
-        return {};
-    const std::byte* source = audioMemory.data();
-    float* left = buffer->channel(0).data();
-    float* right = buffer->channel(1).data();
-    // One pass over memory; a flag per sample without branches keeps the loop vectorised.
-    unsigned nonZero = 0;
-    for (std::size_t i = 0; i < frameLength; ++i) {
-        float sample[2];
-        std::memcpy(sample, source + i * audioSampleLength, sizeof sample);
-        left[i] = sample[0];
-        right[i] = sample[1];
-        nonZero |=
-            static_cast<unsigned>(sample[0] != 0.0F) | static_cast<unsigned>(sample[1] != 0.0F);
-    }
-    return {.buffer = std::move(buffer), .hasSound = nonZero != 0};
-}
-
-std::optional<gpu::CommandBufferError> AudioRenderer::internalRender(const RenderData& renderData) {
+void AudioRenderer::internalRender(const RenderData& renderData, Rendered rendered) {
     if (!audioShader)
         platform::fatalError("There is no audio kernel to render with");
-    const auto commandBuffer = m_queue->makeCommandBuffer();
-    if (!commandBuffer)
-        platform::fatalError("Couldn't make command buffer for audio rendering.");
-    commandBuffer->setLabel("Audio");
-    commandBuffer->setTimeLimit(songTimeLimit);
-    render(*commandBuffer, renderData);
-    commandBuffer->commit();
-    commandBuffer->waitUntilCompleted();
-    if (auto error = commandBuffer->error())
-        return error;
-
-    RenderedSong song = copySong(renderData.machine.audioMemory->contents(),
-                                 frameLengthOf(renderData.machine.audioSpec));
-    if (!song.buffer) {
-        m_log.line("Failed to create audio format or audio buffer");
-        return std::nullopt;
+    const RenderedFrom from{audioShader->pipelineState()->fingerprint(),
+                            renderData.machine.audioSpec};
+    const bool isKnown = from.kernel != gpu::Fingerprint{};
+    m_rendered = std::move(rendered);
+    if (isKnown && m_rendering && m_renderingFrom == from)
+        return;
+    stopRendering();
+    if (isKnown && m_renderedFrom == from) {
+        runOnMainQueue([](AudioRenderer& renderer) {
+            if (!renderer.m_rendering)
+                renderer.m_rendered({});
+        });
+        return;
     }
-    m_hasAudio = song.hasSound;
-    runOnMainQueue(
-        [buffer = std::move(song.buffer)](AudioRenderer& renderer) { renderer.handOver(buffer); });
-    return std::nullopt;
+    m_renderingFrom = from;
+    const auto start = std::chrono::steady_clock::now();
+    m_rendering = std::make_unique<SongRendering>(
+        m_queue, m_mainQueue, audioShader, renderData, [this, start] { publishProgress(start); },
+        [this](SongRendering::Result song) { take(std::move(song)); });
+}
+
+void AudioRenderer::stopRendering() {
+    m_rendering.reset();
+    if (m_progress.get())
+        m_progress.set(std::nullopt);
+}
+
+void AudioRenderer::publishProgress(std::chrono::steady_clock::time_point start) {
+    if (std::chrono::steady_clock::now() - start >= progressDelay)
+        m_progress.set(m_rendering->progress());
+}
+
+void AudioRenderer::take(SongRendering::Result song) {
+    stopRendering();
+    if (!song)
+        return m_rendered(song.error());
+    if (song->buffer) {
+        m_renderedFrom = m_renderingFrom;
+        m_hasAudio = song->hasSound;
+        handOver(std::move(song->buffer));
+    } else {
+        m_log.line("Failed to create audio format or audio buffer");
+    }
+    m_rendered({});
 }
 
 void AudioRenderer::runOnMainQueue(std::function<void(AudioRenderer&)> task) {

@@ -8,6 +8,7 @@
 
 #include "SL42/audio/ExportAAC.h"
 #include "SL42/audio/FFTValues.h"
+#include "SL42/audio/SongRendering.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 #include "platform/Log.h"
@@ -17,27 +18,14 @@
 #include "platform/audio/AudioEngine.h"
 #include "platform/audio/PCMBuffer.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <vector>
 
 namespace starloom {
-
-using platform::PCMBuffer;
-
-/// What the device wrote to the audio memory, taken apart into one plane per channel.
-struct RenderedSong {
-    std::shared_ptr<const PCMBuffer> buffer;
-    /// Whether any sample differs from zero.
-    bool hasSound = false;
-};
-
-/// Copies a song of `frameLength` interleaved stereo samples. The buffer is null when there is no
-/// memory for it.
-RenderedSong copySong(std::span<const std::byte> audioMemory, std::uint32_t frameLength);
 
 /// Main thread. What it is made with must outlive it.
 class AudioRenderer {
@@ -45,10 +33,21 @@ public:
     AudioRenderer(std::shared_ptr<gpu::CommandQueue> queue, platform::MainQueue& mainQueue,
                   platform::AudioEngine& audioEngine, platform::Log& log);
 
-    /// Renders the whole song, waits for it, and queues its playback on the main queue. Returns
-    /// the device's error when it fails at it; playback then stays as it was. Call it only when
-    /// there is an audioShader.
-    std::optional<gpu::CommandBufferError> internalRender(const RenderData& renderData);
+    /// Gets the device's error when it failed at the song; playback then stays as it was.
+    using Rendered = std::function<void(const std::optional<gpu::CommandBufferError>&)>;
+
+    /// Starts rendering the whole song, in place of one that is still being rendered. Once it is
+    /// ready it is played; until then what plays goes on. A song of the same shape by the same
+    /// kernel, whatever text that comes from, is not rendered again, nor begun anew. `rendered` is
+    /// called in a task of the main queue, unless another song comes first. Call it only when there
+    /// is an audioShader.
+    void internalRender(const RenderData& renderData, Rendered rendered);
+    /// Gives up the song that is being rendered, if any.
+    void stopRendering();
+    bool isRendering() const { return m_rendering != nullptr; }
+    /// How much of a new song is rendered, 0 to 1. Only published for a song that takes longer than
+    /// half a second, and none again when it is done.
+    const platform::Published<std::optional<double>>& progress() const { return m_progress; }
 
     /// Position in the song, in samples; 0 while nothing plays. It goes on counting when the song
     /// loops, until a crossfade brings it back into the first round of the new song. Stops the
@@ -70,13 +69,20 @@ public:
     }
 
     /// Null when no program with an sfx() has compiled yet.
-    std::unique_ptr<ComputeShader> audioShader;
+    std::shared_ptr<ComputeShader> audioShader;
     /// The song's shape; its tempo sets the length of a crossfade.
     AudioSpec audioSpec;
     FFTValues fftValues;
 
 private:
-    void render(gpu::CommandBuffer& commandBuffer, const RenderData& renderData);
+    /// What makes a song.
+    struct RenderedFrom {
+        gpu::Fingerprint kernel{};
+        AudioSpec spec;
+        bool operator==(const RenderedFrom&) const = default;
+    };
+    void take(SongRendering::Result song);
+    void publishProgress(std::chrono::steady_clock::time_point start);
     void handOver(std::shared_ptr<const PCMBuffer> buffer);
     void play();
     bool initiatePlayback();
@@ -90,6 +96,11 @@ private:
     platform::Log& m_log;
     std::shared_ptr<const PCMBuffer> m_audioBuffer;
     bool m_hasAudio = false;
+    std::optional<RenderedFrom> m_renderedFrom; ///< the song that was rendered last
+    RenderedFrom m_renderingFrom;               ///< the one that is being rendered
+    Rendered m_rendered;                        ///< is told of it
+    std::unique_ptr<SongRendering> m_rendering;
+    platform::Published<std::optional<double>> m_progress;
     platform::Published<bool> m_isPlaying;
     bool m_playbackInitiated = false;
     /// The player that can be heard, or is being faded in.

@@ -121,23 +121,41 @@ static void printMusic(const AudioSpec& music, platform::Log& log) {
              ", patterns: " + std::to_string(music.patternCount));
 }
 
+/// Calls `visit` with each line that counts, and its number from 1.
+template <class Visit>
+static void forEachLine(std::string_view source, const Visit& visit) {
+    for (std::size_t number = 1; !source.empty(); ++number) {
+        const std::string_view line = source.substr(0, source.find('\n'));
+        source.remove_prefix(std::min(line.size() + 1, source.size()));
+        if (!isComment(line))
+            visit(line, number);
+    }
+}
+
+std::optional<BadMusic> findBadMusic(std::string_view source) {
+    std::optional<BadMusic> bad;
+    forEachLine(source, [&](std::string_view line, std::size_t number) {
+        const auto music = bad ? std::nullopt : findMusic(line);
+        const auto checked = music ? music->check() : platform::Result<void>();
+        if (!checked)
+            bad = BadMusic{number, checked.error().message};
+    });
+    return bad;
+}
+
 PreprocessedSource preprocessSource(std::string_view source, platform::Log& log,
                                     const std::function<void(const AudioSpec&)>& onMusic) {
     PreprocessedSource result;
     result.mayDrawText = mayDrawText(source);
     bool hasMusic = false;
-    while (!source.empty()) {
-        const std::string_view line = source.substr(0, source.find('\n'));
-        source.remove_prefix(std::min(line.size() + 1, source.size()));
-        if (isComment(line))
-            continue;
+    forEachLine(source, [&](std::string_view line, std::size_t) {
         scanEntryFunctions(line, result, log);
         if (const auto music = findMusic(line)) {
             printMusic(*music, log);
             hasMusic = true;
             onMusic(*music);
         }
-    }
+    });
     if (!hasMusic)
         result.additions += " \n int4 music = {120,4,4,4};";
     if (!result.hasCPU)

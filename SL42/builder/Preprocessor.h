@@ -8,6 +8,7 @@
 #include "SL42/engine/AudioSpec.h"
 #include "platform/Log.h"
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -34,5 +35,13 @@ PreprocessedSource preprocessSource(std::string_view source, platform::Log& log,
 /// patterns}", also with "int4(" or with no bracket at all; what follows the fourth number does
 /// not matter.
 std::optional<AudioSpec> findMusic(std::string_view line);
+
+/// The first music line of a program whose song could not be played, which would stop the console.
+struct BadMusic {
+    std::size_t line = 0; ///< counted from 1
+    std::string reason;
+};
+/// To be asked before a text is handed to a console that must go on.
+std::optional<BadMusic> findBadMusic(std::string_view source);
 
 } // namespace starloom

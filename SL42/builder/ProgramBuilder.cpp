@@ -4,6 +4,8 @@
 
 #include "SL42/prelude/ShaderStrings.h"
 
+#include <algorithm>
+
 namespace starloom {
 
 // Editors trim the last line end: a comment or directive there would take the tail's first line,
@@ -25,40 +27,9 @@ std::string assembleProgram(std::string_view source, const PreprocessedSource& p
     return text;
 }
 
-// The modes of a machine that was just reset, for drawing functions called outside of fx().
-static gpu::FunctionConstantValues neutralModes() {
-    gpu::FunctionConstantValues values;
-    values.setChar(0, 0);
-    values.setChar(1, 0);
-    return values;
-}
-
-static std::future<CompiledShader> failure(std::string message) {
-    return std::async(std::launch::deferred,
-                      [message = std::move(message)] { return CompiledShader{message, nullptr}; });
-}
-
-std::future<CompiledShader> compileShaderAsync(gpu::Device& device, const LibraryResult& library,
-                                               std::string_view functionName, platform::Log& log) {
-    const std::string name(functionName);
-    if (!library)
-        return failure(compilationFailed(library));
-    const auto function = (*library)->makeFunction(name, neutralModes());
-    if (!function)
-        return failure("Couldn't find " + name + " function\n");
-    auto pending = ComputeShader::createAsync(device, *function);
-    return std::async(std::launch::deferred, [name, &log, pending = std::move(pending)]() mutable {
-        auto shader = pending.get();
-        if (shader)
-            return CompiledShader{"Done.\n", std::move(*shader)};
-        log.line(shader.error().message);
-        return CompiledShader{"Failed to create " + name + " compute pipeline state\n", nullptr};
-    });
-}
-
-CompiledShader compileShader(gpu::Device& device, const LibraryResult& library,
-                             std::string_view functionName, platform::Log& log) {
-    return compileShaderAsync(device, library, functionName, log).get();
+std::size_t linesBeforeProgram() {
+    const std::string& header = SharedShaderStrings::standardProcessingHeader();
+    return static_cast<std::size_t>(std::count(header.begin(), header.end(), '\n'));
 }
 
 } // namespace starloom

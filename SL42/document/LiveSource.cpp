@@ -18,7 +18,7 @@ std::function<void(const std::string&)> SL42::sourceReader() {
         if (!engine)
             return;
         (*engine)->m_rawSrc = text;
-        (*engine)->setSource(std::string(trimmed(text)));
+        (*engine)->offerSource(std::string(trimmed(text)));
     };
 }
 

@@ -4,23 +4,46 @@
 
 #include "platform/base/Fatal.h"
 
+#include <algorithm>
+#include <limits>
+#include <unistd.h>
+
 namespace starloom {
 
-static std::uint64_t checkedProduct(std::uint64_t a, std::uint64_t b) {
-    std::uint64_t product = 0;
-    if (__builtin_mul_overflow(a, b, &product))
-        platform::fatalError("The song has too many samples");
-    return product;
-}
+/// A song is held twice: as the device writes it and as it is played.
+static constexpr std::uint64_t bytesPerSample = 16;
 
-std::uint64_t AudioSpec::sampleCount(std::uint64_t sampleRate) const {
+platform::Result<std::uint64_t> AudioSpec::count(std::uint64_t sampleRate) const {
     const double samplesPerBeat = 60.0 / static_cast<double>(bpm) * static_cast<double>(sampleRate);
     // Written so that it also catches what is not a number.
     if (!(samplesPerBeat < 0x1p64))
-        platform::fatalError("A beat of the song has no finite length");
-    const std::uint64_t bar =
-        checkedProduct(static_cast<std::uint64_t>(samplesPerBeat), beatsPerBar);
-    return checkedProduct(checkedProduct(bar, barsPerPattern), patternCount);
+        return platform::Error{"A beat of the song has no finite length"};
+    auto samples = static_cast<std::uint64_t>(samplesPerBeat);
+    for (const std::uint64_t factor : {beatsPerBar, barsPerPattern, patternCount})
+        if (__builtin_mul_overflow(samples, factor, &samples))
+            return platform::Error{"The song has too many samples"};
+    return samples;
+}
+
+std::uint64_t AudioSpec::sampleCount(std::uint64_t sampleRate) const {
+    const auto samples = count(sampleRate);
+    if (!samples)
+        platform::fatalError(samples.error().message);
+    return *samples;
+}
+
+platform::Result<void> AudioSpec::check() const {
+    const std::uint64_t samples = SL42_TRY(count(audioSampleRate));
+    if (samples == 0)
+        return platform::Error{"The song has no samples"};
+    if (samples > std::numeric_limits<std::uint32_t>::max() ||
+        duration() * audioSampleRate >= 0x1p32)
+        return platform::Error{"The song has too many samples"};
+    const auto pages = static_cast<std::uint64_t>(std::max(::sysconf(_SC_PHYS_PAGES), 0L));
+    const auto pageBytes = static_cast<std::uint64_t>(std::max(::sysconf(_SC_PAGESIZE), 1L));
+    if (samples > pages * pageBytes / 2 / bytesPerSample)
+        return platform::Error{"The song needs more memory than there is"};
+    return {};
 }
 
 double AudioSpec::duration() const {

@@ -4,17 +4,18 @@
 
 namespace starloom {
 
-void CPU::run(gpu::CommandBuffer& commandBuffer, const RenderData& renderData) const {
-    if (!shader || shader->isStopped())
-        return;
-    const auto encoder = commandBuffer.makeComputeCommandEncoder();
+std::shared_ptr<ComputeShader> CPU::run(gpu::CommandBuffer& commandBuffer,
+                                        const RenderData& renderData) const {
+    auto current = shader.current();
+    const auto encoder = current ? commandBuffer.makeComputeCommandEncoder() : nullptr;
     if (!encoder)
-        return;
-    encoder->setLabel(shader->label());
-    encoder->setComputePipelineState(shader->pipelineState());
+        return nullptr;
+    encoder->setLabel(current->label());
+    encoder->setComputePipelineState(current->pipelineState());
     renderData.addToEncoder(*encoder, 0);
     encoder->dispatchThreads({coreCount, 1, 1}, {64, 1, 1});
     encoder->endEncoding();
+    return current;
 }
 
 } // namespace starloom

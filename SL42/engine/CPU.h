@@ -4,6 +4,7 @@
 // The cpu stage: runs the program's cpu() on every core, once a frame.
 #pragma once
 
+#include "SL42/engine/Fallback.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 
@@ -16,11 +17,12 @@ class CPU {
 public:
     static constexpr std::uint32_t coreCount = 4096;
 
-    /// Encodes the kernel, or nothing when there is none or the device has stopped it.
-    void run(gpu::CommandBuffer& commandBuffer, const RenderData& renderData) const;
+    /// Encodes the kernel, or nothing when there is none that may be run. Returns the one encoded.
+    std::shared_ptr<ComputeShader> run(gpu::CommandBuffer& commandBuffer,
+                                       const RenderData& renderData) const;
 
-    /// Null when no program with a cpu() has compiled yet.
-    std::unique_ptr<ComputeShader> shader;
+    /// Empty while no program with a cpu() has compiled.
+    Fallback<ComputeShader> shader;
 };
 
 } // namespace starloom

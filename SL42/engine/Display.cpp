@@ -6,88 +6,73 @@
 #include "SL42/prelude/PreludeText.h"
 #include "platform/base/Fatal.h"
 
-#include <utility>
-
 namespace starloom {
 
-Display::Display(std::shared_ptr<gpu::Device> device)
-    : m_device(std::move(device)), m_blankTexture(m_device->makeTexture({})) {
-    auto library = m_device->makeLibrary(preludeText::display);
-    if (!library)
-        platform::fatalError(library.error().message);
+Display::Display(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
+                 platform::Log& log)
+    : m_device(std::move(device)),
+      m_mainQueue(mainQueue),
+      m_log(log),
+      m_blankTexture(m_device->makeTexture({})),
+      m_anchor(mainQueue) {
     if (!m_blankTexture)
         platform::fatalError("Couldn't make the blank editor texture");
-    m_library = std::move(*library);
-    m_library->setLabel("Display");
-    updateConstants();
+    m_pendingLibrary =
+        m_device->makeLibrary(std::string(preludeText::display),
+                              m_anchor.handler([this](const auto& library) { take(library); }));
 }
 
-void Display::updateConstants() {
-    m_constantValues.setChar(0, static_cast<std::int8_t>(m_colorMode));
-    m_constantValues.setBool(1, m_hdr);
-    m_constantValues.setBool(2, m_showEditorOverlay && m_editorTexture);
-    m_constantValues.setBool(3, m_invertEditorOverlay);
-    startFunction();
+void Display::take(const gpu::Result<std::shared_ptr<gpu::Library>>& library) {
+    if (!library)
+        platform::fatalError(library.error().message);
+    (*library)->setLabel("Display");
+    m_displayShader =
+        std::make_unique<ShaderVariants>(m_device, *library, "display", m_mainQueue, m_log);
+    m_displayShader->failed = [](const std::string& message) { platform::fatalError(message); };
+    m_displayShader->made = [this] { m_isReady = true; };
+    prepare({});
 }
 
-void Display::startFunction() {
-    const auto function = m_library->makeFunction("display", m_constantValues);
-    if (!function)
-        platform::fatalError(function.error().message);
-    m_pendingShader = ComputeShader::createAsync(*m_device, *function);
+void Display::stop() {
+    m_pendingLibrary.reset();
     m_displayShader.reset();
+    m_isReady = false;
 }
 
-/// Waits for it when it is pending.
-ComputeShader& Display::shader() {
-    if (!m_displayShader) {
-        auto made = m_pendingShader.get();
-        if (!made)
-            platform::fatalError(made.error().message);
-        m_displayShader = std::move(*made);
+const gpu::FunctionConstantValues& Display::constants(const RegisterValues& registers) {
+    const Modes modes{.colorMode = registers[Register::ColorMode],
+                      .hdr = registers[Register::HDR] != 0,
+                      .showEditor = m_showEditorOverlay && m_editorTexture,
+                      .invertEditorColors = m_invertEditorOverlay};
+    if (m_modes != modes) {
+        m_modes = modes;
+        m_constants.setChar(0, static_cast<std::int8_t>(modes.colorMode));
+        m_constants.setBool(1, modes.hdr);
+        m_constants.setBool(2, modes.showEditor);
+        m_constants.setBool(3, modes.invertEditorColors);
     }
-    return *m_displayShader;
+    return m_constants;
 }
 
-void Display::setShowEditorOverlay(bool show) {
-    if (std::exchange(m_showEditorOverlay, show) != show)
-        updateConstants();
+bool Display::isSettled(const RegisterValues& registers) {
+    return m_isReady && m_displayShader->isSettled(constants(registers));
 }
 
-void Display::setInvertEditorOverlay(bool invert) {
-    if (std::exchange(m_invertEditorOverlay, invert) != invert)
-        updateConstants();
-}
-
-void Display::setEditorTexture(std::optional<YUVTexture> texture) {
-    const bool appears = texture.has_value() != m_editorTexture.has_value();
-    m_editorTexture = std::move(texture);
-    if (appears && m_showEditorOverlay)
-        updateConstants();
-}
-
-void Display::followRegisters(const MachineBuffers& machine) {
-    const std::uint8_t colorMode = machine.readRegister(Register::ColorMode);
-    const bool hdr = machine.readRegister(Register::HDR) != 0;
-    if (colorMode != m_colorMode || hdr != m_hdr) {
-        m_colorMode = colorMode;
-        m_hdr = hdr;
-        updateConstants();
-    } else if (shader().isStopped()) {
-        // It is no program's kernel: if it did not come through, then because the machine was too
-        // busy. The picture must come back.
-        startFunction();
-    }
+// It is no program's kernel: if it was stopped, then because the machine was too busy. The picture
+// must come back.
+void Display::prepare(const RegisterValues& registers) {
+    if (m_displayShader)
+        m_displayShader->use(constants(registers), true);
 }
 
 void Display::display(gpu::Drawable& drawable, const RenderData& renderData,
                       gpu::CommandBuffer& commandBuffer) {
+    const auto shader = m_displayShader->use(constants(renderData.registers), true);
     const auto encoder = commandBuffer.makeComputeCommandEncoder();
     if (!encoder)
         return;
     encoder->setLabel("Display encoder");
-    followRegisters(renderData.machine);
-    encoder->setComputePipelineState(shader().pipelineState());
+    encoder->setComputePipelineState(shader->pipelineState());
     encoder->setBuffer(renderData.machine.screenMemory[0], 0, 0);
     encoder->setTexture(m_editorTexture ? m_editorTexture->y : m_blankTexture, 0);
     encoder->setTexture(m_editorTexture ? m_editorTexture->uv : m_blankTexture, 1);

@@ -5,12 +5,15 @@
 #pragma once
 
 #include "SL42/engine/MachineBuffers.h"
-#include "Shader/ComputeShader.h"
+#include "SL42/engine/ShaderVariants.h"
+#include "platform/Log.h"
+#include "platform/MainQueueAnchor.h"
 
 #include <cstdint>
-#include <future>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
 
 namespace starloom {
 
@@ -22,12 +25,23 @@ struct YUVTexture {
 
 /// Converts from YUV when the colour-mode register says so, blends the editor's window over the
 /// picture and clamps to 0...1 unless the HDR register is set. Each of these is compiled into the
-/// kernel, which is built anew when one changes. Main thread.
+/// kernel. When one changes, a variant is made in the background, and until it is there the one
+/// before is used. Main thread.
 class Display {
 public:
-    /// The kernel compiles beside what the console does next. When it does not compile, this or the
-    /// first frame stops the program with the compiler's message.
-    explicit Display(std::shared_ptr<gpu::Device> device);
+    /// The kernel compiles beside what the console does next. When it does not compile, a task of
+    /// the main queue stops the program with the compiler's message.
+    Display(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
+            platform::Log& log);
+
+    /// Whether there is a kernel. Until then display() must not be called.
+    bool isReady() const { return m_isReady; }
+    /// Whether the next frame would be shown with the very variant that these registers ask for.
+    bool isSettled(const RegisterValues& registers);
+    /// Has that variant made, unless it is there.
+    void prepare(const RegisterValues& registers);
+    /// Lets go of what is being made.
+    void stop();
 
     /// Encodes the kernel: from the current bank of the machine to the drawable.
     void display(gpu::Drawable& drawable, const RenderData& renderData,
@@ -35,30 +49,40 @@ public:
 
     bool showEditorOverlay() const { return m_showEditorOverlay; }
     bool invertEditorOverlay() const { return m_invertEditorOverlay; }
-    void setShowEditorOverlay(bool show);
-    void setInvertEditorOverlay(bool invert);
+    void setShowEditorOverlay(bool show) { m_showEditorOverlay = show; }
+    void setInvertEditorOverlay(bool invert) { m_invertEditorOverlay = invert; }
     /// The overlay appears once it is switched on and has a texture.
-    void setEditorTexture(std::optional<YUVTexture> texture);
+    void setEditorTexture(std::optional<YUVTexture> texture) {
+        m_editorTexture = std::move(texture);
+    }
 
 private:
-    void updateConstants();
-    void startFunction();
-    ComputeShader& shader();
-    void followRegisters(const MachineBuffers& machine);
+    void take(const gpu::Result<std::shared_ptr<gpu::Library>>& library);
+    const gpu::FunctionConstantValues& constants(const RegisterValues& registers);
 
     std::shared_ptr<gpu::Device> m_device;
-    std::future<gpu::Result<std::unique_ptr<ComputeShader>>> m_pendingShader;
-    /// Null while one is pending.
-    std::unique_ptr<ComputeShader> m_displayShader;
+    platform::MainQueue& m_mainQueue;
+    platform::Log& m_log;
+    /// Null until the library has been compiled.
+    std::unique_ptr<ShaderVariants> m_displayShader;
+    bool m_isReady = false;
     std::optional<YUVTexture> m_editorTexture;
-    std::uint8_t m_colorMode = 0;
-    bool m_hdr = false;
     bool m_showEditorOverlay = false;
     bool m_invertEditorOverlay = false;
-    std::shared_ptr<gpu::Library> m_library;
-    gpu::FunctionConstantValues m_constantValues;
+    /// What the constants below hold; most frames have the same.
+    struct Modes {
+        std::uint8_t colorMode = 0;
+        bool hdr = false;
+        bool showEditor = false;
+        bool invertEditorColors = false;
+        bool operator==(const Modes&) const = default;
+    };
+    std::optional<Modes> m_modes;
+    gpu::FunctionConstantValues m_constants;
     /// Bound in place of an editor texture; never sampled.
     std::shared_ptr<gpu::Texture> m_blankTexture;
+    platform::MainQueueAnchor m_anchor;
+    gpu::Pending m_pendingLibrary;
 };
 
 } // namespace starloom

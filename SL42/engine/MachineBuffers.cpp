@@ -55,17 +55,23 @@ void MachineBuffers::resetAudioMemory() {
     audioMemory = std::move(buffer);
 }
 
-void MachineBuffers::nextFrame(gpu::CommandBuffer& commandBuffer) {
-    std::swap(screenMemory[0], screenMemory[1]);
+static void clear(const MachineBuffers::BufferPtr& bank, gpu::CommandBuffer& commandBuffer) {
     const auto encoder = commandBuffer.makeBlitCommandEncoder();
     if (!encoder)
         return;
-    encoder->fill(screenMemory[0], {.offset = 0, .length = screenMemory[0]->length()}, 0);
+    encoder->fill(bank, {.offset = 0, .length = bank->length()}, 0);
     encoder->endEncoding();
 }
 
-std::uint8_t MachineBuffers::readRegister(Register index) const {
-    return std::to_integer<std::uint8_t>(registers->contents()[static_cast<std::size_t>(index)]);
+void MachineBuffers::nextFrame(gpu::CommandBuffer& commandBuffer) {
+    std::swap(screenMemory[0], screenMemory[1]);
+    clear(screenMemory[0], commandBuffer);
+}
+
+void MachineBuffers::restoreBanks(const BufferPtr& shown, gpu::CommandBuffer& commandBuffer) {
+    if (screenMemory[0] == shown)
+        std::swap(screenMemory[0], screenMemory[1]);
+    clear(screenMemory[0], commandBuffer);
 }
 
 void RenderData::addToEncoder(gpu::ComputeCommandEncoder& encoder, std::size_t audioOffset) const {

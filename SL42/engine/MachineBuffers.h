@@ -41,9 +41,10 @@ public:
     /// Swaps the screen banks and clears the new current one, after what `commandBuffer` already
     /// holds. Call it once per displayed frame.
     void nextFrame(gpu::CommandBuffer& commandBuffer);
-
-    /// As programs left it; work in flight may be about to change it.
-    std::uint8_t readRegister(Register index) const;
+    /// Puts the banks in order after frames that failed: `shown` holds the last picture that was
+    /// shown and becomes [1] again, the other one is cleared. Nothing else may be in flight. With a
+    /// bank that is not of this machine only [0] is cleared.
+    void restoreBanks(const BufferPtr& shown, gpu::CommandBuffer& commandBuffer);
 
     std::shared_ptr<gpu::Device> device;
     BufferPtr memory;
@@ -62,8 +63,9 @@ public:
 /// What a stage needs to know about the machine to run one kernel.
 struct RenderData {
     MachineBuffers machine;
-    float time = 0;           ///< seconds into the song
-    std::uint32_t sample = 0; ///< position in the song
+    float time = 0;             ///< seconds into the song
+    std::uint32_t sample = 0;   ///< position in the song
+    RegisterValues registers{}; ///< at the end of the frame before
     std::uint32_t sampleRate = audioSampleRate;
 
     /// Binds buffers 0 to 10 in the order that every generated kernel declares. `audioOffset` is

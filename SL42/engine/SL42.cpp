@@ -3,10 +3,13 @@
 #include "SL42/engine/SL42.h"
 
 #include "LiveCoding/LiveCodingFile.h"
+#include "SL42/builder/Compilation.h"
+#include "SL42/builder/ProgramBuilder.h"
 #include "SL42/document/Journal.h"
 #include "platform/TextFile.h"
 #include "platform/base/Fatal.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -27,6 +30,14 @@ static std::shared_ptr<gpu::CommandQueue> makeQueue(gpu::Device& device) {
     return queue;
 }
 
+static std::shared_ptr<gpu::Buffer> makeRegisterCopy(gpu::Device& device) {
+    auto buffer = device.makeBuffer(registersLength, gpu::StorageMode::Shared);
+    if (!buffer)
+        platform::fatalError("Couldn't allocate virtual machine buffers");
+    buffer->setLabel("Registers of a frame");
+    return buffer;
+}
+
 SL42::SL42(Surroundings surroundings, std::string title, std::string source, bool preview)
     : m_surroundings(announce(std::move(surroundings), title)),
       m_preview(preview),
@@ -41,9 +52,11 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
       m_videoRenderer(m_surroundings.device, m_queue, m_surroundings.log),
       m_semaphore(m_surroundings.mainQueue, maxFramesInFlight),
       m_machine(m_surroundings.device),
-      m_display(m_surroundings.device) {
+      m_display(m_surroundings.device, m_surroundings.mainQueue, m_surroundings.log) {
     m_view->hdr.set(true);
     m_machine.reset();
+    for (Frame& frame : m_frames)
+        frame.registers = makeRegisterCopy(*m_surroundings.device);
     setMouseValues({});
     m_view->setDelegate(this);
     if (!m_preview) {
@@ -55,6 +68,11 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
 
 SL42::~SL42() {
     m_view->setDelegate(nullptr);
+    m_compilation.reset();
+    m_audioRenderer.stopRendering();
+    m_videoRenderer.stop();
+    m_display.stop();
+    m_frames = {};
     // The handlers of work in flight refer to the surroundings. Work is done in order.
     if (const auto last = m_queue->makeCommandBuffer()) {
         last->commit();
@@ -63,6 +81,24 @@ SL42::~SL42() {
 }
 
 void SL42::setSource(std::string source) {
+    keepSource(std::move(source));
+    if (m_preview)
+        return;
+    compile();
+    surveySizes();
+    pack();
+}
+
+void SL42::offerSource(std::string source) {
+    keepSource(std::move(source));
+    if (m_preview)
+        return;
+    runAgain();
+    surveySizes();
+    pack();
+}
+
+void SL42::keepSource(std::string source) {
     m_source = std::move(source);
     if (m_preview)
         return;
@@ -71,9 +107,16 @@ void SL42::setSource(std::string source) {
             m_surroundings.log.line("The journal is not kept: " + recorded.error().message);
     runOnMainQueue(
         [size = platform::characterCount(m_source)](SL42& engine) { engine.m_size.set(size); });
-    compile();
-    surveySizes();
-    pack();
+}
+
+void SL42::runAgain() {
+    const auto bad = findBadMusic(m_source);
+    if (!bad)
+        return compile();
+    m_compilation.reset();
+    const std::size_t line = linesBeforeProgram() + bad->line;
+    publishLog("Compilation failed:\nprogram_source:" + std::to_string(line) +
+               ":1: error: " + bad->reason + "\n");
 }
 
 void SL42::setMouseValues(const MouseValues& values) {
@@ -95,6 +138,7 @@ void SL42::reset() {
     m_startTime.reset();
     m_time = 0;
     m_machine.reset();
+    m_registers = {};
     if (!playing.get())
         m_view->setNeedsDisplay();
     m_audioRenderer.reset();
@@ -117,7 +161,7 @@ void SL42::updateTime() {
 }
 
 void SL42::updateCursor(MTLPreview& view) {
-    const bool show = m_machine.readRegister(Register::MousePointer) == 0;
+    const bool show = m_registers[Register::MousePointer] == 0;
     if (std::exchange(m_showCursor, show) != show)
         view.setShowCursor(show);
 }
@@ -133,48 +177,98 @@ void SL42::copyInput() {
 }
 
 RenderData SL42::renderData() const {
-    return {.machine = m_machine, .time = m_time, .sample = m_sample};
+    return {.machine = m_machine, .time = m_time, .sample = m_sample, .registers = m_registers};
+}
+
+bool SL42::isReadyToDraw() const {
+    if (!m_hasProgram || !m_display.isReady())
+        return false;
+    return m_restoresBanks ? m_semaphore.value() == maxFramesInFlight : m_semaphore.value() > 0;
+}
+
+void SL42::waitUntilReady() {
+    const auto isSettled = [this] {
+        return m_videoRenderer.isSettled(m_registers) && m_display.isSettled(m_registers);
+    };
+    while (!isReadyToDraw())
+        m_surroundings.mainQueue.waitAndRun();
+    if (!m_surroundings.exactFrames)
+        return;
+    while (!isSettled()) {
+        m_videoRenderer.prepare(m_registers);
+        m_display.prepare(m_registers);
+        if (!isSettled())
+            m_surroundings.mainQueue.waitAndRun();
+    }
 }
 
 void SL42::draw(MTLPreview& view) {
     if (m_preview)
         return;
+    waitUntilReady();
     m_semaphore.wait();
     if (playing.get())
         updateTime();
     updateCursor(view);
     copyInput();
 
-    const auto commandBuffer = m_queue->makeCommandBuffer();
+    Frame& frame = m_frames[m_nextFrame++ % m_frames.size()];
+    frame.program = m_program;
+    const auto commandBuffer = drawMachine(frame);
     if (!commandBuffer) {
         m_semaphore.signal();
         return;
     }
-    drawMachine(*commandBuffer);
-    if (const auto drawable = view.currentDrawable())
-        showMachine(drawable);
+    // While nothing may draw, the last picture stays.
+    const auto drawable = m_videoRenderer.hasFailed() ? nullptr : view.currentDrawable();
+    frame.bank = drawable ? m_machine.screenMemory[0] : nullptr;
+    if (drawable)
+        showMachine(drawable, commandBuffer);
+}
+
+static void copyRegisters(const std::shared_ptr<gpu::Buffer>& from,
+                          const std::shared_ptr<gpu::Buffer>& to,
+                          gpu::CommandBuffer& commandBuffer) {
+    const auto encoder = commandBuffer.makeBlitCommandEncoder();
+    if (!encoder)
+        return;
+    encoder->copy(from, 0, to, 0, registersLength);
+    encoder->endEncoding();
 }
 
 // Handlers run on the device's thread; they do no more than hop to the main queue.
-void SL42::drawMachine(gpu::CommandBuffer& commandBuffer) {
-    commandBuffer.setLabel("Render");
-    commandBuffer.addCompletedHandler([this, program = m_program](gpu::CommandBuffer& completed) {
-        runOnMainQueue([program, error = shared(completed.error())](SL42& engine) {
-            engine.reportFault(error, program);
-            engine.frameCompleted();
+std::shared_ptr<gpu::CommandBuffer> SL42::drawMachine(Frame& frame) {
+    auto commandBuffer = m_queue->makeCommandBuffer();
+    if (!commandBuffer)
+        return nullptr;
+    commandBuffer->setLabel("Render");
+    commandBuffer->addCompletedHandler([this, &frame](gpu::CommandBuffer& completed) {
+        runOnMainQueue([&frame, error = shared(completed.error())](SL42& engine) {
+            engine.frameCompleted(frame, error);
         });
     });
+    if (m_restoresBanks)
+        restoreBanks(*commandBuffer);
     const RenderData data = renderData();
-    m_cpu.run(commandBuffer, data);
-    m_videoRenderer.render(data, commandBuffer);
-    commandBuffer.commit();
+    frame.cpu = m_cpu.run(*commandBuffer, data);
+    frame.video = m_videoRenderer.render(data, *commandBuffer);
+    copyRegisters(m_machine.registers, frame.registers, *commandBuffer);
+    commandBuffer->commit();
+    return commandBuffer;
 }
 
-void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable) {
+void SL42::restoreBanks(gpu::CommandBuffer& commandBuffer) {
+    m_restoresBanks = false;
+    m_machine.restoreBanks(m_shownBank, commandBuffer);
+}
+
+void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
+                       const std::shared_ptr<gpu::CommandBuffer>& render) {
     const auto commandBuffer = m_queue->makeCommandBuffer();
     if (!commandBuffer)
         return;
     commandBuffer->setLabel("Display");
+    commandBuffer->setNeeds(render);
     commandBuffer->addCompletedHandler([this, program = m_program](gpu::CommandBuffer& completed) {
         if (auto error = shared(completed.error()))
             runOnMainQueue([program, error = std::move(error)](SL42& engine) {
@@ -189,10 +283,21 @@ void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable) {
 
 // The left click lasts until a frame has seen it. The right click then reads as set from the first
 // frame on: programs have come to rely on that.
-void SL42::frameCompleted() {
+void SL42::frameCompleted(Frame& frame, const SharedError& error) {
     MouseValues values = mouseValues();
     values.setClicks(false, true);
     setMouseValues(values);
+    if (error) {
+        m_restoresBanks = true;
+        reportFault(error, frame.program);
+    } else {
+        std::memcpy(m_registers.bytes.data(), frame.registers->contents().data(),
+                    m_registers.bytes.size());
+        m_cpu.shader.prove(frame.cpu);
+        m_videoRenderer.prove(frame.video);
+        if (frame.bank)
+            m_shownBank = frame.bank;
+    }
     m_semaphore.signal();
 }
 
@@ -201,13 +306,39 @@ SL42::SharedError SL42::shared(std::optional<gpu::CommandBufferError> error) {
 }
 
 // A stopped kernel is reported once, when it is stopped; frames that were on their way then fail
-// with PipelineStopped.
+// with PipelineStopped, and nobody is to blame for what was ended or left out.
 void SL42::reportFault(const SharedError& error, unsigned program) {
-    if (!error || error->code == gpu::CommandBufferError::Code::PipelineStopped)
+    using Code = gpu::CommandBufferError::Code;
+    if (!error || error->code == Code::PipelineStopped || error->code == Code::Ended ||
+        error->code == Code::NotCarriedOut)
         return;
     m_surroundings.log.line("Error: " + error->message);
     if (program == m_program)
-        m_fault.set(error->message);
+        m_fault.set(describe(*error));
+}
+
+// The innermost place in the program itself: what it called of the prelude is not its own.
+std::string SL42::describe(const gpu::CommandBufferError& error) const {
+    const std::size_t before = linesBeforeProgram();
+    const auto lineCount =
+        static_cast<std::size_t>(std::count(m_source.begin(), m_source.end(), '\n')) + 1;
+    const auto place = std::ranges::find_if(error.lines, [&](std::uint32_t line) {
+        return line > before && line <= before + lineCount;
+    });
+    std::string text = error.message;
+    if (place != error.lines.end() && !error.what.empty())
+        text = "line " + std::to_string(*place - before) + ": " + error.what;
+    const bool isAudio = error.kernel == "audio";
+    if (isAudio)
+        return text + (m_audioRenderer.audioBuffer() ? "; the song before plays on" : "");
+    const bool hasFailed =
+        error.kernel == "processor" ? m_cpu.shader.hasFailed() : m_videoRenderer.hasFailed();
+    const bool isStopped = error.kernel == "processor" ? m_cpu.shader.isNewestStopped()
+                                                       : m_videoRenderer.isNewestStopped();
+    if (!isStopped)
+        return text + "; it runs on";
+    return text + (hasFailed ? "; there is no earlier one to go back to"
+                             : "; the last good program goes on");
 }
 
 } // namespace starloom

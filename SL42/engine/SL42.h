@@ -10,6 +10,7 @@
 #include "SL42/engine/CPU.h"
 #include "SL42/engine/Display.h"
 #include "SL42/engine/MachineBuffers.h"
+#include "SL42/engine/Register.h"
 #include "SL42/engine/VideoRenderer.h"
 #include "SL42/input/Keyboard.h"
 #include "SL42/input/MouseValues.h"
@@ -24,6 +25,7 @@
 #include "platform/audio/AudioEngine.h"
 #include "preview/MTLPreview.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -35,8 +37,10 @@
 
 namespace starloom {
 
+class Compilation;
 class Journal;
 class LiveCodingFile;
+struct CompiledProgram;
 struct PreprocessedSource;
 
 /// What the console runs in. All of it must outlive the console.
@@ -51,14 +55,22 @@ struct Surroundings {
     std::function<std::unique_ptr<MTLPreview>(const std::shared_ptr<gpu::Device>&)> makeView;
     /// Where changes of the source are kept until the normal end; none if they need not be.
     Journal* journal = nullptr;
+    /// Each frame waits for the kernels that its registers ask for, so that it is the same on every
+    /// machine. Otherwise it is drawn with those that are there.
+    bool exactFrames = false;
 };
 
 /// Asks the user where to save, proposing a file name. None when the user thinks better of it.
 using SavePanel = std::function<std::optional<std::filesystem::path>(const std::string& name)>;
 
-/// Main thread. Compiling and rendering the song block it; drawing waits when three frames are in
-/// flight, and goes on serving the main queue meanwhile. Values that the interface shows are
-/// published and change only in tasks of the main queue.
+/// Main thread. Compiling and rendering the song go on beside it and are taken over in tasks of the
+/// main queue, in the order of the changes. Drawing waits when three frames are in flight, and goes
+/// on serving the main queue meanwhile. Values that the interface shows are published and change
+/// only in tasks of the main queue.
+///
+/// When a kernel hangs or faults, its frame is not shown: the last picture stays. The stage goes
+/// back to the last kernel that drew a frame without fault, if there is one, with memory and
+/// registers as they are.
 class SL42 final : public MTLPreviewDelegate {
 public:
     /// With `preview` set it only holds a document's text: nothing is compiled or drawn. Stops the
@@ -69,9 +81,10 @@ public:
     SL42(const SL42&) = delete;
     SL42& operator=(const SL42&) = delete;
 
-    /// False while as many frames are in flight as may be.
-    bool isReadyToDraw() const override { return m_semaphore.value() > 0; }
-    /// Encodes and submits one frame.
+    /// False while as many frames are in flight as may be, while failed ones are still on their
+    /// way, and until the first program has been compiled.
+    bool isReadyToDraw() const override;
+    /// Encodes and submits one frame, as soon as the console is ready to.
     void draw(MTLPreview& view) override;
     /// Restarts the console: time zero, all memory zero, the song from its start.
     void reset();
@@ -82,11 +95,16 @@ public:
 
     const std::string& title() const { return m_title; }
     const std::string& source() const { return m_source; }
-    /// Compiles the new text at once; its log is published through the main queue. Then measures
-    /// how small it gets: with every algorithm on the log, and packed.
+    /// Starts compiling the new text; its log is published through the main queue. Then measures
+    /// how small it gets: with every algorithm on the log, and packed. Stops the program when the
+    /// text asks for a song that cannot be.
     void setSource(std::string source);
+    /// The same, but treats a text that would stop the program like one that does not compile.
+    void offerSource(std::string source);
     /// Tries the newest program anew, after it was set aside for a fault.
-    void runAgain() { compile(); }
+    void runAgain();
+    /// Whether a program is being compiled or its song rendered.
+    bool isBusy() const { return m_compilation != nullptr || m_audioRenderer.isRendering(); }
     bool hasCPU() const { return m_hasCPU; }
     bool hasVideo() const { return m_hasVideo; }
     bool hasAudio() const { return m_hasAudio; }
@@ -123,12 +141,13 @@ public:
     const platform::Published<std::string>& error() const { return m_error; }
     /// Whether that log speaks of a failure.
     const platform::Published<bool>& hasError() const { return m_hasError; }
-    /// Why the device gave up on this program, in one line; empty when it did not.
+    /// What the program did wrong while it ran and what is shown now, in one line; empty when there
+    /// was nothing. It begins with the line of the program where that is known.
     const platform::Published<std::string>& fault() const { return m_fault; }
     /// How much of a new song is rendered, 0 to 1; none while no song is being rendered, and while
     /// it has not taken half a second.
     const platform::Published<std::optional<double>>& songProgress() const {
-        return m_songProgress;
+        return m_audioRenderer.progress();
     }
 
     /// Seconds into the song.
@@ -140,6 +159,9 @@ public:
     /// Stores the values and writes them to the machine.
     void setMouseValues(const MouseValues& values);
     Keyboard& keyboard() { return m_keyboard; }
+
+    /// The registers as the last complete frame left them.
+    const RegisterValues& registers() const { return m_registers; }
 
     bool showEditorOverlay() const { return m_display.showEditorOverlay(); }
     bool invertEditorOverlay() const { return m_display.invertEditorOverlay(); }
@@ -158,16 +180,32 @@ public:
 private:
     static constexpr unsigned maxFramesInFlight = 3;
 
+    /// A frame between its encoding and its completion.
+    struct Frame {
+        unsigned program = 0;
+        /// What the registers hold when it has been drawn.
+        std::shared_ptr<gpu::Buffer> registers;
+        std::shared_ptr<ComputeShader> cpu;
+        std::shared_ptr<ShaderVariants> video;
+        /// Drawn and shown; null when there was no drawable.
+        std::shared_ptr<gpu::Buffer> bank;
+    };
+    /// An error on its way to the main queue; null for none.
+    using SharedError = std::shared_ptr<const gpu::CommandBufferError>;
+
+    void keepSource(std::string source);
+    void waitUntilReady();
     void updateTime();
     void updateCursor(MTLPreview& view);
     void copyInput();
-    void drawMachine(gpu::CommandBuffer& commandBuffer);
-    void showMachine(const std::shared_ptr<gpu::Drawable>& drawable);
-    void frameCompleted();
-    /// An error on its way to the main queue; null for none.
-    using SharedError = std::shared_ptr<const gpu::CommandBufferError>;
+    std::shared_ptr<gpu::CommandBuffer> drawMachine(Frame& frame);
+    void showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
+                     const std::shared_ptr<gpu::CommandBuffer>& render);
+    void frameCompleted(Frame& frame, const SharedError& error);
+    void restoreBanks(gpu::CommandBuffer& commandBuffer);
     static SharedError shared(std::optional<gpu::CommandBufferError> error);
     void reportFault(const SharedError& error, unsigned program);
+    std::string describe(const gpu::CommandBufferError& error) const;
     RenderData renderData() const;
     /// Has the main queue call `work(*this)`, unless the console has gone by then. Any thread.
     template <class Work>
@@ -180,7 +218,8 @@ private:
 
     // The program builder (SL42/builder/Compile.cpp).
     void compile();
-    std::string compileStages(const PreprocessedSource& preprocessed);
+    void startCompilation(const PreprocessedSource& preprocessed);
+    void take(CompiledProgram program);
     void renderSong();
     void setMusic(const AudioSpec& music);
     void publishLog(std::string log);
@@ -202,10 +241,13 @@ private:
     bool m_hasAudio = false;
     /// Counts the programs compiled so far, to tell whose fault it was.
     unsigned m_program = 0;
+    /// The newest of them on its way; null when it has arrived.
+    std::unique_ptr<Compilation> m_compilation;
+    /// The first has arrived.
+    bool m_hasProgram = false;
     platform::Published<bool> m_hasError;
     platform::Published<std::string> m_error;
     platform::Published<std::string> m_fault;
-    platform::Published<std::optional<double>> m_songProgress;
     AudioMonitor m_audioMonitor;
     std::unique_ptr<MTLPreview> m_view;
     std::shared_ptr<gpu::CommandQueue> m_queue;
@@ -217,6 +259,14 @@ private:
     float m_time = 0;
     std::uint32_t m_sample = 0;
     MachineBuffers m_machine;
+    RegisterValues m_registers;
+    /// Used in turn.
+    std::array<Frame, maxFramesInFlight> m_frames;
+    std::size_t m_nextFrame = 0;
+    /// Holds the last picture that was shown; null before the first.
+    std::shared_ptr<gpu::Buffer> m_shownBank;
+    /// Frames have failed, and the banks are not in order.
+    bool m_restoresBanks = false;
     Display m_display;
     bool m_showCursor = false;
     Keyboard m_keyboard;

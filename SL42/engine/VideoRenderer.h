@@ -5,22 +5,20 @@
 // that it writes with.
 #pragma once
 
-#include "SL42/engine/LibraryResult.h"
+#include "SL42/engine/Fallback.h"
 #include "SL42/engine/MachineBuffers.h"
+#include "SL42/engine/ShaderVariants.h"
 #include "SL42/font/FontTextureGenerator.h"
-#include "Shader/ComputeShader.h"
 #include "platform/Log.h"
 
-#include <cstdint>
-#include <future>
 #include <memory>
-#include <string>
+#include <utility>
 
 namespace starloom {
 
-/// Keeps the program's library, because the colour mode and the blend mode are compiled into the
-/// kernel: a frame that finds one of those registers changed builds the kernel anew and waits for
-/// it. Main thread.
+/// The colour mode and the blend mode are compiled into the kernel: when a frame finds one of those
+/// registers changed, a variant of the kernel is made in the background, and until it is there the
+/// one before is used. Main thread.
 class VideoRenderer {
 public:
     /// `queue` is the one that the frames go to. `log` must outlive it. Stops the program when the
@@ -28,15 +26,25 @@ public:
     VideoRenderer(std::shared_ptr<gpu::Device> device, std::shared_ptr<gpu::CommandQueue> queue,
                   platform::Log& log);
 
-    /// Takes the kernel "video" from a program's library, or from what became of it. Returns what
-    /// the compile log says about it. When it fails, the kernel before stays.
-    std::string updateLibrary(const LibraryResult& library);
-    /// Starts the same and returns at once; the future's get() waits for the kernel and puts it in
-    /// its place, before anything else is done here.
-    std::future<std::string> updateLibraryAsync(const LibraryResult& library);
+    /// The function constants of a kernel for these registers.
+    static gpu::FunctionConstantValues constantsFor(const RegisterValues& registers);
 
-    /// Encodes the kernel, or nothing when there is none or the device has stopped it.
-    void render(const RenderData& renderData, gpu::CommandBuffer& commandBuffer);
+    /// Takes a program's kernel in place of the one before.
+    void take(std::shared_ptr<ShaderVariants> kernel) { m_kernel.take(std::move(kernel)); }
+    /// Encodes the kernel, or nothing when there is none that may be run. Returns the one encoded.
+    std::shared_ptr<ShaderVariants> render(const RenderData& renderData,
+                                           gpu::CommandBuffer& commandBuffer);
+    /// Whether the next frame would be drawn with the very variant that these registers ask for.
+    bool isSettled(const RegisterValues& registers);
+    /// Has that variant made, unless it is there.
+    void prepare(const RegisterValues& registers);
+    /// A frame has been drawn with `kernel`.
+    void prove(const std::shared_ptr<ShaderVariants>& kernel) { m_kernel.prove(kernel); }
+    /// There have been kernels, but none may be run any more.
+    bool hasFailed() const { return m_kernel.hasFailed(); }
+    bool isNewestStopped() const { return m_kernel.isNewestStopped(); }
+    /// Lets go of all kernels and of what is being made.
+    void stop() { m_kernel = {}; }
 
     /// Has the font drawn by another thread, unless it has begun before. It is not begun by itself,
     /// because it takes 85 MB that most programs have no use for. Stops the program like
@@ -45,25 +53,20 @@ public:
     /// Until then text does not show. Returns at once when the font was not started.
     void waitForFont();
 
-    const ComputeShader* videoShader() const { return m_videoShader.get(); }
+    /// Null when there is none that may be run.
+    std::shared_ptr<ShaderVariants> kernel() const { return m_kernel.current(); }
 
 private:
-    std::string makeFunction();
-    std::future<std::string> makeFunctionAsync();
-    std::string takeShader(gpu::Result<std::unique_ptr<ComputeShader>> shader);
-    void setConstants();
-    void followRegisters(const MachineBuffers& machine);
+    const gpu::FunctionConstantValues& constants(const RegisterValues& registers);
     std::shared_ptr<gpu::Texture> fontTexture();
 
     std::shared_ptr<gpu::Device> m_device;
     std::shared_ptr<gpu::CommandQueue> m_queue;
     platform::Log& m_log;
-    std::unique_ptr<ComputeShader> m_videoShader;
-    /// The modes that the constants hold.
-    std::uint8_t m_colorMode = 0;
-    std::uint8_t m_blendMode = 0;
-    std::shared_ptr<gpu::Library> m_library;
-    gpu::FunctionConstantValues m_constantValues;
+    Fallback<ShaderVariants> m_kernel;
+    /// Kept, because most frames have the same.
+    RegisterValues m_registers;
+    gpu::FunctionConstantValues m_constants = constantsFor({});
     std::shared_ptr<gpu::Texture> m_blank;
     /// Null until it is started.
     std::unique_ptr<FontTextureGenerator> m_font;

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "SL42/font/FontTextureGenerator.h"
 
+#include "gpu/WaitFor.h"
 #include "platform/base/Fatal.h"
 
 #include <chrono>
@@ -45,11 +46,9 @@ std::shared_ptr<gpu::Texture> makeAtlas(gpu::Device& device, std::uint32_t size)
     return texture;
 }
 
-using Pipeline = std::shared_ptr<gpu::ComputePipelineState>;
-
-platform::Result<Pipeline> makePipeline(gpu::Device& device) {
-    const auto library = SL42_TRY(device.makeLibrary(kernelSource));
-    return device.makeComputePipelineState(SL42_TRY(library->makeFunction("addFontChannel")));
+platform::Result<std::shared_ptr<gpu::ComputePipelineState>> makePipeline(gpu::Device& device) {
+    const auto library = SL42_TRY(gpu::waitForLibrary(device, kernelSource));
+    return gpu::waitForPipeline(device, SL42_TRY(library->makeFunction("addFontChannel")));
 }
 
 platform::Result<FontPictures> draw(const FontNames& names, const FontGrid& grid,
@@ -68,15 +67,12 @@ FontTextureGenerator::FontTextureGenerator(std::shared_ptr<gpu::Device> device,
       m_log(log),
       m_grid(textureSize),
       m_texture(makeAtlas(*m_device, m_grid.size())),
-      m_drawing(std::async(std::launch::async, [names = std::move(font), grid = m_grid, &log,
-                                                device = m_device, stop = m_stop.get_token()] {
-          auto pictures = draw(names, grid, log, stop);
-          // The device keeps what it has compiled: the frame that merges the
-          // first style does not wait for it. Errors show up there.
-          if (pictures)
-              static_cast<void>(makePipeline(*device));
-          return pictures;
-      })) {}
+      m_drawing(std::async(std::launch::async,
+                           [names = std::move(font), grid = m_grid, &log, device = m_device,
+                            stop = m_stop.get_token()]() -> platform::Result<Drawn> {
+                               auto pictures = SL42_TRY(draw(names, grid, log, stop));
+                               return Drawn{std::move(pictures), makePipeline(*device)};
+                           })) {}
 
 FontTextureGenerator::~FontTextureGenerator() {
     m_stop.request_stop();
@@ -114,7 +110,12 @@ void FontTextureGenerator::takePictures() {
         m_log.line("Error: " + drawn.error().message);
         fatalError("Could not create CGContext for font renderin");
     }
-    m_pictures = *std::move(drawn);
+    if (!drawn->pipeline) {
+        m_log.line("Error: " + drawn->pipeline.error().message);
+        fatalError("Failed to load compute shader for font generator");
+    }
+    m_pipeline = *drawn->pipeline;
+    m_pictures = std::move(drawn->pictures);
     m_stage = Stage::Merging;
     commitStep();
 }
@@ -152,11 +153,6 @@ void FontTextureGenerator::finishStep() {
 }
 
 void FontTextureGenerator::encodeMerge(gpu::CommandBuffer& commandBuffer) const {
-    const auto pipeline = makePipeline(*m_device);
-    if (!pipeline) {
-        m_log.line("Error: " + pipeline.error().message);
-        fatalError("Failed to load compute shader for font generator");
-    }
     const auto compute = commandBuffer.makeComputeCommandEncoder();
     if (!compute)
         fatalError("Failed to create compute command encoder for font texture");
@@ -168,7 +164,7 @@ void FontTextureGenerator::encodeMerge(gpu::CommandBuffer& commandBuffer) const 
     if (!style)
         fatalError("Couldn't mipmap font texture.");
     const auto channel = static_cast<std::int32_t>(m_step);
-    compute->setComputePipelineState(*pipeline);
+    compute->setComputePipelineState(m_pipeline);
     compute->setTexture(std::move(style), 0);
     compute->setTexture(m_texture, 1);
     compute->setBytes(std::as_bytes(std::span(&channel, 1)), 0);

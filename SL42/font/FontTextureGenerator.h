@@ -51,6 +51,12 @@ public:
 private:
     enum class Stage { Drawing, Merging, Complete };
 
+    /// What the thread brings.
+    struct Drawn {
+        FontPictures pictures;
+        platform::Result<std::shared_ptr<gpu::ComputePipelineState>> pipeline;
+    };
+
     void takePictures();
     void commitStep();
     void finishStep();
@@ -70,9 +76,11 @@ private:
     std::size_t m_step = 0;
     int m_attempts = 0;
     std::shared_ptr<gpu::CommandBuffer> m_work;
+    /// That merges them.
+    std::shared_ptr<gpu::ComputePipelineState> m_pipeline;
     std::stop_source m_stop;
     /// Last, so that the thread ends before what it uses.
-    std::future<platform::Result<FontPictures>> m_drawing;
+    std::future<platform::Result<Drawn>> m_drawing;
 };
 
 } // namespace starloom

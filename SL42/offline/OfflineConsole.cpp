@@ -24,14 +24,26 @@ OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const std::s
         m_view = view.get();
         return view;
     };
-    m_engine = std::make_unique<SL42>(Surroundings{m_mainQueue, m_clock, m_log, m_audioEngine,
-                                                   m_audioCapture, std::move(device), makeView},
+    m_engine = std::make_unique<SL42>(Surroundings{.mainQueue = m_mainQueue,
+                                                   .clock = m_clock,
+                                                   .log = m_log,
+                                                   .audioEngine = m_audioEngine,
+                                                   .audioCapture = m_audioCapture,
+                                                   .device = std::move(device),
+                                                   .makeView = makeView,
+                                                   .exactFrames = true},
                                       title, source, false);
-    drainMainQueue();
+    waitForProgram();
 }
 
 void OfflineConsole::setSource(std::string text) {
     m_engine->setSource(std::move(text));
+    waitForProgram();
+}
+
+void OfflineConsole::waitForProgram() {
+    while (m_engine->isBusy())
+        m_mainQueue.waitAndRun();
     drainMainQueue();
 }
 

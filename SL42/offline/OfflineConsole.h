@@ -19,9 +19,10 @@
 
 namespace starloom {
 
-/// Compiles its program when it is made. Each frame is done before the next one is encoded, so
-/// that registers take effect in the same frame on every machine. One thread, which is the
-/// console's main thread.
+/// Compiles its program and renders its song when it is made. Each frame is done before the next
+/// one is encoded, and waits for the kernels that it needs, so that registers take effect in the
+/// same frame on every machine: the one after that in which they were written. The program must not
+/// have a song that would stop the console. One thread, which is the console's main thread.
 class OfflineConsole {
 public:
     OfflineConsole(std::shared_ptr<gpu::Device> device, const std::string& title,
@@ -50,6 +51,7 @@ public:
     platform::Result<platform::Image> picture();
 
 private:
+    void waitForProgram();
     void drainMainQueue();
 
     platform::MainQueue m_mainQueue;

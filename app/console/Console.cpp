@@ -2,16 +2,24 @@
 // Part of Starloom 42.
 #include "app/console/Console.h"
 
+#include "SL42/builder/Preprocessor.h"
 #include "app/KeyboardSource.h"
 
 #include <utility>
 
 namespace app {
 
-Console::Console(std::string title, std::string source)
+/// What the engine may begin with: a text that would stop it is offered to it later.
+static std::string harmless(const std::string& source) {
+    return starloom::findBadMusic(source) ? std::string() : source;
+}
+
+Console::Console(std::string title, const std::string& source)
     : m_device(gpu::Device::systemDefault()),
       m_journal(starloom::Journal::folderOfThisUser()),
-      m_document(surroundings(), std::move(title), std::move(source)) {
+      m_document(surroundings(), std::move(title), harmless(source)) {
+    if (engine().source() != source)
+        engine().offerSource(source);
     engine().keyboard().setSource(makeKeyboardSource(m_keyEvents, m_log));
 }
 

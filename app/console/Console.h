@@ -28,7 +28,7 @@ namespace app {
 class Console {
 public:
     /// Compiles the program.
-    Console(std::string title, std::string source);
+    Console(std::string title, const std::string& source);
 
     starloom::SL42& engine() { return m_document.sl42(); }
     starloom::StarloomDocument& document() { return m_document; }

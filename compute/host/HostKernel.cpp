@@ -56,7 +56,8 @@ private:
 /// Divides a grid into tiles of whole rows, or pieces of a row where rows are long.
 class Tiling {
 public:
-    explicit Tiling(Extent grid) : m_grid(grid) {
+    /// Of the `grid` from `begin` on along x.
+    Tiling(Extent grid, std::uint32_t begin) : m_grid(grid), m_begin(begin) {
         // Enough threads that starting a tile does not show, few enough that cores finish together.
         constexpr std::uint32_t threadsPerTile = 2048;
         const std::uint32_t pieces =
@@ -77,13 +78,14 @@ public:
         const std::uint32_t x = index % m_columns * m_width;
         const std::uint32_t y = index / m_columns % m_rows * m_height;
         const std::uint32_t z = index / m_columns / m_rows;
-        return {
-            {x, y, z},
-            {std::min(x + m_width, m_grid.width), std::min(y + m_height, m_grid.height), z + 1}};
+        return {{m_begin + x, y, z},
+                {m_begin + std::min(x + m_width, m_grid.width),
+                 std::min(y + m_height, m_grid.height), z + 1}};
     }
 
 private:
     Extent m_grid;
+    std::uint32_t m_begin;
     std::uint32_t m_width = 1;
     std::uint32_t m_height = 1;
     std::uint32_t m_columns = 1;
@@ -105,13 +107,16 @@ public:
     double optimiserMilliseconds() const override { return m_optimiserMilliseconds; }
     double codeGenerationMilliseconds() const override { return m_codeGenerationMilliseconds; }
 
-    void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup) const override {
-        if (grid.width == 0 || grid.height == 0 || grid.depth == 0)
+    Fingerprint fingerprint() const override { return m_code.fingerprint(); }
+
+    void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
+             std::uint32_t begin, std::uint32_t end) const override {
+        if (begin >= end || grid.height == 0 || grid.depth == 0)
             return;
         const GridRecord record{grid, threadsPerThreadgroup};
         const CommonMemory::Lease common(m_commonMemory);
         prepare(bindings, record, common.data());
-        const Tiling tiling(grid);
+        const Tiling tiling({end - begin, grid.height, grid.depth}, begin);
         workers::run(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
             runTiles(bindings, record, common.data(), tiling, first, last);
         });

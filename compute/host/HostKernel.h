@@ -4,6 +4,7 @@
 // A kernel as machine code of this processor, and running it over a grid on all cores.
 #pragma once
 
+#include "compute/host/MachineCode.h"
 #include "compute/kernel/Canonical.h"
 #include "compute/kernel/TextureView.h"
 #include "platform/base/Result.h"
@@ -36,11 +37,18 @@ public:
 
     virtual const std::string& name() const = 0;
     virtual const std::vector<kernel::Parameter>& parameters() const = 0;
+    /// Of the machine code: equal for two kernels only if that is the same.
+    virtual Fingerprint fingerprint() const = 0;
     virtual double optimiserMilliseconds() const = 0;
     virtual double codeGenerationMilliseconds() const = 0;
     /// Runs the kernel once per thread of `grid`, spread over all cores in tiles, and returns when
     /// all are done. Every binding that parameters() names must be there.
-    virtual void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup) const = 0;
+    void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup) const {
+        run(bindings, grid, threadsPerThreadgroup, 0, grid.width);
+    }
+    /// The same for those threads only whose x is at least `begin` and less than `end`.
+    virtual void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
+                     std::uint32_t begin, std::uint32_t end) const = 0;
 };
 
 /// Generates machine code for this processor. Several threads may do so at the same time. The tile

@@ -6,6 +6,8 @@
 
 #include <llvm/ExecutionEngine/JITLink/JITLink.h>
 #include <llvm/ExecutionEngine/Orc/Shared/ExecutorAddress.h>
+#include <llvm/Object/ELFObjectFile.h>
+#include <llvm/Support/xxhash.h>
 
 #include <string>
 #include <unistd.h>
@@ -72,13 +74,37 @@ private:
     Outcome& m_outcome;
 };
 
+/// What is loaded, and the relocations of that: not the names and positions that an object file
+/// holds besides.
+Fingerprint fingerprintOf(llvm::MemoryBufferRef object) {
+    std::string bytes;
+    auto file = llvm::object::ObjectFile::createELFObjectFile(object);
+    if (!file) {
+        llvm::consumeError(file.takeError());
+        return {};
+    }
+    const auto isLoaded = [](const llvm::object::SectionRef& section) {
+        return (llvm::object::ELFSectionRef(section).getFlags() & llvm::ELF::SHF_ALLOC) != 0;
+    };
+    for (const llvm::object::SectionRef& section : (*file)->sections()) {
+        const auto relocated = llvm::cantFail(section.getRelocatedSection());
+        const bool relocates = relocated != (*file)->section_end();
+        if (isLoaded(relocates ? *relocated : section))
+            if (const auto contents = llvm::expectedToOptional(section.getContents()))
+                bytes += std::to_string(contents->size()) + ":" + contents->str();
+    }
+    const llvm::XXH128_hash_t hash = llvm::xxh3_128bits(llvm::arrayRefFromStringRef(bytes));
+    return {hash.low64, hash.high64};
+}
+
 } // namespace
 
 MachineCode::MachineCode(std::unique_ptr<JITLinkMemoryManager> memory, Allocation allocation,
-                         std::vector<void*> entries)
+                         std::vector<void*> entries, Fingerprint fingerprint)
     : m_memory(std::move(memory)),
       m_allocation(std::move(allocation)),
-      m_entries(std::move(entries)) {}
+      m_entries(std::move(entries)),
+      m_fingerprint(fingerprint) {}
 
 MachineCode::MachineCode(MachineCode&& other) noexcept = default;
 
@@ -99,8 +125,8 @@ platform::Result<MachineCode> MachineCode::link(llvm::MemoryBufferRef object,
                         std::make_unique<LinkContext>(*memory, symbols, outcome));
     if (!outcome.allocation)
         return platform::Error{outcome.error};
-    return MachineCode(std::move(memory), std::move(outcome.allocation),
-                       std::move(outcome.entries));
+    return MachineCode(std::move(memory), std::move(outcome.allocation), std::move(outcome.entries),
+                       fingerprintOf(object));
 }
 
 } // namespace compute::host

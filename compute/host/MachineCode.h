@@ -10,12 +10,17 @@
 #include <llvm/ExecutionEngine/JITLink/JITLinkMemoryManager.h>
 #include <llvm/Support/MemoryBufferRef.h>
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string_view>
 #include <vector>
 
 namespace compute::host {
+
+/// Tells apart what was made from different things.
+using Fingerprint = std::array<std::uint64_t, 2>;
 
 class MachineCode {
 public:
@@ -30,15 +35,18 @@ public:
     /// Address of the symbol with this number of those that link() was asked for; valid as long as
     /// this lives.
     void* entry(std::size_t number) const { return m_entries[number]; }
+    /// Of code, constants and what they refer to, as the object file has them.
+    Fingerprint fingerprint() const { return m_fingerprint; }
 
 private:
     using Allocation = llvm::jitlink::JITLinkMemoryManager::FinalizedAlloc;
     MachineCode(std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> memory, Allocation allocation,
-                std::vector<void*> entries);
+                std::vector<void*> entries, Fingerprint fingerprint);
 
     std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> m_memory;
     Allocation m_allocation;
     std::vector<void*> m_entries;
+    Fingerprint m_fingerprint;
 };
 
 } // namespace compute::host

@@ -45,7 +45,8 @@ platform::Result<void> checkFunction(const Program& program, std::string_view na
 }
 
 platform::Result<CanonicalKernel> canonicalise(const Program& program, std::string_view name,
-                                               const ConstantValues& constants, const Dump* dump) {
+                                               const ConstantValues& constants, const Dump* dump,
+                                               const std::stop_token& stop) {
     const auto start = std::chrono::steady_clock::now();
     SL42_TRY_VOID(checkFunction(program, name, constants));
     const KernelDeclaration& declaration = *SL42_TRY(findKernel(program, name));
@@ -63,6 +64,8 @@ platform::Result<CanonicalKernel> canonicalise(const Program& program, std::stri
     unsigned number = 0;
     for (const Pass& pass : passes()) {
         SL42_TRY_VOID(pass.run(context));
+        if (stop.stop_requested())
+            return platform::Error{"no longer needed"};
         dumpModule(dump, *extracted.module, name, ++number, pass.name);
     }
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;

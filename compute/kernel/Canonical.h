@@ -8,6 +8,7 @@
 #include "compute/kernel/Program.h"
 #include "platform/base/Result.h"
 
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,9 +38,11 @@ platform::Result<void> checkFunction(const Program& program, std::string_view na
 
 /// Runs the pipeline on a copy of what the kernel reaches. Several threads may do so on one program
 /// at the same time. The error names the kernel, function or constant at fault. The code after each
-/// pass goes to `dump` unless that is null.
+/// pass goes to `dump` unless that is null. When it is to stop, it does so after the pass at hand,
+/// with an error.
 platform::Result<CanonicalKernel> canonicalise(const Program& program, std::string_view name,
                                                const ConstantValues& constants,
-                                               const Dump* dump = nullptr);
+                                               const Dump* dump = nullptr,
+                                               const std::stop_token& stop = {});
 
 } // namespace compute::kernel

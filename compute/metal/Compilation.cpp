@@ -29,21 +29,23 @@ constexpr std::size_t largestSource = 4'000'000;
 
 class CompileAction final : public clang::ASTFrontendAction {
 public:
-    explicit CompileAction(kernel::Program& result) : m_result(result) {}
+    CompileAction(kernel::Program& result, const std::stop_token& stop)
+        : m_result(result), m_stop(stop) {}
 
 protected:
     bool BeginSourceFileAction(clang::CompilerInstance& compiler) override {
         defineWords(compiler.getPreprocessor());
-        limitInput(compiler.getPreprocessor());
+        limitInput(compiler.getPreprocessor(), m_stop);
         return true;
     }
     std::unique_ptr<clang::ASTConsumer> CreateASTConsumer(clang::CompilerInstance& compiler,
                                                           llvm::StringRef) override {
-        return std::make_unique<ProgramConsumer>(compiler, m_result);
+        return std::make_unique<ProgramConsumer>(compiler, m_result, m_stop);
     }
 
 private:
     kernel::Program& m_result;
+    const std::stop_token& m_stop;
 };
 
 class PrecompileAction final : public clang::ASTFrontendAction {
@@ -94,13 +96,14 @@ bool includesLibrary(llvm::StringRef source) {
     return source.contains("<metal_") || source.contains("<simd/");
 }
 
-platform::Result<kernel::Program> compileHere(llvm::StringRef source, Library library) {
+platform::Result<kernel::Program> compileHere(llvm::StringRef source, Library library,
+                                              const std::stop_token& stop) {
     if (!includesLibrary(source))
         library.precompiled = nullptr;
     kernel::Program program;
     program.context = std::make_unique<llvm::LLVMContext>();
     DiagnosticText diagnostics;
-    CompileAction action(program);
+    CompileAction action(program, stop);
     run(action, {sourceName, source}, diagnostics, library);
     if (diagnostics.hasErrors() || program.module == nullptr)
         return platform::Error{diagnostics.text()};
@@ -120,13 +123,14 @@ Library makeLibrary(std::string_view precompiled, std::string_view compiler) {
     return makeLibrary(llvm::MemoryBufferRef(precompiled, "library.pch"));
 }
 
-platform::Result<kernel::Program> compile(std::string_view source, const Library& library) {
+platform::Result<kernel::Program> compile(std::string_view source, const Library& library,
+                                          const std::stop_token& stop) {
     if (source.size() > largestSource)
         return platform::Error{std::string(sourceName) + ":1:1: error: program of " +
                                std::to_string(source.size()) + " bytes is larger than " +
                                std::to_string(largestSource) + " bytes\n1 error generated.\n"};
     std::optional<platform::Result<kernel::Program>> result;
-    runOnLargeStack([&] { result.emplace(compileHere(source, library)); });
+    runOnLargeStack([&] { result.emplace(compileHere(source, library, stop)); });
     return std::move(*result);
 }
 

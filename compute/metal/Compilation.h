@@ -9,6 +9,7 @@
 #include "compute/metal/Language.h"
 #include "platform/base/Result.h"
 
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -22,7 +23,8 @@ std::string compilerIdentity();
 Library makeLibrary(std::string_view precompiled, std::string_view compiler);
 
 /// Compiles on a thread of its own, which has the stack that deeply nested texts need.
-platform::Result<kernel::Program> compile(std::string_view source, const Library& library);
+platform::Result<kernel::Program> compile(std::string_view source, const Library& library,
+                                          const std::stop_token& stop);
 
 /// Parses `#include <metal_stdlib>` and returns its precompiled form.
 platform::Result<std::string> precompileLibrary();

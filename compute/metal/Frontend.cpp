@@ -7,8 +7,8 @@
 
 namespace compute::metal {
 
-platform::Result<kernel::Program> compile(std::string_view source) {
-    return compile(source, embeddedLibrary());
+platform::Result<kernel::Program> compile(std::string_view source, const std::stop_token& stop) {
+    return compile(source, embeddedLibrary(), stop);
 }
 
 void warmUp() {

@@ -8,13 +8,16 @@
 #include "compute/kernel/Program.h"
 #include "platform/base/Result.h"
 
+#include <stop_token>
 #include <string_view>
 
 namespace compute::metal {
 
 /// Compiles one text. The error is everything that the compiler printed, with positions
 /// `program_source:LINE:COLUMN:`, the source line and a caret. Safe to call from several threads.
-platform::Result<kernel::Program> compile(std::string_view source);
+/// When it is to stop, it does so with an error at one of the next tokens or templates.
+platform::Result<kernel::Program> compile(std::string_view source,
+                                          const std::stop_token& stop = {});
 
 /// Loads what the first compilation would otherwise have to: called once before the service locks
 /// itself down, so that the first program compiles as quickly as the second.

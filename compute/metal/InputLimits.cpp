@@ -35,6 +35,17 @@ constexpr std::size_t mostTemplates = 100'000;
 constexpr std::size_t mostTrials = 2'000'000;
 constexpr auto longestTime = std::chrono::seconds(5);
 
+/// Of a compilation, from now on.
+class TimeLimit {
+public:
+    explicit TimeLimit(const std::stop_token& stop) : m_stop(stop) {}
+    bool isOver() const { return m_stop.stop_requested() || processorTime() > m_deadline; }
+
+private:
+    std::stop_token m_stop;
+    std::chrono::nanoseconds m_deadline = processorTime() + longestTime;
+};
+
 /// Reports why the compilation ends. Clang stops instantiating templates only after an error of its
 /// own that is fatal, so this borrows the one that #error prints.
 void stop(clang::DiagnosticsEngine& diagnostics, clang::SourceLocation location,
@@ -46,7 +57,8 @@ void stop(clang::DiagnosticsEngine& diagnostics, clang::SourceLocation location,
 
 class TokenLimit {
 public:
-    explicit TokenLimit(clang::Preprocessor& preprocessor) : m_preprocessor(preprocessor) {}
+    TokenLimit(clang::Preprocessor& preprocessor, const std::stop_token& stop)
+        : m_preprocessor(preprocessor), m_time(stop) {}
 
     void operator()(const clang::Token& token) {
         if (m_stopped || token.isAnnotation())
@@ -56,7 +68,7 @@ public:
             end(token, fault);
         else if (m_tokens > mostTokens)
             end(token, "program is too large");
-        else if (m_tokens % 16 == 0 && processorTime() > m_deadline)
+        else if (m_tokens % 16 == 0 && m_time.isOver())
             end(token, "program takes too long to compile");
     }
 
@@ -74,7 +86,7 @@ private:
     clang::Preprocessor& m_preprocessor;
     NestingGauge m_nesting;
     std::size_t m_tokens = 0;
-    std::chrono::nanoseconds m_deadline = processorTime() + longestTime;
+    TimeLimit m_time;
     bool m_stopped = false;
 };
 
@@ -154,6 +166,8 @@ private:
 
 class TemplateLimit final : public clang::TemplateInstantiationCallback {
 public:
+    explicit TemplateLimit(const std::stop_token& stop) : m_time(stop) {}
+
     void initialize(const clang::Sema&) override {}
     void finalize(const clang::Sema&) override {}
     void atTemplateEnd(const clang::Sema&, const clang::Sema::CodeSynthesisContext&) override {}
@@ -163,7 +177,7 @@ public:
         const bool isTrial =
             context.Kind != clang::Sema::CodeSynthesisContext::TemplateInstantiation;
         ++(isTrial ? m_trials : m_templates);
-        const bool late = (m_trials + m_templates) % 64 == 0 && processorTime() > m_deadline;
+        const bool late = (m_trials + m_templates) % 64 == 0 && m_time.isOver();
         if (m_stopped || (m_templates <= mostTemplates && m_trials <= mostTrials && !late))
             return;
         m_stopped = true;
@@ -175,19 +189,19 @@ public:
 private:
     std::size_t m_templates = 0;
     std::size_t m_trials = 0;
-    std::chrono::nanoseconds m_deadline = processorTime() + longestTime;
+    TimeLimit m_time;
     bool m_stopped = false;
 };
 
 } // namespace
 
-void limitInput(clang::Preprocessor& preprocessor) {
-    preprocessor.setTokenWatcher(TokenLimit(preprocessor));
+void limitInput(clang::Preprocessor& preprocessor, const std::stop_token& stop) {
+    preprocessor.setTokenWatcher(TokenLimit(preprocessor, stop));
     preprocessor.addPPCallbacks(std::make_unique<MacroLimit>(preprocessor));
 }
 
-void limitTemplates(clang::Sema& sema) {
-    sema.TemplateInstCallbacks.push_back(std::make_unique<TemplateLimit>());
+void limitTemplates(clang::Sema& sema, const std::stop_token& stop) {
+    sema.TemplateInstCallbacks.push_back(std::make_unique<TemplateLimit>(stop));
 }
 
 } // namespace compute::metal

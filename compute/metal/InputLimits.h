@@ -6,6 +6,8 @@
 // an ordinary error.
 #pragma once
 
+#include <stop_token>
+
 namespace clang {
 class Preprocessor;
 class Sema;
@@ -13,10 +15,11 @@ class Sema;
 
 namespace compute::metal {
 
-/// Watches the tokens and macros of the text that `preprocessor` is about to read.
-void limitInput(clang::Preprocessor& preprocessor);
+/// Watches the tokens and macros of the text that `preprocessor` is about to read. Being asked to
+/// stop counts as a limit reached.
+void limitInput(clang::Preprocessor& preprocessor, const std::stop_token& stop);
 
-/// Watches the templates that `sema` instantiates.
-void limitTemplates(clang::Sema& sema);
+/// Watches the templates that `sema` instantiates, likewise.
+void limitTemplates(clang::Sema& sema, const std::stop_token& stop);
 
 } // namespace compute::metal

@@ -27,9 +27,11 @@ bool isDefinedInClass(const clang::Decl* declaration) {
 
 } // namespace
 
-ProgramConsumer::ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result)
+ProgramConsumer::ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result,
+                                 const std::stop_token& stop)
     : m_compiler(compiler),
       m_result(result),
+      m_stop(stop),
       m_generator(clang::CreateLLVMCodeGen(
           compiler.getDiagnostics(), "program", &compiler.getVirtualFileSystem(),
           compiler.getHeaderSearchOpts(), compiler.getPreprocessorOpts(), compiler.getCodeGenOpts(),
@@ -44,7 +46,7 @@ void ProgramConsumer::Initialize(clang::ASTContext& context) {
 void ProgramConsumer::InitializeSema(clang::Sema& sema) {
     m_sema = &sema;
     static_cast<DiagnosticText&>(m_compiler.getDiagnosticClient()).setSema(&sema);
-    limitTemplates(sema);
+    limitTemplates(sema, m_stop);
 }
 
 void ProgramConsumer::ForgetSema() {

@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <stop_token>
 #include <vector>
 
 namespace clang {
@@ -25,7 +26,8 @@ namespace compute::metal {
 class ProgramConsumer final : public clang::SemaConsumer {
 public:
     /// `result` receives module, kernels and constants when the text has no errors.
-    ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result);
+    ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result,
+                    const std::stop_token& stop);
     ~ProgramConsumer() override;
 
     void Initialize(clang::ASTContext& context) override;
@@ -47,6 +49,7 @@ private:
 
     clang::CompilerInstance& m_compiler;
     kernel::Program& m_result;
+    std::stop_token m_stop;
     std::unique_ptr<clang::CodeGenerator> m_generator;
     clang::Sema* m_sema = nullptr;
     std::vector<clang::Decl*> m_topLevel;

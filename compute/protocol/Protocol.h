@@ -105,10 +105,11 @@ using Parameters = List<Parameter, maxParameters>;
 struct Kernel {
     Name name;
     Parameters parameters;
+    Name unsupported; ///< why it cannot run, though it compiles; empty when it can
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.name, self.parameters);
+        return std::tie(self.name, self.parameters, self.unsupported);
     }
 };
 using Kernels = List<Kernel, maxKernels>;
@@ -124,6 +125,19 @@ struct Constant {
     }
 };
 using Constants = List<Constant, maxConstants>;
+
+/// A function constant that a program declares.
+struct ConstantDeclaration {
+    Name name;
+    std::uint32_t index = 0;
+    ConstantType type = ConstantType::Int;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.name, self.index, self.type);
+    }
+};
+using ConstantDeclarations = List<ConstantDeclaration, maxConstants>;
 
 struct Extent {
     std::uint32_t width = 1;
@@ -178,10 +192,14 @@ struct Dispatch {
     Extent threads;
     Extent threadsPerThreadgroup;
     std::uint32_t bindings = 0; ///< so many of the command buffer's are for this one
+    // Only threads from `begin` to before `end` along x are run.
+    std::uint32_t begin = 0;
+    std::uint32_t end = 0;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.pipeline, self.threads, self.threadsPerThreadgroup, self.bindings);
+        return std::tie(self.pipeline, self.threads, self.threadsPerThreadgroup, self.bindings,
+                        self.begin, self.end);
     }
 };
 
@@ -293,19 +311,6 @@ struct ReleaseLibrary {
     }
 };
 
-/// Whether the function exists and the constants suit it.
-struct CheckFunction {
-    RequestId request;
-    LibraryId library;
-    Name function;
-    Constants constants;
-
-    template <class Self>
-    static auto fields(Self& self) {
-        return std::tie(self.request, self.library, self.function, self.constants);
-    }
-};
-
 struct MakePipeline {
     RequestId request;
     PipelineId pipeline;
@@ -316,6 +321,16 @@ struct MakePipeline {
     template <class Self>
     static auto fields(Self& self) {
         return std::tie(self.request, self.pipeline, self.library, self.function, self.constants);
+    }
+};
+
+/// Nobody waits for the answer any more. There is one all the same, sooner if possible.
+struct CancelRequest {
+    RequestId request;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.request);
     }
 };
 
@@ -345,7 +360,7 @@ struct RunCommands {
 
 using Request =
     std::variant<RegisterBuffer, ReleaseBuffer, RegisterTexture, ReleaseTexture, CompileLibrary,
-                 ReleaseLibrary, CheckFunction, MakePipeline, ReleasePipeline, RunCommands>;
+                 ReleaseLibrary, MakePipeline, CancelRequest, ReleasePipeline, RunCommands>;
 
 // ---- from the service to the console ------------------------------------------------------------
 
@@ -360,32 +375,35 @@ struct Ready {
         return std::tie(self.version, self.compileThreads);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 3;
+inline constexpr std::uint32_t protocolVersion = 4;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
+/// So many cancelled questions may go on beside those that somebody waits for.
+inline constexpr std::uint32_t maxCancelledRequests = 8;
 
 struct LibraryCompiled {
     RequestId request;
     bool succeeded = false;
     Message message; ///< the compiler's error, or its warnings
     Kernels kernels;
+    ConstantDeclarations constants;
     double frontEndMilliseconds = 0;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.request, self.succeeded, self.message, self.kernels,
+        return std::tie(self.request, self.succeeded, self.message, self.kernels, self.constants,
                         self.frontEndMilliseconds);
     }
 };
 
-struct FunctionChecked {
-    RequestId request;
-    bool succeeded = false;
-    Message message;
+/// Different for different things.
+struct Fingerprint {
+    std::uint64_t low = 0;
+    std::uint64_t high = 0;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.request, self.succeeded, self.message);
+        return std::tie(self.low, self.high);
     }
 };
 
@@ -394,13 +412,15 @@ struct PipelineMade {
     bool succeeded = false;
     Message message;
     Parameters parameters;
+    Fingerprint fingerprint; ///< of the machine code
     double optimiserMilliseconds = 0;
     double codeGenerationMilliseconds = 0;
 
     template <class Self>
     static auto fields(Self& self) {
         return std::tie(self.request, self.succeeded, self.message, self.parameters,
-                        self.optimiserMilliseconds, self.codeGenerationMilliseconds);
+                        self.fingerprint, self.optimiserMilliseconds,
+                        self.codeGenerationMilliseconds);
     }
 };
 
@@ -416,6 +436,6 @@ struct JobDone {
     }
 };
 
-using Reply = std::variant<Ready, LibraryCompiled, FunctionChecked, PipelineMade, JobDone>;
+using Reply = std::variant<Ready, LibraryCompiled, PipelineMade, JobDone>;
 
 } // namespace compute::protocol

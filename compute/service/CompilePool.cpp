@@ -35,7 +35,8 @@ bool describable(const protocol::Parameters& parameters) {
 }
 
 bool describable(const protocol::Kernel& kernel) {
-    return kernel.name.size() <= protocol::maxNameBytes && describable(kernel.parameters);
+    return kernel.name.size() <= protocol::maxNameBytes &&
+           kernel.unsupported.size() <= protocol::maxNameBytes && describable(kernel.parameters);
 }
 
 } // namespace
@@ -50,15 +51,38 @@ CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pi
       m_libraries(libraries),
       m_pipelines(pipelines),
       m_replies(replies),
-      m_queue(threadCount(), compilerStackBytes, giveThisThreadFaultStack, [this](Task& task) {
-          std::visit(
-              [this](const auto& question) {
-                  const CompilingFor mark(question.request);
-                  carryOut(question);
-              },
-              task);
-          task = {}; // texts may be long
-      }) {}
+      m_queue(threadCount() + protocol::maxCancelledRequests, compilerStackBytes,
+              giveThisThreadFaultStack, [this](Task& task) { carryOut(task); }) {}
+
+void CompilePool::add(Question question) {
+    Task task{.question = std::move(question), .stop = std::stop_source()};
+    {
+        const std::scoped_lock lock(m_mutex);
+        std::visit([&](const auto& asked) { m_unanswered.emplace(asked.request, task.stop); },
+                   task.question);
+    }
+    m_queue.add(task);
+}
+
+void CompilePool::cancel(protocol::RequestId request) {
+    const std::scoped_lock lock(m_mutex);
+    if (const auto found = m_unanswered.find(request); found != m_unanswered.end())
+        found->second.request_stop();
+}
+
+void CompilePool::carryOut(Task& task) {
+    std::visit(
+        [&](const auto& question) {
+            {
+                const CompilingFor mark(question.request);
+                carryOut(question, task.stop.get_token());
+            }
+            const std::scoped_lock lock(m_mutex);
+            m_unanswered.erase(question.request);
+        },
+        task.question);
+    task = {}; // texts may be long
+}
 
 Result<std::shared_ptr<const Library>> CompilePool::findLibrary(protocol::LibraryId id) const {
     auto library = m_libraries.find(id);
@@ -67,12 +91,13 @@ Result<std::shared_ptr<const Library>> CompilePool::findLibrary(protocol::Librar
     return library;
 }
 
-void CompilePool::carryOut(const protocol::CompileLibrary& task) {
+void CompilePool::carryOut(const protocol::CompileLibrary& task, const std::stop_token& stop) {
     const auto start = std::chrono::steady_clock::now();
-    auto library = m_compiler.compile(task.source);
+    auto library = m_compiler.compile(task.source, stop);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
 
-    protocol::LibraryCompiled reply{.request = task.request, .message = {}, .kernels = {}};
+    protocol::LibraryCompiled reply{
+        .request = task.request, .message = {}, .kernels = {}, .constants = {}};
     if (!library) {
         reply.message = cut(std::move(library.error().message));
         return m_replies.send(reply);
@@ -80,12 +105,18 @@ void CompilePool::carryOut(const protocol::CompileLibrary& task) {
     const auto kernels = (*library)->kernels();
     reply.message = cut((*library)->warnings());
     reply.kernels.assign(kernels.begin(), kernels.end());
+    reply.constants = (*library)->constants();
     reply.frontEndMilliseconds = time.count();
     reply.succeeded = kernels.size() <= protocol::maxKernels &&
                       std::ranges::all_of(kernels, [](const auto& k) { return describable(k); }) &&
+                      reply.constants.size() <= protocol::maxConstants &&
+                      std::ranges::all_of(
+                          reply.constants,
+                          [](const auto& c) { return c.name.size() <= protocol::maxNameBytes; }) &&
                       Replies::fits(reply);
     if (!reply.succeeded) {
         reply.kernels.clear();
+        reply.constants.clear();
         reply.message = std::string("program_source: error: too many kernels or parameters, or "
                                     "names too long\n");
         return m_replies.send(reply);
@@ -94,27 +125,17 @@ void CompilePool::carryOut(const protocol::CompileLibrary& task) {
     m_replies.send(reply);
 }
 
-void CompilePool::carryOut(const protocol::CheckFunction& task) {
-    const auto check = [&]() -> Result<void> {
-        return SL42_TRY(findLibrary(task.library))->check(task.function, task.constants);
-    };
-    const auto checked = check();
-    protocol::FunctionChecked reply{.request = task.request, .message = {}};
-    reply.succeeded = checked.hasValue();
-    if (!checked)
-        reply.message = cut(checked.error().message);
-    m_replies.send(reply);
-}
-
-void CompilePool::carryOut(const protocol::MakePipeline& task) {
+void CompilePool::carryOut(const protocol::MakePipeline& task, const std::stop_token& stop) {
     const auto build = [&]() -> Result<std::shared_ptr<const Kernel>> {
-        return SL42_TRY(findLibrary(task.library))->build(task.function, task.constants);
+        return SL42_TRY(findLibrary(task.library))->build(task.function, task.constants, stop);
     };
     auto kernel = build();
-    protocol::PipelineMade reply{.request = task.request, .message = {}, .parameters = {}};
+    protocol::PipelineMade reply{
+        .request = task.request, .message = {}, .parameters = {}, .fingerprint = {}};
     reply.succeeded = kernel.hasValue();
     if (kernel) {
         reply.parameters = (*kernel)->parameters();
+        reply.fingerprint = (*kernel)->fingerprint();
         reply.optimiserMilliseconds = (*kernel)->optimiserMilliseconds();
         reply.codeGenerationMilliseconds = (*kernel)->codeGenerationMilliseconds();
         m_pipelines.add(task.pipeline, std::move(*kernel));

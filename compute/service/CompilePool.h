@@ -10,6 +10,10 @@
 #include "compute/service/Replies.h"
 #include "compute/service/WorkQueue.h"
 
+#include <map>
+#include <mutex>
+#include <stop_token>
+
 namespace compute::service {
 
 using Libraries = ById<protocol::LibraryId, Library>;
@@ -19,25 +23,35 @@ using Pipelines = ById<protocol::PipelineId, Kernel>;
 /// be there before the first question about it is added.
 class CompilePool {
 public:
-    using Task =
-        std::variant<protocol::CompileLibrary, protocol::CheckFunction, protocol::MakePipeline>;
+    using Question = std::variant<protocol::CompileLibrary, protocol::MakePipeline>;
 
-    /// How many questions are answered at the same time.
+    /// How many questions are answered at the same time, beside those that were cancelled.
     static std::uint32_t threadCount();
 
     CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pipelines, Replies& replies);
-    void add(Task task) { m_queue.add(task); }
+    void add(Question question);
+    /// The question is answered with an error as soon as the compiler can stop. Does nothing when
+    /// it has been answered.
+    void cancel(protocol::RequestId request);
 
 private:
-    void carryOut(const protocol::CompileLibrary& task);
-    void carryOut(const protocol::CheckFunction& task);
-    void carryOut(const protocol::MakePipeline& task);
+    struct Task {
+        Question question;
+        std::stop_source stop{std::nostopstate};
+    };
+
+    void carryOut(Task& task);
+    void carryOut(const protocol::CompileLibrary& question, const std::stop_token& stop);
+    void carryOut(const protocol::MakePipeline& question, const std::stop_token& stop);
     platform::Result<std::shared_ptr<const Library>> findLibrary(protocol::LibraryId id) const;
 
     Compiler& m_compiler;
     Libraries& m_libraries;
     Pipelines& m_pipelines;
     Replies& m_replies;
+    std::mutex m_mutex;
+    /// Of the questions that have not been answered.
+    std::map<protocol::RequestId, std::stop_source> m_unanswered;
     WorkQueue<Task> m_queue; // last, so that its threads end first
 };
 

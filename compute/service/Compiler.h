@@ -11,6 +11,7 @@
 
 #include <array>
 #include <memory>
+#include <stop_token>
 #include <string_view>
 
 namespace compute::service {
@@ -26,10 +27,13 @@ class Kernel {
 public:
     virtual ~Kernel() = default;
     virtual protocol::Parameters parameters() const = 0;
+    virtual protocol::Fingerprint fingerprint() const = 0;
     virtual double optimiserMilliseconds() const = 0;
     virtual double codeGenerationMilliseconds() const = 0;
+    /// Only threads from `begin` to before `end` along x.
     virtual void run(const Bindings& bindings, protocol::Extent threads,
-                     protocol::Extent threadsPerThreadgroup) const = 0;
+                     protocol::Extent threadsPerThreadgroup, std::uint32_t begin,
+                     std::uint32_t end) const = 0;
 };
 
 /// A program text that compiled.
@@ -38,13 +42,14 @@ public:
     virtual ~Library() = default;
     virtual std::vector<protocol::Kernel> kernels() const = 0;
     virtual const std::string& warnings() const = 0;
-    virtual platform::Result<void> check(std::string_view function,
-                                         const protocol::Constants& constants) const = 0;
+    virtual protocol::ConstantDeclarations constants() const = 0;
     virtual platform::Result<std::shared_ptr<const Kernel>>
-    build(std::string_view function, const protocol::Constants& constants) const = 0;
+    build(std::string_view function, const protocol::Constants& constants,
+          const std::stop_token& stop) const = 0;
 };
 
-/// Several threads ask it, and the libraries that it makes, at the same time.
+/// Several threads ask it, and the libraries that it makes, at the same time. When it is asked to
+/// stop, it ends with an error as soon as it can.
 class Compiler {
 public:
     virtual ~Compiler() = default;
@@ -52,7 +57,8 @@ public:
     virtual void warmUp() = 0;
     /// Descriptor of the folder that it makes files in from then on; -1 when it makes none.
     virtual int dumpFolder() const { return -1; }
-    virtual platform::Result<std::shared_ptr<const Library>> compile(std::string_view source) = 0;
+    virtual platform::Result<std::shared_ptr<const Library>>
+    compile(std::string_view source, const std::stop_token& stop) = 0;
 };
 
 } // namespace compute::service

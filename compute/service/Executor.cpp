@@ -53,7 +53,7 @@ void Executor::carryOut(const DispatchWork& work, const Job& job) {
         std::memcpy(place, job.bytes.data() + binding.offset, binding.length);
         bindings.buffers[binding.index] = place;
     }
-    work.kernel->run(bindings, work.threads, work.threadsPerThreadgroup);
+    work.kernel->run(bindings, work.threads, work.threadsPerThreadgroup, work.begin, work.end);
 }
 
 void Executor::carryOut(const FillWork& work, const Job&) {

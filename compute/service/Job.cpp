@@ -31,6 +31,10 @@ public:
             return Error{"arguments are missing"};
         work.threads = dispatch.threads;
         work.threadsPerThreadgroup = dispatch.threadsPerThreadgroup;
+        if (dispatch.begin > dispatch.end || dispatch.end > dispatch.threads.width)
+            return Error{"a part of a grid leaves it"};
+        work.begin = dispatch.begin;
+        work.end = dispatch.end;
         work.firstInline = m_job.inlineBindings.size();
         for (const protocol::Binding& binding : m_bindings.first(dispatch.bindings))
             SL42_TRY_VOID(std::visit([&](const auto& b) { return bind(b, work); }, binding));

@@ -23,6 +23,8 @@ struct DispatchWork {
     std::shared_ptr<const Kernel> kernel;
     protocol::Extent threads;
     protocol::Extent threadsPerThreadgroup;
+    std::uint32_t begin = 0; ///< along x
+    std::uint32_t end = 0;
     Bindings bindings; ///< all but those by value
     /// Its part of Job::inlineBindings.
     std::size_t firstInline = 0;

@@ -64,13 +64,18 @@ public:
     double codeGenerationMilliseconds() const override {
         return m_kernel->codeGenerationMilliseconds();
     }
+    protocol::Fingerprint fingerprint() const override {
+        const auto [low, high] = m_kernel->fingerprint();
+        return {low, high};
+    }
     void run(const Bindings& bindings, protocol::Extent threads,
-             protocol::Extent threadsPerThreadgroup) const override {
+             protocol::Extent threadsPerThreadgroup, std::uint32_t begin,
+             std::uint32_t end) const override {
         const auto extent = [](protocol::Extent wire) {
             return host::Extent{wire.width, wire.height, wire.depth};
         };
         m_kernel->run({bindings.buffers, bindings.textures}, extent(threads),
-                      extent(threadsPerThreadgroup));
+                      extent(threadsPerThreadgroup), begin, end);
     }
 
 private:
@@ -86,19 +91,24 @@ public:
         std::vector<protocol::Kernel> wire;
         wire.reserve(m_program.kernels.size());
         for (const kernel::KernelDeclaration& declaration : m_program.kernels)
-            wire.push_back({declaration.name, wireParameters(declaration.parameters)});
+            wire.push_back({declaration.name, wireParameters(declaration.parameters),
+                            declaration.unsupported});
         return wire;
     }
     const std::string& warnings() const override { return m_program.warnings; }
 
-    Result<void> check(std::string_view function,
-                       const protocol::Constants& constants) const override {
-        return kernel::checkFunction(m_program, function, constantValues(constants));
+    protocol::ConstantDeclarations constants() const override {
+        protocol::ConstantDeclarations wire;
+        for (const kernel::ConstantDeclaration& constant : m_program.constants)
+            wire.push_back({constant.name, constant.index,
+                            static_cast<protocol::ConstantType>(constant.type)});
+        return wire;
     }
-    Result<std::shared_ptr<const Kernel>>
-    build(std::string_view function, const protocol::Constants& constants) const override {
-        auto canonical = SL42_TRY(
-            kernel::canonicalise(m_program, function, constantValues(constants), m_dump.get()));
+    Result<std::shared_ptr<const Kernel>> build(std::string_view function,
+                                                const protocol::Constants& constants,
+                                                const std::stop_token& stop) const override {
+        auto canonical = SL42_TRY(kernel::canonicalise(
+            m_program, function, constantValues(constants), m_dump.get(), stop));
         auto machineCode = SL42_TRY(host::generate(std::move(canonical), m_dump.get()));
         return std::shared_ptr<const Kernel>(
             std::make_shared<CompiledKernel>(std::move(machineCode)));
@@ -128,10 +138,11 @@ int KernelCompiler::dumpFolder() const {
     return m_dump ? m_dump->folder() : -1;
 }
 
-Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view source) {
+Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view source,
+                                                               const std::stop_token& stop) {
     if (m_dump)
         m_dump->write("program", 0, "source", "metal", source);
-    auto program = SL42_TRY(metal::compile(source));
+    auto program = SL42_TRY(metal::compile(source, stop));
     kernel::keepBitcode(program); // kernels are built by several threads
     return std::shared_ptr<const Library>(
         std::make_shared<CompiledLibrary>(std::move(program), m_dump));

@@ -15,7 +15,8 @@ class KernelCompiler final : public Compiler {
 public:
     void warmUp() override;
     int dumpFolder() const override;
-    platform::Result<std::shared_ptr<const Library>> compile(std::string_view source) override;
+    platform::Result<std::shared_ptr<const Library>> compile(std::string_view source,
+                                                             const std::stop_token& stop) override;
 
 private:
     /// Opened before the lock-down; null without SL42_DUMP. Shared with the libraries.

@@ -55,6 +55,10 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             m_libraries.remove(m.library);
             return {};
         },
+        [&](const protocol::CancelRequest& m) -> Result<void> {
+            m_compilePool.cancel(m.request);
+            return {};
+        },
         [&](const protocol::ReleasePipeline& m) -> Result<void> {
             m_pipelines.remove(m.pipeline);
             return {};
@@ -65,7 +69,7 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             return {};
         },
         [&]<class T>(T& question) -> Result<void>
-            requires std::constructible_from<CompilePool::Task, T>
+            requires std::constructible_from<CompilePool::Question, T>
         {
             m_compilePool.add(std::move(question));
             return {};

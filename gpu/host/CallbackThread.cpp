@@ -27,6 +27,18 @@ void CallbackThread::post(std::shared_ptr<Job> job) {
     complete(*job);
 }
 
+void CallbackThread::post(std::function<void()> task) {
+    {
+        const std::scoped_lock lock(m_state->mutex);
+        if (!m_state->finishing) {
+            m_state->tasks.push(std::move(task));
+            m_state->wake.notify_one();
+            return;
+        }
+    }
+    task();
+}
+
 void CallbackThread::finish() {
     {
         const std::scoped_lock lock(m_state->mutex);
@@ -44,13 +56,19 @@ void CallbackThread::finish() {
 void CallbackThread::loop(State& state) {
     std::unique_lock lock(state.mutex);
     while (true) {
-        state.wake.wait(lock, [&] { return state.finishing || !state.jobs.empty(); });
-        if (state.jobs.empty())
+        state.wake.wait(
+            lock, [&] { return state.finishing || !state.jobs.empty() || !state.tasks.empty(); });
+        if (state.jobs.empty() && state.tasks.empty())
             return;
-        auto job = state.jobs.pop();
+        auto job = state.jobs.empty() ? nullptr : state.jobs.pop();
+        auto task = state.tasks.empty() ? nullptr : state.tasks.pop();
         lock.unlock();
-        complete(*job);
-        job.reset(); // what it held may end here, without the lock
+        if (job)
+            complete(*job);
+        if (task)
+            task();
+        job = nullptr; // what they held may end here, without the lock
+        task = nullptr;
         lock.lock();
     }
 }

@@ -26,6 +26,8 @@ public:
     /// The job is done, with the outcome that it holds. After finish() the calling thread says so
     /// itself.
     void post(std::shared_ptr<Job> job);
+    /// Runs a task between the handlers of jobs.
+    void post(std::function<void()> task);
     void finish();
 
 private:
@@ -33,6 +35,7 @@ private:
         std::mutex mutex;
         std::condition_variable wake;
         platform::Fifo<std::shared_ptr<Job>> jobs;
+        platform::Fifo<std::function<void()>> tasks;
         bool finishing = false;
     };
     static void loop(State& state);

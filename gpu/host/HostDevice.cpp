@@ -64,52 +64,55 @@ std::shared_ptr<Texture> HostDevice::makeTexture(const TextureDescriptor& descri
     return HostTexture::create(m_client, descriptor, std::move(memory), offset, bytesPerRow);
 }
 
-Result<std::shared_ptr<Library>> HostDevice::makeLibrary(std::string_view source) {
-    if (source.size() > protocol::maxSourceBytes)
-        return Error{"program_source: error: the program is longer than 16 MB\n"};
-    auto found = m_programs.find(std::string(source), [](const auto&) { return true; });
-    if (found.promise) {
-        auto program = std::make_shared<Program>(m_client, std::string(source));
-        const auto compiled = m_client->compile(program);
-        found.promise->set_value(compiled ? Result<std::shared_ptr<Program>>(program)
-                                          : compiled.error());
+Pending HostDevice::makeLibrary(std::string source, Made<Library> made) {
+    if (source.size() > protocol::maxSourceBytes) {
+        made(Error{"program_source: error: the program is longer than 16 MB\n"});
+        return nullptr;
     }
-    auto program = SL42_TRY(found.future.get());
-    const CompileTimes times = found.promise ? program->times : CompileTimes{};
-    return std::shared_ptr<Library>(std::make_shared<HostLibrary>(std::move(program), times));
-}
-
-std::future<Result<std::shared_ptr<ComputePipelineState>>>
-HostDevice::makeComputePipelineStateAsync(const std::shared_ptr<Function>& function) {
-    const auto ours = std::dynamic_pointer_cast<HostFunction>(function);
-    if (!ours)
-        return std::async(std::launch::deferred, [] {
-            return Result<std::shared_ptr<ComputePipelineState>>(
-                Error{"The function belongs to another device"});
+    const auto compile = [client = m_client, &source](ProgramCache::Done done) {
+        const auto program = std::make_shared<Program>(client, source);
+        return client->compile(
+            program, [program, done = std::move(done)](const Result<void>& compiled) {
+                done(compiled ? Result<std::shared_ptr<Program>>(program) : compiled.error());
+            });
+    };
+    return m_programs.find(
+        source, [](const auto&) { return true; }, compile,
+        [made = std::move(made)](const Result<std::shared_ptr<Program>>& program, bool isNew) {
+            if (!program)
+                return made(program.error());
+            const CompileTimes times = isNew ? (*program)->times : CompileTimes{};
+            made(std::shared_ptr<Library>(std::make_shared<HostLibrary>(*program, times)));
         });
-    auto found = m_pipelines.find(
-        PipelineKey{ours->program(), ours->name(), bytesOf(ours->constants())},
-        [](const std::shared_ptr<Pipeline>& pipeline) { return !pipeline->stopped; });
-    if (found.promise)
-        build(std::make_shared<Pipeline>(ours->program(), ours->name(), ours->constants()),
-              found.promise);
-    const std::string& label = ours->label().empty() ? ours->name() : ours->label();
-    // Deferred: whoever asks for the result wraps it, no thread is started for that.
-    return std::async(std::launch::deferred,
-                      [future = std::move(found.future), made = found.promise != nullptr,
-                       label]() -> Result<std::shared_ptr<ComputePipelineState>> {
-                          auto pipeline = SL42_TRY(future.get());
-                          const CompileTimes times = made ? pipeline->times : CompileTimes{};
-                          return std::shared_ptr<ComputePipelineState>(
-                              std::make_shared<HostPipelineState>(pipeline, label, times));
-                      });
 }
 
-void HostDevice::build(const std::shared_ptr<Pipeline>& pipeline,
-                       const std::shared_ptr<PipelineCache::Promise>& promise) {
-    m_client->build(pipeline, [pipeline, promise](const Result<void>& built) {
-        promise->set_value(built ? Result<std::shared_ptr<Pipeline>>(pipeline) : built.error());
-    });
+Pending HostDevice::makeComputePipelineState(const std::shared_ptr<Function>& function,
+                                             Made<ComputePipelineState> made) {
+    const auto ours = std::dynamic_pointer_cast<HostFunction>(function);
+    if (!ours) {
+        made(Error{"The function belongs to another device"});
+        return nullptr;
+    }
+    const auto build = [client = m_client, ours](PipelineCache::Done done) {
+        const auto pipeline =
+            std::make_shared<Pipeline>(ours->program(), ours->name(), ours->constants());
+        return client->build(
+            pipeline, [pipeline, done = std::move(done)](const Result<void>& built) {
+                done(built ? Result<std::shared_ptr<Pipeline>>(pipeline) : built.error());
+            });
+    };
+    const std::string& label = ours->label().empty() ? ours->name() : ours->label();
+    return m_pipelines.find(
+        {ours->program(), ours->name(), bytesOf(ours->constants())},
+        [](const std::shared_ptr<Pipeline>& pipeline) { return !pipeline->stopped; }, build,
+        [made = std::move(made), label](const Result<std::shared_ptr<Pipeline>>& pipeline,
+                                        bool isNew) {
+            if (!pipeline)
+                return made(pipeline.error());
+            const CompileTimes times = isNew ? (*pipeline)->times : CompileTimes{};
+            made(std::shared_ptr<ComputePipelineState>(
+                std::make_shared<HostPipelineState>(*pipeline, label, times)));
+        });
 }
 
 void HostDevice::setTimeLimit(std::chrono::milliseconds limit) {

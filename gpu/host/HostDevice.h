@@ -27,9 +27,9 @@ public:
     std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor,
                                          std::shared_ptr<platform::SharedMemory> memory,
                                          std::size_t offset, std::size_t bytesPerRow) override;
-    Result<std::shared_ptr<Library>> makeLibrary(std::string_view source) override;
-    std::future<Result<std::shared_ptr<ComputePipelineState>>>
-    makeComputePipelineStateAsync(const std::shared_ptr<Function>& function) override;
+    Pending makeLibrary(std::string source, Made<Library> made) override;
+    Pending makeComputePipelineState(const std::shared_ptr<Function>& function,
+                                     Made<ComputePipelineState> made) override;
     void setTimeLimit(std::chrono::milliseconds limit) override;
     void endLongRunning(std::chrono::milliseconds limit) override;
 
@@ -41,14 +41,13 @@ private:
         bool operator==(const PipelineKey&) const = default;
     };
 
+    using ProgramCache = ResultCache<std::string, std::shared_ptr<Program>>;
     using PipelineCache = ResultCache<PipelineKey, std::shared_ptr<Pipeline>>;
 
     explicit HostDevice(std::shared_ptr<ServiceClient> client);
-    void build(const std::shared_ptr<Pipeline>& pipeline,
-               const std::shared_ptr<PipelineCache::Promise>& promise);
 
     std::shared_ptr<ServiceClient> m_client;
-    ResultCache<std::string, std::shared_ptr<Program>> m_programs;
+    ProgramCache m_programs;
     PipelineCache m_pipelines;
 };
 

@@ -71,24 +71,28 @@ void HostComputeEncoder::setTexture(std::shared_ptr<Texture> texture, std::uint3
     m_textures[index] = std::dynamic_pointer_cast<HostTexture>(std::move(texture));
 }
 
-void HostComputeEncoder::dispatchThreads(Size3 threads, Size3 threadsPerThreadgroup) {
+void HostComputeEncoder::dispatchPart(Size3 threads, Size3 threadsPerThreadgroup, Range part) {
     if (!m_commandBuffer)
         return;
     if (!m_pipeline)
         return refuse("dispatch without a pipeline");
     if (isEmpty(threadsPerThreadgroup))
         return refuse("kernel '" + m_pipeline->functionName() + "' has empty thread groups");
-    if (isEmpty(threads))
+    if (part.offset > threads.width || part.length > threads.width - part.offset)
+        return refuse("kernel '" + m_pipeline->functionName() + "' is to run outside of its grid");
+    if (isEmpty(threads) || part.length == 0)
         return;
     const auto& pipeline = m_pipeline->pipeline();
     m_bindings.clear();
     for (const protocol::Parameter& parameter : pipeline->parameters)
         if (!bind(parameter))
             return;
-    m_commandBuffer->record(protocol::Dispatch{pipeline->id, wireExtent(threads),
-                                               wireExtent(threadsPerThreadgroup),
-                                               static_cast<std::uint32_t>(m_bindings.size())},
-                            pipeline, m_bindings);
+    m_commandBuffer->record(
+        protocol::Dispatch{pipeline->id, wireExtent(threads), wireExtent(threadsPerThreadgroup),
+                           static_cast<std::uint32_t>(m_bindings.size()),
+                           static_cast<std::uint32_t>(part.offset),
+                           static_cast<std::uint32_t>(part.offset + part.length)},
+        pipeline, m_bindings);
 }
 
 bool HostComputeEncoder::bind(const protocol::Parameter& parameter) {

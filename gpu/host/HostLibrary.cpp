@@ -20,6 +20,46 @@ protocol::Constants wireConstants(const FunctionConstantValues& constants) {
 }
 static_assert(static_cast<int>(DataType::Float) == static_cast<int>(protocol::ConstantType::Float));
 
+const char* nameOf(protocol::ConstantType type) {
+    switch (type) {
+    case protocol::ConstantType::Bool:
+        return "bool";
+    case protocol::ConstantType::Char:
+        return "char";
+    case protocol::ConstantType::UChar:
+        return "uchar";
+    case protocol::ConstantType::Short:
+        return "short";
+    case protocol::ConstantType::UShort:
+        return "ushort";
+    case protocol::ConstantType::Int:
+        return "int";
+    case protocol::ConstantType::UInt:
+        return "uint";
+    case protocol::ConstantType::Half:
+        return "half";
+    case protocol::ConstantType::Float:
+        return "float";
+    }
+    return "unknown";
+}
+
+/// Every constant that the program declares must have a value of its type.
+Result<void> checkConstants(const protocol::ConstantDeclarations& declared,
+                            const protocol::Constants& constants) {
+    for (const protocol::ConstantDeclaration& constant : declared) {
+        const auto found = std::ranges::find(constants, constant.index, &protocol::Constant::index);
+        const std::string what = "function constant '" + constant.name + "' [[function_constant(" +
+                                 std::to_string(constant.index) + ")]]";
+        if (found == constants.end())
+            return Error{what + " has no value"};
+        if (found->type != constant.type)
+            return Error{what + " is declared " + nameOf(constant.type) + " but its value is " +
+                         nameOf(found->type)};
+    }
+    return {};
+}
+
 } // namespace
 
 Result<std::shared_ptr<Function>>
@@ -31,7 +71,9 @@ HostLibrary::makeFunction(std::string_view name, const FunctionConstantValues& c
     auto wire = wireConstants(constants);
     if (wire.size() > protocol::maxConstants)
         return Error{"Too many function constants"};
-    SL42_TRY_VOID(m_program->client->check(m_program, kernel->name, wire));
+    if (!kernel->unsupported.empty())
+        return Error{"kernel '" + kernel->name + "': " + kernel->unsupported};
+    SL42_TRY_VOID(checkConstants(m_program->constants, wire));
     return std::shared_ptr<Function>(
         std::make_shared<HostFunction>(m_program, *kernel, std::move(wire)));
 }

@@ -56,6 +56,7 @@ public:
     const std::string& label() const override { return m_label; }
     const CompileTimes& compileTimes() const override { return m_times; }
     bool isStopped() const override { return m_pipeline->stopped; }
+    Fingerprint fingerprint() const override { return m_pipeline->fingerprint; }
 
     const std::shared_ptr<Pipeline>& pipeline() const { return m_pipeline; }
 

@@ -28,6 +28,7 @@ struct Program {
     const std::string source;
     std::vector<std::string> functionNames;
     compute::protocol::Kernels kernels;
+    compute::protocol::ConstantDeclarations constants;
     std::string warnings;
     CompileTimes times;
     /// The runs of the service that have it, or were asked to; for the client, under its lock.
@@ -48,6 +49,7 @@ struct Pipeline {
     const std::string function;
     const compute::protocol::Constants constants;
     compute::protocol::Parameters parameters;
+    Fingerprint fingerprint{};
     CompileTimes times;
     /// Never to be run again.
     std::atomic<bool> stopped = false;

@@ -5,73 +5,128 @@
 // used for the longest time.
 #pragma once
 
-#include "gpu/Types.h"
+#include "gpu/Device.h"
 
-#include <future>
+#include <algorithm>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
+#include <vector>
 
 namespace gpu::host {
 
-/// Thread-safe. Two threads that ask for one key at the same time make it once.
+/// Thread-safe. What two threads ask for at the same time is made once; when the last of those who
+/// wait for it gives up, so does whoever makes it.
 template <class Key, class Value>
 class ResultCache {
 public:
-    using Promise = std::promise<Result<Value>>;
+    explicit ResultCache(std::size_t capacity) : m_state(std::make_shared<State>(capacity)) {}
 
-    explicit ResultCache(std::size_t capacity) : m_capacity(capacity) {}
+    /// Gets the result of making something.
+    using Done = std::function<void(Result<Value>)>;
+    /// Begins to make something; what it returns keeps the work going.
+    using Start = std::function<Pending(Done)>;
+    /// Gets the value, and whether it was made for this caller.
+    using Found = std::function<void(const Result<Value>&, bool isNew)>;
 
-    struct Found {
-        /// Not yet ready while somebody is still making it.
-        std::shared_future<Result<Value>> future;
-        /// Set when there was no entry: the caller must have it made and keep the promise.
-        std::shared_ptr<Promise> promise;
-    };
-    /// Failures, and what `isUsable` rejects, count as no entry.
+    /// Hands on what is there for `key`, at once or when it is made, else has `start` make it.
+    /// Failures, and what `isUsable` rejects, count as not there. None of the functions is called
+    /// under a lock.
     template <class IsUsable>
-    Found find(const Key& key, const IsUsable& isUsable) {
-        const std::scoped_lock lock(m_mutex);
-        forgetFailures();
-        for (auto entry = m_entries.begin(); entry != m_entries.end(); ++entry) {
-            if (entry->key != key)
-                continue;
-            if (isDone(entry->future) && !isUsable(*entry->future.get())) {
-                m_entries.erase(entry);
-                break;
-            }
-            m_entries.splice(m_entries.begin(), m_entries, entry);
-            return {entry->future, nullptr};
+    Pending find(const Key& key, const IsUsable& isUsable, const Start& start, Found found) {
+        std::unique_lock lock(m_state->mutex);
+        std::shared_ptr<Entry> entry = m_state->entryOf(key, isUsable);
+        if (entry && entry->result) {
+            lock.unlock();
+            found(*entry->result, false);
+            return nullptr;
         }
-        return add(key);
+        const bool isNew = !entry;
+        if (isNew)
+            entry = m_state->add(key);
+        const auto waiter = std::make_shared<Found>(std::move(found));
+        entry->waiters.push_back(waiter);
+        lock.unlock();
+        Pending interest(waiter.get(),
+                         [state = m_state, entry, waiter](void*) { state->leave(*entry, waiter); });
+        if (isNew)
+            m_state->keep(*entry, start([state = m_state, entry](Result<Value> result) {
+                state->complete(*entry, std::move(result));
+            }));
+        return interest;
     }
 
 private:
-    using Future = std::shared_future<Result<Value>>;
+    using Waiter = std::shared_ptr<Found>;
     struct Entry {
         Key key;
-        Future future;
+        std::optional<Result<Value>> result = std::nullopt;
+        std::vector<Waiter> waiters = {};
+        Pending work = nullptr;
     };
 
-    static bool isDone(const Future& future) {
-        return future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    }
-    void forgetFailures() {
-        m_entries.remove_if(
-            [](const Entry& entry) { return isDone(entry.future) && !entry.future.get(); });
-    }
-    Found add(const Key& key) {
-        auto promise = std::make_shared<Promise>();
-        m_entries.push_front({key, promise->get_future().share()});
-        if (m_entries.size() > m_capacity)
-            m_entries.pop_back();
-        return {m_entries.front().future, std::move(promise)};
-    }
+    struct State {
+        explicit State(std::size_t limit) : capacity(limit) {}
 
-    std::size_t m_capacity;
-    std::mutex m_mutex;
-    std::list<Entry> m_entries; ///< most recently used first; few enough to search
+        template <class IsUsable>
+        std::shared_ptr<Entry> entryOf(const Key& key, const IsUsable& isUsable) {
+            const auto found =
+                std::ranges::find_if(entries, [&](const auto& entry) { return entry->key == key; });
+            if (found == entries.end())
+                return nullptr;
+            const auto& result = (*found)->result;
+            if (result && (!*result || !isUsable(**result))) {
+                entries.erase(found);
+                return nullptr;
+            }
+            entries.splice(entries.begin(), entries, found);
+            return entries.front();
+        }
+        std::shared_ptr<Entry> add(const Key& key) {
+            entries.push_front(std::make_shared<Entry>(Entry{key}));
+            if (entries.size() > capacity)
+                entries.pop_back();
+            return entries.front();
+        }
+        /// Keeps the work going as long as somebody waits for it.
+        void keep(Entry& entry, Pending work) {
+            const std::scoped_lock lock(mutex);
+            if (!entry.result && !entry.waiters.empty())
+                std::swap(entry.work, work);
+        }
+        void complete(Entry& entry, Result<Value> result) {
+            std::unique_lock lock(mutex);
+            const std::vector<Waiter> waiters = std::exchange(entry.waiters, {});
+            const Pending work = std::exchange(entry.work, nullptr);
+            entry.result = std::move(result);
+            if (!*entry.result)
+                forget(entry);
+            lock.unlock();
+            for (const Waiter& waiter : waiters)
+                (*waiter)(*entry.result, waiter == waiters.front());
+        }
+        void leave(Entry& entry, const Waiter& waiter) {
+            Pending work;
+            const std::scoped_lock lock(mutex);
+            if (std::erase(entry.waiters, waiter) == 0 || !entry.waiters.empty())
+                return;
+            std::swap(work, entry.work);
+            forget(entry);
+        }
+        void forget(const Entry& entry) {
+            entries.remove_if([&](const auto& other) { return other.get() == &entry; });
+        }
+
+        const std::size_t capacity;
+        std::mutex mutex;
+        /// Most recently used first; few enough to search.
+        std::list<std::shared_ptr<Entry>> entries;
+    };
+
+    std::shared_ptr<State> m_state;
 };
 
 } // namespace gpu::host

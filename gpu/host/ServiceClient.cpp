@@ -76,63 +76,78 @@ void ServiceClient::release(const Release& release) {
     wake();
 }
 
-void ServiceClient::ask(Question question, std::shared_ptr<Program> program,
-                        std::shared_ptr<Pipeline> pipeline, Answered answered) {
+Pending ServiceClient::ask(Question question, std::shared_ptr<Program> program,
+                           std::shared_ptr<Pipeline> pipeline, Answered answered) {
+    std::shared_ptr<Request> request;
     {
         const std::scoped_lock lock(m_mutex);
-        if (m_stopping)
-            return answered(Error{"The device is gone"});
+        request = makeRequest(std::move(question), std::move(program), std::move(pipeline),
+                              std::move(answered));
+        if (m_stopping) {
+            failRequest(*request, "The device is gone");
+            return nullptr;
+        }
         if (m_brokenReason) {
             // Whoever compiles gets one more try at starting the service.
             m_brokenReason.reset();
             --m_failedRuns;
         }
-        m_requests.push_back(makeRequest(std::move(question), std::move(program),
-                                         std::move(pipeline), std::move(answered)));
+        m_requests.push_back(request);
         pump();
     }
     wake();
+    return {request.get(), [client = weak_from_this(), request](void*) {
+                if (const auto alive = client.lock())
+                    alive->cancel(request);
+            }};
 }
 
-Result<ServiceClient::Answer> ServiceClient::askAndWait(Question question,
-                                                        std::shared_ptr<Program> program) {
-    // Shared, since this thread may go on before set_value() has returned on the other.
-    const auto promise = std::make_shared<std::promise<Result<Answer>>>();
-    auto answer = promise->get_future();
-    ask(std::move(question), std::move(program), nullptr,
-        [promise](Result<Answer> result) { promise->set_value(std::move(result)); });
-    return answer.get();
+/// Does nothing when it has been answered.
+void ServiceClient::cancel(const std::shared_ptr<Request>& request) {
+    Answered dropped; // what it holds may end here, without the lock
+    const std::scoped_lock lock(m_mutex);
+    std::swap(dropped, request->answered);
+    if (!dropped)
+        return;
+    request->cancelled = true;
+    if (!request->sent)
+        std::erase(m_requests, request);
+    else if (m_process && m_ready)
+        send(protocol::CancelRequest{request->id});
+    pump();
 }
 
-Result<void> ServiceClient::compile(const std::shared_ptr<Program>& program) {
-    const auto reply =
-        SL42_TRY(askAndWait(protocol::CompileLibrary{{}, program->id, program->source}, program));
-    const auto& compiled = std::get<protocol::LibraryCompiled>(reply);
+/// Under the lock; the answer itself comes later, without it.
+void ServiceClient::answer(Request& request, Result<Reply> reply) {
+    m_callbacks.post([answered = std::exchange(request.answered, nullptr),
+                      reply = std::move(reply)] { answered(reply); });
+}
+
+static Result<void> complete(Program& program, const protocol::LibraryCompiled& compiled) {
     if (!compiled.succeeded)
         return Error{compiled.message};
-    program->kernels = compiled.kernels;
+    program.kernels = compiled.kernels;
     for (const protocol::Kernel& kernel : compiled.kernels)
-        program->functionNames.push_back(kernel.name);
-    program->warnings = compiled.message;
-    program->times.frontEnd = compiled.frontEndMilliseconds;
+        program.functionNames.push_back(kernel.name);
+    program.constants = compiled.constants;
+    program.warnings = compiled.message;
+    program.times.frontEnd = compiled.frontEndMilliseconds;
     return {};
 }
 
-Result<void> ServiceClient::check(const std::shared_ptr<Program>& program,
-                                  const std::string& function,
-                                  const protocol::Constants& constants) {
-    const auto reply = SL42_TRY(
-        askAndWait(protocol::CheckFunction{{}, program->id, function, constants}, program));
-    const auto& checked = std::get<protocol::FunctionChecked>(reply);
-    if (!checked.succeeded)
-        return Error{checked.message};
-    return {};
+Pending ServiceClient::compile(const std::shared_ptr<Program>& program, Answer compiled) {
+    return ask(protocol::CompileLibrary{{}, program->id, program->source}, program, nullptr,
+               [program, compiled = std::move(compiled)](const Result<Reply>& reply) {
+                   compiled(reply ? complete(*program, std::get<protocol::LibraryCompiled>(*reply))
+                                  : Result<void>(reply.error()));
+               });
 }
 
 static Result<void> complete(Pipeline& pipeline, const protocol::PipelineMade& made) {
     if (!made.succeeded)
         return Error{made.message};
     pipeline.parameters = made.parameters;
+    pipeline.fingerprint = {made.fingerprint.low, made.fingerprint.high};
     pipeline.times.optimiser = made.optimiserMilliseconds;
     pipeline.times.codeGeneration = made.codeGenerationMilliseconds;
     return {};
@@ -142,13 +157,12 @@ static protocol::MakePipeline makePipeline(const Pipeline& pipeline) {
     return {{}, pipeline.id, pipeline.program->id, pipeline.function, pipeline.constants};
 }
 
-void ServiceClient::build(const std::shared_ptr<Pipeline>& pipeline,
-                          std::function<void(Result<void>)> built) {
-    ask(makePipeline(*pipeline), pipeline->program, pipeline,
-        [pipeline, built = std::move(built)](const Result<Answer>& reply) {
-            built(reply ? complete(*pipeline, std::get<protocol::PipelineMade>(*reply))
-                        : Result<void>(reply.error()));
-        });
+Pending ServiceClient::build(const std::shared_ptr<Pipeline>& pipeline, Answer built) {
+    return ask(makePipeline(*pipeline), pipeline->program, pipeline,
+               [pipeline, built = std::move(built)](const Result<Reply>& reply) {
+                   built(reply ? complete(*pipeline, std::get<protocol::PipelineMade>(*reply))
+                               : Result<void>(reply.error()));
+               });
 }
 
 // ---- sending; all under the lock ----------------------------------------------------------------
@@ -225,7 +239,11 @@ bool ServiceClient::serviceHasLibraryFor(const Request& request) const {
 /// saying why, it is clear what did it.
 bool ServiceClient::serviceHasThreadFor(const Request& request) const {
     const auto isSuspect = [](const auto& r) { return r->sent && r->timesSent > 1; };
-    const auto busy = std::ranges::count_if(m_requests, [](const auto& r) { return r->sent; });
+    const auto isBusy = [](const auto& r) { return r->sent && !r->cancelled; };
+    const auto isGivenUp = [](const auto& r) { return r->sent && r->cancelled; };
+    const auto busy = std::ranges::count_if(m_requests, isBusy);
+    if (std::ranges::count_if(m_requests, isGivenUp) > protocol::maxCancelledRequests)
+        return false;
     if (request.timesSent > 0 || std::ranges::any_of(m_requests, isSuspect))
         return busy == 0;
     return static_cast<std::size_t>(busy) < m_compileThreads;

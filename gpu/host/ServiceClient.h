@@ -6,17 +6,17 @@
 // again and goes on with everything that was not.
 #pragma once
 
+#include "gpu/Device.h"
 #include "gpu/host/CallbackThread.h"
 #include "gpu/host/Job.h"
 
 #include <deque>
-#include <future>
 #include <mutex>
 #include <thread>
 
 namespace gpu::host {
 
-/// Thread-safe. No call waits for the service except compile() and check().
+/// Thread-safe. No call waits for the service.
 class ServiceClient : public std::enable_shared_from_this<ServiceClient> {
 public:
     using Release =
@@ -37,28 +37,22 @@ public:
     void release(const Release& release);
     void setTimeLimit(std::chrono::milliseconds limit);
 
-    // Several of these are carried out at the same time. The error is the compiler's or says that
-    // the service could not give an answer.
+    /// Gets the error of the compiler, or one that says why the service could not give an answer.
+    using Answer = std::function<void(const Result<void>&)>;
 
-    /// Waits for the compiler's answer.
-    Result<void> compile(const std::shared_ptr<Program>& program);
-    /// Waits for the compiler's answer.
-    Result<void> check(const std::shared_ptr<Program>& program, const std::string& function,
-                       const compute::protocol::Constants& constants);
-    /// Returns at once. `built` is called on any thread, under a lock: it may only hand the result
-    /// on.
-    void build(const std::shared_ptr<Pipeline>& pipeline, std::function<void(Result<void>)> built);
+    // Several of these are carried out at the same time. They return at once; the answer comes on
+    // the callback thread, unless what they return goes before.
+
+    [[nodiscard]] Pending compile(const std::shared_ptr<Program>& program, Answer compiled);
+    [[nodiscard]] Pending build(const std::shared_ptr<Pipeline>& pipeline, Answer built);
 
 private:
     using Clock = std::chrono::steady_clock;
     using Question =
-        std::variant<compute::protocol::CompileLibrary, compute::protocol::CheckFunction,
-                     compute::protocol::MakePipeline>;
-    using Answer =
-        std::variant<compute::protocol::LibraryCompiled, compute::protocol::FunctionChecked,
-                     compute::protocol::PipelineMade>;
+        std::variant<compute::protocol::CompileLibrary, compute::protocol::MakePipeline>;
+    using Reply = std::variant<compute::protocol::LibraryCompiled, compute::protocol::PipelineMade>;
 
-    using Answered = std::function<void(Result<Answer>)>;
+    using Answered = std::function<void(const Result<Reply>&)>;
 
     /// Something that the compiler has been or will be asked.
     struct Request {
@@ -67,8 +61,9 @@ private:
         std::shared_ptr<Program> program;
         /// The one that is being built, or for which the program is compiled again.
         std::shared_ptr<Pipeline> pipeline;
-        /// Null when nobody waits: it restores what a lost service had.
+        /// Null when nobody waits: it restores what a lost service had, or was cancelled.
         Answered answered;
+        bool cancelled = false;
         unsigned timesSent = 0;
         bool sent = false; ///< the service is at it
         Clock::time_point sentAt;
@@ -84,9 +79,9 @@ private:
     ServiceClient(std::string executable, platform::FileDescriptor wakeUp)
         : m_executable(std::move(executable)), m_wakeUp(std::move(wakeUp)) {}
 
-    void ask(Question question, std::shared_ptr<Program> program,
-             std::shared_ptr<Pipeline> pipeline, Answered answered);
-    Result<Answer> askAndWait(Question question, std::shared_ptr<Program> program);
+    Pending ask(Question question, std::shared_ptr<Program> program,
+                std::shared_ptr<Pipeline> pipeline, Answered answered);
+    void cancel(const std::shared_ptr<Request>& request);
     void wake();
 
     // All below: on the watching thread, or under the lock, or both.
@@ -106,7 +101,7 @@ private:
     bool handle(const compute::protocol::Ready& ready);
     bool handle(const compute::protocol::JobDone& done);
     template <class T>
-    bool handle(const T& answer);
+    bool handle(const T& reply);
 
     void bury(Death death, Lock& lock);
     void blameRequests(Death death, const LastWords& words);
@@ -116,6 +111,7 @@ private:
     void keepRequests();
     void runWasUseless(const std::string& reason);
     void giveUp(const std::string& reason);
+    void answer(Request& request, Result<Reply> reply);
     void failRequest(Request& request, const std::string& message);
     void completeFirstJob(Outcome outcome);
 

@@ -32,9 +32,6 @@ bool plausible(const protocol::PipelineMade& made) {
 bool plausible(const protocol::LibraryCompiled&) {
     return true;
 }
-bool plausible(const protocol::FunctionChecked&) {
-    return true;
-}
 
 } // namespace
 
@@ -168,26 +165,26 @@ bool ServiceClient::handle(const protocol::JobDone& done) {
 }
 
 template <class T>
-bool ServiceClient::handle(const T& answer) {
+bool ServiceClient::handle(const T& reply) {
     const auto found = std::ranges::find_if(m_requests, [&](const auto& request) {
-        return request->sent && request->id == answer.request;
+        return request->sent && request->id == reply.request;
     });
     // Questions and answers are listed in the same order.
     if (found == m_requests.end() ||
-        (*found)->question.index() != protocol::alternativeOf<T, Answer> || !plausible(answer))
+        (*found)->question.index() != protocol::alternativeOf<T, Reply> || !plausible(reply))
         return false;
     const std::shared_ptr<Request> request = std::move(*found);
     m_requests.erase(found);
     m_failedRuns = 0;
     if (std::is_same_v<T, protocol::LibraryCompiled>)
         request->program->compiledIn = m_run;
-    if (std::is_same_v<T, protocol::PipelineMade> && answer.succeeded) {
+    if (std::is_same_v<T, protocol::PipelineMade> && reply.succeeded) {
         request->pipeline->builtIn = m_run;
         request->pipeline->failedRestores = 0;
     }
     if (request->answered)
-        request->answered(Answer(answer));
-    else if (!answer.succeeded && request->pipeline)
+        answer(*request, Reply(reply));
+    else if (!reply.succeeded && request->pipeline)
         request->pipeline->stopped = true;
     return true;
 }
@@ -294,7 +291,7 @@ void ServiceClient::keepRequests() {
 
 void ServiceClient::failRequest(Request& request, const std::string& message) {
     if (request.answered)
-        request.answered(Error{message});
+        answer(request, Error{message});
     else if (request.pipeline)
         request.pipeline->stopped = true;
 }

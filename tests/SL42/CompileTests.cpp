@@ -21,10 +21,6 @@ protected:
             names.push_back(dispatch.kernel);
         return names;
     }
-    void compile(const char* source) {
-        engine->setSource(source);
-        settle();
-    }
 };
 
 using Names = std::vector<std::string>;
@@ -57,10 +53,11 @@ TEST_F(CompileTest, LogsEveryOutcome) {
     start("");
     for (const auto& [source, brokenKernels, expected, hasError] : cases) {
         device->brokenKernels = brokenKernels;
+        lines.clear();
         compile(source);
         EXPECT_EQ(engine->error().get(), expected);
         EXPECT_EQ(engine->hasError().get(), hasError) << source;
-        EXPECT_EQ(lines.back(), "Error: " + expected);
+        EXPECT_EQ(linesEqual("Error: " + expected), 1);
     }
     EXPECT_EQ(linesEqual("no pipeline for processor"), 1);
     EXPECT_EQ(linesEqual("no pipeline for video"), 1);
@@ -69,6 +66,7 @@ TEST_F(CompileTest, LogsEveryOutcome) {
 TEST_F(CompileTest, PrintsWhatItDoes) {
     start("int4 music = {120,4,4,1};\nvoid cpu() { fx(); }\n"
           "float2 sfx() { int4 music = int4(60,3,8,2); }");
+    lines.resize(13);
     EXPECT_EQ(lines,
               (Names{"Init sl42: Test", "Configured audio session", "Started audio capture session",
                      "Found music spec", "BPM: 120, beats: 4, bars: 4, patterns: 1",
@@ -141,7 +139,6 @@ TEST_F(CompileTest, MusicLinesShapeTheSongAndStay) {
 
 TEST_F(CompileTest, PublishesOnlyOnTheMainQueue) {
     start("void fx() {}");
-    settle();
     engine->playing.set(false);
     const int requests = view().displayRequests;
     engine->setSource("#error fx()");
@@ -155,6 +152,76 @@ TEST_F(CompileTest, PublishesOnlyOnTheMainQueue) {
     engine->playing.set(true);
     compile("void fx() {}");
     EXPECT_EQ(view().displayRequests, requests + 1);
+}
+
+TEST_F(CompileTest, FramesGoOnWhileAProgramIsCompiled) {
+    start("void fx() {}");
+    const auto fragile = device->kernels.size();
+    device->answersAtOnce = false;
+    engine->setSource("void cpu() {}\nvoid fx() { }");
+    EXPECT_TRUE(engine->isBusy());
+    EXPECT_EQ(kernelsOfAFrame(), (Names{"video"})) << "the program before";
+    device->answer(1);
+    settle();
+    EXPECT_EQ(device->kernels.size(), fragile + 2);
+    device->answer(1);
+    EXPECT_EQ(kernelsOfAFrame(), (Names{"video"})) << "all stages are taken over at once";
+    device->answer(1);
+    settle();
+    EXPECT_FALSE(engine->isBusy());
+    EXPECT_EQ(kernelsOfAFrame(), (Names{"processor", "video"}));
+    EXPECT_EQ(device->endedLongRunning, 4) << "at each save and each time kernels are replaced";
+}
+
+TEST_F(CompileTest, TheNewestSaveCountsWhateverBecomesOfEarlierOnes) {
+    start("void fx() {}");
+    device->answersAtOnce = false;
+    engine->setSource("void cpu() {}");
+    device->answer(1);
+    settle(); // its kernel is being made
+    engine->setSource("#error fx()");
+    EXPECT_TRUE(device->questions.at(0).expired()) << "nobody waits for it any more";
+    engine->setSource("float2 sfx() { return 0; }");
+    device->answer();
+    settle();
+    device->answer();
+    settle();
+    EXPECT_EQ(engine->error().get(), "Compiling audio...\nDone.\n");
+    EXPECT_FALSE(engine->hasError().get());
+}
+
+TEST_F(CompileTest, NoFrameIsDrawnBeforeTheFirstProgramIsThere) {
+    device->answersAtOnce = false;
+    start("void fx() {}");
+    EXPECT_FALSE(engine->isReadyToDraw());
+    for (int round = 0; round < 3; ++round) {
+        device->answer();
+        settle();
+    }
+    EXPECT_TRUE(engine->isReadyToDraw());
+}
+
+TEST_F(CompileTest, ASongThatCannotBeIsRefusedLikeATextThatDoesNotCompile) {
+    start("int4 music = {120,4,4,1};\nvoid fx() {}");
+    for (const char* music :
+         {"{0,4,8,1}", "{120,4,8,0}", "{120,0,8,1}", "{1,4000000,4000000,4000000}",
+          "{1,9223372036854775807,9223372036854775807,1}", "{1,10000,100,1}"}) {
+        engine->offerSource(std::string("void fx() { }\n\nint4 music = ") + music + ";");
+        settle();
+        EXPECT_TRUE(engine->hasError().get()) << music;
+        EXPECT_TRUE(
+            engine->error().get().starts_with("Compilation failed:\nprogram_source:674:1: error: "))
+            << engine->error().get();
+        EXPECT_EQ(engine->machine().audioSpec, (AudioSpec{120, 4, 4, 1}));
+        EXPECT_EQ(kernelsOfAFrame(), (Names{"video"}));
+        engine->runAgain(); // is refused again
+        settle();
+        EXPECT_TRUE(engine->hasError().get());
+    }
+    engine->offerSource("int4 music = {60,4,4,1};\nvoid fx() {}");
+    settle();
+    EXPECT_FALSE(engine->hasError().get());
+    EXPECT_EQ(engine->machine().audioSpec, (AudioSpec{60, 4, 4, 1}));
 }
 
 } // namespace starloom

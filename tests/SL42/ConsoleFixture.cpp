@@ -29,6 +29,8 @@ std::shared_ptr<gpu::Drawable> FakeView::currentDrawable() {
 
 void ConsoleTest::start(std::string source, bool preview) {
     engine = std::make_unique<SL42>(surroundings(), "Test", std::move(source), preview);
+    if (!preview)
+        settle();
 }
 
 void ConsoleTest::drawFrame() {

@@ -38,7 +38,8 @@ protected:
                 .audioEngine = *player,
                 .audioCapture = audioCapture,
                 .device = device,
-                .makeView = makeView};
+                .makeView = makeView,
+                .exactFrames = exactFrames};
     }
     /// Lets the tasks of the main queue run until there are none.
     void settle() {
@@ -51,6 +52,12 @@ protected:
             mainQueue.waitAndRun(std::chrono::milliseconds(10));
         return done();
     }
+    /// Replaces the program and waits until it and its song are there.
+    void compile(const std::string& source) {
+        engine->setSource(source);
+        EXPECT_TRUE(serveUntil([this] { return !engine->isBusy(); }));
+        settle();
+    }
     void setRegister(Register index, std::uint8_t value) {
         engine->machine().registers->contents()[static_cast<std::size_t>(index)] = std::byte{value};
     }
@@ -62,6 +69,7 @@ protected:
     platform::SilentAudioEngine silence{clock};
     platform::AudioEngine* player = &silence;
     platform::SilentAudioCapture audioCapture;
+    bool exactFrames = true;
     std::unique_ptr<SL42> engine;
 };
 

@@ -65,8 +65,6 @@ TEST_F(EngineTest, ResetStartsOver) {
 
 TEST_F(EngineTest, WithASongTheSampleIsThePlayers) {
     start("int4 music = {120,4,4,1};\nfloat2 sfx() { return 1; }");
-    clock.set(Seconds(1)); // playback begins with the hand-over on the main queue
-    settle();
     drawFrame();
     clock.advance(Seconds(10));
     drawFrame();
@@ -120,8 +118,11 @@ TEST_F(EngineTest, PointerFollowsItsRegister) {
     EXPECT_EQ(view().cursorUpdates, updates);
     setRegister(Register::MousePointer, 9);
     drawFrame();
+    EXPECT_TRUE(view().showCursor()) << "what a frame writes governs the next one";
+    drawFrame();
     EXPECT_FALSE(view().showCursor());
     setRegister(Register::MousePointer, 0);
+    drawFrame();
     drawFrame();
     EXPECT_TRUE(view().showCursor());
     EXPECT_EQ(view().cursorUpdates, updates + 2);

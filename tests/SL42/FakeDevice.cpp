@@ -75,6 +75,7 @@ public:
     const std::string& label() const override { return kernel->name; }
     const gpu::CompileTimes& compileTimes() const override { return m_times; }
     bool isStopped() const override { return kernel->stopped; }
+    gpu::Fingerprint fingerprint() const override { return kernel->fingerprint; }
 
     const std::shared_ptr<Kernel> kernel;
 
@@ -107,6 +108,10 @@ public:
         m_state.textures[index] = std::move(texture);
     }
     void dispatchThreads(gpu::Size3 threads, gpu::Size3 group) override {
+        dispatchPart(threads, group, {.offset = 0, .length = threads.width});
+    }
+    void dispatchPart(gpu::Size3 threads, gpu::Size3 group, gpu::Range part) override {
+        m_state.part = part;
         m_state.threads = threads;
         m_state.group = group;
         m_owner.dispatches.push_back(m_state);
@@ -117,7 +122,8 @@ public:
 
 private:
     void writeAudio() {
-        const auto memory = m_state.buffers.at(7)->contents();
+        const auto [first, count] = m_state.part;
+        const auto memory = m_state.buffers.at(7)->contents().subspan(8 * first, 8 * count);
         for (std::size_t at = 0; at < memory.size(); at += sizeof(float))
             std::memcpy(memory.data() + at, &m_device.audioValue, sizeof(float));
     }
@@ -131,8 +137,13 @@ class BlitEncoder final : public gpu::BlitCommandEncoder {
 public:
     void setLabel(std::string_view) override {}
     void fill(std::shared_ptr<gpu::Buffer>, gpu::Range, std::uint8_t) override {}
-    void copy(std::shared_ptr<gpu::Buffer>, std::size_t, std::shared_ptr<gpu::Buffer>, std::size_t,
-              std::size_t) override {}
+    void copy(std::shared_ptr<gpu::Buffer> source, std::size_t sourceOffset,
+              std::shared_ptr<gpu::Buffer> destination, std::size_t destinationOffset,
+              std::size_t length) override {
+        if (!source->contents().empty() && !destination->contents().empty())
+            std::memmove(destination->contents().data() + destinationOffset,
+                         source->contents().data() + sourceOffset, length);
+    }
     void generateMipmaps(std::shared_ptr<gpu::Texture>) override {}
     void endEncoding() override {}
 };
@@ -173,7 +184,11 @@ void CommandBuffer::commit() {
 
 void CommandBuffer::waitUntilCompleted() {
     while (m_status == gpu::CommandBufferStatus::Committed)
-        m_device.completeNext(std::exchange(m_device.nextError, std::nullopt));
+        m_device.completeNext();
+}
+
+double CommandBuffer::milliseconds() const {
+    return m_device.milliseconds;
 }
 
 void CommandBuffer::complete(std::optional<gpu::CommandBufferError> error) {
@@ -206,27 +221,48 @@ std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& 
     return makeTexture(descriptor);
 }
 
-gpu::Result<std::shared_ptr<gpu::Library>> Device::makeLibrary(std::string_view source) {
-    const std::lock_guard lock(m_compiling);
-    sources.emplace_back(source);
-    if (source.find("#error") != source.npos)
-        return gpu::Error{"program_source:672:1: error: so it says"};
-    return std::shared_ptr<gpu::Library>(std::make_shared<Library>(source));
+gpu::Pending Device::ask(std::function<void()> question) {
+    if (answersAtOnce) {
+        question();
+        return nullptr;
+    }
+    const auto kept = std::make_shared<std::function<void()>>(std::move(question));
+    questions.push_back(kept);
+    return kept;
 }
 
-std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>
-Device::makeComputePipelineStateAsync(const std::shared_ptr<gpu::Function>& function) {
-    const std::lock_guard lock(m_compiling);
-    std::promise<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>> promise;
-    if (brokenKernels.contains(function->name())) {
-        promise.set_value(gpu::Error{"no pipeline for " + function->name()});
-    } else {
-        const auto& constants = static_cast<const Function&>(*function).constants;
-        kernels.push_back(std::make_shared<Kernel>(Kernel{function->name(), constants}));
-        promise.set_value(
-            std::shared_ptr<gpu::ComputePipelineState>(std::make_shared<Pipeline>(kernels.back())));
+void Device::answer(std::size_t count) {
+    for (; count > 0 && !questions.empty(); --count) {
+        const auto question = questions.front().lock();
+        questions.pop_front();
+        if (question)
+            (*question)();
     }
-    return promise.get_future();
+}
+
+gpu::Pending Device::makeLibrary(std::string source, gpu::Made<gpu::Library> made) {
+    const std::lock_guard lock(m_compiling);
+    sources.push_back(source);
+    return ask([source = std::move(source), made = std::move(made)] {
+        if (source.find("#error") != source.npos)
+            made(gpu::Error{"program_source:672:1: error: so it says"});
+        else
+            made(std::shared_ptr<gpu::Library>(std::make_shared<Library>(source)));
+    });
+}
+
+gpu::Pending Device::makeComputePipelineState(const std::shared_ptr<gpu::Function>& function,
+                                              gpu::Made<gpu::ComputePipelineState> made) {
+    const std::lock_guard lock(m_compiling);
+    if (brokenKernels.contains(function->name()))
+        return ask([name = function->name(), made = std::move(made)] {
+            made(gpu::Error{"no pipeline for " + name});
+        });
+    const auto& constants = static_cast<const Function&>(*function).constants;
+    kernels.push_back(std::make_shared<Kernel>(Kernel{function->name(), constants, fingerprint}));
+    return ask([kernel = kernels.back(), made = std::move(made)] {
+        made(std::shared_ptr<gpu::ComputePipelineState>(std::make_shared<Pipeline>(kernel)));
+    });
 }
 
 bool Device::completeNext(std::optional<gpu::CommandBufferError> error) {
@@ -234,6 +270,10 @@ bool Device::completeNext(std::optional<gpu::CommandBufferError> error) {
         return false;
     const auto next = pending.front();
     pending.pop_front();
+    if (next->needs && next->needs->error())
+        error = {.code = gpu::CommandBufferError::Code::NotCarriedOut,
+                 .message = "not carried out",
+                 .kernel = {}};
     next->complete(std::move(error));
     return true;
 }

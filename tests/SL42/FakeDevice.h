@@ -10,6 +10,7 @@
 
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -21,6 +22,7 @@ namespace fake {
 /// A kernel with what was bound to it.
 struct Dispatch {
     std::string kernel;
+    gpu::Range part;
     gpu::FunctionConstantValues constants;
     std::map<std::uint32_t, std::shared_ptr<gpu::Buffer>> buffers;
     std::map<std::uint32_t, std::vector<std::byte>> bytes;
@@ -33,6 +35,7 @@ struct Dispatch {
 struct Kernel {
     std::string name;
     gpu::FunctionConstantValues constants;
+    gpu::Fingerprint fingerprint{};
     bool stopped = false;
 };
 
@@ -56,7 +59,7 @@ public:
     void waitUntilCompleted() override;
     gpu::CommandBufferStatus status() const override { return m_status; }
     std::optional<gpu::CommandBufferError> error() const override { return m_error; }
-    double milliseconds() const override { return 0; }
+    double milliseconds() const override;
 
     void complete(std::optional<gpu::CommandBufferError> error);
 
@@ -83,19 +86,26 @@ public:
     std::shared_ptr<gpu::Texture> makeTexture(const gpu::TextureDescriptor& descriptor,
                                               std::shared_ptr<platform::SharedMemory> memory,
                                               std::size_t offset, std::size_t bytesPerRow) override;
-    gpu::Result<std::shared_ptr<gpu::Library>> makeLibrary(std::string_view source) override;
-    std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>
-    makeComputePipelineStateAsync(const std::shared_ptr<gpu::Function>& function) override;
+    gpu::Pending makeLibrary(std::string source, gpu::Made<gpu::Library> made) override;
+    gpu::Pending makeComputePipelineState(const std::shared_ptr<gpu::Function>& function,
+                                          gpu::Made<gpu::ComputePipelineState> made) override;
     void setTimeLimit(std::chrono::milliseconds) override {}
-    void endLongRunning(std::chrono::milliseconds) override {}
+    void endLongRunning(std::chrono::milliseconds) override { ++endedLongRunning; }
+
+    /// Answers what was asked of the compiler, in order, up to so many questions.
+    void answer(std::size_t count = 1000);
 
     /// Completes the oldest committed command buffer; false when there is none.
     bool completeNext(std::optional<gpu::CommandBufferError> error = std::nullopt);
 
     /// Whether commands complete at their commit, or only when completeNext() is called.
     bool completesAtOnce = true;
-    /// How the next command buffer that is waited for ends.
-    std::optional<gpu::CommandBufferError> nextError;
+    /// Whether the compiler answers at once, or only when answer() is called.
+    bool answersAtOnce = true;
+    /// What was asked of the compiler and is not answered; those that nobody waits for are gone.
+    std::deque<std::weak_ptr<std::function<void()>>> questions;
+    /// How often running work was ended.
+    int endedLongRunning = 0;
     bool refusesCommandBuffers = false;
     /// Buffers that can still be made.
     std::size_t buffersLeft = 1000;
@@ -103,6 +113,10 @@ public:
     std::set<std::string> brokenKernels;
     /// Overwrites audio memory when the kernel "audio" is dispatched.
     float audioValue = 0;
+    /// Of the pipelines made from now on.
+    gpu::Fingerprint fingerprint{};
+    /// What a command buffer takes.
+    double milliseconds = 0;
 
     /// The texts passed to makeLibrary.
     std::vector<std::string> sources;
@@ -113,6 +127,8 @@ public:
     std::deque<std::shared_ptr<CommandBuffer>> pending;
 
 private:
+    gpu::Pending ask(std::function<void()> question);
+
     /// Compilers are called from any thread.
     std::mutex m_compiling;
 };

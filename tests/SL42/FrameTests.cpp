@@ -54,63 +54,188 @@ TEST_F(FrameTest, KeepsTheBanksWithoutADrawable) {
     EXPECT_EQ(view().presented, 1);
 }
 
-TEST_F(FrameTest, KernelsAreBuiltOnceForAModeAndKeptWhenThatFails) {
+TEST_F(FrameTest, WhatAFrameWritesToRegistersGovernsTheNext) {
     start("void fx() {}");
     drawFrame();
     const std::size_t built = device->kernels.size();
     setRegister(Register::BlendMode, 2);
     setRegister(Register::ColorMode, 1);
     drawFrame();
-    EXPECT_EQ(device->kernels.size(), built + 2); // video and display, once each
+    EXPECT_EQ(device->kernels.size(), built);
     drawFrame();
-    EXPECT_EQ(device->kernels.size(), built + 2);
+    EXPECT_EQ(device->kernels.size(), built + 2); // video and display, once each
+    setRegister(Register::BlendMode, 0);
+    setRegister(Register::ColorMode, 0);
+    drawFrame();
+    drawFrame();
+    EXPECT_EQ(device->kernels.size(), built + 2) << "kept";
 
     device->brokenKernels = {"video"};
     setRegister(Register::BlendMode, 1);
+    drawFrame();
     forget();
     drawFrame();
     const auto video = commandBuffers("Render").at(0)->dispatches.at(0);
-    EXPECT_EQ(video.constants.values().at(1).bytes[0], std::byte{2});
+    EXPECT_EQ(video.constants.values().at(1).bytes[0], std::byte{0}) << "the one before stays";
+    EXPECT_EQ(linesEqual("no pipeline for video"), 1);
 }
 
-TEST_F(FrameTest, AStoppedKernelRestsUntilTheNextProgram) {
-    start("void cpu() {}\nvoid fx() {}");
+TEST_F(FrameTest, FramesDoNotWaitForTheKernelOfAMode) {
+    exactFrames = false;
+    start("void fx() {}");
+    drawFrame();
+    device->answersAtOnce = false;
+    const auto blendMode = [this] {
+        forget();
+        drawFrame();
+        return commandBuffers("Render").at(0)->dispatches.at(0).constants.values().at(1).bytes[0];
+    };
+    for (int frame = 0; frame < 20; ++frame) { // as fast as a program can
+        setRegister(Register::BlendMode, frame % 2 == 0 ? 2 : 1);
+        EXPECT_EQ(blendMode(), std::byte{0});
+    }
+    EXPECT_EQ(device->questions.size(), 1U) << "one at a time";
+    setRegister(Register::BlendMode, 2);
+    blendMode();
+    device->answer();
     settle();
-    device->completesAtOnce = false;
-    engine->draw(view());
-    engine->draw(view());
-    const auto video = std::ranges::find(device->kernels, "video", [](auto& k) { return k->name; });
-    (*video)->stopped = true;
-    device->completeNext(hang());
-    device->completeNext();
-    auto late = hang();
-    late.code = gpu::CommandBufferError::Code::PipelineStopped;
-    device->completeNext(late);
-    device->completeNext();
-    device->completesAtOnce = true;
-    settle();
-    EXPECT_EQ(linesEqual("Error: Render: video ran too long"), 1);
-    EXPECT_EQ(engine->fault().get(), "Render: video ran too long");
+    for (int round = 0; round < 3 && blendMode() != std::byte{2}; ++round) {
+        device->answer();
+        settle();
+    }
+    EXPECT_EQ(blendMode(), std::byte{2});
+}
 
+class FaultTest : public FrameTest {
+protected:
+    /// The pipeline made last for that kernel.
+    fake::Kernel& newest(const std::string& name) {
+        for (auto kernel = device->kernels.rbegin(); kernel != device->kernels.rend(); ++kernel)
+            if ((*kernel)->name == name)
+                return **kernel;
+        throw std::runtime_error("no kernel " + name);
+    }
+    /// Three frames are in flight when the kernel hangs.
+    void hangInFlight(const std::string& name) {
+        device->completesAtOnce = false;
+        for (int frame = 0; frame < 3; ++frame)
+            engine->draw(view());
+        newest(name).stopped = true;
+        auto error = hang();
+        error.kernel = name;
+        device->completeNext(error);
+        device->completeNext();
+        error.code = gpu::CommandBufferError::Code::PipelineStopped;
+        for (int late = 0; late < 2; ++late) {
+            device->completeNext(error);
+            device->completeNext();
+        }
+        device->completesAtOnce = true;
+        settle();
+    }
+    std::vector<std::string> kernelsOfAFrame() {
+        forget();
+        drawFrame();
+        std::vector<std::string> names;
+        for (const auto& dispatch : commandBuffers("Render").at(0)->dispatches)
+            names.push_back(dispatch.kernel);
+        return names;
+    }
+};
+
+TEST_F(FaultTest, AFrameThatFailsIsNotShownAndTheBanksAreAsBefore) {
+    start("void cpu() {}\nvoid fx() {}");
+    drawFrame();
+    drawFrame();
+    const auto banks = engine->machine().screenMemory;
+    const int presented = view().presented;
+    hangInFlight("video");
+    EXPECT_EQ(view().presented, presented);
+    EXPECT_EQ(linesEqual("Error: Render: video ran too long"), 1);
+    EXPECT_EQ(engine->fault().get(),
+              "Render: video ran too long; there is no earlier one to go back to");
+
+    // The other stage goes on, the last picture stays on the screen.
+    EXPECT_EQ(kernelsOfAFrame(), (std::vector<std::string>{"processor"}));
+    EXPECT_EQ(view().presented, presented);
+    EXPECT_EQ(engine->machine().screenMemory, banks) << "the last picture can still be read";
     // A register must not bring it back.
     setRegister(Register::BlendMode, 1);
-    forget();
     drawFrame();
-    const auto render = commandBuffers("Render").at(0)->dispatches;
-    ASSERT_EQ(render.size(), 1U);
-    EXPECT_EQ(render[0].kernel, "processor");
+    EXPECT_EQ(kernelsOfAFrame(), (std::vector<std::string>{"processor"}));
 
     engine->setSource("void fx() {}");
     settle();
     EXPECT_EQ(engine->fault().get(), "");
-    forget();
-    drawFrame();
-    EXPECT_EQ(commandBuffers("Render").at(0)->dispatches.size(), 2U);
+    EXPECT_EQ(kernelsOfAFrame(), (std::vector<std::string>{"processor", "video"}));
+    EXPECT_EQ(view().presented, presented + 1);
 }
 
-TEST_F(FrameTest, AFaultOfTheProgramBeforeIsNotHeldAgainstThisOne) {
-    start("void fx() {}");
+TEST_F(FaultTest, AStageGoesBackToTheLastKernelThatDrew) {
+    start("void cpu() {}\nvoid fx() {}");
+    drawFrame();
+    engine->setSource("void fx() { int b; }");
     settle();
+    const auto constantsOfGood = newest("video").constants;
+    for (int frame = 0; frame < 100; ++frame)
+        drawFrame();
+    newest("video").fingerprint = {7, 7};
+    for (const char* wrong : {"void fx() { loop(); }", "void fx() { loop2(); }"}) {
+        engine->setSource(wrong);
+        settle();
+        hangInFlight("video");
+        EXPECT_EQ(engine->fault().get(),
+                  "Render: video ran too long; the last good program goes on");
+        const int presented = view().presented;
+        EXPECT_EQ(kernelsOfAFrame(), (std::vector<std::string>{"processor", "video"}));
+        EXPECT_EQ(view().presented, presented + 1);
+    }
+    // One that drew for a while and then hung: the one before it comes back.
+    engine->setSource("void cpu() { int c; }");
+    settle();
+    drawFrame();
+    hangInFlight("processor");
+    EXPECT_EQ(kernelsOfAFrame(), (std::vector<std::string>{"processor", "video"}));
+    EXPECT_EQ(engine->fault().get(), "Render: video ran too long; the last good program goes on");
+}
+
+TEST_F(FaultTest, RunAgainTriesTheNewestAnew) {
+    start("void fx() {}");
+    drawFrame();
+    engine->setSource("void fx() { loop(); }");
+    settle();
+    hangInFlight("video");
+    EXPECT_NE(engine->fault().get(), "");
+    engine->runAgain();
+    settle();
+    EXPECT_EQ(engine->fault().get(), "");
+    hangInFlight("video");
+    EXPECT_NE(engine->fault().get(), "");
+}
+
+TEST_F(FaultTest, NamesTheInnermostLineOfTheProgramItself) {
+    start("// first\nvoid fx() {\n  circ();\n}");
+    device->completesAtOnce = false;
+    const auto faultAt = [this](std::vector<std::uint32_t> lines) {
+        engine->draw(view());
+        auto error = hang();
+        error.lines = std::move(lines);
+        error.what = "still in this loop after 2 s";
+        device->completeNext(error);
+        device->completeNext();
+        settle();
+        return engine->fault().get();
+    };
+    EXPECT_EQ(faultAt({300, 674, 673}), "line 3: still in this loop after 2 s; it runs on");
+    EXPECT_EQ(faultAt({300, 9999}), "Render: video ran too long; it runs on");
+    EXPECT_EQ(faultAt({}), "Render: video ran too long; it runs on");
+    newest("video").stopped = true;
+    EXPECT_EQ(faultAt({675}),
+              "line 4: still in this loop after 2 s; there is no earlier one to go back to");
+}
+
+TEST_F(FaultTest, AFaultOfTheProgramBeforeIsNotHeldAgainstThisOne) {
+    start("void fx() {}");
     device->completesAtOnce = false;
     engine->draw(view());
     engine->setSource("void fx() { }");
@@ -120,7 +245,7 @@ TEST_F(FrameTest, AFaultOfTheProgramBeforeIsNotHeldAgainstThisOne) {
     EXPECT_EQ(engine->fault().get(), "");
 }
 
-TEST_F(FrameTest, AStoppedDisplayComesBack) {
+TEST_F(FaultTest, AStoppedDisplayComesBack) {
     start("void fx() {}");
     for (const auto& kernel : device->kernels)
         kernel->stopped = kernel->name == "display";

@@ -176,7 +176,7 @@ TEST_P(CommandBufferTest, SeveralThreadsMayCommitAndCompileAtOnce) {
                 encoder->endEncoding();
                 commandBuffer->commit();
                 if (i == 10)
-                    EXPECT_TRUE(device->makeLibrary("// " + std::to_string(t)));
+                    EXPECT_TRUE(gpu::waitForLibrary(*device, "// " + std::to_string(t)));
                 if (i == 24)
                     commandBuffer->waitUntilCompleted();
             }

@@ -38,13 +38,13 @@ std::string DeviceTest::text(const std::string& body) {
 }
 
 std::shared_ptr<gpu::Library> DeviceTest::library(const std::string& body) {
-    return orThrow(device->makeLibrary(text(body)));
+    return orThrow(gpu::waitForLibrary(*device, text(body)));
 }
 
 std::shared_ptr<gpu::ComputePipelineState>
 DeviceTest::pipeline(const std::string& body, const gpu::FunctionConstantValues& constants) {
     const auto function = orThrow(library(body)->makeFunction("run", constants));
-    return orThrow(device->makeComputePipelineState(function));
+    return orThrow(gpu::waitForPipeline(*device, function));
 }
 
 /// Encodes with what `make` gives, commits and waits.

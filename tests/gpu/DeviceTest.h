@@ -6,6 +6,7 @@
 #pragma once
 
 #include "gpu/Device.h"
+#include "gpu/WaitFor.h"
 
 #include <gtest/gtest.h>
 

@@ -78,14 +78,14 @@ TEST_P(FaultTest, ArithmeticNeverTraps) {
 
 TEST_P(FaultTest, ExcessiveStackIsContained) {
     // Refused or stopped, whichever the device does.
-    const auto library = device->makeLibrary(
+    const auto library = gpu::waitForLibrary(
+        *device,
         text("kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]])"
              " { uint big[8000000]; for (uint k = 0; k < 8000000; ++k) big[(k * 7919u + data[0]) %"
              " 8000000u] = k; data[8] = big[data[2] + i]; }"));
     if (library) {
         const auto function = (*library)->makeFunction("run");
-        const auto kernel =
-            function ? device->makeComputePipelineState(*function) : function.error();
+        const auto kernel = function ? gpu::waitForPipeline(*device, *function) : function.error();
         if (kernel) {
             EXPECT_EQ(dispatch(*kernel, {buffer}, 64)->status(), gpu::CommandBufferStatus::Error);
         }

@@ -14,12 +14,12 @@ SL42_ON_EVERY_DEVICE(LibraryTest);
 
 TEST_P(LibraryTest, ErrorsCarryThePositionInTheText) {
     const std::string start = "kernel void run(device float* x [[buffer(0)]]) {\n  x[0] = ";
-    const auto library = device->makeLibrary(text(start + "missing;\n}\n"));
+    const auto library = gpu::waitForLibrary(*device, text(start + "missing;\n}\n"));
     ASSERT_FALSE(library);
     EXPECT_TRUE(library.error().message.starts_with("program_source:4:10: error:"))
         << library.error().message;
-    EXPECT_TRUE(device->makeLibrary(text(start + "1;\n}\n")));
-    EXPECT_FALSE(device->makeLibrary("#include \"/etc/passwd\"\n"));
+    EXPECT_TRUE(gpu::waitForLibrary(*device, text(start + "1;\n}\n")));
+    EXPECT_FALSE(gpu::waitForLibrary(*device, "#include \"/etc/passwd\"\n"));
 }
 
 TEST_P(LibraryTest, ReflectionComesFromTheText) {
@@ -87,10 +87,10 @@ TEST_P(LibraryTest, PipelinesAreMadeAtTheSameTime) {
         constants.setConstantValue(0, gpu::DataType::Int, &factor);
         return *all->makeFunction("run", constants);
     };
-    std::vector<std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>> pending;
+    std::vector<gpu::Awaited<gpu::ComputePipelineState>> pending;
     for (int i = 0; i < 12; ++i) // more than any device makes at a time, and each of them twice
-        pending.push_back(device->makeComputePipelineStateAsync(function(i / 2)));
-    device->makeComputePipelineStateAsync(function(6)); // nobody waits for this one
+        pending.push_back(gpu::startPipeline(*device, function(i / 2)));
+    gpu::startPipeline(*device, function(6)); // nobody waits for this one
     const auto buffer = device->makeBuffer(4, StorageMode::Shared);
     for (int i = 11; i >= 0; --i) {
         const auto made = pending[static_cast<std::size_t>(i)].get();
@@ -99,8 +99,8 @@ TEST_P(LibraryTest, PipelinesAreMadeAtTheSameTime) {
         expectCompleted(*dispatch(*made, {buffer}, 1));
         EXPECT_EQ(valuesIn<std::int32_t>(buffer)[0], 100 + i / 2);
     }
-    EXPECT_TRUE(device->makeComputePipelineState(function(6)));
-    EXPECT_FALSE(device->makeComputePipelineState(nullptr));
+    EXPECT_TRUE(gpu::waitForPipeline(*device, function(6)));
+    EXPECT_FALSE(gpu::waitForPipeline(*device, nullptr));
 }
 
 TEST_P(LibraryTest, MoreTextsThanTheCacheHoldsPassWithoutHarm) {

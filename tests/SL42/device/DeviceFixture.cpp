@@ -44,7 +44,8 @@ void DeviceTest::SetUpTestSuite() {
 
 void DeviceTest::start(const std::string& source) {
     engine = std::make_unique<SL42>(surroundingsOf(device, m_view), "Test", source, false);
-    mainQueue.pump();
+    ASSERT_TRUE(serveUntil([&] { return !engine->isBusy(); }));
+    settle();
     ASSERT_FALSE(engine->hasError().get()) << engine->error().get();
     ASSERT_EQ(engine->error().get().find("Couldn't"), std::string::npos) << engine->error().get();
 }

@@ -22,27 +22,56 @@ protected:
 
 } // namespace
 
-TEST_F(ResilienceTest, AHangingStageRestsWhileTheOthersGoOn) {
+TEST_F(ResilienceTest, AHangingStageGoesBackWhileTheOthersGoOn) {
     start("void cpu() { if (core == 0) audioBuffer[0] = float2(peek32<int>(8) + 1);\n"
           "if (core == 0) poke32<int>(peek32<int>(8) + 1, 8); }\n"
-          "void fx() { cls(1); while (time > 0) { registers[10]++; } }");
+          "void fx() { cls(float3(0.5)); }");
     drawFrame();
     drawFrame();
     EXPECT_EQ(audioMemory()[0], 2);
-    clock.advance(platform::Seconds(1));
+    const std::string hangs = "void fx() { cls(1);\nwhile (time >= 0) {\nregisters[10]++; } }";
+    compile(hangs);
     drawFrame();
     EXPECT_EQ(errorLines(), 1);
-    EXPECT_NE(engine->fault().get().find("video"), std::string::npos) << engine->fault().get();
-    // Main memory survives, cpu() goes on counting, and there is a picture: nothing drawn.
+    const std::string fault = engine->fault().get();
+    EXPECT_NE(fault.find("the last good program goes on"), std::string::npos) << fault;
+    EXPECT_EQ(picture().at(5, 5), (Color{0.5, 0.5, 0.5, 1})) << "what was shown last";
+    // Main memory survives, cpu() goes on counting, and the picture is the last good program's.
     drawFrame();
     drawFrame();
     EXPECT_EQ(audioMemory()[0], 5);
-    EXPECT_EQ(picture().at(5, 5), (Color{0, 0, 0, 0}));
+    EXPECT_EQ(picture().at(5, 5), (Color{0.5, 0.5, 0.5, 1}));
     EXPECT_EQ(errorLines(), 1);
-    engine->setSource("void fx() { cls(float3(peek32<int>(8) >= 5)); }");
+    compile("void fx() { cls(float3(peek32<int>(8) >= 5)); }");
     drawFrame();
     EXPECT_EQ(picture().at(5, 5), (Color{1, 1, 1, 1}));
     EXPECT_EQ(engine->fault().get(), "");
+}
+
+// What a program reads of the last picture is there again after a fault.
+TEST_F(ResilienceTest, TheLastPictureSurvivesAFault) {
+    start("void fx() { cls(lpix(coords) + float4(0.25, 0, 0, 1)); }");
+    drawFrame();
+    drawFrame();
+    EXPECT_EQ(picture().at(7, 7)[0], 0.5);
+    compile("void fx() { cls(1); device float* p = (device float*)64; *p = 1; }");
+    drawFrame();
+    EXPECT_NE(engine->fault().get(), "");
+    EXPECT_EQ(picture().at(7, 7)[0], 0.5);
+    drawFrame();
+    EXPECT_EQ(picture().at(7, 7)[0], 0.75);
+}
+
+TEST_F(ResilienceTest, ASongThatHangsLeavesThePictureAndTheSongAlone) {
+    start("void fx() { cls(1); }\nfloat2 sfx() { return float2(0.25); }");
+    const auto song = engine->audioRenderer().audioBuffer();
+    compile("void fx() { cls(float3(0.5)); }\n"
+            "float2 sfx() { while (sample >= 0) { registers[9]++; } return 1; }");
+    EXPECT_NE(engine->fault().get().find("the song before plays on"), std::string::npos)
+        << engine->fault().get();
+    EXPECT_EQ(engine->audioRenderer().audioBuffer(), song);
+    drawFrame();
+    EXPECT_EQ(picture().at(5, 5), (Color{0.5, 0.5, 0.5, 1}));
 }
 
 } // namespace starloom

@@ -155,8 +155,8 @@ TEST_F(ShapeTest, CoversTheRightPixels) {
     constexpr double red = 1, green = 0.5, blue = 0.25, alpha = 0.75;
     start("void fx() {}");
     for (const Shape& shape : shapes) {
-        engine->setSource(std::string("void fx() {\nfloat4 c = float4(1, .5, .25, .75);\n") +
-                          shape.call + "\n}");
+        compile(std::string("void fx() {\nfloat4 c = float4(1, .5, .25, .75);\n") + shape.call +
+                "\n}");
         drawFrame();
         ASSERT_FALSE(engine->hasError().get()) << engine->error().get();
         const Picture picture = this->picture();

@@ -26,7 +26,7 @@ Bytes encoded(const T& message) {
 RunCommands exampleJob() {
     RunCommands job;
     job.job = {7};
-    job.commands.push_back(Dispatch{{3}, {960, 540, 1}, {8, 8, 1}, 3});
+    job.commands.push_back(Dispatch{{3}, {960, 540, 1}, {8, 8, 1}, 3, 64, 128});
     job.bindings = {BufferBinding{0, {11}, 64}, InlineBinding{2, 1, 4}, TextureBinding{2, {5}}};
     job.bytes.resize(8, std::byte{2});
     job.commands.push_back(Fill{{11}, 0, 1024, 255});
@@ -40,12 +40,17 @@ std::vector<Bytes> exampleMessages() {
                             .succeeded = true,
                             .message = std::string("warning"),
                             .kernels = {},
+                            .constants = {},
                             .frontEndMilliseconds = 12.5};
-    Kernel kernel{std::string("video"), {}};
+    Kernel kernel{std::string("video"), {}, {}};
     kernel.parameters.push_back({std::string("memory"), ParameterKind::Buffer, 0});
     library.kernels.push_back(kernel);
-    PipelineMade pipeline{
-        .request = {2}, .succeeded = true, .message = {}, .parameters = kernel.parameters};
+    library.constants.push_back({std::string("colorMode"), 0, ConstantType::Char});
+    PipelineMade pipeline{.request = {2},
+                          .succeeded = true,
+                          .message = {},
+                          .parameters = kernel.parameters,
+                          .fingerprint = {1, 2}};
     return {encoded<Reply>(Ready{protocolVersion, 2}), encoded<Reply>(library),
             encoded<Reply>(pipeline),
             encoded<Reply>(JobDone{.job = {9}, .message = std::string("no")})};

@@ -20,13 +20,13 @@ std::shared_ptr<gpu::ComputePipelineState> Console::pipeline(const std::string& 
 }
 
 PipelineFuture Console::startPipeline(const std::string& kernel, const std::string& text) {
-    auto library = device->makeLibrary(text.empty() ? kernel : text);
+    auto library = gpu::waitForLibrary(*device, text.empty() ? kernel : text);
     if (!library)
         throw std::runtime_error(library.error().message);
     auto function = (*library)->makeFunction(kernel);
     if (!function)
         throw std::runtime_error(function.error().message);
-    return device->makeComputePipelineStateAsync(*function);
+    return gpu::startPipeline(*device, *function);
 }
 
 std::shared_ptr<gpu::CommandBuffer>
@@ -61,7 +61,7 @@ std::uint32_t Console::counter(std::size_t index) {
 pid_t Console::servicePid() {
     // The fake compiler's warnings say who compiled; a new text each time keeps the cache away.
     static int number = 0;
-    auto library = device->makeLibrary("count w" + std::to_string(++number));
+    auto library = gpu::waitForLibrary(*device, "count w" + std::to_string(++number));
     if (!library)
         throw std::runtime_error(library.error().message);
     return std::stoi((*library)->warnings().substr(std::strlen("compiled by ")));

@@ -4,6 +4,7 @@
 // The console's side in tests of the service's life and death.
 #pragma once
 
+#include "gpu/WaitFor.h"
 #include "gpu/host/HostDevice.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,7 @@
 namespace test {
 
 using Pipelines = std::vector<std::shared_ptr<gpu::ComputePipelineState>>;
-using PipelineFuture = std::future<gpu::Result<std::shared_ptr<gpu::ComputePipelineState>>>;
+using PipelineFuture = gpu::Awaited<gpu::ComputePipelineState>;
 
 /// A device over the misbehaving service, with one shared buffer of 64 counters.
 class Console : public ::testing::Test {

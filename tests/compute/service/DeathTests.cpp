@@ -78,7 +78,7 @@ TEST_F(Death, ServiceThatEndsByItselfIsNotTheKernelsFault) {
 TEST_F(Death, CompilerThatBreaksDownIsAnErrorAndTheFramesGoOn) {
     const auto count = pipeline("count");
     for (const std::string source : {"crash-compiler", "overflow-compiler"}) {
-        const auto library = device->makeLibrary(source);
+        const auto library = gpu::waitForLibrary(*device, source);
         ASSERT_FALSE(library);
         EXPECT_EQ(library.error().message, "error: the compiler broke down on this program");
         EXPECT_EQ(run({count})->status(), gpu::CommandBufferStatus::Completed);
@@ -87,6 +87,7 @@ TEST_F(Death, CompilerThatBreaksDownIsAnErrorAndTheFramesGoOn) {
 }
 
 TEST_F(Death, PipelineThatCannotBeMadeAgainIsGivenUp) {
+    pipeline("count"); // it can be made beside something else only
     const auto doomed = pipeline("quit-rebuild");
     ::kill(servicePid(), SIGKILL);
     const auto failed = run({doomed});
@@ -118,7 +119,7 @@ TEST_F(Death, CompilationsThatNeverEndAreStoppedAndOthersGoOnBesideThem) {
     const auto start = std::chrono::steady_clock::now();
     auto hanging = startPipeline("hang-build");
     for (int i = 0; i < 5; ++i)
-        EXPECT_TRUE(device->makeLibrary("count beside" + std::to_string(i)));
+        EXPECT_TRUE(gpu::waitForLibrary(*device, "count beside" + std::to_string(i)));
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
     // In the middle of this one the service is killed; it has not had its ten seconds.
     std::this_thread::sleep_until(start + 9800ms);
@@ -133,7 +134,7 @@ TEST_F(Death, CompilationsThatNeverEndAreStoppedAndOthersGoOnBesideThem) {
 
 TEST_F(Death, FaultOfAKernelDoesNotFailACompilationBesideIt) {
     const auto null = pipeline("null");
-    std::thread compiling([&] { EXPECT_TRUE(device->makeLibrary("count beside")); });
+    std::thread compiling([&] { EXPECT_TRUE(gpu::waitForLibrary(*device, "count beside")); });
     EXPECT_EQ(run({null})->error()->code, Code::KernelFault);
     compiling.join();
 }
@@ -141,13 +142,13 @@ TEST_F(Death, FaultOfAKernelDoesNotFailACompilationBesideIt) {
 TEST_F(Death, LongTextsAndLongMessagesArriveWhole) {
     std::string source(10u << 20, ' ');
     source += "count";
-    EXPECT_TRUE(device->makeLibrary(source));
+    EXPECT_TRUE(gpu::waitForLibrary(*device, source));
     source = std::string(300'000, ' ') + " error";
-    const auto cut = device->makeLibrary(source);
+    const auto cut = gpu::waitForLibrary(*device, source);
     ASSERT_FALSE(cut);
     EXPECT_EQ(cut.error().message.size(), 100'000u);
     EXPECT_TRUE(cut.error().message.ends_with("(more messages left out)\n"));
-    EXPECT_FALSE(device->makeLibrary(std::string(17u << 20, ' ')));
+    EXPECT_FALSE(gpu::waitForLibrary(*device, std::string(17u << 20, ' ')));
 }
 
 } // namespace

@@ -69,8 +69,9 @@ public:
     }
     double optimiserMilliseconds() const override { return 1; }
     double codeGenerationMilliseconds() const override { return 2; }
-    void run(const service::Bindings& bindings, protocol::Extent threads,
-             protocol::Extent) const override {
+    protocol::Fingerprint fingerprint() const override { return {}; }
+    void run(const service::Bindings& bindings, protocol::Extent threads, protocol::Extent,
+             std::uint32_t, std::uint32_t) const override {
         m_entry.run(reinterpret_cast<std::uint32_t*>(bindings.buffers[0]), threads.width);
     }
 
@@ -97,24 +98,23 @@ void misbehave(std::string_view function) {
 
 class FakeLibrary final : public service::Library {
 public:
-    explicit FakeLibrary(std::vector<std::string> names) : m_names(std::move(names)) {}
+    /// `isFirst` says whether this service has compiled no other.
+    FakeLibrary(std::vector<std::string> names, bool isFirst)
+        : m_names(std::move(names)), m_isFirst(isFirst) {}
 
     std::vector<protocol::Kernel> kernels() const override {
         std::vector<protocol::Kernel> kernels;
         for (const std::string& name : m_names)
-            kernels.push_back({name, {}});
+            kernels.push_back({name, {}, {}});
         return kernels;
     }
     const std::string& warnings() const override { return m_warnings; }
-    Result<void> check(std::string_view, const protocol::Constants&) const override {
-        m_checked = true;
-        return {};
-    }
-    Result<std::shared_ptr<const service::Kernel>>
-    build(std::string_view function, const protocol::Constants&) const override {
+    protocol::ConstantDeclarations constants() const override { return {}; }
+    Result<std::shared_ptr<const service::Kernel>> build(std::string_view function,
+                                                         const protocol::Constants&,
+                                                         const std::stop_token&) const override {
         misbehave(function);
-        // The console checks a function when a program asks for it, not when it makes it again.
-        if (function == "quit-rebuild" && !m_checked)
+        if (function == "quit-rebuild" && m_isFirst)
             ::_Exit(3);
         const auto* found = std::ranges::find_if(
             table, [&](const KernelEntry& entry) { return function == entry.name; });
@@ -125,14 +125,15 @@ public:
 
 private:
     std::vector<std::string> m_names;
-    mutable std::atomic<bool> m_checked = false;
+    bool m_isFirst;
     std::string m_warnings = "compiled by " + std::to_string(::getpid());
 };
 
 class FakeCompiler final : public service::Compiler {
 public:
     void warmUp() override {}
-    Result<std::shared_ptr<const service::Library>> compile(std::string_view source) override {
+    Result<std::shared_ptr<const service::Library>> compile(std::string_view source,
+                                                            const std::stop_token&) override {
         std::istringstream words{std::string(source)};
         std::vector<std::string> names;
         for (std::string word; words >> word;) {
@@ -146,8 +147,11 @@ public:
                 names.push_back(word);
         }
         return std::shared_ptr<const service::Library>(
-            std::make_shared<FakeLibrary>(std::move(names)));
+            std::make_shared<FakeLibrary>(std::move(names), m_compiled++ == 0));
     }
+
+private:
+    std::atomic<unsigned> m_compiled = 0;
 };
 
 } // namespace

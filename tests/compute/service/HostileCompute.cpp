@@ -43,9 +43,14 @@ RequestId questionIn(const Request& request) {
 }
 
 /// A well-formed answer to a question about compiling.
+PipelineMade made(RequestId id) {
+    return {.request = id, .succeeded = true, .message = {}, .parameters = {}, .fingerprint = {}};
+}
+
 LibraryCompiled compiled(RequestId id) {
-    LibraryCompiled answer{.request = id, .succeeded = true, .message = {}, .kernels = {}};
-    answer.kernels.push_back({std::string("count"), {}});
+    LibraryCompiled answer{
+        .request = id, .succeeded = true, .message = {}, .kernels = {}, .constants = {}};
+    answer.kernels.push_back({std::string("count"), {}, {}});
     return answer;
 }
 
@@ -112,8 +117,7 @@ const std::map<std::string, std::function<void()>> behaviours = {
      [] { answerWith([](Bytes& bytes) { std::fill_n(&bytes[10], 4, std::byte{0xFF}); }); }},
     {"other-id",
      [] { answerCompiling([](RequestId id) { send(reply(compiled({id.value + 1}))); }); }},
-    {"other-kind",
-     [] { answerCompiling([](RequestId id) { send(reply(FunctionChecked{id, true, {}})); }); }},
+    {"other-kind", [] { answerCompiling([](RequestId id) { send(reply(made(id))); }); }},
     {"unknown-job",
      [] { answerCompiling([](RequestId) { send(reply(JobDone{{99}, true, {}})); }); }},
     {"flood", [] { answerCompiling(flood); }},

@@ -85,15 +85,15 @@ TEST_F(Restart, DeviceMayGoInItsOwnCompletionHandler) {
 }
 
 TEST_F(Restart, OneTextIsCompiledOnceAndItsLibrariesSurvive) {
-    const auto first = device->makeLibrary("count nap");
-    const auto second = device->makeLibrary("count nap");
+    const auto first = gpu::waitForLibrary(*device, "count nap");
+    const auto second = gpu::waitForLibrary(*device, "count nap");
     ASSERT_TRUE(first && second);
     EXPECT_EQ((*first)->warnings(), (*second)->warnings());
     EXPECT_EQ((*second)->compileTimes().frontEnd, 0);
     ::kill(servicePid(), SIGKILL);
     const auto function = (*first)->makeFunction("count");
     ASSERT_TRUE(function) << "the text is compiled again behind the scenes";
-    const auto made = device->makeComputePipelineState(*function);
+    const auto made = gpu::waitForPipeline(*device, *function);
     ASSERT_TRUE(made);
     EXPECT_EQ(run({*made})->status(), gpu::CommandBufferStatus::Completed);
     EXPECT_FALSE((*first)->makeFunction("missing"));

@@ -22,8 +22,9 @@ public:
     protocol::Parameters parameters() const override { return {}; }
     double optimiserMilliseconds() const override { return 0; }
     double codeGenerationMilliseconds() const override { return 0; }
-    void run(const service::Bindings& bindings, protocol::Extent threads,
-             protocol::Extent) const override {
+    protocol::Fingerprint fingerprint() const override { return {}; }
+    void run(const service::Bindings& bindings, protocol::Extent threads, protocol::Extent,
+             std::uint32_t, std::uint32_t) const override {
         auto* numbers = reinterpret_cast<std::uint32_t*>(bindings.buffers[0]);
         const auto* summand = reinterpret_cast<const std::uint32_t*>(bindings.buffers[1]);
         workers::run(threads.width, [&](std::uint32_t first, std::uint32_t last) {
@@ -37,9 +38,9 @@ class OneKernelLibrary final : public service::Library {
 public:
     std::vector<protocol::Kernel> kernels() const override { return {}; }
     const std::string& warnings() const override { return m_warnings; }
-    Result<void> check(std::string_view, const protocol::Constants&) const override { return {}; }
+    protocol::ConstantDeclarations constants() const override { return {}; }
     Result<std::shared_ptr<const service::Kernel>>
-    build(std::string_view, const protocol::Constants&) const override {
+    build(std::string_view, const protocol::Constants&, const std::stop_token&) const override {
         return std::shared_ptr<const service::Kernel>(std::make_shared<AddingKernel>());
     }
 
@@ -50,7 +51,8 @@ private:
 class OneKernelCompiler final : public service::Compiler {
 public:
     void warmUp() override {}
-    Result<std::shared_ptr<const service::Library>> compile(std::string_view) override {
+    Result<std::shared_ptr<const service::Library>> compile(std::string_view,
+                                                            const std::stop_token&) override {
         return std::shared_ptr<const service::Library>(std::make_shared<OneKernelLibrary>());
     }
 };
@@ -98,7 +100,8 @@ protected:
         job.bytes.insert(job.bytes.end(), value.begin(), value.end());
         job.bindings.emplace_back(protocol::BufferBinding{0, buffer, 0});
         job.bindings.emplace_back(protocol::InlineBinding{1, offset, 4});
-        job.commands.emplace_back(protocol::Dispatch{pipeline, {count, 1, 1}, {64, 1, 1}, 2});
+        job.commands.emplace_back(
+            protocol::Dispatch{pipeline, {count, 1, 1}, {64, 1, 1}, 2, 0, count});
     }
     std::uint32_t lastNumber() const {
         std::uint32_t number = 0;

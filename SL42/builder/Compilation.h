@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// One program on its way from text to kernels. Nobody waits for it: the device compiles beside the
+// show, and what became of it is handed over on the main queue, all stages at once. Whoever lets go
+// of it gives the program up, as for a newer one.
+#pragma once
+
+#include "SL42/builder/Preprocessor.h"
+#include "SL42/engine/ShaderVariants.h"
+#include "gpu/Device.h"
+#include "platform/Log.h"
+#include "platform/MainQueueAnchor.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace starloom {
+
+/// Null where the program has no such stage, or it failed.
+struct CompiledProgram {
+    /// What the compile log says.
+    std::string log;
+    std::shared_ptr<ComputeShader> cpu;
+    std::shared_ptr<ShaderVariants> video;
+    std::shared_ptr<ComputeShader> audio;
+};
+
+/// Main thread.
+class Compilation {
+public:
+    using Finished = std::function<void(CompiledProgram)>;
+
+    /// Starts it. The stages that the program has share one library: a text is compiled once, and
+    /// its errors are reported once per stage. `videoConstants` are those that the video kernel is
+    /// compiled with. `log` hears why a kernel failed. `finished` is called once, in a task of the
+    /// main queue; it may destroy the compilation.
+    Compilation(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
+                platform::Log& log, std::string text, const PreprocessedSource& program,
+                const gpu::FunctionConstantValues& videoConstants, Finished finished);
+
+private:
+    /// One kernel of the program.
+    struct Kernel {
+        const char* name;
+        const char* title; ///< of the stage, in the log
+        bool wanted = false;
+        gpu::FunctionConstantValues constants = {};
+        bool isDone = false;
+        std::string message = {};
+        std::shared_ptr<ComputeShader> shader = nullptr;
+        gpu::Pending pending = nullptr;
+    };
+
+    void take(gpu::Result<std::shared_ptr<gpu::Library>> library);
+    void start(Kernel& kernel);
+    void take(Kernel& kernel, const gpu::Result<std::shared_ptr<ComputeShader>>& shader);
+    void finishIfDone();
+
+    std::shared_ptr<gpu::Device> m_device;
+    platform::MainQueue& m_mainQueue;
+    platform::Log& m_log;
+    std::shared_ptr<gpu::Library> m_library;
+    Kernel m_cpu;
+    Kernel m_video;
+    Kernel m_audio;
+    Finished m_finished;
+    platform::MainQueueAnchor m_anchor;
+    gpu::Pending m_pendingLibrary;
+};
+
+} // namespace starloom
