@@ -49,18 +49,27 @@ function(sl42_executable name)
     target_link_libraries(${name} PRIVATE ${ARG_LINK})
 endfunction()
 
-# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [EVERY_WIDTH]): one GoogleTest program. With
-# EVERY_WIDTH it also runs once for each number of threads that kernels may run at once.
+# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [EVERY_WIDTH] [LEVEL level]): one
+# GoogleTest program. With EVERY_WIDTH it also runs once for each number of threads that kernels may
+# run at once. With LEVEL (x86-64-v2 to -v4) it is compiled for that level of the processor, and
+# skipped on a processor below it.
 function(sl42_test name)
-    cmake_parse_arguments(ARG "EVERY_WIDTH" "TIMEOUT" "SOURCES;LINK" ${ARGN})
+    cmake_parse_arguments(ARG "EVERY_WIDTH" "TIMEOUT;LEVEL" "SOURCES;LINK" ${ARGN})
     sl42_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 300)
     endif()
     set(environment "XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/cache;SL42_COMPUTE=${CMAKE_BINARY_DIR}/starloom-compute;SL42_SOURCE_DIR=${PROJECT_SOURCE_DIR};SL42_BUILD_DIR=${CMAKE_BINARY_DIR}")
-    add_test(NAME ${name} COMMAND ${name})
+    if(ARG_LEVEL)
+        target_compile_options(${name} PRIVATE -march=${ARG_LEVEL})
+        set(launcher on_processor_level ${ARG_LEVEL})
+    endif()
+    add_test(NAME ${name} COMMAND ${launcher} $<TARGET_FILE:${name}>)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
+    if(ARG_LEVEL)
+        set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77)
+    endif()
     if(ARG_EVERY_WIDTH)
         foreach(width 32 8 4 1)
             add_test(NAME ${name}_${width} COMMAND ${name})

@@ -19,8 +19,9 @@ echo 'void fx() { cls(1); }' >"$folder/show.metal"
 "$folder/bin/starloom" pack "$folder/show.metal" -o "$folder/show.sl42"
 export PATH="$folder/bin:$PATH" XDG_DATA_DIRS="$folder/share:/usr/share"
 export XDG_DATA_HOME="$folder" XDG_CONFIG_HOME="$folder"
-gio info -a standard::content-type "$folder/show.sl42" | grep -q vnd.starloom42.document ||
+typeOf() { gio info -a standard::content-type "$1"; }
+[[ $(typeOf "$folder/show.sl42") == *vnd.starloom42.document* ]] ||
     fail "a document is not known by its ending"
-gio info -a standard::content-type "$folder/show.metal" | grep -q starloom && fail "claims .metal"
-gio mime application/vnd.starloom42.document | grep -q org.starloom42.desktop ||
+[[ $(typeOf "$folder/show.metal") != *starloom* ]] || fail "claims .metal"
+[[ $(gio mime application/vnd.starloom42.document) == *org.starloom42.desktop* ]] ||
     fail "nothing opens a document"
