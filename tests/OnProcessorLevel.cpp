@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // on_processor_level LEVEL PROGRAM: runs a program that was compiled for a level of x86-64
-// processors. Ends with 77 instead where the processor is below that level; not even the constructors
-// of the program would run there.
+// processors. Ends with 77 instead where the processor is below that level; not even the
+// constructors of the program would run there.
 #include <unistd.h>
 
 #include <cstdio>
