@@ -148,22 +148,15 @@ static bool fade(platform::AudioPlayerNode& from, platform::AudioPlayerNode& to,
     return false;
 }
 
-// The new player begins where the old one is in its loop, so that the beat goes on. A crossfade
-// that is still running is cut short: what it faded in is at full volume when it is faded out in
-// turn.
+// The new player is in phase with the old one, so that the beat goes on. A crossfade that is still
+// running is cut short: what it faded in is at full volume when it is faded out in turn.
 void AudioRenderer::replaceBufferWithCrossfade(std::shared_ptr<const PCMBuffer> buffer) {
     m_audioBuffer = std::move(buffer);
-    const auto position = m_playerNode->position();
-    if (!position)
+    if (!m_playerNode->isPlaying())
         return;
     if (m_audioBuffer->frameLength() == 0)
         platform::fatalError("The song has no samples");
-    const std::int64_t start = -*position % std::int64_t{m_audioBuffer->frameLength()};
-
-    std::shared_ptr<platform::AudioPlayerNode> fadingIn = m_audioEngine.attachPlayerNode();
-    fadingIn->setVolume(0);
-    fadingIn->schedule(m_audioBuffer, start);
-    fadingIn->play();
+    std::shared_ptr<platform::AudioPlayerNode> fadingIn = m_playerNode->playInPhase(m_audioBuffer);
     m_playerNode->setVolume(1);
     const auto fadingOut = std::exchange(m_playerNode, fadingIn);
 

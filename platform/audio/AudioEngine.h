@@ -35,6 +35,12 @@ public:
     /// Fades out within some milliseconds. Forgets what was scheduled.
     virtual void stop() = 0;
     virtual bool isPlaying() const = 0;
+    /// A new node of the same engine that plays the buffer already, at volume 0: each of its
+    /// samples sounds when this node plays the one of the same number, modulo the length of the
+    /// loop, to the sample. Its position is within its first round. Null while this node does not
+    /// play; the buffer must not be empty.
+    virtual std::unique_ptr<AudioPlayerNode>
+    playInPhase(std::shared_ptr<const PCMBuffer> buffer) = 0;
 
     /// How many samples of the scheduled buffer have passed, counted from the buffer's sample 0 and
     /// on through all rounds of the loop; none while the node does not play. Never goes backwards.

@@ -37,14 +37,36 @@ std::int64_t AudioMixer::clockTime() const {
 
 std::shared_ptr<AudioMixer::Voice> AudioMixer::begin(std::shared_ptr<const PCMBuffer> buffer,
                                                      std::int64_t offset, float volume) {
-    assert(buffer->frameLength() > 0);
+    return insert(std::make_shared<Voice>(std::move(buffer), std::make_shared<Beginning>(time()),
+                                          offset, volume));
+}
+
+std::shared_ptr<AudioMixer::Voice>
+AudioMixer::beginInPhase(Voice& other, std::shared_ptr<const PCMBuffer> buffer, float volume) {
+    const std::int64_t length = buffer->frameLength();
+    assert(length > 0);
+    const std::int64_t rounds = position(other) / length;
+    return insert(std::make_shared<Voice>(std::move(buffer), other.m_beginning,
+                                          other.m_offset - rounds * length, volume));
+}
+
+std::shared_ptr<AudioMixer::Voice> AudioMixer::insert(std::shared_ptr<Voice> voice) {
+    assert(voice->m_buffer->frameLength() > 0);
     collectEnded();
-    const auto free = std::find(m_owned.begin(), m_owned.end(), nullptr);
-    if (free == m_owned.end())
-        return nullptr;
-    *free = std::make_shared<Voice>(std::move(buffer), offset, volume, time());
-    m_voices[static_cast<std::size_t>(free - m_owned.begin())] = free->get();
-    return *free;
+    voice->m_number = ++m_voicesBegun;
+    const auto slot = freeSlot();
+    m_owned[slot] = std::move(voice);
+    m_voices[slot] = m_owned[slot].get();
+    return m_owned[slot];
+}
+
+std::size_t AudioMixer::freeSlot() {
+    const auto age = [](const auto& voice) { return voice ? voice->m_number : 0; };
+    const auto oldest = std::ranges::min_element(m_owned, {}, age);
+    const auto slot = static_cast<std::size_t>(oldest - m_owned.begin());
+    if (*oldest)
+        remove(slot);
+    return slot;
 }
 
 void AudioMixer::end(const std::shared_ptr<Voice>& voice) {
@@ -71,24 +93,23 @@ void AudioMixer::remove(std::size_t slot) {
     m_owned[slot] = nullptr;
 }
 
-// A voice begins with the first block that it is in. Where none come, it began when it was asked
+// Voices begin with the first block that they are in. Where none come, they began when it was asked
 // for.
-std::int64_t AudioMixer::beginning(Voice& voice, std::int64_t now) {
-    std::int64_t beginning = voice.m_beginning;
-    if (beginning != Voice::notBegun)
-        return beginning;
-    if (m_driver != Driver::Clock && now - voice.m_requested < stallLength)
+std::int64_t AudioMixer::timeOf(Beginning& beginning, std::int64_t now) {
+    std::int64_t time = beginning.time;
+    if (time != Beginning::unknown)
+        return time;
+    if (m_driver != Driver::Clock && now - beginning.requested < stallLength)
         return now;
-    // When a block was faster, `beginning` becomes what that has stored.
-    return voice.m_beginning.compare_exchange_strong(beginning, voice.m_requested)
-               ? voice.m_requested
-               : beginning;
+    // When a block was faster, `time` becomes what that has stored.
+    return beginning.time.compare_exchange_strong(time, beginning.requested) ? beginning.requested
+                                                                             : time;
 }
 
 std::int64_t AudioMixer::position(Voice& voice) {
     collectEnded();
     const std::int64_t now = time();
-    return voice.m_offset + std::max<std::int64_t>(now - beginning(voice, now), 0);
+    return voice.m_offset + std::max<std::int64_t>(now - timeOf(*voice.m_beginning, now), 0);
 }
 
 std::int64_t AudioMixer::time() {
@@ -168,8 +189,8 @@ void add(const float* left, const float* right, float* interleaved, std::size_t 
 
 // The block falls into runs: at the end of the loop, and where the gain reaches the volume.
 void AudioMixer::mix(Voice& voice, std::int64_t blockTime, std::span<float> interleaved) {
-    std::int64_t beginning = Voice::notBegun;
-    if (voice.m_beginning.compare_exchange_strong(beginning, blockTime))
+    std::int64_t beginning = Beginning::unknown;
+    if (voice.m_beginning->time.compare_exchange_strong(beginning, blockTime))
         beginning = blockTime;
     const bool ending = voice.m_ending.load(std::memory_order_relaxed);
     const float target = ending ? 0 : voice.m_volume.load(std::memory_order_relaxed);

@@ -25,6 +25,17 @@
 namespace platform {
 
 class AudioMixer {
+    /// When a voice began, and all that are in phase with it: with the first block that one of them
+    /// is in.
+    struct Beginning {
+        static constexpr std::int64_t unknown = INT64_MIN;
+
+        explicit Beginning(std::int64_t now) : requested(now) {}
+
+        const std::int64_t requested; ///< mixer time of begin()
+        std::atomic<std::int64_t> time = unknown;
+    };
+
 public:
     static constexpr std::uint32_t sampleRate = 48000;
     /// How many songs can sound at once.
@@ -37,11 +48,11 @@ public:
     /// One song that is looped.
     class Voice {
     public:
-        Voice(std::shared_ptr<const PCMBuffer> buffer, std::int64_t offset, float volume,
-              std::int64_t requested)
+        Voice(std::shared_ptr<const PCMBuffer> buffer, std::shared_ptr<Beginning> beginning,
+              std::int64_t offset, float volume)
             : m_buffer(std::move(buffer)),
+              m_beginning(std::move(beginning)),
               m_offset(offset),
-              m_requested(requested),
               m_volume(volume),
               m_gain(volume) {}
 
@@ -50,16 +61,15 @@ public:
 
     private:
         friend AudioMixer;
-        static constexpr std::int64_t notBegun = INT64_MIN;
 
         std::shared_ptr<const PCMBuffer> m_buffer;
-        std::int64_t m_offset;    ///< sample of the loop that it begins at
-        std::int64_t m_requested; ///< mixer time of begin()
+        std::shared_ptr<Beginning> m_beginning;
+        std::int64_t m_offset;      ///< its position at the beginning; may be negative
+        std::uint64_t m_number = 0; ///< the older, the smaller
         std::atomic<float> m_volume;
-        std::atomic<std::int64_t> m_beginning = notBegun; ///< in mixer time
-        std::atomic<bool> m_ending = false;               ///< set by the main thread
-        std::atomic<bool> m_ended = false;                ///< set by the callback, at silence
-        float m_gain;                                     ///< follows m_volume; the callback's own
+        std::atomic<bool> m_ending = false; ///< set by the main thread
+        std::atomic<bool> m_ended = false;  ///< set by the callback, at silence
+        float m_gain;                       ///< follows m_volume; the callback's own
     };
 
     /// `clock` must outlive the mixer, and be readable on any thread when a device renders.
@@ -67,10 +77,14 @@ public:
 
     // The main thread's side.
 
-    /// Loops a buffer, which must not be empty, from its sample `offset` on. Null when too many
-    /// songs sound already.
+    /// Loops a buffer, which must not be empty, from its sample `offset` on. When too many songs
+    /// sound already, the oldest is cut off.
     std::shared_ptr<Voice> begin(std::shared_ptr<const PCMBuffer> buffer, std::int64_t offset,
                                  float volume);
+    /// Likewise, but in phase with another voice: at any time, both are at the same position modulo
+    /// the length of the new one, which is in its first round now.
+    std::shared_ptr<Voice> beginInPhase(Voice& other, std::shared_ptr<const PCMBuffer> buffer,
+                                        float volume);
     /// Fades the voice out; it then goes by itself.
     void end(const std::shared_ptr<Voice>& voice);
     /// How far the voice is, counted from sample 0 of its buffer through all rounds.
@@ -96,7 +110,9 @@ private:
     enum class Driver { Clock, DeviceExpected, Device };
 
     std::int64_t clockTime() const;
-    std::int64_t beginning(Voice& voice, std::int64_t now);
+    std::shared_ptr<Voice> insert(std::shared_ptr<Voice> voice);
+    std::size_t freeSlot();
+    std::int64_t timeOf(Beginning& beginning, std::int64_t now);
     bool claimTime();
     void mix(Voice& voice, std::int64_t blockTime, std::span<float> interleaved);
     void finish(std::span<float> interleaved);
@@ -107,6 +123,7 @@ private:
     /// What the callback sees; the main thread holds the same voices in m_owned.
     std::array<std::atomic<Voice*>, voiceCount> m_voices{};
     std::array<std::shared_ptr<Voice>, voiceCount> m_owned;
+    std::uint64_t m_voicesBegun = 0;
     std::atomic<float> m_outputVolume = 1;
     float m_outputGain = 1; ///< follows it; the callback's own
     /// Odd while a block is mixed.

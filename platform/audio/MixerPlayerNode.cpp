@@ -36,6 +36,16 @@ void MixerPlayerNode::stop() {
     m_scheduled = nullptr;
 }
 
+std::unique_ptr<AudioPlayerNode>
+MixerPlayerNode::playInPhase(std::shared_ptr<const PCMBuffer> buffer) {
+    if (!m_voice)
+        return nullptr;
+    auto node = std::make_unique<MixerPlayerNode>(m_mixer);
+    node->m_volume = 0;
+    node->m_voice = m_mixer.beginInPhase(*m_voice, std::move(buffer), node->m_volume);
+    return node;
+}
+
 std::optional<std::int64_t> MixerPlayerNode::position() const {
     if (!m_voice)
         return std::nullopt;

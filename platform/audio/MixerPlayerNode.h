@@ -23,6 +23,7 @@ public:
     void play() override;
     void stop() override;
     bool isPlaying() const override { return m_voice != nullptr; }
+    std::unique_ptr<AudioPlayerNode> playInPhase(std::shared_ptr<const PCMBuffer> buffer) override;
     std::optional<std::int64_t> position() const override;
     /// Voices go straight into the mix.
     Seconds latency() const override { return Seconds(0); }

@@ -20,13 +20,17 @@ using Lines = std::vector<std::string>;
 struct PlayerRecord {
     std::vector<float> volumes;
     std::vector<std::pair<std::uint32_t, std::int64_t>> schedules; ///< length, start
+    const PlayerRecord* inPhaseWith = nullptr;
     std::int64_t position = 0;
     bool playing = false;
 };
 
+using PlayerRecords = std::vector<std::shared_ptr<PlayerRecord>>;
+
 class RecordingNode final : public platform::AudioPlayerNode {
 public:
-    explicit RecordingNode(std::shared_ptr<PlayerRecord> record) : m_record(std::move(record)) {}
+    explicit RecordingNode(PlayerRecords& all)
+        : m_all(all), m_record(all.emplace_back(std::make_shared<PlayerRecord>())) {}
     void schedule(std::shared_ptr<const PCMBuffer> buffer, std::int64_t start) override {
         m_record->schedules.emplace_back(buffer->frameLength(), start);
     }
@@ -37,12 +41,22 @@ public:
     void play() override { m_record->playing = true; }
     void stop() override { m_record->playing = false; }
     bool isPlaying() const override { return m_record->playing; }
+    std::unique_ptr<platform::AudioPlayerNode>
+    playInPhase(std::shared_ptr<const PCMBuffer> buffer) override {
+        auto node = std::make_unique<RecordingNode>(m_all);
+        node->m_record->inPhaseWith = m_record.get();
+        node->schedule(std::move(buffer), 0);
+        node->setVolume(0);
+        node->play();
+        return node;
+    }
     std::optional<std::int64_t> position() const override {
         return m_record->playing ? std::optional(m_record->position) : std::nullopt;
     }
     platform::Seconds latency() const override { return platform::Seconds(0); }
 
 private:
+    PlayerRecords& m_all;
     std::shared_ptr<PlayerRecord> m_record;
 };
 
@@ -53,14 +67,13 @@ public:
                       : platform::Result<void>();
     }
     std::unique_ptr<platform::AudioPlayerNode> attachPlayerNode() override {
-        players.push_back(std::make_shared<PlayerRecord>());
-        return std::make_unique<RecordingNode>(players.back());
+        return std::make_unique<RecordingNode>(players);
     }
     std::uint32_t deviceIdentifier() const override { return 7; }
     platform::Seconds outputLatency() const override { return platform::Seconds(0.0625); }
     void setOutputVolume(float) override {}
 
-    std::vector<std::shared_ptr<PlayerRecord>> players;
+    PlayerRecords players;
     bool broken = false;
 };
 
@@ -113,12 +126,12 @@ TEST_F(PlaybackTest, StartsWithTheFirstSongAndPrintsSo) {
 TEST_F(PlaybackTest, CrossfadesInPhaseOverABeat) {
     startOn(output);
     playSong(1);
-    output.players[0]->position = 2 * 768'000 + 1'000;
     playSong(2, "{120, 4, 8, 2}");
     ASSERT_EQ(output.players.size(), 2U);
     const PlayerRecord& from = *output.players[0];
     const PlayerRecord& to = *output.players[1];
-    EXPECT_EQ(to.schedules.at(0), std::pair(1'536'000U, std::int64_t{-1'000}));
+    EXPECT_EQ(to.schedules.at(0).first, 1'536'000U);
+    EXPECT_EQ(to.inPhaseWith, &from);
     EXPECT_EQ(to.volumes, (std::vector<float>{0}));
     EXPECT_EQ(from.volumes, (std::vector<float>{1}));
     output.players[1]->position = 4'711;

@@ -26,6 +26,15 @@ std::shared_ptr<const PCMBuffer> line(std::uint32_t length, float start, float r
 std::shared_ptr<const PCMBuffer> ramp(std::uint32_t length) {
     return line(length, 0, 1);
 }
+/// No two neighbouring samples are alike.
+std::shared_ptr<const PCMBuffer> noise(std::uint32_t length) {
+    const auto buffer = PCMBuffer::create(length);
+    for (std::uint32_t i = 0; i < length; ++i) {
+        buffer->channel(0)[i] = static_cast<float>(i * 2654435761U % 65536U) / 65536;
+        buffer->channel(1)[i] = -buffer->channel(0)[i];
+    }
+    return buffer;
+}
 std::shared_ptr<const PCMBuffer> constant(float value) {
     return line(1000, value, 0);
 }
@@ -55,6 +64,8 @@ protected:
         return all;
     }
 
+    void wait(double samples) { clock.advance(Seconds(samples / AudioMixer::sampleRate)); }
+
     ManualClock clock;
     AudioMixer mixer{clock};
 };
@@ -80,6 +91,84 @@ TEST_F(AudioMixerTest, LoopsFromTheScheduledStart) {
     EXPECT_FALSE(node.position());
     node.play(); // nothing is scheduled any more
     EXPECT_FALSE(node.isPlaying());
+}
+
+// However far the block is when a song replaces another, and however often: none of their samples
+// moves. The gains of the two add up to 1, so the mix is that of one song that nobody disturbs.
+TEST_F(AudioMixerTest, ANewSongBeginsInPhase) {
+    mixer.attachDevice();
+    constexpr std::uint32_t length = 5'000;
+    const auto song = noise(length);
+    const auto all = std::as_const(*song).channel(0);
+    auto node = std::make_unique<MixerPlayerNode>(mixer);
+    node->schedule(song, 0);
+    node->play();
+    std::unique_ptr<AudioPlayerNode> playing = std::move(node);
+    std::unique_ptr<AudioPlayerNode> fadingOut;
+    std::int64_t heard = 0;
+    std::vector<float> samples(2048);
+    const auto expectNextBlock = [&](double until) {
+        mixer.render(samples);
+        for (std::size_t i = 0; i < 1024; ++i, ++heard)
+            ASSERT_NEAR(samples[2 * i], all[static_cast<std::size_t>(heard % length)], 1e-5)
+                << heard;
+        wait(until);
+    };
+    for (int save = 0; save < 50; ++save) {
+        for (const double fraction : {0.0, 0.25, 0.5, 0.75, 0.99}) {
+            const auto part = static_cast<std::int64_t>(fraction * 1024);
+            expectNextBlock(static_cast<double>(part));
+            const std::int64_t now = (heard - 1024 + part) % length;
+            EXPECT_EQ(playing->position().value_or(-1) % length, now);
+            fadingOut = std::exchange(playing, playing->playInPhase(noise(length)));
+            EXPECT_EQ(playing->position(), now);
+            playing->setVolume(1);
+            fadingOut->setVolume(0);
+            wait(static_cast<double>(1024 - part));
+            EXPECT_EQ(playing->position(), now + 1024 - part);
+            expectNextBlock(1024);
+        }
+    }
+}
+
+TEST_F(AudioMixerTest, SongsOfOtherLengthsBeginInPhase) {
+    mixer.attachDevice();
+    struct Row {
+        const char* label;
+        int blocks; ///< that the first song has been in when it is replaced
+        std::int64_t start;
+        std::uint32_t length;
+        std::int64_t position; ///< after the change
+    };
+    for (const Row& row :
+         {Row{"longer", 4, 0, 48'000, 3'372}, Row{"shorter", 4, 0, 300, 72},
+          Row{"one sample", 4, 0, 1, 0}, Row{"from its middle", 4, -2'000, 3'000, 2'372},
+          Row{"not heard yet", 0, -900, 700, 200}}) {
+        MixerPlayerNode first(mixer);
+        first.schedule(noise(1'000), row.start);
+        first.play();
+        if (row.blocks > 0)
+            blocks(row.blocks - 1);
+        std::vector<float> samples(2048);
+        if (row.blocks > 0)
+            mixer.render(samples);
+        wait(300);
+        const auto song = noise(row.length);
+        const auto second = first.playInPhase(song);
+        EXPECT_EQ(second->position(), row.position) << row.label;
+        wait(724);
+        first.setVolume(0);
+        second->setVolume(1);
+        blocks(1);
+        // Time has passed for a song that was heard; another begins with the first block.
+        const std::int64_t at = row.position + (row.blocks > 0 ? 724 : 0) + 1024;
+        EXPECT_EQ(second->position(), at) << row.label;
+        mixer.render(samples);
+        for (std::size_t i = 0; i < 1024; ++i)
+            ASSERT_EQ(samples[2 * i], song->channel(0)[(at + i) % row.length])
+                << row.label << " " << i;
+        wait(1024);
+    }
 }
 
 TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
