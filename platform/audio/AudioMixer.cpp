@@ -113,26 +113,33 @@ std::int64_t AudioMixer::position(Voice& voice) {
 }
 
 std::int64_t AudioMixer::time() {
-    std::int64_t now = clockTime();
-    if (m_driver == Driver::Device) {
-        const std::int64_t until = m_renderedUntil;
-        if (now - until < stallLength)
-            now = std::clamp(now, until - m_blockLength, until);
-        else if (Driver device = Driver::Device;
-                 m_driver.compare_exchange_strong(device, Driver::DeviceExpected))
-            onStall();
-        else
-            now = m_lastTime;
-    }
-    m_lastTime = std::max(m_lastTime, now);
+    const std::int64_t now = clockTime();
+    m_lastTime = std::max(m_lastTime, m_driver == Driver::Device ? deviceTime(now) : now);
     return m_lastTime;
 }
 
+std::int64_t AudioMixer::deviceTime(std::int64_t clockNow) {
+    const std::int64_t until = m_renderedUntil;
+    if (clockNow - until < stallLength) {
+        if (m_stalled.exchange(false))
+            onResume();
+        return std::clamp(clockNow, until - m_blockLength, until);
+    }
+    Driver device = Driver::Device;
+    if (!m_driver.compare_exchange_strong(device, Driver::DeviceExpected))
+        return m_lastTime; // it has gone in this moment
+    if (!m_stalled.exchange(true))
+        onStall();
+    return clockNow;
+}
+
 void AudioMixer::attachDevice() {
+    m_stalled = false;
     m_driver = Driver::DeviceExpected;
 }
 
 void AudioMixer::detachDevice() {
+    m_stalled = false;
     m_driver = Driver::Clock;
 }
 

@@ -93,8 +93,10 @@ public:
     void setOutputVolume(float volume) { m_outputVolume = volume; }
     /// Mixer time. Never goes backwards.
     std::int64_t time();
-    /// Called by time() and position() when they find that the device has stalled.
+    /// Called by time() and position() when they find that the device has stalled, and that it
+    /// renders again after that. A device that goes meanwhile is not said to be back here.
     std::function<void()> onStall = [] {};
+    std::function<void()> onResume = [] {};
 
     // The device's side.
 
@@ -113,6 +115,7 @@ private:
     std::shared_ptr<Voice> insert(std::shared_ptr<Voice> voice);
     std::size_t freeSlot();
     std::int64_t timeOf(Beginning& beginning, std::int64_t now);
+    std::int64_t deviceTime(std::int64_t clockNow);
     bool claimTime();
     void mix(Voice& voice, std::int64_t blockTime, std::span<float> interleaved);
     void finish(std::span<float> interleaved);
@@ -130,6 +133,8 @@ private:
     std::atomic<std::uint64_t> m_blockSequence = 0;
 
     std::atomic<Driver> m_driver = Driver::Clock;
+    /// Whether the main thread waits for a stalled device to render again.
+    std::atomic<bool> m_stalled = false;
     /// The clock's reading, in samples, at mixer time 0.
     std::atomic<std::int64_t> m_origin;
     /// Mixer time at the end of the last block, and that block's length.

@@ -10,6 +10,8 @@
 
 namespace platform {
 
+static constexpr const char* backLine = "Audio output is back";
+
 /// What SDL's threads use too; a device that cannot be closed may outlive the engine.
 struct SDLAudioEngine::Output {
     Output(const Clock& clock, Log& theLog) : mixer(clock), log(&theLog) {}
@@ -37,7 +39,7 @@ void SDLAudioEngine::Output::change(const SDLAudioChange& change) {
     case SDLAudioChange::Kind::Opened:
         mixer.attachDevice();
         if (std::exchange(wasLost, false))
-            log->line("Audio output is back");
+            log->line(backLine);
         break;
     case SDLAudioChange::Kind::Failed:
     case SDLAudioChange::Kind::Lost:
@@ -52,6 +54,7 @@ void SDLAudioEngine::Output::change(const SDLAudioChange& change) {
 SDLAudioEngine::SDLAudioEngine(SDLAudioThread& thread, const Clock& clock, Log& log)
     : m_thread(thread), m_output(std::make_shared<Output>(clock, log)) {
     m_output->mixer.onStall = [&log] { log.line("Audio output has stalled, going on in silence"); };
+    m_output->mixer.onResume = [&log] { log.line(backLine); };
 }
 
 SDLAudioEngine::~SDLAudioEngine() {

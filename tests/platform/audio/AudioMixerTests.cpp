@@ -229,16 +229,34 @@ TEST_F(AudioMixerTest, KeepsTimeWithAndWithoutADevice) {
     clock.advance(Seconds(0.1)); // a block is late: time waits
     EXPECT_EQ(node.position(), 73'024);
     int stalls = 0;
+    int resumptions = 0;
     mixer.onStall = [&] { ++stalls; };
+    mixer.onResume = [&] { ++resumptions; };
     clock.advance(Seconds(0.9)); // and then goes on without it
     EXPECT_EQ(node.position(), 73'024 + 48'000);
     EXPECT_EQ(node.position(), 73'024 + 48'000);
     EXPECT_EQ(stalls, 1);
+    EXPECT_EQ(resumptions, 0);
     EXPECT_EQ(block().at(0), static_cast<float>(73'024 % 48'000) / 48000);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(node.position(), 73'024 + 48'000 + 1024);
+    EXPECT_EQ(resumptions, 1);
     mixer.detachDevice();
     EXPECT_EQ(block().at(0), 0.0F); // a late callback of a device that has gone
     clock.advance(Seconds(2));
     EXPECT_EQ(node.position(), 73'024 + 48'000 + 2048 + 96'000);
+
+    // One that goes while it stalls, and another in its place: that is not this one's return.
+    mixer.attachDevice();
+    block();
+    wait(24'000);
+    mixer.time();
+    EXPECT_EQ(stalls, 2);
+    mixer.detachDevice();
+    mixer.attachDevice();
+    block();
+    mixer.time();
+    EXPECT_EQ(resumptions, 1);
 }
 
 TEST_F(AudioMixerTest, FreesVoicesOnTheMainThreadOnly) {

@@ -21,13 +21,16 @@ protected:
         node->schedule(PCMBuffer::create(1000), 0);
         node->play();
     }
-    /// Checks that the position keeps up with real time; a stall may hold it up for a moment.
+    /// Checks that the position keeps up with real time; a stall may hold it up for a moment, and a
+    /// server that has been late asks for several blocks at once.
     void expectProgress(double seconds) {
-        const std::int64_t before = *node->position();
+        const std::int64_t before = node->position().value_or(-1);
+        const Seconds start = clock.now();
         std::this_thread::sleep_for(Seconds(seconds));
-        const auto passed = static_cast<double>(*node->position() - before) / 48000;
-        EXPECT_GT(passed, seconds - 0.35);
-        EXPECT_LT(passed, 2 * seconds + 0.7); // this machine may be busy
+        const double elapsed = (clock.now() - start).count();
+        const auto passed = static_cast<double>(node->position().value_or(-1) - before) / 48000;
+        EXPECT_GT(passed, elapsed - 0.35);
+        EXPECT_LT(passed, 2 * elapsed + 0.7);
     }
     std::size_t countOf(const std::string& beginning) {
         node->position(); // notices a stall
@@ -36,11 +39,11 @@ protected:
             std::count_if(lines.begin(), lines.end(),
                           [&](const std::string& line) { return line.starts_with(beginning); }));
     }
-    /// Waits for a line; says whether it came.
-    bool waitFor(const std::string& beginning) {
-        for (int i = 0; i < 1500 && countOf(beginning) == 0; ++i)
+    /// Waits until a line has come so many times; says whether it did.
+    bool waitFor(const std::string& beginning, std::size_t times = 1) {
+        for (int i = 0; i < 1500 && countOf(beginning) < times; ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        return countOf(beginning) > 0;
+        return countOf(beginning) >= times;
     }
 
     std::mutex mutex;
@@ -91,8 +94,10 @@ TEST_F(SDLAudioTest, DoesNotWaitForADeviceThatStalls) {
         server.freeze();
         expectProgress(1);
     }
-    EXPECT_EQ(stalls(), 1U);
+    const auto returns = countOf("Audio output is back");
+    EXPECT_EQ(stalls(), returns + 1); // a busy machine may have stalled it before
     server.thaw();
+    EXPECT_TRUE(waitFor("Audio output is back", returns + 1));
     expectProgress(1);
 }
 
@@ -106,7 +111,8 @@ TEST_F(SDLAudioTest, EndsInTimeWithAFrozenServer) {
     {
         const SDLAudioThread another;
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    // The server's own library gives up after half a minute.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     server.thaw();
 }
 
