@@ -3,6 +3,7 @@
 #include "SL42/audio/ExportAAC.h"
 
 #include "platform/MoveFile.h"
+#include "platform/PrivateFolder.h"
 #include "platform/media/AudioFileWriter.h"
 
 #include <filesystem>
@@ -10,16 +11,24 @@
 
 namespace starloom {
 
-static platform::Result<void> writeSong(const platform::PCMBuffer& song, const std::string& path) {
-    auto writer = SL42_TRY(platform::AudioFileWriter::create(path, platform::AudioFileFormat::AAC));
+namespace fs = std::filesystem;
+
+static platform::Result<void> writeSong(const platform::PCMBuffer& song, const fs::path& path) {
+    auto writer =
+        SL42_TRY(platform::AudioFileWriter::create(path.string(), platform::AudioFileFormat::AAC));
     SL42_TRY_VOID(writer.write(song.channel(0), song.channel(1)));
     return writer.finish();
 }
 
-static std::string temporaryFile() {
-    std::error_code none;
-    const auto folder = std::filesystem::temp_directory_path(none);
-    return ((none ? std::filesystem::path("/tmp") : folder) / "temp.m4a").string();
+static platform::Result<fs::path> writeTemporary(const platform::PCMBuffer& song) {
+    const fs::path folder = SL42_TRY(platform::makePrivateFolder());
+    const fs::path file = folder / "temp.m4a";
+    if (const auto written = writeSong(song, file); !written) {
+        std::error_code ignored;
+        fs::remove(folder, ignored);
+        return written.error();
+    }
+    return file;
 }
 
 void exportAAC(const platform::PCMBuffer* song, const SaveDialog& saveDialog, platform::Log& log) {
@@ -27,19 +36,20 @@ void exportAAC(const platform::PCMBuffer* song, const SaveDialog& saveDialog, pl
         log.line("Attempted to export, but no audio available");
         return;
     }
-    const std::string temporary = temporaryFile();
-    // What somebody else may have put there (others can write to that folder, too) is not followed.
-    std::error_code nothingThere;
-    std::filesystem::remove(temporary, nothingThere);
-    if (const auto written = writeSong(*song, temporary); !written) {
-        log.line("Failed to write audio export file: " + written.error().message);
+    const auto temporary = writeTemporary(*song);
+    if (!temporary) {
+        log.line("Failed to write audio export file: " + temporary.error().message);
         return;
     }
     const auto destination = saveDialog("Drumwheel.m4a");
     if (!destination)
         return;
-    if (const auto moved = platform::moveFile(temporary, *destination); !moved)
+    if (const auto moved = platform::moveFile(temporary->string(), *destination); !moved) {
         log.line("Failed to move exported file: " + moved.error().message);
+        return;
+    }
+    std::error_code ignored;
+    fs::remove(temporary->parent_path(), ignored);
 }
 
 } // namespace starloom

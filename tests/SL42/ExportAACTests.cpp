@@ -37,9 +37,17 @@ protected:
         exportAAC(song.get(), panel, log);
     }
 
+    /// The files that exports have left.
+    std::vector<fs::path> left() const {
+        std::vector<fs::path> files;
+        for (const auto& entry : fs::recursive_directory_iterator(temporaryFolder))
+            if (entry.is_regular_file())
+                files.push_back(entry.path());
+        return files;
+    }
+
     tests::ScratchFolder scratch;
     std::string temporaryFolder = scratch.path("temporary");
-    std::string temporary = scratch.path("temporary/temp.m4a");
     std::string destination = scratch.path("song.m4a");
     std::shared_ptr<platform::PCMBuffer> song = platform::PCMBuffer::create(768'000);
     std::vector<std::string> lines;
@@ -51,7 +59,7 @@ TEST_F(ExportAAC, SavesTheWholeSongUnderTheChosenName) {
     save(destination);
     EXPECT_EQ(proposals, std::vector<std::string>{"Drumwheel.m4a"});
     EXPECT_TRUE(lines.empty()) << lines.front();
-    EXPECT_FALSE(fs::exists(temporary));
+    EXPECT_TRUE(fs::is_empty(temporaryFolder));
     const auto sound = platform::tests::readSound(destination);
     ASSERT_TRUE(sound) << sound.error().message;
     EXPECT_EQ(sound->codec, "aac");
@@ -63,21 +71,45 @@ TEST_F(ExportAAC, SavesTheWholeSongUnderTheChosenName) {
 TEST_F(ExportAAC, KeepsAFileThatHasTheName) {
     std::ofstream(destination) << "precious";
     save(destination);
+    ASSERT_EQ(left().size(), 1U);
     EXPECT_EQ(lines, std::vector<std::string>{"Failed to move exported file: cannot move " +
-                                              temporary + " to " + destination + ": File exists"});
+                                              left().front().string() + " to " + destination +
+                                              ": File exists"});
     EXPECT_EQ(fs::file_size(destination), 8U);
-    EXPECT_TRUE(fs::exists(temporary));
 }
 
 TEST_F(ExportAAC, LeavesTheTemporaryFileWhenTheUserThinksBetterOfIt) {
-    // What was left by an earlier export, or put there by somebody, is replaced, not followed.
-    std::ofstream(destination) << "precious";
-    fs::create_symlink(destination, temporary);
     save(std::nullopt);
     EXPECT_TRUE(lines.empty()) << lines.front();
-    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(temporary)));
-    EXPECT_EQ(fs::file_size(destination), 8U);
-    EXPECT_EQ(platform::tests::readSound(temporary)->duration, 768'000);
+    ASSERT_EQ(left().size(), 1U);
+    EXPECT_EQ(left().front().filename(), "temp.m4a");
+    EXPECT_EQ(platform::tests::readSound(left().front().string())->duration, 768'000);
+    EXPECT_EQ(fs::status(left().front().parent_path()).permissions(), fs::perms::owner_all);
+}
+
+// The folder for temporary files is everybody's: somebody has put links there, under the names that
+// can be known before, and another console exports while this one's dialog is open.
+TEST_F(ExportAAC, SharesItsFolderWithOthers) {
+    const std::string precious = scratch.path("precious");
+    std::ofstream(precious) << "precious";
+    for (const char* name : {"temp.m4a", "starloom42-XXXXXX", "starloom42"})
+        fs::create_symlink(precious, fs::path(temporaryFolder) / name);
+    const auto others = platform::PCMBuffer::create(48'000);
+    std::ranges::fill(others->channel(0), 0.0F);
+    std::ranges::fill(others->channel(1), 0.0F);
+    std::string theirs = scratch.path("theirs.m4a");
+    exportAAC(
+        song.get(),
+        [&](const std::string&) {
+            exportAAC(others.get(), [&](const std::string&) { return theirs; }, log);
+            return destination;
+        },
+        log);
+    EXPECT_TRUE(lines.empty()) << lines.front();
+    EXPECT_EQ(platform::tests::readSound(destination)->duration, 768'000);
+    EXPECT_EQ(platform::tests::readSound(theirs)->duration, 48'000);
+    EXPECT_EQ(fs::file_size(precious), 8U);
+    EXPECT_EQ(tests::namesIn(temporaryFolder).size(), 3U) << "only what was there before";
 }
 
 TEST_F(ExportAAC, SaysWhyThereIsNothingToSave) {
@@ -86,10 +118,12 @@ TEST_F(ExportAAC, SaysWhyThereIsNothingToSave) {
     EXPECT_EQ(lines.at(0), "Attempted to export, but no audio available");
 
     song = platform::PCMBuffer::create(480);
-    fs::create_directories(temporary + "/in the way");
+    ::setenv("TMPDIR", "/proc", 1); // where nobody can make a folder
     save(destination);
-    EXPECT_EQ(lines.at(1), "Failed to write audio export file: cannot write " + temporary +
-                               ": Not a regular file");
+    EXPECT_EQ(
+        lines.at(1).rfind("Failed to write audio export file: cannot make the folder /proc/", 0),
+        0U)
+        << lines.at(1);
     EXPECT_TRUE(proposals.empty());
 }
 

@@ -8,6 +8,7 @@
 #include "compute/kernel/ExtractKernel.h"
 #include "compute/kernel/HostTarget.h"
 #include "compute/kernel/Passes.h"
+#include "tests/ScratchFolder.h"
 #include "tests/compute/kernel/ProgramText.h"
 
 #include <gtest/gtest.h>
@@ -112,17 +113,15 @@ TEST_F(CanonicalTests, KernelsThatCannotRunAreRefused) {
 }
 
 TEST_F(CanonicalTests, TheDumpHasOneFileAPass) {
-    const auto folder = std::filesystem::temp_directory_path() / "sl42-dump-test";
-    std::filesystem::create_directories(folder);
-    auto dump = Dump::create(folder.string());
+    const ::tests::ScratchFolder folder;
+    auto dump = Dump::create(folder.path(""));
     ASSERT_TRUE(dump);
     ASSERT_TRUE(canonicalise(tests::makeOneDimensional("ret void"), "k", {}, &*dump));
     std::size_t files = 0;
-    for (const auto& file : std::filesystem::directory_iterator(folder))
+    for (const auto& file : std::filesystem::directory_iterator(folder.path("")))
         files += file.file_size() > 0;
     EXPECT_EQ(files, passes().size() + 1);
-    EXPECT_TRUE(std::filesystem::exists(folder / "k.06-inlineCalls.ll"));
-    std::filesystem::remove_all(folder);
+    EXPECT_TRUE(std::filesystem::exists(folder.path("k.06-inlineCalls.ll")));
     EXPECT_FALSE(Dump::create("/nowhere"));
 }
 
