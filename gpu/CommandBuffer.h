@@ -74,7 +74,7 @@ enum class CommandBufferStatus : std::uint8_t { NotCommitted, Committed, Complet
 /// Why a command buffer did not complete.
 struct CommandBufferError {
     enum class Code : std::uint8_t {
-        TimeLimit,       ///< a kernel ran longer than the time limit
+        TimeLimit,       ///< a kernel had more processor time than the limit, or stood still twice
         KernelFault,     ///< a kernel touched memory that it was not given, or overran its stack
         PipelineStopped, ///< it uses a pipeline that was stopped for one of the reasons above
         ServiceLost,     ///< the compute service ended for a reason outside the kernel
@@ -107,8 +107,8 @@ public:
     virtual std::shared_ptr<BlitCommandEncoder> makeBlitCommandEncoder() = 0;
     /// Shows the drawable once the work is done, unless it failed.
     virtual void present(std::shared_ptr<Drawable> drawable) = 0;
-    /// Lets this one run so long, counted from the end of the one before it, when the device's
-    /// limit is shorter. For work that is known to take long; must be set before commit().
+    /// Lets this one have so much processor time when the device's limit is shorter. For work that
+    /// is known to take long; must be set before commit().
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;
 
     /// This one is not carried out unless `earlier`, which was committed before on the same queue,

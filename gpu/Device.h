@@ -63,11 +63,12 @@ public:
     makeComputePipelineState(const std::shared_ptr<Function>& function,
                              Made<ComputePipelineState> made) = 0;
 
-    /// How long one command buffer may run unless it sets a longer limit; 2 s from the start.
+    /// How much processor time one command buffer may have, on the core that works longest for it,
+    /// unless it sets a longer limit; 2 s from the start.
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;
-    /// Ends the command buffer that is running, with the error Ended, when it has had more than
+    /// Ends the command buffer that is running, with the error Ended, now or once it has had
     /// `limit` of processor time: what was going to be drawn has become pointless. No kernel is
-    /// blamed. Does not block; any thread.
+    /// blamed, and those behind it are carried out. Does not block; any thread.
     virtual void endLongRunning(std::chrono::milliseconds limit) = 0;
 };
 

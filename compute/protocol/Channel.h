@@ -20,6 +20,8 @@ inline constexpr std::size_t maxInlineMessage = 160u << 10;
 /// The service finds its end of the socket and the status page under these descriptors.
 inline constexpr int serviceSocket = 3;
 inline constexpr int serviceStatusPage = 4;
+/// What the threads that compile are called; the console counts their processor time apart.
+inline constexpr const char* compilerThreadName = "compiler";
 
 enum class ReceiveStatus : std::uint8_t { Message, Nothing, Closed, Malformed };
 

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/service/CompilePool.h"
 
+#include "compute/protocol/Channel.h"
 #include "compute/service/FaultReport.h"
 
 #include <algorithm>
@@ -52,7 +53,8 @@ CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pi
       m_pipelines(pipelines),
       m_replies(replies),
       m_queue(threadCount() + protocol::maxCancelledRequests, compilerStackBytes,
-              giveThisThreadFaultStack, [this](Task& task) { carryOut(task); }) {}
+              giveThisThreadFaultStack, [this](Task& task) { carryOut(task); },
+              protocol::compilerThreadName) {}
 
 void CompilePool::add(Question question) {
     Task task{.question = std::move(question), .stop = std::stop_source()};

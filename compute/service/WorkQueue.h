@@ -21,12 +21,13 @@ template <class Item>
 class WorkQueue {
 public:
     /// `start` runs first on each new thread, `work` once for each item, on any of them. What it
-    /// leaves of the item is given to a later caller of add(), to be filled again.
+    /// leaves of the item is given to a later caller of add(), to be filled again. The threads have
+    /// their name when this returns.
     WorkQueue(std::size_t threads, std::size_t stackBytes, std::function<void()> start,
-              std::function<void(Item&)> work)
+              std::function<void(Item&)> work, const char* name = "kernels")
         : m_start(std::move(start)), m_work(std::move(work)) {
         for (std::size_t i = 0; i < threads; ++i) {
-            if (const int error = startThread(stackBytes); error != 0) {
+            if (const int error = startThread(stackBytes, name); error != 0) {
                 stop();
                 throw std::system_error(error, std::generic_category(), "Cannot start a thread");
             }
@@ -46,15 +47,17 @@ public:
     }
 
 private:
-    int startThread(std::size_t stackBytes) {
+    int startThread(std::size_t stackBytes, const char* name) {
         pthread_attr_t attributes;
         ::pthread_attr_init(&attributes);
         ::pthread_attr_setstacksize(&attributes, stackBytes);
         pthread_t thread{};
         const int error = ::pthread_create(&thread, &attributes, entry, this);
         ::pthread_attr_destroy(&attributes);
-        if (error == 0)
+        if (error == 0) {
+            (void)::pthread_setname_np(thread, name);
             m_threads.push_back(thread);
+        }
         return error;
     }
     void stop() {

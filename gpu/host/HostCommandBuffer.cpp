@@ -39,7 +39,7 @@ HostCommandBuffer::HostCommandBuffer(std::shared_ptr<ServiceClient> client,
                                      platform::SharedPool pool)
     : m_client(std::move(client)),
       m_pool(std::move(pool)),
-      m_job(m_pool.get()),
+      m_job(m_pool.get(), platform::makeShared<Fate>(m_pool)),
       m_handlers(m_pool.get()),
       m_drawables(m_pool.get()) {
     m_job.message.job = {m_client->newId()};
@@ -74,7 +74,11 @@ void HostCommandBuffer::setTimeLimit(std::chrono::milliseconds limit) {
         m_job.timeLimit = limit;
 }
 
-void HostCommandBuffer::setNeeds(const std::shared_ptr<CommandBuffer>&) {}
+void HostCommandBuffer::setNeeds(const std::shared_ptr<CommandBuffer>& earlier) {
+    const auto ours = std::dynamic_pointer_cast<HostCommandBuffer>(earlier);
+    if (status() == Status::NotCommitted)
+        m_job.needs = ours ? ours->m_job.fate : nullptr;
+}
 
 void HostCommandBuffer::addCompletedHandler(std::function<void(CommandBuffer&)> handler) {
     m_handlers.push_back(std::move(handler));
@@ -142,6 +146,7 @@ void HostCommandBuffer::complete(Outcome outcome) {
     m_handlers.clear();
     m_drawables.clear();
     m_job.registrations.clear();
+    m_job.needs.reset();
     const std::scoped_lock lock(m_mutex);
     m_handlersDone = true;
     m_finished.notify_all();

@@ -119,6 +119,12 @@ void HostDevice::setTimeLimit(std::chrono::milliseconds limit) {
     m_client->setTimeLimit(limit);
 }
 
-void HostDevice::endLongRunning(std::chrono::milliseconds) {}
+void HostDevice::endLongRunning(std::chrono::milliseconds limit) {
+    m_client->endLongRunning(limit);
+}
+
+void HostDevice::setProvingTime(std::chrono::milliseconds time) {
+    m_client->setProvingTime(time);
+}
 
 } // namespace gpu::host

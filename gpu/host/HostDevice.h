@@ -32,6 +32,8 @@ public:
                                      Made<ComputePipelineState> made) override;
     void setTimeLimit(std::chrono::milliseconds limit) override;
     void endLongRunning(std::chrono::milliseconds limit) override;
+    /// How long pipelines have to do well before they are tried again after a fault; for tests.
+    void setProvingTime(std::chrono::milliseconds time);
 
 private:
     struct PipelineKey {

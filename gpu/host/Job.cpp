@@ -28,25 +28,40 @@ std::string subject(const Job& job, const Pipeline* pipeline) {
 }
 
 CommandBufferError errorOf(Code code, const Job& job, const Pipeline* pipeline,
-                           const std::string& verb) {
-    return {code, subject(job, pipeline) + " " + verb,
-            pipeline != nullptr ? pipeline->function : std::string()};
+                           const std::string& verb, const std::string& what = {}) {
+    CommandBufferError error{code, subject(job, pipeline) + " " + verb,
+                             pipeline != nullptr ? pipeline->function : std::string()};
+    error.what = what;
+    return error;
 }
 
-const char* verbOf(protocol::FaultKind kind) {
+/// What a kernel did, to stand behind its name and behind the line that did it.
+struct Deed {
+    const char* verb;
+    const char* what;
+};
+
+Deed deedOf(protocol::FaultKind kind) {
     switch (kind) {
     case protocol::FaultKind::Memory:
-        return "accessed memory outside its buffers";
+        return {"accessed memory outside its buffers", "reached outside of memory"};
     case protocol::FaultKind::Stack:
-        return "needs more stack than there is";
+        return {"needs more stack than there is", "needs more stack than there is"};
     case protocol::FaultKind::Arithmetic:
     case protocol::FaultKind::Instruction:
-        return "carried out an operation that the processor refuses";
+        return {"carried out an operation that the processor refuses",
+                "carried out an operation that the processor refuses"};
     case protocol::FaultKind::None:
     case protocol::FaultKind::Abort:
         break;
     }
-    return "ended the compute service";
+    return {"ended the compute service", "ended the compute service"};
+}
+
+std::string inSeconds(std::chrono::milliseconds time) {
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%g s", static_cast<double>(time.count()) / 1000);
+    return seconds;
 }
 
 } // namespace
@@ -75,6 +90,8 @@ protocol::RunCommands Job::messageWithoutStopped() {
 }
 
 std::shared_ptr<Pipeline> Job::pipelineAt(std::uint32_t sentCommand) const {
+    if (sentEmpty)
+        return nullptr;
     std::uint32_t index = sentCommand;
     if (!sentCommands.empty() && index < sentCommands.size())
         index = sentCommands[index];
@@ -87,6 +104,9 @@ std::shared_ptr<Pipeline> Job::firstPipeline() const {
 }
 
 std::optional<CommandBufferError> errorAfterSuccess(const Job& job) {
+    if (job.lacksWhatItNeeds())
+        return CommandBufferError{
+            Code::NotCarriedOut, job.displayName() + ": an earlier command buffer failed", {}};
     if (job.recordingError)
         return job.recordingError;
     const auto stopped = std::ranges::find_if(job.pipelines, isStopped);
@@ -95,16 +115,23 @@ std::optional<CommandBufferError> errorAfterSuccess(const Job& job) {
     return errorOf(Code::PipelineStopped, job, stopped->get(), "was stopped after an error");
 }
 
+CommandBufferError endedError(const Job& job) {
+    return {Code::Ended, job.displayName() + ": was ended, since its result is not needed", {}};
+}
+
+CommandBufferError noProgressError(const Job& job, const Pipeline* pipeline) {
+    return errorOf(Code::TimeLimit, job, pipeline, "made no progress", "made no progress");
+}
+
 CommandBufferError timeLimitError(const Job& job, const Pipeline* pipeline,
                                   std::chrono::milliseconds limit) {
-    char seconds[32];
-    std::snprintf(seconds, sizeof seconds, "%g", static_cast<double>(limit.count()) / 1000);
-    return errorOf(Code::TimeLimit, job, pipeline,
-                   std::string("ran longer than ") + seconds + " s");
+    return errorOf(Code::TimeLimit, job, pipeline, "ran longer than " + inSeconds(limit),
+                   "still in this loop after " + inSeconds(limit));
 }
 
 CommandBufferError faultError(const Job& job, const Pipeline* pipeline, protocol::FaultKind kind) {
-    return errorOf(Code::KernelFault, job, pipeline, verbOf(kind));
+    const Deed deed = deedOf(kind);
+    return errorOf(Code::KernelFault, job, pipeline, deed.verb, deed.what);
 }
 
 CommandBufferError serviceLostError(const Job& job, const std::string& reason) {

@@ -9,12 +9,19 @@
 #include "gpu/host/Registration.h"
 #include "gpu/host/ServiceProcess.h"
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory_resource>
 #include <optional>
 
 namespace gpu::host {
+
+/// How a command buffer ends, for those that need it; outlives it, and holds on to nothing.
+struct Fate {
+    /// Known before it has ended where it was recorded wrongly or lacks a kernel.
+    std::atomic<bool> failed = false;
+};
 
 struct Outcome {
     std::optional<CommandBufferError> error;
@@ -23,12 +30,16 @@ struct Outcome {
 
 struct Job {
     /// The lists take their memory from there.
-    explicit Job(std::pmr::memory_resource* memory)
-        : message{.job = {}, .commands{memory}, .bindings{memory}, .bytes{memory}},
+    Job(std::pmr::memory_resource* memory, std::shared_ptr<Fate> itsFate)
+        : fate(std::move(itsFate)),
+          message{.job = {}, .commands{memory}, .bindings{memory}, .bytes{memory}},
           pipelines(memory),
           registrations(memory) {}
 
     std::string label;
+    const std::shared_ptr<Fate> fate;
+    /// Of an earlier one, without which this one is not carried out; null when there is none.
+    std::shared_ptr<const Fate> needs;
     /// Holds when the device's is shorter.
     std::chrono::milliseconds timeLimit{0};
     compute::protocol::RunCommands message;
@@ -44,7 +55,12 @@ struct Job {
     /// For each command that was sent, its index in `message`; empty when all were.
     std::vector<std::uint32_t> sentCommands;
     unsigned timesSent = 0;
+    /// Whether it was sent without commands, since what it needs has failed.
+    bool sentEmpty = false;
+    /// The service made no progress with it, once.
+    bool stalled = false;
 
+    bool lacksWhatItNeeds() const { return needs && needs->failed; }
     bool usesStoppedPipeline() const;
     /// The message without the dispatches of stopped pipelines. Sets sentCommands.
     compute::protocol::RunCommands messageWithoutStopped();
@@ -59,6 +75,9 @@ struct Job {
 /// The error of a job that succeeded as far as the service is concerned.
 std::optional<CommandBufferError> errorAfterSuccess(const Job& job);
 
+/// Of a job after which the others go on, and nobody is to blame.
+CommandBufferError endedError(const Job& job);
+CommandBufferError noProgressError(const Job& job, const Pipeline* pipeline);
 CommandBufferError timeLimitError(const Job& job, const Pipeline* pipeline,
                                   std::chrono::milliseconds limit);
 CommandBufferError faultError(const Job& job, const Pipeline* pipeline,

@@ -7,6 +7,7 @@
 
 #include "compute/protocol/Protocol.h"
 #include "gpu/Types.h"
+#include "gpu/host/TrackRecord.h"
 
 #include <atomic>
 #include <memory>
@@ -34,6 +35,8 @@ struct Program {
     /// The runs of the service that have it, or were asked to; for the client, under its lock.
     std::uint64_t compiledIn = 0;
     std::uint64_t askedIn = 0;
+    /// Of compiling the text; likewise.
+    Suspicion suspicion;
 };
 
 /// One function with its constants. Immutable once built, but for `stopped`.
@@ -56,8 +59,9 @@ struct Pipeline {
     /// The runs of the service that have it, or were asked to; for the client, under its lock.
     std::uint64_t builtIn = 0;
     std::uint64_t askedIn = 0;
-    /// Runs of the service in a row that ended while they made it again; likewise.
-    unsigned failedRestores = 0;
+    /// How running it has gone, and what is thought of making it; likewise.
+    TrackRecord record;
+    Suspicion suspicion;
 };
 
 } // namespace gpu::host

@@ -48,6 +48,21 @@ void ServiceClient::setTimeLimit(std::chrono::milliseconds limit) {
     wake();
 }
 
+void ServiceClient::setProvingTime(std::chrono::milliseconds time) {
+    const std::scoped_lock lock(m_mutex);
+    m_provingTime = time;
+}
+
+void ServiceClient::endLongRunning(std::chrono::milliseconds limit) {
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (m_sentJobs == 0)
+            return;
+        m_unwanted = {m_jobs.front()->message.job, limit};
+    }
+    wake();
+}
+
 std::size_t ServiceClient::unfinishedJobs() const {
     const std::scoped_lock lock(m_mutex);
     return m_jobs.size();
@@ -64,6 +79,7 @@ void ServiceClient::submit(std::shared_ptr<Job> job) {
         }
         reason = m_brokenReason.value_or("the device is gone");
     }
+    job->fate->failed = true;
     job->outcome = {serviceLostError(*job, reason), 0};
     m_callbacks.post(std::move(job));
 }
@@ -235,24 +251,36 @@ bool ServiceClient::serviceHasLibraryFor(const Request& request) const {
            request.program->compiledIn == m_run;
 }
 
-/// What was with a service when it ended is sent alone the next time. Should it end again without
-/// saying why, it is clear what did it.
-bool ServiceClient::serviceHasThreadFor(const Request& request) const {
-    const auto isSuspect = [](const auto& r) { return r->sent && r->timesSent > 1; };
-    const auto isBusy = [](const auto& r) { return r->sent && !r->cancelled; };
+/// What was with a service that ended without saying why is sent alone the next time. Should that
+/// happen again, it is clear what did it.
+bool ServiceClient::serviceHasThreadFor(Request& request) const {
+    const auto isSuspect = [](const auto& r) { return r->sent && suspicionOf(*r).mustBeAlone(); };
     const auto isGivenUp = [](const auto& r) { return r->sent && r->cancelled; };
-    const auto busy = std::ranges::count_if(m_requests, isBusy);
-    if (std::ranges::count_if(m_requests, isGivenUp) > protocol::maxCancelledRequests)
+    const auto givenUp =
+        static_cast<std::size_t>(std::ranges::count_if(m_requests, isGivenUp));
+    if (givenUp > protocol::maxCancelledRequests)
         return false;
-    if (request.timesSent > 0 || std::ranges::any_of(m_requests, isSuspect))
+    const std::size_t busy = sentRequests() - givenUp;
+    if (suspicionOf(request).mustBeAlone() || std::ranges::any_of(m_requests, isSuspect))
         return busy == 0;
-    return static_cast<std::size_t>(busy) < m_compileThreads;
+    return busy < m_compileThreads;
+}
+
+std::size_t ServiceClient::sentRequests() const {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(m_requests, [](const auto& r) { return r->sent; }));
+}
+
+/// What is made again for each run is remembered elsewhere than in its request.
+Suspicion& ServiceClient::suspicionOf(Request& request) {
+    return std::holds_alternative<protocol::MakePipeline>(request.question)
+               ? request.pipeline->suspicion
+               : request.program->suspicion;
 }
 
 void ServiceClient::sendRequest(Request& request) {
     request.sent = true;
-    request.sentAt = Clock::now();
-    ++request.timesSent;
+    request.usage.reset();
     if (std::holds_alternative<protocol::CompileLibrary>(request.question))
         request.program->askedIn = m_run;
     std::visit([this](const auto& message) { send(message); }, request.question);
@@ -261,19 +289,32 @@ void ServiceClient::sendRequest(Request& request) {
 void ServiceClient::sendJobs() {
     while (m_sentJobs < m_jobs.size()) {
         Job& job = *m_jobs[m_sentJobs];
-        if (!restorePipelines(job))
+        job.sentEmpty = job.lacksWhatItNeeds();
+        if (!job.sentEmpty && !restorePipelines(job))
             return;
-        for (const auto& registration : job.registrations)
-            announce(*registration);
-        job.sentCommands.clear();
-        if (job.usesStoppedPipeline())
-            send(job.messageWithoutStopped());
-        else
-            send(job.message);
+        // Whoever needs it and is sent behind it must know now. Faults that are still to come end
+        // the service, and all is decided anew.
+        if (errorAfterSuccess(job))
+            job.fate->failed = true;
+        sendJob(job);
         ++job.timesSent;
-        if (++m_sentJobs == 1)
-            m_firstJobSince = Clock::now();
+        ++m_sentJobs;
     }
+}
+
+void ServiceClient::sendJob(Job& job) {
+    job.sentCommands.clear();
+    if (job.sentEmpty) { // so that it ends in its turn
+        protocol::RunCommands nothing;
+        nothing.job = job.message.job;
+        return send(nothing);
+    }
+    for (const auto& registration : job.registrations)
+        announce(*registration);
+    if (job.usesStoppedPipeline())
+        send(job.messageWithoutStopped());
+    else
+        send(job.message);
 }
 
 /// True when the running service has all pipelines of the job; otherwise it has been asked.

@@ -9,6 +9,7 @@
 #include "gpu/Device.h"
 #include "gpu/host/CallbackThread.h"
 #include "gpu/host/Job.h"
+#include "gpu/host/ThreadTimes.h"
 
 #include <deque>
 #include <mutex>
@@ -36,6 +37,10 @@ public:
     /// The service may forget something that no unfinished job uses.
     void release(const Release& release);
     void setTimeLimit(std::chrono::milliseconds limit);
+    /// Ends the job that the service is at, now or once it has had so much processor time.
+    void endLongRunning(std::chrono::milliseconds limit);
+    /// How long pipelines have to do well before they are tried again after a fault.
+    void setProvingTime(std::chrono::milliseconds time);
 
     /// Gets the error of the compiler, or one that says why the service could not give an answer.
     using Answer = std::function<void(const Result<void>&)>;
@@ -64,15 +69,18 @@ private:
         /// Null when nobody waits: it restores what a lost service had, or was cancelled.
         Answered answered;
         bool cancelled = false;
-        unsigned timesSent = 0;
         bool sent = false; ///< the service is at it
-        Clock::time_point sentAt;
+        /// Once it is known, after it was sent.
+        std::optional<Usage> usage;
     };
     enum class Death : std::uint8_t {
         Ended,
         Nonsense,
         JobTimeLimit,
+        JobStalled, ///< no thread did anything although there was a job
+        JobNotWanted,
         CompileTimeLimit,
+        CompileStalled,
         StartTimeLimit
     };
 
@@ -89,12 +97,16 @@ private:
     void watch();
     void startService(Lock& lock);
     void watchOnce(Lock& lock);
-    struct Deadline {
-        Clock::time_point time;
-        Death death; ///< what it means to miss it
-    };
+    // What time has been used, and whether that was too much; in ServiceTimes.cpp.
     std::chrono::milliseconds timeToSleep() const;
-    std::optional<Deadline> nextDeadline() const;
+    void measure();
+    void measureFirstJob(Clock::time_point now);
+    std::optional<Death> overdue() const;
+    std::optional<Death> overdueJob() const;
+    std::optional<Death> overdueRequest() const;
+    bool hasUsedItsTime(const Request& request) const;
+    /// None while it is not known.
+    std::optional<Milliseconds> timeOfFirstJob() const;
     std::chrono::milliseconds timeLimitOf(const Job& job) const;
     std::optional<Death> receiveReplies(Lock& lock);
     // False when the reply makes no sense.
@@ -104,26 +116,33 @@ private:
     bool handle(const T& reply);
 
     void bury(Death death, Lock& lock);
-    void blameRequests(Death death, const LastWords& words);
+    void blameRequests(Death death, const ServiceProcess& process);
+    void blameSlowRequests();
     void failRequests(const std::function<bool(const Request&)>& guilty,
                       const std::string& message);
+    void suspectRequests(bool (Suspicion::*whenAlone)(), const std::string& message);
     void blameJob(Death death, const LastWords& words);
+    void retryOrBlame(Job& job, std::shared_ptr<Pipeline> pipeline);
+    void blamePipeline(const std::shared_ptr<Pipeline>& pipeline, CommandBufferError error);
     void keepRequests();
     void runWasUseless(const std::string& reason);
     void giveUp(const std::string& reason);
     void answer(Request& request, Result<Reply> reply);
     void failRequest(Request& request, const std::string& message);
+    static Suspicion& suspicionOf(Request& request);
+    std::size_t sentRequests() const;
     void completeFirstJob(Outcome outcome);
 
     void pump();
     void sendReleases();
     void sendRequests();
     bool serviceHasLibraryFor(const Request& request) const;
-    bool serviceHasThreadFor(const Request& request) const;
+    bool serviceHasThreadFor(Request& request) const;
     void sendRequest(Request& request);
     std::shared_ptr<Request> makeRequest(Question question, std::shared_ptr<Program> program,
                                          std::shared_ptr<Pipeline> pipeline, Answered answered);
     void sendJobs();
+    void sendJob(Job& job);
     bool restorePipelines(const Job& job);
     void announce(Registration& registration);
     template <class T>
@@ -146,12 +165,26 @@ private:
     unsigned m_failedRuns = 0;
     /// Set when it has been given up.
     std::optional<std::string> m_brokenReason;
-    Clock::time_point m_startedAt;
     std::chrono::milliseconds m_timeLimit{2000};
+    std::chrono::milliseconds m_provingTime = defaultProvingTime;
 
     platform::Fifo<std::shared_ptr<Job>> m_jobs;
     std::size_t m_sentJobs = 0; ///< the first so many are with the service
-    Clock::time_point m_firstJobSince;
+    /// A job that is not wanted once it has had so much processor time.
+    struct Unwanted {
+        compute::protocol::JobId job;
+        Milliseconds limit;
+    };
+    std::optional<Unwanted> m_unwanted;
+
+    ThreadTimes m_times;
+    Clock::time_point m_measuredAt;
+    Usage m_startUsage;
+    Usage m_jobUsage; ///< of the job m_measuredJob
+    compute::protocol::JobId m_measuredJob;
+    /// No job was there when m_times was read, nor has one been completed since.
+    bool m_idleSinceRead = false;
+
     std::deque<std::shared_ptr<Request>> m_requests;
     std::vector<std::byte> m_bytes;
 

@@ -127,9 +127,11 @@ ServiceProcess::~ServiceProcess() {
 void ServiceProcess::end() {
     if (m_pid < 0)
         return;
-    ::kill(m_pid, SIGKILL);
-    while (::waitpid(m_pid, nullptr, 0) < 0 && errno == EINTR) {
+    ::kill(m_pid, SIGKILL); // does not change how a process ended that is ending
+    int status = 0;
+    while (::waitpid(m_pid, &status, 0) < 0 && errno == EINTR) {
     }
+    m_killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
     m_pid = -1;
 }
 

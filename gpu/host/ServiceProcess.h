@@ -37,8 +37,11 @@ public:
     ServiceProcess& operator=(const ServiceProcess&) = delete;
 
     compute::protocol::Channel& channel() { return m_channel; }
-    /// Kills the process and waits until it is gone.
+    pid_t id() const { return m_pid; }
+    /// Kills the process, unless it has ended, and waits until it is gone.
     void end();
+    /// Once it is gone: whether it was killed, by whomever, and did not end by itself.
+    bool wasKilled() const { return m_killed; }
     LastWords lastWords() const;
 
 private:
@@ -48,6 +51,7 @@ private:
     compute::protocol::Channel m_channel;
     std::shared_ptr<platform::SharedMemory> m_page;
     pid_t m_pid;
+    bool m_killed = false;
 };
 
 } // namespace gpu::host

@@ -12,14 +12,11 @@ namespace gpu::host {
 
 namespace protocol = compute::protocol;
 using protocol::ReceiveStatus;
-using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::seconds compileTimeLimit(10);
-constexpr std::chrono::seconds startTimeLimit(10);
 constexpr unsigned maxFailedRuns = 3;
-/// A request or a job that was with the service so many times when it ended is not sent again.
+/// A job that was with the service so many times when it ended is not sent again.
 constexpr unsigned maxTimesSent = 3;
 
 /// A binding index reaches the console's tables, so it is checked like any count.
@@ -54,14 +51,17 @@ void ServiceClient::startService(Lock& lock) {
     ++m_run;
     m_ready = false;
     m_sendFailed = false;
-    m_startedAt = Clock::now();
+    m_measuredJob = {};
+    m_idleSinceRead = false;
+    m_unwanted.reset();
     lock.unlock();
     auto started = ServiceProcess::start(m_executable);
     lock.lock();
-    if (started)
-        m_process = std::move(*started);
-    else
-        runWasUseless(started.error().message);
+    if (!started)
+        return runWasUseless(started.error().message);
+    m_process = std::move(*started);
+    m_times.watchStart(m_process->id());
+    m_startUsage.begin(m_times.starting());
 }
 
 void ServiceClient::watchOnce(Lock& lock) {
@@ -79,42 +79,14 @@ void ServiceClient::watchOnce(Lock& lock) {
     auto death = receiveReplies(lock);
     if (!death && m_sendFailed)
         death = Death::Ended;
-    if (const auto next = nextDeadline(); !death && next && next->time <= Clock::now())
-        death = next->death;
+    if (!death) {
+        measure();
+        death = overdue();
+    }
     if (death)
         bury(*death, lock);
     else
         pump();
-}
-
-/// Jobs that are submitted meanwhile do not wake this thread, which would cost each of them a
-/// change of threads; instead it looks at the clock often enough for their time limit.
-std::chrono::milliseconds ServiceClient::timeToSleep() const {
-    if (!m_process)
-        return std::chrono::minutes(1);
-    auto time = std::clamp<std::chrono::milliseconds>(m_timeLimit / 4, 20ms, 500ms);
-    if (const auto deadline = nextDeadline())
-        time = std::min(
-            time, std::chrono::ceil<std::chrono::milliseconds>(deadline->time - Clock::now()));
-    return std::max(time, 0ms);
-}
-
-std::optional<ServiceClient::Deadline> ServiceClient::nextDeadline() const {
-    if (!m_process)
-        return std::nullopt;
-    if (!m_ready)
-        return Deadline{m_startedAt + startTimeLimit, Death::StartTimeLimit};
-    std::optional<Deadline> deadline;
-    if (m_sentJobs > 0)
-        deadline = {m_firstJobSince + timeLimitOf(*m_jobs.front()), Death::JobTimeLimit};
-    for (const auto& request : m_requests)
-        if (request->sent && (!deadline || request->sentAt + compileTimeLimit < deadline->time))
-            deadline = {request->sentAt + compileTimeLimit, Death::CompileTimeLimit};
-    return deadline;
-}
-
-std::chrono::milliseconds ServiceClient::timeLimitOf(const Job& job) const {
-    return std::max(job.timeLimit, m_timeLimit);
 }
 
 // ---- replies ------------------------------------------------------------------------------------
@@ -144,6 +116,7 @@ bool ServiceClient::handle(const protocol::Ready& ready) {
         ready.compileThreads > protocol::maxCompileThreads)
         return false;
     m_ready = true;
+    m_times.watchThreads(m_process->id());
     m_compileThreads = ready.compileThreads;
     pump();
     return true;
@@ -157,7 +130,11 @@ bool ServiceClient::handle(const protocol::JobDone& done) {
     Outcome outcome{std::nullopt, std::max(done.milliseconds, 0.0)};
     if (done.succeeded)
         outcome.error = errorAfterSuccess(job);
-    else
+    if (done.succeeded && !job.sentEmpty)
+        for (const auto& pipeline : job.pipelines)
+            if (pipeline && !pipeline->stopped)
+                pipeline->record.jobCompleted(Clock::now());
+    if (!done.succeeded)
         outcome.error = {
             CommandBufferError::Code::InvalidCommand, job.displayName() + ": " + done.message, {}};
     completeFirstJob(std::move(outcome));
@@ -175,13 +152,13 @@ bool ServiceClient::handle(const T& reply) {
         return false;
     const std::shared_ptr<Request> request = std::move(*found);
     m_requests.erase(found);
-    m_failedRuns = 0;
+    if (request->answered)
+        m_failedRuns = 0; // making something again is of no use by itself
     if (std::is_same_v<T, protocol::LibraryCompiled>)
         request->program->compiledIn = m_run;
-    if (std::is_same_v<T, protocol::PipelineMade> && reply.succeeded) {
+    if (std::is_same_v<T, protocol::PipelineMade> && reply.succeeded)
         request->pipeline->builtIn = m_run;
-        request->pipeline->failedRestores = 0;
-    }
+    suspicionOf(*request) = {};
     if (request->answered)
         answer(*request, Reply(reply));
     else if (!reply.succeeded && request->pipeline)
@@ -193,7 +170,9 @@ void ServiceClient::completeFirstJob(Outcome outcome) {
     auto job = m_jobs.pop();
     if (m_sentJobs > 0)
         --m_sentJobs;
-    m_firstJobSince = Clock::now();
+    m_idleSinceRead = false;
+    m_unwanted.reset();
+    job->fate->failed = outcome.error.has_value();
     job->outcome = std::move(outcome);
     m_callbacks.post(std::move(job));
 }
@@ -201,15 +180,19 @@ void ServiceClient::completeFirstJob(Outcome outcome) {
 // ---- death --------------------------------------------------------------------------------------
 
 void ServiceClient::bury(Death death, Lock& lock) {
-    const auto process = std::move(m_process);
+    m_sendFailed = true;
+    const auto suspect = m_sentJobs > 0 ? m_jobs.front()->message.job : protocol::JobId{};
     lock.unlock();
-    process->end();
-    const LastWords words = process->lastWords();
+    m_process->end();
     lock.lock();
-
+    if (m_ready && death != Death::Nonsense)
+        receiveReplies(lock); // what it had finished before
+    const bool suspectIsDone = m_sentJobs == 0 || m_jobs.front()->message.job != suspect;
+    const auto process = std::move(m_process);
     if (m_ready) {
-        blameRequests(death, words);
-        blameJob(death, words);
+        blameRequests(death, *process);
+        if (death == Death::Ended || !suspectIsDone)
+            blameJob(death, process->lastWords());
     }
     m_sentJobs = 0;
     keepRequests();
@@ -218,75 +201,77 @@ void ServiceClient::bury(Death death, Lock& lock) {
                                                : "the compute service does not start");
 }
 
-void ServiceClient::blameRequests(Death death, const LastWords& words) {
+// ---- blame for requests
+
+void ServiceClient::blameRequests(Death death, const ServiceProcess& process) {
+    const LastWords words = process.lastWords();
     if (death == Death::CompileTimeLimit)
-        failRequests(
-            [now = Clock::now()](const Request& r) { return r.sentAt + compileTimeLimit <= now; },
-            "error: compiling this program takes longer than 10 s");
-    else if (death == Death::Ended && words.faultKind != 0 &&
-             words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Compiler))
+        return blameSlowRequests();
+    if (death == Death::CompileStalled)
+        return suspectRequests(&Suspicion::stalledAlone,
+                               "error: compiling this program makes no progress");
+    if (death != Death::Ended)
+        return;
+    if (words.faultKind == 0) {
+        const bool byItself = !process.wasKilled() && m_sentJobs == 0;
+        return suspectRequests(byItself ? &Suspicion::lostAlone : &Suspicion::killed,
+                               "error: the compute service ended while compiling");
+    }
+    if (words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Compiler))
         failRequests([&](const Request& r) { return r.id.value == words.request; },
                      "error: the compiler broke down on this program");
 }
 
-/// Of those that the service was at.
+/// The time is that of the busiest thread, so of several that were sent at the same moment it is
+/// not known whose it was.
+void ServiceClient::blameSlowRequests() {
+    const auto isSlow = [this](const Request& request) {
+        return request.sent && hasUsedItsTime(request);
+    };
+    if (std::ranges::count_if(m_requests, [&](const auto& r) { return isSlow(*r); }) == 1)
+        return failRequests(isSlow, "error: compiling this program takes longer than 10 s");
+    for (const auto& request : m_requests)
+        if (isSlow(*request))
+            suspicionOf(*request).lostAmongOthers();
+}
+
+/// Of those that the service was at; those that wait for a program that cannot be compiled again
+/// fail with it.
 void ServiceClient::failRequests(const std::function<bool(const Request&)>& guilty,
                                  const std::string& message) {
+    std::vector<std::shared_ptr<Program>> lost;
+    for (const auto& request : m_requests)
+        if (request->sent && guilty(*request) &&
+            std::holds_alternative<protocol::CompileLibrary>(request->question))
+            lost.push_back(request->program);
     std::erase_if(m_requests, [&](const auto& request) {
-        if (!request->sent || !guilty(*request))
+        if (!(request->sent && guilty(*request)) &&
+            std::ranges::find(lost, request->program) == lost.end())
             return false;
         failRequest(*request, message);
         return true;
     });
 }
 
-void ServiceClient::blameJob(Death death, const LastWords& words) {
-    if (m_sentJobs == 0)
-        return;
-    const std::shared_ptr<Job> job = m_jobs.front();
-    const bool running = words.job == job->message.job.value;
-    auto pipeline = running ? job->pipelineAt(words.command) : nullptr;
-    const bool faulted =
-        death == Death::Ended && running && words.faultKind != 0 &&
-        words.faultKind <= static_cast<std::uint32_t>(protocol::FaultKind::Abort) &&
-        words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Kernel);
-    if (!running && death != Death::JobTimeLimit && job->timesSent < maxTimesSent)
-        return; // it had not begun, so it can begin again
-
-    Outcome outcome;
-    if (death == Death::JobTimeLimit && !running)
-        pipeline = job->firstPipeline(); // somebody must be to blame, or it happens again
-    if (death == Death::JobTimeLimit)
-        outcome.error = timeLimitError(*job, pipeline.get(), timeLimitOf(*job));
-    else if (faulted)
-        outcome.error =
-            faultError(*job, pipeline.get(), static_cast<protocol::FaultKind>(words.faultKind));
-    else
-        outcome.error = serviceLostError(*job, "the compute service ended unexpectedly");
-    if (pipeline && (faulted || death == Death::JobTimeLimit))
-        pipeline->stopped = true;
-    completeFirstJob(std::move(outcome));
+/// The service was lost, and nothing says why. If it was at one request only, that counts against
+/// the request.
+void ServiceClient::suspectRequests(bool (Suspicion::*whenAlone)(), const std::string& message) {
+    const bool alone = sentRequests() == 1;
+    for (const auto& request : m_requests) {
+        if (!request->sent)
+            continue;
+        if (!alone)
+            suspicionOf(*request).lostAmongOthers();
+        else if ((suspicionOf(*request).*whenAlone)())
+            return failRequests([](const Request&) { return true; }, message);
+    }
 }
 
 /// Requests that somebody waits for are sent to the next run; the rest will be made again there.
 void ServiceClient::keepRequests() {
-    std::deque<std::shared_ptr<Request>> kept;
-    for (const auto& request : m_requests) {
-        if (!request->answered) {
-            // Nobody waits for it but jobs, which would have it made again for ever.
-            if (request->sent && request->pipeline &&
-                ++request->pipeline->failedRestores >= maxTimesSent)
-                failRequest(*request, "the compute service ended while compiling");
-            continue;
-        }
-        if (request->timesSent >= maxTimesSent) {
-            failRequest(*request, "error: the compute service ended while compiling");
-            continue;
-        }
+    std::erase_if(m_requests, [](const auto& request) { return !request->answered; });
+    for (const auto& request : m_requests)
         request->sent = false;
-        kept.push_back(request);
-    }
-    m_requests = std::move(kept);
 }
 
 void ServiceClient::failRequest(Request& request, const std::string& message) {
@@ -295,6 +280,53 @@ void ServiceClient::failRequest(Request& request, const std::string& message) {
     else if (request.pipeline)
         request.pipeline->stopped = true;
 }
+
+// ---- blame for jobs
+
+/// For the first of those that the service had.
+void ServiceClient::blameJob(Death death, const LastWords& words) {
+    if (m_sentJobs == 0)
+        return;
+    const std::shared_ptr<Job> job = m_jobs.front();
+    const bool running = words.job == job->message.job.value;
+    const auto pipeline = running ? job->pipelineAt(words.command) : nullptr;
+    if (death == Death::JobNotWanted)
+        return completeFirstJob({endedError(*job), 0});
+    if (death == Death::JobStalled || (death == Death::JobTimeLimit && !running))
+        return retryOrBlame(*job, pipeline);
+    if (death == Death::JobTimeLimit)
+        return blamePipeline(pipeline, timeLimitError(*job, pipeline.get(), timeLimitOf(*job)));
+    if (death == Death::Ended && running && words.faultKind != 0 &&
+        words.faultKind <= static_cast<std::uint32_t>(protocol::FaultKind::Abort) &&
+        words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Kernel))
+        return blamePipeline(
+            pipeline,
+            faultError(*job, pipeline.get(), static_cast<protocol::FaultKind>(words.faultKind)));
+    if (running || job->timesSent >= maxTimesSent)
+        completeFirstJob({serviceLostError(*job, "the compute service ended unexpectedly"), 0});
+    // Otherwise it had not begun, so it can begin again.
+}
+
+/// Nobody knows why the service stood still, so the job is done once more; not for ever, though.
+void ServiceClient::retryOrBlame(Job& job, std::shared_ptr<Pipeline> pipeline) {
+    const bool again = job.stalled || (pipeline && pipeline->record.jobStalled());
+    job.stalled = true;
+    if (!again)
+        return;
+    if (!pipeline)
+        pipeline = job.firstPipeline(); // somebody must be to blame, or it happens again
+    blamePipeline(pipeline, noProgressError(job, pipeline.get()));
+}
+
+/// Ends the first job.
+void ServiceClient::blamePipeline(const std::shared_ptr<Pipeline>& pipeline,
+                                  CommandBufferError error) {
+    if (pipeline && pipeline->record.jobFailed(Clock::now(), m_provingTime))
+        pipeline->stopped = true;
+    completeFirstJob({std::move(error), 0});
+}
+
+// ---- giving up
 
 void ServiceClient::runWasUseless(const std::string& reason) {
     if (++m_failedRuns >= maxFailedRuns)

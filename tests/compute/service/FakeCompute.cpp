@@ -45,6 +45,30 @@ constexpr KernelEntry table[] = {
          std::this_thread::sleep_for(std::chrono::milliseconds(300));
          ++buffer[0];
      }},
+    {"hang",
+     [](std::uint32_t*, std::uint32_t) {
+         while (true)
+             sink = sink + 1;
+     }},
+    {"stall",
+     [](std::uint32_t*, std::uint32_t) {
+         while (true)
+             std::this_thread::sleep_for(std::chrono::seconds(1));
+     }},
+    {"hide",
+     [](std::uint32_t*, std::uint32_t) {
+         // Of work on a thread of its own, which nobody knows of.
+         std::thread([] {
+             while (true)
+                 sink = sink + 1;
+         }).join();
+     }},
+    {"fault-if",
+     [](std::uint32_t* buffer, std::uint32_t threads) {
+         if (buffer[threads - 1] != 0)
+             *reinterpret_cast<volatile int*>(64) = 1;
+         ++buffer[0];
+     }},
     // The farthest that a 32-bit index into vectors of four floats goes, in both directions.
     {"wild-up",
      [](std::uint32_t* buffer, std::uint32_t) { buffer[(std::uint64_t{1} << 34) - 4] = 1; }},
@@ -86,6 +110,9 @@ void misbehave(std::string_view function) {
     if (function == "slow-build")
         std::this_thread::sleep_for(400ms);
     if (function == "hang-build")
+        while (true)
+            sink = sink + 1;
+    if (function == "stall-build")
         while (true)
             std::this_thread::sleep_for(1s);
     if (function == "crash-build" || function == "quit-build")
