@@ -3,16 +3,20 @@
 #include "compute/host/CodeGeneration.h"
 
 #include "compute/host/CutBlocks.h"
+#include "compute/host/RecordPlaces.h"
 #include "compute/host/ShortenLives.h"
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/HostTarget.h"
 #include "compute/simd/Vectoriser.h"
 
+#include <llvm/CodeGen/AsmPrinter.h>
 #include <llvm/CodeGen/MachineModuleInfo.h>
 #include <llvm/CodeGen/Passes.h>
 #include <llvm/CodeGen/TargetPassConfig.h>
 #include <llvm/IR/LegacyPassManager.h>
+#include <llvm/MC/MCStreamer.h>
+#include <llvm/MC/TargetRegistry.h>
 #include <llvm/Support/raw_ostream.h>
 #include <llvm/Transforms/Scalar/ADCE.h>
 #include <llvm/Transforms/Scalar/EarlyCSE.h>
@@ -49,9 +53,10 @@ void leaveOutPasses(llvm::TargetPassConfig& passes, const llvm::Module& module) 
     passes.disablePass(&llvm::PostRASchedulerID);
 }
 
-/// As the machine's own addPassesToEmitFile(), which does not let passes be left out.
+/// As the machine's own addPassesToEmitFile(), which does not let passes be left out and keeps the
+/// printer to itself. Notes places unless `places` is null.
 bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileType type,
-          llvm::SmallVectorImpl<char>& output) {
+          llvm::SmallVectorImpl<char>& output, PlaceTable* places) {
     auto& machine = static_cast<llvm::LLVMTargetMachine&>(target);
     llvm::raw_svector_ostream stream(output);
     llvm::legacy::PassManager passes;
@@ -65,8 +70,17 @@ bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileTy
         return false;
     config->addMachinePasses();
     config->setInitialized();
-    if (machine.addAsmPrinter(passes, stream, nullptr, type, information->getMMI().getContext()))
+    auto streamer =
+        machine.createMCStreamer(stream, nullptr, type, information->getMMI().getContext());
+    if (!streamer) {
+        llvm::consumeError(streamer.takeError());
         return false;
+    }
+    llvm::AsmPrinter* printer = machine.getTarget().createAsmPrinter(machine, std::move(*streamer));
+    passes.add(printer);
+    const LoopBegins loops = findLoopBegins(module);
+    if (places != nullptr)
+        recordPlaces(*printer, loops, prepareSymbol, *places);
     passes.add(llvm::createFreeMachineFunctionPass());
     passes.run(module);
     return true;
@@ -89,7 +103,7 @@ void dumpAssembly(const kernel::Dump* dump, const llvm::Module& module, llvm::Ta
     // Code generation changes the module, so the assembly is made from a copy.
     llvm::SmallString<0> assembly;
     const std::unique_ptr<llvm::Module> copy = llvm::CloneModule(module);
-    if (emit(*copy, target, llvm::CodeGenFileType::AssemblyFile, assembly))
+    if (emit(*copy, target, llvm::CodeGenFileType::AssemblyFile, assembly, nullptr))
         dump->write(name, AssemblyDump, "assembly", "s", {assembly.data(), assembly.size()});
 }
 
@@ -160,11 +174,16 @@ platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
     dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
     dumpAssembly(dump, *kernel.module, *target, kernel.name);
     llvm::SmallString<0> object;
-    if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object))
+    PlaceTable places;
+    if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object, &places) ||
+        !readOffsets({object.str(), kernel.name}, places))
         return platform::Error{"no machine code can be generated for this processor"};
     constexpr std::array symbols = {prepareSymbol, tileSymbol};
     MachineCode code = SL42_TRY(MachineCode::link({object.str(), kernel.name}, symbols));
-    return GeneratedCode{.code = std::move(code), .commonBytes = commonBytes};
+    const auto origin = reinterpret_cast<std::uintptr_t>(code.entry(PrepareEntry));
+    return GeneratedCode{.code = std::move(code),
+                         .places = CodePlaces(std::move(places), origin),
+                         .commonBytes = commonBytes};
 }
 
 } // namespace compute::host

@@ -4,6 +4,7 @@
 // From a canonical kernel to machine code in memory.
 #pragma once
 
+#include "compute/host/CodePlaces.h"
 #include "compute/host/MachineCode.h"
 #include "compute/kernel/Canonical.h"
 
@@ -11,6 +12,7 @@ namespace compute::host {
 
 struct GeneratedCode {
     MachineCode code;
+    CodePlaces places;    ///< of the code where it lies
     unsigned commonBytes; ///< of memory that the threads of a grid have in common
 };
 

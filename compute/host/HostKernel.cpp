@@ -100,12 +100,14 @@ public:
           m_optimiserMilliseconds(kernel.optimiserMilliseconds),
           m_codeGenerationMilliseconds(milliseconds),
           m_code(std::move(generated.code)),
+          m_places(std::move(generated.places)),
           m_commonMemory(generated.commonBytes) {}
 
     const std::string& name() const override { return m_name; }
     const std::vector<kernel::Parameter>& parameters() const override { return m_parameters; }
     double optimiserMilliseconds() const override { return m_optimiserMilliseconds; }
     double codeGenerationMilliseconds() const override { return m_codeGenerationMilliseconds; }
+    const CodePlaces& places() const override { return m_places; }
 
     Fingerprint fingerprint() const override { return m_code.fingerprint(); }
 
@@ -145,6 +147,7 @@ private:
     double m_optimiserMilliseconds;
     double m_codeGenerationMilliseconds;
     MachineCode m_code;
+    CodePlaces m_places;
     mutable CommonMemory m_commonMemory;
 };
 

@@ -5,6 +5,7 @@
 #include "compute/kernel/HostTarget.h"
 #include "compute/kernel/Undefined.h"
 
+#include <llvm/IR/DebugInfoMetadata.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/Instructions.h>
 #include <llvm/IR/IntrinsicInst.h>
@@ -28,13 +29,12 @@ llvm::AttributeList withoutPromises(llvm::LLVMContext& context, llvm::AttributeL
     return kept;
 }
 
-/// Drops everything but unrolling hints and the facts about our own bindings. The front end forbids
-/// unrolling wherever the program does not ask for it, because it does not optimise itself.
+/// Drops everything but lines, unrolling hints and the facts about our own bindings. The front end
+/// forbids unrolling wherever the program does not ask for it, because it does not optimise itself.
 void dropMetadata(llvm::Instruction& instruction) {
     llvm::MDNode* loop = instruction.getMetadata(llvm::LLVMContext::MD_loop);
     instruction.dropUnknownNonDebugMetadata(
         {llvm::LLVMContext::MD_invariant_load, llvm::LLVMContext::MD_dereferenceable});
-    instruction.setDebugLoc({});
     if (loop != nullptr)
         instruction.setMetadata(llvm::LLVMContext::MD_loop,
                                 llvm::makePostTransformationMetadata(
@@ -75,7 +75,9 @@ void adopt(llvm::Function& function) {
     function.setAttributes(withoutPromises(function.getContext(), function.getAttributes(),
                                            static_cast<unsigned>(function.arg_size())));
     function.setComdat(nullptr);
+    llvm::DISubprogram* source = function.getSubprogram();
     function.clearMetadata();
+    function.setSubprogram(source);
     if (function.isDeclaration())
         return;
     if (function.getName() != llvm::StringRef(canonicalSymbol.data(), canonicalSymbol.size()))

@@ -9,6 +9,7 @@
 #include "compute/kernel/DefineArithmetic.h"
 #include "compute/kernel/FoldInitialisers.h"
 #include "compute/kernel/InlineCalls.h"
+#include "compute/kernel/KeepLines.h"
 #include "compute/kernel/MergeBytes.h"
 #include "compute/kernel/Promote.h"
 #include "compute/kernel/ShapeControlFlow.h"
@@ -35,6 +36,7 @@ std::span<const Pass> passes() {
         {"mergeBytes", mergeBytes},
         {"widenHalf", widenHalf},
         {"shapeControlFlow", shapeControlFlow},
+        {"keepLines", keepLines},
     });
     return table;
 }

@@ -236,6 +236,10 @@ std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngi
     [[maybe_unused]] const bool understood =
         clang::CompilerInvocation::CreateFromArgs(*invocation, options, diagnostics);
     assert(understood);
+    // Every instruction knows its line. None of this is for a debugger, so nothing else is kept.
+    auto& generation = invocation->getCodeGenOpts();
+    generation.setDebugInfo(llvm::codegenoptions::LocTrackingOnly);
+    generation.DebugColumnInfo = false;
     auto& frontend = invocation->getFrontendOpts();
     frontend.Inputs = {{source.name, clang::InputKind(clang::Language::CXX)}};
     invocation->getHeaderSearchOpts().AddPath(libraryFolder, clang::frontend::System, false, true);

@@ -358,9 +358,20 @@ struct RunCommands {
     }
 };
 
-using Request =
-    std::variant<RegisterBuffer, ReleaseBuffer, RegisterTexture, ReleaseTexture, CompileLibrary,
-                 ReleaseLibrary, MakePipeline, CancelRequest, ReleasePipeline, RunCommands>;
+/// The kernel that is running takes too long: the service writes where it stands into the status
+/// page and ends.
+struct ReportPlace {
+    JobId job; ///< nothing is reported when it is done meanwhile
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.job);
+    }
+};
+
+using Request = std::variant<RegisterBuffer, ReleaseBuffer, RegisterTexture, ReleaseTexture,
+                             CompileLibrary, ReleaseLibrary, MakePipeline, CancelRequest,
+                             ReleasePipeline, RunCommands, ReportPlace>;
 
 // ---- from the service to the console ------------------------------------------------------------
 

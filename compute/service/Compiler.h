@@ -5,6 +5,7 @@
 // kernels and compilers misbehave can be tested with one that does so on purpose.
 #pragma once
 
+#include "compute/host/CodePlaces.h"
 #include "compute/kernel/TextureView.h"
 #include "compute/protocol/Protocol.h"
 #include "platform/base/Result.h"
@@ -34,6 +35,8 @@ public:
     virtual void run(const Bindings& bindings, protocol::Extent threads,
                      protocol::Extent threadsPerThreadgroup, std::uint32_t begin,
                      std::uint32_t end) const = 0;
+    /// Which lines its code came from; null when nobody knows. Lives as long as this.
+    virtual const host::CodePlaces* places() const { return nullptr; }
 };
 
 /// A program text that compiled.

@@ -53,6 +53,7 @@ void Executor::carryOut(const DispatchWork& work, const Job& job) {
         std::memcpy(place, job.bytes.data() + binding.offset, binding.length);
         bindings.buffers[binding.index] = place;
     }
+    const RunningKernel mark(work.kernel->places());
     work.kernel->run(bindings, work.threads, work.threadsPerThreadgroup, work.begin, work.end);
 }
 

@@ -6,6 +6,7 @@
 
 #include "compute/service/FaultReport.h"
 #include "compute/service/Job.h"
+#include "compute/service/KernelThreads.h"
 
 namespace compute::service {
 

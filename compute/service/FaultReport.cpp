@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/service/FaultReport.h"
 
+#include "compute/service/KernelThreads.h"
+
 #include <array>
 #include <csignal>
 #include <cstddef>
@@ -11,6 +13,7 @@
 
 namespace compute::service {
 
+using protocol::FaultAccess;
 using protocol::FaultKind;
 using protocol::FaultPlace;
 using protocol::StatusPage;
@@ -27,6 +30,8 @@ constexpr int exitStatusOfFault = 70;
 constexpr std::size_t faultStackBytes = 64u << 10;
 /// Accesses this close to the stack pointer, on either side, count as an overflow of the stack.
 constexpr std::uint64_t stackReach = 1u << 20;
+/// For looking where kernels stand: the console waits hardly longer.
+constexpr std::chrono::milliseconds placePatience(40);
 
 std::uint64_t stackPointer(const void* context) {
 #if defined(__x86_64__)
@@ -57,19 +62,39 @@ FaultKind kindOf(int signal, std::uint64_t address, const void* context) {
     }
 }
 
-/// Runs on whichever thread faulted; may use nothing but lock-free atomics and _exit.
-void report(int signal, siginfo_t* info, void* context) {
-    StatusPage& page = *statusPage.load();
-    // A second thread that faults must not end the process before the first has written all.
+FaultAccess accessOf([[maybe_unused]] const void* context) {
+#if defined(__x86_64__)
+    constexpr greg_t pageFault = 14;
+    constexpr greg_t isWrite = 2;
+    const greg_t* registers = static_cast<const ucontext_t*>(context)->uc_mcontext.gregs;
+    if (registers[REG_TRAPNO] == pageFault)
+        return (registers[REG_ERR] & isWrite) != 0 ? FaultAccess::Write : FaultAccess::Read;
+#endif
+    return FaultAccess::Unknown;
+}
+
+/// A second thread that has something to report must not end the process before the first has
+/// written all.
+void waitIfSomebodyReports() {
     if (somebodyReports.test_and_set())
         while (true)
             ::pause();
+}
+
+/// Runs on whichever thread faulted; may use nothing but lock-free atomics and _exit.
+void report(int signal, siginfo_t* info, void* context) {
+    StatusPage& page = *statusPage.load();
+    waitIfSomebodyReports();
     const auto address = reinterpret_cast<std::uint64_t>(info->si_addr);
     const FaultPlace place = runsKernels && page.job.load() != 0 ? FaultPlace::Kernel
                              : compiledRequest.load() != 0       ? FaultPlace::Compiler
                                                                  : FaultPlace::Service;
     page.request = compiledRequest.load();
     page.faultAddress = address;
+    if (place == FaultPlace::Kernel) {
+        page.faultAccess = static_cast<std::uint32_t>(accessOf(context));
+        writePlace(context, page);
+    }
     page.faultPlace = static_cast<std::uint32_t>(place);
     page.faultKind = static_cast<std::uint32_t>(kindOf(signal, address, context));
     ::_exit(exitStatusOfFault);
@@ -85,6 +110,7 @@ void reportFaultsTo(StatusPage& page) {
     sigfillset(&action.sa_mask);
     for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
         ::sigaction(signal, &action, nullptr);
+    answerForPlaces();
 }
 
 void giveThisThreadFaultStack() {
@@ -113,7 +139,19 @@ CompilingFor::~CompilingFor() {
 
 void markThisThreadAsKernels() {
     runsKernels = true;
+    addKernelThread();
     giveThisThreadFaultStack();
+}
+
+void reportPlaceOf(protocol::JobId job) {
+    StatusPage& page = *statusPage.load();
+    if (page.job.load() != job.value)
+        return;
+    writeSharedPlace(placePatience, page);
+    waitIfSomebodyReports();
+    page.faultPlace = static_cast<std::uint32_t>(FaultPlace::Kernel);
+    page.faultKind = static_cast<std::uint32_t>(FaultKind::Asked);
+    ::_exit(exitStatusOfFault);
 }
 
 } // namespace compute::service

@@ -32,4 +32,8 @@ public:
 /// stack too.
 void markThisThreadAsKernels();
 
+/// Writes where the kernel of this job stands and ends the process, unless the job is done. Takes
+/// some tens of milliseconds.
+void reportPlaceOf(protocol::JobId job);
+
 } // namespace compute::service

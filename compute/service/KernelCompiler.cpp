@@ -68,6 +68,7 @@ public:
         const auto [low, high] = m_kernel->fingerprint();
         return {low, high};
     }
+    const host::CodePlaces* places() const override { return &m_kernel->places(); }
     void run(const Bindings& bindings, protocol::Extent threads,
              protocol::Extent threadsPerThreadgroup, std::uint32_t begin,
              std::uint32_t end) const override {

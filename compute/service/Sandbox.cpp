@@ -139,7 +139,7 @@ void allowSignalsAndTime(Filter& filter) {
                            SCMP_SYS(clock_getres), SCMP_SYS(gettimeofday), SCMP_SYS(nanosleep),
                            SCMP_SYS(clock_nanosleep), SCMP_SYS(getrandom), SCMP_SYS(getrusage)})
         filter.allow(call);
-    // Only to itself: abort() does this.
+    // Only to itself: abort() does this, and asking kernel threads where they stand.
     filter.allow(SCMP_SYS(tgkill), {equals(0, static_cast<std::uint64_t>(::getpid()))});
 }
 

@@ -68,6 +68,10 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             m_executor->add(m_job);
             return {};
         },
+        [&](const protocol::ReportPlace& m) -> Result<void> {
+            reportPlaceOf(m.job);
+            return {};
+        },
         [&]<class T>(T& question) -> Result<void>
             requires std::constructible_from<CompilePool::Question, T>
         {

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/simd/WidenControl.h"
 
+#include "compute/kernel/KeepLines.h"
 #include "compute/simd/WidenArithmetic.h"
 
 #include <llvm/ADT/STLExtras.h>
@@ -166,6 +167,7 @@ llvm::Value* WidenControl::leave(Block& block, llvm::Value* mask, OpenLoop* loop
     auto* branch = llvm::dyn_cast<llvm::BranchInst>(block.getTerminator());
     if (branch == nullptr)
         return mask;
+    m_builder.SetCurrentDebugLocation(branch->getDebugLoc());
     if (m_tree.continuation(&block) != nullptr)
         return leaveOrGoOn(*branch, mask, *loop);
     if (branch->isUnconditional() || branch->getSuccessor(0) == branch->getSuccessor(1)) {
@@ -193,6 +195,7 @@ void WidenControl::widenBlock(Block& block, llvm::Value* mask) {
 }
 
 void WidenControl::widenInstruction(llvm::Instruction& instruction, llvm::Value* mask) {
+    m_builder.SetCurrentDebugLocation(instruction.getDebugLoc());
     const bool isCommon = llvm::all_of(instruction.operands(), [&](const llvm::Use& operand) {
         return m_values.isUniform(operand.get());
     });
@@ -381,6 +384,7 @@ void WidenControl::layOutLoop(const llvm::Loop& loop, llvm::Value* mask) {
         round = first.slots.back();
     llvm::Value* staying = round.mask;
     carryOn(carried, first);
+    m_builder.SetCurrentDebugLocation(kernel::beginOf(loop));
     if (m_tree.leavesInTheOpen(&loop)) {
         m_builder.CreateBr(begin);
     } else {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <span>
 
 namespace gpu::host {
@@ -53,10 +54,13 @@ Deed deedOf(protocol::FaultKind kind) {
                 "carried out an operation that the processor refuses"};
     case protocol::FaultKind::None:
     case protocol::FaultKind::Abort:
+    case protocol::FaultKind::Asked:
         break;
     }
     return {"ended the compute service", "ended the compute service"};
 }
+
+constexpr const char* inLoop = "still in this loop";
 
 std::string inSeconds(std::chrono::milliseconds time) {
     char seconds[32];
@@ -126,12 +130,28 @@ CommandBufferError noProgressError(const Job& job, const Pipeline* pipeline) {
 CommandBufferError timeLimitError(const Job& job, const Pipeline* pipeline,
                                   std::chrono::milliseconds limit) {
     return errorOf(Code::TimeLimit, job, pipeline, "ran longer than " + inSeconds(limit),
-                   "still in this loop after " + inSeconds(limit));
+                   std::string(inLoop) + " after " + inSeconds(limit));
 }
 
 CommandBufferError faultError(const Job& job, const Pipeline* pipeline, protocol::FaultKind kind) {
     const Deed deed = deedOf(kind);
     return errorOf(Code::KernelFault, job, pipeline, deed.verb, deed.what);
+}
+
+void addPlace(CommandBufferError& error, const LastWords& words) {
+    // A claim like all of it; no text has more lines than bytes.
+    for (const std::uint32_t line : words.lines)
+        if (line > 0 && line <= protocol::maxSourceBytes)
+            error.lines.push_back(line);
+    if (error.code == Code::TimeLimit && !words.isLoop && error.what.starts_with(inLoop))
+        error.what.replace(0, std::strlen(inLoop), "still at work here");
+    if (error.code != Code::KernelFault ||
+        words.faultKind != static_cast<std::uint32_t>(protocol::FaultKind::Memory))
+        return;
+    if (words.faultAccess == static_cast<std::uint32_t>(protocol::FaultAccess::Read))
+        error.what = "read outside of memory";
+    if (words.faultAccess == static_cast<std::uint32_t>(protocol::FaultAccess::Write))
+        error.what = "wrote outside of memory";
 }
 
 CommandBufferError serviceLostError(const Job& job, const std::string& reason) {

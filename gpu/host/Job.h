@@ -82,6 +82,8 @@ CommandBufferError timeLimitError(const Job& job, const Pipeline* pipeline,
                                   std::chrono::milliseconds limit);
 CommandBufferError faultError(const Job& job, const Pipeline* pipeline,
                               compute::protocol::FaultKind kind);
+/// Adds what the service says about where in the program's text it happened.
+void addPlace(CommandBufferError& error, const LastWords& words);
 CommandBufferError serviceLostError(const Job& job, const std::string& reason);
 
 } // namespace gpu::host

@@ -2,12 +2,16 @@
 // Part of Starloom 42.
 #include "gpu/host/ServiceProcess.h"
 
+#include "compute/protocol/Codec.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +27,8 @@ using platform::SharedMemory;
 
 namespace {
 
+// For a hanging kernel; each of its frames has waited far longer.
+constexpr std::chrono::milliseconds placeTimeout(100);
 // A service that does not read for this long counts as dead.
 constexpr std::chrono::milliseconds sendTimeout(2000);
 
@@ -124,6 +130,17 @@ ServiceProcess::~ServiceProcess() {
     end();
 }
 
+void ServiceProcess::askForPlace(protocol::JobId job) {
+    std::vector<std::byte> bytes;
+    protocol::encodeAs<protocol::Request>(protocol::ReportPlace{job}, bytes);
+    m_channel.setSendTimeout(placeTimeout);
+    if (!m_channel.send(bytes))
+        return;
+    // Closed when it has ended. What it still says is of no interest.
+    pollfd end{m_channel.descriptor(), 0, 0};
+    ::poll(&end, 1, static_cast<int>(placeTimeout.count()));
+}
+
 void ServiceProcess::end() {
     if (m_pid < 0)
         return;
@@ -137,7 +154,16 @@ void ServiceProcess::end() {
 
 LastWords ServiceProcess::lastWords() const {
     const auto& page = *reinterpret_cast<const protocol::StatusPage*>(m_page->bytes().data());
-    return {page.job, page.command, page.request, page.faultKind, page.faultPlace};
+    LastWords words{.job = page.job,
+                    .command = page.command,
+                    .request = page.request,
+                    .faultKind = page.faultKind,
+                    .faultPlace = page.faultPlace,
+                    .faultAccess = page.faultAccess,
+                    .isLoop = page.isLoop != 0};
+    const std::size_t count = std::min<std::size_t>(page.lineCount, protocol::maxPlaceLines);
+    words.lines.assign(page.lines.begin(), page.lines.begin() + count);
+    return words;
 }
 
 } // namespace gpu::host

@@ -5,12 +5,14 @@
 #pragma once
 
 #include "compute/protocol/Channel.h"
+#include "compute/protocol/Protocol.h"
 #include "compute/protocol/StatusPage.h"
 #include "platform/base/SharedMemory.h"
 
 #include <memory>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace gpu::host {
 
@@ -21,6 +23,9 @@ struct LastWords {
     std::uint64_t request = 0;
     std::uint32_t faultKind = 0;
     std::uint32_t faultPlace = 0;
+    std::uint32_t faultAccess = 0;
+    bool isLoop = false;
+    std::vector<std::uint32_t> lines = {};
 };
 
 /// Killed on destruction.
@@ -38,6 +43,8 @@ public:
 
     compute::protocol::Channel& channel() { return m_channel; }
     pid_t id() const { return m_pid; }
+    /// Has the process write where the job stands and end itself. Waits for that a moment.
+    void askForPlace(compute::protocol::JobId job);
     /// Kills the process, unless it has ended, and waits until it is gone.
     void end();
     /// Once it is gone: whether it was killed, by whomever, and did not end by itself.

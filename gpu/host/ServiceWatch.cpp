@@ -183,6 +183,8 @@ void ServiceClient::bury(Death death, Lock& lock) {
     m_sendFailed = true;
     const auto suspect = m_sentJobs > 0 ? m_jobs.front()->message.job : protocol::JobId{};
     lock.unlock();
+    if (death == Death::JobTimeLimit)
+        m_process->askForPlace(suspect);
     m_process->end();
     lock.lock();
     if (m_ready && death != Death::Nonsense)
@@ -294,14 +296,19 @@ void ServiceClient::blameJob(Death death, const LastWords& words) {
         return completeFirstJob({endedError(*job), 0});
     if (death == Death::JobStalled || (death == Death::JobTimeLimit && !running))
         return retryOrBlame(*job, pipeline);
-    if (death == Death::JobTimeLimit)
-        return blamePipeline(pipeline, timeLimitError(*job, pipeline.get(), timeLimitOf(*job)));
+    if (death == Death::JobTimeLimit) {
+        auto error = timeLimitError(*job, pipeline.get(), timeLimitOf(*job));
+        addPlace(error, words);
+        return blamePipeline(pipeline, std::move(error));
+    }
     if (death == Death::Ended && running && words.faultKind != 0 &&
-        words.faultKind <= static_cast<std::uint32_t>(protocol::FaultKind::Abort) &&
-        words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Kernel))
-        return blamePipeline(
-            pipeline,
-            faultError(*job, pipeline.get(), static_cast<protocol::FaultKind>(words.faultKind)));
+        words.faultKind <= static_cast<std::uint32_t>(protocol::lastFault) &&
+        words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Kernel)) {
+        auto error =
+            faultError(*job, pipeline.get(), static_cast<protocol::FaultKind>(words.faultKind));
+        addPlace(error, words);
+        return blamePipeline(pipeline, std::move(error));
+    }
     if (running || job->timesSent >= maxTimesSent)
         completeFirstJob({serviceLostError(*job, "the compute service ended unexpectedly"), 0});
     // Otherwise it had not begun, so it can begin again.

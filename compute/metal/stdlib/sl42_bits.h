@@ -8,6 +8,7 @@
 #include <sl42_vector.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 /// The same bits as another type of the same size.
 template <class To, class From, metal::enable_if_t<sizeof(To) == sizeof(From), int> = 0>
@@ -33,4 +34,5 @@ constexpr float floatOf(uint bits) {
 
 } // namespace __sl42
 
+#pragma clang attribute pop
 #pragma clang attribute pop

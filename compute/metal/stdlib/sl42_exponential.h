@@ -10,6 +10,7 @@
 #include <sl42_trigonometry.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 namespace __sl42 {
 
@@ -314,4 +315,5 @@ SL42_FLOATS_1(atanh)
 
 } // namespace metal
 
+#pragma clang attribute pop
 #pragma clang attribute pop

@@ -9,6 +9,7 @@
 #include <sl42_vector.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 namespace __sl42 {
 
@@ -82,6 +83,7 @@ struct packed<vec<T, 4>> {
 
 } // namespace __sl42
 
+#pragma clang attribute pop
 #pragma clang attribute pop
 
 template <class T, int N>

@@ -10,6 +10,7 @@
 #include <sl42_overloads.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 namespace __sl42 {
 
@@ -109,4 +110,5 @@ SL42_VECTORS_1(fract, float, float)
 
 } // namespace metal
 
+#pragma clang attribute pop
 #pragma clang attribute pop

@@ -9,6 +9,7 @@
 #include <sl42_vector.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 namespace metal {
 
@@ -136,4 +137,5 @@ enum class access { sample, read, write, read_write };
 
 } // namespace metal
 
+#pragma clang attribute pop
 #pragma clang attribute pop

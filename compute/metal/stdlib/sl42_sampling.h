@@ -12,6 +12,7 @@
 #include <sl42_texel.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 namespace __sl42 {
 
@@ -290,4 +291,5 @@ inline void writeAt(const textureView* view, const float4& color, uint x, uint y
 
 } // namespace __sl42
 
+#pragma clang attribute pop
 #pragma clang attribute pop

@@ -11,6 +11,7 @@
 #include <sl42_bits.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 namespace __sl42 {
 
@@ -123,4 +124,5 @@ struct texels<textureFormat::rgba32Float> {
 
 } // namespace __sl42
 
+#pragma clang attribute pop
 #pragma clang attribute pop

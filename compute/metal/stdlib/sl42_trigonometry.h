@@ -11,6 +11,7 @@
 #include <sl42_rounding.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 namespace __sl42 {
 
@@ -250,4 +251,5 @@ SL42_FOR_FLOATS(SL42_SINCOS_ALL)
 
 } // namespace metal
 
+#pragma clang attribute pop
 #pragma clang attribute pop

@@ -15,6 +15,7 @@
 #include <sl42_scalar.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
+#pragma clang attribute push(__attribute__((nodebug)), apply_to = hasType(functionType))
 
 template <class T, int N>
 struct vec;
@@ -250,6 +251,7 @@ struct alignas(4 * sizeof(T)) vec<T, 4> : __sl42::vectorBase<T, 4> {
 
 #undef SL42_INDEX
 
+#pragma clang attribute pop
 #pragma clang attribute pop
 
 namespace metal {

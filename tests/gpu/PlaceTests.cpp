@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Where in a program's text a kernel is said to have gone wrong. The texts mark the lines that are
+// expected: the place itself with @1, the call that led there with @2 and so on.
+#include "tests/gpu/DeviceTest.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+using Code = gpu::CommandBufferError::Code;
+
+namespace test {
+namespace {
+
+struct WrongKernel {
+    const char* name;
+    const char* body;
+    const char* what;
+};
+
+/// The lines of @1, @2, ... in a text.
+std::vector<std::uint32_t> markedLines(const std::string& text) {
+    std::vector<std::uint32_t> lines;
+    for (char number = '1'; number <= '9'; ++number) {
+        const std::size_t at = text.find(std::string("@") + number);
+        if (at == std::string::npos)
+            break;
+        const auto begin = text.begin();
+        lines.push_back(static_cast<std::uint32_t>(
+            1 + std::count(begin, begin + static_cast<std::ptrdiff_t>(at), '\n')));
+    }
+    return lines;
+}
+
+class PlaceTest : public DeviceTest {
+protected:
+    PlaceTest() { device->setTimeLimit(std::chrono::milliseconds(250)); }
+
+    void expectPlace(const WrongKernel& wrong) {
+        SCOPED_TRACE(wrong.name);
+        const auto kernel = pipeline(wrong.body);
+        const auto data = bufferOf(std::vector<std::uint32_t>(4096, 1));
+        const auto commandBuffer = dispatch(kernel, {data}, 1000);
+        ASSERT_EQ(commandBuffer->status(), gpu::CommandBufferStatus::Error);
+        const auto error = commandBuffer->error();
+        EXPECT_EQ(error->what, wrong.what);
+        EXPECT_EQ(error->lines, markedLines(text(wrong.body)));
+    }
+};
+SL42_ON_EVERY_DEVICE(PlaceTest);
+
+constexpr const char* endless = "still in this loop after 0.25 s";
+constexpr const char* wrote = "wrote outside of memory";
+constexpr const char* read = "read outside of memory";
+
+TEST_P(PlaceTest, AccessesOutsideOfMemory) {
+    for (const WrongKernel& wrong : {
+             WrongKernel{"write in straight code", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    data[i] = data[i] * 3;
+    data[i + 0x7fff0000u] = i; // @1
+    data[i + 1000] = data[i] + 1;
+})",
+                         wrote},
+             {"read in straight code", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint sum = i;
+    sum += data[i];
+    sum ^= data[i * 16 + 0x7ff00000u]; // @1
+    data[i] = sum;
+})",
+              read},
+             {"write in a loop", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint at = i;
+    for (uint k = 0; k < data[0] * 100; ++k) {
+        at += data[1] << 24;
+        data[at] = k; // @1
+    }
+})",
+              wrote},
+             {"read in a loop", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint sum = 0;
+    for (uint k = 0; k < i + 200; ++k) {
+        sum = sum * 5 + 1;
+        sum += data[(sum & 0xffffffu) * 64]; // @1
+    }
+    data[i] = sum;
+})",
+              read},
+             {"write where threads part", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    if (i % 3 == 1)
+        data[i] = 0;
+    else if (i == 998)
+        data[i * 0x700000u] = 7; // @1
+    else
+        data[i] = i;
+})",
+              wrote},
+             {"read where threads part", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint found = 3;
+    if ((data[i] ^ i) > 900)
+        found =
+            data[i * i * 0x4000u]; // @1
+    data[i] = found;
+})",
+              read},
+             {"read that is the same for all", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint one = data[0] << 30;
+    uint wrong = data[one]; // @1
+    data[i] = wrong;
+})",
+              read},
+         })
+        expectPlace(wrong);
+}
+
+TEST_P(PlaceTest, LoopsWithoutEnd) {
+    for (const WrongKernel& wrong : {
+             WrongKernel{"the same way for all", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    for (int k = 0; k < 8; ++k)
+        data[i] += k;
+    while (data[0] != 77) { // @1
+        data[1] = data[2] * 3;
+        data[2] = data[1] + 1;
+    }
+})",
+                         endless},
+             {"for some threads", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint x = i;
+    for (uint k = 0; // @1
+         k != 999;
+         k += 2) {
+        x = x * 1664525u + 1013904223u;
+        if (i < 990 && k > i)
+            break;
+    }
+    data[i] = x;
+})",
+              endless},
+             {"empty", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    data[i] = 1;
+    if (i == 500)
+        for (;;) // @1
+            ;
+})",
+              endless},
+             {"in a loop that would end", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    float x = 1;
+    for (uint k = 0; k < 10; ++k) {
+        float step = 0.125f * k;
+        while (x < 4.0f) // @1
+            x = 0.5f * x + step;
+    }
+    data[i] = uint(x);
+})",
+              endless},
+         })
+        expectPlace(wrong);
+}
+
+TEST_P(PlaceTest, CallsThatLedThere) {
+    for (const WrongKernel& wrong : {
+             WrongKernel{"write", R"(
+void put(device uint* data, uint at) {
+    data[at] = 1; // @1
+}
+void twice(device uint* data, uint at) {
+    put(data, at);
+    put(data, at << 23); // @2
+}
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    put(data, i);
+    twice(data, i + 300); // @3
+})",
+                         wrote},
+             {"loop", R"(
+uint settle(uint x) {
+    while (x % 16 != 5) // @1
+        x += 4;
+    return x;
+}
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint x = settle(i * 16 + 1);
+    x += settle(i * 16 + 2); // @2
+    data[i] = x;
+})",
+              endless},
+         })
+        expectPlace(wrong);
+}
+
+} // namespace
+} // namespace test
