@@ -99,7 +99,7 @@ private:
     PlaceTable& m_table;
     LineLists m_lists;
 
-    const llvm::MachineFunction* m_function = nullptr;
+    const llvm::Function* m_function = nullptr; ///< machine functions may reuse each other's memory
     const llvm::MachineBasicBlock* m_block = nullptr;
     const llvm::MachineInstr* m_instruction = nullptr;
     llvm::MCSection* m_code = nullptr;
@@ -158,8 +158,8 @@ void Recorder::addRange(std::uint32_t lines, std::uint32_t loop) {
 }
 
 void Recorder::beginFunction(const llvm::MachineFunction& function) {
-    m_function = &function;
-    m_functions.push_back(&function.getFunction());
+    m_function = &function.getFunction();
+    m_functions.push_back(m_function);
     m_code = function.getSection();
     m_loops.reset();
     m_loopNumbers.clear();
@@ -181,8 +181,9 @@ void Recorder::beginBlock(const llvm::MachineBasicBlock& block) {
 
 void Recorder::beginInstruction(const llvm::MachineInstr* instruction) {
     m_instruction = instruction;
-    if (instruction->getMF() != m_function)
-        beginFunction(*instruction->getMF());
+    const llvm::MachineFunction& function = *instruction->getMF();
+    if (&function.getFunction() != m_function)
+        beginFunction(function);
     if (instruction->getParent() != m_block)
         beginBlock(*instruction->getParent());
     if (const std::uint32_t lines = m_lists.number(instruction->getDebugLoc().get());

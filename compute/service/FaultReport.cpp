@@ -30,8 +30,6 @@ constexpr int exitStatusOfFault = 70;
 constexpr std::size_t faultStackBytes = 64u << 10;
 /// Accesses this close to the stack pointer, on either side, count as an overflow of the stack.
 constexpr std::uint64_t stackReach = 1u << 20;
-/// For looking where kernels stand: the console waits hardly longer.
-constexpr std::chrono::milliseconds placePatience(40);
 
 std::uint64_t stackPointer(const void* context) {
 #if defined(__x86_64__)
@@ -83,6 +81,8 @@ void waitIfSomebodyReports() {
 
 /// Runs on whichever thread faulted; may use nothing but lock-free atomics and _exit.
 void report(int signal, siginfo_t* info, void* context) {
+    if (signal == SIGTRAP && followThisThread(context))
+        return;
     StatusPage& page = *statusPage.load();
     waitIfSomebodyReports();
     const auto address = reinterpret_cast<std::uint64_t>(info->si_addr);
@@ -147,7 +147,7 @@ void reportPlaceOf(protocol::JobId job) {
     StatusPage& page = *statusPage.load();
     if (page.job.load() != job.value)
         return;
-    writeSharedPlace(placePatience, page);
+    writeHangingPlace(page);
     waitIfSomebodyReports();
     page.faultPlace = static_cast<std::uint32_t>(FaultPlace::Kernel);
     page.faultKind = static_cast<std::uint32_t>(FaultKind::Asked);

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <pthread.h>
 #include <ucontext.h>
 #include <unistd.h>
+#include <vector>
 
 namespace compute::service {
 
@@ -26,6 +28,12 @@ struct KernelThread {
     std::atomic<std::uint32_t> answered = 0; ///< number of the last question
     bool isAtWork = false;                   ///< and this is what it said
     Stand stand;
+    /// Traps of this thread are not faults from then on.
+    std::atomic<bool> isFollowed = false;
+    /// So many instructions are still to be followed.
+    std::atomic<std::uint32_t> steps = 0;
+    /// So many of the stand's outermost loops it has not left since.
+    std::atomic<std::uint32_t> loops = 0;
 };
 
 // Signal handlers have no argument of ours, hence the globals of this service.
@@ -37,7 +45,11 @@ std::atomic<const CodePlaces*> running = nullptr;
 std::atomic<std::uint32_t> question = 0;
 
 constexpr int questionSignal = SIGUSR1;
+constexpr unsigned questions = 8;
 constexpr std::chrono::milliseconds betweenQuestions(2);
+/// Of a thread that is followed; some ten milliseconds.
+constexpr std::uint32_t maxSteps = 20'000;
+constexpr std::chrono::milliseconds timeForSteps(60);
 
 std::uintptr_t programCounter(const void* context) {
     const mcontext_t& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
@@ -72,29 +84,6 @@ bool findStand(const void* context, Stand& stand) {
            places->find(programCounter(context), stackOf(*thisThread, context), stand);
 }
 
-void answer(int, siginfo_t*, void* context) {
-    if (thisThread == nullptr)
-        return;
-    thisThread->isAtWork = findStand(context, thisThread->stand);
-    thisThread->answered = question.load();
-}
-
-void pauseFor(std::chrono::nanoseconds time) {
-    const timespec pause{0, static_cast<long>(time.count())};
-    ::nanosleep(&pause, nullptr);
-}
-
-std::span<KernelThread> allThreads() {
-    return {threads.data(), std::min<std::size_t>(threadCount, maxThreads)};
-}
-
-/// All that one thread said.
-struct Observed {
-    unsigned times = 0;
-    Stand stand;             ///< the last one
-    std::uint32_t loops = 0; ///< so many of its outermost loops were there each time
-};
-
 /// How many outermost loops two stands of the same thread have in common.
 std::uint32_t loopsInCommon(const Stand& first, const Stand& second) {
     const auto depth = [](const Stand& stand, const Stand::Loop& loop) {
@@ -111,6 +100,45 @@ std::uint32_t loopsInCommon(const Stand& first, const Stand& second) {
     return common;
 }
 
+/// Whether the thread gets a SIGTRAP after its next instruction.
+void trapNext([[maybe_unused]] void* context, [[maybe_unused]] bool traps) {
+#if defined(__x86_64__)
+    constexpr greg_t trapFlag = 0x100;
+    greg_t& flags = static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_EFL];
+    flags = traps ? flags | trapFlag : flags & ~trapFlag;
+#endif
+}
+
+void answer(int, siginfo_t*, void* context) {
+    if (thisThread == nullptr)
+        return;
+    KernelThread& thread = *thisThread;
+    thread.isAtWork = findStand(context, thread.stand);
+    thread.loops = thread.stand.loopCount;
+    if (thread.isAtWork && thread.steps > 0)
+        trapNext(context, true);
+    else
+        thread.steps = 0;
+    thread.answered = question.load();
+}
+
+void pauseFor(std::chrono::nanoseconds time) {
+    const timespec pause{0, static_cast<long>(time.count())};
+    ::nanosleep(&pause, nullptr);
+}
+
+std::span<KernelThread> allThreads() {
+    return {threads.data(), std::min<std::size_t>(threadCount, maxThreads)};
+}
+
+/// All that one thread said.
+struct Observed {
+    std::size_t thread = 0;
+    unsigned times = 0;
+    Stand stand;             ///< the last one
+    std::uint32_t loops = 0; ///< so many of its outermost loops were there each time
+};
+
 void add(const Stand& stand, Observed& observed) {
     observed.loops = observed.times == 0
                          ? stand.loopCount
@@ -119,24 +147,51 @@ void add(const Stand& stand, Observed& observed) {
     ++observed.times;
 }
 
-void ask() {
+void ask(std::span<const KernelThread> asked) {
     question.fetch_add(1);
-    for (const KernelThread& thread : allThreads())
+    for (const KernelThread& thread : asked)
         ::tgkill(::getpid(), thread.id, questionSignal);
+    pauseFor(betweenQuestions);
+}
+
+bool isAtWork(const KernelThread& thread) {
+    return thread.answered == question && thread.isAtWork;
 }
 
 /// The thread that was seen at work most often.
-Observed observe(std::chrono::steady_clock::time_point end) {
-    std::array<Observed, maxThreads> observed;
-    while (std::chrono::steady_clock::now() < end) {
-        ask();
-        pauseFor(betweenQuestions);
-        for (std::size_t i = 0; i < allThreads().size(); ++i)
-            if (threads[i].answered == question && threads[i].isAtWork)
-                add(threads[i].stand, observed[i]);
+Observed observe() {
+    const std::span<KernelThread> asked = allThreads();
+    std::vector<Observed> observed(asked.size());
+    for (unsigned i = 0; i < questions; ++i) {
+        ask(asked);
+        for (std::size_t k = 0; k < asked.size(); ++k)
+            if (isAtWork(asked[k]))
+                add(asked[k].stand, observed[k]);
     }
-    return *std::ranges::max_element(
+    const auto most = std::ranges::max_element(
         observed, {}, [](const Observed& one) { return std::pair(one.times, one.loops); });
+    if (most == observed.end())
+        return {};
+    most->thread = static_cast<std::size_t>(most - observed.begin());
+    return *most;
+}
+
+/// A short loop within one without end is where nearly all the time goes, but it is left all the
+/// time, too. So the thread is followed, instruction by instruction.
+void follow(Observed& observed) {
+    KernelThread& thread = threads[observed.thread];
+    thread.isFollowed = true;
+    thread.steps = maxSteps;
+    const auto end = std::chrono::steady_clock::now() + timeForSteps;
+    ask({&thread, 1});
+    if (!isAtWork(thread))
+        return;
+    while (thread.steps > 0 && std::chrono::steady_clock::now() < end)
+        pauseFor(betweenQuestions);
+    thread.steps = 0;
+    observed.loops = std::min(observed.loops, loopsInCommon(observed.stand, thread.stand));
+    observed.loops = std::min(observed.loops, thread.loops.load());
+    observed.stand = thread.stand;
 }
 
 using Lines = std::array<std::uint32_t, protocol::maxPlaceLines>;
@@ -190,8 +245,25 @@ void answerForPlaces() {
     ::sigaction(questionSignal, &action, nullptr);
 }
 
-void writeSharedPlace(std::chrono::milliseconds patience, protocol::StatusPage& page) {
-    const Observed observed = observe(std::chrono::steady_clock::now() + patience);
+bool followThisThread(void* context) {
+    if (thisThread == nullptr || !thisThread->isFollowed)
+        return false;
+    KernelThread& thread = *thisThread;
+    Stand stand;
+    if (findStand(context, stand))
+        thread.loops = std::min(thread.loops.load(), loopsInCommon(thread.stand, stand));
+    else
+        thread.loops = 0;
+    const bool goesOn = thread.loops > 1 && thread.steps > 1;
+    trapNext(context, goesOn);
+    thread.steps = goesOn ? thread.steps - 1 : 0;
+    return true;
+}
+
+void writeHangingPlace(protocol::StatusPage& page) {
+    Observed observed = observe();
+    if (observed.loops > 1)
+        follow(observed);
     const CodePlaces* places = running.load();
     if (observed.times == 0 || places == nullptr)
         return;

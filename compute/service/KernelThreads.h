@@ -8,8 +8,6 @@
 #include "compute/host/CodePlaces.h"
 #include "compute/protocol/StatusPage.h"
 
-#include <chrono>
-
 namespace compute::service {
 
 /// The calling thread will run kernels for the rest of the process.
@@ -29,11 +27,15 @@ public:
 /// thread stands into the page. Writes no lines when that is not known.
 void writePlace(const void* context, protocol::StatusPage& page);
 
-/// Has kernel threads answer the signal of writeSharedPlace(). Once, before the lock-down.
+/// Has kernel threads answer the signal of writeHangingPlace(). Once, before the lock-down.
 void answerForPlaces();
 
-/// Looks several times for at most so long where the kernel threads stand and writes it into the
-/// page: the innermost loop that one of them did not leave meanwhile, or else its last place.
-void writeSharedPlace(std::chrono::milliseconds patience, protocol::StatusPage& page);
+/// To be called by the handler of SIGTRAP. False when the calling thread was not being followed.
+bool followThisThread(void* context);
+
+/// Looks several times where the kernel threads stand, follows one of them for a while, and writes
+/// into the page the innermost loop that it did not leave meanwhile, or else its last place. Takes
+/// up to 80 ms.
+void writeHangingPlace(protocol::StatusPage& page);
 
 } // namespace compute::service

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 
 using Code = gpu::CommandBufferError::Code;
 
@@ -15,7 +16,7 @@ namespace {
 
 struct WrongKernel {
     const char* name;
-    const char* body;
+    std::string body;
     const char* what;
 };
 
@@ -39,13 +40,21 @@ protected:
 
     void expectPlace(const WrongKernel& wrong) {
         SCOPED_TRACE(wrong.name);
-        const auto kernel = pipeline(wrong.body);
-        const auto data = bufferOf(std::vector<std::uint32_t>(4096, 1));
-        const auto commandBuffer = dispatch(kernel, {data}, 1000);
-        ASSERT_EQ(commandBuffer->status(), gpu::CommandBufferStatus::Error);
-        const auto error = commandBuffer->error();
-        EXPECT_EQ(error->what, wrong.what);
-        EXPECT_EQ(error->lines, markedLines(text(wrong.body)));
+        const auto error = errorOf(wrong.body);
+        EXPECT_EQ(error.what, wrong.what);
+        EXPECT_EQ(error.lines, markedLines(text(wrong.body)));
+    }
+
+private:
+    /// On a machine that has a lot else to do the service may not find out in time where it hangs,
+    /// and is asked again.
+    gpu::CommandBufferError errorOf(const std::string& body) {
+        std::optional<gpu::CommandBufferError> error;
+        for (int i = 0; i < 8 && (!error || error->lines.empty()); ++i) {
+            const auto data = bufferOf(std::vector<std::uint32_t>(4096, 1));
+            error = dispatch(pipeline(body), {data}, 1000)->error();
+        }
+        return error.value_or(gpu::CommandBufferError());
     }
 };
 SL42_ON_EVERY_DEVICE(PlaceTest);
@@ -153,6 +162,17 @@ kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_gri
             ;
 })",
               endless},
+             {"around a loop that ends", R"(
+kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    uint x = i;
+    do { // @1
+        for (uint k = 0; k < 30 + x % 5; ++k)
+            x = x * 1664525u + data[k];
+        x |= 1;
+    } while (x != 0);
+    data[i] = x;
+})",
+              endless},
              {"in a loop that would end", R"(
 kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
     float x = 1;
@@ -197,6 +217,58 @@ kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_gri
               endless},
          })
         expectPlace(wrong);
+}
+
+/// Services that are started meanwhile call what is large, and do not copy it to each call.
+class SharedPlaceTest : public PlaceTest {
+protected:
+    SharedPlaceTest() {
+        ::setenv("SL42_SHARE", "100", 1);
+        device = gpu::Device::systemDefault();
+        queue = device->makeCommandQueue();
+        device->setTimeLimit(std::chrono::milliseconds(250));
+    }
+    ~SharedPlaceTest() override {
+        queue.reset();
+        device.reset();
+        ::unsetenv("SL42_SHARE");
+    }
+
+    /// Two functions that a kernel shares, `outer` calling `inner`, and a kernel with several calls
+    /// of which one goes wrong.
+    static std::string withCalls(const std::string& wrong, const std::string& parameters) {
+        std::string work;
+        for (int i = 0; i < 70; ++i)
+            work += "    x = (x ^ " + std::to_string(3 + 2 * i) + "u) * " + std::to_string(7 + i) +
+                    "u;\n";
+        return "uint inner(device uint* data, uint x, uint at) {\n" + work + wrong +
+               "    return x;\n}\n"
+               "uint outer(device uint* data, uint x, uint at) {\n" +
+               work +
+               "    x += inner(data, x, at); // @2\n"
+               "    return x ^ inner(data, x + 1, 0);\n}\n"
+               "kernel void run(device uint* data [[buffer(0)]],"
+               " uint i [[thread_position_in_grid]]) {\n"
+               "    uint x = outer(data, i, 0);\n"
+               "    x += outer(data, x, 1);\n"
+               "    if (i > 7)\n"
+               "        x += outer(data, x, " +
+               parameters +
+               "); // @3\n"
+               "    x += outer(data, x, 0) * inner(data, x, 0) * inner(data, x, 2);\n"
+               "    data[i] = x;\n}\n";
+    }
+};
+SL42_ON_EVERY_DEVICE(SharedPlaceTest);
+
+TEST_P(SharedPlaceTest, CallsThatLedThere) {
+    expectPlace({"write", withCalls("    data[at] = x; // @1\n", "i + 0x70000000u"), wrote});
+    expectPlace({"read", withCalls("    x ^= data[at]; // @1\n", "i * 0x01000000u"), read});
+    expectPlace({"loop",
+                 withCalls("    while (at > 5) // @1\n"
+                           "        at = (at ^ data[0]) | 8;\n",
+                           "i"),
+                 endless});
 }
 
 } // namespace
