@@ -46,10 +46,12 @@ std::atomic<std::uint32_t> question = 0;
 
 constexpr int questionSignal = SIGUSR1;
 constexpr unsigned questions = 8;
-constexpr std::chrono::milliseconds betweenQuestions(2);
+constexpr std::chrono::milliseconds betweenQuestions(1);
 /// Of a thread that is followed; some ten milliseconds.
 constexpr std::uint32_t maxSteps = 20'000;
-constexpr std::chrono::milliseconds timeForSteps(60);
+/// On a machine with a lot else to do. The console waits little longer.
+constexpr std::chrono::milliseconds timeForQuestions(40);
+constexpr std::chrono::milliseconds timeForAll(80);
 
 std::uintptr_t programCounter(const void* context) {
     const mcontext_t& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
@@ -122,9 +124,19 @@ void answer(int, siginfo_t*, void* context) {
     thread.answered = question.load();
 }
 
+using Clock = std::chrono::steady_clock;
+
 void pauseFor(std::chrono::nanoseconds time) {
     const timespec pause{0, static_cast<long>(time.count())};
     ::nanosleep(&pause, nullptr);
+}
+
+/// Returns when the condition holds or the time has come.
+template <class Condition>
+void waitUntil(Clock::time_point end, const Condition& condition) {
+    constexpr std::chrono::microseconds moment(200);
+    while (!condition() && Clock::now() < end)
+        pauseFor(moment);
 }
 
 std::span<KernelThread> allThreads() {
@@ -147,23 +159,28 @@ void add(const Stand& stand, Observed& observed) {
     ++observed.times;
 }
 
-void ask(std::span<const KernelThread> asked) {
-    question.fetch_add(1);
-    for (const KernelThread& thread : asked)
-        ::tgkill(::getpid(), thread.id, questionSignal);
-    pauseFor(betweenQuestions);
+bool hasAnswered(const KernelThread& thread) {
+    return thread.answered == question;
 }
 
 bool isAtWork(const KernelThread& thread) {
-    return thread.answered == question && thread.isAtWork;
+    return hasAnswered(thread) && thread.isAtWork;
+}
+
+void ask(std::span<const KernelThread> asked, Clock::time_point end) {
+    question.fetch_add(1);
+    for (const KernelThread& thread : asked)
+        ::tgkill(::getpid(), thread.id, questionSignal);
+    waitUntil(end, [&] { return std::ranges::all_of(asked, hasAnswered); });
 }
 
 /// The thread that was seen at work most often.
-Observed observe() {
+Observed observe(Clock::time_point end) {
     const std::span<KernelThread> asked = allThreads();
     std::vector<Observed> observed(asked.size());
-    for (unsigned i = 0; i < questions; ++i) {
-        ask(asked);
+    for (unsigned i = 0; i < questions && Clock::now() < end; ++i) {
+        pauseFor(betweenQuestions);
+        ask(asked, end);
         for (std::size_t k = 0; k < asked.size(); ++k)
             if (isAtWork(asked[k]))
                 add(asked[k].stand, observed[k]);
@@ -178,16 +195,14 @@ Observed observe() {
 
 /// A short loop within one without end is where nearly all the time goes, but it is left all the
 /// time, too. So the thread is followed, instruction by instruction.
-void follow(Observed& observed) {
+void follow(Observed& observed, Clock::time_point end) {
     KernelThread& thread = threads[observed.thread];
     thread.isFollowed = true;
     thread.steps = maxSteps;
-    const auto end = std::chrono::steady_clock::now() + timeForSteps;
-    ask({&thread, 1});
+    ask({&thread, 1}, end);
     if (!isAtWork(thread))
         return;
-    while (thread.steps > 0 && std::chrono::steady_clock::now() < end)
-        pauseFor(betweenQuestions);
+    waitUntil(end, [&] { return thread.steps == 0; });
     thread.steps = 0;
     observed.loops = std::min(observed.loops, loopsInCommon(observed.stand, thread.stand));
     observed.loops = std::min(observed.loops, thread.loops.load());
@@ -261,9 +276,10 @@ bool followThisThread(void* context) {
 }
 
 void writeHangingPlace(protocol::StatusPage& page) {
-    Observed observed = observe();
+    const auto start = Clock::now();
+    Observed observed = observe(start + timeForQuestions);
     if (observed.loops > 1)
-        follow(observed);
+        follow(observed, start + timeForAll);
     const CodePlaces* places = running.load();
     if (observed.times == 0 || places == nullptr)
         return;

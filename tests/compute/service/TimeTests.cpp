@@ -30,7 +30,7 @@ TEST_F(Time, OnlyProcessorTimeCounts) {
     const auto hang = pipeline("hang");
     const auto failed = run({hang});
     expectError(*failed, Code::TimeLimit, "Render: kernel 'hang' ran longer than 0.1 s", "hang");
-    EXPECT_EQ(failed->error()->what, "still in this loop after 0.1 s");
+    EXPECT_EQ(failed->error()->what, "still at work here after 0.1 s");
     EXPECT_TRUE(hang->isStopped());
 }
 
