@@ -50,7 +50,7 @@ TEST_F(ResilienceTest, AHangingStageGoesBackWhileTheOthersGoOn) {
 
 // What a program reads of the last picture is there again after a fault.
 TEST_F(ResilienceTest, TheLastPictureSurvivesAFault) {
-    start("void fx() { cls(lpix(coords) + float4(0.25, 0, 0, 1)); }");
+    start("void fx() { cls(float4(lpix(coords).r + 0.25, 0, 0, 1)); }");
     drawFrame();
     drawFrame();
     EXPECT_EQ(picture().at(7, 7)[0], 0.5);
