@@ -104,6 +104,7 @@ private:
     std::optional<Death> overdue() const;
     std::optional<Death> overdueJob() const;
     std::optional<Death> overdueRequest() const;
+    Milliseconds timeOf(const Request& request) const;
     bool hasUsedItsTime(const Request& request) const;
     /// None while it is not known.
     std::optional<Milliseconds> timeOfFirstJob() const;
@@ -120,7 +121,9 @@ private:
     void blameSlowRequests();
     void failRequests(const std::function<bool(const Request&)>& guilty,
                       const std::string& message);
-    void suspectRequests(bool (Suspicion::*whenAlone)(), const std::string& message);
+    void suspectRequests(const std::function<bool(Request&)>& isCauseWhenAlone,
+                         const std::string& message);
+    bool isCauseOfLoss(Request& request, bool killed, bool besideJob);
     void blameJob(Death death, const LastWords& words);
     void retryOrBlame(Job& job, std::shared_ptr<Pipeline> pipeline);
     void blamePipeline(const std::shared_ptr<Pipeline>& pipeline, CommandBufferError error);

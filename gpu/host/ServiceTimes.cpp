@@ -121,8 +121,12 @@ std::optional<ServiceClient::Death> ServiceClient::overdueRequest() const {
     return std::nullopt;
 }
 
+Milliseconds ServiceClient::timeOf(const Request& request) const {
+    return request.usage ? request.usage->processorTime(m_times.compilers()) : 0ms;
+}
+
 bool ServiceClient::hasUsedItsTime(const Request& request) const {
-    return request.usage && request.usage->processorTime(m_times.compilers()) >= compileTimeLimit;
+    return timeOf(request) >= compileTimeLimit;
 }
 
 } // namespace gpu::host

@@ -16,6 +16,8 @@ using protocol::ReceiveStatus;
 namespace {
 
 constexpr unsigned maxFailedRuns = 3;
+/// Nobody fills the memory of a machine in so little processor time.
+constexpr Milliseconds harmlessTime(500);
 /// A job that was with the service so many times when it ended is not sent again.
 constexpr unsigned maxTimesSent = 3;
 
@@ -210,15 +212,14 @@ void ServiceClient::blameRequests(Death death, const ServiceProcess& process) {
     if (death == Death::CompileTimeLimit)
         return blameSlowRequests();
     if (death == Death::CompileStalled)
-        return suspectRequests(&Suspicion::stalledAlone,
+        return suspectRequests([](auto& r) { return suspicionOf(r).stalledAlone(); },
                                "error: compiling this program makes no progress");
     if (death != Death::Ended)
         return;
-    if (words.faultKind == 0) {
-        const bool byItself = !process.wasKilled() && m_sentJobs == 0;
-        return suspectRequests(byItself ? &Suspicion::lostAlone : &Suspicion::killed,
-                               "error: the compute service ended while compiling");
-    }
+    if (words.faultKind == 0)
+        return suspectRequests(
+            [&](auto& r) { return isCauseOfLoss(r, process.wasKilled(), m_sentJobs > 0); },
+            "error: the compute service ended while compiling");
     if (words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Compiler))
         failRequests([&](const Request& r) { return r.id.value == words.request; },
                      "error: the compiler broke down on this program");
@@ -257,16 +258,24 @@ void ServiceClient::failRequests(const std::function<bool(const Request&)>& guil
 
 /// The service was lost, and nothing says why. If it was at one request only, that counts against
 /// the request.
-void ServiceClient::suspectRequests(bool (Suspicion::*whenAlone)(), const std::string& message) {
+void ServiceClient::suspectRequests(const std::function<bool(Request&)>& isCauseWhenAlone,
+                                    const std::string& message) {
     const bool alone = sentRequests() == 1;
     for (const auto& request : m_requests) {
         if (!request->sent)
             continue;
         if (!alone)
             suspicionOf(*request).lostAmongOthers();
-        else if ((suspicionOf(*request).*whenAlone)())
+        else if (isCauseWhenAlone(*request))
             return failRequests([](const Request&) { return true; }, message);
     }
+}
+
+bool ServiceClient::isCauseOfLoss(Request& request, bool killed, bool besideJob) {
+    Suspicion& suspicion = suspicionOf(request);
+    if (killed)
+        return timeOf(request) < harmlessTime ? suspicion.killed() : suspicion.lostPerhaps();
+    return besideJob ? suspicion.lostPerhaps() : suspicion.lostAlone();
 }
 
 /// Requests that somebody waits for are sent to the next run; the rest will be made again there.

@@ -45,17 +45,20 @@ public:
     bool mustBeAlone() const { return m_mustBeAlone; }
     /// The service ended without a reason while it was at this, among others.
     void lostAmongOthers() { m_mustBeAlone = true; }
-    /// It ended by itself while it was at this and nothing else. True when it is the cause.
-    bool lostAlone() { return add(7); }
-    /// It was killed, by whomever, or ended while it was at a command buffer, too. A compiler that
-    /// takes all memory is killed, so there is an end to this as well.
-    bool killed() { return add(1); }
-    /// The service made no progress with this alone. True when that was so before.
+    // The service was at this and no other compilation. True when this is the cause.
+
+    /// It ended by itself.
+    bool lostAlone() { return add(conviction / 3); }
+    /// It made no progress.
     bool stalledAlone() { return add(conviction / 2); }
+    /// It ended while it was at a command buffer, too, or was killed when it had worked on this
+    /// for a while: so ends a compiler that takes all memory.
+    bool lostPerhaps() { return add(conviction / 7); }
+    /// It was killed soon: by somebody else, most probably. Nothing goes on for ever, though.
+    bool killed() { return add(1); }
 
 private:
-    /// Three endings alone, two standstills or twenty kills.
-    static constexpr unsigned conviction = 20;
+    static constexpr unsigned conviction = 210;
 
     bool add(unsigned weight);
 

@@ -60,7 +60,8 @@ TEST_F(Restart, KilledAgainAndAgainUnderLoadEveryCommandBufferEnds) {
     killer.join();
     run({count}); // may still be hit by the last of them
     EXPECT_EQ(ended, frames);
-    EXPECT_EQ(run({count})->status(), gpu::CommandBufferStatus::Completed);
+    const auto last = run({count});
+    EXPECT_EQ(last->status(), gpu::CommandBufferStatus::Completed) << last->error()->message;
 }
 
 TEST_F(Restart, DeviceMayGoWhileWorkIsUnderWay) {
