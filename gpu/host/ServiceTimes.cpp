@@ -34,7 +34,8 @@ std::chrono::milliseconds ServiceClient::timeLimitOf(const Job& job) const {
 std::chrono::milliseconds ServiceClient::timeToSleep() const {
     if (!m_process)
         return std::chrono::minutes(1);
-    const bool atRest = m_ready && m_sentJobs == 0 && sentRequests() == 0;
+    // The times at rest are read once, so that those of the next job are known from its beginning.
+    const bool atRest = m_ready && m_sentJobs == 0 && m_idleSinceRead && sentRequests() == 0;
     auto time = std::clamp(m_timeLimit / 4, Milliseconds(20),
                            atRest ? longestIntervalAtRest : longestInterval);
     if (const auto used = timeOfFirstJob()) {
