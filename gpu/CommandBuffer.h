@@ -89,9 +89,9 @@ struct CommandBufferError {
     std::string kernel;
     /// Where in the program's text it happened: the line itself, then those of the calls that led
     /// there. Lines count from 1; empty when it is not known.
-    std::vector<std::uint32_t> lines = {};
+    std::vector<std::uint32_t> lines = {}; // NOLINT(readability-redundant-member-init)
     /// What happened there, to stand behind a line: "wrote outside of memory".
-    std::string what = {};
+    std::string what = {}; // NOLINT(readability-redundant-member-init)
 };
 
 /// Made by CommandQueue::makeCommandBuffer; filled from one thread, then committed once. A

@@ -123,6 +123,10 @@ void HostDevice::endLongRunning(std::chrono::milliseconds limit) {
     m_client->endLongRunning(limit);
 }
 
+void HostDevice::setCompileTimeLimit(std::chrono::milliseconds limit) {
+    m_client->setCompileTimeLimit(limit);
+}
+
 void HostDevice::setProvingTime(std::chrono::milliseconds time) {
     m_client->setProvingTime(time);
 }

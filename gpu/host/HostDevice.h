@@ -32,7 +32,11 @@ public:
                                      Made<ComputePipelineState> made) override;
     void setTimeLimit(std::chrono::milliseconds limit) override;
     void endLongRunning(std::chrono::milliseconds limit) override;
-    /// How long pipelines have to do well before they are tried again after a fault; for tests.
+
+    // For tests.
+
+    void setCompileTimeLimit(std::chrono::milliseconds limit);
+    /// How long pipelines have to do well before they are tried again after a fault.
     void setProvingTime(std::chrono::milliseconds time);
 
 private:

@@ -62,13 +62,13 @@ Deed deedOf(protocol::FaultKind kind) {
 
 constexpr const char* inLoop = "still in this loop";
 
+} // namespace
+
 std::string inSeconds(std::chrono::milliseconds time) {
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%g s", static_cast<double>(time.count()) / 1000);
     return seconds;
 }
-
-} // namespace
 
 bool Job::usesStoppedPipeline() const {
     return std::ranges::any_of(pipelines, isStopped);

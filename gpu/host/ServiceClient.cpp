@@ -48,6 +48,11 @@ void ServiceClient::setTimeLimit(std::chrono::milliseconds limit) {
     wake();
 }
 
+void ServiceClient::setCompileTimeLimit(std::chrono::milliseconds limit) {
+    const std::scoped_lock lock(m_mutex);
+    m_compileTimeLimit = limit;
+}
+
 void ServiceClient::setProvingTime(std::chrono::milliseconds time) {
     const std::scoped_lock lock(m_mutex);
     m_provingTime = time;

@@ -37,6 +37,8 @@ public:
     /// The service may forget something that no unfinished job uses.
     void release(const Release& release);
     void setTimeLimit(std::chrono::milliseconds limit);
+    /// Of one question to the compiler, in processor time; 10 s from the start.
+    void setCompileTimeLimit(std::chrono::milliseconds limit);
     /// Ends the job that the service is at, now or once it has had so much processor time.
     void endLongRunning(std::chrono::milliseconds limit);
     /// How long pipelines have to do well before they are tried again after a fault.
@@ -169,6 +171,7 @@ private:
     /// Set when it has been given up.
     std::optional<std::string> m_brokenReason;
     std::chrono::milliseconds m_timeLimit{2000};
+    std::chrono::milliseconds m_compileTimeLimit{10'000};
     std::chrono::milliseconds m_provingTime = defaultProvingTime;
 
     platform::Fifo<std::shared_ptr<Job>> m_jobs;

@@ -14,7 +14,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr Milliseconds compileTimeLimit = 10s;
 constexpr Milliseconds startTimeLimit = 10s;
 /// A service that does nothing for so long although it has something to do makes no progress. The
 /// start may wait for disks and networks.
@@ -127,7 +126,7 @@ Milliseconds ServiceClient::timeOf(const Request& request) const {
 }
 
 bool ServiceClient::hasUsedItsTime(const Request& request) const {
-    return timeOf(request) >= compileTimeLimit;
+    return timeOf(request) >= m_compileTimeLimit;
 }
 
 } // namespace gpu::host

@@ -21,6 +21,10 @@ constexpr Milliseconds harmlessTime(500);
 /// A job that was with the service so many times when it ended is not sent again.
 constexpr unsigned maxTimesSent = 3;
 
+bool reports(const LastWords& words, protocol::FaultPlace place) {
+    return words.faultKind != 0 && words.faultPlace == static_cast<std::uint32_t>(place);
+}
+
 /// A binding index reaches the console's tables, so it is checked like any count.
 bool plausible(const protocol::PipelineMade& made) {
     return std::ranges::all_of(made.parameters, [](const protocol::Parameter& parameter) {
@@ -220,7 +224,7 @@ void ServiceClient::blameRequests(Death death, const ServiceProcess& process) {
         return suspectRequests(
             [&](auto& r) { return isCauseOfLoss(r, process.wasKilled(), m_sentJobs > 0); },
             "error: the compute service ended while compiling");
-    if (words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Compiler))
+    if (reports(words, protocol::FaultPlace::Compiler))
         failRequests([&](const Request& r) { return r.id.value == words.request; },
                      "error: the compiler broke down on this program");
 }
@@ -232,7 +236,8 @@ void ServiceClient::blameSlowRequests() {
         return request.sent && hasUsedItsTime(request);
     };
     if (std::ranges::count_if(m_requests, [&](const auto& r) { return isSlow(*r); }) == 1)
-        return failRequests(isSlow, "error: compiling this program takes longer than 10 s");
+        return failRequests(isSlow, "error: compiling this program takes longer than " +
+                                        inSeconds(m_compileTimeLimit));
     for (const auto& request : m_requests)
         if (isSlow(*request))
             suspicionOf(*request).lostAmongOthers();
@@ -310,17 +315,18 @@ void ServiceClient::blameJob(Death death, const LastWords& words) {
         addPlace(error, words);
         return blamePipeline(pipeline, std::move(error));
     }
-    if (death == Death::Ended && running && words.faultKind != 0 &&
-        words.faultKind <= static_cast<std::uint32_t>(protocol::lastFault) &&
-        words.faultPlace == static_cast<std::uint32_t>(protocol::FaultPlace::Kernel)) {
+    if (death == Death::Ended && running && reports(words, protocol::FaultPlace::Kernel) &&
+        words.faultKind <= static_cast<std::uint32_t>(protocol::lastFault)) {
         auto error =
             faultError(*job, pipeline.get(), static_cast<protocol::FaultKind>(words.faultKind));
         addPlace(error, words);
         return blamePipeline(pipeline, std::move(error));
     }
-    if (running || job->timesSent >= maxTimesSent)
+    // What had not begun can begin again, and so can what a compilation took along.
+    const bool compilersFault =
+        death != Death::Ended || reports(words, protocol::FaultPlace::Compiler);
+    if ((running && !compilersFault) || job->timesSent >= maxTimesSent)
         completeFirstJob({serviceLostError(*job, "the compute service ended unexpectedly"), 0});
-    // Otherwise it had not begun, so it can begin again.
 }
 
 /// Nobody knows why the service stood still, so the job is done once more; not for ever, though.

@@ -24,9 +24,9 @@ bool TrackRecord::jobFailed(Clock::time_point now, Clock::duration provingTime) 
     m_stalled = false;
     if (!m_firstCompleted || now - *m_firstCompleted < provingTime)
         return true;
+    const auto oldest = m_failures.front();
     // On a busy machine three time limits take longer than ten seconds.
-    return m_failuresInARow >= maxFailures ||
-           (m_failures.front() && now - *m_failures.front() <= period);
+    return m_failuresInARow >= maxFailures || (oldest && now - *oldest <= period);
 }
 
 bool TrackRecord::jobStalled() {

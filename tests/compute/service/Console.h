@@ -31,6 +31,7 @@ protected:
     /// The same, waited for.
     std::shared_ptr<gpu::CommandBuffer> run(const Pipelines& pipelines);
     std::uint32_t counter(std::size_t index = 0);
+    gpu::host::HostDevice& hostDevice() { return dynamic_cast<gpu::host::HostDevice&>(*device); }
     /// Process id of the running service.
     pid_t servicePid();
 
