@@ -34,6 +34,12 @@ constexpr std::uint32_t mipExtent(std::uint32_t extent, std::uint32_t level) {
     return shifted > 0 ? shifted : 1;
 }
 
+/// A mip level in the memory where it lies: rows that are `bytesPerRow` apart.
+struct TextureRows {
+    std::span<const std::byte> bytes;
+    std::size_t bytesPerRow = 0;
+};
+
 /// Made by Device::makeTexture; reads as zeros until something writes it.
 class Texture {
 public:
@@ -51,6 +57,9 @@ public:
     /// Reads a whole mip level, likewise.
     [[nodiscard]] virtual bool getBytes(std::uint32_t level, std::span<std::byte> pixels,
                                         std::size_t bytesPerRow) const = 0;
+    /// Shows a whole mip level without a copy, likewise; empty when it does not exist. For as long
+    /// as the texture lives.
+    [[nodiscard]] virtual TextureRows rows(std::uint32_t level) const = 0;
 
     const std::string& label() const { return m_label; }
     void setLabel(std::string label) { m_label = std::move(label); }

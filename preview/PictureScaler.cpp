@@ -88,8 +88,11 @@ void PictureScaler::scaleWhole(std::span<const std::uint32_t> source,
     for (std::size_t y = 0; y < m_source.height; ++y) {
         const auto pixels = source.subspan(y * m_source.width, m_source.width);
         std::uint32_t* out = row;
-        for (const std::uint32_t pixel : pixels)
-            out = std::fill_n(out, across, pixel);
+        if (across == 1)
+            out = std::ranges::copy(pixels, row).out;
+        else
+            for (const std::uint32_t pixel : pixels)
+                out = std::fill_n(out, across, pixel);
         for (std::size_t copy = 1; copy < down; ++copy, out += m_target.width)
             std::memcpy(out, row, m_target.width * sizeof(std::uint32_t));
         row = out;

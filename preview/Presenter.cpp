@@ -6,18 +6,21 @@
 #include "preview/MTLPreview.h"
 
 #include <atomic>
+#include <cstring>
 #include <utility>
 
 namespace starloom {
 
 static constexpr PictureScaler::Size drawableSize{MTLPreview::drawableWidth,
                                                   MTLPreview::drawableHeight};
+static constexpr std::size_t rowLength = drawableSize.width * sizeof(std::uint64_t);
+static constexpr std::uint32_t black = 0xff000000U;
 
 Presenter::Presenter(std::shared_ptr<gpu::Device> device, Deliver deliver)
     : m_deliver(std::move(deliver)),
       m_pool(std::make_shared<DrawablePool>(std::move(device), [this] { wake(); })),
       m_image(drawableSize.width, drawableSize.height),
-      m_converted(drawableSize.area()),
+      m_converted(drawableSize.area(), black),
       m_target(drawableSize),
       m_thread([this] { run(); }) {}
 
@@ -61,33 +64,50 @@ std::optional<PictureScaler::Size> Presenter::waitForWork() {
 }
 
 void Presenter::run() {
-    bool anyShown = false;
     while (const auto target = waitForWork()) {
-        anyShown = convertShown() || anyShown;
-        if (!anyShown || target->area() == 0)
+        takeOverShown();
+        if (!m_anyShown || target->area() == 0)
             continue;
-        if (!m_scaler || m_scaler->target() != *target)
-            m_scaler.emplace(drawableSize, *target);
-        auto picture = unusedPicture(*target);
-        m_scaler->scale(m_converted, picture->pixels);
-        m_deliver(std::move(picture));
+        if (!m_latest || m_latest->size != *target)
+            m_latest = scaledTo(*target);
+        m_deliver(m_latest);
     }
 }
 
-bool Presenter::convertShown() {
+void Presenter::takeOverShown() {
     auto texture = m_pool->takeShown();
     if (!texture)
-        return false;
-    constexpr std::size_t rowLength = drawableSize.width * sizeof(std::uint64_t);
-    bool read = false;
+        return;
+    m_anyShown = true;
+    const gpu::TextureRows rows = texture->rows(0);
+    bool changed = false;
     {
         const std::lock_guard lock(m_imageMutex);
-        read = texture->getBytes(0, std::as_writable_bytes(m_image.halves()), rowLength);
+        for (std::size_t y = 0; y < drawableSize.height; ++y)
+            changed |= takeOverRow(y, rows.bytes.subspan(y * rows.bytesPerRow, rowLength));
     }
     m_pool->giveBack(std::move(texture));
-    if (read) // nobody else writes the image
-        platform::convertToDisplay(std::as_const(m_image).halves(), m_converted);
-    return read;
+    if (changed)
+        m_latest.reset();
+}
+
+bool Presenter::takeOverRow(std::size_t y, std::span<const std::byte> row) {
+    constexpr std::size_t halvesPerRow = drawableSize.width * platform::Image::channelsPerPixel;
+    const auto halves = m_image.halves().subspan(y * halvesPerRow, halvesPerRow);
+    if (std::memcmp(halves.data(), row.data(), rowLength) == 0)
+        return false;
+    std::memcpy(halves.data(), row.data(), rowLength);
+    platform::convertToDisplay(
+        halves, std::span(m_converted).subspan(y * drawableSize.width, drawableSize.width));
+    return true;
+}
+
+std::shared_ptr<const ScreenPicture> Presenter::scaledTo(PictureScaler::Size size) {
+    if (!m_scaler || m_scaler->target() != size)
+        m_scaler.emplace(drawableSize, size);
+    auto picture = unusedPicture(size);
+    m_scaler->scale(m_converted, picture->pixels);
+    return picture;
 }
 
 // The interface holds one picture or two; memory for more is never needed for long.

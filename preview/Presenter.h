@@ -15,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -26,10 +27,13 @@ struct ScreenPicture {
     std::vector<std::uint32_t> pixels;
 };
 
-/// Always works on the newest drawable; those that were overtaken are left out.
+/// Always works on the newest drawable; those that were overtaken are left out. Only rows that
+/// differ from those of the picture before are converted, so a still picture costs no more than a
+/// look at it.
 class Presenter {
 public:
-    /// Runs on the presenter's thread. The picture does not change as long as it is held.
+    /// Runs on the presenter's thread, once for each drawable. The picture does not change as long
+    /// as it is held; where nothing has changed on the screen, the same object comes again.
     using Deliver = std::function<void(std::shared_ptr<const ScreenPicture>)>;
 
     Presenter(std::shared_ptr<gpu::Device> device, Deliver deliver);
@@ -49,15 +53,19 @@ private:
     void run();
     /// Where to scale to when there is work; none when it is time to go.
     std::optional<PictureScaler::Size> waitForWork();
-    bool convertShown();
+    void takeOverShown();
+    bool takeOverRow(std::size_t y, std::span<const std::byte> row);
+    std::shared_ptr<const ScreenPicture> scaledTo(PictureScaler::Size size);
     std::shared_ptr<ScreenPicture> unusedPicture(PictureScaler::Size size);
 
     const Deliver m_deliver;
     std::shared_ptr<DrawablePool> m_pool;
     std::mutex m_imageMutex;
     platform::Image m_image;
+    bool m_anyShown = false;
     std::vector<std::uint32_t> m_converted;
     std::optional<PictureScaler> m_scaler;
+    std::shared_ptr<const ScreenPicture> m_latest; ///< of what was converted; null when outdated
     std::vector<std::shared_ptr<ScreenPicture>> m_pictures;
 
     std::mutex m_mutex;

@@ -5,13 +5,21 @@
 #include <QBitmap>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QWindow>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <utility>
 
 namespace app {
 namespace {
+
+// Whatever nobody can see goes on, slowly: the program's memory keeps changing, and what is wrong
+// with a text is found soon after it was saved. Sound does not come from here.
+constexpr int unseenFramesPerSecond = 1;
+// How late the picture may be when the window is seen again.
+constexpr platform::Seconds longestWait{0.02};
 
 QCursor makeEmptyCursor() {
     QBitmap blank(16, 16);
@@ -36,6 +44,7 @@ PreviewWidget::PreviewWidget(std::shared_ptr<gpu::Device> device)
     setAttribute(Qt::WA_OpaquePaintEvent); // paints every pixel of its own
     setAccessibleName(tr("Picture"));
     m_rateObservation = preferredFPS.observe([this](int rate) { m_pacer.setRate(rate); });
+    m_unseenPacer.setRate(unseenFramesPerSecond);
     m_timer.setTimerType(Qt::PreciseTimer);
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &PreviewWidget::tick);
@@ -51,14 +60,22 @@ void PreviewWidget::setNeedsDisplay() {
 }
 
 void PreviewWidget::tick() {
-    drawIfDue();
-    const auto wait = m_pacer.untilDue(m_clock.now());
+    starloom::FramePacer& pacer = isSeen() ? m_pacer : m_unseenPacer;
+    if (pacer.isDue(m_clock.now()))
+        draw();
+    const auto wait = std::min(pacer.untilDue(m_clock.now()), longestWait);
     m_timer.start(std::chrono::floor<std::chrono::milliseconds>(wait));
 }
 
-void PreviewWidget::drawIfDue() {
-    const bool due = m_pacer.isDue(m_clock.now());
-    if (!due || (isPaused.get() && !m_needsDisplay))
+// A minimised window may stay exposed for those who watch miniatures of it; that is not worth the
+// frames.
+bool PreviewWidget::isSeen() const {
+    const QWindow* handle = window()->windowHandle();
+    return handle && handle->isExposed() && !window()->isMinimized();
+}
+
+void PreviewWidget::draw() {
+    if (isPaused.get() && !m_needsDisplay)
         return;
     if (delegate() && delegate()->isReadyToDraw()) {
         m_needsDisplay = false;
@@ -69,6 +86,9 @@ void PreviewWidget::drawIfDue() {
 // On the presenter's thread. One event is enough for all pictures that come before it arrives.
 void PreviewWidget::receive(PicturePtr picture) {
     const std::lock_guard lock(m_mutex);
+    m_frameRate.frame(m_clock.now());
+    if (picture == (m_received ? m_received : m_shown))
+        return;
     if (!std::exchange(m_received, std::move(picture)))
         QMetaObject::invokeMethod(this, [this] { showReceived(); }, Qt::QueuedConnection);
 }
@@ -78,8 +98,12 @@ void PreviewWidget::showReceived() {
         const std::lock_guard lock(m_mutex);
         m_shown = std::move(m_received);
     }
-    m_frameRate.frame(m_clock.now());
     update();
+}
+
+int PreviewWidget::framesPerSecond() {
+    const std::lock_guard lock(m_mutex);
+    return m_frameRate.perSecond(m_clock.now());
 }
 
 starloom::PicturePlacement PreviewWidget::placement() const {

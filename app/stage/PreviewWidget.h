@@ -40,7 +40,7 @@ public:
     /// What is shown, as the console drew it.
     platform::Image picture() { return m_presenter.picture(); }
     /// Pictures shown during the last second.
-    int framesPerSecond() { return m_frameRate.perSecond(m_clock.now()); }
+    int framesPerSecond();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -51,7 +51,8 @@ private:
     using PicturePtr = std::shared_ptr<const starloom::ScreenPicture>;
 
     void tick();
-    void drawIfDue();
+    void draw();
+    bool isSeen() const;
     void receive(PicturePtr picture);
     void showReceived();
     void updateTarget();
@@ -60,16 +61,17 @@ private:
 
     platform::SystemClock m_clock;
     starloom::FramePacer m_pacer;
-    FrameRate m_frameRate;
+    starloom::FramePacer m_unseenPacer; ///< while nobody can see the window
     QTimer m_timer;
     QCursor m_emptyCursor;
     platform::Observation m_rateObservation;
     bool m_needsDisplay = true;
     bool m_wholeOnly = false;
-    PicturePtr m_shown;
 
-    std::mutex m_mutex;
+    std::mutex m_mutex; ///< for what follows; only the main thread writes m_shown
+    FrameRate m_frameRate;
     PicturePtr m_received;
+    PicturePtr m_shown;
     starloom::Presenter m_presenter; // last: it delivers from its thread
 };
 

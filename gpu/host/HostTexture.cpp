@@ -107,4 +107,14 @@ bool HostTexture::getBytes(std::uint32_t level, std::span<std::byte> pixels,
     return true;
 }
 
+TextureRows HostTexture::rows(std::uint32_t level) const {
+    if (level >= m_descriptor.mipLevels)
+        return {};
+    const protocol::LevelLayout& layout = m_layout.levels[level];
+    const std::size_t length = (layout.height - 1) * layout.bytesPerRow +
+                               layout.width * bytesPerPixel(m_descriptor.format);
+    return {std::as_bytes(m_registration->memory().bytes()).subspan(layout.offset, length),
+            layout.bytesPerRow};
+}
+
 } // namespace gpu::host

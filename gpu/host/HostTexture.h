@@ -27,6 +27,7 @@ public:
                  std::size_t bytesPerRow) override;
     bool getBytes(std::uint32_t level, std::span<std::byte> pixels,
                   std::size_t bytesPerRow) const override;
+    TextureRows rows(std::uint32_t level) const override;
 
     compute::protocol::TextureId id() const { return m_id; }
     const std::shared_ptr<Registration>& registration() const { return m_registration; }

@@ -29,6 +29,7 @@ public:
     const gpu::TextureDescriptor& descriptor() const override { return m_descriptor; }
     bool replace(std::uint32_t, std::span<const std::byte>, std::size_t) override { return true; }
     bool getBytes(std::uint32_t, std::span<std::byte>, std::size_t) const override { return true; }
+    gpu::TextureRows rows(std::uint32_t) const override { return {}; }
 
 private:
     gpu::TextureDescriptor m_descriptor;

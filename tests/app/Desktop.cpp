@@ -112,8 +112,10 @@ bool Desktop::hasWindow(pid_t process, const std::string& title) const {
 }
 
 static std::vector<std::string> commandOf(const Desktop& desktop,
-                                          const std::vector<std::string>& arguments) {
+                                          const std::vector<std::string>& arguments,
+                                          const std::vector<std::string>& variables) {
     std::vector<std::string> words = desktop.environment();
+    words.insert(words.end(), variables.begin(), variables.end());
     words.insert(words.begin(), {"env", "-i"});
     words.push_back(std::string(std::getenv("SL42_BUILD_DIR")) + "/starloom");
     words.insert(words.end(), arguments.begin(), arguments.end());
@@ -125,10 +127,12 @@ static std::string newOutput(const Desktop& desktop) {
     return desktop.files().path("output" + std::to_string(++count));
 }
 
-ConsoleProcess::ConsoleProcess(const Desktop& desktop, const std::vector<std::string>& arguments)
+ConsoleProcess::ConsoleProcess(const Desktop& desktop, const std::vector<std::string>& arguments,
+                               const std::vector<std::string>& variables)
     : m_desktop(desktop),
       m_output(newOutput(desktop)),
-      m_program(commandOf(desktop, arguments), {.in = {}, .out = m_output, .err = m_output}) {}
+      m_program(commandOf(desktop, arguments, variables),
+                {.in = {}, .out = m_output, .err = m_output}) {}
 
 bool ConsoleProcess::focus() const {
     const std::string id = std::to_string(m_program.id());

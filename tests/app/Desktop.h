@@ -61,7 +61,9 @@ class Desktop;
 /// A process of the console with its window; ends with the object.
 class ConsoleProcess {
 public:
-    ConsoleProcess(const Desktop& desktop, const std::vector<std::string>& arguments);
+    /// `variables`, as NAME=VALUE, are added to the desktop's environment.
+    ConsoleProcess(const Desktop& desktop, const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& variables = {});
 
     pid_t id() const { return m_program.id(); }
     bool isRunning() { return m_program.isRunning(); }

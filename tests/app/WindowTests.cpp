@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
+#include <thread>
 
 namespace app::tests {
 namespace {
@@ -184,6 +185,37 @@ void fx() { cls(float4(float3(peek32<int>(0) % 2), 1)); }
     std::cout << "A frame takes " << inMilliseconds(frame) << " ms, an answer to a key "
               << inMilliseconds(responses[2]) << " ms\n";
     EXPECT_LT(responses[2], frame);
+}
+
+TEST_F(WindowTest, RestsWhileNobodyCanSeeIt) {
+    // Another colour every frame, from a count in the program's memory.
+    ConsoleProcess console(desktop, {files.file("count.metal", R"(
+void cpu() { if (core == 0) poke32(peek32<int>(0) + 1, 0); }
+void fx() { cls(float4(float3(peek32<int>(0) % 2), 1)); })")},
+                           {"SL42_TRACE=1"});
+    ASSERT_TRUE(console.focus()) << console.output();
+    const auto flickers = [&] { return desktop.shows(white) && desktop.shows(black); };
+    ASSERT_TRUE(flickers()) << console.output();
+    const auto framesDuring = [&](Clock::duration time) {
+        const auto frames = [&] {
+            const std::string output = console.output();
+            std::size_t count = 0;
+            for (auto at = output.find("Render"); at != output.npos;
+                 at = output.find("Render", at + 1))
+                ++count;
+            return count;
+        };
+        const auto before = frames();
+        std::this_thread::sleep_for(time);
+        return frames() - before;
+    };
+    const std::string window = desktop.ask("search --onlyvisible --name count.metal").substr(0, 20);
+    desktop.ask("windowunmap --sync " + window);
+    const auto hidden = framesDuring(milliseconds(3000));
+    EXPECT_GE(hidden, 1U);
+    EXPECT_LE(hidden, 6U);
+    desktop.ask("windowmap --sync " + window);
+    EXPECT_TRUE(flickers()) << console.output();
 }
 
 TEST_F(WindowTest, OtherDocumentsEndWithoutATrace) {

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Frame after frame of the same kind, the console asks for no memory: from the program to the
-// picture that a window shows.
+// Frame after frame of the same kind, the console asks for no memory, and for no work where the
+// picture stays as it is: from the program to the picture that a window shows.
 #include "platform/keyboard/KeyStateSource.h"
 #include "preview/Presenter.h"
 #include "tests/Allocations.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
+#include <algorithm>
 #include <atomic>
 
 namespace starloom {
@@ -19,6 +20,7 @@ public:
     explicit PresentingView(const std::shared_ptr<gpu::Device>& device)
         : m_presenter(device, [this](const std::shared_ptr<const ScreenPicture>& picture) {
               middle = picture->pixels[picture->size.area() / 2];
+              latest = picture.get();
               ++m_delivered;
               m_delivered.notify_one();
           }) {
@@ -36,6 +38,8 @@ public:
     }
 
     std::atomic<std::uint32_t> middle = 0;
+    /// Lives until the next refresh at least.
+    std::atomic<const ScreenPicture*> latest = nullptr;
 
 private:
     std::atomic<int> m_delivered = 0;
@@ -86,6 +90,31 @@ TEST_F(SteadyTest, FramesLikeTheOneBeforeTakeNoMemory) {
     });
     EXPECT_EQ(allocations, 0U);
     EXPECT_EQ(view->middle, 0xffffffffU) << "the strokes were counted";
+}
+
+TEST_F(SteadyTest, OnlyPicturesThatDifferAreMadeAnew) {
+    PresentingView* view = nullptr;
+    engine = std::make_unique<SL42>(
+        surroundingsOf(device, view), "Test",
+        "void fx() { cls(float4(0, 0, 0, 1)); circ(mousepos(), 9, float4(1)); }", false);
+    settle();
+    ASSERT_FALSE(engine->hasError().get()) << engine->error().get();
+    const auto draw = [&](MouseLocation mouse) {
+        MouseValues values;
+        values.setMouseLocation(mouse);
+        engine->setMouseValues(values);
+        view->refresh();
+        settle();
+        return view->latest.load();
+    };
+    const auto* above = draw({0.5, 0.25});
+    const auto pixels = above->pixels;
+    ASSERT_NE(std::ranges::find(pixels, 0xffffffffU), pixels.end());
+    EXPECT_EQ(draw({0.5, 0.25}), above);
+    const auto* below = draw({0.5, 0.75});
+    EXPECT_NE(below->pixels, pixels);
+    const auto* again = draw({0.5, 0.25}); // where the circle has gone, no trace of it is left
+    EXPECT_EQ(again->pixels, pixels);
 }
 
 } // namespace starloom
