@@ -60,6 +60,7 @@ Actions::Actions(QWidget& window)
       quit(make(window, "&Quit", keys("Ctrl+Q"))),
       play(makeSwitch(window, "&Play", keys("Ctrl+P"))),
       reset(make(window, "&Reset", keys("Ctrl+R"))),
+      runAgain(make(window, "Run A&gain", keys("Ctrl+Return", "Ctrl+Enter"))),
       edit(make(window, "Open in &Editor", keys("Ctrl+E"))),
       reloadOnEveryWrite(makeSwitch(window, "Reload on Every &Write")),
       showError(make(window, "&Show Error", keys("F4"))),
@@ -82,7 +83,8 @@ void Actions::addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>&
                           {newDocument, open, nullptr, save, saveAs, savePacked, nullptr,
                            exportPicture, exportSong, exportVideo, nullptr, close, quit});
     file.insertMenu(file.actions().at(2), &recentFiles);
-    addMenu(bar, "&Program", {play, reset, nullptr, edit, reloadOnEveryWrite, nullptr, showError});
+    addMenu(bar, "&Program",
+            {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, showError});
     QMenu& view = addMenu(bar, "&View", {fullScreen, wholeScales, hdr, nullptr});
     view.addActions(panes);
     addMenu(bar, "&Sound", {mute, louder, softer});

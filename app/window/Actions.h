@@ -22,7 +22,7 @@ struct Actions {
     QAction *newDocument, *open, *save, *saveAs, *savePacked;
     QAction *exportPicture, *exportSong, *exportVideo;
     QAction *close, *quit;
-    QAction *play, *reset, *edit, *reloadOnEveryWrite, *showError;
+    QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *showError;
     QAction *fullScreen, *leaveFullScreen, *wholeScales, *hdr;
     QAction *mute, *louder, *softer;
     QAction *help, *about;

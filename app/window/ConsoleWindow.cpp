@@ -119,6 +119,7 @@ void ConsoleWindow::connectActions() {
     });
     m_actions.play->setText(tr("&Pause"));
     connect(m_actions.reset, &QAction::triggered, this, [&engine] { engine.reset(); });
+    connect(m_actions.runAgain, &QAction::triggered, this, [&engine] { engine.runAgain(); });
     connect(m_actions.reloadOnEveryWrite, &QAction::toggled, this, [this, &engine](bool reload) {
         engine.setReloadOnEveryWrite(reload);
         m_settings.reloadOnEveryWrite.set(reload);

@@ -187,6 +187,28 @@ void fx() { cls(float4(float3(peek32<int>(0) % 2), 1)); }
     EXPECT_LT(responses[2], frame);
 }
 
+TEST_F(WindowTest, RunsAProgramAgainThatWasStopped) {
+    const std::string file = files.file("trap.metal", R"(void fx() {
+    for (int i = 0; keydown('x'); ++i)
+        poke32<int>(i, 0);
+    cls(keydown('w') ? float4(1) : float4(0, 0, 0, 1));
+})");
+    ConsoleProcess console(desktop, {file});
+    ASSERT_TRUE(console.focus()) << console.output();
+    ASSERT_TRUE(desktop.shows(black)) << console.output();
+    const auto hasBadge = [&] { return screen.holds(badge, 0, 0, 200, 80); };
+    desktop.act({"keydown", "x"});
+    EXPECT_TRUE(eventually(hasBadge)) << console.output();
+    desktop.act({"keyup", "x"});
+
+    desktop.press("ctrl+Return");
+    EXPECT_TRUE(eventually([&] { return !hasBadge(); })) << console.output();
+    desktop.act({"keydown", "w"});
+    EXPECT_TRUE(desktop.shows(white));
+    desktop.act({"keyup", "w"});
+    EXPECT_TRUE(desktop.shows(black));
+}
+
 TEST_F(WindowTest, RestsWhileNobodyCanSeeIt) {
     // Another colour every frame, from a count in the program's memory.
     ConsoleProcess console(desktop, {files.file("count.metal", R"(
