@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The program with the window. It shows one document and ends with its window.
+// The program with the window. It shows one document and ends with its window, and with nothing
+// else if it can be helped.
 #include "app/console/StartOptions.h"
+#include "app/console/Succession.h"
 #include "app/window/ConsoleWindow.h"
 #include "app/window/Style.h"
+#include "platform/process/Supervision.h"
 
 #include <QApplication>
 
@@ -15,7 +18,18 @@ static int fail(const std::string& message) {
     return EXIT_FAILURE;
 }
 
-int main(int argc, char** argv) {
+static platform::Result<app::DocumentOrigin> findOrigin(const app::StartOptions& options,
+                                                        const std::optional<app::Bequest>& bequest,
+                                                        int recentDeaths) {
+    if (recentDeaths == 0)
+        return options.readOrigin();
+    if (bequest)
+        if (auto origin = app::inheritedOrigin(*bequest, recentDeaths))
+            return *std::move(origin);
+    return app::offeredOnly(SL42_TRY(options.readOrigin()));
+}
+
+static int showWindow(int argc, char** argv, platform::Supervised& supervised) {
     QApplication application(argc, argv);
     QApplication::setApplicationName("Starloom 42");
     QApplication::setDesktopFileName("org.starloom42");
@@ -24,13 +38,23 @@ int main(int argc, char** argv) {
     const auto options = app::StartOptions::parse(QApplication::arguments());
     if (!options)
         return fail(options.error().message);
-    const auto origin = options->readOrigin();
+    const auto bequest = app::Bequest::decode(supervised.inheritance());
+    const auto origin = findOrigin(*options, bequest, supervised.recentDeaths());
     if (!origin)
         return fail(origin.error().message);
 
-    app::ConsoleWindow window(*origin);
+    app::ConsoleWindow window(*origin, supervised);
+    if (bequest)
+        window.restore(*bequest);
     window.show();
-    if (!options->fromWindow)
+    supervised.hasStarted();
+    if (supervised.recentDeaths() == 0 && !options->fromWindow)
         window.documents().offerRecovery();
     return QApplication::exec();
+}
+
+// The window is shown by a child of this process, and by another one if that dies.
+int main(int argc, char** argv) {
+    return platform::supervise(
+        [=](platform::Supervised& supervised) { return showWindow(argc, argv, supervised); });
 }

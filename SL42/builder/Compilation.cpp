@@ -92,9 +92,12 @@ void Compilation::finishIfDone() {
     if (!m_cpu.isDone || !m_video.isDone || !m_audio.isDone)
         return;
     CompiledProgram program{.log = {}, .cpu = m_cpu.shader, .video = {}, .audio = m_audio.shader};
-    for (const Kernel* kernel : {&m_cpu, &m_video, &m_audio})
-        if (kernel->wanted)
-            program.log += std::string("Compiling ") + kernel->title + "...\n" + kernel->message;
+    for (const Kernel* kernel : {&m_cpu, &m_video, &m_audio}) {
+        if (!kernel->wanted)
+            continue;
+        program.log += std::string("Compiling ") + kernel->title + "...\n" + kernel->message;
+        program.isComplete = program.isComplete && kernel->shader != nullptr;
+    }
     if (m_video.shader) {
         program.video =
             std::make_shared<ShaderVariants>(m_device, m_library, m_video.name, m_mainQueue, m_log);

@@ -22,6 +22,8 @@ namespace starloom {
 struct CompiledProgram {
     /// What the compile log says.
     std::string log;
+    /// Whether every stage that the program has got its kernel.
+    bool isComplete = true;
     std::shared_ptr<ComputeShader> cpu;
     std::shared_ptr<ShaderVariants> video;
     std::shared_ptr<ComputeShader> audio;

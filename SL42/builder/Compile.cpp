@@ -50,7 +50,11 @@ void SL42::startCompilation(const PreprocessedSource& preprocessed) {
         m_surroundings.device, m_surroundings.mainQueue, m_surroundings.log,
         assembleProgram(m_source, preprocessed), preprocessed,
         VideoRenderer::constantsFor(m_registers),
-        [this](CompiledProgram program) { take(std::move(program)); });
+        [this, number = m_program, source = m_source](CompiledProgram program) {
+            m_takenProgram = number;
+            m_takenSource = program.isComplete ? source : std::string();
+            take(std::move(program));
+        });
 }
 
 // A stage that the program does not use, or whose kernel fails, keeps the kernel that it had.
@@ -71,7 +75,7 @@ void SL42::take(CompiledProgram program) {
 void SL42::renderSong() {
     m_audioRenderer.internalRender(
         renderData(),
-        [this, program = m_program](const std::optional<gpu::CommandBufferError>& error) {
+        [this, program = m_takenProgram](const std::optional<gpu::CommandBufferError>& error) {
             reportFault(shared(error), program);
         });
 }

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A journal file holds the document's path, a zero, its title, a zero, and the text.
+// A journal file holds fields that each end with a zero (the document's path, its title, whether
+// the newest text is saved elsewhere, and the length of the text that drew a picture or nothing),
+// then that text, then the newest one.
 #include "SL42/document/Journal.h"
 
 #include "platform/TextFile.h"
 #include "platform/WholeFile.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <random>
+#include <utility>
 
 namespace starloom {
 namespace {
@@ -17,6 +21,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* extension = ".journal";
+constexpr const char* savedElsewhere = "saved";
+/// How long a process that is to be started again may take to get at its journal.
+constexpr std::chrono::minutes successorsTime{5};
 
 /// A name that no other process has or had.
 std::string uniqueName() {
@@ -35,7 +42,26 @@ std::optional<std::string> takeField(std::string_view& bytes) {
     return field;
 }
 
-std::optional<JournalEntry> readEntry(const fs::path& file) {
+/// The text that drew a picture, off the front. False when the file is damaged.
+bool takeGood(std::string_view& bytes, std::optional<std::string>& good) {
+    const auto length = takeField(bytes);
+    if (!length)
+        return false;
+    if (length->empty())
+        return true;
+    std::size_t count = 0;
+    const char* const end = length->data() + length->size();
+    const auto parsed = std::from_chars(length->data(), end, count);
+    if (parsed.ec != std::errc() || parsed.ptr != end || count > bytes.size())
+        return false;
+    good = bytes.substr(0, count);
+    bytes.remove_prefix(count);
+    return platform::isValidUtf8(*good);
+}
+
+} // namespace
+
+std::optional<JournalEntry> Journal::read(const fs::path& file) {
     std::error_code failed;
     const auto written = fs::last_write_time(file, failed);
     const auto bytes = platform::readWholeFile(file.string());
@@ -44,18 +70,20 @@ std::optional<JournalEntry> readEntry(const fs::path& file) {
     std::string_view rest(reinterpret_cast<const char*>(bytes->data()), bytes->size());
     const auto document = takeField(rest);
     const auto title = takeField(rest);
-    if (!document || !title || !platform::isValidUtf8(rest))
+    const auto saved = takeField(rest);
+    std::optional<std::string> good;
+    if (!document || !title || !saved || !takeGood(rest, good) || !platform::isValidUtf8(rest))
         return std::nullopt;
     return JournalEntry{.file = file,
                         .document = *document,
                         .title = *title,
                         .source = std::string(rest),
+                        .good = std::move(good),
+                        .saved = *saved == savedElsewhere,
                         .lastChange =
                             std::chrono::time_point_cast<std::chrono::system_clock::duration>(
                                 std::chrono::file_clock::to_sys(written))};
 }
-
-} // namespace
 
 fs::path Journal::folderOfThisUser() {
     const char* state = std::getenv("XDG_STATE_HOME");
@@ -69,27 +97,54 @@ fs::path Journal::folderOfThisUser() {
 }
 
 Journal::Journal(const fs::path& folder) {
-    if (!folder.empty())
-        m_file.emplace(folder / uniqueName());
+    if (folder.empty())
+        return;
+    m_path = folder / uniqueName();
+    m_file.emplace(m_path);
 }
 
 Journal::~Journal() {
-    forget();
+    if (m_file)
+        m_file->remove();
+}
+
+fs::path Journal::file() const {
+    return m_path;
 }
 
 platform::Result<void> Journal::record(std::string_view title, std::string_view source) {
+    m_title = title;
+    m_newest = source;
+    m_saved = false;
+    return write();
+}
+
+platform::Result<void> Journal::recordGood(std::string_view title, std::string_view source) {
+    if (m_good == source)
+        return {};
+    m_title = title;
+    m_good = source;
+    if (!m_newest) // it was not recorded, because the document was opened with it
+        m_newest = source;
+    return write();
+}
+
+platform::Result<void> Journal::write() {
     if (!m_file)
         return {};
-    std::string bytes = document.string();
-    bytes.push_back('\0');
-    bytes.append(title).push_back('\0');
-    bytes.append(source);
+    std::string bytes;
+    const std::string goodLength = m_good ? std::to_string(m_good->size()) : std::string();
+    for (const std::string& field :
+         {document.string(), m_title, std::string(m_saved ? savedElsewhere : ""), goodLength})
+        bytes.append(field).push_back('\0');
+    bytes.append(m_good.value_or("")).append(m_newest.value_or(""));
     return m_file->replace(std::as_bytes(std::span(bytes)));
 }
 
 void Journal::forget() {
-    if (m_file)
-        m_file->remove();
+    m_saved = true;
+    if (m_newest)
+        (void)write(); // what is offered once too often does no harm
 }
 
 std::vector<JournalEntry> Journal::recoverable(const fs::path& folder) {
@@ -97,8 +152,12 @@ std::vector<JournalEntry> Journal::recoverable(const fs::path& folder) {
     std::error_code failed;
     for (const auto& file : fs::directory_iterator(folder, failed))
         if (file.path().extension() == extension && !platform::OwnedFile::isOwned(file.path()))
-            if (auto entry = readEntry(file.path()))
-                entries.push_back(std::move(*entry));
+            if (auto entry = read(file.path())) {
+                if (!entry->saved)
+                    entries.push_back(std::move(*entry));
+                else if (entry->lastChange < std::chrono::system_clock::now() - successorsTime)
+                    discard(*entry);
+            }
     std::ranges::sort(entries, std::greater(), &JournalEntry::lastChange);
     return entries;
 }

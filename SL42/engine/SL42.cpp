@@ -213,7 +213,7 @@ void SL42::draw(MTLPreview& view) {
     copyInput();
 
     Frame& frame = m_frames[m_nextFrame++ % m_frames.size()];
-    frame.program = m_program;
+    frame.program = m_takenProgram;
     const auto commandBuffer = drawMachine(frame);
     if (!commandBuffer) {
         m_semaphore.signal();
@@ -269,7 +269,7 @@ void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
         return;
     commandBuffer->setLabel("Display");
     commandBuffer->setNeeds(render);
-    commandBuffer->addCompletedHandler([this, program = m_program](gpu::CommandBuffer& completed) {
+    commandBuffer->addCompletedHandler([this, program = m_takenProgram](gpu::CommandBuffer& completed) {
         if (auto error = shared(completed.error()))
             runOnMainQueue([program, error = std::move(error)](SL42& engine) {
                 engine.reportFault(error, program);
@@ -295,10 +295,22 @@ void SL42::frameCompleted(Frame& frame, const SharedError& error) {
                     m_registers.bytes.size());
         m_cpu.shader.prove(frame.cpu);
         m_videoRenderer.prove(frame.video);
+        noteGood(frame);
         if (frame.bank)
             m_shownBank = frame.bank;
     }
     m_semaphore.signal();
+}
+
+// A frame that a stage drew with an earlier kernel says nothing for the program.
+void SL42::noteGood(const Frame& frame) {
+    if (m_goodProgram == frame.program || frame.program != m_takenProgram ||
+        m_takenSource.empty() || frame.cpu != m_cpu.shader.newest() ||
+        frame.video != m_videoRenderer.newest())
+        return;
+    m_goodProgram = frame.program;
+    if (Journal* journal = m_surroundings.journal) // record() has said it if there is none
+        (void)journal->recordGood(m_title, m_takenSource);
 }
 
 SL42::SharedError SL42::shared(std::optional<gpu::CommandBufferError> error) {
@@ -313,7 +325,7 @@ void SL42::reportFault(const SharedError& error, unsigned program) {
         error->code == Code::NotCarriedOut)
         return;
     m_surroundings.log.line("Error: " + error->message);
-    if (program == m_program)
+    if (program == m_takenProgram && !m_compilation)
         m_fault.set(describe(*error));
 }
 

@@ -206,6 +206,7 @@ private:
     static SharedError shared(std::optional<gpu::CommandBufferError> error);
     void reportFault(const SharedError& error, unsigned program);
     std::string describe(const gpu::CommandBufferError& error) const;
+    void noteGood(const Frame& frame);
     RenderData renderData() const;
     /// Has the main queue call `work(*this)`, unless the console has gone by then. Any thread.
     template <class Work>
@@ -245,6 +246,12 @@ private:
     std::unique_ptr<Compilation> m_compilation;
     /// The first has arrived.
     bool m_hasProgram = false;
+    /// The program that the stages hold, as a number and as a text; the text is empty when not all
+    /// of its kernels could be made.
+    unsigned m_takenProgram = 0;
+    std::string m_takenSource;
+    /// The last program that has drawn a frame.
+    unsigned m_goodProgram = 0;
     platform::Published<bool> m_hasError;
     platform::Published<std::string> m_error;
     platform::Published<std::string> m_fault;

@@ -42,6 +42,7 @@ public:
     void prove(const std::shared_ptr<ShaderVariants>& kernel) { m_kernel.prove(kernel); }
     /// There have been kernels, but none may be run any more.
     bool hasFailed() const { return m_kernel.hasFailed(); }
+    const std::shared_ptr<ShaderVariants>& newest() const { return m_kernel.newest(); }
     bool isNewestStopped() const { return m_kernel.isNewestStopped(); }
     /// Lets go of all kernels and of what is being made.
     void stop() { m_kernel = {}; }

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "app/console/OpenDocument.h"
 
+#include "LiveCoding/LiveCodingFile.h"
 #include "platform/TextFile.h"
 #include "platform/WholeFile.h"
 #include "platform/files/OpenFile.h"
@@ -31,10 +32,22 @@ OpenDocument::OpenDocument(const DocumentOrigin& origin, starloom::StarloomDocum
     : m_document(document),
       m_journal(journal),
       m_file(origin.file),
-      m_savedSource(origin.recovered ? std::string() : origin.source) {
+      m_savedSource(origin.source),
+      m_followFirst(origin.followed) {
     m_journal.document = m_file;
-    if (origin.recovered && m_journal.record(origin.title, origin.source))
-        starloom::Journal::discard(*origin.recovered);
+    if (origin.recovered)
+        takeOver(*origin.recovered);
+}
+
+void OpenDocument::takeOver(const starloom::JournalEntry& entry) {
+    m_savedSource = entry.saved ? entry.source : std::string();
+    auto recorded = m_journal.record(entry.title, entry.source);
+    if (recorded && entry.good)
+        recorded = m_journal.recordGood(entry.title, *entry.good);
+    if (entry.saved)
+        m_journal.forget();
+    if (recorded)
+        starloom::Journal::discard(entry);
 }
 
 std::string OpenDocument::name() const {
@@ -49,7 +62,18 @@ bool OpenDocument::isModified() const {
     return !m_follows && m_document.sl42().source() != m_savedSource;
 }
 
+fs::path OpenDocument::followed() const {
+    const auto* file = m_document.sl42().liveCodeFile();
+    return file ? file->url() : fs::path();
+}
+
 Result<void> OpenDocument::follow() {
+    std::error_code gone;
+    if (!m_followFirst.empty() && fs::exists(m_followFirst, gone)) {
+        SL42_TRY_VOID(m_document.sl42().followFile(m_followFirst));
+        m_follows = isTextFile() && fs::equivalent(m_followFirst, m_file, gone);
+        return {};
+    }
     if (!isTextFile() || isModified())
         return {};
     SL42_TRY_VOID(m_document.sl42().followFile(m_file));

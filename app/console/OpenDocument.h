@@ -20,8 +20,12 @@ struct DocumentOrigin {
     std::string source{starloom::defaultSource};
     /// Where it is saved; empty while it has no file.
     std::filesystem::path file;
-    /// The journal that the text was found in, for text that is in no file.
+    /// The journal that the text was found in, when its process died.
     std::optional<starloom::JournalEntry> recovered;
+    /// A newer text, which is not run because a process may have died of it; empty for none.
+    std::string offered;
+    /// The file in which the text was edited, to follow it again; empty for none.
+    std::filesystem::path followed;
 };
 
 /// Reads a document, or a program's text under any other ending. Stops the program when a file with
@@ -35,7 +39,8 @@ public:
     OpenDocument(const DocumentOrigin& origin, starloom::StarloomDocument& document,
                  starloom::Journal& journal);
 
-    /// Begins to follow the file, if it is a text file and nothing is unsaved.
+    /// Begins to follow the file, if it is a text file and nothing is unsaved, or the file that was
+    /// followed before.
     platform::Result<void> follow();
 
     const std::filesystem::path& file() const { return m_file; }
@@ -43,6 +48,8 @@ public:
     std::string name() const;
     /// Whether the console runs something that is not in the file.
     bool isModified() const;
+    /// The file in which the text is edited now; empty when there is none.
+    std::filesystem::path followed() const;
 
     /// Writes the file, which becomes the document's. Its ending decides whether it holds a
     /// document or plain text. After an error all is as before.
@@ -52,11 +59,13 @@ public:
 
 private:
     bool isTextFile() const;
+    void takeOver(const starloom::JournalEntry& entry);
 
     starloom::StarloomDocument& m_document;
     starloom::Journal& m_journal;
     std::filesystem::path m_file;
     std::string m_savedSource;
+    std::filesystem::path m_followFirst;
     /// The console's source comes from the file itself.
     bool m_follows = false;
 };

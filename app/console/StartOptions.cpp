@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "app/console/StartOptions.h"
 
+#include "app/console/Succession.h"
 #include "platform/TextFile.h"
 
 #include <QCommandLineParser>
@@ -47,7 +48,7 @@ static Result<DocumentOrigin> takeText(const std::string& file, std::string titl
 static Result<DocumentOrigin> findJournal(const fs::path& file) {
     for (auto& entry : starloom::Journal::recoverable(file.parent_path())) {
         if (entry.file == file)
-            return DocumentOrigin{entry.title, entry.source, entry.document, std::move(entry)};
+            return originFrom(std::move(entry), true);
     }
     return Error{"Another window has recovered it already"};
 }

@@ -19,9 +19,11 @@
 namespace app {
 
 static constexpr QSize firstSize{1252, 780};
+static constexpr int bequeathMilliseconds = 1000;
 
-ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin)
-    : m_console(origin.title, origin.source),
+ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised)
+    : m_supervised(supervised),
+      m_console(origin.title, origin.source),
       m_document(origin, m_console.document(), m_console.journal()),
       m_processes([this](const std::string& line) {
           m_stage->notices().showError(QString::fromStdString(line));
@@ -29,7 +31,9 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin)
       m_actions(*this),
       m_stage(new Stage(m_console.view(), *makeMouseTracking().release())),
       m_log(new LogPane([this](SourcePosition position) { m_source->show(position); })),
-      m_source(new SourcePane) {
+      m_source(new SourcePane),
+      m_offered(origin.offered),
+      m_runInstead(origin.source) {
     setCentralWidget(m_stage);
     setAcceptDrops(true);
     m_documents = std::make_unique<DocumentCommands>(
@@ -46,6 +50,11 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin)
     m_stage->takeFocus();
     if (auto followed = m_document.follow(); !followed)
         m_stage->notices().showError(QString::fromStdString(followed.error().message));
+    if (m_supervised.recentDeaths() > 0)
+        announceRestart();
+    connect(&m_bequeathTimer, &QTimer::timeout, this, &ConsoleWindow::bequeath);
+    m_bequeathTimer.start(bequeathMilliseconds);
+    bequeath();
 }
 
 ConsoleWindow::~ConsoleWindow() = default;
@@ -119,7 +128,7 @@ void ConsoleWindow::connectActions() {
     });
     m_actions.play->setText(tr("&Pause"));
     connect(m_actions.reset, &QAction::triggered, this, [&engine] { engine.reset(); });
-    connect(m_actions.runAgain, &QAction::triggered, this, [&engine] { engine.runAgain(); });
+    connect(m_actions.runAgain, &QAction::triggered, this, [this] { runAgain(); });
     connect(m_actions.reloadOnEveryWrite, &QAction::toggled, this, [this, &engine](bool reload) {
         engine.setReloadOnEveryWrite(reload);
         m_settings.reloadOnEveryWrite.set(reload);
@@ -158,6 +167,8 @@ void ConsoleWindow::observe() {
 }
 
 void ConsoleWindow::showProgram() {
+    if (m_console.engine().source() != m_runInstead)
+        m_offered.clear();
     m_log->setLog(m_console.engine().error().get());
     m_source->setSource(m_console.engine().source());
     if (!m_document.isModified())
@@ -169,7 +180,9 @@ void ConsoleWindow::showProblem() {
     const auto& engine = m_console.engine();
     const QString fault = QString::fromStdString(engine.fault().get());
     QString problem;
-    if (engine.hasError().get())
+    if (!m_offered.empty())
+        problem = tr("The newest text waits; Ctrl+Enter runs it");
+    else if (engine.hasError().get())
         problem = tr("Does not compile; the last good program runs on");
     else if (!fault.isEmpty())
         problem = fault;
@@ -192,6 +205,7 @@ void ConsoleWindow::setFullScreen(bool full) {
         for (QDockWidget* pane : m_panes)
             if (!pane->isFloating())
                 pane->hide();
+        m_geometryBeforeFullScreen = saveGeometry();
         m_wasMaximized = isMaximized();
         showFullScreen();
     } else {
@@ -202,6 +216,7 @@ void ConsoleWindow::setFullScreen(bool full) {
         restoreState(m_layoutBeforeFullScreen);
     }
     m_stage->takeFocus();
+    bequeath();
 }
 
 void ConsoleWindow::showHelp() {
@@ -221,6 +236,41 @@ void ConsoleWindow::restoreLayout() {
         m_fitPicture = true;
     }
     restoreState(m_settings.panes.get());
+}
+
+void ConsoleWindow::restore(const Bequest& bequest) {
+    m_fitPicture = false;
+    restoreGeometry(bequest.geometry);
+    restoreState(bequest.panes);
+    m_actions.play->setChecked(bequest.playing);
+    m_actions.fullScreen->setChecked(bequest.fullScreen);
+}
+
+void ConsoleWindow::bequeath() {
+    const bool full = m_actions.fullScreen->isChecked();
+    const Bequest bequest{.journal = m_console.journal().file(),
+                          .followed = m_document.followed(),
+                          .geometry = full ? m_geometryBeforeFullScreen : saveGeometry(),
+                          .panes = full ? m_layoutBeforeFullScreen : saveState(),
+                          .fullScreen = full,
+                          .playing = m_actions.play->isChecked()};
+    m_supervised.bequeath(bequest.encode());
+}
+
+void ConsoleWindow::announceRestart() {
+    QString text = tr("The window ended unexpectedly and was started again: %1.")
+                       .arg(QString::fromStdString(m_supervised.reason()));
+    if (!m_offered.empty())
+        text += tr(" The newest text is not run, since it may be the cause. Ctrl+Enter runs it.");
+    m_stage->notices().showError(text);
+}
+
+// A text that is only offered is newer than the one that runs.
+void ConsoleWindow::runAgain() {
+    if (m_offered.empty())
+        m_console.engine().runAgain();
+    else
+        m_console.engine().setSource(std::exchange(m_offered, {}));
 }
 
 // How much room the panes take is known once all have been laid out.

@@ -7,6 +7,7 @@
 #include "app/console/Console.h"
 #include "app/console/DocumentProcesses.h"
 #include "app/console/OpenDocument.h"
+#include "app/console/Succession.h"
 #include "app/panes/LogPane.h"
 #include "app/panes/SourcePane.h"
 #include "app/stage/Stage.h"
@@ -15,9 +16,11 @@
 #include "app/window/Exports.h"
 #include "app/window/HelpWindow.h"
 #include "app/window/Settings.h"
+#include "platform/process/Supervision.h"
 
 #include <QDockWidget>
 #include <QMainWindow>
+#include <QTimer>
 
 #include <memory>
 #include <vector>
@@ -26,10 +29,14 @@ namespace app {
 
 class ConsoleWindow final : public QMainWindow {
 public:
-    explicit ConsoleWindow(const DocumentOrigin& origin);
+    /// `supervised` gets what another process needs to go on where this one stands, and must
+    /// outlive the window.
+    ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised);
     ~ConsoleWindow() override;
 
     DocumentCommands& documents() { return *m_documents; }
+    /// Puts the window where the one before stood.
+    void restore(const Bequest& bequest);
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -50,7 +57,12 @@ private:
     void setFullScreen(bool full);
     void showHelp();
     void restoreLayout();
+    void runAgain();
+    /// Tells the process that may come after this one how things stand.
+    void bequeath();
+    void announceRestart();
 
+    platform::Supervised& m_supervised;
     Settings m_settings;
     Console m_console;
     OpenDocument m_document;
@@ -62,7 +74,11 @@ private:
     std::vector<QDockWidget*> m_panes;
     QPointer<HelpWindow> m_help; ///< made when first asked for
     QByteArray m_layoutBeforeFullScreen;
+    QByteArray m_geometryBeforeFullScreen;
     bool m_wasMaximized = false;
+    QTimer m_bequeathTimer;
+    std::string m_offered;     ///< a newer text than the one that runs; empty for none
+    std::string m_runInstead;  ///< of the offered one
     bool m_fitPicture = false; ///< to its own size, when the window is first shown
     std::unique_ptr<DocumentCommands> m_documents;
     std::unique_ptr<Exports> m_exports;

@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 
@@ -134,12 +135,21 @@ ConsoleProcess::ConsoleProcess(const Desktop& desktop, const std::vector<std::st
       m_program(commandOf(desktop, arguments, variables),
                 {.in = {}, .out = m_output, .err = m_output}) {}
 
+pid_t ConsoleProcess::id() const {
+    const std::string process = std::to_string(m_program.id());
+    std::ifstream children("/proc/" + process + "/task/" + process + "/children");
+    pid_t child = 0;
+    children >> child;
+    return child;
+}
+
 bool ConsoleProcess::focus() const {
-    const std::string id = std::to_string(m_program.id());
-    if (!eventually([&] { return m_desktop.hasWindow(m_program.id(), "Starloom"); }))
+    if (!eventually([&] { return id() != 0 && m_desktop.hasWindow(id(), "Starloom"); }))
         return false;
-    m_desktop.focus(m_program.id(), "Starloom");
-    return eventually([&] { return m_desktop.ask("getwindowfocus getwindowpid") == id + "\n"; });
+    const std::string process = std::to_string(id());
+    m_desktop.focus(id(), "Starloom");
+    return eventually(
+        [&] { return m_desktop.ask("getwindowfocus getwindowpid") == process + "\n"; });
 }
 
 } // namespace app::tests

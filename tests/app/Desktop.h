@@ -58,20 +58,26 @@ private:
 
 class Desktop;
 
-/// A process of the console with its window; ends with the object.
+/// The console with its window; ends with the object.
 class ConsoleProcess {
 public:
     /// `variables`, as NAME=VALUE, are added to the desktop's environment.
     ConsoleProcess(const Desktop& desktop, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& variables = {});
 
-    pid_t id() const { return m_program.id(); }
+    /// Of the process that shows the window, which is a child of the one that was started; 0 when
+    /// there is none at the moment.
+    pid_t id() const;
     bool isRunning() { return m_program.isRunning(); }
     /// What it has printed so far.
     std::string output() const { return ::tests::contentsOf(m_output); }
     /// Waits for its window and gives it the keyboard focus; false when there is none.
     bool focus() const;
+    /// Ends it all, so that nothing is started again.
     void kill() { m_program.signal(SIGKILL); }
+    void signal(int number) { m_program.signal(number); }
+    /// The exit status, or minus the signal that it ended by.
+    int wait() { return m_program.wait(); }
 
 private:
     const Desktop& m_desktop;

@@ -274,11 +274,66 @@ TEST_F(WindowTest, ADocumentThatCrashesTakesNobodyWithIt) {
         return other > 0;
     }));
     ASSERT_NE(other, console.id());
-    ::kill(other, SIGSEGV);
+    // It is started again until it has died too often; then this one says so.
+    std::vector<pid_t> killed;
+    EXPECT_TRUE(eventually([&] {
+        std::istringstream windows(
+            desktop.ask("search --onlyvisible --name '^Untitled' getwindowpid %@"));
+        if (pid_t process = 0;
+            windows >> process && process > 0 && (killed.empty() || killed.back() != process)) {
+            ::kill(process, SIGABRT);
+            killed.push_back(process);
+        }
+        return killed.size() == 4;
+    }));
     EXPECT_TRUE(eventually([&] { return screen.holds(errorNotice, 100, 30, 900, 90); }))
         << console.output();
     EXPECT_TRUE(desktop.shows(white));
     EXPECT_TRUE(console.isRunning());
+}
+
+TEST_F(WindowTest, AWindowThatDiesComesBackAsItWas) {
+    const std::string file = files.file("live.metal", greyProgram);
+    ConsoleProcess console(desktop, {file});
+    ASSERT_TRUE(console.focus()) << console.output();
+    ASSERT_TRUE(desktop.shows(grey)) << console.output();
+    desktop.press("F11");
+    const auto isFull = [&] { return screen.at(1250, 400) != Colour{0x17, 0x18, 0x1c}; };
+    ASSERT_TRUE(eventually(isFull));
+    desktop.press("ctrl+p"); // a state that is not in any file, after which the text is recorded
+    const auto diesAndReturns = [&] {
+        const pid_t before = console.id();
+        const auto start = Clock::now();
+        ::kill(before, SIGABRT);
+        EXPECT_TRUE(eventually([&] { return console.id() != before && console.id() != 0; }));
+        EXPECT_TRUE(desktop.shows(grey)) << console.output();
+        std::cout << "Back after "
+                  << std::chrono::duration<double, std::milli>(Clock::now() - start).count()
+                  << " ms\n";
+    };
+    diesAndReturns();
+    EXPECT_TRUE(eventually(isFull));
+    ASSERT_TRUE(console.focus());
+    desktop.press("F11"); // and what happened is said
+    EXPECT_TRUE(eventually([&] { return screen.holds(errorNotice, 100, 30, 900, 90); }));
+
+    // The same file is followed, and a text that has drawn nothing yet is offered, not run.
+    saveLikeVim(file, blackProgram);
+    ASSERT_TRUE(desktop.shows(black)) << console.output();
+    saveLikeVim(file, greyProgram);
+    ASSERT_TRUE(desktop.shows(grey)) << console.output();
+    ::kill(console.id(), SIGSTOP);
+    saveLikeVim(file, whiteProgram);
+    diesAndReturns();
+    ASSERT_TRUE(console.focus());
+    EXPECT_TRUE(eventually([&] { return screen.holds(badge, 0, 0, 200, 80); }));
+    desktop.press("ctrl+Return");
+    EXPECT_TRUE(desktop.shows(white)) << console.output();
+    EXPECT_TRUE(eventually([&] { return !screen.holds(badge, 0, 0, 200, 80); }));
+
+    console.signal(SIGTERM);
+    EXPECT_EQ(console.wait(), -SIGTERM);
+    EXPECT_TRUE(eventually([&] { return desktop.picture() != white; }));
 }
 
 TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {

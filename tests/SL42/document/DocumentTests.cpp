@@ -69,9 +69,13 @@ TEST_F(DocumentTest, SavingLeavesNothingToRecover) {
     journalled.journal = &journal;
     StarloomDocument document(journalled);
     document.sl42().setSource("void fx() {}");
-    EXPECT_EQ(tests::namesIn(folder.path("journal")).size(), 1U);
+    const auto isSaved = [&] {
+        const auto entry = Journal::read(journal.file());
+        return entry && entry->saved;
+    };
+    EXPECT_FALSE(isSaved());
     ASSERT_TRUE(document.write(path));
-    EXPECT_EQ(tests::namesIn(folder.path("journal")).size(), 0U);
+    EXPECT_TRUE(isSaved());
     EXPECT_EQ(journal.document, path);
 }
 
