@@ -306,7 +306,7 @@ void SL42::frameCompleted(Frame& frame, const SharedError& error) {
 void SL42::noteGood(const Frame& frame) {
     if (m_goodProgram == frame.program || frame.program != m_takenProgram ||
         m_takenSource.empty() || frame.cpu != m_cpu.shader.newest() ||
-        frame.video != m_videoRenderer.newest())
+        frame.video != m_videoRenderer.newest() || !m_fault.get().empty())
         return;
     m_goodProgram = frame.program;
     if (Journal* journal = m_surroundings.journal) // record() has said it if there is none

@@ -29,8 +29,8 @@ LogPane::LogPane(GoTo goTo) : m_goTo(std::move(goTo)), m_preludeLines(countPrelu
     viewport()->setMouseTracking(true);
 }
 
-void LogPane::setLog(const std::string& log) {
-    setPlainText(QString::fromStdString(log));
+void LogPane::setLog(const std::string& fault, const std::string& log) {
+    setPlainText(QString::fromStdString(fault.empty() ? log : fault + "\n\n" + log));
     markPositions();
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Shows the compile log as it is, and leads from its positions to the source.
+// Shows why the program was stopped, if it was, and the compile log as it is, and leads from their
+// positions to the source.
 #pragma once
 
 #include "app/panes/LogPosition.h"
@@ -20,8 +21,9 @@ public:
     /// A click on a line with a position in the user's source, or Return on it, runs `goTo`.
     explicit LogPane(GoTo goTo);
 
-    void setLog(const std::string& log);
-    /// Goes to the first position in the log, if there is any.
+    /// `fault` is a line that stands above the log; empty when the program runs.
+    void setLog(const std::string& fault, const std::string& log);
+    /// Goes to the first position on the pane, if there is any.
     void goToFirst();
 
     QSize sizeHint() const override { return {600, 170}; }

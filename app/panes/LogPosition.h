@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Positions that the compile log speaks of.
+// Positions that the log speaks of.
 #pragma once
 
 #include <optional>
@@ -16,9 +16,10 @@ struct SourcePosition {
     bool operator==(const SourcePosition&) const = default;
 };
 
-/// Where a line of the compile log points to ("program_source:LINE:COLUMN:"). None when it does not
-/// point anywhere, or into the prelude, which stands in front of the source with `preludeLines`
-/// lines.
+/// Where a line of the log points to: one of the compiler's ("program_source:LINE:COLUMN:"), or one
+/// about a program that was stopped, which begins with "line LINE:". None when it does not point
+/// anywhere, or the compiler means the prelude, which stands in front of the source with
+/// `preludeLines` lines.
 std::optional<SourcePosition> positionIn(std::string_view logLine, int preludeLines);
 
 } // namespace app

@@ -19,7 +19,8 @@ Readouts::Readouts(const starloom::SL42& console, const QString& device,
       m_framesPerSecond(std::move(framesPerSecond)),
       m_cpu(makeChip("cpu()")),
       m_video(makeChip("fx()")),
-      m_audio(makeChip("sfx()")) {
+      m_audio(makeChip("sfx()")),
+      m_song(new QProgressBar) {
     auto* rows = new QFormLayout(this);
     rows->setContentsMargins(0, 0, 0, 0);
     rows->setVerticalSpacing(3);
@@ -27,6 +28,8 @@ Readouts::Readouts(const starloom::SL42& console, const QString& device,
     for (QLabel* chip : {m_cpu, m_video, m_audio})
         chips->addWidget(chip, 1);
     rows->addRow(chips);
+    rows->addRow(m_song);
+    setUpSong();
     m_time = addRow(tr("Time"));
     m_sample = addRow(tr("Sample"));
     m_rate = addRow(tr("Frames"));
@@ -35,6 +38,24 @@ Readouts::Readouts(const starloom::SL42& console, const QString& device,
     connect(&m_timer, &QTimer::timeout, this, &Readouts::refresh);
     m_timer.start(refreshMilliseconds);
     refresh();
+}
+
+// A thin bar below the functions, whose place stays free while there is nothing to show.
+void Readouts::setUpSong() {
+    m_song->setObjectName("song");
+    m_song->setAccessibleName(tr("Progress of the song"));
+    m_song->setTextVisible(false);
+    m_song->setFixedHeight(3);
+    m_song->setRange(0, 1000);
+    QSizePolicy policy = m_song->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    m_song->setSizePolicy(policy);
+}
+
+void Readouts::showSong(std::optional<double> progress) {
+    m_song->setVisible(progress.has_value());
+    if (progress)
+        m_song->setValue(static_cast<int>(*progress * m_song->maximum()));
 }
 
 QLabel* Readouts::addRow(const QString& name) {
@@ -70,6 +91,7 @@ void Readouts::refresh() {
     setFound(*m_cpu, m_console.hasCPU());
     setFound(*m_video, m_console.hasVideo());
     setFound(*m_audio, m_console.hasAudio());
+    showSong(m_console.songProgress().get());
     m_time->setText(tr("%1 s").arg(locale.toString(m_console.time(), 'f', 2)));
     m_sample->setText(locale.toString(m_console.sample()));
     m_rate->setText(tr("%1 a second").arg(m_framesPerSecond()));

@@ -7,10 +7,12 @@
 #include "SL42/engine/SL42.h"
 
 #include <QLabel>
+#include <QProgressBar>
 #include <QTimer>
 #include <QWidget>
 
 #include <functional>
+#include <optional>
 
 namespace app {
 
@@ -24,6 +26,8 @@ public:
     void refresh();
 
 private:
+    void setUpSong();
+    void showSong(std::optional<double> progress);
     QLabel* addRow(const QString& name);
     static QLabel* makeChip(const QString& function);
     static void setFound(QLabel& chip, bool found);
@@ -33,6 +37,7 @@ private:
     QLabel* m_cpu;
     QLabel* m_video;
     QLabel* m_audio;
+    QProgressBar* m_song;
     QLabel* m_time = nullptr;
     QLabel* m_sample = nullptr;
     QLabel* m_rate = nullptr;

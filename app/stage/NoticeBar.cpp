@@ -48,8 +48,8 @@ void NoticeBar::showText(const QString& text, bool error) {
     const int room = parentWidget()->width() - 32;
     const int wanted = m_text->fontMetrics().horizontalAdvance(text) + 72;
     setFixedWidth(std::max(120, std::min({room, wanted, widestText})));
-    adjustSize();
-    move((parentWidget()->width() - width()) / 2, 12);
+    resize(width(), heightForWidth(width()));
+    move((parentWidget()->width() - width()) / 2, top);
     m_pending = true;
     setVisible(!m_quiet);
     raise();
@@ -58,6 +58,11 @@ void NoticeBar::showText(const QString& text, bool error) {
 void NoticeBar::setQuiet(bool quiet) {
     m_quiet = quiet;
     setVisible(m_pending && !quiet);
+}
+
+void NoticeBar::withdraw(const QString& text) {
+    if (m_pending && m_text->text() == text)
+        dismiss();
 }
 
 void NoticeBar::dismiss() {

@@ -14,12 +14,17 @@ namespace app {
 
 class NoticeBar final : public QFrame {
 public:
+    /// Where it lies in its parent: below the badge.
+    static constexpr int top = 46;
+
     explicit NoticeBar(QWidget* parent);
 
     /// Stays until it is closed or the next one comes.
     void showError(const QString& text);
     /// Goes by itself after a few seconds.
     void showInformation(const QString& text);
+    /// Takes the notice with this text away, if it is the one that is there.
+    void withdraw(const QString& text);
     /// While quiet, as during a performance, notices wait.
     void setQuiet(bool quiet);
 

@@ -26,7 +26,7 @@ void Stage::resizeEvent(QResizeEvent*) {
     m_preview->setGeometry(rect());
     m_mouseTracking->setGeometry(m_preview->rect());
     m_badge->move(12, 12);
-    m_notices->move((width() - m_notices->width()) / 2, 12);
+    m_notices->move((width() - m_notices->width()) / 2, NoticeBar::top);
 }
 
 } // namespace app

@@ -162,14 +162,14 @@ void ConsoleWindow::observe() {
     m_observations = {
         engine.error().observe([this](const std::string&) { showProgram(); }),
         engine.hasError().observe([this](bool) { showProblem(); }),
-        engine.fault().observe([this](const std::string&) { showProblem(); }),
+        engine.fault().observe([this](const std::string& fault) { showFault(fault); }),
     };
 }
 
 void ConsoleWindow::showProgram() {
     if (m_console.engine().source() != m_runInstead)
         m_offered.clear();
-    m_log->setLog(m_console.engine().error().get());
+    showLog();
     m_source->setSource(m_console.engine().source());
     if (!m_document.isModified())
         m_console.journal().forget(); // the file has it
@@ -188,6 +188,19 @@ void ConsoleWindow::showProblem() {
         problem = fault;
     m_stage->badge().setProblem(problem);
     m_actions.showError->setEnabled(!problem.isEmpty());
+}
+
+void ConsoleWindow::showLog() {
+    m_log->setLog(m_console.engine().fault().get(), m_console.engine().error().get());
+}
+
+void ConsoleWindow::showFault(const std::string& fault) {
+    showLog();
+    showProblem();
+    if (fault.empty())
+        m_stage->notices().withdraw(std::exchange(m_faultNotice, {}));
+    else
+        m_stage->notices().showError(m_faultNotice = QString::fromStdString(fault));
 }
 
 void ConsoleWindow::showTitle() {

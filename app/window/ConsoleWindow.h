@@ -53,6 +53,8 @@ private:
     void observe();
     void showProgram();
     void showProblem();
+    void showLog();
+    void showFault(const std::string& fault);
     void showTitle();
     void setFullScreen(bool full);
     void showHelp();
@@ -77,6 +79,7 @@ private:
     QByteArray m_geometryBeforeFullScreen;
     bool m_wasMaximized = false;
     QTimer m_bequeathTimer;
+    QString m_faultNotice;
     std::string m_offered;     ///< a newer text than the one that runs; empty for none
     std::string m_runInstead;  ///< of the offered one
     bool m_fitPicture = false; ///< to its own size, when the window is first shown

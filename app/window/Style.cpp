@@ -76,6 +76,8 @@ QSlider::handle:horizontal:focus { background: #8db6f5; }
 QProgressBar { border: 1px solid #33363e; border-radius: 5px; background: #101114;
                text-align: center; }
 QProgressBar::chunk { background: #345488; border-radius: 4px; }
+QProgressBar#song { border: none; border-radius: 1px; background: #22252c; }
+QProgressBar#song::chunk { background: #5b8dd6; border-radius: 1px; }
 QScrollArea { border: none; }
 QToolTip { border: 1px solid #33363e; padding: 4px; }
 )";

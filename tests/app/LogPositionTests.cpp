@@ -17,6 +17,11 @@ TEST(LogPosition, LeadsFromTheLogToTheSource) {
         {"program_source:700:x", std::nullopt},
         {"    cls(nonsense);", std::nullopt},
         {"", std::nullopt},
+        {"line 12: still in this loop after 2 s", SourcePosition{12, 1}},
+        {"line 0: nowhere", std::nullopt},
+        {"line 99999999999999: nowhere", std::nullopt},
+        {"line up", std::nullopt},
+        {"the line 12: quoted", std::nullopt},
     };
     for (const auto& [line, expected] : rows)
         EXPECT_EQ(positionIn(line, 671), expected) << line;
