@@ -131,6 +131,7 @@ public:
 
     std::vector<protocol::Kernel> kernels() const override {
         std::vector<protocol::Kernel> kernels;
+        kernels.reserve(m_names.size());
         for (const std::string& name : m_names)
             kernels.push_back({name, {}, {}});
         return kernels;
