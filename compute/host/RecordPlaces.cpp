@@ -4,7 +4,6 @@
 
 #include "compute/kernel/KeepLines.h"
 
-#include <llvm/ADT/MapVector.h>
 #include <llvm/BinaryFormat/ELF.h>
 #include <llvm/CodeGen/DebugHandlerBase.h>
 #include <llvm/CodeGen/MachineDominators.h>
@@ -18,7 +17,7 @@
 #include <llvm/Support/Endian.h>
 
 #include <map>
-#include <optional>
+#include <memory>
 
 namespace compute::host {
 namespace {
@@ -31,26 +30,27 @@ class LineLists {
 public:
     explicit LineLists(PlaceTable& table) : m_table(table) {}
 
-    /// None for instructions that come from no line.
+    /// None for instructions that come from no line. What has lost its own and kept that of a call
+    /// around it says less than its neighbours do.
     std::uint32_t number(const llvm::DILocation* location) {
-        if (location == nullptr)
+        if (location == nullptr || location->getLine() == 0)
             return PlaceTable::none;
         const auto [known, isNew] = m_locations.try_emplace(location, PlaceTable::none);
-        if (!isNew)
-            return known->second;
-        constexpr std::size_t maxLines = 8;
-        std::vector<std::uint32_t> lines;
-        for (const llvm::DILocation* place = location; place != nullptr && lines.size() < maxLines;
-             place = place->getInlinedAt())
-            if (place->getLine() != 0)
-                lines.push_back(place->getLine());
-        // What has lost its own line and kept its caller's says less than its neighbours do.
-        if (location->getLine() == 0)
-            return PlaceTable::none;
-        return m_locations[location] = add(lines);
+        if (isNew)
+            known->second = add(linesOf(*location));
+        return known->second;
     }
 
 private:
+    static std::vector<std::uint32_t> linesOf(const llvm::DILocation& location) {
+        constexpr std::size_t maxLines = 8;
+        std::vector<std::uint32_t> lines;
+        for (const llvm::DILocation* place = &location; place != nullptr && lines.size() < maxLines;
+             place = place->getInlinedAt())
+            if (place->getLine() != 0)
+                lines.push_back(place->getLine());
+        return lines;
+    }
     std::uint32_t add(const std::vector<std::uint32_t>& lines) {
         const auto next = static_cast<std::uint32_t>(m_table.listBegins.size());
         const auto [known, isNew] = m_lists.try_emplace(lines, next);
@@ -103,8 +103,8 @@ private:
     const llvm::MachineBasicBlock* m_block = nullptr;
     const llvm::MachineInstr* m_instruction = nullptr;
     llvm::MCSection* m_code = nullptr;
-    std::optional<llvm::MachineDominatorTree> m_dominators;
-    std::optional<llvm::MachineLoopInfo> m_loops;
+    std::unique_ptr<llvm::MachineDominatorTree> m_dominators;
+    std::unique_ptr<llvm::MachineLoopInfo> m_loops;
     llvm::DenseMap<const llvm::MachineLoop*, std::uint32_t> m_loopNumbers;
     std::uint32_t m_loop = PlaceTable::none; ///< around m_block
 
@@ -164,8 +164,9 @@ void Recorder::beginFunction(const llvm::MachineFunction& function) {
     m_loops.reset();
     m_loopNumbers.clear();
     // It takes the function as not to be changed.
-    m_dominators.emplace(const_cast<llvm::MachineFunction&>(function));
-    m_loops.emplace(*m_dominators);
+    m_dominators =
+        std::make_unique<llvm::MachineDominatorTree>(const_cast<llvm::MachineFunction&>(function));
+    m_loops = std::make_unique<llvm::MachineLoopInfo>(*m_dominators);
     m_block = nullptr;
 }
 

@@ -23,8 +23,7 @@ namespace {
 /// What a thread was found doing, each time that it was asked.
 struct KernelThread {
     pid_t id = 0;
-    std::uintptr_t stackBegin = 0; ///< lowest address that can be read
-    std::uintptr_t stackEnd = 0;
+    std::span<const std::uintptr_t> stack;   ///< as far as it can be read
     std::atomic<std::uint32_t> answered = 0; ///< number of the last question
     bool isAtWork = false;                   ///< and this is what it said
     Stand stand;
@@ -73,11 +72,10 @@ std::uintptr_t stackPointer(const void* context) {
 
 /// What lies on the thread's stack. An overflown one is read from where it can be.
 std::span<const std::uintptr_t> stackOf(const KernelThread& thread, const void* context) {
-    constexpr std::uintptr_t word = sizeof(std::uintptr_t);
-    const std::uintptr_t begin = std::max(stackPointer(context), thread.stackBegin) / word * word;
-    if (begin >= thread.stackEnd)
-        return {};
-    return {reinterpret_cast<const std::uintptr_t*>(begin), (thread.stackEnd - begin) / word};
+    const auto begin = reinterpret_cast<std::uintptr_t>(thread.stack.data());
+    const std::uintptr_t free = std::max(stackPointer(context), begin) - begin;
+    return thread.stack.subspan(
+        std::min<std::size_t>(free / sizeof(std::uintptr_t), thread.stack.size()));
 }
 
 bool findStand(const void* context, Stand& stand) {
@@ -232,8 +230,7 @@ void addKernelThread() {
         ::pthread_attr_getstack(&attributes, &stack, &bytes);
         ::pthread_attr_destroy(&attributes);
     }
-    thread.stackBegin = reinterpret_cast<std::uintptr_t>(stack);
-    thread.stackEnd = thread.stackBegin + bytes;
+    thread.stack = {static_cast<const std::uintptr_t*>(stack), bytes / sizeof(std::uintptr_t)};
     thisThread = &thread;
 }
 

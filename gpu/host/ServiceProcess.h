@@ -25,6 +25,7 @@ struct LastWords {
     std::uint32_t faultPlace = 0;
     std::uint32_t faultAccess = 0;
     bool isLoop = false;
+    // NOLINTNEXTLINE(readability-redundant-member-init): whoever names the others leaves it out
     std::vector<std::uint32_t> lines = {};
 };
 
