@@ -2,8 +2,6 @@
 // Part of Starloom 42.
 #include "SL42/audio/AudioMonitor.h"
 
-#include "platform/base/Fatal.h"
-
 #include <algorithm>
 #include <span>
 #include <utility>
@@ -13,40 +11,70 @@ namespace starloom {
 AudioMonitor::AudioMonitor(platform::AudioCapture& capture, platform::MainQueue& mainQueue,
                            platform::Log& log)
     : m_capture(capture), m_mainQueue(mainQueue), m_log(log) {
+    m_capture.watchDevices([this] {
+        m_mainQueue.async([self = std::weak_ptr(m_self)] {
+            if (const auto monitor = self.lock())
+                (*monitor)->updateDevices();
+        });
+    });
     getAudioDevices();
     m_log.line("Configured audio session");
-    if (!m_audioDeviceIDs.empty())
+    if (!m_selectedID.empty())
         announceSelection();
     startSession();
 }
 
 AudioMonitor::~AudioMonitor() {
+    m_capture.watchDevices({});
     m_capture.stop();
 }
 
+// The order of the list changes with what is plugged in; the selection stays with its device.
 void AudioMonitor::getAudioDevices() {
     std::vector<AudioDevice> devices;
+    std::vector<std::string> identifiers;
     for (platform::AudioCaptureDevice& device : m_capture.devices()) {
         devices.push_back({.index = devices.size(), .name = std::move(device.name)});
-        m_audioDeviceIDs.push_back(std::move(device.identifier));
+        identifiers.push_back(std::move(device.identifier));
     }
+    if (m_selectedID.empty() && !identifiers.empty())
+        m_selectedID = identifiers.front();
+    auto selected = std::ranges::find(identifiers, m_selectedID);
+    if (selected == identifiers.end() && !m_selectedID.empty()) {
+        const std::string& name = m_audioDevices.get()[m_selectedAudioDevice.get()].name;
+        devices.push_back({.index = devices.size(), .name = name, .isPresent = false});
+        selected = identifiers.insert(selected, m_selectedID);
+    }
+    const auto index = static_cast<std::size_t>(selected - identifiers.begin());
+    if (identifiers == m_audioDeviceIDs && devices == m_audioDevices.get())
+        return;
+    m_audioDeviceIDs = std::move(identifiers);
+    m_selectedAudioDevice.set(index);
     m_audioDevices.set(std::move(devices));
 }
 
+void AudioMonitor::updateDevices() {
+    const bool hadNone = m_selectedID.empty();
+    getAudioDevices();
+    if (!hadNone || m_selectedID.empty())
+        return;
+    announceSelection();
+    if (m_isActive.get())
+        openSelectedDevice();
+}
+
 void AudioMonitor::selectAudioDevice(std::size_t index) {
-    if (index >= m_audioDeviceIDs.size())
-        platform::fatalError("There is no audio device of that index");
-    const auto devices = m_capture.devices();
-    const auto isSelected = [&](const auto& device) {
-        return device.identifier == m_audioDeviceIDs[index];
-    };
-    if (std::none_of(devices.begin(), devices.end(), isSelected))
-        platform::fatalError("Tried to select invalid audio device");
+    if (index >= m_audioDeviceIDs.size()) {
+        m_log.line("Tried to select invalid audio device");
+        return;
+    }
+    m_selectedID = m_audioDeviceIDs[index];
     m_selectedAudioDevice.set(index);
     announceSelection();
     m_capture.stop();
     if (m_isActive.get())
         openSelectedDevice();
+    updateDevices(); // the former selection may have gone
 }
 
 void AudioMonitor::setIsActive(bool active) {
@@ -87,7 +115,7 @@ static std::string lineFor(const platform::AudioCaptureEvent& event) {
 }
 
 void AudioMonitor::openSelectedDevice() {
-    if (m_audioDeviceIDs.empty())
+    if (m_selectedID.empty())
         return;
     const auto onBlock = [this](std::span<const float> samples) {
         {
@@ -101,7 +129,7 @@ void AudioMonitor::openSelectedDevice() {
         });
     };
     const auto onEvent = [&log = m_log](const auto& event) { log.line(lineFor(event)); };
-    m_capture.start(m_audioDeviceIDs[m_selectedAudioDevice.get()], onBlock, onEvent);
+    m_capture.start(m_selectedID, onBlock, onEvent);
 }
 
 void AudioMonitor::takeNewest() {

@@ -23,30 +23,35 @@ namespace starloom {
 struct AudioDevice {
     std::size_t index; ///< into AudioMonitor::audioDevices()
     std::string name;
+    /// The selected device stays on the list when it has gone.
+    bool isPresent = true;
 
     bool operator==(const AudioDevice&) const = default;
 };
 
-/// Main thread; what it is made with must outlive it. Blocks are analysed on the capture's own
-/// thread, one after the other, and the spectra cross to the main queue.
+/// Main thread; what it is made with must outlive it. Nothing here waits for a device. Blocks are
+/// analysed on the capture's own thread, one after the other, and the spectra cross to the main
+/// queue.
 class AudioMonitor {
 public:
-    /// Captures from the first device, if there is any, from the start.
+    /// Captures from the first device, as soon as there is any.
     AudioMonitor(platform::AudioCapture& capture, platform::MainQueue& mainQueue,
                  platform::Log& log);
     ~AudioMonitor();
     AudioMonitor(const AudioMonitor&) = delete;
     AudioMonitor& operator=(const AudioMonitor&) = delete;
 
-    /// The devices that could be captured from when the console started.
+    /// The devices that can be captured from now, and the selected one. Follows what is plugged in
+    /// and out, by way of the main queue.
     const platform::Published<std::vector<AudioDevice>>& audioDevices() const {
         return m_audioDevices;
     }
+    /// An index into them, unless there are none. When both change, this one is set first.
     const platform::Published<std::size_t>& selectedAudioDevice() const {
         return m_selectedAudioDevice;
     }
-    /// Captures from that device from now on. Stops the program when there is no such index, or
-    /// when the device has been taken out since.
+    /// Captures from that device from now on: as soon as it is there, if it has gone, and again
+    /// whenever it comes back. An index beyond the list is one line on the log.
     void selectAudioDevice(std::size_t index);
 
     const platform::Published<bool>& isActive() const { return m_isActive; }
@@ -58,6 +63,7 @@ public:
 
 private:
     void getAudioDevices();
+    void updateDevices();
     void announceSelection();
     void startSession();
     void openSelectedDevice();
@@ -69,6 +75,7 @@ private:
     platform::Published<std::vector<AudioDevice>> m_audioDevices;
     /// The identifiers of m_audioDevices.
     std::vector<std::string> m_audioDeviceIDs;
+    std::string m_selectedID; ///< empty until there was a device
     platform::Published<std::size_t> m_selectedAudioDevice;
     platform::Published<bool> m_isActive{true};
     FFTValues m_fftValues;

@@ -3,7 +3,6 @@
 #include "app/panes/SoundControls.h"
 
 #include <QCheckBox>
-#include <QComboBox>
 #include <QHBoxLayout>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -11,6 +10,8 @@
 #include <algorithm>
 
 namespace app {
+
+using starloom::AudioDevice;
 
 static constexpr int volumeStep = 5;
 
@@ -30,7 +31,8 @@ SoundControls::SoundControls(const Actions& actions, Settings& settings,
       m_output(output),
       m_input(input),
       m_volume(new QSlider(Qt::Horizontal)),
-      m_mute(actions.mute) {
+      m_mute(actions.mute),
+      m_devices(new QComboBox) {
     auto* rows = new QVBoxLayout(this);
     rows->setContentsMargins(0, 0, 0, 0);
     rows->addWidget(makeOutputRow());
@@ -55,36 +57,47 @@ QWidget* SoundControls::makeOutputRow() {
     return makeRow(muteButton, m_volume);
 }
 
-// Devices are remembered by name: their order changes when one is plugged in.
 QWidget* SoundControls::makeInputRow() {
     auto* active = new QCheckBox(tr("Input"));
-    auto* devices = new QComboBox;
-    devices->setAccessibleName(tr("Input device"));
-    devices->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    for (const auto& device : m_input.audioDevices().get())
-        devices->addItem(QString::fromStdString(device.name));
-    if (devices->count() == 0) {
-        devices->addItem(tr("No input device"));
-        devices->setEnabled(false);
-    } else {
-        const int remembered = devices->findText(m_settings.inputDevice.get());
-        if (remembered > 0)
-            m_input.selectAudioDevice(static_cast<std::size_t>(remembered));
-        devices->setCurrentIndex(static_cast<int>(m_input.selectedAudioDevice().get()));
-    }
+    m_devices->setAccessibleName(tr("Input device"));
+    m_devices->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     if (!m_settings.inputActive.get())
         m_input.setIsActive(false);
     active->setChecked(m_input.isActive().get());
+    listDevices();
+    m_observation = m_input.audioDevices().observe([this](const auto&) { listDevices(); });
 
-    connect(devices, &QComboBox::activated, this, [this, devices](int index) {
+    connect(m_devices, &QComboBox::activated, this, [this](int index) {
+        m_settings.inputDevice.set(
+            QString::fromStdString(m_input.audioDevices().get().at(index).name));
         m_input.selectAudioDevice(static_cast<std::size_t>(index));
-        m_settings.inputDevice.set(devices->itemText(index));
     });
     connect(active, &QCheckBox::toggled, this, [this](bool on) {
         m_input.setIsActive(on);
         m_settings.inputActive.set(on);
     });
-    return makeRow(active, devices);
+    return makeRow(active, m_devices);
+}
+
+// Devices are remembered by name: their order changes when one is plugged in. The remembered one is
+// taken as soon as it is there.
+void SoundControls::listDevices() {
+    const auto& devices = m_input.audioDevices().get();
+    const std::size_t selected = m_input.selectedAudioDevice().get();
+    const auto remembered =
+        std::ranges::find(devices, m_settings.inputDevice.get().toStdString(), &AudioDevice::name);
+    if (remembered != devices.end() && remembered->index != selected)
+        m_input.selectAudioDevice(remembered->index);
+
+    m_devices->clear();
+    for (const auto& device : m_input.audioDevices().get()) {
+        const QString name = QString::fromStdString(device.name);
+        m_devices->addItem(device.isPresent ? name : tr("%1 (not connected)").arg(name));
+    }
+    m_devices->setEnabled(m_devices->count() > 0);
+    if (m_devices->count() == 0)
+        m_devices->addItem(tr("No input device"));
+    m_devices->setCurrentIndex(static_cast<int>(m_input.selectedAudioDevice().get()));
 }
 
 void SoundControls::changeVolume(int step) {

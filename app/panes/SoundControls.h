@@ -9,6 +9,7 @@
 #include "app/window/Settings.h"
 #include "platform/audio/AudioEngine.h"
 
+#include <QComboBox>
 #include <QSlider>
 #include <QWidget>
 
@@ -24,6 +25,7 @@ public:
 private:
     QWidget* makeOutputRow();
     QWidget* makeInputRow();
+    void listDevices();
     void applyVolume();
     void changeVolume(int step);
 
@@ -32,6 +34,8 @@ private:
     starloom::AudioMonitor& m_input;
     QSlider* m_volume;
     QAction* m_mute;
+    QComboBox* m_devices;
+    platform::Observation m_observation;
 };
 
 } // namespace app

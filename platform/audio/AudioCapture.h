@@ -22,7 +22,7 @@ struct AudioCaptureDevice {
 struct AudioCaptureEvent {
     enum class Kind {
         Started,     ///< blocks arrive from now on
-        Error,       ///< the device cannot be opened
+        Error,       ///< the device cannot be opened; it is used when it can
         Interrupted, ///< the device has gone; it is used again when it comes back
         Stopped,     ///< as stop() asked
     };
@@ -41,11 +41,18 @@ public:
     using BlockHandler = std::function<void(std::span<const float> samples)>;
     /// Called on a thread of the capture.
     using EventHandler = std::function<void(const AudioCaptureEvent&)>;
+    /// Likewise; is not to wait for anything.
+    using ListHandler = std::function<void()>;
 
     virtual ~AudioCapture() = default;
 
-    /// The devices that are there now; the system's preferred one first. May wait a moment.
+    /// The devices that are there, as far as is known by now: after the start it takes a moment.
+    /// The first one is what the system preferred when the list last changed.
     virtual std::vector<AudioCaptureDevice> devices() = 0;
+    /// Calls `onChange` whenever devices() has come to answer something else; it replaces the
+    /// former handler, which is not called any more when this has returned. An empty one ends the
+    /// watch.
+    virtual void watchDevices(ListHandler onChange) = 0;
     /// Opens a device in place of the one that is open. Returns at once; what becomes of it is told
     /// by events.
     virtual void start(const std::string& identifier, BlockHandler onBlock,
@@ -58,6 +65,7 @@ public:
 class SilentAudioCapture final : public AudioCapture {
 public:
     std::vector<AudioCaptureDevice> devices() override { return {}; }
+    void watchDevices(ListHandler) override {}
     void start(const std::string&, BlockHandler, EventHandler) override {}
     void stop() override {}
 };

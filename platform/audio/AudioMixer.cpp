@@ -143,13 +143,16 @@ void AudioMixer::detachDevice() {
     m_driver = Driver::Clock;
 }
 
+// A stall counts also when nobody has asked for the time meanwhile.
 bool AudioMixer::claimTime() {
+    const std::int64_t now = clockTime();
     Driver driver = Driver::DeviceExpected;
-    if (m_driver.compare_exchange_strong(driver, Driver::Device)) {
-        m_renderedUntil = std::max<std::int64_t>(m_renderedUntil, clockTime());
-        return true;
-    }
-    return driver == Driver::Device;
+    const bool isTakingOver = m_driver.compare_exchange_strong(driver, Driver::Device);
+    if (!isTakingOver && driver != Driver::Device)
+        return false;
+    if (isTakingOver || now - m_renderedUntil >= stallLength)
+        m_renderedUntil = std::max<std::int64_t>(m_renderedUntil, now);
+    return true;
 }
 
 void AudioMixer::render(std::span<float> interleaved) {

@@ -40,6 +40,15 @@ void SDLAudioCapture::Session::change(const SDLAudioChange& change) {
     }
 }
 
+SDLAudioCapture::~SDLAudioCapture() {
+    watchDevices({});
+    stop();
+}
+
+void SDLAudioCapture::watchDevices(ListHandler onChange) {
+    m_thread.watchCaptureDevices(std::move(onChange));
+}
+
 std::vector<AudioCaptureDevice> SDLAudioCapture::devices() {
     std::vector<AudioCaptureDevice> devices;
     for (std::string& name : m_thread.captureDevices())

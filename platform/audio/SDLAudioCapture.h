@@ -15,12 +15,13 @@ class SDLAudioCapture final : public AudioCapture {
 public:
     /// The thread must outlive it.
     explicit SDLAudioCapture(SDLAudioThread& thread) : m_thread(thread) {}
-    ~SDLAudioCapture() override { stop(); }
+    ~SDLAudioCapture() override;
     SDLAudioCapture(const SDLAudioCapture&) = delete;
     SDLAudioCapture& operator=(const SDLAudioCapture&) = delete;
 
     /// SDL makes the names unique, so that they are the identifiers too.
     std::vector<AudioCaptureDevice> devices() override;
+    void watchDevices(ListHandler onChange) override;
     void start(const std::string& identifier, BlockHandler onBlock, EventHandler onEvent) override;
     void stop() override;
 

@@ -27,29 +27,49 @@ constexpr milliseconds watchInterval(200);
 /// Pauses between attempts to open a device; they double from the first to the last.
 constexpr milliseconds firstRetry(250);
 constexpr milliseconds lastRetry(4000);
-/// How long others wait for this thread at most.
+/// How often devices are looked for where there are none and nobody waits for them.
+constexpr milliseconds searchInterval(10'000);
+/// How long others wait for this thread to end.
 constexpr milliseconds patience(1000);
 
-bool startSubsystem() {
-    if (SDL_WasInit(SDL_INIT_AUDIO) != 0)
+/// SDL's audio, which is one for the whole process. It finds a sound server that was started again
+/// only when it starts anew itself.
+class Subsystem {
+public:
+    enum class State { Stopped, Running, Failed };
+
+    bool start();
+    void stop();
+    State state() const { return m_state; }
+
+private:
+    State m_state = State::Stopped;
+};
+
+bool Subsystem::start() {
+    if (m_state == State::Running)
         return true;
+    m_state = State::Failed;
     if (SDL_InitSubSystem(SDL_INIT_AUDIO) != 0)
         return false;
-    // Nobody reads events; devices are watched by their status.
+    // Nobody reads events; devices are watched by their status, and their list is compared.
     SDL_EventState(SDL_AUDIODEVICEADDED, SDL_IGNORE);
     SDL_EventState(SDL_AUDIODEVICEREMOVED, SDL_IGNORE);
+    m_state = State::Running;
     return true;
 }
 
-void stopSubsystem() {
-    if (SDL_WasInit(SDL_INIT_AUDIO) != 0)
+void Subsystem::stop() {
+    if (m_state == State::Running)
         SDL_QuitSubSystem(SDL_INIT_AUDIO);
+    m_state = State::Stopped;
 }
 
 /// What SDL plays or captures.
 class Device {
 public:
-    explicit Device(Stream::Kind kind) : m_capture(kind == Stream::Kind::Capture) {}
+    Device(Subsystem& subsystem, Stream::Kind kind)
+        : m_subsystem(subsystem), m_capture(kind == Stream::Kind::Capture) {}
     ~Device() { close(); }
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
@@ -58,12 +78,15 @@ public:
     void lookAfter(const StreamPtr& wanted);
     void close();
     bool isOpen() const { return m_id != 0; }
+    /// Ends the pause before the next attempt to open it.
+    void tryAgain() { m_nextAttempt = SteadyClock::now(); }
 
 private:
     void open();
     void fail(const std::string& reason);
     static void onBlock(void* stream, Uint8* bytes, int length);
 
+    Subsystem& m_subsystem;
     const int m_capture;
     StreamPtr m_stream;
     SDL_AudioDeviceID m_id = 0;
@@ -105,7 +128,7 @@ void Device::lookAfter(const StreamPtr& wanted) {
 void Device::open() {
     m_nextAttempt = SteadyClock::now() + m_pause;
     m_pause = std::min(2 * m_pause, lastRetry);
-    if (!startSubsystem())
+    if (!m_subsystem.start())
         return fail(SDL_GetError());
     // Some back ends complain at length on standard error when there is nothing to open.
     if (SDL_GetNumAudioDevices(m_capture) == 0)
@@ -143,15 +166,18 @@ std::vector<std::string> captureNames() {
     for (int i = 0; i < SDL_GetNumAudioDevices(1); ++i)
         if (const char* name = SDL_GetAudioDeviceName(i, 1))
             names.emplace_back(name);
+    return names;
+}
+
+void putDefaultFirst(std::vector<std::string>& names) {
     char* preferred = nullptr;
     SDL_AudioSpec spec;
-    if (SDL_GetDefaultAudioInfo(&preferred, &spec, 1) == 0 && preferred != nullptr) {
-        const auto found = std::find(names.begin(), names.end(), preferred);
-        if (found != names.end())
-            std::rotate(names.begin(), found, found + 1);
-        SDL_free(preferred);
-    }
-    return names;
+    if (SDL_GetDefaultAudioInfo(&preferred, &spec, 1) != 0 || preferred == nullptr)
+        return;
+    const auto found = std::find(names.begin(), names.end(), preferred);
+    if (found != names.end())
+        std::rotate(names.begin(), found, found + 1);
+    SDL_free(preferred);
 }
 
 } // namespace
@@ -167,27 +193,29 @@ struct SDLAudioThread::Shared {
     std::condition_variable answered; ///< tells those who wait for it
     std::array<StreamPtr, 2> wanted;  ///< by kind
     bool isNew = true;                ///< something of this has changed
-    bool listWanted = true;
     std::vector<std::string> captureDevices;
     bool closing = false;
     bool closed = false;
 
+    std::mutex handlerMutex; ///< held while the handler runs
+    std::function<void()> onListChange;
+
     // The thread's own.
-    Device output{Stream::Kind::Output};
-    Device capture{Stream::Kind::Capture};
+    Subsystem subsystem;
+    Device output{subsystem, Stream::Kind::Output};
+    Device capture{subsystem, Stream::Kind::Capture};
+    std::vector<std::string> listed; ///< as SDL had them
+    SteadyClock::time_point nextSearch;
 };
 
 void SDLAudioThread::Shared::run() {
     // SDL's subsystem is one for the whole process: a thread that was left to itself ends first.
-    static std::mutex subsystem;
-    const std::lock_guard alone(subsystem);
+    static std::mutex whole;
+    const std::lock_guard alone(whole);
     std::unique_lock lock(mutex);
     while (!closing) {
         isNew = false;
-        const bool listing = listWanted;
         lock.unlock();
-        if (listing)
-            listDevices();
         lookAfterDevices();
         lock.lock();
         changed.wait_for(lock, watchInterval, [this] { return isNew || closing; });
@@ -195,22 +223,9 @@ void SDLAudioThread::Shared::run() {
     lock.unlock();
     output.close();
     capture.close();
-    stopSubsystem();
+    subsystem.stop();
     lock.lock();
     closed = true;
-    answered.notify_all();
-}
-
-// A sound server that was started again is found only by a subsystem that starts anew.
-void SDLAudioThread::Shared::listDevices() {
-    if (!output.isOpen() && !capture.isOpen())
-        stopSubsystem();
-    std::vector<std::string> names;
-    if (startSubsystem())
-        names = captureNames();
-    const std::lock_guard lock(mutex);
-    captureDevices = std::move(names);
-    listWanted = false;
     answered.notify_all();
 }
 
@@ -220,8 +235,38 @@ void SDLAudioThread::Shared::lookAfterDevices() {
     lock.unlock();
     output.lookAfter(streams[0]);
     capture.lookAfter(streams[1]);
-    if (!output.isOpen() && !capture.isOpen() && (streams[0] || streams[1]))
-        stopSubsystem(); // likewise
+    const bool isIdle = !streams[0] && !streams[1];
+    // Nobody wants a device yet, but what there is can be shown.
+    if (isIdle && listed.empty() && SteadyClock::now() >= nextSearch) {
+        subsystem.stop();
+        subsystem.start();
+        nextSearch = SteadyClock::now() + searchInterval;
+    }
+    listDevices();
+    if (!output.isOpen() && !capture.isOpen() && !isIdle)
+        subsystem.stop();
+}
+
+// While SDL's audio is stopped between two attempts, what was found last still holds.
+void SDLAudioThread::Shared::listDevices() {
+    if (subsystem.state() == Subsystem::State::Stopped)
+        return;
+    std::vector<std::string> names;
+    if (subsystem.state() == Subsystem::State::Running)
+        names = captureNames();
+    if (names == listed)
+        return;
+    listed = names;
+    capture.tryAgain(); // it may be back
+    if (!names.empty())
+        putDefaultFirst(names);
+    {
+        const std::lock_guard lock(mutex);
+        captureDevices = std::move(names);
+    }
+    const std::lock_guard lock(handlerMutex);
+    if (onListChange)
+        onListChange();
 }
 
 SDLAudioThread::SDLAudioThread() : m_shared(std::make_shared<Shared>()) {
@@ -258,13 +303,14 @@ void SDLAudioThread::close(SDLAudioStream::Kind kind) {
     m_shared->changed.notify_all();
 }
 
-std::vector<std::string> SDLAudioThread::captureDevices() {
-    std::unique_lock lock(m_shared->mutex);
-    m_shared->listWanted = true;
-    m_shared->isNew = true;
-    m_shared->changed.notify_all();
-    m_shared->answered.wait_for(lock, patience, [this] { return !m_shared->listWanted; });
+std::vector<std::string> SDLAudioThread::captureDevices() const {
+    const std::lock_guard lock(m_shared->mutex);
     return m_shared->captureDevices;
+}
+
+void SDLAudioThread::watchCaptureDevices(std::function<void()> onChange) {
+    const std::lock_guard lock(m_shared->handlerMutex);
+    m_shared->onListChange = std::move(onChange);
 }
 
 } // namespace platform

@@ -56,9 +56,13 @@ public:
     void keepOpen(std::shared_ptr<const SDLAudioStream> stream);
     /// Lets the device of a kind be closed. Returns at once.
     void close(SDLAudioStream::Kind kind);
-    /// Names of what sound can be captured from: the default device first. Waits for a moment at
-    /// most, and then gives what was known before.
-    std::vector<std::string> captureDevices();
+    /// Names of what sound can be captured from, as far as known: the default device first. Devices
+    /// that come and go are noticed within some hundred milliseconds, a sound server that comes
+    /// within some seconds.
+    std::vector<std::string> captureDevices() const;
+    /// Calls `onChange` on the thread after every change of these names. The former handler is not
+    /// called any more when this has returned.
+    void watchCaptureDevices(std::function<void()> onChange);
 
 private:
     struct Shared;

@@ -14,6 +14,7 @@ using Kind = platform::AudioCaptureEvent::Kind;
 class FakeCapture final : public platform::AudioCapture {
 public:
     std::vector<platform::AudioCaptureDevice> devices() override { return present; }
+    void watchDevices(ListHandler onChange) override { onListChange = std::move(onChange); }
     void start(const std::string& identifier, BlockHandler block, EventHandler event) override {
         open = identifier;
         onBlock = std::move(block);
@@ -23,12 +24,19 @@ public:
 
     std::vector<platform::AudioCaptureDevice> present{{"Microphone", "m1"}, {"Line", "l1"}};
     std::string open;
+    ListHandler onListChange;
     BlockHandler onBlock;
     EventHandler onEvent;
 };
 
 class AudioMonitorTest : public testing::Test {
 protected:
+    void plug(std::vector<platform::AudioCaptureDevice> devices) {
+        capture.present = std::move(devices);
+        capture.onListChange();
+        mainQueue.pump();
+    }
+
     FakeCapture capture;
     platform::MainQueue mainQueue;
     Lines lines;
@@ -89,9 +97,56 @@ TEST_F(AudioMonitorTest, SwitchesDevicesAndStops) {
     EXPECT_EQ(lines,
               (Lines{"Selected new audio device: Line", "Stopped audio capture session",
                      "Selected new audio device: Microphone", "Started audio capture session"}));
-    EXPECT_DEATH(monitor.selectAudioDevice(2), "Fatal error: There is no audio device");
-    capture.present.pop_back();
-    EXPECT_DEATH(monitor.selectAudioDevice(1), "Fatal error: Tried to select invalid audio device");
+}
+
+TEST_F(AudioMonitorTest, FollowsWhatIsPluggedIn) {
+    AudioMonitor monitor(capture, mainQueue, log);
+    monitor.selectAudioDevice(1);
+    lines.clear();
+    plug({{"Radio", "r1"}, {"Microphone", "m1"}, {"Line", "l1"}});
+    EXPECT_EQ(monitor.selectedAudioDevice().get(), 2U) << "the device, not the place";
+    EXPECT_EQ(capture.open, "l1");
+
+    // Out with the one that is used: the capture waits for it, under the same name.
+    plug({{"Microphone", "m1"}});
+    EXPECT_EQ(monitor.audioDevices().get(),
+              (std::vector<AudioDevice>{{0, "Microphone"}, {1, "Line", false}}));
+    EXPECT_EQ(monitor.selectedAudioDevice().get(), 1U);
+    EXPECT_EQ(capture.open, "l1");
+    plug({});
+    EXPECT_EQ(monitor.audioDevices().get(), (std::vector<AudioDevice>{{0, "Line", false}}));
+    plug({{"Line", "l1"}, {"Microphone", "m1"}});
+    EXPECT_EQ(monitor.audioDevices().get(),
+              (std::vector<AudioDevice>{{0, "Line"}, {1, "Microphone"}}));
+    EXPECT_TRUE(lines.empty()) << lines.front();
+}
+
+TEST_F(AudioMonitorTest, ChoosingADeviceThatIsGoneEndsNothing) {
+    AudioMonitor monitor(capture, mainQueue, log);
+    monitor.setIsActive(false);
+    plug({{"Line", "l1"}});
+    monitor.setIsActive(true); // the selected one is not there
+    EXPECT_EQ(capture.open, "m1");
+    monitor.selectAudioDevice(0);
+    EXPECT_EQ(capture.open, "l1");
+    EXPECT_EQ(monitor.audioDevices().get(), (std::vector<AudioDevice>{{0, "Line"}}));
+    lines.clear();
+    monitor.selectAudioDevice(1); // of the list as it was
+    EXPECT_EQ(lines, Lines{"Tried to select invalid audio device"});
+    EXPECT_EQ(capture.open, "l1");
+}
+
+TEST_F(AudioMonitorTest, TakesTheFirstDeviceThatComes) {
+    const auto later = std::exchange(capture.present, {});
+    AudioMonitor monitor(capture, mainQueue, log);
+    EXPECT_EQ(capture.open, "");
+    lines.clear();
+    plug(later);
+    EXPECT_EQ(capture.open, "m1");
+    EXPECT_EQ(lines, Lines{"Selected new audio device: Microphone"});
+    plug({{"Line", "l1"}, {"Microphone", "m1"}});
+    EXPECT_EQ(capture.open, "m1");
+    EXPECT_EQ(lines.size(), 1U);
 }
 
 TEST_F(AudioMonitorTest, LivesWithoutDevicesAndGoesDuringAnAnalysis) {
@@ -103,8 +158,10 @@ TEST_F(AudioMonitorTest, LivesWithoutDevicesAndGoesDuringAnAnalysis) {
     FakeCapture other;
     auto monitor = std::make_unique<AudioMonitor>(other, mainQueue, log);
     other.onBlock(std::vector<float>(1024, 1.0F));
+    other.onListChange();
     monitor.reset();
-    EXPECT_EQ(mainQueue.pump(), 1U);
+    EXPECT_FALSE(other.onListChange);
+    EXPECT_EQ(mainQueue.pump(), 2U);
 }
 
 } // namespace starloom

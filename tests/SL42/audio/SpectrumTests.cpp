@@ -65,7 +65,7 @@ protected:
 } // namespace
 
 TEST_F(SpectrumTest, ShowsWhatTheMicrophoneHears) {
-    ASSERT_EQ(monitor().audioDevices().get().size(), 2U);
+    ASSERT_TRUE(serveUntil([&] { return monitor().audioDevices().get().size() == 2; }));
     EXPECT_EQ(monitor().audioDevices().get()[0].name, "Monitor of Stage"); // the default one
     // The song's own noise, until it has been in every bin for some blocks.
     ASSERT_TRUE(serveUntil([&] {

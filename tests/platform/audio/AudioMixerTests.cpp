@@ -241,10 +241,13 @@ TEST_F(AudioMixerTest, KeepsTimeWithAndWithoutADevice) {
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(node.position(), 73'024 + 48'000 + 1024);
     EXPECT_EQ(resumptions, 1);
+    wait(47'000); // a stall that nobody has asked about
+    EXPECT_EQ(block().at(0), static_cast<float>(73'024 % 48'000 + 24) / 48000);
+    EXPECT_EQ(node.position(), 73'024 + 2 * 48'000 + 1048);
     mixer.detachDevice();
     EXPECT_EQ(block().at(0), 0.0F); // a late callback of a device that has gone
     clock.advance(Seconds(2));
-    EXPECT_EQ(node.position(), 73'024 + 48'000 + 2048 + 96'000);
+    EXPECT_EQ(node.position(), 73'024 + 2 * 48'000 + 2072 + 96'000);
 
     // One that goes while it stalls, and another in its place: that is not this one's return.
     mixer.attachDevice();

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <stdexcept>
 #include <thread>
 
 namespace tests {
@@ -31,6 +32,20 @@ void PulseServer::start() {
         "-L", "module-sine sink=tuner frequency=3000", "-L", protocol});
     for (int i = 0; i < 1000 && !std::filesystem::exists(m_folder.path("socket")); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+static void control(std::vector<std::string> words) {
+    words.insert(words.begin(), "pactl");
+    if (Program(words, {.in = {}, .out = "/dev/null", .err = {}}).wait() != 0)
+        throw std::runtime_error("pactl failed");
+}
+
+void PulseServer::plugIn() {
+    control({"load-module", "module-sine-source", "source_name=whistle", "frequency=1000"});
+}
+
+void PulseServer::pullOut() {
+    control({"unload-module", "module-sine-source"});
 }
 
 } // namespace tests

@@ -21,6 +21,10 @@ public:
     /// Ends the server as a crash would; start() brings another one up in its place.
     void kill() { m_server.reset(); }
     void start();
+    /// Plugs another microphone in, `whistle`, which hears a sine of 1000 Hz, and pulls it out.
+    void plugIn();
+    void pullOut();
+    static constexpr const char* whistle = "Sine source at 1000 Hz";
     /// Makes it stop answering, and answer again.
     void freeze() { m_server->signal(SIGSTOP); }
     void thaw() { m_server->signal(SIGCONT); }
