@@ -6,7 +6,6 @@
 #include <cassert>
 #include <cmath>
 #include <limits>
-#include <thread>
 #include <utility>
 
 namespace platform {
@@ -81,15 +80,17 @@ void AudioMixer::collectEnded() {
         if (const Voice* voice = m_owned[slot].get())
             if (voice->m_ended.load(std::memory_order_acquire) || (unheard && voice->m_ending))
                 remove(slot);
+    std::erase_if(m_removed,
+                  [this](const Removed& voice) { return m_blockSequence != voice.sequence; });
 }
 
 // A block that began before the exchange may still read the voice; one that begins later cannot.
-// Mixing a block takes microseconds, so the main thread waits for it.
+// The main thread does not wait for it: a busy machine may put the callback aside in its middle.
 void AudioMixer::remove(std::size_t slot) {
     m_voices[slot] = nullptr;
     const std::uint64_t sequence = m_blockSequence;
-    while (sequence % 2 == 1 && m_blockSequence == sequence)
-        std::this_thread::yield();
+    if (sequence % 2 == 1)
+        m_removed.push_back({std::move(m_owned[slot]), sequence});
     m_owned[slot] = nullptr;
 }
 

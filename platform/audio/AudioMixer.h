@@ -5,7 +5,8 @@
 //
 // Two threads meet here. The main thread starts and ends voices; a device's callback renders. The
 // callback takes no lock and no memory: it reads a fixed table of voices through atomics. A voice
-// that has ended is freed on the main thread, once the block that may still read it is over.
+// that has ended is freed on the main thread, once the block that may still read it is over;
+// neither thread waits for the other.
 //
 // The mixer's time is a count of samples. While a device renders, it is the device's; between two
 // blocks the clock fills in. While there is no device, or it has stalled, it is the clock's alone.
@@ -21,6 +22,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace platform {
 
@@ -127,6 +129,12 @@ private:
     std::array<std::atomic<Voice*>, voiceCount> m_voices{};
     std::array<std::shared_ptr<Voice>, voiceCount> m_owned;
     std::uint64_t m_voicesBegun = 0;
+    /// What a block that is still mixed may read, and the sequence number of that block.
+    struct Removed {
+        std::shared_ptr<Voice> voice;
+        std::uint64_t sequence;
+    };
+    std::vector<Removed> m_removed;
     std::atomic<float> m_outputVolume = 1;
     float m_outputGain = 1; ///< follows it; the callback's own
     /// Odd while a block is mixed.

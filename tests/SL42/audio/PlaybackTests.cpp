@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "platform/audio/AudioMixer.h"
+#include "platform/audio/MixerPlayerNode.h"
 #include "platform/audio/SDLAudioEngine.h"
 #include "tests/SL42/ConsoleFixture.h"
 #include "tests/ScratchFolder.h"
@@ -75,6 +75,31 @@ public:
 
     PlayerRecords players;
     bool broken = false;
+};
+
+/// Mixes as for a device, whose blocks the test asks for.
+class MixingEngine final : public platform::AudioEngine {
+public:
+    explicit MixingEngine(platform::ManualClock& theClock) : mixer(theClock), clock(theClock) {}
+    platform::Result<void> start() override {
+        mixer.attachDevice();
+        return {};
+    }
+    std::unique_ptr<platform::AudioPlayerNode> attachPlayerNode() override {
+        return std::make_unique<platform::MixerPlayerNode>(mixer);
+    }
+    std::uint32_t deviceIdentifier() const override { return 1; }
+    platform::Seconds outputLatency() const override { return platform::Seconds(0); }
+    void setOutputVolume(float volume) override { mixer.setOutputVolume(volume); }
+    std::vector<float> block() {
+        std::vector<float> samples(2048);
+        mixer.render(samples);
+        clock.advance(platform::Seconds(1024.0 / platform::AudioMixer::sampleRate));
+        return samples;
+    }
+
+    platform::AudioMixer mixer;
+    platform::ManualClock& clock;
 };
 
 class PlaybackTest : public ConsoleTest {
@@ -162,6 +187,34 @@ TEST_F(PlaybackTest, CutsACrossfadeShort) {
     EXPECT_LT(output.players[2]->volumes.back(), 0.5F); // at its next tick
     serveUntil([&] { return !second.playing; });
     EXPECT_EQ(output.players[2]->volumes.back(), 1.0F);
+}
+
+// Each long before the fade of the one before it has ended.
+TEST_F(PlaybackTest, TwentySavesWithinASecondEndInOneSong) {
+    MixingEngine mixing(clock);
+    startOn(mixing);
+    std::vector<std::weak_ptr<const PCMBuffer>> songs;
+    for (int save = 0; save < 20; ++save) {
+        playSong(0.5F);
+        songs.push_back(renderer().audioBuffer());
+        for (int i = 0; i < 2; ++i) {
+            const auto samples = mixing.block();
+            const auto [lowest, highest] = std::minmax_element(samples.begin(), samples.end());
+            EXPECT_GT(*lowest, 0.1F) << save;
+            EXPECT_LE(*highest, 1.0F) << save;
+        }
+    }
+    EXPECT_EQ(renderer().sample(), 40U * 1024) << "in phase";
+    const auto last = songs.back().lock();
+    songs.pop_back();
+    EXPECT_TRUE(serveUntil([&] {
+        mixing.block();
+        renderer().sample();
+        return std::ranges::all_of(songs, [](const auto& song) { return song.expired(); });
+    }));
+    EXPECT_EQ(renderer().audioBuffer(), last);
+    EXPECT_EQ(mixing.block(), std::vector<float>(2048, 0.5F));
+    engine.reset();
 }
 
 TEST_F(PlaybackTest, StopsAndStartsOver) {

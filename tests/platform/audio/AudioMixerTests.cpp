@@ -171,6 +171,38 @@ TEST_F(AudioMixerTest, SongsOfOtherLengthsBeginInPhase) {
     }
 }
 
+// The device asks for five seconds in the middle of a crossfade, and the main thread is not there.
+TEST_F(AudioMixerTest, TheSoundGoesOnWithoutTheMainThread) {
+    mixer.attachDevice();
+    constexpr std::uint32_t length = 7'000;
+    const auto song = noise(length);
+    MixerPlayerNode node(mixer);
+    node.schedule(song, 0);
+    node.play();
+    const auto next = node.playInPhase(noise(length));
+    next->setVolume(0.375F);
+    node.setVolume(0.625F);
+    std::vector<float> heard;
+    std::size_t allocated = 1;
+    std::thread device([&] {
+        heard.reserve(std::size_t{241} * 2048);
+        std::vector<float> samples(2048);
+        const std::size_t before = test::allocationCount();
+        for (int i = 0; i < 240; ++i) {
+            mixer.render(samples);
+            heard.insert(heard.end(), samples.begin(), samples.end());
+            wait(1024);
+        }
+        allocated = test::allocationCount() - before;
+    });
+    device.join();
+    EXPECT_EQ(allocated, 0U);
+    for (std::size_t i = 0; i < heard.size() / 2; ++i)
+        ASSERT_NEAR(heard[2 * i], song->channel(0)[i % length], 1e-5) << i;
+    EXPECT_EQ(node.position(), 240 * 1024);
+    EXPECT_EQ(next->position(), 240 * 1024);
+}
+
 TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
     mixer.attachDevice();
     MixerPlayerNode node(mixer);
@@ -280,6 +312,27 @@ TEST_F(AudioMixerTest, FreesVoicesOnTheMainThreadOnly) {
     last.schedule(constant(0), 0);
     last.play();
     EXPECT_EQ(buffer.use_count(), 1);
+}
+
+TEST_F(AudioMixerTest, TheNewestOfTooManySongsIsHeard) {
+    mixer.attachDevice();
+    std::vector<std::unique_ptr<MixerPlayerNode>> nodes;
+    const auto play = [&](float value) {
+        nodes.push_back(std::make_unique<MixerPlayerNode>(mixer));
+        nodes.back()->schedule(constant(value), 0);
+        nodes.back()->play();
+    };
+    for (std::size_t i = 0; i < AudioMixer::voiceCount; ++i)
+        play(0);
+    play(0.25F);
+    EXPECT_EQ(block().front(), 0.25F);
+    for (std::size_t i = 1; i < AudioMixer::voiceCount; ++i)
+        play(0);
+    EXPECT_EQ(block().front(), 0.25F) << "only the oldest went";
+    play(0);
+    EXPECT_EQ(block().front(), 0.0F);
+    EXPECT_TRUE(nodes[1]->isPlaying());
+    EXPECT_EQ(nodes[1]->position(), 3 * 1024) << "unheard, but in time";
 }
 
 TEST_F(AudioMixerTest, SurvivesChangesDuringBlocks) {
