@@ -58,7 +58,7 @@ EXTERNAL = [
     (r"Q[A-Z]", ["app", "tests/app"]),
     (r"CLI/", ["cli"]),
     (r"(png\.h|OpenEXR/|Imf)", ["platform/image"]),
-    (r"(xcb|xkbcommon)/", ["platform/keyboard", "tests/SL42/keyboard"]),
+    (r"(xcb|xkbcommon)/", ["platform/keyboard", "tests/SL42/keyboard", "tests/app"]),
     (r"lib(av|sw)\w+/", ["platform/media", "tests/platform/media"]),
     (r"(brotli/|lz4|lzma\.h|zlib\.h)", ["platform/compression", "tests/platform/compression"]),
     (r"(ft2build\.h|freetype/|fontconfig/)", ["platform/glyphs"]),

@@ -125,6 +125,7 @@ void ConsoleWindow::connectActions() {
     connect(m_actions.play, &QAction::toggled, this, [this, &engine](bool play) {
         engine.playing.set(play);
         m_actions.play->setText(play ? tr("&Pause") : tr("&Play"));
+        bequeath();
     });
     m_actions.play->setText(tr("&Pause"));
     connect(m_actions.reset, &QAction::triggered, this, [&engine] { engine.reset(); });

@@ -137,6 +137,7 @@ private:
         signalfd_siginfo request{};
         if (::read(m_signals.get(), &request, sizeof request) == sizeof request)
             ::kill(m_child, static_cast<int>(request.ssi_signo));
+        ::kill(m_child, SIGCONT); // or somebody who was stopped would not hear of it
     }
 
     bool mayStartAgain(int signal) {

@@ -112,6 +112,7 @@ public:
     }
 
     std::vector<std::string> environment() const;
+    const std::string& display() const { return m_server.display(); }
 
 private:
     ::tests::ScratchFolder m_frameBuffer;
