@@ -8,6 +8,8 @@
 
 #include <QHBoxLayout>
 
+#include <utility>
+
 namespace app {
 namespace fs = std::filesystem;
 
@@ -48,10 +50,19 @@ void Exports::exportPicture() {
     if (!chosen)
         return;
     const auto write = chosen->extension() == ".exr" ? platform::writeExr : platform::writePng;
-    if (const auto written = write(picture, chosen->string()); written)
-        m_notices.showInformation(tr("Saved %1").arg(QString::fromStdString(chosen->string())));
+    // Compressing takes longer than a few frames.
+    m_pictureWriter = std::jthread([this, picture, write, path = chosen->string()] {
+        auto written = write(picture, path);
+        QMetaObject::invokeMethod(
+            this, [this, written = std::move(written), path] { report(written, path); });
+    });
+}
+
+void Exports::report(const platform::Result<void>& result, const std::string& path) {
+    if (result)
+        m_notices.showInformation(tr("Saved %1").arg(QString::fromStdString(path)));
     else
-        m_notices.showError(QString::fromStdString(written.error().message));
+        m_notices.showError(QString::fromStdString(result.error().message));
 }
 
 // What goes wrong is said on the console's log, and from there in a notice. A file that is in the
@@ -90,10 +101,7 @@ void Exports::videoFinished(const platform::Result<void>& result, const std::str
     m_video.release()->deleteLater(); // it is calling
     m_progressRow->hide();
     m_videoAction->setEnabled(true);
-    if (result)
-        m_notices.showInformation(tr("Saved %1").arg(QString::fromStdString(path)));
-    else
-        m_notices.showError(QString::fromStdString(result.error().message));
+    report(result, path);
 }
 
 } // namespace app

@@ -15,6 +15,8 @@
 #include <QToolButton>
 
 #include <memory>
+#include <string>
+#include <thread>
 
 namespace app {
 
@@ -30,6 +32,7 @@ public:
 
 private:
     void exportPicture();
+    void report(const platform::Result<void>& result, const std::string& path);
     void exportSong();
     void exportVideo();
     void videoFinished(const platform::Result<void>& result, const std::string& path);
@@ -43,6 +46,7 @@ private:
     QProgressBar* m_progress;
     QToolButton* m_cancel;
     std::unique_ptr<VideoTask> m_video;
+    std::jthread m_pictureWriter; // last: its end is awaited first
 };
 
 } // namespace app

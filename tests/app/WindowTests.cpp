@@ -241,6 +241,21 @@ void fx() { cls(float4(float3(peek32<int>(0) % 2), 1)); })")},
     EXPECT_TRUE(flickers()) << console.output();
 }
 
+TEST_F(WindowTest, ExportsThePictureBesideTheShow) {
+    ConsoleProcess console(
+        desktop, {files.file("shown.metal", "void fx() { cls(random() * float4(1)); }\n")});
+    ASSERT_TRUE(console.focus()) << console.output();
+    desktop.press("F8");
+    ASSERT_TRUE(eventually([&] { return desktop.hasWindow(console.id(), "^Export Picture$"); }));
+    desktop.focus(console.id(), "^Export Picture$");
+    desktop.act({"key", "ctrl+a"});
+    desktop.act({"type", files.path("shown.png")});
+    EventLoopProbe probe(desktop.display(), "shown.metal");
+    desktop.press("Return");
+    EXPECT_TRUE(eventually([&] { return fs::exists(files.path("shown.png")); }));
+    std::cout << "While a picture is exported: " << probe.take() << '\n';
+}
+
 // What nobody may wait for: whoever draws, saves and looks at things all the time gets answers all
 // the time. How fast depends on the machine; that a gap is seen does not.
 TEST_F(WindowTest, AnswersTheWindowSystemAllTheTime) {
