@@ -7,8 +7,7 @@
 #include "platform/image/Png.h"
 
 #include <QHBoxLayout>
-
-#include <utility>
+#include <QTimer>
 
 namespace app {
 namespace fs = std::filesystem;
@@ -52,9 +51,9 @@ void Exports::exportPicture() {
     const auto write = chosen->extension() == ".exr" ? platform::writeExr : platform::writePng;
     // Compressing takes longer than a few frames.
     m_pictureWriter = std::jthread([this, picture, write, path = chosen->string()] {
-        auto written = write(picture, path);
-        QMetaObject::invokeMethod(
-            this, [this, written = std::move(written), path] { report(written, path); });
+        const auto written = write(picture, path);
+        const auto tell = [this, written, path] { report(written, path); };
+        QTimer::singleShot(0, this, tell);
     });
 }
 

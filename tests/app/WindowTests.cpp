@@ -27,6 +27,7 @@ constexpr Colour black{0, 0, 0};
 constexpr Colour white{255, 255, 255};
 constexpr Colour grey{128, 128, 128};
 constexpr Colour errorNotice{0x3a, 0x20, 0x24}; // behind an error's text
+constexpr Colour notice{0x22, 0x25, 0x2c};      // behind other texts
 constexpr Colour badge{0xa8, 0x48, 0x3c};       // around the badge
 
 constexpr const char* whiteProgram = "void fx() { cls(float4(1)); }\n";
@@ -253,6 +254,7 @@ TEST_F(WindowTest, ExportsThePictureBesideTheShow) {
     EventLoopProbe probe(desktop.display(), "shown.metal");
     desktop.press("Return");
     EXPECT_TRUE(eventually([&] { return fs::exists(files.path("shown.png")); }));
+    EXPECT_TRUE(eventually([&] { return screen.holds(notice, 100, 30, 900, 140); }));
     std::cout << "While a picture is exported: " << probe.take() << '\n';
 }
 
