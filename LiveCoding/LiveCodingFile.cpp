@@ -131,8 +131,10 @@ void LiveCodingFile::reload() {
         m_log.line("Failed to read shader source file: " + text.error().message);
         return;
     }
-    if (text->empty() || *text == m_contents)
+    if (text->empty())
         return;
+    if (*text == m_contents)
+        return onSameText();
     m_contents = std::move(*text);
     m_onChange(m_contents);
 }

@@ -51,6 +51,8 @@ public:
     const std::string& contents() const { return m_contents; }
 
     bool reloadOnEveryWrite = false;
+    /// Called when the same text has been saved once more.
+    std::function<void()> onSameText = [] {};
 
     /// What the watcher calls.
     void handleEvents(std::span<const platform::FileEvent> events);

@@ -60,7 +60,8 @@ Result<Source> readSource(const std::string& path) {
 Result<Source> readProgram(const std::string& path) {
     Source source = SL42_TRY(readSource(path));
     if (const auto bad = starloom::findBadMusic(source.text))
-        return Error{path + ":" + std::to_string(bad->line) + ": " + bad->reason};
+        return Error{(path == "-" ? standardInput : path) + ":" + std::to_string(bad->line) + ": " +
+                     bad->reason};
     return source;
 }
 

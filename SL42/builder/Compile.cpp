@@ -60,6 +60,7 @@ void SL42::startCompilation(const PreprocessedSource& preprocessed) {
 // A stage that the program does not use, or whose kernel fails, keeps the kernel that it had.
 void SL42::take(CompiledProgram program) {
     m_compilation.reset();
+    m_awaitsProgram = false;
     if (program.cpu)
         m_cpu.shader.take(std::move(program.cpu));
     if (program.video)

@@ -22,23 +22,31 @@ std::function<void(const std::string&)> SL42::sourceReader() {
     };
 }
 
+// Whoever saves a program again that was set aside wants it tried again.
+void SL42::follow(std::unique_ptr<LiveCodingFile> file) {
+    m_liveCodeFile = std::move(file);
+    m_liveCodeFile->reloadOnEveryWrite = m_reloadOnEveryWrite;
+    m_liveCodeFile->onSameText = [this] {
+        if (!m_fault.get().empty())
+            runAgain();
+    };
+}
+
 platform::Result<void> SL42::openEditor() {
     if (m_preview)
         return {};
     const char* editor = std::getenv("SL42_EDITOR");
-    m_liveCodeFile = SL42_TRY(LiveCodingFile::create(m_title, "metal", m_source,
-                                                     editor ? editor : "", m_surroundings.mainQueue,
-                                                     m_surroundings.log, sourceReader()));
-    m_liveCodeFile->reloadOnEveryWrite = m_reloadOnEveryWrite;
+    follow(SL42_TRY(LiveCodingFile::create(m_title, "metal", m_source, editor ? editor : "",
+                                           m_surroundings.mainQueue, m_surroundings.log,
+                                           sourceReader())));
     return {};
 }
 
 platform::Result<void> SL42::followFile(const std::filesystem::path& path) {
     if (m_preview)
         return {};
-    m_liveCodeFile = SL42_TRY(LiveCodingFile::watch(path, m_source, m_surroundings.mainQueue,
-                                                    m_surroundings.log, sourceReader()));
-    m_liveCodeFile->reloadOnEveryWrite = m_reloadOnEveryWrite;
+    follow(SL42_TRY(LiveCodingFile::watch(path, m_source, m_surroundings.mainQueue,
+                                          m_surroundings.log, sourceReader())));
     return {};
 }
 

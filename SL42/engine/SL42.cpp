@@ -181,7 +181,7 @@ RenderData SL42::renderData() const {
 }
 
 bool SL42::isReadyToDraw() const {
-    if (!m_hasProgram || !m_display.isReady())
+    if (!m_hasProgram || !m_display.isReady() || (m_awaitsProgram && m_compilation))
         return false;
     return m_restoresBanks ? m_semaphore.value() == maxFramesInFlight : m_semaphore.value() > 0;
 }
@@ -249,6 +249,9 @@ std::shared_ptr<gpu::CommandBuffer> SL42::drawMachine(Frame& frame) {
     });
     if (m_restoresBanks)
         restoreBanks(*commandBuffer);
+    if (m_lastRender)
+        commandBuffer->setNeeds(m_lastRender);
+    m_lastRender = commandBuffer;
     const RenderData data = renderData();
     frame.cpu = m_cpu.run(*commandBuffer, data);
     frame.video = m_videoRenderer.render(data, *commandBuffer);
@@ -259,6 +262,7 @@ std::shared_ptr<gpu::CommandBuffer> SL42::drawMachine(Frame& frame) {
 
 void SL42::restoreBanks(gpu::CommandBuffer& commandBuffer) {
     m_restoresBanks = false;
+    m_lastRender = nullptr;
     m_machine.restoreBanks(m_shownBank, commandBuffer);
 }
 
@@ -269,12 +273,13 @@ void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
         return;
     commandBuffer->setLabel("Display");
     commandBuffer->setNeeds(render);
-    commandBuffer->addCompletedHandler([this, program = m_takenProgram](gpu::CommandBuffer& completed) {
-        if (auto error = shared(completed.error()))
-            runOnMainQueue([program, error = std::move(error)](SL42& engine) {
-                engine.reportFault(error, program);
-            });
-    });
+    commandBuffer->addCompletedHandler(
+        [this, program = m_takenProgram](gpu::CommandBuffer& completed) {
+            if (auto error = shared(completed.error()))
+                runOnMainQueue([program, error = std::move(error)](SL42& engine) {
+                    engine.reportFault(error, program);
+                });
+        });
     m_display.display(*drawable, renderData(), *commandBuffer);
     m_machine.nextFrame(*commandBuffer);
     commandBuffer->present(drawable);
@@ -289,6 +294,9 @@ void SL42::frameCompleted(Frame& frame, const SharedError& error) {
     setMouseValues(values);
     if (error) {
         m_restoresBanks = true;
+        // What was ended for a newer program would only have to be ended again.
+        m_awaitsProgram = error->code == gpu::CommandBufferError::Code::Ended ||
+                          (m_awaitsProgram && m_compilation);
         reportFault(error, frame.program);
     } else {
         std::memcpy(m_registers.bytes.data(), frame.registers->contents().data(),
@@ -325,8 +333,11 @@ void SL42::reportFault(const SharedError& error, unsigned program) {
         error->code == Code::NotCarriedOut)
         return;
     m_surroundings.log.line("Error: " + error->message);
-    if (program == m_takenProgram && !m_compilation)
-        m_fault.set(describe(*error));
+    if (program != m_takenProgram || m_compilation)
+        return;
+    m_fault.set(describe(*error) + consequenceOf(*error));
+    if (m_fault.get() != error->message)
+        m_surroundings.log.line(m_fault.get());
 }
 
 // The innermost place in the program itself: what it called of the prelude is not its own.
@@ -337,20 +348,22 @@ std::string SL42::describe(const gpu::CommandBufferError& error) const {
     const auto place = std::ranges::find_if(error.lines, [&](std::uint32_t line) {
         return line > before && line <= before + lineCount;
     });
-    std::string text = error.message;
-    if (place != error.lines.end() && !error.what.empty())
-        text = "line " + std::to_string(*place - before) + ": " + error.what;
-    const bool isAudio = error.kernel == "audio";
-    if (isAudio)
-        return text + (m_audioRenderer.audioBuffer() ? "; the song before plays on" : "");
-    const bool hasFailed =
-        error.kernel == "processor" ? m_cpu.shader.hasFailed() : m_videoRenderer.hasFailed();
-    const bool isStopped = error.kernel == "processor" ? m_cpu.shader.isNewestStopped()
-                                                       : m_videoRenderer.isNewestStopped();
-    if (!isStopped)
-        return text + "; it runs on";
-    return text + (hasFailed ? "; there is no earlier one to go back to"
-                             : "; the last good program goes on");
+    if (place == error.lines.end() || error.what.empty())
+        return error.message;
+    return "line " + std::to_string(*place - before) + ": " + error.what;
+}
+
+std::string SL42::consequenceOf(const gpu::CommandBufferError& error) const {
+    if (m_surroundings.exactFrames)
+        return {}; // there is no show
+    if (error.kernel == "audio")
+        return m_audioRenderer.audioBuffer() ? "; the song before plays on" : "";
+    const bool isCPU = error.kernel == "processor";
+    if (isCPU ? !m_cpu.shader.isNewestStopped() : !m_videoRenderer.isNewestStopped())
+        return "; it runs on";
+    if (isCPU ? m_cpu.shader.hasFailed() : m_videoRenderer.hasFailed())
+        return "; there is no earlier one to go back to";
+    return "; the last good program goes on";
 }
 
 } // namespace starloom

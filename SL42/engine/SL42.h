@@ -205,7 +205,10 @@ private:
     void restoreBanks(gpu::CommandBuffer& commandBuffer);
     static SharedError shared(std::optional<gpu::CommandBufferError> error);
     void reportFault(const SharedError& error, unsigned program);
+    /// What a kernel did wrong, and where.
     std::string describe(const gpu::CommandBufferError& error) const;
+    /// What becomes of the show.
+    std::string consequenceOf(const gpu::CommandBufferError& error) const;
     void noteGood(const Frame& frame);
     RenderData renderData() const;
     /// Has the main queue call `work(*this)`, unless the console has gone by then. Any thread.
@@ -228,6 +231,7 @@ private:
     // Packing (SL42/document/Pack.cpp) and live editing (SL42/document/LiveSource.cpp).
     void surveySizes();
     std::function<void(const std::string&)> sourceReader();
+    void follow(std::unique_ptr<LiveCodingFile> file);
 
     const Surroundings m_surroundings;
     const bool m_preview;
@@ -274,6 +278,10 @@ private:
     std::shared_ptr<gpu::Buffer> m_shownBank;
     /// Frames have failed, and the banks are not in order.
     bool m_restoresBanks = false;
+    /// A frame was ended for the program that is being compiled; the next one is that program's.
+    bool m_awaitsProgram = false;
+    /// The frame before, without which none is carried out; null after one has failed.
+    std::shared_ptr<gpu::CommandBuffer> m_lastRender;
     Display m_display;
     bool m_showCursor = false;
     Keyboard m_keyboard;

@@ -261,8 +261,7 @@ bool ServiceClient::serviceHasLibraryFor(const Request& request) const {
 bool ServiceClient::serviceHasThreadFor(Request& request) const {
     const auto isSuspect = [](const auto& r) { return r->sent && suspicionOf(*r).mustBeAlone(); };
     const auto isGivenUp = [](const auto& r) { return r->sent && r->cancelled; };
-    const auto givenUp =
-        static_cast<std::size_t>(std::ranges::count_if(m_requests, isGivenUp));
+    const auto givenUp = static_cast<std::size_t>(std::ranges::count_if(m_requests, isGivenUp));
     if (givenUp > protocol::maxCancelledRequests)
         return false;
     const std::size_t busy = sentRequests() - givenUp;

@@ -108,6 +108,7 @@ TEST_F(FrameTest, FramesDoNotWaitForTheKernelOfAMode) {
 
 class FaultTest : public FrameTest {
 protected:
+    void SetUp() override { exactFrames = false; }
     /// The pipeline made last for that kernel.
     fake::Kernel& newest(const std::string& name) {
         for (auto kernel = device->kernels.rbegin(); kernel != device->kernels.rend(); ++kernel)
@@ -197,6 +198,37 @@ TEST_F(FaultTest, AStageGoesBackToTheLastKernelThatDrew) {
     hangInFlight("processor");
     EXPECT_EQ(kernelsOfAFrame(), (std::vector<std::string>{"processor", "video"}));
     EXPECT_EQ(engine->fault().get(), "Render: video ran too long; the last good program goes on");
+}
+
+TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
+    start("void fx() {}");
+    device->completesAtOnce = false;
+    forget();
+    for (int frame = 0; frame < 3; ++frame)
+        engine->draw(view());
+    device->completeNext(gpu::CommandBufferError{
+        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}});
+    while (device->completeNext()) {
+    }
+    settle();
+    for (const auto& commandBuffer : device->commandBuffers)
+        EXPECT_TRUE(commandBuffer->error()) << commandBuffer->label();
+    EXPECT_EQ(engine->fault().get(), "") << "nobody is to blame";
+
+    // A frame that was ended for a newer program is followed by that program's.
+    device->answersAtOnce = false;
+    engine->setSource("void fx() { }");
+    engine->draw(view());
+    device->completeNext(gpu::CommandBufferError{
+        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}});
+    device->completeNext();
+    settle();
+    EXPECT_FALSE(engine->isReadyToDraw());
+    for (int answers = 0; answers < 2; ++answers) {
+        device->answer();
+        settle();
+    }
+    EXPECT_TRUE(engine->isReadyToDraw());
 }
 
 TEST_F(FaultTest, RunAgainTriesTheNewestAnew) {

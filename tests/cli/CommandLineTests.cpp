@@ -75,7 +75,8 @@ TEST(CommandLine, UnreadableProgramsGiveOneLine) {
 }
 
 TEST(CommandLine, AFailureSaysWhyAndWritesNothing) {
-    const std::string broken = "void fx() { nonsense; }", song = "float2 sfx() { return 0.1; }";
+    const std::string broken = "void fx() { nonsense; }", song = "float2 sfx() { return 0.1; }",
+                      endless = std::string(picture) + "\nint4 music = {0, 4, 8, 1};";
     struct Row {
         std::string command;
         std::string file;
@@ -87,7 +88,8 @@ TEST(CommandLine, AFailureSaysWhyAndWritesNothing) {
         {"render", "out.gif", picture, ".png or .exr"},
         {"render", "%s.png", picture, "%s.png"},
         {"render", "none/out.png", picture, "cannot write"},
-        {"render", "out.png", "void cpu() { poke8(1, -2000000000); }\nvoid fx() {}", "'processor'"},
+        {"render", "out.png", "void cpu() { poke8(1, -2000000000); }\nvoid fx() {}",
+         "line 1: wrote outside of memory\n"},
         {"song", "song.mp3", song, "songs are written as .m4a or .wav"},
         {"song", "none/song.wav", song, "No such file or directory"},
         {"song", "song.wav", picture, "standard input has no sfx() and so no song"},
@@ -96,6 +98,11 @@ TEST(CommandLine, AFailureSaysWhyAndWritesNothing) {
         {"video", "none/movie.mp4", picture, "No such file or directory"},
         {"pack", "none/show.sl42", picture, "No such file or directory"},
         {"bench", "", broken, "'nonsense'"},
+        {"render", "out.png", endless,
+         "standard input:5: A beat of the song has no finite length\n"},
+        {"song", "song.wav", endless,
+         "standard input:5: A beat of the song has no finite length\n"},
+        {"bench", "", endless, "standard input:5: A beat of the song has no finite length\n"},
     };
     const ScratchFolder scratch;
     const auto fails = [&](const Row& row, const std::vector<std::string>& more = {}) {
@@ -115,7 +122,8 @@ TEST(CommandLine, AFailureSaysWhyAndWritesNothing) {
         fails(row);
     for (const char* size : {"641x480", "640", "640x", "0x0", "640x480x2", "99999x64"})
         fails({"video", "a.mp4", picture, "sizes are written as 1920x1080"}, {"--size", size});
-    fails({"render", "out.png", "void fx() { while (time < 1) cls(float3(time)); }", "'video'"},
+    fails({"render", "out.png", "void fx() { while (time < 1) cls(float3(time)); }",
+           "line 1: still in this loop after 0.3 s\n"},
           {"--time-limit", "0.3"});
 }
 
