@@ -50,6 +50,7 @@ private:
         bool wanted = false;
         gpu::FunctionConstantValues constants = {};
         bool isDone = false;
+        // NOLINTNEXTLINE(readability-redundant-member-init): whoever names the others leaves it out
         std::string message = {};
         std::shared_ptr<ComputeShader> shader = nullptr;
         gpu::Pending pending = nullptr;

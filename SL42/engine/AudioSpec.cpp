@@ -3,10 +3,9 @@
 #include "SL42/engine/AudioSpec.h"
 
 #include "platform/base/Fatal.h"
+#include "platform/process/ResidentMemory.h"
 
-#include <algorithm>
 #include <limits>
-#include <unistd.h>
 
 namespace starloom {
 
@@ -39,9 +38,8 @@ platform::Result<void> AudioSpec::check() const {
     if (samples > std::numeric_limits<std::uint32_t>::max() ||
         duration() * audioSampleRate >= 0x1p32)
         return platform::Error{"The song has too many samples"};
-    const auto pages = static_cast<std::uint64_t>(std::max(::sysconf(_SC_PHYS_PAGES), 0L));
-    const auto pageBytes = static_cast<std::uint64_t>(std::max(::sysconf(_SC_PAGESIZE), 1L));
-    if (samples > pages * pageBytes / 2 / bytesPerSample)
+    const std::uint64_t memory = platform::physicalMemory();
+    if (memory > 0 && samples > memory / 2 / bytesPerSample)
         return platform::Error{"The song needs more memory than there is"};
     return {};
 }

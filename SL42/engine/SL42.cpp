@@ -255,7 +255,8 @@ std::shared_ptr<gpu::CommandBuffer> SL42::drawMachine(Frame& frame) {
     const RenderData data = renderData();
     frame.cpu = m_cpu.run(*commandBuffer, data);
     frame.video = m_videoRenderer.render(data, *commandBuffer);
-    copyRegisters(m_machine.registers, frame.registers, *commandBuffer);
+    frame.registersOf = m_machine.registers;
+    copyRegisters(frame.registersOf, frame.registers, *commandBuffer);
     commandBuffer->commit();
     return commandBuffer;
 }
@@ -295,19 +296,29 @@ void SL42::frameCompleted(Frame& frame, const SharedError& error) {
     if (error) {
         m_restoresBanks = true;
         // What was ended for a newer program would only have to be ended again.
-        m_awaitsProgram = error->code == gpu::CommandBufferError::Code::Ended ||
-                          (m_awaitsProgram && m_compilation);
+        m_awaitsProgram =
+            m_compilation &&
+            (m_awaitsProgram || error->code == gpu::CommandBufferError::Code::Ended);
         reportFault(error, frame.program);
     } else {
-        std::memcpy(m_registers.bytes.data(), frame.registers->contents().data(),
-                    m_registers.bytes.size());
+        if (frame.registersOf == m_machine.registers) // not those of before a reset
+            std::memcpy(m_registers.bytes.data(), frame.registers->contents().data(),
+                        m_registers.bytes.size());
         m_cpu.shader.prove(frame.cpu);
         m_videoRenderer.prove(frame.video);
         noteGood(frame);
+        if (!m_fault.get().empty() && !isAnyNewestStopped())
+            m_fault.set({}); // a fault that the program has got over
         if (frame.bank)
             m_shownBank = frame.bank;
     }
     m_semaphore.signal();
+}
+
+bool SL42::isAnyNewestStopped() const {
+    const auto& audio = m_audioRenderer.audioShader;
+    return m_cpu.shader.isNewestStopped() || m_videoRenderer.isNewestStopped() ||
+           (audio && audio->isStopped());
 }
 
 // A frame that a stage drew with an earlier kernel says nothing for the program.

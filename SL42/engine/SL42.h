@@ -185,6 +185,8 @@ private:
         unsigned program = 0;
         /// What the registers hold when it has been drawn.
         std::shared_ptr<gpu::Buffer> registers;
+        /// Those that they are a copy of.
+        std::shared_ptr<gpu::Buffer> registersOf;
         std::shared_ptr<ComputeShader> cpu;
         std::shared_ptr<ShaderVariants> video;
         /// Drawn and shown; null when there was no drawable.
@@ -203,6 +205,7 @@ private:
                      const std::shared_ptr<gpu::CommandBuffer>& render);
     void frameCompleted(Frame& frame, const SharedError& error);
     void restoreBanks(gpu::CommandBuffer& commandBuffer);
+    bool isAnyNewestStopped() const;
     static SharedError shared(std::optional<gpu::CommandBufferError> error);
     void reportFault(const SharedError& error, unsigned program);
     /// What a kernel did wrong, and where.

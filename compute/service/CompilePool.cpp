@@ -52,9 +52,10 @@ CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pi
       m_libraries(libraries),
       m_pipelines(pipelines),
       m_replies(replies),
-      m_queue(threadCount() + protocol::maxCancelledRequests, compilerStackBytes,
-              giveThisThreadFaultStack, [this](Task& task) { carryOut(task); },
-              protocol::compilerThreadName) {}
+      m_queue(
+          threadCount() + protocol::maxCancelledRequests, compilerStackBytes,
+          giveThisThreadFaultStack, [this](Task& task) { carryOut(task); },
+          protocol::compilerThreadName) {}
 
 void CompilePool::add(Question question) {
     Task task{.question = std::move(question), .stop = std::stop_source()};

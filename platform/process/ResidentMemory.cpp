@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
 namespace platform {
@@ -55,6 +56,14 @@ std::optional<std::size_t> residentMemoryWithChildren() {
     if (!kilobytes)
         return std::nullopt;
     return *kilobytes * 1024;
+}
+
+std::uint64_t physicalMemory() {
+    const long pages = ::sysconf(_SC_PHYS_PAGES);
+    const long pageBytes = ::sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageBytes <= 0)
+        return 0;
+    return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageBytes);
 }
 
 } // namespace platform

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// How much memory the console takes, for benchmarks.
+// How much memory the console takes, and how much there is.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 namespace platform {
@@ -13,5 +14,8 @@ namespace platform {
 /// pages that several of them share are counted once, a share to each (the proportional set size).
 /// None when the system does not say.
 std::optional<std::size_t> residentMemoryWithChildren();
+
+/// Bytes of memory that the machine has, whoever holds them; 0 when the system does not say.
+std::uint64_t physicalMemory();
 
 } // namespace platform

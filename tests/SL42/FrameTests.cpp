@@ -261,6 +261,11 @@ TEST_F(FaultTest, NamesTheInnermostLineOfTheProgramItself) {
     EXPECT_EQ(faultAt({300, 674, 673}), "line 3: still in this loop after 2 s; it runs on");
     EXPECT_EQ(faultAt({300, 9999}), "Render: video ran too long; it runs on");
     EXPECT_EQ(faultAt({}), "Render: video ran too long; it runs on");
+    engine->draw(view());
+    while (device->completeNext()) {
+    }
+    settle();
+    EXPECT_EQ(engine->fault().get(), "") << "it has got over it";
     newest("video").stopped = true;
     EXPECT_EQ(faultAt({675}),
               "line 4: still in this loop after 2 s; there is no earlier one to go back to");

@@ -52,6 +52,11 @@ std::vector<Hostile> hostileTexts(const std::string& good) {
         std::string text = good;
         return text.insert(text.rfind('}'), statements + " ");
     };
+    const auto sfx = [&](const std::string& statements) {
+        const std::string start = "float2 sfx() {";
+        std::string text = good;
+        return text.insert(text.find(start) + start.size(), " " + statements);
+    };
     std::string deep = "template <int N> struct Deep { static constexpr int v = Deep<N - 1>::v + "
                        "Deep<N - 2>::v * Deep<N - 1>::v; }; constexpr int d = Deep<100000>::v;\n";
     std::string macros = "#define A0 x+x+x+x+x+x+x+x\n";
@@ -65,8 +70,7 @@ std::vector<Hostile> hostileTexts(const std::string& good) {
     return {
         {"endless fx()", fx("for (int i = 0; ; ++i) poke32<int>(i, 0);")},
         {"endless cpu()", good + "void cpu() { for (int i = 0; ; ++i) poke32<int>(i, 0); }\n"},
-        {"endless sfx()",
-         "float2 sfx() { for (int i = 0; ; ++i) poke32<int>(i, 0); return 0; }\nvoid fx() {}\n"},
+        {"endless sfx()", sfx("for (int i = 0; ; ++i) poke32<int>(i, 0);")},
         {"wild write", fx("*(device int*)(1ul << 46) = 1;")},
         {"wild read", fx("poke32<int>(*(device int*)(1ul << 46), 0);")},
         {"deep templates", deep + good},
