@@ -296,9 +296,8 @@ void SL42::frameCompleted(Frame& frame, const SharedError& error) {
     if (error) {
         m_restoresBanks = true;
         // What was ended for a newer program would only have to be ended again.
-        m_awaitsProgram =
-            m_compilation &&
-            (m_awaitsProgram || error->code == gpu::CommandBufferError::Code::Ended);
+        m_awaitsProgram = m_compilation &&
+                          (m_awaitsProgram || error->code == gpu::CommandBufferError::Code::Ended);
         reportFault(error, frame.program);
     } else {
         if (frame.registersOf == m_machine.registers) // not those of before a reset
