@@ -10,19 +10,7 @@
 namespace starloom {
 namespace {
 
-class CompileTest : public ConsoleTest {
-protected:
-    /// The kernels that the next frame runs.
-    std::vector<std::string> kernelsOfAFrame() {
-        forget();
-        drawFrame();
-        std::vector<std::string> names;
-        for (const auto& dispatch : commandBuffers("Render").at(0)->dispatches)
-            names.push_back(dispatch.kernel);
-        return names;
-    }
-};
-
+using CompileTest = ConsoleTest;
 using Names = std::vector<std::string>;
 
 } // namespace

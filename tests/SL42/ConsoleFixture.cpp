@@ -47,6 +47,15 @@ ConsoleTest::commandBuffers(const std::string& label) {
     return found;
 }
 
+std::vector<std::string> ConsoleTest::kernelsOfAFrame() {
+    forget();
+    drawFrame();
+    std::vector<std::string> names;
+    for (const auto& dispatch : commandBuffers("Render").at(0)->dispatches)
+        names.push_back(dispatch.kernel);
+    return names;
+}
+
 int ConsoleTest::linesEqual(const std::string& text) const {
     return static_cast<int>(std::count(lines.begin(), lines.end(), text));
 }

@@ -38,6 +38,8 @@ protected:
     void drawFrame();
     /// Command buffers with a label since the last call of forget().
     std::vector<std::shared_ptr<fake::CommandBuffer>> commandBuffers(const std::string& label);
+    /// The kernels that the next frame runs.
+    std::vector<std::string> kernelsOfAFrame();
     void forget() { device->commandBuffers.clear(); }
     FakeView& view() { return *m_view; }
     int linesEqual(const std::string& text) const;

@@ -134,14 +134,6 @@ protected:
         device->completesAtOnce = true;
         settle();
     }
-    std::vector<std::string> kernelsOfAFrame() {
-        forget();
-        drawFrame();
-        std::vector<std::string> names;
-        for (const auto& dispatch : commandBuffers("Render").at(0)->dispatches)
-            names.push_back(dispatch.kernel);
-        return names;
-    }
 };
 
 TEST_F(FaultTest, AFrameThatFailsIsNotShownAndTheBanksAreAsBefore) {
