@@ -37,7 +37,7 @@ double processorMilliseconds() {
 }
 
 /// The lower half, which threads share, looks random; the upper half is theirs.
-void fill(std::vector<std::byte>& memory) {
+void fill(std::span<std::byte> memory) {
     for (std::uint32_t i = 0; i < memory.size() / 2 / 4; ++i) {
         const std::uint32_t scattered = i * 0x9E3779B1u;
         const std::uint32_t word = scattered ^ scattered >> 15;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compute/host/HostKernel.h"
+#include "compute/memory/RegionAllocator.h"
 #include "platform/base/Result.h"
 
 #include <span>
@@ -43,7 +44,7 @@ private:
     std::string m_name;
     std::shared_ptr<compute::host::HostKernel> m_kernel;
     compute::host::Extent m_grid;
-    std::vector<std::byte> m_memory;
+    compute::memory::RegionVector<std::byte> m_memory;
     std::size_t m_resultBegin = 0;
     std::size_t m_resultBytes = 0;
     std::uint32_t m_drawn = 0;

@@ -14,6 +14,7 @@
 #include "bench/Harness.h"
 #include "compute/host/HostKernel.h"
 #include "compute/kernel/Dump.h"
+#include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
 
 #include <algorithm>
@@ -62,7 +63,7 @@ double workMilliseconds(unsigned cores) {
 }
 
 FrameTimes runFrames(const host::HostKernel& compiled, host::Extent grid, unsigned frames,
-                     std::vector<std::byte>& memory) {
+                     std::span<std::byte> memory) {
     std::vector<double> times;
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     const double before = workMilliseconds(cores);
@@ -101,7 +102,7 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
         optimiser.push_back(compiled->optimiserMilliseconds());
         generation.push_back(compiled->codeGenerationMilliseconds());
     }
-    std::vector<std::byte> memory(64u << 20);
+    compute::memory::RegionVector<std::byte> memory(64u << 20);
     std::printf("%-16s optimiser %7.2f ms  code generation %7.2f ms  work %7.2f ms",
                 declaration.name.c_str(), median(optimiser), median(generation), median(work));
     if (frames > 0) {

@@ -6,6 +6,7 @@
 #include "bench/fuzz/Layout.h"
 #include "bench/fuzz/Printer.h"
 #include "compute/host/HostKernel.h"
+#include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
 
 #include <cmath>
@@ -57,9 +58,12 @@ struct Output {
 };
 
 /// All memory of one run.
+using memory::RegionVector;
+
 class Memory {
 public:
-    Memory(const Program& program, const Inputs& inputs) : m_pixels(inputs.pixels()) {
+    Memory(const Program& program, const Inputs& inputs)
+        : m_pixels(inputs.pixels().begin(), inputs.pixels().end()), m_texture(1) {
         for (unsigned i = 0; i < std::size(inputTypes); ++i)
             m_buffers.push_back(encoded(inputs.buffer(i), inputTypes[i].scalar));
         m_buffers.emplace_back(std::size(atomicOperations) * countersPerOperation * 4);
@@ -79,17 +83,17 @@ public:
             kernel::TextureFormat::RG8Unorm, kernel::TextureFormat::R8Unorm,
             kernel::TextureFormat::RGBA8Unorm};
         const Texture& texture = program.texture;
-        m_texture.format = formats[texture.channels];
-        m_texture.levelCount = 1;
-        m_texture.levels[0] = {reinterpret_cast<std::byte*>(m_pixels.data()), texture.width,
-                               texture.height, std::uint64_t{texture.width} * texture.channels};
+        m_texture[0].format = formats[texture.channels];
+        m_texture[0].levelCount = 1;
+        m_texture[0].levels[0] = {reinterpret_cast<std::byte*>(m_pixels.data()), texture.width,
+                                  texture.height, std::uint64_t{texture.width} * texture.channels};
     }
 
     host::Bindings bindings() {
         host::Bindings result;
         for (std::size_t i = 0; i < m_buffers.size(); ++i)
             result.buffers[i] = m_buffers[i].data();
-        result.textures[0] = &m_texture;
+        result.textures[0] = m_texture.data();
         return result;
     }
 
@@ -111,8 +115,8 @@ public:
     }
 
 private:
-    static std::vector<std::byte> encoded(const std::vector<double>& numbers, Scalar type) {
-        std::vector<std::byte> bytes(numbers.size() * bytesOf(type));
+    static RegionVector<std::byte> encoded(const std::vector<double>& numbers, Scalar type) {
+        RegionVector<std::byte> bytes(numbers.size() * bytesOf(type));
         for (std::size_t i = 0; i < numbers.size(); ++i) {
             std::byte* at = &bytes[i * bytesOf(type)];
             if (type == Scalar::Float)
@@ -162,11 +166,11 @@ private:
         return {};
     }
 
-    std::vector<std::uint8_t> m_pixels;
-    std::vector<std::vector<std::byte>> m_buffers;
+    RegionVector<std::uint8_t> m_pixels;
+    std::vector<RegionVector<std::byte>> m_buffers;
     std::vector<Output> m_outputs;
     std::vector<std::string> m_names;
-    kernel::TextureView m_texture;
+    RegionVector<kernel::TextureView> m_texture;
 };
 
 /// Of a compiler's message, without the warnings around it.

@@ -6,8 +6,10 @@
 #include "compute/host/RecordPlaces.h"
 #include "compute/host/ShortenLives.h"
 #include "compute/host/ThreadLoop.h"
+#include "compute/kernel/ConfineAccesses.h"
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/HostTarget.h"
+#include "compute/kernel/VerifyAccesses.h"
 #include "compute/simd/Vectoriser.h"
 
 #include <llvm/CodeGen/AsmPrinter.h>
@@ -140,9 +142,26 @@ void removeUncalled(llvm::Module& module, kernel::Analyses& analyses) {
     }
 }
 
-/// Returns the bytes of memory that the threads have in common.
-unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMachine& target,
-                          const kernel::Dump* dump) {
+struct TileFunction {
+    unsigned commonBytes; ///< of memory that the threads have in common
+    Placement placement;
+};
+
+/// Keeps what the functions do in the memory that is the kernel's.
+platform::Result<Placement> confine(llvm::Module& module, const ThreadLoop& loop) {
+    Placement placement = SL42_TRY(placeVariables(module, loop.memory));
+    for (llvm::Function& function : module)
+        if (!function.isDeclaration()) {
+            kernel::confineAccesses(function);
+            function.addFnAttr("no-jump-tables", "true");
+            function.addFnAttr("probe-stack", "inline-asm");
+        }
+    return placement;
+}
+
+platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& kernel,
+                                                llvm::TargetMachine& target,
+                                                const kernel::Dump* dump) {
     kernel::Analyses analyses(target);
     llvm::Function& function = *kernel.module->getFunction(kernel.symbol);
     const auto vectoriser = vectoriserFor(kernel, function, analyses);
@@ -154,15 +173,19 @@ unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMac
     passes.addPass(llvm::ADCEPass());
     removeUncalled(*kernel.module, analyses);
     for (llvm::Function& made : *kernel.module)
-        if (!made.isDeclaration()) {
+        if (!made.isDeclaration())
             analyses.run(passes, made);
+    TileFunction result{.commonBytes = loop.commonBytes,
+                        .placement = SL42_TRY(confine(*kernel.module, loop))};
+    for (llvm::Function& made : *kernel.module)
+        if (!made.isDeclaration()) {
             cutBlocks(made);
             shortenLives(made);
         }
     // It runs once for a whole grid: what counts is that it is there soon.
     loop.prepare.addFnAttr(llvm::Attribute::OptimizeNone);
     loop.prepare.addFnAttr(llvm::Attribute::NoInline);
-    return loop.commonBytes;
+    return result;
 }
 
 } // namespace
@@ -170,8 +193,9 @@ unsigned makeTileFunction(const kernel::CanonicalKernel& kernel, llvm::TargetMac
 platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
                                              const kernel::Dump* dump) {
     const kernel::HostTargetMachine target = kernel::takeHostTargetMachine();
-    const unsigned commonBytes = makeTileFunction(kernel, *target, dump);
+    TileFunction tile = SL42_TRY(makeTileFunction(kernel, *target, dump));
     dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
+    SL42_TRY_VOID(kernel::verifyAccesses(*kernel.module));
     dumpAssembly(dump, *kernel.module, *target, kernel.name);
     llvm::SmallString<0> object;
     PlaceTable places;
@@ -183,7 +207,8 @@ platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
     const auto origin = reinterpret_cast<std::uintptr_t>(code.entry(PrepareEntry));
     return GeneratedCode{.code = std::move(code),
                          .places = CodePlaces(std::move(places), origin),
-                         .commonBytes = commonBytes};
+                         .commonBytes = tile.commonBytes,
+                         .placement = std::move(tile.placement)};
 }
 
 } // namespace compute::host

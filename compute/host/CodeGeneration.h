@@ -6,6 +6,7 @@
 
 #include "compute/host/CodePlaces.h"
 #include "compute/host/MachineCode.h"
+#include "compute/host/PlaceVariables.h"
 #include "compute/kernel/Canonical.h"
 
 namespace compute::host {
@@ -14,6 +15,7 @@ struct GeneratedCode {
     MachineCode code;
     CodePlaces places;    ///< of the code where it lies
     unsigned commonBytes; ///< of memory that the threads of a grid have in common
+    Placement placement;
 };
 
 /// Numbers of the entries of the code; the functions of ThreadLoop.h.

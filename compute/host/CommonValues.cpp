@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/CommonValues.h"
 
+#include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/Module.h>
 
 namespace compute::host {
@@ -21,6 +22,18 @@ void CommonValues::share(llvm::Instruction& value) {
         value.replaceUsesWithIf(inReader(&value), isOutside);
 }
 
+namespace {
+
+/// Whether it reads a pointer that the caller hands over. Those are not left in memory, where a
+/// program might reach them.
+bool isBinding(const llvm::Instruction& instruction) {
+    const auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction);
+    return load != nullptr && load->getType()->isPointerTy() &&
+           llvm::isa<llvm::Argument>(llvm::getUnderlyingObject(load->getPointerOperand()));
+}
+
+} // namespace
+
 /// Addresses are worked out again rather than kept: what two of them have to do with each other
 /// remains to be seen.
 llvm::Value* CommonValues::inReader(llvm::Value* value) {
@@ -32,7 +45,8 @@ llvm::Value* CommonValues::inReader(llvm::Value* value) {
     llvm::Value*& known = m_known[instruction];
     if (known != nullptr)
         return known;
-    if (llvm::isa<llvm::GetElementPtrInst, llvm::CastInst>(instruction)) {
+    if (llvm::isa<llvm::GetElementPtrInst, llvm::CastInst>(instruction) ||
+        isBinding(*instruction)) {
         llvm::Instruction* copy = instruction->clone();
         for (llvm::Use& operand : copy->operands())
             operand.set(inReader(operand.get()));

@@ -3,7 +3,7 @@
 #include "compute/host/HostKernel.h"
 
 #include "compute/host/CodeGeneration.h"
-#include "compute/host/CommonMemory.h"
+#include "compute/host/LeasedMemory.h"
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/BindParameters.h"
 #include "compute/kernel/HostTarget.h"
@@ -11,6 +11,7 @@
 #include "platform/base/Fatal.h"
 
 #include <llvm/IR/IRBuilder.h>
+#include <llvm/Support/xxhash.h>
 
 #include <algorithm>
 #include <chrono>
@@ -34,9 +35,9 @@ struct TileRecord {
     std::array<std::uint32_t, 3> end;
 };
 
-using PrepareFunction = void(const Bindings*, const GridRecord*, void* common);
+using PrepareFunction = void(const Bindings*, const GridRecord*, void* common, const KernelMemory*);
 using TileFunction = void(const Bindings*, const GridRecord*, const void* common,
-                          const TileRecord*);
+                          const KernelMemory*, const TileRecord*);
 
 /// Denormal numbers count as zeros while this lives: they are slow, and GPUs have none.
 class FlushDenormals {
@@ -92,16 +93,40 @@ private:
     std::uint32_t m_rows = 1;
 };
 
+using Block = std::shared_ptr<memory::GuardedMemory>;
+
+/// Null when there are none.
+platform::Result<Block> loadTables(const TableImage& image) {
+    if (image.isEmpty())
+        return Block();
+    Block memory = SL42_TRY(memory::GuardedMemory::allocatePacked(image.size()));
+    image.copyTo(memory->data());
+    return memory;
+}
+
+/// Of the code together with its tables.
+Fingerprint combine(const Fingerprint& code, std::span<const std::byte> tables) {
+    if (tables.empty())
+        return code;
+    const llvm::XXH128_hash_t hash =
+        llvm::xxh3_128bits({reinterpret_cast<const std::uint8_t*>(tables.data()), tables.size()});
+    return {code[0] ^ hash.low64, code[1] ^ hash.high64};
+}
+
 class CompiledKernel final : public HostKernel {
 public:
-    CompiledKernel(kernel::CanonicalKernel&& kernel, GeneratedCode&& generated, double milliseconds)
+    CompiledKernel(kernel::CanonicalKernel&& kernel, GeneratedCode&& generated, Block tables,
+                   double milliseconds)
         : m_name(std::move(kernel.name)),
           m_parameters(std::move(kernel.parameters)),
           m_optimiserMilliseconds(kernel.optimiserMilliseconds),
           m_codeGenerationMilliseconds(milliseconds),
           m_code(std::move(generated.code)),
           m_places(std::move(generated.places)),
-          m_commonMemory(generated.commonBytes) {}
+          m_fingerprint(combine(m_code.fingerprint(), generated.placement.tables.bytes())),
+          m_tables(std::move(tables)),
+          m_commonMemory(generated.commonBytes),
+          m_frames(generated.placement.frameBytes) {}
 
     const std::string& name() const override { return m_name; }
     const std::vector<kernel::Parameter>& parameters() const override { return m_parameters; }
@@ -109,14 +134,14 @@ public:
     double codeGenerationMilliseconds() const override { return m_codeGenerationMilliseconds; }
     const CodePlaces& places() const override { return m_places; }
 
-    Fingerprint fingerprint() const override { return m_code.fingerprint(); }
+    Fingerprint fingerprint() const override { return m_fingerprint; }
 
     void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
              std::uint32_t begin, std::uint32_t end) const override {
         if (begin >= end || grid.height == 0 || grid.depth == 0)
             return;
         const GridRecord record{grid, threadsPerThreadgroup};
-        const CommonMemory::Lease common(m_commonMemory);
+        const LeasedMemory::Lease common(m_commonMemory);
         prepare(bindings, record, common.data());
         const Tiling tiling({end - begin, grid.height, grid.depth}, begin);
         workers::run(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
@@ -129,17 +154,26 @@ private:
     void prepare(const Bindings& bindings, const GridRecord& grid, std::byte* common) const {
         auto* function = reinterpret_cast<PrepareFunction*>(m_code.entry(PrepareEntry));
         const FlushDenormals flushDenormals;
-        function(&bindings, &grid, common);
+        const LeasedMemory::Lease frame(m_frames);
+        const KernelMemory memory = memoryWith(frame);
+        function(&bindings, &grid, common, &memory);
     }
 
     void runTiles(const Bindings& bindings, const GridRecord& grid, const std::byte* common,
                   const Tiling& tiling, std::uint32_t first, std::uint32_t last) const {
         auto* function = reinterpret_cast<TileFunction*>(m_code.entry(TileEntry));
         const FlushDenormals flushDenormals;
+        const LeasedMemory::Lease frame(m_frames);
+        const KernelMemory memory = memoryWith(frame);
         for (std::uint32_t index = first; index < last; ++index) {
             const TileRecord tile = tiling.tile(index);
-            function(&bindings, &grid, common, &tile);
+            function(&bindings, &grid, common, &memory, &tile);
         }
+    }
+
+    KernelMemory memoryWith(const LeasedMemory::Lease& frame) const {
+        return {.frame = frame.data(),
+                .tables = m_tables ? m_tables->data() : memory::AddressRegion::nowhere()};
     }
 
     std::string m_name;
@@ -148,7 +182,10 @@ private:
     double m_codeGenerationMilliseconds;
     MachineCode m_code;
     CodePlaces m_places;
-    mutable CommonMemory m_commonMemory;
+    Fingerprint m_fingerprint;
+    Block m_tables; ///< null when all of them lie with the code
+    mutable LeasedMemory m_commonMemory;
+    mutable LeasedMemory m_frames;
 };
 
 /// Has the compiler build its tables and its code paged in, so that a program's first kernel
@@ -181,12 +218,15 @@ platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel k
                                                        const kernel::Dump* dump) {
     const auto start = std::chrono::steady_clock::now();
     GeneratedCode code = SL42_TRY(generateCode(kernel, dump));
+    Block tables = SL42_TRY(loadTables(code.placement.tables));
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    return std::shared_ptr<HostKernel>(
-        std::make_shared<CompiledKernel>(std::move(kernel), std::move(code), time.count()));
+    return std::shared_ptr<HostKernel>(std::make_shared<CompiledKernel>(
+        std::move(kernel), std::move(code), std::move(tables), time.count()));
 }
 
 void warmUp() {
+    if (auto region = memory::AddressRegion::get(); !region)
+        platform::fatalError(region.error().message);
     kernel::initialiseHostTarget();
     workers::start(nullptr);
     compileTrivialKernel();

@@ -94,6 +94,16 @@ llvm::Value* incoming(const llvm::PHINode& phi, const llvm::BasicBlock* from) {
     return phi.getIncomingValueForBlock(from);
 }
 
+/// Of a table at `offset`. In 32 bits, since offsets that narrow stay near the memory by
+/// themselves.
+llvm::Value* rowAddress(llvm::IRBuilder<>& builder, llvm::Value& memory, llvm::Value& round,
+                        unsigned bytesOfRound, unsigned offset) {
+    llvm::Value* place = builder.CreateNUWAdd(
+        builder.CreateNUWMul(&round, builder.getInt32(bytesOfRound)), builder.getInt32(offset));
+    return builder.CreateGEP(builder.getInt8Ty(), &memory,
+                             builder.CreateZExt(place, builder.getInt64Ty()));
+}
+
 } // namespace
 
 RoundTables::RoundTables(llvm::Function& kernel, kernel::Analyses& analyses,
@@ -234,7 +244,7 @@ llvm::BasicBlock& RoundTables::fill(const CountedLoop& counted, const Table& tab
     auto* round = llvm::BasicBlock::Create(place.getContext(), "round", place.getParent(), &filled);
     place.getTerminator()->setSuccessor(0, round);
     llvm::IRBuilder<> builder(round);
-    llvm::PHINode* number = builder.CreatePHI(builder.getInt64Ty(), 2);
+    llvm::PHINode* number = builder.CreatePHI(builder.getInt32Ty(), 2);
 
     llvm::ValueToValueMapTy map;
     for (Instruction* value : values) {
@@ -247,18 +257,16 @@ llvm::BasicBlock& RoundTables::fill(const CountedLoop& counted, const Table& tab
                                llvm::RF_IgnoreMissingLocals | llvm::RF_NoModuleLevelChanges);
         map[value] = copy;
     }
-    llvm::Value* row =
-        builder.CreateGEP(builder.getInt8Ty(), &memory,
-                          builder.CreateMul(number, builder.getInt64(table.bytesOfRound)));
+    llvm::Value* row = rowAddress(builder, memory, *number, table.bytesOfRound, 0);
     for (const Field& field : table.fields)
         builder.CreateAlignedStore(
             map[field.value],
             builder.CreateConstGEP1_32(builder.getInt8Ty(), row, field.place.offset),
             field.place.align);
-    llvm::Value* next = builder.CreateAdd(number, builder.getInt64(1));
-    builder.CreateCondBr(builder.CreateICmpULT(next, builder.getInt64(counted.rounds)), round,
+    llvm::Value* next = builder.CreateNUWAdd(number, builder.getInt32(1));
+    builder.CreateCondBr(builder.CreateICmpULT(next, builder.getInt32(counted.rounds)), round,
                          &filled);
-    number->addIncoming(builder.getInt64(0), &place);
+    number->addIncoming(builder.getInt32(0), &place);
     number->addIncoming(next, round);
     const auto mapped = [&](llvm::Value* value) {
         const auto known = map.find(value);
@@ -278,10 +286,10 @@ llvm::PHINode& RoundTables::numberOf(CountedLoop& counted) const {
         return *counted.number;
     const llvm::Loop& loop = *counted.loop;
     llvm::IRBuilder<> builder(loop.getHeader(), loop.getHeader()->begin());
-    counted.number = builder.CreatePHI(builder.getInt64Ty(), 2);
-    counted.number->addIncoming(builder.getInt64(0), loop.getLoopPreheader());
+    counted.number = builder.CreatePHI(builder.getInt32Ty(), 2);
+    counted.number->addIncoming(builder.getInt32(0), loop.getLoopPreheader());
     builder.SetInsertPoint(loop.getLoopLatch()->getTerminator());
-    counted.number->addIncoming(builder.CreateAdd(counted.number, builder.getInt64(1)),
+    counted.number->addIncoming(builder.CreateNUWAdd(counted.number, builder.getInt32(1)),
                                 loop.getLoopLatch());
     return *counted.number;
 }
@@ -291,10 +299,7 @@ void RoundTables::read(CountedLoop& counted, const Table& table, llvm::Value& me
     llvm::BasicBlock* header = counted.loop->getHeader();
     llvm::PHINode& number = numberOf(counted);
     llvm::IRBuilder<> builder(header, header->getFirstInsertionPt());
-    llvm::Value* row = builder.CreateGEP(
-        builder.getInt8Ty(), &memory,
-        builder.CreateAdd(builder.CreateMul(&number, builder.getInt64(table.bytesOfRound)),
-                          builder.getInt64(offset)));
+    llvm::Value* row = rowAddress(builder, memory, number, table.bytesOfRound, offset);
     const llvm::BasicBlock::iterator first = builder.GetInsertPoint();
     for (const Field& field : table.fields) {
         if (llvm::isa<llvm::PHINode>(field.value))

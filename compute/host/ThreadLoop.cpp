@@ -4,7 +4,9 @@
 
 #include "compute/host/CommonValues.h"
 #include "compute/host/Hoisting.h"
+#include "compute/host/PlaceVariables.h"
 #include "compute/host/RoundTables.h"
+#include "compute/kernel/AddressRanges.h"
 #include "compute/kernel/BindParameters.h"
 
 #include <llvm/IR/IRBuilder.h>
@@ -26,7 +28,26 @@ struct LoopNest {
 };
 
 /// Positions of parameters that both functions have, and of those that only one has.
-enum Argument : unsigned { Bindings, Grid, Common, Tile };
+enum Argument : unsigned { Bindings, Grid, Common, Memory, Tile };
+
+/// Says what the caller answers for.
+void describeMemory(llvm::Function& function) {
+    constexpr std::array<std::size_t, Tile + 1> recordBytes = {
+        kernel::slotCount * sizeof(void*), 6 * sizeof(std::uint32_t), 0, sizeof(KernelMemory),
+        6 * sizeof(std::uint32_t)};
+    llvm::LLVMContext& context = function.getContext();
+    for (llvm::Argument& parameter : function.args()) {
+        const unsigned number = parameter.getArgNo();
+        if (number == Common) {
+            parameter.addAttr(llvm::Attribute::get(context, kernel::regionAttribute));
+            continue;
+        }
+        parameter.addAttr(llvm::Attribute::get(context, kernel::recordAttribute,
+                                               std::to_string(recordBytes[number])));
+        if (number == Bindings || number == Memory)
+            parameter.addAttr(llvm::Attribute::get(context, kernel::pointersAttribute));
+    }
+}
 
 /// A function with `parameters` pointers that overlap nothing. All but perhaps the common memory
 /// are only read.
@@ -47,6 +68,7 @@ llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, un
         if (i != Common || !writesCommon)
             function->addParamAttr(i, llvm::Attribute::ReadOnly);
     }
+    describeMemory(*function);
     // A frame larger than the guard page below the stack must not step over it.
     function->addFnAttr("probe-stack", "inline-asm");
     return function;
@@ -55,8 +77,8 @@ llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, un
 /// `lanes`: the threads that the innermost loop takes at once.
 LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     LoopNest nest;
-    nest.prepare = createFunction(kernel, prepareSymbol, 3, true);
-    nest.tile = createFunction(kernel, tileSymbol, 4, false);
+    nest.prepare = createFunction(kernel, prepareSymbol, Memory + 1, true);
+    nest.tile = createFunction(kernel, tileSymbol, Tile + 1, false);
     llvm::LLVMContext& context = kernel.getContext();
     llvm::BasicBlock* common = llvm::BasicBlock::Create(context, "common", nest.prepare);
     llvm::IRBuilder<>(common).CreateRetVoid();
@@ -186,7 +208,10 @@ ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
     analyses.functions().clear(kernel, kernel.getName());
     kernel.dropAllReferences();
     kernel.eraseFromParent();
-    return {.prepare = *nest.prepare, .tile = *nest.tile, .commonBytes = bytes};
+    return {.prepare = *nest.prepare,
+            .tile = *nest.tile,
+            .commonBytes = bytes,
+            .memory = {nest.prepare->getArg(Memory), nest.tile->getArg(Memory)}};
 }
 
 } // namespace compute::host

@@ -12,20 +12,22 @@
 
 #include <llvm/IR/Function.h>
 
+#include <array>
 #include <string_view>
 
 namespace compute::host {
 
 /// Name of the function that is to be called once before the tiles:
 ///
-///     void prepare(ptr bindings, ptr grid, ptr common)
+///     void prepare(ptr bindings, ptr grid, ptr common, ptr memory)
 ///
-/// It leaves in `common`, aligned to 8 bytes, what all threads use.
+/// It leaves in `common`, aligned to 8 bytes, what all threads use. PlaceVariables.h says what
+/// `memory` points to.
 inline constexpr std::string_view prepareSymbol = "prepare";
 
 /// Name of the function that runs a tile:
 ///
-///     void tile(ptr bindings, ptr grid, ptr common, ptr tile)
+///     void tile(ptr bindings, ptr grid, ptr common, ptr memory, ptr tile)
 ///
 /// with `tile` pointing to six 32-bit numbers: where the tile begins along x, y and z, then where
 /// it ends. A tile is not empty.
@@ -35,6 +37,8 @@ struct ThreadLoop {
     llvm::Function& prepare;
     llvm::Function& tile;
     unsigned commonBytes; ///< of the common memory
+    /// `memory` of both functions.
+    std::array<llvm::Argument*, 2> memory;
 };
 
 /// Adds both functions to the module of `kernel`, the canonical function, which they replace. x is

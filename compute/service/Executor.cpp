@@ -18,12 +18,12 @@ constexpr std::size_t executorStackBytes = 8u << 20;
 
 Result<std::unique_ptr<Executor>> Executor::create(Replies& replies, protocol::StatusPage& page) {
     auto memory =
-        SL42_TRY(GuardedMemory::allocate(protocol::maxBindings * protocol::maxInlineBytes));
+        SL42_TRY(memory::GuardedMemory::allocate(protocol::maxBindings * protocol::maxInlineBytes));
     return std::unique_ptr<Executor>(new Executor(replies, page, std::move(memory)));
 }
 
 Executor::Executor(Replies& replies, protocol::StatusPage& page,
-                   std::shared_ptr<GuardedMemory> inlineArguments)
+                   std::shared_ptr<memory::GuardedMemory> inlineArguments)
     : m_replies(replies),
       m_page(page),
       m_inlineArguments(std::move(inlineArguments)),

@@ -20,7 +20,7 @@ public:
 
 private:
     Executor(Replies& replies, protocol::StatusPage& page,
-             std::shared_ptr<GuardedMemory> inlineArguments);
+             std::shared_ptr<memory::GuardedMemory> inlineArguments);
 
     void run(Job& job);
     void carryOut(const DispatchWork& work, const Job& job);
@@ -31,7 +31,7 @@ private:
     Replies& m_replies;
     protocol::StatusPage& m_page;
     /// Room for the arguments by value of one dispatch, guarded like any buffer.
-    std::shared_ptr<GuardedMemory> m_inlineArguments;
+    std::shared_ptr<memory::GuardedMemory> m_inlineArguments;
     WorkQueue<Job> m_queue; // last, so that its thread ends first
 };
 

@@ -78,7 +78,7 @@ private:
     Result<void> bind(const protocol::TextureBinding& binding, DispatchWork& work) {
         SL42_TRY_VOID(checkIndex(binding.index));
         auto texture = SL42_TRY(textureOf(binding.texture));
-        work.bindings.textures[binding.index] = &texture->view;
+        work.bindings.textures[binding.index] = texture->viewOfKernels();
         m_job.used.push_back(std::move(texture));
         return {};
     }

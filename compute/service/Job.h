@@ -12,7 +12,7 @@ namespace compute::service {
 
 /// Bytes of a buffer; holds on to the buffer.
 struct MemoryRange {
-    std::shared_ptr<GuardedMemory> memory;
+    std::shared_ptr<memory::GuardedMemory> memory;
     std::size_t offset = 0;
     std::size_t length = 0;
 

@@ -4,6 +4,7 @@
 
 #include "compute/protocol/TextureLayout.h"
 
+#include <cstring>
 #include <unistd.h>
 
 namespace compute::service {
@@ -14,12 +15,12 @@ using platform::Result;
 namespace {
 
 /// Mapping more than there is would turn a later access into a fault of the service.
-Result<std::shared_ptr<GuardedMemory>> mapWhole(const platform::FileDescriptor& memory,
-                                                std::uint64_t length) {
+Result<std::shared_ptr<memory::GuardedMemory>> mapWhole(const platform::FileDescriptor& memory,
+                                                        std::uint64_t length) {
     const off_t size = memory ? ::lseek(memory.get(), 0, SEEK_END) : -1;
     if (size < 0 || static_cast<std::uint64_t>(size) < length)
         return Error{"A buffer came without its memory"};
-    return GuardedMemory::mapShared(memory.get(), length);
+    return memory::GuardedMemory::mapShared(memory.get(), length);
 }
 
 } // namespace
@@ -45,6 +46,8 @@ Result<void> Resources::add(const protocol::RegisterTexture& message,
         texture->view.levels[i] = {texture->memory->data() + level.offset, level.width,
                                    level.height, level.bytesPerRow};
     }
+    texture->viewMemory = SL42_TRY(memory::GuardedMemory::allocatePacked(sizeof texture->view));
+    std::memcpy(texture->viewMemory->data(), &texture->view, sizeof texture->view);
     m_textures[message.texture] = std::move(texture);
     return {};
 }
@@ -52,7 +55,7 @@ static_assert(kernel::maxTextureLevels >= protocol::maxTextureLevels);
 static_assert(static_cast<int>(kernel::TextureFormat::RGBA32Float) ==
               static_cast<int>(protocol::PixelFormat::RGBA32Float));
 
-std::shared_ptr<GuardedMemory> Resources::find(protocol::BufferId id) const {
+std::shared_ptr<memory::GuardedMemory> Resources::find(protocol::BufferId id) const {
     const auto found = m_buffers.find(id);
     return found == m_buffers.end() ? nullptr : found->second;
 }

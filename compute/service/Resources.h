@@ -5,18 +5,23 @@
 #pragma once
 
 #include "compute/kernel/TextureView.h"
+#include "compute/memory/GuardedMemory.h"
 #include "compute/protocol/Protocol.h"
-#include "compute/service/GuardedMemory.h"
 #include "platform/base/FileDescriptor.h"
 
 #include <map>
 
 namespace compute::service {
 
-/// A texture as kernels see it, with the memory that it points into.
+/// A texture with the memory that it points into. Kernels could write to the view that they see,
+/// so that the service has its own.
 struct Texture {
-    std::shared_ptr<GuardedMemory> memory;
+    std::shared_ptr<memory::GuardedMemory> memory;
+    std::shared_ptr<memory::GuardedMemory> viewMemory;
     kernel::TextureView view;
+    const kernel::TextureView* viewOfKernels() const {
+        return reinterpret_cast<const kernel::TextureView*>(viewMemory->data());
+    }
 };
 
 /// Used by the message thread only; what it hands out lives as long as somebody holds it.
@@ -30,11 +35,11 @@ public:
     void remove(protocol::TextureId id) { m_textures.erase(id); }
 
     /// Null when there is none of that id.
-    std::shared_ptr<GuardedMemory> find(protocol::BufferId id) const;
+    std::shared_ptr<memory::GuardedMemory> find(protocol::BufferId id) const;
     std::shared_ptr<Texture> find(protocol::TextureId id) const;
 
 private:
-    std::map<protocol::BufferId, std::shared_ptr<GuardedMemory>> m_buffers;
+    std::map<protocol::BufferId, std::shared_ptr<memory::GuardedMemory>> m_buffers;
     std::map<protocol::TextureId, std::shared_ptr<Texture>> m_textures;
 };
 

@@ -82,11 +82,12 @@ LaneMemory::Row LaneMemory::findRow(const Addresses& addresses, std::int64_t str
     const auto scale = static_cast<std::int64_t>(addresses.scale);
     const std::int64_t rest = stride - addresses.stride;
     if (addresses.base == nullptr || addresses.offsets == nullptr || rest % scale != 0) {
+        llvm::Value* pointers = m_builder.CreateFreeze(m_values.pointers(addresses));
         Row row =
-            findProgression(m_builder.CreatePtrToInt(m_values.pointers(addresses),
+            findProgression(m_builder.CreatePtrToInt(pointers,
                                                      m_builder.wideType(m_builder.getInt64Ty())),
                             stride, mask);
-        row.first = m_builder.CreateIntToPtr(row.first, m_builder.getPtrTy());
+        row.first = m_builder.CreateExtractElement(pointers, std::uint64_t(0));
         return row;
     }
     Row row = findProgression(addresses.offsets, rest / scale, mask);

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // What threads of a grid share.
-#include "compute/host/CommonMemory.h"
+#include "compute/host/LeasedMemory.h"
 #include "tests/Allocations.h"
 #include "tests/compute/host/CompiledText.h"
 
@@ -98,10 +98,10 @@ TEST(GridTests, RunningAKernelTakesNoMemory) {
     EXPECT_EQ(test::allocationsOf([&] { compiled->run(bindings, {100'000, 1, 1}, {1, 1, 1}); }),
               0u);
 
-    host::CommonMemory large(1u << 20);
+    host::LeasedMemory large(1u << 20);
     EXPECT_EQ(test::allocationsOf([&] {
-                  const host::CommonMemory::Lease one(large);
-                  const host::CommonMemory::Lease other(large);
+                  const host::LeasedMemory::Lease one(large);
+                  const host::LeasedMemory::Lease other(large);
                   EXPECT_NE(one.data(), other.data());
               }),
               0u);

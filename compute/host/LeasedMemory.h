@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Memory that a kernel needs besides its buffers: what the threads of a grid have in common, and a
+// frame of private arrays for each worker. Kernels run again and again; what one run used is kept
+// for the next. It lies in the region of kernels, since that is all that their code can address.
+#pragma once
+
+#include "compute/memory/GuardedMemory.h"
+#include "platform/base/Fatal.h"
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace compute::host {
+
+/// Any thread.
+class LeasedMemory {
+    using Block = std::shared_ptr<memory::GuardedMemory>;
+
+public:
+    /// `bytes`: of each lease; may be 0.
+    explicit LeasedMemory(std::size_t bytes) : m_bytes(bytes) {}
+
+    /// Holds anything at first; begins with a page. `memory` must outlive it.
+    class Lease {
+    public:
+        explicit Lease(LeasedMemory& memory) : m_memory(memory), m_block(memory.take()) {}
+        Lease(const Lease&) = delete;
+        Lease& operator=(const Lease&) = delete;
+        ~Lease() { m_memory.giveBack(std::move(m_block)); }
+
+        std::byte* data() const {
+            return m_block ? m_block->data() : memory::AddressRegion::nowhere();
+        }
+
+    private:
+        LeasedMemory& m_memory;
+        Block m_block;
+    };
+
+private:
+    Block take() {
+        if (m_bytes == 0)
+            return nullptr;
+        const std::lock_guard lock(m_mutex);
+        if (m_unused.empty()) {
+            auto block = memory::GuardedMemory::allocatePacked(m_bytes);
+            if (!block)
+                platform::fatalError(block.error().message);
+            return std::move(*block);
+        }
+        Block block = std::move(m_unused.back());
+        m_unused.pop_back();
+        return block;
+    }
+    void giveBack(Block block) {
+        if (block == nullptr)
+            return;
+        const std::lock_guard lock(m_mutex);
+        m_unused.push_back(std::move(block));
+    }
+
+    const std::size_t m_bytes;
+    std::mutex m_mutex;
+    std::vector<Block> m_unused;
+};
+
+} // namespace compute::host

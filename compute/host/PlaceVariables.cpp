@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/host/PlaceVariables.h"
+
+#include "compute/kernel/AddressRanges.h"
+
+#include <llvm/ADT/DenseMap.h>
+#include <llvm/ADT/SetVector.h>
+#include <llvm/IR/IRBuilder.h>
+#include <llvm/IR/InstIterator.h>
+#include <llvm/IR/IntrinsicInst.h>
+#include <llvm/IR/ReplaceConstant.h>
+
+#include <memory>
+
+namespace compute::host {
+namespace {
+
+using kernel::Target;
+
+/// Variables and tables that cannot stay where they are.
+class Movers {
+public:
+    explicit Movers(llvm::Module& module) : m_layout(module.getDataLayout()) {
+        for (llvm::Function& function : module) {
+            kernel::AddressRanges& ranges = *m_ranges.emplace_back(
+                std::make_unique<kernel::AddressRanges>(module.getDataLayout()));
+            m_rangesOf[&function] = &ranges;
+            collectReached(function, ranges);
+        }
+        for (llvm::Function& function : module)
+            for (llvm::Instruction& instruction : llvm::instructions(function))
+                if (llvm::isa<llvm::AllocaInst>(instruction) && isHandedOn(instruction))
+                    m_all.insert(&instruction);
+        for (llvm::GlobalVariable& table : module.globals())
+            if (isHandedOn(table) || refersToOthers(*table.getInitializer()))
+                m_all.insert(&table);
+    }
+
+    std::vector<llvm::AllocaInst*> variables() const { return all<llvm::AllocaInst>(); }
+    std::vector<llvm::GlobalVariable*> tables() const { return all<llvm::GlobalVariable>(); }
+
+private:
+    template <class T>
+    std::vector<T*> all() const {
+        std::vector<T*> found;
+        for (llvm::Value* value : m_all)
+            if (auto* object = llvm::dyn_cast<T>(value))
+                found.push_back(object);
+        return found;
+    }
+
+    /// Those that some access may leave.
+    void collectReached(llvm::Function& function, kernel::AddressRanges& ranges) {
+        llvm::SmallVector<kernel::MemoryAccess, 2> accesses;
+        for (llvm::Instruction& instruction : llvm::instructions(function)) {
+            accesses.clear();
+            kernel::findAccesses(instruction, m_layout, accesses);
+            for (const kernel::MemoryAccess& access : accesses)
+                for (const Target& target : ranges.targets(*access.pointer()))
+                    if ((target.kind == Target::Kind::Variable ||
+                         target.kind == Target::Kind::Table) &&
+                        !ranges.isConfined(target, access))
+                        m_all.insert(const_cast<llvm::Value*>(target.base));
+        }
+    }
+
+    /// Whether its address gets where it cannot be followed: into memory, another function, or a
+    /// number, or around a loop that adds to it.
+    bool isHandedOn(llvm::Value& object) const {
+        llvm::SmallSetVector<const llvm::Value*, 16> pointers;
+        pointers.insert(&object);
+        for (unsigned i = 0; i < pointers.size(); ++i) {
+            if (isLost(object, *pointers[i]))
+                return true;
+            for (const llvm::Use& use : pointers[i]->uses()) {
+                const llvm::User* user = use.getUser();
+                if (llvm::isa<llvm::GEPOperator, llvm::PHINode, llvm::SelectInst, llvm::FreezeInst,
+                              llvm::InsertElementInst, llvm::ExtractElementInst,
+                              llvm::ShuffleVectorInst>(user))
+                    pointers.insert(user);
+                else if (const llvm::AllocaInst* list = listOf(use))
+                    addElements(*list, pointers);
+                else if (!isFollowable(use))
+                    return true;
+            }
+        }
+        return false;
+    }
+
+    bool isLost(const llvm::Value& object, const llvm::Value& pointer) const {
+        const auto* instruction = llvm::dyn_cast<llvm::Instruction>(&pointer);
+        return instruction != nullptr &&
+               llvm::none_of(m_rangesOf.lookup(instruction->getFunction())->targets(pointer),
+                             [&](const Target& target) { return target.base == &object; });
+    }
+
+    static bool refersToOthers(const llvm::Constant& value) {
+        return llvm::isa<llvm::GlobalVariable>(value) ||
+               llvm::any_of(value.operands(), [](const llvm::Use& operand) {
+                   return refersToOthers(*llvm::cast<llvm::Constant>(operand.get()));
+               });
+    }
+
+    const llvm::AllocaInst* listOf(const llvm::Use& use) const {
+        const auto* store = llvm::dyn_cast<llvm::StoreInst>(use.getUser());
+        if (store == nullptr || use.getOperandNo() != 0)
+            return nullptr;
+        const auto* list = llvm::dyn_cast<llvm::AllocaInst>(store->getPointerOperand());
+        return list != nullptr && kernel::isPointerList(*list, m_layout) ? list : nullptr;
+    }
+
+    static void addElements(const llvm::AllocaInst& list,
+                            llvm::SmallSetVector<const llvm::Value*, 16>& pointers) {
+        llvm::SmallVector<const llvm::Value*> addresses = {&list};
+        while (!addresses.empty())
+            for (const llvm::User* user : addresses.pop_back_val()->users())
+                if (llvm::isa<llvm::LoadInst>(user))
+                    pointers.insert(user);
+                else if (llvm::isa<llvm::GEPOperator>(user))
+                    addresses.push_back(user);
+    }
+
+    static bool isFollowable(const llvm::Use& use) {
+        const llvm::User* user = use.getUser();
+        if (llvm::isa<llvm::StoreInst>(user))
+            return use.getOperandNo() == 1;
+        if (llvm::isa<llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(user))
+            return use.getOperandNo() == 0;
+        if (const auto* call = llvm::dyn_cast<llvm::IntrinsicInst>(user)) {
+            const bool storesIt = use.getOperandNo() == 0 &&
+                                  (call->getIntrinsicID() == llvm::Intrinsic::masked_store ||
+                                   call->getIntrinsicID() == llvm::Intrinsic::masked_scatter);
+            return !storesIt;
+        }
+        return llvm::isa<llvm::LoadInst, llvm::ICmpInst>(user);
+    }
+
+    const llvm::DataLayout& m_layout;
+    std::vector<std::unique_ptr<kernel::AddressRanges>> m_ranges;
+    llvm::DenseMap<const llvm::Function*, kernel::AddressRanges*> m_rangesOf;
+    llvm::SmallSetVector<llvm::Value*, 8> m_all;
+};
+
+/// Hands the record of its memory down to the functions that need it.
+class MemoryParameters {
+public:
+    explicit MemoryParameters(std::span<llvm::Argument* const> entries) {
+        for (llvm::Argument* parameter : entries)
+            m_parameters[parameter->getParent()] = parameter;
+    }
+
+    /// The parameter of the function that the instruction is in, which may be replaced by one that
+    /// has it.
+    llvm::Argument& at(const llvm::Instruction& instruction) {
+        llvm::Function& function = *const_cast<llvm::Function*>(instruction.getFunction());
+        if (llvm::Argument* known = m_parameters.lookup(&function))
+            return *known;
+        llvm::Function& extended = extend(function);
+        llvm::Argument& parameter = *extended.getArg(extended.arg_size() - 1);
+        m_parameters[&extended] = &parameter;
+        for (llvm::User* user : llvm::make_early_inc_range(function.users()))
+            passTo(extended, *llvm::cast<llvm::CallInst>(user));
+        function.eraseFromParent();
+        return parameter;
+    }
+
+private:
+    static llvm::Function& extend(llvm::Function& function) {
+        llvm::LLVMContext& context = function.getContext();
+        llvm::SmallVector<llvm::Type*> types(function.getFunctionType()->params());
+        types.push_back(llvm::PointerType::get(context, 0));
+        auto* extended =
+            llvm::Function::Create(llvm::FunctionType::get(function.getReturnType(), types, false),
+                                   function.getLinkage(), "", function.getParent());
+        extended->takeName(&function);
+        extended->copyAttributesFrom(&function);
+        extended->copyMetadata(&function, 0);
+        extended->splice(extended->begin(), &function);
+        for (llvm::Argument& parameter : function.args())
+            parameter.replaceAllUsesWith(extended->getArg(parameter.getArgNo()));
+        describe(*extended->getArg(extended->arg_size() - 1));
+        return *extended;
+    }
+
+    void passTo(llvm::Function& extended, llvm::CallInst& call) {
+        llvm::SmallVector<llvm::Value*> arguments(call.args());
+        arguments.push_back(&at(call));
+        llvm::IRBuilder<> builder(&call);
+        llvm::CallInst* made = builder.CreateCall(&extended, arguments);
+        made->setCallingConv(call.getCallingConv());
+        made->setAttributes(call.getAttributes());
+        made->takeName(&call);
+        call.replaceAllUsesWith(made);
+        call.eraseFromParent();
+    }
+
+public:
+    static void describe(llvm::Argument& parameter) {
+        llvm::LLVMContext& context = parameter.getContext();
+        parameter.addAttr(llvm::Attribute::get(context, kernel::recordAttribute,
+                                               std::to_string(sizeof(KernelMemory))));
+        parameter.addAttr(llvm::Attribute::get(context, kernel::pointersAttribute));
+    }
+
+private:
+    llvm::DenseMap<llvm::Function*, llvm::Argument*> m_parameters;
+};
+
+llvm::Value* loadPlace(llvm::Argument& memory, std::size_t offset) {
+    llvm::IRBuilder<> builder(memory.getContext());
+    builder.SetInsertPointPastAllocas(memory.getParent());
+    return builder.CreateAlignedLoad(
+        builder.getPtrTy(), builder.CreateConstGEP1_64(builder.getInt8Ty(), &memory, offset),
+        llvm::Align(alignof(KernelMemory)));
+}
+
+/// Lets the users of the pointer begin from `base` instead. Markers of its life mean nothing there.
+void replaceVariable(llvm::AllocaInst& variable, llvm::Value& base, std::uint64_t offset) {
+    for (llvm::User* user : llvm::make_early_inc_range(variable.users()))
+        if (auto* marker = llvm::dyn_cast<llvm::LifetimeIntrinsic>(user))
+            marker->eraseFromParent();
+    llvm::IRBuilder<> builder(llvm::cast<llvm::Instruction>(&base)->getNextNode());
+    llvm::Value* place = builder.CreateConstGEP1_64(builder.getInt8Ty(), &base, offset);
+    variable.replaceAllUsesWith(place);
+    variable.eraseFromParent();
+}
+
+/// Moves the variables of functions into their frames, one behind the other: none of these
+/// functions calls itself.
+std::uint64_t moveVariables(llvm::ArrayRef<llvm::AllocaInst*> variables,
+                            const llvm::DataLayout& layout, MemoryParameters& parameters) {
+    std::uint64_t bytes = 0;
+    llvm::DenseMap<llvm::Function*, llvm::Value*> frames;
+    for (llvm::AllocaInst* variable : variables) {
+        llvm::Argument& parameter = parameters.at(*variable);
+        llvm::Value*& frame = frames[parameter.getParent()];
+        if (frame == nullptr)
+            frame = loadPlace(parameter, offsetof(KernelMemory, frame));
+        bytes = llvm::alignTo(bytes, variable->getAlign());
+        const auto size = variable->getAllocationSize(layout);
+        replaceVariable(*variable, *frame, bytes);
+        bytes += size ? size->getFixedValue() : 0;
+    }
+    return bytes;
+}
+
+/// Lets the functions read the tables from their image.
+void moveTables(llvm::ArrayRef<llvm::GlobalVariable*> tables, const TableImage& image,
+                MemoryParameters& parameters) {
+    llvm::convertUsersOfConstantsToInstructions(
+        llvm::SmallVector<llvm::Constant*>(tables.begin(), tables.end()));
+    llvm::DenseMap<std::pair<llvm::Function*, llvm::GlobalVariable*>, llvm::Value*> places;
+    for (llvm::GlobalVariable* table : tables)
+        for (llvm::Use& use : llvm::make_early_inc_range(table->uses())) {
+            auto* user = llvm::dyn_cast<llvm::Instruction>(use.getUser());
+            if (user == nullptr)
+                continue; // another table, whose image says it
+            llvm::Argument& parameter = parameters.at(*user);
+            llvm::Value*& place = places[{parameter.getParent(), table}];
+            if (place == nullptr) {
+                llvm::Value* start = loadPlace(parameter, offsetof(KernelMemory, tables));
+                llvm::IRBuilder<> builder(llvm::cast<llvm::Instruction>(start)->getNextNode());
+                place =
+                    builder.CreateConstGEP1_64(builder.getInt8Ty(), start, image.offset(*table));
+            }
+            use.set(place);
+        }
+    for (llvm::GlobalVariable* table : tables)
+        table->setInitializer(llvm::Constant::getNullValue(table->getValueType()));
+    for (llvm::GlobalVariable* table : tables) {
+        table->removeDeadConstantUsers();
+        table->eraseFromParent();
+    }
+}
+
+} // namespace
+
+platform::Result<Placement> placeVariables(llvm::Module& module,
+                                           std::span<llvm::Argument* const> memory) {
+    const llvm::DataLayout& layout = module.getDataLayout();
+    const Movers movers(module);
+    Placement placement;
+    MemoryParameters parameters(memory);
+    placement.tables = SL42_TRY(TableImage::make(movers.tables(), layout));
+    placement.frameBytes = moveVariables(movers.variables(), layout, parameters);
+    moveTables(movers.tables(), placement.tables, parameters);
+    placement.tables.forgetTables();
+    return placement;
+}
+
+} // namespace compute::host
