@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/MachineCode.h"
 
+#include "compute/host/LinkMemory.h"
 #include "compute/host/RuntimeFunctions.h"
 
 #include <llvm/ExecutionEngine/JITLink/JITLink.h>
@@ -10,7 +11,6 @@
 #include <llvm/Support/xxhash.h>
 
 #include <string>
-#include <unistd.h>
 
 namespace compute::host {
 namespace {
@@ -99,33 +99,21 @@ Fingerprint fingerprintOf(llvm::MemoryBufferRef object) {
 
 } // namespace
 
-MachineCode::MachineCode(std::unique_ptr<JITLinkMemoryManager> memory, Allocation allocation,
-                         std::vector<void*> entries, Fingerprint fingerprint)
-    : m_memory(std::move(memory)),
-      m_allocation(std::move(allocation)),
-      m_entries(std::move(entries)),
-      m_fingerprint(fingerprint) {}
-
-MachineCode::MachineCode(MachineCode&& other) noexcept = default;
-
-MachineCode::~MachineCode() {
-    if (m_allocation)
-        llvm::consumeError(m_memory->deallocate(std::move(m_allocation)));
-}
+MachineCode::MachineCode(std::vector<CodeArena::Block> blocks, std::vector<void*> entries,
+                         Fingerprint fingerprint)
+    : m_blocks(std::move(blocks)), m_entries(std::move(entries)), m_fingerprint(fingerprint) {}
 
 platform::Result<MachineCode> MachineCode::link(llvm::MemoryBufferRef object,
                                                 std::span<const std::string_view> symbols) {
     auto graph = createLinkGraphFromObject(object);
     if (!graph)
         return platform::Error{llvm::toString(graph.takeError())};
-    auto memory =
-        std::make_unique<InProcessMemoryManager>(static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
+    LinkMemory memory(*SL42_TRY(CodeArena::ofProcess()));
     Outcome outcome;
-    llvm::jitlink::link(std::move(*graph),
-                        std::make_unique<LinkContext>(*memory, symbols, outcome));
+    llvm::jitlink::link(std::move(*graph), std::make_unique<LinkContext>(memory, symbols, outcome));
     if (!outcome.allocation)
         return platform::Error{outcome.error};
-    return MachineCode(std::move(memory), std::move(outcome.allocation), std::move(outcome.entries),
+    return MachineCode(LinkMemory::take(std::move(outcome.allocation)), std::move(outcome.entries),
                        fingerprintOf(object));
 }
 

@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Sole owner of executable memory. Code is copied into writable pages, linked there, and the pages
-// then change to read-and-execute or read-only for good: no page is ever writable and executable.
+// Machine code that can be run. It is linked in ordinary memory for the place in the arena
+// (CodeArena.h) where it is then copied to.
 #pragma once
 
+#include "compute/host/CodeArena.h"
 #include "platform/base/Result.h"
 
-#include <llvm/ExecutionEngine/JITLink/JITLinkMemoryManager.h>
 #include <llvm/Support/MemoryBufferRef.h>
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -28,9 +27,6 @@ public:
     /// names the function.
     static platform::Result<MachineCode> link(llvm::MemoryBufferRef object,
                                               std::span<const std::string_view> symbols);
-    MachineCode(MachineCode&& other) noexcept;
-    MachineCode& operator=(MachineCode&&) = delete;
-    ~MachineCode();
 
     /// Address of the symbol with this number of those that link() was asked for; valid as long as
     /// this lives.
@@ -39,12 +35,10 @@ public:
     Fingerprint fingerprint() const { return m_fingerprint; }
 
 private:
-    using Allocation = llvm::jitlink::JITLinkMemoryManager::FinalizedAlloc;
-    MachineCode(std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> memory, Allocation allocation,
-                std::vector<void*> entries, Fingerprint fingerprint);
+    MachineCode(std::vector<CodeArena::Block> blocks, std::vector<void*> entries,
+                Fingerprint fingerprint);
 
-    std::unique_ptr<llvm::jitlink::JITLinkMemoryManager> m_memory;
-    Allocation m_allocation;
+    std::vector<CodeArena::Block> m_blocks;
     std::vector<void*> m_entries;
     Fingerprint m_fingerprint;
 };

@@ -168,10 +168,6 @@ constexpr Attempt necessities[] = {
          std::thread([&] { ran = 1; }).join();
          return ran - 1;
      }},
-    {"make finished code executable",
-     [](const Preparations& p) -> long {
-         return ::mprotect(p.page, pageBytes, PROT_READ | PROT_EXEC);
-     }},
     {"map a buffer",
      [](const Preparations& p) -> long {
          return mapped(::mmap(nullptr, pageBytes, PROT_READ | PROT_WRITE, MAP_SHARED, p.memory, 0));
@@ -186,7 +182,7 @@ int probe() {
         std::fprintf(stderr, "BROKEN: preparations (%s)\n", std::strerror(errno));
         return 1;
     }
-    if (const auto locked = lockDown(preparations.folder); !locked) {
+    if (const auto locked = lockDown({.dumpFolder = preparations.folder}); !locked) {
         std::fprintf(stderr, "BROKEN: %s\n", locked.error().message.c_str());
         return 1;
     }

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/service/Run.h"
 
+#include "compute/host/CodeArena.h"
 #include "compute/service/FaultReport.h"
 #include "compute/service/Probe.h"
 #include "compute/service/Sandbox.h"
@@ -35,11 +36,12 @@ Result<protocol::StatusPage*> mapStatusPage() {
 Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Compiler& compiler) {
     SL42_TRY_VOID(detachFromSurroundings());
     protocol::StatusPage* page = SL42_TRY(mapStatusPage());
+    const host::CodeArena* arena = SL42_TRY(host::CodeArena::ofProcess());
     workers::start(markThisThreadAsKernels);
     compiler.warmUp();
     reportFaultsTo(*page); // late, since the compiler's libraries install handlers of their own
     auto server = SL42_TRY(Server::create(channel, compiler, *page));
-    SL42_TRY_VOID(lockDown(compiler.dumpFolder()));
+    SL42_TRY_VOID(lockDown({.codeWriter = arena->writer(), .dumpFolder = compiler.dumpFolder()}));
     return server;
 }
 

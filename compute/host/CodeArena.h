@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The memory that machine code of kernels lies in: a memory object that is mapped once, before the
+// process locks itself down, and never again. Through the mapping it can be read or run; what
+// stands in it changes by writing to a descriptor only. So there is no page that a store can change
+// and the processor runs, and nothing ever has to become executable.
+#pragma once
+
+#include "platform/base/FileDescriptor.h"
+#include "platform/base/Result.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <utility>
+
+namespace compute::host {
+
+/// Thread-safe.
+class CodeArena {
+public:
+    /// Code can be run and read, constants can be read only.
+    enum class Kind : std::uint8_t { Code, Constants };
+    class Block;
+
+    /// Half of the bytes are for code and half for constants; memory is taken as it is written.
+    static platform::Result<std::unique_ptr<CodeArena>> create(std::size_t bytes);
+    /// The one of this process, made when it is first asked for and never given back.
+    static platform::Result<CodeArena*> ofProcess();
+    ~CodeArena();
+    CodeArena(const CodeArena&) = delete;
+    CodeArena& operator=(const CodeArena&) = delete;
+
+    /// Its contents are left over from whatever lay there. None when there is no room.
+    std::optional<Block> take(Kind kind, std::size_t bytes, std::size_t alignment);
+    /// Puts `bytes` at the beginning of the block, for all threads.
+    platform::Result<void> write(const Block& block, std::span<const std::byte> bytes);
+
+    /// The only way to write; a number that no descriptor gets by itself.
+    int writer() const { return m_writer.get(); }
+    /// All that is mapped.
+    std::span<const std::byte> memory() const { return {m_begin, m_bytes}; }
+
+private:
+    CodeArena(platform::FileDescriptor writer, const std::byte* begin, std::size_t bytes);
+    void give(std::size_t offset, std::size_t bytes);
+
+    platform::FileDescriptor m_writer;
+    const std::byte* m_begin;
+    std::size_t m_bytes;
+    std::mutex m_mutex;
+    std::map<std::size_t, std::size_t> m_free; ///< offset to length, no two adjacent
+};
+
+/// Gives its place back on destruction, which must come before that of the arena.
+class CodeArena::Block {
+public:
+    Block(Block&& other) noexcept
+        : m_arena(std::exchange(other.m_arena, nullptr)),
+          m_offset(other.m_offset),
+          m_bytes(other.m_bytes) {}
+    Block& operator=(Block&&) = delete;
+    ~Block();
+
+    const std::byte* begin() const { return m_arena->m_begin + m_offset; }
+
+private:
+    friend class CodeArena;
+    Block(CodeArena& arena, std::size_t offset, std::size_t bytes)
+        : m_arena(&arena), m_offset(offset), m_bytes(bytes) {}
+
+    CodeArena* m_arena;
+    std::size_t m_offset;
+    std::size_t m_bytes;
+};
+
+} // namespace compute::host
