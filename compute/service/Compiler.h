@@ -56,6 +56,8 @@ public:
 class Compiler {
 public:
     virtual ~Compiler() = default;
+    /// Called once and first. No file can be opened later.
+    virtual void openFiles() {}
     /// Called once, before the service locks itself down.
     virtual void warmUp() = 0;
     /// Descriptor of the folder that it makes files in from then on; -1 when it makes none.

@@ -122,9 +122,7 @@ private:
 
 } // namespace
 
-void KernelCompiler::warmUp() {
-    metal::warmUp();
-    host::warmUp();
+void KernelCompiler::openFiles() {
     const char* folder = std::getenv("SL42_DUMP");
     if (folder == nullptr || *folder == '\0')
         return;
@@ -133,6 +131,11 @@ void KernelCompiler::warmUp() {
         m_dump = std::make_shared<const kernel::Dump>(std::move(*dump));
     else
         std::fprintf(stderr, "SL42_DUMP: %s\n", dump.error().message.c_str());
+}
+
+void KernelCompiler::warmUp() {
+    metal::warmUp();
+    host::warmUp();
 }
 
 int KernelCompiler::dumpFolder() const {

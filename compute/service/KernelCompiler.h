@@ -13,6 +13,7 @@ namespace compute::service {
 
 class KernelCompiler final : public Compiler {
 public:
+    void openFiles() override;
     void warmUp() override;
     int dumpFolder() const override;
     platform::Result<std::shared_ptr<const Library>> compile(std::string_view source,

@@ -4,6 +4,7 @@
 
 #include "compute/host/CodeArena.h"
 #include "compute/service/FaultReport.h"
+#include "compute/service/Isolation.h"
 #include "compute/service/Probe.h"
 #include "compute/service/Sandbox.h"
 #include "compute/service/Server.h"
@@ -37,6 +38,8 @@ Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Co
     SL42_TRY_VOID(detachFromSurroundings());
     protocol::StatusPage* page = SL42_TRY(mapStatusPage());
     const host::CodeArena* arena = SL42_TRY(host::CodeArena::ofProcess());
+    compiler.openFiles();
+    isolate(compiler.dumpFolder() >= 0);
     workers::start(markThisThreadAsKernels);
     compiler.warmUp();
     reportFaultsTo(*page); // late, since the compiler's libraries install handlers of their own

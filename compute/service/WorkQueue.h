@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <latch>
 #include <mutex>
 #include <pthread.h>
 #include <system_error>
@@ -20,18 +21,22 @@ namespace compute::service {
 template <class Item>
 class WorkQueue {
 public:
-    /// `start` runs first on each new thread, `work` once for each item, on any of them. What it
-    /// leaves of the item is given to a later caller of add(), to be filled again. The threads have
-    /// their name when this returns.
+    /// `start` runs first on each new thread, and has when this returns; `work` once for each item,
+    /// on any of them. What it leaves of the item is given to a later caller of add(), to be filled
+    /// again.
     WorkQueue(std::size_t threads, std::size_t stackBytes, std::function<void()> start,
               std::function<void(Item&)> work, const char* name = "kernels")
-        : m_start(std::move(start)), m_work(std::move(work)) {
+        : m_start(std::move(start)),
+          m_work(std::move(work)),
+          m_name(name),
+          m_started(static_cast<std::ptrdiff_t>(threads)) {
         for (std::size_t i = 0; i < threads; ++i) {
-            if (const int error = startThread(stackBytes, name); error != 0) {
+            if (const int error = startThread(stackBytes); error != 0) {
                 stop();
                 throw std::system_error(error, std::generic_category(), "Cannot start a thread");
             }
         }
+        m_started.wait();
     }
     ~WorkQueue() { stop(); }
     WorkQueue(const WorkQueue&) = delete;
@@ -47,17 +52,15 @@ public:
     }
 
 private:
-    int startThread(std::size_t stackBytes, const char* name) {
+    int startThread(std::size_t stackBytes) {
         pthread_attr_t attributes;
         ::pthread_attr_init(&attributes);
         ::pthread_attr_setstacksize(&attributes, stackBytes);
         pthread_t thread{};
         const int error = ::pthread_create(&thread, &attributes, entry, this);
         ::pthread_attr_destroy(&attributes);
-        if (error == 0) {
-            (void)::pthread_setname_np(thread, name);
+        if (error == 0)
             m_threads.push_back(thread);
-        }
         return error;
     }
     void stop() {
@@ -74,7 +77,10 @@ private:
         return nullptr;
     }
     void loop() {
+        // By another thread it could only be named by way of a file.
+        (void)::pthread_setname_np(::pthread_self(), m_name);
         m_start();
+        m_started.count_down();
         Item item{};
         std::unique_lock lock(m_mutex);
         while (true) {
@@ -90,6 +96,8 @@ private:
 
     std::function<void()> m_start;
     std::function<void(Item&)> m_work;
+    const char* m_name;
+    std::latch m_started;
     std::mutex m_mutex;
     std::condition_variable m_wake;
     platform::Fifo<Item> m_items;

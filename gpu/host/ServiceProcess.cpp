@@ -3,16 +3,14 @@
 #include "gpu/host/ServiceProcess.h"
 
 #include "compute/protocol/Codec.h"
+#include "gpu/host/LaunchService.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -32,59 +30,6 @@ constexpr std::chrono::milliseconds placeTimeout(100);
 // A service that does not read for this long counts as dead.
 constexpr std::chrono::milliseconds sendTimeout(2000);
 
-/// The service's settings and where its libraries are; nothing else of the environment.
-std::vector<char*> serviceEnvironment() {
-    std::vector<char*> environment;
-    for (char** entry = ::environ; *entry != nullptr; ++entry)
-        if (std::strncmp(*entry, "SL42_", 5) == 0 ||
-            std::strncmp(*entry, "LD_LIBRARY_PATH=", 16) == 0)
-            environment.push_back(*entry);
-    environment.push_back(nullptr);
-    return environment;
-}
-
-/// The same open file under a number that no descriptor of the service has.
-FileDescriptor outOfTheWay(int descriptor) {
-    return FileDescriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, 16));
-}
-
-/// How the child is to be started: own process group (so that a Ctrl-C meant for the console does
-/// not end it), default signals, and no descriptors but its own.
-class SpawnSettings {
-public:
-    SpawnSettings(int socket, int page) {
-        ::posix_spawn_file_actions_init(&m_actions);
-        ::posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        ::posix_spawn_file_actions_addopen(&m_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        ::posix_spawn_file_actions_adddup2(&m_actions, socket, protocol::serviceSocket);
-        ::posix_spawn_file_actions_adddup2(&m_actions, page, protocol::serviceStatusPage);
-        ::posix_spawn_file_actions_addclosefrom_np(&m_actions, protocol::serviceStatusPage + 1);
-        ::posix_spawnattr_init(&m_attributes);
-        sigset_t all;
-        sigset_t none;
-        sigfillset(&all);
-        sigemptyset(&none);
-        ::posix_spawnattr_setsigdefault(&m_attributes, &all);
-        ::posix_spawnattr_setsigmask(&m_attributes, &none);
-        ::posix_spawnattr_setpgroup(&m_attributes, 0);
-        ::posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
-                                                      POSIX_SPAWN_SETPGROUP);
-    }
-    ~SpawnSettings() {
-        ::posix_spawn_file_actions_destroy(&m_actions);
-        ::posix_spawnattr_destroy(&m_attributes);
-    }
-    SpawnSettings(const SpawnSettings&) = delete;
-    SpawnSettings& operator=(const SpawnSettings&) = delete;
-
-    const posix_spawn_file_actions_t* actions() const { return &m_actions; }
-    const posix_spawnattr_t* attributes() const { return &m_attributes; }
-
-private:
-    posix_spawn_file_actions_t m_actions{};
-    posix_spawnattr_t m_attributes{};
-};
-
 } // namespace
 
 std::string ServiceProcess::findExecutable() {
@@ -98,25 +43,17 @@ std::string ServiceProcess::findExecutable() {
     return folder.parent_path() / "libexec" / "starloom42" / "starloom-compute";
 }
 
-Result<std::unique_ptr<ServiceProcess>> ServiceProcess::start(const std::string& executable) {
+Result<std::unique_ptr<ServiceProcess>> ServiceProcess::start(const std::string& executable,
+                                                              bool mayIsolate) {
     auto page = SL42_TRY(SharedMemory::create(protocol::statusPageBytes, "status"));
     if (page->bytes().empty())
         return Error{"Cannot map the status page of the compute service"};
     auto [ours, theirs] = SL42_TRY(protocol::Channel::makePair());
-    const FileDescriptor socket = outOfTheWay(theirs.get());
-    const FileDescriptor pageDescriptor = outOfTheWay(page->descriptor());
-    if (!socket || !pageDescriptor)
-        return Error{std::string("Cannot start the compute service: ") + std::strerror(errno)};
-
-    const SpawnSettings settings(socket.get(), pageDescriptor.get());
-    char name[] = "starloom-compute";
-    char* const arguments[] = {name, nullptr};
-    const auto environment = serviceEnvironment();
-    pid_t pid = -1;
-    const int error = ::posix_spawn(&pid, executable.c_str(), settings.actions(),
-                                    settings.attributes(), arguments, environment.data());
-    if (error != 0)
-        return Error{"Cannot start " + executable + ": " + std::strerror(error)};
+    const pid_t pid =
+        SL42_TRY(launch({.executable = executable,
+                         .arguments = {},
+                         .descriptors = {STDERR_FILENO, theirs.get(), page->descriptor()},
+                         .mayIsolate = mayIsolate}));
     return std::unique_ptr<ServiceProcess>(
         new ServiceProcess(std::move(ours), std::move(page), pid));
 }

@@ -36,8 +36,10 @@ public:
     static std::string findExecutable();
 
     /// Must be called on a thread that lives as long as the process shall: the kernel ends it
-    /// together with that thread.
-    static platform::Result<std::unique_ptr<ServiceProcess>> start(const std::string& executable);
+    /// together with that thread. Some systems grant namespaces in which it then cannot run;
+    /// without `mayIsolate` it has none to begin with.
+    static platform::Result<std::unique_ptr<ServiceProcess>> start(const std::string& executable,
+                                                                   bool mayIsolate);
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;

@@ -60,8 +60,9 @@ void ServiceClient::startService(Lock& lock) {
     m_measuredJob = {};
     m_idleSinceRead = false;
     m_unwanted.reset();
+    const bool mayIsolate = m_failedRuns == 0;
     lock.unlock();
-    auto started = ServiceProcess::start(m_executable);
+    auto started = ServiceProcess::start(m_executable, mayIsolate);
     lock.lock();
     if (!started)
         return runWasUseless(started.error().message);

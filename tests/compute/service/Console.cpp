@@ -3,6 +3,8 @@
 #include "tests/compute/service/Console.h"
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 namespace test {
 
@@ -59,12 +61,24 @@ std::uint32_t Console::counter(std::size_t index) {
 }
 
 pid_t Console::servicePid() {
-    // The fake compiler's warnings say who compiled; a new text each time keeps the cache away.
+    // A new text each time keeps the cache away; once it is compiled, the service runs.
     static int number = 0;
-    auto library = gpu::waitForLibrary(*device, "count w" + std::to_string(++number));
-    if (!library)
+    if (auto library = gpu::waitForLibrary(*device, "count w" + std::to_string(++number)); !library)
         throw std::runtime_error(library.error().message);
-    return std::stoi((*library)->warnings().substr(std::strlen("compiled by ")));
+    const std::vector<pid_t> services = children();
+    if (services.size() != 1)
+        throw std::runtime_error(std::to_string(services.size()) + " services");
+    return services[0];
+}
+
+std::vector<pid_t> children() {
+    std::vector<pid_t> found;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream list(task.path() / "children");
+        for (pid_t child = 0; list >> child;)
+            found.push_back(child);
+    }
+    return found;
 }
 
 void expectError(const gpu::CommandBuffer& commandBuffer, gpu::CommandBufferError::Code code,

@@ -40,6 +40,9 @@ protected:
     std::shared_ptr<gpu::Buffer> buffer;
 };
 
+/// Process ids of the children of all threads of this process.
+std::vector<pid_t> children();
+
 void expectError(const gpu::CommandBuffer& commandBuffer, gpu::CommandBufferError::Code code,
                  const std::string& message, const std::string& kernel);
 

@@ -125,9 +125,11 @@ void misbehave(std::string_view function) {
 
 class FakeLibrary final : public service::Library {
 public:
-    /// `isFirst` says whether this service has compiled no other.
-    FakeLibrary(std::vector<std::string> names, bool isFirst)
-        : m_names(std::move(names)), m_isFirst(isFirst) {}
+    /// `number` counts those that this service has compiled, from 1.
+    FakeLibrary(std::vector<std::string> names, unsigned number)
+        : m_names(std::move(names)),
+          m_isFirst(number == 1),
+          m_warnings("compiled as number " + std::to_string(number)) {}
 
     std::vector<protocol::Kernel> kernels() const override {
         std::vector<protocol::Kernel> kernels;
@@ -154,7 +156,7 @@ public:
 private:
     std::vector<std::string> m_names;
     bool m_isFirst;
-    std::string m_warnings = "compiled by " + std::to_string(::getpid());
+    std::string m_warnings;
 };
 
 class FakeCompiler final : public service::Compiler {
@@ -175,7 +177,7 @@ public:
                 names.push_back(word);
         }
         return std::shared_ptr<const service::Library>(
-            std::make_shared<FakeLibrary>(std::move(names), m_compiled++ == 0));
+            std::make_shared<FakeLibrary>(std::move(names), ++m_compiled));
     }
 
 private:

@@ -6,7 +6,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <thread>
 
@@ -26,17 +25,6 @@ double millisecondsSince(Clock::time_point start) {
 std::string service() {
     const char* chosen = std::getenv("SL42_COMPUTE");
     return chosen != nullptr ? chosen : BUILT_SERVICE;
-}
-
-/// Process ids of the children of all threads of this process.
-std::vector<pid_t> children() {
-    std::vector<pid_t> found;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream list(task.path() / "children");
-        for (pid_t child = 0; list >> child;)
-            found.push_back(child);
-    }
-    return found;
 }
 
 class Start : public test::Console {
@@ -62,7 +50,7 @@ TEST_F(Start, TimesOfTheFirstProgramTheSecondAndARestart) {
     build(program + "// changed\n");
     const double second = millisecondsSince(again);
 
-    const auto services = children();
+    const auto services = test::children();
     ASSERT_EQ(services.size(), 1u);
     const Clock::time_point killed = Clock::now();
     ::kill(services[0], SIGKILL);
@@ -82,7 +70,7 @@ TEST_F(Start, TimesOfTheFirstProgramTheSecondAndARestart) {
 TEST_F(Start, RealServiceIsLockedDownToo) {
     const auto pipeline = build(program);
     EXPECT_EQ(statusOf(pipeline), gpu::CommandBufferStatus::Completed);
-    const auto services = children();
+    const auto services = test::children();
     ASSERT_EQ(services.size(), 1u);
     const std::string folder = "/proc/" + std::to_string(services[0]);
     std::ifstream status(folder + "/status");
@@ -95,10 +83,10 @@ TEST_F(Start, RealServiceIsLockedDownToo) {
 
 TEST_F(Start, ServiceEndsWithItsConsole) {
     build(program);
-    const auto services = children();
+    const auto services = test::children();
     ASSERT_EQ(services.size(), 1u);
     device.reset();
-    EXPECT_TRUE(children().empty());
+    EXPECT_TRUE(test::children().empty());
     EXPECT_NE(::kill(services[0], 0), 0);
 }
 

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the system grants on top of the filter for system calls: namespaces in which there is
+// nothing to find, no capabilities, no access to files. Each is tried, and none is needed.
+#pragma once
+
+#include <string>
+
+namespace compute::service {
+
+/// What was granted.
+struct Isolation {
+    /// Such as "user pid net ipc uts mount"; empty when there are none.
+    std::string namespaces;
+    /// Version of Landlock; 0 when the system lacks it.
+    int landlock = 0;
+};
+
+/// To be called while the process has one thread. Afterwards no file can be opened, unless
+/// `keepsFiles`. The console may have put the process into a process namespace of its own.
+Isolation isolate(bool keepsFiles);
+
+} // namespace compute::service
