@@ -49,17 +49,23 @@ Result<std::unique_ptr<ServiceProcess>> ServiceProcess::start(const std::string&
     if (page->bytes().empty())
         return Error{"Cannot map the status page of the compute service"};
     auto [ours, theirs] = SL42_TRY(protocol::Channel::makePair());
+    ServiceMessages messages = SL42_TRY(ServiceMessages::create());
+    const FileDescriptor errors = messages.takeWriteEnd();
     const pid_t pid =
         SL42_TRY(launch({.executable = executable,
                          .arguments = {},
-                         .descriptors = {STDERR_FILENO, theirs.get(), page->descriptor()},
+                         .descriptors = {errors.get(), theirs.get(), page->descriptor()},
                          .mayIsolate = mayIsolate}));
     return std::unique_ptr<ServiceProcess>(
-        new ServiceProcess(std::move(ours), std::move(page), pid));
+        new ServiceProcess(std::move(ours), std::move(page), std::move(messages), pid));
 }
 
-ServiceProcess::ServiceProcess(FileDescriptor socket, std::shared_ptr<SharedMemory> page, pid_t pid)
-    : m_channel(std::move(socket)), m_page(std::move(page)), m_pid(pid) {
+ServiceProcess::ServiceProcess(FileDescriptor socket, std::shared_ptr<SharedMemory> page,
+                               ServiceMessages messages, pid_t pid)
+    : m_channel(std::move(socket)),
+      m_page(std::move(page)),
+      m_messages(std::move(messages)),
+      m_pid(pid) {
     m_channel.setSendTimeout(sendTimeout);
 }
 
@@ -87,6 +93,7 @@ void ServiceProcess::end() {
     }
     m_killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
     m_pid = -1;
+    m_messages.passOnLast();
 }
 
 LastWords ServiceProcess::lastWords() const {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// One run of the compute service: the child process, the socket to it and its status page.
+// One run of the compute service: the child process, the socket to it, its status page and what it
+// says to people.
 #pragma once
 
 #include "compute/protocol/Channel.h"
 #include "compute/protocol/Protocol.h"
 #include "compute/protocol/StatusPage.h"
+#include "gpu/host/ServiceMessages.h"
 #include "platform/base/SharedMemory.h"
 
 #include <memory>
@@ -45,6 +47,7 @@ public:
     ServiceProcess& operator=(const ServiceProcess&) = delete;
 
     compute::protocol::Channel& channel() { return m_channel; }
+    ServiceMessages& messages() { return m_messages; }
     pid_t id() const { return m_pid; }
     /// Has the process write where the job stands and end itself. Waits for that a moment.
     void askForPlace(compute::protocol::JobId job);
@@ -56,10 +59,11 @@ public:
 
 private:
     ServiceProcess(platform::FileDescriptor socket, std::shared_ptr<platform::SharedMemory> page,
-                   pid_t pid);
+                   ServiceMessages messages, pid_t pid);
 
     compute::protocol::Channel m_channel;
     std::shared_ptr<platform::SharedMemory> m_page;
+    ServiceMessages m_messages;
     pid_t m_pid;
     bool m_killed = false;
 };

@@ -73,10 +73,13 @@ void ServiceClient::startService(Lock& lock) {
 
 void ServiceClient::watchOnce(Lock& lock) {
     const int timeout = static_cast<int>(timeToSleep().count());
-    pollfd sources[2] = {{m_wakeUp.get(), POLLIN, 0},
-                         {m_process ? m_process->channel().descriptor() : -1, POLLIN, 0}};
+    pollfd sources[] = {{m_wakeUp.get(), POLLIN, 0},
+                        {m_process ? m_process->channel().descriptor() : -1, POLLIN, 0},
+                        {m_process ? m_process->messages().descriptor() : -1, POLLIN, 0}};
     lock.unlock();
-    ::poll(sources, 2, timeout);
+    ::poll(sources, std::size(sources), timeout);
+    if (sources[2].revents != 0)
+        m_process->messages().passOn(); // no other thread takes the process away
     std::uint64_t count = 0;
     (void)!::read(m_wakeUp.get(), &count, sizeof count);
     lock.lock();

@@ -9,9 +9,11 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <thread>
+#include <unistd.h>
 
 using namespace compute;
 using platform::Error;
@@ -74,6 +76,15 @@ constexpr KernelEntry table[] = {
      [](std::uint32_t* buffer, std::uint32_t) { buffer[(std::uint64_t{1} << 34) - 4] = 1; }},
     {"wild-down",
      [](std::uint32_t* buffer, std::uint32_t) { *(buffer - (std::int64_t{1} << 33)) = 1; }},
+    {"say-nothing", [](std::uint32_t*, std::uint32_t) { ::close(STDERR_FILENO); }},
+    {"say-too-much",
+     [](std::uint32_t*, std::uint32_t) {
+         for (int i = 0; i < 5000; ++i)
+             std::fputs("\x1b]0;owned\x07 kernel \x9b"
+                        "1m \xc2\x9b"
+                        "2J\r\n",
+                        stderr);
+     }},
     {"slow-build", [](std::uint32_t*, std::uint32_t) {}},
     {"quit-rebuild", [](std::uint32_t*, std::uint32_t) {}},
     {"null", [](std::uint32_t*, std::uint32_t) { *reinterpret_cast<volatile int*>(64) = 1; }},
