@@ -95,6 +95,10 @@ void add(Isolation& isolation, bool granted, const char* name) {
 
 } // namespace
 
+bool Isolation::has(std::string_view name) const {
+    return (' ' + namespaces + ' ').find(' ' + std::string(name) + ' ') != std::string::npos;
+}
+
 Isolation isolate(bool keepsFiles) {
     Isolation isolation;
     // In a user namespace of its own, a process may make the others.

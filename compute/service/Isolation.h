@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace compute::service {
 
@@ -15,6 +16,8 @@ struct Isolation {
     std::string namespaces;
     /// Version of Landlock; 0 when the system lacks it.
     int landlock = 0;
+
+    bool has(std::string_view name) const;
 };
 
 /// To be called while the process has one thread. Afterwards no file can be opened, unless

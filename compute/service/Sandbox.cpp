@@ -79,13 +79,17 @@ Result<void> detachFromSurroundings() {
     return {};
 }
 
+bool limitsMemory() {
+    return limitsData;
+}
+
 Result<void> lockDown(const Privileged& privileged) {
     if (::prctl(PR_SET_DUMPABLE, 0) != 0)
         return failed("hide the process's memory");
     SL42_TRY_VOID(limitResource(RLIMIT_CORE, 0));
     SL42_TRY_VOID(limitResource(RLIMIT_NOFILE, descriptorLimit));
     SL42_TRY_VOID(limitResource(RLIMIT_STACK, maxStackBytes));
-    if (limitsData)
+    if (limitsMemory())
         SL42_TRY_VOID(limitResource(RLIMIT_DATA, maxDataBytes));
     return filterSystemCalls(privileged);
 }

@@ -15,6 +15,10 @@ namespace compute::service {
 /// meant to have. The first thing that the service does.
 platform::Result<void> detachFromSurroundings();
 
+/// Whether lockDown() limits the memory of the process: not where tools that look for faults map
+/// far more than they use.
+bool limitsMemory();
+
 /// Locks all threads of the process down, for good.
 platform::Result<void> lockDown(const Privileged& privileged);
 

@@ -2,35 +2,45 @@
 // Part of Starloom 42.
 //
 // The lock-down as the process itself experiences it.
+#include "gpu/host/SelfTest.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <sstream>
 
 namespace {
 
-TEST(Sandbox, EveryAttemptToBreakOutIsDenied) {
-    FILE* pipe = ::popen(FAKE_COMPUTE " --probe 2>&1", "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string output;
-    char part[512];
-    while (std::fgets(part, sizeof part, pipe) != nullptr)
-        output += part;
-    EXPECT_EQ(::pclose(pipe), 0);
+class Sandbox : public ::testing::TestWithParam<const char*> {};
 
-    std::istringstream lines(output);
+TEST_P(Sandbox, EveryAttemptToBreakOutIsDenied) {
+    const auto tested = gpu::host::testSandbox(GetParam());
+    ASSERT_TRUE(tested) << tested.error().message;
+    EXPECT_TRUE(tested->isTight);
+    std::istringstream lines(tested->report);
     int denied = 0;
     int works = 0;
     for (std::string line; std::getline(lines, line);) {
-        // Anything but EPERM would mean that the call got as far as being tried.
-        const bool refused =
-            line.starts_with("denied: ") && line.ends_with("(Operation not permitted)");
-        denied += refused ? 1 : 0;
+        denied += line.starts_with("denied: ") ? 1 : 0;
         works += line.starts_with("works: ") ? 1 : 0;
-        EXPECT_TRUE(refused || line.starts_with("works: ")) << line;
+        EXPECT_FALSE(line.starts_with("POSSIBLE: ") || line.starts_with("BROKEN: ")) << line;
     }
-    EXPECT_GE(denied, 30);
-    EXPECT_EQ(works, 2);
+    const std::string number = std::to_string(denied);
+    EXPECT_EQ(tested->summary.find("sandbox: " + number + " of " + number + " attempts denied; "),
+              0u)
+        << tested->summary;
+    EXPECT_GE(denied, 100);
+    EXPECT_EQ(works, 4);
+    std::puts(tested->summary.c_str());
+}
+
+INSTANTIATE_TEST_SUITE_P(Services, Sandbox, ::testing::Values(FAKE_COMPUTE, BUILT_SERVICE),
+                         [](const auto& info) { return info.index == 0 ? "Fake" : "Real"; });
+
+TEST(SandboxTests, AServiceThatDoesNotRunIsNoSuccess) {
+    EXPECT_FALSE(gpu::host::testSandbox("/nonexistent/starloom-compute"));
+    const auto other = gpu::host::testSandbox("/bin/true");
+    ASSERT_TRUE(other);
+    EXPECT_FALSE(other->isTight);
 }
 
 } // namespace
