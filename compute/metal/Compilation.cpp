@@ -4,6 +4,7 @@
 
 #include "compute/metal/Attributes.h"
 #include "compute/metal/DiagnosticText.h"
+#include "compute/metal/Frontend.h"
 #include "compute/metal/InputLimits.h"
 #include "compute/metal/ProgramConsumer.h"
 
@@ -18,12 +19,11 @@
 #include <llvm/Support/thread.h>
 
 #include <optional>
+#include <pthread.h>
 
 namespace compute::metal {
 namespace {
 
-/// The compiler recurses with the nesting of the text; InputLimits.h keeps that within this.
-constexpr unsigned stackBytes = 256u << 20;
 /// Far more than anybody types; a song or picture packed into a table still fits.
 constexpr std::size_t largestSource = 4'000'000;
 
@@ -86,9 +86,21 @@ void run(clang::FrontendAction& action, const Source& source, DiagnosticText& di
     compiler.ExecuteAction(action);
 }
 
-/// Blocks until `task` has run on a thread with a large stack.
+bool hasLargeStack() {
+    pthread_attr_t attributes;
+    std::size_t size = 0;
+    if (::pthread_getattr_np(::pthread_self(), &attributes) != 0)
+        return false;
+    ::pthread_attr_getstacksize(&attributes, &size);
+    ::pthread_attr_destroy(&attributes);
+    return size >= stackBytes;
+}
+
+/// Here, or else on a thread that it waits for.
 void runOnLargeStack(llvm::function_ref<void()> task) {
-    llvm::thread(std::optional(stackBytes), [task] { task(); }).join();
+    if (hasLargeStack())
+        return task();
+    llvm::thread(std::optional(unsigned(stackBytes)), [task] { task(); }).join();
 }
 
 /// Programs that name no header of the library should not see its contents.

@@ -22,7 +22,7 @@ std::string compilerIdentity();
 /// one; with another the headers are parsed.
 Library makeLibrary(std::string_view precompiled, std::string_view compiler);
 
-/// Compiles on a thread of its own, which has the stack that deeply nested texts need.
+/// Compiles where there is the stack that deeply nested texts need (Frontend.h).
 platform::Result<kernel::Program> compile(std::string_view source, const Library& library,
                                           const std::stop_token& stop);
 

@@ -8,14 +8,19 @@
 #include "compute/kernel/Program.h"
 #include "platform/base/Result.h"
 
+#include <cstddef>
 #include <stop_token>
 #include <string_view>
 
 namespace compute::metal {
 
+/// The compiler recurses with the nesting of the text; InputLimits.h keeps that within this.
+inline constexpr std::size_t stackBytes = std::size_t{256} << 20;
+
 /// Compiles one text. The error is everything that the compiler printed, with positions
 /// `program_source:LINE:COLUMN:`, the source line and a caret. Safe to call from several threads.
-/// When it is to stop, it does so with an error at one of the next tokens or templates.
+/// When it is to stop, it does so with an error at one of the next tokens or templates. Works on
+/// the calling thread if that has `stackBytes` of stack, else on another one that it waits for.
 platform::Result<kernel::Program> compile(std::string_view source,
                                           const std::stop_token& stop = {});
 

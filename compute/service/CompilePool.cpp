@@ -16,9 +16,6 @@ using platform::Result;
 
 namespace {
 
-// The compiler recurses over the program's nesting.
-constexpr std::size_t compilerStackBytes = 64u << 20;
-
 protocol::Message cut(std::string text) {
     if (text.size() > protocol::maxMessageBytes) {
         constexpr std::string_view ending = "\n(more messages left out)\n";
@@ -53,7 +50,7 @@ CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pi
       m_pipelines(pipelines),
       m_replies(replies),
       m_queue(
-          threadCount() + protocol::maxCancelledRequests, compilerStackBytes,
+          threadCount() + protocol::maxCancelledRequests, compiler.stackBytes(),
           giveThisThreadFaultStack, [this](Task& task) { carryOut(task); },
           protocol::compilerThreadName) {}
 

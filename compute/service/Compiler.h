@@ -11,6 +11,7 @@
 #include "platform/base/Result.h"
 
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <stop_token>
 #include <string_view>
@@ -60,6 +61,9 @@ public:
     virtual void openFiles() {}
     /// Called once, before the service locks itself down.
     virtual void warmUp() = 0;
+    /// How much stack the threads have that ask it. What it starts a thread of its own for, the
+    /// console takes for standing still, since it does not know that thread.
+    virtual std::size_t stackBytes() const { return std::size_t{64} << 20; }
     /// Descriptor of the folder that it makes files in from then on; -1 when it makes none.
     virtual int dumpFolder() const { return -1; }
     virtual platform::Result<std::shared_ptr<const Library>>

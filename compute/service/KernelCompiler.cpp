@@ -138,6 +138,11 @@ void KernelCompiler::warmUp() {
     host::warmUp();
 }
 
+// What the front end wants, and some pages that do not count.
+std::size_t KernelCompiler::stackBytes() const {
+    return metal::stackBytes + (std::size_t{1} << 20);
+}
+
 int KernelCompiler::dumpFolder() const {
     return m_dump ? m_dump->folder() : -1;
 }

@@ -15,6 +15,7 @@ class KernelCompiler final : public Compiler {
 public:
     void openFiles() override;
     void warmUp() override;
+    std::size_t stackBytes() const override;
     int dumpFolder() const override;
     platform::Result<std::shared_ptr<const Library>> compile(std::string_view source,
                                                              const std::stop_token& stop) override;

@@ -80,6 +80,21 @@ TEST_F(Start, RealServiceIsLockedDownToo) {
     EXPECT_EQ(confirmed, 2);
 }
 
+TEST_F(Start, CompilerThatTakesLongIsSeenToBeAtWork) {
+    std::string text = "constexpr int f(int n) {\n"
+                       "    int s = 0;\n"
+                       "    for (int i = 0; i < 10000; ++i)\n"
+                       "        s += i & n;\n"
+                       "    return s;\n"
+                       "}\n";
+    for (int i = 0; i < 2000; ++i)
+        text += "static_assert(f(" + std::to_string(i) + ") >= 0);\n";
+    const auto library = gpu::waitForLibrary(*device, text);
+    ASSERT_FALSE(library);
+    EXPECT_NE(library.error().message.find("takes too long to compile"), std::string::npos)
+        << library.error().message;
+}
+
 TEST_F(Start, ServiceEndsWithItsConsole) {
     build(program);
     const auto services = test::children();
