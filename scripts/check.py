@@ -45,6 +45,7 @@ LAYERS = {
     "app": ["platform", "gpu", "SL42", "Shader", "preview", "LiveCoding"],
     "tests": [""],
     "bench": [""],
+    "fuzz": [""],
 }
 # Implementations of the compute interface, which only gpu/Device.cpp may name.
 HIDDEN = ("gpu/host", "gpu/vulkan")
@@ -65,7 +66,7 @@ EXTERNAL = [
     (r"(brotli/|lz4|lzma\.h|zlib\.h)", ["platform/compression", "tests/platform/compression"]),
     (r"(ft2build\.h|freetype/|fontconfig/)", ["platform/glyphs"]),
     (r"(sys/(mman|socket|syscall|prctl|resource|inotify|wait)|unistd|fcntl|poll|signal|spawn)\.h",
-     ["platform", "compute", "gpu/host", "tests", "bench/fuzz"]),
+     ["platform", "compute", "gpu/host", "tests", "bench/fuzz", "fuzz"]),
 ]
 
 WORDS = re.compile(r"\bTODO\b|\bFIXME\b|\bXXX\b")

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The file in which drawn fonts are kept. The checksum is put right first, or nothing else would
+// ever be looked at.
+#include "SL42/font/FontCache.h"
+#include "fuzz/InputFile.h"
+
+#include <cstring>
+#include <vector>
+
+/// FNV-1a with 64 bits, as the file has it in front.
+static void putChecksum(std::vector<std::byte>& file) {
+    std::uint64_t sum = 0xcbf29ce484222325;
+    for (std::size_t i = sizeof sum; i < file.size(); ++i)
+        sum = (sum ^ std::to_integer<std::uint64_t>(file[i])) * 0x100000001b3;
+    std::memcpy(file.data(), &sum, sizeof sum);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    constexpr std::uint32_t pictureSize = 16;
+    const fuzz::View bytes = fuzz::viewOf(data, size);
+    std::vector<std::byte> contents(sizeof(std::uint64_t));
+    contents.insert(contents.end(), bytes.begin(), bytes.end());
+    putChecksum(contents);
+    static fuzz::InputFile file;
+    file.hold(contents);
+    const auto pictures = starloom::FontCache(file.path()).load("key", pictureSize);
+    if (!pictures)
+        return 0;
+    for (const auto& style : pictures->styles)
+        fuzz::require(style && style->size() == pictureSize * pictureSize,
+                      "a style has another size than asked for");
+    return 0;
+}

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The whole message loop of the service, with its threads, over a real socket. The input is what a
+// console sends: for each packet two bytes of length, one that says whether memory comes with it,
+// and the message. Only the compiler is an imitation: its kernels touch the first byte of all that
+// is bound to them.
+#include "compute/service/Server.h"
+#include "fuzz/Fuzzing.h"
+
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace protocol = compute::protocol;
+namespace service = compute::service;
+using fuzz::View;
+using platform::FileDescriptor;
+using platform::Result;
+
+namespace {
+
+constexpr std::size_t maxPackets = 32;
+constexpr std::size_t memoryBytes = 1u << 16;
+
+class TouchingKernel final : public service::Kernel {
+public:
+    protocol::Parameters parameters() const override { return {}; }
+    protocol::Fingerprint fingerprint() const override { return {}; }
+    double optimiserMilliseconds() const override { return 0; }
+    double codeGenerationMilliseconds() const override { return 0; }
+    void run(const service::Bindings& bindings, protocol::Extent, protocol::Extent, std::uint32_t,
+             std::uint32_t) const override {
+        for (std::byte* buffer : bindings.buffers)
+            if (buffer != nullptr)
+                *static_cast<volatile std::byte*>(buffer) = std::byte{1};
+        for (const compute::kernel::TextureView* texture : bindings.textures)
+            for (std::uint32_t i = 0; texture != nullptr && i < texture->levelCount; ++i)
+                touchCorners(*texture, i);
+    }
+
+private:
+    static void touchCorners(const compute::kernel::TextureView& texture, std::uint32_t index) {
+        const auto& level = texture.levels[index];
+        static_cast<volatile std::byte*>(level.pixels)[0] = std::byte{2};
+        static_cast<volatile std::byte*>(
+            level.pixels)[(level.height - 1) * level.bytesPerRow + level.width - 1] = std::byte{3};
+    }
+};
+
+class OneKernelLibrary final : public service::Library {
+public:
+    std::vector<protocol::Kernel> kernels() const override {
+        return {{std::string("touch"), {}, {}}};
+    }
+    const std::string& warnings() const override { return m_warnings; }
+    protocol::ConstantDeclarations constants() const override { return {}; }
+    Result<std::shared_ptr<const service::Kernel>>
+    build(std::string_view, const protocol::Constants&, const std::stop_token&) const override {
+        return std::shared_ptr<const service::Kernel>(std::make_shared<TouchingKernel>());
+    }
+
+private:
+    std::string m_warnings;
+};
+
+class ImitatedCompiler final : public service::Compiler {
+public:
+    void warmUp() override {}
+    Result<std::shared_ptr<const service::Library>> compile(std::string_view source,
+                                                            const std::stop_token&) override {
+        if (source.empty())
+            return platform::Error{"empty"};
+        return std::shared_ptr<const service::Library>(std::make_shared<OneKernelLibrary>());
+    }
+};
+
+/// The question that the service answers by ending its process.
+bool isLastQuestion(const std::optional<protocol::Request>& request) {
+    return request && std::holds_alternative<protocol::ReportPlace>(*request);
+}
+
+bool isAnswered(const std::optional<protocol::Request>& request) {
+    return request && (std::holds_alternative<protocol::CompileLibrary>(*request) ||
+                       std::holds_alternative<protocol::MakePipeline>(*request) ||
+                       std::holds_alternative<protocol::RunCommands>(*request));
+}
+
+FileDescriptor makeMemory() {
+    FileDescriptor memory(::memfd_create("buffer", MFD_CLOEXEC));
+    fuzz::require(::ftruncate(memory.get(), memoryBytes) == 0, "there is no memory");
+    return memory;
+}
+
+/// False when the service is gone.
+bool takeReply(protocol::Channel& console) {
+    const auto received = console.receive(protocol::Channel::Descriptors::Drop, true);
+    if (received.status == protocol::ReceiveStatus::Closed)
+        return false;
+    fuzz::require(received.status == protocol::ReceiveStatus::Message &&
+                      protocol::decode<protocol::Reply>(received.bytes).has_value(),
+                  "the service answers nonsense");
+    return true;
+}
+
+/// Waits for each answer, so that an input always does the same.
+void play(protocol::Channel& console, View rest) {
+    bool isThere = takeReply(console);
+    for (std::size_t i = 0; isThere && i < maxPackets && rest.size() >= 3; ++i) {
+        const auto byte = [&](std::size_t at) { return std::to_integer<std::size_t>(rest[at]); };
+        const std::size_t length = std::min(byte(0) | byte(1) << 8, rest.size() - 3);
+        const FileDescriptor memory = (byte(2) & 1) != 0 ? makeMemory() : FileDescriptor();
+        const View message = rest.subspan(3, length);
+        rest = rest.subspan(3 + length);
+        const auto request = protocol::decode<protocol::Request>(message);
+        if (isLastQuestion(request))
+            continue;
+        isThere =
+            console.send(message, memory.get()) && (!isAnswered(request) || takeReply(console));
+    }
+    ::shutdown(console.descriptor(), SHUT_WR);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    auto ends = protocol::Channel::makePair();
+    fuzz::require(ends.hasValue(), "there is no socket");
+    protocol::Channel console(std::move(ends->first));
+    protocol::Channel channel(std::move(ends->second));
+    ImitatedCompiler compiler;
+    protocol::StatusPage page{};
+    const auto server = service::Server::create(channel, compiler, page);
+    fuzz::require(server.hasValue(), "the service does not start");
+    std::thread player([&] { play(console, fuzz::viewOf(data, size)); });
+    static_cast<void>((*server)->serve());
+    ::shutdown(channel.descriptor(), SHUT_RDWR);
+    player.join();
+    return 0;
+}
