@@ -29,6 +29,9 @@ if(SL42_SANITIZE)
         add_link_options(-fno-sanitize=vptr)
     endif()
 endif()
+# ThreadSanitizer wants addresses that the service keeps for kernels, and knows nothing of what LLVM
+# does. So the console is built with it and talks to a service that was built without.
+set(SL42_SERVICE_FROM "" CACHE PATH "Build folder whose compute service is used; empty: our own")
 if(SL42_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
@@ -57,6 +60,16 @@ function(sl42_executable name)
     add_executable(${name} ${ARG_SOURCES})
     sl42_settings(${name})
     target_link_libraries(${name} PRIVATE ${ARG_LINK})
+endfunction()
+
+# sl42_program_from(FOLDER PATH): a program of another build, linked to where it would be in this one.
+function(sl42_program_from folder path)
+    get_filename_component(name ${path} NAME)
+    get_filename_component(place ${CMAKE_BINARY_DIR}/${path} DIRECTORY)
+    file(MAKE_DIRECTORY ${place})
+    file(CREATE_LINK ${folder}/${path} ${CMAKE_BINARY_DIR}/${path} SYMBOLIC)
+    add_executable(${name} IMPORTED GLOBAL)
+    set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${CMAKE_BINARY_DIR}/${path})
 endfunction()
 
 # sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [EVERY_WIDTH] [LEVEL level]): one
