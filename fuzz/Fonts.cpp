@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!pictures)
         return 0;
     for (const auto& style : pictures->styles)
-        fuzz::require(style && style->size() == pictureSize * pictureSize,
+        fuzz::require(style && style->size() == std::size_t{pictureSize} * pictureSize,
                       "a style has another size than asked for");
     return 0;
 }

@@ -10,7 +10,6 @@
 #include "fuzz/Fuzzing.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -36,7 +35,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
         return LLVMFuzzerMutate(data, size, room);
     const std::string text = mutator.changed(fuzz::textOf(fuzz::viewOf(data, size)), random);
     const std::size_t length = std::min(text.size(), room);
-    std::memcpy(data, text.data(), length);
+    std::copy_n(text.begin(), length, data);
     return length;
 }
 

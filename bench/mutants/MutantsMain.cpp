@@ -163,7 +163,7 @@ int main(int argc, char** argv) {
         const std::string found = trial->run(text, std::move(program));
         if (!found.empty()) {
             ++faults;
-            std::printf("seed %llu: %s", static_cast<unsigned long long>(options.seed + number),
+            std::printf("seed %s: %s", std::to_string(options.seed + number).c_str(),
                         found.c_str());
             if (!options.folder.empty())
                 std::ofstream(options.folder + "/mutant-" + std::to_string(options.seed + number) +

@@ -141,9 +141,9 @@ platform::Result<kernel::Program> compile(std::string_view source, const Library
         return platform::Error{std::string(sourceName) + ":1:1: error: program of " +
                                std::to_string(source.size()) + " bytes is larger than " +
                                std::to_string(largestSource) + " bytes\n1 error generated.\n"};
-    std::optional<platform::Result<kernel::Program>> result;
-    runOnLargeStack([&] { result.emplace(compileHere(source, library, stop)); });
-    return std::move(*result);
+    platform::Result<kernel::Program> result = platform::Error{};
+    runOnLargeStack([&] { result = compileHere(source, library, stop); });
+    return result;
 }
 
 platform::Result<std::string> precompileLibrary() {
