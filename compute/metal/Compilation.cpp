@@ -19,7 +19,6 @@
 #include <llvm/Support/thread.h>
 
 #include <optional>
-#include <pthread.h>
 
 namespace compute::metal {
 namespace {
@@ -86,19 +85,8 @@ void run(clang::FrontendAction& action, const Source& source, DiagnosticText& di
     compiler.ExecuteAction(action);
 }
 
-bool hasLargeStack() {
-    pthread_attr_t attributes;
-    std::size_t size = 0;
-    if (::pthread_getattr_np(::pthread_self(), &attributes) != 0)
-        return false;
-    ::pthread_attr_getstacksize(&attributes, &size);
-    ::pthread_attr_destroy(&attributes);
-    return size >= stackBytes;
-}
-
-/// Here, or else on a thread that it waits for.
-void runOnLargeStack(llvm::function_ref<void()> task) {
-    if (hasLargeStack())
+void runOnLargeStack(Stack stack, llvm::function_ref<void()> task) {
+    if (stack == Stack::OfThisThread)
         return task();
     llvm::thread(std::optional(unsigned(stackBytes)), [task] { task(); }).join();
 }
@@ -136,20 +124,20 @@ Library makeLibrary(std::string_view precompiled, std::string_view compiler) {
 }
 
 platform::Result<kernel::Program> compile(std::string_view source, const Library& library,
-                                          const std::stop_token& stop) {
+                                          const std::stop_token& stop, Stack stack) {
     if (source.size() > largestSource)
         return platform::Error{std::string(sourceName) + ":1:1: error: program of " +
                                std::to_string(source.size()) + " bytes is larger than " +
                                std::to_string(largestSource) + " bytes\n1 error generated.\n"};
     platform::Result<kernel::Program> result = platform::Error{};
-    runOnLargeStack([&] { result = compileHere(source, library, stop); });
+    runOnLargeStack(stack, [&] { result = compileHere(source, library, stop); });
     return result;
 }
 
 platform::Result<std::string> precompileLibrary() {
     DiagnosticText diagnostics(DiagnosticText::Reader::Library);
     PrecompileAction action;
-    runOnLargeStack([&] {
+    runOnLargeStack(Stack::OfAnotherThread, [&] {
         run(action, {librarySourceName, librarySource}, diagnostics, makeLibrary(std::nullopt));
     });
     if (diagnostics.hasErrors() || !action.isComplete())

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compute/kernel/Program.h"
+#include "compute/metal/Frontend.h"
 #include "compute/metal/Language.h"
 #include "platform/base/Result.h"
 
@@ -24,7 +25,7 @@ Library makeLibrary(std::string_view precompiled, std::string_view compiler);
 
 /// Compiles where there is the stack that deeply nested texts need (Frontend.h).
 platform::Result<kernel::Program> compile(std::string_view source, const Library& library,
-                                          const std::stop_token& stop);
+                                          const std::stop_token& stop, Stack stack);
 
 /// Parses `#include <metal_stdlib>` and returns its precompiled form.
 platform::Result<std::string> precompileLibrary();

@@ -7,8 +7,9 @@
 
 namespace compute::metal {
 
-platform::Result<kernel::Program> compile(std::string_view source, const std::stop_token& stop) {
-    return compile(source, embeddedLibrary(), stop);
+platform::Result<kernel::Program> compile(std::string_view source, const std::stop_token& stop,
+                                          Stack stack) {
+    return compile(source, embeddedLibrary(), stop, stack);
 }
 
 void warmUp() {

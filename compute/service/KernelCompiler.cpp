@@ -151,7 +151,7 @@ Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view 
                                                                const std::stop_token& stop) {
     if (m_dump)
         m_dump->write("program", 0, "source", "metal", source);
-    auto program = SL42_TRY(metal::compile(source, stop));
+    auto program = SL42_TRY(metal::compile(source, stop, metal::Stack::OfThisThread));
     kernel::keepBitcode(program); // kernels are built by several threads
     return std::shared_ptr<const Library>(
         std::make_shared<CompiledLibrary>(std::move(program), m_dump));
