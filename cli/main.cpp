@@ -4,6 +4,8 @@
 // The command line `starloom`: data goes to standard output, messages go to standard error.
 #include "cli/Command.h"
 
+#include "gpu/Device.h"
+
 #include <iostream>
 
 namespace {
@@ -15,13 +17,21 @@ int finish(cli::ExitStatus status) {
     return static_cast<int>(status);
 }
 
+std::string version(bool isVerbose) {
+    const std::string line = "Starloom 42 " SL42_VERSION;
+    return isVerbose ? line + '\n' + gpu::Device::describeSandbox() : line;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     CLI::App app("Opens the fantasy console Starloom 42, or runs its programs without a window.",
                  "starloom");
     cli::Session session;
-    app.set_version_flag("--version", "Starloom 42 " SL42_VERSION);
+    bool isVerbose = false;
+    app.add_flag("--verbose", isVerbose,
+                 "With --version: also try how well programs are locked in");
+    app.set_version_flag("--version", [&isVerbose] { return version(isVerbose); });
     app.add_option("--device", session.deviceName, "Where programs run: host or vulkan")
         ->check(CLI::IsMember({"host", "vulkan"}));
     app.fallthrough(); // options of the whole may also stand after the subcommand

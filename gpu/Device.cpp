@@ -3,6 +3,8 @@
 #include "gpu/Device.h"
 
 #include "gpu/host/HostDevice.h"
+#include "gpu/host/SelfTest.h"
+#include "gpu/host/ServiceProcess.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +22,14 @@ std::shared_ptr<Device> Device::systemDefault() {
     else
         std::fputs("SL42_DEVICE names no device; choose host\n", stderr);
     return nullptr;
+}
+
+std::string Device::describeSandbox() {
+    const auto tested = host::testSandbox(host::ServiceProcess::findExecutable());
+    if (!tested)
+        return "sandbox: " + tested.error().message;
+    const std::string summary = tested->summary.empty() ? "sandbox: no answer" : tested->summary;
+    return tested->isTight ? summary : summary + " -- NOT AS IT SHOULD BE";
 }
 
 } // namespace gpu

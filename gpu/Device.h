@@ -34,6 +34,10 @@ public:
     /// this machine. Null, with one line on standard error, when it cannot be had.
     static std::shared_ptr<Device> systemDefault();
 
+    /// For people, in one line: how well programs are locked in on this machine, by trying to break
+    /// out. Takes some ten milliseconds; any thread.
+    static std::string describeSandbox();
+
     /// For people: what the work runs on.
     virtual std::string name() const = 0;
 

@@ -7,10 +7,10 @@
 #include "app/panes/PictureControls.h"
 #include "app/panes/Readouts.h"
 #include "app/panes/SoundControls.h"
+#include "app/window/AboutBox.h"
 
 #include <QCloseEvent>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QMimeData>
 #include <QTimer>
 
@@ -147,11 +147,7 @@ void ConsoleWindow::connectActions() {
     connect(m_actions.close, &QAction::triggered, this, &ConsoleWindow::close);
     connect(m_actions.quit, &QAction::triggered, this, &ConsoleWindow::close);
     connect(m_actions.help, &QAction::triggered, this, &ConsoleWindow::showHelp);
-    connect(m_actions.about, &QAction::triggered, this, [this] {
-        QMessageBox::about(this, tr("About"),
-                           tr("Starloom 42\n\nA fantasy console that lives on your GPU.\n"
-                              "Free software under the MIT licence."));
-    });
+    connect(m_actions.about, &QAction::triggered, this, [this] { (new AboutBox(this))->open(); });
 }
 
 // The values change in tasks of the main queue, that is, from the event loop.

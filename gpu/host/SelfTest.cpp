@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds patience(10);
+constexpr std::chrono::seconds patience(5);
 constexpr std::size_t maxBytes = 64u << 10;
 
 /// Until the other side ends or takes too long.

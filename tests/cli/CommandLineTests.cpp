@@ -48,6 +48,13 @@ TEST(CommandLine, HelpAndVersionAreData) {
     const Outcome version = runStarloom({"--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_TRUE(version.out.starts_with("Starloom 42 ")) << version.out;
+    for (const auto& arguments : {std::vector<std::string>{"--version", "--verbose"},
+                                  std::vector<std::string>{"--verbose", "--version"}}) {
+        const Outcome verbose = runStarloom(arguments);
+        EXPECT_TRUE(verbose.out.starts_with(version.out + "sandbox: ")) << verbose.out;
+        EXPECT_NE(verbose.out.find(" attempts denied; namespaces "), std::string::npos);
+        EXPECT_EQ(verbose.out.find("NOT"), std::string::npos) << verbose.out;
+    }
 }
 
 TEST(CommandLine, UnreadableProgramsGiveOneLine) {
