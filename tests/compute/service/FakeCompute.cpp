@@ -4,6 +4,7 @@
 // The compute service with a compiler whose programs are words: each word is a kernel from the
 // table below, or makes the compiler itself misbehave.
 #include "compute/service/Run.h"
+#include "tests/compute/service/HostileKernels.h"
 
 #include <algorithm>
 #include <atomic>
@@ -95,7 +96,7 @@ constexpr KernelEntry table[] = {
 
 class FakeKernel final : public service::Kernel {
 public:
-    explicit FakeKernel(const KernelEntry& entry) : m_entry(entry) {}
+    explicit FakeKernel(test::HostileKernel run) : m_run(run) {}
 
     protocol::Parameters parameters() const override {
         protocol::Parameters parameters;
@@ -107,11 +108,11 @@ public:
     protocol::Fingerprint fingerprint() const override { return {}; }
     void run(const service::Bindings& bindings, protocol::Extent threads, protocol::Extent,
              std::uint32_t, std::uint32_t) const override {
-        m_entry.run(reinterpret_cast<std::uint32_t*>(bindings.buffers[0]), threads.width);
+        m_run(reinterpret_cast<std::uint32_t*>(bindings.buffers[0]), threads.width);
     }
 
 private:
-    const KernelEntry& m_entry;
+    test::HostileKernel m_run;
 };
 
 /// Kernels that bring the compiler down or hold it up, but not at once: what is compiled beside
@@ -159,9 +160,10 @@ public:
             ::_Exit(3);
         const auto* found = std::ranges::find_if(
             table, [&](const KernelEntry& entry) { return function == entry.name; });
-        if (found == std::end(table))
+        const auto run = found != std::end(table) ? found->run : test::findHostileKernel(function);
+        if (run == nullptr)
             return Error{"cannot build " + std::string(function)};
-        return std::shared_ptr<const service::Kernel>(std::make_shared<FakeKernel>(*found));
+        return std::shared_ptr<const service::Kernel>(std::make_shared<FakeKernel>(run));
     }
 
 private:
