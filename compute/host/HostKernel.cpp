@@ -23,6 +23,15 @@ namespace {
 static_assert(sizeof(Bindings) == kernel::slotCount * sizeof(void*) &&
               offsetof(Bindings, textures) == kernel::firstTextureSlot * sizeof(void*));
 
+/// Kernels take what is bound for addresses of their region, from which offsets lead far.
+Bindings withoutNull(Bindings bindings) {
+    std::byte* nowhere = memory::AddressRegion::nowhere();
+    std::ranges::replace(bindings.buffers, nullptr, nowhere);
+    std::ranges::replace(bindings.textures, nullptr,
+                         reinterpret_cast<const kernel::TextureView*>(nowhere));
+    return bindings;
+}
+
 /// As BindParameters.h describes it.
 struct GridRecord {
     Extent grid;
@@ -136,10 +145,11 @@ public:
 
     Fingerprint fingerprint() const override { return m_fingerprint; }
 
-    void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
-             std::uint32_t begin, std::uint32_t end) const override {
+    void run(const Bindings& given, Extent grid, Extent threadsPerThreadgroup, std::uint32_t begin,
+             std::uint32_t end) const override {
         if (begin >= end || grid.height == 0 || grid.depth == 0)
             return;
+        const Bindings bindings = withoutNull(given);
         const GridRecord record{grid, threadsPerThreadgroup};
         const LeasedMemory::Lease common(m_commonMemory);
         prepare(bindings, record, common.data());
