@@ -4,9 +4,11 @@
 
 #include "compute/metal/Attributes.h"
 #include "compute/metal/DiagnosticText.h"
-#include "compute/metal/Frontend.h"
 #include "compute/metal/InputLimits.h"
+#include "compute/metal/LineMarkers.h"
+#include "compute/metal/Pragmas.h"
 #include "compute/metal/ProgramConsumer.h"
+#include "compute/metal/TextLimits.h"
 
 #include <clang/Basic/Version.h>
 #include <clang/Frontend/CompilerInstance.h>
@@ -23,9 +25,6 @@
 namespace compute::metal {
 namespace {
 
-/// Far more than anybody types; a song or picture packed into a table still fits.
-constexpr std::size_t largestSource = 4'000'000;
-
 class CompileAction final : public clang::ASTFrontendAction {
 public:
     CompileAction(kernel::Program& result, const std::stop_token& stop)
@@ -33,8 +32,11 @@ public:
 
 protected:
     bool BeginSourceFileAction(clang::CompilerInstance& compiler) override {
-        defineWords(compiler.getPreprocessor());
-        limitInput(compiler.getPreprocessor(), m_stop);
+        clang::Preprocessor& preprocessor = compiler.getPreprocessor();
+        defineWords(preprocessor);
+        limitInput(preprocessor, m_stop);
+        guardPragmas(preprocessor);
+        keepRealPlaces(preprocessor);
         return true;
     }
     std::unique_ptr<clang::ASTConsumer> CreateASTConsumer(clang::CompilerInstance& compiler,
@@ -69,46 +71,43 @@ private:
     std::shared_ptr<clang::PCHBuffer> m_buffer = std::make_shared<clang::PCHBuffer>();
 };
 
-/// Runs `action` over `source` with nothing to read but that and the library's files.
-void run(clang::FrontendAction& action, const Source& source, DiagnosticText& diagnostics,
+/// What Clang's own ExecuteAction() does, except that it does not tell how small a stack may be:
+/// Clang would go on in threads of its own, with stacks too small for what InputLimits.h lets pass,
+/// and nobody would know whose faults theirs are.
+void execute(clang::CompilerInstance& compiler, clang::FrontendAction& action) {
+    if (!action.PrepareToExecute(compiler) || !compiler.createTarget() ||
+        !action.BeginSourceFile(compiler, compiler.getFrontendOpts().Inputs.front()))
+        return;
+    llvm::consumeError(action.Execute()); // it has been reported
+    action.EndSourceFile();
+}
+
+/// A file, and the text of the program's.
+struct Input {
+    const char* name;
+    llvm::StringRef program;
+};
+
+/// Runs `action` over one file with nothing to read but that and the library's.
+void run(clang::FrontendAction& action, const Input& input, DiagnosticText& diagnostics,
          const Library& library) {
     registerAttributes();
     clang::CompilerInstance compiler;
     compiler.createDiagnostics(&diagnostics, /*ShouldOwnClient=*/false);
     compiler.setInvocation(
-        makeInvocation(compiler.getDiagnostics(), source, library.precompiled != nullptr));
+        makeInvocation(compiler.getDiagnostics(), library.precompiled != nullptr));
+    compiler.getFrontendOpts().Inputs = {{input.name, clang::InputKind(clang::Language::CXX)}};
     // Once more, because the options for diagnostics are part of the invocation.
     compiler.createDiagnostics(&diagnostics, /*ShouldOwnClient=*/false);
-    compiler.createFileManager(makeFileSystem(source, library));
+    compiler.createFileManager(makeFileSystem(input.program, library));
     compiler.createSourceManager(compiler.getFileManager());
     compiler.setVerboseOutputStream(std::make_unique<llvm::raw_null_ostream>());
-    compiler.ExecuteAction(action);
-}
-
-void runOnLargeStack(Stack stack, llvm::function_ref<void()> task) {
-    if (stack == Stack::OfThisThread)
-        return task();
-    llvm::thread(std::optional(unsigned(stackBytes)), [task] { task(); }).join();
+    execute(compiler, action);
 }
 
 /// Programs that name no header of the library should not see its contents.
 bool includesLibrary(llvm::StringRef source) {
     return source.contains("<metal_") || source.contains("<simd/");
-}
-
-platform::Result<kernel::Program> compileHere(llvm::StringRef source, Library library,
-                                              const std::stop_token& stop) {
-    if (!includesLibrary(source))
-        library.precompiled = nullptr;
-    kernel::Program program;
-    program.context = std::make_unique<llvm::LLVMContext>();
-    DiagnosticText diagnostics;
-    CompileAction action(program, stop);
-    run(action, {sourceName, source}, diagnostics, library);
-    if (diagnostics.hasErrors() || program.module == nullptr)
-        return platform::Error{diagnostics.text()};
-    program.warnings = diagnostics.text();
-    return program;
 }
 
 } // namespace
@@ -123,23 +122,33 @@ Library makeLibrary(std::string_view precompiled, std::string_view compiler) {
     return makeLibrary(llvm::MemoryBufferRef(precompiled, "library.pch"));
 }
 
-platform::Result<kernel::Program> compile(std::string_view source, const Library& library,
-                                          const std::stop_token& stop, Stack stack) {
-    if (source.size() > largestSource)
-        return platform::Error{std::string(sourceName) + ":1:1: error: program of " +
-                               std::to_string(source.size()) + " bytes is larger than " +
-                               std::to_string(largestSource) + " bytes\n1 error generated.\n"};
-    platform::Result<kernel::Program> result = platform::Error{};
-    runOnLargeStack(stack, [&] { result = compileHere(source, library, stop); });
-    return result;
+void runOnLargeStack(llvm::function_ref<void()> task) {
+    llvm::thread(std::optional(unsigned(stackBytes)), [task] { task(); }).join();
+}
+
+platform::Result<kernel::Program> compile(std::string_view source, Library library,
+                                          const std::stop_token& stop) {
+    if (const auto fault = findTextFault(source))
+        return platform::Error{std::string(sourceName) + ":1:1: error: " + *fault +
+                               "\n1 error generated.\n"};
+    if (!includesLibrary(source))
+        library.precompiled = nullptr;
+    kernel::Program program;
+    program.context = std::make_unique<llvm::LLVMContext>();
+    DiagnosticText diagnostics;
+    CompileAction action(program, stop);
+    run(action, {sourceFileName, source}, diagnostics, library);
+    if (diagnostics.hasErrors() || program.module == nullptr)
+        return platform::Error{diagnostics.text()};
+    program.warnings = diagnostics.text();
+    return program;
 }
 
 platform::Result<std::string> precompileLibrary() {
     DiagnosticText diagnostics(DiagnosticText::Reader::Library);
     PrecompileAction action;
-    runOnLargeStack(Stack::OfAnotherThread, [&] {
-        run(action, {librarySourceName, librarySource}, diagnostics, makeLibrary(std::nullopt));
-    });
+    runOnLargeStack(
+        [&] { run(action, {librarySourceName, {}}, diagnostics, makeLibrary(std::nullopt)); });
     if (diagnostics.hasErrors() || !action.isComplete())
         return platform::Error{diagnostics.text()};
     return action.take();

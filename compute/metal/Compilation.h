@@ -6,10 +6,12 @@
 #pragma once
 
 #include "compute/kernel/Program.h"
-#include "compute/metal/Frontend.h"
 #include "compute/metal/Language.h"
 #include "platform/base/Result.h"
 
+#include <llvm/ADT/STLFunctionalExtras.h>
+
+#include <cstddef>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -23,9 +25,15 @@ std::string compilerIdentity();
 /// one; with another the headers are parsed.
 Library makeLibrary(std::string_view precompiled, std::string_view compiler);
 
-/// Compiles where there is the stack that deeply nested texts need (Frontend.h).
-platform::Result<kernel::Program> compile(std::string_view source, const Library& library,
-                                          const std::stop_token& stop, Stack stack);
+/// The compiler recurses with the nesting of the text; InputLimits.h keeps that within this.
+inline constexpr std::size_t stackBytes = 128u << 20;
+
+/// Blocks until `task` has run on a thread with such a stack.
+void runOnLargeStack(llvm::function_ref<void()> task);
+
+/// Compiles on the calling thread, which must have such a stack.
+platform::Result<kernel::Program> compile(std::string_view source, Library library,
+                                          const std::stop_token& stop);
 
 /// Parses `#include <metal_stdlib>` and returns its precompiled form.
 platform::Result<std::string> precompileLibrary();

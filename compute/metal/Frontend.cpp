@@ -5,11 +5,23 @@
 #include "compute/metal/Compilation.h"
 #include "compute/metal/EmbeddedLibrary.h"
 
+#include <optional>
+
 namespace compute::metal {
 
-platform::Result<kernel::Program> compile(std::string_view source, const std::stop_token& stop,
-                                          Stack stack) {
-    return compile(source, embeddedLibrary(), stop, stack);
+std::size_t neededStackBytes() {
+    return stackBytes;
+}
+
+platform::Result<kernel::Program> compileOnThisThread(std::string_view source,
+                                                      const std::stop_token& stop) {
+    return compile(source, embeddedLibrary(), stop);
+}
+
+platform::Result<kernel::Program> compile(std::string_view source, const std::stop_token& stop) {
+    std::optional<platform::Result<kernel::Program>> result;
+    runOnLargeStack([&] { result.emplace(compileOnThisThread(source, stop)); });
+    return std::move(*result);
 }
 
 void warmUp() {

@@ -14,18 +14,18 @@
 
 namespace compute::metal {
 
-/// The compiler recurses with the nesting of the text; InputLimits.h keeps that within this.
-inline constexpr std::size_t stackBytes = std::size_t{256} << 20;
-
-/// Where compile() works: on the calling thread, which then must have `stackBytes` of stack, or on
-/// another one that it waits for.
-enum class Stack { OfThisThread, OfAnotherThread };
+/// Of the stack that compileOnThisThread() needs.
+std::size_t neededStackBytes();
 
 /// Compiles one text. The error is everything that the compiler printed, with positions
 /// `program_source:LINE:COLUMN:`, the source line and a caret. Safe to call from several threads.
 /// When it is to stop, it does so with an error at one of the next tokens or templates.
-platform::Result<kernel::Program> compile(std::string_view source, const std::stop_token& stop = {},
-                                          Stack stack = Stack::OfAnotherThread);
+platform::Result<kernel::Program> compileOnThisThread(std::string_view source,
+                                                      const std::stop_token& stop = {});
+
+/// The same, on a thread of its own with a stack that is large enough.
+platform::Result<kernel::Program> compile(std::string_view source,
+                                          const std::stop_token& stop = {});
 
 /// Loads what the first compilation would otherwise have to: called once before the service locks
 /// itself down, so that the first program compiles as quickly as the second.

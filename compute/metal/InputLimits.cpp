@@ -2,21 +2,17 @@
 // Part of Starloom 42.
 #include "compute/metal/InputLimits.h"
 
+#include "compute/metal/MacroLimit.h"
 #include "compute/metal/NestingGauge.h"
+#include "compute/metal/Stop.h"
 
-#include <clang/Basic/DiagnosticLex.h>
-#include <clang/Lex/MacroArgs.h>
-#include <clang/Lex/MacroInfo.h>
-#include <clang/Lex/PPCallbacks.h>
+#include <clang/AST/DeclTemplate.h>
 #include <clang/Lex/Preprocessor.h>
 #include <clang/Sema/Sema.h>
 #include <clang/Sema/TemplateInstCallback.h>
 
-#include <algorithm>
 #include <chrono>
 #include <ctime>
-#include <string>
-#include <vector>
 
 namespace compute::metal {
 namespace {
@@ -29,11 +25,12 @@ std::chrono::nanoseconds processorTime() {
 }
 
 constexpr std::size_t mostTokens = 4'000'000;
-constexpr double mostMacroTokens = 4'000'000;
 constexpr std::size_t mostTemplates = 100'000;
 /// Every operator between vectors tries out all its templates: some hundred a line.
 constexpr std::size_t mostTrials = 2'000'000;
-constexpr auto longestTime = std::chrono::seconds(5);
+constexpr std::size_t mostArguments = 10'000;
+/// The service ends itself after longestCompilation (compute/service/CompileWatch.h).
+constexpr auto longestTime = std::chrono::seconds(4);
 
 /// Of a compilation, from now on.
 class TimeLimit {
@@ -46,36 +43,42 @@ private:
     std::chrono::nanoseconds m_deadline = processorTime() + longestTime;
 };
 
-/// Reports why the compilation ends. Clang stops instantiating templates only after an error of its
-/// own that is fatal, so this borrows the one that #error prints.
-void stop(clang::DiagnosticsEngine& diagnostics, clang::SourceLocation location,
-          const char* reason) {
-    diagnostics.setSeverity(clang::diag::err_pp_hash_error, clang::diag::Severity::Fatal, {});
-    diagnostics.Report(location, clang::diag::err_pp_hash_error)
-        << (std::string(reason) + "; compilation stopped");
-}
-
 class TokenLimit {
 public:
     TokenLimit(clang::Preprocessor& preprocessor, const std::stop_token& stop)
         : m_preprocessor(preprocessor), m_time(stop) {}
 
     void operator()(const clang::Token& token) {
-        if (m_stopped || token.isAnnotation())
+        if (token.isAnnotation())
             return;
-        ++m_tokens;
-        if (const char* fault = m_nesting.accept(token))
-            end(token, fault);
-        else if (m_tokens > mostTokens)
-            end(token, "program is too large");
-        else if (m_tokens % 16 == 0 && m_time.isOver())
-            end(token, "program takes too long to compile");
+        if (!m_preprocessor.getDiagnostics().hasFatalErrorOccurred())
+            check(token);
+        if (!m_preprocessor.getDiagnostics().hasFatalErrorOccurred())
+            return;
+        if (m_tokensAfterEnd == 0)
+            skipRest();
+        if (++m_tokensAfterEnd > mostTokensAfterEnd)
+            // However much macros have produced. The token is only said to be constant.
+            turnIntoEnd(const_cast<clang::Token&>(token));
     }
 
 private:
-    void end(const clang::Token& token, const char* reason) {
-        m_stopped = true;
-        stop(m_preprocessor.getDiagnostics(), token.getLocation(), reason);
+    /// What the parser has looked ahead at is left to it.
+    static constexpr std::size_t mostTokensAfterEnd = 1'000;
+
+    void check(const clang::Token& token) {
+        ++m_tokens;
+        if (const char* fault = m_nesting.accept(token))
+            stop(m_preprocessor.getDiagnostics(), token.getLocation(), fault);
+        else if (m_tokens > mostTokens)
+            stop(m_preprocessor.getDiagnostics(), token.getLocation(), "program is too large");
+        else if (m_tokens % 16 == 0 && m_time.isOver())
+            stop(m_preprocessor.getDiagnostics(), token.getLocation(),
+                 "program takes too long to compile");
+    }
+
+    /// Of the text; what macros have produced already still is read.
+    void skipRest() {
         m_preprocessor.SetMacroExpansionOnlyInDirectives();
         if (clang::PreprocessorLexer* lexer = m_preprocessor.getCurrentFileLexer()) {
             auto& text = static_cast<clang::Lexer&>(*lexer);
@@ -83,86 +86,59 @@ private:
         }
     }
 
+    static void turnIntoEnd(clang::Token& token) {
+        const clang::SourceLocation location = token.getLocation();
+        token.startToken();
+        token.setKind(clang::tok::eof);
+        token.setLocation(location);
+    }
+
     clang::Preprocessor& m_preprocessor;
     NestingGauge m_nesting;
     std::size_t m_tokens = 0;
+    std::size_t m_tokensAfterEnd = 0;
     TimeLimit m_time;
-    bool m_stopped = false;
 };
 
-/// How many times over a function-like macro repeats its argument, its own macros included.
-class MacroGrowth {
+/// Time and memory grow with the lengths of the argument lists that a template takes apart.
+class ArgumentCount {
 public:
-    explicit MacroGrowth(const clang::Preprocessor& preprocessor) : m_preprocessor(preprocessor) {}
+    explicit ArgumentCount(std::size_t limit) : m_limit(limit) {}
+    bool isOver() const { return m_count > m_limit; }
 
-    /// The tokens that `tokens` may become, roughly and from above. With `macro`, what counts are
-    /// only the places where its body names a parameter.
-    double estimate(llvm::ArrayRef<clang::Token> tokens, const clang::MacroInfo* macro = nullptr,
-                    unsigned depth = 0) const {
-        std::vector<double> factors{1};
-        double sum = 0;
-        for (std::size_t i = 0; i < tokens.size() && tokens[i].isNot(clang::tok::eof); ++i) {
-            const clang::IdentifierInfo* name = tokens[i].getIdentifierInfo();
-            if (tokens[i].is(clang::tok::l_paren)) {
-                const auto* called = i > 0 ? tokens[i - 1].getIdentifierInfo() : nullptr;
-                factors.push_back(factors.back() * growth(called, depth));
-            } else if (tokens[i].is(clang::tok::r_paren) && factors.size() > 1) {
-                factors.pop_back();
-            } else if (macro == nullptr || (name != nullptr && macro->getParameterNum(name) >= 0)) {
-                sum += factors.back();
-            }
-        }
-        return sum;
+    void add(llvm::ArrayRef<clang::TemplateArgument> arguments, unsigned depth = 0) {
+        m_count += arguments.size();
+        for (std::size_t i = 0; i < arguments.size() && !isOver() && depth < deepest; ++i)
+            add(arguments[i], depth + 1);
     }
 
 private:
-    static constexpr unsigned deepest = 24;
+    static constexpr unsigned deepest = 4;
 
-    double growth(const clang::IdentifierInfo* name, unsigned depth) const {
-        const clang::MacroInfo* macro =
-            name != nullptr ? m_preprocessor.getMacroInfo(name) : nullptr;
-        if (macro == nullptr || !macro->isFunctionLike() || depth >= deepest)
-            return 1;
-        return std::max(1.0, estimate(macro->tokens(), macro, depth + 1));
-    }
-
-    const clang::Preprocessor& m_preprocessor;
-};
-
-/// Counts what macros produce. Beyond the limit every macro becomes empty when it is next met,
-/// which ends even an expansion that would double forever.
-class MacroLimit final : public clang::PPCallbacks {
-public:
-    explicit MacroLimit(clang::Preprocessor& preprocessor) : m_preprocessor(preprocessor) {}
-
-    void MacroExpands(const clang::Token& name, const clang::MacroDefinition& definition,
-                      clang::SourceRange range, const clang::MacroArgs* arguments) override {
-        if (const clang::MacroInfo* macro = definition.getMacroInfo())
-            m_produced += double(macro->getNumTokens()) + 1 + grown(arguments);
-        if (m_produced <= mostMacroTokens)
+    void add(const clang::TemplateArgument& argument, unsigned depth) {
+        if (argument.getKind() == clang::TemplateArgument::Pack)
+            return add(argument.getPackAsArray(), depth);
+        if (argument.getKind() != clang::TemplateArgument::Type)
             return;
-        if (!m_stopped)
-            stop(m_preprocessor.getDiagnostics(), range.getBegin(), "macros expand to too much");
-        m_stopped = true;
-        m_preprocessor.appendDefMacroDirective(name.getIdentifierInfo(),
-                                               m_preprocessor.AllocateMacroInfo(range.getBegin()));
+        if (const auto* record = llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(
+                argument.getAsType()->getAsCXXRecordDecl()))
+            add(record->getTemplateArgs().asArray(), depth);
     }
 
-private:
-    double grown(const clang::MacroArgs* arguments) const {
-        double sum = 0;
-        for (unsigned i = 0; arguments != nullptr && i < arguments->getNumMacroArguments(); ++i) {
-            const clang::Token* first = arguments->getUnexpArgument(i);
-            const unsigned length = clang::MacroArgs::getArgLength(first);
-            sum += MacroGrowth(m_preprocessor).estimate({first, length});
-        }
-        return sum;
-    }
-
-    clang::Preprocessor& m_preprocessor;
-    double m_produced = 0;
-    bool m_stopped = false;
+    std::size_t m_limit;
+    std::size_t m_count = 0;
 };
+
+bool hasTooManyArguments(const clang::Sema::CodeSynthesisContext& context) {
+    ArgumentCount count(mostArguments);
+    if (const auto* record =
+            llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(context.Entity))
+        count.add(record->getTemplateArgs().asArray());
+    else if (const auto* function = llvm::dyn_cast_or_null<clang::FunctionDecl>(context.Entity);
+             function != nullptr && function->getTemplateSpecializationArgs() != nullptr)
+        count.add(function->getTemplateSpecializationArgs()->asArray());
+    return count.isOver();
+}
 
 class TemplateLimit final : public clang::TemplateInstantiationCallback {
 public:
@@ -174,16 +150,22 @@ public:
 
     void atTemplateBegin(const clang::Sema& sema,
                          const clang::Sema::CodeSynthesisContext& context) override {
+        if (m_stopped)
+            return;
         const bool isTrial =
             context.Kind != clang::Sema::CodeSynthesisContext::TemplateInstantiation;
         ++(isTrial ? m_trials : m_templates);
-        const bool late = (m_trials + m_templates) % 64 == 0 && m_time.isOver();
-        if (m_stopped || (m_templates <= mostTemplates && m_trials <= mostTrials && !late))
+        const char* fault = nullptr;
+        if (m_templates > mostTemplates || m_trials > mostTrials)
+            fault = "program instantiates too many templates";
+        else if (!isTrial && hasTooManyArguments(context))
+            fault = "template has too many arguments";
+        else if ((!isTrial || m_trials % 64 == 0) && m_time.isOver())
+            fault = "program takes too long to compile";
+        if (fault == nullptr)
             return;
         m_stopped = true;
-        stop(sema.Diags, context.PointOfInstantiation,
-             late ? "program takes too long to compile"
-                  : "program instantiates too many templates");
+        stop(sema.Diags, context.PointOfInstantiation, fault);
     }
 
 private:
@@ -197,7 +179,8 @@ private:
 
 void limitInput(clang::Preprocessor& preprocessor, const std::stop_token& stop) {
     preprocessor.setTokenWatcher(TokenLimit(preprocessor, stop));
-    preprocessor.addPPCallbacks(std::make_unique<MacroLimit>(preprocessor));
+    preprocessor.addPPCallbacks(std::make_unique<MacroLimit>(
+        preprocessor, [time = TimeLimit(stop)] { return time.isOver(); }));
 }
 
 void limitTemplates(clang::Sema& sema, const std::stop_token& stop) {

@@ -142,6 +142,9 @@ constexpr const char* refusedWords[] = {"asm",
                                         "__builtin_va_list",
                                         "__builtin_va_arg"};
 
+/// Likewise, but nothing behind them is read: they would make lists of any length.
+constexpr const char* fatalWords[] = {"__make_integer_seq", "__type_pack_element"};
+
 /// Words of the language that read as a word of Clang's. The two attribute words are kept apart by
 /// name: Clang hands them to the attributes of the same name (Attributes.h).
 struct Synonym {
@@ -158,22 +161,27 @@ constexpr Synonym synonyms[] = {
 class WordRefusal final : public clang::PPCallbacks {
 public:
     explicit WordRefusal(clang::Preprocessor& preprocessor) : m_preprocessor(preprocessor) {
-        const unsigned reason = preprocessor.getDiagnostics().getCustomDiagID(
-            clang::DiagnosticsEngine::Error, "%0 is not supported in this language");
-        for (const char* word : refusedWords)
-            preprocessor.SetPoisonReason(preprocessor.getIdentifierInfo(word), reason);
+        explain(refusedWords, clang::DiagnosticsEngine::Error);
+        explain(fatalWords, clang::DiagnosticsEngine::Fatal);
     }
 
     void FileChanged(clang::SourceLocation location, FileChangeReason,
-                     clang::SrcMgr::CharacteristicKind kind, clang::FileID) override {
+                     clang::SrcMgr::CharacteristicKind, clang::FileID) override {
         const clang::SourceManager& sources = m_preprocessor.getSourceManager();
-        const bool isProgram =
-            kind == clang::SrcMgr::C_User && sources.getFileID(location) == sources.getMainFileID();
-        for (const char* word : refusedWords)
-            m_preprocessor.getIdentifierInfo(word)->setIsPoisoned(isProgram);
+        const bool isProgram = sources.getFileID(location) == sources.getMainFileID();
+        for (const auto words : {llvm::ArrayRef(refusedWords), llvm::ArrayRef(fatalWords)})
+            for (const char* word : words)
+                m_preprocessor.getIdentifierInfo(word)->setIsPoisoned(isProgram);
     }
 
 private:
+    void explain(llvm::ArrayRef<const char*> words, clang::DiagnosticsEngine::Level level) {
+        const unsigned reason = m_preprocessor.getDiagnostics().getCustomDiagID(
+            level, "%0 is not supported in this language");
+        for (const char* word : words)
+            m_preprocessor.SetPoisonReason(m_preprocessor.getIdentifierInfo(word), reason);
+    }
+
     clang::Preprocessor& m_preprocessor;
 };
 
@@ -231,7 +239,7 @@ inline void instantiate() {
 )";
 
 std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngine& diagnostics,
-                                                          const Source& source, bool precompiled) {
+                                                          bool precompiled) {
     auto invocation = std::make_shared<clang::CompilerInvocation>();
     [[maybe_unused]] const bool understood =
         clang::CompilerInvocation::CreateFromArgs(*invocation, options, diagnostics);
@@ -240,8 +248,6 @@ std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngi
     auto& generation = invocation->getCodeGenOpts();
     generation.setDebugInfo(llvm::codegenoptions::LocTrackingOnly);
     generation.DebugColumnInfo = false;
-    auto& frontend = invocation->getFrontendOpts();
-    frontend.Inputs = {{source.name, clang::InputKind(clang::Language::CXX)}};
     invocation->getHeaderSearchOpts().AddPath(libraryFolder, clang::frontend::System, false, true);
     auto& preprocessor = invocation->getPreprocessorOpts();
     preprocessor.DisablePCHOrModuleValidation = clang::DisableValidationForModuleKind::All;
@@ -267,14 +273,13 @@ Library makeLibrary(std::optional<llvm::MemoryBufferRef> precompiled) {
             .precompiled = precompiled ? makeLibraryFiles(precompiled) : nullptr};
 }
 
-FileSystem makeFileSystem(const Source& source, const Library& library) {
-    auto program = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
-    program->addFile(source.name, 0,
-                     llvm::MemoryBuffer::getMemBufferCopy(source.text, source.name));
+FileSystem makeFileSystem(llvm::StringRef program, const Library& library) {
+    auto file = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
+    file->addFile(sourceFileName, 0, llvm::MemoryBuffer::getMemBufferCopy(program, sourceName));
     // The lower layer is only read; the upper one would be changed.
     auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::OverlayFileSystem>(
         library.precompiled ? library.precompiled : library.headers);
-    files->pushOverlay(std::move(program));
+    files->pushOverlay(std::move(file));
     return files;
 }
 

@@ -25,15 +25,13 @@ namespace compute::metal {
 /// What messages call the program's text.
 inline constexpr const char* sourceName = "program_source";
 
+/// Its file has another one, which no `#include` can spell: a text that includes itself would be
+/// read there by other rules (LineMarkers.h).
+inline constexpr const char* sourceFileName = "program\nsource";
+
 /// The text that the precompiled library is made from. Clang looks for it again when it uses that.
 inline constexpr const char* librarySourceName = "library_source";
 extern const char* const librarySource;
-
-/// A text to compile and the name that messages call it by.
-struct Source {
-    const char* name = sourceName;
-    llvm::StringRef text;
-};
 
 using FileSystem = llvm::IntrusiveRefCntPtr<llvm::vfs::FileSystem>;
 
@@ -48,11 +46,12 @@ struct Library {
 Library makeLibrary(std::optional<llvm::MemoryBufferRef> precompiled);
 
 /// The only files there are for one compilation: the program and those of the library.
-FileSystem makeFileSystem(const Source& source, const Library& library);
+FileSystem makeFileSystem(llvm::StringRef program, const Library& library);
 
-/// The language's options. `precompiled` says whether the file system holds a precompiled library.
+/// The language's options, but for what is to be read. `precompiled` says whether the file system
+/// holds a precompiled library.
 std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngine& diagnostics,
-                                                          const Source& source, bool precompiled);
+                                                          bool precompiled);
 
 /// Teaches the preprocessor the language's own words and the words of C++ that it refuses.
 void defineWords(clang::Preprocessor& preprocessor);

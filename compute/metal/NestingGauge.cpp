@@ -13,21 +13,30 @@ constexpr unsigned longestStatement = 16'000;
 constexpr unsigned longestElseChain = 4'000;
 /// Time grows with the square of this one; the compiler bounds nested braces alike.
 constexpr unsigned deepestControl = 256;
+/// Likewise.
+constexpr unsigned mostOperatorsInARow = 2'000;
 
 } // namespace
 
 const char* NestingGauge::accept(const clang::Token& token) {
     ++m_tokensOfStatement;
     countControl(token);
+    countOperators(token);
     const bool designates = isDesignator(token.getKind());
     trackBrackets(token.getKind());
     m_previous = token.getKind();
     if (designates)
         return "array designators are not supported";
     if (m_tokensOfStatement > longestStatement || m_controlsOfStatement > deepestControl ||
-        m_elseChain > longestElseChain)
+        m_elseChain > longestElseChain || m_operatorsInARow > mostOperatorsInARow)
         return "statement nests too deep";
     return nullptr;
+}
+
+void NestingGauge::countOperators(const clang::Token& token) {
+    const bool isPrefix = token.isOneOf(tok::exclaim, tok::tilde, tok::minus, tok::plus, tok::star,
+                                        tok::amp, tok::minusminus, tok::plusplus);
+    m_operatorsInARow = isPrefix ? m_operatorsInARow + 1 : 0;
 }
 
 void NestingGauge::countControl(const clang::Token& token) {

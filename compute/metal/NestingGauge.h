@@ -19,6 +19,7 @@ private:
     enum class Bracket : bool { Block, List };
 
     void countControl(const clang::Token& token);
+    void countOperators(const clang::Token& token);
     void trackBrackets(clang::tok::TokenKind kind);
     bool isDesignator(clang::tok::TokenKind kind);
     bool isInList() const { return !m_brackets.empty() && m_brackets.back() == Bracket::List; }
@@ -29,6 +30,7 @@ private:
     unsigned m_parentheses = 0;         ///< open round and square brackets
     unsigned m_tokensOfStatement = 0;   ///< since the last end of a statement or value
     unsigned m_controlsOfStatement = 0; ///< if, for, while ... without braces between them
+    unsigned m_operatorsInARow = 0;     ///< that can stand before an operand
     unsigned m_elseChain = 0;           ///< else after else, at one level
     unsigned m_designatorDepth = 0;     ///< m_parentheses inside what may be a designator, or 0
     clang::tok::TokenKind m_previous = clang::tok::unknown;

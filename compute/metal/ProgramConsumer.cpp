@@ -7,6 +7,7 @@
 #include "compute/metal/InputLimits.h"
 #include "compute/metal/ModuleChecks.h"
 #include "compute/metal/Restrictions.h"
+#include "compute/metal/Stop.h"
 
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
@@ -74,6 +75,8 @@ void ProgramConsumer::HandleInterestingDecl(clang::DeclGroupRef group) {
 }
 
 void ProgramConsumer::HandleTagDeclDefinition(clang::TagDecl* tag) {
+    if (!hasErrors() && m_classParts.areTooMany(*tag))
+        stop(m_compiler.getDiagnostics(), tag->getLocation(), "class has too many parts");
     tellGenerator([=, this] { m_generator->HandleTagDeclDefinition(tag); });
 }
 

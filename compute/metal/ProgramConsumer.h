@@ -5,6 +5,7 @@
 // correct it checks the language's own rules, reads the attributes and generates code.
 #pragma once
 
+#include "compute/metal/ClassParts.h"
 #include "compute/metal/Reflection.h"
 
 #include <clang/Sema/SemaConsumer.h>
@@ -52,6 +53,7 @@ private:
     std::stop_token m_stop;
     std::unique_ptr<clang::CodeGenerator> m_generator;
     clang::Sema* m_sema = nullptr;
+    ClassParts m_classParts;
     std::vector<clang::Decl*> m_topLevel;
     /// What code generation will be told, in the order in which Clang told it. Once it runs it is
     /// told at once: its own questions bring up more of the precompiled library.

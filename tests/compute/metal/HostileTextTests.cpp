@@ -46,12 +46,134 @@ TEST(HostileText, ReadsNoFileOfTheMachine) {
               "");
 }
 
+TEST(HostileText, PragmasReachNothingOfTheCompiler) {
+    struct Row {
+        const char* pragma;
+        const char* message; ///< empty where it just has no effect
+    };
+    const char* const debug = "'#pragma clang __debug' is not supported in this language";
+    const char* const module = "'#pragma clang module' is not supported in this language";
+    const char* const attribute = "'#pragma clang attribute' is not supported in this language";
+    const Row rows[] = {
+        {"clang __debug crash", debug},
+        {"clang __debug parser_crash", debug},
+        {"clang __debug llvm_fatal_error", debug},
+        {"clang __debug llvm_unreachable", debug},
+        {"clang __debug overflow_stack", debug},
+        {"clang __debug captured", debug},
+        {"clang __debug dump f", debug},
+        {"clang /* */ __debug \\\n crash", debug},
+        {"clang module import std", module},
+        {"clang module build foo", module},
+        {"clang module load foo", module},
+        {"clang attribute push (__attribute__((section(\"x\"))), apply_to = function)", attribute},
+        {"clang attribute pop", attribute},
+        {"clang __de\\\nbug crash", ""},
+        {"clang dependency \"/etc/passwd\"", ""},
+        {"GCC dependency \"/etc/passwd\"", ""},
+        {"GCC system_header", ""},
+        {"clang system_header", ""},
+        {"GCC visibility push(hidden)", ""},
+        {"include_alias(<metal_stdlib>, \"/etc/passwd\")", ""},
+        {"comment(lib, \"x\")", ""},
+        {"redefine_extname f exit", ""},
+        {"weak f = g", ""},
+        {"clang section text=\"x\" data=\"y\"", ""},
+        {"code_seg(\"x\")", ""},
+        {"clang optimize off", ""},
+        {"clang fp exceptions(strict)", ""},
+        {"clang fp eval_method(source)", ""},
+        {"STDC FENV_ACCESS ON", ""},
+        {"STDC FENV_ROUND FE_UPWARD", ""},
+        {"float_control(except, on)", ""},
+        {"clang max_tokens_total 1", ""},
+        {"clang assume_nonnull begin", ""},
+        {"clang arc_cf_code_audited begin", ""},
+        {"clang unsafe_buffer_usage begin", ""},
+        {"ms_struct on", ""},
+        {"init_seg(lib)", ""},
+        {"hdrstop", ""},
+        {"METAL internals : enable", ""},
+    };
+    const std::string end = "\nint f(int x) { return x + 1; }\n";
+    for (const Row& row : rows) {
+        const std::string text = messages("#pragma " + std::string(row.pragma) + end);
+        if (*row.message == '\0')
+            EXPECT_EQ(text, "") << row.pragma;
+        else
+            EXPECT_NE(text.find(row.message), std::string::npos) << row.pragma << text;
+    }
+    for (const char* hidden : {"_Pragma(\"clang __debug crash\")",
+                               "#define P(x) _Pragma(#x)\nP(clang __debug parser_crash)",
+                               "#define inline _Pragma(\"clang __debug crash\") inline\n"
+                               "#include <metal_stdlib>\ninline int g() { return 1; }"})
+        EXPECT_NE(messages(hidden + end).find(debug), std::string::npos) << hidden;
+}
+
+TEST(HostileText, HarmlessPragmasStillHaveTheirEffect) {
+    EXPECT_EQ(messages("#pragma clang diagnostic push\n"
+                       "#pragma clang diagnostic ignored \"-Wunused-value\"\n"
+                       "void f(int x) { x == 1; }\n"
+                       "#pragma clang diagnostic pop\n"),
+              "");
+    EXPECT_NE(messages("#pragma weak f\nvoid f(int x) { x == 1; }\n").find("-Wunused"),
+              std::string::npos)
+        << "what follows one that is passed over is read";
+    EXPECT_NE(messages("#pragma weak f\n#pragma message \"hello\"\n").find("hello"),
+              std::string::npos);
+    EXPECT_EQ(messages("void f(int x) {\n#pragma unroll\n#pragma nothing\n"
+                       "    for (int i = 0; i < 4; ++i)\n        x += i;\n}\n"),
+              "");
+}
+
+TEST(HostileText, LineMarkersMoveNothing) {
+    for (const char* marker : {"# 1 \"x\" 1 3\n", "# 1 \"x\" 3\n", "#line 900 \"x\"\n", "# 70\n",
+                               "#line 4294967000\n"}) {
+        const std::string text = messages(std::string(marker) + "int f() { return y; }\n" + marker +
+                                          "void g() { asm(\"\"); __builtin_trap(); double d; }\n");
+        EXPECT_NE(text.find("program_source:2:18: error"), std::string::npos) << marker << text;
+        EXPECT_NE(text.find("program_source:4:12: error: 'asm' is not"), std::string::npos) << text;
+        EXPECT_NE(text.find("program_source:4:"), std::string::npos) << text;
+        const std::string warning =
+            messages(std::string("int x() { return 1; }\n") + marker + "void f() { x() == 2; }\n");
+        EXPECT_NE(warning.find("program_source:3:"), std::string::npos)
+            << "warnings are not off either: " << marker << warning;
+        EXPECT_NE(messages(std::string(marker) + "void g() { __builtin_trap(); }\n")
+                      .find("program_source:2:12: error: '__builtin_trap' is not supported"),
+                  std::string::npos);
+    }
+}
+
 /// What ends a text that would otherwise run the compiler out of stack, memory or patience.
 struct Hostile {
     const char* label;
     std::string source;
     const char* message; ///< to be found in the output
 };
+
+/// 40 function-like macros, each of which calls the one before as `body` says, with $ for its name.
+std::string macros(const std::string& first, const std::string& parameters,
+                   const std::string& body) {
+    std::string source = "#define A0(" + parameters + ") " + first + "\n";
+    for (int i = 1; i < 40; ++i) {
+        std::string line = body;
+        for (auto at = line.find('$'); at != line.npos; at = line.find('$'))
+            line.replace(at, 1, "A" + std::to_string(i - 1));
+        source += "#define A" + std::to_string(i) + "(" + parameters + ") " + line + "\n";
+    }
+    return source;
+}
+
+/// Definitions for 40 numbers n, with $ for n and @ for the number before.
+std::string chain(const std::string& first, const std::string& link) {
+    std::string source = first;
+    for (int i = 1; i < 40; ++i)
+        for (const char c : link)
+            source += c == '$'   ? std::to_string(i)
+                      : c == '@' ? std::to_string(i - 1)
+                                 : std::string(1, c);
+    return source;
+}
 
 std::string doublingMacros(const std::string& end) {
     std::string source = "#define A0\n";
@@ -81,7 +203,46 @@ TEST(HostileText, EndsSoonWithAMessage) {
          "#define D(x) x x\nvoid f(int x) { " + repeated("D(", 40) + "x;" + repeated(")", 40) +
              " }",
          "macros expand to too much"},
-        {"a text that includes itself", "#include \"program_source\"\n", "nested too deeply"},
+        {"a text that includes itself", "#include \"program_source\"\n", "file not found"},
+        {"macros of macros", macros("x x", "x", "$($(x))") + "void f(int x) { A30(x;) }",
+         "macros expand to too much"},
+        {"variadic macros",
+         macros("__VA_ARGS__ __VA_ARGS__", "...", "$(__VA_ARGS__, __VA_ARGS__)") +
+             "void f(int x) { A30(x) }",
+         "macros expand to too much"},
+        {"pasted words",
+         "#define C(a, b) a##b\n#define D(x) C(x, x)\nint " + repeated("D(", 40) + "abcdefgh" +
+             repeated(")", 40) + ";",
+         "macros expand to too much"},
+        {"quoted texts",
+         "#define S(x) #x\n#define X(x) S(x)\nconstant char c[] = " + repeated("X(", 40) +
+             "\"\\\\\"" + repeated(")", 40) + ";",
+         "macros expand to too much"},
+        {"macros in macros", "#define D(x) x\nint x = " + repeated("D(", 100'000), "macro"},
+        {"long condition", "#if " + repeated("(", 500'000) + "1" + repeated(")", 500'000),
+         "too long"},
+        {"long condition of macros",
+         "#define N ((((((((((((((((((((\n#if " + repeated("N ", 40'000) + "1\n#endif\n",
+         "macros expand to too much"},
+        {"escaped line ends", repeated("\\\n", 1'000'000) + "int x;", "line ends are escaped"},
+        {"prefix operators", "int f(int x) { return " + repeated("!", 15'000) + "x; }",
+         "nests too deep"},
+        {"packs that double",
+         "template <int... I> struct S {}; template <class T> struct D;\n"
+         "template <int... I> struct D<S<I...>> { using t = S<I..., I...>; };\n" +
+             chain("using a0 = S<0>;\n", "using a$ = D<a@>::t;\n"),
+         "too many arguments"},
+        {"sequence of integers",
+         "template <class T, T... I> struct S {}; using x = __make_integer_seq<S, int, 100000000>;",
+         "'__make_integer_seq' is not supported"},
+        {"members that double",
+         chain("struct L0 { int a = 1; };\n", "struct L$ { L@ a, b; };\n") +
+             "void f() { constexpr L20 z{}; }",
+         "class has too many parts"},
+        {"bases that double",
+         chain("struct L0 { int a; }; struct R0 { int a; };\n",
+               "struct L$ : L@, R@ {}; struct R$ : R@, L@ {};\n"),
+         "class has too many parts"},
         {"template recursion",
          "template<int N> struct F { static const int v = F<N + 1>::v; }; constant int x = "
          "F<0>::v;",
