@@ -7,6 +7,7 @@
 
 #include "gpu/Device.h"
 
+#include <chrono>
 #include <future>
 #include <memory>
 #include <string>
@@ -29,6 +30,9 @@ public:
         m_pending = start(Made<T>([promise](Answer made) { promise->set_value(std::move(made)); }));
     }
 
+    bool isThere() const {
+        return m_answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
     /// Blocks. Once, and not on the device's callback thread.
     Answer get() { return m_answer.get(); }
 

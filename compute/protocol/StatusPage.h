@@ -21,6 +21,8 @@ enum class FaultKind : std::uint32_t {
     Instruction, ///< an instruction that the processor refuses
     Abort,       ///< the service gave up by itself, out of memory for instance
     Asked,       ///< the console asked where it stands, to end it then
+    Time,        ///< the compiler worked too long on one question
+    HeapMemory,  ///< the compiler took too much memory; for which question is said if it is known
 };
 inline constexpr FaultKind lastFault = FaultKind::Abort;
 

@@ -37,6 +37,13 @@ bool describable(const protocol::Kernel& kernel) {
            kernel.unsupported.size() <= protocol::maxNameBytes && describable(kernel.parameters);
 }
 
+std::optional<std::chrono::nanoseconds> limitOf(const protocol::CompileLibrary&) {
+    return longestCompilation;
+}
+std::optional<std::chrono::nanoseconds> limitOf(const protocol::MakePipeline&) {
+    return std::nullopt;
+}
+
 } // namespace
 
 std::uint32_t CompilePool::threadCount() {
@@ -75,6 +82,7 @@ void CompilePool::carryOut(Task& task) {
         [&](const auto& question) {
             {
                 const CompilingFor mark(question.request);
+                const CompileWatch::Guard guard(m_watch, question.request, limitOf(question));
                 carryOut(question, task.stop.get_token());
             }
             const std::scoped_lock lock(m_mutex);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compute/service/ById.h"
+#include "compute/service/CompileWatch.h"
 #include "compute/service/Compiler.h"
 #include "compute/service/Replies.h"
 #include "compute/service/WorkQueue.h"
@@ -49,6 +50,7 @@ private:
     Libraries& m_libraries;
     Pipelines& m_pipelines;
     Replies& m_replies;
+    CompileWatch m_watch;
     std::mutex m_mutex;
     /// Of the questions that have not been answered.
     std::map<protocol::RequestId, std::stop_source> m_unanswered;

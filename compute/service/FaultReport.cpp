@@ -137,6 +137,15 @@ CompilingFor::~CompilingFor() {
     compiledRequest = 0;
 }
 
+void endFor(protocol::RequestId request, protocol::FaultKind what) {
+    StatusPage& page = *statusPage.load();
+    waitIfSomebodyReports();
+    page.request = request.value;
+    page.faultPlace = static_cast<std::uint32_t>(FaultPlace::Compiler);
+    page.faultKind = static_cast<std::uint32_t>(what);
+    ::_exit(exitStatusOfFault);
+}
+
 void markThisThreadAsKernels() {
     runsKernels = true;
     addKernelThread();

@@ -28,6 +28,10 @@ public:
     CompilingFor& operator=(const CompilingFor&) = delete;
 };
 
+/// Ends the process because of what the compiler has used for this question; none where it may be
+/// one of several.
+[[noreturn]] void endFor(protocol::RequestId request, protocol::FaultKind what);
+
 /// The calling thread executes kernels: what it does wrong is a kernel's fault. Gives it a fault
 /// stack too.
 void markThisThreadAsKernels();

@@ -138,9 +138,8 @@ void KernelCompiler::warmUp() {
     host::warmUp();
 }
 
-// What the front end wants, and some pages that do not count.
 std::size_t KernelCompiler::stackBytes() const {
-    return metal::stackBytes + (std::size_t{1} << 20);
+    return metal::neededStackBytes();
 }
 
 int KernelCompiler::dumpFolder() const {
@@ -151,7 +150,7 @@ Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view 
                                                                const std::stop_token& stop) {
     if (m_dump)
         m_dump->write("program", 0, "source", "metal", source);
-    auto program = SL42_TRY(metal::compile(source, stop, metal::Stack::OfThisThread));
+    auto program = SL42_TRY(metal::compileOnThisThread(source, stop));
     kernel::keepBitcode(program); // kernels are built by several threads
     return std::shared_ptr<const Library>(
         std::make_shared<CompiledLibrary>(std::move(program), m_dump));

@@ -55,6 +55,8 @@ Deed deedOf(protocol::FaultKind kind) {
     case protocol::FaultKind::None:
     case protocol::FaultKind::Abort:
     case protocol::FaultKind::Asked:
+    case protocol::FaultKind::Time:
+    case protocol::FaultKind::HeapMemory:
         break;
     }
     return {"ended the compute service", "ended the compute service"};

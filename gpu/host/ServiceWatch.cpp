@@ -25,6 +25,24 @@ bool reports(const LastWords& words, protocol::FaultPlace place) {
     return words.faultKind != 0 && words.faultPlace == static_cast<std::uint32_t>(place);
 }
 
+const char* breakdownMessage(std::uint32_t faultKind) {
+    switch (static_cast<protocol::FaultKind>(faultKind)) {
+    case protocol::FaultKind::Time:
+        return "error: compiling this program takes too long";
+    case protocol::FaultKind::HeapMemory:
+        return "error: compiling this program takes too much memory";
+    case protocol::FaultKind::None:
+    case protocol::FaultKind::Memory:
+    case protocol::FaultKind::Stack:
+    case protocol::FaultKind::Arithmetic:
+    case protocol::FaultKind::Instruction:
+    case protocol::FaultKind::Abort:
+    case protocol::FaultKind::Asked:
+        break;
+    }
+    return "error: the compiler broke down on this program";
+}
+
 /// A binding index reaches the console's tables, so it is checked like any count.
 bool plausible(const protocol::PipelineMade& made) {
     return std::ranges::all_of(made.parameters, [](const protocol::Parameter& parameter) {
@@ -224,13 +242,15 @@ void ServiceClient::blameRequests(Death death, const ServiceProcess& process) {
                                "error: compiling this program makes no progress");
     if (death != Death::Ended)
         return;
-    if (words.faultKind == 0)
-        return suspectRequests(
+    const bool blamesCompiler = reports(words, protocol::FaultPlace::Compiler);
+    const auto isNamed = [&](const Request& r) { return r.id.value == words.request; };
+    if (blamesCompiler &&
+        std::ranges::any_of(m_requests, [&](const auto& r) { return r->sent && isNamed(*r); }))
+        return failRequests(isNamed, breakdownMessage(words.faultKind));
+    if (blamesCompiler || words.faultKind == 0)
+        suspectRequests(
             [&](auto& r) { return isCauseOfLoss(r, process.wasKilled(), m_sentJobs > 0); },
             "error: the compute service ended while compiling");
-    if (reports(words, protocol::FaultPlace::Compiler))
-        failRequests([&](const Request& r) { return r.id.value == words.request; },
-                     "error: the compiler broke down on this program");
 }
 
 /// The time is that of the busiest thread, so of several that were sent at the same moment it is

@@ -47,18 +47,18 @@ public:
     void lostAmongOthers() { m_mustBeAlone = true; }
     // The service was at this and no other compilation. True when this is the cause.
 
-    /// It ended by itself.
-    bool lostAlone() { return add(conviction / 3); }
+    /// It ended by itself, and was at nothing else.
+    bool lostAlone() { return add(conviction); }
     /// It made no progress.
     bool stalledAlone() { return add(conviction / 2); }
     /// It ended while it was at a command buffer, too, or was killed when it had worked on this
     /// for a while: so ends a compiler that takes all memory.
-    bool lostPerhaps() { return add(conviction / 7); }
+    bool lostPerhaps() { return add(conviction / 2); }
     /// It was killed soon: by somebody else, most probably. Nothing goes on for ever, though.
     bool killed() { return add(1); }
 
 private:
-    static constexpr unsigned conviction = 210;
+    static constexpr unsigned conviction = 200;
 
     bool add(unsigned weight);
 
