@@ -67,6 +67,11 @@ public:
     makeComputePipelineState(const std::shared_ptr<Function>& function,
                              Made<ComputePipelineState> made) = 0;
 
+    /// What is known to be right was refused, or came out wrong: whoever carries out the work is
+    /// replaced by somebody fresh, and nothing that it made is used again. All else goes on. Does
+    /// nothing on a device that cannot do so. Any thread.
+    virtual void replaceWorker() {}
+
     /// How much processor time one command buffer may have, on the core that works longest for it,
     /// unless it sets a longer limit; 2 s from the start.
     virtual void setTimeLimit(std::chrono::milliseconds limit) = 0;

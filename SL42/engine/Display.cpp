@@ -17,6 +17,10 @@ Display::Display(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQ
       m_anchor(mainQueue) {
     if (!m_blankTexture)
         platform::fatalError("Couldn't make the blank editor texture");
+    startCompiling();
+}
+
+void Display::startCompiling() {
     m_pendingLibrary =
         m_device->makeLibrary(std::string(preludeText::display),
                               m_anchor.handler([this](const auto& library) { take(library); }));
@@ -24,13 +28,33 @@ Display::Display(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQ
 
 void Display::take(const gpu::Result<std::shared_ptr<gpu::Library>>& library) {
     if (!library)
-        platform::fatalError(library.error().message);
+        return takeFailure(library.error().message);
     (*library)->setLabel("Display");
     m_displayShader =
         std::make_unique<ShaderVariants>(m_device, *library, "display", m_mainQueue, m_log);
-    m_displayShader->failed = [](const std::string& message) { platform::fatalError(message); };
-    m_displayShader->made = [this] { m_isReady = true; };
+    // Later, since whoever says so is replaced then.
+    m_displayShader->failed =
+        m_anchor.handler([this](const std::string& message) { takeFailure(message); });
+    m_displayShader->made = [this] {
+        m_isReady = true;
+        m_failures = 0;
+    };
     prepare({});
+}
+
+void Display::takeFailure(const std::string& message) {
+    constexpr unsigned mostFailures = 3;
+    if (++m_failures >= mostFailures) {
+        if (!m_isReady)
+            platform::fatalError(message);
+        return;
+    }
+    m_log.line("Error: the picture's own kernel is compiled again: " + message);
+    m_device->replaceWorker();
+    if (m_isReady)
+        m_displayShader->forgetFailures();
+    else
+        startCompiling();
 }
 
 void Display::stop() {

@@ -29,8 +29,10 @@ struct YUVTexture {
 /// before is used. Main thread.
 class Display {
 public:
-    /// The kernel compiles beside what the console does next. When it does not compile, a task of
-    /// the main queue stops the program with the compiler's message.
+    /// The kernel compiles beside what the console does next. It is known to compile, so when it
+    /// does not, the device gets a fresh worker to do it. If several cannot, a task of the main
+    /// queue stops the program with the compiler's message, unless there has been a picture: then
+    /// the last variant stays.
     Display(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
             platform::Log& log);
 
@@ -57,7 +59,9 @@ public:
     }
 
 private:
+    void startCompiling();
     void take(const gpu::Result<std::shared_ptr<gpu::Library>>& library);
+    void takeFailure(const std::string& message);
     const gpu::FunctionConstantValues& constants(const RegisterValues& registers);
 
     std::shared_ptr<gpu::Device> m_device;
@@ -66,6 +70,7 @@ private:
     /// Null until the library has been compiled.
     std::unique_ptr<ShaderVariants> m_displayShader;
     bool m_isReady = false;
+    unsigned m_failures = 0; ///< in a row
     std::optional<YUVTexture> m_editorTexture;
     bool m_showEditorOverlay = false;
     bool m_invertEditorOverlay = false;

@@ -24,6 +24,10 @@ void ShaderVariants::add(const Constants& constants, std::shared_ptr<ComputeShad
     keep({constants, std::move(shader)});
 }
 
+void ShaderVariants::forgetFailures() {
+    std::erase_if(m_variants, [](const Variant& variant) { return variant.shader == nullptr; });
+}
+
 void ShaderVariants::keep(Variant variant) {
     m_variants.push_front(std::move(variant));
     if (m_variants.size() > maxVariants)

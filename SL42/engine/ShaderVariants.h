@@ -32,6 +32,8 @@ public:
     std::function<void()> made = [] {};
     std::function<void(const std::string&)> failed = [](const std::string&) {};
 
+    /// Lets those that could not be made be tried again.
+    void forgetFailures();
     /// Adds a variant that was made elsewhere.
     void add(const Constants& constants, std::shared_ptr<ComputeShader> shader);
     /// The variant for these constants, or while it is being made the one used before; null when

@@ -46,9 +46,21 @@ std::shared_ptr<gpu::Texture> makeAtlas(gpu::Device& device, std::uint32_t size)
     return texture;
 }
 
-platform::Result<std::shared_ptr<gpu::ComputePipelineState>> makePipeline(gpu::Device& device) {
+platform::Result<std::shared_ptr<gpu::ComputePipelineState>> tryPipeline(gpu::Device& device) {
     const auto library = SL42_TRY(gpu::waitForLibrary(device, kernelSource));
     return gpu::waitForPipeline(device, SL42_TRY(library->makeFunction("addFontChannel")));
+}
+
+/// It is known to compile, so whoever says that it does not is replaced.
+platform::Result<std::shared_ptr<gpu::ComputePipelineState>> makePipeline(gpu::Device& device,
+                                                                          platform::Log& log) {
+    auto pipeline = tryPipeline(device);
+    for (int attempt = 1; !pipeline && attempt < maxAttempts; ++attempt) {
+        log.line("Error: the font's own kernel is compiled again: " + pipeline.error().message);
+        device.replaceWorker();
+        pipeline = tryPipeline(device);
+    }
+    return pipeline;
 }
 
 platform::Result<FontPictures> draw(const FontNames& names, const FontGrid& grid,
@@ -71,7 +83,7 @@ FontTextureGenerator::FontTextureGenerator(std::shared_ptr<gpu::Device> device,
                            [names = std::move(font), grid = m_grid, &log, device = m_device,
                             stop = m_stop.get_token()]() -> platform::Result<Drawn> {
                                auto pictures = SL42_TRY(draw(names, grid, log, stop));
-                               return Drawn{std::move(pictures), makePipeline(*device)};
+                               return Drawn{std::move(pictures), makePipeline(*device, log)};
                            })) {}
 
 FontTextureGenerator::~FontTextureGenerator() {
@@ -111,8 +123,10 @@ void FontTextureGenerator::takePictures() {
         fatalError("Could not create CGContext for font renderin");
     }
     if (!drawn->pipeline) {
-        m_log.line("Error: " + drawn->pipeline.error().message);
-        fatalError("Failed to load compute shader for font generator");
+        m_log.line("Error: there is no text, because the font failed: " +
+                   drawn->pipeline.error().message);
+        m_stage = Stage::Complete;
+        return;
     }
     m_pipeline = *drawn->pipeline;
     m_pictures = std::move(drawn->pictures);

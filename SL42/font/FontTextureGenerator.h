@@ -38,7 +38,7 @@ public:
     /// Waits until the texture is complete: RGBA8Unorm with all mip levels; red holds the coverage
     /// of the regular style, green bold, blue italic, alpha outline. Stops the program when there
     /// is no font at all, or the device does not take the work. If the device takes it but fails
-    /// to do it, repeatedly, says so on `log`: the texture is then incomplete.
+    /// to do it, repeatedly, says so on `log`: the texture is then incomplete or blank.
     const std::shared_ptr<gpu::Texture>& texture();
 
     /// Never waits: the texture as it is by now, which at first is blank. Each call moves the work

@@ -115,6 +115,12 @@ Pending HostDevice::makeComputePipelineState(const std::shared_ptr<Function>& fu
         });
 }
 
+void HostDevice::replaceWorker() {
+    m_programs.clear();
+    m_pipelines.clear();
+    m_client->replaceService();
+}
+
 void HostDevice::setTimeLimit(std::chrono::milliseconds limit) {
     m_client->setTimeLimit(limit);
 }

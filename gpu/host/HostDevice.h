@@ -30,6 +30,7 @@ public:
     Pending makeLibrary(std::string source, Made<Library> made) override;
     Pending makeComputePipelineState(const std::shared_ptr<Function>& function,
                                      Made<ComputePipelineState> made) override;
+    void replaceWorker() override;
     void setTimeLimit(std::chrono::milliseconds limit) override;
     void endLongRunning(std::chrono::milliseconds limit) override;
 

@@ -66,6 +66,11 @@ constexpr const char* inLoop = "still in this loop";
 
 } // namespace
 
+double plausibleTime(double milliseconds) {
+    constexpr double hour = 3'600'000;
+    return std::clamp(milliseconds, 0.0, hour);
+}
+
 std::string inSeconds(std::chrono::milliseconds time) {
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%g s", static_cast<double>(time.count()) / 1000);

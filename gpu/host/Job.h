@@ -84,6 +84,8 @@ CommandBufferError faultError(const Job& job, const Pipeline* pipeline,
                               compute::protocol::FaultKind kind);
 /// Adds what the service says about where in the program's text it happened.
 void addPlace(CommandBufferError& error, const LastWords& words);
+/// Of milliseconds that the service names: from none to an hour.
+double plausibleTime(double milliseconds);
 /// "0.5 s".
 std::string inSeconds(std::chrono::milliseconds time);
 CommandBufferError serviceLostError(const Job& job, const std::string& reason);

@@ -59,6 +59,13 @@ public:
         return interest;
     }
 
+    /// What is being made is still handed to those who wait for it.
+    void clear() {
+        std::list<std::shared_ptr<Entry>> dropped; // goes without the lock
+        const std::scoped_lock lock(m_state->mutex);
+        dropped.swap(m_state->entries);
+    }
+
 private:
     using Waiter = std::shared_ptr<Found>;
     struct Entry {

@@ -15,6 +15,8 @@ namespace gpu::host {
 namespace protocol = compute::protocol;
 using platform::FileDescriptor;
 
+static constexpr std::chrono::seconds pauseBetweenTries(1);
+
 std::shared_ptr<ServiceClient> ServiceClient::start(std::string executable) {
     FileDescriptor wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wakeUp)
@@ -38,6 +40,14 @@ void ServiceClient::stop() {
 void ServiceClient::wake() {
     const std::uint64_t one = 1;
     (void)!::write(m_wakeUp.get(), &one, sizeof one);
+}
+
+void ServiceClient::replaceService() {
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_distrusted = m_process != nullptr;
+    }
+    wake();
 }
 
 void ServiceClient::setTimeLimit(std::chrono::milliseconds limit) {
@@ -77,6 +87,9 @@ void ServiceClient::submit(std::shared_ptr<Job> job) {
     std::string reason;
     {
         const std::scoped_lock lock(m_mutex);
+        // The picture comes back when the service does, without anybody compiling anything.
+        if (m_brokenReason && Clock::now() - m_brokenAt >= pauseBetweenTries)
+            tryAgain();
         if (!m_stopping && !m_brokenReason) {
             m_jobs.push(std::move(job));
             pump();
@@ -108,11 +121,8 @@ Pending ServiceClient::ask(Question question, std::shared_ptr<Program> program,
             failRequest(*request, "The device is gone");
             return nullptr;
         }
-        if (m_brokenReason) {
-            // Whoever compiles gets one more try at starting the service.
-            m_brokenReason.reset();
-            --m_failedRuns;
-        }
+        if (m_brokenReason)
+            tryAgain();
         m_requests.push_back(request);
         pump();
     }
@@ -121,6 +131,13 @@ Pending ServiceClient::ask(Question question, std::shared_ptr<Program> program,
                 if (const auto alive = client.lock())
                     alive->cancel(request);
             }};
+}
+
+/// Once.
+void ServiceClient::tryAgain() {
+    m_brokenReason.reset();
+    --m_failedRuns;
+    wake();
 }
 
 /// Does nothing when it has been answered.
@@ -152,7 +169,7 @@ static Result<void> complete(Program& program, const protocol::LibraryCompiled& 
         program.functionNames.push_back(kernel.name);
     program.constants = compiled.constants;
     program.warnings = compiled.message;
-    program.times.frontEnd = compiled.frontEndMilliseconds;
+    program.times.frontEnd = plausibleTime(compiled.frontEndMilliseconds);
     return {};
 }
 
@@ -169,8 +186,8 @@ static Result<void> complete(Pipeline& pipeline, const protocol::PipelineMade& m
         return Error{made.message};
     pipeline.parameters = made.parameters;
     pipeline.fingerprint = {made.fingerprint.low, made.fingerprint.high};
-    pipeline.times.optimiser = made.optimiserMilliseconds;
-    pipeline.times.codeGeneration = made.codeGenerationMilliseconds;
+    pipeline.times.optimiser = plausibleTime(made.optimiserMilliseconds);
+    pipeline.times.codeGeneration = plausibleTime(made.codeGenerationMilliseconds);
     return {};
 }
 
@@ -200,7 +217,7 @@ void ServiceClient::send(const T& message, int descriptor) {
 }
 
 void ServiceClient::pump() {
-    if (!m_process || !m_ready || m_sendFailed)
+    if (!m_process || !m_ready || m_sendFailed || m_distrusted)
         return;
     sendReleases();
     sendRequests();

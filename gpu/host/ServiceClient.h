@@ -36,6 +36,8 @@ public:
     std::size_t unfinishedJobs() const;
     /// The service may forget something that no unfinished job uses.
     void release(const Release& release);
+    /// The service is ended and started again. What it was at is done once more.
+    void replaceService();
     void setTimeLimit(std::chrono::milliseconds limit);
     /// Of one question to the compiler, in processor time; 10 s from the start.
     void setCompileTimeLimit(std::chrono::milliseconds limit);
@@ -83,6 +85,7 @@ private:
         JobNotWanted,
         CompileTimeLimit,
         CompileStalled,
+        Distrusted,
         StartTimeLimit
     };
 
@@ -132,6 +135,7 @@ private:
     void keepRequests();
     void runWasUseless(const std::string& reason);
     void giveUp(const std::string& reason);
+    void tryAgain();
     void answer(Request& request, Result<Reply> reply);
     void failRequest(Request& request, const std::string& message);
     static Suspicion& suspicionOf(Request& request);
@@ -165,11 +169,13 @@ private:
     bool m_ready = false;
     std::size_t m_compileThreads = 0; ///< of the running service, once it is ready
     bool m_sendFailed = false;
+    bool m_distrusted = false; ///< the running service is to be replaced
     bool m_stopping = false;
     /// Runs in a row that ended before they were of any use.
     unsigned m_failedRuns = 0;
     /// Set when it has been given up.
     std::optional<std::string> m_brokenReason;
+    Clock::time_point m_brokenAt;
     std::chrono::milliseconds m_timeLimit{2000};
     std::chrono::milliseconds m_compileTimeLimit{10'000};
     std::chrono::milliseconds m_provingTime = defaultProvingTime;

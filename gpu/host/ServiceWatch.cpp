@@ -43,6 +43,14 @@ const char* breakdownMessage(std::uint32_t faultKind) {
     return "error: the compiler broke down on this program";
 }
 
+/// A program that tries to get at more than its buffers may have succeeded elsewhere.
+bool reachesOutside(const protocol::PipelineMade& made) {
+    return !made.succeeded && made.message.starts_with("this kernel reaches outside");
+}
+bool reachesOutside(const protocol::LibraryCompiled&) {
+    return false;
+}
+
 /// A binding index reaches the console's tables, so it is checked like any count.
 bool plausible(const protocol::PipelineMade& made) {
     return std::ranges::all_of(made.parameters, [](const protocol::Parameter& parameter) {
@@ -75,6 +83,7 @@ void ServiceClient::startService(Lock& lock) {
     ++m_run;
     m_ready = false;
     m_sendFailed = false;
+    m_distrusted = false;
     m_measuredJob = {};
     m_idleSinceRead = false;
     m_unwanted.reset();
@@ -104,7 +113,9 @@ void ServiceClient::watchOnce(Lock& lock) {
     if (!m_process)
         return;
 
-    auto death = receiveReplies(lock);
+    auto death = m_distrusted ? std::nullopt : receiveReplies(lock);
+    if (!death && m_distrusted)
+        death = Death::Distrusted;
     if (!death && m_sendFailed)
         death = Death::Ended;
     if (!death) {
@@ -155,7 +166,7 @@ bool ServiceClient::handle(const protocol::JobDone& done) {
         return false;
     m_failedRuns = 0;
     const Job& job = *m_jobs.front();
-    Outcome outcome{std::nullopt, std::max(done.milliseconds, 0.0)};
+    Outcome outcome{std::nullopt, plausibleTime(done.milliseconds)};
     if (done.succeeded)
         outcome.error = errorAfterSuccess(job);
     if (done.succeeded && !job.sentEmpty)
@@ -191,6 +202,7 @@ bool ServiceClient::handle(const T& reply) {
         answer(*request, Reply(reply));
     else if (!reply.succeeded && request->pipeline)
         request->pipeline->stopped = true;
+    m_distrusted = m_distrusted || reachesOutside(reply);
     return true;
 }
 
@@ -215,7 +227,7 @@ void ServiceClient::bury(Death death, Lock& lock) {
         m_process->askForPlace(suspect);
     m_process->end();
     lock.lock();
-    if (m_ready && death != Death::Nonsense)
+    if (m_ready && death != Death::Nonsense && death != Death::Distrusted)
         receiveReplies(lock); // what it had finished before
     const bool suspectIsDone = m_sentJobs == 0 || m_jobs.front()->message.job != suspect;
     const auto process = std::move(m_process);
@@ -226,7 +238,7 @@ void ServiceClient::bury(Death death, Lock& lock) {
     }
     m_sentJobs = 0;
     keepRequests();
-    if (!m_ready || death == Death::Nonsense)
+    if ((!m_ready && death != Death::Distrusted) || death == Death::Nonsense)
         runWasUseless(death == Death::Nonsense ? "the compute service answers nonsense"
                                                : "the compute service does not start");
 }
@@ -381,6 +393,7 @@ void ServiceClient::runWasUseless(const std::string& reason) {
 
 void ServiceClient::giveUp(const std::string& reason) {
     m_brokenReason = reason;
+    m_brokenAt = Clock::now();
     m_sentJobs = 0;
     while (!m_jobs.empty()) {
         Outcome outcome{serviceLostError(*m_jobs.front(), reason), 0};

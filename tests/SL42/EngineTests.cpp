@@ -90,6 +90,28 @@ TEST_F(EngineDeathTest, NeedsADeviceMemoryAndASongWithALength) {
     EXPECT_DEATH(start(""), "Fatal error: There is no GPU device");
 }
 
+TEST_F(EngineDeathTest, DisplayThatNoFreshWorkerCanCompile) {
+    device->brokenKernels = {"display"};
+    EXPECT_DEATH(start(""), "Fatal error: ");
+}
+
+TEST_F(EngineTest, DisplayThatDoesNotCompileGetsAFreshWorker) {
+    device->brokenKernels = {"display"};
+    device->goodWorker = 2;
+    start("void fx() {}");
+    drawFrame();
+    EXPECT_EQ(device->replacedWorkers, 2);
+    EXPECT_EQ(view().presented, 1);
+
+    device->brokenKernels = {"display"};
+    device->goodWorker = 1000;
+    setRegister(Register::HDR, 1);
+    for (int i = 0; i < 5; ++i)
+        drawFrame();
+    EXPECT_EQ(view().presented, 6) << "with the variant that there is";
+    EXPECT_EQ(device->replacedWorkers, 4) << "and that is all that is tried";
+}
+
 TEST_F(EngineTest, ThreeFramesAreInFlightAtMost) {
     start("void fx() {}");
     settle();

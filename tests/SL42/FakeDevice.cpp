@@ -232,6 +232,11 @@ gpu::Pending Device::ask(std::function<void()> question) {
     return kept;
 }
 
+void Device::replaceWorker() {
+    if (++replacedWorkers == goodWorker)
+        brokenKernels.clear();
+}
+
 void Device::answer(std::size_t count) {
     for (; count > 0 && !questions.empty(); --count) {
         const auto question = questions.front().lock();

@@ -92,6 +92,8 @@ public:
     void setTimeLimit(std::chrono::milliseconds) override {}
     void endLongRunning(std::chrono::milliseconds) override { ++endedLongRunning; }
 
+    void replaceWorker() override;
+
     /// Answers what was asked of the compiler, in order, up to so many questions.
     void answer(std::size_t count = 1000);
 
@@ -106,6 +108,9 @@ public:
     std::deque<std::weak_ptr<std::function<void()>>> questions;
     /// How often running work was ended.
     int endedLongRunning = 0;
+    int replacedWorkers = 0;
+    /// Mends brokenKernels when that many workers have been replaced.
+    int goodWorker = 1000;
     bool refusesCommandBuffers = false;
     /// Buffers that can still be made.
     std::size_t buffersLeft = 1000;

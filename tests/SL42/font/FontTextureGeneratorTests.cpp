@@ -76,6 +76,16 @@ TEST_F(FontTextureGeneratorOnFakeDevice, LostWorkIsDoneAgainButNotForever) {
               "Error: text is incomplete, because the font failed: the compute service was lost");
 }
 
+TEST_F(FontTextureGeneratorOnFakeDevice, WorkerThatCannotCompileIsReplacedAndAtLastDoneWithout) {
+    device->brokenKernels = {"addFontChannel"};
+    const auto failing = make();
+    failing->texture();
+    EXPECT_TRUE(failing->isComplete());
+    EXPECT_EQ(device->replacedWorkers, 2);
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_TRUE(lines[2].starts_with("Error: there is no text")) << lines[2];
+}
+
 TEST_F(FontTextureGeneratorOnFakeDevice, FailuresOfTheMachineStopTheProgram) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const tests::ScratchFolder folder;
@@ -83,8 +93,6 @@ TEST_F(FontTextureGeneratorOnFakeDevice, FailuresOfTheMachineStopTheProgram) {
     const std::pair<std::function<void()>, const char*> cases[] = {
         {[&] { device->refusesCommandBuffers = true; },
          "Failed to create command buffer for font generator"},
-        {[&] { device->brokenKernels = {"addFontChannel"}; },
-         "Failed to load compute shader for font generator"},
         {[&] { ::setenv("FONTCONFIG_FILE", noFonts.c_str(), 1); },
          "Could not create CGContext for font renderin"}};
     for (const auto& [fail, message] : cases)

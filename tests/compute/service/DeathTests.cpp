@@ -137,6 +137,18 @@ TEST_F(Death, FaultOfAKernelDoesNotFailACompilationBesideIt) {
     compiling.join();
 }
 
+TEST_F(Death, NothingElseIsTrustedToAServiceThatAKernelTriedToLeave) {
+    const auto count = pipeline("count");
+    EXPECT_EQ(run({count})->status(), gpu::CommandBufferStatus::Completed);
+    const pid_t before = servicePid();
+    const auto refused = startPipeline("outside-build").get();
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().message.starts_with("this kernel reaches outside"));
+    EXPECT_EQ(run({count})->status(), gpu::CommandBufferStatus::Completed);
+    EXPECT_EQ(counter(), 2u);
+    EXPECT_NE(servicePid(), before);
+}
+
 TEST_F(Death, LongTextsAndLongMessagesArriveWhole) {
     std::string source(10u << 20, ' ');
     source += "count";

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <string>
@@ -76,6 +77,51 @@ void answerWith(void (*change)(Bytes&)) {
     });
 }
 
+/// Claims that whatever was asked for has been made, or that it has failed, and that what is to run
+/// has run. Nothing is true.
+void lie(bool succeeded) {
+    send(reply(Ready{protocolVersion, 2}));
+    while (true) {
+        const auto received = channel().receive(Channel::Descriptors::Accept, true);
+        if (received.status != ReceiveStatus::Message)
+            return;
+        const auto request = decode<Request>(received.bytes);
+        if (!request)
+            continue;
+        if (const auto* compile = std::get_if<CompileLibrary>(&*request)) {
+            LibraryCompiled answer = compiled(compile->request);
+            answer.succeeded = succeeded;
+            answer.message = std::string("a lie\n");
+            answer.frontEndMilliseconds = -1e300;
+            send(reply(answer));
+        } else if (const auto* make = std::get_if<MakePipeline>(&*request)) {
+            PipelineMade answer = made(make->request);
+            answer.succeeded = succeeded;
+            answer.message = std::string("a lie\n");
+            answer.fingerprint = {make->request.value, ~0ull};
+            answer.optimiserMilliseconds = 1e300;
+            send(reply(answer));
+        } else if (const auto* run = std::get_if<RunCommands>(&*request)) {
+            send(reply(JobDone{run->job, succeeded, std::string(1000, 'x'), 1e300}));
+        }
+    }
+}
+
+/// So many runs lie, as the file counts them; later ones are the service that is named.
+void lieForAWhile(bool succeeded) {
+    const char* const file = std::getenv("SL42_HOSTILE_RUNS");
+    const char* const service = std::getenv("SL42_HOSTILE_THEN");
+    if (file == nullptr || service == nullptr)
+        return;
+    int left = 0;
+    std::ifstream(file) >> left;
+    if (left > 0) {
+        std::ofstream(file) << left - 1;
+        return lie(succeeded);
+    }
+    ::execl(service, service, nullptr);
+}
+
 void waitForEver() {
     while (true)
         ::pause();
@@ -120,6 +166,9 @@ const std::map<std::string, std::function<void()>> behaviours = {
     {"other-kind", [] { answerCompiling([](RequestId id) { send(reply(made(id))); }); }},
     {"unknown-job",
      [] { answerCompiling([](RequestId) { send(reply(JobDone{{99}, true, {}})); }); }},
+    {"lie-success", [] { lieForAWhile(true); }},
+    {"lie-failure", [] { lieForAWhile(false); }},
+    {"never", [] { answerCompiling([](RequestId) {}); }},
     {"flood", [] { answerCompiling(flood); }},
 };
 

@@ -15,7 +15,7 @@ namespace {
 TEST(Hostile, ServiceIsGivenUpAndEverythingEndsWithAnError) {
     for (const char* answer : {"exit", "close", "other-version", "garbage", "empty-packet",
                                "twice-ready", "oversized", "truncated", "trailing", "other-id",
-                               "other-kind", "unknown-job", "huge-count", "flood"}) {
+                               "other-kind", "unknown-job", "huge-count", "flood", "never"}) {
         SCOPED_TRACE(answer);
         ::setenv("SL42_HOSTILE", answer, 1);
         const auto device = gpu::host::HostDevice::create(HOSTILE_COMPUTE);
