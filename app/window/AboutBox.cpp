@@ -4,23 +4,28 @@
 
 #include "gpu/Device.h"
 
+#include <QTimer>
+
 namespace app {
 
-AboutBox::AboutBox(QWidget* parent) : QMessageBox(parent) {
+AboutBox::AboutBox(QWidget* parent)
+    : QMessageBox(parent), m_trial(std::async(std::launch::async, gpu::Device::describeSandbox)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(tr("About"));
     setText(tr("Starloom 42\n\nA fantasy console that lives on your GPU.\n"
                "Free software under the MIT licence."));
     setInformativeText(tr("sandbox: being tried"));
-    m_trial = std::thread([this] {
-        const QString line = QString::fromStdString(gpu::Device::describeSandbox());
-        QMetaObject::invokeMethod(
-            this, [this, line] { setInformativeText(line); }, Qt::QueuedConnection);
-    });
+    waitForTrial();
 }
 
-AboutBox::~AboutBox() {
-    m_trial.join();
+void AboutBox::waitForTrial() {
+    constexpr std::chrono::milliseconds moment(20);
+    QTimer::singleShot(moment, this, [this] {
+        if (m_trial.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
+            setInformativeText(QString::fromStdString(m_trial.get()));
+        else
+            waitForTrial();
+    });
 }
 
 } // namespace app

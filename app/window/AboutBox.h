@@ -6,7 +6,8 @@
 
 #include <QMessageBox>
 
-#include <thread>
+#include <future>
+#include <string>
 
 namespace app {
 
@@ -14,12 +15,11 @@ namespace app {
 class AboutBox final : public QMessageBox {
 public:
     explicit AboutBox(QWidget* parent);
-    ~AboutBox() override;
-    AboutBox(const AboutBox&) = delete;
-    AboutBox& operator=(const AboutBox&) = delete;
 
 private:
-    std::thread m_trial;
+    void waitForTrial();
+
+    std::future<std::string> m_trial; ///< on a thread of its own
 };
 
 } // namespace app

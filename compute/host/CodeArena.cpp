@@ -33,12 +33,10 @@ Error failed(const std::string& what) {
 }
 
 FileDescriptor makeObject(std::size_t bytes) {
-    // Older systems do not know the flag; newer ones may insist on it.
-#ifndef MFD_NOEXEC_SEAL
-    constexpr unsigned MFD_NOEXEC_SEAL = 8;
-#endif
+    // Older systems do not know the flag, nor do their headers; newer ones may insist on it.
+    constexpr unsigned cannotBeStarted = 8;
     constexpr unsigned flags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
-    FileDescriptor object(::memfd_create("code", flags | MFD_NOEXEC_SEAL));
+    FileDescriptor object(::memfd_create("code", flags | cannotBeStarted));
     if (!object)
         object.reset(::memfd_create("code", flags));
     if (!object || ::ftruncate(object.get(), static_cast<off_t>(bytes)) != 0 ||

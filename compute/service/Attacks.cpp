@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -26,11 +28,9 @@
 #include <sys/uio.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace compute::service {
-
-using platform::Error;
-using platform::Result;
 
 namespace {
 
@@ -55,15 +55,6 @@ long map(std::size_t bytes, int rights, int flags, std::int64_t descriptor = -1)
 /// The system sees the same number where it takes the argument for 32 bits.
 std::int64_t inUpperHalf(std::int64_t number) {
     return number | std::int64_t{1} << 32;
-}
-
-/// Ends when the attacker does and nobody holds the other end of the pipe any more.
-[[noreturn]] void beVictim(int pipe) {
-    ::dup2(pipe, 0);
-    ::close_range(1, ~0u, 0);
-    char byte = 0;
-    (void)!::read(0, &byte, 1);
-    ::_exit(0);
 }
 
 /// In a new process there is nothing more to prove.
@@ -435,6 +426,28 @@ constexpr Attack attackList[] = {
      [](const T&) -> long { return call(SYS_clock_settime, CLOCK_REALTIME, nullptr); }},
 };
 
+/// Negative when not all could be started.
+long startThreads(unsigned count) {
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstacksize(&attributes, std::size_t{64} << 10);
+    std::atomic<bool> isOver = false;
+    const auto wait = [](void* over) -> void* {
+        static_cast<std::atomic<bool>*>(over)->wait(false);
+        return nullptr;
+    };
+    std::vector<pthread_t> threads;
+    pthread_t thread{};
+    while (threads.size() < count && ::pthread_create(&thread, &attributes, wait, &isOver) == 0)
+        threads.push_back(thread);
+    isOver = true;
+    isOver.notify_all();
+    for (const pthread_t started : threads)
+        ::pthread_join(started, nullptr);
+    ::pthread_attr_destroy(&attributes);
+    return threads.size() == count ? 0 : -1;
+}
+
 constexpr IsolationAttack isolationList[] = {
     {"find any file", [](const Isolation& i) { return i.landlock > 0 || i.has("mount"); },
      [](const T& t) -> long { return ::open(t.file, O_RDONLY); }},
@@ -445,6 +458,8 @@ constexpr IsolationAttack isolationList[] = {
      [](const T& t) -> long { return t.parent > 0 ? ::kill(t.parent, 0) : -1; }},
     {"use a capability", [](const Isolation&) { return true; },
      [](const T&) -> long { return ::chroot("/"); }},
+    {"start threads without end", [](const Isolation& i) { return i.maxThreads > 0; },
+     [](const T&) -> long { return startThreads(20'000); }},
 };
 
 constexpr Attack necessityList[] = {
@@ -470,31 +485,6 @@ constexpr Attack necessityList[] = {
 };
 
 } // namespace
-
-Result<Target> Target::create() {
-    const auto arena = SL42_TRY(host::CodeArena::ofProcess());
-    Target target;
-    target.codeWriter = arena->writer();
-    target.code = const_cast<std::byte*>(arena->memory().data());
-    target.memory = ::memfd_create("probe", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    target.socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    target.folder = ::open("/", O_DIRECTORY | O_CLOEXEC);
-    target.parent = ::getppid();
-    if (target.memory < 0 || ::ftruncate(target.memory, pageBytes) != 0 || target.socket < 0 ||
-        target.folder < 0)
-        return Error{std::string("Cannot make something to attack: ") + std::strerror(errno)};
-    target.buffer = ::mmap(nullptr, pageBytes, write, MAP_SHARED, target.memory, 0);
-    target.page = ::mmap(nullptr, pageBytes, write, privately, -1, 0);
-    int ends[2] = {-1, -1};
-    if (::pipe2(ends, O_CLOEXEC) == 0)
-        target.victim = ::fork();
-    if (target.victim == 0)
-        beVictim(ends[0]);
-    target.victimHandle = static_cast<int>(call(SYS_pidfd_open, target.victim, 0));
-    if (target.buffer == MAP_FAILED || target.page == MAP_FAILED || target.victim < 0)
-        return Error{std::string("Cannot make somebody to attack: ") + std::strerror(errno)};
-    return target;
-}
 
 std::span<const Attack> attacks() {
     return attackList;

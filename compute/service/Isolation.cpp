@@ -5,11 +5,15 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
+#include <sys/utsname.h>
+#include <thread>
 #include <unistd.h>
 
 namespace compute::service {
@@ -85,6 +89,24 @@ void dropCapabilities() {
     ::syscall(SYS_capset, &header, none);
 }
 
+/// Whether processes in a user namespace are counted apart; older systems count all of the user's,
+/// and nobody counts those of root.
+bool countsProcessesApart(uid_t user) {
+    utsname system{};
+    unsigned major = 0;
+    unsigned minor = 0;
+    return user != 0 && ::uname(&system) == 0 &&
+           std::sscanf(system.release, "%u.%u", &major, &minor) == 2 &&
+           (major > 5 || (major == 5 && minor >= 14));
+}
+
+/// Far more than the service has. Returns 0 when that does not work.
+unsigned limitThreads() {
+    const unsigned most = 256 + 16 * std::max(std::thread::hardware_concurrency(), 1u);
+    const rlimit limit{most, most};
+    return ::setrlimit(RLIMIT_NPROC, &limit) == 0 ? most : 0;
+}
+
 void add(Isolation& isolation, bool granted, const char* name) {
     if (!granted)
         return;
@@ -101,8 +123,11 @@ bool Isolation::has(std::string_view name) const {
 
 Isolation isolate(bool keepsFiles) {
     Isolation isolation;
+    const bool countsApart = countsProcessesApart(::geteuid());
     // In a user namespace of its own, a process may make the others.
     add(isolation, ::unshare(CLONE_NEWUSER) == 0, "user");
+    if (countsApart && isolation.has("user"))
+        isolation.maxThreads = limitThreads();
     add(isolation, ::getpid() == 1, "pid");
     add(isolation, ::unshare(CLONE_NEWNET) == 0, "net");
     add(isolation, ::unshare(CLONE_NEWIPC) == 0, "ipc");

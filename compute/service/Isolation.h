@@ -16,6 +16,8 @@ struct Isolation {
     std::string namespaces;
     /// Version of Landlock; 0 when the system lacks it.
     int landlock = 0;
+    /// How many threads the process may have; 0 when they are not limited apart from the user's.
+    unsigned maxThreads = 0;
 
     bool has(std::string_view name) const;
 };

@@ -37,7 +37,7 @@ public:
     }
 
     void allow(int call) { add(SCMP_ACT_ALLOW, call, {}); }
-    void allow(int call, std::vector<scmp_arg_cmp> conditions) {
+    void allow(int call, const std::vector<scmp_arg_cmp>& conditions) {
         add(SCMP_ACT_ALLOW, call, conditions);
     }
     void fail(int call, int error) { add(SCMP_ACT_ERRNO(error), call, {}); }
