@@ -160,7 +160,10 @@ public:
     }
 
 private:
+    // Generated code has no type in front of it that a sanitizer could check.
+
     /// Has the kernel compute what all threads have in common.
+    [[clang::no_sanitize("function")]]
     void prepare(const Bindings& bindings, const GridRecord& grid, std::byte* common) const {
         auto* function = reinterpret_cast<PrepareFunction*>(m_code.entry(PrepareEntry));
         const FlushDenormals flushDenormals;
@@ -169,6 +172,7 @@ private:
         function(&bindings, &grid, common, &memory);
     }
 
+    [[clang::no_sanitize("function")]]
     void runTiles(const Bindings& bindings, const GridRecord& grid, const std::byte* common,
                   const Tiling& tiling, std::uint32_t first, std::uint32_t last) const {
         auto* function = reinterpret_cast<TileFunction*>(m_code.entry(TileEntry));

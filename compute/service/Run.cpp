@@ -48,19 +48,24 @@ Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Co
     return server;
 }
 
-/// Without destructors: kernels may be running, and nothing of them is worth waiting for.
+/// Without destructors: kernels may be running, and nothing of them is worth waiting for. Nor could
+/// what else happens at the end of a process be done behind the lock-down.
+[[noreturn]] void end(int status) {
+    std::fflush(stderr);
+    ::_exit(status);
+}
+
 [[noreturn]] void end(const Result<void>& result) {
     if (!result)
         std::fprintf(stderr, "starloom-compute: %s\n", result.error().message.c_str());
-    std::fflush(stderr);
-    ::_exit(result ? 0 : 1);
+    end(result ? 0 : 1);
 }
 
 } // namespace
 
 int run(int argumentCount, char** arguments, Compiler& compiler) {
     if (argumentCount == 2 && std::string_view(arguments[1]) == "--probe")
-        return probe();
+        end(probe());
     protocol::Channel channel{FileDescriptor(protocol::serviceSocket)};
     const auto server = warmUpAndLockDown(channel, compiler);
     if (!server)
