@@ -10,7 +10,6 @@ cd "$(dirname "$(realpath "$0")")/.."
 minutes=${1:-10}
 shift || true
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz --target fuzz-targets fuzz-programs >&2
 programs=build/fuzz/fuzz
 if [ $# -eq 0 ]; then
     for options in "$programs"/*.options; do
@@ -18,6 +17,7 @@ if [ $# -eq 0 ]; then
         set -- "$@" "${name#fuzz-}"
     done
 fi
+cmake --build --preset fuzz --target "${@/#/fuzz-}" >&2
 mkdir -p build/fuzz/findings build/fuzz/logs
 
 statistic() { # NAME LOG

@@ -39,8 +39,8 @@ llvm::SmallString<0> makeObject(const char* text) {
 
 /// Generated code has no type in front of it that a sanitizer could check.
 [[clang::no_sanitize("function")]]
-void callWithTwo(const void* code, void* first, void* second) {
-    reinterpret_cast<void (*)(void*, void*)>(reinterpret_cast<std::uintptr_t>(code))(first, second);
+void callWithTwo(void* code, void* first, void* second) {
+    reinterpret_cast<void (*)(void*, void*)>(code)(first, second);
 }
 
 TEST(MachineCodeTests, OnlyListedFunctionsCanBeCalled) {
@@ -86,6 +86,7 @@ TEST(MachineCodeTests, NoMemoryBecomesExecutableAndRoomIsUsedAgain) {
     const auto* free = addressOf(arena.take(host::CodeArena::Kind::Code, 1, 1));
     {
         std::vector<std::shared_ptr<host::HostKernel>> kernels;
+        kernels.reserve(5);
         for (int i = 0; i < 5; ++i)
             kernels.push_back(tests::compile(tests::makeOneDimensional(body)));
         std::vector<std::uint32_t> out(1);
