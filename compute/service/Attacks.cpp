@@ -377,15 +377,15 @@ constexpr Attack attackList[] = {
     {"map huge pages",
      [](const T&) -> long { return map(2u << 20, write, privately | MAP_HUGETLB); }},
     {"pin memory", [](const T& t) -> long { return ::mlock(t.page, pageBytes); }},
-    {"take 7 GiB", [](const T&) -> long { return map(7 * gibibyte, write, privately); }, ENOMEM},
-    {"take 7 GiB that are not to be reserved",
-     [](const T&) -> long { return map(7 * gibibyte, write, privately | MAP_NORESERVE); }, ENOMEM},
-    {"take 7 GiB of reserved addresses",
+    {"take 5 GiB", [](const T&) -> long { return map(5 * gibibyte, write, privately); }, ENOMEM},
+    {"take 5 GiB that are not to be reserved",
+     [](const T&) -> long { return map(5 * gibibyte, write, privately | MAP_NORESERVE); }, ENOMEM},
+    {"take 5 GiB of reserved addresses",
      [](const T&) -> long {
-         void* addresses = ::mmap(nullptr, 7 * gibibyte, PROT_NONE, privately, -1, 0);
-         const long taken = ::mprotect(addresses, 7 * gibibyte, write);
+         void* addresses = ::mmap(nullptr, 5 * gibibyte, PROT_NONE, privately, -1, 0);
+         const long taken = ::mprotect(addresses, 5 * gibibyte, write);
          const int error = errno;
-         ::munmap(addresses, 7 * gibibyte);
+         ::munmap(addresses, 5 * gibibyte);
          errno = error;
          return taken;
      },

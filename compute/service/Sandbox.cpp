@@ -24,10 +24,10 @@ using platform::Result;
 namespace {
 
 constexpr int highestInherited = protocol::serviceStatusPage;
-// Generous for a compiler at work on a large program, far from what hurts the desktop. Half of it
-// are the stacks of the threads that compile, next to nothing of which is ever used. Buffers do not
-// count, and the address space stays free for the guards around them.
-constexpr rlim_t maxDataBytes = rlim_t{6} << 30;
+// Generous for a compiler at work on a large program, far from what hurts the desktop. A third of
+// it are the stacks of the threads that compile, next to nothing of which is ever used. Buffers do
+// not count, nor do the addresses that are kept free around them.
+constexpr rlim_t maxDataBytes = rlim_t{4} << 30;
 constexpr rlim_t maxStackBytes = rlim_t{64} << 20;
 
 // Sanitizers map terabytes of shadow memory, which such a limit would count.
