@@ -24,8 +24,10 @@ public:
         const Target target = SL42_TRY(Target::create());
         m_isolation = isolate(false);
         for (const IsolationAttack& attack : isolationAttacks())
-            if (attack.isExpectedToFail(m_isolation))
+            if (attack.isExpectedToFail(m_isolation)) {
+                errno = 0;
                 noteAttack(attack.what, attack.perform(target) < 0);
+            }
         int signal = 0;
         ::prctl(PR_GET_PDEATHSIG, &signal);
         noteNecessity("end with the console", signal == SIGKILL);
@@ -34,6 +36,7 @@ public:
         for (const Attack& attack : attacks()) {
             if (attack.expected == ENOMEM && !limitsMemory())
                 continue;
+            errno = 0;
             const bool failed = attack.perform(target) < 0;
             noteAttack(attack.what, failed && errno == attack.expected);
         }
