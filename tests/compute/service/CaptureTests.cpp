@@ -43,7 +43,7 @@ class Captured : public Console {
 protected:
     Captured() { set(VictimPlace, static_cast<std::uint32_t>(victim.id())); }
 
-    void set(unsigned place, std::uint32_t value) {
+    void set(std::size_t place, std::uint32_t value) {
         std::memcpy(buffer->contents().data() + 4 * place, &value, sizeof value);
     }
     void expectFramesGoOn() {
@@ -74,8 +74,9 @@ TEST_F(Captured, CodeOfItsOwnDoesNotRunFromMemoryThatCanBeWritten) {
         set(SuccessPlace, 1000);
         set(AmountPlace, 0);
         const auto attacked = run({pipeline(attack)});
-        ASSERT_TRUE(attacked->error());
-        EXPECT_EQ(attacked->error()->code, Code::KernelFault);
+        const auto error = attacked->error();
+        ASSERT_TRUE(error);
+        EXPECT_EQ(error->code, Code::KernelFault);
         EXPECT_EQ(counter(SuccessPlace), 0u);
         EXPECT_EQ(counter(AmountPlace), 0u);
     }
