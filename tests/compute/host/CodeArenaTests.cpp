@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <fstream>
 #include <random>
+#include <stdexcept>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
@@ -27,6 +28,13 @@ std::unique_ptr<CodeArena> makeArena() {
     if (!arena)
         throw std::runtime_error(arena.error().message);
     return std::move(*arena);
+}
+
+CodeArena::Block take(CodeArena& arena, Kind kind, std::size_t bytes, std::size_t alignment = 1) {
+    auto block = arena.take(kind, bytes, alignment);
+    if (!block)
+        throw std::runtime_error("no room");
+    return std::move(*block);
 }
 
 TEST(CodeArenaTests, RoomIsGivenBackAndUsedAgain) {
@@ -53,15 +61,14 @@ TEST(CodeArenaTests, RoomIsGivenBackAndUsedAgain) {
 
 TEST(CodeArenaTests, BlocksDoNotOverlapAndAreAligned) {
     const auto arena = makeArena();
-    const auto first = arena->take(Kind::Code, 100, 1);
-    const auto second = arena->take(Kind::Code, 100, 4096);
-    const auto between = arena->take(Kind::Code, 100, 1);
-    const auto constants = arena->take(Kind::Constants, 100, 1);
-    ASSERT_TRUE(first && second && between && constants);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(second->begin()) % 4096, 0u);
-    EXPECT_GE(between->begin(), first->begin() + 100);
-    EXPECT_LE(between->begin() + 100, second->begin()) << "what alignment skips is used";
-    EXPECT_EQ(constants->begin(), arena->memory().data() + half);
+    const auto first = take(*arena, Kind::Code, 100);
+    const auto second = take(*arena, Kind::Code, 100, 4096);
+    const auto between = take(*arena, Kind::Code, 100);
+    const auto constants = take(*arena, Kind::Constants, 100);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(second.begin()) % 4096, 0u);
+    EXPECT_GE(between.begin(), first.begin() + 100);
+    EXPECT_LE(between.begin() + 100, second.begin()) << "what alignment skips is used";
+    EXPECT_EQ(constants.begin(), arena->memory().data() + half);
 }
 
 /// Machine code of a function that returns the number.
@@ -72,10 +79,9 @@ std::array<std::byte, 6> functionThatReturns(std::byte number) {
 TEST(CodeArenaTests, CodeRunsAndIsReplacedInPlace) {
     const auto arena = makeArena();
     for (int number = 1; number < 100; ++number) {
-        const auto block = arena->take(Kind::Code, 6, 1);
-        ASSERT_TRUE(block);
-        ASSERT_TRUE(arena->write(*block, functionThatReturns(static_cast<std::byte>(number))));
-        EXPECT_EQ(reinterpret_cast<int (*)()>(const_cast<std::byte*>(block->begin()))(), number);
+        const auto block = take(*arena, Kind::Code, 6);
+        ASSERT_TRUE(arena->write(block, functionThatReturns(static_cast<std::byte>(number))));
+        EXPECT_EQ(reinterpret_cast<int (*)()>(const_cast<std::byte*>(block.begin()))(), number);
     }
 }
 
