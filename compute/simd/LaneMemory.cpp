@@ -83,10 +83,9 @@ LaneMemory::Row LaneMemory::findRow(const Addresses& addresses, std::int64_t str
     const std::int64_t rest = stride - addresses.stride;
     if (addresses.base == nullptr || addresses.offsets == nullptr || rest % scale != 0) {
         llvm::Value* pointers = m_builder.CreateFreeze(m_values.pointers(addresses));
-        Row row =
-            findProgression(m_builder.CreatePtrToInt(pointers,
-                                                     m_builder.wideType(m_builder.getInt64Ty())),
-                            stride, mask);
+        Row row = findProgression(
+            m_builder.CreatePtrToInt(pointers, m_builder.wideType(m_builder.getInt64Ty())), stride,
+            mask);
         row.first = m_builder.CreateExtractElement(pointers, std::uint64_t(0));
         return row;
     }
