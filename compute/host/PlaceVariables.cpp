@@ -195,7 +195,6 @@ private:
         call.eraseFromParent();
     }
 
-public:
     static void describe(llvm::Argument& parameter) {
         llvm::LLVMContext& context = parameter.getContext();
         parameter.addAttr(llvm::Attribute::get(context, kernel::recordAttribute,
@@ -203,7 +202,6 @@ public:
         parameter.addAttr(llvm::Attribute::get(context, kernel::pointersAttribute));
     }
 
-private:
     llvm::DenseMap<llvm::Function*, llvm::Argument*> m_parameters;
 };
 
