@@ -79,7 +79,7 @@ private:
                               llvm::InsertElementInst, llvm::ExtractElementInst,
                               llvm::ShuffleVectorInst>(user))
                     pointers.insert(user);
-                else if (const llvm::AllocaInst* list = listOf(use))
+                else if (const llvm::AllocaInst* list = kernel::listWrittenBy(use, m_layout))
                     addElements(*list, pointers);
                 else if (!isFollowable(use))
                     return true;
@@ -100,14 +100,6 @@ private:
                llvm::any_of(value.operands(), [](const llvm::Use& operand) {
                    return refersToOthers(*llvm::cast<llvm::Constant>(operand.get()));
                });
-    }
-
-    const llvm::AllocaInst* listOf(const llvm::Use& use) const {
-        const auto* store = llvm::dyn_cast<llvm::StoreInst>(use.getUser());
-        if (store == nullptr || use.getOperandNo() != 0)
-            return nullptr;
-        const auto* list = llvm::dyn_cast<llvm::AllocaInst>(store->getPointerOperand());
-        return list != nullptr && kernel::isPointerList(*list, m_layout) ? list : nullptr;
     }
 
     static void addElements(const llvm::AllocaInst& list,
@@ -179,7 +171,8 @@ private:
         extended->splice(extended->begin(), &function);
         for (llvm::Argument& parameter : function.args())
             parameter.replaceAllUsesWith(extended->getArg(parameter.getArgNo()));
-        describe(*extended->getArg(extended->arg_size() - 1));
+        kernel::describeRecord(*extended->getArg(extended->arg_size() - 1), sizeof(KernelMemory),
+                               true);
         return *extended;
     }
 
@@ -193,13 +186,6 @@ private:
         made->takeName(&call);
         call.replaceAllUsesWith(made);
         call.eraseFromParent();
-    }
-
-    static void describe(llvm::Argument& parameter) {
-        llvm::LLVMContext& context = parameter.getContext();
-        parameter.addAttr(llvm::Attribute::get(context, kernel::recordAttribute,
-                                               std::to_string(sizeof(KernelMemory))));
-        parameter.addAttr(llvm::Attribute::get(context, kernel::pointersAttribute));
     }
 
     llvm::DenseMap<llvm::Function*, llvm::Argument*> m_parameters;

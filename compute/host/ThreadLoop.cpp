@@ -42,10 +42,8 @@ void describeMemory(llvm::Function& function) {
             parameter.addAttr(llvm::Attribute::get(context, kernel::regionAttribute));
             continue;
         }
-        parameter.addAttr(llvm::Attribute::get(context, kernel::recordAttribute,
-                                               std::to_string(recordBytes[number])));
-        if (number == Bindings || number == Memory)
-            parameter.addAttr(llvm::Attribute::get(context, kernel::pointersAttribute));
+        kernel::describeRecord(parameter, recordBytes[number],
+                               number == Bindings || number == Memory);
     }
 }
 

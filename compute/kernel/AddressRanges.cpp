@@ -14,7 +14,7 @@
 #include <llvm/Support/MathExtras.h>
 
 #include <algorithm>
-#include <limits>
+#include <string>
 
 namespace compute::kernel {
 namespace {
@@ -195,6 +195,21 @@ bool isPointerList(const llvm::AllocaInst& variable, const llvm::DataLayout& lay
             }
         }
     return true;
+}
+
+const llvm::AllocaInst* listWrittenBy(const llvm::Use& use, const llvm::DataLayout& layout) {
+    const auto* store = llvm::dyn_cast<llvm::StoreInst>(use.getUser());
+    if (store == nullptr || use.getOperandNo() != 0)
+        return nullptr;
+    const auto* list = llvm::dyn_cast<llvm::AllocaInst>(store->getPointerOperand());
+    return list != nullptr && isPointerList(*list, layout) ? list : nullptr;
+}
+
+void describeRecord(llvm::Argument& parameter, std::size_t bytes, bool holdsPointers) {
+    llvm::LLVMContext& context = parameter.getContext();
+    parameter.addAttr(llvm::Attribute::get(context, recordAttribute, std::to_string(bytes)));
+    if (holdsPointers)
+        parameter.addAttr(llvm::Attribute::get(context, pointersAttribute));
 }
 
 OffsetRange AddressRanges::offsetOf(const llvm::GEPOperator& step) {

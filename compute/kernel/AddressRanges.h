@@ -66,6 +66,12 @@ bool findAccesses(llvm::Instruction& instruction, const llvm::DataLayout& layout
 /// The vectoriser takes vectors of pointers apart by way of such lists.
 bool isPointerList(const llvm::AllocaInst& variable, const llvm::DataLayout& layout);
 
+/// The list that a store puts the pointer of this use into; null for other uses.
+const llvm::AllocaInst* listWrittenBy(const llvm::Use& use, const llvm::DataLayout& layout);
+
+/// Marks a parameter as a record that the caller answers for.
+void describeRecord(llvm::Argument& parameter, std::size_t bytes, bool holdsPointers);
+
 /// For one function; valid as long as it does not change.
 class AddressRanges {
 public:

@@ -60,9 +60,12 @@ Roots findRoots(llvm::Function& function) {
     return roots;
 }
 
-/// Whether the pointer leads somewhere by this use, rather than being looked at itself.
-bool isFollowed(const llvm::Use& use) {
+/// Whether the pointer leads somewhere by this use, also by way of a list, rather than being looked
+/// at itself.
+bool isFollowed(const llvm::Use& use, const llvm::DataLayout& layout) {
     const llvm::User* user = use.getUser();
+    if (listWrittenBy(use, layout) != nullptr)
+        return true;
     if (llvm::isa<llvm::StoreInst, llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(user))
         return use.getOperandNo() == (llvm::isa<llvm::StoreInst>(user) ? 1 : 0);
     return llvm::isa<llvm::LoadInst, llvm::GEPOperator, llvm::PHINode, llvm::SelectInst,
@@ -70,23 +73,18 @@ bool isFollowed(const llvm::Use& use) {
                      llvm::ShuffleVectorInst, llvm::CallBase>(user);
 }
 
+llvm::Constant* startOfRegion(llvm::LLVMContext& context) {
+    return llvm::ConstantExpr::getIntToPtr(
+        llvm::ConstantInt::get(llvm::Type::getInt64Ty(context), memory::regionStart),
+        llvm::PointerType::get(context, 0));
+}
+
 llvm::Value* addressInRegion(llvm::IRBuilder<>& builder, llvm::Value* pointer) {
     llvm::Type* address = pointer->getType()->getWithNewType(builder.getInt64Ty());
-    llvm::Value* start =
-        llvm::ConstantExpr::getIntToPtr(builder.getInt64(memory::regionStart), builder.getPtrTy());
     llvm::Value* offset =
         builder.CreateAnd(builder.CreatePtrToInt(pointer, address),
                           llvm::ConstantInt::get(address, memory::regionBytes - 1));
-    return builder.CreateGEP(builder.getInt8Ty(), start, offset);
-}
-
-/// Lists of pointers are written as they are: what is read from them is confined.
-bool isOfList(const llvm::Use& use, const llvm::DataLayout& layout) {
-    const auto* store = llvm::dyn_cast<llvm::StoreInst>(use.getUser());
-    if (store == nullptr || use.getOperandNo() != 0)
-        return false;
-    const auto* list = llvm::dyn_cast<llvm::AllocaInst>(store->getPointerOperand());
-    return list != nullptr && isPointerList(*list, layout);
+    return builder.CreateGEP(builder.getInt8Ty(), startOfRegion(builder.getContext()), offset);
 }
 
 /// Whether the operand is the root, or an address that is worked out from it beforehand.
@@ -102,14 +100,10 @@ bool isMadeOf(const llvm::Value* operand, const llvm::Constant& root) {
 /// Null, or a number that the program made up: there is nothing there.
 void confineConstant(const llvm::Constant& root, llvm::Function& function) {
     const llvm::DataLayout& layout = function.getParent()->getDataLayout();
-    llvm::LLVMContext& context = function.getContext();
-    llvm::Constant* nowhere = llvm::ConstantExpr::getIntToPtr(
-        llvm::ConstantInt::get(llvm::Type::getInt64Ty(context), memory::regionStart),
-        llvm::PointerType::get(context, 0));
+    llvm::Constant* nowhere = startOfRegion(function.getContext());
     for (llvm::Instruction& instruction : llvm::instructions(function))
         for (llvm::Use& operand : instruction.operands()) {
-            if (!isMadeOf(operand.get(), root) ||
-                !(isFollowed(operand) || isOfList(operand, layout)))
+            if (!isMadeOf(operand.get(), root) || !isFollowed(operand, layout))
                 continue;
             auto* vector = llvm::dyn_cast<llvm::VectorType>(operand->getType());
             operand.set(vector != nullptr
@@ -124,13 +118,14 @@ void confine(llvm::Value& root, llvm::Function& function) {
         return confineConstant(*constant, function);
     llvm::IRBuilder<> builder(function.getContext());
     if (auto* instruction = llvm::dyn_cast<llvm::Instruction>(&root))
-        builder.SetInsertPoint(*instruction->getInsertionPointAfterDef());
+        builder.SetInsertPoint(
+            instruction->getParent(),
+            instruction->getInsertionPointAfterDef().value_or(instruction->getParent()->end()));
     else
         builder.SetInsertPointPastAllocas(&function);
     builder.SetCurrentDebugLocation({});
     llvm::Value* confined = addressInRegion(builder, &root);
-    root.replaceUsesWithIf(
-        confined, [&](const llvm::Use& use) { return isFollowed(use) || isOfList(use, layout); });
+    root.replaceUsesWithIf(confined, [&](const llvm::Use& use) { return isFollowed(use, layout); });
 }
 
 } // namespace

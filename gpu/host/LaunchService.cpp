@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "gpu/host/LaunchService.h"
 
+#include "platform/base/ArgumentPointers.h"
 #include "platform/base/FileDescriptor.h"
 
 #include <cerrno>
@@ -20,6 +21,7 @@ namespace gpu::host {
 
 using platform::Error;
 using platform::FileDescriptor;
+using platform::pointersTo;
 using platform::Result;
 
 namespace {
@@ -27,15 +29,6 @@ namespace {
 constexpr std::size_t stackBytes = 64u << 10;
 /// No descriptor of the child has such a number.
 constexpr int outOfTheWay = 16;
-
-std::vector<char*> pointersTo(const std::vector<std::string>& words) {
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (const std::string& word : words)
-        pointers.push_back(const_cast<char*>(word.c_str()));
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 std::vector<std::string> environmentOfService() {
     std::vector<std::string> environment;

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "platform/process/ChildProcess.h"
 
+#include "platform/base/ArgumentPointers.h"
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
@@ -16,15 +18,6 @@
 
 namespace platform {
 namespace {
-
-std::vector<char*> pointersTo(const std::vector<std::string>& words) {
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (const std::string& word : words)
-        pointers.push_back(const_cast<char*>(word.c_str()));
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 Error failure(const std::string& program, int code) {
     return Error{"cannot start " + program + ": " + std::strerror(code)};

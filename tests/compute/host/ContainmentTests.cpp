@@ -4,10 +4,10 @@
 // Programs that try to reach memory of the process by every means that the language has. A secret
 // lies outside of the region of kernels; a place in the region shares the lower bits of its address
 // and is where a forged pointer leads instead. Runs at every width.
-#include "compute/host/HostKernel.h"
 #include "compute/memory/KernelAddresses.h"
 #include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
+#include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
 
@@ -28,6 +28,7 @@ constexpr std::uint32_t secret = 0x5ec2e700;
 constexpr std::uint32_t threads = 40;
 
 void* mapAt(std::uint64_t address, int flags) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): which address it is matters here
     return ::mmap(reinterpret_cast<void*>(address), 2 * pageBytes, PROT_READ | PROT_WRITE,
                   MAP_PRIVATE | MAP_ANONYMOUS | flags, -1, 0);
 }
@@ -46,8 +47,9 @@ public:
     Prey(const Prey&) = delete;
     ~Prey() {
         ::munmap(m_memory, 2 * pageBytes);
-        ::mmap(m_landing, 2 * pageBytes, PROT_NONE,
-               MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0);
+        [[maybe_unused]] void* reserved =
+            ::mmap(m_landing, 2 * pageBytes, PROT_NONE,
+                   MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0);
     }
 
     std::span<std::uint32_t> words() const { return {m_memory, 2 * pageBytes / 4}; }
@@ -74,13 +76,11 @@ struct Attack {
     const char* before = "";
 };
 
-void PrintTo(const Attack& attack, std::ostream* stream) {
-    *stream << attack.name;
+std::ostream& operator<<(std::ostream& stream, const Attack& attack) {
+    return stream << attack.name;
 }
 
 std::shared_ptr<host::HostKernel> compile(const Attack& attack) {
-    static const bool isWarm = (metal::warmUp(), host::warmUp(), true);
-    (void)isWarm;
     const std::string source = std::string("#include <metal_stdlib>\nusing namespace metal;\n") +
                                attack.before +
                                "kernel void k(device ulong* prey [[buffer(0)]],\n"
@@ -93,17 +93,7 @@ std::shared_ptr<host::HostKernel> compile(const Attack& attack) {
         ADD_FAILURE() << program.error().message;
         return nullptr;
     }
-    auto canonical = kernel::canonicalise(*program, "k", {});
-    if (!canonical) {
-        ADD_FAILURE() << canonical.error().message;
-        return nullptr;
-    }
-    auto made = host::generate(std::move(*canonical));
-    if (!made) {
-        ADD_FAILURE() << made.error().message;
-        return nullptr;
-    }
-    return *made;
+    return tests::compile(*program);
 }
 
 /// Runs the attack; false when the code could not be made.

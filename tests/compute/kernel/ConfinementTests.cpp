@@ -25,8 +25,8 @@ struct Body {
     const char* before = "";
 };
 
-void PrintTo(const Body& body, std::ostream* stream) {
-    *stream << body.name;
+std::ostream& operator<<(std::ostream& stream, const Body& body) {
+    return stream << body.name;
 }
 
 class Function {
