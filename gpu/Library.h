@@ -62,6 +62,8 @@ public:
 
     virtual const std::string& functionName() const = 0;
     virtual const std::string& label() const = 0;
+    /// In the order of the declaration, with what the code does with each.
+    virtual const std::vector<Argument>& arguments() const = 0;
     virtual const CompileTimes& compileTimes() const = 0;
     /// True once the kernel has exceeded the time limit or faulted. Its dispatches are dropped
     /// from then on; a newly made state of the same function starts afresh.

@@ -61,11 +61,23 @@ enum class DataType : std::uint8_t { Bool, Char, UChar, Short, UShort, Int, UInt
 /// What a kernel argument binds to.
 enum class ArgumentKind : std::uint8_t { Buffer, Texture, Sampler };
 
+/// What a kernel does with an argument: bit 0 to read it, bit 1 to write it.
+enum class Access : std::uint8_t { None, Read, Write, ReadWrite };
+
+constexpr bool reads(Access access) {
+    return (static_cast<unsigned>(access) & 1U) != 0;
+}
+constexpr bool writes(Access access) {
+    return (static_cast<unsigned>(access) & 2U) != 0;
+}
+
 /// One bound argument of a kernel, read from the program's own attributes.
 struct Argument {
     std::string name;
     ArgumentKind kind = ArgumentKind::Buffer;
     std::uint32_t index = 0;
+    /// At most; known for pipeline states only, from their code.
+    Access access = Access::ReadWrite;
 };
 
 /// Tells apart what was made from different things.

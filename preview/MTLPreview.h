@@ -38,6 +38,8 @@ public:
     /// The next drawable to draw into, held by the caller until it is presented. Null when there is
     /// none to be had now.
     virtual std::shared_ptr<gpu::Drawable> currentDrawable() = 0;
+    /// Called by the delegate instead of drawing when the picture would be the one shown already.
+    virtual void repeatPicture() {}
     /// Asks for one refresh of the whole view, also while the view is paused.
     virtual void setNeedsDisplay() = 0;
 

@@ -60,6 +60,7 @@ void Display::takeFailure(const std::string& message) {
 void Display::stop() {
     m_pendingLibrary.reset();
     m_displayShader.reset();
+    m_displayedWith.reset();
     m_isReady = false;
 }
 
@@ -89,6 +90,11 @@ void Display::prepare(const RegisterValues& registers) {
         m_displayShader->use(constants(registers), true);
 }
 
+bool Display::wouldRepeat(const RegisterValues& registers) {
+    return m_displayedWith && isSettled(registers) &&
+           m_displayShader->use(constants(registers)) == m_displayedWith;
+}
+
 void Display::display(gpu::Drawable& drawable, const RenderData& renderData,
                       gpu::CommandBuffer& commandBuffer) {
     const auto shader = m_displayShader->use(constants(renderData.registers), true);
@@ -103,6 +109,7 @@ void Display::display(gpu::Drawable& drawable, const RenderData& renderData,
     encoder->setTexture(drawable.texture(), 2);
     encoder->dispatchThreads({screenWidth, screenHeight, 1}, {8, 8, 1});
     encoder->endEncoding();
+    m_displayedWith = shader;
 }
 
 } // namespace starloom

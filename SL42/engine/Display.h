@@ -42,6 +42,8 @@ public:
     bool isSettled(const RegisterValues& registers);
     /// Has that variant made, unless it is there.
     void prepare(const RegisterValues& registers);
+    /// Whether the picture that was displayed last, displayed again, would look as it did.
+    bool wouldRepeat(const RegisterValues& registers);
     /// Lets go of what is being made.
     void stop();
 
@@ -56,6 +58,7 @@ public:
     /// The overlay appears once it is switched on and has a texture.
     void setEditorTexture(std::optional<YUVTexture> texture) {
         m_editorTexture = std::move(texture);
+        m_displayedWith.reset();
     }
 
 private:
@@ -69,6 +72,8 @@ private:
     platform::Log& m_log;
     /// Null until the library has been compiled.
     std::unique_ptr<ShaderVariants> m_displayShader;
+    /// The variant used last, unless there is another editor texture since.
+    std::shared_ptr<ComputeShader> m_displayedWith;
     bool m_isReady = false;
     unsigned m_failures = 0; ///< in a row
     std::optional<YUVTexture> m_editorTexture;

@@ -121,8 +121,15 @@ void SL42::runAgain() {
 
 void SL42::setMouseValues(const MouseValues& values) {
     m_mouseValues.set(values);
-    std::memcpy(m_machine.mouseBuffer->contents().data(), &values.mouseDataStruct(),
-                sizeof(MtlMouseDataStruct));
+    setInput(*m_machine.mouseBuffer, std::as_bytes(std::span(&values.mouseDataStruct(), 1)));
+}
+
+void SL42::setInput(gpu::Buffer& buffer, std::span<const std::byte> bytes) {
+    const auto contents = buffer.contents();
+    if (std::memcmp(contents.data(), bytes.data(), bytes.size()) == 0)
+        return;
+    std::memcpy(contents.data(), bytes.data(), bytes.size());
+    ++m_inputChanges;
 }
 
 void SL42::setShowEditorOverlay(bool show) {
@@ -168,12 +175,14 @@ void SL42::updateCursor(MTLPreview& view) {
 
 void SL42::copyInput() {
     const KeyboardState keys = m_keyboard.getKeyboardState();
-    std::memcpy(m_machine.keyboardBuffer->contents().data(), &keys, sizeof keys);
-    const auto fft = m_machine.fftBuffer->contents();
+    setInput(*m_machine.keyboardBuffer, std::as_bytes(std::span(&keys, 1)));
+    const auto setSpectrum = [this](const FFTValues& values) {
+        setInput(*m_machine.fftBuffer, std::as_bytes(std::span(&values, 1)));
+    };
     if (m_audioMonitor.isActive().get())
-        std::memcpy(fft.data(), &m_audioMonitor.fftValues(), sizeof(FFTValues));
+        setSpectrum(m_audioMonitor.fftValues());
     else if (m_audioRenderer.hasAudio() && m_audioRenderer.isPlaying().get())
-        std::memcpy(fft.data(), &m_audioRenderer.fftValues, sizeof(FFTValues));
+        setSpectrum(m_audioRenderer.fftValues);
 }
 
 RenderData SL42::renderData() const {
@@ -206,14 +215,21 @@ void SL42::draw(MTLPreview& view) {
     if (m_preview)
         return;
     waitUntilReady();
-    m_semaphore.wait();
     if (playing.get())
         updateTime();
     updateCursor(view);
     copyInput();
+    auto inputs = nextInputs();
+    if (wouldRepeat(inputs)) {
+        view.repeatPicture();
+        return clearClicks();
+    }
+    m_semaphore.wait();
 
     Frame& frame = m_frames[m_nextFrame++ % m_frames.size()];
     frame.program = m_takenProgram;
+    frame.inputs = std::move(inputs);
+    m_shownInputs.reset();
     const auto commandBuffer = drawMachine(frame);
     if (!commandBuffer) {
         m_semaphore.signal();
@@ -278,6 +294,7 @@ void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
         [this, program = m_takenProgram](gpu::CommandBuffer& completed) {
             if (auto error = shared(completed.error()))
                 runOnMainQueue([program, error = std::move(error)](SL42& engine) {
+                    engine.m_shownInputs.reset();
                     engine.reportFault(error, program);
                 });
         });
@@ -289,11 +306,29 @@ void SL42::showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
 
 // The left click lasts until a frame has seen it. The right click then reads as set from the first
 // frame on: programs have come to rely on that.
-void SL42::frameCompleted(Frame& frame, const SharedError& error) {
+void SL42::clearClicks() {
     MouseValues values = mouseValues();
     values.setClicks(false, true);
     setMouseValues(values);
+}
+
+// Only the picture is known to be a repetition: what runs on every core goes on.
+std::optional<FrameInputs> SL42::nextInputs() {
+    if (m_surroundings.exactFrames || m_cpu.shader.current() ||
+        !m_videoRenderer.isSettled(m_registers) || !m_videoRenderer.isFontComplete())
+        return std::nullopt;
+    return inputsOf(m_videoRenderer.settledShader(m_registers), renderData(), m_inputChanges);
+}
+
+bool SL42::wouldRepeat(const std::optional<FrameInputs>& inputs) {
+    return inputs && inputs == m_shownInputs && m_semaphore.value() == maxFramesInFlight &&
+           m_display.wouldRepeat(m_registers);
+}
+
+void SL42::frameCompleted(Frame& frame, const SharedError& error) {
+    clearClicks();
     if (error) {
+        m_shownInputs.reset();
         m_restoresBanks = true;
         // What was ended for a newer program would only have to be ended again.
         m_awaitsProgram = m_compilation &&
@@ -308,8 +343,10 @@ void SL42::frameCompleted(Frame& frame, const SharedError& error) {
         noteGood(frame);
         if (!m_fault.get().empty() && !isAnyNewestStopped())
             m_fault.set({}); // a fault that the program has got over
-        if (frame.bank)
+        if (frame.bank) {
             m_shownBank = frame.bank;
+            m_shownInputs = frame.inputs;
+        }
     }
     m_semaphore.signal();
 }

@@ -9,6 +9,7 @@
 #include "SL42/audio/AudioRenderer.h"
 #include "SL42/engine/CPU.h"
 #include "SL42/engine/Display.h"
+#include "SL42/engine/FrameInputs.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "SL42/engine/Register.h"
 #include "SL42/engine/VideoRenderer.h"
@@ -32,6 +33,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -71,6 +73,9 @@ using SavePanel = std::function<std::optional<std::filesystem::path>(const std::
 /// When a kernel hangs or faults, its frame is not shown: the last picture stays. The stage goes
 /// back to the last kernel that drew a frame without fault, if there is one, with memory and
 /// registers as they are.
+///
+/// A frame that could only repeat the one before, because the kernel sees no time and no input that
+/// has changed, is not run at all, unless frames are exact.
 class SL42 final : public MTLPreviewDelegate {
 public:
     /// With `preview` set it only holds a document's text: nothing is compiled or drawn. Stops the
@@ -191,6 +196,8 @@ private:
         std::shared_ptr<ShaderVariants> video;
         /// Drawn and shown; null when there was no drawable.
         std::shared_ptr<gpu::Buffer> bank;
+        /// What it was made from, where that tells what the next one will be.
+        std::optional<FrameInputs> inputs;
     };
     /// An error on its way to the main queue; null for none.
     using SharedError = std::shared_ptr<const gpu::CommandBufferError>;
@@ -200,6 +207,10 @@ private:
     void updateTime();
     void updateCursor(MTLPreview& view);
     void copyInput();
+    void setInput(gpu::Buffer& buffer, std::span<const std::byte> bytes);
+    void clearClicks();
+    std::optional<FrameInputs> nextInputs();
+    bool wouldRepeat(const std::optional<FrameInputs>& inputs);
     std::shared_ptr<gpu::CommandBuffer> drawMachine(Frame& frame);
     void showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
                      const std::shared_ptr<gpu::CommandBuffer>& render);
@@ -279,6 +290,9 @@ private:
     std::size_t m_nextFrame = 0;
     /// Holds the last picture that was shown; null before the first.
     std::shared_ptr<gpu::Buffer> m_shownBank;
+    /// What that was made from; none when that does not tell what the next one will be.
+    std::optional<FrameInputs> m_shownInputs;
+    std::uint64_t m_inputChanges = 0;
     /// Frames have failed, and the banks are not in order.
     bool m_restoresBanks = false;
     /// A frame was ended for the program that is being compiled; the next one is that program's.

@@ -38,6 +38,11 @@ bool VideoRenderer::isSettled(const RegisterValues& registers) {
     return !current || current->isSettled(constants(registers));
 }
 
+std::shared_ptr<ComputeShader> VideoRenderer::settledShader(const RegisterValues& registers) {
+    const auto current = kernel();
+    return current ? current->use(constants(registers)) : nullptr;
+}
+
 void VideoRenderer::prepare(const RegisterValues& registers) {
     if (const auto current = kernel())
         current->use(constants(registers));

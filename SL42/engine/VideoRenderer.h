@@ -36,6 +36,8 @@ public:
                                            gpu::CommandBuffer& commandBuffer);
     /// Whether the next frame would be drawn with the very variant that these registers ask for.
     bool isSettled(const RegisterValues& registers);
+    /// That variant; null when there is no kernel or it cannot be made. Only while it is settled.
+    std::shared_ptr<ComputeShader> settledShader(const RegisterValues& registers);
     /// Has that variant made, unless it is there.
     void prepare(const RegisterValues& registers);
     /// A frame has been drawn with `kernel`.
@@ -53,6 +55,8 @@ public:
     void startFont();
     /// Until then text does not show. Returns at once when the font was not started.
     void waitForFont();
+    /// Whether the font is there, or was not started.
+    bool isFontComplete() const { return !m_font || m_font->isComplete(); }
 
     /// Null when there is none that may be run.
     std::shared_ptr<ShaderVariants> kernel() const { return m_kernel.current(); }

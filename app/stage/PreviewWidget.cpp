@@ -93,6 +93,11 @@ void PreviewWidget::receive(PicturePtr picture) {
         QMetaObject::invokeMethod(this, [this] { showReceived(); }, Qt::QueuedConnection);
 }
 
+void PreviewWidget::repeatPicture() {
+    const std::lock_guard lock(m_mutex);
+    m_frameRate.frame(m_clock.now());
+}
+
 void PreviewWidget::showReceived() {
     {
         const std::lock_guard lock(m_mutex);

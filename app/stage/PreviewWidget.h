@@ -31,6 +31,7 @@ public:
     explicit PreviewWidget(std::shared_ptr<gpu::Device> device);
 
     std::shared_ptr<gpu::Drawable> currentDrawable() override;
+    void repeatPicture() override;
     void setNeedsDisplay() override;
 
     /// Leaves more of the view red rather than mix neighbouring pixels.

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/Canonical.h"
 
+#include "compute/kernel/BindingAccess.h"
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/ExtractKernel.h"
 #include "compute/kernel/HostTarget.h"
@@ -68,12 +69,14 @@ platform::Result<CanonicalKernel> canonicalise(const Program& program, std::stri
             return platform::Error{"no longer needed"};
         dumpModule(dump, *extracted.module, name, ++number, pass.name);
     }
+    std::vector<Parameter> parameters = declaration.parameters;
+    findAccesses(*extracted.module->getFunction(canonicalSymbol), parameters);
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
     return CanonicalKernel{.context = std::move(extracted.context),
                            .module = std::move(extracted.module),
                            .name = declaration.name,
                            .symbol = std::string(canonicalSymbol),
-                           .parameters = declaration.parameters,
+                           .parameters = std::move(parameters),
                            .optimiserMilliseconds = time.count()};
 }
 

@@ -33,6 +33,9 @@ enum class ParameterKind : std::uint8_t {
     ThreadIndexInThreadgroup,
 };
 
+/// What a kernel does with a buffer or texture: bit 0 to read it, bit 1 to write it.
+enum class Access : std::uint8_t { None, Read, Write, ReadWrite };
+
 struct Parameter {
     std::string name;
     ParameterKind kind = ParameterKind::Buffer;
@@ -42,6 +45,8 @@ struct Parameter {
     /// directly, more are passed as a pointer to the vector (three take the room of four).
     std::uint8_t components = 1;
     std::uint8_t componentBytes = 4;
+    /// At most; known once the kernel is canonical.
+    Access access = Access::ReadWrite;
 };
 
 /// A function declared `kernel`.

@@ -90,14 +90,20 @@ enum class ParameterKind : std::uint8_t { Buffer, Texture, Sampler, BuiltIn };
 template <>
 inline constexpr ParameterKind lastOf<ParameterKind> = ParameterKind::BuiltIn;
 
+/// What a kernel does with a buffer or texture, at most: bit 0 to read it, bit 1 to write it.
+enum class Access : std::uint8_t { None, Read, Write, ReadWrite };
+template <>
+inline constexpr Access lastOf<Access> = Access::ReadWrite;
+
 struct Parameter {
     Name name;
     ParameterKind kind = ParameterKind::Buffer;
     std::uint32_t index = 0;
+    Access access = Access::ReadWrite; ///< known for pipelines only
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.name, self.kind, self.index);
+        return std::tie(self.name, self.kind, self.index, self.access);
     }
 };
 using Parameters = List<Parameter, maxParameters>;
@@ -386,7 +392,7 @@ struct Ready {
         return std::tie(self.version, self.compileThreads);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 4;
+inline constexpr std::uint32_t protocolVersion = 5;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
 /// So many cancelled questions may go on beside those that somebody waits for.

@@ -38,7 +38,8 @@ protocol::ParameterKind wireKind(kernel::ParameterKind kind) {
 protocol::Parameters wireParameters(const std::vector<kernel::Parameter>& parameters) {
     protocol::Parameters wire;
     for (const kernel::Parameter& parameter : parameters)
-        wire.push_back({parameter.name, wireKind(parameter.kind), parameter.index});
+        wire.push_back({parameter.name, wireKind(parameter.kind), parameter.index,
+                        static_cast<protocol::Access>(parameter.access)});
     return wire;
 }
 
@@ -51,6 +52,9 @@ kernel::ConstantValues constantValues(const protocol::Constants& constants) {
 }
 static_assert(static_cast<int>(kernel::ConstantType::Float) ==
               static_cast<int>(protocol::ConstantType::Float));
+
+static_assert(static_cast<int>(kernel::Access::ReadWrite) ==
+              static_cast<int>(protocol::Access::ReadWrite));
 
 class CompiledKernel final : public Kernel {
 public:

@@ -60,6 +60,30 @@ Result<void> checkConstants(const protocol::ConstantDeclarations& declared,
     return {};
 }
 
+ArgumentKind argumentKind(protocol::ParameterKind kind) {
+    switch (kind) {
+    case protocol::ParameterKind::Texture:
+        return ArgumentKind::Texture;
+    case protocol::ParameterKind::Sampler:
+        return ArgumentKind::Sampler;
+    case protocol::ParameterKind::Buffer:
+    case protocol::ParameterKind::BuiltIn:
+        break;
+    }
+    return ArgumentKind::Buffer;
+}
+
+/// Those parameters that something is bound to.
+std::vector<Argument> bound(const protocol::Parameters& parameters) {
+    std::vector<Argument> arguments;
+    for (const protocol::Parameter& parameter : parameters)
+        if (parameter.kind != protocol::ParameterKind::BuiltIn)
+            arguments.push_back({parameter.name, argumentKind(parameter.kind), parameter.index,
+                                 static_cast<Access>(parameter.access)});
+    return arguments;
+}
+static_assert(static_cast<int>(Access::ReadWrite) == static_cast<int>(protocol::Access::ReadWrite));
+
 } // namespace
 
 Result<std::shared_ptr<Function>>
@@ -80,22 +104,16 @@ HostLibrary::makeFunction(std::string_view name, const FunctionConstantValues& c
 
 HostFunction::HostFunction(std::shared_ptr<Program> program, const protocol::Kernel& kernel,
                            protocol::Constants constants)
-    : m_program(std::move(program)), m_name(kernel.name), m_constants(std::move(constants)) {
-    for (const protocol::Parameter& parameter : kernel.parameters) {
-        switch (parameter.kind) {
-        case protocol::ParameterKind::Buffer:
-            m_arguments.push_back({parameter.name, ArgumentKind::Buffer, parameter.index});
-            break;
-        case protocol::ParameterKind::Texture:
-            m_arguments.push_back({parameter.name, ArgumentKind::Texture, parameter.index});
-            break;
-        case protocol::ParameterKind::Sampler:
-            m_arguments.push_back({parameter.name, ArgumentKind::Sampler, parameter.index});
-            break;
-        case protocol::ParameterKind::BuiltIn:
-            break;
-        }
-    }
-}
+    : m_program(std::move(program)),
+      m_name(kernel.name),
+      m_arguments(bound(kernel.parameters)),
+      m_constants(std::move(constants)) {}
+
+HostPipelineState::HostPipelineState(std::shared_ptr<Pipeline> pipeline, std::string label,
+                                     const CompileTimes& times)
+    : m_pipeline(std::move(pipeline)),
+      m_label(std::move(label)),
+      m_arguments(bound(m_pipeline->parameters)),
+      m_times(times) {}
 
 } // namespace gpu::host

@@ -49,11 +49,11 @@ private:
 class HostPipelineState final : public ComputePipelineState {
 public:
     HostPipelineState(std::shared_ptr<Pipeline> pipeline, std::string label,
-                      const CompileTimes& times)
-        : m_pipeline(std::move(pipeline)), m_label(std::move(label)), m_times(times) {}
+                      const CompileTimes& times);
 
     const std::string& functionName() const override { return m_pipeline->function; }
     const std::string& label() const override { return m_label; }
+    const std::vector<Argument>& arguments() const override { return m_arguments; }
     const CompileTimes& compileTimes() const override { return m_times; }
     bool isStopped() const override { return m_pipeline->stopped; }
     Fingerprint fingerprint() const override { return m_pipeline->fingerprint; }
@@ -63,6 +63,7 @@ public:
 private:
     std::shared_ptr<Pipeline> m_pipeline;
     std::string m_label;
+    std::vector<Argument> m_arguments;
     CompileTimes m_times;
 };
 

@@ -77,6 +77,7 @@ public:
     const gpu::CompileTimes& compileTimes() const override { return m_times; }
     bool isStopped() const override { return kernel->stopped; }
     gpu::Fingerprint fingerprint() const override { return kernel->fingerprint; }
+    const std::vector<gpu::Argument>& arguments() const override { return kernel->arguments; }
 
     const std::shared_ptr<Kernel> kernel;
 

@@ -36,6 +36,7 @@ struct Kernel {
     std::string name;
     gpu::FunctionConstantValues constants;
     gpu::Fingerprint fingerprint{};
+    std::vector<gpu::Argument> arguments{{"memory"}};
     bool stopped = false;
 };
 

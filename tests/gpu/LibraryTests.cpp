@@ -41,6 +41,39 @@ TEST_P(LibraryTest, ReflectionComesFromTheText) {
     EXPECT_FALSE(all->makeFunction("third"));
 }
 
+// One letter for each of the buffers 0 to 2 and the texture: none, read, write, both. What is kept
+// from running is kept because of this, so no way to an address may be overlooked.
+TEST_P(LibraryTest, PipelinesTellWhatTheyAccess) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"b[x] = a[x] * 2;", "rw--"},
+        {"b[x] += a[x];", "rb--"},
+        {"if (c[0] > 1) b[x] = 0;", "-wr-"},
+        {"float unused = a[x] + c[x]; b[x] = 1;", "-w--"},
+        {"(x > 3 ? a : b)[x] = 1;", "ww--"},
+        {"device float* p = a; for (uint i = 0; i < x; ++i) { p[i] = 1; p = p == a ? c : a; }",
+         "w-w-"},
+        {"atomic_fetch_add_explicit((device atomic_uint*)b, 1u, memory_order_relaxed);", "-b--"},
+        {"image.write(float4(a[x]), uint2(x, 0));", "r--b"},
+        {"float own[8]; for (uint i = 0; i < 8; ++i) own[i] = a[i]; b[x] = own[x & 7];", "rw--"},
+        {"*(device float*)(ulong(a) ^ 64) = 1;", "bbbb"},
+        {"*(device float*)(ulong(x) * 4096) = 1;", "bbbb"},
+        {"((device float* device*)a)[0][x] = 1;", "bbbb"},
+        {"device float* own[2] = {a, b}; own[x & 1][0] = c[1];", "bbbb"},
+    };
+    for (const auto& [body, expected] : cases) {
+        const auto state = pipeline(
+            "kernel void run(device float* a [[buffer(0)]], device float* b [[buffer(1)]],"
+            " device float* c [[buffer(2)]], texture2d<float, access::write> image [[texture(0)]],"
+            " uint x [[thread_position_in_grid]]) {" +
+            std::string(body) + "}");
+        ASSERT_TRUE(state) << body;
+        std::string found;
+        for (const gpu::Argument& argument : state->arguments())
+            found += "-rwb"[static_cast<std::size_t>(argument.access)];
+        EXPECT_EQ(found, expected) << body;
+    }
+}
+
 TEST_P(LibraryTest, FunctionConstantsSpecialise) {
     const std::tuple<const char*, gpu::DataType, std::array<std::uint8_t, 4>, float> cases[] = {
         {"bool", gpu::DataType::Bool, {1, 9, 9, 9}, 1},

@@ -49,8 +49,6 @@ protected:
     std::span<const float> audioMemory();
 
     static std::shared_ptr<gpu::Device> device;
-
-private:
     OffscreenPreview* m_view = nullptr;
 };
 
