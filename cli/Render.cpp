@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // `starloom render`: the picture of a program at a given frame, or all pictures up to it.
+#include "SL42/capture/PictureOverlay.h"
 #include "cli/Command.h"
 #include "cli/OpenConsole.h"
 #include "cli/OutputName.h"
@@ -18,6 +19,7 @@ namespace {
 struct RenderOptions {
     std::string file;
     std::string output;
+    std::string overlay;
     std::uint32_t frames = 1;
     double fps = 60;
     double timeLimit = defaultTimeLimit;
@@ -47,6 +49,13 @@ platform::Result<void> drawFrames(starloom::OfflineConsole& console, const Rende
     return {};
 }
 
+/// Lays a picture over all frames.
+platform::Result<void> addOverlay(starloom::SL42& engine, const platform::Image& picture) {
+    engine.setEditorTexture(SL42_TRY(starloom::overlayOf(picture, *engine.machine().device)));
+    engine.setShowEditorOverlay(true);
+    return {};
+}
+
 ExitStatus render(const RenderOptions& options, const Session& session) {
     const auto name = OutputName::parse(options.output);
     if (!name)
@@ -54,9 +63,16 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
     const WritePicture write = writerFor(options.output);
     if (!write)
         return fail(options.output + ": pictures are written as .png or .exr");
+    const auto overlay = options.overlay.empty() ? platform::Result<platform::Image>(platform::Image())
+                                                 : platform::readPng(options.overlay);
+    if (!overlay)
+        return fail(overlay.error().message);
     const auto console = openConsole(options.file, session, options.timeLimit);
     if (!console)
         return ExitStatus::Failure;
+    if (!options.overlay.empty())
+        if (const auto added = addOverlay(console->engine(), *overlay); !added)
+            return fail(options.overlay + ": " + added.error().message);
     const auto drawn = drawFrames(*console, options, *name, write);
     return drawn ? ExitStatus::Success : fail(drawn.error().message);
 }
@@ -72,6 +88,9 @@ void addRender(CLI::App& app, Session& session) {
                      "Picture to write: .png, or .exr for all that the program draws, unclamped. "
                      "A %d or %04d in the name saves every frame, otherwise the last one is saved")
         ->required();
+    command->add_option("--overlay", options->overlay,
+                        "A .png picture to lay over the program's, as the window does with an "
+                        "editor: what is bright in it covers, what is dark lets through");
     command->add_option("--frames", options->frames, "How many frames to run")
         ->check(CLI::Range(1U, 10'000'000U))
         ->capture_default_str();

@@ -4,6 +4,7 @@
 // The display stage: turns the bank that was drawn into what the view shows.
 #pragma once
 
+#include "SL42/capture/YUVTexture.h"
 #include "SL42/engine/MachineBuffers.h"
 #include "SL42/engine/ShaderVariants.h"
 #include "platform/Log.h"
@@ -16,12 +17,6 @@
 #include <utility>
 
 namespace starloom {
-
-/// One captured frame of the editor's window.
-struct YUVTexture {
-    std::shared_ptr<gpu::Texture> y;  ///< luma in red
-    std::shared_ptr<gpu::Texture> uv; ///< chroma in red and green, 0 to 1, neutral at one half
-};
 
 /// Converts from YUV when the colour-mode register says so, blends the editor's window over the
 /// picture and clamps to 0...1 unless the HDR register is set. Each of these is compiled into the

@@ -52,7 +52,9 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
       m_videoRenderer(m_surroundings.device, m_queue, m_surroundings.log),
       m_semaphore(m_surroundings.mainQueue, maxFramesInFlight),
       m_machine(m_surroundings.device),
-      m_display(m_surroundings.device, m_surroundings.mainQueue, m_surroundings.log) {
+      m_display(m_surroundings.device, m_surroundings.mainQueue, m_surroundings.log),
+      m_screenCapture(m_surroundings.device, m_surroundings.mainQueue, m_surroundings.log,
+                      m_surroundings.makeCapture) {
     m_view->hdr.set(true);
     m_machine.reset();
     for (Frame& frame : m_frames)
@@ -64,6 +66,9 @@ SL42::SL42(Surroundings surroundings, std::string title, std::string source, boo
         pack();
         reset();
     }
+    m_screenCapture.textureUpdateBlock = [this](std::optional<YUVTexture> texture) {
+        setEditorTexture(std::move(texture));
+    };
 }
 
 SL42::~SL42() {

@@ -7,6 +7,7 @@
 
 #include "SL42/audio/AudioMonitor.h"
 #include "SL42/audio/AudioRenderer.h"
+#include "SL42/capture/ScreenRecorder.h"
 #include "SL42/engine/CPU.h"
 #include "SL42/engine/Display.h"
 #include "SL42/engine/FrameInputs.h"
@@ -57,6 +58,8 @@ struct Surroundings {
     std::function<std::unique_ptr<MTLPreview>(const std::shared_ptr<gpu::Device>&)> makeView;
     /// Where changes of the source are kept until the normal end; none if they need not be.
     Journal* journal = nullptr;
+    /// Makes the source of pictures of other windows; empty where there is none.
+    ScreenRecorder::MakeCapture makeCapture{};
     /// Each frame waits for the kernels that its registers ask for, so that it is the same on every
     /// machine. Otherwise it is drawn with those that are there.
     bool exactFrames = false;
@@ -168,11 +171,13 @@ public:
     /// The registers as the last complete frame left them.
     const RegisterValues& registers() const { return m_registers; }
 
+    /// Captures the editor's window for the overlay.
+    ScreenRecorder& screenCapture() { return m_screenCapture; }
     bool showEditorOverlay() const { return m_display.showEditorOverlay(); }
     bool invertEditorOverlay() const { return m_display.invertEditorOverlay(); }
     void setShowEditorOverlay(bool show);
     void setInvertEditorOverlay(bool invert) { m_display.setInvertEditorOverlay(invert); }
-    /// The captured editor window to lay over the picture.
+    /// What to lay over the picture. Captured frames come here by themselves.
     void setEditorTexture(std::optional<YUVTexture> texture);
 
     /// Whether the system pointer shows over the view; follows the machine's register.
@@ -300,6 +305,7 @@ private:
     /// The frame before, without which none is carried out; null after one has failed.
     std::shared_ptr<gpu::CommandBuffer> m_lastRender;
     Display m_display;
+    ScreenRecorder m_screenCapture;
     bool m_showCursor = false;
     Keyboard m_keyboard;
     platform::Published<MouseValues> m_mouseValues;

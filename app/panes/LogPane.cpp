@@ -34,13 +34,16 @@ void LogPane::setLog(const std::string& fault, const std::string& log) {
     markPositions();
 }
 
+std::optional<SourcePosition> LogPane::firstPosition() const {
+    for (QTextBlock block = document()->begin(); block.isValid(); block = block.next())
+        if (const auto position = positionAt(QTextCursor(block)))
+            return position;
+    return std::nullopt;
+}
+
 void LogPane::goToFirst() {
-    for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
-        if (const QTextCursor cursor(block); positionAt(cursor)) {
-            goToPositionAt(cursor);
-            return;
-        }
-    }
+    if (const auto position = firstPosition())
+        m_goTo(*position);
 }
 
 std::optional<SourcePosition> LogPane::positionAt(const QTextCursor& cursor) const {

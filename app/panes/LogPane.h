@@ -23,7 +23,9 @@ public:
 
     /// `fault` is a line that stands above the log; empty when the program runs.
     void setLog(const std::string& fault, const std::string& log);
-    /// Goes to the first position on the pane, if there is any.
+    /// Of the lines on the pane; none when they point nowhere.
+    std::optional<SourcePosition> firstPosition() const;
+    /// Goes there, if there is any.
     void goToFirst();
 
     QSize sizeHint() const override { return {600, 170}; }

@@ -68,12 +68,24 @@ Actions::Actions(QWidget& window)
       leaveFullScreen(make(window, "Leave Full Screen", keys("Esc"))),
       wholeScales(makeSwitch(window, "&Whole-Number Scales Only")),
       hdr(makeSwitch(window, "&HDR")),
+      overlay(makeSwitch(window, "&Overlay", keys("Ctrl+L"))),
+      invertOverlay(makeSwitch(window, "&Invert Overlay", keys("Ctrl+Shift+L"))),
+      overlaySource(makeSwitch(window, "Overlay: &Source", keys("Ctrl+Alt+L"))),
+      capture(makeSwitch(window, "&Capture Window")),
+      recordCapture(makeSwitch(window, "&Record Capture")),
+      openRecordings(make(window, "Open Recordings &Folder")),
       mute(makeSwitch(window, "&Mute", keys("Ctrl+M"))),
       louder(make(window, "&Louder", keys("Ctrl+Up"))),
       softer(make(window, "So&fter", keys("Ctrl+Down"))),
       help(make(window, "&Reference", keys("F1"))),
       about(make(window, "&About Starloom 42")) {
     play->setChecked(true);
+    // Beside each other in the pane there is less room than in the menu.
+    invertOverlay->setIconText(tr("Invert"));
+    overlaySource->setIconText(tr("Source"));
+    capture->setIconText(tr("Capture"));
+    recordCapture->setIconText(tr("Record"));
+    openRecordings->setIconText(tr("Open Folder"));
     leaveFullScreen->setEnabled(false);
     showError->setEnabled(false);
 }
@@ -87,6 +99,9 @@ void Actions::addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>&
             {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, showError});
     QMenu& view = addMenu(bar, "&View", {fullScreen, wholeScales, hdr, nullptr});
     view.addActions(panes);
+    addMenu(
+        bar, "&Overlay",
+        {overlay, invertOverlay, overlaySource, nullptr, capture, recordCapture, openRecordings});
     addMenu(bar, "&Sound", {mute, louder, softer});
     addMenu(bar, "&Help", {help, nullptr, about});
 }

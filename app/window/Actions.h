@@ -24,6 +24,8 @@ struct Actions {
     QAction *close, *quit;
     QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *showError;
     QAction *fullScreen, *leaveFullScreen, *wholeScales, *hdr;
+    QAction *overlay, *invertOverlay, *overlaySource;
+    QAction *capture, *recordCapture, *openRecordings;
     QAction *mute, *louder, *softer;
     QAction *help, *about;
 };

@@ -32,6 +32,7 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised&
       m_stage(new Stage(m_console.view(), *makeMouseTracking().release())),
       m_log(new LogPane([this](SourcePosition position) { m_source->show(position); })),
       m_source(new SourcePane),
+      m_windowList(new WindowList(m_console.engine().screenCapture())),
       m_offered(origin.offered),
       m_runInstead(origin.source) {
     setCentralWidget(m_stage);
@@ -42,6 +43,9 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised&
         m_actions);
     m_exports =
         std::make_unique<Exports>(*this, m_console, m_settings, m_stage->notices(), m_actions);
+    m_overlay = std::make_unique<OverlayCommands>(
+        OverlayCommands::Parts{m_console, m_settings, m_stage->notices(), [this] { openPicker(); }},
+        m_actions);
     buildPanes();
     connectActions();
     observe();
@@ -81,6 +85,7 @@ void ConsoleWindow::buildPanes() {
     addPane(tr("Controls"), "controls", buildControls(), Qt::RightDockWidgetArea);
     addPane(tr("Log"), "log", m_log, Qt::BottomDockWidgetArea);
     addPane(tr("Source"), "source", m_source, Qt::BottomDockWidgetArea);
+    addPane(tr("Capture"), "capture", buildCapture(), Qt::LeftDockWidgetArea)->hide();
     QList<QAction*> toggles;
     for (std::size_t i = 0; i < m_panes.size(); ++i) {
         QAction* toggle = m_panes[i]->toggleViewAction();
@@ -107,6 +112,17 @@ QWidget* ConsoleWindow::buildControls() {
     pane->addButtons({m_actions.exportVideo, m_actions.savePacked});
     pane->addControl(m_exports->progressRow());
     pane->finish();
+    return pane;
+}
+
+QWidget* ConsoleWindow::buildCapture() {
+    auto* pane = new ControlsPane;
+    pane->addControl(m_windowList);
+    pane->addButtons({m_actions.overlay, m_actions.invertOverlay});
+    pane->addButtons({m_actions.overlaySource, m_actions.capture});
+    pane->addButtons({m_actions.recordCapture, m_actions.openRecordings});
+    pane->finish();
+    m_windowList->onActivated = [this] { m_actions.overlay->setChecked(true); };
     return pane;
 }
 
@@ -140,6 +156,8 @@ void ConsoleWindow::connectActions() {
         m_panes[2]->show();
         m_log->goToFirst();
     });
+    connect(m_actions.edit, &QAction::triggered, this,
+            [this] { m_windowList->expectEditor(m_document.followed().filename().string()); });
     m_stage->badge().setClicked([this] { m_actions.showError->trigger(); });
     connect(m_actions.fullScreen, &QAction::toggled, this, &ConsoleWindow::setFullScreen);
     connect(m_actions.leaveFullScreen, &QAction::triggered, this,
@@ -171,6 +189,7 @@ void ConsoleWindow::showProgram() {
     if (!m_document.isModified())
         m_console.journal().forget(); // the file has it
     showTitle();
+    showProblem();
 }
 
 void ConsoleWindow::showProblem() {
@@ -183,6 +202,11 @@ void ConsoleWindow::showProblem() {
         problem = tr("Does not compile; the last good program runs on");
     else if (!fault.isEmpty())
         problem = fault;
+    const auto place =
+        engine.hasError().get() || !fault.isEmpty() ? m_log->firstPosition() : std::nullopt;
+    m_overlay->setProgram(engine.source(),
+                          place ? std::optional(static_cast<std::size_t>(place->line))
+                                : std::nullopt);
     m_stage->badge().setProblem(problem);
     m_actions.showError->setEnabled(!problem.isEmpty());
 }
@@ -238,6 +262,19 @@ void ConsoleWindow::showHelp() {
     m_help->show();
     m_help->raise();
     m_help->activateWindow();
+}
+
+// On the stage it would cover the picture, so the audience does not see it.
+void ConsoleWindow::openPicker() {
+    QDockWidget* pane = m_panes.back();
+    if (isFullScreen() && !pane->isFloating()) {
+        m_stage->notices().showError(tr("No window has been picked for the overlay yet: pick one "
+                                        "in the Capture pane (Ctrl+4)"));
+        return;
+    }
+    pane->show();
+    pane->raise();
+    m_windowList->takeFocus();
 }
 
 void ConsoleWindow::restoreLayout() {

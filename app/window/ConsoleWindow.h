@@ -10,11 +10,13 @@
 #include "app/console/Succession.h"
 #include "app/panes/LogPane.h"
 #include "app/panes/SourcePane.h"
+#include "app/panes/WindowList.h"
 #include "app/stage/Stage.h"
 #include "app/window/Actions.h"
 #include "app/window/DocumentCommands.h"
 #include "app/window/Exports.h"
 #include "app/window/HelpWindow.h"
+#include "app/window/OverlayCommands.h"
 #include "app/window/Settings.h"
 #include "platform/process/Supervision.h"
 
@@ -48,6 +50,7 @@ private:
     std::unique_ptr<QWidget> makeMouseTracking();
     void buildPanes();
     QWidget* buildControls();
+    QWidget* buildCapture();
     QDockWidget* addPane(const QString& name, const char* id, QWidget* content, Qt::DockWidgetArea);
     void connectActions();
     void observe();
@@ -58,6 +61,7 @@ private:
     void showTitle();
     void setFullScreen(bool full);
     void showHelp();
+    void openPicker();
     void restoreLayout();
     void runAgain();
     /// Tells the process that may come after this one how things stand.
@@ -73,6 +77,7 @@ private:
     Stage* m_stage;
     LogPane* m_log;
     SourcePane* m_source;
+    WindowList* m_windowList;
     std::vector<QDockWidget*> m_panes;
     QPointer<HelpWindow> m_help; ///< made when first asked for
     QByteArray m_layoutBeforeFullScreen;
@@ -85,6 +90,7 @@ private:
     bool m_fitPicture = false; ///< to its own size, when the window is first shown
     std::unique_ptr<DocumentCommands> m_documents;
     std::unique_ptr<Exports> m_exports;
+    std::unique_ptr<OverlayCommands> m_overlay;
     std::vector<platform::Observation> m_observations;
 };
 

@@ -40,6 +40,7 @@ public:
     Setting<bool> wholeScalesOnly{m_store, "picture/wholeScalesOnly", false};
     Setting<bool> hdr{m_store, "picture/hdr", true};
     Setting<int> preferredFPS{m_store, "picture/preferredFPS", 60};
+    Setting<bool> invertOverlay{m_store, "overlay/invert", false};
     Setting<int> volume{m_store, "sound/volume", 100}; ///< per cent
     Setting<bool> muted{m_store, "sound/muted", false};
     Setting<bool> inputActive{m_store, "sound/inputActive", true};

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A movie file of what is captured.
+#pragma once
+
+#include "platform/base/Result.h"
+#include "platform/capture/WindowCapture.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace starloom {
+
+/// Writes on a thread of its own, at a constant rate: a window that stands still is written again
+/// and again. The size of the movie is that of the first picture; others are scaled to it. Nothing
+/// is written before the first picture.
+class CaptureRecording {
+public:
+    static constexpr std::uint32_t framesPerSecond = 30;
+
+    explicit CaptureRecording(std::filesystem::path path) : m_path(std::move(path)) {}
+    /// Waits until the file is complete.
+    ~CaptureRecording();
+    CaptureRecording(const CaptureRecording&) = delete;
+    CaptureRecording& operator=(const CaptureRecording&) = delete;
+
+    /// Gets, on the recording's thread, how it ended. Set before the start.
+    std::function<void(const platform::Result<void>&)> finished = [](const auto&) {};
+
+    const std::filesystem::path& path() const { return m_path; }
+    void start();
+    /// Has the file completed. Does not wait.
+    void end();
+    /// What is shown from now on. Any thread.
+    void show(const platform::CapturedPicture& picture);
+
+private:
+    /// Rows of 0xffRRGGBB without padding.
+    struct Picture {
+        std::vector<std::uint32_t> pixels;
+        std::uint32_t width = 0;
+        std::uint32_t height = 0;
+    };
+
+    platform::Result<void> write();
+    bool waitForFirst(Picture& frame);
+    bool waitUntil(std::chrono::steady_clock::time_point time);
+    void takeShown(Picture& frame);
+
+    const std::filesystem::path m_path;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    Picture m_shown;
+    bool m_isNew = false;
+    bool m_isEnding = false;
+    std::thread m_thread; // last: it uses all the others
+};
+
+} // namespace starloom
