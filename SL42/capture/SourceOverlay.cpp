@@ -105,7 +105,8 @@ std::shared_ptr<CaptureSurface> SourceOverlay::draw(std::string_view source, std
         return nullptr;
     const auto planes = surface->planes();
     const auto lines = linesOf(source);
-    const std::size_t middle = std::clamp<std::size_t>(errorLine.value_or(focus), 1, lines.size());
+    const std::size_t middle =
+        std::clamp<std::size_t>(errorLine.value_or(focus), 1, lines.size()) - 1;
     // As much as fits before it and after it, and no empty rows while there are lines.
     const std::size_t last = lines.size() > rowCount ? lines.size() - rowCount : 0;
     const std::size_t first = std::min(middle > rowCount / 2 ? middle - rowCount / 2 : 0, last);
