@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the handlers of a capture are told, for tests that wait for it.
+#pragma once
+
+#include "platform/capture/WindowCapture.h"
+#include "tests/platform/capture/TestPicture.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace platform::tests {
+
+/// Outlives the capture that it is told of, or its stop().
+class Recording {
+public:
+    using Clock = std::chrono::steady_clock;
+    struct Picture {
+        std::optional<std::uint32_t> counter;
+        std::uint32_t width = 0;
+        std::uint32_t height = 0;
+        Clock::time_point time;
+    };
+
+    void start(WindowCapture& capture, std::optional<std::uint64_t> window) {
+        capture.start(
+            window, 60, [this](const CapturedPicture& picture) { add(picture); },
+            [this](const CaptureEvent& event) { add(event); });
+    }
+    /// Whether a picture with this counter and size came, or comes soon.
+    bool shows(std::uint32_t counter, std::uint32_t width, std::uint32_t height) {
+        return waitFor([=](const Recording& told) {
+            return std::ranges::any_of(told.m_pictures, [=](const Picture& picture) {
+                return picture.counter == counter && picture.width == width &&
+                       picture.height == height;
+            });
+        });
+    }
+    bool hears(CaptureEvent::Kind kind) {
+        return waitFor([=](const Recording& told) {
+            return std::ranges::any_of(
+                told.m_events, [=](const CaptureEvent& event) { return event.kind == kind; });
+        });
+    }
+    std::vector<Picture> pictures() {
+        const std::lock_guard lock(m_mutex);
+        return m_pictures;
+    }
+    std::vector<CaptureEvent> events() {
+        const std::lock_guard lock(m_mutex);
+        return m_events;
+    }
+
+private:
+    void add(const CapturedPicture& picture) {
+        const std::lock_guard lock(m_mutex);
+        m_pictures.push_back(
+            {readTestPicture(picture), picture.width, picture.height, Clock::now()});
+        m_changed.notify_all();
+    }
+    void add(const CaptureEvent& event) {
+        const std::lock_guard lock(m_mutex);
+        m_events.push_back(event);
+        m_changed.notify_all();
+    }
+    template <class Condition>
+    bool waitFor(Condition condition) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::seconds(10), [&] { return condition(*this); });
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<Picture> m_pictures;
+    std::vector<CaptureEvent> m_events;
+};
+
+} // namespace platform::tests
