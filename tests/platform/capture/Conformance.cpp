@@ -14,9 +14,9 @@ namespace {
 using std::chrono::milliseconds;
 
 TEST_P(CaptureConformance, EveryPictureComesWhole) {
+    Recording told;
     const auto desktop = GetParam()();
     ASSERT_TRUE(desktop);
-    Recording told;
     told.start(desktop->capture(), desktop->window());
     ASSERT_TRUE(told.hears(CaptureEvent::Kind::Started));
     ASSERT_TRUE(told.shows(0, 640, 400));
@@ -32,9 +32,9 @@ TEST_P(CaptureConformance, EveryPictureComesWhole) {
 }
 
 TEST_P(CaptureConformance, KeepsItsPaceAndLosesOnlyWhatWasOvertaken) {
+    Recording told;
     const auto desktop = GetParam()();
     ASSERT_TRUE(desktop);
-    Recording told;
     told.start(desktop->capture(), desktop->window());
     ASSERT_TRUE(told.shows(0, 640, 400));
     constexpr std::uint32_t last = 200;
@@ -58,9 +58,9 @@ TEST_P(CaptureConformance, KeepsItsPaceAndLosesOnlyWhatWasOvertaken) {
 }
 
 TEST_P(CaptureConformance, AStillWindowIsNotLookedAt) {
+    Recording told;
     const auto desktop = GetParam()();
     ASSERT_TRUE(desktop);
-    Recording told;
     told.start(desktop->capture(), desktop->window());
     ASSERT_TRUE(told.shows(0, 640, 400));
     std::this_thread::sleep_for(milliseconds(200));
@@ -70,9 +70,9 @@ TEST_P(CaptureConformance, AStillWindowIsNotLookedAt) {
 }
 
 TEST_P(CaptureConformance, FollowsTheSize) {
+    Recording told;
     const auto desktop = GetParam()();
     ASSERT_TRUE(desktop);
-    Recording told;
     told.start(desktop->capture(), desktop->window());
     ASSERT_TRUE(told.shows(0, 640, 400));
     desktop->resize(802, 301, 1);
@@ -84,12 +84,12 @@ TEST_P(CaptureConformance, FollowsTheSize) {
 }
 
 TEST_P(CaptureConformance, EndsWithTheWindowAndCanBeginAgain) {
+    Recording first;
+    Recording second;
     const auto desktop = GetParam()();
     ASSERT_TRUE(desktop);
-    Recording first;
     first.start(desktop->capture(), desktop->window());
     ASSERT_TRUE(first.shows(0, 640, 400));
-    Recording second;
     second.start(desktop->capture(), desktop->window()); // in place of the first
     ASSERT_TRUE(second.shows(0, 640, 400));
     desktop->close();

@@ -7,9 +7,12 @@
 #include "platform/capture/WindowCapture.h"
 #include "tests/platform/capture/TestPicture.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -17,7 +20,7 @@
 
 namespace platform::tests {
 
-/// Outlives the capture that it is told of, or its stop().
+/// Has to outlive the capture, or its stop(): declare it before the desktop.
 class Recording {
 public:
     using Clock = std::chrono::steady_clock;
@@ -59,6 +62,10 @@ public:
 
 private:
     void add(const CapturedPicture& picture) {
+        EXPECT_GE(picture.width, 1U);
+        EXPECT_GE(picture.height, 1U);
+        EXPECT_GE(picture.bytesPerRow, std::size_t{picture.width} * 4);
+        ASSERT_GE(picture.pixels.size(), picture.bytesPerRow * picture.height);
         const std::lock_guard lock(m_mutex);
         m_pictures.push_back(
             {readTestPicture(picture), picture.width, picture.height, Clock::now()});
