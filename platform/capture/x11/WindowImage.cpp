@@ -58,8 +58,8 @@ Result<void> WindowImage::share(std::size_t size) {
 }
 
 bool WindowImage::read(xcb_drawable_t drawable, std::uint32_t origin, Rectangle part) {
-    return m_shares ? readShared(drawable, origin, part)
-                    : readThroughConnection(drawable, origin, part);
+    return (m_shares && readShared(drawable, origin, part)) ||
+           readThroughConnection(drawable, origin, part);
 }
 
 // The server writes rows without anything between them. Those as wide as the picture can go where

@@ -86,7 +86,7 @@ std::optional<CapturableWindow> WindowQuestions::answer(const Atoms& atoms, doub
     });
     if (isFurniture)
         return std::nullopt;
-    if (machine.bytes() == here && !process.numbers().empty())
+    if (!here.empty() && machine.bytes() == here && !process.numbers().empty())
         window.process = process.numbers()[0];
     if (window.process == ::getpid())
         return std::nullopt;

@@ -80,6 +80,18 @@ TEST(X11Capture, ReadsWhatHasChanged) {
             return told.pictures().size() > count && told.pictures().back().counter == 0U;
         }));
     }
+    // What lies inside the window belongs to it.
+    xcb_connection_t* const x = desktop.client().connection();
+    const xcb_window_t inner = xcb_generate_id(x);
+    const std::uint32_t colour = 0xff8000;
+    xcb_create_window(x, 0, inner, desktop.client().id(), 50, 60, 70, 80, 0,
+                      XCB_WINDOW_CLASS_COPY_FROM_PARENT, 0, XCB_CW_BACK_PIXEL, &colour);
+    xcb_map_window(x, inner);
+    desktop.client().settle();
+    EXPECT_TRUE(waitUntil([&] { return !told.pictures().back().counter; }));
+    xcb_destroy_window(x, inner); // after which the program paints again what it hid
+    desktop.client().settle();
+    EXPECT_TRUE(waitUntil([&] { return told.pictures().back().counter == 0U; }));
 }
 
 TEST(X11Capture, SaysWhenTheWindowIsMinimised) {

@@ -7,6 +7,7 @@
 #include "tests/platform/capture/x11/X11Desktop.h"
 
 #include <gtest/gtest.h>
+#include <xcb/composite.h>
 
 #include <chrono>
 #include <utility>
@@ -61,6 +62,60 @@ TEST(X11Trial, NothingThatCanBeCaptured) {
     told.start(desktop.capture(), std::nullopt);
     EXPECT_TRUE(told.hears(Kind::Stopped));
     desktop.capture().stop();
+}
+
+// Some window managers put a window into two frames, and minimise only the outer one.
+TEST(X11Trial, FramesThatAreTakenAway) {
+    Recording told;
+    X11Desktop desktop(Manager::None);
+    told.start(desktop.capture(), desktop.window());
+    ASSERT_TRUE(told.shows(0, 640, 400));
+    TestWindow& client = desktop.client();
+    xcb_connection_t* const x = client.connection();
+    xcb_window_t parent = client.root();
+    const xcb_window_t frames[] = {xcb_generate_id(x), xcb_generate_id(x)};
+    for (const xcb_window_t frame : frames) {
+        xcb_create_window(x, 0, frame, parent, 10, 10, 700, 500, 0,
+                          XCB_WINDOW_CLASS_COPY_FROM_PARENT, 0, 0, nullptr);
+        xcb_map_window(x, frame);
+        parent = frame;
+    }
+    xcb_reparent_window(x, client.id(), parent, 5, 5);
+    desktop.show(1);
+    ASSERT_TRUE(told.shows(1, 640, 400));
+    EXPECT_EQ(told.events().size(), 1U) << "a window that moves between parents is not minimised";
+    xcb_unmap_window(x, frames[0]);
+    client.settle();
+    ASSERT_TRUE(told.hears(Kind::Paused));
+    xcb_map_window(x, frames[0]);
+    client.settle();
+    ASSERT_TRUE(told.hears(Kind::Resumed));
+    desktop.show(2);
+    EXPECT_TRUE(told.shows(2, 640, 400));
+}
+
+// A compositor comes, draws the desktop itself from then on, and goes.
+TEST(X11Trial, ACompositor) {
+    Recording told;
+    X11Desktop desktop(Manager::None);
+    told.start(desktop.capture(), desktop.window());
+    ASSERT_TRUE(told.shows(0, 640, 400));
+    std::uint32_t counter = 1;
+    {
+        const TestWindow compositor(desktop.display(), {.isOverridden = true});
+        xcb_connection_t* const x = compositor.connection();
+        xcb_discard_reply(x, xcb_composite_query_version(x, 0, 4).sequence);
+        xcb_composite_redirect_subwindows(x, compositor.root(), XCB_COMPOSITE_REDIRECT_MANUAL);
+        compositor.settle();
+        desktop.show(counter);
+        EXPECT_TRUE(told.shows(counter++, 640, 400));
+        desktop.resize(500, 300, counter);
+        EXPECT_TRUE(told.shows(counter++, 500, 300));
+        EXPECT_EQ(desktop.picture().width, 500U);
+    }
+    desktop.show(counter);
+    EXPECT_TRUE(told.shows(counter, 500, 300));
+    EXPECT_EQ(told.events().size(), 1U);
 }
 
 // Any program can send any event to those who listen to a window.
