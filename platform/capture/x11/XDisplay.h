@@ -46,7 +46,7 @@ public:
     std::uint32_t id() const { return m_id; }
 
 private:
-    void swap(Resource& other) {
+    void swap(Resource& other) noexcept {
         std::swap(m_connection, other.m_connection);
         std::swap(m_id, other.m_id);
     }

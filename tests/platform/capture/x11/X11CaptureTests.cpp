@@ -105,7 +105,7 @@ TEST(X11Capture, SaysWhenTheWindowIsMinimised) {
     ASSERT_TRUE(told.hears(Kind::Paused));
     EXPECT_FALSE(told.events().back().description.empty());
     EXPECT_TRUE(desktop.capture().windows()->at(0).isMinimised);
-    const auto none = desktop.capture().picture(*desktop.window());
+    const auto none = desktop.capture().picture(desktop.client().id());
     ASSERT_FALSE(none);
     EXPECT_EQ(none.error().message, "the window is minimised, hidden or on another desktop");
     ASSERT_TRUE(desktop.client().restore());
@@ -156,6 +156,7 @@ TEST(X11Capture, OnePictureDoesNotDisturbTheStream) {
 
 TEST(X11Capture, SaysWhenTheServerIsGone) {
     Recording told;
+    Recording again;
     X11Desktop desktop(Manager::None);
     told.start(desktop.capture(), desktop.window());
     ASSERT_TRUE(told.shows(0, 640, 400));
@@ -167,7 +168,6 @@ TEST(X11Capture, SaysWhenTheServerIsGone) {
          {desktop.capture().windows().error(), desktop.capture().picture(1).error(),
           makeX11Capture(display).error()})
         EXPECT_EQ(problem.message, "the X server cannot be reached");
-    Recording again;
     again.start(desktop.capture(), 1);
     ASSERT_TRUE(again.hears(Kind::Stopped));
     desktop.capture().stop();

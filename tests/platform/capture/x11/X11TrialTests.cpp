@@ -47,7 +47,7 @@ TEST(X11Trial, AnySizeAtAnyTime) {
 TEST(X11Trial, NothingThatCanBeCaptured) {
     X11Desktop desktop(Manager::None);
     const std::uint64_t unknown = 0x7654321;
-    const std::uint64_t beyondNumbers = std::uint64_t{1} << 32 | *desktop.window();
+    const std::uint64_t beyondNumbers = std::uint64_t{1} << 32 | desktop.client().id();
     const std::uint64_t desktopItself = desktop.client().root();
     for (const std::uint64_t window : {std::uint64_t{0}, unknown, beyondNumbers, desktopItself}) {
         Recording told;

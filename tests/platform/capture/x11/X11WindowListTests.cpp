@@ -66,7 +66,7 @@ TEST(X11WindowList, NamesWhatApplicationsShow) {
     const CapturableWindow expected[] = {
         {editor->id(), "Editor", "Grüße – 試し", 1, 300, 200, false},
         {remote->id(), "tool", "café", 0, 300, 200, false},
-        {*desktop.window(), "", "", 0, 640, 400, true}};
+        {desktop.client().id(), "", "", 0, 640, 400, true}};
     std::vector<CapturableWindow> list;
     EXPECT_TRUE(waitUntil([&] { // until the window manager has heard of it all
         list = *desktop.capture().windows();
