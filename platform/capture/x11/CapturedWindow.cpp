@@ -64,10 +64,8 @@ Result<void> CapturedWindow::redirect() {
     return {};
 }
 
-// Only what the server says counts: anybody can send events, which it marks.
+// Anybody can send such events, but the server marks the type of those, so they are none of these.
 WindowNews CapturedWindow::newsIn(const xcb_generic_event_t& event) const {
-    if ((event.response_type & 0x80) != 0)
-        return WindowNews::None;
     if (event.response_type == m_display.damageEvent())
         return WindowNews::Damaged;
     switch (event.response_type) {

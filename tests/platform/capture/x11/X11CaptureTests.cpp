@@ -143,7 +143,7 @@ TEST(X11Capture, OnePictureDoesNotDisturbTheStream) {
     X11Desktop desktop(Manager::Openbox);
     told.start(desktop.capture(), desktop.window());
     ASSERT_TRUE(told.shows(0, 640, 400));
-    for (std::uint32_t counter = 1; counter <= 10; ++counter) {
+    for (std::uint32_t counter = 1; counter <= 5; ++counter) {
         const auto before = told.pictures().size();
         const WindowPicture picture = desktop.picture();
         EXPECT_EQ(read(picture), counter - 1);

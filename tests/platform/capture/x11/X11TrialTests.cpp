@@ -36,6 +36,8 @@ TEST(X11Trial, AnySizeAtAnyTime) {
         })) << width;
     }
     EXPECT_EQ(std::ranges::count(told.events(), Kind::Paused, &CaptureEvent::kind), 0);
+    desktop.resize(700, 300, 2);
+    EXPECT_TRUE(told.shows(2, 700, 300));
     // Few programs could paint it either.
     client.configure(both, {9000, 9000});
     ASSERT_TRUE(told.hears(Kind::Paused));
