@@ -7,7 +7,8 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <cmath>
+#include <ctime>
+#include <utility>
 
 namespace platform::x11 {
 
@@ -60,9 +61,10 @@ bool WindowStream::takeNews() {
     return true;
 }
 
-void WindowStream::lookAgain() {
-    m_nextNaming = Clock::now();
-    m_patience = *m_nextNaming + namingPatience;
+void WindowStream::lookAgain(std::chrono::nanoseconds delay) {
+    const auto time = Clock::now() + delay;
+    m_nextNaming = time;
+    m_patience = time + namingPatience;
 }
 
 /// Does what it is time for; false when there is nothing.
@@ -106,8 +108,7 @@ bool WindowStream::look() {
     m_isDamaged = false;
     const auto read = m_window.read();
     if (!read) {
-        lookAgain();
-        *m_nextNaming += namingInterval;
+        lookAgain(namingInterval);
         return true;
     }
     const WindowImage& image = m_window.image();

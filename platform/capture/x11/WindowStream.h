@@ -37,7 +37,7 @@ private:
     bool act();
     bool tryToName();
     void onUnnamed(const std::string& reason);
-    void lookAgain();
+    void lookAgain(std::chrono::nanoseconds delay = {});
     bool look();
     void sleep() const;
 
