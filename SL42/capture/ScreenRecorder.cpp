@@ -96,9 +96,10 @@ void ScreenRecorder::take(const CapturedFrame& frame) {
 }
 
 void ScreenRecorder::take(const platform::CaptureEvent& event) {
-    if (event.kind == platform::CaptureEvent::Kind::Stopped)
+    using Kind = platform::CaptureEvent::Kind;
+    if (event.kind == Kind::Stopped)
         return end(event.description);
-    m_state.set(event.description);
+    m_state.set(event.kind == Kind::Paused ? event.description : std::string());
 }
 
 void ScreenRecorder::end(const std::string& reason) {
@@ -132,10 +133,10 @@ void ScreenRecorder::monitorAvailableContent(bool monitor) {
         m_mainQueue, refreshInterval, [this] { return refreshAvailableContent().hasValue(); });
 }
 
-platform::Result<platform::WindowPicture>
-ScreenRecorder::picture(const platform::CapturableWindow& window) {
-    auto* source = SL42_TRY(capture());
-    return source->picture(window.identifier);
+std::unique_ptr<WindowPictures> ScreenRecorder::makePictures(WindowPictures::Handler onPicture) {
+    if (!m_makeCapture)
+        return nullptr;
+    return std::make_unique<WindowPictures>(m_makeCapture, m_mainQueue, std::move(onPicture));
 }
 
 static std::filesystem::path newFile(const std::filesystem::path& folder) {

@@ -7,6 +7,7 @@
 
 #include "SL42/capture/CaptureEngine.h"
 #include "SL42/capture/CaptureRecording.h"
+#include "SL42/capture/WindowPictures.h"
 #include "SL42/capture/YUVTexture.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
@@ -32,9 +33,6 @@ std::string listName(const platform::CapturableWindow& window);
 /// Main thread.
 class ScreenRecorder {
 public:
-    /// Makes the source of pictures when it is first needed; empty where there is none.
-    using MakeCapture = std::function<platform::Result<std::unique_ptr<platform::WindowCapture>>()>;
-
     /// Points of the window.
     struct ContentSize {
         std::uint32_t width = 0;
@@ -42,6 +40,8 @@ public:
         bool operator==(const ContentSize&) const = default;
     };
 
+    /// The source of pictures is made when it is first needed; `makeCapture` is empty where there
+    /// is none.
     ScreenRecorder(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
                    platform::Log& log, MakeCapture makeCapture);
     ~ScreenRecorder();
@@ -79,8 +79,8 @@ public:
     platform::Result<void> refreshAvailableContent();
     /// Refreshes the list every second for as long as that is wanted.
     void monitorAvailableContent(bool monitor);
-    /// What a window in the list shows now.
-    platform::Result<platform::WindowPicture> picture(const platform::CapturableWindow& window);
+    /// For pictures of the windows in the list; null where there are none.
+    std::unique_ptr<WindowPictures> makePictures(WindowPictures::Handler onPicture);
 
     /// Records what is captured to a new file in the folder, until it is stopped or the capture
     /// ends. Fails when nothing is captured.

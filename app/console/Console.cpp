@@ -4,6 +4,7 @@
 
 #include "SL42/builder/Preprocessor.h"
 #include "app/KeyboardSource.h"
+#include "platform/capture/WindowCapture.h"
 
 #include <utility>
 
@@ -50,7 +51,11 @@ starloom::Surroundings Console::surroundings() {
             .audioCapture = m_audioCapture,
             .device = m_device,
             .makeView = makeView,
-            .journal = &m_journal};
+            .journal = &m_journal,
+            .makeCapture = [] {
+                return platform::makeWindowCapture(
+                    starloom::Journal::folderOfThisUser().parent_path() / "capture");
+            }};
 }
 
 } // namespace app

@@ -14,7 +14,6 @@
 namespace app {
 
 static constexpr QSize miniatureSize{96, 60};
-/// One picture at a time: reading a large window takes some milliseconds of the window's thread.
 static constexpr int miniatureMilliseconds = 150;
 static constexpr int stateMilliseconds = 1000;
 
@@ -46,7 +45,7 @@ WindowList::WindowList(starloom::ScreenRecorder& recorder)
         select(item);
         onActivated();
     });
-    connect(&m_miniatureTimer, &QTimer::timeout, this, &WindowList::updateMiniature);
+    connect(&m_miniatureTimer, &QTimer::timeout, this, &WindowList::requestMiniature);
     connect(&m_stateTimer, &QTimer::timeout, this, &WindowList::showState);
     m_observations = {
         m_recorder.availableWindows().observe([this](const auto&) { fill(); }),
@@ -84,6 +83,11 @@ void WindowList::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     refresh();
     m_recorder.monitorAvailableContent(listsWindows());
+    if (listsWindows())
+        m_pictures = m_recorder.makePictures(
+            [this](std::uint64_t window, const platform::WindowPicture& picture) {
+                showMiniature(window, picture);
+            });
     m_miniatureTimer.start(miniatureMilliseconds);
     m_stateTimer.start(stateMilliseconds);
 }
@@ -92,6 +96,7 @@ void WindowList::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
     m_recorder.monitorAvailableContent(false);
     m_miniatureTimer.stop();
+    m_pictures.reset();
     m_stateTimer.stop();
 }
 
@@ -134,23 +139,25 @@ void WindowList::fill() {
     }
 }
 
-void WindowList::updateMiniature() {
-    if (m_shown.empty())
+void WindowList::requestMiniature() {
+    if (!m_shown.empty() && m_pictures)
+        m_pictures->request(m_shown[m_nextMiniature++ % m_shown.size()].identifier);
+}
+
+void WindowList::showMiniature(std::uint64_t window, const platform::WindowPicture& picture) {
+    const auto row = std::ranges::find(m_shown, window, &platform::CapturableWindow::identifier);
+    if (row == m_shown.end())
         return;
-    const std::size_t row = m_nextMiniature++ % m_shown.size();
-    const auto picture = m_recorder.picture(m_shown[row]);
-    if (!picture || picture->width == 0)
-        return; // minimised, or just closed: its last picture stays
-    const QImage image(reinterpret_cast<const uchar*>(picture->pixels.data()),
-                       static_cast<int>(picture->width), static_cast<int>(picture->height),
-                       qsizetype{4} * picture->width, QImage::Format_RGB32);
+    const QImage image(reinterpret_cast<const uchar*>(picture.pixels.data()),
+                       static_cast<int>(picture.width), static_cast<int>(picture.height),
+                       qsizetype{4} * picture.width, QImage::Format_RGB32);
     QPixmap miniature(miniatureSize);
     miniature.fill(Qt::black);
     const QImage scaled = image.scaled(miniatureSize, Qt::KeepAspectRatio, Qt::FastTransformation);
     QPainter(&miniature)
         .drawImage((miniatureSize.width() - scaled.width()) / 2,
                    (miniatureSize.height() - scaled.height()) / 2, scaled);
-    m_list->item(static_cast<int>(row))->setIcon(QIcon(miniature));
+    m_list->item(static_cast<int>(row - m_shown.begin()))->setIcon(QIcon(miniature));
 }
 
 void WindowList::select(QListWidgetItem* item) {

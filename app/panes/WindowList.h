@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,8 @@ private:
     void refresh();
     void fill();
     bool isExpected(const platform::CapturableWindow& window) const;
-    void updateMiniature();
+    void requestMiniature();
+    void showMiniature(std::uint64_t window, const platform::WindowPicture& picture);
     void select(QListWidgetItem* item);
     void showState();
 
@@ -55,6 +57,7 @@ private:
     QTimer m_stateTimer;
     std::vector<platform::CapturableWindow> m_shown; ///< in the order of the list
     std::size_t m_nextMiniature = 0;
+    std::unique_ptr<starloom::WindowPictures> m_pictures; ///< while it is shown
     std::uint64_t m_framesBefore = 0;
     std::string m_expectedFile;
     std::vector<std::uint64_t> m_windowsBefore; ///< the editor was opened

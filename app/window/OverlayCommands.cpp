@@ -118,7 +118,8 @@ void OverlayCommands::captureChanged(bool isRunning) {
     m_capture->setChecked(isRunning);
     const std::string& reason = recorder().state().get();
     if (!isRunning && !reason.empty())
-        m_parts.notices.showError(QString::fromStdString(reason));
+        m_parts.notices.showError(
+            tr("The capture has ended: %1").arg(QString::fromStdString(reason)));
 }
 
 void OverlayCommands::record(bool start) {

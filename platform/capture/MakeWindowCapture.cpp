@@ -1,19 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 #include "platform/capture/WindowCapture.h"
-#include "platform/capture/portal/PortalCapture.h"
 #include "platform/capture/x11/X11Capture.h"
-
-#include <cstdlib>
 
 namespace platform {
 
-// On a Wayland desktop an X display shows no more than the windows of the bridge between the two.
-Result<std::unique_ptr<WindowCapture>>
-makeWindowCapture(const std::filesystem::path& stateFolder) {
-    const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    if (wayland != nullptr && *wayland != '\0')
-        return makePortalCapture(stateFolder);
+Result<std::unique_ptr<WindowCapture>> makeWindowCapture(const std::filesystem::path&) {
     return makeX11Capture();
 }
 
