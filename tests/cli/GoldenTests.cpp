@@ -82,19 +82,18 @@ Comparison compare(const Image& a, const Image& b) {
     return result;
 }
 
-class Golden : public testing::TestWithParam<std::string> {};
-
-TEST_P(Golden, LooksAsItDid) {
-    const std::string& name = GetParam();
-    const fs::path golden = sourceFolder() / "tests/cli/golden" / (name + ".png");
-    const auto special = specialShots.find(name);
-    const Shot shot = special != specialShots.end() ? special->second : Shot{};
-
+/// Renders a program and compares the picture with the one that was found good.
+void expectPicture(const std::string& name, const fs::path& golden, const Shot& shot,
+                   const std::vector<std::string>& more = {}) {
     const ScratchFolder scratch;
     const std::string picture = scratch.path("picture.png");
-    const Outcome run =
-        runStarloom({"render", (sourceFolder() / "examples" / (name + ".metal")), "-o", picture,
-                     "--frames", std::to_string(shot.frames), "--fps", std::to_string(shot.fps)});
+    std::vector<std::string> arguments{
+        "render",   (sourceFolder() / "examples" / (name + ".metal")),
+        "-o",       picture,
+        "--frames", std::to_string(shot.frames),
+        "--fps",    std::to_string(shot.fps)};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Outcome run = runStarloom(arguments);
     ASSERT_EQ(run.status, 0) << run.err;
     if (std::getenv("SL42_UPDATE_GOLDENS")) {
         fs::copy_file(picture, golden, fs::copy_options::overwrite_existing);
@@ -112,7 +111,7 @@ TEST_P(Golden, LooksAsItDid) {
     if (static_cast<double>(comparison.strays) <= shot.strays * pixels)
         return;
 
-    const fs::path shown = buildFolder() / "golden" / name;
+    const fs::path shown = buildFolder() / "golden" / golden.stem();
     fs::create_directories(shown);
     fs::copy_file(golden, shown / "a.png", fs::copy_options::overwrite_existing);
     fs::copy_file(picture, shown / "b.png", fs::copy_options::overwrite_existing);
@@ -121,6 +120,22 @@ TEST_P(Golden, LooksAsItDid) {
            << " of 255\n  expected   " << (shown / "a.png").string() << "\n  drawn      "
            << (shown / "b.png").string() << "\n  difference " << (shown / "diff.png").string()
            << "\nWhen the new picture is right: ./test --update-goldens";
+}
+
+class Golden : public testing::TestWithParam<std::string> {};
+
+TEST_P(Golden, LooksAsItDid) {
+    const std::string& name = GetParam();
+    const auto special = specialShots.find(name);
+    expectPicture(name, sourceFolder() / "tests/cli/golden" / (name + ".png"),
+                  special != specialShots.end() ? special->second : Shot{});
+}
+
+// A captured frame of a terminal with an editor in it.
+TEST(GoldenOverlay, LooksAsItDid) {
+    const fs::path folder = sourceFolder() / "tests/cli/overlay";
+    expectPicture("tunnel", folder / "tunnel-with-editor.png", {},
+                  {"--overlay", folder / "editor.png"});
 }
 
 INSTANTIATE_TEST_SUITE_P(Examples, Golden, testing::ValuesIn(exampleNames()), [](const auto& name) {
