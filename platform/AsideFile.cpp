@@ -29,7 +29,7 @@ std::string resolved(const std::string& path) {
 
 } // namespace
 
-Result<AsideFile> AsideFile::create(const std::string& destination) {
+Result<AsideFile> AsideFile::create(const std::string& destination, unsigned permissions) {
     struct stat existing{};
     if (::stat(destination.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode))
         return writeFailure(destination, "Not a regular file");
@@ -38,7 +38,8 @@ Result<AsideFile> AsideFile::create(const std::string& destination) {
     // Another thread may be writing to the same destination, or a killed process have left one.
     for (int number = 0; number < mostFilesAside; ++number) {
         std::string path = stem + std::to_string(number) + ".partial";
-        FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+        FileDescriptor file(
+            ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions));
         if (file)
             return AsideFile(target, std::move(path), std::move(file));
         if (errno != EEXIST)

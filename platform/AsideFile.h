@@ -17,8 +17,9 @@ class AsideFile {
 public:
     /// Makes an empty file in the folder of `destination`; a symbolic link will keep pointing where
     /// it does. The error is one line with the destination and the reason, also when something
-    /// stands there that is not a regular file (a folder, a device).
-    static Result<AsideFile> create(const std::string& destination);
+    /// stands there that is not a regular file (a folder, a device). The permissions are those of
+    /// the new file, less what the process withholds from all its files.
+    static Result<AsideFile> create(const std::string& destination, unsigned permissions = 0666);
 
     AsideFile(AsideFile&& other) noexcept;
     AsideFile& operator=(AsideFile&&) = delete;

@@ -63,6 +63,8 @@ EXTERNAL = [
     (r"(png\.h|OpenEXR/|Imf)", ["platform/image"]),
     (r"(xcb|xkbcommon)/", ["platform/keyboard", "platform/capture/x11", "tests/SL42/keyboard",
                           "tests/platform/capture", "tests/app"]),
+    (r"(pipewire|spa|systemd)/", ["platform/capture/portal", "tests/platform/capture/portal"]),
+    (r"libyuv/", ["platform/capture"]),
     (r"lib(av|sw)\w+/", ["platform/media", "tests/platform/media"]),
     (r"(brotli/|lz4|lzma\.h|zlib\.h)", ["platform/compression", "tests/platform/compression"]),
     (r"(ft2build\.h|freetype/|fontconfig/)", ["platform/glyphs"]),

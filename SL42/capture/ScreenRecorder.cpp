@@ -14,6 +14,8 @@
 namespace starloom {
 
 static constexpr std::chrono::seconds refreshInterval{1};
+/// An X display answers within a few milliseconds. The interface must not wait for much longer.
+static constexpr std::chrono::milliseconds longestWait{30};
 static constexpr const char* noWindowSelected = "No window selected.";
 
 std::string listName(const platform::CapturableWindow& window) {
@@ -34,11 +36,24 @@ ScreenRecorder::~ScreenRecorder() {
     stopRecording();
 }
 
+void ScreenRecorder::prepare() {
+    if (m_makeCapture && !m_capture && !m_making.valid())
+        m_making = std::async(std::launch::async, m_makeCapture);
+}
+
+void ScreenRecorder::waitUntilPrepared() {
+    if (m_making.valid())
+        m_making.wait();
+}
+
 platform::Result<platform::WindowCapture*> ScreenRecorder::capture() {
     if (!m_capture) {
-        if (!m_makeCapture)
+        prepare();
+        if (!m_making.valid())
             return platform::Error{"Windows cannot be captured here"};
-        m_capture = SL42_TRY(m_makeCapture());
+        if (m_making.wait_for(longestWait) != std::future_status::ready)
+            return platform::Error{"The desktop has not said yet whether windows can be captured"};
+        m_capture = SL42_TRY(m_making.get());
         m_captureEngine = std::make_unique<CaptureEngine>(*m_capture, m_mainQueue);
     }
     return m_capture.get();
@@ -67,6 +82,13 @@ platform::Result<void> ScreenRecorder::start() {
         [this](const platform::CaptureEvent& event) { take(event); });
     m_isRunning.set(true);
     return {};
+}
+
+platform::Result<void> ScreenRecorder::pickAgain() {
+    auto* source = SL42_TRY(capture());
+    stop();
+    source->forgetChoice();
+    return start();
 }
 
 void ScreenRecorder::stop() {

@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,8 +41,7 @@ public:
         bool operator==(const ContentSize&) const = default;
     };
 
-    /// The source of pictures is made when it is first needed; `makeCapture` is empty where there
-    /// is none.
+    /// `makeCapture` is called on a thread of its own; it is empty where there is nothing to make.
     ScreenRecorder(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
                    platform::Log& log, MakeCapture makeCapture);
     ~ScreenRecorder();
@@ -52,6 +52,11 @@ public:
     std::function<void(std::optional<YUVTexture>)> textureUpdateBlock =
         [](const std::optional<YUVTexture>&) {};
 
+    /// Begins to look, on another thread, for what can capture windows. Until that has answered,
+    /// all that needs it fails with a line that says so.
+    void prepare();
+    /// Waits for that answer, for those who have nothing else to do.
+    void waitUntilPrepared();
     /// Whether the desktop has the user pick the window, and lists none. Fails where nothing can be
     /// captured, with the reason for a person.
     platform::Result<bool> desktopPicks();
@@ -60,6 +65,8 @@ public:
     /// where nothing can be captured; what becomes of it later is told by isRunning and state.
     platform::Result<void> start();
     void stop();
+    /// Where the desktop has the user pick: starts with the question which window it shall be.
+    platform::Result<void> pickAgain();
     /// Selects a window, and goes on with it when one is captured.
     void select(const platform::CapturableWindow& window);
     const platform::Published<bool>& isRunning() const { return m_isRunning; }
@@ -106,6 +113,7 @@ private:
     platform::MainQueue& m_mainQueue;
     platform::Log& m_log;
     MakeCapture m_makeCapture;
+    std::future<platform::Result<std::unique_ptr<platform::WindowCapture>>> m_making;
     std::unique_ptr<platform::WindowCapture> m_capture; ///< null until it is needed
     std::unique_ptr<CaptureEngine> m_captureEngine;     ///< likewise
     platform::Published<bool> m_isRunning;

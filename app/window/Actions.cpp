@@ -71,6 +71,7 @@ Actions::Actions(QWidget& window)
       overlay(makeSwitch(window, "&Overlay", keys("Ctrl+L"))),
       invertOverlay(makeSwitch(window, "&Invert Overlay", keys("Ctrl+Shift+L"))),
       overlaySource(makeSwitch(window, "Overlay: &Source", keys("Ctrl+Alt+L"))),
+      pickWindow(make(window, "&Pick Window\u2026")),
       capture(makeSwitch(window, "&Capture Window")),
       recordCapture(makeSwitch(window, "&Record Capture")),
       openRecordings(make(window, "Open Recordings &Folder")),
@@ -99,9 +100,9 @@ void Actions::addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>&
             {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, showError});
     QMenu& view = addMenu(bar, "&View", {fullScreen, wholeScales, hdr, nullptr});
     view.addActions(panes);
-    addMenu(
-        bar, "&Overlay",
-        {overlay, invertOverlay, overlaySource, nullptr, capture, recordCapture, openRecordings});
+    addMenu(bar, "&Overlay",
+            {overlay, invertOverlay, overlaySource, nullptr, pickWindow, capture, recordCapture,
+             openRecordings});
     addMenu(bar, "&Sound", {mute, louder, softer});
     addMenu(bar, "&Help", {help, nullptr, about});
 }

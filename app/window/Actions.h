@@ -25,7 +25,7 @@ struct Actions {
     QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *showError;
     QAction *fullScreen, *leaveFullScreen, *wholeScales, *hdr;
     QAction *overlay, *invertOverlay, *overlaySource;
-    QAction *capture, *recordCapture, *openRecordings;
+    QAction *pickWindow, *capture, *recordCapture, *openRecordings;
     QAction *mute, *louder, *softer;
     QAction *help, *about;
 };

@@ -25,6 +25,7 @@ OverlayCommands::OverlayCommands(const Parts& parts, const Actions& actions)
     connect(m_overlay, &QAction::toggled, this, &OverlayCommands::showOverlay);
     connect(m_source, &QAction::toggled, this, &OverlayCommands::showSource);
     connect(m_capture, &QAction::toggled, this, &OverlayCommands::capture);
+    connect(actions.pickWindow, &QAction::triggered, this, &OverlayCommands::pickWindow);
     connect(m_record, &QAction::toggled, this, &OverlayCommands::record);
     connect(actions.openRecordings, &QAction::triggered, this, &OverlayCommands::openRecordings);
     connect(actions.invertOverlay, &QAction::toggled, this, [this, &engine](bool invert) {
@@ -33,6 +34,7 @@ OverlayCommands::OverlayCommands(const Parts& parts, const Actions& actions)
     });
     actions.invertOverlay->setChecked(m_parts.settings.invertOverlay.get());
     actions.openRecordings->setEnabled(false);
+    recorder().prepare();
     m_observations = {
         recorder().isRunning().observe([this](bool running) { captureChanged(running); }),
         recorder().selectedWindow().observe([this](const auto&) {
@@ -111,6 +113,14 @@ bool OverlayCommands::startCapture() {
                            "; \"Overlay: Source\" lays the program's text over the picture");
     m_parts.console.engine().setShowEditorOverlay(false);
     return false;
+}
+
+void OverlayCommands::pickWindow() {
+    const auto desktopPicks = recorder().desktopPicks();
+    if (desktopPicks && !*desktopPicks)
+        return m_parts.openPicker();
+    if (const auto picked = recorder().pickAgain(); !picked)
+        m_parts.notices.showError(QString::fromStdString(picked.error().message));
 }
 
 void OverlayCommands::captureChanged(bool isRunning) {

@@ -41,6 +41,7 @@ private:
     void showSource(bool show);
     void capture(bool start);
     bool startCapture();
+    void pickWindow();
     void stopUnneededCapture();
     void record(bool start);
     void openRecordings();

@@ -81,6 +81,8 @@ public:
     /// picks. Returns at once; what becomes of it is told by events. At most `picturesPerSecond`.
     virtual void start(std::optional<std::uint64_t> window, unsigned picturesPerSecond,
                        PictureHandler onPicture, EventHandler onEvent) = 0;
+    /// Has a desktop that remembers what the user picked ask again at the next start.
+    virtual void forgetChoice() {}
     /// No handler runs after it has returned. Does nothing when nothing is captured.
     virtual void stop() = 0;
 };

@@ -27,6 +27,7 @@ public:
         m_onEvent = std::move(onEvent);
         ++starts;
     }
+    void forgetChoice() override { ++forgotten; }
     void stop() override {
         m_onPicture = {};
         m_onEvent = {};
@@ -52,6 +53,7 @@ public:
     std::vector<platform::CapturableWindow> list;
     std::optional<std::uint64_t> captured;
     int starts = 0;
+    int forgotten = 0;
 
 private:
     PictureHandler m_onPicture;

@@ -25,6 +25,8 @@ protected:
         recorder.textureUpdateBlock = [this](std::optional<YUVTexture> texture) {
             textures.push_back(std::move(texture));
         };
+        recorder.prepare();
+        recorder.waitUntilPrepared();
     }
     void settle() {
         while (mainQueue.pump() > 0) {
@@ -75,6 +77,10 @@ TEST_F(ScreenRecorderTest, RefusesToBeginWithoutAWindow) {
     source->picks = true; // then nobody needs to select one
     EXPECT_TRUE(recorder.start());
     EXPECT_EQ(source->captured, std::nullopt);
+    EXPECT_EQ(source->forgotten, 0);
+    EXPECT_TRUE(recorder.pickAgain());
+    EXPECT_EQ(source->forgotten, 1);
+    EXPECT_EQ(source->starts, 2);
 
     ScreenRecorder without(device, mainQueue, log, {});
     EXPECT_FALSE(without.start());
