@@ -263,12 +263,14 @@ void moveTables(llvm::ArrayRef<llvm::GlobalVariable*> tables, const TableImage& 
 platform::Result<Placement> placeVariables(llvm::Module& module,
                                            std::span<llvm::Argument* const> memory) {
     const llvm::DataLayout& layout = module.getDataLayout();
-    const Movers movers(module);
+    const Movers movers(module); // not to be asked any more once the first has been moved
+    const auto variables = movers.variables();
+    const auto tables = movers.tables();
     Placement placement;
     MemoryParameters parameters(memory);
-    placement.tables = SL42_TRY(TableImage::make(movers.tables(), layout));
-    placement.frameBytes = moveVariables(movers.variables(), layout, parameters);
-    moveTables(movers.tables(), placement.tables, parameters);
+    placement.tables = SL42_TRY(TableImage::make(tables, layout));
+    placement.frameBytes = moveVariables(variables, layout, parameters);
+    moveTables(tables, placement.tables, parameters);
     placement.tables.forgetTables();
     return placement;
 }
