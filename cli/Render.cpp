@@ -63,8 +63,9 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
     const WritePicture write = writerFor(options.output);
     if (!write)
         return fail(options.output + ": pictures are written as .png or .exr");
-    const auto overlay = options.overlay.empty() ? platform::Result<platform::Image>(platform::Image())
-                                                 : platform::readPng(options.overlay);
+    const auto overlay = options.overlay.empty()
+                             ? platform::Result<platform::Image>(platform::Image())
+                             : platform::readPng(options.overlay);
     if (!overlay)
         return fail(overlay.error().message);
     const auto console = openConsole(options.file, session, options.timeLimit);

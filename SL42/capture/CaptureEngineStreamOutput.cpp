@@ -20,9 +20,10 @@ void CaptureEngineStreamOutput::receive(const platform::CapturedPicture& picture
     const auto points = [&](std::uint32_t pixels) {
         return std::max(1U, static_cast<std::uint32_t>(std::floor(pixels / picture.scale)));
     };
-    CapturedFrame frame{.contentWidth = points(picture.width),
-                        .contentHeight = points(picture.height),
-                        .scaleFactor = picture.scale};
+    CapturedFrame frame;
+    frame.contentWidth = points(picture.width);
+    frame.contentHeight = points(picture.height);
+    frame.scaleFactor = picture.scale;
     frame.surface = m_surfaces.take(extent(frame.contentWidth, pixelsPerPoint),
                                     extent(frame.contentHeight, pixelsPerPoint));
     pictureHandler(picture);

@@ -22,7 +22,7 @@ struct StreamConfiguration {
 
 /// A complete picture of the window.
 struct CapturedFrame {
-    std::shared_ptr<CaptureSurface> surface{};
+    std::shared_ptr<CaptureSurface> surface;
     std::uint32_t contentWidth = 0; ///< of the window, in points
     std::uint32_t contentHeight = 0;
     double contentScale = 1; ///< pixels of the surface for each of the window

@@ -67,9 +67,10 @@ platform::Result<bool> ScreenRecorder::desktopPicks() {
 ContentFilter ScreenRecorder::contentFilter() const {
     if (m_capture->desktopPicks())
         return {};
-    if (!m_selectedWindow.get())
+    const auto& selected = m_selectedWindow.get();
+    if (!selected)
         platform::fatalError(noWindowSelected);
-    return {.window = m_selectedWindow.get()->identifier};
+    return {.window = selected->identifier};
 }
 
 platform::Result<void> ScreenRecorder::start() {

@@ -31,7 +31,7 @@ void WindowPictures::run(const std::stop_token& stop) {
         std::unique_lock lock(m_mutex);
         if (!m_changed.wait(lock, stop, [this] { return m_wanted.has_value(); }))
             return;
-        const std::uint64_t window = *std::exchange(m_wanted, std::nullopt);
+        const std::uint64_t window = std::exchange(m_wanted, std::nullopt).value_or(0);
         lock.unlock();
         auto picture = (*source)->picture(window);
         if (!picture || picture->width == 0)

@@ -59,7 +59,7 @@ struct Surroundings {
     /// Where changes of the source are kept until the normal end; none if they need not be.
     Journal* journal = nullptr;
     /// Makes the source of pictures of other windows; empty where there is none.
-    MakeCapture makeCapture{};
+    MakeCapture makeCapture = nullptr;
     /// Each frame waits for the kernels that its registers ask for, so that it is the same on every
     /// machine. Otherwise it is drawn with those that are there.
     bool exactFrames = false;

@@ -121,6 +121,7 @@ void WindowList::fill() {
     std::ranges::partition(windows, [this](const auto& window) { return isExpected(window); });
 
     std::vector<std::pair<std::uint64_t, QIcon>> icons;
+    icons.reserve(m_shown.size());
     for (std::size_t row = 0; row < m_shown.size(); ++row)
         icons.emplace_back(m_shown[row].identifier, m_list->item(static_cast<int>(row))->icon());
     m_list->clear();
