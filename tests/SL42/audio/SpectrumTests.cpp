@@ -27,6 +27,7 @@ constexpr std::size_t tunerBin = 64;
 
 class SpectrumTest : public EngineFixture {
 protected:
+    ~SpectrumTest() override { engine.reset(); } // before what it plays through
     void SetUp() override {
         engine = std::make_unique<SL42>(
             Surroundings{.mainQueue = mainQueue,
