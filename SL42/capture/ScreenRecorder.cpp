@@ -189,7 +189,8 @@ platform::Result<void> ScreenRecorder::startRecording(const std::filesystem::pat
     recording->start();
     m_recordings.push_back(std::move(recording));
     m_isRecordingStream.set(true);
-    updateEngine(); // a still window shows its first picture again
+    if (!m_capture->desktopPicks()) // which might ask once more
+        updateEngine();             // a still window shows its first picture again
     return {};
 }
 

@@ -90,7 +90,8 @@ public:
     std::unique_ptr<WindowPictures> makePictures(WindowPictures::Handler onPicture);
 
     /// Records what is captured to a new file in the folder, until it is stopped or the capture
-    /// ends. Fails when nothing is captured.
+    /// ends. Where the desktop picks, a window that stands still is in it from its next change on.
+    /// Fails when nothing is captured.
     platform::Result<void> startRecording(const std::filesystem::path& folder);
     void stopRecording();
     const platform::Published<bool>& isRecordingStream() const { return m_isRecordingStream; }
