@@ -2,10 +2,10 @@
 // Part of Starloom 42.
 #include "preview/Presenter.h"
 
+#include "platform/base/SharedPool.h"
 #include "platform/image/DisplayColours.h"
 #include "preview/MTLPreview.h"
 
-#include <atomic>
 #include <cstring>
 #include <utility>
 
@@ -113,13 +113,9 @@ std::shared_ptr<const ScreenPicture> Presenter::scaledTo(PictureScaler::Size siz
 // The interface holds one picture or two; memory for more is never needed for long.
 std::shared_ptr<ScreenPicture> Presenter::unusedPicture(PictureScaler::Size size) {
     std::erase_if(m_pictures, [&](const auto& picture) { return picture->size != size; });
-    for (const auto& picture : m_pictures) {
-        if (picture.use_count() == 1) {
-            // Pairs with the release by which the other owner let go.
-            std::atomic_thread_fence(std::memory_order_acquire);
+    for (const auto& picture : m_pictures)
+        if (platform::isUnshared(picture))
             return picture;
-        }
-    }
     auto picture = std::make_shared<ScreenPicture>(
         ScreenPicture{size, std::vector<std::uint32_t>(size.area())});
     if (m_pictures.size() < 3)

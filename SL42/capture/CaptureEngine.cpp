@@ -24,14 +24,10 @@ void CaptureEngine::start(const StreamConfiguration& configuration, const Conten
                           FrameHandler onFrame, EventHandler onEvent) {
     m_onFrame = std::move(onFrame);
     m_onEvent = std::move(onEvent);
-    begin(configuration, filter);
+    update(configuration, filter);
 }
 
 void CaptureEngine::update(const StreamConfiguration& configuration, const ContentFilter& filter) {
-    begin(configuration, filter);
-}
-
-void CaptureEngine::begin(const StreamConfiguration& configuration, const ContentFilter& filter) {
     stop();
     const auto onPicture = [this, configuration](const platform::CapturedPicture& picture) {
         m_output.receive(picture, configuration.pixelsPerPoint);

@@ -46,7 +46,6 @@ public:
     void setPictureHandler(std::function<void(const platform::CapturedPicture&)> handler);
 
 private:
-    void begin(const StreamConfiguration& configuration, const ContentFilter& filter);
     void post(CapturedFrame frame);
     void deliver();
 

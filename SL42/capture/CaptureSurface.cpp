@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/capture/CaptureSurface.h"
 
-#include <atomic>
+#include "platform/base/SharedPool.h"
+
 #include <utility>
 
 namespace starloom {
@@ -59,7 +60,7 @@ platform::Result<YUVTexture> CaptureSurface::texture(gpu::Device& device) {
 }
 
 bool CaptureSurface::isUnused() const {
-    return m_texture.y.use_count() <= 1 && m_texture.uv.use_count() <= 1;
+    return platform::isUnshared(m_texture.y) && platform::isUnshared(m_texture.uv);
 }
 
 std::shared_ptr<CaptureSurface> CaptureSurfacePool::take(std::uint32_t width,
@@ -68,16 +69,9 @@ std::shared_ptr<CaptureSurface> CaptureSurfacePool::take(std::uint32_t width,
     std::erase_if(m_surfaces, [&](const auto& surface) {
         return surface->width() != width || surface->height() != height;
     });
-    for (const auto& surface : m_surfaces) {
-        if (surface.use_count() > 1)
-            continue;
-        // Pairs with the release by which the other owner let go; once more for the textures'.
-        std::atomic_thread_fence(std::memory_order_acquire);
-        const bool isUnused = surface->isUnused();
-        std::atomic_thread_fence(std::memory_order_acquire);
-        if (isUnused)
+    for (const auto& surface : m_surfaces)
+        if (platform::isUnshared(surface) && surface->isUnused())
             return surface;
-    }
     if (m_surfaces.size() == maxSurfaces)
         return nullptr;
     auto surface = CaptureSurface::create(width, height);

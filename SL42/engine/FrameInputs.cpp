@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 #include "SL42/engine/FrameInputs.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace starloom {
@@ -29,24 +28,23 @@ static bool repeats(const gpu::Argument& argument) {
             isInput(argument));
 }
 
-std::optional<FrameInputs> inputsOf(std::shared_ptr<ComputeShader> video, const RenderData& data,
-                                    std::uint64_t input) {
-    FrameInputs inputs{.video = std::move(video), .registers = data.machine.registers};
-    if (!inputs.video)
-        return inputs;
-    for (const gpu::Argument& argument : inputs.video->pipelineState()->arguments()) {
+std::optional<FrameInputs> inputsSeen(FrameInputs all) {
+    FrameInputs seen{.video = std::move(all.video), .registers = std::move(all.registers)};
+    if (!seen.video)
+        return seen;
+    for (const gpu::Argument& argument : seen.video->pipelineState()->arguments()) {
         if (!repeats(argument))
             return std::nullopt;
         if (argument.kind != gpu::ArgumentKind::Buffer || !reads(argument.access))
             continue;
         if (argument.index == timeIndex)
-            inputs.time = data.time;
+            seen.time = all.time;
         else if (argument.index == sampleIndex)
-            inputs.sample = data.sample;
+            seen.sample = all.sample;
         else if (isInput(argument))
-            inputs.input = input;
+            seen.input = all.input;
     }
-    return inputs;
+    return seen;
 }
 
 } // namespace starloom

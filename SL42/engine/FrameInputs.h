@@ -23,10 +23,9 @@ struct FrameInputs {
     bool operator==(const FrameInputs&) const = default;
 };
 
-/// Of a frame that only `video` draws. What the kernel does not look at counts as zero. None when
+/// Of a frame that only `all.video` draws: what the kernel does not look at becomes zero. None when
 /// frames depend on each other: the kernel writes more than its picture, or reads what may change
 /// without a count.
-std::optional<FrameInputs> inputsOf(std::shared_ptr<ComputeShader> video, const RenderData& data,
-                                    std::uint64_t input);
+std::optional<FrameInputs> inputsSeen(FrameInputs all);
 
 } // namespace starloom

@@ -322,7 +322,11 @@ std::optional<FrameInputs> SL42::nextInputs() {
     if (m_surroundings.exactFrames || m_cpu.shader.current() ||
         !m_videoRenderer.isSettled(m_registers) || !m_videoRenderer.isFontComplete())
         return std::nullopt;
-    return inputsOf(m_videoRenderer.settledShader(m_registers), renderData(), m_inputChanges);
+    return inputsSeen({.video = m_videoRenderer.settledShader(m_registers),
+                       .registers = m_machine.registers,
+                       .time = m_time,
+                       .sample = m_sample,
+                       .input = m_inputChanges});
 }
 
 bool SL42::wouldRepeat(const std::optional<FrameInputs>& inputs) {

@@ -4,12 +4,23 @@
 // Memory that is used again: what one frame makes lies where that of an earlier one has been.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <memory_resource>
 #include <utility>
 
 namespace platform {
+
+/// Whether nobody but the caller holds it, if it is not null. What the other owners did with it
+/// before they let go is then visible here.
+template <class T>
+bool isUnshared(const std::shared_ptr<T>& held) {
+    if (held.use_count() > 1)
+        return false;
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return true;
+}
 
 /// Any thread may take from it and give back.
 using SharedPool = std::shared_ptr<std::pmr::synchronized_pool_resource>;

@@ -2,25 +2,26 @@
 // Part of Starloom 42.
 #include "tests/platform/capture/Conformance.h"
 
-#include "tests/platform/capture/Recording.h"
-
 #include <algorithm>
 #include <chrono>
 #include <thread>
 
 namespace platform::tests {
-namespace {
 
 using std::chrono::milliseconds;
 
-TEST_P(CaptureConformance, EveryPictureComesWhole) {
-    Recording told;
-    const auto desktop = GetParam()();
+void CaptureConformance::SetUp() {
+    desktop = GetParam()();
     if (!desktop)
         GTEST_SKIP();
     told.start(desktop->capture(), desktop->window());
-    ASSERT_TRUE(told.hears(CaptureEvent::Kind::Started));
     ASSERT_TRUE(told.shows(0, 640, 400));
+}
+
+namespace {
+
+TEST_P(CaptureConformance, EveryPictureComesWhole) {
+    ASSERT_TRUE(told.hears(CaptureEvent::Kind::Started));
     for (std::uint32_t counter = 1; counter <= 30; ++counter) {
         desktop->show(counter);
         ASSERT_TRUE(told.shows(counter, 640, 400)) << counter;
@@ -33,12 +34,6 @@ TEST_P(CaptureConformance, EveryPictureComesWhole) {
 }
 
 TEST_P(CaptureConformance, KeepsItsPaceAndLosesOnlyWhatWasOvertaken) {
-    Recording told;
-    const auto desktop = GetParam()();
-    if (!desktop)
-        GTEST_SKIP();
-    told.start(desktop->capture(), desktop->window());
-    ASSERT_TRUE(told.shows(0, 640, 400));
     constexpr std::uint32_t last = 200;
     for (std::uint32_t counter = 1; counter <= last; ++counter) {
         desktop->show(counter);
@@ -60,12 +55,6 @@ TEST_P(CaptureConformance, KeepsItsPaceAndLosesOnlyWhatWasOvertaken) {
 }
 
 TEST_P(CaptureConformance, AStillWindowIsNotLookedAt) {
-    Recording told;
-    const auto desktop = GetParam()();
-    if (!desktop)
-        GTEST_SKIP();
-    told.start(desktop->capture(), desktop->window());
-    ASSERT_TRUE(told.shows(0, 640, 400));
     std::this_thread::sleep_for(milliseconds(200));
     const auto count = told.pictures().size();
     std::this_thread::sleep_for(milliseconds(500));
@@ -73,12 +62,6 @@ TEST_P(CaptureConformance, AStillWindowIsNotLookedAt) {
 }
 
 TEST_P(CaptureConformance, FollowsTheSize) {
-    Recording told;
-    const auto desktop = GetParam()();
-    if (!desktop)
-        GTEST_SKIP();
-    told.start(desktop->capture(), desktop->window());
-    ASSERT_TRUE(told.shows(0, 640, 400));
     desktop->resize(802, 301, 1);
     EXPECT_TRUE(told.shows(1, 802, 301));
     desktop->resize(320, 500, 2);
@@ -88,22 +71,15 @@ TEST_P(CaptureConformance, FollowsTheSize) {
 }
 
 TEST_P(CaptureConformance, EndsWithTheWindowAndCanBeginAgain) {
-    Recording first;
-    Recording second;
-    const auto desktop = GetParam()();
-    if (!desktop)
-        GTEST_SKIP();
-    first.start(desktop->capture(), desktop->window());
-    ASSERT_TRUE(first.shows(0, 640, 400));
-    second.start(desktop->capture(), desktop->window()); // in place of the first
-    ASSERT_TRUE(second.shows(0, 640, 400));
+    again.start(desktop->capture(), desktop->window()); // in place of the first
+    ASSERT_TRUE(again.shows(0, 640, 400));
     desktop->close();
-    ASSERT_TRUE(second.hears(CaptureEvent::Kind::Stopped));
-    const auto events = second.events();
+    ASSERT_TRUE(again.hears(CaptureEvent::Kind::Stopped));
+    const auto events = again.events();
     EXPECT_FALSE(events.back().description.empty());
     EXPECT_EQ(std::ranges::count(events, CaptureEvent::Kind::Stopped, &CaptureEvent::kind), 1);
     desktop->capture().stop();
-    EXPECT_EQ(second.events().size(), events.size());
+    EXPECT_EQ(again.events().size(), events.size());
 }
 
 } // namespace

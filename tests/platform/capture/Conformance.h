@@ -6,6 +6,7 @@
 #pragma once
 
 #include "platform/capture/WindowCapture.h"
+#include "tests/platform/capture/Recording.h"
 
 #include <gtest/gtest.h>
 
@@ -34,6 +35,14 @@ public:
 /// the log of the test, where the machine cannot have one.
 using MakeCaptureDesktop = std::unique_ptr<CaptureDesktop> (*)();
 
-class CaptureConformance : public testing::TestWithParam<MakeCaptureDesktop> {};
+/// Captures the window and has seen it.
+class CaptureConformance : public testing::TestWithParam<MakeCaptureDesktop> {
+protected:
+    void SetUp() override;
+
+    Recording told; // and those after it outlive the capture
+    Recording again;
+    std::unique_ptr<CaptureDesktop> desktop;
+};
 
 } // namespace platform::tests

@@ -4,6 +4,7 @@
 // What passes between a capture and the portal.
 #include "platform/capture/portal/PortalCapture.h"
 
+#include "tests/platform/capture/Recording.h"
 #include "tests/platform/capture/portal/PortalDesktop.h"
 
 #include <gtest/gtest.h>
@@ -49,7 +50,7 @@ protected:
         return told.ending();
     }
 
-    Told told; // outlives the capture
+    Recording told; // outlives the capture
 
     std::unique_ptr<PortalDesktop> m_desktop;
 };
@@ -75,7 +76,7 @@ TEST_F(PortalCapture, AsksForAWindowOrMonitorWithoutThePointer) {
 TEST_F(PortalCapture, KeepsThePermissionForTheNextTime) {
     for (const char* token : {"first", "second"}) {
         portal().behave([=](auto& behaviour) { behaviour.nextToken = token; });
-        Told one;
+        Recording one;
         one.start(capture());
         ASSERT_TRUE(one.hears(Kind::Started));
         capture().stop();
@@ -85,7 +86,7 @@ TEST_F(PortalCapture, KeepsThePermissionForTheNextTime) {
         EXPECT_EQ(status.st_mode & 0777, 0600U);
     }
     portal().behave([](auto& behaviour) { behaviour.nextToken.clear(); });
-    Told third;
+    Recording third;
     third.start(capture());
     ASSERT_TRUE(third.shows(0));
     capture().stop();
@@ -101,7 +102,7 @@ TEST_F(PortalCapture, BrokenPermissionIsNone) {
 
     portal().behave([](auto& behaviour) { behaviour.rejectsTokens = true; });
     keepToken("one that the portal does not know");
-    Told second;
+    Recording second;
     second.start(capture());
     ASSERT_TRUE(second.shows(0));
     EXPECT_EQ(portal().record().tokens.back(), "");
@@ -109,7 +110,7 @@ TEST_F(PortalCapture, BrokenPermissionIsNone) {
 
     std::filesystem::remove(tokenFile());
     std::filesystem::create_directories(tokenFile() / "inside");
-    Told third;
+    Recording third;
     third.start(capture());
     EXPECT_TRUE(third.shows(0));
     capture().stop();
@@ -129,7 +130,7 @@ TEST_F(PortalCapture, RefusalEndsIt) {
     EXPECT_TRUE(portal().comesTo([](const auto& now) { return now.closedSessions == 1; }));
     EXPECT_EQ(keptToken(), "");
     portal().behave([](auto& behaviour) { behaviour.startResponse = 0; });
-    Told again;
+    Recording again;
     again.start(capture());
     EXPECT_TRUE(again.shows(0));
     capture().stop();
@@ -194,7 +195,7 @@ TEST_F(PortalCapture, StopTakesTheDialogAway) {
 
 TEST_F(PortalCapture, StopAtAnyMoment) {
     for (int i = 0; i < 40; ++i) {
-        Told some;
+        Recording some;
         some.start(capture());
         std::this_thread::sleep_for(std::chrono::microseconds(500 * i));
         capture().stop();

@@ -13,62 +13,6 @@
 
 namespace platform::tests {
 
-void Told::start(WindowCapture& capture, unsigned picturesPerSecond) {
-    capture.start(
-        std::nullopt, picturesPerSecond,
-        [this](const CapturedPicture& picture) {
-            if (whilePictureIsShown)
-                whilePictureIsShown();
-            const Picture seen{readTestPicture(picture), picture.width, picture.height,
-                               picture.scale};
-            const std::lock_guard lock(m_mutex);
-            m_pictures.push_back(seen);
-            m_changed.notify_all();
-        },
-        [this](const CaptureEvent& event) {
-            const std::lock_guard lock(m_mutex);
-            m_events.push_back(event);
-            m_changed.notify_all();
-        });
-}
-
-bool Told::comesTo(const std::function<bool()>& condition) {
-    std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, std::chrono::seconds(10), condition);
-}
-
-bool Told::shows(std::uint32_t counter, std::uint32_t width, std::uint32_t height) {
-    return comesTo([=, this] {
-        return std::ranges::any_of(m_pictures, [=](const Picture& picture) {
-            return picture.counter == counter && picture.width == width && picture.height == height;
-        });
-    });
-}
-
-bool Told::hears(CaptureEvent::Kind kind) {
-    return comesTo([=, this] {
-        return std::ranges::find(m_events, kind, &CaptureEvent::kind) != m_events.end();
-    });
-}
-
-std::vector<Told::Picture> Told::pictures() {
-    const std::lock_guard lock(m_mutex);
-    return m_pictures;
-}
-
-std::vector<CaptureEvent> Told::events() {
-    const std::lock_guard lock(m_mutex);
-    return m_events;
-}
-
-std::string Told::ending() {
-    hears(CaptureEvent::Kind::Stopped);
-    const auto all = events();
-    const bool isOne =
-        std::ranges::count(all, CaptureEvent::Kind::Stopped, &CaptureEvent::kind) == 1;
-    return isOne ? all.back().description : std::string();
-}
-
 std::unique_ptr<PortalDesktop> PortalDesktop::create(std::string& whyNot, StreamShape shape,
                                                      TestPortal::Behaviour behaviour) {
     const PrivateSession* session = PrivateSession::get(whyNot);

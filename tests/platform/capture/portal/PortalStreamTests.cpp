@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // Streams as desktops send them, and as they should not.
+#include "tests/platform/capture/Recording.h"
 #include "tests/platform/capture/portal/PortalDesktop.h"
 
 #include <fcntl.h>
@@ -38,7 +39,7 @@ protected:
     }
     TestStream& stream() { return *m_desktop->stream; }
 
-    Told told; // outlives the capture
+    Recording told; // outlives the capture
 
     std::unique_ptr<PortalDesktop> m_desktop;
 };
@@ -146,11 +147,11 @@ TEST_F(PortalStream, SizeClaimsOfBuffersAreNotBelieved) {
 }
 
 TEST_F(PortalStream, SlowHandlerGetsTheNewestPicture) {
-    Told slow;
+    Recording slow;
     slow.whilePictureIsShown = [] { std::this_thread::sleep_for(milliseconds(50)); };
     if (!start())
         return;
-    slow.start(*m_desktop->capture, 1000);
+    slow.start(*m_desktop->capture, std::nullopt, 1000);
     ASSERT_TRUE(slow.shows(0));
     for (std::uint32_t counter = 1; counter <= 60; ++counter) {
         stream().show(counter);
@@ -167,7 +168,7 @@ TEST_F(PortalStream, SlowHandlerGetsTheNewestPicture) {
 
 TEST_F(PortalStream, StopWaitsForTheHandlerAndNoLonger) {
     std::atomic<bool> isShown = false;
-    Told slow;
+    Recording slow;
     slow.whilePictureIsShown = [&] {
         isShown = true;
         std::this_thread::sleep_for(milliseconds(100));
