@@ -19,19 +19,28 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "release"
 
-# Folder -> project folders whose headers it may include. The longest matching folder counts, and a
-# folder may always include itself.
+# Folder -> project folders whose headers it may include, with what lies below them; "folder/*" is the
+# folder alone. The longest matching folder counts, and a folder may always include what lies in it.
 LAYERS = {
     "platform/base": [],
     "platform": ["platform"],
     "compute/protocol": ["platform/base"],
     "compute/memory": ["platform/base"],
-    "compute/kernel": ["platform/base", "compute/memory"],
-    "compute/metal": ["platform/base", "compute/kernel"],
-    "compute/simd": ["platform/base", "compute/kernel"],
+    "compute/target": ["platform/base"],
+    "compute/kernel": ["platform/base"],
+    "compute/kernel/passes": ["platform/base", "compute/kernel/*", "compute/target"],
+    "compute/kernel/sharing": ["platform/base", "compute/kernel/*", "compute/kernel/passes"],
+    "compute/kernel/containment": ["platform/base", "compute/memory"],
+    "compute/kernel/pipeline": ["platform/base", "compute/kernel", "compute/target"],
+    "compute/metal": ["platform/base", "compute/kernel/*"],
+    "compute/simd/analysis": ["platform/base", "compute/kernel/*", "compute/kernel/passes"],
+    "compute/simd/transform": ["platform/base", "compute/simd/analysis"],
+    "compute/simd/emit": ["platform/base", "compute/kernel/*", "compute/kernel/passes",
+                          "compute/simd/analysis"],
+    "compute/simd": ["platform/base", "compute/kernel", "compute/simd", "compute/target"],
     "compute/workers": [],
     "compute/host": ["platform/base", "compute/kernel", "compute/memory", "compute/simd",
-                     "compute/workers"],
+                     "compute/target", "compute/workers"],
     "compute/service": ["platform/base", "compute"],
     "gpu": ["platform/base"],
     "gpu/Device.cpp": ["gpu", "platform/base"],
@@ -39,10 +48,10 @@ LAYERS = {
     "Shader": ["platform/base", "gpu"],
     "preview": ["platform", "gpu"],
     "LiveCoding": ["platform"],
-    "SL42": ["platform", "gpu", "Shader", "preview", "LiveCoding"],
+    "SL42": ["platform", "gpu", "Shader", "preview", "LiveCoding", "SL42"],
     "cli": ["platform", "gpu", "SL42", "Shader", "preview"],
     "app/help": ["platform/base"],
-    "app": ["platform", "gpu", "SL42", "Shader", "preview", "LiveCoding"],
+    "app": ["platform", "gpu", "SL42", "Shader", "preview", "LiveCoding", "app"],
     "tests": [""],
     "bench": [""],
     "fuzz": [""],
@@ -53,6 +62,7 @@ HIDDEN = ("gpu/host", "gpu/vulkan")
 # External headers and the only folders that may see them.
 EXTERNAL = [
     (r"(llvm|clang)/", ["compute/metal", "compute/kernel", "compute/simd", "compute/host",
+                        "compute/target",
                         "compute/service", "tests/compute"]),
     (r"seccomp\.h", ["compute/service"]),
     (r"vulkan/", ["gpu/vulkan"]),
@@ -89,6 +99,12 @@ def inside(path, folder):
     return folder == "" or path == folder or path.startswith(folder + "/")
 
 
+def reaches(folder, path):
+    if folder.endswith("/*"):
+        return os.path.dirname(path) == folder[:-2]
+    return inside(path, folder)
+
+
 def checkFormat(faults):
     run = subprocess.run(["clang-format-19", "--dry-run", "-Werror", *sources()], cwd=ROOT,
                          capture_output=True, text=True)
@@ -113,10 +129,11 @@ def checkIncludes(faults):
                 continue
             name = match[2]
             if match[1] == '"':
-                own = inside(name, layer) or name.split("/")[0] not in folders
+                own = os.path.dirname(name) == os.path.dirname(path) or (
+                    name.split("/")[0] not in folders)
                 hidden = any(inside(name, h) and not inside(path, h) for h in HIDDEN)
                 privileged = path == "gpu/Device.cpp" or inside(path, "tests")
-                allowed = own or any(inside(name, folder) for folder in LAYERS[layer])
+                allowed = own or any(reaches(folder, name) for folder in LAYERS[layer])
                 if not allowed or (hidden and not privileged):
                     faults.append(f"{path}:{number}: {layer} may not include {name}")
                 continue

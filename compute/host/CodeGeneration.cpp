@@ -2,15 +2,15 @@
 // Part of Starloom 42.
 #include "compute/host/CodeGeneration.h"
 
-#include "compute/host/CutBlocks.h"
-#include "compute/host/RecordPlaces.h"
-#include "compute/host/ShortenLives.h"
+#include "compute/host/RecordSourceLocations.h"
+#include "compute/host/SplitBlocks.h"
+#include "compute/host/SplitLiveRanges.h"
 #include "compute/host/ThreadLoop.h"
-#include "compute/kernel/ConfineAccesses.h"
 #include "compute/kernel/Dump.h"
-#include "compute/kernel/HostTarget.h"
-#include "compute/kernel/VerifyAccesses.h"
+#include "compute/kernel/containment/ConfineAccesses.h"
+#include "compute/kernel/containment/VerifyAccesses.h"
 #include "compute/simd/Vectoriser.h"
+#include "compute/target/HostTarget.h"
 
 #include <llvm/CodeGen/AsmPrinter.h>
 #include <llvm/CodeGen/MachineModuleInfo.h>
@@ -58,7 +58,7 @@ void leaveOutPasses(llvm::TargetPassConfig& passes, const llvm::Module& module) 
 /// As the machine's own addPassesToEmitFile(), which does not let passes be left out and keeps the
 /// printer to itself. Notes places unless `places` is null.
 bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileType type,
-          llvm::SmallVectorImpl<char>& output, PlaceTable* places) {
+          llvm::SmallVectorImpl<char>& output, LocationTable* places) {
     auto& machine = static_cast<llvm::LLVMTargetMachine&>(target);
     llvm::raw_svector_ostream stream(output);
     llvm::legacy::PassManager passes;
@@ -82,7 +82,7 @@ bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileTy
     passes.add(printer);
     const LoopBegins loops = findLoopBegins(module);
     if (places != nullptr)
-        recordPlaces(*printer, loops, prepareSymbol, *places);
+        recordSourceLocations(*printer, loops, prepareSymbol, *places);
     passes.add(llvm::createFreeMachineFunctionPass());
     passes.run(module);
     return true;
@@ -120,10 +120,10 @@ void traceScalar(const std::string& kernel, const std::string& reason) {
 std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& kernel,
                                                 llvm::Function& function,
                                                 kernel::Analyses& analyses) {
-    if (kernel::hostLanes() == 1)
+    if (target::hostLanes() == 1)
         return nullptr;
-    auto made = simd::Vectoriser::analyse(function, analyses, kernel::hostLanes(),
-                                          kernel::hostVectorsInFlight());
+    auto made = simd::Vectoriser::analyse(function, analyses, target::hostLanes(),
+                                          target::hostVectorsInFlight());
     if (made)
         return std::move(*made);
     traceScalar(kernel.name, made.error().message);
@@ -179,8 +179,8 @@ platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& k
                         .placement = SL42_TRY(confine(*kernel.module, loop))};
     for (llvm::Function& made : *kernel.module)
         if (!made.isDeclaration()) {
-            cutBlocks(made);
-            shortenLives(made);
+            splitBlocks(made);
+            splitLiveRanges(made);
         }
     // It runs once for a whole grid: what counts is that it is there soon.
     loop.prepare.addFnAttr(llvm::Attribute::OptimizeNone);
@@ -192,13 +192,13 @@ platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& k
 
 platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
                                              const kernel::Dump* dump) {
-    const kernel::HostTargetMachine target = kernel::takeHostTargetMachine();
+    const target::HostTargetMachine target = target::takeHostTargetMachine();
     TileFunction tile = SL42_TRY(makeTileFunction(kernel, *target, dump));
     dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
     SL42_TRY_VOID(kernel::verifyAccesses(*kernel.module));
     dumpAssembly(dump, *kernel.module, *target, kernel.name);
     llvm::SmallString<0> object;
-    PlaceTable places;
+    LocationTable places;
     if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object, &places) ||
         !readOffsets({object.str(), kernel.name}, places))
         return platform::Error{"no machine code can be generated for this processor"};
@@ -206,7 +206,7 @@ platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
     MachineCode code = SL42_TRY(MachineCode::link({object.str(), kernel.name}, symbols));
     const auto origin = reinterpret_cast<std::uintptr_t>(code.entry(PrepareEntry));
     return GeneratedCode{.code = std::move(code),
-                         .places = CodePlaces(std::move(places), origin),
+                         .places = SourceLocations(std::move(places), origin),
                          .commonBytes = tile.commonBytes,
                          .placement = std::move(tile.placement)};
 }

@@ -4,17 +4,17 @@
 // From a canonical kernel to machine code in memory.
 #pragma once
 
-#include "compute/host/CodePlaces.h"
 #include "compute/host/MachineCode.h"
 #include "compute/host/PlaceVariables.h"
-#include "compute/kernel/Canonical.h"
+#include "compute/host/SourceLocations.h"
+#include "compute/kernel/pipeline/Canonical.h"
 
 namespace compute::host {
 
 struct GeneratedCode {
     MachineCode code;
-    CodePlaces places;    ///< of the code where it lies
-    unsigned commonBytes; ///< of memory that the threads of a grid have in common
+    SourceLocations places; ///< of the code where it lies
+    unsigned commonBytes;   ///< of memory that the threads of a grid have in common
     Placement placement;
 };
 

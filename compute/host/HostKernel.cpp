@@ -5,8 +5,8 @@
 #include "compute/host/CodeGeneration.h"
 #include "compute/host/LeasedMemory.h"
 #include "compute/host/ThreadLoop.h"
-#include "compute/kernel/BindParameters.h"
-#include "compute/kernel/HostTarget.h"
+#include "compute/kernel/passes/BindParameters.h"
+#include "compute/target/HostTarget.h"
 #include "compute/workers/Workers.h"
 #include "platform/base/Fatal.h"
 
@@ -76,7 +76,7 @@ public:
         if (grid.height * grid.depth == 1)
             m_width = std::min(m_width, std::max(64u, (grid.width + 15) / 16));
         // Whole vectors, except at the end of a row.
-        m_width = (m_width + kernel::mostLanes - 1) / kernel::mostLanes * kernel::mostLanes;
+        m_width = (m_width + target::mostLanes - 1) / target::mostLanes * target::mostLanes;
         m_height = std::clamp(threadsPerTile / m_width, 1u, grid.height);
         m_columns = (grid.width + m_width - 1) / m_width;
         m_rows = (grid.height + m_height - 1) / m_height;
@@ -141,7 +141,7 @@ public:
     const std::vector<kernel::Parameter>& parameters() const override { return m_parameters; }
     double optimiserMilliseconds() const override { return m_optimiserMilliseconds; }
     double codeGenerationMilliseconds() const override { return m_codeGenerationMilliseconds; }
-    const CodePlaces& places() const override { return m_places; }
+    const SourceLocations& places() const override { return m_places; }
 
     Fingerprint fingerprint() const override { return m_fingerprint; }
 
@@ -195,7 +195,7 @@ private:
     double m_optimiserMilliseconds;
     double m_codeGenerationMilliseconds;
     MachineCode m_code;
-    CodePlaces m_places;
+    SourceLocations m_places;
     Fingerprint m_fingerprint;
     Block m_tables; ///< null when all of them lie with the code
     mutable LeasedMemory m_commonMemory;
@@ -241,7 +241,7 @@ platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel k
 void warmUp() {
     if (auto region = memory::AddressRegion::get(); !region)
         platform::fatalError(region.error().message);
-    kernel::initialiseHostTarget();
+    target::initialiseHostTarget();
     workers::start(nullptr);
     compileTrivialKernel();
 }

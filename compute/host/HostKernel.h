@@ -4,10 +4,10 @@
 // A kernel as machine code of this processor, and running it over a grid on all cores.
 #pragma once
 
-#include "compute/host/CodePlaces.h"
 #include "compute/host/MachineCode.h"
-#include "compute/kernel/Canonical.h"
+#include "compute/host/SourceLocations.h"
 #include "compute/kernel/TextureView.h"
+#include "compute/kernel/pipeline/Canonical.h"
 #include "platform/base/Result.h"
 
 #include <array>
@@ -43,7 +43,7 @@ public:
     virtual double optimiserMilliseconds() const = 0;
     virtual double codeGenerationMilliseconds() const = 0;
     /// Which lines its code came from. Lives as long as this.
-    virtual const CodePlaces& places() const = 0;
+    virtual const SourceLocations& places() const = 0;
     /// Runs the kernel once per thread of `grid`, spread over all cores in tiles, and returns when
     /// all are done. Every binding that parameters() names must be there.
     void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup) const {

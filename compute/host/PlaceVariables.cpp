@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/PlaceVariables.h"
 
-#include "compute/kernel/AddressRanges.h"
+#include "compute/kernel/containment/AddressRanges.h"
 
 #include <llvm/ADT/DenseMap.h>
 #include <llvm/ADT/SetVector.h>

@@ -2,12 +2,12 @@
 // Part of Starloom 42.
 #include "compute/host/ThreadLoop.h"
 
-#include "compute/host/CommonValues.h"
+#include "compute/host/HoistedValues.h"
 #include "compute/host/Hoisting.h"
+#include "compute/host/IterationTables.h"
 #include "compute/host/PlaceVariables.h"
-#include "compute/host/RoundTables.h"
-#include "compute/kernel/AddressRanges.h"
-#include "compute/kernel/BindParameters.h"
+#include "compute/kernel/containment/AddressRanges.h"
+#include "compute/kernel/passes/BindParameters.h"
 
 #include <llvm/IR/IRBuilder.h>
 
@@ -126,7 +126,7 @@ unsigned makeRoundTables(const LoopNest& nest, llvm::Function& kernel, kernel::A
     constexpr unsigned maxRoundsOfRow = 32;
     constexpr unsigned maxBytes = 24u << 10;
     constexpr unsigned maxBytesOfRow = 2048;
-    RoundTables tables(kernel, analyses, hoisting);
+    IterationTables tables(kernel, analyses, hoisting);
     TableMemory common{.written = *nest.prepare->getArg(Common),
                        .read = *nest.tile->getArg(Common),
                        .maxBytes = maxBytes};
@@ -156,7 +156,7 @@ unsigned fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hois
             });
         kernel.getArg(argument)->replaceAllUsesWith(nest.tile->getArg(argument));
     }
-    CommonValues values(*nest.prepare->getArg(Common), *nest.tile->getArg(Common), bytes);
+    HoistedValues values(*nest.prepare->getArg(Common), *nest.tile->getArg(Common), bytes);
     for (llvm::Instruction& instruction : *nest.blocks[PerDispatch])
         if (!instruction.getType()->isVoidTy())
             values.share(instruction);

@@ -3,9 +3,10 @@
 //
 // Which addresses kernels may use. All memory that they can reach lies in one region of the address
 // space and nothing else does: no stack, no heap, no code. Machine code is made so that it keeps to
-// the region whatever a program computes (compute/kernel/ConfineAccesses.h), as WebAssembly engines
-// do it: an offset from a pointer into the region reaches no further than what is reserved around
-// the region, and any other pointer has its upper bits replaced by those of the region.
+// the region whatever a program computes (compute/kernel/containment/ConfineAccesses.h), as
+// WebAssembly engines do it: an offset from a pointer into the region reaches no further than what
+// is reserved around the region, and any other pointer has its upper bits replaced by those of the
+// region.
 #pragma once
 
 #include <cstdint>

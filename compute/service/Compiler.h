@@ -5,7 +5,7 @@
 // kernels and compilers misbehave can be tested with one that does so on purpose.
 #pragma once
 
-#include "compute/host/CodePlaces.h"
+#include "compute/host/SourceLocations.h"
 #include "compute/kernel/TextureView.h"
 #include "compute/protocol/Protocol.h"
 #include "platform/base/Result.h"
@@ -37,7 +37,7 @@ public:
                      protocol::Extent threadsPerThreadgroup, std::uint32_t begin,
                      std::uint32_t end) const = 0;
     /// Which lines its code came from; null when nobody knows. Lives as long as this.
-    virtual const host::CodePlaces* places() const { return nullptr; }
+    virtual const host::SourceLocations* places() const { return nullptr; }
 };
 
 /// A program text that compiled.

@@ -3,7 +3,7 @@
 #include "compute/service/KernelCompiler.h"
 
 #include "compute/host/HostKernel.h"
-#include "compute/kernel/ExtractKernel.h"
+#include "compute/kernel/pipeline/ExtractKernel.h"
 #include "compute/metal/Frontend.h"
 
 #include <cstdio>
@@ -72,7 +72,7 @@ public:
         const auto [low, high] = m_kernel->fingerprint();
         return {low, high};
     }
-    const host::CodePlaces* places() const override { return &m_kernel->places(); }
+    const host::SourceLocations* places() const override { return &m_kernel->places(); }
     void run(const Bindings& bindings, protocol::Extent threads,
              protocol::Extent threadsPerThreadgroup, std::uint32_t begin,
              std::uint32_t end) const override {

@@ -15,7 +15,7 @@
 
 namespace compute::service {
 
-using host::CodePlaces;
+using host::SourceLocations;
 using host::Stand;
 
 namespace {
@@ -40,7 +40,7 @@ constexpr std::size_t maxThreads = 1024;
 std::array<KernelThread, maxThreads> threads;
 std::atomic<std::uint32_t> threadCount = 0;
 thread_local KernelThread* thisThread = nullptr;
-std::atomic<const CodePlaces*> running = nullptr;
+std::atomic<const SourceLocations*> running = nullptr;
 std::atomic<std::uint32_t> question = 0;
 
 constexpr int questionSignal = SIGUSR1;
@@ -79,7 +79,7 @@ std::span<const std::uintptr_t> stackOf(const KernelThread& thread, const void* 
 }
 
 bool findStand(const void* context, Stand& stand) {
-    const CodePlaces* places = running.load();
+    const SourceLocations* places = running.load();
     return places != nullptr && thisThread != nullptr &&
            places->find(programCounter(context), stackOf(*thisThread, context), stand);
 }
@@ -234,7 +234,7 @@ void addKernelThread() {
     thisThread = &thread;
 }
 
-RunningKernel::RunningKernel(const CodePlaces* places) {
+RunningKernel::RunningKernel(const SourceLocations* places) {
     running = places;
 }
 
@@ -277,7 +277,7 @@ void writeHangingPlace(protocol::StatusPage& page) {
     Observed observed = observe(start + timeForQuestions);
     if (observed.loops > 1)
         follow(observed, start + timeForAll);
-    const CodePlaces* places = running.load();
+    const SourceLocations* places = running.load();
     if (observed.times == 0 || places == nullptr)
         return;
     Lines lines{};

@@ -5,7 +5,7 @@
 // thread that may never come back is found out in signal handlers.
 #pragma once
 
-#include "compute/host/CodePlaces.h"
+#include "compute/host/SourceLocations.h"
 #include "compute/protocol/StatusPage.h"
 
 namespace compute::service {
@@ -17,7 +17,7 @@ void addKernelThread();
 /// them. One at a time.
 class RunningKernel {
 public:
-    explicit RunningKernel(const host::CodePlaces* places);
+    explicit RunningKernel(const host::SourceLocations* places);
     ~RunningKernel();
     RunningKernel(const RunningKernel&) = delete;
     RunningKernel& operator=(const RunningKernel&) = delete;

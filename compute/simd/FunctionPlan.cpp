@@ -2,10 +2,10 @@
 // Part of Starloom 42.
 #include "compute/simd/FunctionPlan.h"
 
-#include "compute/kernel/HostTarget.h"
-#include "compute/simd/CommonConditions.h"
-#include "compute/simd/CommonDivisors.h"
-#include "compute/simd/WidenControl.h"
+#include "compute/simd/emit/WidenControl.h"
+#include "compute/simd/transform/UniformConditions.h"
+#include "compute/simd/transform/UniformDivisors.h"
+#include "compute/target/HostTarget.h"
 
 #include <llvm/IR/InstIterator.h>
 #include <llvm/Transforms/Utils/BasicBlockUtils.h>
@@ -55,11 +55,11 @@ FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters
     do
         analyseControl();
     while (m_memory.refute(*m_uniformity, *m_tree, m_dominators));
-    if (splitCommonConditions(function, *m_uniformity, m_dominators, m_loops)) {
+    if (splitUniformConditions(function, *m_uniformity, m_dominators, m_loops)) {
         findBlocks();
         analyseControl();
     }
-    if (kernel::hostLanes() > lanesWithoutFusing && divideByReciprocals(function, *m_uniformity))
+    if (target::hostLanes() > lanesWithoutFusing && divideByReciprocals(function, *m_uniformity))
         analyseControl();
     m_strides = std::make_unique<Strides>(function, m_loops, *m_uniformity, m_memory, m_parameters);
     m_groups = std::make_unique<AccessGroups>(function, *m_strides, m_memory);

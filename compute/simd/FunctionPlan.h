@@ -5,10 +5,10 @@
 // lane, where threads part and meet again, how its memory is kept.
 #pragma once
 
-#include "compute/simd/AccessGroups.h"
-#include "compute/simd/ControlTree.h"
-#include "compute/simd/Pressure.h"
-#include "compute/simd/WideCalls.h"
+#include "compute/simd/analysis/AccessGroups.h"
+#include "compute/simd/analysis/ControlTree.h"
+#include "compute/simd/analysis/RegisterPressure.h"
+#include "compute/simd/emit/WideCalls.h"
 
 namespace compute::simd {
 
@@ -23,7 +23,9 @@ public:
     std::optional<std::int64_t> stride(const llvm::Value* value) const {
         return m_strides->of(value);
     }
-    Pressure pressure() const { return pressureOf(m_function, m_loops, *m_strides); }
+    RegisterPressure pressure() const {
+        return registerPressureOf(m_function, m_loops, *m_strides);
+    }
     unsigned depth() const { return m_tree->depth(); }
     /// Bytes of the private arrays that differ by lane.
     std::uint64_t privateBytes(unsigned lanes) const { return m_memory.bytes(lanes); }

@@ -2,9 +2,10 @@
 // Part of Starloom 42.
 #include "compute/simd/Vectoriser.h"
 
-#include "compute/kernel/BindParameters.h"
+#include "compute/kernel/Calls.h"
+#include "compute/kernel/passes/BindParameters.h"
 #include "compute/simd/FunctionPlan.h"
-#include "compute/simd/WidenArithmetic.h"
+#include "compute/simd/emit/WidenArithmetic.h"
 
 #include <llvm/IR/InstIterator.h>
 #include <llvm/Transforms/Utils/LCSSA.h>
@@ -53,7 +54,7 @@ private:
             return;
         for (const llvm::Instruction& instruction : llvm::instructions(function))
             if (const auto* call = llvm::dyn_cast<llvm::CallInst>(&instruction);
-                call && isCallOfProgram(*call))
+                call && kernel::isCallOfProgram(*call))
                 visit(*call->getCalledFunction());
         m_calleesFirst.push_back(&function);
     }
@@ -134,7 +135,7 @@ constexpr unsigned quickToCompile = 1000;
 
 /// Whether several vectors in flight find registers, and something to do while one of them waits.
 /// By measurement of some forty kernels: those with more of what they wait for in vain were slower.
-bool gainsFromSeveral(const Pressure& pressure) {
+bool gainsFromSeveral(const RegisterPressure& pressure) {
     constexpr unsigned registers = 32;
     constexpr unsigned littleWork = 3;
     constexpr unsigned fewScattered = 3;
@@ -154,7 +155,7 @@ public:
                 m_plans.empty() ? kernelParameters() : parametersOf(*function, m_plans)));
     }
 
-    platform::Result<void> chooseLanes(unsigned lanes, kernel::VectorsInFlight vectors) {
+    platform::Result<void> chooseLanes(unsigned lanes, target::VectorsInFlight vectors) {
         for (const auto& plan : m_plans)
             if (plan->depth() > maxDepth)
                 return platform::Error{"its blocks are nested too deeply"};
@@ -220,7 +221,7 @@ private:
 platform::Result<std::unique_ptr<Vectoriser>> Vectoriser::analyse(llvm::Function& kernel,
                                                                   kernel::Analyses& analyses,
                                                                   unsigned lanes,
-                                                                  kernel::VectorsInFlight vectors) {
+                                                                  target::VectorsInFlight vectors) {
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::LoopSimplifyPass());
     passes.addPass(llvm::LCSSAPass());

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "compute/kernel/Analyses.h"
-#include "compute/kernel/HostTarget.h"
+#include "compute/target/HostTarget.h"
 #include "platform/base/Result.h"
 
 #include <llvm/IR/Function.h>
@@ -31,7 +31,7 @@ public:
     static platform::Result<std::unique_ptr<Vectoriser>> analyse(llvm::Function& kernel,
                                                                  kernel::Analyses& analyses,
                                                                  unsigned lanes,
-                                                                 kernel::VectorsInFlight vectors);
+                                                                 target::VectorsInFlight vectors);
 
     virtual ~Vectoriser() = default;
     /// Of all vectors that are in flight together.

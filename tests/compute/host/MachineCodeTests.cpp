@@ -4,7 +4,7 @@
 // Executable memory, and what generated code may call.
 #include "compute/host/MachineCode.h"
 #include "compute/host/RuntimeFunctions.h"
-#include "compute/kernel/HostTarget.h"
+#include "compute/target/HostTarget.h"
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
@@ -23,11 +23,11 @@ using namespace compute;
 
 /// An object file made from intermediate code, past all our checks.
 llvm::SmallString<0> makeObject(const char* text) {
-    kernel::initialiseHostTarget();
+    target::initialiseHostTarget();
     llvm::LLVMContext context;
     llvm::SMDiagnostic diagnostic;
     auto module = llvm::parseAssemblyString(text, diagnostic, context);
-    const auto target = kernel::takeHostTargetMachine();
+    const auto target = target::takeHostTargetMachine();
     module->setDataLayout(target->createDataLayout());
     llvm::SmallString<0> object;
     llvm::raw_svector_ostream stream(object);

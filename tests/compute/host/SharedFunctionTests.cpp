@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // Large kernels: functions that are called instead of copied, and values that live long.
-#include "compute/kernel/Canonical.h"
-#include "compute/kernel/HostTarget.h"
+#include "compute/kernel/pipeline/Canonical.h"
+#include "compute/target/HostTarget.h"
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
@@ -142,7 +142,7 @@ void expectSameWhenShared(const std::string& body, const std::string& function) 
 }
 
 TEST(SharedFunctionTests, CallsDoWhatCopiesDo) {
-    kernel::initialiseHostTarget();
+    target::initialiseHostTarget();
     expectSameWhenShared(calls, stepFunction());
 }
 
@@ -154,7 +154,7 @@ struct SharingCase {
 };
 
 TEST(SharedFunctionTests, OnlyWhatIsPassedValuesIsShared) {
-    kernel::initialiseHostTarget();
+    target::initialiseHostTarget();
     const LargeFrom limit("0");
     const SharingCase cases[] = {
         {"fixed offsets", "ptr %m, ptr %n", "%v0 = load i32, ptr %p store i32 1, ptr %q", 2},
@@ -191,7 +191,7 @@ TEST(SharedFunctionTests, OnlyWhatIsPassedValuesIsShared) {
 }
 
 TEST(SharedFunctionTests, TheQuestionWhetherThereIsWorkIsCopied) {
-    kernel::initialiseHostTarget();
+    target::initialiseHostTarget();
     // What is read at an index keeps a whole function from being shared, so it comes first.
     const std::string function = R"(
     define void @draw(ptr %m, ptr %letters, i32 %k) {

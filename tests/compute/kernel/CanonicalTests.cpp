@@ -2,12 +2,12 @@
 // Part of Starloom 42.
 //
 // The pipeline as a whole: what it refuses, what it leaves behind, how its time grows.
-#include "compute/kernel/Canonical.h"
+#include "compute/kernel/pipeline/Canonical.h"
 
 #include "compute/kernel/Dump.h"
-#include "compute/kernel/ExtractKernel.h"
-#include "compute/kernel/HostTarget.h"
-#include "compute/kernel/Passes.h"
+#include "compute/kernel/pipeline/ExtractKernel.h"
+#include "compute/kernel/pipeline/Passes.h"
+#include "compute/target/HostTarget.h"
 #include "tests/ScratchFolder.h"
 #include "tests/compute/kernel/ProgramText.h"
 
@@ -29,7 +29,7 @@ using namespace compute::kernel;
 
 class CanonicalTests : public testing::Test {
 protected:
-    static void SetUpTestSuite() { initialiseHostTarget(); }
+    static void SetUpTestSuite() { compute::target::initialiseHostTarget(); }
 };
 
 TEST_F(CanonicalTests, OneFunctionIsLeft) {

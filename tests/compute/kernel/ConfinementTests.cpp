@@ -3,8 +3,8 @@
 //
 // Which accesses count as confined, on small functions: what is proven is left alone, what is not
 // is refused, and what only has a wild address is refused no longer once that is confined.
-#include "compute/kernel/ConfineAccesses.h"
-#include "compute/kernel/VerifyAccesses.h"
+#include "compute/kernel/containment/ConfineAccesses.h"
+#include "compute/kernel/containment/VerifyAccesses.h"
 
 #include <gtest/gtest.h>
 #include <llvm/AsmParser/Parser.h>

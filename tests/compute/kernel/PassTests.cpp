@@ -2,9 +2,9 @@
 // Part of Starloom 42.
 //
 // Single passes on small functions: what each one must have changed, and must not have.
-#include "compute/kernel/ExtractKernel.h"
-#include "compute/kernel/HostTarget.h"
-#include "compute/kernel/Passes.h"
+#include "compute/kernel/pipeline/ExtractKernel.h"
+#include "compute/kernel/pipeline/Passes.h"
+#include "compute/target/HostTarget.h"
 #include "tests/compute/kernel/ProgramText.h"
 
 #include <gtest/gtest.h>
@@ -28,8 +28,8 @@ using namespace compute::kernel;
 class Bench {
 public:
     explicit Bench(Program program) : m_program(std::move(program)) {
-        initialiseHostTarget();
-        m_target = takeHostTargetMachine();
+        compute::target::initialiseHostTarget();
+        m_target = compute::target::takeHostTargetMachine();
         m_analyses.emplace(*m_target);
         m_context.emplace(PassContext{.module = *m_program.module,
                                       .target = *m_target,
@@ -69,7 +69,7 @@ public:
 private:
     Program m_program;
     ConstantValues m_values;
-    HostTargetMachine m_target;
+    compute::target::HostTargetMachine m_target;
     std::optional<Analyses> m_analyses;
     std::optional<PassContext> m_context;
 };
@@ -79,7 +79,7 @@ bool contains(const std::string& text, const char* part) {
 }
 
 constexpr std::initializer_list<std::string_view> untilInlined = {
-    "bindParameters", "adoptHostTarget", "defineArithmetic", "inlineCalls"};
+    "bindParameters", "adoptTarget", "defineArithmetic", "inlineCalls"};
 
 TEST(PassTests, AdoptHostTargetForgetsPromises) {
     Bench bench(tests::makeOneDimensional(R"(
@@ -98,7 +98,7 @@ TEST(PassTests, AdoptHostTargetForgetsPromises) {
         !1 = distinct !{!1, !2, !3}
         !2 = !{!"llvm.loop.mustprogress"}
         !3 = !{!"llvm.loop.unroll.full"})"));
-    ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget"}), "");
+    ASSERT_EQ(bench.run({"bindParameters", "adoptTarget"}), "");
     const std::string text = bench.text();
     for (const char* promise : {"inbounds", "align 64", "!range", "nnan", "ninf", "nsw", "noundef",
                                 "nonnull", "dereferenceable", "mustprogress", "spir"})
@@ -234,7 +234,7 @@ TEST(PassTests, ControlFlowTakesTheCanonicalShape) {
         ret void
     leave:
         ret void)"));
-    ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget", "defineArithmetic", "inlineCalls",
+    ASSERT_EQ(bench.run({"bindParameters", "adoptTarget", "defineArithmetic", "inlineCalls",
                          "foldInitialisers", "boundIndices", "promote", "shapeControlFlow"}),
               "");
     unsigned returns = 0;
@@ -306,9 +306,9 @@ TEST(PassTests, MergeBytesMakesWordsOfWhatLiesSideBySide) {
                  {"a gap", "", "7", true, false}};
     for (const auto& one : cases) {
         Bench bench(tests::makeOneDimensional(copyOfBytes(one.between, one.last)));
-        ASSERT_EQ(bench.run({"bindParameters", "adoptHostTarget", "inlineCalls", "mergeBytes",
-                             "widenHalf"}),
-                  "");
+        ASSERT_EQ(
+            bench.run({"bindParameters", "adoptTarget", "inlineCalls", "mergeBytes", "widenHalf"}),
+            "");
         const std::string text = bench.text();
         EXPECT_EQ(contains(text, "load i32, ptr %"), one.hasWordLoad) << one.title << text;
         EXPECT_EQ(contains(text, "store i32 %"), one.hasWordStore) << one.title << text;

@@ -14,8 +14,8 @@ namespace tests {
 using namespace compute;
 
 KernelText::KernelText(const std::string& body) {
-    kernel::initialiseHostTarget();
-    m_target = kernel::takeHostTargetMachine();
+    target::initialiseHostTarget();
+    m_target = target::takeHostTargetMachine();
     const std::string text =
         "define void @kernel(ptr noalias readonly %bindings, ptr noalias readonly %grid, i32 %x, "
         "i32 %y, i32 %z) {\n" +

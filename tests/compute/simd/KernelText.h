@@ -5,9 +5,9 @@
 #pragma once
 
 #include "compute/kernel/Analyses.h"
-#include "compute/kernel/HostTarget.h"
-#include "compute/simd/PrivateMemory.h"
-#include "compute/simd/Strides.h"
+#include "compute/simd/analysis/PrivateMemory.h"
+#include "compute/simd/analysis/Strides.h"
+#include "compute/target/HostTarget.h"
 
 #include <llvm/IR/Module.h>
 
@@ -32,7 +32,7 @@ public:
 private:
     llvm::LLVMContext m_context;
     std::unique_ptr<llvm::Module> m_module;
-    compute::kernel::HostTargetMachine m_target;
+    compute::target::HostTargetMachine m_target;
     std::optional<compute::kernel::Analyses> m_analyses;
 };
 

@@ -169,7 +169,7 @@ TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
 }
 
 TEST(WideningTests, TwoVectorsGoTogetherWhereTheyDoNotWaitForMemory) {
-    const auto lanes = [](const std::string& round, kernel::VectorsInFlight vectors) {
+    const auto lanes = [](const std::string& round, target::VectorsInFlight vectors) {
         KernelText kernel(place + R"(
             %start = sitofp i32 %x to float
             %long = zext i32 %x to i64

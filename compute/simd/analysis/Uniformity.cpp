@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/simd/analysis/Uniformity.h"
+
+#include "compute/kernel/passes/BindParameters.h"
+#include "compute/simd/analysis/DivergentJoins.h"
+
+#include <llvm/Analysis/TargetTransformInfoImpl.h>
+#include <llvm/IR/Dominators.h>
+#include <llvm/IR/InstIterator.h>
+#include <llvm/IR/Module.h>
+
+namespace compute::simd {
+namespace {
+
+/// All that the analysis asks of a target.
+class Lanes final : public llvm::TargetTransformInfoImplCRTPBase<Lanes> {
+public:
+    Lanes(const llvm::DataLayout& layout, const ValueSet& sources)
+        : TargetTransformInfoImplCRTPBase(layout), m_sources(sources) {}
+
+    bool hasBranchDivergence(const llvm::Function*) const { return true; }
+    bool isSourceOfDivergence(const llvm::Value* value) const { return m_sources.contains(value); }
+
+private:
+    const ValueSet& m_sources;
+};
+
+/// Threads that do the same atomic operation get different results; so may two threads that read
+/// memory which others are writing.
+bool isOrdered(const llvm::Instruction& instruction) {
+    if (const auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction))
+        return !load->isSimple();
+    return llvm::isa<llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(instruction);
+}
+
+/// Adds what meets where threads come together again, as far as the analysis missed it: LLVM 19
+/// stops too early when one of the ways behind a branch holds a branch that all threads take
+/// together and the other one a loop, and when all threads that are left in a loop leave it at
+/// once while others left before. Returns whether there was any.
+bool addMissedJoins(llvm::Function& kernel, const llvm::DominatorTree& dominators,
+                    const llvm::UniformityInfo& info, ValueSet& sources) {
+    const std::size_t before = sources.size();
+    const auto add = [&](const std::vector<llvm::BasicBlock*>& joins) {
+        for (llvm::BasicBlock* join : joins)
+            for (llvm::PHINode& phi : join->phis())
+                if (!info.isDivergent(&phi) && !phi.hasConstantOrUndefValue())
+                    sources.insert(&phi);
+    };
+    const DivergentJoins joins(kernel, dominators);
+    llvm::SmallPtrSet<const llvm::Loop*, 8> left;
+    for (llvm::BasicBlock& block : kernel)
+        if (info.isDivergent(block.getTerminator())) {
+            add(joins.behind(block));
+            for (const llvm::Loop* loop : joins.leftBy(block))
+                left.insert(loop);
+        }
+    for (const llvm::Loop* loop : left)
+        add(joins.behind(*loop));
+    return sources.size() > before;
+}
+
+} // namespace
+
+ParameterStrides kernelParameters() {
+    ParameterStrides strides(kernel::ZArgument + 1, 0);
+    strides[kernel::XArgument] = 1;
+    return strides;
+}
+
+Uniformity::Uniformity(llvm::Function& function, const ValueSet& varyingMemory,
+                       const ParameterStrides& parameters)
+    : m_sources(varyingMemory) {
+    for (const llvm::Argument& parameter : function.args())
+        if (parameters[parameter.getArgNo()] != 0)
+            m_sources.insert(&parameter);
+    for (const llvm::Instruction& instruction : llvm::instructions(function))
+        if (isOrdered(instruction))
+            m_sources.insert(&instruction);
+    m_analyses.registerPass([] { return llvm::PassInstrumentationAnalysis(); });
+    m_analyses.registerPass([] { return llvm::DominatorTreeAnalysis(); });
+    m_analyses.registerPass([] { return llvm::CycleAnalysis(); });
+    m_analyses.registerPass([] { return llvm::UniformityInfoAnalysis(); });
+    m_analyses.registerPass([&] {
+        return llvm::TargetIRAnalysis([&](const llvm::Function& of) {
+            return llvm::TargetTransformInfo(Lanes(of.getParent()->getDataLayout(), m_sources));
+        });
+    });
+    do {
+        m_analyses.clear();
+        m_info = &m_analyses.getResult<llvm::UniformityInfoAnalysis>(function);
+    } while (addMissedJoins(function, m_analyses.getResult<llvm::DominatorTreeAnalysis>(function),
+                            *m_info, m_sources));
+}
+
+} // namespace compute::simd

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/simd/emit/LaneBuilder.h"
+
+namespace compute::simd {
+
+llvm::Type* LaneBuilder::wideType(llvm::Type* type) const {
+    auto* structure = llvm::dyn_cast<llvm::StructType>(type);
+    if (structure == nullptr)
+        return llvm::FixedVectorType::get(type, m_lanes);
+    llvm::SmallVector<llvm::Type*> elements;
+    for (llvm::Type* element : structure->elements())
+        elements.push_back(wideType(element));
+    return llvm::StructType::get(type->getContext(), elements);
+}
+
+llvm::Constant* LaneBuilder::laneNumbers(llvm::Type* type, std::int64_t step) const {
+    llvm::SmallVector<llvm::Constant*> numbers;
+    for (unsigned i = 0; i < m_lanes; ++i)
+        numbers.push_back(
+            llvm::ConstantInt::get(type, static_cast<std::uint64_t>(step * i), /*isSigned=*/true));
+    return llvm::ConstantVector::get(numbers);
+}
+
+llvm::Value* LaneBuilder::broadcast(llvm::Value* value) {
+    auto* structure = llvm::dyn_cast<llvm::StructType>(value->getType());
+    if (structure == nullptr)
+        return CreateVectorSplat(m_lanes, value);
+    llvm::Value* wide = llvm::PoisonValue::get(wideType(structure));
+    for (unsigned i = 0; i < structure->getNumElements(); ++i)
+        wide = CreateInsertValue(wide, broadcast(CreateExtractValue(value, i)), i);
+    return wide;
+}
+
+// Selects, where an "and" would let an undefined lane of the condition through.
+llvm::Value* LaneBuilder::both(llvm::Value* mask, llvm::Value* condition) {
+    return CreateSelect(mask, condition, noLanes());
+}
+
+llvm::Value* LaneBuilder::butNot(llvm::Value* mask, llvm::Value* condition) {
+    return CreateSelect(mask, CreateNot(condition), noLanes());
+}
+
+llvm::Value* LaneBuilder::either(llvm::Value* first, llvm::Value* second) {
+    return CreateOr(first, second);
+}
+
+llvm::Value* LaneBuilder::bits(llvm::Value* mask) {
+    return CreateBitCast(mask, getIntNTy(m_lanes));
+}
+
+llvm::Value* LaneBuilder::any(llvm::Value* mask) {
+    return CreateICmpNE(bits(mask), getIntN(m_lanes, 0));
+}
+
+llvm::Value* LaneBuilder::firstLane(llvm::Value* mask) {
+    llvm::Value* number = CreateBinaryIntrinsic(llvm::Intrinsic::cttz,
+                                                CreateZExt(bits(mask), getInt64Ty()), getTrue());
+    return number;
+}
+
+llvm::Value* LaneBuilder::lastLane(llvm::Value* mask) {
+    llvm::Value* zeros = CreateBinaryIntrinsic(llvm::Intrinsic::ctlz,
+                                               CreateZExt(bits(mask), getInt64Ty()), getTrue());
+    return CreateSub(getInt64(63), zeros);
+}
+
+llvm::Value* LaneBuilder::blend(llvm::Value* mask, llvm::Value* value, llvm::Value* other) {
+    if (value == other)
+        return value;
+    auto* structure = llvm::dyn_cast<llvm::StructType>(value->getType());
+    if (structure == nullptr)
+        return CreateSelect(mask, value, other);
+    llvm::Value* blended = llvm::PoisonValue::get(structure);
+    for (unsigned i = 0; i < structure->getNumElements(); ++i)
+        blended = CreateInsertValue(
+            blended, blend(mask, CreateExtractValue(value, i), CreateExtractValue(other, i)), i);
+    return blended;
+}
+
+llvm::Value* LaneBuilder::lane(llvm::Value* wide, llvm::Value* number) {
+    auto* structure = llvm::dyn_cast<llvm::StructType>(wide->getType());
+    if (structure == nullptr)
+        return CreateExtractElement(wide, number);
+    llvm::SmallVector<llvm::Value*> parts;
+    llvm::SmallVector<llvm::Type*> types;
+    for (unsigned i = 0; i < structure->getNumElements(); ++i) {
+        parts.push_back(lane(CreateExtractValue(wide, i), number));
+        types.push_back(parts.back()->getType());
+    }
+    llvm::Value* value = llvm::PoisonValue::get(llvm::StructType::get(getContext(), types));
+    for (unsigned i = 0; i < parts.size(); ++i)
+        value = CreateInsertValue(value, parts[i], i);
+    return value;
+}
+
+llvm::Value* LaneBuilder::withLane(llvm::Value* wide, llvm::Value* value, llvm::Value* number) {
+    auto* structure = llvm::dyn_cast<llvm::StructType>(wide->getType());
+    if (structure == nullptr)
+        return CreateInsertElement(wide, value, number);
+    for (unsigned i = 0; i < structure->getNumElements(); ++i)
+        wide = CreateInsertValue(
+            wide, withLane(CreateExtractValue(wide, i), CreateExtractValue(value, i), number), i);
+    return wide;
+}
+
+llvm::AllocaInst* LaneBuilder::variable(llvm::Type* type, std::uint64_t count,
+                                        llvm::Align alignment) {
+    const InsertPointGuard guard(*this);
+    SetInsertPoint(&m_entry, m_entry.begin());
+    llvm::AllocaInst* memory = CreateAlloca(type, getInt64(count));
+    memory->setAlignment(alignment);
+    return memory;
+}
+
+LaneBuilder::Values LaneBuilder::choose(llvm::Value* condition, const char* name, Way way,
+                                        Way other) {
+    llvm::Function* function = GetInsertBlock()->getParent();
+    llvm::BasicBlock* begin = llvm::BasicBlock::Create(getContext(), name, function);
+    llvm::BasicBlock* otherBegin = llvm::BasicBlock::Create(getContext(), "else", function);
+    llvm::BasicBlock* together = llvm::BasicBlock::Create(getContext(), "together", function);
+    CreateCondBr(condition, begin, otherBegin);
+    SetInsertPoint(begin);
+    const Values values = way();
+    llvm::BasicBlock* end = GetInsertBlock();
+    CreateBr(together);
+    SetInsertPoint(otherBegin);
+    const Values otherValues = other();
+    llvm::BasicBlock* otherEnd = GetInsertBlock();
+    CreateBr(together);
+    SetInsertPoint(together);
+    Values chosen;
+    for (unsigned i = 0; i < values.size(); ++i) {
+        llvm::PHINode* phi = CreatePHI(values[i]->getType(), 2);
+        phi->addIncoming(values[i], end);
+        phi->addIncoming(otherValues[i], otherEnd);
+        chosen.push_back(phi);
+    }
+    return chosen;
+}
+
+llvm::Value* LaneBuilder::forEachLane(llvm::Value* mask, llvm::Value* start, LaneBody body) {
+    llvm::Value* lanesToDo = CreateZExt(bits(mask), getInt64Ty());
+    llvm::BasicBlock* before = GetInsertBlock();
+    llvm::Function* function = before->getParent();
+    llvm::BasicBlock* loop = llvm::BasicBlock::Create(getContext(), "lane", function);
+    llvm::BasicBlock* done = llvm::BasicBlock::Create(getContext(), "lanes.done", function);
+    CreateCondBr(CreateICmpNE(lanesToDo, getInt64(0)), loop, done);
+
+    SetInsertPoint(loop);
+    llvm::PHINode* rest = CreatePHI(getInt64Ty(), 2);
+    rest->addIncoming(lanesToDo, before);
+    llvm::PHINode* state = nullptr;
+    if (start != nullptr) {
+        state = CreatePHI(start->getType(), 2);
+        state->addIncoming(start, before);
+    }
+    llvm::Value* number = CreateBinaryIntrinsic(llvm::Intrinsic::cttz, rest, getTrue());
+    llvm::Value* next = body(number, state);
+    llvm::Value* left = CreateAnd(rest, CreateSub(rest, getInt64(1)));
+    rest->addIncoming(left, GetInsertBlock());
+    if (state != nullptr)
+        state->addIncoming(next, GetInsertBlock());
+    llvm::BasicBlock* last = GetInsertBlock();
+    CreateCondBr(CreateICmpNE(left, getInt64(0)), loop, done);
+
+    SetInsertPoint(done);
+    if (start == nullptr)
+        return nullptr;
+    llvm::PHINode* result = CreatePHI(start->getType(), 2);
+    result->addIncoming(start, before);
+    result->addIncoming(next, last);
+    return result;
+}
+
+} // namespace compute::simd

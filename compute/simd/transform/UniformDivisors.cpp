@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/simd/transform/UniformDivisors.h"
+
+#include <llvm/IR/IRBuilder.h>
+#include <llvm/IR/InstIterator.h>
+
+namespace compute::simd {
+namespace {
+
+bool hasCommonDivisor(const llvm::Instruction& instruction, const Uniformity& uniformity) {
+    return instruction.getOpcode() == llvm::Instruction::FDiv &&
+           instruction.getType()->isFloatTy() && instruction.hasAllowReciprocal() &&
+           uniformity.isUniform(instruction.getOperand(1)) &&
+           !uniformity.isUniform(instruction.getOperand(0));
+}
+
+/// No operation here may be rearranged: the remainder is what rounding leaves.
+llvm::Value* divide(llvm::IRBuilder<>& builder, llvm::Value* dividend, llvm::Value* divisor) {
+    llvm::Type* type = dividend->getType();
+    const auto multiplyAdd = [&](llvm::Value* a, llvm::Value* b, llvm::Value* c) {
+        return builder.CreateIntrinsic(llvm::Intrinsic::fma, {type}, {a, b, c});
+    };
+    llvm::Value* reciprocal = builder.CreateFDiv(llvm::ConstantFP::get(type, 1.0), divisor);
+    llvm::Value* quotient = builder.CreateFMul(dividend, reciprocal);
+    llvm::Value* remainder = multiplyAdd(builder.CreateFNeg(quotient), divisor, dividend);
+    llvm::Value* corrected = multiplyAdd(remainder, reciprocal, quotient);
+    // Infinite values leave no remainder that means anything.
+    return builder.CreateSelect(builder.CreateFCmpORD(corrected, corrected), corrected, quotient);
+}
+
+} // namespace
+
+bool divideByReciprocals(llvm::Function& kernel, const Uniformity& uniformity) {
+    llvm::SmallVector<llvm::Instruction*> divisions;
+    for (llvm::Instruction& instruction : llvm::instructions(kernel))
+        if (hasCommonDivisor(instruction, uniformity))
+            divisions.push_back(&instruction);
+    for (llvm::Instruction* division : divisions) {
+        llvm::IRBuilder<> builder(division);
+        division->replaceAllUsesWith(
+            divide(builder, division->getOperand(0), division->getOperand(1)));
+        division->eraseFromParent();
+    }
+    return !divisions.empty();
+}
+
+} // namespace compute::simd
