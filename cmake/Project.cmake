@@ -43,7 +43,8 @@ find_package(PkgConfig REQUIRED)
 
 function(sl42_settings target)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Werror)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Werror
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 endfunction()
 
 # sl42_library(NAME SOURCES ... [PUBLIC_LINK ...] [LINK ...])

@@ -29,6 +29,11 @@ struct LastWords {
     bool isLoop = false;
     // NOLINTNEXTLINE(readability-redundant-member-init): whoever names the others leaves it out
     std::vector<std::uint32_t> lines = {};
+
+    /// Whether it says that something went wrong there.
+    bool reports(compute::protocol::FaultPlace place) const {
+        return faultKind != 0 && faultPlace == static_cast<std::uint32_t>(place);
+    }
 };
 
 /// Killed on destruction.
