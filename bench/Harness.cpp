@@ -62,15 +62,15 @@ std::string list(const std::vector<double>& times) {
 
 } // namespace
 
-host::Extent gridOf(const kernel::KernelDeclaration& declaration) {
-    for (const kernel::Parameter& parameter : declaration.parameters)
-        if (parameter.kind == kernel::ParameterKind::ThreadPositionInGrid &&
-            parameter.components > 1)
+Extent gridOf(const kernel::KernelDeclaration& declaration) {
+    for (const Parameter& parameter : declaration.parameters)
+        if (parameter.kind == ParameterKind::ThreadPositionInGrid && parameter.components > 1)
             return {960, 540, 1};
     return {declaration.name.ends_with("synth") ? 768'000u : 4096u, 1, 1};
 }
 
-platform::Result<Harness> Harness::create(const std::string& name) {
+platform::Result<Harness> Harness::create(const std::string& name,
+                                          const compute::host::HostBackend& backend) {
     const std::string path = SL42_BENCH_FOLDER "/" + name + ".metal";
     std::ifstream file(path);
     std::stringstream source;
@@ -99,8 +99,7 @@ platform::Result<Harness> Harness::create(const std::string& name) {
         harness.m_resultBytes =
             std::size_t{harness.m_grid.width} * harness.m_grid.height * (isSound ? 8 : 16);
     }
-    kernel::CanonicalKernel canonical = SL42_TRY(kernel::canonicalise(*program, name, {}));
-    harness.m_kernel = SL42_TRY(host::generate(std::move(canonical)));
+    harness.m_kernel = SL42_TRY(backend.build(*program, name));
     harness.draw(1);
     harness.m_firstMilliseconds = now() - start;
     return harness;
@@ -110,7 +109,7 @@ std::vector<double> Harness::draw(unsigned frames) {
     std::vector<double> times;
     for (unsigned i = 0; i < frames; ++i, ++m_drawn) {
         Frame frame{.seconds = static_cast<float>(m_drawn % 16) / 60, .number = m_drawn};
-        host::Bindings bindings;
+        Bindings bindings;
         bindings.buffers[0] = m_memory.data();
         bindings.buffers[1] = reinterpret_cast<std::byte*>(&frame);
         const double start = now();

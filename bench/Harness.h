@@ -5,7 +5,7 @@
 // memory that is the same on all of them, and commands one line each, answered in JSON.
 #pragma once
 
-#include "compute/host/HostKernel.h"
+#include "compute/host/HostBackend.h"
 #include "compute/memory/RegionAllocator.h"
 #include "platform/base/Result.h"
 
@@ -17,13 +17,14 @@ namespace bench {
 
 /// Width and height of a kernel's grid, a height of 1 where its position has one component:
 /// 960 x 540 for pictures, else 768,000 threads where the name ends in "synth" and 4096 otherwise.
-compute::host::Extent gridOf(const compute::kernel::KernelDeclaration& declaration);
+compute::Extent gridOf(const compute::kernel::KernelDeclaration& declaration);
 
 class Harness {
 public:
     /// Compiles the kernel `name` of this folder and draws frame 0. The processes' warm-up comes
     /// before and does not count.
-    static platform::Result<Harness> create(const std::string& name);
+    static platform::Result<Harness> create(const std::string& name,
+                                            const compute::host::HostBackend& backend);
 
     /// Draws the next frames and returns the milliseconds of each. The time repeats after a quarter
     /// of a second, sixteen frames, so that fewer frames are no other ones.
@@ -42,8 +43,8 @@ private:
     Harness() = default;
 
     std::string m_name;
-    std::shared_ptr<compute::host::HostKernel> m_kernel;
-    compute::host::Extent m_grid;
+    std::shared_ptr<compute::Kernel> m_kernel;
+    compute::Extent m_grid;
     compute::memory::RegionVector<std::byte> m_memory;
     std::size_t m_resultBegin = 0;
     std::size_t m_resultBytes = 0;

@@ -12,8 +12,7 @@
 // other programs disturb less. The second and third form take kernels of this folder and answer a
 // harness that compares devices (Harness.h).
 #include "bench/Harness.h"
-#include "compute/host/HostKernel.h"
-#include "compute/kernel/Dump.h"
+#include "compute/host/HostBackend.h"
 #include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
 
@@ -62,14 +61,14 @@ double workMilliseconds(unsigned cores) {
     return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC / cores;
 }
 
-FrameTimes runFrames(const host::HostKernel& compiled, host::Extent grid, unsigned frames,
+FrameTimes runFrames(const Kernel& compiled, Extent grid, unsigned frames,
                      std::span<std::byte> memory) {
     std::vector<double> times;
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     const double before = workMilliseconds(cores);
     for (unsigned number = 0; number < frames; ++number) {
         Frame frame{.seconds = static_cast<float>(number % 16) / 60, .number = number % 16};
-        host::Bindings bindings;
+        Bindings bindings;
         bindings.buffers[0] = memory.data();
         bindings.buffers[1] = reinterpret_cast<std::byte*>(&frame);
         times.push_back(millisecondsOf([&] { compiled.run(bindings, grid, {32, 1, 1}); }));
@@ -79,28 +78,22 @@ FrameTimes runFrames(const host::HostKernel& compiled, host::Extent grid, unsign
 }
 
 bool measure(const kernel::Program& program, const kernel::KernelDeclaration& declaration,
-             unsigned frames, const kernel::Dump* dump) {
+             unsigned frames, const host::HostBackend& backend) {
     std::vector<double> optimiser;
     std::vector<double> generation;
     std::vector<double> work;
-    std::shared_ptr<host::HostKernel> compiled;
+    std::shared_ptr<Kernel> compiled;
     for (int i = 0; i < 9; ++i) {
         const double before = workMilliseconds(1);
-        auto canonical =
-            kernel::canonicalise(program, declaration.name, {}, i == 0 ? dump : nullptr);
-        if (!canonical) {
-            std::fprintf(stderr, "%s\n", canonical.error().message.c_str());
-            return false;
-        }
-        auto made = host::generate(std::move(*canonical), i == 0 ? dump : nullptr);
+        auto made = backend.build(program, declaration.name);
         if (!made) {
             std::fprintf(stderr, "%s\n", made.error().message.c_str());
             return false;
         }
         compiled = *made;
         work.push_back(workMilliseconds(1) - before);
-        optimiser.push_back(compiled->optimiserMilliseconds());
-        generation.push_back(compiled->codeGenerationMilliseconds());
+        optimiser.push_back(compiled->description().optimiserMilliseconds);
+        generation.push_back(compiled->description().codeGenerationMilliseconds);
     }
     compute::memory::RegionVector<std::byte> memory(64u << 20);
     std::printf("%-16s optimiser %7.2f ms  code generation %7.2f ms  work %7.2f ms",
@@ -114,7 +107,7 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
     return true;
 }
 
-bool measureFile(const char* path, unsigned frames, const kernel::Dump* dump) {
+bool measureFile(const char* path, unsigned frames, const host::HostBackend& backend) {
     std::ifstream file(path);
     std::stringstream source;
     source << file.rdbuf();
@@ -128,7 +121,7 @@ bool measureFile(const char* path, unsigned frames, const kernel::Dump* dump) {
         return false;
     }
     return std::ranges::all_of(program->kernels, [&](const kernel::KernelDeclaration& declaration) {
-        return measure(*program, declaration, frames, dump);
+        return measure(*program, declaration, frames, backend);
     });
 }
 
@@ -158,8 +151,8 @@ Options parse(int argc, char** argv) {
     return options;
 }
 
-int answerHarness(const Options& options) {
-    auto harness = bench::Harness::create(options.kernel);
+int answerHarness(const Options& options, const host::HostBackend& backend) {
+    auto harness = bench::Harness::create(options.kernel, backend);
     if (!harness) {
         std::fprintf(stderr, "%s\n", harness.error().message.c_str());
         return 1;
@@ -171,27 +164,30 @@ int answerHarness(const Options& options) {
     return 0;
 }
 
-int measureFiles(const Options& options) {
-    std::optional<kernel::Dump> dump;
-    if (const char* folder = std::getenv("SL42_DUMP")) {
-        auto made = kernel::Dump::create(folder);
-        if (!made) {
-            std::fprintf(stderr, "%s\n", made.error().message.c_str());
-            return 1;
-        }
-        dump.emplace(std::move(*made));
-    }
+int measureFiles(const Options& options, const host::HostBackend& backend) {
     for (const char* file : options.files)
-        if (!measureFile(file, options.frames, dump ? &*dump : nullptr))
+        if (!measureFile(file, options.frames, backend))
             return 1;
     return 0;
+}
+
+platform::Result<void> prepare(std::optional<host::HostBackend>& backend) {
+    backend.emplace(SL42_TRY(kernel::CompilerOptions::fromEnvironment()));
+    SL42_TRY_VOID(backend->openDump());
+    metal::warmUp();
+    backend->warmUp();
+    return {};
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     const Options options = parse(argc, argv);
-    metal::warmUp();
-    host::warmUp();
-    return options.kernel.empty() ? measureFiles(options) : answerHarness(options);
+    std::optional<host::HostBackend> backend;
+    if (auto prepared = prepare(backend); !prepared) {
+        std::fprintf(stderr, "%s\n", prepared.error().message.c_str());
+        return 1;
+    }
+    return options.kernel.empty() ? measureFiles(options, *backend)
+                                  : answerHarness(options, *backend);
 }

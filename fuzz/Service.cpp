@@ -24,24 +24,22 @@ namespace {
 constexpr std::size_t maxPackets = 32;
 constexpr std::size_t memoryBytes = 1u << 16;
 
-class TouchingKernel final : public service::Kernel {
+class TouchingKernel final : public compute::Kernel {
 public:
-    protocol::Parameters parameters() const override { return {}; }
-    protocol::Fingerprint fingerprint() const override { return {}; }
-    double optimiserMilliseconds() const override { return 0; }
-    double codeGenerationMilliseconds() const override { return 0; }
-    void run(const service::Bindings& bindings, protocol::Extent, protocol::Extent, std::uint32_t,
+    TouchingKernel() : Kernel(compute::KernelDescription{}) {}
+
+    void run(const compute::Bindings& bindings, compute::Extent, compute::Extent, std::uint32_t,
              std::uint32_t) const override {
         for (std::byte* buffer : bindings.buffers)
             if (buffer != nullptr)
                 *static_cast<volatile std::byte*>(buffer) = std::byte{1};
-        for (const compute::kernel::TextureView* texture : bindings.textures)
+        for (const compute::TextureView* texture : bindings.textures)
             for (std::uint32_t i = 0; texture != nullptr && i < texture->levelCount; ++i)
                 touchCorners(*texture, i);
     }
 
 private:
-    static void touchCorners(const compute::kernel::TextureView& texture, std::uint32_t index) {
+    static void touchCorners(const compute::TextureView& texture, std::uint32_t index) {
         const auto& level = texture.levels[index];
         static_cast<volatile std::byte*>(level.pixels)[0] = std::byte{2};
         static_cast<volatile std::byte*>(
@@ -56,9 +54,9 @@ public:
     }
     const std::string& warnings() const override { return m_warnings; }
     protocol::ConstantDeclarations constants() const override { return {}; }
-    Result<std::shared_ptr<const service::Kernel>>
-    build(std::string_view, const protocol::Constants&, const std::stop_token&) const override {
-        return std::shared_ptr<const service::Kernel>(std::make_shared<TouchingKernel>());
+    Result<std::shared_ptr<const compute::Kernel>>
+    build(std::string_view, const compute::ConstantValues&, const std::stop_token&) const override {
+        return std::shared_ptr<const compute::Kernel>(std::make_shared<TouchingKernel>());
     }
 
 private:

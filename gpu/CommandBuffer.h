@@ -37,11 +37,11 @@ public:
     virtual void setBytes(std::span<const std::byte> bytes, std::uint32_t index) = 0;
     virtual void setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) = 0;
     /// Runs the kernel once per thread of `threads`; threads outside whole groups are not run.
-    virtual void dispatchThreads(Size3 threads, Size3 threadsPerThreadgroup) = 0;
+    virtual void dispatchThreads(Extent threads, Extent threadsPerThreadgroup) = 0;
     /// Runs only those threads of the grid whose x lies in `part`, which begins and ends between
     /// threadgroups or at the end of the grid. The kernel sees the whole grid. Long work that is
     /// divided so lets other command buffers in between.
-    virtual void dispatchPart(Size3 threads, Size3 threadsPerThreadgroup, Range part) = 0;
+    virtual void dispatchPart(Extent threads, Extent threadsPerThreadgroup, Range part) = 0;
     virtual void endEncoding() = 0;
 };
 

@@ -2,30 +2,14 @@
 // Part of Starloom 42.
 #include "gpu/FunctionConstantValues.h"
 
-namespace gpu {
+#include <cstring>
 
-std::size_t sizeOf(DataType type) {
-    switch (type) {
-    case DataType::Bool:
-    case DataType::Char:
-    case DataType::UChar:
-        return 1;
-    case DataType::Short:
-    case DataType::UShort:
-    case DataType::Half:
-        return 2;
-    case DataType::Int:
-    case DataType::UInt:
-    case DataType::Float:
-        return 4;
-    }
-    return 0;
-}
+namespace gpu {
 
 void FunctionConstantValues::setConstantValue(std::uint32_t index, DataType type,
                                               const void* value) {
-    ConstantValue constant{type, {}};
-    std::memcpy(constant.bytes.data(), value, sizeOf(type));
+    compute::ConstantValue constant{type, {}};
+    std::memcpy(constant.bytes.data(), value, compute::sizeOf(type));
     m_values[index] = constant;
 }
 

@@ -19,7 +19,7 @@ static bool isInput(const gpu::Argument& argument) {
 }
 
 static bool repeats(const gpu::Argument& argument) {
-    if (argument.kind != gpu::ArgumentKind::Buffer)
+    if (argument.kind != gpu::ParameterKind::Buffer)
         return !writes(argument.access);
     if (argument.index == bankIndex || argument.access == gpu::Access::None)
         return true;
@@ -35,7 +35,7 @@ std::optional<FrameInputs> inputsSeen(FrameInputs all) {
     for (const gpu::Argument& argument : seen.video->pipelineState()->arguments()) {
         if (!repeats(argument))
             return std::nullopt;
-        if (argument.kind != gpu::ArgumentKind::Buffer || !reads(argument.access))
+        if (argument.kind != gpu::ParameterKind::Buffer || !reads(argument.access))
             continue;
         if (argument.index == timeIndex)
             seen.time = all.time;

@@ -75,7 +75,8 @@ platform::Result<platform::Image> OfflineConsole::picture() {
     if (!texture)
         return platform::Error{"no frame was drawn"};
     platform::Image image(texture->width(), texture->height());
-    const std::size_t rowLength = image.width() * gpu::bytesPerPixel(gpu::PixelFormat::RGBA16Float);
+    const std::size_t rowLength =
+        image.width() * compute::bytesPerPixel(gpu::PixelFormat::RGBA16Float);
     if (!texture->getBytes(0, std::as_writable_bytes(image.halves()), rowLength))
         return platform::Error{"the picture cannot be read back"};
     return image;

@@ -5,9 +5,9 @@
 #include "bench/fuzz/Evaluator.h"
 #include "bench/fuzz/Layout.h"
 #include "bench/fuzz/Printer.h"
-#include "compute/host/HostKernel.h"
 #include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
+#include "platform/base/Fatal.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -78,10 +78,9 @@ public:
                 m_names.push_back("v" + std::to_string(i));
                 m_buffers.emplace_back(m_outputs.back().bytes());
             }
-        constexpr kernel::TextureFormat formats[] = {
-            kernel::TextureFormat::R8Unorm, kernel::TextureFormat::R8Unorm,
-            kernel::TextureFormat::RG8Unorm, kernel::TextureFormat::R8Unorm,
-            kernel::TextureFormat::RGBA8Unorm};
+        constexpr PixelFormat formats[] = {PixelFormat::R8Unorm, PixelFormat::R8Unorm,
+                                           PixelFormat::RG8Unorm, PixelFormat::R8Unorm,
+                                           PixelFormat::RGBA8Unorm};
         const Texture& texture = program.texture;
         m_texture[0].format = formats[texture.channels];
         m_texture[0].levelCount = 1;
@@ -89,8 +88,8 @@ public:
                                   texture.height, std::uint64_t{texture.width} * texture.channels};
     }
 
-    host::Bindings bindings() {
-        host::Bindings result;
+    Bindings bindings() {
+        Bindings result;
         for (std::size_t i = 0; i < m_buffers.size(); ++i)
             result.buffers[i] = m_buffers[i].data();
         result.textures[0] = m_texture.data();
@@ -170,7 +169,7 @@ private:
     std::vector<RegionVector<std::byte>> m_buffers;
     std::vector<Output> m_outputs;
     std::vector<std::string> m_names;
-    RegionVector<kernel::TextureView> m_texture;
+    RegionVector<TextureView> m_texture;
 };
 
 /// Of a compiler's message, without the warnings around it.
@@ -189,9 +188,14 @@ void warmUpFrontEnd() {
     metal::warmUp();
 }
 
-void warmUpBackEnd(unsigned width) {
-    ::setenv("SL42_SIMD", std::to_string(width).c_str(), 1);
-    host::warmUp();
+std::shared_ptr<const host::HostBackend> makeBackend(unsigned width) {
+    auto options = kernel::CompilerOptions::fromEnvironment();
+    if (!options)
+        platform::fatalError(options.error().message);
+    options->lanes = width;
+    auto backend = std::make_shared<host::HostBackend>(*std::move(options));
+    backend->warmUp();
+    return backend;
 }
 
 struct Trial::State {
@@ -211,15 +215,12 @@ Trial::Trial(const Program& program) : m_state(std::make_unique<State>(program))
 Trial::Trial(Trial&&) noexcept = default;
 Trial::~Trial() = default;
 
-std::string Trial::run() const {
+std::string Trial::run(const host::HostBackend& backend) const {
     if (!m_state->expected)
         return "skipped: takes too many steps";
     if (!*m_state->compiled)
         return "not compiled: " + errorLine(m_state->compiled->error().message);
-    auto canonical = kernel::canonicalise(**m_state->compiled, "fuzz", {});
-    if (!canonical)
-        return "not compiled: " + errorLine(canonical.error().message);
-    auto kernel = host::generate(std::move(*canonical));
+    auto kernel = backend.build(**m_state->compiled, "fuzz");
     if (!kernel)
         return "not compiled: " + errorLine(kernel.error().message);
     const Program& program = m_state->program;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "bench/fuzz/Program.h"
+#include "compute/host/HostBackend.h"
 
 #include <memory>
 #include <string>
@@ -14,9 +15,9 @@ namespace fuzz {
 
 /// To be called once in a process before it prepares trials.
 void warmUpFrontEnd();
-/// To be called once in a process before it runs trials, all for this many SIMD lanes, or one
-/// thread at a time for 1.
-void warmUpBackEnd(unsigned width);
+/// What runs trials with this many SIMD lanes, or one thread at a time for 1. To be called once in
+/// a process. Stops the program when the environment asks for something meaningless.
+std::shared_ptr<const compute::host::HostBackend> makeBackend(unsigned width);
 
 /// One program, as far as all widths share the work: compiled to intermediate code, and evaluated.
 class Trial {
@@ -27,7 +28,7 @@ public:
 
     /// Empty when the program does the right thing. Otherwise one line that starts with what went
     /// wrong: "skipped", "not compiled" or "wrong".
-    std::string run() const;
+    std::string run(const compute::host::HostBackend& backend) const;
 
 private:
     struct State;

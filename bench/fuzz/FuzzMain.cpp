@@ -77,13 +77,14 @@ std::string kindOf(const std::string& result) {
 
 std::string checkAlone(const fuzz::Program& program, unsigned width) {
     std::string result;
+    std::shared_ptr<const compute::host::HostBackend> backend;
     fuzz::runIsolated(
         1, secondsPerProgram,
         [&] {
             fuzz::warmUpFrontEnd();
-            fuzz::warmUpBackEnd(width);
+            backend = fuzz::makeBackend(width);
         },
-        [&](std::size_t) { return fuzz::Trial(program).run(); },
+        [&](std::size_t) { return fuzz::Trial(program).run(*backend); },
         [&](std::size_t, const std::string& found) { result = found; });
     return result;
 }
@@ -133,14 +134,16 @@ private:
             trials.emplace_back(fuzz::generate(seedOf(batch, i)));
         std::ostringstream lines;
         lines << whole;
-        for (const unsigned width : m_options.widths)
+        for (const unsigned width : m_options.widths) {
+            std::shared_ptr<const compute::host::HostBackend> backend;
             fuzz::runIsolated(
-                trials.size(), secondsPerProgram, [&] { fuzz::warmUpBackEnd(width); },
-                [&](std::size_t i) { return trials[i].run(); },
+                trials.size(), secondsPerProgram, [&] { backend = fuzz::makeBackend(width); },
+                [&](std::size_t i) { return trials[i].run(*backend); },
                 [&](std::size_t i, const std::string& result) {
                     if (!result.empty())
                         lines << i << " " << width << " " << result << "\n";
                 });
+        }
         return lines.str();
     }
 

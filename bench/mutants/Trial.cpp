@@ -14,8 +14,8 @@ namespace {
 
 using Code = gpu::CommandBufferError::Code;
 
-constexpr gpu::Size3 frame{64, 36, 1};
-constexpr gpu::Size3 group{8, 4, 1};
+constexpr gpu::Extent frame{64, 36, 1};
+constexpr gpu::Extent group{8, 4, 1};
 constexpr std::chrono::milliseconds frameLimit(200);
 constexpr std::size_t machineMemory = std::size_t{64} << 20;
 constexpr std::size_t otherMemory = std::size_t{8} << 20;
@@ -194,9 +194,9 @@ std::string Trial::runKernel(const std::shared_ptr<gpu::ComputePipelineState>& p
     const auto encoder = commands->makeComputeCommandEncoder();
     encoder->setComputePipelineState(pipeline);
     for (const gpu::Argument& argument : arguments) {
-        if (argument.kind == gpu::ArgumentKind::Texture)
+        if (argument.kind == gpu::ParameterKind::Texture)
             encoder->setTexture(m_texture, argument.index);
-        if (argument.kind != gpu::ArgumentKind::Buffer)
+        if (argument.kind != gpu::ParameterKind::Buffer)
             continue;
         auto& buffer = m_buffers[argument.index];
         if (!buffer)

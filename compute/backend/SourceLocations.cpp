@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/SourceLocations.h"
+#include "compute/backend/SourceLocations.h"
 
 #include <algorithm>
 #include <functional>
 
-namespace compute::host {
+namespace compute {
 
 /// One function that a thread is in.
 struct SourceLocations::Frame {
@@ -118,4 +118,4 @@ std::size_t SourceLocations::linesOfLoop(const Stand& stand, std::size_t loop,
     return count + appendCalls(stand, found.call + 1, lines.subspan(count));
 }
 
-} // namespace compute::host
+} // namespace compute

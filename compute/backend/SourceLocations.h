@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace compute::host {
+namespace compute {
 
 /// The table of one kernel. Offsets count from the address that placeAt() was told.
 struct LocationTable {
@@ -93,4 +93,4 @@ private:
     std::uintptr_t m_code;
 };
 
-} // namespace compute::host
+} // namespace compute

@@ -5,21 +5,12 @@
 // such a record; the sampling functions in the standard library read it, so both must agree.
 #pragma once
 
+#include "compute/types/PixelFormat.h"
+
 #include <cstddef>
 #include <cstdint>
 
-namespace compute::kernel {
-
-/// Numbers of gpu::PixelFormat.
-enum class TextureFormat : std::uint32_t {
-    R8Unorm,
-    RG8Unorm,
-    RGBA8Unorm,
-    RGBA16Float,
-    RGBA32Float
-};
-
-inline constexpr std::uint32_t maxTextureLevels = 16;
+namespace compute {
 
 struct TextureLevel {
     std::byte* pixels = nullptr;
@@ -29,11 +20,11 @@ struct TextureLevel {
 };
 
 struct TextureView {
-    TextureFormat format = TextureFormat::RGBA8Unorm;
+    PixelFormat format = PixelFormat::RGBA8Unorm;
     std::uint32_t levelCount = 0;
     TextureLevel levels[maxTextureLevels];
 };
 
 static_assert(sizeof(TextureLevel) == 24 && sizeof(TextureView) == 8 + 24 * maxTextureLevels);
 
-} // namespace compute::kernel
+} // namespace compute

@@ -10,7 +10,6 @@
 #include "compute/kernel/containment/ConfineAccesses.h"
 #include "compute/kernel/containment/VerifyAccesses.h"
 #include "compute/simd/Vectoriser.h"
-#include "compute/target/HostTarget.h"
 
 #include <llvm/CodeGen/AsmPrinter.h>
 #include <llvm/CodeGen/MachineModuleInfo.h>
@@ -26,7 +25,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 
 namespace compute::host {
 namespace {
@@ -56,9 +54,9 @@ void leaveOutPasses(llvm::TargetPassConfig& passes, const llvm::Module& module) 
 }
 
 /// As the machine's own addPassesToEmitFile(), which does not let passes be left out and keeps the
-/// printer to itself. Notes places unless `places` is null.
+/// printer to itself. Notes where code came from in `locations`, unless that is null.
 bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileType type,
-          llvm::SmallVectorImpl<char>& output, LocationTable* places) {
+          llvm::SmallVectorImpl<char>& output, LocationTable* locations) {
     auto& machine = static_cast<llvm::LLVMTargetMachine&>(target);
     llvm::raw_svector_ostream stream(output);
     llvm::legacy::PassManager passes;
@@ -81,8 +79,8 @@ bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileTy
     llvm::AsmPrinter* printer = machine.getTarget().createAsmPrinter(machine, std::move(*streamer));
     passes.add(printer);
     const LoopBegins loops = findLoopBegins(module);
-    if (places != nullptr)
-        recordSourceLocations(*printer, loops, prepareSymbol, *places);
+    if (locations != nullptr)
+        recordSourceLocations(*printer, loops, prepareSymbol, *locations);
     passes.add(llvm::createFreeMachineFunctionPass());
     passes.run(module);
     return true;
@@ -111,22 +109,22 @@ void dumpAssembly(const kernel::Dump* dump, const llvm::Module& module, llvm::Ta
 
 /// Says on request why a kernel runs slower than it could.
 void traceScalar(const std::string& kernel, const std::string& reason) {
-    const char* value = std::getenv("SL42_TRACE");
-    if (value != nullptr && *value != '\0' && *value != '0')
-        std::fprintf(stderr, "kernel %s runs one thread at a time: %s\n", kernel.c_str(),
-                     reason.c_str());
+    std::fprintf(stderr, "kernel %s runs one thread at a time: %s\n", kernel.c_str(),
+                 reason.c_str());
 }
 
 std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& kernel,
                                                 llvm::Function& function,
-                                                kernel::Analyses& analyses) {
-    if (target::hostLanes() == 1)
+                                                kernel::Analyses& analyses,
+                                                const target::HostTarget& target, bool traces) {
+    if (target.lanes() == 1)
         return nullptr;
-    auto made = simd::Vectoriser::analyse(function, analyses, target::hostLanes(),
-                                          target::hostVectorsInFlight());
+    auto made =
+        simd::Vectoriser::analyse(function, analyses, target.lanes(), target.vectorsInFlight());
     if (made)
         return std::move(*made);
-    traceScalar(kernel.name, made.error().message);
+    if (traces)
+        traceScalar(kernel.name, made.error().message);
     return nullptr;
 }
 
@@ -160,11 +158,13 @@ platform::Result<Placement> confine(llvm::Module& module, const ThreadLoop& loop
 }
 
 platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& kernel,
-                                                llvm::TargetMachine& target,
+                                                llvm::TargetMachine& machine,
+                                                const target::HostTarget& target,
+                                                const kernel::CompilerOptions& options,
                                                 const kernel::Dump* dump) {
-    kernel::Analyses analyses(target);
+    kernel::Analyses analyses(machine);
     llvm::Function& function = *kernel.module->getFunction(kernel.symbol);
-    const auto vectoriser = vectoriserFor(kernel, function, analyses);
+    const auto vectoriser = vectoriserFor(kernel, function, analyses, target, options.traces);
     if (vectoriser != nullptr)
         dumpModule(dump, *kernel.module, kernel.name, PreparedDump, "prepareLanes");
     const ThreadLoop loop = addThreadLoop(function, analyses, vectoriser.get());
@@ -191,22 +191,24 @@ platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& k
 } // namespace
 
 platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
+                                             const target::HostTarget& target,
+                                             const kernel::CompilerOptions& options,
                                              const kernel::Dump* dump) {
-    const target::HostTargetMachine target = target::takeHostTargetMachine();
-    TileFunction tile = SL42_TRY(makeTileFunction(kernel, *target, dump));
+    const target::HostTarget::Machine machine = target.takeMachine();
+    TileFunction tile = SL42_TRY(makeTileFunction(kernel, *machine, target, options, dump));
     dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
     SL42_TRY_VOID(kernel::verifyAccesses(*kernel.module));
-    dumpAssembly(dump, *kernel.module, *target, kernel.name);
+    dumpAssembly(dump, *kernel.module, *machine, kernel.name);
     llvm::SmallString<0> object;
-    LocationTable places;
-    if (!emit(*kernel.module, *target, llvm::CodeGenFileType::ObjectFile, object, &places) ||
-        !readOffsets({object.str(), kernel.name}, places))
+    LocationTable locations;
+    if (!emit(*kernel.module, *machine, llvm::CodeGenFileType::ObjectFile, object, &locations) ||
+        !readOffsets({object.str(), kernel.name}, locations))
         return platform::Error{"no machine code can be generated for this processor"};
     constexpr std::array symbols = {prepareSymbol, tileSymbol};
     MachineCode code = SL42_TRY(MachineCode::link({object.str(), kernel.name}, symbols));
     const auto origin = reinterpret_cast<std::uintptr_t>(code.entry(PrepareEntry));
     return GeneratedCode{.code = std::move(code),
-                         .places = SourceLocations(std::move(places), origin),
+                         .locations = SourceLocations(std::move(locations), origin),
                          .commonBytes = tile.commonBytes,
                          .placement = std::move(tile.placement)};
 }

@@ -4,17 +4,18 @@
 // From a canonical kernel to machine code in memory.
 #pragma once
 
+#include "compute/backend/SourceLocations.h"
 #include "compute/host/MachineCode.h"
 #include "compute/host/PlaceVariables.h"
-#include "compute/host/SourceLocations.h"
 #include "compute/kernel/pipeline/Canonical.h"
+#include "compute/target/HostTarget.h"
 
 namespace compute::host {
 
 struct GeneratedCode {
     MachineCode code;
-    SourceLocations places; ///< of the code where it lies
-    unsigned commonBytes;   ///< of memory that the threads of a grid have in common
+    SourceLocations locations; ///< of the code where it lies
+    unsigned commonBytes;      ///< of memory that the threads of a grid have in common
     Placement placement;
 };
 
@@ -23,6 +24,8 @@ enum CodeEntry : unsigned { PrepareEntry, TileEntry };
 
 /// Empties the kernel's module. Calls on different threads do not disturb each other.
 platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
+                                             const target::HostTarget& target,
+                                             const kernel::CompilerOptions& options,
                                              const kernel::Dump* dump);
 
 } // namespace compute::host

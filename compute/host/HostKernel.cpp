@@ -6,7 +6,6 @@
 #include "compute/host/LeasedMemory.h"
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/passes/BindParameters.h"
-#include "compute/target/HostTarget.h"
 #include "compute/workers/Workers.h"
 #include "platform/base/Fatal.h"
 
@@ -27,8 +26,7 @@ static_assert(sizeof(Bindings) == kernel::slotCount * sizeof(void*) &&
 Bindings withoutNull(Bindings bindings) {
     std::byte* nowhere = memory::AddressRegion::nowhere();
     std::ranges::replace(bindings.buffers, nullptr, nowhere);
-    std::ranges::replace(bindings.textures, nullptr,
-                         reinterpret_cast<const kernel::TextureView*>(nowhere));
+    std::ranges::replace(bindings.textures, nullptr, reinterpret_cast<const TextureView*>(nowhere));
     return bindings;
 }
 
@@ -119,31 +117,20 @@ Fingerprint combine(const Fingerprint& code, std::span<const std::byte> tables) 
         return code;
     const llvm::XXH128_hash_t hash =
         llvm::xxh3_128bits({reinterpret_cast<const std::uint8_t*>(tables.data()), tables.size()});
-    return {code[0] ^ hash.low64, code[1] ^ hash.high64};
+    return {code.low ^ hash.low64, code.high ^ hash.high64};
 }
 
-class CompiledKernel final : public HostKernel {
+class HostKernel final : public Kernel {
 public:
-    CompiledKernel(kernel::CanonicalKernel&& kernel, GeneratedCode&& generated, Block tables,
-                   double milliseconds)
-        : m_name(std::move(kernel.name)),
-          m_parameters(std::move(kernel.parameters)),
-          m_optimiserMilliseconds(kernel.optimiserMilliseconds),
-          m_codeGenerationMilliseconds(milliseconds),
+    HostKernel(KernelDescription description, GeneratedCode&& generated, Block tables)
+        : Kernel(std::move(description)),
           m_code(std::move(generated.code)),
-          m_places(std::move(generated.places)),
-          m_fingerprint(combine(m_code.fingerprint(), generated.placement.tables.bytes())),
+          m_locations(std::move(generated.locations)),
           m_tables(std::move(tables)),
           m_commonMemory(generated.commonBytes),
           m_frames(generated.placement.frameBytes) {}
 
-    const std::string& name() const override { return m_name; }
-    const std::vector<kernel::Parameter>& parameters() const override { return m_parameters; }
-    double optimiserMilliseconds() const override { return m_optimiserMilliseconds; }
-    double codeGenerationMilliseconds() const override { return m_codeGenerationMilliseconds; }
-    const SourceLocations& places() const override { return m_places; }
-
-    Fingerprint fingerprint() const override { return m_fingerprint; }
+    const SourceLocations* locations() const override { return &m_locations; }
 
     void run(const Bindings& given, Extent grid, Extent threadsPerThreadgroup, std::uint32_t begin,
              std::uint32_t end) const override {
@@ -190,13 +177,8 @@ private:
                 .tables = m_tables ? m_tables->data() : memory::AddressRegion::nowhere()};
     }
 
-    std::string m_name;
-    std::vector<kernel::Parameter> m_parameters;
-    double m_optimiserMilliseconds;
-    double m_codeGenerationMilliseconds;
     MachineCode m_code;
-    SourceLocations m_places;
-    Fingerprint m_fingerprint;
+    SourceLocations m_locations;
     Block m_tables; ///< null when all of them lie with the code
     mutable LeasedMemory m_commonMemory;
     mutable LeasedMemory m_frames;
@@ -204,7 +186,7 @@ private:
 
 /// Has the compiler build its tables and its code paged in, so that a program's first kernel
 /// compiles as quickly as its second.
-void compileTrivialKernel() {
+void compileTrivialKernel(const target::HostTarget& target) {
     kernel::Program program;
     program.context = std::make_unique<llvm::LLVMContext>();
     program.module = std::make_unique<llvm::Module>("warm-up", *program.context);
@@ -216,34 +198,40 @@ void compileTrivialKernel() {
     llvm::Value* number = builder.CreateLoad(builder.getFloatTy(), function->getArg(0));
     builder.CreateStore(builder.CreateFMul(number, number), function->getArg(0));
     builder.CreateRetVoid();
-    program.kernels.push_back(
-        {.name = "warmUp",
-         .symbol = "warmUp",
-         .parameters = {{.name = "buffer", .kind = kernel::ParameterKind::Buffer}},
-         .unsupported = {}});
-    auto canonical = kernel::canonicalise(program, "warmUp", {});
-    if (!canonical || !generate(std::move(*canonical), nullptr))
+    program.kernels.push_back({.name = "warmUp",
+                               .symbol = "warmUp",
+                               .parameters = {{.name = "buffer", .kind = ParameterKind::Buffer}},
+                               .unsupported = {}});
+    auto canonical = kernel::canonicalise(program, "warmUp", {}, *target.takeMachine());
+    if (!canonical || !generate(std::move(*canonical), target))
         platform::fatalError("the code generator does not work on this machine");
 }
 
 } // namespace
 
-platform::Result<std::shared_ptr<HostKernel>> generate(kernel::CanonicalKernel kernel,
-                                                       const kernel::Dump* dump) {
+platform::Result<std::shared_ptr<Kernel>> generate(kernel::CanonicalKernel kernel,
+                                                   const target::HostTarget& target,
+                                                   const kernel::CompilerOptions& options,
+                                                   const kernel::Dump* dump) {
     const auto start = std::chrono::steady_clock::now();
-    GeneratedCode code = SL42_TRY(generateCode(kernel, dump));
+    GeneratedCode code = SL42_TRY(generateCode(kernel, target, options, dump));
     Block tables = SL42_TRY(loadTables(code.placement.tables));
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    return std::shared_ptr<HostKernel>(std::make_shared<CompiledKernel>(
-        std::move(kernel), std::move(code), std::move(tables), time.count()));
+    KernelDescription description{
+        .name = std::move(kernel.name),
+        .parameters = std::move(kernel.parameters),
+        .fingerprint = combine(code.code.fingerprint(), code.placement.tables.bytes()),
+        .optimiserMilliseconds = kernel.optimiserMilliseconds,
+        .codeGenerationMilliseconds = time.count()};
+    return std::shared_ptr<Kernel>(
+        std::make_shared<HostKernel>(std::move(description), std::move(code), std::move(tables)));
 }
 
-void warmUp() {
+void warmUp(const target::HostTarget& target) {
     if (auto region = memory::AddressRegion::get(); !region)
         platform::fatalError(region.error().message);
-    target::initialiseHostTarget();
     workers::start(nullptr);
-    compileTrivialKernel();
+    compileTrivialKernel(target);
 }
 
 } // namespace compute::host

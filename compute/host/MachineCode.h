@@ -6,20 +6,17 @@
 #pragma once
 
 #include "compute/host/CodeArena.h"
+#include "compute/types/Fingerprint.h"
 #include "platform/base/Result.h"
 
 #include <llvm/Support/MemoryBufferRef.h>
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <string_view>
 #include <vector>
 
 namespace compute::host {
-
-/// Tells apart what was made from different things.
-using Fingerprint = std::array<std::uint64_t, 2>;
 
 class MachineCode {
 public:

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compute/kernel/Analyses.h"
+#include "compute/kernel/CompilerOptions.h"
 #include "compute/kernel/Program.h"
 #include "platform/base/Result.h"
 
@@ -25,6 +26,8 @@ struct PassContext {
     const KernelDeclaration& kernel;
     const std::vector<ConstantDeclaration>& constants;
     const ConstantValues& values;
+    // NOLINTNEXTLINE(readability-redundant-member-init): whoever names the others leaves it out
+    CompilerOptions options = {};
     /// The canonical function, once bindParameters() has made it.
     llvm::Function* entry = nullptr;
     /// Functions that it calls, once inlineCalls() has left them; callees before their callers.

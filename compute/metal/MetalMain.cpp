@@ -17,7 +17,7 @@
 
 namespace {
 
-std::string parameterLine(const compute::kernel::Parameter& parameter) {
+std::string parameterLine(const compute::Parameter& parameter) {
     return "  " + parameter.name + ": kind " + std::to_string(int(parameter.kind)) + ", index " +
            std::to_string(parameter.index) + ", " + std::to_string(parameter.components) + " x " +
            std::to_string(parameter.componentBytes) + " bytes\n";

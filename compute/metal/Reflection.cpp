@@ -16,10 +16,6 @@
 namespace compute::metal {
 namespace {
 
-using kernel::ConstantType;
-using kernel::Parameter;
-using kernel::ParameterKind;
-
 struct AttributeKind {
     const char* attribute;
     ParameterKind kind;
@@ -128,32 +124,32 @@ std::optional<Components> threadValueShape(clang::QualType type, const clang::AS
     return Components{std::uint8_t(count), std::uint8_t(bytes)};
 }
 
-std::optional<ConstantType> constantType(clang::QualType type) {
+std::optional<DataType> constantType(clang::QualType type) {
     const auto* builtin = type->getAs<clang::BuiltinType>();
     if (builtin == nullptr)
         return std::nullopt;
     switch (builtin->getKind()) {
     case clang::BuiltinType::Bool:
-        return ConstantType::Bool;
+        return DataType::Bool;
     case clang::BuiltinType::Char_S:
     case clang::BuiltinType::SChar:
-        return ConstantType::Char;
+        return DataType::Char;
     case clang::BuiltinType::Char_U:
     case clang::BuiltinType::UChar:
-        return ConstantType::UChar;
+        return DataType::UChar;
     case clang::BuiltinType::Short:
-        return ConstantType::Short;
+        return DataType::Short;
     case clang::BuiltinType::UShort:
-        return ConstantType::UShort;
+        return DataType::UShort;
     case clang::BuiltinType::Int:
-        return ConstantType::Int;
+        return DataType::Int;
     case clang::BuiltinType::UInt:
-        return ConstantType::UInt;
+        return DataType::UInt;
     case clang::BuiltinType::Float16:
     case clang::BuiltinType::Half:
-        return ConstantType::Half;
+        return DataType::Half;
     case clang::BuiltinType::Float:
-        return ConstantType::Float;
+        return DataType::Float;
     default:
         return std::nullopt;
     }

@@ -7,6 +7,12 @@
 // never used twice, and keep their meaning when the service is started again.
 #pragma once
 
+#include "compute/types/ConstantValue.h"
+#include "compute/types/Extent.h"
+#include "compute/types/Fingerprint.h"
+#include "compute/types/Parameter.h"
+#include "compute/types/PixelFormat.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -59,13 +65,11 @@ inline constexpr std::size_t maxNameBytes = 512;
 inline constexpr std::size_t maxKernels = 64;
 inline constexpr std::size_t maxParameters = 128;
 inline constexpr std::size_t maxConstants = 256;
-inline constexpr std::size_t maxBindings = 31;
 inline constexpr std::size_t maxInlineBytes = 4096;
 // A command buffer of all that these allow fits one message.
 inline constexpr std::size_t maxCommands = 1u << 16;
 inline constexpr std::size_t maxJobBindings = 1u << 18;
 inline constexpr std::size_t maxJobBytes = 8u << 20;
-inline constexpr std::size_t maxTextureLevels = 16;
 inline constexpr std::uint32_t maxTextureExtent = 16384;
 
 using Name = Text<maxNameBytes>;
@@ -77,21 +81,15 @@ using Message = Text<maxMessageBytes>;
 template <class Enum>
 inline constexpr Enum lastOf = Enum{};
 
-enum class PixelFormat : std::uint8_t { R8Unorm, RG8Unorm, RGBA8Unorm, RGBA16Float, RGBA32Float };
 template <>
 inline constexpr PixelFormat lastOf<PixelFormat> = PixelFormat::RGBA32Float;
 
-enum class ConstantType : std::uint8_t { Bool, Char, UChar, Short, UShort, Int, UInt, Half, Float };
 template <>
-inline constexpr ConstantType lastOf<ConstantType> = ConstantType::Float;
+inline constexpr DataType lastOf<DataType> = DataType::Float;
 
-/// What a kernel parameter binds to; BuiltIn is a value that the service supplies.
-enum class ParameterKind : std::uint8_t { Buffer, Texture, Sampler, BuiltIn };
 template <>
-inline constexpr ParameterKind lastOf<ParameterKind> = ParameterKind::BuiltIn;
+inline constexpr ParameterKind lastOf<ParameterKind> = ParameterKind::ThreadIndexInThreadgroup;
 
-/// What a kernel does with a buffer or texture, at most: bit 0 to read it, bit 1 to write it.
-enum class Access : std::uint8_t { None, Read, Write, ReadWrite };
 template <>
 inline constexpr Access lastOf<Access> = Access::ReadWrite;
 
@@ -122,12 +120,11 @@ using Kernels = List<Kernel, maxKernels>;
 
 struct Constant {
     std::uint32_t index = 0;
-    ConstantType type = ConstantType::Int;
-    std::array<std::byte, 4> bytes{};
+    ConstantValue value;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.index, self.type, self.bytes);
+        return std::tie(self.index, self.value);
     }
 };
 using Constants = List<Constant, maxConstants>;
@@ -136,7 +133,7 @@ using Constants = List<Constant, maxConstants>;
 struct ConstantDeclaration {
     Name name;
     std::uint32_t index = 0;
-    ConstantType type = ConstantType::Int;
+    DataType type = DataType::Int;
 
     template <class Self>
     static auto fields(Self& self) {
@@ -144,17 +141,6 @@ struct ConstantDeclaration {
     }
 };
 using ConstantDeclarations = List<ConstantDeclaration, maxConstants>;
-
-struct Extent {
-    std::uint32_t width = 1;
-    std::uint32_t height = 1;
-    std::uint32_t depth = 1;
-
-    template <class Self>
-    static auto fields(Self& self) {
-        return std::tie(self.width, self.height, self.depth);
-    }
-};
 
 // ---- commands -----------------------------------------------------------------------------------
 
@@ -392,7 +378,7 @@ struct Ready {
         return std::tie(self.version, self.compileThreads);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 5;
+inline constexpr std::uint32_t protocolVersion = 6;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
 /// So many cancelled questions may go on beside those that somebody waits for.
@@ -410,17 +396,6 @@ struct LibraryCompiled {
     static auto fields(Self& self) {
         return std::tie(self.request, self.succeeded, self.message, self.kernels, self.constants,
                         self.frontEndMilliseconds);
-    }
-};
-
-/// Different for different things.
-struct Fingerprint {
-    std::uint64_t low = 0;
-    std::uint64_t high = 0;
-
-    template <class Self>
-    static auto fields(Self& self) {
-        return std::tie(self.low, self.high);
     }
 };
 

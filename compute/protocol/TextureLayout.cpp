@@ -11,22 +11,6 @@ namespace {
 constexpr std::uint64_t maxOffset = std::uint64_t{1} << 40;
 constexpr std::uint64_t maxRow = std::uint64_t{1} << 24;
 
-std::size_t bytesPerPixel(PixelFormat format) {
-    switch (format) {
-    case PixelFormat::R8Unorm:
-        return 1;
-    case PixelFormat::RG8Unorm:
-        return 2;
-    case PixelFormat::RGBA8Unorm:
-        return 4;
-    case PixelFormat::RGBA16Float:
-        return 8;
-    case PixelFormat::RGBA32Float:
-        return 16;
-    }
-    return 0;
-}
-
 } // namespace
 
 std::optional<TextureLayout> layOut(PixelFormat format, std::uint32_t width, std::uint32_t height,

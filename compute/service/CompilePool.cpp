@@ -135,17 +135,21 @@ void CompilePool::carryOut(const protocol::CompileLibrary& task, const std::stop
 
 void CompilePool::carryOut(const protocol::MakePipeline& task, const std::stop_token& stop) {
     const auto build = [&]() -> Result<std::shared_ptr<const Kernel>> {
-        return SL42_TRY(findLibrary(task.library))->build(task.function, task.constants, stop);
+        ConstantValues constants;
+        for (const protocol::Constant& constant : task.constants)
+            constants[constant.index] = constant.value;
+        return SL42_TRY(findLibrary(task.library))->build(task.function, constants, stop);
     };
     auto kernel = build();
     protocol::PipelineMade reply{
         .request = task.request, .message = {}, .parameters = {}, .fingerprint = {}};
     reply.succeeded = kernel.hasValue();
     if (kernel) {
-        reply.parameters = (*kernel)->parameters();
-        reply.fingerprint = (*kernel)->fingerprint();
-        reply.optimiserMilliseconds = (*kernel)->optimiserMilliseconds();
-        reply.codeGenerationMilliseconds = (*kernel)->codeGenerationMilliseconds();
+        const KernelDescription& made = (*kernel)->description();
+        reply.parameters = onTheWire(made.parameters);
+        reply.fingerprint = made.fingerprint;
+        reply.optimiserMilliseconds = made.optimiserMilliseconds;
+        reply.codeGenerationMilliseconds = made.codeGenerationMilliseconds;
         m_pipelines.add(task.pipeline, std::move(*kernel));
     } else {
         reply.message = cut(kernel.error().message);

@@ -5,12 +5,10 @@
 // kernels and compilers misbehave can be tested with one that does so on purpose.
 #pragma once
 
-#include "compute/host/SourceLocations.h"
-#include "compute/kernel/TextureView.h"
+#include "compute/backend/Kernel.h"
 #include "compute/protocol/Protocol.h"
 #include "platform/base/Result.h"
 
-#include <array>
 #include <cstddef>
 #include <memory>
 #include <stop_token>
@@ -18,27 +16,13 @@
 
 namespace compute::service {
 
-/// Everything that a kernel's parameters can be bound to; null where nothing is bound.
-struct Bindings {
-    std::array<std::byte*, protocol::maxBindings> buffers{};
-    std::array<const kernel::TextureView*, protocol::maxBindings> textures{};
-};
-
-/// Machine code. Immutable; may run on several threads at once.
-class Kernel {
-public:
-    virtual ~Kernel() = default;
-    virtual protocol::Parameters parameters() const = 0;
-    virtual protocol::Fingerprint fingerprint() const = 0;
-    virtual double optimiserMilliseconds() const = 0;
-    virtual double codeGenerationMilliseconds() const = 0;
-    /// Only threads from `begin` to before `end` along x.
-    virtual void run(const Bindings& bindings, protocol::Extent threads,
-                     protocol::Extent threadsPerThreadgroup, std::uint32_t begin,
-                     std::uint32_t end) const = 0;
-    /// Which lines its code came from; null when nobody knows. Lives as long as this.
-    virtual const host::SourceLocations* places() const { return nullptr; }
-};
+/// What the console is told of a kernel's parameters.
+inline protocol::Parameters onTheWire(const std::vector<Parameter>& parameters) {
+    protocol::Parameters wire;
+    for (const Parameter& parameter : parameters)
+        wire.push_back({parameter.name, parameter.kind, parameter.index, parameter.access});
+    return wire;
+}
 
 /// A program text that compiled.
 class Library {
@@ -48,7 +32,7 @@ public:
     virtual const std::string& warnings() const = 0;
     virtual protocol::ConstantDeclarations constants() const = 0;
     virtual platform::Result<std::shared_ptr<const Kernel>>
-    build(std::string_view function, const protocol::Constants& constants,
+    build(std::string_view function, const ConstantValues& constants,
           const std::stop_token& stop) const = 0;
 };
 

@@ -17,8 +17,7 @@ constexpr std::size_t executorStackBytes = 8u << 20;
 } // namespace
 
 Result<std::unique_ptr<Executor>> Executor::create(Replies& replies, protocol::StatusPage& page) {
-    auto memory =
-        SL42_TRY(memory::GuardedMemory::allocate(protocol::maxBindings * protocol::maxInlineBytes));
+    auto memory = SL42_TRY(memory::GuardedMemory::allocate(maxBuffers * protocol::maxInlineBytes));
     return std::unique_ptr<Executor>(new Executor(replies, page, std::move(memory)));
 }
 
@@ -53,7 +52,7 @@ void Executor::carryOut(const DispatchWork& work, const Job& job) {
         std::memcpy(place, job.bytes.data() + binding.offset, binding.length);
         bindings.buffers[binding.index] = place;
     }
-    const RunningKernel mark(work.kernel->places());
+    const RunningKernel mark(work.kernel->locations());
     work.kernel->run(bindings, work.threads, work.threadsPerThreadgroup, work.begin, work.end);
 }
 

@@ -56,7 +56,7 @@ public:
 
 private:
     static Result<void> checkIndex(std::uint32_t index) {
-        if (index >= protocol::maxBindings)
+        if (index >= maxBuffers)
             return Error{"an argument index is too high"};
         return {};
     }

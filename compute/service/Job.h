@@ -21,8 +21,8 @@ struct MemoryRange {
 
 struct DispatchWork {
     std::shared_ptr<const Kernel> kernel;
-    protocol::Extent threads;
-    protocol::Extent threadsPerThreadgroup;
+    Extent threads;
+    Extent threadsPerThreadgroup;
     std::uint32_t begin = 0; ///< along x
     std::uint32_t end = 0;
     Bindings bindings; ///< all but those by value

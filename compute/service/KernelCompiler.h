@@ -2,17 +2,19 @@
 // Part of Starloom 42.
 //
 // The compiler of the service proper: front end, kernel pipeline and host back end behind the
-// service's own interface. With SL42_DUMP set, everything between text and machine code is written
-// to that folder.
+// service's own interface.
 #pragma once
 
-#include "compute/kernel/Dump.h"
+#include "compute/host/HostBackend.h"
 #include "compute/service/Compiler.h"
 
 namespace compute::service {
 
 class KernelCompiler final : public Compiler {
 public:
+    explicit KernelCompiler(kernel::CompilerOptions options)
+        : m_backend(std::make_shared<host::HostBackend>(std::move(options))) {}
+
     void openFiles() override;
     void warmUp() override;
     std::size_t stackBytes() const override;
@@ -21,8 +23,8 @@ public:
                                                              const std::stop_token& stop) override;
 
 private:
-    /// Opened before the lock-down; null without SL42_DUMP. Shared with the libraries.
-    std::shared_ptr<const kernel::Dump> m_dump;
+    /// Shared with the libraries.
+    std::shared_ptr<host::HostBackend> m_backend;
 };
 
 } // namespace compute::service

@@ -15,8 +15,6 @@
 
 namespace compute::service {
 
-using host::SourceLocations;
-using host::Stand;
 
 namespace {
 
@@ -79,9 +77,9 @@ std::span<const std::uintptr_t> stackOf(const KernelThread& thread, const void* 
 }
 
 bool findStand(const void* context, Stand& stand) {
-    const SourceLocations* places = running.load();
-    return places != nullptr && thisThread != nullptr &&
-           places->find(programCounter(context), stackOf(*thisThread, context), stand);
+    const SourceLocations* locations = running.load();
+    return locations != nullptr && thisThread != nullptr &&
+           locations->find(programCounter(context), stackOf(*thisThread, context), stand);
 }
 
 /// How many outermost loops two stands of the same thread have in common.
@@ -234,8 +232,8 @@ void addKernelThread() {
     thisThread = &thread;
 }
 
-RunningKernel::RunningKernel(const SourceLocations* places) {
-    running = places;
+RunningKernel::RunningKernel(const SourceLocations* locations) {
+    running = locations;
 }
 
 RunningKernel::~RunningKernel() {
@@ -277,15 +275,15 @@ void writeHangingPlace(protocol::StatusPage& page) {
     Observed observed = observe(start + timeForQuestions);
     if (observed.loops > 1)
         follow(observed, start + timeForAll);
-    const SourceLocations* places = running.load();
-    if (observed.times == 0 || places == nullptr)
+    const SourceLocations* locations = running.load();
+    if (observed.times == 0 || locations == nullptr)
         return;
     Lines lines{};
     const bool isLoop = observed.loops > 0;
     const std::size_t count =
-        isLoop
-            ? places->linesOfLoop(observed.stand, observed.stand.loopCount - observed.loops, lines)
-            : places->linesOf(observed.stand, lines);
+        isLoop ? locations->linesOfLoop(observed.stand, observed.stand.loopCount - observed.loops,
+                                        lines)
+               : locations->linesOf(observed.stand, lines);
     page.isLoop = isLoop ? 1 : 0;
     write(lines, count, page);
 }

@@ -5,7 +5,7 @@
 // thread that may never come back is found out in signal handlers.
 #pragma once
 
-#include "compute/host/SourceLocations.h"
+#include "compute/backend/SourceLocations.h"
 #include "compute/protocol/StatusPage.h"
 
 namespace compute::service {
@@ -13,11 +13,11 @@ namespace compute::service {
 /// The calling thread will run kernels for the rest of the process.
 void addKernelThread();
 
-/// While it exists, what kernel threads run is the kernel with these places; null: nobody knows
+/// While it exists, what kernel threads run is the kernel with these locations; null: nobody knows
 /// them. One at a time.
 class RunningKernel {
 public:
-    explicit RunningKernel(const host::SourceLocations* places);
+    explicit RunningKernel(const SourceLocations* locations);
     ~RunningKernel();
     RunningKernel(const RunningKernel&) = delete;
     RunningKernel& operator=(const RunningKernel&) = delete;

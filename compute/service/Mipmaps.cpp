@@ -8,8 +8,6 @@
 
 namespace compute::service {
 
-using kernel::TextureFormat;
-using kernel::TextureLevel;
 
 namespace {
 
@@ -56,24 +54,24 @@ void shrink(const TextureLevel& source, const TextureLevel& target) {
     });
 }
 
-void shrinkLevel(TextureFormat format, const TextureLevel& source, const TextureLevel& target) {
+void shrinkLevel(PixelFormat format, const TextureLevel& source, const TextureLevel& target) {
     switch (format) {
-    case TextureFormat::R8Unorm:
+    case PixelFormat::R8Unorm:
         return shrink<std::uint8_t, 1>(source, target);
-    case TextureFormat::RG8Unorm:
+    case PixelFormat::RG8Unorm:
         return shrink<std::uint8_t, 2>(source, target);
-    case TextureFormat::RGBA8Unorm:
+    case PixelFormat::RGBA8Unorm:
         return shrink<std::uint8_t, 4>(source, target);
-    case TextureFormat::RGBA16Float:
+    case PixelFormat::RGBA16Float:
         return shrink<_Float16, 4>(source, target);
-    case TextureFormat::RGBA32Float:
+    case PixelFormat::RGBA32Float:
         return shrink<float, 4>(source, target);
     }
 }
 
 } // namespace
 
-void generateMipmaps(const kernel::TextureView& texture) {
+void generateMipmaps(const TextureView& texture) {
     for (std::uint32_t level = 1; level < texture.levelCount; ++level)
         shrinkLevel(texture.format, texture.levels[level - 1], texture.levels[level]);
 }

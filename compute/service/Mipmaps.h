@@ -4,13 +4,13 @@
 // The levels of a texture below the first.
 #pragma once
 
-#include "compute/kernel/TextureView.h"
+#include "compute/backend/TextureView.h"
 
 namespace compute::service {
 
 /// Computes every level from the one before it with a box filter of 2 x 2 pixels. An odd last
 /// column or row is left out, as the rounded-down size of the next level says; an extent of one
 /// pixel is repeated. Whole numbers are rounded to nearest.
-void generateMipmaps(const kernel::TextureView& texture);
+void generateMipmaps(const TextureView& texture);
 
 } // namespace compute::service

@@ -39,7 +39,7 @@ Result<void> Resources::add(const protocol::RegisterTexture& message,
         return Error{"A texture does not fit its memory"};
     auto texture = std::make_shared<Texture>();
     texture->memory = SL42_TRY(mapWhole(memory, message.length));
-    texture->view.format = static_cast<kernel::TextureFormat>(message.format);
+    texture->view.format = message.format;
     texture->view.levelCount = message.levels;
     for (std::uint32_t i = 0; i < message.levels; ++i) {
         const protocol::LevelLayout& level = layout->levels[i];
@@ -51,9 +51,6 @@ Result<void> Resources::add(const protocol::RegisterTexture& message,
     m_textures[message.texture] = std::move(texture);
     return {};
 }
-static_assert(kernel::maxTextureLevels >= protocol::maxTextureLevels);
-static_assert(static_cast<int>(kernel::TextureFormat::RGBA32Float) ==
-              static_cast<int>(protocol::PixelFormat::RGBA32Float));
 
 std::shared_ptr<memory::GuardedMemory> Resources::find(protocol::BufferId id) const {
     const auto found = m_buffers.find(id);

@@ -4,7 +4,7 @@
 // The buffers and textures that the console has announced, by id.
 #pragma once
 
-#include "compute/kernel/TextureView.h"
+#include "compute/backend/TextureView.h"
 #include "compute/memory/GuardedMemory.h"
 #include "compute/protocol/Protocol.h"
 #include "platform/base/FileDescriptor.h"
@@ -18,9 +18,9 @@ namespace compute::service {
 struct Texture {
     std::shared_ptr<memory::GuardedMemory> memory;
     std::shared_ptr<memory::GuardedMemory> viewMemory;
-    kernel::TextureView view;
-    const kernel::TextureView* viewOfKernels() const {
-        return reinterpret_cast<const kernel::TextureView*>(viewMemory->data());
+    TextureView view;
+    const TextureView* viewOfKernels() const {
+        return reinterpret_cast<const TextureView*>(viewMemory->data());
     }
 };
 

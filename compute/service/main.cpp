@@ -5,7 +5,14 @@
 #include "compute/service/KernelCompiler.h"
 #include "compute/service/Run.h"
 
+#include <cstdio>
+
 int main(int argumentCount, char** arguments) {
-    compute::service::KernelCompiler compiler;
+    auto options = compute::kernel::CompilerOptions::fromEnvironment();
+    if (!options) {
+        std::fprintf(stderr, "%s\n", options.error().message.c_str());
+        options = compute::kernel::CompilerOptions{};
+    }
+    compute::service::KernelCompiler compiler(*std::move(options));
     return compute::service::run(argumentCount, arguments, compiler);
 }

@@ -5,7 +5,6 @@
 #include "compute/simd/emit/WidenControl.h"
 #include "compute/simd/transform/UniformConditions.h"
 #include "compute/simd/transform/UniformDivisors.h"
-#include "compute/target/HostTarget.h"
 
 #include <llvm/IR/InstIterator.h>
 #include <llvm/Transforms/Utils/BasicBlockUtils.h>
@@ -46,7 +45,7 @@ bool splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
 
 } // namespace
 
-FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters)
+FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters, unsigned lanes)
     : m_function(function),
       m_parameters(std::move(parameters)),
       m_dominators(function),
@@ -59,7 +58,7 @@ FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters
         findBlocks();
         analyseControl();
     }
-    if (target::hostLanes() > lanesWithoutFusing && divideByReciprocals(function, *m_uniformity))
+    if (lanes > lanesWithoutFusing && divideByReciprocals(function, *m_uniformity))
         analyseControl();
     m_strides = std::make_unique<Strides>(function, m_loops, *m_uniformity, m_memory, m_parameters);
     m_groups = std::make_unique<AccessGroups>(function, *m_strides, m_memory);

@@ -15,7 +15,8 @@ namespace compute::simd {
 class FunctionPlan {
 public:
     /// Changes nothing but the shape of control flow. Loops must be in simplified, closed form.
-    FunctionPlan(llvm::Function& function, ParameterStrides parameters);
+    /// `lanes`: of one vector.
+    FunctionPlan(llvm::Function& function, ParameterStrides parameters, unsigned lanes);
 
     llvm::Function& function() const { return m_function; }
     const ParameterStrides& parameters() const { return m_parameters; }

@@ -148,11 +148,11 @@ bool gainsFromSeveral(const RegisterPressure& pressure) {
 
 class KernelVectoriser final : public Vectoriser {
 public:
-    explicit KernelVectoriser(llvm::Function& kernel) {
+    KernelVectoriser(llvm::Function& kernel, unsigned lanes) {
         for (llvm::Function* function : CalledFunctions(kernel).callersFirst())
             m_plans.push_back(std::make_unique<FunctionPlan>(
-                *function,
-                m_plans.empty() ? kernelParameters() : parametersOf(*function, m_plans)));
+                *function, m_plans.empty() ? kernelParameters() : parametersOf(*function, m_plans),
+                lanes));
     }
 
     platform::Result<void> chooseLanes(unsigned lanes, target::VectorsInFlight vectors) {
@@ -230,7 +230,7 @@ platform::Result<std::unique_ptr<Vectoriser>> Vectoriser::analyse(llvm::Function
         SL42_TRY_VOID(checkInstructions(*function));
     for (llvm::Function* function : functions)
         analyses.run(passes, *function);
-    auto made = std::make_unique<KernelVectoriser>(kernel);
+    auto made = std::make_unique<KernelVectoriser>(kernel, lanes);
     for (llvm::Function* function : functions)
         analyses.forget(*function);
     SL42_TRY_VOID(made->chooseLanes(lanes, vectors));

@@ -5,7 +5,6 @@
 namespace gpu::host {
 
 namespace protocol = compute::protocol;
-static_assert(maxBuffers <= protocol::maxBindings && maxTextures <= protocol::maxBindings);
 
 namespace {
 
@@ -17,11 +16,7 @@ bool isInside(const HostBuffer& buffer, std::size_t offset, std::size_t length) 
     return offset <= buffer.length() && length <= buffer.length() - offset;
 }
 
-protocol::Extent wireExtent(Size3 size) {
-    return {size.width, size.height, size.depth};
-}
-
-bool isEmpty(Size3 size) {
+bool isEmpty(Extent size) {
     return size.width == 0 || size.height == 0 || size.depth == 0;
 }
 
@@ -71,7 +66,7 @@ void HostComputeEncoder::setTexture(std::shared_ptr<Texture> texture, std::uint3
     m_textures[index] = std::dynamic_pointer_cast<HostTexture>(std::move(texture));
 }
 
-void HostComputeEncoder::dispatchPart(Size3 threads, Size3 threadsPerThreadgroup, Range part) {
+void HostComputeEncoder::dispatchPart(Extent threads, Extent threadsPerThreadgroup, Range part) {
     if (!m_commandBuffer)
         return;
     if (!m_pipeline)
@@ -88,7 +83,7 @@ void HostComputeEncoder::dispatchPart(Size3 threads, Size3 threadsPerThreadgroup
         if (!bind(parameter))
             return;
     m_commandBuffer->record(
-        protocol::Dispatch{pipeline->id, wireExtent(threads), wireExtent(threadsPerThreadgroup),
+        protocol::Dispatch{pipeline->id, threads, threadsPerThreadgroup,
                            static_cast<std::uint32_t>(m_bindings.size()),
                            static_cast<std::uint32_t>(part.offset),
                            static_cast<std::uint32_t>(part.offset + part.length)},
@@ -102,17 +97,12 @@ bool HostComputeEncoder::bind(const protocol::Parameter& parameter) {
                "'), which is not bound or does not fit");
         return false;
     };
-    switch (parameter.kind) {
-    case protocol::ParameterKind::BuiltIn:
-        return true;
-    case protocol::ParameterKind::Buffer:
+    if (parameter.kind == ParameterKind::Buffer)
         return bindBuffer(parameter.index) || isMissing("buffer");
-    case protocol::ParameterKind::Texture:
+    if (parameter.kind == ParameterKind::Texture)
         return bindTexture(parameter.index) || isMissing("texture");
-    case protocol::ParameterKind::Sampler:
-        return isMissing("sampler"); // there is no way to bind one
-    }
-    return false;
+    // There is no way to bind a sampler; all else the service supplies.
+    return parameter.kind != ParameterKind::Sampler || isMissing("sampler");
 }
 
 bool HostComputeEncoder::bindBuffer(std::uint32_t index) {

@@ -28,10 +28,10 @@ public:
                     std::uint32_t firstIndex) override;
     void setBytes(std::span<const std::byte> bytes, std::uint32_t index) override;
     void setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) override;
-    void dispatchThreads(Size3 threads, Size3 threadsPerThreadgroup) override {
+    void dispatchThreads(Extent threads, Extent threadsPerThreadgroup) override {
         dispatchPart(threads, threadsPerThreadgroup, {.offset = 0, .length = threads.width});
     }
-    void dispatchPart(Size3 threads, Size3 threadsPerThreadgroup, Range part) override;
+    void dispatchPart(Extent threads, Extent threadsPerThreadgroup, Range part) override;
     void endEncoding() override;
 
 private:

@@ -15,33 +15,8 @@ namespace {
 protocol::Constants wireConstants(const FunctionConstantValues& constants) {
     protocol::Constants wire;
     for (const auto& [index, value] : constants.values())
-        wire.push_back({index, static_cast<protocol::ConstantType>(value.type), value.bytes});
+        wire.push_back({index, value});
     return wire;
-}
-static_assert(static_cast<int>(DataType::Float) == static_cast<int>(protocol::ConstantType::Float));
-
-const char* nameOf(protocol::ConstantType type) {
-    switch (type) {
-    case protocol::ConstantType::Bool:
-        return "bool";
-    case protocol::ConstantType::Char:
-        return "char";
-    case protocol::ConstantType::UChar:
-        return "uchar";
-    case protocol::ConstantType::Short:
-        return "short";
-    case protocol::ConstantType::UShort:
-        return "ushort";
-    case protocol::ConstantType::Int:
-        return "int";
-    case protocol::ConstantType::UInt:
-        return "uint";
-    case protocol::ConstantType::Half:
-        return "half";
-    case protocol::ConstantType::Float:
-        return "float";
-    }
-    return "unknown";
 }
 
 /// Every constant that the program declares must have a value of its type.
@@ -53,36 +28,22 @@ Result<void> checkConstants(const protocol::ConstantDeclarations& declared,
                                  std::to_string(constant.index) + ")]]";
         if (found == constants.end())
             return Error{what + " has no value"};
-        if (found->type != constant.type)
+        if (found->value.type != constant.type)
             return Error{what + " is declared " + nameOf(constant.type) + " but its value is " +
-                         nameOf(found->type)};
+                         nameOf(found->value.type)};
     }
     return {};
-}
-
-ArgumentKind argumentKind(protocol::ParameterKind kind) {
-    switch (kind) {
-    case protocol::ParameterKind::Texture:
-        return ArgumentKind::Texture;
-    case protocol::ParameterKind::Sampler:
-        return ArgumentKind::Sampler;
-    case protocol::ParameterKind::Buffer:
-    case protocol::ParameterKind::BuiltIn:
-        break;
-    }
-    return ArgumentKind::Buffer;
 }
 
 /// Those parameters that something is bound to.
 std::vector<Argument> bound(const protocol::Parameters& parameters) {
     std::vector<Argument> arguments;
     for (const protocol::Parameter& parameter : parameters)
-        if (parameter.kind != protocol::ParameterKind::BuiltIn)
-            arguments.push_back({parameter.name, argumentKind(parameter.kind), parameter.index,
-                                 static_cast<Access>(parameter.access)});
+        if (compute::isBound(parameter.kind))
+            arguments.push_back(
+                {parameter.name, parameter.kind, parameter.index, parameter.access});
     return arguments;
 }
-static_assert(static_cast<int>(Access::ReadWrite) == static_cast<int>(protocol::Access::ReadWrite));
 
 } // namespace
 

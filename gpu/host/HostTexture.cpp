@@ -13,16 +13,9 @@ using platform::SharedMemory;
 
 namespace {
 
-// The numbers of the two enumerations are the same.
-protocol::PixelFormat wireFormat(PixelFormat format) {
-    return static_cast<protocol::PixelFormat>(format);
-}
-static_assert(static_cast<int>(PixelFormat::RGBA32Float) ==
-              static_cast<int>(protocol::PixelFormat::RGBA32Float));
-
 std::optional<protocol::TextureLayout> layOut(const TextureDescriptor& descriptor,
                                               std::size_t offset, std::size_t bytesPerRow) {
-    return protocol::layOut(wireFormat(descriptor.format), descriptor.width, descriptor.height,
+    return protocol::layOut(descriptor.format, descriptor.width, descriptor.height,
                             descriptor.mipLevels, offset, bytesPerRow);
 }
 
@@ -63,7 +56,7 @@ HostTexture::HostTexture(std::shared_ptr<ServiceClient> client, const TextureDes
                                             .length = memory->size(),
                                             .offset = layout.levels[0].offset,
                                             .bytesPerRow = layout.levels[0].bytesPerRow,
-                                            .format = wireFormat(descriptor.format),
+                                            .format = descriptor.format,
                                             .width = descriptor.width,
                                             .height = descriptor.height,
                                             .levels = descriptor.mipLevels};

@@ -37,8 +37,8 @@ TEST_F(AudioRendererTest, RendersTheWholeSongInPiecesThatLetFramesInBetween) {
     for (const auto& commandBuffer : commandBuffers("Audio")) {
         const auto audio = commandBuffer->dispatches.at(0);
         EXPECT_EQ(audio.kernel, "audio");
-        EXPECT_EQ(audio.threads, (gpu::Size3{1'536'000, 1, 1}));
-        EXPECT_EQ(audio.group, (gpu::Size3{64, 1, 1}));
+        EXPECT_EQ(audio.threads, (gpu::Extent{1'536'000, 1, 1}));
+        EXPECT_EQ(audio.group, (gpu::Extent{64, 1, 1}));
         EXPECT_EQ(audio.part.offset, done);
         EXPECT_LE(audio.part.length, 2048U) << "12 ms is too long for a piece";
         EXPECT_EQ(audio.part.offset % 64, 0U);

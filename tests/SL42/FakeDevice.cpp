@@ -109,10 +109,10 @@ public:
     void setTexture(std::shared_ptr<gpu::Texture> texture, std::uint32_t index) override {
         m_state.textures[index] = std::move(texture);
     }
-    void dispatchThreads(gpu::Size3 threads, gpu::Size3 group) override {
+    void dispatchThreads(gpu::Extent threads, gpu::Extent group) override {
         dispatchPart(threads, group, {.offset = 0, .length = threads.width});
     }
-    void dispatchPart(gpu::Size3 threads, gpu::Size3 group, gpu::Range part) override {
+    void dispatchPart(gpu::Extent threads, gpu::Extent group, gpu::Range part) override {
         m_state.part = part;
         m_state.threads = threads;
         m_state.group = group;

@@ -27,8 +27,8 @@ struct Dispatch {
     std::map<std::uint32_t, std::shared_ptr<gpu::Buffer>> buffers;
     std::map<std::uint32_t, std::vector<std::byte>> bytes;
     std::map<std::uint32_t, std::shared_ptr<gpu::Texture>> textures;
-    gpu::Size3 threads;
-    gpu::Size3 group;
+    gpu::Extent threads;
+    gpu::Extent group;
 };
 
 /// Shared with every pipeline made from it, so that a test can stop them.

@@ -7,7 +7,7 @@
 
 #include <array>
 
-using gpu::Size3;
+using gpu::Extent;
 using gpu::StorageMode;
 
 namespace test {
@@ -18,7 +18,7 @@ using Three = std::array<std::uint32_t, 3>;
 class GridTest : public DeviceTest {
 protected:
     std::vector<std::uint32_t> runOver(const std::shared_ptr<gpu::ComputePipelineState>& kernel,
-                                       Size3 grid, Size3 group, std::size_t count) {
+                                       Extent grid, Extent group, std::size_t count) {
         const auto buffer = device->makeBuffer(count * 4, StorageMode::Shared);
         expectCompleted(*run([&](gpu::ComputeCommandEncoder& encoder) {
             encoder.setComputePipelineState(kernel);
@@ -35,18 +35,18 @@ TEST_P(GridTest, EveryThreadRunsOnce) {
         "kernel void run(device uint* data [[buffer(0)]], uint3 p [[thread_position_in_grid]],"
         " uint3 n [[threads_per_grid]])"
         " { data[(p.z * n.y + p.y) * n.x + p.x] += 1 + p.x + 1000 * p.y + 1000000 * p.z; }");
-    for (const Size3 grid : {Size3{1, 1, 1},
-                             {7, 1, 1},
-                             {4096, 1, 1},
-                             {100'003, 1, 1},
-                             {768'000, 1, 1},
-                             {960, 540, 1},
-                             {31, 17, 5},
-                             {3000, 3, 2},
-                             {1, 1000, 1},
-                             {1, 1, 77},
-                             {2049, 2, 1},
-                             {7, 0, 1}}) {
+    for (const Extent grid : {Extent{1, 1, 1},
+                              {7, 1, 1},
+                              {4096, 1, 1},
+                              {100'003, 1, 1},
+                              {768'000, 1, 1},
+                              {960, 540, 1},
+                              {31, 17, 5},
+                              {3000, 3, 2},
+                              {1, 1000, 1},
+                              {1, 1, 77},
+                              {2049, 2, 1},
+                              {7, 0, 1}}) {
         std::vector<std::uint32_t> expected;
         for (std::uint32_t z = 0; z < grid.depth; ++z)
             for (std::uint32_t y = 0; y < grid.height; ++y)

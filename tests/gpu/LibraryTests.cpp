@@ -35,7 +35,7 @@ TEST_P(LibraryTest, ReflectionComesFromTheText) {
     EXPECT_EQ((*function)->name(), "second");
     std::string arguments;
     for (const gpu::Argument& each : (*function)->arguments())
-        arguments += each.name + (each.kind == gpu::ArgumentKind::Texture ? " texture " : " ") +
+        arguments += each.name + (each.kind == gpu::ParameterKind::Texture ? " texture " : " ") +
                      std::to_string(each.index) + "; ";
     EXPECT_EQ(arguments, "image texture 3; data 7; ");
     EXPECT_FALSE(all->makeFunction("third"));

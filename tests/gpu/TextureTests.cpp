@@ -23,7 +23,7 @@ Components componentsOf(PixelFormat format) {
     const std::size_t bytes = format == PixelFormat::RGBA32Float   ? 4
                               : format == PixelFormat::RGBA16Float ? 2
                                                                    : 1;
-    return {gpu::bytesPerPixel(format) / bytes, bytes};
+    return {compute::bytesPerPixel(format) / bytes, bytes};
 }
 
 float load(const std::byte* place, std::size_t componentBytes) {
@@ -60,7 +60,7 @@ class TextureTest : public DeviceTest {
 protected:
     std::vector<std::byte> pixelsOf(const gpu::Texture& texture, std::uint32_t level = 0) {
         const std::size_t row = gpu::mipExtent(texture.width(), level) *
-                                gpu::bytesPerPixel(texture.descriptor().format);
+                                compute::bytesPerPixel(texture.descriptor().format);
         std::vector<std::byte> pixels(row * gpu::mipExtent(texture.height(), level));
         EXPECT_TRUE(texture.getBytes(level, pixels, row));
         return pixels;
@@ -88,7 +88,7 @@ TEST_P(TextureTest, KernelsReadAndWriteEveryFormat) {
         const auto from = device->makeTexture({format, 37, 11, 1});
         const auto to = device->makeTexture({format, 37, 11, 1});
         EXPECT_EQ(pixelsOf(*to), std::vector<std::byte>(pixels.size())) << "zero at birth";
-        ASSERT_TRUE(from->replace(0, pixels, 37 * gpu::bytesPerPixel(format)));
+        ASSERT_TRUE(from->replace(0, pixels, 37 * compute::bytesPerPixel(format)));
         expectCompleted(*dispatchOver(copy, {from, to}));
         EXPECT_EQ(pixelsOf(*to), pixels) << static_cast<int>(format);
     }

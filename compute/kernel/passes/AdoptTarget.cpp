@@ -3,7 +3,6 @@
 #include "compute/kernel/passes/AdoptTarget.h"
 
 #include "compute/kernel/passes/Undefined.h"
-#include "compute/target/HostTarget.h"
 
 #include <llvm/IR/DebugInfoMetadata.h>
 #include <llvm/IR/InstIterator.h>
@@ -105,7 +104,6 @@ void describeEntry(llvm::Function& entry, const llvm::TargetMachine& target) {
     entry.addFnAttr("denormal-fp-math-f32", "preserve-sign,preserve-sign");
     // Estimates differ between scalar and vector code; every width must draw the same picture.
     entry.addFnAttr("reciprocal-estimates", "none");
-    entry.addFnAttr("prefer-vector-width", target::hostLanes() == 16 ? "512" : "256");
     for (unsigned i : {0u, 1u}) {
         entry.addParamAttr(i, llvm::Attribute::NoAlias);
         entry.addParamAttr(i, llvm::Attribute::ReadOnly);

@@ -9,30 +9,6 @@
 namespace compute::kernel {
 namespace {
 
-std::string_view nameOf(ConstantType type) {
-    switch (type) {
-    case ConstantType::Bool:
-        return "bool";
-    case ConstantType::Char:
-        return "char";
-    case ConstantType::UChar:
-        return "uchar";
-    case ConstantType::Short:
-        return "short";
-    case ConstantType::UShort:
-        return "ushort";
-    case ConstantType::Int:
-        return "int";
-    case ConstantType::UInt:
-        return "uint";
-    case ConstantType::Half:
-        return "half";
-    case ConstantType::Float:
-        return "float";
-    }
-    return "unknown";
-}
-
 /// The value as a constant of the variable's own type: integers by width, floats by their bits.
 llvm::Constant* makeInitialiser(llvm::Type* type, const ConstantValue& value) {
     std::uint32_t bits = 0;

@@ -7,7 +7,6 @@
 #include "compute/kernel/pipeline/BindingAccess.h"
 #include "compute/kernel/pipeline/ExtractKernel.h"
 #include "compute/kernel/pipeline/Passes.h"
-#include "compute/target/HostTarget.h"
 
 #include <llvm/Support/raw_ostream.h>
 
@@ -46,7 +45,9 @@ platform::Result<void> checkFunction(const Program& program, std::string_view na
 }
 
 platform::Result<CanonicalKernel> canonicalise(const Program& program, std::string_view name,
-                                               const ConstantValues& constants, const Dump* dump,
+                                               const ConstantValues& constants,
+                                               llvm::TargetMachine& target,
+                                               const CompilerOptions& options, const Dump* dump,
                                                const std::stop_token& stop) {
     const auto start = std::chrono::steady_clock::now();
     SL42_TRY_VOID(checkFunction(program, name, constants));
@@ -54,14 +55,14 @@ platform::Result<CanonicalKernel> canonicalise(const Program& program, std::stri
     ExtractedKernel extracted = SL42_TRY(extractKernel(program, declaration));
     dumpModule(dump, *extracted.module, name, 0, "extractKernel");
 
-    const target::HostTargetMachine machine = target::takeHostTargetMachine();
-    Analyses analyses(*machine);
+    Analyses analyses(target);
     PassContext context{.module = *extracted.module,
-                        .target = *machine,
+                        .target = target,
                         .analyses = analyses,
                         .kernel = declaration,
                         .constants = program.constants,
-                        .values = constants};
+                        .values = constants,
+                        .options = options};
     unsigned number = 0;
     for (const Pass& pass : passes()) {
         SL42_TRY_VOID(pass.run(context));

@@ -5,8 +5,11 @@
 // host back end and the SPIR-V back end start from.
 #pragma once
 
+#include "compute/kernel/CompilerOptions.h"
 #include "compute/kernel/Program.h"
 #include "platform/base/Result.h"
+
+#include <llvm/Target/TargetMachine.h>
 
 #include <stop_token>
 #include <string>
@@ -19,9 +22,9 @@ class Dump;
 
 /// One kernel on its own, specialised, inlined and made safe. The module holds the function
 /// `symbol`, which runs one thread and whose signature is that of BindParameters.h, the functions
-/// that a large kernel shares (ChooseShared.h), and constant globals. It has the host's triple and
-/// data layout. Operations have a result for all operands, private arrays are not left, nothing is
-/// undefined; control flow is reducible, without switches, and has one return.
+/// that a large kernel shares (ChooseShared.h), and constant globals. It has the target's triple
+/// and data layout. Operations have a result for all operands, private arrays are not left, nothing
+/// is undefined; control flow is reducible, without switches, and has one return.
 struct CanonicalKernel {
     std::unique_ptr<llvm::LLVMContext> context;
     std::unique_ptr<llvm::Module> module;
@@ -36,13 +39,13 @@ struct CanonicalKernel {
 platform::Result<void> checkFunction(const Program& program, std::string_view name,
                                      const ConstantValues& constants);
 
-/// Runs the pipeline on a copy of what the kernel reaches. Several threads may do so on one program
-/// at the same time. The error names the kernel, function or constant at fault. The code after each
-/// pass goes to `dump` unless that is null. When it is to stop, it does so after the pass at hand,
-/// with an error.
-platform::Result<CanonicalKernel> canonicalise(const Program& program, std::string_view name,
-                                               const ConstantValues& constants,
-                                               const Dump* dump = nullptr,
-                                               const std::stop_token& stop = {});
+/// Runs the pipeline on a copy of what the kernel reaches; the module is then one for `target`.
+/// Several threads may do so on one program at the same time. The error names the kernel, function
+/// or constant at fault. The code after each pass goes to `dump` unless that is null. When it is to
+/// stop, it does so after the pass at hand, with an error.
+platform::Result<CanonicalKernel>
+canonicalise(const Program& program, std::string_view name, const ConstantValues& constants,
+             llvm::TargetMachine& target, const CompilerOptions& options = {},
+             const Dump* dump = nullptr, const std::stop_token& stop = {});
 
 } // namespace compute::kernel

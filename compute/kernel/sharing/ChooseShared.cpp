@@ -10,18 +10,10 @@
 #include <llvm/IR/InstIterator.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 
 namespace compute::kernel {
 namespace {
-
-/// Instructions that a kernel may have with all calls inlined, before it shares functions: some
-/// hundred milliseconds of compiling. SL42_SHARE asks for another limit.
-double smallKernel() {
-    const char* wish = std::getenv("SL42_SHARE");
-    return wish != nullptr ? std::atof(wish) : 20'000;
-}
 
 /// Below this a call is more work than what it calls.
 constexpr double worthCalling = 60;
@@ -30,7 +22,8 @@ constexpr double worthSharing = 3;
 /// What a large kernel may grow by for the sake of fewer calls.
 constexpr double growth = 1.2;
 /// What follows a question that most threads answer with no costs little to call. So it is called
-/// in smaller kernels too when that saves this part of smallKernel().
+/// in smaller kernels too when that saves this part of
+/// CompilerOptions::shareAbove.
 constexpr double worthSplitting = 0.2;
 
 /// The functions that a kernel reaches, with their sizes.
@@ -166,7 +159,7 @@ void shareLargest(CallGraph& graph, double limit, const std::vector<llvm::Functi
 } // namespace
 
 std::vector<llvm::Function*> chooseShared(PassContext& context, PrivatePointers& pointers) {
-    const double limit = smallKernel();
+    const double limit = context.options.shareAbove;
     const double enough = worthSplitting * limit;
     CallGraph graph(*context.entry);
     if (graph.isRecursive() || graph.weigh() <= enough)

@@ -4,7 +4,7 @@
 // From intermediate code as text to a kernel that runs.
 #pragma once
 
-#include "compute/host/HostKernel.h"
+#include "compute/backend/Kernel.h"
 #include "tests/compute/kernel/ProgramText.h"
 
 #include <span>
@@ -13,14 +13,14 @@ namespace tests {
 
 /// The kernel `k` of a program as machine code; null, with a failed expectation, when it does not
 /// compile.
-std::shared_ptr<compute::host::HostKernel>
-compile(const compute::kernel::Program& program,
-        const compute::kernel::ConstantValues& values = {});
+std::shared_ptr<compute::Kernel> compile(const compute::kernel::Program& program,
+                                         const compute::ConstantValues& values = {},
+                                         const compute::kernel::CompilerOptions& options = {});
 
 /// Bindings with the given arrays as buffers 0, 1, ...
 template <class... T>
-compute::host::Bindings bind(std::vector<T>&... buffers) {
-    compute::host::Bindings bindings;
+compute::Bindings bind(std::vector<T>&... buffers) {
+    compute::Bindings bindings;
     std::size_t index = 0;
     ((bindings.buffers[index++] = reinterpret_cast<std::byte*>(buffers.data())), ...);
     return bindings;

@@ -80,7 +80,7 @@ std::ostream& operator<<(std::ostream& stream, const Attack& attack) {
     return stream << attack.name;
 }
 
-std::shared_ptr<host::HostKernel> compile(const Attack& attack) {
+std::shared_ptr<Kernel> compile(const Attack& attack) {
     const std::string source = std::string("#include <metal_stdlib>\nusing namespace metal;\n") +
                                attack.before +
                                "kernel void k(device ulong* prey [[buffer(0)]],\n"
@@ -104,7 +104,7 @@ bool run(const Attack& attack, const Prey& prey, memory::RegionVector<std::uint3
     memory::RegionVector<std::uint64_t> words(1024);
     words[0] = reinterpret_cast<std::uintptr_t>(prey.middle());
     memory::RegionVector<std::uint32_t> zero(1);
-    host::Bindings bindings;
+    Bindings bindings;
     bindings.buffers[0] = reinterpret_cast<std::byte*>(words.data());
     bindings.buffers[1] = reinterpret_cast<std::byte*>(out.data());
     bindings.buffers[2] = reinterpret_cast<std::byte*>(zero.data());

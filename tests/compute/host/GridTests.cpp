@@ -63,7 +63,7 @@ TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
             std::uint8_t* buffer = aligned + place;
             for (unsigned i = 0; i < page; ++i)
                 buffer[i] = static_cast<std::uint8_t>(7 * i / 5 + 1);
-            host::Bindings bindings;
+            Bindings bindings;
             bindings.buffers[0] = reinterpret_cast<std::byte*>(buffer);
             compiled->run(bindings, {20, 1, 1}, {1, 1, 1});
             for (unsigned x = 0; x < 20; ++x) {
@@ -79,7 +79,7 @@ TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
 
 /// Each thread adds its number to the square of the first number of the buffer, which all threads
 /// have in common, and stores the sum behind that.
-std::shared_ptr<host::HostKernel> compileAdditionToSquare() {
+std::shared_ptr<Kernel> compileAdditionToSquare() {
     return tests::compile(tests::makeOneDimensional(R"(
         %number = load i32, ptr %out
         %square = mul i32 %number, %number

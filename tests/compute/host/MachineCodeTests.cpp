@@ -23,11 +23,10 @@ using namespace compute;
 
 /// An object file made from intermediate code, past all our checks.
 llvm::SmallString<0> makeObject(const char* text) {
-    target::initialiseHostTarget();
     llvm::LLVMContext context;
     llvm::SMDiagnostic diagnostic;
     auto module = llvm::parseAssemblyString(text, diagnostic, context);
-    const auto target = target::takeHostTargetMachine();
+    const auto target = tests::hostTarget().takeMachine();
     module->setDataLayout(target->createDataLayout());
     llvm::SmallString<0> object;
     llvm::raw_svector_ostream stream(object);
@@ -85,7 +84,7 @@ TEST(MachineCodeTests, NoMemoryBecomesExecutableAndRoomIsUsedAgain) {
     const int before = countMappings("x");
     const auto* free = addressOf(arena.take(host::CodeArena::Kind::Code, 1, 1));
     {
-        std::vector<std::shared_ptr<host::HostKernel>> kernels;
+        std::vector<std::shared_ptr<Kernel>> kernels;
         kernels.reserve(5);
         for (int i = 0; i < 5; ++i)
             kernels.push_back(tests::compile(tests::makeOneDimensional(body)));

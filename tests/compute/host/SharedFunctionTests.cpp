@@ -17,14 +17,6 @@ namespace {
 
 using namespace compute;
 
-/// As if kernels were large from so many instructions on.
-class LargeFrom {
-public:
-    explicit LargeFrom(const char* instructions) { ::setenv("SL42_SHARE", instructions, 1); }
-    LargeFrom(const LargeFrom&) = delete;
-    ~LargeFrom() { ::unsetenv("SL42_SHARE"); }
-};
-
 /// Work on %NAME0 that nothing simplifies; ends in %NAME70.
 std::string longWork(const std::string& name) {
     std::string text;
@@ -114,8 +106,9 @@ std::string stepFunction() {
     })";
 }
 
-unsigned functionsOf(const kernel::Program& program) {
-    auto canonical = kernel::canonicalise(program, "k", {});
+unsigned functionsOf(const kernel::Program& program, const kernel::CompilerOptions& options) {
+    auto canonical =
+        kernel::canonicalise(program, "k", {}, *tests::hostTarget().takeMachine(), options);
     EXPECT_TRUE(canonical) << canonical.error().message;
     if (!canonical)
         return 0;
@@ -128,21 +121,20 @@ unsigned functionsOf(const kernel::Program& program) {
 
 /// Runs a kernel that calls one function, as it is and with the function copied.
 void expectSameWhenShared(const std::string& body, const std::string& function) {
-    const auto results = [&](const char* largeFrom, unsigned functions) {
-        const LargeFrom limit(largeFrom);
+    const auto results = [&](double shareAbove, unsigned functions) {
+        const kernel::CompilerOptions options{.shareAbove = shareAbove};
         const kernel::Program program = tests::makeOneDimensional(body, function);
-        EXPECT_EQ(functionsOf(program), functions);
-        const auto compiled = tests::compile(program);
+        EXPECT_EQ(functionsOf(program, options), functions);
+        const auto compiled = tests::compile(program, {}, options);
         std::vector<std::uint32_t> out(103, 1);
         if (compiled)
             compiled->run(tests::bind(out), {101, 1, 1}, {1, 1, 1});
         return out;
     };
-    EXPECT_EQ(results("0", 2), results("1000000", 1));
+    EXPECT_EQ(results(0, 2), results(1'000'000, 1));
 }
 
 TEST(SharedFunctionTests, CallsDoWhatCopiesDo) {
-    target::initialiseHostTarget();
     expectSameWhenShared(calls, stepFunction());
 }
 
@@ -154,8 +146,6 @@ struct SharingCase {
 };
 
 TEST(SharedFunctionTests, OnlyWhatIsPassedValuesIsShared) {
-    target::initialiseHostTarget();
-    const LargeFrom limit("0");
     const SharingCase cases[] = {
         {"fixed offsets", "ptr %m, ptr %n", "%v0 = load i32, ptr %p store i32 1, ptr %q", 2},
         {"a copy", "ptr %m, ptr %n",
@@ -184,14 +174,14 @@ TEST(SharedFunctionTests, OnlyWhatIsPassedValuesIsShared) {
             std::string("declare void @llvm.memcpy.p0.p0.i64(ptr, ptr, i64, i1)\n"
                         "define i32 @work(ptr %p, ptr %q) {\n") +
             row.access + "\n" + longWork("v") + "ret i32 %v70 }";
-        EXPECT_EQ(functionsOf(tests::makeOneDimensional(body + "ret void", function)),
-                  row.functions)
+        EXPECT_EQ(
+            functionsOf(tests::makeOneDimensional(body + "ret void", function), {.shareAbove = 0}),
+            row.functions)
             << row.label;
     }
 }
 
 TEST(SharedFunctionTests, TheQuestionWhetherThereIsWorkIsCopied) {
-    target::initialiseHostTarget();
     // What is read at an index keeps a whole function from being shared, so it comes first.
     const std::string function = R"(
     define void @draw(ptr %m, ptr %letters, i32 %k) {

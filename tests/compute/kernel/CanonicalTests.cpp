@@ -25,11 +25,16 @@
 
 namespace {
 
+using namespace compute;
 using namespace compute::kernel;
 
 class CanonicalTests : public testing::Test {
 protected:
-    static void SetUpTestSuite() { compute::target::initialiseHostTarget(); }
+    static platform::Result<CanonicalKernel>
+    canonicalise(const Program& program, const ConstantValues& values, const Dump* dump = nullptr) {
+        return kernel::canonicalise(program, "k", values, *tests::hostTarget().takeMachine(), {},
+                                    dump);
+    }
 };
 
 TEST_F(CanonicalTests, OneFunctionIsLeft) {
@@ -41,7 +46,7 @@ TEST_F(CanonicalTests, OneFunctionIsLeft) {
         define spir_func float @twice(float %v) { %r = fadd float %v, %v ret float %r }
         define spir_func void @unused() { call spir_func void @missing() ret void }
         declare spir_func void @missing())");
-    auto kernel = canonicalise(program, "k", {});
+    auto kernel = canonicalise(program, {});
     ASSERT_TRUE(kernel) << kernel.error().message;
     EXPECT_FALSE(llvm::verifyModule(*kernel->module, &llvm::errs()));
     EXPECT_EQ(std::ranges::count_if(*kernel->module,
@@ -75,25 +80,25 @@ TEST_F(CanonicalTests, ConstantsAreCheckedByNameAndType) {
     Program program =
         tests::makeOneDimensional("%v = load i32, ptr @mode store i32 %v, ptr %out ret void",
                                   "@mode = external constant i32");
-    program.constants = {{.name = "mode", .symbol = "mode", .index = 2, .type = ConstantType::Int}};
+    program.constants = {{.name = "mode", .symbol = "mode", .index = 2, .type = DataType::Int}};
     const auto messageOf = [&](const ConstantValues& values) {
         auto checked = checkFunction(program, "k", values);
-        auto made = canonicalise(program, "k", values);
+        auto made = canonicalise(program, values);
         EXPECT_EQ(checked.hasValue(), made.hasValue());
         return checked ? std::string() : checked.error().message;
     };
     EXPECT_EQ(messageOf({}), "function constant 'mode' [[function_constant(2)]] has no value");
-    EXPECT_EQ(messageOf({{2, {.type = ConstantType::Float}}}),
+    EXPECT_EQ(messageOf({{2, {.type = DataType::Float}}}),
               "function constant 'mode' [[function_constant(2)]] is declared int but its value is "
               "float");
-    EXPECT_EQ(messageOf({{2, {.type = ConstantType::Int}}, {9, {.type = ConstantType::Bool}}}), "");
+    EXPECT_EQ(messageOf({{2, {.type = DataType::Int}}, {9, {.type = DataType::Bool}}}), "");
 }
 
 TEST_F(CanonicalTests, KernelsThatCannotRunAreRefused) {
     Program program = tests::makeOneDimensional("ret void");
     EXPECT_FALSE(checkFunction(program, "absent", {}));
     program.kernels[0].unsupported = "barriers are missing";
-    auto refused = canonicalise(program, "k", {});
+    auto refused = canonicalise(program, {});
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().message, "kernel 'k': barriers are missing");
 
@@ -102,21 +107,21 @@ TEST_F(CanonicalTests, KernelsThatCannotRunAreRefused) {
         %p = getelementptr i8, ptr %a, i32 %x
         store volatile i8 1, ptr %p
         ret void)");
-    auto tooLarge = canonicalise(large, "k", {});
+    auto tooLarge = canonicalise(large, {});
     ASSERT_FALSE(tooLarge);
     EXPECT_NE(tooLarge.error().message.find("1048576 bytes"), std::string::npos);
 
     const Program sampler =
         tests::makeProgram("define spir_func void @k(ptr byval({ ptr }) %s) { ret void }",
                            {{.name = "s", .kind = ParameterKind::Sampler}});
-    EXPECT_FALSE(canonicalise(sampler, "k", {}));
+    EXPECT_FALSE(canonicalise(sampler, {}));
 }
 
 TEST_F(CanonicalTests, TheDumpHasOneFileAPass) {
     const ::tests::ScratchFolder folder;
     auto dump = Dump::create(folder.path(""));
     ASSERT_TRUE(dump);
-    ASSERT_TRUE(canonicalise(tests::makeOneDimensional("ret void"), "k", {}, &*dump));
+    ASSERT_TRUE(canonicalise(tests::makeOneDimensional("ret void"), {}, &*dump));
     std::size_t files = 0;
     for (const auto& file : std::filesystem::directory_iterator(folder.path("")))
         files += file.file_size() > 0;
@@ -150,7 +155,7 @@ TEST_F(CanonicalTests, TimeGrowsWithTheProgramAndNoFaster) {
         const Program program = makeLong(count);
         double best = std::numeric_limits<double>::max();
         for (int i = 0; i < 5; ++i) {
-            auto kernel = canonicalise(program, "k", {});
+            auto kernel = canonicalise(program, {});
             EXPECT_TRUE(kernel);
             best = std::min(best, kernel->optimiserMilliseconds);
         }

@@ -22,14 +22,14 @@
 
 namespace {
 
+using namespace compute;
 using namespace compute::kernel;
 
 /// A program on its way through the pipeline.
 class Bench {
 public:
     explicit Bench(Program program) : m_program(std::move(program)) {
-        compute::target::initialiseHostTarget();
-        m_target = compute::target::takeHostTargetMachine();
+        m_target = tests::hostTarget().takeMachine();
         m_analyses.emplace(*m_target);
         m_context.emplace(PassContext{.module = *m_program.module,
                                       .target = *m_target,
@@ -69,7 +69,7 @@ public:
 private:
     Program m_program;
     ConstantValues m_values;
-    compute::target::HostTargetMachine m_target;
+    target::HostTarget::Machine m_target;
     std::optional<Analyses> m_analyses;
     std::optional<PassContext> m_context;
 };

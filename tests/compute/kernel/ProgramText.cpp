@@ -11,7 +11,13 @@
 
 namespace tests {
 
+using namespace compute;
 using namespace compute::kernel;
+
+const target::HostTarget& hostTarget() {
+    static const target::HostTarget target(CompilerOptions::fromEnvironment()->lanes);
+    return target;
+}
 
 Program makeProgram(std::string_view text, std::vector<Parameter> parameters,
                     std::vector<ConstantDeclaration> constants) {

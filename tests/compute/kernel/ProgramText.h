@@ -4,7 +4,9 @@
 // Programs for tests, written as intermediate code the way the front end makes it.
 #pragma once
 
+#include "compute/kernel/CompilerOptions.h"
 #include "compute/kernel/Program.h"
+#include "compute/target/HostTarget.h"
 
 #include <initializer_list>
 #include <string>
@@ -12,15 +14,18 @@
 
 namespace tests {
 
+/// The processor at the SIMD width that the environment asks for.
+const compute::target::HostTarget& hostTarget();
+
 /// A program whose one kernel is the function `k` of the text.
 compute::kernel::Program
-makeProgram(std::string_view text, std::vector<compute::kernel::Parameter> parameters,
+makeProgram(std::string_view text, std::vector<compute::Parameter> parameters,
             std::vector<compute::kernel::ConstantDeclaration> constants = {});
 
-compute::kernel::Parameter buffer(std::uint32_t index);
-compute::kernel::Parameter texture(std::uint32_t index);
-compute::kernel::Parameter attribute(compute::kernel::ParameterKind kind,
-                                     std::uint8_t components = 1, std::uint8_t componentBytes = 4);
+compute::Parameter buffer(std::uint32_t index);
+compute::Parameter texture(std::uint32_t index);
+compute::Parameter attribute(compute::ParameterKind kind, std::uint8_t components = 1,
+                             std::uint8_t componentBytes = 4);
 
 /// A function `k(ptr out, i32 x)` around the text of its body.
 compute::kernel::Program makeOneDimensional(std::string_view body,

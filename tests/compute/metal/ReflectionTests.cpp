@@ -63,8 +63,8 @@ TEST(Reflection, FunctionConstantsStayOpen) {
     ASSERT_EQ(program.constants.size(), 2u);
     EXPECT_EQ(program.constants[0].name, "mode");
     EXPECT_EQ(program.constants[0].index, 4u);
-    EXPECT_EQ(program.constants[0].type, ConstantType::Char);
-    EXPECT_EQ(program.constants[1].type, ConstantType::Half);
+    EXPECT_EQ(program.constants[0].type, DataType::Char);
+    EXPECT_EQ(program.constants[1].type, DataType::Half);
     for (const ConstantDeclaration& constant : program.constants) {
         const llvm::GlobalVariable* variable = program.module->getGlobalVariable(constant.symbol);
         ASSERT_NE(variable, nullptr);

@@ -94,20 +94,18 @@ constexpr KernelEntry table[] = {
     {"killed", [](std::uint32_t*, std::uint32_t) { ::_Exit(3); }},
 };
 
-class FakeKernel final : public service::Kernel {
+class FakeKernel final : public Kernel {
 public:
-    explicit FakeKernel(test::HostileKernel run) : m_run(run) {}
+    explicit FakeKernel(test::HostileKernel run)
+        : Kernel({.name = {},
+                  .parameters = {{.name = "data", .kind = ParameterKind::Buffer}},
+                  .fingerprint = {},
+                  .optimiserMilliseconds = 1,
+                  .codeGenerationMilliseconds = 2}),
+          m_run(run) {}
 
-    protocol::Parameters parameters() const override {
-        protocol::Parameters parameters;
-        parameters.push_back({std::string("data"), protocol::ParameterKind::Buffer, 0});
-        return parameters;
-    }
-    double optimiserMilliseconds() const override { return 1; }
-    double codeGenerationMilliseconds() const override { return 2; }
-    protocol::Fingerprint fingerprint() const override { return {}; }
-    void run(const service::Bindings& bindings, protocol::Extent threads, protocol::Extent,
-             std::uint32_t, std::uint32_t) const override {
+    void run(const Bindings& bindings, Extent threads, Extent, std::uint32_t,
+             std::uint32_t) const override {
         m_run(reinterpret_cast<std::uint32_t*>(bindings.buffers[0]), threads.width);
     }
 
@@ -152,9 +150,8 @@ public:
     }
     const std::string& warnings() const override { return m_warnings; }
     protocol::ConstantDeclarations constants() const override { return {}; }
-    Result<std::shared_ptr<const service::Kernel>> build(std::string_view function,
-                                                         const protocol::Constants&,
-                                                         const std::stop_token&) const override {
+    Result<std::shared_ptr<const Kernel>> build(std::string_view function, const ConstantValues&,
+                                                const std::stop_token&) const override {
         misbehave(function);
         if (function == "quit-rebuild" && m_isFirst)
             ::_Exit(3);
@@ -165,7 +162,7 @@ public:
         const auto run = found != std::end(table) ? found->run : test::findHostileKernel(function);
         if (run == nullptr)
             return Error{"cannot build " + std::string(function)};
-        return std::shared_ptr<const service::Kernel>(std::make_shared<FakeKernel>(run));
+        return std::shared_ptr<const Kernel>(std::make_shared<FakeKernel>(run));
     }
 
 private:

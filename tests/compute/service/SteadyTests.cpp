@@ -17,14 +17,12 @@ using namespace compute;
 using platform::Result;
 
 /// Adds the first number among the bytes by value to every number of the buffer.
-class AddingKernel final : public service::Kernel {
+class AddingKernel final : public Kernel {
 public:
-    protocol::Parameters parameters() const override { return {}; }
-    double optimiserMilliseconds() const override { return 0; }
-    double codeGenerationMilliseconds() const override { return 0; }
-    protocol::Fingerprint fingerprint() const override { return {}; }
-    void run(const service::Bindings& bindings, protocol::Extent threads, protocol::Extent,
-             std::uint32_t, std::uint32_t) const override {
+    AddingKernel() : Kernel(KernelDescription{}) {}
+
+    void run(const Bindings& bindings, Extent threads, Extent, std::uint32_t,
+             std::uint32_t) const override {
         auto* numbers = reinterpret_cast<std::uint32_t*>(bindings.buffers[0]);
         const auto* summand = reinterpret_cast<const std::uint32_t*>(bindings.buffers[1]);
         workers::run(threads.width, [&](std::uint32_t first, std::uint32_t last) {
@@ -39,9 +37,9 @@ public:
     std::vector<protocol::Kernel> kernels() const override { return {}; }
     const std::string& warnings() const override { return m_warnings; }
     protocol::ConstantDeclarations constants() const override { return {}; }
-    Result<std::shared_ptr<const service::Kernel>>
-    build(std::string_view, const protocol::Constants&, const std::stop_token&) const override {
-        return std::shared_ptr<const service::Kernel>(std::make_shared<AddingKernel>());
+    Result<std::shared_ptr<const Kernel>> build(std::string_view, const ConstantValues&,
+                                                const std::stop_token&) const override {
+        return std::shared_ptr<const Kernel>(std::make_shared<AddingKernel>());
     }
 
 private:

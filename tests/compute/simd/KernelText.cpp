@@ -14,8 +14,7 @@ namespace tests {
 using namespace compute;
 
 KernelText::KernelText(const std::string& body) {
-    target::initialiseHostTarget();
-    m_target = target::takeHostTargetMachine();
+    m_target = tests::hostTarget().takeMachine();
     const std::string text =
         "define void @kernel(ptr noalias readonly %bindings, ptr noalias readonly %grid, i32 %x, "
         "i32 %y, i32 %z) {\n" +

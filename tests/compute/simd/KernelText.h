@@ -7,7 +7,7 @@
 #include "compute/kernel/Analyses.h"
 #include "compute/simd/analysis/PrivateMemory.h"
 #include "compute/simd/analysis/Strides.h"
-#include "compute/target/HostTarget.h"
+#include "tests/compute/kernel/ProgramText.h"
 
 #include <llvm/IR/Module.h>
 
@@ -32,7 +32,7 @@ public:
 private:
     llvm::LLVMContext m_context;
     std::unique_ptr<llvm::Module> m_module;
-    compute::target::HostTargetMachine m_target;
+    compute::target::HostTarget::Machine m_target;
     std::optional<compute::kernel::Analyses> m_analyses;
 };
 

@@ -3,7 +3,7 @@
 //
 // Sampling against an independent computation in double precision: a texel function with the
 // addressing rules, interpolated by the definition.
-#include "compute/kernel/TextureView.h"
+#include "compute/backend/TextureView.h"
 
 #include <metal_stdlib>
 
@@ -18,22 +18,21 @@ namespace {
 
 using metal::all;
 
-using compute::kernel::TextureFormat;
-using compute::kernel::TextureView;
+using compute::PixelFormat;
+using compute::TextureView;
 using metal::address;
 
 // The record that kernels see is the one that the device fills.
 static_assert(sizeof(__sl42::textureView) == sizeof(TextureView));
 static_assert(offsetof(__sl42::textureView, levels) == offsetof(TextureView, levels));
 static_assert(offsetof(__sl42::textureLevel, bytesPerRow) ==
-              offsetof(compute::kernel::TextureLevel, bytesPerRow));
-static_assert(offsetof(__sl42::textureLevel, height) ==
-              offsetof(compute::kernel::TextureLevel, height));
-static_assert(uint(__sl42::textureFormat::rgba32Float) == uint(TextureFormat::RGBA32Float));
+              offsetof(compute::TextureLevel, bytesPerRow));
+static_assert(offsetof(__sl42::textureLevel, height) == offsetof(compute::TextureLevel, height));
+static_assert(uint(__sl42::textureFormat::rgba32Float) == uint(PixelFormat::RGBA32Float));
 
 using Color = std::array<double, 4>;
 
-int bytesOf(TextureFormat format) {
+int bytesOf(PixelFormat format) {
     constexpr int bytes[] = {1, 2, 4, 8, 16};
     return bytes[std::size_t(format)];
 }
@@ -41,7 +40,7 @@ int bytesOf(TextureFormat format) {
 /// A mipmapped texture with arbitrary contents and padded rows.
 class Image {
 public:
-    Image(TextureFormat format, int width, int height, int levels) {
+    Image(PixelFormat format, int width, int height, int levels) {
         m_view.format = format;
         m_view.levelCount = std::uint32_t(levels);
         for (int l = 0; l < levels; ++l) {
@@ -52,7 +51,7 @@ public:
             for (std::size_t i = 0; i < m_pixels.back().size(); ++i)
                 m_pixels.back()[i] = std::byte((i * 37 + i / 5 + std::size_t(l) * 91) % 251);
             m_view.levels[l] = {m_pixels.back().data(), std::uint32_t(w), std::uint32_t(h), pitch};
-            if (format == TextureFormat::RGBA32Float || format == TextureFormat::RGBA16Float)
+            if (format == PixelFormat::RGBA32Float || format == PixelFormat::RGBA16Float)
                 fillWithNumbers(l);
         }
     }
@@ -70,9 +69,9 @@ public:
         const auto& l = m_view.levels[level];
         const std::byte* p =
             l.pixels + std::size_t(y) * l.bytesPerRow + std::size_t(x * bytesOf(m_view.format));
-        if (m_view.format == TextureFormat::RGBA16Float)
+        if (m_view.format == PixelFormat::RGBA16Float)
             return numbersAt<half>(p);
-        if (m_view.format == TextureFormat::RGBA32Float)
+        if (m_view.format == PixelFormat::RGBA32Float)
             return numbersAt<float>(p);
         Color c = {0, 0, 0, 1};
         for (std::size_t i = 0; i < std::size_t(bytesOf(m_view.format)); ++i)
@@ -93,7 +92,7 @@ private:
             for (std::uint32_t i = 0; i < l.width * 4; ++i) {
                 const float v = float((i * 7 + y * 13 + std::uint32_t(level) * 5) % 31) / 31.0f;
                 const half h(v);
-                if (m_view.format == TextureFormat::RGBA32Float)
+                if (m_view.format == PixelFormat::RGBA32Float)
                     std::memcpy(l.pixels + y * l.bytesPerRow + i * 4, &v, 4);
                 else
                     std::memcpy(l.pixels + y * l.bytesPerRow + i * 2, &h, 2);
@@ -126,8 +125,8 @@ Color texelAt(const Image& image, int level, int x, int y, address mode) {
     const auto& l = image.view().levels[level];
     const int ax = addressed(x, int(l.width), mode);
     const int ay = addressed(y, int(l.height), mode);
-    const bool hasAlpha = image.view().format != TextureFormat::R8Unorm &&
-                          image.view().format != TextureFormat::RG8Unorm;
+    const bool hasAlpha =
+        image.view().format != PixelFormat::R8Unorm && image.view().format != PixelFormat::RG8Unorm;
     return ax < 0 || ay < 0 ? Color{0, 0, 0, hasAlpha ? 0.0 : 1.0} : image.texel(level, ax, ay);
 }
 
@@ -164,15 +163,15 @@ void expectNear(const float4& actual, const Color& expected, double tolerance, d
 }
 
 TEST(Sampling, MatchesTheDefinition) {
-    const std::pair<TextureFormat, address> rows[] = {
-        {TextureFormat::R8Unorm, address::clamp_to_zero},
-        {TextureFormat::RG8Unorm, address::clamp_to_edge},
-        {TextureFormat::RGBA8Unorm, address::clamp_to_zero},
-        {TextureFormat::RGBA8Unorm, address::clamp_to_edge},
-        {TextureFormat::RGBA8Unorm, address::repeat},
-        {TextureFormat::RGBA8Unorm, address::mirrored_repeat},
-        {TextureFormat::RGBA16Float, address::repeat},
-        {TextureFormat::RGBA32Float, address::clamp_to_zero}};
+    const std::pair<PixelFormat, address> rows[] = {
+        {PixelFormat::R8Unorm, address::clamp_to_zero},
+        {PixelFormat::RG8Unorm, address::clamp_to_edge},
+        {PixelFormat::RGBA8Unorm, address::clamp_to_zero},
+        {PixelFormat::RGBA8Unorm, address::clamp_to_edge},
+        {PixelFormat::RGBA8Unorm, address::repeat},
+        {PixelFormat::RGBA8Unorm, address::mirrored_repeat},
+        {PixelFormat::RGBA16Float, address::repeat},
+        {PixelFormat::RGBA32Float, address::clamp_to_zero}};
     for (const auto& [format, mode] : rows) {
         SCOPED_TRACE(testing::Message() << "format " << int(format) << ", mode " << int(mode));
         const Image image(format, 13, 9, 4);
@@ -196,7 +195,7 @@ TEST(Sampling, MatchesTheDefinition) {
 }
 
 TEST(Sampling, LevelsAreClampedAndChosen) {
-    const Image image(TextureFormat::RGBA8Unorm, 16, 16, 3);
+    const Image image(PixelFormat::RGBA8Unorm, 16, 16, 3);
     const auto texture = image.texture();
     constexpr metal::sampler mipmapped(metal::filter::linear, metal::mip_filter::linear);
     constexpr metal::sampler flat(metal::filter::linear);
@@ -217,7 +216,7 @@ TEST(Sampling, LevelsAreClampedAndChosen) {
 }
 
 TEST(Sampling, PixelCoordinatesOffsetsAndBorders) {
-    const Image image(TextureFormat::RGBA8Unorm, 8, 8, 1);
+    const Image image(PixelFormat::RGBA8Unorm, 8, 8, 1);
     const auto texture = image.texture();
     constexpr metal::sampler pixels(metal::coord::pixel, metal::filter::nearest);
     constexpr metal::sampler repeating(metal::address::repeat);
@@ -239,7 +238,7 @@ TEST(Sampling, PixelCoordinatesOffsetsAndBorders) {
 }
 
 TEST(Sampling, NoCoordinateLeavesTheTexture) {
-    const Image image(TextureFormat::RGBA8Unorm, 5, 3, 1);
+    const Image image(PixelFormat::RGBA8Unorm, 5, 3, 1);
     const auto texture = image.texture();
     const float wild[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 0x1p31f, -0.0f, 1.0f};
     for (address mode : {address::clamp_to_zero, address::clamp_to_edge, address::repeat,
@@ -253,7 +252,7 @@ TEST(Sampling, NoCoordinateLeavesTheTexture) {
 }
 
 template <class T>
-void checkWriting(TextureFormat format, double tolerance) {
+void checkWriting(PixelFormat format, double tolerance) {
     const Image image(format, 6, 4, 2);
     const auto texture = image.texture<metal::access::read_write, T>();
     const vec<T, 4> color(T(0.25f), T(1), T(0), T(0.5f));
@@ -274,15 +273,15 @@ void checkWriting(TextureFormat format, double tolerance) {
 }
 
 TEST(Texture, WritesWhatItReads) {
-    checkWriting<float>(TextureFormat::R8Unorm, 0.5 / 255);
-    checkWriting<half>(TextureFormat::RG8Unorm, 0.5 / 255);
-    checkWriting<float>(TextureFormat::RGBA8Unorm, 0.5 / 255);
-    checkWriting<half>(TextureFormat::RGBA16Float, 0);
-    checkWriting<float>(TextureFormat::RGBA32Float, 0);
+    checkWriting<float>(PixelFormat::R8Unorm, 0.5 / 255);
+    checkWriting<half>(PixelFormat::RG8Unorm, 0.5 / 255);
+    checkWriting<float>(PixelFormat::RGBA8Unorm, 0.5 / 255);
+    checkWriting<half>(PixelFormat::RGBA16Float, 0);
+    checkWriting<float>(PixelFormat::RGBA32Float, 0);
 }
 
 TEST(Texture, ReportsItsSizeAndReadsAsZeroWhereThereIsNone) {
-    const Image image(TextureFormat::RGBA8Unorm, 12, 5, 3);
+    const Image image(PixelFormat::RGBA8Unorm, 12, 5, 3);
     const auto texture = image.texture();
     EXPECT_TRUE(texture.get_width() == 12 && texture.get_height(1) == 2);
     EXPECT_TRUE(texture.get_width(3) == 0 && texture.get_num_mip_levels() == 3);
