@@ -25,7 +25,7 @@ inline constexpr double defaultTimeLimit = 60;
 
 /// Filled while the command line is read; outlives the commands.
 struct Session {
-    /// "host", "vulkan", or empty for what the environment or the machine suggests.
+    /// "host", or empty for what the environment suggests.
     std::string deviceName;
     ExitStatus exitStatus = ExitStatus::Success;
 

@@ -32,8 +32,8 @@ int main(int argc, char** argv) {
     app.add_flag("--verbose", isVerbose,
                  "With --version: also try how well programs are locked in");
     app.set_version_flag("--version", [&isVerbose] { return version(isVerbose); });
-    app.add_option("--device", session.deviceName, "Where programs run: host or vulkan")
-        ->check(CLI::IsMember({"host", "vulkan"}));
+    app.add_option("--device", session.deviceName, "Where programs run: host, the processor")
+        ->check(CLI::IsMember({"host"}));
     app.fallthrough(); // options of the whole may also stand after the subcommand
     cli::addWindow(app, session);
     cli::addRender(app, session);

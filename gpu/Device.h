@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // The entry to the compute interface: a device makes everything else. Two kinds exist, the host's
-// processor and any Vulkan driver; the console cannot tell which one it has.
+// processor, and more are to come; the console cannot tell which one it has.
 #pragma once
 
 #include "gpu/Buffer.h"
@@ -30,7 +30,7 @@ class Device {
 public:
     virtual ~Device() = default;
 
-    /// The device that the user chose with SL42_DEVICE (host or vulkan), or else the best one of
+    /// The device that the user chose with SL42_DEVICE, or else the best one of
     /// this machine. Null, with one line on standard error, when it cannot be had.
     static std::shared_ptr<Device> systemDefault();
 

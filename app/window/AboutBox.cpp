@@ -12,7 +12,7 @@ AboutBox::AboutBox(QWidget* parent)
     : QMessageBox(parent), m_trial(std::async(std::launch::async, gpu::Device::describeSandbox)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(tr("About"));
-    setText(tr("Starloom 42\n\nA fantasy console that lives on your GPU.\n"
+    setText(tr("Starloom 42\n\nA fantasy console for live coding.\n"
                "Free software under the MIT licence."));
     setInformativeText(tr("sandbox: being tried"));
     waitForTrial();

@@ -32,14 +32,8 @@ constexpr std::size_t faultStackBytes = 64u << 10;
 constexpr std::uint64_t stackReach = 1u << 20;
 
 std::uint64_t stackPointer(const void* context) {
-#if defined(__x86_64__)
     return static_cast<std::uint64_t>(
         static_cast<const ucontext_t*>(context)->uc_mcontext.gregs[REG_RSP]);
-#elif defined(__aarch64__)
-    return static_cast<const ucontext_t*>(context)->uc_mcontext.sp;
-#else
-#error "No stack pointer known for this processor"
-#endif
 }
 
 FaultKind kindOf(int signal, std::uint64_t address, const void* context) {
@@ -60,14 +54,12 @@ FaultKind kindOf(int signal, std::uint64_t address, const void* context) {
     }
 }
 
-FaultAccess accessOf([[maybe_unused]] const void* context) {
-#if defined(__x86_64__)
+FaultAccess accessOf(const void* context) {
     constexpr greg_t pageFault = 14;
     constexpr greg_t isWrite = 2;
     const greg_t* registers = static_cast<const ucontext_t*>(context)->uc_mcontext.gregs;
     if (registers[REG_TRAPNO] == pageFault)
         return (registers[REG_ERR] & isWrite) != 0 ? FaultAccess::Write : FaultAccess::Read;
-#endif
     return FaultAccess::Unknown;
 }
 

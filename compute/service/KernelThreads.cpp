@@ -15,7 +15,6 @@
 
 namespace compute::service {
 
-
 namespace {
 
 /// What a thread was found doing, each time that it was asked.
@@ -52,20 +51,12 @@ constexpr std::chrono::milliseconds timeForAll(80);
 
 std::uintptr_t programCounter(const void* context) {
     const mcontext_t& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
-#if defined(__x86_64__)
     return static_cast<std::uintptr_t>(machine.gregs[REG_RIP]);
-#else
-    return machine.pc;
-#endif
 }
 
 std::uintptr_t stackPointer(const void* context) {
     const mcontext_t& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
-#if defined(__x86_64__)
     return static_cast<std::uintptr_t>(machine.gregs[REG_RSP]);
-#else
-    return machine.sp;
-#endif
 }
 
 /// What lies on the thread's stack. An overflown one is read from where it can be.
@@ -99,12 +90,10 @@ std::uint32_t loopsInCommon(const Stand& first, const Stand& second) {
 }
 
 /// Whether the thread gets a SIGTRAP after its next instruction.
-void trapNext([[maybe_unused]] void* context, [[maybe_unused]] bool traps) {
-#if defined(__x86_64__)
+void trapNext(void* context, bool traps) {
     constexpr greg_t trapFlag = 0x100;
     greg_t& flags = static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_EFL];
     flags = traps ? flags | trapFlag : flags & ~trapFlag;
-#endif
 }
 
 void answer(int, siginfo_t*, void* context) {

@@ -8,7 +8,6 @@
 
 namespace compute::service {
 
-
 namespace {
 
 std::uint8_t average(std::uint8_t a, std::uint8_t b, std::uint8_t c, std::uint8_t d) {

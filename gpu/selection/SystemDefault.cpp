@@ -17,10 +17,7 @@ std::shared_ptr<Device> Device::systemDefault() {
     const std::string_view choice = variable != nullptr ? variable : "";
     if (choice.empty() || choice == "host")
         return host::HostDevice::create();
-    if (choice == "vulkan")
-        std::fputs("The Vulkan device is not built in; SL42_DEVICE=host is\n", stderr);
-    else
-        std::fputs("SL42_DEVICE names no device; choose host\n", stderr);
+    std::fprintf(stderr, "SL42_DEVICE names no device: '%s'; choose host\n", variable);
     return nullptr;
 }
 
