@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/RecordSourceLocations.h"
 
-#include "compute/kernel/passes/PreserveLines.h"
+#include "compute/kernel/LoopLines.h"
 
 #include <llvm/BinaryFormat/ELF.h>
 #include <llvm/CodeGen/DebugHandlerBase.h>

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/simd/analysis/Uniformity.h"
 
-#include "compute/kernel/passes/BindParameters.h"
+#include "compute/kernel/KernelSignature.h"
 #include "compute/simd/analysis/DivergentJoins.h"
 
 #include <llvm/Analysis/TargetTransformInfoImpl.h>
