@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // Memory layout of a texture argument. A texture object of the shading language is one pointer to
-// such a record; the sampling functions in the standard library read it, so both must agree.
+// such a record, which the sampling functions of the standard library read (stdlib/sl42_texture.h).
 #pragma once
 
 #include "compute/types/PixelFormat.h"

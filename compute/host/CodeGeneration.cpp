@@ -7,6 +7,7 @@
 #include "compute/host/SplitLiveRanges.h"
 #include "compute/host/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
+#include "compute/kernel/ModuleText.h"
 #include "compute/kernel/containment/ConfineAccesses.h"
 #include "compute/kernel/containment/VerifyAccesses.h"
 #include "compute/simd/Vectoriser.h"
@@ -86,16 +87,6 @@ bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileTy
     return true;
 }
 
-void dumpModule(const kernel::Dump* dump, const llvm::Module& module, std::string_view name,
-                unsigned number, std::string_view stage) {
-    if (dump == nullptr)
-        return;
-    std::string text;
-    llvm::raw_string_ostream stream(text);
-    module.print(stream, nullptr);
-    dump->write(name, number, stage, "ll", text);
-}
-
 void dumpAssembly(const kernel::Dump* dump, const llvm::Module& module, llvm::TargetMachine& target,
                   std::string_view name) {
     if (dump == nullptr)
@@ -166,7 +157,7 @@ platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& k
     llvm::Function& function = *kernel.module->getFunction(kernel.symbol);
     const auto vectoriser = vectoriserFor(kernel, function, analyses, target, options.traces);
     if (vectoriser != nullptr)
-        dumpModule(dump, *kernel.module, kernel.name, PreparedDump, "prepareLanes");
+        kernel::dumpModule(dump, *kernel.module, kernel.name, PreparedDump, "prepareLanes");
     const ThreadLoop loop = addThreadLoop(function, analyses, vectoriser.get());
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::EarlyCSEPass());
@@ -196,7 +187,7 @@ platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
                                              const kernel::Dump* dump) {
     const target::HostTarget::Machine machine = target.takeMachine();
     TileFunction tile = SL42_TRY(makeTileFunction(kernel, *machine, target, options, dump));
-    dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
+    kernel::dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
     SL42_TRY_VOID(kernel::verifyAccesses(*kernel.module));
     dumpAssembly(dump, *kernel.module, *machine, kernel.name);
     llvm::SmallString<0> object;

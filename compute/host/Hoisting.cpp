@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/Hoisting.h"
 
-#include "compute/kernel/passes/BindParameters.h"
+#include "compute/kernel/KernelSignature.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/Analysis/ValueTracking.h>

@@ -5,7 +5,7 @@
 #include "compute/host/CodeGeneration.h"
 #include "compute/host/LeasedMemory.h"
 #include "compute/host/ThreadLoop.h"
-#include "compute/kernel/passes/BindParameters.h"
+#include "compute/kernel/KernelSignature.h"
 #include "compute/workers/Workers.h"
 #include "platform/base/Fatal.h"
 
@@ -30,7 +30,7 @@ Bindings withoutNull(Bindings bindings) {
     return bindings;
 }
 
-/// As BindParameters.h describes it.
+/// As KernelSignature.h describes it.
 struct GridRecord {
     Extent grid;
     Extent group;

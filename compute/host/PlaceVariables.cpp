@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/PlaceVariables.h"
 
+#include "compute/kernel/Signatures.h"
 #include "compute/kernel/containment/AddressRanges.h"
 
 #include <llvm/ADT/DenseMap.h>
@@ -162,18 +163,16 @@ private:
         llvm::LLVMContext& context = function.getContext();
         llvm::SmallVector<llvm::Type*> types(function.getFunctionType()->params());
         types.push_back(llvm::PointerType::get(context, 0));
-        auto* extended =
-            llvm::Function::Create(llvm::FunctionType::get(function.getReturnType(), types, false),
-                                   function.getLinkage(), "", function.getParent());
-        extended->takeName(&function);
-        extended->copyAttributesFrom(&function);
-        extended->copyMetadata(&function, 0);
-        extended->splice(extended->begin(), &function);
+        llvm::Function& extended = kernel::changeType(
+            function, *llvm::FunctionType::get(function.getReturnType(), types, false));
+        extended.setLinkage(function.getLinkage());
+        extended.copyAttributesFrom(&function);
+        extended.copyMetadata(&function, 0);
         for (llvm::Argument& parameter : function.args())
-            parameter.replaceAllUsesWith(extended->getArg(parameter.getArgNo()));
-        kernel::describeRecord(*extended->getArg(extended->arg_size() - 1), sizeof(KernelMemory),
+            parameter.replaceAllUsesWith(extended.getArg(parameter.getArgNo()));
+        kernel::describeRecord(*extended.getArg(extended.arg_size() - 1), sizeof(KernelMemory),
                                true);
-        return *extended;
+        return extended;
     }
 
     void passTo(llvm::Function& extended, llvm::CallInst& call) {

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/RecordSourceLocations.h"
 
-#include "compute/kernel/passes/PreserveLines.h"
+#include "compute/kernel/LoopLines.h"
 
 #include <llvm/BinaryFormat/ELF.h>
 #include <llvm/CodeGen/DebugHandlerBase.h>
@@ -10,6 +10,7 @@
 #include <llvm/CodeGen/MachineLoopInfo.h>
 #include <llvm/IR/DebugInfoMetadata.h>
 #include <llvm/IR/Dominators.h>
+#include <llvm/IR/Module.h>
 #include <llvm/MC/MCContext.h>
 #include <llvm/MC/MCSectionELF.h>
 #include <llvm/MC/MCStreamer.h>

@@ -6,8 +6,8 @@
 #include "compute/host/Hoisting.h"
 #include "compute/host/IterationTables.h"
 #include "compute/host/PlaceVariables.h"
+#include "compute/kernel/KernelSignature.h"
 #include "compute/kernel/containment/AddressRanges.h"
-#include "compute/kernel/passes/BindParameters.h"
 
 #include <llvm/IR/IRBuilder.h>
 

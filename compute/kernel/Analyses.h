@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The analysis managers that every pass of the pipeline runs LLVM's own passes with.
+// LLVM's analysis managers, set up once for a module: what every pass of the pipeline needs to run
+// LLVM's own passes and analyses.
 #pragma once
 
 #include <llvm/IR/PassManager.h>
@@ -19,7 +20,7 @@ public:
 
     void run(llvm::FunctionPassManager& passes, llvm::Function& function);
     llvm::FunctionAnalysisManager& functions() { return m_functions; }
-    /// To be called after a function has been changed by hand.
+    /// To be called after a function has been changed without run().
     void forget(llvm::Function& function) {
         m_functions.invalidate(function, llvm::PreservedAnalyses::none());
     }

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// What a pass of the kernel pipeline is, and what the passes share while one kernel goes through
-// them. Their order is in pipeline/Passes.h.
+// What a pass of the kernel pipeline is, and what the passes hand to each other besides the module.
+// Their order is in pipeline/Passes.h.
 #pragma once
 
 #include "compute/kernel/Analyses.h"
 #include "compute/kernel/CompilerOptions.h"
+#include "compute/kernel/KernelSignature.h"
 #include "compute/kernel/Program.h"
 #include "platform/base/Result.h"
 
@@ -18,7 +19,7 @@
 
 namespace compute::kernel {
 
-/// What the passes share while one kernel goes through them.
+/// One kernel on its way through the pipeline. What is referred to must outlive this.
 struct PassContext {
     llvm::Module& module;
     llvm::TargetMachine& target;
@@ -30,11 +31,13 @@ struct PassContext {
     CompilerOptions options = {};
     /// The canonical function, once bindParameters() has made it.
     llvm::Function* entry = nullptr;
-    /// Functions that it calls, once inlineCalls() has left them; callees before their callers.
-    // NOLINTNEXTLINE(readability-redundant-member-init): whoever names the others leaves it out
+    /// Functions that it calls, once promoteArguments() has made them; callees before their
+    /// callers.
+    // NOLINTNEXTLINE(readability-redundant-member-init): designated initialisers leave it out
     std::vector<llvm::Function*> shared = {};
 
-    /// All that is left of the program then; the entry comes last.
+    /// The shared functions and the entry, which comes last: after foldInitialisers() nothing else
+    /// of the program is left.
     std::vector<llvm::Function*> functions() const {
         std::vector<llvm::Function*> all = shared;
         all.push_back(entry);
@@ -46,9 +49,6 @@ struct Pass {
     std::string_view name;
     platform::Result<void> (*run)(PassContext& context);
 };
-
-/// Name of the canonical function in its module.
-inline constexpr std::string_view canonicalSymbol = "kernel";
 
 /// A function's or variable's name as the program spells it, without parameter types.
 std::string sourceName(const llvm::GlobalValue& value);

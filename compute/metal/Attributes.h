@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The attributes and storage words that the shading language adds to C++. Clang parses them like
+// The attributes and address spaces that the shading language adds to C++. Clang parses them like
 // its own; what they say is kept on the declaration as an annotation, which Reflection.h reads
 // back.
 #pragma once

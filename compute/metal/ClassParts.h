@@ -18,7 +18,8 @@ namespace compute::metal {
 
 class ClassParts {
 public:
-    /// For each class once it is complete. True when it has more parts than the compiler can bear.
+    /// For each class once it is complete. True when it has more parts than the compiler can
+    /// handle.
     bool areTooMany(const clang::TagDecl& tag);
 
 private:

@@ -36,7 +36,7 @@ protected:
         defineWords(preprocessor);
         limitInput(preprocessor, m_stop);
         guardPragmas(preprocessor);
-        keepRealPlaces(preprocessor);
+        ignoreLineMarkers(preprocessor);
         return true;
     }
     std::unique_ptr<clang::ASTConsumer> CreateASTConsumer(clang::CompilerInstance& compiler,

@@ -40,7 +40,7 @@ private:
                (value.isZero() || (value.isSigned() && value.isAllOnes()));
     }
 
-    /// The same value by way of a temporary variable: nobody looks into those before optimising.
+    /// The same value by way of a temporary variable, whose value Clang does not fold.
     clang::Expr* fromMemory(clang::Expr* value) const {
         const clang::QualType type = value->getType().getUnqualifiedType();
         clang::Expr* temporary =

@@ -46,7 +46,7 @@ constexpr const char* options[] = {
     "-freciprocal-math",
     "-fapprox-func",
     "-ffp-contract=fast",
-    // No undefined behaviour that a stranger's program could lean on.
+    // No undefined behaviour that a program could be optimised by.
     "-ftrivial-auto-var-init=zero",
     "-fno-finite-loops",
     "-fno-strict-float-cast-overflow",
@@ -110,7 +110,7 @@ constexpr const char* options[] = {
     "-Dthreadgroup_imageblock=",
 };
 
-/// Words of C++ that the language does not have. Refused as words, wherever they stand.
+/// Words of C++ that the language does not have. Refused as words, in any context.
 constexpr const char* refusedWords[] = {"asm",
                                         "__asm",
                                         "__asm__",

@@ -11,9 +11,9 @@
 namespace compute::metal {
 namespace {
 
-class RealPlaces final : public clang::PPCallbacks {
+class IgnoredMarkers final : public clang::PPCallbacks {
 public:
-    explicit RealPlaces(clang::SourceManager& sources) : m_sources(sources) {}
+    explicit IgnoredMarkers(clang::SourceManager& sources) : m_sources(sources) {}
 
     /// Is called when the program is entered, and for each of its markers, right after Clang has
     /// noted that.
@@ -44,8 +44,8 @@ private:
 
 } // namespace
 
-void keepRealPlaces(clang::Preprocessor& preprocessor) {
-    preprocessor.addPPCallbacks(std::make_unique<RealPlaces>(preprocessor.getSourceManager()));
+void ignoreLineMarkers(clang::Preprocessor& preprocessor) {
+    preprocessor.addPPCallbacks(std::make_unique<IgnoredMarkers>(preprocessor.getSourceManager()));
 }
 
 } // namespace compute::metal

@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // Line markers (#line 7 "name", # 7 "name" 3) are for texts that a tool made from another one. Here
-// every line is where it stands: a message or fault elsewhere would mislead, and a marker can
-// declare the lines behind it to be part of the library, of which less is asked.
+// every line keeps its own number: a message with another one would mislead, and a marker could
+// declare the lines behind it to be part of the library, for which fewer checks apply.
 #pragma once
 
 namespace clang {
@@ -12,8 +12,8 @@ class Preprocessor;
 
 namespace compute::metal {
 
-/// Lets messages call the program's file by its proper name, and line markers have no effect. Wrong
-/// ones still are errors.
-void keepRealPlaces(clang::Preprocessor& preprocessor);
+/// Has messages call the program's file by its proper name, and line markers have no effect.
+/// Malformed ones are still errors.
+void ignoreLineMarkers(clang::Preprocessor& preprocessor);
 
 } // namespace compute::metal

@@ -93,7 +93,7 @@ const char* MacroLimit::faultOf(const Amount& amount) {
     return nullptr;
 }
 
-/// What stands in the arguments as they are written counts too, for it is read once more.
+/// The arguments as they are written count, too, because the preprocessor reads them once more.
 MacroLimit::Amount MacroLimit::amountOf(Expansion& expansion) {
     const llvm::ArrayRef<clang::Token> body = expansion.macro.tokens();
     const unsigned count =

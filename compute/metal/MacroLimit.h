@@ -19,7 +19,7 @@ namespace compute::metal {
 /// expansion that would double forever.
 class MacroLimit final : public clang::PPCallbacks {
 public:
-    /// `isLate` says whether the compilation has had its time.
+    /// `isLate` says whether the compilation's time is up.
     MacroLimit(clang::Preprocessor& preprocessor, std::function<bool()> isLate)
         : m_preprocessor(preprocessor), m_isLate(std::move(isLate)) {}
 
@@ -34,7 +34,7 @@ private:
         Amount& operator+=(const Amount& other);
     };
 
-    /// One macro where it is met.
+    /// One expansion of a macro.
     struct Expansion {
         const clang::MacroInfo& macro;
         clang::MacroArgs* arguments; ///< null when it has none

@@ -27,10 +27,10 @@ private:
     void endStatement();
 
     std::vector<Bracket> m_brackets;    ///< the open braces
-    unsigned m_parentheses = 0;         ///< open round and square brackets
+    unsigned m_parentheses = 0;         ///< open parentheses and square brackets
     unsigned m_tokensOfStatement = 0;   ///< since the last end of a statement or value
     unsigned m_controlsOfStatement = 0; ///< if, for, while ... without braces between them
-    unsigned m_operatorsInARow = 0;     ///< that can stand before an operand
+    unsigned m_operatorsInARow = 0;     ///< that may be prefix operators
     unsigned m_elseChain = 0;           ///< else after else, at one level
     unsigned m_designatorDepth = 0;     ///< m_parentheses inside what may be a designator, or 0
     clang::tok::TokenKind m_previous = clang::tok::unknown;

@@ -16,13 +16,13 @@ namespace {
 
 enum class Treatment { Allow, Refuse };
 
-/// The first words of a pragma; fewer than three stand for all that begin with them.
+/// The first words of a pragma. A rule of fewer than three words is for all that begin with them.
 struct Rule {
     std::array<std::string_view, 3> words;
     Treatment treatment;
 };
 
-/// Whoever extends this: read what Clang does with all that can stand behind these words.
+/// Before you add a rule, read what Clang does with everything that may follow its words.
 constexpr Rule rules[] = {
     {{"once"}, Treatment::Allow},
     {{"message"}, Treatment::Allow},

@@ -12,9 +12,9 @@ class Preprocessor;
 namespace compute::metal {
 
 /// From now on a pragma that reaches into the compiler is an error that ends the compilation, and
-/// those that nobody listed as harmless have no effect. The lines of the library are free to use
-/// all; what _Pragma() says is not, wherever it stands, since a macro of the program can be met
-/// there.
+/// one that is not listed as harmless has no effect. In the library's own lines every pragma is
+/// free, but not the operator _Pragma(), because there a macro of the program may have expanded to
+/// it.
 void guardPragmas(clang::Preprocessor& preprocessor);
 
 } // namespace compute::metal

@@ -55,8 +55,8 @@ private:
     clang::Sema* m_sema = nullptr;
     ClassParts m_classParts;
     std::vector<clang::Decl*> m_topLevel;
-    /// What code generation will be told, in the order in which Clang told it. Once it runs it is
-    /// told at once: its own questions bring up more of the precompiled library.
+    /// What Clang has reported, in that order, until code generation begins. From then on reports
+    /// go straight to the generator, whose own queries load more of the precompiled library.
     std::vector<std::function<void()>> m_deferred;
     bool m_generating = false;
 };

@@ -15,7 +15,7 @@ class Sema;
 
 namespace compute::metal {
 
-/// Reports each fault in `declarations`, the program's top level, as an error at its place.
+/// Reports each fault in `declarations`, the program's top level, as an error where it is.
 void checkRestrictions(clang::Sema& sema, llvm::ArrayRef<clang::Decl*> declarations);
 
 } // namespace compute::metal

@@ -3,7 +3,7 @@
 #include "compute/simd/Vectoriser.h"
 
 #include "compute/kernel/Calls.h"
-#include "compute/kernel/passes/BindParameters.h"
+#include "compute/kernel/KernelSignature.h"
 #include "compute/simd/FunctionPlan.h"
 #include "compute/simd/emit/WidenArithmetic.h"
 
@@ -39,28 +39,6 @@ platform::Result<void> checkInstructions(llvm::Function& function) {
     }
     return {};
 }
-
-/// What the kernel reaches, callers before what they call.
-class CalledFunctions {
-public:
-    explicit CalledFunctions(llvm::Function& kernel) { visit(kernel); }
-    std::vector<llvm::Function*> callersFirst() const {
-        return {m_calleesFirst.rbegin(), m_calleesFirst.rend()};
-    }
-
-private:
-    void visit(llvm::Function& function) {
-        if (!m_seen.insert(&function).second)
-            return;
-        for (const llvm::Instruction& instruction : llvm::instructions(function))
-            if (const auto* call = llvm::dyn_cast<llvm::CallInst>(&instruction);
-                call && kernel::isCallOfProgram(*call))
-                visit(*call->getCalledFunction());
-        m_calleesFirst.push_back(&function);
-    }
-    llvm::SmallPtrSet<llvm::Function*, 16> m_seen;
-    std::vector<llvm::Function*> m_calleesFirst;
-};
 
 using Plans = std::vector<std::unique_ptr<const FunctionPlan>>;
 
@@ -149,7 +127,7 @@ bool gainsFromSeveral(const RegisterPressure& pressure) {
 class KernelVectoriser final : public Vectoriser {
 public:
     KernelVectoriser(llvm::Function& kernel, unsigned lanes) {
-        for (llvm::Function* function : CalledFunctions(kernel).callersFirst())
+        for (llvm::Function* function : kernel::callersFirst(&kernel))
             m_plans.push_back(std::make_unique<FunctionPlan>(
                 *function, m_plans.empty() ? kernelParameters() : parametersOf(*function, m_plans),
                 lanes));
@@ -225,7 +203,7 @@ platform::Result<std::unique_ptr<Vectoriser>> Vectoriser::analyse(llvm::Function
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::LoopSimplifyPass());
     passes.addPass(llvm::LCSSAPass());
-    const std::vector<llvm::Function*> functions = CalledFunctions(kernel).callersFirst();
+    const std::vector<llvm::Function*> functions = kernel::callersFirst(&kernel);
     for (llvm::Function* function : functions)
         SL42_TRY_VOID(checkInstructions(*function));
     for (llvm::Function* function : functions)

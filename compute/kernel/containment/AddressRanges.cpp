@@ -20,7 +20,7 @@ namespace compute::kernel {
 namespace {
 
 constexpr std::uint64_t pointerBytes = 8;
-/// Further than anything is away from anything else, and far from overflowing.
+/// Larger than any distance in memory, and far from overflowing.
 constexpr std::int64_t far = std::int64_t{1} << 60;
 constexpr OffsetRange anywhere{-far, far};
 
@@ -87,7 +87,7 @@ std::uint64_t sizeOf(const Target& target, const llvm::DataLayout& layout) {
     return bytes;
 }
 
-/// The variable that the pointer leads into, and how far; none where that is not constant.
+/// The variable that the pointer leads into, and the offset; null where that is not constant.
 std::pair<const llvm::AllocaInst*, std::uint64_t> placeInVariable(const llvm::Value& pointer,
                                                                   const llvm::DataLayout& layout) {
     llvm::APInt offset(64, 0);
@@ -96,7 +96,7 @@ std::pair<const llvm::AllocaInst*, std::uint64_t> placeInVariable(const llvm::Va
     return {llvm::dyn_cast<llvm::AllocaInst>(base), offset.getZExtValue()};
 }
 
-/// All that write the list.
+/// All stores to the list.
 llvm::SmallVector<const llvm::StoreInst*> storesOf(const llvm::AllocaInst& list) {
     llvm::SmallVector<const llvm::StoreInst*> found;
     llvm::SmallVector<const llvm::Value*> addresses = {&list};
@@ -109,8 +109,8 @@ llvm::SmallVector<const llvm::StoreInst*> storesOf(const llvm::AllocaInst& list)
     return found;
 }
 
-/// Whether the first instruction has surely been carried out when the second one is, because there
-/// is no other way to it.
+/// Whether the first instruction is executed before the second one on every path, as far as single
+/// predecessors show.
 bool comesBefore(const llvm::Instruction& first, const llvm::Instruction& second) {
     constexpr unsigned farthest = 64;
     if (first.getParent() == second.getParent())
@@ -285,8 +285,8 @@ Targets AddressRanges::ofStep(const llvm::GEPOperator& step) {
     return result;
 }
 
-/// Of all that phis and selects choose from. A phi that adds to itself from iteration to iteration
-/// leads anywhere.
+/// The targets of all values that phis and selects choose from. A phi that adds to itself in each
+/// iteration may lead anywhere.
 Targets AddressRanges::ofMerge(const llvm::Value& pointer) {
     llvm::SmallSetVector<const llvm::Value*, 8> nodes;
     llvm::SmallSetVector<const llvm::Value*, 8> sources;
@@ -313,7 +313,7 @@ Targets AddressRanges::ofMerge(const llvm::Value& pointer) {
     return leadsToItself ? unknown(pointer) : result;
 }
 
-/// A vector that is put together element by element counts if all of them are there.
+/// The targets of all elements, and of the initial vector unless every element of it is replaced.
 Targets AddressRanges::ofInsertion(const llvm::InsertElementInst& insertion) {
     const auto* type = llvm::dyn_cast<llvm::FixedVectorType>(insertion.getType());
     if (type == nullptr)
@@ -338,7 +338,7 @@ Targets AddressRanges::ofInsertion(const llvm::InsertElementInst& insertion) {
 }
 
 Targets AddressRanges::ofLoad(const llvm::LoadInst& load) {
-    if (const llvm::Value* kept = m_kept.valueOf(load))
+    if (const llvm::Value* kept = m_spillSlots.valueOf(load))
         return targets(*kept);
     const auto [variable, offset] = placeInVariable(*load.getPointerOperand(), m_layout);
     if (variable != nullptr && isPointerList(*variable, m_layout))
@@ -355,7 +355,7 @@ Targets AddressRanges::ofLoad(const llvm::LoadInst& load) {
                : unknown(load);
 }
 
-/// An element of a list that has been written.
+/// The targets of all values in the list, if it has been written when the load reads it.
 Targets AddressRanges::ofListElement(const llvm::LoadInst& load, const llvm::AllocaInst& list) {
     Targets result;
     bool isWritten = false;
@@ -372,7 +372,7 @@ Targets AddressRanges::ofListElement(const llvm::LoadInst& load, const llvm::All
 llvm::SmallVector<const llvm::Value*> AddressRanges::sources(const llvm::Value& pointer) {
     llvm::SmallVector<const llvm::Value*> found;
     if (const auto* load = llvm::dyn_cast<llvm::LoadInst>(&pointer)) {
-        if (const llvm::Value* kept = m_kept.valueOf(*load))
+        if (const llvm::Value* kept = m_spillSlots.valueOf(*load))
             return {kept};
         const auto [variable, offset] = placeInVariable(*load->getPointerOperand(), m_layout);
         if (variable != nullptr && isPointerList(*variable, m_layout))

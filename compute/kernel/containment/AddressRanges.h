@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Where the pointers of a function may lead, by interval analysis: in which piece of memory, and
+// Interval analysis of the pointers of a function: into which piece of memory each may lead, and
 // between which offsets from its start. Works on code for one thread and on vectors of lanes alike.
-// It trusts the arithmetic of the function and nothing that stands in memory that kernels write.
+// It trusts the arithmetic of the function, but nothing that was read from memory that kernels can
+// write.
 #pragma once
 
 #include "compute/kernel/containment/IntegerRanges.h"
@@ -20,21 +21,22 @@
 
 namespace compute::kernel {
 
-/// Attributes of parameters that the caller of a kernel answers for. Programs cannot set them.
-/// A record of so many bytes, the attribute's value, that is only read:
+// Attributes of parameters for which the caller of a kernel guarantees. Programs cannot set them.
+
+/// The parameter points to a record that is only read; the attribute's value is its size in bytes.
 inline constexpr llvm::StringLiteral recordAttribute = "sl42-record";
-/// All words of the record are pointers into the region of kernels:
+/// All words of the record are pointers into the region of kernels.
 inline constexpr llvm::StringLiteral pointersAttribute = "sl42-pointers";
-/// A pointer into the region of kernels:
+/// The parameter is a pointer into the region of kernels.
 inline constexpr llvm::StringLiteral regionAttribute = "sl42-region";
 
-/// Bytes from a place on, both ends included.
+/// Offsets in bytes, both ends included.
 struct OffsetRange {
     std::int64_t lowest = 0;
     std::int64_t highest = 0;
 };
 
-/// One of the places that a pointer may lead to.
+/// One of the pieces of memory that a pointer may lead to, and at which offsets.
 struct Target {
     enum class Kind {
         Region,   ///< somewhere in the region of kernels (compute/memory/KernelAddresses.h)
@@ -58,18 +60,18 @@ struct MemoryAccess {
     llvm::Value* pointer() const { return instruction->getOperand(operand); }
 };
 
-/// Adds the accesses of the instruction. False when it may touch memory in some other way.
+/// Appends the accesses of the instruction. False when it may also touch memory in another way.
 bool findAccesses(llvm::Instruction& instruction, const llvm::DataLayout& layout,
                   llvm::SmallVectorImpl<MemoryAccess>& accesses);
 
-/// A variable that holds a list of pointers and nothing else, each written and read as a whole.
-/// The vectoriser takes vectors of pointers apart by way of such lists.
+/// Whether the variable holds a list of pointers and nothing else, each written and read as a
+/// whole. The vectoriser splits vectors of pointers by storing them to such lists.
 bool isPointerList(const llvm::AllocaInst& variable, const llvm::DataLayout& layout);
 
-/// The list that a store puts the pointer of this use into; null for other uses.
+/// The list to which this use stores the pointer; null for other uses.
 const llvm::AllocaInst* listWrittenBy(const llvm::Use& use, const llvm::DataLayout& layout);
 
-/// Marks a parameter as a record that the caller answers for.
+/// Gives a parameter the attributes of a record.
 void describeRecord(llvm::Argument& parameter, std::size_t bytes, bool holdsPointers);
 
 /// For one function; valid as long as it does not change.
@@ -77,15 +79,16 @@ class AddressRanges {
 public:
     explicit AddressRanges(const llvm::DataLayout& layout) : m_layout(layout) {}
 
-    /// Of a pointer, or of all lanes of a vector of pointers together.
+    /// The targets of a pointer, or of all lanes of a vector of pointers together.
     Targets targets(const llvm::Value& pointer);
     /// Whether the access cannot leave the memory that its pointer leads to.
     bool isConfined(const MemoryAccess& access);
     bool isConfined(const Target& target, const MemoryAccess& access) const;
-    /// Pointers that it is one of, or made of: of a merge what it chooses from, of an element its
-    /// vector, of what was kept in a variable the value that was. Empty for all others.
+    /// The pointers that this one is chosen or copied from: the operands of a phi or select, the
+    /// vector that an element is taken from, the elements of a vector, the value in a spill slot.
+    /// Empty for all others.
     llvm::SmallVector<const llvm::Value*> sources(const llvm::Value& pointer);
-    /// What a step of address arithmetic adds.
+    /// How far the result of address arithmetic may be from its base.
     OffsetRange offsetOf(const llvm::GEPOperator& step);
 
 private:
@@ -98,8 +101,8 @@ private:
     Targets ofListElement(const llvm::LoadInst& load, const llvm::AllocaInst& list);
 
     const llvm::DataLayout& m_layout;
-    SpillSlots m_kept;
-    IntegerRanges m_integers{m_kept};
+    SpillSlots m_spillSlots;
+    IntegerRanges m_integers{m_spillSlots};
     llvm::DenseMap<const llvm::Value*, Targets> m_known;
     llvm::SmallPtrSet<const llvm::Value*, 8> m_inProgress;
 };

@@ -17,8 +17,8 @@ namespace {
 
 using Roots = llvm::SmallSetVector<llvm::Value*, 8>;
 
-/// Where on the ways to the access an offset first becomes too large: what is added after that may
-/// well be constant, and others may have the same way up to there.
+/// Adds the pointers at which, on the paths to the access, the offset first becomes too large. What
+/// is added later is often constant, and other accesses often share the path up to there.
 void addFirstTooFar(const MemoryAccess& access, AddressRanges& ranges, Roots& roots) {
     MemoryAccess start = access;
     start.bytes = 0;
@@ -60,8 +60,8 @@ Roots findRoots(llvm::Function& function) {
     return roots;
 }
 
-/// Whether the pointer leads somewhere by this use, also by way of a list, rather than being looked
-/// at itself.
+/// Whether this use may end in an access through the pointer, also by way of a list, as opposed to
+/// one that only looks at its value.
 bool isFollowed(const llvm::Use& use, const llvm::DataLayout& layout) {
     const llvm::User* user = use.getUser();
     if (listWrittenBy(use, layout) != nullptr)
@@ -87,7 +87,7 @@ llvm::Value* addressInRegion(llvm::IRBuilder<>& builder, llvm::Value* pointer) {
     return builder.CreateGEP(builder.getInt8Ty(), startOfRegion(builder.getContext()), offset);
 }
 
-/// Whether the operand is the root, or an address that is worked out from it beforehand.
+/// Whether the operand is the root, or a constant address that is computed from it.
 bool isMadeOf(const llvm::Value* operand, const llvm::Constant& root) {
     while (const auto* step = llvm::dyn_cast<llvm::ConstantExpr>(operand)) {
         if (operand == &root || step->getOpcode() != llvm::Instruction::GetElementPtr)
@@ -97,7 +97,7 @@ bool isMadeOf(const llvm::Value* operand, const llvm::Constant& root) {
     return operand == &root;
 }
 
-/// Null, or a number that the program made up: there is nothing there.
+/// For a root that is null or a fixed integer: nothing is there, so the region's start will do.
 void confineConstant(const llvm::Constant& root, llvm::Function& function) {
     const llvm::DataLayout& layout = function.getParent()->getDataLayout();
     llvm::Constant* nowhere = startOfRegion(function.getContext());
@@ -131,7 +131,7 @@ void confine(llvm::Value& root, llvm::Function& function) {
 } // namespace
 
 void confineAccesses(llvm::Function& function) {
-    // What one step confines may be what leads too far in the next.
+    // What is added to a pointer that one step has confined may lead too far again.
     constexpr unsigned maxSteps = 8;
     for (unsigned step = 0; step < maxSteps; ++step) {
         const Roots roots = findRoots(function);

@@ -50,7 +50,7 @@ ConstantRange IntegerRanges::ofInstruction(const llvm::Instruction& instruction,
     if (const auto* call = llvm::dyn_cast<llvm::IntrinsicInst>(&instruction))
         return ofIntrinsic(*call, depth);
     if (const auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction))
-        if (const llvm::Value* kept = m_kept.valueOf(*load))
+        if (const llvm::Value* kept = m_spillSlots.valueOf(*load))
             return at(*kept, depth);
     const auto* phi = llvm::dyn_cast<llvm::PHINode>(&instruction);
     if (phi == nullptr || phi->getNumIncomingValues() > maxIncoming)

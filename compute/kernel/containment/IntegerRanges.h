@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Between which numbers the integers of a function lie, as far as the few instructions before them
-// tell: enough for the indices of accesses, which are mostly extended from 32 bits, masked or
-// clamped right where they are used.
+// Interval analysis of the integers of a function. It looks at a few instructions before each one,
+// which is enough for indices: mostly they are extended from 32 bits, masked or clamped right where
+// they are used.
 #pragma once
 
 #include "compute/kernel/containment/SpillSlots.h"
@@ -13,13 +13,12 @@
 
 namespace compute::kernel {
 
-/// For one function; valid as long as it does not change. The same question always has the same
-/// answer.
+/// For one function; valid as long as it does not change.
 class IntegerRanges {
 public:
-    explicit IntegerRanges(SpillSlots& kept) : m_kept(kept) {}
+    explicit IntegerRanges(SpillSlots& spillSlots) : m_spillSlots(spillSlots) {}
 
-    /// Of an integer, or of all lanes of a vector together.
+    /// The range of an integer, or of all lanes of a vector together.
     llvm::ConstantRange of(const llvm::Value& value) { return at(value, 0); }
 
 private:
@@ -27,7 +26,7 @@ private:
     llvm::ConstantRange ofInstruction(const llvm::Instruction& instruction, unsigned depth);
     llvm::ConstantRange ofIntrinsic(const llvm::IntrinsicInst& call, unsigned depth);
 
-    SpillSlots& m_kept;
+    SpillSlots& m_spillSlots;
 };
 
 } // namespace compute::kernel

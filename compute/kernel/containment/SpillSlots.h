@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Values that a function puts into a variable of its own and reads again later, as they were: what
-// was done to give the register allocator less to do.
+// Spill slots: variables that are written once and then only read. Splitting live ranges makes them
+// (compute/host/SplitLiveRanges.h), to give the register allocator less to do.
 #pragma once
 
 #include <llvm/IR/Dominators.h>
@@ -15,11 +15,12 @@ namespace compute::kernel {
 /// For one function; valid as long as it does not change.
 class SpillSlots {
 public:
-    /// What the load reads, if it can only be that; else null.
+    /// The value that was stored to the slot which the load reads; null if it reads no spill slot,
+    /// or the store may come later.
     const llvm::Value* valueOf(const llvm::LoadInst& load);
 
 private:
-    std::optional<llvm::DominatorTree> m_dominators; ///< once somebody asks
+    std::optional<llvm::DominatorTree> m_dominators; ///< computed with the first call
 };
 
 } // namespace compute::kernel

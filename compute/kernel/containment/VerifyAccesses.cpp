@@ -18,7 +18,7 @@ platform::Error refused(const llvm::Instruction& instruction) {
     return platform::Error{"this kernel reaches outside of its memory:" + text};
 }
 
-/// Jumps and calls lead where the code says, not where data does.
+/// Whether the code alone, and no data, decides where the branch or call leads.
 bool hasFixedDestination(const llvm::Instruction& instruction) {
     if (const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction))
         return llvm::isa<llvm::CallInst>(call) && call->getCalledFunction() != nullptr &&

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Reads the code that machine code is about to be made of and refuses what could reach other memory
-// than the kernel's: changes nothing, and trusts neither the passes before it nor the vectoriser.
+// Reads the code right before code generation and refuses what could reach other memory than the
+// kernel's. Changes nothing, and trusts neither the passes before it nor the vectoriser.
 #pragma once
 
 #include "platform/base/Result.h"
@@ -11,8 +11,9 @@
 
 namespace compute::kernel {
 
-/// Every access is confined (AddressRanges.h); branches and calls have one fixed destination each;
-/// globals are constants; nothing touches memory in a way that is not known.
+/// Succeeds when every access is confined (AddressRanges.h), branches and calls have one fixed
+/// destination each, globals are constants, and no other instruction can touch memory. The error
+/// shows the instruction at fault.
 platform::Result<void> verifyAccesses(llvm::Module& module);
 
 } // namespace compute::kernel

@@ -57,7 +57,7 @@ private:
     void boundAmongVariables(const Access& access);
 
     std::optional<std::uint64_t> sizeOf(llvm::Value& object) const;
-    /// Clamps array indices on the way; none when arithmetic on the way has no bounds.
+    /// The pointer's offsets, with array indices clamped; none when other arithmetic is unbounded.
     std::optional<OffsetRange> boundPath(llvm::Value* pointer, llvm::Value& variable) const;
     bool boundGep(llvm::GEPOperator& gep, OffsetRange& range) const;
     llvm::Value* offsetInVariable(Builder& builder, llvm::Value* pointer, llvm::Value& variable);

@@ -72,7 +72,7 @@ bool isAccess(const llvm::Use& use) {
                : llvm::isa<llvm::StoreInst>(user) && operand == 1;
 }
 
-/// Clamps what the address is made of, on each of the ways that lead to it.
+/// Clamps the indices of the address, or of all addresses that a select or phi chooses from.
 void clampAddress(llvm::Use& use) {
     if (auto* constant = llvm::dyn_cast<llvm::ConstantExpr>(use)) {
         use.set(clamped(constant));

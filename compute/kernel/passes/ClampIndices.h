@@ -3,8 +3,8 @@
 //
 // An index outside an array means its last element, also where it is a constant: reading and
 // writing there must not become undefined and vanish. Comes before anything optimises, and before
-// adoptTarget(), which forgets the parameters that are references. Where pointers lead, and
-// what their arithmetic leads astray, is only seen once all calls are inlined; see BoundIndices.h.
+// adoptTarget(), which forgets which parameters are references. It sees single addresses only:
+// BoundIndices.h deals with pointer arithmetic, once all calls are inlined.
 #pragma once
 
 #include "compute/kernel/Pass.h"
@@ -13,7 +13,7 @@
 
 namespace compute::kernel {
 
-/// Clamps the indices into arrays of a known length; done twice, it is as if done once.
+/// Clamps the indices into arrays of a known length. Idempotent.
 void clampIndices(llvm::GetElementPtrInst& address);
 
 /// Clamps all addresses through which the module reads or writes. Others may lie past an array's

@@ -16,6 +16,7 @@
 
 namespace compute::kernel {
 
+/// Rewrites all functions of the module. Never fails.
 platform::Result<void> defineArithmetic(PassContext& context);
 
 } // namespace compute::kernel

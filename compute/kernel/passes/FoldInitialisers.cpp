@@ -112,6 +112,12 @@ std::vector<llvm::Function*> initialiserFunctions(llvm::Module& module) {
     return functions;
 }
 
+std::vector<llvm::Function*> rootFunctions(const PassContext& context) {
+    std::vector<llvm::Function*> roots = initialiserFunctions(context.module);
+    roots.push_back(context.entry);
+    return roots;
+}
+
 platform::Result<void> foldInitialisers(PassContext& context) {
     for (llvm::Function* function : initialiserFunctions(context.module)) {
         const std::string variable = initialisedVariable(*function);

@@ -1,21 +1,23 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Evaluates the initialisers of variables that the front end could not, `constant float k = sin(1)`
-// for one. A kernel has no moment at which they could run. Comes after inlining, which leaves
-// straight code that can be evaluated, and before optimisation, which uses the values.
+// Evaluates the initialisers of variables that the front end could not evaluate, for instance
+// `constant float k = sin(1)`, since nothing runs before a kernel. Comes after inlining, which
+// leaves code without calls that can be evaluated, and before optimisation, which uses the values.
 #pragma once
 
 #include "compute/kernel/Pass.h"
 
 namespace compute::kernel {
 
-/// The functions that the module lists as to be run first. Each calls the initialisers of one text.
+/// The global constructors of the module, of which each calls the initialisers of one text.
 std::vector<llvm::Function*> listedInitialisers(llvm::Module& module);
 
-/// The functions that give variables their values before anything runs, in the order in which they
-/// do; one function a variable.
+/// The functions that they call, in that order; each initialises one variable.
 std::vector<llvm::Function*> initialiserFunctions(llvm::Module& module);
+
+/// The functions that the module is for and nobody calls: the initialisers and the canonical one.
+std::vector<llvm::Function*> rootFunctions(const PassContext& context);
 
 /// Fails, naming the variable, when an initialiser is not a constant expression. Afterwards nothing
 /// but the canonical function and what it calls is defined, and all variables are constants.

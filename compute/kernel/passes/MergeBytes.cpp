@@ -15,7 +15,7 @@ namespace {
 
 using namespace llvm::PatternMatch;
 
-/// A pointer as a place that it has in common with others, and a distance from there.
+/// A pointer as the sum of a root, of terms, and of a constant distance.
 struct Address {
     llvm::Value* root = nullptr;
     /// What is added to the root: values, how they are extended to 64 bits, and their factors.

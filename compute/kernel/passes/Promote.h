@@ -3,7 +3,7 @@
 //
 // The optimisation proper: memory to registers, common expressions, loops. LLVM's own passes,
 // chosen for what they bring to inlined kernels in a few milliseconds; inter-procedural passes have
-// nothing to do here. Everything undefined must be gone before.
+// nothing to do here. Comes after the passes that define the undefined, of which these make use.
 #pragma once
 
 #include "compute/kernel/Pass.h"
@@ -13,7 +13,7 @@ namespace compute::kernel {
 /// Optimises one function on its own.
 void optimise(llvm::Function& function, Analyses& analyses);
 
-/// Optimises what is left of the program, callees before their callers.
+/// Optimises all functions of the context, callees before their callers. Never fails.
 platform::Result<void> promote(PassContext& context);
 
 } // namespace compute::kernel

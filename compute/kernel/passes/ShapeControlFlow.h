@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 //
 // The shape of control flow that back ends count on: two-way branches only, every loop reducible
-// with a preheader and one back edge, one return. Last, so that no optimisation undoes it.
+// with a preheader and one back edge, one return. Comes after all optimisation, which could undo
+// it.
 #pragma once
 
 #include "compute/kernel/Pass.h"

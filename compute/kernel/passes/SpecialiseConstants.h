@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Gives the function constants of a program their values. First of all passes: whatever depends on
-// a constant is then decided at compile time, and code that a value switches off costs nothing.
+// Gives the function constants of a program their values. It is the first of all passes, so that
+// whatever depends on a constant is decided at compile time and code that a value switches off
+// costs nothing.
 #pragma once
 
 #include "compute/kernel/Pass.h"

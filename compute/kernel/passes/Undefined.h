@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Replaces values that LLVM may choose as it likes, separately at every use, by zeros. A kernel
+// Replaces undefined values, which LLVM may choose differently at every use, by zeros. A kernel
 // that reads what it never wrote then gets a plain wrong number instead of a wild jump.
 #pragma once
 
@@ -16,8 +16,8 @@ llvm::Constant* withoutUndefined(llvm::Constant* constant);
 /// Replaces undefined operands of all instructions.
 void replaceUndefinedOperands(llvm::Function& function);
 
-/// Clears the stack variables that are left after promotion to registers, at the function's start,
-/// unless they are written as a whole before anything else.
+/// Has the function begin by clearing its stack variables, except those that it first writes as a
+/// whole.
 void clearStackVariables(llvm::Function& function);
 
 } // namespace compute::kernel

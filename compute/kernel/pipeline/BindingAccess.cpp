@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/pipeline/BindingAccess.h"
 
-#include "compute/kernel/passes/BindParameters.h"
+#include "compute/kernel/KernelSignature.h"
 
 #include <llvm/ADT/BitVector.h>
 #include <llvm/Analysis/ValueTracking.h>

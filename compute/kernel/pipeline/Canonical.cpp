@@ -2,13 +2,11 @@
 // Part of Starloom 42.
 #include "compute/kernel/pipeline/Canonical.h"
 
-#include "compute/kernel/Dump.h"
+#include "compute/kernel/ModuleText.h"
 #include "compute/kernel/passes/SpecialiseConstants.h"
 #include "compute/kernel/pipeline/BindingAccess.h"
 #include "compute/kernel/pipeline/ExtractKernel.h"
 #include "compute/kernel/pipeline/Passes.h"
-
-#include <llvm/Support/raw_ostream.h>
 
 #include <algorithm>
 #include <chrono>
@@ -24,16 +22,6 @@ platform::Result<const KernelDeclaration*> findKernel(const Program& program,
     if (!found->unsupported.empty())
         return platform::Error{"kernel '" + std::string(name) + "': " + found->unsupported};
     return &*found;
-}
-
-void dumpModule(const Dump* dump, const llvm::Module& module, std::string_view kernel,
-                unsigned number, std::string_view stage) {
-    if (dump == nullptr)
-        return;
-    std::string text;
-    llvm::raw_string_ostream stream(text);
-    module.print(stream, nullptr);
-    dump->write(kernel, number, stage, "ll", text);
 }
 
 } // namespace

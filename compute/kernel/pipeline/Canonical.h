@@ -21,10 +21,10 @@ namespace compute::kernel {
 class Dump;
 
 /// One kernel on its own, specialised, inlined and made safe. The module holds the function
-/// `symbol`, which runs one thread and whose signature is that of BindParameters.h, the functions
+/// `symbol`, which runs one thread and whose signature is that of KernelSignature.h, the functions
 /// that a large kernel shares (ChooseShared.h), and constant globals. It has the target's triple
-/// and data layout. Operations have a result for all operands, private arrays are not left, nothing
-/// is undefined; control flow is reducible, without switches, and has one return.
+/// and data layout. Every operation has a result for all operands, no access leaves its private
+/// array, nothing is undefined; control flow is reducible, without switches, and has one return.
 struct CanonicalKernel {
     std::unique_ptr<llvm::LLVMContext> context;
     std::unique_ptr<llvm::Module> module;

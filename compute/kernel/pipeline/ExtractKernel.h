@@ -15,12 +15,13 @@ struct ExtractedKernel {
     std::unique_ptr<llvm::Module> module;
 };
 
-/// Writes the module down for extractKernel(), as it is then. LLVM changes a module that it writes,
-/// so this is no work for several threads.
+/// Serialises the module for extractKernel(). Not thread-safe: LLVM changes a module while it
+/// writes it.
 void keepBitcode(Program& program);
 
-/// Several threads may extract from one program at the same time if it has its bitcode. Without,
-/// the module is written anew.
+/// Copies what the kernel reaches. Several threads may do so on one program at the same time if
+/// keepBitcode() has been called; otherwise the module is serialised by each call. Fails when the
+/// kernel has no code or the bitcode cannot be read.
 platform::Result<ExtractedKernel> extractKernel(const Program& program,
                                                 const KernelDeclaration& kernel);
 

@@ -14,7 +14,12 @@
 #include "compute/kernel/passes/ShapeControlFlow.h"
 #include "compute/kernel/passes/SpecialiseConstants.h"
 #include "compute/kernel/passes/WidenHalf.h"
+#include "compute/kernel/sharing/ChooseShared.h"
+#include "compute/kernel/sharing/EliminateArguments.h"
 #include "compute/kernel/sharing/InlineCalls.h"
+#include "compute/kernel/sharing/PartialInlining.h"
+#include "compute/kernel/sharing/PromoteArguments.h"
+#include "compute/kernel/sharing/SimplifyFunctions.h"
 
 #include <array>
 
@@ -27,7 +32,12 @@ std::span<const Pass> passes() {
         {"clampIndices", clampIndices},
         {"adoptTarget", adoptTarget},
         {"defineArithmetic", defineArithmetic},
+        {"simplifyFunctions", simplifyFunctions},
+        {"inlinePartially", inlinePartially},
+        {"chooseShared", chooseShared},
+        {"promoteArguments", promoteArguments},
         {"inlineCalls", inlineCalls},
+        {"eliminateArguments", eliminateArguments},
         {"foldInitialisers", foldInitialisers},
         {"boundIndices", boundIndices},
         {"promote", promote},

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The table of passes that turn a kernel into its canonical form. It alone decides their order,
-// names the dumps, and lets a test run one pass by itself.
+// The table of passes that turn a kernel into its canonical form. It alone decides their order and
+// names the dumps, and tests find the pass that they run in it.
 #pragma once
 
 #include "compute/kernel/Pass.h"

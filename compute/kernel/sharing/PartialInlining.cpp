@@ -2,12 +2,16 @@
 // Part of Starloom 42.
 #include "compute/kernel/sharing/PartialInlining.h"
 
+#include "compute/kernel/Calls.h"
+#include "compute/kernel/Signatures.h"
+#include "compute/kernel/sharing/CallGraph.h"
+#include "compute/kernel/sharing/ChooseShared.h"
+
 #include <llvm/ADT/STLExtras.h>
 #include <llvm/ADT/SetVector.h>
 #include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/Instructions.h>
-#include <llvm/IR/Module.h>
 #include <llvm/IR/Operator.h>
 
 namespace compute::kernel {
@@ -15,21 +19,20 @@ namespace {
 
 using llvm::BasicBlock;
 using llvm::Instruction;
-using SizeOf = llvm::function_ref<double(llvm::Function&)>;
 
-bool isQuickToAsk(BasicBlock& block, SizeOf sizeOf) {
-    constexpr double most = 150;
+/// Whether the block is short enough to be copied to each call.
+bool isCheap(const BasicBlock& block, const CallGraph& graph) {
+    constexpr double mostInstructions = 150;
     double instructions = 0;
-    for (Instruction& instruction : block) {
-        const auto* call = llvm::dyn_cast<llvm::CallInst>(&instruction);
-        llvm::Function* callee = call != nullptr ? call->getCalledFunction() : nullptr;
-        instructions += callee != nullptr && !callee->isDeclaration() ? sizeOf(*callee) : 1;
+    for (const Instruction& instruction : block) {
+        llvm::Function* callee = calledFunction(instruction);
+        instructions += callee != nullptr ? graph.size(callee) : 1;
     }
-    return instructions <= most;
+    return instructions <= mostInstructions;
 }
 
-/// The block where the function ends; null if there are several or it does something.
-BasicBlock* endOf(llvm::Function& function) {
+/// The only block that returns, if it does nothing else; or null.
+BasicBlock* emptyExit(llvm::Function& function) {
     BasicBlock* end = nullptr;
     for (BasicBlock& block : function)
         if (llvm::isa<llvm::ReturnInst>(block.getTerminator())) {
@@ -40,7 +43,8 @@ BasicBlock* endOf(llvm::Function& function) {
     return end;
 }
 
-/// Where the thread comes from the block unless it has nothing to do; null if it always has.
+/// If the block ends with a guard, which goes either to `end` or on: the block that it goes on to,
+/// which must have no other predecessor. Null if there is no such guard.
 BasicBlock* behindGuard(const BasicBlock& block, const BasicBlock* end) {
     const auto* branch = llvm::dyn_cast<llvm::BranchInst>(block.getTerminator());
     if (branch == nullptr || !branch->isConditional())
@@ -53,9 +57,9 @@ BasicBlock* behindGuard(const BasicBlock& block, const BasicBlock* end) {
     return nullptr;
 }
 
-/// Whether the instruction reads from the memory that a parameter points to at a place that differs
-/// from call to call. Such memory cannot be passed as values.
-bool readsAnywhere(const Instruction& instruction) {
+/// Whether the instruction reads at a variable offset from a parameter. What that parameter points
+/// to cannot be passed as values.
+bool readsAtVariableOffset(const Instruction& instruction) {
     const auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction);
     const auto* step =
         load != nullptr ? llvm::dyn_cast<llvm::GEPOperator>(load->getPointerOperand()) : nullptr;
@@ -63,8 +67,10 @@ bool readsAnywhere(const Instruction& instruction) {
            llvm::isa<llvm::Argument>(llvm::getUnderlyingObject(step));
 }
 
+/// Outlines what follows the guards of one function.
 class Split {
 public:
+    /// `start` is the first block behind the guards.
     Split(llvm::Function& function, BasicBlock& start, BasicBlock& end)
         : m_function(function), m_end(end) {
         BasicBlock* rest = start.splitBasicBlock(firstOfRest(start));
@@ -75,12 +81,12 @@ public:
                     m_rest.insert(next);
     }
 
-    llvm::Function* run();
+    void run();
 
 private:
     static BasicBlock::iterator firstOfRest(BasicBlock& start) {
         for (Instruction& instruction : llvm::reverse(start))
-            if (readsAnywhere(instruction))
+            if (readsAtVariableOffset(instruction))
                 return std::next(instruction.getIterator());
         return start.getFirstNonPHIIt();
     }
@@ -97,7 +103,7 @@ private:
     llvm::SetVector<BasicBlock*> m_rest; ///< the first comes first
 };
 
-/// Variables that only the rest uses become its own.
+/// Moves the variables that only the rest uses into it.
 void Split::sinkVariables() {
     for (Instruction& instruction : llvm::make_early_inc_range(m_function.getEntryBlock()))
         if (llvm::isa<llvm::AllocaInst>(instruction) &&
@@ -105,8 +111,9 @@ void Split::sinkVariables() {
             instruction.moveBefore(&m_rest[0]->front());
 }
 
-/// The rest computes the addresses of what parameters point to by itself: two pointers to the same
-/// memory could not be passed by its values.
+/// Has the rest compute constant offsets from parameters by itself. Passed as arguments they would
+/// be further pointers to the same memory, and memory that two parameters point to cannot be passed
+/// as values.
 void Split::copyAddresses() {
     for (BasicBlock& block : m_function)
         for (Instruction& instruction : block) {
@@ -146,7 +153,7 @@ void Split::moveBlocks(llvm::Function& made, llvm::ArrayRef<llvm::Value*> passed
     }
 }
 
-llvm::Function* Split::run() {
+void Split::run() {
     sinkVariables();
     copyAddresses();
     const llvm::SetVector<Instruction*> before = valuesFromBefore();
@@ -157,40 +164,58 @@ llvm::Function* Split::run() {
     passed.append(before.begin(), before.end());
     for (const llvm::Value* value : passed)
         types.push_back(value->getType());
-    auto* made = llvm::Function::Create(
-        llvm::FunctionType::get(m_function.getReturnType(), types, false),
-        llvm::GlobalValue::InternalLinkage, m_function.getName(), m_function.getParent());
-    made->setAttributes(m_function.getAttributes());
+    llvm::Function& made =
+        declareLike(m_function, *llvm::FunctionType::get(m_function.getReturnType(), types, false),
+                    m_function.getName());
+    made.setAttributes(m_function.getAttributes());
+    made.addFnAttr(outlinedAttribute);
 
-    BasicBlock* ask = m_rest[0]->getSinglePredecessor();
-    moveBlocks(*made, passed);
-    llvm::IRBuilder<> builder(ask->getTerminator());
-    llvm::CallInst* call = builder.CreateCall(made, passed);
+    BasicBlock* guard = m_rest[0]->getSinglePredecessor();
+    moveBlocks(made, passed);
+    llvm::IRBuilder<> builder(guard->getTerminator());
+    llvm::CallInst* call = builder.CreateCall(&made, passed);
     for (unsigned i = 0; i < m_function.arg_size(); ++i)
         call->setAttributes(call->getAttributes().addParamAttributes(
             call->getContext(), i,
             llvm::AttrBuilder(call->getContext(), m_function.getAttributes().getParamAttrs(i))));
     builder.CreateBr(&m_end);
-    ask->getTerminator()->eraseFromParent();
-    return made;
+    guard->getTerminator()->eraseFromParent();
 }
 
-} // namespace
-
-llvm::Function* splitGuards(llvm::Function& function, SizeOf sizeOf) {
-    BasicBlock* end = endOf(function);
+/// Outlines what follows the guards at the function's begin. False, with nothing changed, when it
+/// does not begin with any or returns something.
+bool split(llvm::Function& function, const CallGraph& graph) {
+    BasicBlock* end = emptyExit(function);
     if (end == nullptr || !function.getReturnType()->isVoidTy())
-        return nullptr;
+        return false;
     BasicBlock* start = &function.getEntryBlock();
-    while (isQuickToAsk(*start, sizeOf)) {
+    while (isCheap(*start, graph)) {
         BasicBlock* next = behindGuard(*start, end);
         if (next == nullptr)
             break;
         start = next;
     }
     if (start == &function.getEntryBlock())
-        return nullptr;
-    return Split(function, *start, *end).run();
+        return false;
+    Split(function, *start, *end).run();
+    return true;
+}
+
+} // namespace
+
+bool isOutlined(const llvm::Function& function) {
+    return function.hasFnAttribute(outlinedAttribute);
+}
+
+platform::Result<void> inlinePartially(PassContext& context) {
+    const double enough = worthOutlining * context.options.shareAbove;
+    CallGraph graph(*context.entry);
+    if (graph.isRecursive() || graph.weigh() <= enough)
+        return {};
+    for (llvm::Function* function : graph.calleesFirst())
+        if (function != context.entry && graph.saving(function) > enough && split(*function, graph))
+            context.analyses.functions().clear(*function, function->getName());
+    return {};
 }
 
 } // namespace compute::kernel

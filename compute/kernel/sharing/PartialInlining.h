@@ -1,21 +1,27 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Functions that begin by asking whether there is anything to do for this thread, such as whether
-// its pixel is inside the text that is drawn. Nearly always there is not. So the question is best
-// copied to each call, and what follows it called.
+// Some functions begin with guards that return at once when there is nothing to do for this thread,
+// for instance when its pixel lies outside the text that is drawn. For most threads there is
+// nothing to do. So the guards are best copied to each call, and what follows them called.
 #pragma once
 
-#include <llvm/ADT/STLFunctionalExtras.h>
-#include <llvm/IR/Function.h>
+#include "compute/kernel/Pass.h"
 
 namespace compute::kernel {
 
-/// Moves what follows the first questions of the function into one of its own, which it then calls.
-/// Null, with nothing changed, when the function does not begin in that way. It must have been
-/// reduced, and return nothing. `sizeOf` tells the instructions of a function with all that it
-/// calls.
-llvm::Function* splitGuards(llvm::Function& function,
-                            llvm::function_ref<double(llvm::Function&)> sizeOf);
+/// Marks a function that inlinePartially() has made.
+inline constexpr llvm::StringLiteral outlinedAttribute = "sl42-outlined";
+
+bool isOutlined(const llvm::Function& function);
+
+/// Calling what follows a guard costs little, so it pays in smaller kernels than sharing whole
+/// functions: when it saves this part of CompilerOptions::shareAbove.
+inline constexpr double worthOutlining = 0.2;
+
+/// Moves what follows the guards of a function into a function of its own, wherever that can save
+/// enough instructions. chooseShared() decides whether it is called. Functions must have been
+/// simplified. Never fails.
+platform::Result<void> inlinePartially(PassContext& context);
 
 } // namespace compute::kernel

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/kernel/sharing/PrivatePointers.h"
 
+#include "compute/kernel/Calls.h"
+
 #include <llvm/ADT/STLExtras.h>
 #include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/InstIterator.h>
@@ -12,20 +14,9 @@
 namespace compute::kernel {
 namespace {
 
-/// The memory that a pointer leads into, by whichever offset.
+/// The variable, parameter or load that the pointer is computed from, at whichever offset.
 const llvm::Value* objectOf(const llvm::Value* pointer) {
     return llvm::getUnderlyingObject(pointer, /*MaxLookup=*/0);
-}
-
-const llvm::Value* passedFor(const llvm::Argument& parameter, const llvm::User& call) {
-    return llvm::cast<llvm::CallInst>(call).getArgOperand(parameter.getArgNo());
-}
-
-bool isOnlyCalled(const llvm::Function& function) {
-    return llvm::all_of(function.uses(), [](const llvm::Use& use) {
-        const auto* call = llvm::dyn_cast<llvm::CallInst>(use.getUser());
-        return call != nullptr && call->isCallee(&use);
-    });
 }
 
 } // namespace
@@ -92,21 +83,21 @@ bool PrivatePointers::isUsedPlainly(const llvm::Use& use) {
 }
 
 /// Whether two parameters may point into the same memory at some call.
-bool PrivatePointers::mayMeet(const llvm::Argument& first, const llvm::Argument& second) {
+bool PrivatePointers::mayAlias(const llvm::Argument& first, const llvm::Argument& second) {
     if (first.hasByValAttr() || second.hasByValAttr())
         return false;
-    if (const auto [known, isNew] = m_meetings.try_emplace({&first, &second}, true); !isNew)
+    if (const auto [known, isNew] = m_aliases.try_emplace({&first, &second}, true); !isNew)
         return known->second;
-    const bool meet = llvm::any_of(first.getParent()->users(), [&](const llvm::User* call) {
+    const bool alias = llvm::any_of(first.getParent()->users(), [&](const llvm::User* call) {
         const llvm::Value* one = objectOf(passedFor(first, *call));
         const llvm::Value* other = objectOf(passedFor(second, *call));
         if (one == other)
             return true;
         const auto* outer = llvm::dyn_cast<llvm::Argument>(one);
         const auto* otherOuter = llvm::dyn_cast<llvm::Argument>(other);
-        return outer != nullptr && otherOuter != nullptr && mayMeet(*outer, *otherOuter);
+        return outer != nullptr && otherOuter != nullptr && mayAlias(*outer, *otherOuter);
     });
-    return m_meetings[{&first, &second}] = meet;
+    return m_aliases[{&first, &second}] = alias;
 }
 
 bool PrivatePointers::hasAtomics(const llvm::Function& function) {
@@ -143,7 +134,7 @@ bool PrivatePointers::canPassByValue(llvm::Function& function) {
             continue;
         if (target(parameter) == Target::Unknown || !isAccessedPlainly(&parameter))
             return false;
-        if (llvm::any_of(inMemory, [&](const auto* other) { return mayMeet(*other, parameter); }))
+        if (llvm::any_of(inMemory, [&](const auto* other) { return mayAlias(*other, parameter); }))
             return false;
         inMemory.push_back(&parameter);
     }

@@ -2,6 +2,12 @@
 // Part of Starloom 42.
 #include "compute/kernel/sharing/PromoteArguments.h"
 
+#include "compute/kernel/Calls.h"
+#include "compute/kernel/Signatures.h"
+#include "compute/kernel/sharing/ChooseShared.h"
+#include "compute/kernel/sharing/Inliner.h"
+#include "compute/kernel/sharing/PrivatePointers.h"
+
 #include <llvm/ADT/STLExtras.h>
 #include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/IntrinsicInst.h>
@@ -30,8 +36,8 @@ public:
         collect(parameter, 0);
     }
 
-    /// In order of their place, without overlaps, each with a type. None when there is no such way
-    /// to divide them.
+    /// The pieces in order of their offsets, without overlaps, each with a type. None when the
+    /// accesses cannot be divided like that.
     std::optional<std::vector<Piece>> divide();
 
 private:
@@ -102,7 +108,7 @@ bool Pieces::mergeTyped() {
     return true;
 }
 
-/// Adds what is copied and nothing else, as words where there is room for them.
+/// Adds what is copied but not accessed otherwise, as words where there is room for them.
 void Pieces::divideCopies() {
     const std::vector<Piece> typed = m_typed;
     std::ranges::sort(m_copied, {}, &Piece::begin);
@@ -146,12 +152,13 @@ struct Passed {
 
 class Conversion {
 public:
-    Conversion(llvm::Function& function, PrivatePointers& pointers)
+    explicit Conversion(llvm::Function& function)
         : m_old(function),
           m_context(function.getContext()),
-          m_layout(function.getParent()->getDataLayout()),
-          m_pointers(pointers) {}
+          m_layout(function.getParent()->getDataLayout()) {}
 
+    /// The function that takes the place of the old one at all calls. Null, with nothing changed,
+    /// when there would be too many values to pass, or bytes of no single type.
     llvm::Function* run();
 
 private:
@@ -159,14 +166,13 @@ private:
     llvm::Value* address(llvm::IRBuilder<>& builder, llvm::Value* memory, const Piece& piece) {
         return builder.CreateConstGEP1_64(builder.getInt8Ty(), memory, piece.begin);
     }
-    void makeFunction();
-    void moveBody();
+    llvm::FunctionType& type() const;
+    void adaptBody();
     void replaceCall(llvm::CallInst& call);
 
     llvm::Function& m_old;
     llvm::LLVMContext& m_context;
     const llvm::DataLayout& m_layout;
-    PrivatePointers& m_pointers;
     llvm::MapVector<llvm::Argument*, std::vector<Piece>> m_memory;
     std::vector<Passed> m_in;
     std::vector<Passed> m_out; ///< the old result, if there is one, comes first
@@ -177,7 +183,7 @@ bool Conversion::plan() {
     constexpr std::size_t maxValues = 64;
     constexpr std::uint64_t maxBytes = 4096; // further away is nothing but wrong addresses
     for (llvm::Argument& parameter : m_old.args()) {
-        if (!parameter.getType()->isPointerTy() || !m_pointers.isPrivate(parameter))
+        if (!m_old.getAttributes().hasParamAttr(parameter.getArgNo(), byValueAttribute))
             continue;
         auto pieces = Pieces(parameter, m_layout).divide();
         if (!pieces || (!pieces->empty() && pieces->back().end > maxBytes))
@@ -205,7 +211,7 @@ bool Conversion::plan() {
     return m_in.size() + m_out.size() <= maxValues;
 }
 
-void Conversion::makeFunction() {
+llvm::FunctionType& Conversion::type() const {
     llvm::SmallVector<llvm::Type*> in;
     for (const Passed& passed : m_in)
         in.push_back(passed.piece != nullptr ? passed.piece->type : passed.parameter->getType());
@@ -215,16 +221,11 @@ void Conversion::makeFunction() {
     llvm::Type* result = out.empty()       ? llvm::Type::getVoidTy(m_context)
                          : out.size() == 1 ? out[0]
                                            : llvm::StructType::get(m_context, out);
-    m_new = llvm::Function::Create(llvm::FunctionType::get(result, in, false),
-                                   llvm::GlobalValue::InternalLinkage, "", m_old.getParent());
-    m_new->takeName(&m_old);
-    m_new->setAttributes(
-        llvm::AttributeList::get(m_context, m_old.getAttributes().getFnAttrs(), {}, {}));
+    return *llvm::FunctionType::get(result, in, false);
 }
 
-/// The body works on copies of the memory, which promotion removes.
-void Conversion::moveBody() {
-    m_new->splice(m_new->begin(), &m_old);
+/// The body works on copies of the memory, which promotion to registers removes.
+void Conversion::adaptBody() {
     llvm::IRBuilder<> builder(&m_new->getEntryBlock(), m_new->getEntryBlock().begin());
     llvm::DenseMap<llvm::Argument*, llvm::AllocaInst*> copies;
     for (auto& [parameter, pieces] : m_memory) {
@@ -301,17 +302,31 @@ void Conversion::replaceCall(llvm::CallInst& call) {
 llvm::Function* Conversion::run() {
     if (!plan())
         return nullptr;
-    makeFunction();
+    m_new = &changeType(m_old, type());
     for (llvm::User* call : llvm::make_early_inc_range(m_old.users()))
         replaceCall(*llvm::cast<llvm::CallInst>(call));
-    moveBody();
+    adaptBody();
     return m_new;
 }
 
 } // namespace
 
-llvm::Function* promoteArguments(llvm::Function& function, PrivatePointers& pointers) {
-    return Conversion(function, pointers).run();
+platform::Result<void> promoteArguments(PassContext& context) {
+    std::vector<llvm::Function*> shared = calleesFirst(context.entry);
+    std::erase_if(shared, [](const llvm::Function* function) { return !isShared(*function); });
+    FunctionSimplifier simplifier(context.analyses);
+    Inliner inliner(context, simplifier);
+    for (llvm::Function* function : shared) {
+        SL42_TRY_VOID(inliner.flatten(*function));
+        context.analyses.functions().clear(*function, function->getName());
+        if (llvm::Function* made = Conversion(*function).run()) {
+            context.shared.push_back(made);
+            simplifier.promote(*made);
+        } else {
+            function->removeFnAttr(sharedAttribute); // its calls are inlined after all
+        }
+    }
+    return {};
 }
 
 } // namespace compute::kernel

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Defines SL42_SWIZZLES(N) for vectors of N lanes: every one- to four-letter selection of their
+// Defines SL42_SWIZZLES(N) for vectors of N lanes: every selection of one to four of their
 // lanes under both spellings (xyzw, rgba), as properties with a function that reads and, where no
-// letter repeats, one that writes.
+// lane repeats, one that writes.
 #pragma once
 #pragma clang system_header
 
@@ -21,8 +21,8 @@
 #define SL42_LANES4_3(m, ...) SL42_LANES4_2(m, __VA_ARGS__) m(z, b, __VA_ARGS__)
 #define SL42_LANES4_4(m, ...) SL42_LANES4_3(m, __VA_ARGS__) m(w, a, __VA_ARGS__)
 
-// SL42_ACCESS(SL42_SAME_ab SL42_SAME_ac ...) is READ when two of the letters are the same, else
-// WRITE: a pair of equal letters adds a comma, which moves READ to the place that is picked.
+// SL42_ACCESS(SL42_SAME_ab SL42_SAME_ac ...) is READ when two of the lanes are the same, else
+// WRITE: a pair of equal lanes adds a comma, which makes READ the argument that is picked.
 #define SL42_SAME_xx ,
 #define SL42_SAME_yy ,
 #define SL42_SAME_zz ,

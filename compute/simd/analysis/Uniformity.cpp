@@ -2,13 +2,14 @@
 // Part of Starloom 42.
 #include "compute/simd/analysis/Uniformity.h"
 
-#include "compute/kernel/passes/BindParameters.h"
+#include "compute/kernel/KernelSignature.h"
 #include "compute/simd/analysis/DivergentJoins.h"
 
 #include <llvm/Analysis/TargetTransformInfoImpl.h>
 #include <llvm/IR/Dominators.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/Module.h>
+#include <llvm/IR/PassInstrumentation.h>
 
 namespace compute::simd {
 namespace {

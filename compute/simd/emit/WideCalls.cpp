@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/simd/emit/WideCalls.h"
 
+#include "compute/kernel/Signatures.h"
+
 namespace compute::simd {
 
 llvm::Function& WideCalls::declare(llvm::Function& function, const ParameterStrides& parameters,
@@ -23,13 +25,10 @@ llvm::Function& WideCalls::declare(llvm::Function& function, const ParameterStri
     } else if (!result->isVoidTy()) {
         result = wideType(result);
     }
-    auto* wide = llvm::Function::Create(llvm::FunctionType::get(result, types, false),
-                                        llvm::GlobalValue::InternalLinkage,
-                                        function.getName() + ".wide", function.getParent());
-    wide->setAttributes(
-        llvm::AttributeList::get(context, function.getAttributes().getFnAttrs(), {}, {}));
-    m_wide[&function] = wide;
-    return *wide;
+    llvm::Function& wide = kernel::declareLike(
+        function, *llvm::FunctionType::get(result, types, false), function.getName() + ".wide");
+    m_wide[&function] = &wide;
+    return wide;
 }
 
 void WideCalls::widen(LaneBuilder& builder, WideValues& values, llvm::CallInst& call,

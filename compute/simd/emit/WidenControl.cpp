@@ -3,7 +3,7 @@
 #include "compute/simd/emit/WidenControl.h"
 
 #include "compute/kernel/Calls.h"
-#include "compute/kernel/passes/PreserveLines.h"
+#include "compute/kernel/LoopLines.h"
 #include "compute/simd/emit/WidenArithmetic.h"
 
 #include <llvm/ADT/STLExtras.h>

@@ -7,6 +7,7 @@
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <cstring>
 #include <memory>
@@ -75,6 +76,40 @@ TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
             }
         }
     }
+}
+
+TEST(GridTests, NarrowNumbersAreReadUpToTheLast) {
+    // Behind the last number of the page lies one that cannot be read.
+    constexpr std::size_t page = 4096;
+    constexpr unsigned threads = 20;
+    void* pages =
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    auto* memory = static_cast<std::uint8_t*>(pages);
+    ASSERT_EQ(mprotect(memory + page, page, PROT_NONE), 0);
+    for (const unsigned bytes : {1u, 2u}) {
+        const std::string type = bytes == 1 ? "i8" : "i16";
+        std::string body = "%f = freeze i32 %x\n%back = mul i32 %f, 6\n%o = sub i32 ";
+        body += std::to_string(page - bytes) + ", %back\n%w = zext i32 %o to i64\n";
+        body += "%p = getelementptr i8, ptr %out, i64 %w\n%n = load " + type + ", ptr %p\n";
+        body += "%e = zext " + type + " %n to i32\n%r = getelementptr i32, ptr %out, i32 %x\n";
+        const auto compiled =
+            tests::compile(tests::makeOneDimensional(body + "store i32 %e, ptr %r\nret void"));
+        ASSERT_TRUE(compiled);
+        for (unsigned i = 0; i < page; ++i)
+            memory[i] = static_cast<std::uint8_t>(7 * i / 5 + 1);
+        Bindings bindings;
+        bindings.buffers[0] = reinterpret_cast<std::byte*>(memory);
+        compiled->run(bindings, {threads, 1, 1}, {1, 1, 1});
+        for (unsigned x = 0; x < threads; ++x) {
+            std::uint32_t found = 0;
+            std::uint32_t expected = 0;
+            std::memcpy(&found, memory + std::size_t{4} * x, sizeof found);
+            std::memcpy(&expected, memory + page - bytes - std::size_t{6} * x, bytes);
+            EXPECT_EQ(found, expected) << type << " of thread " << x;
+        }
+    }
+    munmap(pages, 2 * page);
 }
 
 /// Each thread adds its number to the square of the first number of the buffer, which all threads

@@ -63,17 +63,17 @@ TEST_F(CanonicalTests, SeveralThreadsTakeKernelsFromOneProgram) {
                                                 R"(
         define spir_func float @twice(float %v) { %r = fadd float %v, %v ret float %r })");
     keepBitcode(program);
-    constexpr unsigned rounds = 50;
+    constexpr unsigned times = 50;
     std::atomic<unsigned> extracted = 0;
     {
         std::array<std::jthread, 4> threads;
         for (std::jthread& thread : threads)
             thread = std::jthread([&] {
-                for (unsigned round = 0; round < rounds; ++round)
+                for (unsigned i = 0; i < times; ++i)
                     extracted += extractKernel(program, program.kernels.front()) ? 1 : 0;
             });
     }
-    EXPECT_EQ(extracted, 4 * rounds);
+    EXPECT_EQ(extracted, 4 * times);
 }
 
 TEST_F(CanonicalTests, ConstantsAreCheckedByNameAndType) {
@@ -126,13 +126,13 @@ TEST_F(CanonicalTests, TheDumpHasOneFileAPass) {
     for (const auto& file : std::filesystem::directory_iterator(folder.path("")))
         files += file.file_size() > 0;
     EXPECT_EQ(files, passes().size() + 1);
-    EXPECT_TRUE(std::filesystem::exists(folder.path("k.06-inlineCalls.ll")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path("k.06-simplifyFunctions.ll")));
     EXPECT_FALSE(Dump::create("/nowhere"));
 }
 
-/// `count` rounds of arithmetic, branches and array accesses, one after the other.
+/// `count` sequences of arithmetic, a branch and array accesses, one after the other.
 Program makeLong(unsigned count) {
-    const std::string rounds = tests::repeated(R"(
+    const std::string sequences = tests::repeated(R"(
         %i# = mul i32 %x, $
         %p# = getelementptr [64 x float], ptr %a, i32 0, i32 %i#
         %v# = load float, ptr %p#
@@ -145,8 +145,8 @@ Program makeLong(unsigned count) {
         br label %b$
     b$:
     )",
-                                               count);
-    return tests::makeOneDimensional("%a = alloca [64 x float]\nbr label %b0\nb0:\n" + rounds +
+                                                  count);
+    return tests::makeOneDimensional("%a = alloca [64 x float]\nbr label %b0\nb0:\n" + sequences +
                                      "ret void");
 }
 

@@ -3,86 +3,27 @@
 //
 // Single passes on small functions: what each one must have changed, and must not have.
 #include "compute/kernel/pipeline/ExtractKernel.h"
-#include "compute/kernel/pipeline/Passes.h"
-#include "compute/target/HostTarget.h"
-#include "tests/compute/kernel/ProgramText.h"
+#include "tests/compute/kernel/PassBench.h"
 
 #include <gtest/gtest.h>
 #include <llvm/Analysis/CycleAnalysis.h>
 #include <llvm/Analysis/LoopInfo.h>
-#include <llvm/IR/Dominators.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/Instructions.h>
 #include <llvm/IR/Verifier.h>
 #include <llvm/Support/raw_ostream.h>
 
-#include <algorithm>
-#include <optional>
 #include <set>
 
 namespace {
 
 using namespace compute;
 using namespace compute::kernel;
-
-/// A program on its way through the pipeline.
-class Bench {
-public:
-    explicit Bench(Program program) : m_program(std::move(program)) {
-        m_target = tests::hostTarget().takeMachine();
-        m_analyses.emplace(*m_target);
-        m_context.emplace(PassContext{.module = *m_program.module,
-                                      .target = *m_target,
-                                      .analyses = *m_analyses,
-                                      .kernel = m_program.kernels[0],
-                                      .constants = m_program.constants,
-                                      .values = m_values});
-    }
-
-    /// Runs the named passes and checks the code after each; an empty text or an error.
-    std::string run(std::initializer_list<std::string_view> names) {
-        for (const std::string_view name : names) {
-            const auto pass = std::ranges::find(passes(), name, &Pass::name);
-            if (pass == passes().end())
-                return "no such pass";
-            if (auto result = pass->run(*m_context); !result)
-                return result.error().message;
-            std::string fault;
-            llvm::raw_string_ostream stream(fault);
-            if (llvm::verifyModule(*m_program.module, &stream))
-                return fault;
-        }
-        return {};
-    }
-
-    llvm::Module& module() { return *m_program.module; }
-    llvm::Function& entry() { return *m_context->entry; }
-    llvm::FunctionAnalysisManager& analyses() { return m_analyses->functions(); }
-
-    std::string text() const {
-        std::string text;
-        llvm::raw_string_ostream stream(text);
-        m_program.module->print(stream, nullptr);
-        return text;
-    }
-
-private:
-    Program m_program;
-    ConstantValues m_values;
-    target::HostTarget::Machine m_target;
-    std::optional<Analyses> m_analyses;
-    std::optional<PassContext> m_context;
-};
-
-bool contains(const std::string& text, const char* part) {
-    return text.find(part) != std::string::npos;
-}
-
-constexpr std::initializer_list<std::string_view> untilInlined = {
-    "bindParameters", "adoptTarget", "defineArithmetic", "inlineCalls"};
+using tests::contains;
+using tests::PassBench;
 
 TEST(PassTests, AdoptHostTargetForgetsPromises) {
-    Bench bench(tests::makeOneDimensional(R"(
+    PassBench bench(tests::makeOneDimensional(R"(
         %p = getelementptr inbounds float, ptr %out, i32 %x
         %v = load i32, ptr %p, align 64, !range !0
         %n = fadd nnan ninf contract float 1.0, 2.0
@@ -92,7 +33,7 @@ TEST(PassTests, AdoptHostTargetForgetsPromises) {
     loop:
         br label %loop, !llvm.loop !1
     )",
-                                          R"(
+                                              R"(
         declare spir_func noundef ptr @f(ptr noundef dereferenceable(64))
         !0 = !{i32 0, i32 2}
         !1 = distinct !{!1, !2, !3}
@@ -110,12 +51,12 @@ TEST(PassTests, AdoptHostTargetForgetsPromises) {
 
 TEST(PassTests, WhatConstantsMakeDeadIsNotInlined) {
     // The mode reaches @pick as an argument, and @missing is called in a branch that it excludes.
-    Bench bench(tests::makeOneDimensional(R"(
+    PassBench bench(tests::makeOneDimensional(R"(
         %a = call spir_func i32 @pick(ptr @mode, i32 %x)
         %b = call spir_func i32 @pick(ptr @mode, i32 %a)
         store i32 %b, ptr %out
         ret void)",
-                                          R"(
+                                              R"(
         @mode = internal constant i32 1
         declare spir_func i32 @missing(i32)
         define spir_func i32 @pick(ptr %mode, i32 %v) {
@@ -129,7 +70,7 @@ TEST(PassTests, WhatConstantsMakeDeadIsNotInlined) {
             %n = call spir_func i32 @missing(i32 %v)
             ret i32 %n
         })"));
-    ASSERT_EQ(bench.run(untilInlined), "");
+    ASSERT_EQ(bench.runThrough("eliminateArguments"), "");
     EXPECT_EQ(bench.entry().size(), 1u) << bench.text();
 }
 
@@ -153,8 +94,8 @@ TEST(PassTests, WhatCannotBeInlinedIsNamed) {
          "function 'a' calls itself"},
     };
     for (const RefusalCase& row : cases) {
-        Bench bench(tests::makeOneDimensional(row.body, row.declarations));
-        EXPECT_EQ(bench.run(untilInlined), row.message) << row.label;
+        PassBench bench(tests::makeOneDimensional(row.body, row.declarations));
+        EXPECT_EQ(bench.runThrough("eliminateArguments"), row.message) << row.label;
     }
 }
 
@@ -169,8 +110,8 @@ TEST(PassTests, ExponentialGrowthIsRefusedInGoodTime) {
             declarations += "call void @f" + std::to_string(i + 1) + "(ptr %p)\n";
         declarations += "ret void }\n";
     }
-    Bench bench(tests::makeOneDimensional("call void @f0(ptr %out) ret void", declarations));
-    EXPECT_TRUE(contains(bench.run(untilInlined), "is too large"));
+    PassBench bench(tests::makeOneDimensional("call void @f0(ptr %out) ret void", declarations));
+    EXPECT_TRUE(contains(bench.runThrough("eliminateArguments"), "is too large"));
 }
 
 TEST(PassTests, FoldInitialisersEvaluatesOrNamesTheVariable) {
@@ -198,27 +139,27 @@ TEST(PassTests, FoldInitialisersEvaluatesOrNamesTheVariable) {
         @mystery = external constant float)";
     };
     const char* body = "%v = load float, ptr @_ZL5scale store float %v, ptr %out ret void";
-    Bench bench(tests::makeOneDimensional(body, declarations("%a = fadd float 3.0, 5.0")));
-    ASSERT_EQ(bench.run(untilInlined), "");
+    PassBench bench(tests::makeOneDimensional(body, declarations("%a = fadd float 3.0, 5.0")));
+    ASSERT_EQ(bench.runThrough("eliminateArguments"), "");
     ASSERT_EQ(bench.run({"foldInitialisers", "promote"}), "");
     EXPECT_TRUE(contains(bench.text(), "store float 4.000000e+00")) << bench.text();
 
-    Bench wrong(tests::makeOneDimensional(body, declarations("%a = load float, ptr @mystery")));
-    ASSERT_EQ(wrong.run(untilInlined), "");
+    PassBench wrong(tests::makeOneDimensional(body, declarations("%a = load float, ptr @mystery")));
+    ASSERT_EQ(wrong.runThrough("eliminateArguments"), "");
     EXPECT_EQ(wrong.run({"foldInitialisers"}),
               "initializer of 'scale' is not a constant expression");
 }
 
 TEST(PassTests, VariablesOfTheProgramCannotBeWritten) {
-    Bench bench(tests::makeOneDimensional("store i32 1, ptr @count ret void",
-                                          "@count = internal global i32 0"));
-    ASSERT_EQ(bench.run(untilInlined), "");
+    PassBench bench(tests::makeOneDimensional("store i32 1, ptr @count ret void",
+                                              "@count = internal global i32 0"));
+    ASSERT_EQ(bench.runThrough("eliminateArguments"), "");
     EXPECT_TRUE(contains(bench.run({"foldInitialisers"}), "'count' is written to"));
 }
 
 TEST(PassTests, ControlFlowTakesTheCanonicalShape) {
     // A switch, a loop with two entries, and two returns.
-    Bench bench(tests::makeOneDimensional(R"(
+    PassBench bench(tests::makeOneDimensional(R"(
         switch i32 %x, label %leave [ i32 0, label %a
                                       i32 1, label %b
                                       i32 5, label %b ]
@@ -234,9 +175,7 @@ TEST(PassTests, ControlFlowTakesTheCanonicalShape) {
         ret void
     leave:
         ret void)"));
-    ASSERT_EQ(bench.run({"bindParameters", "adoptTarget", "defineArithmetic", "inlineCalls",
-                         "foldInitialisers", "boundIndices", "promote", "shapeControlFlow"}),
-              "");
+    ASSERT_EQ(bench.runThrough("shapeControlFlow"), "");
     unsigned returns = 0;
     for (llvm::Instruction& instruction : llvm::instructions(bench.entry())) {
         EXPECT_FALSE(llvm::isa<llvm::SwitchInst>(instruction));
@@ -305,7 +244,7 @@ TEST(PassTests, MergeBytesMakesWordsOfWhatLiesSideBySide) {
                  {"a store in between", "store i8 0, ptr %out", "3", false, true},
                  {"a gap", "", "7", true, false}};
     for (const auto& one : cases) {
-        Bench bench(tests::makeOneDimensional(copyOfBytes(one.between, one.last)));
+        PassBench bench(tests::makeOneDimensional(copyOfBytes(one.between, one.last)));
         ASSERT_EQ(
             bench.run({"bindParameters", "adoptTarget", "inlineCalls", "mergeBytes", "widenHalf"}),
             "");
@@ -317,22 +256,22 @@ TEST(PassTests, MergeBytesMakesWordsOfWhatLiesSideBySide) {
 
 // What cannot become float itself gets its operand rounded, also where its result is widened.
 TEST(PassTests, WidenHalfKeepsOperandsOfHalfOperations) {
-    Bench bench(tests::makeOneDimensional(R"(
+    PassBench bench(tests::makeOneDimensional(R"(
         %a = load half, ptr %out
         %b = fadd half %a, 1.0
         %c = call half @llvm.ldexp.f16.i32(half %b, i32 %x)
         %d = fadd half %c, 2.0
         store half %d, ptr %out
         ret void)",
-                                          "declare half @llvm.ldexp.f16.i32(half, i32)"));
-    ASSERT_EQ(bench.run(untilInlined), "");
+                                              "declare half @llvm.ldexp.f16.i32(half, i32)"));
+    ASSERT_EQ(bench.runThrough("eliminateArguments"), "");
     ASSERT_EQ(bench.run({"widenHalf"}), "");
     EXPECT_FALSE(contains(bench.text(), "poison")) << bench.text();
 }
 
 // Arithmetic and phis become float; what goes to memory or was converted on purpose stays rounded.
 TEST(PassTests, WidenHalfComputesInFloat) {
-    Bench bench(tests::makeOneDimensional(R"(
+    PassBench bench(tests::makeOneDimensional(R"(
     entry:
         %a = load half, ptr %out
         %wide = uitofp i32 %x to float
@@ -350,8 +289,8 @@ TEST(PassTests, WidenHalfComputesInFloat) {
         store float %again, ptr %p
         store half %next, ptr %out
         ret void)",
-                                          "declare half @llvm.minnum.f16(half, half)"));
-    ASSERT_EQ(bench.run(untilInlined), "");
+                                              "declare half @llvm.minnum.f16(half, half)"));
+    ASSERT_EQ(bench.runThrough("eliminateArguments"), "");
     ASSERT_EQ(bench.run({"widenHalf"}), "");
     std::size_t roundings = 0;
     for (llvm::Instruction& instruction : llvm::instructions(bench.entry())) {

@@ -58,9 +58,9 @@ Program makeOneDimensional(std::string_view body, std::string_view declarations)
     return makeProgram(text, {buffer(0), attribute(ParameterKind::ThreadPositionInGrid)});
 }
 
-std::string repeated(std::string_view text, unsigned rounds) {
+std::string repeated(std::string_view text, unsigned count) {
     std::string result;
-    for (unsigned i = 0; i < rounds; ++i)
+    for (unsigned i = 0; i < count; ++i)
         for (const char c : text) {
             if (c == '#' || c == '$')
                 result += std::to_string(c == '#' ? i : i + 1);

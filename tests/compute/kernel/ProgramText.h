@@ -31,8 +31,7 @@ compute::Parameter attribute(compute::ParameterKind kind, std::uint8_t component
 compute::kernel::Program makeOneDimensional(std::string_view body,
                                             std::string_view declarations = {});
 
-/// The text `rounds` times, with the number of the round for each # and that of the next for each
-/// $.
-std::string repeated(std::string_view text, unsigned rounds);
+/// The text `count` times, with the number of the copy for each # and that of the next for each $.
+std::string repeated(std::string_view text, unsigned count);
 
 } // namespace tests

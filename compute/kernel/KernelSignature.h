@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The signature that every canonical kernel has, and what its arguments point to: all that a back
+// end needs to know in order to call one.
+//
+//     void kernel(ptr bindings, ptr grid, i32 x, i32 y, i32 z)
+//
+// runs one thread. `bindings` points to an array of slotCount pointers: buffer n in slot n, the
+// TextureView of texture n in slot firstTextureSlot + n. `grid` points to six 32-bit numbers:
+// width, height and depth of the grid, then of a threadgroup. x, y and z are the thread's position
+// in the grid.
+#pragma once
+
+#include <string_view>
+
+namespace compute::kernel {
+
+/// Name of the canonical function in its module.
+inline constexpr std::string_view canonicalSymbol = "kernel";
+
+inline constexpr unsigned firstTextureSlot = 31;
+inline constexpr unsigned slotCount = 62;
+
+/// Positions of the canonical function's parameters.
+enum EntryArgument : unsigned { BindingsArgument, GridArgument, XArgument, YArgument, ZArgument };
+
+} // namespace compute::kernel
