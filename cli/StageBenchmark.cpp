@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "cli/StageBenchmark.h"
 
-#include "SL42/builder/ProgramBuilder.h"
+#include "SL42/builder/Assembly.h"
 #include "gpu/WaitFor.h"
 
 #include <chrono>

@@ -6,7 +6,7 @@
 // plane per channel as it arrives. Whoever lets go of it gives the song up.
 #pragma once
 
-#include "SL42/engine/MachineBuffers.h"
+#include "SL42/hardware/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 #include "platform/MainQueueAnchor.h"
 #include "platform/audio/PCMBuffer.h"

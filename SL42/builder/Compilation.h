@@ -7,7 +7,7 @@
 #pragma once
 
 #include "SL42/builder/Preprocessor.h"
-#include "SL42/engine/ShaderVariants.h"
+#include "Shader/CompiledProgram.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
 #include "platform/MainQueueAnchor.h"
@@ -17,17 +17,6 @@
 #include <string>
 
 namespace starloom {
-
-/// Null where the program has no such stage, or it failed.
-struct CompiledProgram {
-    /// What the compile log says.
-    std::string log;
-    /// Whether every stage that the program has got its kernel.
-    bool isComplete = true;
-    std::shared_ptr<ComputeShader> cpu;
-    std::shared_ptr<ShaderVariants> video;
-    std::shared_ptr<ComputeShader> audio;
-};
 
 /// Main thread.
 class Compilation {

@@ -4,9 +4,9 @@
 // The display stage: turns the bank that was drawn into what the view shows.
 #pragma once
 
-#include "SL42/capture/YUVTexture.h"
-#include "SL42/engine/MachineBuffers.h"
-#include "SL42/engine/ShaderVariants.h"
+#include "SL42/hardware/MachineBuffers.h"
+#include "SL42/hardware/YUVTexture.h"
+#include "Shader/ShaderVariants.h"
 #include "platform/Log.h"
 #include "platform/MainQueueAnchor.h"
 

@@ -5,7 +5,7 @@
 // picture and leave the machine as it is: nothing needs to run for it.
 #pragma once
 
-#include "SL42/engine/MachineBuffers.h"
+#include "SL42/hardware/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 
 #include <cstdint>

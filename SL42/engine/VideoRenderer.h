@@ -6,9 +6,9 @@
 #pragma once
 
 #include "SL42/engine/Fallback.h"
-#include "SL42/engine/MachineBuffers.h"
-#include "SL42/engine/ShaderVariants.h"
 #include "SL42/font/FontTextureGenerator.h"
+#include "SL42/hardware/MachineBuffers.h"
+#include "Shader/ShaderVariants.h"
 #include "platform/Log.h"
 
 #include <memory>

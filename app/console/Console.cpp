@@ -3,8 +3,8 @@
 #include "app/console/Console.h"
 
 #include "SL42/builder/Preprocessor.h"
-#include "app/KeyboardSource.h"
-#include "platform/capture/WindowCapture.h"
+#include "app/input/KeyboardSource.h"
+#include "platform/capture/choice/MakeWindowCapture.h"
 
 #include <utility>
 

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "app/window/ConsoleWindow.h"
 
-#include "app/KeyboardAndMouseTrackingNSView.h"
+#include "app/input/KeyboardAndMouseTrackingNSView.h"
 #include "app/panes/ControlsPane.h"
 #include "app/panes/PictureControls.h"
 #include "app/panes/Readouts.h"

@@ -4,7 +4,7 @@
 // Asking for files. The show goes on while a dialog is open.
 #pragma once
 
-#include "app/window/Settings.h"
+#include "app/common/Settings.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "app/KeyboardAndMouseTrackingNSView.h"
+#include "app/input/KeyboardAndMouseTrackingNSView.h"
 
 #include "platform/Log.h"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "platform/capture/WindowCapture.h"
+#include "platform/capture/choice/MakeWindowCapture.h"
+
 #include "platform/capture/portal/PortalCapture.h"
 #include "platform/capture/x11/X11Capture.h"
 

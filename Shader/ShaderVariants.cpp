@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "SL42/engine/ShaderVariants.h"
+#include "Shader/ShaderVariants.h"
 
 #include <algorithm>
 #include <utility>

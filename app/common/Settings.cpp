@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "app/window/Settings.h"
+#include "app/common/Settings.h"
 
 namespace app {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "app/window/MainQueuePump.h"
+#include "app/console/MainQueuePump.h"
 
 #include <QCoreApplication>
 #include <QEvent>

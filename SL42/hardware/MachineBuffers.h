@@ -5,8 +5,8 @@
 // to each kernel.
 #pragma once
 
-#include "SL42/engine/AudioSpec.h"
-#include "SL42/engine/Register.h"
+#include "SL42/hardware/AudioSpec.h"
+#include "SL42/hardware/Register.h"
 #include "gpu/Device.h"
 
 #include <array>

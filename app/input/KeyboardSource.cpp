@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "app/KeyboardSource.h"
+#include "app/input/KeyboardSource.h"
 
-#include "app/KeyEventFeed.h"
+#include "app/input/KeyEventFeed.h"
 #include "platform/keyboard/X11KeyStateSource.h"
 
 #include <QGuiApplication>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "app/KeyEventFeed.h"
+#include "app/input/KeyEventFeed.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "SL42/engine/MachineBuffers.h"
+#include "SL42/hardware/MachineBuffers.h"
 
-#include "SL42/engine/Screen.h"
+#include "SL42/hardware/Screen.h"
 #include "platform/base/Fatal.h"
 
 #include <limits>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "app/window/Actions.h"
+#include "app/common/Actions.h"
 
 #include <QCoreApplication>
 #include <QKeySequence>
