@@ -59,17 +59,14 @@ bool ShaderVariants::isStopped() const {
     });
 }
 
-// A newer wish does not push an older one aside: a program that asks for another variant in every
+// A newer request does not cancel an older one: a program that asks for another variant in every
 // frame would get none.
 void ShaderVariants::startMaking(const Constants& constants) {
     if (m_making)
         return;
-    const auto function = m_library->makeFunction(m_name, constants);
-    if (!function)
-        return take(constants, function.error());
     m_making = constants;
     m_pending = ComputeShader::create(
-        *m_device, *function,
+        *m_device, m_name, *m_library, constants,
         m_anchor.handler(
             [this, constants](const gpu::Result<std::shared_ptr<ComputeShader>>& shader) {
                 m_making.reset();

@@ -24,7 +24,7 @@ class ShaderVariants {
 public:
     using Constants = gpu::FunctionConstantValues;
 
-    /// Of the kernel `name` of `library`. What cannot be compiled is said to `log`.
+    /// Of the kernel `name` of `library`. Why a variant cannot be compiled goes to `log`.
     ShaderVariants(std::shared_ptr<gpu::Device> device, std::shared_ptr<gpu::Library> library,
                    std::string name, platform::MainQueue& mainQueue, platform::Log& log);
 
