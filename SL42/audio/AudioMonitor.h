@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The console's ears: captures sound from a device of the user's choice and keeps its spectrum for
+// Sound input: captures sound from a device of the user's choice and keeps its spectrum for
 // programs.
 #pragma once
 

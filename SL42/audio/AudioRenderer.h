@@ -50,7 +50,7 @@ public:
     const platform::Published<std::optional<double>>& progress() const { return m_progress; }
 
     /// Position in the song, in samples; 0 while nothing plays. It goes on counting when the song
-    /// loops, until a crossfade brings it back into the first round of the new song. Stops the
+    /// loops, until a crossfade brings it back into the first pass of the new song. Stops the
     /// program beyond 32 bits (after more than a day).
     std::uint32_t sample() const;
     /// Starts the song over, if it is playing.

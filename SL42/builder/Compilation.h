@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// One program on its way from text to kernels. Nobody waits for it: the device compiles beside the
-// show, and what became of it is handed over on the main queue, all stages at once. Whoever lets go
-// of it gives the program up, as for a newer one.
+// One program on its way from text to kernels. Nobody waits for it: the device compiles while
+// frames are drawn, and the kernels of all stages are handed over together, in a task of the main
+// queue. Destroying the object cancels the compilation, as for a newer program.
 #pragma once
 
 #include "SL42/builder/Preprocessor.h"

@@ -85,7 +85,7 @@ public:
 
     /// Whether time advances. Frames are drawn also while it does not.
     platform::Published<bool> playing{true};
-    /// Whether the captured window is laid over the picture, and with what is bright in it dark.
+    /// Whether the editor's window lies over the picture, and inverted, which shows dark text.
     platform::Published<bool> showEditorOverlay;
     platform::Published<bool> invertEditorOverlay;
 

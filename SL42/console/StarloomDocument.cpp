@@ -41,7 +41,7 @@ SL42& StarloomDocument::sl42() {
     return *m_sl42;
 }
 
-Result<platform::Bytes> StarloomDocument::contents() {
+Result<platform::Bytes> StarloomDocument::fileWrapper() {
     const std::string& text = sl42().source();
     if (text.size() > platform::maxTextFileLength) // nobody could open it again
         return Error{"it is too long for a program text"};
@@ -49,7 +49,7 @@ Result<platform::Bytes> StarloomDocument::contents() {
 }
 
 Result<void> StarloomDocument::write(const std::filesystem::path& path) {
-    const platform::Bytes bytes = SL42_TRY(contents());
+    const platform::Bytes bytes = SL42_TRY(fileWrapper());
     SL42_TRY_VOID(platform::saveWholeFile(path.string(), bytes));
     if (m_surroundings.journal) {
         m_surroundings.journal->document = std::filesystem::absolute(path);

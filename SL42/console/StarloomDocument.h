@@ -41,7 +41,7 @@ public:
     SL42& sl42();
 
     /// The bytes to store: what the console runs now.
-    platform::Result<platform::Bytes> contents();
+    platform::Result<platform::Bytes> fileWrapper();
     /// Saves them. The file holds the old document or the new one, whatever happens meanwhile.
     platform::Result<void> write(const std::filesystem::path& path);
 

@@ -30,8 +30,8 @@ ProgramText::ProgramText(platform::MainQueue& mainQueue, platform::Log& log, Jou
 
 ProgramText::~ProgramText() = default;
 
-// A program of some kilobytes takes less than a millisecond for all of this, so the first frame
-// need not be let past it.
+// Compressing a program of some kilobytes takes less than a millisecond, so it is done at once and
+// not beside the first frame.
 static platform::Bytes valueOrStop(platform::Result<platform::Bytes> packed) {
     if (!packed)
         platform::fatalError("Error occurred during encoding: " + packed.error().message + ".");
@@ -78,7 +78,7 @@ void ProgramText::savePacked(const platform::SavePanel& panel) {
         m_log.line("Unable to get filetype");
         return;
     }
-    // The ending comes back when the file is written; the user has agreed to a name with just one.
+    // writeFile() appends the ending again; the user has agreed to a name with one ending.
     const bool hasEnding = chosen->extension() == "." + std::string(documentExtension);
     const auto name = hasEnding ? chosen->stem() : chosen->filename();
     writeFile(name.string(), chosen->parent_path(), documentType);

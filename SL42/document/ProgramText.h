@@ -28,7 +28,7 @@ class LiveCodingFile;
 /// Main thread. Sizes are published in tasks of the main queue.
 class ProgramText {
 public:
-    /// What the text is told from outside.
+    /// Who hears what happens to the followed file.
     struct Client {
         /// Another text was saved in the file that is followed. It is not taken over by itself.
         std::function<void(std::string source)> edited;

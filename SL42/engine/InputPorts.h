@@ -35,7 +35,7 @@ public:
 
     void copySpectrum(const FFTValues& values);
 
-    /// How often what programs read has become something else.
+    /// Counts the writes that have changed what programs read.
     std::uint64_t changes() const { return m_changes; }
 
 private:

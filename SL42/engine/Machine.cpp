@@ -67,7 +67,7 @@ void Machine::expectProgram() {
     m_anchor.async([this] { m_fault.set({}); });
 }
 
-// What the song that is about to be rendered goes into can stay when its shape does.
+// The audio memory is as long as the song, so it is kept while the length cannot change.
 void Machine::setMusic(const AudioSpec& music) {
     m_audioRenderer.audioSpec = music;
     if (std::exchange(m_buffers.audioSpec, music) != music)
@@ -85,7 +85,7 @@ void Machine::take(CompiledProgram program) {
     if (program.cpu)
         m_cpu.shader.take(std::exchange(program.cpu, nullptr));
     if (program.video)
-        m_videoRenderer.take(std::exchange(program.video, nullptr));
+        m_videoRenderer.updateSource(std::exchange(program.video, nullptr));
     m_surroundings.device->endLongRunning(longestFrame);
     const auto audio = std::exchange(program.audio, nullptr);
     m_program = std::move(program);
@@ -168,8 +168,8 @@ void Machine::waitUntilReady() {
     if (!m_surroundings.exactFrames)
         return;
     while (!isSettled()) {
-        m_videoRenderer.prepare(m_registers);
-        m_display.prepare(m_registers);
+        m_videoRenderer.makeFunction(m_registers);
+        m_display.makeFunction(m_registers);
         if (!isSettled())
             m_surroundings.mainQueue.waitAndRun();
     }
@@ -197,7 +197,7 @@ void Machine::draw(MTLPreview& view) {
         m_semaphore.signal();
         return;
     }
-    // While nothing may draw, the last picture stays.
+    // When no kernel may be run, the last picture stays on the screen.
     const auto drawable = m_videoRenderer.hasFailed() ? nullptr : view.currentDrawable();
     frame.bank = drawable ? m_buffers.screenMemory[0] : nullptr;
     if (drawable)
@@ -265,7 +265,7 @@ void Machine::showMachine(const std::shared_ptr<gpu::Drawable>& drawable,
     commandBuffer->commit();
 }
 
-// Only the picture is known to be a repetition: what runs on every core goes on.
+// A cpu() may change memory in every frame, so such a program's frames are never left out.
 std::optional<FrameInputs> Machine::nextInputs() {
     if (m_surroundings.exactFrames || m_cpu.shader.current() ||
         !m_videoRenderer.isSettled(m_registers) || !m_videoRenderer.isFontComplete())
@@ -294,7 +294,8 @@ void Machine::frameCompleted(Frame& frame, const SharedError& error) {
 void Machine::frameFailed(Frame& frame, const SharedError& error) {
     m_shownInputs.reset();
     m_restoresBanks = true;
-    // What was ended for a newer program would only have to be ended again.
+    // Until the newer program is there, the next frame would run as long and be ended like this
+    // one.
     m_awaitsProgram = m_surroundings.isCompiling() &&
                       (m_awaitsProgram || error->code == gpu::CommandBufferError::Code::Ended);
     reportFault(error, frame.program);
@@ -321,7 +322,7 @@ bool Machine::isAnyNewestStopped() const {
            (audio && audio->isStopped());
 }
 
-// A frame that a stage drew with an earlier kernel says nothing for the program.
+// A frame proves a program only when every stage drew it with that program's kernel.
 void Machine::noteGood(const Frame& frame) {
     if (m_goodProgram == frame.program || frame.program != m_programNumber ||
         !m_program.isComplete || frame.cpu != m_cpu.shader.newest() ||
@@ -336,7 +337,7 @@ Machine::SharedError Machine::shared(std::optional<gpu::CommandBufferError> erro
 }
 
 // A stopped kernel is reported once, when it is stopped; frames that were on their way then fail
-// with PipelineStopped, and nobody is to blame for what was ended or left out.
+// with PipelineStopped. Command buffers that were ended or not carried out are nobody's fault.
 void Machine::reportFault(const SharedError& error, unsigned program) {
     using Code = gpu::CommandBufferError::Code;
     if (!error || error->code == Code::PipelineStopped || error->code == Code::Ended ||
@@ -352,7 +353,7 @@ void Machine::reportFault(const SharedError& error, unsigned program) {
 
 std::string Machine::consequenceOf(const gpu::CommandBufferError& error) const {
     if (m_surroundings.exactFrames)
-        return {}; // there is no show
+        return {}; // rendering ends with the fault
     if (error.kernel == "audio")
         return m_audioRenderer.audioBuffer() ? "; the song before plays on" : "";
     const bool isCPU = error.kernel == "processor";

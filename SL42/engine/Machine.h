@@ -128,15 +128,15 @@ private:
     /// A frame between its encoding and its completion.
     struct Frame {
         unsigned program = 0;
-        /// What the registers hold when it has been drawn.
+        /// A copy of the registers after the frame.
         std::shared_ptr<gpu::Buffer> registers;
-        /// Those that they are a copy of.
+        /// The machine's registers, from which they are copied.
         std::shared_ptr<gpu::Buffer> registersOf;
         std::shared_ptr<ComputeShader> cpu;
         std::shared_ptr<ShaderVariants> video;
         /// Drawn and shown; null when there was no drawable.
         std::shared_ptr<gpu::Buffer> bank;
-        /// What it was made from, where that tells what the next one will be.
+        /// Its inputs; none when equal inputs could give another frame.
         std::optional<FrameInputs> inputs;
     };
     /// An error on its way to the main queue; null for none.
@@ -159,7 +159,7 @@ private:
     bool isAnyNewestStopped() const;
     static SharedError shared(std::optional<gpu::CommandBufferError> error);
     void reportFault(const SharedError& error, unsigned program);
-    /// What becomes of the show.
+    /// What is shown or played after the fault; empty when frames are exact.
     std::string consequenceOf(const gpu::CommandBufferError& error) const;
     void noteGood(const Frame& frame);
     RenderData renderData() const;
@@ -190,20 +190,21 @@ private:
     unsigned m_goodProgram = 0;
     /// The log of the first is out.
     bool m_hasProgram = false;
-    /// A frame was ended for the program that is being compiled; the next one is that program's.
+    /// A frame was ended early for the program that is being compiled; no frame is drawn before it
+    /// has arrived.
     bool m_awaitsProgram = false;
     platform::Published<std::string> m_fault;
 
-    /// Used in turn.
+    /// A ring.
     std::array<Frame, maxFramesInFlight> m_frames;
     std::size_t m_nextFrame = 0;
     /// The frame before, without which none is carried out; null after one has failed.
     std::shared_ptr<gpu::CommandBuffer> m_lastRender;
-    /// Frames have failed, and the banks are not in order.
+    /// Frames have failed, so that the next one has to put the banks in order.
     bool m_restoresBanks = false;
-    /// Holds the last picture that was shown; null before the first.
+    /// The bank with the last picture that was shown; null before the first.
     std::shared_ptr<gpu::Buffer> m_shownBank;
-    /// What that was made from; none when that does not tell what the next one will be.
+    /// The inputs of that picture; none when equal inputs could give another one.
     std::optional<FrameInputs> m_shownInputs;
     platform::MainQueueAnchor m_anchor;
 };

@@ -24,7 +24,7 @@ Console::Console(std::string title, const std::string& source)
     engine().keyboard().setSource(makeKeyboardSource(m_keyEvents, m_log));
 }
 
-// On whichever thread has something to say.
+// Any thread: the log calls it where a line is written.
 void Console::print(std::string_view line) {
     platform::printToStandardOutput(line);
     for (const std::string_view complaint :

@@ -84,7 +84,7 @@ void OverlayCommands::showSource(bool show) {
         startCapture();
 }
 
-// Nobody looks at it; but a recording goes on.
+// A capture that is not shown is stopped, unless it is being recorded.
 void OverlayCommands::stopUnneededCapture() {
     if (!recorder().isRecordingStream().get())
         recorder().stop();

@@ -36,7 +36,7 @@ TEST_F(DocumentTest, StoresWhatTheEngineRuns) {
     StarloomDocument document(surroundings());
     document.sl42().setSource(edited);
     ASSERT_TRUE(document.write(path));
-    const auto stored = *document.contents();
+    const auto stored = *document.fileWrapper();
     EXPECT_EQ(contentsOf(path),
               std::string(reinterpret_cast<const char*>(stored.data()), stored.size()));
     const auto reopened = StarloomDocument::open(path, surroundings());
