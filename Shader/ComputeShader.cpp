@@ -19,6 +19,17 @@ gpu::Pending ComputeShader::create(gpu::Device& device,
         });
 }
 
+gpu::Pending ComputeShader::create(gpu::Device& device, const std::string& shaderName,
+                                   gpu::Library& library,
+                                   const gpu::FunctionConstantValues& functionConstants,
+                                   Made made) {
+    const auto function = library.makeFunction(shaderName, functionConstants);
+    if (function)
+        return create(device, *function, std::move(made));
+    made(function.error());
+    return nullptr;
+}
+
 ComputeShader::ComputeShader(std::string shaderName,
                              std::shared_ptr<gpu::ComputePipelineState> pipelineState)
     : m_shaderName(std::move(shaderName)),

@@ -23,6 +23,12 @@ public:
     /// gpu::Device::makeComputePipelineState().
     [[nodiscard]] static gpu::Pending
     create(gpu::Device& device, const std::shared_ptr<gpu::Function>& function, Made made);
+    /// The same from the function's name and constants. Where the library has no such function,
+    /// `made` is called before this returns.
+    [[nodiscard]] static gpu::Pending create(gpu::Device& device, const std::string& shaderName,
+                                             gpu::Library& library,
+                                             const gpu::FunctionConstantValues& functionConstants,
+                                             Made made);
 
     const std::string& shaderName() const { return m_shaderName; }
     /// "ComputeEnc: " and the kernel's name.

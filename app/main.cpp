@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The program with the window. It shows one document and ends with its window, and with nothing
-// else if it can be helped.
+// The program with the window. It shows one document and ends with its window; when its process
+// dies before that, another one takes its place.
 #include "app/console/StartOptions.h"
 #include "app/console/Succession.h"
 #include "app/window/ConsoleWindow.h"

@@ -52,7 +52,7 @@ platform::Result<void> drawFrames(starloom::OfflineConsole& console, const Rende
 /// Lays a picture over all frames.
 platform::Result<void> addOverlay(starloom::SL42& engine, const platform::Image& picture) {
     engine.setEditorTexture(SL42_TRY(starloom::overlayOf(picture, *engine.machine().device)));
-    engine.setShowEditorOverlay(true);
+    engine.showEditorOverlay.set(true);
     return {};
 }
 

@@ -3,8 +3,8 @@
 #include "cli/Source.h"
 
 #include "SL42/builder/Preprocessor.h"
+#include "SL42/console/StarloomDocument.h"
 #include "SL42/document/Compression.h"
-#include "SL42/document/StarloomDocument.h"
 #include "platform/TextFile.h"
 
 #include <array>

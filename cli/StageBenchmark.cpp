@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "cli/StageBenchmark.h"
 
-#include "SL42/builder/ProgramBuilder.h"
+#include "SL42/builder/Assembly.h"
 #include "gpu/WaitFor.h"
 
 #include <chrono>
@@ -84,7 +84,7 @@ void StageBenchmark::take(starloom::CompiledProgram program) {
     if (program.cpu)
         m_cpu.shader.take(std::move(program.cpu));
     if (program.video)
-        m_video.take(std::move(program.video));
+        m_video.updateSource(std::move(program.video));
     if (program.audio)
         m_songShader = std::move(program.audio);
 }
@@ -119,7 +119,7 @@ Result<StageTimes> StageBenchmark::runFrame(float time) {
     StageTimes times;
     if (m_cpu.shader.current())
         times.cpu = SL42_TRY(measure("cpu", [&](auto& buffer) { m_cpu.run(buffer, data); }));
-    if (m_video.kernel())
+    if (m_video.videoShader())
         times.video =
             SL42_TRY(measure("video", [&](auto& buffer) { m_video.render(data, buffer); }));
     times.display = SL42_TRY(

@@ -53,6 +53,20 @@ function(sl42_library name)
     add_library(${name} STATIC ${ARG_SOURCES})
     sl42_settings(${name})
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LINK} PRIVATE ${ARG_LINK})
+    sl42_links_alone(${name})
+endfunction()
+
+# sl42_links_alone(NAME): the whole of a library, linked with what it names and nothing else, must leave
+# nothing undefined. A program would not notice: it also links the folders above.
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/Empty.cpp CONTENT "")
+function(sl42_links_alone name)
+    if(SL42_SANITIZE OR SL42_FUZZ) # whose runtimes only programs have
+        return()
+    endif()
+    add_library(${name}_alone MODULE ${CMAKE_BINARY_DIR}/Empty.cpp)
+    target_link_libraries(${name}_alone PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,${name}>)
+    target_link_options(${name}_alone PRIVATE -Wl,-z,defs)
+    set_target_properties(${name}_alone PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/alone)
 endfunction()
 
 # sl42_executable(NAME SOURCES ... [LINK ...])

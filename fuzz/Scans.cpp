@@ -4,8 +4,8 @@
 // The console's own look at a program text: entry functions, music lines, the text for the
 // compiler, the packed form. A text in which findBadMusic() finds nothing must not stop the
 // console.
+#include "SL42/builder/Assembly.h"
 #include "SL42/builder/Preprocessor.h"
-#include "SL42/builder/ProgramBuilder.h"
 #include "SL42/document/Minifier.h"
 #include "fuzz/Fuzzing.h"
 

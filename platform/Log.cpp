@@ -6,17 +6,11 @@
 
 namespace platform {
 
-static void print(std::FILE* stream, std::string_view line) {
-    std::fprintf(stream, "%.*s\n", static_cast<int>(line.size()), line.data());
-    std::fflush(stream);
+void printToStandardOutput(std::string_view line) {
+    std::printf("%.*s\n", static_cast<int>(line.size()), line.data());
+    std::fflush(stdout);
 }
 
-void printToStandardOutput(std::string_view line) {
-    print(stdout, line);
-}
-void printToStandardError(std::string_view line) {
-    print(stderr, line);
-}
 void printNothing(std::string_view) {}
 
 Log::Log() : m_sink(printToStandardOutput) {}

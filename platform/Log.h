@@ -30,9 +30,8 @@ private:
     Sink m_sink;
 };
 
-/// Sinks for Log: a standard stream, or nowhere.
+/// Sinks for Log: standard output, or nowhere.
 void printToStandardOutput(std::string_view line);
-void printToStandardError(std::string_view line);
 void printNothing(std::string_view line);
 
 } // namespace platform

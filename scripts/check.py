@@ -20,18 +20,24 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "release"
 
 # Folder -> project folders whose headers it may include, with what lies below them; "folder/*" is the
-# folder alone. The longest matching folder counts, and a folder may always include what lies in it.
+# folder alone. The longest matching folder counts. A folder may always include itself, but not its
+# sub-folders unless it says so.
 LAYERS = {
     "platform/base": [],
     "platform": ["platform"],
+    "platform/capture": ["platform/base"],
+    "platform/capture/portal": ["platform"],
+    "platform/capture/x11": ["platform"],
+    "platform/capture/choice": ["platform"],
     "compute/types": [],
     "compute/protocol": ["platform/base", "compute/types"],
     "compute/backend": ["compute/types"],
     "compute/memory": ["platform/base"],
     "compute/target": ["platform/base"],
     "compute/kernel": ["platform/base", "compute/types"],
-    "compute/kernel/passes": ["platform/base", "compute/types", "compute/kernel/*", "compute/target"],
-    "compute/kernel/sharing": ["platform/base", "compute/types", "compute/kernel/*", "compute/kernel/passes"],
+    "compute/kernel/passes": ["platform/base", "compute/types", "compute/kernel/*"],
+    "compute/kernel/sharing": ["platform/base", "compute/types", "compute/kernel/*",
+                               "compute/kernel/passes"],
     "compute/kernel/containment": ["platform/base", "compute/memory"],
     "compute/kernel/pipeline": ["platform/base", "compute/types", "compute/kernel"],
     "compute/metal": ["platform/base", "compute/types", "compute/kernel/*"],
@@ -40,19 +46,38 @@ LAYERS = {
     "compute/simd/emit": ["platform/base", "compute/kernel/*", "compute/simd/analysis"],
     "compute/simd": ["platform/base", "compute/kernel", "compute/simd", "compute/target"],
     "compute/workers": [],
-    "compute/host": ["platform/base", "compute/backend", "compute/types", "compute/kernel", "compute/memory", "compute/simd",
-                     "compute/target", "compute/workers"],
+    "compute/host": ["platform/base", "compute/backend", "compute/types", "compute/kernel",
+                     "compute/memory", "compute/simd", "compute/target", "compute/workers"],
     "compute/service": ["platform/base", "compute"],
     "gpu": ["platform/base", "compute/types"],
     "gpu/selection": ["gpu", "platform/base"],
     "gpu/host": ["platform/base", "gpu", "compute/types", "compute/protocol"],
-    "Shader": ["platform/base", "gpu"],
+    "Shader": ["platform", "gpu"],
     "preview": ["platform", "gpu"],
     "LiveCoding": ["platform"],
-    "SL42": ["platform", "gpu", "Shader", "preview", "LiveCoding", "SL42"],
+    "SL42/hardware": ["platform", "gpu"],
+    "SL42/prelude": ["SL42/hardware"],
+    "SL42/input": ["platform", "SL42/hardware"],
+    "SL42/font": ["platform", "gpu"],
+    "SL42/capture": ["platform", "gpu", "SL42/hardware"],
+    "SL42/audio": ["platform", "gpu", "Shader", "SL42/hardware"],
+    "SL42/builder": ["platform", "gpu", "Shader", "SL42/hardware", "SL42/prelude"],
+    "SL42/engine": ["platform", "gpu", "Shader", "preview", "SL42/audio", "SL42/font",
+                    "SL42/hardware", "SL42/input", "SL42/prelude"],
+    "SL42/document": ["platform", "LiveCoding"],
+    "SL42/console": ["platform", "gpu", "Shader", "preview", "SL42/builder", "SL42/capture",
+                     "SL42/document", "SL42/engine", "SL42/hardware"],
+    "SL42/offline": ["platform", "gpu", "preview", "SL42/console", "SL42/hardware"],
     "cli": ["platform", "gpu", "SL42", "Shader", "preview"],
     "app/help": ["platform/base"],
-    "app": ["platform", "gpu", "SL42", "Shader", "preview", "LiveCoding", "app"],
+    "app/common": [],
+    "app/input": ["platform", "SL42/input"],
+    "app/stage": ["platform", "gpu", "preview"],
+    "app/console": ["platform", "gpu", "LiveCoding", "SL42", "app/input", "app/stage"],
+    "app/panes": ["platform", "SL42", "app/common", "app/stage"],
+    "app/window": ["platform", "gpu", "SL42", "app/common", "app/console", "app/help", "app/input",
+                   "app/panes", "app/stage"],
+    "app": ["platform", "app/console", "app/window"],
     "tests": [""],
     "bench": [""],
     "fuzz": [""],
@@ -130,8 +155,7 @@ def checkIncludes(faults):
                 continue
             name = match[2]
             if match[1] == '"':
-                own = os.path.dirname(name) == os.path.dirname(path) or (
-                    name.split("/")[0] not in folders)
+                own = layerOf(name) == layer or name.split("/")[0] not in folders
                 hidden = any(inside(name, h) and not inside(path, h) for h in HIDDEN)
                 privileged = inside(path, "gpu/selection") or inside(path, "tests")
                 allowed = own or any(reaches(folder, name) for folder in LAYERS[layer])

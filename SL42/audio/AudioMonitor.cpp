@@ -3,37 +3,35 @@
 #include "SL42/audio/AudioMonitor.h"
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
 namespace starloom {
 
 AudioMonitor::AudioMonitor(platform::AudioCapture& capture, platform::MainQueue& mainQueue,
                            platform::Log& log)
-    : m_capture(capture), m_mainQueue(mainQueue), m_log(log) {
-    m_capture.watchDevices([this] {
-        m_mainQueue.async([self = std::weak_ptr(m_self)] {
-            if (const auto monitor = self.lock())
-                (*monitor)->updateDevices();
-        });
-    });
-    getAudioDevices();
-    m_log.line("Configured audio session");
+    : m_captureSession(capture), m_log(log), m_anchor(mainQueue) {
+    setupAudioEngine();
     if (!m_selectedID.empty())
         announceSelection();
     startSession();
 }
 
+void AudioMonitor::setupAudioEngine() {
+    m_captureSession.watchDevices([this] { m_anchor.async([this] { updateDevices(); }); });
+    getAudioDevices();
+    m_log.line("Configured audio session");
+}
+
 AudioMonitor::~AudioMonitor() {
-    m_capture.watchDevices({});
-    m_capture.stop();
+    m_captureSession.watchDevices({});
+    m_captureSession.stop();
 }
 
 // The order of the list changes with what is plugged in; the selection stays with its device.
 void AudioMonitor::getAudioDevices() {
     std::vector<AudioDevice> devices;
     std::vector<std::string> identifiers;
-    for (platform::AudioCaptureDevice& device : m_capture.devices()) {
+    for (platform::AudioCaptureDevice& device : m_captureSession.devices()) {
         devices.push_back({.index = devices.size(), .name = std::move(device.name)});
         identifiers.push_back(std::move(device.identifier));
     }
@@ -60,7 +58,7 @@ void AudioMonitor::updateDevices() {
         return;
     announceSelection();
     if (m_isActive.get())
-        openSelectedDevice();
+        addInput();
 }
 
 void AudioMonitor::selectAudioDevice(std::size_t index) {
@@ -71,9 +69,9 @@ void AudioMonitor::selectAudioDevice(std::size_t index) {
     m_selectedID = m_audioDeviceIDs[index];
     m_selectedAudioDevice.set(index);
     announceSelection();
-    m_capture.stop();
+    m_captureSession.stop();
     if (m_isActive.get())
-        openSelectedDevice();
+        addInput();
     updateDevices(); // the former selection may have gone
 }
 
@@ -84,7 +82,7 @@ void AudioMonitor::setIsActive(bool active) {
     if (active)
         startSession();
     else {
-        m_capture.stop();
+        m_captureSession.stop();
         m_log.line("Stopped audio capture session");
     }
 }
@@ -95,7 +93,7 @@ void AudioMonitor::announceSelection() {
 }
 
 void AudioMonitor::startSession() {
-    openSelectedDevice();
+    addInput();
     m_log.line("Started audio capture session");
 }
 
@@ -114,27 +112,25 @@ static std::string lineFor(const platform::AudioCaptureEvent& event) {
     return {};
 }
 
-void AudioMonitor::openSelectedDevice() {
+void AudioMonitor::addInput() {
     if (m_selectedID.empty())
         return;
-    const auto onBlock = [this](std::span<const float> samples) {
-        {
-            const FFTValues& values = m_fft.process(samples);
-            const std::lock_guard lock(m_mutex);
-            m_newest = values;
-        }
-        m_mainQueue.async([self = std::weak_ptr(m_self)] {
-            if (const auto monitor = self.lock())
-                (*monitor)->takeNewest();
-        });
-    };
+    const auto onBlock = [this](std::span<const float> samples) { captureOutput(samples); };
     const auto onEvent = [&log = m_log](const auto& event) { log.line(lineFor(event)); };
-    m_capture.start(m_selectedID, onBlock, onEvent);
+    m_captureSession.start(m_selectedID, onBlock, onEvent);
 }
 
-void AudioMonitor::takeNewest() {
-    const std::lock_guard lock(m_mutex);
-    m_fftValues = m_newest;
+// On the capture's own thread.
+void AudioMonitor::captureOutput(std::span<const float> samples) {
+    {
+        const FFTValues& values = m_fft.process(samples);
+        const std::lock_guard lock(m_mutex);
+        m_newest = values;
+    }
+    m_anchor.async([this] {
+        const std::lock_guard lock(m_mutex);
+        m_fftValues = m_newest;
+    });
 }
 
 } // namespace starloom

@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The console's ears: captures sound from a device of the user's choice and keeps its spectrum for
+// Sound input: captures sound from a device of the user's choice and keeps its spectrum for
 // programs.
 #pragma once
 
 #include "SL42/audio/FFT.h"
-#include "SL42/audio/FFTValues.h"
+#include "SL42/hardware/FFTValues.h"
 #include "platform/Log.h"
-#include "platform/MainQueue.h"
+#include "platform/MainQueueAnchor.h"
 #include "platform/Published.h"
 #include "platform/audio/AudioCapture.h"
 
 #include <cstddef>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -62,15 +63,15 @@ public:
     const FFTValues& fftValues() const { return m_fftValues; }
 
 private:
+    void setupAudioEngine();
     void getAudioDevices();
     void updateDevices();
     void announceSelection();
     void startSession();
-    void openSelectedDevice();
-    void takeNewest();
+    void addInput();
+    void captureOutput(std::span<const float> samples);
 
-    platform::AudioCapture& m_capture;
-    platform::MainQueue& m_mainQueue;
+    platform::AudioCapture& m_captureSession;
     platform::Log& m_log;
     platform::Published<std::vector<AudioDevice>> m_audioDevices;
     /// The identifiers of m_audioDevices.
@@ -82,8 +83,7 @@ private:
     FFT m_fft; ///< the capture thread's own
     std::mutex m_mutex;
     FFTValues m_newest; ///< on its way to the main queue
-    /// Tells tasks on the main queue whether this object is still there.
-    std::shared_ptr<AudioMonitor*> m_self = std::make_shared<AudioMonitor*>(this);
+    platform::MainQueueAnchor m_anchor;
 };
 
 } // namespace starloom

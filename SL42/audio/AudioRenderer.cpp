@@ -24,7 +24,8 @@ AudioRenderer::AudioRenderer(std::shared_ptr<gpu::CommandQueue> queue,
       m_mainQueue(mainQueue),
       m_audioEngine(audioEngine),
       m_log(log),
-      m_playerNode(audioEngine.attachPlayerNode()) {}
+      m_playerNode(audioEngine.attachPlayerNode()),
+      m_anchor(mainQueue) {}
 
 void AudioRenderer::internalRender(const RenderData& renderData, Rendered rendered) {
     if (!audioShader)
@@ -37,9 +38,9 @@ void AudioRenderer::internalRender(const RenderData& renderData, Rendered render
         return;
     stopRendering();
     if (isKnown && m_renderedFrom == from) {
-        runOnMainQueue([](AudioRenderer& renderer) {
-            if (!renderer.m_rendering)
-                renderer.m_rendered({});
+        m_anchor.async([this] {
+            if (!m_rendering)
+                m_rendered({});
         });
         return;
     }
@@ -75,13 +76,6 @@ void AudioRenderer::take(SongRendering::Result song) {
     m_rendered({});
 }
 
-void AudioRenderer::runOnMainQueue(std::function<void(AudioRenderer&)> task) {
-    m_mainQueue.async([self = std::weak_ptr(m_self), task = std::move(task)] {
-        if (const auto renderer = self.lock())
-            task(**renderer);
-    });
-}
-
 void AudioRenderer::handOver(std::shared_ptr<const PCMBuffer> buffer) {
     if (m_playerNode->isPlaying()) {
         replaceBufferWithCrossfade(std::move(buffer));
@@ -101,11 +95,11 @@ void AudioRenderer::setIsPlaying(bool playing) {
     if (playing)
         play();
     else
-        runOnMainQueue([](AudioRenderer& renderer) {
-            if (renderer.m_isPlaying.get())
+        m_anchor.async([this] {
+            if (m_isPlaying.get())
                 return; // started again meanwhile
-            renderer.m_playerNode->stop();
-            renderer.m_fades.clear();
+            m_playerNode->stop();
+            m_fades.clear();
         });
 }
 

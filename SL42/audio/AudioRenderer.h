@@ -7,12 +7,12 @@
 #pragma once
 
 #include "SL42/audio/ExportAAC.h"
-#include "SL42/audio/FFTValues.h"
 #include "SL42/audio/SongRendering.h"
-#include "SL42/engine/MachineBuffers.h"
+#include "SL42/hardware/FFTValues.h"
+#include "SL42/hardware/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 #include "platform/Log.h"
-#include "platform/MainQueue.h"
+#include "platform/MainQueueAnchor.h"
 #include "platform/Published.h"
 #include "platform/Timer.h"
 #include "platform/audio/AudioEngine.h"
@@ -50,7 +50,7 @@ public:
     const platform::Published<std::optional<double>>& progress() const { return m_progress; }
 
     /// Position in the song, in samples; 0 while nothing plays. It goes on counting when the song
-    /// loops, until a crossfade brings it back into the first round of the new song. Stops the
+    /// loops, until a crossfade brings it back into the first pass of the new song. Stops the
     /// program beyond 32 bits (after more than a day).
     std::uint32_t sample() const;
     /// Starts the song over, if it is playing.
@@ -64,8 +64,8 @@ public:
     /// The song rendered last; null until there is one.
     const std::shared_ptr<const PCMBuffer>& audioBuffer() const { return m_audioBuffer; }
     /// Saves that song under a name that the user chooses; see ExportAAC.h.
-    void exportAAC(const SaveDialog& saveDialog) {
-        starloom::exportAAC(m_audioBuffer.get(), saveDialog, m_log);
+    void exportAAC(const platform::SavePanel& panel) {
+        starloom::exportAAC(m_audioBuffer.get(), panel, m_log);
     }
 
     /// Null when no program with an sfx() has compiled yet.
@@ -88,7 +88,6 @@ private:
     bool initiatePlayback();
     void replaceBufferWithCrossfade(std::shared_ptr<const PCMBuffer> buffer);
     void reportLatencies();
-    void runOnMainQueue(std::function<void(AudioRenderer&)> task);
 
     std::shared_ptr<gpu::CommandQueue> m_queue;
     platform::MainQueue& m_mainQueue;
@@ -106,8 +105,7 @@ private:
     /// The player that can be heard, or is being faded in.
     std::shared_ptr<platform::AudioPlayerNode> m_playerNode;
     std::vector<platform::Timer> m_fades;
-    /// Tells tasks on the main queue whether this object is still there.
-    std::shared_ptr<AudioRenderer*> m_self = std::make_shared<AudioRenderer*>(this);
+    platform::MainQueueAnchor m_anchor;
 };
 
 } // namespace starloom

@@ -31,7 +31,8 @@ static platform::Result<fs::path> writeTemporary(const platform::PCMBuffer& song
     return file;
 }
 
-void exportAAC(const platform::PCMBuffer* song, const SaveDialog& saveDialog, platform::Log& log) {
+void exportAAC(const platform::PCMBuffer* song, const platform::SavePanel& panel,
+               platform::Log& log) {
     if (!song) {
         log.line("Attempted to export, but no audio available");
         return;
@@ -41,7 +42,7 @@ void exportAAC(const platform::PCMBuffer* song, const SaveDialog& saveDialog, pl
         log.line("Failed to write audio export file: " + temporary.error().message);
         return;
     }
-    const auto destination = saveDialog("Drumwheel.m4a");
+    const auto destination = panel("Drumwheel.m4a");
     if (!destination)
         return;
     if (const auto moved = platform::moveFile(temporary->string(), *destination); !moved) {

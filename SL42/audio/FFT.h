@@ -5,7 +5,7 @@
 // decaying peak, a falling peak-hold of that, and its running sum.
 #pragma once
 
-#include "SL42/audio/FFTValues.h"
+#include "SL42/hardware/FFTValues.h"
 #include "platform/signal/RealTransform.h"
 
 #include <array>

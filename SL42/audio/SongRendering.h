@@ -2,11 +2,11 @@
 // Part of Starloom 42.
 //
 // A song on its way from sfx() to samples. The device renders it in pieces of some milliseconds,
-// so that frames come in between, however long the whole takes; each piece is taken apart into one
-// plane per channel as it arrives. Whoever lets go of it gives the song up.
+// so that frames are drawn in between, however long the song is; as each piece arrives, its samples
+// are copied to one plane per channel. Destroying the object cancels the rendering.
 #pragma once
 
-#include "SL42/engine/MachineBuffers.h"
+#include "SL42/hardware/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 #include "platform/MainQueueAnchor.h"
 #include "platform/audio/PCMBuffer.h"

@@ -91,7 +91,9 @@ void Compilation::take(Kernel& kernel, const gpu::Result<std::shared_ptr<Compute
 void Compilation::finishIfDone() {
     if (!m_cpu.isDone || !m_video.isDone || !m_audio.isDone)
         return;
-    CompiledProgram program{.log = {}, .cpu = m_cpu.shader, .video = {}, .audio = m_audio.shader};
+    CompiledProgram program;
+    program.cpu = m_cpu.shader;
+    program.audio = m_audio.shader;
     for (const Kernel* kernel : {&m_cpu, &m_video, &m_audio}) {
         if (!kernel->wanted)
             continue;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// One program on its way from text to kernels. Nobody waits for it: the device compiles beside the
-// show, and what became of it is handed over on the main queue, all stages at once. Whoever lets go
-// of it gives the program up, as for a newer one.
+// One program on its way from text to kernels. Nobody waits for it: the device compiles while
+// frames are drawn, and the kernels of all stages are handed over together, in a task of the main
+// queue. Destroying the object cancels the compilation, as for a newer program.
 #pragma once
 
 #include "SL42/builder/Preprocessor.h"
-#include "SL42/engine/ShaderVariants.h"
+#include "Shader/CompiledProgram.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
 #include "platform/MainQueueAnchor.h"
@@ -17,17 +17,6 @@
 #include <string>
 
 namespace starloom {
-
-/// Null where the program has no such stage, or it failed.
-struct CompiledProgram {
-    /// What the compile log says.
-    std::string log;
-    /// Whether every stage that the program has got its kernel.
-    bool isComplete = true;
-    std::shared_ptr<ComputeShader> cpu;
-    std::shared_ptr<ShaderVariants> video;
-    std::shared_ptr<ComputeShader> audio;
-};
 
 /// Main thread.
 class Compilation {

@@ -5,7 +5,7 @@
 // and what must be added so that everything that the kernels call is there.
 #pragma once
 
-#include "SL42/engine/AudioSpec.h"
+#include "SL42/hardware/AudioSpec.h"
 #include "platform/Log.h"
 
 #include <cstddef>

@@ -2,34 +2,71 @@
 // Part of Starloom 42.
 #include "SL42/builder/ProgramBuilder.h"
 
-#include "SL42/prelude/ShaderStrings.h"
+#include "SL42/builder/Assembly.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace starloom {
 
-// Editors trim the last line end: a comment or directive there would take the tail's first line,
-// the end of the class, with it.
-static bool swallowsWhatFollows(std::string_view program) {
-    const std::string_view lastLine = program.substr(program.rfind('\n') + 1);
-    return lastLine.starts_with('#') || lastLine.find("//") != std::string_view::npos;
+ProgramBuilder::ProgramBuilder(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
+                               platform::Log& log, Client client)
+    : m_device(std::move(device)),
+      m_mainQueue(mainQueue),
+      m_log(log),
+      m_client(std::move(client)),
+      m_anchor(mainQueue) {}
+
+void ProgramBuilder::compile(const std::string& source,
+                             const gpu::FunctionConstantValues& videoConstants) {
+    cancel();
+    if (source.empty())
+        return publish("No fx() or sfx() found");
+    const PreprocessedSource preprocessed = preprocessSource(source, m_log, m_client.foundMusic);
+    m_hasCPU = preprocessed.hasCPU;
+    m_hasVideo = preprocessed.hasVideo;
+    m_hasAudio = preprocessed.hasAudio;
+    m_client.scanned(preprocessed);
+    if (m_hasCPU || m_hasVideo || m_hasAudio)
+        start(source, preprocessed, videoConstants);
+    else
+        publish({});
 }
 
-std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed) {
-    const std::string& header = SharedShaderStrings::standardProcessingHeader();
-    const std::string_view tail = GPUShaderStrings::kernelTail();
-    std::string text;
-    text.reserve(header.size() + source.size() + preprocessed.additions.size() + tail.size() + 1);
-    text.append(header).append(source).append(preprocessed.additions);
-    if (swallowsWhatFollows(text))
-        text += '\n';
-    text.append(tail);
-    return text;
+void ProgramBuilder::start(const std::string& source, const PreprocessedSource& preprocessed,
+                           const gpu::FunctionConstantValues& videoConstants) {
+    m_compilation = std::make_unique<Compilation>(
+        m_device, m_mainQueue, m_log, assembleProgram(source, preprocessed), preprocessed,
+        videoConstants, [this, source](CompiledProgram program) {
+            program.source = source;
+            program.linesBefore = linesBeforeProgram();
+            finish(std::move(program));
+        });
 }
 
-std::size_t linesBeforeProgram() {
-    const std::string& header = SharedShaderStrings::standardProcessingHeader();
-    return static_cast<std::size_t>(std::count(header.begin(), header.end(), '\n'));
+void ProgramBuilder::finish(CompiledProgram program) {
+    m_compilation.reset();
+    std::string log = program.log;
+    m_client.compiled(std::move(program));
+    publish(std::move(log));
+}
+
+bool ProgramBuilder::refuse(const std::string& source) {
+    const auto bad = findBadMusic(source);
+    if (!bad)
+        return false;
+    cancel();
+    const std::size_t line = linesBeforeProgram() + bad->line;
+    publish("Compilation failed:\nprogram_source:" + std::to_string(line) +
+            ":1: error: " + bad->reason + "\n");
+    return true;
+}
+
+void ProgramBuilder::publish(std::string log) {
+    m_anchor.async([this, log = std::move(log)] {
+        m_error.set(log);
+        m_log.line("Error: " + log);
+        m_hasError.set(log.find("failed") != log.npos);
+    });
 }
 
 } // namespace starloom

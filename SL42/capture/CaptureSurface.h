@@ -4,7 +4,7 @@
 // Memory for one captured frame: a luma and a chroma plane that the device samples where they lie.
 #pragma once
 
-#include "SL42/capture/YUVTexture.h"
+#include "SL42/hardware/YUVTexture.h"
 #include "gpu/Device.h"
 #include "platform/base/Result.h"
 #include "platform/base/SharedMemory.h"

@@ -4,7 +4,7 @@
 // A picture as an overlay.
 #pragma once
 
-#include "SL42/capture/YUVTexture.h"
+#include "SL42/hardware/YUVTexture.h"
 #include "gpu/Device.h"
 #include "platform/base/Result.h"
 #include "platform/image/Image.h"

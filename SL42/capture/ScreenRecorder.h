@@ -8,7 +8,7 @@
 #include "SL42/capture/CaptureEngine.h"
 #include "SL42/capture/CaptureRecording.h"
 #include "SL42/capture/WindowPictures.h"
-#include "SL42/capture/YUVTexture.h"
+#include "SL42/hardware/YUVTexture.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
 #include "platform/MainQueueAnchor.h"

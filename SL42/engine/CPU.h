@@ -5,7 +5,7 @@
 #pragma once
 
 #include "SL42/engine/Fallback.h"
-#include "SL42/engine/MachineBuffers.h"
+#include "SL42/hardware/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 
 #include <memory>

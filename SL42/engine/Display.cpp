@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "SL42/engine/Display.h"
 
-#include "SL42/engine/Screen.h"
+#include "SL42/hardware/Screen.h"
 #include "SL42/prelude/PreludeText.h"
 #include "platform/base/Fatal.h"
 
@@ -32,14 +32,14 @@ void Display::take(const gpu::Result<std::shared_ptr<gpu::Library>>& library) {
     (*library)->setLabel("Display");
     m_displayShader =
         std::make_unique<ShaderVariants>(m_device, *library, "display", m_mainQueue, m_log);
-    // Later, since whoever says so is replaced then.
+    // In a task of its own, since it may replace the very object that calls it.
     m_displayShader->failed =
         m_anchor.handler([this](const std::string& message) { takeFailure(message); });
     m_displayShader->made = [this] {
         m_isReady = true;
         m_failures = 0;
     };
-    prepare({});
+    makeFunction({});
 }
 
 void Display::takeFailure(const std::string& message) {
@@ -64,40 +64,40 @@ void Display::stop() {
     m_isReady = false;
 }
 
-const gpu::FunctionConstantValues& Display::constants(const RegisterValues& registers) {
+const gpu::FunctionConstantValues& Display::updateConstants(const RegisterValues& registers) {
     const Modes modes{.colorMode = registers[Register::ColorMode],
                       .hdr = registers[Register::HDR] != 0,
                       .showEditor = m_showEditorOverlay && m_editorTexture,
                       .invertEditorColors = m_invertEditorOverlay};
     if (m_modes != modes) {
         m_modes = modes;
-        m_constants.setChar(0, static_cast<std::int8_t>(modes.colorMode));
-        m_constants.setBool(1, modes.hdr);
-        m_constants.setBool(2, modes.showEditor);
-        m_constants.setBool(3, modes.invertEditorColors);
+        m_constantValues.setChar(0, static_cast<std::int8_t>(modes.colorMode));
+        m_constantValues.setBool(1, modes.hdr);
+        m_constantValues.setBool(2, modes.showEditor);
+        m_constantValues.setBool(3, modes.invertEditorColors);
     }
-    return m_constants;
+    return m_constantValues;
 }
 
 bool Display::isSettled(const RegisterValues& registers) {
-    return m_isReady && m_displayShader->isSettled(constants(registers));
+    return m_isReady && m_displayShader->isSettled(updateConstants(registers));
 }
 
-// It is no program's kernel: if it was stopped, then because the machine was too busy. The picture
-// must come back.
-void Display::prepare(const RegisterValues& registers) {
+// The display's kernel is our own, not the program's: only a busy machine can have stopped it. It
+// is made again, so that the picture comes back.
+void Display::makeFunction(const RegisterValues& registers) {
     if (m_displayShader)
-        m_displayShader->use(constants(registers), true);
+        m_displayShader->use(updateConstants(registers), true);
 }
 
 bool Display::wouldRepeat(const RegisterValues& registers) {
     return m_displayedWith && isSettled(registers) &&
-           m_displayShader->use(constants(registers)) == m_displayedWith;
+           m_displayShader->use(updateConstants(registers)) == m_displayedWith;
 }
 
 void Display::display(gpu::Drawable& drawable, const RenderData& renderData,
                       gpu::CommandBuffer& commandBuffer) {
-    const auto shader = m_displayShader->use(constants(renderData.registers), true);
+    const auto shader = m_displayShader->use(updateConstants(renderData.registers), true);
     const auto encoder = commandBuffer.makeComputeCommandEncoder();
     if (!encoder)
         return;

@@ -4,9 +4,9 @@
 // The display stage: turns the bank that was drawn into what the view shows.
 #pragma once
 
-#include "SL42/capture/YUVTexture.h"
-#include "SL42/engine/MachineBuffers.h"
-#include "SL42/engine/ShaderVariants.h"
+#include "SL42/hardware/MachineBuffers.h"
+#include "SL42/hardware/YUVTexture.h"
+#include "Shader/ShaderVariants.h"
 #include "platform/Log.h"
 #include "platform/MainQueueAnchor.h"
 
@@ -36,7 +36,7 @@ public:
     /// Whether the next frame would be shown with the very variant that these registers ask for.
     bool isSettled(const RegisterValues& registers);
     /// Has that variant made, unless it is there.
-    void prepare(const RegisterValues& registers);
+    void makeFunction(const RegisterValues& registers);
     /// Whether the picture that was displayed last, displayed again, would look as it did.
     bool wouldRepeat(const RegisterValues& registers);
     /// Lets go of what is being made.
@@ -60,7 +60,7 @@ private:
     void startCompiling();
     void take(const gpu::Result<std::shared_ptr<gpu::Library>>& library);
     void takeFailure(const std::string& message);
-    const gpu::FunctionConstantValues& constants(const RegisterValues& registers);
+    const gpu::FunctionConstantValues& updateConstants(const RegisterValues& registers);
 
     std::shared_ptr<gpu::Device> m_device;
     platform::MainQueue& m_mainQueue;
@@ -83,7 +83,7 @@ private:
         bool operator==(const Modes&) const = default;
     };
     std::optional<Modes> m_modes;
-    gpu::FunctionConstantValues m_constants;
+    gpu::FunctionConstantValues m_constantValues;
     /// Bound in place of an editor texture; never sampled.
     std::shared_ptr<gpu::Texture> m_blankTexture;
     platform::MainQueueAnchor m_anchor;

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // What a stage runs: its newest kernel, and when that has hung or faulted, the last one that drew
-// a frame without fault. The show goes on with it until there is a newer program.
+// a frame without fault. The stage runs that one until there is a newer program.
 #pragma once
 
 #include <algorithm>

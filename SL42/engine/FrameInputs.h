@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// What a frame is made from. When the next one would be made from the same, it would repeat the
-// picture and leave the machine as it is: nothing needs to run for it.
+// What a frame is made from. A frame with the inputs of the one before would repeat the picture and
+// leave the machine as it is, so it need not be run.
 #pragma once
 
-#include "SL42/engine/MachineBuffers.h"
+#include "SL42/hardware/MachineBuffers.h"
 #include "Shader/ComputeShader.h"
 
 #include <cstdint>
@@ -23,9 +23,9 @@ struct FrameInputs {
     bool operator==(const FrameInputs&) const = default;
 };
 
-/// Of a frame that only `all.video` draws: what the kernel does not look at becomes zero. None when
-/// frames depend on each other: the kernel writes more than its picture, or reads what may change
-/// without a count.
+/// The inputs that the kernel `all.video` reads; the others become zero. None when equal inputs
+/// could give another frame, because the kernel writes more than its picture or reads what changes
+/// without being counted. Only for frames that no other kernel takes part in.
 std::optional<FrameInputs> inputsSeen(FrameInputs all);
 
 } // namespace starloom

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "SL42/engine/VideoRenderer.h"
 
-#include "SL42/engine/Screen.h"
+#include "SL42/hardware/Screen.h"
 #include "platform/base/Fatal.h"
 
 #include <utility>
@@ -27,49 +27,49 @@ gpu::FunctionConstantValues VideoRenderer::constantsFor(const RegisterValues& re
     return constants;
 }
 
-const gpu::FunctionConstantValues& VideoRenderer::constants(const RegisterValues& registers) {
+const gpu::FunctionConstantValues& VideoRenderer::updateConstants(const RegisterValues& registers) {
     if (std::exchange(m_registers, registers) != registers)
-        m_constants = constantsFor(registers);
-    return m_constants;
+        m_constantValues = constantsFor(registers);
+    return m_constantValues;
 }
 
 bool VideoRenderer::isSettled(const RegisterValues& registers) {
-    const auto current = kernel();
-    return !current || current->isSettled(constants(registers));
+    const auto current = videoShader();
+    return !current || current->isSettled(updateConstants(registers));
 }
 
 std::shared_ptr<ComputeShader> VideoRenderer::settledShader(const RegisterValues& registers) {
-    const auto current = kernel();
-    return current ? current->use(constants(registers)) : nullptr;
+    const auto current = videoShader();
+    return current ? current->use(updateConstants(registers)) : nullptr;
 }
 
-void VideoRenderer::prepare(const RegisterValues& registers) {
-    if (const auto current = kernel())
-        current->use(constants(registers));
+void VideoRenderer::makeFunction(const RegisterValues& registers) {
+    if (const auto current = videoShader())
+        current->use(updateConstants(registers));
 }
 
 void VideoRenderer::startFont() {
-    if (!m_font)
-        m_font = std::make_unique<FontTextureGenerator>(m_device, m_queue, m_log);
+    if (!m_fontGen)
+        m_fontGen = std::make_unique<FontTextureGenerator>(m_device, m_queue, m_log);
 }
 
 void VideoRenderer::waitForFont() {
-    if (m_font)
-        m_font->texture();
+    if (m_fontGen)
+        m_fontGen->texture();
 }
 
 // Moves the merging of the font on by a step, in command buffers of its own.
-std::shared_ptr<gpu::Texture> VideoRenderer::fontTexture() {
-    return m_font ? m_font->textureSoFar() : m_blank;
+std::shared_ptr<gpu::Texture> VideoRenderer::fontTex() {
+    return m_fontGen ? m_fontGen->textureSoFar() : m_blank;
 }
 
 std::shared_ptr<ShaderVariants> VideoRenderer::render(const RenderData& renderData,
                                                       gpu::CommandBuffer& commandBuffer) {
-    auto current = kernel();
-    const auto shader = current ? current->use(constants(renderData.registers)) : nullptr;
+    auto current = videoShader();
+    const auto shader = current ? current->use(updateConstants(renderData.registers)) : nullptr;
     if (!shader)
         return nullptr;
-    auto font = fontTexture();
+    auto font = fontTex();
     const auto encoder = commandBuffer.makeComputeCommandEncoder();
     if (!encoder)
         return nullptr;

@@ -6,9 +6,9 @@
 #pragma once
 
 #include "SL42/engine/Fallback.h"
-#include "SL42/engine/MachineBuffers.h"
-#include "SL42/engine/ShaderVariants.h"
 #include "SL42/font/FontTextureGenerator.h"
+#include "SL42/hardware/MachineBuffers.h"
+#include "Shader/ShaderVariants.h"
 #include "platform/Log.h"
 
 #include <memory>
@@ -29,8 +29,10 @@ public:
     /// The function constants of a kernel for these registers.
     static gpu::FunctionConstantValues constantsFor(const RegisterValues& registers);
 
-    /// Takes a program's kernel in place of the one before.
-    void take(std::shared_ptr<ShaderVariants> kernel) { m_kernel.take(std::move(kernel)); }
+    /// The source is another one: takes its kernel in place of the one before.
+    void updateSource(std::shared_ptr<ShaderVariants> kernel) {
+        m_videoShader.take(std::move(kernel));
+    }
     /// Encodes the kernel, or nothing when there is none that may be run. Returns the one encoded.
     std::shared_ptr<ShaderVariants> render(const RenderData& renderData,
                                            gpu::CommandBuffer& commandBuffer);
@@ -39,15 +41,15 @@ public:
     /// That variant; null when there is no kernel or it cannot be made. Only while it is settled.
     std::shared_ptr<ComputeShader> settledShader(const RegisterValues& registers);
     /// Has that variant made, unless it is there.
-    void prepare(const RegisterValues& registers);
+    void makeFunction(const RegisterValues& registers);
     /// A frame has been drawn with `kernel`.
-    void prove(const std::shared_ptr<ShaderVariants>& kernel) { m_kernel.prove(kernel); }
+    void prove(const std::shared_ptr<ShaderVariants>& kernel) { m_videoShader.prove(kernel); }
     /// There have been kernels, but none may be run any more.
-    bool hasFailed() const { return m_kernel.hasFailed(); }
-    const std::shared_ptr<ShaderVariants>& newest() const { return m_kernel.newest(); }
-    bool isNewestStopped() const { return m_kernel.isNewestStopped(); }
+    bool hasFailed() const { return m_videoShader.hasFailed(); }
+    const std::shared_ptr<ShaderVariants>& newest() const { return m_videoShader.newest(); }
+    bool isNewestStopped() const { return m_videoShader.isNewestStopped(); }
     /// Lets go of all kernels and of what is being made.
-    void stop() { m_kernel = {}; }
+    void stop() { m_videoShader = {}; }
 
     /// Has the font drawn by another thread, unless it has begun before. It is not begun by itself,
     /// because it takes 85 MB that most programs have no use for. Stops the program like
@@ -56,25 +58,25 @@ public:
     /// Until then text does not show. Returns at once when the font was not started.
     void waitForFont();
     /// Whether the font is there, or was not started.
-    bool isFontComplete() const { return !m_font || m_font->isComplete(); }
+    bool isFontComplete() const { return !m_fontGen || m_fontGen->isComplete(); }
 
     /// Null when there is none that may be run.
-    std::shared_ptr<ShaderVariants> kernel() const { return m_kernel.current(); }
+    std::shared_ptr<ShaderVariants> videoShader() const { return m_videoShader.current(); }
 
 private:
-    const gpu::FunctionConstantValues& constants(const RegisterValues& registers);
-    std::shared_ptr<gpu::Texture> fontTexture();
+    const gpu::FunctionConstantValues& updateConstants(const RegisterValues& registers);
+    std::shared_ptr<gpu::Texture> fontTex();
 
     std::shared_ptr<gpu::Device> m_device;
     std::shared_ptr<gpu::CommandQueue> m_queue;
     platform::Log& m_log;
-    Fallback<ShaderVariants> m_kernel;
+    Fallback<ShaderVariants> m_videoShader;
     /// Kept, because most frames have the same.
     RegisterValues m_registers;
-    gpu::FunctionConstantValues m_constants = constantsFor({});
+    gpu::FunctionConstantValues m_constantValues = constantsFor({});
     std::shared_ptr<gpu::Texture> m_blank;
     /// Null until it is started.
-    std::unique_ptr<FontTextureGenerator> m_font;
+    std::unique_ptr<FontTextureGenerator> m_fontGen;
 };
 
 } // namespace starloom

@@ -4,7 +4,7 @@
 // A console without a window, whose clock stands where it is told to.
 #pragma once
 
-#include "SL42/engine/SL42.h"
+#include "SL42/console/SL42.h"
 #include "gpu/Device.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "SL42/offline/VideoExport.h"
 
-#include "SL42/engine/Screen.h"
+#include "SL42/hardware/Screen.h"
 #include "SL42/offline/VideoCanvas.h"
 #include "platform/media/MovieWriter.h"
 

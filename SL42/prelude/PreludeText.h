@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // The contents of this folder's .metal files, without the comment that each opens with. The build
-// generates the definitions (EmbedText.cmake).
+// generates the definitions (cmake/EmbedText.cmake).
 #pragma once
 
 #include <string_view>

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "SL42/prelude/ShaderStrings.h"
 
-#include "SL42/engine/Screen.h"
+#include "SL42/hardware/Screen.h"
 #include "SL42/prelude/PreludeText.h"
 
 #include <initializer_list>

@@ -3,8 +3,8 @@
 #include "app/console/Console.h"
 
 #include "SL42/builder/Preprocessor.h"
-#include "app/KeyboardSource.h"
-#include "platform/capture/WindowCapture.h"
+#include "app/input/KeyboardSource.h"
+#include "platform/capture/choice/MakeWindowCapture.h"
 
 #include <utility>
 
@@ -24,7 +24,7 @@ Console::Console(std::string title, const std::string& source)
     engine().keyboard().setSource(makeKeyboardSource(m_keyEvents, m_log));
 }
 
-// On whichever thread has something to say.
+// Any thread: the log calls it where a line is written.
 void Console::print(std::string_view line) {
     platform::printToStandardOutput(line);
     for (const std::string_view complaint :

@@ -4,10 +4,10 @@
 // The console that this process shows, with all that it runs in.
 #pragma once
 
+#include "SL42/console/StarloomDocument.h"
 #include "SL42/document/Journal.h"
-#include "SL42/document/StarloomDocument.h"
+#include "app/console/MainQueuePump.h"
 #include "app/stage/PreviewWidget.h"
-#include "app/window/MainQueuePump.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"

@@ -4,8 +4,8 @@
 // The document of this process and the file that it is kept in. Knows nothing of windows.
 #pragma once
 
+#include "SL42/console/StarloomDocument.h"
 #include "SL42/document/Journal.h"
-#include "SL42/document/StarloomDocument.h"
 #include "platform/base/Result.h"
 
 #include <filesystem>

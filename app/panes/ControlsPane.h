@@ -4,7 +4,7 @@
 // The pane beside the picture with the console's controls, from top to bottom.
 #pragma once
 
-#include "app/window/Actions.h"
+#include "app/common/Actions.h"
 
 #include <QScrollArea>
 #include <QVBoxLayout>

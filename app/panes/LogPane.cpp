@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "app/panes/LogPane.h"
 
-#include "SL42/prelude/ShaderStrings.h"
+#include "SL42/builder/Assembly.h"
 
 #include <QFontDatabase>
 #include <QKeyEvent>
@@ -13,12 +13,8 @@
 
 namespace app {
 
-static int countPreludeLines() {
-    const std::string& prelude = starloom::SharedShaderStrings::standardProcessingHeader();
-    return static_cast<int>(std::count(prelude.begin(), prelude.end(), '\n'));
-}
-
-LogPane::LogPane(GoTo goTo) : m_goTo(std::move(goTo)), m_preludeLines(countPreludeLines()) {
+LogPane::LogPane(GoTo goTo)
+    : m_goTo(std::move(goTo)), m_preludeLines(static_cast<int>(starloom::linesBeforeProgram())) {
     setReadOnly(true);
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setLineWrapMode(NoWrap);

@@ -4,10 +4,10 @@
 // How the picture is shown, in the controls, the menus and the settings alike.
 #pragma once
 
+#include "app/common/Actions.h"
+#include "app/common/Settings.h"
 #include "app/panes/ControlsPane.h"
 #include "app/stage/PreviewWidget.h"
-#include "app/window/Actions.h"
-#include "app/window/Settings.h"
 
 namespace app {
 

@@ -4,7 +4,7 @@
 // What the console is doing, in numbers.
 #pragma once
 
-#include "SL42/engine/SL42.h"
+#include "SL42/console/SL42.h"
 
 #include <QLabel>
 #include <QProgressBar>

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "SL42/audio/AudioMonitor.h"
-#include "app/window/Actions.h"
-#include "app/window/Settings.h"
+#include "app/common/Actions.h"
+#include "app/common/Settings.h"
 #include "platform/audio/AudioEngine.h"
 
 #include <QComboBox>

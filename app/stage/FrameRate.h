@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// How many frames there were of late.
+// The present frame rate.
 #pragma once
 
 #include "platform/Clock.h"

@@ -15,8 +15,8 @@
 namespace app {
 namespace {
 
-// Whatever nobody can see goes on, slowly: the program's memory keeps changing, and what is wrong
-// with a text is found soon after it was saved. Sound does not come from here.
+// An unseen window still draws a few frames: the program's memory keeps changing, and a fault in a
+// newly saved text is found soon. The sound does not depend on frames.
 constexpr int unseenFramesPerSecond = 1;
 // How late the picture may be when the window is seen again.
 constexpr platform::Seconds longestWait{0.02};

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "app/window/ConsoleWindow.h"
 
-#include "app/KeyboardAndMouseTrackingNSView.h"
+#include "app/input/KeyboardAndMouseTrackingNSView.h"
 #include "app/panes/ControlsPane.h"
 #include "app/panes/PictureControls.h"
 #include "app/panes/Readouts.h"
@@ -312,7 +312,7 @@ void ConsoleWindow::announceRestart() {
     m_stage->notices().showError(text);
 }
 
-// A text that is only offered is newer than the one that runs.
+// An offered text is newer than the one that runs, so it goes first.
 void ConsoleWindow::runAgain() {
     if (m_offered.empty())
         m_console.engine().runAgain();
@@ -320,7 +320,7 @@ void ConsoleWindow::runAgain() {
         m_console.engine().setSource(std::exchange(m_offered, {}));
 }
 
-// How much room the panes take is known once all have been laid out.
+// The size of the panes is known only after the first layout.
 void ConsoleWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     if (std::exchange(m_fitPicture, false))

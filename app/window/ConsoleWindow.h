@@ -4,6 +4,8 @@
 // The window of one document: the stage, the panes around it, the menus.
 #pragma once
 
+#include "app/common/Actions.h"
+#include "app/common/Settings.h"
 #include "app/console/Console.h"
 #include "app/console/DocumentProcesses.h"
 #include "app/console/OpenDocument.h"
@@ -12,12 +14,10 @@
 #include "app/panes/SourcePane.h"
 #include "app/panes/WindowList.h"
 #include "app/stage/Stage.h"
-#include "app/window/Actions.h"
 #include "app/window/DocumentCommands.h"
 #include "app/window/Exports.h"
 #include "app/window/HelpWindow.h"
 #include "app/window/OverlayCommands.h"
-#include "app/window/Settings.h"
 #include "platform/process/Supervision.h"
 
 #include <QDockWidget>

@@ -4,11 +4,11 @@
 // The commands of the File menu, as far as they are about documents.
 #pragma once
 
+#include "app/common/Actions.h"
 #include "app/console/Console.h"
 #include "app/console/DocumentProcesses.h"
 #include "app/console/OpenDocument.h"
 #include "app/stage/NoticeBar.h"
-#include "app/window/Actions.h"
 #include "app/window/FileDialogs.h"
 
 #include <QMenu>

@@ -4,9 +4,9 @@
 // Pictures, songs and videos of the running program as files.
 #pragma once
 
+#include "app/common/Actions.h"
 #include "app/console/Console.h"
 #include "app/stage/NoticeBar.h"
-#include "app/window/Actions.h"
 #include "app/window/FileDialogs.h"
 #include "app/window/VideoTask.h"
 

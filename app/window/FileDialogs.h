@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Asking for files. The show goes on while a dialog is open.
+// Asking for files. Frames are drawn while a dialog is open.
 #pragma once
 
-#include "app/window/Settings.h"
+#include "app/common/Settings.h"
 
 #include <QString>
 

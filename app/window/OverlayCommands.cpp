@@ -29,7 +29,7 @@ OverlayCommands::OverlayCommands(const Parts& parts, const Actions& actions)
     connect(m_record, &QAction::toggled, this, &OverlayCommands::record);
     connect(actions.openRecordings, &QAction::triggered, this, &OverlayCommands::openRecordings);
     connect(actions.invertOverlay, &QAction::toggled, this, [this, &engine](bool invert) {
-        engine.setInvertEditorOverlay(invert);
+        engine.invertEditorOverlay.set(invert);
         m_parts.settings.invertOverlay.set(invert);
     });
     actions.invertOverlay->setChecked(m_parts.settings.invertOverlay.get());
@@ -60,7 +60,7 @@ void OverlayCommands::refuse(QAction& action, const std::string& reason) {
 }
 
 void OverlayCommands::showOverlay(bool show) {
-    m_parts.console.engine().setShowEditorOverlay(show);
+    m_parts.console.engine().showEditorOverlay.set(show);
     if (!show)
         stopUnneededCapture();
     else if (m_source->isChecked())
@@ -84,7 +84,7 @@ void OverlayCommands::showSource(bool show) {
         startCapture();
 }
 
-// Nobody looks at it; but a recording goes on.
+// A capture that is not shown is stopped, unless it is being recorded.
 void OverlayCommands::stopUnneededCapture() {
     if (!recorder().isRecordingStream().get())
         recorder().stop();
@@ -111,7 +111,7 @@ bool OverlayCommands::startCapture() {
         return true;
     refuse(*m_overlay, started.error().message +
                            "; \"Overlay: Source\" lays the program's text over the picture");
-    m_parts.console.engine().setShowEditorOverlay(false);
+    m_parts.console.engine().showEditorOverlay.set(false);
     return false;
 }
 

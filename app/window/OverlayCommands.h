@@ -5,10 +5,10 @@
 #pragma once
 
 #include "SL42/capture/SourceOverlay.h"
+#include "app/common/Actions.h"
+#include "app/common/Settings.h"
 #include "app/console/Console.h"
 #include "app/stage/NoticeBar.h"
-#include "app/window/Actions.h"
-#include "app/window/Settings.h"
 
 #include <QObject>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A video that is made while the show goes on: on a thread of its own, by a console and a device of
-// its own.
+// A video that is made while the window goes on drawing: on a thread of its own, by a console and a
+// device of its own.
 #pragma once
 
 #include "SL42/offline/VideoExport.h"

@@ -11,8 +11,8 @@
 // correct program draws the right picture after each. Prints a line for each fault and, at the end,
 // how the programs ended; --keep writes the programs at fault to DIR/mutant-N.metal, --print prints
 // every program.
+#include "SL42/builder/Assembly.h"
 #include "SL42/builder/Preprocessor.h"
-#include "SL42/builder/ProgramBuilder.h"
 #include "bench/mutants/Mutator.h"
 #include "bench/mutants/Trial.h"
 #include "platform/TextFile.h"

@@ -2,14 +2,13 @@
 // Part of Starloom 42.
 //
 // Pictures of another application's window, as they change. Each kind of desktop has a source of
-// its own behind this; makeWindowCapture() chooses.
+// its own behind this; platform/capture/choice chooses.
 #pragma once
 
 #include "platform/base/Result.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -86,10 +85,5 @@ public:
     /// No handler runs after it has returned. Does nothing when nothing is captured.
     virtual void stop() = 0;
 };
-
-/// The source for this desktop. `stateFolder` is where it keeps what the desktop gave it so that
-/// the user is not asked again; it is made when it is needed. Fails, with the reason for a person,
-/// where there is no desktop that lets windows be captured.
-Result<std::unique_ptr<WindowCapture>> makeWindowCapture(const std::filesystem::path& stateFolder);
 
 } // namespace platform

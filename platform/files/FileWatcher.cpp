@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "platform/files/FileWatcher.h"
 
+#include "platform/MainQueueAnchor.h"
 #include "platform/base/FileDescriptor.h"
 
 #include <poll.h>
@@ -63,8 +64,10 @@ public:
         : m_folder(path.parent_path()),
           m_name(path.filename().string()),
           m_latency(latency),
-          m_mainQueue(mainQueue),
-          m_handler(std::make_shared<Handler>(std::move(handler))),
+          m_anchor(mainQueue),
+          m_deliver(
+              m_anchor.handler([handler = std::move(handler)](
+                                   const std::vector<FileEvent>& events) { handler(events); })),
           m_inotify(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
           m_stop(::eventfd(0, EFD_CLOEXEC)) {}
 
@@ -160,19 +163,14 @@ private:
         if (now < m_due && !(quiet && complete))
             return;
         m_lastDelivery = now;
-        m_mainQueue.async(
-            [handler = std::weak_ptr(m_handler), events = std::exchange(m_events, {})] {
-                if (const auto alive = handler.lock())
-                    (*alive)(events);
-            });
+        m_deliver(std::exchange(m_events, {}));
     }
 
     const std::filesystem::path m_folder;
     const std::string m_name;
     const std::chrono::milliseconds m_latency;
-    MainQueue& m_mainQueue;
-    /// Tells tasks on the main queue whether the watcher is still there.
-    std::shared_ptr<Handler> m_handler;
+    MainQueueAnchor m_anchor;
+    const std::function<void(std::vector<FileEvent>)> m_deliver; ///< on the main queue
     FileDescriptor m_inotify;
     FileDescriptor m_stop;
     std::thread m_thread;

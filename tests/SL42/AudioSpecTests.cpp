@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "SL42/engine/AudioSpec.h"
+#include "SL42/hardware/AudioSpec.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 // a log that is kept, and silence.
 #pragma once
 
-#include "SL42/engine/SL42.h"
+#include "SL42/console/SL42.h"
 #include "platform/audio/SilentAudioEngine.h"
 
 #include <gtest/gtest.h>

@@ -3,9 +3,9 @@
 //
 // The mouse and the keys as the toolkit reports them, on its display that nobody sees.
 #include "SL42/input/Keyboard.h"
-#include "app/KeyEventFeed.h"
-#include "app/KeyboardAndMouseTrackingNSView.h"
-#include "app/KeyboardSource.h"
+#include "app/input/KeyEventFeed.h"
+#include "app/input/KeyboardAndMouseTrackingNSView.h"
+#include "app/input/KeyboardSource.h"
 #include "tests/SL42/KeyCodes.h"
 
 #include <gtest/gtest.h>

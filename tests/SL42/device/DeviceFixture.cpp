@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "tests/SL42/device/DeviceFixture.h"
 
-#include "SL42/engine/Screen.h"
+#include "SL42/hardware/Screen.h"
 
 #include <algorithm>
 #include <cmath>

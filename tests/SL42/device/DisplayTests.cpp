@@ -3,7 +3,7 @@
 //
 // Blending, colour modes, extended range, overlay and the two screen banks, as they end up in the
 // picture.
-#include "SL42/document/StarloomDocument.h"
+#include "SL42/console/StarloomDocument.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
 #include <cmath>
@@ -107,7 +107,7 @@ TEST_F(DisplayTest, EditorOverlay) {
         drawFrame();
         return picture().at(480, 270);
     };
-    engine->setShowEditorOverlay(true);
+    engine->showEditorOverlay.set(true);
     EXPECT_EQ(lines.back(), "Showing editor overlay");
     EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance) << "no editor frame yet";
     // Luma 51/255 and neutral chroma cover a fifth.
@@ -123,9 +123,9 @@ TEST_F(DisplayTest, EditorOverlay) {
               tolerance);
 
     engine->setEditorTexture(YUVTexture{plainTexture(gpu::PixelFormat::R8Unorm, 4, {0}), neutral});
-    engine->setInvertEditorOverlay(true); // black text on white turns bright on dark
+    engine->invertEditorOverlay.set(true); // black text on white turns bright on dark
     EXPECT_LT(difference(shown(), {1, 1, 1, 1}), 0.02);
-    engine->setShowEditorOverlay(false);
+    engine->showEditorOverlay.set(false);
     EXPECT_EQ(lines.back(), "Hiding editor overlay");
     EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance);
 }

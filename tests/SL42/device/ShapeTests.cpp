@@ -3,7 +3,7 @@
 //
 // Every drawing function, pixel by pixel, against distances that are worked out differently here:
 // by double-precision geometry on the host.
-#include "SL42/engine/Screen.h"
+#include "SL42/hardware/Screen.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
 #include <algorithm>

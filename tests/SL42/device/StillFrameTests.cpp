@@ -109,11 +109,11 @@ TEST_F(StillFrameTest, TheOverlayWakesIt) {
     engine->setEditorTexture(YUVTexture{luma, chroma});
     EXPECT_TRUE(runs());
     EXPECT_TRUE(rests());
-    engine->setShowEditorOverlay(true);
+    engine->showEditorOverlay.set(true);
     EXPECT_TRUE(runs());
     EXPECT_TRUE(rests());
     EXPECT_NEAR(picture().at(300, 200)[1], 1, 0.01) << "covered";
-    engine->setInvertEditorOverlay(true);
+    engine->invertEditorOverlay.set(true);
     EXPECT_TRUE(runs());
     EXPECT_TRUE(rests());
     EXPECT_NEAR(picture().at(300, 200)[1], 0, 0.02);

@@ -3,8 +3,8 @@
 //
 // Text in pictures, pixel by pixel, against pictures of the font that this test filters itself; and
 // the functions about strings.
-#include "SL42/engine/Screen.h"
 #include "SL42/font/FontDrawing.h"
+#include "SL42/hardware/Screen.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // Documents on disk, and the engine that belongs to one.
-#include "SL42/document/StarloomDocument.h"
+#include "SL42/console/StarloomDocument.h"
 
 #include "SL42/document/Compression.h"
 #include "SL42/document/Journal.h"
@@ -36,7 +36,7 @@ TEST_F(DocumentTest, StoresWhatTheEngineRuns) {
     StarloomDocument document(surroundings());
     document.sl42().setSource(edited);
     ASSERT_TRUE(document.write(path));
-    const auto stored = *document.contents();
+    const auto stored = *document.fileWrapper();
     EXPECT_EQ(contentsOf(path),
               std::string(reinterpret_cast<const char*>(stored.data()), stored.size()));
     const auto reopened = StarloomDocument::open(path, surroundings());
@@ -77,6 +77,16 @@ TEST_F(DocumentTest, SavingLeavesNothingToRecover) {
     ASSERT_TRUE(document.write(path));
     EXPECT_TRUE(isSaved());
     EXPECT_EQ(journal.document, path);
+}
+
+TEST_F(DocumentTest, APreviewCompilesAndDrawsNothing) {
+    start(allThree, true);
+    device->sources.clear();
+    engine->setSource("void fx() { cls(); }");
+    drawFrame();
+    EXPECT_TRUE(device->sources.empty());
+    EXPECT_TRUE(device->commandBuffers.empty());
+    EXPECT_EQ(engine->error().get(), "");
 }
 
 } // namespace

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "SL42/builder/Assembly.h"
+
+#include "SL42/prelude/ShaderStrings.h"
+
+#include <algorithm>
+
+namespace starloom {
+
+// Editors trim the last line end: a comment or directive there would take the tail's first line,
+// the end of the class, with it.
+static bool swallowsWhatFollows(std::string_view program) {
+    const std::string_view lastLine = program.substr(program.rfind('\n') + 1);
+    return lastLine.starts_with('#') || lastLine.find("//") != std::string_view::npos;
+}
+
+std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed) {
+    const std::string& header = SharedShaderStrings::standardProcessingHeader();
+    const std::string_view tail = GPUShaderStrings::kernelTail();
+    std::string text;
+    text.reserve(header.size() + source.size() + preprocessed.additions.size() + tail.size() + 1);
+    text.append(header).append(source).append(preprocessed.additions);
+    if (swallowsWhatFollows(text))
+        text += '\n';
+    text.append(tail);
+    return text;
+}
+
+std::size_t linesBeforeProgram() {
+    const std::string& header = SharedShaderStrings::standardProcessingHeader();
+    return static_cast<std::size_t>(std::count(header.begin(), header.end(), '\n'));
+}
+
+} // namespace starloom

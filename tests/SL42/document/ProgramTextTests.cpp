@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What a change of the source sets off besides compiling, how the packed form is exported, and how
+// a file is followed. No device is needed for any of this.
+#include "SL42/document/ProgramText.h"
+
+#include "LiveCoding/LiveCodingFile.h"
+#include "SL42/document/Compression.h"
+#include "SL42/document/DocumentFile.h"
+#include "SL42/document/Journal.h"
+#include "tests/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <vector>
+
+namespace starloom {
+namespace {
+
+using tests::contentsOf;
+
+class ProgramTextTest : public testing::Test {
+protected:
+    void start(std::string source, bool preview = false, Journal* journal = nullptr) {
+        text = std::make_unique<ProgramText>(
+            mainQueue, log, journal, "Test", std::move(source), preview,
+            ProgramText::Client{.edited = [this](std::string edited) { set(std::move(edited)); },
+                                .savedAgain = [] {}});
+    }
+    void set(std::string source) {
+        text->setSource(std::move(source), [this] { log.line("Compiling"); });
+    }
+    void settle() {
+        while (mainQueue.pump() > 0) {
+        }
+    }
+    std::ptrdiff_t lineOf(std::string_view start) const {
+        return std::ranges::find_if(lines, [&](auto& line) { return line.starts_with(start); }) -
+               lines.begin();
+    }
+    /// Replaces a file as an editor does, and waits until it has been read.
+    void save(const std::string& path, std::string_view contents) {
+        std::filesystem::rename(folder.file("aside", contents), path);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (text->rawSrc() != contents && std::chrono::steady_clock::now() < end)
+            mainQueue.waitAndRun(std::chrono::milliseconds(2));
+        settle();
+        EXPECT_EQ(text->rawSrc(), contents);
+    }
+
+    const tests::ScratchFolder folder;
+    platform::MainQueue mainQueue;
+    std::vector<std::string> lines;
+    platform::Log log{[this](std::string_view line) { lines.emplace_back(line); }};
+    std::unique_ptr<ProgramText> text;
+};
+
+TEST_F(ProgramTextTest, MeasuresAndPacksAfterCompiling) {
+    start("void fx() {}");
+    text->pack();
+    settle();
+    EXPECT_EQ(text->packedSize().get(), Packer::pack("void fx() {}")->size());
+    EXPECT_EQ(lineOf("Packed with"), std::ssize(lines)); // no survey before the first change
+
+    const std::string source = "void fx() {\n    cls(1); // caf\xC3\xA9\n}\n";
+    set(source);
+    EXPECT_EQ(text->compressed(), *Packer::pack("void fx() {cls(1); }"));
+    EXPECT_LT(lineOf("Compiling"), lineOf("Packed with brotli, "));
+    EXPECT_LT(lineOf("Packed with brotli, "), lineOf("Packed with zlib, "));
+    EXPECT_NE(text->packedSize().get(), text->compressed().size());
+    settle();
+    EXPECT_EQ(text->packedSize().get(), text->compressed().size());
+    EXPECT_EQ(text->size().get(), source.size() - 1); // characters
+}
+
+TEST_F(ProgramTextTest, IsJournalled) {
+    Journal journal(folder.path("journal"));
+    start("void fx() {}", false, &journal);
+    EXPECT_FALSE(std::filesystem::exists(folder.path("journal"))); // nothing has changed yet
+    set("broken");
+    EXPECT_EQ(Journal::read(journal.file())->source, "broken");
+    text->recordGood("void fx() {}");
+    EXPECT_EQ(Journal::read(journal.file())->good, "void fx() {}");
+}
+
+TEST_F(ProgramTextTest, ExportsThePackedForm) {
+    start("void fx() {}");
+    text->pack();
+    std::string proposed;
+    std::optional<std::filesystem::path> answer;
+    const platform::SavePanel panel = [&](const std::string& name) {
+        proposed = name;
+        return answer;
+    };
+    text->savePacked(panel);
+    EXPECT_EQ(proposed, "Test.packed.sl42");
+    EXPECT_EQ(folder.names().size(), 0U);
+    for (const char* name : {"show.sl42", "show"}) {
+        answer = folder.path(name);
+        text->savePacked(panel);
+        EXPECT_EQ(folder.names(), std::vector<std::string>{"show.sl42"});
+    }
+    EXPECT_EQ(std::ranges::count(lines, "Writing to: " + folder.path("show.sl42")), 2);
+    EXPECT_EQ(Unpacker::unpack(*platform::readWholeFile(folder.path("show.sl42"))).value(),
+              "void fx() {}");
+
+    answer = "show.sl42";
+    text->savePacked(panel);
+    EXPECT_EQ(lines.back(), "Unable to get filetype");
+    text->writeFile("show", folder.path("none"), documentType);
+    EXPECT_TRUE(lines.back().starts_with("Error writing: ")) << lines.back();
+    text->writeFile("show", folder.path(""), "public.data");
+    EXPECT_EQ(lines.back(), "Weird, the type won't load or there's no extension?");
+}
+
+TEST_F(ProgramTextTest, APreviewDoesNothing) {
+    start("void fx() {}", true);
+    set("void fx() { cls(); }");
+    text->pack();
+    settle();
+    EXPECT_EQ(text->source(), "void fx() { cls(); }");
+    EXPECT_TRUE(lines.empty());
+    EXPECT_EQ(text->compressed().size(), 0U);
+    EXPECT_EQ(text->packedSize().get(), 0U);
+    text->savePacked([](const auto&) -> std::optional<std::filesystem::path> {
+        ADD_FAILURE() << "asks for a name";
+        return std::nullopt;
+    });
+    EXPECT_TRUE(text->openEditor());
+    EXPECT_EQ(text->liveCodeFile(), nullptr);
+}
+
+TEST_F(ProgramTextTest, FollowsAFileThatIsSaved) {
+    const std::string path = folder.file("show.metal", "void fx() {}\n");
+    start("void fx() {}\n");
+    ASSERT_TRUE(text->followFile(path));
+    save(path, "\n\n  void fx() { cls(1); }\n\t\n");
+    EXPECT_EQ(text->source(), "void fx() { cls(1); }");
+    lines.clear();
+    save(path, "void fx() { cls(1); }\n"); // other white space is another text
+    EXPECT_EQ(text->source(), "void fx() { cls(1); }");
+    EXPECT_EQ(std::ranges::count(lines, "Compiling"), 1);
+    EXPECT_FALSE(text->followFile(folder.path("none")));
+    save(path, "void fx() { cls(0); }"); // still followed
+
+    std::filesystem::rename(folder.file("aside", "too late"), path);
+    text.reset();
+    mainQueue.waitAndRun(std::chrono::milliseconds(100));
+}
+
+TEST_F(ProgramTextTest, OpensTheUsersEditor) {
+    start("void fx() {}\n");
+    settle();
+    ::setenv("XDG_RUNTIME_DIR", folder.path("").c_str(), 1);
+    ::setenv("SL42_EDITOR", "/no/such/editor", 1);
+    EXPECT_FALSE(text->openEditor());
+    EXPECT_EQ(text->liveCodeFile(), nullptr);
+    ::setenv("SL42_EDITOR", "true", 1);
+    text->setReloadOnEveryWrite(true);
+    ASSERT_TRUE(text->openEditor());
+    ASSERT_NE(text->liveCodeFile(), nullptr);
+    EXPECT_TRUE(text->liveCodeFile()->reloadOnEveryWrite);
+    text->setReloadOnEveryWrite(false);
+    EXPECT_FALSE(text->liveCodeFile()->reloadOnEveryWrite);
+    const std::string first = text->liveCodeFile()->url();
+    EXPECT_TRUE(std::filesystem::path(first).filename().string().starts_with("Test_")) << first;
+    EXPECT_EQ(contentsOf(first), "void fx() {}\n");
+    save(first, "void fx() { cls(1); }");
+    ASSERT_TRUE(text->openEditor());
+    EXPECT_NE(text->liveCodeFile()->url(), first);
+    EXPECT_EQ(contentsOf(text->liveCodeFile()->url()), "void fx() { cls(1); }");
+    ::unsetenv("SL42_EDITOR");
+    ::unsetenv("XDG_RUNTIME_DIR");
+}
+
+} // namespace
+} // namespace starloom
