@@ -67,7 +67,6 @@ Actions::Actions(QWidget& window)
       fullScreen(makeSwitch(window, "&Full Screen", keys("F11", "Alt+Return"))),
       leaveFullScreen(make(window, "Leave Full Screen", keys("Esc"))),
       wholeScales(makeSwitch(window, "&Whole-Number Scales Only")),
-      hdr(makeSwitch(window, "&HDR")),
       overlay(makeSwitch(window, "&Overlay", keys("Ctrl+L"))),
       invertOverlay(makeSwitch(window, "&Invert Overlay", keys("Ctrl+Shift+L"))),
       overlaySource(makeSwitch(window, "Overlay: &Source", keys("Ctrl+Alt+L"))),
@@ -98,7 +97,7 @@ void Actions::addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>&
     file.insertMenu(file.actions().at(2), &recentFiles);
     addMenu(bar, "&Program",
             {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, showError});
-    QMenu& view = addMenu(bar, "&View", {fullScreen, wholeScales, hdr, nullptr});
+    QMenu& view = addMenu(bar, "&View", {fullScreen, wholeScales, nullptr});
     view.addActions(panes);
     addMenu(bar, "&Overlay",
             {overlay, invertOverlay, overlaySource, nullptr, pickWindow, capture, recordCapture,

@@ -23,7 +23,7 @@ struct Actions {
     QAction *exportPicture, *exportSong, *exportVideo;
     QAction *close, *quit;
     QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *showError;
-    QAction *fullScreen, *leaveFullScreen, *wholeScales, *hdr;
+    QAction *fullScreen, *leaveFullScreen, *wholeScales;
     QAction *overlay, *invertOverlay, *overlaySource;
     QAction *pickWindow, *capture, *recordCapture, *openRecordings;
     QAction *mute, *louder, *softer;

@@ -38,7 +38,6 @@ public:
     Setting<QByteArray> geometry{m_store, "window/geometry", {}};
     Setting<QByteArray> panes{m_store, "window/panes", {}};
     Setting<bool> wholeScalesOnly{m_store, "picture/wholeScalesOnly", false};
-    Setting<bool> hdr{m_store, "picture/hdr", true};
     Setting<int> preferredFPS{m_store, "picture/preferredFPS", 60};
     Setting<bool> invertOverlay{m_store, "overlay/invert", false};
     Setting<int> volume{m_store, "sound/volume", 100}; ///< per cent

@@ -25,14 +25,7 @@ void addPictureControls(ControlsPane& pane, const Actions& actions, PreviewWidge
                         Settings& settings) {
     pane.addHeading(QObject::tr("Picture"));
     addRates(pane, view, settings);
-    pane.addButtons({actions.hdr, actions.fullScreen});
-
-    QObject::connect(actions.hdr, &QAction::toggled, &view, [&view, &settings](bool hdr) {
-        view.hdr.set(hdr);
-        settings.hdr.set(hdr);
-    });
-    actions.hdr->setChecked(settings.hdr.get());
-    view.hdr.set(settings.hdr.get());
+    pane.addButtons({actions.fullScreen});
 
     QObject::connect(actions.wholeScales, &QAction::toggled, &view, [&view, &settings](bool whole) {
         view.setWholeScalesOnly(whole);
