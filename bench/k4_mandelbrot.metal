@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A fractal: one short loop that ends after 1 to 256 rounds.
+// A fractal: one short loop that ends after 1 to 256 iterations.
 // Buffers: 0 receives the result, 1 holds the frame.
 #include <metal_stdlib>
 using namespace metal;

@@ -53,8 +53,8 @@ public:
 
     /// True while the view asks for no refreshes of its own accord.
     platform::Published<bool> isPaused;
-    /// Extended dynamic range: colours above 1 are shown brighter than white by a view that can. None
-    /// of ours does.
+    /// Extended dynamic range: colours above 1 are shown brighter than white by a view that can.
+    /// None of ours does.
     platform::Published<bool> hdr;
     /// Refreshes per second to aim at.
     platform::Published<int> preferredFPS{60};

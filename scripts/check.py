@@ -194,6 +194,16 @@ def checkArchitecturePage(faults):
             faults.append(f"docs/architecture.md: does not list {folder}/")
 
 
+def checkTour(faults):
+    """Every station of the tour is there, and is named once."""
+    stations = re.findall(r"^\d+\. `([\w/]+)`:", (ROOT / "docs" / "tour.md").read_text(), re.M)
+    files = {os.path.splitext(path)[0] for path in sources()}
+    for station in sorted(set(stations) - files):
+        faults.append(f"docs/tour.md: there is no {station}")
+    for station in sorted({name for name in stations if stations.count(name) > 1}):
+        faults.append(f"docs/tour.md: names {station} twice")
+
+
 def changedSources():
     diff = ["git", "diff", "--name-only", "--diff-filter=d"]
     names = set()
@@ -230,6 +240,7 @@ def main():
     checkIncludes(faults)
     checkHeaders(faults)
     checkArchitecturePage(faults)
+    checkTour(faults)
     if not options.no_tidy:
         checkTidy(faults, sources() if options.tidy_all else changedSources())
     for fault in faults:

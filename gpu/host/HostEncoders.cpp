@@ -72,7 +72,7 @@ void HostComputeEncoder::dispatchPart(Extent threads, Extent threadsPerThreadgro
     if (!m_pipeline)
         return refuse("dispatch without a pipeline");
     if (isEmpty(threadsPerThreadgroup))
-        return refuse("kernel '" + m_pipeline->functionName() + "' has empty thread groups");
+        return refuse("kernel '" + m_pipeline->functionName() + "' has empty threadgroups");
     if (part.offset > threads.width || part.length > threads.width - part.offset)
         return refuse("kernel '" + m_pipeline->functionName() + "' is to run outside of its grid");
     if (isEmpty(threads) || part.length == 0)

@@ -7,6 +7,7 @@
 
 #include "gpu/Device.h"
 #include "gpu/WaitFor.h"
+#include "tests/Deadline.h"
 
 #include <gtest/gtest.h>
 
@@ -58,6 +59,8 @@ protected:
     std::shared_ptr<gpu::CommandQueue> queue;
 
 private:
+    tests::Deadline m_deadline;
+
     std::shared_ptr<gpu::Buffer> sharedCopy(const std::shared_ptr<gpu::Buffer>& buffer);
 };
 

@@ -66,6 +66,36 @@ TEST_P(FaultTest, AccessFarOutsideABufferIsAnErrorAndHarmsNoOther) {
     expectRecovered();
 }
 
+TEST_P(FaultTest, AStoppedKernelTakesNoBindingsFromOthers) {
+    device->setTimeLimit(std::chrono::milliseconds(200));
+    const auto endless =
+        pipeline("kernel void run(device uint* data [[buffer(0)]], device uint* more [[buffer(3)]],"
+                 " constant uint& by [[buffer(5)]]) { while (data[0] == 0) more[2] += by; }");
+    const auto add = pipeline("kernel void run(device uint* sum [[buffer(1)]],"
+                              " constant uint& by [[buffer(2)]]) { sum[0] += by; }");
+    const auto sums = bufferOf(std::vector<std::uint32_t>{1, 2});
+    const auto encodeEndless = [&](gpu::ComputeCommandEncoder& encoder) {
+        const std::uint32_t none = 0;
+        encoder.setComputePipelineState(endless);
+        encoder.setBuffer(buffer, 0, 0);
+        encoder.setBuffer(buffer, 16, 3);
+        encoder.setBytes(bytes(none), 5);
+        encoder.dispatchThreads({1, 1, 1}, {1, 1, 1});
+    };
+    expectError(*run(encodeEndless), Code::TimeLimit, "Test: kernel 'run'");
+    const auto both = run([&](gpu::ComputeCommandEncoder& encoder) {
+        for (const std::uint32_t by : {10U, 20U}) {
+            encodeEndless(encoder);
+            encoder.setComputePipelineState(add);
+            encoder.setBuffer(sums, by == 10 ? 0 : 4, 1);
+            encoder.setBytes(bytes(by), 2);
+            encoder.dispatchThreads({1, 1, 1}, {1, 1, 1});
+        }
+    });
+    expectError(*both, Code::PipelineStopped, "Test: kernel 'run'");
+    EXPECT_EQ(valuesIn<std::uint32_t>(sums), (std::vector<std::uint32_t>{11, 22}));
+}
+
 TEST_P(FaultTest, ArithmeticNeverTraps) {
     const auto kernel = pipeline(
         "kernel void run(device int* data [[buffer(0)]], uint i [[thread_position_in_grid]])"
