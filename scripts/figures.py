@@ -59,7 +59,7 @@ def main():
     os.chdir(sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(__file__), ".."))
     lines = {name: sum(1 for _ in open(name, errors="replace")) for name in tracked()}
     isTest = re.compile(r"(tests|fuzz)/").match
-    isCode = re.compile(r"(?!(tests|fuzz|bench|examples)/)").match
+    isCode = re.compile(r"(?!(tests|fuzz|examples)/)").match
     code = [name for name in lines if isCode(name) and name.endswith((".cpp", ".h"))]
     total = sum(count for name, count in lines.items() if isCode(name))
     tests = sum(count for name, count in lines.items() if isTest(name))
