@@ -2,10 +2,10 @@
 // Part of Starloom 42.
 #include "compute/host/CodeGeneration.h"
 
-#include "compute/host/RecordSourceLocations.h"
 #include "compute/host/SplitBlocks.h"
 #include "compute/host/SplitLiveRanges.h"
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/locations/RecordSourceLocations.h"
+#include "compute/host/loop/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/containment/ConfineAccesses.h"
 #include "compute/kernel/containment/VerifyAccesses.h"

@@ -4,9 +4,9 @@
 // From a canonical kernel to machine code in memory.
 #pragma once
 
-#include "compute/host/MachineCode.h"
-#include "compute/host/PlaceVariables.h"
-#include "compute/host/SourceLocations.h"
+#include "compute/host/code/MachineCode.h"
+#include "compute/host/locations/SourceLocations.h"
+#include "compute/host/memory/PlaceVariables.h"
 #include "compute/kernel/pipeline/Canonical.h"
 
 namespace compute::host {

@@ -3,8 +3,8 @@
 #include "compute/host/HostKernel.h"
 
 #include "compute/host/CodeGeneration.h"
-#include "compute/host/LeasedMemory.h"
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/loop/ThreadLoop.h"
+#include "compute/host/memory/LeasedMemory.h"
 #include "compute/kernel/passes/BindParameters.h"
 #include "compute/target/HostTarget.h"
 #include "compute/workers/Workers.h"

@@ -4,8 +4,8 @@
 // A kernel as machine code of this processor, and running it over a grid on all cores.
 #pragma once
 
-#include "compute/host/MachineCode.h"
-#include "compute/host/SourceLocations.h"
+#include "compute/host/code/MachineCode.h"
+#include "compute/host/locations/SourceLocations.h"
 #include "compute/kernel/TextureView.h"
 #include "compute/kernel/pipeline/Canonical.h"
 #include "platform/base/Result.h"

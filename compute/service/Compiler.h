@@ -5,7 +5,7 @@
 // kernels and compilers misbehave can be tested with one that does so on purpose.
 #pragma once
 
-#include "compute/host/SourceLocations.h"
+#include "compute/host/locations/SourceLocations.h"
 #include "compute/kernel/TextureView.h"
 #include "compute/protocol/Protocol.h"
 #include "platform/base/Result.h"

@@ -5,7 +5,7 @@
 // thread that may never come back is found out in signal handlers.
 #pragma once
 
-#include "compute/host/SourceLocations.h"
+#include "compute/host/locations/SourceLocations.h"
 #include "compute/protocol/StatusPage.h"
 
 namespace compute::service {

@@ -3,7 +3,7 @@
 //
 // The code that the vectoriser makes: which instructions it finds for which access and branch. That
 // they do what they should is for the tests that run kernels.
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/loop/ThreadLoop.h"
 #include "tests/compute/simd/KernelText.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/loop/ThreadLoop.h"
 
-#include "compute/host/HoistedValues.h"
-#include "compute/host/Hoisting.h"
-#include "compute/host/IterationTables.h"
-#include "compute/host/PlaceVariables.h"
+#include "compute/host/loop/HoistedValues.h"
+#include "compute/host/loop/Hoisting.h"
+#include "compute/host/loop/IterationTables.h"
+#include "compute/host/memory/PlaceVariables.h"
 #include "compute/kernel/containment/AddressRanges.h"
 #include "compute/kernel/passes/BindParameters.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/LinkMemory.h"
+#include "compute/host/code/LinkMemory.h"
 
 #include <llvm/ExecutionEngine/JITLink/JITLink.h>
 

@@ -6,8 +6,8 @@
 // they are computed beforehand, once for all rounds, and read from a table.
 #pragma once
 
-#include "compute/host/FieldLayout.h"
-#include "compute/host/Hoisting.h"
+#include "compute/host/loop/FieldLayout.h"
+#include "compute/host/loop/Hoisting.h"
 
 #include <llvm/ADT/SetVector.h>
 #include <llvm/Analysis/LoopInfo.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/TableImage.h"
+#include "compute/host/memory/TableImage.h"
 
 #include <llvm/IR/Constants.h>
 #include <llvm/IR/Module.h>

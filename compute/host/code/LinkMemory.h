@@ -4,7 +4,7 @@
 // Where the linker puts what it links: in ordinary memory while it works, then in the arena.
 #pragma once
 
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 
 #include <llvm/ExecutionEngine/JITLink/JITLinkMemoryManager.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/HoistedValues.h"
+#include "compute/host/loop/HoistedValues.h"
 
 #include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/Module.h>

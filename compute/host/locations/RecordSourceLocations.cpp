@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/RecordSourceLocations.h"
+#include "compute/host/locations/RecordSourceLocations.h"
 
 #include "compute/kernel/passes/PreserveLines.h"
 

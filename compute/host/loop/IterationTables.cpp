@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/IterationTables.h"
+#include "compute/host/loop/IterationTables.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/Analysis/ValueTracking.h>

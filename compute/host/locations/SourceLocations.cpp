@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/SourceLocations.h"
+#include "compute/host/locations/SourceLocations.h"
 
 #include <algorithm>
 #include <functional>

@@ -5,7 +5,7 @@
 // wants, and nothing of it stays in the object file's own tables.
 #pragma once
 
-#include "compute/host/SourceLocations.h"
+#include "compute/host/locations/SourceLocations.h"
 
 #include <llvm/CodeGen/AsmPrinter.h>
 #include <llvm/IR/DebugLoc.h>

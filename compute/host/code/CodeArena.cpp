@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 
 #include <algorithm>
 #include <cerrno>

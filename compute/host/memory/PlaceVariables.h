@@ -8,7 +8,7 @@
 // addresses and spilled registers remain on the stack, out of the reach of any pointer.
 #pragma once
 
-#include "compute/host/TableImage.h"
+#include "compute/host/memory/TableImage.h"
 #include "platform/base/Result.h"
 
 #include <llvm/IR/Module.h>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/MachineCode.h"
+#include "compute/host/code/MachineCode.h"
 
-#include "compute/host/LinkMemory.h"
-#include "compute/host/RuntimeFunctions.h"
+#include "compute/host/code/LinkMemory.h"
+#include "compute/host/code/RuntimeFunctions.h"
 
 #include <llvm/ExecutionEngine/JITLink/JITLink.h>
 #include <llvm/ExecutionEngine/Orc/Shared/ExecutorAddress.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/Hoisting.h"
+#include "compute/host/loop/Hoisting.h"
 
 #include "compute/kernel/passes/BindParameters.h"
 

@@ -5,7 +5,7 @@
 // them read.
 #pragma once
 
-#include "compute/host/FieldLayout.h"
+#include "compute/host/loop/FieldLayout.h"
 
 #include <llvm/ADT/DenseMap.h>
 #include <llvm/IR/IRBuilder.h>

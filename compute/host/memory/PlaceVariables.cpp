@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/PlaceVariables.h"
+#include "compute/host/memory/PlaceVariables.h"
 
 #include "compute/kernel/containment/AddressRanges.h"
 

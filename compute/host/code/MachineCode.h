@@ -5,7 +5,7 @@
 // (CodeArena.h) where it is then copied to.
 #pragma once
 
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 #include "platform/base/Result.h"
 
 #include <llvm/Support/MemoryBufferRef.h>
