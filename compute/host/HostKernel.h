@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A kernel as machine code of this processor, and running it over a grid on all cores.
+// A kernel compiled to machine code of this processor, which can be run over a grid on all cores.
 #pragma once
 
 #include "compute/host/code/MachineCode.h"
@@ -42,7 +42,7 @@ public:
     virtual Fingerprint fingerprint() const = 0;
     virtual double optimiserMilliseconds() const = 0;
     virtual double codeGenerationMilliseconds() const = 0;
-    /// Which lines its code came from. Lives as long as this.
+    /// Which lines its code came from. LiveRanges as long as this.
     virtual const SourceLocations& places() const = 0;
     /// Runs the kernel once per thread of `grid`, spread over all cores in tiles, and returns when
     /// all are done. Every binding that parameters() names must be there.

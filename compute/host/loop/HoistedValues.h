@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// How values that are computed once for a whole grid get to its tiles: through memory that all of
-// them read.
+// Passes values that are hoisted to once per grid from the function that computes them to the tile
+// function: through memory that all tiles read (the hoisted memory).
 #pragma once
 
 #include "compute/host/loop/FieldLayout.h"
@@ -12,17 +12,17 @@
 
 namespace compute::host {
 
-/// Makes what one function has computed known to another one that runs later. Both have a single
-/// exit or entry, and the same first parameters.
+/// The writing function runs before the reading one. The former must have a single exit, and both
+/// must have the same first parameters.
 class HoistedValues {
 public:
-    /// `written` and `read` are the parameters by which the functions know the memory, of which
-    /// `bytes` are in use already.
+    /// `written` and `read` are the parameters of the two functions that point to the memory, of
+    /// which `bytes` are in use already.
     HoistedValues(llvm::Argument& written, llvm::Argument& read, unsigned bytes);
 
-    /// Has all uses of the value outside of its own function use what the other one knows.
-    void share(llvm::Instruction& value);
-    /// Of the memory that are in use.
+    /// Replaces all uses of the value outside of the writing function with the value read back.
+    void pass(llvm::Instruction& value);
+    /// The bytes of the memory that are in use.
     unsigned bytes() const { return m_layout.bytes(); }
 
 private:
@@ -32,8 +32,8 @@ private:
     llvm::Argument& m_written;
     llvm::Argument& m_read;
     FieldLayout m_layout;
-    llvm::IRBuilder<> m_writer; ///< at the end of the first function
-    llvm::IRBuilder<> m_reader; ///< at the end of the entry of the second
+    llvm::IRBuilder<> m_writer; ///< at the end of the writing function
+    llvm::IRBuilder<> m_reader; ///< at the end of the reading function's entry block
     llvm::DenseMap<llvm::Value*, llvm::Value*> m_known;
 };
 

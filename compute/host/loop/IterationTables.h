@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Loops often compute things that depend on the round alone: where the seventh star is at this
-// moment, its colour, the weight of the third octave of noise. All threads get the same values, so
-// they are computed beforehand, once for all rounds, and read from a table.
+// Lookup tables for loops of the kernel. A loop often computes values that depend on the number of
+// the iteration alone: the position and colour of the seventh star, the weight of the third octave
+// of noise. They are hoisted out of the loop over threads: code in front of that loop computes them
+// for all iterations, and the kernel reads them from a table.
 #pragma once
 
 #include "compute/host/loop/FieldLayout.h"
@@ -16,9 +17,9 @@
 
 namespace compute::host {
 
-/// Memory that tables are laid out in, one after the other.
+/// The memory for tables, which lie one after the other.
 struct TableMemory {
-    llvm::Value& written;  ///< its address where the tables are filled
+    llvm::Value& written;  ///< its address for the code that fills the tables
     llvm::Value& read;     ///< its address in the kernel
     unsigned bytes = 0;    ///< used so far
     unsigned maxBytes = 0; ///< a table that does not fit is not made
@@ -29,20 +30,20 @@ public:
     /// `hoisting` must outlive this.
     IterationTables(llvm::Function& kernel, kernel::Analyses& analyses, const Hoisting& hoisting);
 
-    /// Makes tables of what depends on the round and on values of `level` and above, for loops of
-    /// at most `maxRounds` rounds. Code that fills them is added before the terminator of `place`;
-    /// the kernel then reads them. What it computed itself is left in it, without a use. To be
-    /// called for the higher level first.
-    void make(Level level, llvm::BasicBlock& place, TableMemory& memory, unsigned maxRounds);
+    /// Makes tables of the values that depend on the iteration and on values of `level` and above,
+    /// for loops of at most `maxIterations` iterations. The code that fills them goes before the
+    /// terminator of `place`. The kernel reads them from then on; the instructions that computed
+    /// the values remain in it without a use. Call this for the higher level first.
+    void make(Level level, llvm::BasicBlock& place, TableMemory& memory, unsigned maxIterations);
 
 private:
     using Values = llvm::SetVector<llvm::Instruction*>;
-    /// A loop of the kernel whose rounds can be counted.
+    /// A loop of the kernel with a known bound.
     struct CountedLoop {
         const llvm::Loop* loop;
-        unsigned rounds;                 ///< at most
-        bool isComplete;                 ///< every thread runs all of them
-        llvm::PHINode* number = nullptr; ///< of the round, from 0, once it is needed
+        unsigned maxTripCount;
+        bool isExact;                   ///< every thread runs exactly that many iterations
+        llvm::PHINode* index = nullptr; ///< counts the iterations from 0; made on first use
     };
     struct Field {
         llvm::Instruction* value;
@@ -50,23 +51,24 @@ private:
     };
     struct Table {
         std::vector<Field> fields;
-        unsigned bytesOfRound = 0;
+        unsigned bytesPerIteration = 0;
     };
 
     Values findValues(const CountedLoop& counted, Level level) const;
     bool mayFill(llvm::Instruction& instruction, const CountedLoop& counted) const;
-    Table choose(const Values& values) const;
+    Table chooseFields(const Values& values) const;
     llvm::BasicBlock& fill(const CountedLoop& counted, const Table& table, const Values& values,
                            llvm::BasicBlock& place, llvm::Value& memory) const;
     void read(CountedLoop& counted, const Table& table, llvm::Value& memory, unsigned offset);
-    llvm::PHINode& numberOf(CountedLoop& counted) const;
+    /// The loop's canonical induction variable, which is added if there is none yet.
+    llvm::PHINode& indexOf(CountedLoop& counted) const;
 
     const Hoisting& m_hoisting;
     const llvm::DominatorTree& m_dominators;
     const llvm::DataLayout& m_layout;
     std::vector<CountedLoop> m_loops;
-    std::vector<llvm::BasicBlock*> m_order;            ///< of the kernel's blocks
-    llvm::SmallPtrSet<const llvm::Value*, 32> m_reads; ///< of tables made before
+    std::vector<llvm::BasicBlock*> m_order;            ///< the kernel's blocks, topologically
+    llvm::SmallPtrSet<const llvm::Value*, 32> m_reads; ///< loads from tables made before
 };
 
 } // namespace compute::host

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Divides a kernel's private arrays and constant tables between two places. Those that no access
-// can leave stay with the code: on the stack and in its read-only data. The others, whose address
-// is stored or computed with, move into the region of kernels, where a wrong pointer does no harm:
-// arrays to a frame that each worker has, tables to one place for the whole kernel. Return
-// addresses and spilled registers remain on the stack, out of the reach of any pointer.
+// Decides where a kernel's private arrays and constant tables lie. Those whose accesses provably
+// stay inside remain on the stack and in the code's read-only data. The others, such as those whose
+// address escapes, move into the region of kernels, where a wrong pointer does no harm: arrays to a
+// frame for each worker, tables to one image for the kernel. Return addresses and spilled registers
+// remain on the stack, where no such pointer leads.
 #pragma once
 
 #include "compute/host/memory/TableImage.h"
@@ -17,7 +17,7 @@
 
 namespace compute::host {
 
-/// Memory that a kernel has besides its buffers: the record that its functions get a pointer to.
+/// A kernel's memory besides its buffers. The generated functions get a pointer to this record.
 struct KernelMemory {
     std::byte* frame = nullptr;  ///< of this worker; aligned to a page
     std::byte* tables = nullptr; ///< the image of the tables
@@ -28,8 +28,8 @@ struct Placement {
     TableImage tables;
 };
 
-/// `memory`: parameters by which the kernel's entries know their KernelMemory. Functions that they
-/// call get one, too, where they need it.
+/// `memory`: the parameter for KernelMemory of each entry point. The functions that they call are
+/// given such a parameter where they need one.
 platform::Result<Placement> placeVariables(llvm::Module& module,
                                            std::span<llvm::Argument* const> memory);
 
