@@ -7,7 +7,7 @@
 
 namespace compute {
 
-/// One function that a thread is in.
+/// A function that a thread is in, and the range of code within it.
 struct SourceLocations::Frame {
     std::uint32_t function = LocationTable::none;
     LocationTable::Range range;
@@ -64,8 +64,8 @@ bool SourceLocations::isCalled(std::uint32_t function) const {
            m_table.returns.end();
 }
 
-// Code keeps no chain of frames. But what a function returns to lies on the stack, and little else
-// there is the address behind a call of just this function.
+// Generated code has no frame pointers. But a function's return address is on the stack, and hardly
+// any other word there is an address behind a call of this very function.
 bool SourceLocations::find(std::uintptr_t address, std::span<const std::uintptr_t> stack,
                            Stand& stand) const {
     stand.callCount = 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Which lines of the program a kernel's machine code came from, and where a thread that runs it
-// stands. Everything is asked from signal handlers: no question takes memory, locks or fails.
+// Which lines of the program a kernel's machine code came from, and where in the program a thread
+// stands that runs it. Signal handlers ask for it, so nothing here allocates, locks or fails.
 #pragma once
 
 #include <array>
@@ -14,17 +14,18 @@
 
 namespace compute {
 
-/// The table of one kernel. Offsets count from the address that placeAt() was told.
+/// The table of one kernel. Offsets count from the address that SourceLocations was given.
 struct LocationTable {
     static constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
 
-    /// From here to the next one. Sorted by offset; the last one is the end of the code.
+    /// The code from this offset to that of the next range. Sorted by offset; the last one is empty
+    /// and marks the end of the code.
     struct Range {
         std::int32_t offset = 0;
         std::uint32_t lines = none; ///< number of a list of lines
         std::uint32_t loop = none;  ///< innermost loop around it
     };
-    /// Where a call of the code returns to. Sorted by offset.
+    /// An address that a call returns to. Sorted by offset.
     struct Return {
         std::int32_t offset = 0;
         std::uint32_t callee = none; ///< number of a function; none: not of the kernel
@@ -38,13 +39,13 @@ struct LocationTable {
     std::vector<Return> returns;
     std::vector<std::int32_t> functions; ///< where each begins; sorted
     std::vector<Loop> loops;
-    /// Lists of lines, innermost first, one after the other, and where each begins and ends.
+    /// Lists of lines, innermost first, one after the other, and the index where each list begins.
     std::vector<std::uint32_t> lines;
     std::vector<std::uint32_t> listBegins;
 };
 
-/// Where a thread stands: the calls that led there and the loops around it. Numbers only mean
-/// something to the SourceLocations that filled it.
+/// The position of a thread: the calls that led there and the loops around it. Its numbers mean
+/// something only to the SourceLocations that filled it.
 struct Stand {
     static constexpr std::size_t maxCalls = 8;
     static constexpr std::size_t maxLoops = 16;
@@ -68,13 +69,13 @@ public:
     SourceLocations(LocationTable table, std::uintptr_t code)
         : m_table(std::move(table)), m_code(code) {}
 
-    /// Finds where a thread stands whose next instruction is at `address` and whose stack, as far
-    /// as it can be read, begins with `stack`. False when it is not at work on this kernel.
+    /// Finds the position of a thread whose next instruction is at `address` and whose stack, as
+    /// far as it can be read, begins with `stack`. False when it does not run this kernel.
     bool find(std::uintptr_t address, std::span<const std::uintptr_t> stack, Stand& stand) const;
 
-    /// The lines of the place, innermost first. Returns how many of `lines` it filled.
+    /// The lines of the position, innermost first. Returns how many of `lines` it filled.
     std::size_t linesOf(const Stand& stand, std::span<std::uint32_t> lines) const;
-    /// The same for the beginning of one of the stand's loops.
+    /// The same for the beginning of one of the loops around it.
     std::size_t linesOfLoop(const Stand& stand, std::size_t loop,
                             std::span<std::uint32_t> lines) const;
 

@@ -2,10 +2,10 @@
 // Part of Starloom 42.
 #include "compute/host/CodeGeneration.h"
 
-#include "compute/host/RecordSourceLocations.h"
 #include "compute/host/SplitBlocks.h"
 #include "compute/host/SplitLiveRanges.h"
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/locations/RecordSourceLocations.h"
+#include "compute/host/loop/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/ModuleText.h"
 #include "compute/kernel/containment/ConfineAccesses.h"
@@ -30,18 +30,18 @@
 namespace compute::host {
 namespace {
 
-/// Numbers that place these dumps after those of the kernel pipeline.
+/// These numbers sort the dumps after those of the kernel pipeline.
 enum DumpNumber : unsigned { PreparedDump = 49, TileDump, AssemblyDump };
 
-/// Whether constants moved out of the thread loop would not find a register there.
+/// Whether constants hoisted out of the thread loop would be spilled there.
 bool isLarge(const llvm::Module& module) {
     constexpr unsigned largeKernel = 600;
     return module.getInstructionCount() > largeKernel;
 }
 
-/// In large kernels a constant is best read where it is used: kept in a register through the whole
-/// loop it is only spilled, which costs the allocator as much as instruction selection takes. In
-/// very large ones the order of instructions is left to the processor.
+/// In large kernels a constant is best loaded where it is used: hoisted out of the loop, it is only
+/// spilled, which costs the allocator as much time as instruction selection takes. In very large
+/// ones, scheduling of instructions takes too long and is left to the processor.
 void leaveOutPasses(llvm::TargetPassConfig& passes, const llvm::Module& module) {
     if (!isLarge(module))
         return;
@@ -54,8 +54,8 @@ void leaveOutPasses(llvm::TargetPassConfig& passes, const llvm::Module& module) 
     passes.disablePass(&llvm::PostRASchedulerID);
 }
 
-/// As the machine's own addPassesToEmitFile(), which does not let passes be left out and keeps the
-/// printer to itself. Notes where code came from in `locations`, unless that is null.
+/// Does what the target's addPassesToEmitFile() does, which neither allows leaving passes out nor
+/// gives access to the printer. Records source locations unless `locations` is null.
 bool emit(llvm::Module& module, llvm::TargetMachine& target, llvm::CodeGenFileType type,
           llvm::SmallVectorImpl<char>& output, LocationTable* locations) {
     auto& machine = static_cast<llvm::LLVMTargetMachine&>(target);
@@ -98,10 +98,9 @@ void dumpAssembly(const kernel::Dump* dump, const llvm::Module& module, llvm::Ta
         dump->write(name, AssemblyDump, "assembly", "s", {assembly.data(), assembly.size()});
 }
 
-/// Says on request why a kernel runs slower than it could.
+/// Reports on request why a kernel is not vectorised.
 void traceScalar(const std::string& kernel, const std::string& reason) {
-    std::fprintf(stderr, "kernel %s runs one thread at a time: %s\n", kernel.c_str(),
-                 reason.c_str());
+    std::fprintf(stderr, "kernel %s is not vectorised: %s\n", kernel.c_str(), reason.c_str());
 }
 
 std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& kernel,
@@ -119,7 +118,7 @@ std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& k
     return nullptr;
 }
 
-/// What was only called by the form of the kernel for one thread.
+/// Removes the functions that only the scalar kernel called.
 void removeUncalled(llvm::Module& module, kernel::Analyses& analyses) {
     const auto isUncalled = [](const llvm::Function& function) {
         return function.hasLocalLinkage() && function.use_empty();
@@ -132,11 +131,11 @@ void removeUncalled(llvm::Module& module, kernel::Analyses& analyses) {
 }
 
 struct TileFunction {
-    unsigned commonBytes; ///< of memory that the threads have in common
+    unsigned hoistedBytes; ///< size of the hoisted memory
     Placement placement;
 };
 
-/// Keeps what the functions do in the memory that is the kernel's.
+/// Confines all accesses to the kernel's own memory.
 platform::Result<Placement> confine(llvm::Module& module, const ThreadLoop& loop) {
     Placement placement = SL42_TRY(placeVariables(module, loop.memory));
     for (llvm::Function& function : module)
@@ -166,14 +165,14 @@ platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& k
     for (llvm::Function& made : *kernel.module)
         if (!made.isDeclaration())
             analyses.run(passes, made);
-    TileFunction result{.commonBytes = loop.commonBytes,
+    TileFunction result{.hoistedBytes = loop.hoistedBytes,
                         .placement = SL42_TRY(confine(*kernel.module, loop))};
     for (llvm::Function& made : *kernel.module)
         if (!made.isDeclaration()) {
             splitBlocks(made);
             splitLiveRanges(made);
         }
-    // It runs once for a whole grid: what counts is that it is there soon.
+    // The function runs once for a whole grid, so compiling it quickly matters most.
     loop.prepare.addFnAttr(llvm::Attribute::OptimizeNone);
     loop.prepare.addFnAttr(llvm::Attribute::NoInline);
     return result;
@@ -200,7 +199,7 @@ platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
     const auto origin = reinterpret_cast<std::uintptr_t>(code.entry(PrepareEntry));
     return GeneratedCode{.code = std::move(code),
                          .locations = SourceLocations(std::move(locations), origin),
-                         .commonBytes = tile.commonBytes,
+                         .hoistedBytes = tile.hoistedBytes,
                          .placement = std::move(tile.placement)};
 }
 

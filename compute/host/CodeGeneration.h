@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// From a canonical kernel to machine code in memory.
+// From a canonical kernel to machine code in memory: vectorises it, adds the loop over threads,
+// confines its accesses, and runs LLVM's code generator and the linker.
 #pragma once
 
 #include "compute/backend/SourceLocations.h"
-#include "compute/host/MachineCode.h"
-#include "compute/host/PlaceVariables.h"
+#include "compute/host/code/MachineCode.h"
+#include "compute/host/memory/PlaceVariables.h"
 #include "compute/kernel/pipeline/Canonical.h"
 #include "compute/target/HostTarget.h"
 
@@ -14,15 +15,15 @@ namespace compute::host {
 
 struct GeneratedCode {
     MachineCode code;
-    SourceLocations locations; ///< of the code where it lies
-    unsigned commonBytes;      ///< of memory that the threads of a grid have in common
+    SourceLocations locations; ///< for the addresses that the code runs at
+    unsigned hoistedBytes;     ///< size of the hoisted memory
     Placement placement;
 };
 
-/// Numbers of the entries of the code; the functions of ThreadLoop.h.
+/// The entry points of the code, which ThreadLoop.h describes.
 enum CodeEntry : unsigned { PrepareEntry, TileEntry };
 
-/// Empties the kernel's module. Calls on different threads do not disturb each other.
+/// Consumes the kernel's module. Thread-safe for different kernels.
 platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
                                              const target::HostTarget& target,
                                              const kernel::CompilerOptions& options,

@@ -3,8 +3,8 @@
 #include "compute/host/HostKernel.h"
 
 #include "compute/host/CodeGeneration.h"
-#include "compute/host/LeasedMemory.h"
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/loop/ThreadLoop.h"
+#include "compute/host/memory/LeasedMemory.h"
 #include "compute/kernel/KernelSignature.h"
 #include "compute/workers/Workers.h"
 #include "platform/base/Fatal.h"
@@ -22,7 +22,8 @@ namespace {
 static_assert(sizeof(Bindings) == kernel::slotCount * sizeof(void*) &&
               offsetof(Bindings, textures) == kernel::firstTextureSlot * sizeof(void*));
 
-/// Kernels take what is bound for addresses of their region, from which offsets lead far.
+/// Replaces null pointers by an address in the region of kernels, because generated code takes
+/// every bound pointer for one and adds offsets to it.
 Bindings withoutNull(Bindings bindings) {
     std::byte* nowhere = memory::AddressRegion::nowhere();
     std::ranges::replace(bindings.buffers, nullptr, nowhere);
@@ -30,13 +31,13 @@ Bindings withoutNull(Bindings bindings) {
     return bindings;
 }
 
-/// As KernelSignature.h describes it.
+/// The record that KernelSignature.h describes.
 struct GridRecord {
     Extent grid;
     Extent group;
 };
 
-/// As ThreadLoop.h describes it.
+/// The record that ThreadLoop.h describes.
 struct TileRecord {
     std::array<std::uint32_t, 3> begin;
     std::array<std::uint32_t, 3> end;
@@ -64,9 +65,10 @@ private:
 /// Divides a grid into tiles of whole rows, or pieces of a row where rows are long.
 class Tiling {
 public:
-    /// Of the `grid` from `begin` on along x.
+    /// The positions along x start at `begin`.
     Tiling(Extent grid, std::uint32_t begin) : m_grid(grid), m_begin(begin) {
-        // Enough threads that starting a tile does not show, few enough that cores finish together.
+        // Large enough that the cost of starting a tile is small, small enough that all cores
+        // finish at about the same time.
         constexpr std::uint32_t threadsPerTile = 2048;
         const std::uint32_t pieces =
             std::max(1u, (grid.width + threadsPerTile / 2) / threadsPerTile);
@@ -102,7 +104,7 @@ private:
 
 using Block = std::shared_ptr<memory::GuardedMemory>;
 
-/// Null when there are none.
+/// Null when the kernel has no tables in the region.
 platform::Result<Block> loadTables(const TableImage& image) {
     if (image.isEmpty())
         return Block();
@@ -111,7 +113,7 @@ platform::Result<Block> loadTables(const TableImage& image) {
     return memory;
 }
 
-/// Of the code together with its tables.
+/// The fingerprint of the code and its tables.
 Fingerprint combine(const Fingerprint& code, std::span<const std::byte> tables) {
     if (tables.empty())
         return code;
@@ -127,7 +129,7 @@ public:
           m_code(std::move(generated.code)),
           m_locations(std::move(generated.locations)),
           m_tables(std::move(tables)),
-          m_commonMemory(generated.commonBytes),
+          m_commonMemory(generated.hoistedBytes),
           m_frames(generated.placement.frameBytes) {}
 
     const SourceLocations* locations() const override { return &m_locations; }
@@ -149,7 +151,7 @@ public:
 private:
     // Generated code has no type in front of it that a sanitizer could check.
 
-    /// Has the kernel compute what all threads have in common.
+    /// Runs the kernel's code that computes hoisted values, once for the grid.
     [[clang::no_sanitize("function")]]
     void prepare(const Bindings& bindings, const GridRecord& grid, std::byte* common) const {
         auto* function = reinterpret_cast<PrepareFunction*>(m_code.entry(PrepareEntry));
@@ -184,8 +186,8 @@ private:
     mutable LeasedMemory m_frames;
 };
 
-/// Has the compiler build its tables and its code paged in, so that a program's first kernel
-/// compiles as quickly as its second.
+/// Makes the compiler build its tables and the system page its code in, so that a program's first
+/// kernel compiles as quickly as its second.
 void compileTrivialKernel(const target::HostTarget& target) {
     kernel::Program program;
     program.context = std::make_unique<llvm::LLVMContext>();

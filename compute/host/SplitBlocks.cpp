@@ -11,7 +11,7 @@
 namespace compute::host {
 namespace {
 
-/// Instructions of one piece.
+/// The length of a piece in instructions.
 constexpr std::size_t pieceLength = 500;
 
 } // namespace

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Instructions are selected and put in order block by block, in a time that grows faster than the
-// block. A long program without a branch is one block.
+// Instruction selection and scheduling work on one block at a time and take more than linear time,
+// while a long kernel without branches is a single block.
 #pragma once
 
 #include <llvm/IR/Function.h>
 
 namespace compute::host {
 
-/// Cuts blocks into pieces that are quick to compile and still long enough to be compiled well.
+/// Splits long blocks into pieces that compile quickly and are still long enough to be optimised
+/// well.
 void splitBlocks(llvm::Function& function);
 
 } // namespace compute::host

@@ -20,13 +20,13 @@ using llvm::BasicBlock;
 using llvm::Instruction;
 using llvm::Loop;
 
-/// Blocks that a value may live through.
-constexpr unsigned longLife = 48;
-/// Blocks that all long lives together take. Below it, the allocator is quick.
-constexpr unsigned manyLives = 20'000;
-/// Values read from common memory of which only few would find a register.
-constexpr unsigned manyReads = 100;
-/// Instructions of a loop before which what it uses is read, not in it.
+/// A live range of more blocks than this is long.
+constexpr unsigned longRange = 48;
+/// The allocator is quick while all long live ranges together have fewer blocks than this.
+constexpr unsigned manyBlocks = 20'000;
+/// Of more hoisted values than this, few would stay in registers.
+constexpr unsigned manyLoads = 100;
+/// In front of a loop of fewer instructions than this, values are reloaded once for the whole loop.
 constexpr std::size_t smallLoop = 500;
 
 bool isAddress(const llvm::Value* pointer) {
@@ -35,30 +35,32 @@ bool isAddress(const llvm::Value* pointer) {
            (step == nullptr || step->hasAllConstantIndices());
 }
 
-/// Whether the value is read from memory that nothing changes, or that for all lanes, and can as
-/// well be read anew where it is used.
-bool mayBeReadAgain(const llvm::Value* value) {
+/// Whether the value is a load of memory that never changes, or the broadcast of one.
+bool isRematerialisable(const llvm::Value* value) {
     if (const auto* load = llvm::dyn_cast<llvm::LoadInst>(value))
         return load->hasMetadata(llvm::LLVMContext::MD_invariant_load) &&
                isAddress(load->getPointerOperand());
     const auto* splat = llvm::dyn_cast<llvm::ShuffleVectorInst>(value);
     const auto* insert =
         splat != nullptr ? llvm::dyn_cast<llvm::InsertElementInst>(splat->getOperand(0)) : nullptr;
-    return insert != nullptr && splat->isZeroEltSplat() && mayBeReadAgain(insert->getOperand(1));
+    return insert != nullptr && splat->isZeroEltSplat() &&
+           isRematerialisable(insert->getOperand(1));
 }
 
-llvm::Value* readAgain(llvm::IRBuilder<>& builder, llvm::Value* value) {
+llvm::Value* cloneLoad(llvm::IRBuilder<>& builder, llvm::Value* value) {
     auto* known = llvm::dyn_cast<Instruction>(value);
     if (known == nullptr)
         return value;
     Instruction* again = known->clone();
     for (llvm::Use& operand : again->operands())
-        operand.set(readAgain(builder, operand));
+        operand.set(cloneLoad(builder, operand));
     return builder.Insert(again);
 }
 
-/// The uses of a value in each block, with the instruction before which it is needed for them.
-using Places = llvm::MapVector<BasicBlock*, llvm::SmallVector<std::pair<llvm::Use*, Instruction*>>>;
+/// The uses of a value by the block in which it is reloaded for them, each with the instruction
+/// before which it must be there.
+using Reloads =
+    llvm::MapVector<BasicBlock*, llvm::SmallVector<std::pair<llvm::Use*, Instruction*>>>;
 
 Instruction* firstOf(llvm::ArrayRef<std::pair<llvm::Use*, Instruction*>> uses) {
     Instruction* first = uses.front().second;
@@ -68,9 +70,9 @@ Instruction* firstOf(llvm::ArrayRef<std::pair<llvm::Use*, Instruction*>> uses) {
     return first;
 }
 
-class Lives {
+class LiveRanges {
 public:
-    explicit Lives(llvm::Function& function)
+    explicit LiveRanges(llvm::Function& function)
         : m_function(function), m_dominators(function), m_loops(m_dominators) {
         unsigned number = 0;
         for (BasicBlock& block : function) {
@@ -84,16 +86,17 @@ public:
         }
     }
 
-    void shorten();
+    void split();
 
 private:
-    static bool mayBeKept(const Instruction& value);
+    static bool isSpillable(const Instruction& value);
     unsigned length(const Instruction& value) const;
-    /// Where a use of the value gets it from: before the user, or before a loop around it.
+    /// The instruction before which the value is reloaded for a use: the user itself, or the end of
+    /// the preheader of a small loop around it.
     Instruction* placeOf(Instruction& value, const llvm::Use& use) const;
-    Places placesOf(Instruction& value) const;
-    void keep(Instruction& value);
-    void readWhereUsed(Instruction& value);
+    Reloads reloadsOf(Instruction& value) const;
+    void spill(Instruction& value);
+    void rematerialise(Instruction& value);
 
     llvm::Function& m_function;
     llvm::DominatorTree m_dominators;
@@ -103,13 +106,13 @@ private:
     llvm::DenseMap<const Loop*, std::size_t> m_loopSizes;
 };
 
-bool Lives::mayBeKept(const Instruction& value) {
+bool LiveRanges::isSpillable(const Instruction& value) {
     const llvm::Type* type = value.getType();
     return !type->isVoidTy() && !type->isAggregateType() && !llvm::isa<llvm::AllocaInst>(value) &&
            !value.isTerminator();
 }
 
-unsigned Lives::length(const Instruction& value) const {
+unsigned LiveRanges::length(const Instruction& value) const {
     const BasicBlock* home = value.getParent();
     unsigned last = m_numbers.lookup(home);
     for (const llvm::Use& use : value.uses()) {
@@ -118,7 +121,7 @@ unsigned Lives::length(const Instruction& value) const {
         if (const auto* phi = llvm::dyn_cast<llvm::PHINode>(user))
             block = phi->getIncomingBlock(use);
         last = std::max(last, m_numbers.lookup(block));
-        // What a loop uses lives until it ends.
+        // A value that a loop uses is live until the loop ends.
         for (const Loop* loop = m_loops.getLoopFor(block); loop != nullptr && !loop->contains(home);
              loop = loop->getParentLoop())
             last = std::max(last, m_loopEnds.lookup(loop));
@@ -126,7 +129,7 @@ unsigned Lives::length(const Instruction& value) const {
     return last - m_numbers.lookup(home);
 }
 
-Instruction* Lives::placeOf(Instruction& value, const llvm::Use& use) const {
+Instruction* LiveRanges::placeOf(Instruction& value, const llvm::Use& use) const {
     auto* user = llvm::cast<Instruction>(use.getUser());
     Instruction* place = user;
     if (auto* phi = llvm::dyn_cast<llvm::PHINode>(user))
@@ -139,34 +142,33 @@ Instruction* Lives::placeOf(Instruction& value, const llvm::Use& use) const {
     return place;
 }
 
-Places Lives::placesOf(Instruction& value) const {
-    Places places;
+Reloads LiveRanges::reloadsOf(Instruction& value) const {
+    Reloads reloads;
     for (llvm::Use& use : value.uses()) {
         Instruction* place = placeOf(value, use);
         if (place->getParent() != value.getParent())
-            places[place->getParent()].push_back({&use, place});
+            reloads[place->getParent()].push_back({&use, place});
     }
-    return places;
+    return reloads;
 }
 
-void Lives::readWhereUsed(Instruction& value) {
-    for (auto& [block, uses] : placesOf(value)) {
+void LiveRanges::rematerialise(Instruction& value) {
+    for (auto& [block, uses] : reloadsOf(value)) {
         llvm::IRBuilder<> builder(firstOf(uses));
-        llvm::Value* again = readAgain(builder, &value);
+        llvm::Value* again = cloneLoad(builder, &value);
         for (const auto& [use, place] : uses)
             use->set(again);
     }
 }
 
-void Lives::keep(Instruction& value) {
-    // Conditions have no form in memory that all processors read quickly, but the signs of bytes
-    // do.
+void LiveRanges::spill(Instruction& value) {
+    // Not every processor loads masks quickly, so a condition is stored as the sign of a byte.
     llvm::Type* type = value.getType();
     const bool isCondition = type->isIntOrIntVectorTy(1);
     llvm::Type* kept = isCondition ? type->getWithNewBitWidth(8) : type;
     llvm::IRBuilder<> builder(&*m_function.getEntryBlock().begin());
     llvm::AllocaInst* memory = builder.CreateAlloca(kept);
-    for (auto& [block, uses] : placesOf(value)) {
+    for (auto& [block, uses] : reloadsOf(value)) {
         builder.SetInsertPoint(firstOf(uses));
         llvm::Value* again = builder.CreateAlignedLoad(kept, memory, memory->getAlign());
         if (isCondition)
@@ -180,35 +182,35 @@ void Lives::keep(Instruction& value) {
                                memory->getAlign());
 }
 
-void Lives::shorten() {
-    llvm::SmallVector<llvm::WeakTrackingVH> read;
+void LiveRanges::split() {
+    llvm::SmallVector<llvm::WeakTrackingVH> loads;
     std::vector<Instruction*> values;
     unsigned total = 0;
     for (Instruction& value : llvm::instructions(m_function)) {
-        if (mayBeReadAgain(&value)) {
-            read.push_back(&value);
+        if (isRematerialisable(&value)) {
+            loads.push_back(&value);
             continue;
         }
-        const unsigned blocks = mayBeKept(value) ? length(value) : 0;
-        if (blocks <= longLife)
+        const unsigned blocks = isSpillable(value) ? length(value) : 0;
+        if (blocks <= longRange)
             continue;
         values.push_back(&value);
         total += blocks;
     }
-    if (total > manyLives)
+    if (total > manyBlocks)
         for (Instruction* value : values)
-            keep(*value);
-    if (read.size() <= manyReads)
+            spill(*value);
+    if (loads.size() <= manyLoads)
         return;
-    for (llvm::Value* value : read)
-        readWhereUsed(llvm::cast<Instruction>(*value));
-    llvm::RecursivelyDeleteTriviallyDeadInstructionsPermissive(read);
+    for (llvm::Value* value : loads)
+        rematerialise(llvm::cast<Instruction>(*value));
+    llvm::RecursivelyDeleteTriviallyDeadInstructionsPermissive(loads);
 }
 
 } // namespace
 
 void splitLiveRanges(llvm::Function& function) {
-    Lives(function).shorten();
+    LiveRanges(function).split();
 }
 
 } // namespace compute::host

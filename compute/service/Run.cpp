@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/service/Run.h"
 
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 #include "compute/service/FaultReport.h"
 #include "compute/service/Isolation.h"
 #include "compute/service/Probe.h"

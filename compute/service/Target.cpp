@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/service/Target.h"
 
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 
 #include <cerrno>
 #include <cstring>

@@ -12,13 +12,13 @@
 namespace compute::simd {
 namespace {
 
-/// Processors whose vectors have no more lanes may lack a fused multiply-add.
+/// Processors whose vectors have no more lanes than this may lack a fused multiply-add.
 constexpr unsigned lanesWithoutFusing = 4;
 
-/// Gives each way of a branch that all threads take together a block of its own. The loops do not
-/// know about these. Returns whether there are any.
-bool splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
-                      const llvm::LoopInfo& loops) {
+/// Splits the critical edges of uniform branches, so that each side begins with a block of its own.
+/// `loops` does not learn of the new blocks. Returns whether there are any.
+bool splitUniformEdges(llvm::Function& kernel, const Uniformity& uniformity,
+                       const llvm::LoopInfo& loops) {
     bool isChanged = false;
     llvm::SmallVector<llvm::BasicBlock*> blocks;
     for (llvm::BasicBlock& block : kernel)
@@ -30,12 +30,12 @@ bool splitCommonEdges(llvm::Function& kernel, const Uniformity& uniformity,
             continue;
         const llvm::Loop* loop = loops.getLoopFor(block);
         for (unsigned i : {0u, 1u}) {
-            llvm::BasicBlock* way = branch->getSuccessor(i);
-            const bool staysInLoop = loop == nullptr || loop->contains(way);
-            const bool isBackEdge = loop != nullptr && loop->getHeader() == way;
-            if (way->getSinglePredecessor() == nullptr && staysInLoop &&
-                (isBackEdge || !uniformity.parts(*block))) {
-                llvm::SplitEdge(block, way);
+            llvm::BasicBlock* successor = branch->getSuccessor(i);
+            const bool staysInLoop = loop == nullptr || loop->contains(successor);
+            const bool isBackEdge = loop != nullptr && loop->getHeader() == successor;
+            if (successor->getSinglePredecessor() == nullptr && staysInLoop &&
+                (isBackEdge || !uniformity.diverges(*block))) {
+                llvm::SplitEdge(block, successor);
                 isChanged = true;
             }
         }
@@ -64,8 +64,8 @@ FunctionPlan::FunctionPlan(llvm::Function& function, ParameterStrides parameters
     m_groups = std::make_unique<AccessGroups>(function, *m_strides, m_memory);
 }
 
-/// Anew for all of them: brought up to date block by block, it would take the square of their
-/// number.
+/// Computes both analyses anew: updating them for one new block after the other would take
+/// quadratic time.
 void FunctionPlan::findBlocks() {
     m_dominators.recalculate(m_function);
     m_loops.releaseMemory();
@@ -74,7 +74,7 @@ void FunctionPlan::findBlocks() {
 
 void FunctionPlan::analyseControl() {
     m_uniformity = std::make_unique<Uniformity>(m_function, m_memory.varying(), m_parameters);
-    if (splitCommonEdges(m_function, *m_uniformity, m_loops))
+    if (splitUniformEdges(m_function, *m_uniformity, m_loops))
         findBlocks();
     m_tree = std::make_unique<ControlTree>(m_function, m_dominators, m_loops, *m_uniformity);
 }
@@ -85,8 +85,8 @@ void FunctionPlan::layOut(LaneBuilder& builder, WideValues& values, const WideCa
     for (llvm::Instruction& instruction :
          llvm::make_early_inc_range(llvm::instructions(m_function)))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction)) {
-            if (m_memory.kind(variable) == PrivateMemory::Kind::Shared) {
-                // The function keeps its own for callers that need no lanes.
+            if (m_memory.kind(variable) == PrivateMemory::Kind::Uniform) {
+                // The scalar function keeps its own variable: uniform calls still use it.
                 llvm::Instruction* made = variable->clone();
                 made->insertInto(&entry, entry.begin());
                 values.setScalar(variable, made);

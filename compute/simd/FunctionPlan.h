@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// All that is known of one function before it is laid out for several threads: what differs by
-// lane, where threads part and meet again, how its memory is kept.
+// The results of all analyses of one function, before vector code is emitted for it: which values
+// are uniform, affine or varying, where threads diverge and reconverge, how its private arrays are
+// stored.
 #pragma once
 
 #include "compute/simd/analysis/AccessGroups.h"
@@ -28,11 +29,11 @@ public:
         return registerPressureOf(m_function, m_loops, *m_strides);
     }
     unsigned depth() const { return m_tree->depth(); }
-    /// Bytes of the private arrays that differ by lane.
+    /// Bytes of the private arrays that exist once per lane.
     std::uint64_t privateBytes(unsigned lanes) const { return m_memory.bytes(lanes); }
 
-    /// Lays out the function where the builder stands, for the threads in `mask`. `values` has its
-    /// parameters.
+    /// Emits the vector code of the function where the builder stands, for the threads in `mask`.
+    /// `values` must hold the function's parameters already.
     void layOut(LaneBuilder& builder, WideValues& values, const WideCalls& calls,
                 llvm::BasicBlock& entry, llvm::Value* mask) const;
     const Strides& strides() const { return *m_strides; }

@@ -15,9 +15,10 @@
 namespace compute::simd {
 namespace {
 
-/// Of all lanes together, as for one thread of the scalar kernel: the stacks are made for that.
+/// The limit for all lanes together. A scalar kernel has the same limit for its one thread, and the
+/// stacks are sized for it.
 constexpr std::uint64_t maxPrivateBytes = 1u << 20;
-/// Pieces may be nested this deeply; laying them out takes stack.
+/// Regions may be nested this deeply: WidenControl recurses once for each level.
 constexpr unsigned maxDepth = 2000;
 
 const char* obstacle(const llvm::Instruction& instruction) {
@@ -26,14 +27,14 @@ const char* obstacle(const llvm::Instruction& instruction) {
     if (llvm::isa<llvm::LoadInst, llvm::StoreInst, llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(
             instruction))
         return arithmeticObstacle(instruction);
-    return "an instruction with effects";
+    return "an instruction with side effects";
 }
 
 platform::Result<void> checkInstructions(llvm::Function& function) {
     for (const llvm::Instruction& instruction : llvm::instructions(function)) {
         if (instruction.isTerminator() &&
             !llvm::isa<llvm::BranchInst, llvm::ReturnInst>(instruction))
-            return platform::Error{"it has an unusual branch"};
+            return platform::Error{"it has a terminator that is neither a branch nor a return"};
         if (const char* reason = obstacle(instruction))
             return platform::Error{std::string("it has ") + reason};
     }
@@ -42,7 +43,8 @@ platform::Result<void> checkInstructions(llvm::Function& function) {
 
 using Plans = std::vector<std::unique_ptr<const FunctionPlan>>;
 
-/// What all calls that are not uniform themselves agree on, in the functions of `plans`.
+/// A parameter is uniform when it is so at every call in the functions of `plans`; nothing is known
+/// of the others.
 ParameterStrides parametersOf(const llvm::Function& function, const Plans& plans) {
     ParameterStrides strides(function.arg_size(), 0);
     for (const auto& plan : plans)
@@ -57,7 +59,7 @@ ParameterStrides parametersOf(const llvm::Function& function, const Plans& plans
     return strides;
 }
 
-/// The wide function's only result, which the function returns at its only exit.
+/// Ends the wide function: it returns the vector of what `function` returns at its only exit.
 void returnResult(LaneBuilder& builder, WideValues& values, llvm::Function& function,
                   llvm::Function& wide) {
     llvm::Type* type = wide.getReturnType();
@@ -76,7 +78,8 @@ void returnResult(LaneBuilder& builder, WideValues& values, llvm::Function& func
         builder.CreateRet(result);
         return;
     }
-    // The exit may lie where nobody gets to.
+    // The block that made the result need not dominate the place where the builder stands, so the
+    // result passes through a variable, which becomes phis again at once.
     llvm::AllocaInst* variable = builder.variable(type, 1, llvm::Align(64));
     llvm::ReturnInst* leave = builder.CreateRet(builder.CreateLoad(type, variable));
     builder.SetInsertPoint(made->getParent(),
@@ -108,20 +111,22 @@ void fillWide(const FunctionPlan& plan, llvm::Function& wide, const WideCalls& c
     returnResult(builder, values, plan.function(), wide);
 }
 
-/// Instructions of a kernel. Two vectors in flight take half as long again to compile.
+/// Instructions of a kernel that is compiled quickly even with two vectors in flight, which take
+/// half as long again to compile.
 constexpr unsigned quickToCompile = 1000;
 
-/// Whether several vectors in flight find registers, and something to do while one of them waits.
-/// By measurement of some forty kernels: those with more of what they wait for in vain were slower.
+/// Whether the live values of several vectors fit into registers, and whether there is enough
+/// arithmetic to hide the latency of one vector behind the others. The thresholds were measured on
+/// some forty kernels: those beyond them, which mostly wait for memory, became slower.
 bool gainsFromSeveral(const RegisterPressure& pressure) {
     constexpr unsigned registers = 32;
-    constexpr unsigned littleWork = 3;
+    constexpr unsigned littleArithmetic = 3;
     constexpr unsigned fewScattered = 3;
-    constexpr unsigned workToHideOne = 18;
-    return pressure.numbers <= registers && pressure.work > littleWork &&
-           4 * pressure.wide <= pressure.work &&
+    constexpr unsigned arithmeticToHideOne = 18;
+    return pressure.liveWords <= registers && pressure.arithmetic > littleArithmetic &&
+           4 * pressure.wide <= pressure.arithmetic &&
            (pressure.scattered <= fewScattered ||
-            workToHideOne * pressure.scattered <= pressure.work);
+            arithmeticToHideOne * pressure.scattered <= pressure.arithmetic);
 }
 
 class KernelVectoriser final : public Vectoriser {
@@ -136,7 +141,7 @@ public:
     platform::Result<void> chooseLanes(unsigned lanes, target::VectorsInFlight vectors) {
         for (const auto& plan : m_plans)
             if (plan->depth() > maxDepth)
-                return platform::Error{"its blocks are nested too deeply"};
+                return platform::Error{"its control flow is nested too deeply"};
         if (privateBytes(lanes) > maxPrivateBytes)
             return platform::Error{"its private arrays are too large"};
         const bool takesMost = vectors.most > 1 &&
@@ -182,7 +187,7 @@ private:
         WideValues values(builder, plan.strides(), frame.entry);
         builder.SetInsertPoint(&frame.body);
         llvm::Argument* x = plan.function().getArg(kernel::XArgument);
-        llvm::Value* positions = wideOfEven(builder, values, &frame.x, 1);
+        llvm::Value* positions = wideOfAffine(builder, values, &frame.x, 1);
         values.setScalar(x, &frame.x);
         values.setWide(x, positions);
         llvm::Value* everyThread = builder.CreateICmpULT(positions, values.wide(&frame.end));

@@ -16,7 +16,7 @@
 namespace compute::kernel {
 
 /// Variables and tables that an access may leave, or whose address escapes, must lie in the region
-/// already (compute/host/PlaceVariables.h).
+/// already (compute/host/memory/PlaceVariables.h).
 void confineAccesses(llvm::Function& function);
 
 } // namespace compute::kernel

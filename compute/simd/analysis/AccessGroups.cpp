@@ -19,7 +19,7 @@ bool isSimple(const llvm::Instruction& access) {
     return load != nullptr ? load->isSimple() : llvm::cast<llvm::StoreInst>(access).isSimple();
 }
 
-/// Whether every word that is touched is touched as a whole.
+/// Whether the members cover every word that they touch completely.
 bool coversWords(const AccessGroup& group) {
     unsigned bytes = 0;
     for (const AccessGroup::Member& member : group.members)
@@ -32,7 +32,7 @@ bool coversWords(const AccessGroup& group) {
     return true;
 }
 
-/// Numbers may lie across two words only when they are two words long.
+/// Whether no member but those of two words straddles a boundary between words.
 bool isAligned(const AccessGroup& group) {
     return std::ranges::all_of(group.members, [&](const AccessGroup::Member& member) {
         return (member.offset - group.start()) % std::min(member.size, wordBytes) == 0;
@@ -62,21 +62,21 @@ unsigned AccessGroup::words() const {
 
 namespace {
 
-/// Whether one access a lane would do for a group of uneven pointers anyway.
+/// Whether a plain gather or scatter does the same for pointers that are not affine.
 bool isSingleWord(const AccessGroup& group) {
     return group.members.size() == 1 && group.members[0].size <= wordBytes;
 }
 
-bool isWovenVariable(const llvm::Value* pointer, const PrivateMemory& memory) {
+bool isInterleavedVariable(const llvm::Value* pointer, const PrivateMemory& memory) {
     const auto* variable = llvm::dyn_cast<llvm::AllocaInst>(llvm::getUnderlyingObject(pointer, 0));
-    return variable != nullptr && memory.kind(variable) == PrivateMemory::Kind::Woven;
+    return variable != nullptr && memory.kind(variable) == PrivateMemory::Kind::Interleaved;
 }
 
 } // namespace
 
 AccessGroups::AccessGroups(llvm::Function& kernel, const Strides& strides,
                            const PrivateMemory& memory)
-    : m_layout(kernel.getParent()->getDataLayout()), m_likely(strides, m_layout) {
+    : m_layout(kernel.getParent()->getDataLayout()), m_speculative(strides, m_layout) {
     for (llvm::BasicBlock& block : kernel)
         scan(block, strides, memory);
 }
@@ -87,19 +87,19 @@ void AccessGroups::scan(llvm::BasicBlock& block, const Strides& strides,
     std::vector<AccessGroup> stores;
     for (llvm::Instruction& instruction : block) {
         const llvm::Value* pointer = llvm::getLoadStorePointerOperand(&instruction);
-        bool isPart = pointer != nullptr && isSimple(instruction);
+        bool isMember = pointer != nullptr && isSimple(instruction);
         std::optional<std::int64_t> stride;
-        if (isPart) {
+        if (isMember) {
             stride = strides.of(pointer);
-            isPart = stride ? *stride >= wordBytes && *stride % wordBytes == 0 &&
-                                  *stride <= AccessGroup::maxWords * wordBytes
-                            : !isWovenVariable(pointer, memory);
+            isMember = stride ? *stride >= wordBytes && *stride % wordBytes == 0 &&
+                                    *stride <= AccessGroup::maxWords * wordBytes
+                              : !isInterleavedVariable(pointer, memory);
         }
         if (instruction.mayWriteToMemory())
             close(loads);
         if (instruction.mayReadFromMemory())
             close(stores);
-        if (isPart)
+        if (isMember)
             add(llvm::isa<llvm::LoadInst>(instruction) ? loads : stores, instruction, stride);
         else if (instruction.mayWriteToMemory())
             close(stores);
@@ -119,7 +119,7 @@ void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access
     const AccessGroup::Member member{&access, offset.getSExtValue(), size};
     const bool isStore = llvm::isa<llvm::StoreInst>(access);
     for (AccessGroup& group : open) {
-        if (group.root != root || group.isEven != stride.has_value() ||
+        if (group.root != root || group.isAffine != stride.has_value() ||
             group.stride != stride.value_or(0))
             continue;
         AccessGroup larger = group;
@@ -136,21 +136,21 @@ void AccessGroups::add(std::vector<AccessGroup>& open, llvm::Instruction& access
             return;
         }
     }
-    // Stores stay in order: what does not belong to the open group ends it. Loads need not look
-    // far for company.
-    constexpr std::size_t mostOpen = 32;
-    if (isStore || open.size() == mostOpen)
+    // Stores stay in order, so a store outside the open group ends it. Loads may join any open
+    // group; the number of these is limited to bound the time that the search takes.
+    constexpr std::size_t maxOpen = 32;
+    if (isStore || open.size() == maxOpen)
         close(open);
     open.push_back({.members = {member},
                     .root = root,
                     .stride = stride.value_or(0),
-                    .isEven = stride.has_value(),
+                    .isAffine = stride.has_value(),
                     .isStore = isStore});
 }
 
-std::int64_t AccessGroups::likelyStride(const AccessGroup& group) {
+std::int64_t AccessGroups::speculativeStride(const AccessGroup& group) {
     const std::int64_t size = group.end() - group.start();
-    const std::int64_t stride = m_likely.of(group.root).value_or(size);
+    const std::int64_t stride = m_speculative.of(group.root).value_or(size);
     const bool isFit =
         stride >= size && stride % wordBytes == 0 && stride <= AccessGroup::maxWords * wordBytes;
     return isFit ? stride : size;
@@ -158,10 +158,10 @@ std::int64_t AccessGroups::likelyStride(const AccessGroup& group) {
 
 void AccessGroups::close(std::vector<AccessGroup>& open) {
     for (AccessGroup& group : open) {
-        if (!isAligned(group) || !coversWords(group) || (!group.isEven && isSingleWord(group)))
+        if (!isAligned(group) || !coversWords(group) || (!group.isAffine && isSingleWord(group)))
             continue;
-        if (!group.isEven)
-            group.stride = likelyStride(group);
+        if (!group.isAffine)
+            group.stride = speculativeStride(group);
         m_all.push_back(std::make_unique<AccessGroup>(std::move(group)));
         for (const AccessGroup::Member& member : m_all.back()->members)
             m_groups[member.access] = m_all.back().get();

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Accesses that together read or write a small structure in each lane: the four components of a
-// pixel. Where the structures of neighbouring lanes lie side by side, they are done as whole
-// vectors of memory, woven from or into the lanes; elsewhere at least as few and as large pieces a
-// lane.
+// Interleaved access groups: accesses that together read or write a small structure in each lane,
+// such as the four components of a pixel. Where the structures of neighbouring lanes are contiguous
+// in memory, a group becomes loads or stores of whole vectors and shuffles; elsewhere it becomes
+// the fewest and largest accesses per lane.
 #pragma once
 
 #include "compute/simd/analysis/SpeculativeStrides.h"
@@ -13,7 +13,8 @@
 
 namespace compute::simd {
 
-/// Same structure, same block, and nothing between them that could tell their order.
+/// Accesses to one structure from one block, with no instruction between them that could observe
+/// their order.
 struct AccessGroup {
     struct Member {
         llvm::Instruction* access;
@@ -24,19 +25,18 @@ struct AccessGroup {
     static constexpr std::int64_t maxWords = 8;
 
     llvm::SmallVector<Member, 4> members; ///< in program order
-    llvm::Value* root = nullptr;          ///< a pointer that differs by lane
-    /// Bytes from lane to lane, a multiple of 4. Unless isEven, what they probably are; the size of
-    /// the structure when nothing is known, as if they lay side by side.
+    llvm::Value* root = nullptr;          ///< a pointer that varies by lane
+    /// Bytes from lane to lane, a multiple of 4. Unless isAffine, a speculation: the size of the
+    /// structure, as if the structures were contiguous, when nothing better is known.
     std::int64_t stride = 0;
-    bool isEven = true;
+    bool isAffine = true;
     bool isStore = false;
 
     std::int64_t start() const;
     std::int64_t end() const;
     /// One bit for each word of the structure that a member touches.
     unsigned words() const;
-    /// The member in whose place the group is done: no load comes later than it was, no store
-    /// earlier.
+    /// The member in whose place the group's code is emitted: no load moves down, no store up.
     const llvm::Instruction* place() const {
         return isStore ? members.back().access : members.front().access;
     }
@@ -51,14 +51,14 @@ public:
 
 private:
     void scan(llvm::BasicBlock& block, const Strides& strides, const PrivateMemory& memory);
-    /// `stride`: none for uneven pointers.
+    /// `stride`: none for pointers that are not affine.
     void add(std::vector<AccessGroup>& open, llvm::Instruction& access,
              std::optional<std::int64_t> stride);
     void close(std::vector<AccessGroup>& open);
-    std::int64_t likelyStride(const AccessGroup& group);
+    std::int64_t speculativeStride(const AccessGroup& group);
 
     const llvm::DataLayout& m_layout;
-    SpeculativeStrides m_likely;
+    SpeculativeStrides m_speculative;
     std::vector<std::unique_ptr<AccessGroup>> m_all;
     llvm::DenseMap<const llvm::Instruction*, const AccessGroup*> m_groups;
 };

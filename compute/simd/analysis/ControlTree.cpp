@@ -28,16 +28,16 @@ ControlTree::ControlTree(llvm::Function& kernel, const llvm::DominatorTree& domi
     const std::vector<Block*> order = topologicalOrder(kernel);
     for (Block* block : order)
         link(block);
-    findRejoins(order);
+    findReconvergence(order);
     findContinuations(order);
     for (const llvm::Loop* loop : loops.getLoopsInPreorder())
-        judgeLoop(*loop);
+        classifyLoop(*loop);
     weigh(order);
     findMaskRoots(order);
     findDepth(order);
 }
 
-const Blocks& ControlTree::childrenOf(const Children& children, const Block* block) {
+const Blocks& ControlTree::lookUp(const Children& children, const Block* block) {
     static const Blocks none;
     const auto found = children.find(block);
     return found == children.end() ? none : found->second;
@@ -72,20 +72,22 @@ void ControlTree::link(Block* block) {
     const llvm::Loop* level = levelOf(block);
     if (level != nullptr && level->getHeader() == block)
         level = level->getParentLoop();
-    const bool isBelowLoop = levelOf(parent) != level;
-    (isBelowLoop ? m_belowLoop : m_below)[parent].push_back(block);
+    const bool isChildOfLoop = levelOf(parent) != level;
+    (isChildOfLoop ? m_childrenOfLoop : m_children)[parent].push_back(block);
 }
 
-/// Finds, in each level, the node that all ways from a node come together in: post-dominators of
-/// one iteration. Back edges and ways out of the level lead to one common end.
-void ControlTree::findRejoins(const std::vector<Block*>& order) {
+/// Finds the immediate post-dominator of each node within one iteration of its level: there the
+/// threads that reached the node reconverge. Back edges and edges that leave the level all lead to
+/// one virtual end node.
+void ControlTree::findReconvergence(const std::vector<Block*>& order) {
     llvm::DenseMap<const Block*, unsigned> position;
     for (unsigned i = 0; i < order.size(); ++i)
         position[order[i]] = i;
     const unsigned end = static_cast<unsigned>(order.size());
-    // A header stands for its loop in `around` and for itself in `meet`.
-    std::vector<unsigned> meet(order.size(), end);
-    std::vector<unsigned> around(order.size(), end);
+    // Immediate post-dominators. A header stands for itself in the first and for its whole loop,
+    // as a node of the level around it, in the second.
+    std::vector<unsigned> ofBlock(order.size(), end);
+    std::vector<unsigned> ofLoop(order.size(), end);
 
     const auto positionAt = [&](Block* target, const llvm::Loop* level) {
         if (level != nullptr && (target == level->getHeader() || !level->contains(target)))
@@ -94,9 +96,9 @@ void ControlTree::findRejoins(const std::vector<Block*>& order) {
     };
     const auto above = [&](unsigned node, const llvm::Loop* level) {
         const bool isLoop = levelOf(order[node]) != level;
-        return isLoop ? around[node] : meet[node];
+        return isLoop ? ofLoop[node] : ofBlock[node];
     };
-    const auto common = [&](unsigned a, unsigned b, const llvm::Loop* level) {
+    const auto nearestCommon = [&](unsigned a, unsigned b, const llvm::Loop* level) {
         while (a != b)
             (a < b ? a : b) = above(std::min(a, b), level);
         return a;
@@ -106,7 +108,7 @@ void ControlTree::findRejoins(const std::vector<Block*>& order) {
         bool isFirst = true;
         for (Block* target : targets) {
             const unsigned next = positionAt(target, level);
-            found = isFirst ? next : common(found, next, level);
+            found = isFirst ? next : nearestCommon(found, next, level);
             isFirst = false;
         }
         return found;
@@ -114,30 +116,31 @@ void ControlTree::findRejoins(const std::vector<Block*>& order) {
     for (unsigned i = end; i-- > 0;) {
         Block* block = order[i];
         llvm::Loop* level = levelOf(block);
-        meet[i] = join(llvm::successors(block), level);
+        ofBlock[i] = join(llvm::successors(block), level);
         if (level != nullptr && level->getHeader() == block) {
             llvm::SmallVector<Block*> exits;
             level->getUniqueExitBlocks(exits);
-            around[i] = join(exits, level->getParentLoop());
+            ofLoop[i] = join(exits, level->getParentLoop());
         }
     }
-    const auto mark = [&](const Children& children, const std::vector<unsigned>& joins) {
-        for (const auto& [parent, blocks] : children)
+    const auto mark = [&](const Children& all, const std::vector<unsigned>& postDominators) {
+        for (const auto& [parent, blocks] : all)
             for (Block* child : blocks)
-                if (joins[position[parent]] == position[child])
-                    m_rejoins.insert(child);
+                if (postDominators[position[parent]] == position[child])
+                    m_reconverging.insert(child);
     };
-    mark(m_below, meet);
-    mark(m_belowLoop, around);
+    mark(m_children, ofBlock);
+    mark(m_childrenOfLoop, ofLoop);
 }
 
 /// Whether each iteration of the level around `node` reaches it. A header stands for its loop.
-bool ControlTree::isReliable(const Block* node, const llvm::Loop* level) const {
+bool ControlTree::isAlwaysReached(const Block* node, const llvm::Loop* level) const {
     const Block* parent = parentOf(node);
     if (levelOf(parent) != level)
-        return m_rejoins.contains(node) && m_reliableLoops.contains(levelBelow(parent, level));
-    return m_reliable.contains(parent) &&
-           (m_rejoins.contains(node) || m_continuations.lookup(parent) == node);
+        return m_reconverging.contains(node) &&
+               m_alwaysReachedLoops.contains(levelBelow(parent, level));
+    return m_alwaysReached.contains(parent) &&
+           (m_reconverging.contains(node) || m_continuations.lookup(parent) == node);
 }
 
 void ControlTree::findContinuations(const std::vector<Block*>& order) {
@@ -146,13 +149,13 @@ void ControlTree::findContinuations(const std::vector<Block*>& order) {
         if (level == nullptr)
             continue;
         if (level->getHeader() == block) {
-            m_reliable.insert(block);
-            if (level->getParentLoop() != nullptr && isReliable(block, level->getParentLoop()))
-                m_reliableLoops.insert(level);
-        } else if (isReliable(block, level)) {
-            m_reliable.insert(block);
+            m_alwaysReached.insert(block);
+            if (level->getParentLoop() != nullptr && isAlwaysReached(block, level->getParentLoop()))
+                m_alwaysReachedLoops.insert(level);
+        } else if (isAlwaysReached(block, level)) {
+            m_alwaysReached.insert(block);
         }
-        if (m_reliable.contains(block))
+        if (m_alwaysReached.contains(block))
             findContinuation(block, *level);
     }
 }
@@ -169,20 +172,20 @@ void ControlTree::findContinuation(Block* block, const llvm::Loop& loop) {
     }
 }
 
-void ControlTree::judgeLoop(const llvm::Loop& loop) {
+void ControlTree::classifyLoop(const llvm::Loop& loop) {
     llvm::SmallVector<Block*> leaving;
     loop.getExitingBlocks(leaving);
-    const bool isOpen = llvm::all_of(leaving, [&](Block* block) {
+    const bool allJump = llvm::all_of(leaving, [&](Block* block) {
         return levelOf(block) == &loop && m_continuations.contains(block);
     });
-    if (!isOpen)
+    if (!allJump)
         return;
-    m_open.insert(&loop);
-    if (llvm::none_of(leaving, [&](Block* block) { return m_uniformity.parts(*block); }))
-        m_together.insert(&loop);
+    m_jumpingExits.insert(&loop);
+    if (llvm::none_of(leaving, [&](Block* block) { return m_uniformity.diverges(*block); }))
+        m_uniformExits.insert(&loop);
 }
 
-Blocks ControlTree::targetsBeyond(Block* first) const {
+Blocks ControlTree::exitTargets(Block* first) const {
     const llvm::Loop* level = levelOf(first);
     if (level != nullptr && level->getHeader() == first)
         level = level->getParentLoop();
@@ -206,7 +209,7 @@ void ControlTree::weigh(const std::vector<Block*>& order) {
         own.instructions += static_cast<unsigned>(block->size());
         const auto* branch = llvm::dyn_cast<llvm::BranchInst>(block->getTerminator());
         own.needsThread |=
-            branch != nullptr && branch->isConditional() && !m_uniformity.parts(*block);
+            branch != nullptr && branch->isConditional() && !m_uniformity.diverges(*block);
         own.needsThread |= m_loops.isLoopHeader(block);
         own.needsThread |= llvm::any_of(*block, [](const llvm::Instruction& instruction) {
             const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction);
@@ -216,10 +219,10 @@ void ControlTree::weigh(const std::vector<Block*>& order) {
                    !llvm::isSafeToSpeculativelyExecute(&instruction);
         });
         if (Block* parent = parentOf(block)) {
-            const Weight piece = own;
+            const Weight region = own;
             Weight& above = m_weights[parent];
-            above.instructions += piece.instructions;
-            above.needsThread |= piece.needsThread;
+            above.instructions += region.instructions;
+            above.needsThread |= region.needsThread;
         }
     }
 }
@@ -234,15 +237,15 @@ void ControlTree::findMaskRoots(const std::vector<Block*>& order) {
         const Block* root = block;
         if (const Block* parent = parentOf(block)) {
             const bool isSame =
-                m_rejoins.contains(block) ||
-                (block->getSinglePredecessor() == parent && !m_uniformity.parts(*parent));
+                m_reconverging.contains(block) ||
+                (block->getSinglePredecessor() == parent && !m_uniformity.diverges(*parent));
             if (isSame)
                 root = levelOf(parent) == level ? m_maskRoots.lookup(parent)
                                                 : rootsOfLoops.lookup(levelBelow(parent, level));
         }
         if (isHeader) {
             rootsOfLoops[levelOf(block)] = root;
-            if (!leavesTogether(levelOf(block)))
+            if (!hasUniformExits(levelOf(block)))
                 root = block;
         }
         m_maskRoots[block] = root;
@@ -255,7 +258,7 @@ void ControlTree::findDepth(const std::vector<Block*>& order) {
         const Block* parent = parentOf(block);
         if (parent == nullptr)
             continue;
-        const bool isFlat = m_rejoins.contains(block) || continuation(parent) == block;
+        const bool isFlat = m_reconverging.contains(block) || continuation(parent) == block;
         const unsigned depth =
             depths.lookup(parent) + (isFlat && !m_loops.isLoopHeader(block) ? 0 : 1);
         depths[block] = depth;

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The order in which blocks are laid out when threads walk a kernel together, and what is known of
-// the set of threads that reach each block.
+// A partial linearisation of the control-flow graph: the order in which blocks are laid out when
+// the lanes run through a kernel together, and what is known of the set of threads (the mask) that
+// reaches each block.
 //
-// Loops are single nodes of the level around them, so each level is free of cycles. In a level,
-// every block hangs below its immediate dominator. Laying out a node, then what hangs below it in
-// topological order, keeps all that a block dominates in one piece: the piece can be jumped over
-// when no thread enters it, and no value of it is used outside but by phis at edges that leave it.
+// A loop is a single node of the level around it, so each level is acyclic. Within a level the tree
+// is the dominator tree. Laying out a node and then its children in topological order keeps the
+// region that a block dominates contiguous. So the region can be jumped over when no thread enters
+// it, and values of it are used outside only by phis at the edges that leave it.
 #pragma once
 
 #include "compute/simd/analysis/Uniformity.h"
@@ -30,31 +31,34 @@ public:
                 const llvm::LoopInfo& loops, const Uniformity& uniformity);
 
     const llvm::LoopInfo& loops() const { return m_loops; }
-    /// What hangs below a block, or below a whole loop, in its level, in topological order.
-    const Blocks& below(const Block* block) const { return childrenOf(m_below, block); }
-    const Blocks& belowLoop(const llvm::Loop* loop) const {
-        return childrenOf(m_belowLoop, loop->getHeader());
+    /// The children of a block, or of a whole loop, within the level; in topological order.
+    const Blocks& children(const Block* block) const { return lookUp(m_children, block); }
+    const Blocks& childrenOfLoop(const llvm::Loop* loop) const {
+        return lookUp(m_childrenOfLoop, loop->getHeader());
     }
-    /// Whether every thread that reached the node above reaches this block in the same iteration.
-    bool rejoins(const Block* block) const { return m_rejoins.contains(block); }
+    /// Whether the threads that reached the parent of this block reconverge here: all of them come,
+    /// in the same iteration.
+    bool reconverges(const Block* block) const { return m_reconverging.contains(block); }
     /// For a block that each iteration of its loop reaches unless all threads left before, and that
-    /// ends by leaving the loop or going on: the block where it goes on. Null for all others.
+    /// ends by leaving the loop or staying in it: the successor in the loop. Null for all others.
     Block* continuation(const Block* block) const { return m_continuations.lookup(block); }
-    /// Whether all threads leave the loop at the same place in the same iteration.
-    bool leavesTogether(const llvm::Loop* loop) const { return m_together.contains(loop); }
-    /// Whether all ways out of the loop are at blocks with a continuation().
-    bool leavesInTheOpen(const llvm::Loop* loop) const { return m_open.contains(loop); }
-    /// The block where the set of threads that reaches `block` was last narrowed.
+    /// Whether all threads leave the loop by the same exit in the same iteration, so that there is
+    /// no temporal divergence.
+    bool hasUniformExits(const llvm::Loop* loop) const { return m_uniformExits.contains(loop); }
+    /// Whether each exit of the loop is at a block with a continuation(). Every exit can then be a
+    /// real jump, taken as soon as no thread stays.
+    bool allExitsJump(const llvm::Loop* loop) const { return m_jumpingExits.contains(loop); }
+    /// The block where the mask with which `block` runs was last narrowed.
     const Block* maskRoot(const Block* block) const { return m_maskRoots.lookup(block); }
 
-    /// How many pieces that may be jumped over lie inside one another, at most.
+    /// The greatest number of regions nested in one another that may be jumped over.
     unsigned depth() const { return m_depth; }
 
-    /// Blocks reached by edges that leave the piece which begins at `block`; also the header that
-    /// the piece goes back to.
-    Blocks targetsBeyond(Block* block) const;
-    /// Instructions in the piece which begins at `block`, and whether running it without any thread
-    /// could do harm.
+    /// The targets of the edges that leave the region which `block` dominates in its level,
+    /// including the loop header that back edges lead to.
+    Blocks exitTargets(Block* block) const;
+    /// The instructions of the region that `block` dominates, and whether running them with an
+    /// empty mask could do harm.
     struct Weight {
         unsigned instructions = 0;
         bool needsThread = false;
@@ -63,36 +67,36 @@ public:
 
 private:
     using Children = llvm::DenseMap<const Block*, Blocks>;
-    static const Blocks& childrenOf(const Children& children, const Block* block);
+    static const Blocks& lookUp(const Children& children, const Block* block);
 
     llvm::Loop* levelOf(const Block* block) const { return m_loops.getLoopFor(block); }
     Block* nodeAt(Block* block, const llvm::Loop* level) const;
     /// The loop directly inside `level` that `block` is in.
     llvm::Loop* levelBelow(const Block* block, const llvm::Loop* level) const;
     void link(Block* block);
-    void findRejoins(const std::vector<Block*>& order);
+    void findReconvergence(const std::vector<Block*>& order);
     void findContinuations(const std::vector<Block*>& order);
     void findContinuation(Block* block, const llvm::Loop& loop);
-    bool isReliable(const Block* node, const llvm::Loop* level) const;
-    void judgeLoop(const llvm::Loop& loop);
+    bool isAlwaysReached(const Block* node, const llvm::Loop* level) const;
+    void classifyLoop(const llvm::Loop& loop);
     void weigh(const std::vector<Block*>& order);
     void findMaskRoots(const std::vector<Block*>& order);
     void findDepth(const std::vector<Block*>& order);
-    /// The node that `block` hangs below; its loop's header when that node is a loop.
+    /// The parent of `block` in the tree; when that is a loop, the loop's header.
     Block* parentOf(const Block* block) const;
 
     const llvm::DominatorTree& m_dominators;
     const llvm::LoopInfo& m_loops;
     const Uniformity& m_uniformity;
-    Children m_below;
-    Children m_belowLoop;
-    llvm::SmallPtrSet<const Block*, 16> m_rejoins;
-    // Reached by each iteration of the level around them unless all threads left before.
-    llvm::SmallPtrSet<const Block*, 16> m_reliable;
-    llvm::SmallPtrSet<const llvm::Loop*, 8> m_reliableLoops;
+    Children m_children;
+    Children m_childrenOfLoop;
+    llvm::SmallPtrSet<const Block*, 16> m_reconverging;
+    // What each iteration of the level around it reaches unless all threads left before.
+    llvm::SmallPtrSet<const Block*, 16> m_alwaysReached;
+    llvm::SmallPtrSet<const llvm::Loop*, 8> m_alwaysReachedLoops;
     llvm::DenseMap<const Block*, Block*> m_continuations;
-    llvm::SmallPtrSet<const llvm::Loop*, 8> m_together;
-    llvm::SmallPtrSet<const llvm::Loop*, 8> m_open;
+    llvm::SmallPtrSet<const llvm::Loop*, 8> m_uniformExits;
+    llvm::SmallPtrSet<const llvm::Loop*, 8> m_jumpingExits;
     llvm::DenseMap<const Block*, const Block*> m_maskRoots;
     llvm::DenseMap<const Block*, Weight> m_weights;
     unsigned m_depth = 0;

@@ -25,52 +25,53 @@ DivergentJoins::Edges DivergentJoins::edgesOf(BasicBlock& block) const {
     return edges;
 }
 
-const BasicBlock* DivergentJoins::endOf(BasicBlock& block) const {
+const BasicBlock* DivergentJoins::reconvergenceOf(BasicBlock& block) const {
     return m_postDominators.getNode(&block)->getIDom()->getBlock();
 }
 
-DivergentJoins::Blocks DivergentJoins::partedOver(const Edges& edges, const BasicBlock& start,
-                                                  const BasicBlock* end) const {
+DivergentJoins::Blocks DivergentJoins::divergentRegion(const Edges& edges, const BasicBlock& start,
+                                                       const BasicBlock* end) const {
     llvm::SmallPtrSet<BasicBlock*, 16> found;
-    Blocks parted;
+    Blocks region;
     const auto reach = [&](BasicBlock* block) {
         if (!m_dominators.dominates(block, &start) && found.insert(block).second)
-            parted.push_back(block);
+            region.push_back(block);
     };
     for (const auto& [from, to] : edges)
         reach(to);
-    for (std::size_t i = 0; i < parted.size(); ++i)
-        if (parted[i] != end)
-            for (BasicBlock* next : llvm::successors(parted[i]))
+    for (std::size_t i = 0; i < region.size(); ++i)
+        if (region[i] != end)
+            for (BasicBlock* next : llvm::successors(region[i]))
                 reach(next);
-    std::ranges::sort(parted, {}, [&](const BasicBlock* block) { return m_order.lookup(block); });
-    return parted;
+    std::ranges::sort(region, {}, [&](const BasicBlock* block) { return m_order.lookup(block); });
+    return region;
 }
 
-std::vector<BasicBlock*> DivergentJoins::joins(const Edges& edges, const Blocks& parted) const {
-    // Each block gets the way by which all threads come there, or is the start of a new one.
-    llvm::DenseMap<const BasicBlock*, Edge> ways;
+std::vector<BasicBlock*> DivergentJoins::joins(const Edges& edges, const Blocks& region) const {
+    // The label of a block is the edge over which all threads come there. A block that different
+    // labels reach is a join, and a new label for the blocks after it.
+    llvm::DenseMap<const BasicBlock*, Edge> labels;
     std::vector<BasicBlock*> found;
-    for (BasicBlock* block : parted) {
+    for (BasicBlock* block : region) {
         llvm::SmallSetVector<Edge, 4> incoming;
         for (BasicBlock* from : llvm::predecessors(block))
-            if (const auto way = ways.find(from); way != ways.end())
-                incoming.insert(way->second);
+            if (const auto label = labels.find(from); label != labels.end())
+                incoming.insert(label->second);
             else if (edges.contains({from, block}))
                 incoming.insert({from, block});
         if (incoming.size() > 1)
             found.push_back(block);
-        ways[block] = incoming.size() == 1 ? incoming[0] : Edge{block, block};
+        labels[block] = incoming.size() == 1 ? incoming[0] : Edge{block, block};
     }
     return found;
 }
 
-std::vector<BasicBlock*> DivergentJoins::behind(BasicBlock& block) const {
+std::vector<BasicBlock*> DivergentJoins::ofBranch(BasicBlock& block) const {
     const Edges edges = edgesOf(block);
-    return joins(edges, partedOver(edges, block, endOf(block)));
+    return joins(edges, divergentRegion(edges, block, reconvergenceOf(block)));
 }
 
-std::vector<BasicBlock*> DivergentJoins::behind(const llvm::Loop& loop) const {
+std::vector<BasicBlock*> DivergentJoins::ofExits(const llvm::Loop& loop) const {
     Edges edges;
     for (BasicBlock* from : loop.blocks())
         for (BasicBlock* to : llvm::successors(from))
@@ -79,17 +80,17 @@ std::vector<BasicBlock*> DivergentJoins::behind(const llvm::Loop& loop) const {
     BasicBlock* end = edges.empty() ? nullptr : edges[0].second;
     for (const auto& [from, to] : edges)
         end = end == nullptr ? nullptr : m_postDominators.findNearestCommonDominator(end, to);
-    return joins(edges, partedOver(edges, *loop.getHeader(), end));
+    return joins(edges, divergentRegion(edges, *loop.getHeader(), end));
 }
 
-std::vector<const llvm::Loop*> DivergentJoins::leftBy(BasicBlock& block) const {
+std::vector<const llvm::Loop*> DivergentJoins::loopsLeftBy(BasicBlock& block) const {
     std::vector<const llvm::Loop*> left;
     const llvm::Loop* loop = m_loops.getLoopFor(&block);
     if (loop == nullptr)
         return left;
-    const Blocks parted = partedOver(edgesOf(block), block, endOf(block));
+    const Blocks region = divergentRegion(edgesOf(block), block, reconvergenceOf(block));
     for (; loop != nullptr; loop = loop->getParentLoop())
-        if (!std::ranges::all_of(parted, [&](BasicBlock* way) { return loop->contains(way); }))
+        if (!std::ranges::all_of(region, [&](BasicBlock* one) { return loop->contains(one); }))
             left.push_back(loop);
     return left;
 }

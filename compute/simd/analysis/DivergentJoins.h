@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Where threads that part come together again, having come by different ways: behind a branch, and
-// behind a loop that they leave in different rounds. Values that meet there differ by thread even
-// when each of them is the same for all.
+// Joins of divergent control flow (sync dependence): the blocks that threads reach over disjoint
+// paths, from a divergent branch or from a loop that they leave in different iterations (temporal
+// divergence). A phi of such a block varies by lane even when all of its operands are uniform.
 #pragma once
 
 #include <llvm/ADT/DenseMap.h>
@@ -22,12 +22,14 @@ public:
     /// `dominators` must outlive this.
     DivergentJoins(llvm::Function& function, const llvm::DominatorTree& dominators);
 
-    /// Behind the branch that ends the block, in the same round of the loops around it.
-    std::vector<llvm::BasicBlock*> behind(llvm::BasicBlock& block) const;
-    std::vector<llvm::BasicBlock*> behind(const llvm::Loop& loop) const;
+    /// The joins of the branch that ends the block, within one iteration of the loops around it.
+    std::vector<llvm::BasicBlock*> ofBranch(llvm::BasicBlock& block) const;
+    /// The joins of all edges that leave the loop.
+    std::vector<llvm::BasicBlock*> ofExits(const llvm::Loop& loop) const;
 
-    /// The loops that some threads leave by the branch that ends the block while others stay.
-    std::vector<const llvm::Loop*> leftBy(llvm::BasicBlock& block) const;
+    /// The loops that become temporally divergent when the branch that ends the block diverges:
+    /// some threads leave them while others stay.
+    std::vector<const llvm::Loop*> loopsLeftBy(llvm::BasicBlock& block) const;
 
 private:
     using Edge = std::pair<llvm::BasicBlock*, llvm::BasicBlock*>;
@@ -35,13 +37,13 @@ private:
     using Blocks = std::vector<llvm::BasicBlock*>;
 
     Edges edgesOf(llvm::BasicBlock& block) const;
-    const llvm::BasicBlock* endOf(llvm::BasicBlock& block) const;
-    /// What threads may run through that part over the edges, until all have come to `end`, which
-    /// is included; in an order in which each comes after what leads there. Rounds of the loops
-    /// around `start` end there as well.
-    Blocks partedOver(const Edges& edges, const llvm::BasicBlock& start,
-                      const llvm::BasicBlock* end) const;
-    std::vector<llvm::BasicBlock*> joins(const Edges& edges, const Blocks& parted) const;
+    /// The immediate post-dominator, where threads reconverge at the latest.
+    const llvm::BasicBlock* reconvergenceOf(llvm::BasicBlock& block) const;
+    /// The blocks that threads which diverged over `edges` may run, up to and including `end`, in
+    /// topological order. Back edges to the loops around `start` are not followed.
+    Blocks divergentRegion(const Edges& edges, const llvm::BasicBlock& start,
+                           const llvm::BasicBlock* end) const;
+    std::vector<llvm::BasicBlock*> joins(const Edges& edges, const Blocks& region) const;
 
     const llvm::DominatorTree& m_dominators;
     llvm::PostDominatorTree m_postDominators;

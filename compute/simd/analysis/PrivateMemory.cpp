@@ -46,26 +46,27 @@ void PrivateMemory::trace(llvm::AllocaInst& variable) {
     }
 }
 
-/// The threads that read must be among those that wrote, and nothing that is written may differ
-/// between them.
-bool PrivateMemory::isShared(const Uses& uses, const Uniformity& uniformity,
-                             const ControlTree& tree, const llvm::DominatorTree& dominators) const {
+/// All writes must be uniform and made under the same mask, and the threads that read must be a
+/// subset of those that wrote.
+bool PrivateMemory::isUniform(const Uses& uses, const Uniformity& uniformity,
+                              const ControlTree& tree,
+                              const llvm::DominatorTree& dominators) const {
     if (!uses.isTraceable)
         return false;
     const Block* root = nullptr;
     for (const llvm::Instruction* write : uses.writes) {
-        const bool isSame = llvm::all_of(write->operands(), [&](const llvm::Use& operand) {
+        const bool isUniform = llvm::all_of(write->operands(), [&](const llvm::Use& operand) {
             return uniformity.isUniform(operand.get());
         });
         const Block* writeRoot = tree.maskRoot(write->getParent());
-        if (!isSame || (root != nullptr && writeRoot != root))
+        if (!isUniform || (root != nullptr && writeRoot != root))
             return false;
         root = writeRoot;
     }
     if (root == nullptr)
         return true;
     const llvm::Loop* loop = tree.loops().getLoopFor(root);
-    while (loop != nullptr && tree.leavesTogether(loop))
+    while (loop != nullptr && tree.hasUniformExits(loop))
         loop = loop->getParentLoop();
     return llvm::all_of(uses.reads, [&](const llvm::Instruction* read) {
         const bool isAtomic =
@@ -75,20 +76,20 @@ bool PrivateMemory::isShared(const Uses& uses, const Uniformity& uniformity,
     });
 }
 
-/// Bytes of the elements when all accesses take one whole element.
-std::optional<std::uint64_t> PrivateMemory::findGranule(const llvm::AllocaInst& variable,
-                                                        const Uses& uses) const {
+/// The size of an element, if every access reads or writes exactly one.
+std::optional<std::uint64_t> PrivateMemory::findElementBytes(const llvm::AllocaInst& variable,
+                                                             const Uses& uses) const {
     if (!uses.isOnlyIndexed)
         return std::nullopt;
     const std::uint64_t size = sizeOf(variable, m_layout);
-    std::uint64_t granule = 0;
+    std::uint64_t elementBytes = 0;
     const auto isElement = [&](llvm::Type* type) {
         const std::uint64_t size = m_layout.getTypeStoreSize(type).getFixedValue();
         const bool isPlain = type->isIntegerTy(8) || type->isIntegerTy(16) ||
                              type->isIntegerTy(32) || type->isIntegerTy(64) || type->isHalfTy() ||
                              type->isFloatTy() || type->isDoubleTy() || type->isPointerTy();
-        granule = granule == 0 ? size : granule;
-        return isPlain && size == granule;
+        elementBytes = elementBytes == 0 ? size : elementBytes;
+        return isPlain && size == elementBytes;
     };
     llvm::SmallVector<llvm::Value*> addresses;
     for (auto* accesses : {&uses.reads, &uses.writes})
@@ -105,46 +106,48 @@ std::optional<std::uint64_t> PrivateMemory::findGranule(const llvm::AllocaInst& 
                 return std::nullopt;
             addresses.push_back(llvm::getLoadStorePointerOperand(access));
         }
-    if (granule == 0 || size % granule != 0)
+    if (elementBytes == 0 || size % elementBytes != 0)
         return std::nullopt;
     for (llvm::Value* address : addresses)
         while (address != &variable) {
             auto* step = llvm::cast<llvm::GEPOperator>(address);
             llvm::MapVector<llvm::Value*, llvm::APInt> scales;
             llvm::APInt constant(64, 0);
-            if (!step->collectOffset(m_layout, 64, scales, constant) || constant.urem(granule) != 0)
+            if (!step->collectOffset(m_layout, 64, scales, constant) ||
+                constant.urem(elementBytes) != 0)
                 return std::nullopt;
             for (const auto& [index, scale] : scales)
-                if (scale.urem(granule) != 0)
+                if (scale.urem(elementBytes) != 0)
                     return std::nullopt;
             address = step->getPointerOperand();
         }
-    return granule;
+    return elementBytes;
 }
 
 bool PrivateMemory::refute(const Uniformity& uniformity, const ControlTree& tree,
                            const llvm::DominatorTree& dominators) {
-    // Each variable may bring down the next; who has so many of them pays with memory.
-    constexpr unsigned mostRounds = 6;
-    const bool isLate = ++m_rounds > mostRounds;
+    // One variable that becomes varying may make the next one varying, and so on. After a few
+    // iterations all the others become varying at once, which costs no more than memory.
+    constexpr unsigned maxIterations = 6;
+    const bool isLate = ++m_iterations > maxIterations;
     bool isRefuted = false;
     for (const auto& [variable, uses] : m_uses) {
         if (m_varying.contains(variable))
             continue;
-        if (!isLate && isShared(uses, uniformity, tree, dominators))
+        if (!isLate && isUniform(uses, uniformity, tree, dominators))
             continue;
         isRefuted = true;
         m_varying.insert(variable);
-        if (const auto granule = findGranule(*variable, uses))
-            m_granules[variable] = *granule;
+        if (const auto elementBytes = findElementBytes(*variable, uses))
+            m_elementBytes[variable] = *elementBytes;
     }
     return isRefuted;
 }
 
 PrivateMemory::Kind PrivateMemory::kind(const llvm::AllocaInst* variable) const {
     if (!m_varying.contains(variable))
-        return Kind::Shared;
-    return m_granules.contains(variable) ? Kind::Woven : Kind::Copies;
+        return Kind::Uniform;
+    return m_elementBytes.contains(variable) ? Kind::Interleaved : Kind::Copies;
 }
 
 std::uint64_t PrivateMemory::sizeOf(const llvm::AllocaInst& variable,

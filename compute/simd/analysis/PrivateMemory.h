@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// How the private arrays of a kernel are kept when several threads run as one. An array that holds
-// the same for all of them exists once. One that differs by thread exists once a lane: woven, so
-// that the same element of neighbouring lanes lies side by side, or else as whole copies one after
-// the other, which any pointer can walk.
+// How the private arrays of a kernel are stored when each lane runs a thread. An array with uniform
+// contents exists once. One that varies exists once per lane: interleaved (as a structure of
+// arrays), so that the same element of all lanes is contiguous, or else as whole copies one after
+// the other, through which pointers of any kind can move.
 #pragma once
 
 #include "compute/simd/analysis/ControlTree.h"
@@ -17,13 +17,14 @@ namespace compute::simd {
 
 class PrivateMemory {
 public:
-    enum class Kind { Shared, Woven, Copies };
+    enum class Kind { Uniform, Interleaved, Copies };
 
-    /// Takes all variables of the kernel for shared.
+    /// Begins with the optimistic assumption that all variables of the kernel are uniform.
     explicit PrivateMemory(llvm::Function& kernel);
 
-    /// Takes back what `uniformity` and `tree`, made for varying(), contradict. Returns whether
-    /// there was anything: both depend on it and have to be made again then.
+    /// Makes those variables varying whose uniformity `uniformity` and `tree`, computed for
+    /// varying(), contradict. Returns whether there were any; both analyses depend on varying() and
+    /// must be computed again then.
     bool refute(const Uniformity& uniformity, const ControlTree& tree,
                 const llvm::DominatorTree& dominators);
 
@@ -31,32 +32,32 @@ public:
     /// Bytes of the variable for one thread.
     static std::uint64_t sizeOf(const llvm::AllocaInst& variable, const llvm::DataLayout& layout);
     const ValueSet& varying() const { return m_varying; }
-    /// Bytes of the elements of a woven variable.
-    std::uint64_t granule(const llvm::AllocaInst* variable) const {
-        return m_granules.lookup(variable);
+    /// The size of an element of an interleaved variable.
+    std::uint64_t elementBytes(const llvm::AllocaInst* variable) const {
+        return m_elementBytes.lookup(variable);
     }
-    /// Bytes that the lanes of all varying variables take.
+    /// The size of all varying variables for that many lanes.
     std::uint64_t bytes(unsigned lanes) const;
 
 private:
-    /// Everything that is done with a variable's memory.
+    /// The accesses to a variable's memory.
     struct Uses {
         llvm::SmallVector<llvm::Instruction*> reads;
         llvm::SmallVector<llvm::Instruction*> writes;
-        bool isTraceable = true;   ///< all of it is known
-        bool isOnlyIndexed = true; ///< addresses are made by indexing alone
+        bool isTraceable = true;   ///< the address does not escape: there are no other accesses
+        bool isOnlyIndexed = true; ///< pointers to it are made by getelementptr alone
     };
     void trace(llvm::AllocaInst& variable);
-    bool isShared(const Uses& uses, const Uniformity& uniformity, const ControlTree& tree,
-                  const llvm::DominatorTree& dominators) const;
-    std::optional<std::uint64_t> findGranule(const llvm::AllocaInst& variable,
-                                             const Uses& uses) const;
+    bool isUniform(const Uses& uses, const Uniformity& uniformity, const ControlTree& tree,
+                   const llvm::DominatorTree& dominators) const;
+    std::optional<std::uint64_t> findElementBytes(const llvm::AllocaInst& variable,
+                                                  const Uses& uses) const;
 
     const llvm::DataLayout& m_layout;
     llvm::MapVector<llvm::AllocaInst*, Uses> m_uses;
     ValueSet m_varying;
-    unsigned m_rounds = 0;
-    llvm::DenseMap<const llvm::AllocaInst*, std::uint64_t> m_granules;
+    unsigned m_iterations = 0; ///< calls of refute()
+    llvm::DenseMap<const llvm::AllocaInst*, std::uint64_t> m_elementBytes;
 };
 
 } // namespace compute::simd

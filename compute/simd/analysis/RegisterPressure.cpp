@@ -29,6 +29,7 @@ unsigned wordsOf(llvm::Type* type) {
     return type->getPrimitiveSizeInBits().getFixedValue() > 32 ? 2 : 1;
 }
 
+/// Liveness analysis of the varying values.
 class Liveness {
 public:
     Liveness(llvm::Function& function, const Strides& strides) : m_function(function) {
@@ -40,15 +41,15 @@ public:
         solve();
     }
 
-    /// The most words that are live at one place of the block.
-    unsigned most(const BasicBlock& block) const {
+    /// The most words that are live at one point of the block.
+    unsigned maxLive(const BasicBlock& block) const {
         llvm::BitVector live = m_liveOut.at(&block);
         return walkBack(block, live);
     }
 
 private:
-    /// From what is live at the block's end to what is at its start. Returns the most words on the
-    /// way.
+    /// Turns the values that are live at the block's end into those that are live at its start.
+    /// Returns the most words that are live in between.
     unsigned walkBack(const BasicBlock& block, llvm::BitVector& live) const {
         unsigned words = 0;
         for (const unsigned number : live.set_bits())
@@ -104,7 +105,7 @@ private:
     std::map<const BasicBlock*, llvm::BitVector> m_liveOut;
 };
 
-/// Atomics on memory of all threads run lane by lane.
+/// Atomics count more because they mostly run lane by lane.
 unsigned scatteredIn(const Instruction& instruction, const Strides& strides) {
     constexpr unsigned atomic = 8;
     if (instruction.isAtomic())
@@ -123,12 +124,12 @@ RegisterPressure registerPressureOf(llvm::Function& function, const llvm::LoopIn
         const llvm::Loop* loop = loops.getLoopFor(&block);
         if (!loops.empty() && (loop == nullptr || !loop->isInnermost()))
             continue;
-        found.numbers = std::max(found.numbers, liveness.most(block));
+        found.liveWords = std::max(found.liveWords, liveness.maxLive(block));
         for (const Instruction& instruction : block) {
             found.scattered += scatteredIn(instruction, strides);
             if (instruction.getType()->isVoidTy() || strides.of(&instruction))
                 continue;
-            ++found.work;
+            ++found.arithmetic;
             found.wide += instruction.getType()->isIntegerTy(64) ? 1 : 0;
         }
     }

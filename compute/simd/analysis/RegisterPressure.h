@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// How many numbers a thread has to remember at once, and how it spends its time. Two vectors in
-// flight keep the processor busy while each of them waits for its last result, but need twice the
-// registers.
+// Register pressure and instruction mix of a function, which decide how many vectors run through it
+// at once. Two vectors in flight hide each other's latency but need twice the registers.
 #pragma once
 
 #include "compute/simd/analysis/Strides.h"
@@ -11,13 +10,13 @@
 namespace compute::simd {
 
 struct RegisterPressure {
-    unsigned numbers = 0;   ///< of 32 bits that differ by lane and are needed later, at most
-    unsigned work = 0;      ///< operations on what differs by lane
-    unsigned wide = 0;      ///< those of them with results of 64 bits
-    unsigned scattered = 0; ///< accesses to memory, each lane somewhere else
+    unsigned liveWords = 0; ///< the most words of 32 bits, of varying values, that are live at once
+    unsigned arithmetic = 0; ///< instructions with a varying result
+    unsigned wide = 0;       ///< those of them with a result of 64 bits
+    unsigned scattered = 0;  ///< gathers and scatters; an atomic counts as several
 };
 
-/// Of the function's innermost loops if it has any, because there the time goes; else of all of it.
+/// Looks at the innermost loops alone if the function has loops, since they take most of the time.
 RegisterPressure registerPressureOf(llvm::Function& function, const llvm::LoopInfo& loops,
                                     const Strides& strides);
 

@@ -9,10 +9,10 @@
 namespace compute::simd {
 namespace {
 
-/// Lanes that a quotient has in common to count as the same for all.
-constexpr std::int64_t commonLanes = 16;
-/// As far as anybody computes an address.
-constexpr unsigned mostSteps = 100;
+/// A quotient counts as uniform when at least this many neighbouring lanes have the same.
+constexpr std::int64_t uniformLanes = 16;
+/// The length of a chain of operands that is followed; computations of addresses are shorter.
+constexpr unsigned maxDepth = 100;
 constexpr std::int64_t largestStride = 1 << 20;
 
 std::optional<std::int64_t> wholeNumber(const llvm::Value* value) {
@@ -39,7 +39,7 @@ std::optional<std::int64_t> SpeculativeStrides::of(const llvm::Value* value) {
     if (const auto certain = m_strides.of(value))
         return certain;
     const auto* instruction = llvm::dyn_cast<llvm::Instruction>(value);
-    if (instruction == nullptr || m_depth >= mostSteps)
+    if (instruction == nullptr || m_depth >= maxDepth)
         return std::nullopt;
     const auto [known, isNew] = m_known.try_emplace(value);
     if (!isNew)
@@ -64,8 +64,8 @@ SpeculativeStrides::Guess SpeculativeStrides::product(const llvm::Value* value, 
 
 SpeculativeStrides::Guess SpeculativeStrides::quotient(const llvm::Value* value, Guess divisor) {
     const Guess stride = of(value);
-    const bool isCommon = divisor && stride && *divisor >= commonLanes * std::abs(*stride);
-    return isCommon ? Guess(0) : std::nullopt;
+    const bool isUniform = divisor && stride && *divisor >= uniformLanes * std::abs(*stride);
+    return isUniform ? Guess(0) : std::nullopt;
 }
 
 SpeculativeStrides::Guess SpeculativeStrides::choice(llvm::ArrayRef<const llvm::Value*> values) {

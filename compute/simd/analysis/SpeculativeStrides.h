@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// How much addresses probably grow from lane to lane, where Strides cannot promise it: pixels are
-// found with numbers that were rounded from floating point, held at an edge or wrapped around it,
-// and in most rows of lanes none of that happens. Memory access looks whether it is so, and then
-// has no need to gather.
+// Strides that addresses probably have where Strides cannot prove any. The position of a pixel is
+// often rounded from floating point, clamped to an edge or wrapped around it, and in most vectors
+// none of that makes a difference. Emitted code compares the addresses with the speculated stride
+// at run time and gathers only when they differ.
 #pragma once
 
 #include "compute/simd/analysis/Strides.h"
@@ -18,7 +18,7 @@ public:
     explicit SpeculativeStrides(const Strides& strides, const llvm::DataLayout& layout)
         : m_strides(strides), m_layout(layout) {}
 
-    /// None when nothing speaks for any stride.
+    /// None when no stride is likely.
     std::optional<std::int64_t> of(const llvm::Value* value);
 
 private:
@@ -29,7 +29,8 @@ private:
     Guess sum(Guess first, Guess second, std::int64_t sign = 1);
     Guess product(const llvm::Value* value, Guess factor);
     Guess quotient(const llvm::Value* value, Guess divisor);
-    /// Of values one of which is chosen; being held at a bound is the exception.
+    /// The stride of a selection among values. Uniform ones are taken for the bounds of a clamp,
+    /// which few lanes reach.
     Guess choice(llvm::ArrayRef<const llvm::Value*> values);
 
     const Strides& m_strides;

@@ -11,7 +11,8 @@
 namespace compute::simd {
 namespace {
 
-/// Larger steps gain nothing, and with this bound a row of lanes wraps around at most once.
+/// Larger strides gain nothing, and within this bound the lanes of a vector wrap around at most
+/// once.
 constexpr std::int64_t largestStride = 1 << 20;
 
 bool mayHaveStride(const llvm::Type* type) {
@@ -20,8 +21,8 @@ bool mayHaveStride(const llvm::Type* type) {
 
 } // namespace
 
-Strides::Guess Strides::even(std::int64_t stride) {
-    return stride > largestStride || stride < -largestStride ? uneven() : Guess{false, stride};
+Strides::Guess Strides::affine(std::int64_t stride) {
+    return stride > largestStride || stride < -largestStride ? notAffine() : Guess{false, stride};
 }
 
 Strides::Strides(llvm::Function& function, const llvm::LoopInfo& loops,
@@ -45,7 +46,7 @@ Strides::Strides(llvm::Function& function, const llvm::LoopInfo& loops,
                 if (found == known)
                     continue;
                 hasChanged = true;
-                known = known.isUnknown ? found : uneven();
+                known = known.isUnknown ? found : notAffine();
             }
     }
 }
@@ -62,11 +63,11 @@ std::int64_t Strides::copyStride(const llvm::AllocaInst& variable, const llvm::D
 
 Strides::Guess Strides::guess(const llvm::Value* value) const {
     if (!llvm::isa<llvm::Instruction, llvm::Argument>(value) || m_uniformity.isUniform(value))
-        return even(0);
+        return affine(0);
     const auto known = m_guesses.find(value);
     if (known != m_guesses.end())
         return known->second;
-    return mayHaveStride(value->getType()) ? Guess{} : uneven();
+    return mayHaveStride(value->getType()) ? Guess{} : notAffine();
 }
 
 Strides::Guess Strides::findSum(const llvm::Instruction& sum, int sign) const {
@@ -75,21 +76,21 @@ Strides::Guess Strides::findSum(const llvm::Instruction& sum, int sign) const {
     if (first.isUnknown || second.isUnknown)
         return {};
     if (!first.stride || !second.stride)
-        return uneven();
-    return even(*first.stride + sign * *second.stride);
+        return notAffine();
+    return affine(*first.stride + sign * *second.stride);
 }
 
 Strides::Guess Strides::findProduct(const llvm::Value* factor, const llvm::Value* value) const {
     const auto* constant = llvm::dyn_cast<llvm::ConstantInt>(factor);
     if (constant == nullptr || constant->getBitWidth() > 64)
-        return uneven();
+        return notAffine();
     const Guess known = guess(value);
     if (known.isUnknown || !known.stride)
         return known;
     const std::int64_t number = constant->getSExtValue();
     if (number > largestStride || number < -largestStride)
-        return uneven();
-    return even(*known.stride * number);
+        return notAffine();
+    return affine(*known.stride * number);
 }
 
 Strides::Guess Strides::findAddress(const llvm::GetElementPtrInst& address) const {
@@ -97,33 +98,33 @@ Strides::Guess Strides::findAddress(const llvm::GetElementPtrInst& address) cons
     llvm::MapVector<llvm::Value*, llvm::APInt> scales;
     llvm::APInt constant(64, 0);
     if (!llvm::cast<llvm::GEPOperator>(address).collectOffset(m_layout, 64, scales, constant))
-        return uneven();
+        return notAffine();
     Guess sum = base;
     for (const auto& [index, scale] : scales) {
         const Guess step = guess(index);
         if (step.isUnknown || sum.isUnknown)
             return {};
         if (!step.stride || !sum.stride || scale.sgt(largestStride))
-            return uneven();
-        // Indices narrower than addresses are extended, which strides do not survive in general.
+            return notAffine();
+        // Narrower indices are extended to 64 bits, and one that wraps around is not affine then.
         if (*step.stride != 0 && !index->getType()->isIntegerTy(64))
-            return uneven();
-        sum = even(*sum.stride + *step.stride * scale.getSExtValue());
+            return notAffine();
+        sum = affine(*sum.stride + *step.stride * scale.getSExtValue());
     }
     return sum;
 }
 
 Strides::Guess Strides::findJoin(llvm::ArrayRef<const llvm::Value*> values) const {
-    Guess common;
+    Guess joined;
     for (const llvm::Value* value : values) {
         const Guess next = guess(value);
         if (next.isUnknown)
             continue;
-        if (!common.isUnknown && common != next)
-            return uneven();
-        common = next;
+        if (!joined.isUnknown && joined != next)
+            return notAffine();
+        joined = next;
     }
-    return common;
+    return joined;
 }
 
 Strides::Guess Strides::findCast(const llvm::CastInst& cast) const {
@@ -133,9 +134,10 @@ Strides::Guess Strides::findCast(const llvm::CastInst& cast) const {
     case llvm::Instruction::IntToPtr:
     case llvm::Instruction::ZExt:
     case llvm::Instruction::SExt:
-        return mayHaveStride(cast.getOperand(0)->getType()) ? guess(cast.getOperand(0)) : uneven();
+        return mayHaveStride(cast.getOperand(0)->getType()) ? guess(cast.getOperand(0))
+                                                            : notAffine();
     default:
-        return uneven();
+        return notAffine();
     }
 }
 
@@ -149,13 +151,13 @@ Strides::Guess Strides::find(const llvm::Instruction& instruction) const {
     case llvm::Instruction::Or:
         return llvm::cast<llvm::PossiblyDisjointInst>(instruction).isDisjoint()
                    ? findSum(instruction, 1)
-                   : uneven();
+                   : notAffine();
     case llvm::Instruction::Mul:
         return findProduct(instruction.getOperand(1), instruction.getOperand(0));
     case llvm::Instruction::Shl: {
         const llvm::APInt* amount = nullptr;
         if (!match(instruction.getOperand(1), m_APInt(amount)) || amount->ugt(20))
-            return uneven();
+            return notAffine();
         return findProduct(llvm::ConstantInt::get(llvm::Type::getInt64Ty(instruction.getContext()),
                                                   1ull << amount->getZExtValue()),
                            instruction.getOperand(0));
@@ -164,21 +166,21 @@ Strides::Guess Strides::find(const llvm::Instruction& instruction) const {
         return findAddress(llvm::cast<llvm::GetElementPtrInst>(instruction));
     case llvm::Instruction::PHI: {
         const auto& phi = llvm::cast<llvm::PHINode>(instruction);
-        // Only where a loop begins: elsewhere the lanes may come from different blocks.
+        // Only a loop header: elsewhere the lanes may come from different blocks.
         if (!m_loops.isLoopHeader(phi.getParent()))
-            return uneven();
+            return notAffine();
         return findJoin({phi.getIncomingValue(0), phi.getIncomingValue(1)});
     }
     case llvm::Instruction::Alloca: {
         const auto& variable = llvm::cast<llvm::AllocaInst>(instruction);
         return m_memory.kind(&variable) == PrivateMemory::Kind::Copies
-                   ? even(copyStride(variable, m_layout))
-                   : uneven();
+                   ? affine(copyStride(variable, m_layout))
+                   : notAffine();
     }
     default:
         if (const auto* cast = llvm::dyn_cast<llvm::CastInst>(&instruction))
             return findCast(*cast);
-        return uneven();
+        return notAffine();
     }
 }
 

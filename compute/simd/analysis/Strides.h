@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Integers and pointers that grow by the same amount from each lane to the next: the position along
-// x, an array index made of it, the address of a pixel. Memory reached through them is read and
-// written in whole vectors.
+// Affine values: integers and pointers whose lanes are base + stride * lane, such as the position
+// along x, an array index made of it, or the address of a pixel. Memory reached through them is
+// read and written in whole vectors.
 #pragma once
 
 #include "compute/simd/analysis/PrivateMemory.h"
@@ -15,23 +15,23 @@ public:
     Strides(llvm::Function& function, const llvm::LoopInfo& loops, const Uniformity& uniformity,
             const PrivateMemory& memory, const ParameterStrides& parameters = kernelParameters());
 
-    /// How much `value` grows from lane to lane: 0 when it is uniform, none when it grows unevenly.
-    /// Integers grow modulo their width.
+    /// The difference between neighbouring lanes: 0 when `value` is uniform, none when it is not
+    /// affine. Integers wrap around at their width.
     std::optional<std::int64_t> of(const llvm::Value* value) const;
 
-    /// Bytes between the copies of a variable of PrivateMemory::Kind::Copies.
+    /// The distance in bytes between the copies of a variable of PrivateMemory::Kind::Copies.
     static std::int64_t copyStride(const llvm::AllocaInst& variable,
                                    const llvm::DataLayout& layout);
 
 private:
-    /// A stride; "unknown" until an operand has been looked at.
+    /// An element of the lattice: unknown, then a stride, then not affine.
     struct Guess {
         bool isUnknown = true;
         std::optional<std::int64_t> stride;
         bool operator==(const Guess&) const = default;
     };
-    static Guess even(std::int64_t stride);
-    static Guess uneven() { return {false, std::nullopt}; }
+    static Guess affine(std::int64_t stride);
+    static Guess notAffine() { return {false, std::nullopt}; }
 
     Guess guess(const llvm::Value* value) const;
     Guess find(const llvm::Instruction& instruction) const;

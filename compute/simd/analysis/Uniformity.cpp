@@ -14,7 +14,7 @@
 namespace compute::simd {
 namespace {
 
-/// All that the analysis asks of a target.
+/// Answers the questions that the analysis has for a target.
 class Lanes final : public llvm::TargetTransformInfoImplCRTPBase<Lanes> {
 public:
     Lanes(const llvm::DataLayout& layout, const ValueSet& sources)
@@ -27,18 +27,18 @@ private:
     const ValueSet& m_sources;
 };
 
-/// Threads that do the same atomic operation get different results; so may two threads that read
-/// memory which others are writing.
-bool isOrdered(const llvm::Instruction& instruction) {
+/// Whether the instruction is a source of divergence by itself: threads that do the same atomic
+/// operation get different results, and so may threads that read memory while others write it.
+bool isSource(const llvm::Instruction& instruction) {
     if (const auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction))
         return !load->isSimple();
     return llvm::isa<llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(instruction);
 }
 
-/// Adds what meets where threads come together again, as far as the analysis missed it: LLVM 19
-/// stops too early when one of the ways behind a branch holds a branch that all threads take
-/// together and the other one a loop, and when all threads that are left in a loop leave it at
-/// once while others left before. Returns whether there was any.
+/// Adds the phis of divergent joins that the analysis missed to the sources. LLVM 19 stops too
+/// early in two cases: when one side of a divergent branch holds a uniform branch and the other
+/// side a loop, and when the threads that are still in a loop leave it by a uniform branch after
+/// others have left. Returns whether any phis were missing.
 bool addMissedJoins(llvm::Function& kernel, const llvm::DominatorTree& dominators,
                     const llvm::UniformityInfo& info, ValueSet& sources) {
     const std::size_t before = sources.size();
@@ -52,12 +52,12 @@ bool addMissedJoins(llvm::Function& kernel, const llvm::DominatorTree& dominator
     llvm::SmallPtrSet<const llvm::Loop*, 8> left;
     for (llvm::BasicBlock& block : kernel)
         if (info.isDivergent(block.getTerminator())) {
-            add(joins.behind(block));
-            for (const llvm::Loop* loop : joins.leftBy(block))
+            add(joins.ofBranch(block));
+            for (const llvm::Loop* loop : joins.loopsLeftBy(block))
                 left.insert(loop);
         }
     for (const llvm::Loop* loop : left)
-        add(joins.behind(*loop));
+        add(joins.ofExits(*loop));
     return sources.size() > before;
 }
 
@@ -76,7 +76,7 @@ Uniformity::Uniformity(llvm::Function& function, const ValueSet& varyingMemory,
         if (parameters[parameter.getArgNo()] != 0)
             m_sources.insert(&parameter);
     for (const llvm::Instruction& instruction : llvm::instructions(function))
-        if (isOrdered(instruction))
+        if (isSource(instruction))
             m_sources.insert(&instruction);
     m_analyses.registerPass([] { return llvm::PassInstrumentationAnalysis(); });
     m_analyses.registerPass([] { return llvm::DominatorTreeAnalysis(); });

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Which values of a kernel are the same for all threads that compute them together, and which
-// branches may send those threads different ways. LLVM's own analysis, told where differences come
-// from: the position along x, atomics, and private memory that differs by thread.
+// Divergence analysis: which values are uniform, that is, the same in all lanes that compute them
+// together, and which branches may diverge. It is LLVM's generic uniformity analysis with the
+// kernel's sources of divergence: the position along x, atomics, and varying private memory.
 #pragma once
 
 #include <llvm/ADT/SmallPtrSet.h>
@@ -17,28 +17,28 @@ namespace compute::simd {
 
 using ValueSet = llvm::SmallPtrSet<const llvm::Value*, 16>;
 
-/// How much each parameter of a function grows from lane to lane; none where it does so unevenly.
+/// The stride of each parameter of a function from lane to lane; none where it is not affine.
 using ParameterStrides = llvm::SmallVector<std::optional<std::int64_t>>;
-/// Of the canonical function: its threads stand side by side along x.
+/// The strides of the canonical kernel's parameters: neighbouring lanes are neighbours along x.
 ParameterStrides kernelParameters();
 
-/// Holds for the function as it was when this was made; blocks without phis, conditions or values
-/// of their own may be added later.
+/// Describes the function as it was when this was made. Blocks that hold nothing but an
+/// unconditional branch may be added later.
 class Uniformity {
 public:
-    /// `varyingMemory`: the stack variables that hold something else for each thread.
+    /// `varyingMemory`: the private variables whose contents vary by lane.
     Uniformity(llvm::Function& function, const ValueSet& varyingMemory,
                const ParameterStrides& parameters = kernelParameters());
 
     bool isUniform(const llvm::Value* value) const { return !m_info->isDivergent(value); }
-    /// Whether the block ends in a branch that may part the threads.
-    bool parts(const llvm::BasicBlock& block) const {
+    /// Whether the block ends in a divergent branch.
+    bool diverges(const llvm::BasicBlock& block) const {
         return m_info->isDivergent(block.getTerminator());
     }
 
 private:
-    ValueSet m_sources;                       ///< of differences; what m_analyses refers to
-    llvm::FunctionAnalysisManager m_analyses; ///< what m_info refers to
+    ValueSet m_sources;                       ///< of divergence; m_analyses refers to them
+    llvm::FunctionAnalysisManager m_analyses; ///< m_info refers to its results
     const llvm::UniformityInfo* m_info;
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 using Operation = llvm::AtomicRMWInst::BinOp;
 
-/// What two lanes do together.
+/// The operand of one operation that has the effect of two.
 llvm::Value* combined(LaneBuilder& builder, Operation operation, llvm::Value* first,
                       llvm::Value* second) {
     switch (operation) {
@@ -31,12 +31,12 @@ llvm::Value* combined(LaneBuilder& builder, Operation operation, llvm::Value* fi
     case Operation::UMin:
         return builder.CreateBinaryIntrinsic(llvm::Intrinsic::umin, first, second);
     default:
-        llvm_unreachable("an operation that cannot be regrouped");
+        llvm_unreachable("an operation that is not associative");
     }
 }
 
-/// The operand that changes nothing; null for operations that cannot be regrouped.
-llvm::Constant* neutral(Operation operation, llvm::Type* type) {
+/// The identity element of an operation; null for operations that are not associative.
+llvm::Constant* identity(Operation operation, llvm::Type* type) {
     const unsigned bits = type->getScalarSizeInBits();
     switch (operation) {
     case Operation::Add:
@@ -57,9 +57,9 @@ llvm::Constant* neutral(Operation operation, llvm::Type* type) {
     }
 }
 
-/// Every lane's value moved up by `distance` lanes, `filler` below.
-llvm::Value* movedUp(LaneBuilder& builder, llvm::Value* wide, llvm::Value* filler,
-                     unsigned distance) {
+/// The vector shifted up by `distance` lanes, with `filler` in the lowest ones.
+llvm::Value* shiftedUp(LaneBuilder& builder, llvm::Value* wide, llvm::Value* filler,
+                       unsigned distance) {
     llvm::SmallVector<int> places(builder.lanes());
     std::iota(places.begin(), places.end(), static_cast<int>(builder.lanes() - distance));
     return builder.CreateShuffleVector(filler, wide, places);
@@ -81,7 +81,7 @@ bool canCombine(const llvm::AtomicRMWInst& atomic, const WideValues& values) {
         return false;
     if (atomic.getOperation() == Operation::Xchg)
         return atomic.use_empty();
-    return neutral(atomic.getOperation(), atomic.getType()) != nullptr;
+    return identity(atomic.getOperation(), atomic.getType()) != nullptr;
 }
 
 llvm::Value* combineAtomics(LaneBuilder& builder, WideValues& values, llvm::AtomicRMWInst& atomic,
@@ -92,20 +92,19 @@ llvm::Value* combineAtomics(LaneBuilder& builder, WideValues& values, llvm::Atom
         changeMemory(builder, values, atomic, builder.lane(operands, builder.lastLane(mask)));
         return nullptr;
     }
-    llvm::Constant* nothing = neutral(operation, builder.wideType(atomic.getType()));
-    // After this, what each lane and those below it do together.
-    llvm::Value* together = builder.CreateSelect(mask, operands, nothing);
+    llvm::Constant* nothing = identity(operation, builder.wideType(atomic.getType()));
+    // An inclusive prefix scan: each lane combines its own operand with those of all lower lanes.
+    llvm::Value* scan = builder.CreateSelect(mask, operands, nothing);
     for (unsigned distance = 1; distance < builder.lanes(); distance *= 2)
-        together =
-            combined(builder, operation, together, movedUp(builder, together, nothing, distance));
+        scan = combined(builder, operation, scan, shiftedUp(builder, scan, nothing, distance));
     llvm::Value* before = changeMemory(builder, values, atomic,
-                                       builder.CreateExtractElement(together, builder.lanes() - 1));
+                                       builder.CreateExtractElement(scan, builder.lanes() - 1));
     if (atomic.use_empty())
         return nullptr;
-    llvm::Value* ofThoseBelow = movedUp(builder, together, nothing, 1);
+    llvm::Value* exclusive = shiftedUp(builder, scan, nothing, 1);
     llvm::Value* start = builder.broadcast(before);
-    return operation == Operation::Sub ? builder.CreateSub(start, ofThoseBelow)
-                                       : combined(builder, operation, start, ofThoseBelow);
+    return operation == Operation::Sub ? builder.CreateSub(start, exclusive)
+                                       : combined(builder, operation, start, exclusive);
 }
 
 } // namespace compute::simd

@@ -7,7 +7,8 @@
 namespace compute::simd {
 namespace {
 
-/// Elements of any of the vectors by number, over as many two-operand shuffles as that takes.
+/// Picks elements, numbered through all vectors, with one two-operand shuffle for each vector that
+/// has any of them.
 llvm::Value* pick(LaneBuilder& builder, llvm::ArrayRef<llvm::Value*> vectors,
                   llvm::ArrayRef<unsigned> numbers) {
     const unsigned lanes = builder.lanes();
@@ -30,7 +31,7 @@ llvm::Value* pick(LaneBuilder& builder, llvm::ArrayRef<llvm::Value*> vectors,
     return picked;
 }
 
-/// The lower or upper half of two vectors of `words` words an element, element by element in turn.
+/// Interleaves the lower or the upper halves of two vectors, whose elements are `words` words each.
 llvm::Value* zipHalves(LaneBuilder& builder, llvm::Value* first, llvm::Value* second,
                        unsigned words, bool isUpper) {
     const unsigned lanes = builder.lanes();
@@ -66,22 +67,22 @@ Words interleave(LaneBuilder& builder, llvm::ArrayRef<llvm::Value*> words) {
                 pairs.push_back(zipHalves(builder, words[i], words[i + 1], 1, isUpper));
         if (count == 2)
             return pairs;
-        Words woven;
+        Words memory;
         for (unsigned half = 0; half < 2; ++half)
             for (const bool isUpper : {false, true})
-                woven.push_back(zipHalves(builder, pairs[half], pairs[2 + half], 2, isUpper));
-        return woven;
+                memory.push_back(zipHalves(builder, pairs[half], pairs[2 + half], 2, isUpper));
+        return memory;
     }
-    Words woven;
+    Words memory;
     for (unsigned part = 0; part < count; ++part) {
         llvm::SmallVector<unsigned> numbers;
         for (unsigned i = 0; i < lanes; ++i) {
             const unsigned element = part * lanes + i;
             numbers.push_back(element % count * lanes + element / count);
         }
-        woven.push_back(pick(builder, words, numbers));
+        memory.push_back(pick(builder, words, numbers));
     }
-    return woven;
+    return memory;
 }
 
 Words deinterleave(LaneBuilder& builder, llvm::ArrayRef<llvm::Value*> memory) {
@@ -91,17 +92,18 @@ Words deinterleave(LaneBuilder& builder, llvm::ArrayRef<llvm::Value*> memory) {
     if (count == 1)
         return words;
     if (llvm::isPowerOf2_32(count) && count <= 4) {
-        // Halves of every second word, until each vector holds a single one.
-        Words even;
-        Words odd;
+        // Separates the words with even and odd numbers, again and again until each vector holds a
+        // single word.
+        Words evenWords;
+        Words oddWords;
         for (unsigned i = 0; i < count; i += 2) {
-            even.push_back(everySecond(builder, memory[i], memory[i + 1], 0));
-            odd.push_back(everySecond(builder, memory[i], memory[i + 1], 1));
+            evenWords.push_back(everySecond(builder, memory[i], memory[i + 1], 0));
+            oddWords.push_back(everySecond(builder, memory[i], memory[i + 1], 1));
         }
         if (count == 2)
-            return {even[0], odd[0]};
-        const Words first = deinterleave(builder, even);
-        const Words second = deinterleave(builder, odd);
+            return {evenWords[0], oddWords[0]};
+        const Words first = deinterleave(builder, evenWords);
+        const Words second = deinterleave(builder, oddWords);
         return {first[0], second[0], first[1], second[1]};
     }
     for (unsigned word = 0; word < count; ++word) {

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Between vectors that hold one word of a structure for all lanes and memory that holds the
-// structures one after the other.
+// Shuffles between the two forms of a structure per lane: one vector for each word of the structure
+// (structure of arrays), and the contents of memory, where the structures are contiguous
+// (interleaved, array of structures).
 #pragma once
 
 #include "compute/simd/emit/LaneBuilder.h"
@@ -13,15 +14,15 @@ namespace compute::simd {
 
 using Words = llvm::SmallVector<llvm::Value*, 8>;
 
-/// From one vector a word of the structure to the vectors of memory, in order. All have one element
-/// a lane. Missing words may be null.
+/// From one vector for each word to the vectors of memory, in order. All have one element per lane.
+/// Words that are not wanted may be null.
 Words interleave(LaneBuilder& builder, llvm::ArrayRef<llvm::Value*> words);
 
-/// From the vectors of memory to one vector a word.
+/// From the vectors of memory to one vector for each word.
 Words deinterleave(LaneBuilder& builder, llvm::ArrayRef<llvm::Value*> memory);
 
-/// The mask for the vector `part` of memory: set where the lane's structure is wanted and the word
-/// is one of `words`, a bit each.
+/// The mask for vector number `part` of memory: set where the structure belongs to a lane of `mask`
+/// and the word is one of `words`, which has a bit for each.
 llvm::Value* interleaveMask(LaneBuilder& builder, llvm::Value* mask, unsigned part,
                             unsigned wordCount, unsigned words);
 

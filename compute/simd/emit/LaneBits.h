@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The elements of a vector as bits: numbers and pointers of any type on their way to and from
-// memory that is read and written in words.
+// Bit casts of whole vectors, between any type and integers of the same size. Access groups read
+// and write memory in words of integers, whatever the types of their members.
 #pragma once
 
 #include "compute/simd/emit/LaneBuilder.h"

@@ -32,16 +32,16 @@ llvm::Value* LaneBuilder::broadcast(llvm::Value* value) {
     return wide;
 }
 
-// Selects, where an "and" would let an undefined lane of the condition through.
-llvm::Value* LaneBuilder::both(llvm::Value* mask, llvm::Value* condition) {
+// Masks are combined by selects: an "and" would pass on an undefined lane of the condition.
+llvm::Value* LaneBuilder::maskAnd(llvm::Value* mask, llvm::Value* condition) {
     return CreateSelect(mask, condition, noLanes());
 }
 
-llvm::Value* LaneBuilder::butNot(llvm::Value* mask, llvm::Value* condition) {
+llvm::Value* LaneBuilder::maskAndNot(llvm::Value* mask, llvm::Value* condition) {
     return CreateSelect(mask, CreateNot(condition), noLanes());
 }
 
-llvm::Value* LaneBuilder::either(llvm::Value* first, llvm::Value* second) {
+llvm::Value* LaneBuilder::maskOr(llvm::Value* first, llvm::Value* second) {
     return CreateOr(first, second);
 }
 
@@ -51,12 +51,6 @@ llvm::Value* LaneBuilder::bits(llvm::Value* mask) {
 
 llvm::Value* LaneBuilder::any(llvm::Value* mask) {
     return CreateICmpNE(bits(mask), getIntN(m_lanes, 0));
-}
-
-llvm::Value* LaneBuilder::firstLane(llvm::Value* mask) {
-    llvm::Value* number = CreateBinaryIntrinsic(llvm::Intrinsic::cttz,
-                                                CreateZExt(bits(mask), getInt64Ty()), getTrue());
-    return number;
 }
 
 llvm::Value* LaneBuilder::lastLane(llvm::Value* mask) {
@@ -113,30 +107,30 @@ llvm::AllocaInst* LaneBuilder::variable(llvm::Type* type, std::uint64_t count,
     return memory;
 }
 
-LaneBuilder::Values LaneBuilder::choose(llvm::Value* condition, const char* name, Way way,
-                                        Way other) {
+LaneBuilder::Values LaneBuilder::ifElse(llvm::Value* condition, const char* name, Side ifTrue,
+                                        Side ifFalse) {
     llvm::Function* function = GetInsertBlock()->getParent();
-    llvm::BasicBlock* begin = llvm::BasicBlock::Create(getContext(), name, function);
-    llvm::BasicBlock* otherBegin = llvm::BasicBlock::Create(getContext(), "else", function);
-    llvm::BasicBlock* together = llvm::BasicBlock::Create(getContext(), "together", function);
-    CreateCondBr(condition, begin, otherBegin);
-    SetInsertPoint(begin);
-    const Values values = way();
-    llvm::BasicBlock* end = GetInsertBlock();
-    CreateBr(together);
-    SetInsertPoint(otherBegin);
-    const Values otherValues = other();
-    llvm::BasicBlock* otherEnd = GetInsertBlock();
-    CreateBr(together);
-    SetInsertPoint(together);
-    Values chosen;
-    for (unsigned i = 0; i < values.size(); ++i) {
-        llvm::PHINode* phi = CreatePHI(values[i]->getType(), 2);
-        phi->addIncoming(values[i], end);
-        phi->addIncoming(otherValues[i], otherEnd);
-        chosen.push_back(phi);
+    llvm::BasicBlock* trueBegin = llvm::BasicBlock::Create(getContext(), name, function);
+    llvm::BasicBlock* falseBegin = llvm::BasicBlock::Create(getContext(), "else", function);
+    llvm::BasicBlock* join = llvm::BasicBlock::Create(getContext(), "join", function);
+    CreateCondBr(condition, trueBegin, falseBegin);
+    SetInsertPoint(trueBegin);
+    const Values trueValues = ifTrue();
+    llvm::BasicBlock* trueEnd = GetInsertBlock();
+    CreateBr(join);
+    SetInsertPoint(falseBegin);
+    const Values falseValues = ifFalse();
+    llvm::BasicBlock* falseEnd = GetInsertBlock();
+    CreateBr(join);
+    SetInsertPoint(join);
+    Values joined;
+    for (unsigned i = 0; i < trueValues.size(); ++i) {
+        llvm::PHINode* phi = CreatePHI(trueValues[i]->getType(), 2);
+        phi->addIncoming(trueValues[i], trueEnd);
+        phi->addIncoming(falseValues[i], falseEnd);
+        joined.push_back(phi);
     }
-    return chosen;
+    return joined;
 }
 
 llvm::Value* LaneBuilder::forEachLane(llvm::Value* mask, llvm::Value* start, LaneBody body) {

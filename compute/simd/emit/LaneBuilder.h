@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The instructions that working on several threads at once is made of: broadcasts, masks, blends,
-// and doing something for one lane after the other. Masks have one bit a lane and are never
-// undefined in any lane; values may be, in lanes whose bit is clear.
+// The instruction sequences that vector code is made of: broadcasts, masks, blends, and loops over
+// the active lanes. A mask has one bit per lane and no undefined lane. A value may be undefined in
+// the lanes that its mask leaves out.
 #pragma once
 
 #include <llvm/IR/IRBuilder.h>
@@ -17,7 +17,7 @@ public:
         : IRBuilder(entry.getContext()), m_entry(entry), m_lanes(lanes) {}
 
     unsigned lanes() const { return m_lanes; }
-    /// The vector of a type; for a structure, the structure of vectors.
+    /// The vector of a type with one element per lane; for a structure, the structure of vectors.
     llvm::Type* wideType(llvm::Type* type) const;
     llvm::Type* maskType() const { return wideType(llvm::Type::getInt1Ty(getContext())); }
     llvm::Constant* noLanes() const { return llvm::Constant::getNullValue(maskType()); }
@@ -26,32 +26,35 @@ public:
 
     llvm::Value* broadcast(llvm::Value* value);
 
-    llvm::Value* both(llvm::Value* mask, llvm::Value* condition);
-    llvm::Value* butNot(llvm::Value* mask, llvm::Value* condition);
-    llvm::Value* either(llvm::Value* first, llvm::Value* second);
+    /// The condition may be undefined where the mask is clear.
+    llvm::Value* maskAnd(llvm::Value* mask, llvm::Value* condition);
+    llvm::Value* maskAndNot(llvm::Value* mask, llvm::Value* condition);
+    llvm::Value* maskOr(llvm::Value* first, llvm::Value* second);
     /// Whether any lane of a mask is set, as a scalar.
     llvm::Value* any(llvm::Value* mask);
+    /// The mask as an integer; lane 0 is the lowest bit.
     llvm::Value* bits(llvm::Value* mask);
-    llvm::Value* firstLane(llvm::Value* mask);
+    /// The number of the highest lane that is set; there must be one.
     llvm::Value* lastLane(llvm::Value* mask);
     /// `value` where the mask is set and `other` elsewhere; takes structures as well.
     llvm::Value* blend(llvm::Value* mask, llvm::Value* value, llvm::Value* other);
 
-    /// One lane of a value that wideType() describes, and the value with one lane replaced.
+    /// One lane of a value of a wideType(), and the value with one lane replaced.
     llvm::Value* lane(llvm::Value* wide, llvm::Value* number);
     llvm::Value* withLane(llvm::Value* wide, llvm::Value* value, llvm::Value* number);
 
-    /// A variable of the function.
+    /// A variable on the stack, allocated in the function's entry block.
     llvm::AllocaInst* variable(llvm::Type* type, std::uint64_t count, llvm::Align alignment);
 
-    /// Goes one of two ways, as the scalar `condition` says, and returns the values that this way
-    /// returned; both return as many.
+    /// Emits an if-then-else on the scalar `condition` and returns phis of the values that the two
+    /// sides return, which must be equally many. `name`: of the block for the first side.
     using Values = llvm::SmallVector<llvm::Value*, 8>;
-    using Way = llvm::function_ref<Values()>;
-    Values choose(llvm::Value* condition, const char* name, Way way, Way other);
+    using Side = llvm::function_ref<Values()>;
+    Values ifElse(llvm::Value* condition, const char* name, Side ifTrue, Side ifFalse);
 
-    /// Does `body(number, state)` for each set lane in turn and returns the last state. The state
-    /// is what a body returns, `start` for the first; it may be null throughout.
+    /// Emits a loop that runs `body(number, state)` for each set lane in turn, and returns the last
+    /// state. The state is what the body returned for the lane before, or `start` for the first
+    /// lane; it may be null throughout.
     using LaneBody = llvm::function_ref<llvm::Value*(llvm::Value* number, llvm::Value* state)>;
     llvm::Value* forEachLane(llvm::Value* mask, llvm::Value* start, LaneBody body);
 

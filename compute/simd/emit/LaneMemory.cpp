@@ -13,7 +13,7 @@ const llvm::Align unaligned(1);
 constexpr std::uint64_t wordBytes = 4;
 constexpr std::uint64_t pageBytes = 4096;
 
-/// Lets a table of the kernel's begin with a word of its own. False for other memory.
+/// Aligns a constant table of the kernel to words. False for other memory.
 bool alignTable(llvm::Value* base) {
     auto* table = llvm::dyn_cast<llvm::GlobalVariable>(base);
     if (table == nullptr || !table->hasInitializer())
@@ -32,7 +32,7 @@ std::uint64_t LaneMemory::sizeOf(llvm::Type* type) const {
         .getFixedValue();
 }
 
-bool LaneMemory::hasMaskedRow(llvm::Type* type) const {
+bool LaneMemory::hasMaskedAccess(llvm::Type* type) const {
     const std::uint64_t size = sizeOf(type);
     return m_builder.lanes() >= 16 || (m_builder.lanes() == 8 && size >= 4);
 }
@@ -45,16 +45,18 @@ bool LaneMemory::hasScatter(llvm::Type* type) const {
     return m_builder.lanes() >= 16 && sizeOf(type) >= 4;
 }
 
-llvm::Value* LaneMemory::spare() {
-    if (m_spare == nullptr)
-        m_spare = m_builder.variable(m_builder.getInt8Ty(), spareBytes, llvm::Align(spareBytes));
-    return m_spare;
+llvm::Value* LaneMemory::scratch() {
+    if (m_scratch == nullptr)
+        m_scratch =
+            m_builder.variable(m_builder.getInt8Ty(), scratchBytes, llvm::Align(scratchBytes));
+    return m_scratch;
 }
 
 LaneMemory::Pointers LaneMemory::safePointers(const Addresses& addresses, llvm::Value* mask) {
     llvm::Value* safe =
-        m_builder.CreateSelect(mask, m_values.pointers(addresses), m_builder.broadcast(spare()));
-    // On their way through memory they wait for nobody; taken out of the vector, for each other.
+        m_builder.CreateSelect(mask, m_values.pointers(addresses), m_builder.broadcast(scratch()));
+    // Scalar loads from memory are independent of one another; extracting the elements would form a
+    // chain of shuffles.
     llvm::Value* list =
         m_builder.variable(m_builder.getPtrTy(), m_builder.lanes(), llvm::Align(64));
     m_builder.CreateAlignedStore(safe, list, llvm::Align(64));
@@ -66,55 +68,57 @@ LaneMemory::Pointers LaneMemory::safePointers(const Addresses& addresses, llvm::
     return pointers;
 }
 
-LaneMemory::Row LaneMemory::findProgression(llvm::Value* numbers, std::int64_t step,
-                                            llvm::Value* mask) {
-    // Lanes without a thread may hold anything, but nothing that changes from one look to the next.
+LaneMemory::StrideCheck LaneMemory::checkProgression(llvm::Value* numbers, std::int64_t step,
+                                                     llvm::Value* mask) {
+    // Lanes outside the mask may be undefined; frozen, they have one value at all of their uses.
     numbers = m_builder.CreateFreeze(numbers);
     llvm::Value* first = m_builder.CreateExtractElement(numbers, std::uint64_t(0));
     llvm::Value* expected = m_builder.CreateAdd(m_builder.broadcast(first),
                                                 m_builder.laneNumbers(first->getType(), step));
-    llvm::Value* isElsewhere = m_builder.both(mask, m_builder.CreateICmpNE(numbers, expected));
-    return {.first = first, .isThere = m_builder.CreateNot(m_builder.any(isElsewhere))};
+    llvm::Value* differs = m_builder.maskAnd(mask, m_builder.CreateICmpNE(numbers, expected));
+    return {.first = first, .holds = m_builder.CreateNot(m_builder.any(differs))};
 }
 
-LaneMemory::Row LaneMemory::findRow(const Addresses& addresses, std::int64_t stride,
-                                    llvm::Value* mask) {
+LaneMemory::StrideCheck LaneMemory::checkStride(const Addresses& addresses, std::int64_t stride,
+                                                llvm::Value* mask) {
     const auto scale = static_cast<std::int64_t>(addresses.scale);
     const std::int64_t rest = stride - addresses.stride;
     if (addresses.base == nullptr || addresses.offsets == nullptr || rest % scale != 0) {
         llvm::Value* pointers = m_builder.CreateFreeze(m_values.pointers(addresses));
-        Row row = findProgression(
+        StrideCheck check = checkProgression(
             m_builder.CreatePtrToInt(pointers, m_builder.wideType(m_builder.getInt64Ty())), stride,
             mask);
-        row.first = m_builder.CreateExtractElement(pointers, std::uint64_t(0));
-        return row;
+        check.first = m_builder.CreateExtractElement(pointers, std::uint64_t(0));
+        return check;
     }
-    Row row = findProgression(addresses.offsets, rest / scale, mask);
-    row.first = m_builder.CreateGEP(m_builder.getIntNTy(static_cast<unsigned>(8 * addresses.scale)),
-                                    addresses.base, row.first);
-    return row;
+    StrideCheck check = checkProgression(addresses.offsets, rest / scale, mask);
+    check.first =
+        m_builder.CreateGEP(m_builder.getIntNTy(static_cast<unsigned>(8 * addresses.scale)),
+                            addresses.base, check.first);
+    return check;
 }
 
-llvm::Value* LaneMemory::loadLikely(llvm::Type* type, const Addresses& addresses,
-                                    std::int64_t stride, llvm::Value* mask) {
-    const Row row = findRow(addresses, stride, mask);
+llvm::Value* LaneMemory::loadSpeculatively(llvm::Type* type, const Addresses& addresses,
+                                           std::int64_t stride, llvm::Value* mask) {
+    const StrideCheck check = checkStride(addresses, stride, mask);
     const auto load = [&] {
         return stride == 0
-                   ? m_builder.broadcast(m_builder.CreateAlignedLoad(type, row.first, unaligned))
-                   : loadRow(type, row.first, mask);
+                   ? m_builder.broadcast(m_builder.CreateAlignedLoad(type, check.first, unaligned))
+                   : loadContiguous(type, check.first, mask);
     };
-    return m_builder.choose(
-        row.isThere, "row", [&] { return LaneBuilder::Values{load()}; },
+    return m_builder.ifElse(
+        check.holds, "strided", [&] { return LaneBuilder::Values{load()}; },
         [&] { return LaneBuilder::Values{gather(type, addresses, mask)}; })[0];
 }
 
-void LaneMemory::storeLikelyRow(llvm::Value* value, const Addresses& addresses, llvm::Value* mask) {
+void LaneMemory::storeSpeculatively(llvm::Value* value, const Addresses& addresses,
+                                    llvm::Value* mask) {
     const auto stride = static_cast<std::int64_t>(sizeOf(value->getType()->getScalarType()));
-    const Row row = findRow(addresses, stride, mask);
-    m_builder.choose(
-        row.isThere, "row",
+    const StrideCheck check = checkStride(addresses, stride, mask);
+    m_builder.ifElse(
+        check.holds, "strided",
         [&] {
-            storeRow(value, row.first, mask);
+            storeContiguous(value, check.first, mask);
             return LaneBuilder::Values{};
         },
         [&] {
@@ -123,9 +127,9 @@ void LaneMemory::storeLikelyRow(llvm::Value* value, const Addresses& addresses, 
         });
 }
 
-llvm::Value* LaneMemory::loadRow(llvm::Type* type, llvm::Value* base, llvm::Value* mask) {
+llvm::Value* LaneMemory::loadContiguous(llvm::Type* type, llvm::Value* base, llvm::Value* mask) {
     llvm::Type* wide = m_builder.wideType(type);
-    if (!hasMaskedRow(type))
+    if (!hasMaskedAccess(type))
         return loadEachLane(type, {.base = base, .stride = static_cast<std::int64_t>(sizeOf(type))},
                             mask);
     return m_builder.CreateMaskedLoad(wide, base, unaligned, mask,
@@ -138,17 +142,16 @@ llvm::Value* LaneMemory::gather(llvm::Type* type, const Addresses& addresses, ll
                                             unaligned, mask);
     const bool isNarrow = type->isIntegerTy(8) || type->isIntegerTy(16) || type->isHalfTy();
     if (isNarrow && m_builder.lanes() >= 8)
-        return gatherBytes(type, addresses, mask);
+        return gatherNarrow(type, addresses, mask);
     return loadEachLane(type, addresses, mask);
 }
 
-/// For numbers of one or two bytes, whose words are read from `pointers` and, if not null,
-/// `offsets` of 32 bits on. `places`: the lower bits of the addresses, at least as far as the word
-/// counts.
+/// Addresses of numbers of one or two bytes: `pointers`, plus `offsets` of 32 bits unless they are
+/// null. `lowBits` holds at least those low bits of the addresses that gatherNarrow() looks at.
 struct LaneMemory::NarrowAddresses {
     llvm::Value* pointers;
     llvm::Value* offsets;
-    llvm::Value* places;
+    llvm::Value* lowBits;
 };
 
 LaneMemory::NarrowAddresses LaneMemory::narrowAddresses(llvm::Type* type,
@@ -163,13 +166,14 @@ LaneMemory::NarrowAddresses LaneMemory::narrowAddresses(llvm::Type* type,
                 m_builder.CreatePtrToInt(pointers, m_builder.wideType(m_builder.getInt64Ty()))};
     }
     const Addresses all = addresses.offsets == nullptr || addresses.stride != 0
-                              ? m_values.withSteps(addresses)
+                              ? m_values.foldStride(addresses)
                               : addresses;
     llvm::Value* offsets =
         m_builder.CreateSExtOrTrunc(all.offsets, m_builder.wideType(m_builder.getInt32Ty()));
     if (sizeOf(type) == 1 && alignTable(all.base))
         return {all.base, offsets, offsets};
-    // From the beginning of a page on: an offset may be the lowest number of its 32 bits.
+    // Offsets are made relative to the beginning of the page, so that they end with the low bits of
+    // the address, and so that gatherNarrow() can subtract from the lowest offset of 32 bits.
     llvm::Value* inPage =
         m_builder.CreateAnd(m_builder.CreatePtrToInt(all.base, m_builder.getInt64Ty()),
                             m_builder.getInt64(pageBytes - 1));
@@ -178,13 +182,13 @@ LaneMemory::NarrowAddresses LaneMemory::narrowAddresses(llvm::Type* type,
     return {m_builder.CreatePtrAdd(all.base, m_builder.CreateNeg(inPage)), offsets, offsets};
 }
 
-/// Reads the word around the number, which may begin before it but never reaches into a page that
-/// the number is not in: for bytes the aligned word.
-llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresses,
-                                     llvm::Value* mask) {
+/// Gathers the words that contain the numbers. A word may begin before its number, but it never
+/// touches a page that the number does not touch; for a byte it is the aligned word.
+llvm::Value* LaneMemory::gatherNarrow(llvm::Type* type, const Addresses& addresses,
+                                      llvm::Value* mask) {
     llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
-    const auto [pointers, offsets, places] = narrowAddresses(type, addresses);
-    llvm::Value* back = bytesBeforeNumber(places, sizeOf(type));
+    const auto [pointers, offsets, lowBits] = narrowAddresses(type, addresses);
+    llvm::Value* back = bytesBeforeNumber(lowBits, sizeOf(type));
     llvm::Value* start =
         offsets != nullptr ? m_builder.CreateSub(offsets, back) : m_builder.CreateNeg(back);
     llvm::Value* words = m_builder.CreateMaskedGather(
@@ -196,15 +200,15 @@ llvm::Value* LaneMemory::gatherBytes(llvm::Type* type, const Addresses& addresse
         m_builder.CreateTrunc(m_builder.CreateLShr(words, shift), m_builder.wideType(bits)), type);
 }
 
-llvm::Value* LaneMemory::bytesBeforeNumber(llvm::Value* places, std::uint64_t size) {
+llvm::Value* LaneMemory::bytesBeforeNumber(llvm::Value* lowBits, std::uint64_t size) {
     const auto number = [&](std::uint64_t value) {
-        return llvm::ConstantInt::get(places->getType(), value);
+        return llvm::ConstantInt::get(lowBits->getType(), value);
     };
     if (size == 1)
-        return m_builder.CreateAnd(places, number(wordBytes - 1));
-    llvm::Value* inPage = m_builder.CreateAnd(places, number(pageBytes - 1));
-    llvm::Value* isLate = m_builder.CreateICmpUGT(inPage, number(pageBytes - wordBytes));
-    return m_builder.CreateSelect(isLate, number(wordBytes - size), number(0));
+        return m_builder.CreateAnd(lowBits, number(wordBytes - 1));
+    llvm::Value* inPage = m_builder.CreateAnd(lowBits, number(pageBytes - 1));
+    llvm::Value* crossesPage = m_builder.CreateICmpUGT(inPage, number(pageBytes - wordBytes));
+    return m_builder.CreateSelect(crossesPage, number(wordBytes - size), number(0));
 }
 
 llvm::Value* LaneMemory::loadEachLane(llvm::Type* type, const Addresses& addresses,
@@ -217,9 +221,9 @@ llvm::Value* LaneMemory::loadEachLane(llvm::Type* type, const Addresses& address
     return result;
 }
 
-void LaneMemory::storeRow(llvm::Value* value, llvm::Value* base, llvm::Value* mask) {
+void LaneMemory::storeContiguous(llvm::Value* value, llvm::Value* base, llvm::Value* mask) {
     llvm::Type* type = value->getType()->getScalarType();
-    if (hasMaskedRow(type))
+    if (hasMaskedAccess(type))
         m_builder.CreateMaskedStore(value, base, unaligned, mask);
     else
         scatter(value, {.base = base, .stride = static_cast<std::int64_t>(sizeOf(type))}, mask);

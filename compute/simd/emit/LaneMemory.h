@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Loads and stores of one plain number a lane, side by side or each at its own address, with what
-// the processor has for them. Memory is touched for lanes in the mask and for no others; the mask
-// has at least one. Where lanes store to the same place, the last one wins.
+// Contiguous accesses, gathers and scatters of one number or pointer per lane, with the
+// instructions that the processor has for them. Memory is accessed for the lanes of the mask alone;
+// the mask has at least one. Where lanes store to the same address, the highest lane wins.
 #pragma once
 
 #include "compute/simd/emit/WideValues.h"
@@ -15,54 +15,54 @@ public:
     LaneMemory(LaneBuilder& builder, WideValues& values) : m_builder(builder), m_values(values) {}
 
     std::uint64_t sizeOf(llvm::Type* type) const;
-    /// The processor's own masked memory access: 32 and 64 bits from AVX2 on, all sizes with
-    /// AVX-512.
-    bool hasMaskedRow(llvm::Type* type) const;
+    /// Whether the processor has a masked load and store: for 32 and 64 bits from AVX2 on, for all
+    /// sizes with AVX-512.
+    bool hasMaskedAccess(llvm::Type* type) const;
 
-    /// Numbers one after the other in memory, lane 0 at `base`.
-    llvm::Value* loadRow(llvm::Type* type, llvm::Value* base, llvm::Value* mask);
-    void storeRow(llvm::Value* value, llvm::Value* base, llvm::Value* mask);
+    /// Contiguous accesses; lane 0 is at `base`.
+    llvm::Value* loadContiguous(llvm::Type* type, llvm::Value* base, llvm::Value* mask);
+    void storeContiguous(llvm::Value* value, llvm::Value* base, llvm::Value* mask);
 
     llvm::Value* gather(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
     void scatter(llvm::Value* value, const Addresses& addresses, llvm::Value* mask);
 
-    /// As gather() and scatter(), for addresses that are probably `stride` bytes apart: 0 or the
-    /// size of the type.
-    llvm::Value* loadLikely(llvm::Type* type, const Addresses& addresses, std::int64_t stride,
-                            llvm::Value* mask);
-    void storeLikelyRow(llvm::Value* value, const Addresses& addresses, llvm::Value* mask);
+    /// Like gather() and scatter(), for addresses whose stride is probably `stride`, which is 0 or
+    /// the size of the type; storeSpeculatively() assumes the latter. Emitted code checks it.
+    llvm::Value* loadSpeculatively(llvm::Type* type, const Addresses& addresses,
+                                   std::int64_t stride, llvm::Value* mask);
+    void storeSpeculatively(llvm::Value* value, const Addresses& addresses, llvm::Value* mask);
 
-    /// Whether the addresses are `stride` bytes apart in the lanes of the mask.
-    struct Row {
-        llvm::Value* first;   ///< the address of lane 0, as far as the others show it
-        llvm::Value* isThere; ///< a scalar
+    /// Compares the addresses of the lanes in the mask with a stride, at run time.
+    struct StrideCheck {
+        llvm::Value* first; ///< the address of lane 0, if the check holds
+        llvm::Value* holds; ///< a scalar
     };
-    Row findRow(const Addresses& addresses, std::int64_t stride, llvm::Value* mask);
+    StrideCheck checkStride(const Addresses& addresses, std::int64_t stride, llvm::Value* mask);
 
-    /// The address for each lane, of memory that it may access: spare one where it has no thread.
+    /// An address for each lane that it may access: in scratch memory for lanes outside the mask.
     using Pointers = llvm::SmallVector<llvm::Value*, 16>;
     Pointers safePointers(const Addresses& addresses, llvm::Value* mask);
-    /// A single access may take this much.
-    static constexpr unsigned spareBytes = 16;
+    /// The size of the scratch memory, and so of the largest access to it.
+    static constexpr unsigned scratchBytes = 16;
 
 private:
     struct NarrowAddresses;
     NarrowAddresses narrowAddresses(llvm::Type* type, const Addresses& addresses);
-    llvm::Value* gatherBytes(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
-    /// How far before a number of one or two bytes the word begins that gatherBytes() reads.
-    llvm::Value* bytesBeforeNumber(llvm::Value* places, std::uint64_t size);
+    llvm::Value* gatherNarrow(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
+    /// The distance from the word that gatherNarrow() reads to a number of one or two bytes in it.
+    llvm::Value* bytesBeforeNumber(llvm::Value* lowBits, std::uint64_t size);
     llvm::Value* loadEachLane(llvm::Type* type, const Addresses& addresses, llvm::Value* mask);
 
-    /// Whether all active lanes of a vector grow by `step` from lane to lane, and lane 0.
-    Row findProgression(llvm::Value* numbers, std::int64_t step, llvm::Value* mask);
+    /// Compares the lanes of the mask with first + step * lane.
+    StrideCheck checkProgression(llvm::Value* numbers, std::int64_t step, llvm::Value* mask);
 
     bool hasGather(llvm::Type* type) const;
     bool hasScatter(llvm::Type* type) const;
-    llvm::Value* spare();
+    llvm::Value* scratch();
 
     LaneBuilder& m_builder;
     WideValues& m_values;
-    llvm::Value* m_spare = nullptr;
+    llvm::Value* m_scratch = nullptr;
 };
 
 } // namespace compute::simd

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The functions that a kernel calls, each made for all lanes at once. It gets the mask of the
-// threads that call it, then its parameters: as scalars those that are the same for all threads at
-// all calls, as vectors the others.
+// Wide forms of the functions that a kernel calls, for all lanes at once. A wide function takes the
+// mask of the threads that call it, then the parameters: as scalars those that are uniform at every
+// call, as vectors the others.
 #pragma once
 
 #include "compute/simd/emit/WideValues.h"
@@ -14,10 +14,10 @@ namespace compute::simd {
 
 class WideCalls {
 public:
-    /// Declares the wide function that takes the place of `function` where lanes differ.
+    /// Declares the wide form of `function`, for calls that are not uniform.
     llvm::Function& declare(llvm::Function& function, const ParameterStrides& parameters,
                             unsigned lanes);
-    /// A call for the threads in `mask`, of which there is at least one.
+    /// Emits a call for the threads in `mask`, of which there is at least one.
     void widen(LaneBuilder& builder, WideValues& values, llvm::CallInst& call,
                llvm::Value* mask) const;
 

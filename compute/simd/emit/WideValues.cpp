@@ -38,18 +38,19 @@ llvm::Value* WideValues::wide(llvm::Value* value) {
 Addresses WideValues::addresses(llvm::Value* pointer) {
     if (const auto known = m_addresses.find(pointer); known != m_addresses.end())
         return known->second;
-    if (const auto even = stride(pointer))
-        return {.base = first(pointer), .stride = *even};
+    if (const auto known = stride(pointer))
+        return {.base = first(pointer), .stride = *known};
     return {.pointers = wide(pointer)};
 }
 
-Addresses WideValues::withSteps(Addresses addresses) {
+Addresses WideValues::foldStride(Addresses addresses) {
     const auto step = addresses.stride / static_cast<std::int64_t>(addresses.scale);
     llvm::Type* type = addresses.offsets != nullptr ? addresses.offsets->getType()->getScalarType()
                                                     : m_builder.getInt64Ty();
     llvm::Value* steps = m_builder.laneNumbers(type, step);
     if (step < 0) {
-        // From the last lane on: an offset may be the lowest number of its 32 bits already.
+        // The base moves to the last lane, so that no negative number is added to an offset, which
+        // may be the lowest of 32 bits already.
         const std::int64_t lowest = step * (static_cast<std::int64_t>(m_builder.lanes()) - 1);
         addresses.base = m_builder.CreatePtrAdd(
             addresses.base, m_builder.getInt64(static_cast<std::uint64_t>(
@@ -67,7 +68,7 @@ llvm::Value* WideValues::pointers(const Addresses& addresses) {
         return addresses.pointers;
     if (addresses.offsets == nullptr && addresses.stride == 0)
         return m_builder.broadcast(addresses.base);
-    const Addresses made = addresses.stride != 0 ? withSteps(addresses) : addresses;
+    const Addresses made = addresses.stride != 0 ? foldStride(addresses) : addresses;
     return m_builder.CreateGEP(m_builder.getIntNTy(static_cast<unsigned>(8 * made.scale)),
                                made.base, made.offsets);
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// What became of each value of the kernel: a scalar where it is uniform, a vector where it is not,
-// and for even and varying addresses also the parts that memory access works with.
+// The emitted form of each value of the kernel: a scalar if it is uniform, a vector if it varies,
+// both if it is affine; and for pointers also the base, stride and offsets that memory accesses
+// are made of.
 #pragma once
 
 #include "compute/simd/analysis/Strides.h"
@@ -10,17 +11,18 @@
 
 namespace compute::simd {
 
-/// A pointer in each lane: base + stride * lane + scale * offsets[lane], in bytes; `offsets` may be
-/// null. Without a base, `pointers` has them all.
+/// A pointer per lane: base + stride * lane + scale * offsets[lane], in bytes; `offsets` may be
+/// null. Without a base, `pointers` holds the pointers themselves.
 struct Addresses {
     llvm::Value* base = nullptr;
     std::int64_t stride = 0;
-    llvm::Value* offsets = nullptr; ///< of 64 bits, or signed ones of 32, which gather faster
+    llvm::Value* offsets = nullptr; ///< of 64 bits, or signed and of 32 bits, which gather faster
     std::uint64_t scale = 1;        ///< 1, 2, 4 or 8
     llvm::Value* pointers = nullptr;
 
-    bool isRow(std::int64_t size) const {
-        return base != nullptr && offsets == nullptr && stride == size;
+    /// Whether the addresses are known to be that many bytes apart.
+    bool hasStride(std::int64_t bytes) const {
+        return base != nullptr && offsets == nullptr && stride == bytes;
     }
 };
 
@@ -35,17 +37,17 @@ public:
     }
     bool isUniform(const llvm::Value* value) const { return stride(value) == 0; }
 
-    /// The value as all lanes have it; it must be uniform.
+    /// The scalar form of a uniform value.
     llvm::Value* scalar(llvm::Value* value) const;
-    /// The value in lane 0; it must be uniform or even.
+    /// The value in lane 0; it must be uniform or affine.
     llvm::Value* first(llvm::Value* value) const;
-    /// The value as a vector. Uniform values are broadcast where they are computed.
+    /// The vector form of a value. Uniform values are broadcast where they are computed.
     llvm::Value* wide(llvm::Value* value);
-    /// Where a pointer points to in each lane.
     Addresses addresses(llvm::Value* pointer);
-    /// The same addresses, of one base, with the stride among the offsets.
-    Addresses withSteps(Addresses addresses);
-    /// All addresses as one vector of pointers; made where the builder stands.
+    /// The same addresses with a stride of 0, the former stride being part of the offsets. There
+    /// must be a base.
+    Addresses foldStride(Addresses addresses);
+    /// The addresses as a vector of pointers, emitted where the builder stands.
     llvm::Value* pointers(const Addresses& addresses);
 
     void setScalar(const llvm::Value* value, llvm::Value* made) { m_scalars[value] = made; }

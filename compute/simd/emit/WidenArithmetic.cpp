@@ -68,8 +68,9 @@ public:
 private:
     llvm::Value* operand(unsigned index) { return m_values.wide(m_instruction.getOperand(index)); }
 
-    /// Vectors of integers have no division, but the quotient of two integers of 32 bits is exact
-    /// in double precision: rounding moves it by less than its distance from the next integer.
+    /// The processor cannot divide vectors of integers. For 32 bits or less, division in double
+    /// precision is exact after truncation: rounding moves the quotient by less than its distance
+    /// from the next integer.
     llvm::Value* divide();
     llvm::Value* divideAsDoubles(llvm::Value* dividend, llvm::Value* divisor, bool isSigned);
     llvm::Value* widenCall(const llvm::IntrinsicInst& call);
@@ -162,18 +163,18 @@ llvm::Value* Arithmetic::callPerLane(const llvm::IntrinsicInst& call) {
 
 const char* arithmeticObstacle(const llvm::Instruction& instruction) {
     if (!instruction.getType()->isVoidTy() && !fitsLane(instruction.getType()))
-        return "a value that is no plain number";
+        return "a value that is neither a number nor a pointer";
     for (const llvm::Use& operand : instruction.operands())
         if (operand->getType()->isSized() && !operand->getType()->isMetadataTy() &&
             !fitsLane(operand->getType()))
-            return "an operand that is no plain number";
+            return "an operand that is neither a number nor a pointer";
     const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction);
     if (call != nullptr && kernel::isCallOfProgram(*call))
         return nullptr;
     if (call != nullptr && !llvm::isa<llvm::IntrinsicInst>(call))
-        return "a call";
+        return "a call of an unknown function";
     if (call != nullptr && call->mayReadOrWriteMemory() && !llvm::isa<llvm::MemIntrinsic>(call))
-        return "an intrinsic with effects";
+        return "an intrinsic with side effects";
     return nullptr;
 }
 
@@ -186,8 +187,8 @@ llvm::Value* widenArithmetic(LaneBuilder& builder, WideValues& values,
     return Arithmetic(builder, values, instruction, mask).widen();
 }
 
-llvm::Value* firstOfEven(LaneBuilder& builder, WideValues& values,
-                         const llvm::Instruction& instruction) {
+llvm::Value* firstOfAffine(LaneBuilder& builder, WideValues& values,
+                           const llvm::Instruction& instruction) {
     llvm::Instruction* made = instruction.clone();
     made->dropPoisonGeneratingFlags();
     for (llvm::Use& operand : made->operands())
@@ -196,9 +197,9 @@ llvm::Value* firstOfEven(LaneBuilder& builder, WideValues& values,
     const bool extends = llvm::isa<llvm::ZExtInst>(instruction);
     if (!extends)
         return made;
-    // The lanes may wrap around between the first and the last, as those of x - 1 do at the left
-    // edge. Lane 0 is then given as that many steps below zero, which is right for all the others;
-    // its own address is far outside of everything.
+    // The narrow value may wrap around within the vector, as x - 1 does at the left edge. Lane 0
+    // then becomes negative, which makes the lanes after the wrap right. Those before it become
+    // wrong, but the addresses that they should have lie far outside of all memory.
     llvm::Value* narrow = made->getOperand(0);
     const std::int64_t span =
         values.stride(&instruction).value_or(0) * static_cast<std::int64_t>(builder.lanes() - 1);
@@ -210,8 +211,8 @@ llvm::Value* firstOfEven(LaneBuilder& builder, WideValues& values,
                                 builder.CreateSExt(narrow, made->getType()), made);
 }
 
-llvm::Value* wideOfEven(LaneBuilder& builder, WideValues& values, llvm::Value* first,
-                        std::int64_t stride) {
+llvm::Value* wideOfAffine(LaneBuilder& builder, WideValues& values, llvm::Value* first,
+                          std::int64_t stride) {
     if (first->getType()->isPointerTy())
         return values.pointers({.base = first, .stride = stride});
     return builder.CreateAdd(builder.broadcast(first),

@@ -11,7 +11,8 @@
 namespace compute::simd {
 namespace {
 
-/// Code of fewer instructions than this is faster to run for nobody than to jump over.
+/// A region of no more instructions than this is faster to run with an empty mask than to jump
+/// over.
 constexpr unsigned worthJumping = 12;
 
 bool isUndefined(const llvm::Value* value) {
@@ -84,10 +85,10 @@ void WidenControl::join(const Blocks& blocks, llvm::ArrayRef<State> states) {
 
 // --- Edges ---------------------------------------------------------------------------------------
 
-void WidenControl::arrive(Block& from, Block& to, llvm::Value* mask, bool isCertain) {
+void WidenControl::followEdge(Block& from, Block& to, llvm::Value* mask, bool isNonEmpty) {
     Slot slot = m_slots.lookup(&to);
     if (needsMask(&to))
-        slot.mask = slot.mask == nullptr ? mask : m_builder.either(slot.mask, mask);
+        slot.mask = slot.mask == nullptr ? mask : m_builder.maskOr(slot.mask, mask);
     unsigned number = 0;
     for (llvm::PHINode& phi : to.phis()) {
         if (slot.phis.size() <= number)
@@ -97,9 +98,9 @@ void WidenControl::arrive(Block& from, Block& to, llvm::Value* mask, bool isCert
         if (arrived != nullptr && isUndefined(value))
             continue;
         if (m_values.stride(&phi)) {
-            // All threads that meet here came the same way.
+            // A phi that is not divergent: all threads that arrive here took the same edge.
             llvm::Value* next = m_values.first(value);
-            arrived = arrived == nullptr || isCertain
+            arrived = arrived == nullptr || isNonEmpty
                           ? next
                           : m_builder.CreateSelect(m_builder.any(mask), next, arrived);
             continue;
@@ -110,7 +111,7 @@ void WidenControl::arrive(Block& from, Block& to, llvm::Value* mask, bool isCert
     m_slots[&to] = std::move(slot);
 }
 
-void WidenControl::takeArrivals(Block& block) {
+void WidenControl::takeSlot(Block& block) {
     const Slot slot = m_slots.lookup(&block);
     unsigned number = 0;
     for (llvm::PHINode& phi : block.phis()) {
@@ -125,71 +126,68 @@ void WidenControl::takeArrivals(Block& block) {
         }
         m_values.setScalar(&phi, value);
         if (*stride != 0)
-            m_values.setWide(&phi, wideOfEven(m_builder, m_values, value, *stride));
+            m_values.setWide(&phi, wideOfAffine(m_builder, m_values, value, *stride));
     }
     m_slots.erase(&block);
 }
 
-/// At the end of a block that leads out of its loop or on: leaves the loop as soon as no thread is
-/// left in it.
-llvm::Value* WidenControl::leaveOrGoOn(llvm::BranchInst& branch, llvm::Value* mask,
-                                       OpenLoop& loop) {
+llvm::Value* WidenControl::followExit(llvm::BranchInst& branch, llvm::Value* mask, OpenLoop& loop) {
     Block& block = *branch.getParent();
     Block* next = m_tree.continuation(&block);
-    const bool goesOnWhenTrue = branch.getSuccessor(0) == next;
-    Block* out = branch.getSuccessor(goesOnWhenTrue ? 1 : 0);
+    const bool continuesWhenTrue = branch.getSuccessor(0) == next;
+    Block* out = branch.getSuccessor(continuesWhenTrue ? 1 : 0);
     llvm::BasicBlock* inside = newBlock("stay");
-    if (m_uniformity.parts(block)) {
+    if (m_uniformity.diverges(block)) {
         llvm::Value* condition = m_values.wide(branch.getCondition());
-        llvm::Value* staying =
-            goesOnWhenTrue ? m_builder.both(mask, condition) : m_builder.butNot(mask, condition);
-        llvm::Value* leaving =
-            goesOnWhenTrue ? m_builder.butNot(mask, condition) : m_builder.both(mask, condition);
-        arrive(block, *out, leaving, false);
-        arrive(block, *next, staying, true);
+        llvm::Value* staying = continuesWhenTrue ? m_builder.maskAnd(mask, condition)
+                                                 : m_builder.maskAndNot(mask, condition);
+        llvm::Value* leaving = continuesWhenTrue ? m_builder.maskAndNot(mask, condition)
+                                                 : m_builder.maskAnd(mask, condition);
+        followEdge(block, *out, leaving, false);
+        followEdge(block, *next, staying, true);
         loop.exits.push_back(save(loop.targets));
         m_builder.CreateCondBr(m_builder.any(staying), inside, loop.after);
         m_builder.SetInsertPoint(inside);
         return staying;
     }
     const State before = save(loop.targets);
-    arrive(block, *out, mask, true);
+    followEdge(block, *out, mask, true);
     loop.exits.push_back(save(loop.targets));
     restore(loop.targets, before);
-    arrive(block, *next, mask, true);
+    followEdge(block, *next, mask, true);
     llvm::Value* condition = m_values.scalar(branch.getCondition());
-    m_builder.CreateCondBr(condition, goesOnWhenTrue ? inside : loop.after,
-                           goesOnWhenTrue ? loop.after : inside);
+    m_builder.CreateCondBr(condition, continuesWhenTrue ? inside : loop.after,
+                           continuesWhenTrue ? loop.after : inside);
     m_builder.SetInsertPoint(inside);
     return mask;
 }
 
-llvm::Value* WidenControl::leave(Block& block, llvm::Value* mask, OpenLoop* loop) {
+llvm::Value* WidenControl::followTerminator(Block& block, llvm::Value* mask, OpenLoop* loop) {
     auto* branch = llvm::dyn_cast<llvm::BranchInst>(block.getTerminator());
     if (branch == nullptr)
         return mask;
     m_builder.SetCurrentDebugLocation(branch->getDebugLoc());
     if (m_tree.continuation(&block) != nullptr)
-        return leaveOrGoOn(*branch, mask, *loop);
+        return followExit(*branch, mask, *loop);
     if (branch->isUnconditional() || branch->getSuccessor(0) == branch->getSuccessor(1)) {
-        arrive(block, *branch->getSuccessor(0), mask, !m_mayBeEmpty);
+        followEdge(block, *branch->getSuccessor(0), mask, !m_mayBeEmpty);
         return mask;
     }
-    if (commonBranch(&block) != nullptr) {
-        arrive(block, *branch->getSuccessor(0), mask, true);
-        arrive(block, *branch->getSuccessor(1), mask, true);
+    if (uniformBranch(&block) != nullptr) {
+        followEdge(block, *branch->getSuccessor(0), mask, true);
+        followEdge(block, *branch->getSuccessor(1), mask, true);
         return mask;
     }
     llvm::Value* condition = m_values.wide(branch->getCondition());
-    arrive(block, *branch->getSuccessor(0), m_builder.both(mask, condition), false);
-    arrive(block, *branch->getSuccessor(1), m_builder.butNot(mask, condition), false);
+    followEdge(block, *branch->getSuccessor(0), m_builder.maskAnd(mask, condition), false);
+    followEdge(block, *branch->getSuccessor(1), m_builder.maskAndNot(mask, condition), false);
     return mask;
 }
 
 // --- Blocks --------------------------------------------------------------------------------------
 
 void WidenControl::widenBlock(Block& block, llvm::Value* mask) {
-    takeArrivals(block);
+    takeSlot(block);
     for (llvm::Instruction& instruction : block)
         if (!llvm::isa<llvm::PHINode, llvm::AllocaInst>(instruction) && !instruction.isTerminator())
             widenInstruction(instruction, mask);
@@ -197,10 +195,11 @@ void WidenControl::widenBlock(Block& block, llvm::Value* mask) {
 
 void WidenControl::widenInstruction(llvm::Instruction& instruction, llvm::Value* mask) {
     m_builder.SetCurrentDebugLocation(instruction.getDebugLoc());
-    const bool isCommon = llvm::all_of(instruction.operands(), [&](const llvm::Use& operand) {
-        return m_values.isUniform(operand.get());
-    });
-    if (m_values.isUniform(&instruction) && (isCommon || !instruction.getType()->isVoidTy())) {
+    const bool hasUniformOperands =
+        llvm::all_of(instruction.operands(),
+                     [&](const llvm::Use& operand) { return m_values.isUniform(operand.get()); });
+    if (m_values.isUniform(&instruction) &&
+        (hasUniformOperands || !instruction.getType()->isVoidTy())) {
         llvm::Instruction* made = instruction.clone();
         for (llvm::Use& operand : made->operands())
             operand.set(m_values.scalar(operand.get()));
@@ -210,11 +209,11 @@ void WidenControl::widenInstruction(llvm::Instruction& instruction, llvm::Value*
     }
     if (const auto stride = m_values.stride(&instruction);
         stride && *stride != 0 && !instruction.mayReadOrWriteMemory()) {
-        llvm::Value* first = firstOfEven(m_builder, m_values, instruction);
+        llvm::Value* first = firstOfAffine(m_builder, m_values, instruction);
         m_values.setScalar(&instruction, first);
         m_values.setWide(&instruction,
                          llvm::isa<llvm::GetElementPtrInst>(instruction)
-                             ? wideOfEven(m_builder, m_values, first, *stride)
+                             ? wideOfAffine(m_builder, m_values, first, *stride)
                              : widenArithmetic(m_builder, m_values, instruction, mask));
         return;
     }
@@ -228,17 +227,17 @@ void WidenControl::widenInstruction(llvm::Instruction& instruction, llvm::Value*
     m_values.setWide(&instruction, widenArithmetic(m_builder, m_values, instruction, mask));
 }
 
-llvm::BranchInst* WidenControl::commonBranch(Block* block) const {
+llvm::BranchInst* WidenControl::uniformBranch(Block* block) const {
     auto* branch = llvm::dyn_cast<llvm::BranchInst>(block->getTerminator());
-    if (branch == nullptr || !branch->isConditional() || m_uniformity.parts(*block) ||
+    if (branch == nullptr || !branch->isConditional() || m_uniformity.diverges(*block) ||
         m_tree.continuation(block) != nullptr)
         return nullptr;
     const llvm::LoopInfo& loops = m_tree.loops();
-    const bool areOwn = llvm::all_of(llvm::successors(block), [&](const Block* way) {
-        return way->getSinglePredecessor() == block &&
-               loops.getLoopFor(way) == loops.getLoopFor(block);
+    const bool dominatesBoth = llvm::all_of(llvm::successors(block), [&](const Block* side) {
+        return side->getSinglePredecessor() == block &&
+               loops.getLoopFor(side) == loops.getLoopFor(block);
     });
-    return areOwn ? branch : nullptr;
+    return dominatesBoth ? branch : nullptr;
 }
 
 void WidenControl::layOut(Block* block, llvm::Value* mask, OpenLoop* loop) {
@@ -250,20 +249,20 @@ void WidenControl::layOut(Block* block, llvm::Value* mask, OpenLoop* loop) {
             layOutLoop(*level, mask);
         } else {
             widenBlock(*block, mask);
-            mask = leave(*block, mask, loop);
+            mask = followTerminator(*block, mask, loop);
             if (Block* next = m_tree.continuation(block)) {
                 block = next;
                 continue;
             }
         }
-        llvm::BranchInst* common = isLoop ? nullptr : commonBranch(block);
-        if (common != nullptr)
-            layOutWays(*common, mask, loop);
+        llvm::BranchInst* uniform = isLoop ? nullptr : uniformBranch(block);
+        if (uniform != nullptr)
+            layOutUniformBranch(*uniform, mask, loop);
         Block* next = nullptr;
-        for (Block* child : isLoop ? m_tree.belowLoop(level) : m_tree.below(block)) {
-            if (m_tree.rejoins(child))
+        for (Block* child : isLoop ? m_tree.childrenOfLoop(level) : m_tree.children(block)) {
+            if (m_tree.reconverges(child))
                 next = child;
-            else if (common == nullptr || child->getSinglePredecessor() != block)
+            else if (uniform == nullptr || child->getSinglePredecessor() != block)
                 layOutChild(child, loop);
         }
         block = next;
@@ -285,7 +284,7 @@ void WidenControl::layOutChild(Block* child, OpenLoop* loop) {
 
 void WidenControl::layOutIf(llvm::Value* condition, Block* child, llvm::Value* mask,
                             OpenLoop* loop) {
-    const Blocks targets = m_tree.targetsBeyond(child);
+    const Blocks targets = m_tree.exitTargets(child);
     llvm::BasicBlock* inside = newBlock("if");
     llvm::BasicBlock* after = newBlock("end");
     llvm::SmallVector<State, 2> states = {save(targets)};
@@ -301,19 +300,20 @@ void WidenControl::layOutIf(llvm::Value* condition, Block* child, llvm::Value* m
     join(targets, states);
 }
 
-void WidenControl::layOutWays(llvm::BranchInst& branch, llvm::Value* mask, OpenLoop* loop) {
-    Blocks targets = m_tree.targetsBeyond(branch.getSuccessor(0));
-    for (Block* target : m_tree.targetsBeyond(branch.getSuccessor(1)))
+void WidenControl::layOutUniformBranch(llvm::BranchInst& branch, llvm::Value* mask,
+                                       OpenLoop* loop) {
+    Blocks targets = m_tree.exitTargets(branch.getSuccessor(0));
+    for (Block* target : m_tree.exitTargets(branch.getSuccessor(1)))
         if (!llvm::is_contained(targets, target))
             targets.push_back(target);
-    const std::array<llvm::BasicBlock*, 2> ways = {newBlock("then"), newBlock("else")};
+    const std::array<llvm::BasicBlock*, 2> sides = {newBlock("then"), newBlock("else")};
     llvm::BasicBlock* after = newBlock("end");
-    m_builder.CreateCondBr(m_values.scalar(branch.getCondition()), ways[0], ways[1]);
+    m_builder.CreateCondBr(m_values.scalar(branch.getCondition()), sides[0], sides[1]);
     const State before = save(targets);
     llvm::SmallVector<State, 2> states;
     for (unsigned i : {0u, 1u}) {
         restore(targets, before);
-        m_builder.SetInsertPoint(ways[i]);
+        m_builder.SetInsertPoint(sides[i]);
         layOut(branch.getSuccessor(i), mask, loop);
         states.push_back(save(targets));
         m_builder.CreateBr(after);
@@ -324,7 +324,7 @@ void WidenControl::layOutWays(llvm::BranchInst& branch, llvm::Value* mask, OpenL
 
 // --- Loops ---------------------------------------------------------------------------------------
 
-void WidenControl::carry(const Blocks& blocks, llvm::BasicBlock* before) {
+void WidenControl::makeLoopPhis(const Blocks& blocks, llvm::BasicBlock* before) {
     for (Block* block : blocks) {
         Slot slot = m_slots.lookup(block);
         if (needsMask(block)) {
@@ -346,7 +346,7 @@ void WidenControl::carry(const Blocks& blocks, llvm::BasicBlock* before) {
     }
 }
 
-void WidenControl::carryOn(const Blocks& blocks, const State& first) {
+void WidenControl::completeLoopPhis(const Blocks& blocks, const State& first) {
     const auto add = [&](llvm::Value* phi, llvm::Value* value) {
         if (phi != nullptr)
             llvm::cast<llvm::PHINode>(phi)->addIncoming(value, m_builder.GetInsertBlock());
@@ -361,7 +361,7 @@ void WidenControl::carryOn(const Blocks& blocks, const State& first) {
 
 void WidenControl::layOutLoop(const llvm::Loop& loop, llvm::Value* mask) {
     Block* header = loop.getHeader();
-    const bool isTogether = m_tree.leavesTogether(&loop);
+    const bool hasUniformExits = m_tree.hasUniformExits(&loop);
     OpenLoop open{.loop = &loop, .after = newBlock("left"), .targets = {}, .exits = {}};
     llvm::SmallVector<Block*, 4> exits;
     loop.getUniqueExitBlocks(exits);
@@ -371,23 +371,24 @@ void WidenControl::layOutLoop(const llvm::Loop& loop, llvm::Value* mask) {
     llvm::BasicBlock* begin = newBlock("loop");
     m_builder.CreateBr(begin);
     m_builder.SetInsertPoint(begin);
-    Blocks carried = isTogether ? Blocks{} : open.targets;
+    Blocks carried = hasUniformExits ? Blocks{} : open.targets;
     carried.push_back(header);
-    // Within the loop the header's slot is for the next round, its mask for those who stay.
+    // While the loop is open, the header's slot collects what the back edge brings to the next
+    // iteration, and its mask the threads that stay.
     m_openHeaders.insert(header);
     m_slots[header].mask = mask;
-    carry(carried, before);
+    makeLoopPhis(carried, before);
     const State first = save(carried);
-    layOut(header, isTogether ? mask : first.slots.back().mask, &open);
+    layOut(header, hasUniformExits ? mask : first.slots.back().mask, &open);
     m_openHeaders.erase(header);
 
-    Slot& round = m_slots[header];
-    if (round.mask == nullptr) // no thread ever goes round
-        round = first.slots.back();
-    llvm::Value* staying = round.mask;
-    carryOn(carried, first);
+    Slot& next = m_slots[header];
+    if (next.mask == nullptr) // the back edge is never taken
+        next = first.slots.back();
+    llvm::Value* staying = next.mask;
+    completeLoopPhis(carried, first);
     m_builder.SetCurrentDebugLocation(kernel::beginOf(loop));
-    if (m_tree.leavesInTheOpen(&loop)) {
+    if (m_tree.allExitsJump(&loop)) {
         m_builder.CreateBr(begin);
     } else {
         open.exits.push_back(save(open.targets));

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Lays out the blocks of a kernel so that several threads run through them together. Where threads
-// part, both ways are walked one after the other under a mask, and a way that nobody takes is
-// jumped over; where they do not part, branches stay branches. A loop goes round until the last
-// thread has left it.
+// Emits the blocks of a kernel in the order of the ControlTree. Both sides of a divergent branch
+// run one after the other, each under its mask; a side with an empty mask is jumped over. Uniform
+// branches stay branches. A loop iterates until the last thread has left it.
 //
-// Each block has a slot where values arrive: one for each of its phis, and the mask of the threads
-// that come, unless all do. An edge blends what it brings into the slot of its target. After code
-// that may be jumped over, the slots it wrote to are joined with what they were before.
+// Each block has a slot, which collects what arrives over the edges that lead to it: a value for
+// each phi, and the mask of the threads that come, unless all do. An edge blends its values into
+// the slot of its target. After a region that may be jumped over, phis join the slots that it wrote
+// with what they held before.
 #pragma once
 
 #include "compute/simd/emit/WideCalls.h"
@@ -27,60 +27,66 @@ public:
           m_tree(tree),
           m_uniformity(uniformity) {}
 
-    /// Lays out the whole function where the builder stands, for the threads in `mask`.
+    /// Emits the whole function where the builder stands, for the threads in `mask`.
     void run(llvm::Function& kernel, llvm::Value* mask);
 
 private:
-    /// What has arrived at a block. Null: nothing yet.
+    /// What has arrived at a block so far; null where nothing has.
     struct Slot {
         llvm::Value* mask = nullptr;
         llvm::SmallVector<llvm::Value*, 4> phis;
     };
-    /// The slots of some blocks, at the end of a new block.
+    /// The contents of some blocks' slots at the end of the emitted block `at`.
     struct State {
         llvm::BasicBlock* at;
         llvm::SmallVector<Slot, 4> slots;
     };
-    /// A loop that is being laid out.
+    /// A loop that is being emitted.
     struct OpenLoop {
         const llvm::Loop* loop;
-        llvm::BasicBlock* after;
-        Blocks targets;
-        llvm::SmallVector<State, 4> exits;
+        llvm::BasicBlock* after;           ///< the emitted block behind the loop
+        Blocks targets;                    ///< the blocks that the loop's exits lead to
+        llvm::SmallVector<State, 4> exits; ///< slots of the targets at each jump to `after`
     };
 
     void layOut(Block* block, llvm::Value* mask, OpenLoop* loop);
     void layOutLoop(const llvm::Loop& loop, llvm::Value* mask);
-    /// What begins at `child`, jumped over when no thread arrives and that is worth it.
+    /// The region that `child` dominates; it is jumped over under an empty mask if it is long or if
+    /// running it without a thread could do harm.
     void layOutChild(Block* child, OpenLoop* loop);
     void layOutIf(llvm::Value* condition, Block* child, llvm::Value* mask, OpenLoop* loop);
-    /// Both ways of a branch that all threads take together.
-    void layOutWays(llvm::BranchInst& branch, llvm::Value* mask, OpenLoop* loop);
-    /// The branch at the end of a block when layOutWays() is to be used for it.
-    llvm::BranchInst* commonBranch(Block* block) const;
-    /// Turns the slots of blocks into phis of the loop that begins here.
-    void carry(const Blocks& blocks, llvm::BasicBlock* before);
-    void carryOn(const Blocks& blocks, const State& first);
+    /// Both sides of a uniform branch.
+    void layOutUniformBranch(llvm::BranchInst& branch, llvm::Value* mask, OpenLoop* loop);
+    /// The branch at the end of a block if layOutUniformBranch() can emit it; null for others.
+    llvm::BranchInst* uniformBranch(Block* block) const;
+    /// Turns the slots of blocks into phis of the loop that begins where the builder stands.
+    void makeLoopPhis(const Blocks& blocks, llvm::BasicBlock* before);
+    /// Adds what the slots hold at the end of the loop's body to those phis, which `first` has.
+    void completeLoopPhis(const Blocks& blocks, const State& first);
 
     void widenBlock(Block& block, llvm::Value* mask);
     void widenInstruction(llvm::Instruction& instruction, llvm::Value* mask);
-    void takeArrivals(Block& block);
-    /// Follows the terminator. Returns the mask with which a block of a loop goes on.
-    llvm::Value* leave(Block& block, llvm::Value* mask, OpenLoop* loop);
-    llvm::Value* leaveOrGoOn(llvm::BranchInst& branch, llvm::Value* mask, OpenLoop& loop);
-    /// Brings the threads in `mask` from one block to another. `isCertain`: there is one.
-    void arrive(Block& from, Block& to, llvm::Value* mask, bool isCertain);
+    void takeSlot(Block& block);
+    /// Follows the edges of the block's terminator. Returns the mask for the continuation of the
+    /// block, if it has one.
+    llvm::Value* followTerminator(Block& block, llvm::Value* mask, OpenLoop* loop);
+    /// The same for a block with a continuation: jumps out of the loop when no thread stays.
+    llvm::Value* followExit(llvm::BranchInst& branch, llvm::Value* mask, OpenLoop& loop);
+    /// Blends what the threads in `mask` bring over an edge into the slot of its target.
+    /// `isNonEmpty`: the mask is known to have a lane.
+    void followEdge(Block& from, Block& to, llvm::Value* mask, bool isNonEmpty);
 
     State save(const Blocks& blocks) const;
     void restore(const Blocks& blocks, const State& state);
-    /// Sets the slots of blocks to phis over states; stands at the beginning of a new block.
+    /// Sets the slots of blocks to phis over states. The builder stands in a block that has no
+    /// instructions yet.
     void join(const Blocks& blocks, llvm::ArrayRef<State> states);
     llvm::Value* joinValues(llvm::ArrayRef<llvm::Value*> values, llvm::ArrayRef<State> states,
                             llvm::Value* missing);
     llvm::PHINode* newPhi(llvm::Type* type, unsigned count);
     llvm::Type* typeOf(const llvm::PHINode& phi) const;
     bool needsMask(const Block* block) const {
-        return !m_tree.rejoins(block) || m_openHeaders.contains(block);
+        return !m_tree.reconverges(block) || m_openHeaders.contains(block);
     }
     llvm::BasicBlock* newBlock(const char* name);
 
@@ -92,7 +98,7 @@ private:
     const Uniformity& m_uniformity;
     llvm::DenseMap<const Block*, Slot> m_slots;
     llvm::SmallPtrSet<const Block*, 8> m_openHeaders;
-    /// Whether the code being laid out may run without any thread.
+    /// Whether the mask may be empty where the builder stands.
     bool m_mayBeEmpty = false;
 };
 

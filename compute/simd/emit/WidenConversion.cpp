@@ -11,7 +11,7 @@ namespace compute::simd {
 namespace {
 
 constexpr unsigned wordBits = 32;
-/// Of AVX-512.
+/// The lanes of one vector of AVX-512.
 constexpr unsigned vectorLanes = 16;
 
 llvm::APInt highest(unsigned bits, bool isSigned) {
@@ -30,14 +30,14 @@ public:
     llvm::Value* convert() {
         if (m_numbers->getType()->getScalarType()->isFloatTy() && m_bits == wordBits) {
             if (m_isSigned)
-                return zeroForNoNumber(highestForLarge(convertAsProcessorDoes()));
+                return zeroForNan(highestForLarge(convertToLowestOutOfRange()));
             if (m_builder.lanes() >= vectorLanes)
                 return convertUnsignedWords();
         }
-        // Where the plain conversion is undefined, its result is not taken.
+        // The plain conversion is undefined out of range; the selects drop its result there.
         llvm::Value* converted = m_isSigned ? m_builder.CreateFPToSI(m_numbers, m_type)
                                             : m_builder.CreateFPToUI(m_numbers, m_type);
-        return zeroForNoNumber(highestForLarge(lowestForSmall(converted)));
+        return zeroForNan(highestForLarge(lowestForSmall(converted)));
     }
 
 private:
@@ -45,8 +45,8 @@ private:
         return llvm::ConstantFP::get(m_numbers->getType(), value);
     }
 
-    /// One instruction, which makes the lowest integer of everything that does not fit.
-    llvm::Value* convertAsProcessorDoes() {
+    /// One instruction, which makes the lowest integer of all that is out of range.
+    llvm::Value* convertToLowestOutOfRange() {
         const unsigned lanes = m_builder.lanes();
         if (lanes >= vectorLanes)
             return convertVectors(llvm::Intrinsic::x86_avx512_mask_cvttps2dq_512, m_numbers);
@@ -55,7 +55,7 @@ private:
                                          {}, {m_numbers});
     }
 
-    /// An instruction of AVX-512, for each of the vectors in flight.
+    /// Emits an instruction of AVX-512 for each of the vectors in flight.
     llvm::Value* convertVectors(llvm::Intrinsic::ID id, llvm::Value* numbers) {
         constexpr std::uint32_t usualRounding = 4;
         auto* type = llvm::FixedVectorType::get(m_builder.getInt32Ty(), vectorLanes);
@@ -70,8 +70,8 @@ private:
         return llvm::concatenateVectors(m_builder, vectors);
     }
 
-    /// The instruction makes the highest integer of everything that does not fit. The comparison
-    /// is false for what is no number.
+    /// The instruction makes the highest integer of all that is out of range. The comparison is
+    /// false for NaN, which so becomes 0.
     llvm::Value* convertUnsignedWords() {
         llvm::Value* isPositive = m_builder.CreateFCmpOGT(m_numbers, number(0));
         return convertVectors(llvm::Intrinsic::x86_avx512_mask_cvttps2udq_512,
@@ -95,7 +95,7 @@ private:
             llvm::ConstantInt::get(m_type, llvm::APInt::getSignedMinValue(m_bits)), converted);
     }
 
-    llvm::Value* zeroForNoNumber(llvm::Value* converted) {
+    llvm::Value* zeroForNan(llvm::Value* converted) {
         return m_builder.CreateSelect(m_builder.CreateFCmpUNO(m_numbers, m_numbers),
                                       llvm::Constant::getNullValue(m_type), converted);
     }
@@ -116,7 +116,7 @@ llvm::Value* convertSaturating(LaneBuilder& builder, llvm::Value* numbers, llvm:
     const unsigned bits = type->getIntegerBitWidth();
     if (bits >= wordBits)
         return Conversion(builder, numbers, bits, isSigned).convert();
-    // Saturated to a word first, the number is on the same side of both bounds as before.
+    // Saturating to a word first does not move a number across the bounds of a narrower type.
     llvm::Value* words = Conversion(builder, numbers, wordBits, isSigned).convert();
     const auto bound = [&](const llvm::APInt& value) {
         return llvm::ConstantInt::get(words->getType(),

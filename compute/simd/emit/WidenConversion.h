@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Floating-point numbers to integers in all lanes. A number that does not fit becomes the nearest
-// integer that does, and what is no number becomes 0. The processor has no instruction for that,
-// and LLVM would take the lanes one by one.
+// Saturating conversion of floating-point numbers to integers, for all lanes at once. A number that
+// is out of range becomes the nearest integer in range, and NaN becomes 0. The processor has no
+// instruction for that, and LLVM would convert lane by lane.
 #pragma once
 
 #include "compute/simd/emit/LaneBuilder.h"
 
 namespace compute::simd {
 
-/// `numbers` as integers of `type`, one lane's.
+/// Converts the vector `numbers` to integers of the scalar `type`.
 llvm::Value* convertSaturating(LaneBuilder& builder, llvm::Value* numbers, llvm::Type* type,
                                bool isSigned);
 

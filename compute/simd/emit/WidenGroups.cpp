@@ -12,10 +12,10 @@ namespace compute::simd {
 namespace {
 
 constexpr std::int64_t wordBytes = 4;
-constexpr unsigned structureWords = LaneMemory::spareBytes / wordBytes;
+constexpr unsigned structureWords = LaneMemory::scratchBytes / wordBytes;
 
-/// How many words from word `at` on are best taken together: as many as loadStructures() takes when
-/// all of them are wanted, else what one lane of a gather holds.
+/// The number of words from word `at` on that one access per lane should take: up to the limit of
+/// loadStructures() when three or more in a row are wanted, else one lane of a gather.
 unsigned wordsTogether(unsigned wanted, unsigned at) {
     const auto following = static_cast<unsigned>(llvm::countr_one(wanted >> at));
     return following > 2 ? std::min(following, structureWords) : following;
@@ -23,7 +23,6 @@ unsigned wordsTogether(unsigned wanted, unsigned at) {
 
 } // namespace
 
-/// Where a vector of words lies behind the first of its group.
 llvm::Value* WidenGroups::partOffset(unsigned part) {
     return m_builder.getInt64(std::uint64_t(part) * m_builder.lanes() * wordBytes);
 }
@@ -46,9 +45,9 @@ Words WidenGroups::loadWords(const AccessGroup& group, llvm::Value* start, llvm:
     const auto count = static_cast<unsigned>(group.stride / wordBytes);
     Words memory;
     for (unsigned part = 0; part < count; ++part)
-        memory.push_back(m_memory.loadRow(m_builder.getInt32Ty(),
-                                          m_builder.CreatePtrAdd(start, partOffset(part)),
-                                          partMask(group, mask, part)));
+        memory.push_back(m_memory.loadContiguous(m_builder.getInt32Ty(),
+                                                 m_builder.CreatePtrAdd(start, partOffset(part)),
+                                                 partMask(group, mask, part)));
     return deinterleave(m_builder, memory);
 }
 
@@ -64,10 +63,10 @@ Words WidenGroups::gatherWords(const AccessGroup& group, llvm::Value* pointers, 
         if (together == 1) {
             words[i] = m_memory.gather(m_builder.getInt32Ty(), place, mask);
         } else if (together == 2) {
-            llvm::Value* both = m_memory.gather(m_builder.getInt64Ty(), place, mask);
-            words[i] = m_builder.CreateTrunc(both, word);
+            llvm::Value* pair = m_memory.gather(m_builder.getInt64Ty(), place, mask);
+            words[i] = m_builder.CreateTrunc(pair, word);
             words[i + 1] = m_builder.CreateTrunc(
-                m_builder.CreateLShr(both, llvm::ConstantInt::get(both->getType(), 32)), word);
+                m_builder.CreateLShr(pair, llvm::ConstantInt::get(pair->getType(), 32)), word);
         } else if (together > 2) {
             llvm::copy(loadStructures(place.pointers, together, mask), words.begin() + i);
         }
@@ -122,20 +121,20 @@ Addresses WidenGroups::starts(const AccessGroup& group) {
     return addresses;
 }
 
-Words WidenGroups::loadWordsAnywhere(const AccessGroup& group, llvm::Value* mask) {
+Words WidenGroups::loadWordsSpeculatively(const AccessGroup& group, llvm::Value* mask) {
     const Addresses places = starts(group);
-    const LaneMemory::Row row = m_memory.findRow(places, group.stride, mask);
-    return m_builder.choose(
-        row.isThere, "row", [&] { return loadWords(group, row.first, mask); },
+    const LaneMemory::StrideCheck check = m_memory.checkStride(places, group.stride, mask);
+    return m_builder.ifElse(
+        check.holds, "contiguous", [&] { return loadWords(group, check.first, mask); },
         [&] { return gatherWords(group, m_values.pointers(places), mask); });
 }
 
 void WidenGroups::loadGroup(const AccessGroup& group, llvm::Value* mask) {
     Words words;
-    if (group.isEven) {
+    if (group.isAffine) {
         words = loadWords(group, starts(group).base, mask);
     } else {
-        words = loadWordsAnywhere(group, mask);
+        words = loadWordsSpeculatively(group, mask);
     }
     for (const AccessGroup::Member& member : group.members)
         m_values.setWide(member.access, memberFromWords(group, member, words));
@@ -170,7 +169,7 @@ void WidenGroups::storeWords(const AccessGroup& group, const Words& words, llvm:
         if (memory[part] == nullptr)
             continue;
         llvm::Value* place = m_builder.CreatePtrAdd(start, partOffset(part));
-        m_memory.storeRow(memory[part], place, partMask(group, mask, part));
+        m_memory.storeContiguous(memory[part], place, partMask(group, mask, part));
     }
 }
 
@@ -202,13 +201,13 @@ void WidenGroups::storeGroup(const AccessGroup& group, llvm::Value* mask) {
     for (const AccessGroup::Member& member : group.members)
         memberToWords(group, member, words);
     const Addresses places = starts(group);
-    if (group.isEven)
+    if (group.isAffine)
         return storeWords(group, words, places.base, mask);
-    const LaneMemory::Row row = m_memory.findRow(places, group.stride, mask);
-    m_builder.choose(
-        row.isThere, "row",
+    const LaneMemory::StrideCheck check = m_memory.checkStride(places, group.stride, mask);
+    m_builder.ifElse(
+        check.holds, "contiguous",
         [&] {
-            storeWords(group, words, row.first, mask);
+            storeWords(group, words, check.first, mask);
             return Words{};
         },
         [&] {

@@ -18,8 +18,8 @@ const llvm::Align unaligned(1);
 void WidenMemory::widenVariable(llvm::AllocaInst& variable) {
     const llvm::DataLayout& layout = variable.getModule()->getDataLayout();
     const std::uint64_t size = PrivateMemory::sizeOf(variable, layout);
-    if (m_private.kind(&variable) == PrivateMemory::Kind::Woven) {
-        m_woven[&variable] =
+    if (m_private.kind(&variable) == PrivateMemory::Kind::Interleaved) {
+        m_interleaved[&variable] =
             m_builder.variable(m_builder.getInt8Ty(), size * m_builder.lanes(), llvm::Align(64));
         return;
     }
@@ -35,14 +35,15 @@ std::optional<WidenMemory::Offset> WidenMemory::narrowOffset(llvm::Value* index,
                                                              std::uint64_t scale) {
     constexpr unsigned narrowBits = 32;
     constexpr std::uint64_t largestScale = 8;
-    Offset offset{.common = m_builder.getInt64(0), .scale = std::min(scale & -scale, largestScale)};
+    Offset offset{.uniform = m_builder.getInt64(0),
+                  .scale = std::min(scale & -scale, largestScale)};
     const std::uint64_t factor = scale / offset.scale;
     llvm::Type* word = m_builder.wideType(m_builder.getInt32Ty());
     const unsigned bits =
         llvm::computeKnownBits(index, m_builder.GetInsertBlock()->getModule()->getDataLayout())
             .countMaxActiveBits();
     if (bits + llvm::Log2_64_Ceil(factor) < narrowBits) {
-        offset.perLane =
+        offset.varying =
             m_builder.CreateMul(m_builder.CreateZExtOrTrunc(m_values.wide(index), word),
                                 llvm::ConstantInt::get(word, factor));
         return offset;
@@ -50,17 +51,17 @@ std::optional<WidenMemory::Offset> WidenMemory::narrowOffset(llvm::Value* index,
     if (factor != 1)
         return std::nullopt;
     if (index->getType()->isIntegerTy(narrowBits)) {
-        offset.perLane = m_values.wide(index);
+        offset.varying = m_values.wide(index);
         return offset;
     }
     auto* extension = llvm::dyn_cast<llvm::CastInst>(index);
     if (extension == nullptr || !extension->getSrcTy()->isIntegerTy(narrowBits))
         return std::nullopt;
-    offset.perLane = m_values.wide(extension->getOperand(0));
+    offset.varying = m_values.wide(extension->getOperand(0));
     if (llvm::isa<llvm::ZExtInst>(extension)) {
         const std::uint64_t middle = std::uint64_t{1} << (narrowBits - 1);
-        offset.common = m_builder.getInt64(middle * scale);
-        offset.perLane = m_builder.CreateXor(offset.perLane, llvm::ConstantInt::get(word, middle));
+        offset.uniform = m_builder.getInt64(middle * scale);
+        offset.varying = m_builder.CreateXor(offset.varying, llvm::ConstantInt::get(word, middle));
     }
     return offset;
 }
@@ -71,38 +72,38 @@ WidenMemory::Offset WidenMemory::offsetOf(llvm::GEPOperator& step) {
     step.collectOffset(m_builder.GetInsertBlock()->getModule()->getDataLayout(), 64, scales,
                        constant);
     Addresses sum{.base = llvm::ConstantPointerNull::get(m_builder.getPtrTy())};
-    llvm::Value* common = m_builder.getInt64(constant.getZExtValue());
+    llvm::Value* uniform = m_builder.getInt64(constant.getZExtValue());
     llvm::Type* wide = m_builder.wideType(m_builder.getInt64Ty());
     for (const auto& [index, scale] : scales) {
         llvm::Value* bytes = m_builder.getInt64(scale.getZExtValue());
         if (m_values.isUniform(index)) {
             llvm::Value* number =
                 m_builder.CreateSExtOrTrunc(m_values.scalar(index), m_builder.getInt64Ty());
-            common = m_builder.CreateAdd(common, m_builder.CreateMul(number, bytes));
+            uniform = m_builder.CreateAdd(uniform, m_builder.CreateMul(number, bytes));
             continue;
         }
         const auto narrow = narrowOffset(index, scale.getZExtValue());
         if (narrow && sum.offsets == nullptr) {
-            common = m_builder.CreateAdd(common, narrow->common);
-            sum.offsets = narrow->perLane;
+            uniform = m_builder.CreateAdd(uniform, narrow->uniform);
+            sum.offsets = narrow->varying;
             sum.scale = narrow->scale;
             continue;
         }
-        addOffset(sum, {.common = m_builder.getInt64(0),
-                        .perLane = m_builder.CreateMul(
+        addOffset(sum, {.uniform = m_builder.getInt64(0),
+                        .varying = m_builder.CreateMul(
                             m_builder.CreateSExtOrTrunc(m_values.wide(index), wide),
                             m_builder.broadcast(bytes))});
     }
-    return {.common = common, .perLane = sum.offsets, .scale = sum.scale};
+    return {.uniform = uniform, .varying = sum.offsets, .scale = sum.scale};
 }
 
 void WidenMemory::addOffset(Addresses& addresses, const Offset& offset) {
-    addresses.base = m_builder.CreatePtrAdd(addresses.base, offset.common);
-    if (offset.perLane == nullptr)
+    addresses.base = m_builder.CreatePtrAdd(addresses.base, offset.uniform);
+    if (offset.varying == nullptr)
         return;
     const bool isFirst = addresses.offsets == nullptr;
     if (isFirst && addresses.stride % static_cast<std::int64_t>(offset.scale) == 0) {
-        addresses.offsets = offset.perLane;
+        addresses.offsets = offset.varying;
         addresses.scale = offset.scale;
         return;
     }
@@ -111,7 +112,7 @@ void WidenMemory::addOffset(Addresses& addresses, const Offset& offset) {
         return m_builder.CreateMul(m_builder.CreateSExt(value, wide),
                                    llvm::ConstantInt::get(wide, scale));
     };
-    llvm::Value* bytes = inBytes(offset.perLane, offset.scale);
+    llvm::Value* bytes = inBytes(offset.varying, offset.scale);
     addresses.offsets =
         isFirst ? bytes : m_builder.CreateAdd(inBytes(addresses.offsets, addresses.scale), bytes);
     addresses.scale = 1;
@@ -119,63 +120,64 @@ void WidenMemory::addOffset(Addresses& addresses, const Offset& offset) {
 
 void WidenMemory::widenAddress(llvm::GetElementPtrInst& address) {
     if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(llvm::getUnderlyingObject(&address, 0)))
-        if (m_private.kind(variable) == PrivateMemory::Kind::Woven)
+        if (m_private.kind(variable) == PrivateMemory::Kind::Interleaved)
             return; // only ever used by the accesses, which start from the variable
     Addresses result = m_values.addresses(address.getPointerOperand());
     const Offset offset = offsetOf(llvm::cast<llvm::GEPOperator>(address));
     if (result.base != nullptr) {
         addOffset(result, offset);
     } else {
-        result.pointers = m_builder.CreatePtrAdd(result.pointers, offset.common);
-        if (offset.perLane != nullptr)
+        result.pointers = m_builder.CreatePtrAdd(result.pointers, offset.uniform);
+        if (offset.varying != nullptr)
             result.pointers = m_values.pointers(
-                {.base = result.pointers, .offsets = offset.perLane, .scale = offset.scale});
+                {.base = result.pointers, .offsets = offset.varying, .scale = offset.scale});
     }
     m_values.setAddresses(&address, result);
     m_values.setWide(&address, m_values.pointers(result));
 }
 
-WidenMemory::Offset WidenMemory::wovenOffset(llvm::GEPOperator& step) {
+WidenMemory::Offset WidenMemory::interleavedOffset(llvm::GEPOperator& step) {
     llvm::MapVector<llvm::Value*, llvm::APInt> scales;
     llvm::APInt constant(64, 0);
     step.collectOffset(m_builder.GetInsertBlock()->getModule()->getDataLayout(), 64, scales,
                        constant);
     const std::uint64_t lanes = m_builder.lanes();
     llvm::Type* wide = m_builder.wideType(m_builder.getInt32Ty());
-    Offset offset{.common = m_builder.getInt64(constant.getZExtValue() * lanes)};
+    Offset offset{.uniform = m_builder.getInt64(constant.getZExtValue() * lanes)};
     for (const auto& [index, scale] : scales) {
         const std::uint64_t bytes = scale.getZExtValue() * lanes;
         if (m_values.isUniform(index)) {
             llvm::Value* number =
                 m_builder.CreateSExtOrTrunc(m_values.scalar(index), m_builder.getInt64Ty());
-            offset.common = m_builder.CreateAdd(
-                offset.common, m_builder.CreateMul(number, m_builder.getInt64(bytes)));
+            offset.uniform = m_builder.CreateAdd(
+                offset.uniform, m_builder.CreateMul(number, m_builder.getInt64(bytes)));
             continue;
         }
         llvm::Value* numbers =
             m_builder.CreateMul(m_builder.CreateSExtOrTrunc(m_values.wide(index), wide),
                                 llvm::ConstantInt::get(wide, bytes));
-        offset.perLane =
-            offset.perLane == nullptr ? numbers : m_builder.CreateAdd(offset.perLane, numbers);
+        offset.varying =
+            offset.varying == nullptr ? numbers : m_builder.CreateAdd(offset.varying, numbers);
     }
     return offset;
 }
 
-std::optional<WidenMemory::WovenPlace> WidenMemory::wovenPlace(llvm::Value* pointer) {
+std::optional<WidenMemory::InterleavedElement>
+WidenMemory::interleavedElement(llvm::Value* pointer) {
     auto* variable = llvm::dyn_cast<llvm::AllocaInst>(llvm::getUnderlyingObject(pointer, 0));
-    if (variable == nullptr || m_private.kind(variable) != PrivateMemory::Kind::Woven)
+    if (variable == nullptr || m_private.kind(variable) != PrivateMemory::Kind::Interleaved)
         return std::nullopt;
-    WovenPlace place{.base = m_woven.lookup(variable),
-                     .offsets = nullptr,
-                     .granule = m_private.granule(variable)};
+    InterleavedElement place{.base = m_interleaved.lookup(variable),
+                             .offsets = nullptr,
+                             .elementBytes = m_private.elementBytes(variable)};
     while (pointer != variable) {
         auto* step = llvm::cast<llvm::GEPOperator>(pointer);
-        const Offset offset = wovenOffset(*step);
-        place.base = m_builder.CreatePtrAdd(place.base, offset.common);
-        if (offset.perLane != nullptr)
+        const Offset offset = interleavedOffset(*step);
+        place.base = m_builder.CreatePtrAdd(place.base, offset.uniform);
+        if (offset.varying != nullptr)
             place.offsets = place.offsets == nullptr
-                                ? offset.perLane
-                                : m_builder.CreateAdd(place.offsets, offset.perLane);
+                                ? offset.varying
+                                : m_builder.CreateAdd(place.offsets, offset.varying);
         pointer = step->getPointerOperand();
     }
     return place;
@@ -183,75 +185,77 @@ std::optional<WidenMemory::WovenPlace> WidenMemory::wovenPlace(llvm::Value* poin
 
 llvm::Value* WidenMemory::load(llvm::LoadInst& load, llvm::Value* mask) {
     llvm::Type* type = load.getType();
-    if (const auto place = wovenPlace(load.getPointerOperand()))
-        return loadWoven(type, *place, mask);
+    if (const auto place = interleavedElement(load.getPointerOperand()))
+        return loadInterleaved(type, *place, mask);
     const Addresses addresses = m_values.addresses(load.getPointerOperand());
     const auto size = static_cast<std::int64_t>(m_lanes.sizeOf(type));
-    if (addresses.isRow(size) && !type->isIntegerTy(1))
-        return m_lanes.loadRow(type, addresses.base, mask);
-    const auto likely = m_likely.of(load.getPointerOperand());
-    const bool isWorthALook =
-        likely && (*likely == 0 || (*likely == size && m_lanes.hasMaskedRow(type)));
-    if (isWorthALook && !type->isIntegerTy(1))
-        return m_lanes.loadLikely(type, addresses, *likely, mask);
+    if (addresses.hasStride(size) && !type->isIntegerTy(1))
+        return m_lanes.loadContiguous(type, addresses.base, mask);
+    const auto likely = m_speculative.of(load.getPointerOperand());
+    const bool isWorthChecking =
+        likely && (*likely == 0 || (*likely == size && m_lanes.hasMaskedAccess(type)));
+    if (isWorthChecking && !type->isIntegerTy(1))
+        return m_lanes.loadSpeculatively(type, addresses, *likely, mask);
     return m_lanes.gather(type, addresses, mask);
 }
 
-llvm::Value* WidenMemory::loadWoven(llvm::Type* type, const WovenPlace& place, llvm::Value* mask) {
+llvm::Value* WidenMemory::loadInterleaved(llvm::Type* type, const InterleavedElement& place,
+                                          llvm::Value* mask) {
     if (place.offsets == nullptr)
         return m_builder.CreateAlignedLoad(m_builder.wideType(type), place.base, unaligned);
     return m_lanes.gather(type,
                           {.base = place.base,
-                           .stride = static_cast<std::int64_t>(place.granule),
+                           .stride = static_cast<std::int64_t>(place.elementBytes),
                            .offsets = place.offsets},
                           mask);
 }
 
 void WidenMemory::store(llvm::StoreInst& store, llvm::Value* mask) {
     llvm::Value* value = m_values.wide(store.getValueOperand());
-    if (const auto place = wovenPlace(store.getPointerOperand()))
-        return storeWoven(value, *place, mask);
+    if (const auto place = interleavedElement(store.getPointerOperand()))
+        return storeInterleaved(value, *place, mask);
     const Addresses addresses = m_values.addresses(store.getPointerOperand());
     llvm::Type* type = store.getValueOperand()->getType();
-    if (addresses.isRow(0)) {
+    if (addresses.hasStride(0)) {
         llvm::Value* last = m_builder.lane(value, m_builder.lastLane(mask));
         m_builder.CreateAlignedStore(last, addresses.base, unaligned);
         return;
     }
     const auto size = static_cast<std::int64_t>(m_lanes.sizeOf(type));
-    if (addresses.isRow(size) && !type->isIntegerTy(1))
-        return m_lanes.storeRow(value, addresses.base, mask);
-    if (m_likely.of(store.getPointerOperand()) == size && !type->isIntegerTy(1) &&
-        m_lanes.hasMaskedRow(type))
-        return m_lanes.storeLikelyRow(value, addresses, mask);
+    if (addresses.hasStride(size) && !type->isIntegerTy(1))
+        return m_lanes.storeContiguous(value, addresses.base, mask);
+    if (m_speculative.of(store.getPointerOperand()) == size && !type->isIntegerTy(1) &&
+        m_lanes.hasMaskedAccess(type))
+        return m_lanes.storeSpeculatively(value, addresses, mask);
     m_lanes.scatter(value, addresses, mask);
 }
 
-void WidenMemory::storeWoven(llvm::Value* value, const WovenPlace& place, llvm::Value* mask) {
+void WidenMemory::storeInterleaved(llvm::Value* value, const InterleavedElement& place,
+                                   llvm::Value* mask) {
     if (place.offsets != nullptr)
         return m_lanes.scatter(value,
                                {.base = place.base,
-                                .stride = static_cast<std::int64_t>(place.granule),
+                                .stride = static_cast<std::int64_t>(place.elementBytes),
                                 .offsets = place.offsets},
                                mask);
-    // The memory belongs to this core alone: what other lanes have there can be written back.
+    // No other core uses this memory, so the elements of inactive lanes can be written back.
     if (mask != m_everyThread)
         value = m_builder.CreateSelect(
             mask, value, m_builder.CreateAlignedLoad(value->getType(), place.base, unaligned));
     m_builder.CreateAlignedStore(value, place.base, unaligned);
 }
 
-void WidenMemory::clearWoven(llvm::MemSetInst& clear, llvm::Value* mask) {
+void WidenMemory::clearInterleaved(llvm::MemSetInst& clear, llvm::Value* mask) {
     auto* variable = llvm::cast<llvm::AllocaInst>(clear.getRawDest());
-    llvm::AllocaInst* woven = m_woven.lookup(variable);
+    llvm::AllocaInst* memory = m_interleaved.lookup(variable);
     const std::uint64_t length = llvm::cast<llvm::ConstantInt>(clear.getLength())->getZExtValue();
     llvm::Value* byte = m_values.scalar(clear.getValue());
     if (mask == m_everyThread) {
-        m_builder.CreateMemSet(woven, byte, length * m_builder.lanes(), woven->getAlign());
+        m_builder.CreateMemSet(memory, byte, length * m_builder.lanes(), memory->getAlign());
         return;
     }
-    const std::uint64_t granule = m_private.granule(variable);
-    llvm::Type* element = integerOf(m_builder, granule);
+    const std::uint64_t elementBytes = m_private.elementBytes(variable);
+    llvm::Type* element = integerOf(m_builder, elementBytes);
     llvm::Value* filler =
         m_builder.CreateMul(m_builder.CreateZExt(byte, element),
                             llvm::ConstantInt::get(element, 0x0101'0101'0101'0101u));
@@ -265,19 +269,20 @@ void WidenMemory::clearWoven(llvm::MemSetInst& clear, llvm::Value* mask) {
     m_builder.SetInsertPoint(loop);
     llvm::PHINode* offset = m_builder.CreatePHI(m_builder.getInt64Ty(), 2);
     offset->addIncoming(m_builder.getInt64(0), before);
-    storeWoven(
-        wide,
-        {.base = m_builder.CreatePtrAdd(woven, offset), .offsets = nullptr, .granule = granule},
-        mask);
+    storeInterleaved(wide,
+                     {.base = m_builder.CreatePtrAdd(memory, offset),
+                      .offsets = nullptr,
+                      .elementBytes = elementBytes},
+                     mask);
     llvm::Value* next =
-        m_builder.CreateAdd(offset, m_builder.getInt64(granule * m_builder.lanes()));
+        m_builder.CreateAdd(offset, m_builder.getInt64(elementBytes * m_builder.lanes()));
     offset->addIncoming(next, loop);
     m_builder.CreateCondBr(
         m_builder.CreateICmpULT(next, m_builder.getInt64(length * m_builder.lanes())), loop, done);
     m_builder.SetInsertPoint(done);
 }
 
-void WidenMemory::eachLane(llvm::Instruction& access, llvm::Value* mask) {
+void WidenMemory::serialise(llvm::Instruction& access, llvm::Value* mask) {
     llvm::SmallVector<llvm::Value*> wide;
     for (llvm::Use& operand : access.operands())
         wide.push_back(m_values.isUniform(operand.get()) ? nullptr : m_values.wide(operand.get()));
@@ -306,8 +311,8 @@ void WidenMemory::widenAccess(llvm::Instruction& access, llvm::Value* mask) {
     }
     if (auto* clear = llvm::dyn_cast<llvm::MemSetInst>(&access)) {
         auto* variable = llvm::dyn_cast<llvm::AllocaInst>(clear->getRawDest());
-        if (variable != nullptr && m_woven.contains(variable))
-            return clearWoven(*clear, mask);
+        if (variable != nullptr && m_interleaved.contains(variable))
+            return clearInterleaved(*clear, mask);
     }
     auto* atomic = llvm::dyn_cast<llvm::AtomicRMWInst>(&access);
     if (atomic != nullptr && canCombine(*atomic, m_values)) {
@@ -322,7 +327,7 @@ void WidenMemory::widenAccess(llvm::Instruction& access, llvm::Value* mask) {
     else if (plainStore != nullptr && plainStore->isSimple())
         store(*plainStore, mask);
     else
-        eachLane(access, mask);
+        serialise(access, mask);
 }
 
 } // namespace compute::simd

@@ -13,32 +13,33 @@ namespace {
 using llvm::BasicBlock;
 using llvm::Value;
 
-/// The parts of a condition of which one is enough.
-struct Parts {
-    llvm::SmallVector<Value*> common;
-    llvm::SmallVector<Value*> others;
+/// The operands of a chain of "or" or of "and".
+struct Terms {
+    llvm::SmallVector<Value*> uniform;
+    llvm::SmallVector<Value*> divergent;
 };
 
-void collect(Value* condition, bool isAny, const Uniformity& uniformity, Parts& parts) {
+/// `isAny`: whether the chain is one of "or".
+void collect(Value* condition, bool isAny, const Uniformity& uniformity, Terms& terms) {
     using namespace llvm::PatternMatch;
     Value* first = nullptr;
     Value* second = nullptr;
     const bool isMade = isAny ? match(condition, m_LogicalOr(m_Value(first), m_Value(second)))
                               : match(condition, m_LogicalAnd(m_Value(first), m_Value(second)));
     if (uniformity.isUniform(condition)) {
-        parts.common.push_back(condition);
+        terms.uniform.push_back(condition);
     } else if (isMade && condition->hasOneUse()) {
-        collect(first, isAny, uniformity, parts);
-        collect(second, isAny, uniformity, parts);
+        collect(first, isAny, uniformity, terms);
+        collect(second, isAny, uniformity, terms);
     } else {
-        parts.others.push_back(condition);
+        terms.divergent.push_back(condition);
     }
 }
 
-Value* combined(llvm::IRBuilder<>& builder, llvm::ArrayRef<Value*> parts, bool isAny) {
-    Value* result = parts.front();
-    for (Value* part : parts.drop_front())
-        result = isAny ? builder.CreateOr(result, part) : builder.CreateAnd(result, part);
+Value* combined(llvm::IRBuilder<>& builder, llvm::ArrayRef<Value*> terms, bool isAny) {
+    Value* result = terms.front();
+    for (Value* term : terms.drop_front())
+        result = isAny ? builder.CreateOr(result, term) : builder.CreateAnd(result, term);
     return result;
 }
 
@@ -54,26 +55,27 @@ public:
     bool split(BasicBlock& block);
 
 private:
-    /// Where the branch leads when there is nothing to do, so that all threads meet there.
-    BasicBlock* spared(llvm::BranchInst& branch) const;
-    /// Moves what is only used there, or behind its way to `work`.
+    /// The successor at which all threads reconverge; null when neither is one.
+    BasicBlock* reconvergingSuccessor(llvm::BranchInst& branch) const;
+    /// Moves instructions of `block` into `later` that are used only there or in the region that
+    /// `work`, the successor that may be skipped, dominates.
     void sink(BasicBlock& block, BasicBlock& later, const BasicBlock& work) const;
 
     const Uniformity& m_uniformity;
-    // As it was before anything was split.
+    // The analyses describe the kernel before anything was split.
     const llvm::DominatorTree& m_dominators;
     const llvm::LoopInfo& m_loops;
     llvm::PostDominatorTree m_postDominators;
-    /// Of each block that came off another one, that one.
-    llvm::DenseMap<const BasicBlock*, const BasicBlock*> m_wholes;
+    /// For each new block, the block that it was split off.
+    llvm::DenseMap<const BasicBlock*, const BasicBlock*> m_origins;
 };
 
-BasicBlock* Splitter::spared(llvm::BranchInst& branch) const {
-    for (BasicBlock* way : branch.successors())
-        if (m_postDominators.dominates(way, branch.getParent()) &&
-            m_loops.getLoopFor(way) == m_loops.getLoopFor(branch.getParent()) &&
-            !m_loops.isLoopHeader(way))
-            return way;
+BasicBlock* Splitter::reconvergingSuccessor(llvm::BranchInst& branch) const {
+    for (BasicBlock* successor : branch.successors())
+        if (m_postDominators.dominates(successor, branch.getParent()) &&
+            m_loops.getLoopFor(successor) == m_loops.getLoopFor(branch.getParent()) &&
+            !m_loops.isLoopHeader(successor))
+            return successor;
     return nullptr;
 }
 
@@ -81,8 +83,8 @@ void Splitter::sink(BasicBlock& block, BasicBlock& later, const BasicBlock& work
     const auto isBehind = [&](const llvm::Use& use) {
         const auto* user = llvm::cast<llvm::Instruction>(use.getUser());
         const BasicBlock* home = user->getParent();
-        if (const auto whole = m_wholes.find(home); whole != m_wholes.end() && home != &later)
-            home = whole->second;
+        if (const auto origin = m_origins.find(home); origin != m_origins.end() && home != &later)
+            home = origin->second;
         return home == &later ||
                (!llvm::isa<llvm::PHINode>(user) && work.getSinglePredecessor() == &later &&
                 m_dominators.dominates(&work, home));
@@ -97,27 +99,27 @@ void Splitter::sink(BasicBlock& block, BasicBlock& later, const BasicBlock& work
 bool Splitter::split(BasicBlock& block) {
     auto* branch = llvm::dyn_cast<llvm::BranchInst>(block.getTerminator());
     if (branch == nullptr || !branch->isConditional() ||
-        branch->getSuccessor(0) == branch->getSuccessor(1) || !m_uniformity.parts(block))
+        branch->getSuccessor(0) == branch->getSuccessor(1) || !m_uniformity.diverges(block))
         return false;
-    BasicBlock* end = spared(*branch);
+    BasicBlock* end = reconvergingSuccessor(*branch);
     if (end == nullptr)
         return false;
     const bool isAny = branch->getSuccessor(0) == end;
-    Parts parts;
+    Terms terms;
     Value* condition = branch->getCondition();
-    collect(condition, isAny, m_uniformity, parts);
-    if (parts.common.empty() || parts.others.empty())
+    collect(condition, isAny, m_uniformity, terms);
+    if (terms.uniform.empty() || terms.divergent.empty())
         return false;
 
     llvm::IRBuilder<> builder(branch);
-    Value* common = combined(builder, parts.common, isAny);
-    branch->setCondition(combined(builder, parts.others, isAny));
+    Value* uniform = combined(builder, terms.uniform, isAny);
+    branch->setCondition(combined(builder, terms.divergent, isAny));
     BasicBlock* work = branch->getSuccessor(isAny ? 1 : 0);
     BasicBlock* later = block.splitBasicBlock(branch);
-    m_wholes[later] = &block;
+    m_origins[later] = &block;
     block.getTerminator()->eraseFromParent();
     builder.SetInsertPoint(&block);
-    builder.CreateCondBr(common, isAny ? end : later, isAny ? later : end);
+    builder.CreateCondBr(uniform, isAny ? end : later, isAny ? later : end);
     for (llvm::PHINode& phi : end->phis())
         phi.addIncoming(phi.getIncomingValueForBlock(later), &block);
     llvm::RecursivelyDeleteTriviallyDeadInstructions(condition);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Conditions of which a part is the same for all threads that ask together: whether this row of
-// pixels, and whether this pixel of it, is inside the text. When the common part has decided, which
-// it mostly does, nobody needs to ask the rest.
+// Conditions with uniform and divergent terms, such as "this row of pixels is inside the text, and
+// so is this pixel of it". The uniform terms mostly decide, by a uniform branch, and the divergent
+// ones need not be computed then.
 #pragma once
 
 #include "compute/simd/analysis/Uniformity.h"
@@ -13,9 +13,10 @@
 
 namespace compute::simd {
 
-/// Gives the common part of a condition a branch of its own, before the rest is computed, where
-/// that can spare all threads what the branch leads to. Returns whether the kernel was changed; the
-/// analyses do not know about its new blocks.
+/// Splits a divergent branch whose condition has uniform terms in two: a uniform branch on those
+/// terms and, behind it, a divergent one on the others, together with what only they need. Does so
+/// where one successor post-dominates the branch, so that the uniform branch skips the other.
+/// Returns whether the kernel was changed; the analyses do not know its new blocks.
 bool splitUniformConditions(llvm::Function& kernel, const Uniformity& uniformity,
                             const llvm::DominatorTree& dominators, const llvm::LoopInfo& loops);
 

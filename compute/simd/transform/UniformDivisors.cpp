@@ -8,14 +8,15 @@
 namespace compute::simd {
 namespace {
 
-bool hasCommonDivisor(const llvm::Instruction& instruction, const Uniformity& uniformity) {
+bool hasUniformDivisor(const llvm::Instruction& instruction, const Uniformity& uniformity) {
     return instruction.getOpcode() == llvm::Instruction::FDiv &&
            instruction.getType()->isFloatTy() && instruction.hasAllowReciprocal() &&
            uniformity.isUniform(instruction.getOperand(1)) &&
            !uniformity.isUniform(instruction.getOperand(0));
 }
 
-/// No operation here may be rearranged: the remainder is what rounding leaves.
+/// The operations get no fast-math flags. Rearranging them would lose the remainder, which is
+/// nothing but the rounding error of the quotient.
 llvm::Value* divide(llvm::IRBuilder<>& builder, llvm::Value* dividend, llvm::Value* divisor) {
     llvm::Type* type = dividend->getType();
     const auto multiplyAdd = [&](llvm::Value* a, llvm::Value* b, llvm::Value* c) {
@@ -25,7 +26,7 @@ llvm::Value* divide(llvm::IRBuilder<>& builder, llvm::Value* dividend, llvm::Val
     llvm::Value* quotient = builder.CreateFMul(dividend, reciprocal);
     llvm::Value* remainder = multiplyAdd(builder.CreateFNeg(quotient), divisor, dividend);
     llvm::Value* corrected = multiplyAdd(remainder, reciprocal, quotient);
-    // Infinite values leave no remainder that means anything.
+    // The remainder of infinite values is NaN; the quotient needs no correction then.
     return builder.CreateSelect(builder.CreateFCmpORD(corrected, corrected), corrected, quotient);
 }
 
@@ -34,7 +35,7 @@ llvm::Value* divide(llvm::IRBuilder<>& builder, llvm::Value* dividend, llvm::Val
 bool divideByReciprocals(llvm::Function& kernel, const Uniformity& uniformity) {
     llvm::SmallVector<llvm::Instruction*> divisions;
     for (llvm::Instruction& instruction : llvm::instructions(kernel))
-        if (hasCommonDivisor(instruction, uniformity))
+        if (hasUniformDivisor(instruction, uniformity))
             divisions.push_back(&instruction);
     for (llvm::Instruction* division : divisions) {
         llvm::IRBuilder<> builder(division);

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // The memory that machine code lies in: room, and what can be done to it.
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 
 #include <gtest/gtest.h>
 

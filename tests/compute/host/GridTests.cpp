@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // What threads of a grid share.
-#include "compute/host/LeasedMemory.h"
+#include "compute/host/memory/LeasedMemory.h"
 #include "tests/Allocations.h"
 #include "tests/compute/host/CompiledText.h"
 

@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // Executable memory, and what generated code may call.
-#include "compute/host/MachineCode.h"
-#include "compute/host/RuntimeFunctions.h"
+#include "compute/host/code/MachineCode.h"
+#include "compute/host/code/RuntimeFunctions.h"
 #include "compute/target/HostTarget.h"
 #include "tests/compute/host/CompiledText.h"
 

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "tests/compute/service/HostileKernels.h"
 
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 #include "compute/protocol/Channel.h"
 
 #include <array>

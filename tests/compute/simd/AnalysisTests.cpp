@@ -68,11 +68,11 @@ TEST(AnalysisTests, ThreadsLeaveALoopTogetherOrOneByOne) {
     KernelText together(loopUntil("icmp eq i32 %i, 10"));
     const Analysed common(together);
     const llvm::Loop* loop = common.loops.getLoopFor(together.block("head"));
-    EXPECT_TRUE(common.tree->leavesTogether(loop));
-    EXPECT_TRUE(common.tree->leavesInTheOpen(loop));
+    EXPECT_TRUE(common.tree->hasUniformExits(loop));
+    EXPECT_TRUE(common.tree->allExitsJump(loop));
     EXPECT_EQ(common.tree->continuation(together.block("head")), together.block("body"));
-    EXPECT_TRUE(common.tree->rejoins(together.block("back")));
-    EXPECT_FALSE(common.tree->rejoins(together.block("work")));
+    EXPECT_TRUE(common.tree->reconverges(together.block("back")));
+    EXPECT_FALSE(common.tree->reconverges(together.block("work")));
     EXPECT_EQ(common.tree->maskRoot(together.block("back")), together.block("entry"));
     EXPECT_EQ(common.tree->maskRoot(together.block("work")), together.block("work"));
     EXPECT_EQ(common.strides->of(together.value("at")), 1) << "grows evenly round after round";
@@ -81,8 +81,8 @@ TEST(AnalysisTests, ThreadsLeaveALoopTogetherOrOneByOne) {
     KernelText apart(loopUntil("icmp ugt i32 %at, 10000"));
     const Analysed alone(apart);
     loop = alone.loops.getLoopFor(apart.block("head"));
-    EXPECT_FALSE(alone.tree->leavesTogether(loop));
-    EXPECT_TRUE(alone.tree->leavesInTheOpen(loop));
+    EXPECT_FALSE(alone.tree->hasUniformExits(loop));
+    EXPECT_TRUE(alone.tree->allExitsJump(loop));
     EXPECT_EQ(alone.tree->maskRoot(apart.block("back")), apart.block("body"))
         << "those that stayed at the head";
     EXPECT_EQ(alone.strides->of(apart.value("i")), 0) << "the same for all that are still there";
@@ -126,7 +126,7 @@ TEST(AnalysisTests, WhatMeetsDiffersWhereThreadsComeBackTogether) {
         EXPECT_TRUE(found.uniformity->isUniform(kernel.value(name))) << name;
 }
 
-TEST(AnalysisTests, PrivateMemoryIsSharedWovenOrCopied) {
+TEST(AnalysisTests, PrivateMemoryIsUniformInterleavedOrCopied) {
     KernelText kernel(R"(
     entry:
         %text = alloca [8 x i8]
@@ -152,14 +152,14 @@ TEST(AnalysisTests, PrivateMemoryIsSharedWovenOrCopied) {
         ret void)");
     const Analysed found(kernel);
     const std::pair<const char*, PrivateMemory::Kind> expected[] = {
-        {"text", PrivateMemory::Kind::Shared}, // although each thread reads its own character
-        {"mine", PrivateMemory::Kind::Woven},
+        {"text", PrivateMemory::Kind::Uniform}, // although each thread reads its own character
+        {"mine", PrivateMemory::Kind::Interleaved},
         {"mixed", PrivateMemory::Kind::Copies},
-        {"late", PrivateMemory::Kind::Woven}}; // only some threads write
+        {"late", PrivateMemory::Kind::Interleaved}}; // only some threads write
     for (const auto& [name, kind] : expected)
         EXPECT_EQ(found.memory.kind(llvm::cast<llvm::AllocaInst>(kernel.value(name))), kind)
             << name;
-    EXPECT_EQ(found.memory.granule(llvm::cast<llvm::AllocaInst>(kernel.value("mine"))), 4u);
+    EXPECT_EQ(found.memory.elementBytes(llvm::cast<llvm::AllocaInst>(kernel.value("mine"))), 4u);
     EXPECT_EQ(found.memory.bytes(16), 16u * (32 + 32 + 4));
 }
 

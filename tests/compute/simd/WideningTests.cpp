@@ -3,7 +3,7 @@
 //
 // The code that the vectoriser makes: which instructions it finds for which access and branch. That
 // they do what they should is for the tests that run kernels.
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/loop/ThreadLoop.h"
 #include "tests/compute/simd/KernelText.h"
 
 #include <gtest/gtest.h>
@@ -81,7 +81,7 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             %g = getelementptr i8, ptr %q, i64 2
             store half 1.0, ptr %q
             store half 2.0, ptr %g)",
-         {"row:", "masked.store", "masked.scatter"},
+         {"strided:", "masked.store", "masked.scatter"},
          {}},
         {"words whose places were rounded and held at an edge",
          R"(%f = uitofp i32 %x to float
@@ -92,7 +92,7 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             %q = getelementptr i32, ptr %out, i64 %n
             %v = load i32, ptr %q
             store i32 %v, ptr %place)",
-         {"row:", "masked.load.v16i32", "masked.gather.v16i32"},
+         {"strided:", "masked.load.v16i32", "masked.gather.v16i32"},
          {"fptosi.sat.v16i32"}},
         {"bytes that neighbours share",
          R"(%t = udiv i32 %x, 48
@@ -101,7 +101,7 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             %v = load i8, ptr %q
             %w = zext i8 %v to i32
             store i32 %w, ptr %place)",
-         {"row:", "load i8, ptr", "masked.gather.v16i32"},
+         {"strided:", "load i8, ptr", "masked.gather.v16i32"},
          {}},
         {"atomics at one address, together",
          R"(%old = atomicrmw add ptr %out, i32 1 monotonic
@@ -243,7 +243,7 @@ TEST(WideningTests, WhatTheRoundDecidesIsReadFromATable) {
 
 TEST(WideningTests, AKernelThatCannotBeWidenedSaysWhy) {
     EXPECT_EQ(widened("%v = load <4 x float>, ptr %bindings\n ret void"),
-              "it has a value that is no plain number");
+              "it has a value that is neither a number nor a pointer");
     EXPECT_EQ(widened(R"(
         %a = alloca [100000 x i32]
         %far = zext i32 %x to i64

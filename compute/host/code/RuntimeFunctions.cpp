@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/RuntimeFunctions.h"
+#include "compute/host/code/RuntimeFunctions.h"
 
 #include <algorithm>
 #include <array>

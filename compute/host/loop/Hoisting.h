@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// How often the values of a kernel change: once for the whole grid, from row to row, or from thread
-// to thread. What changes less often is computed less often.
+// Loop-invariant code motion for the loops over a grid: finds out which values of a kernel are the
+// same for the whole grid, for a slice or for a row of threads, and may be computed once for it.
 #pragma once
 
 #include "compute/kernel/Analyses.h"
@@ -16,27 +16,27 @@
 
 namespace compute::host {
 
-/// From what never changes to what every thread has for itself.
+/// How often a value has to be computed, from once for a whole grid to once for every thread.
 enum Level : unsigned { PerDispatch, PerSlice, PerRow, PerThread, LevelCount };
 
-/// Finds the outermost loop over the grid that may compute each instruction of a canonical
-/// function. A value moves out of a loop when that cannot trap; a load moves when besides no store
-/// of the same thread comes before it. (Threads of one grid that hand data to each other without
-/// atomics have no order that could be kept.)
+/// Finds the outermost loop over the grid to which each instruction of a canonical function can be
+/// hoisted. An instruction may move if it cannot trap. A load must also read memory that no store
+/// of the same thread can have changed before. (Between threads of one grid, plain loads and stores
+/// have no order that would have to be kept.)
 class Hoisting {
 public:
     Hoisting(llvm::Function& kernel, kernel::Analyses& analyses);
 
     /// PerThread for instructions that were added later.
     Level level(const llvm::Value* value) const;
-    /// In an order in which operands come before their users.
+    /// All instructions of a level, operands before their users.
     std::vector<llvm::Instruction*> instructions(Level level) const;
-    /// Whether it can be computed where it was not asked for.
+    /// Whether the instruction may run although the kernel would not have run it.
     static bool maySpeculate(const llvm::Instruction& instruction);
-    /// Whether all of the thread's stores leave alone what the load reads.
-    bool readsWhatWasThere(llvm::LoadInst& load) const;
-    /// Whether every thread comes to this block.
-    bool isReached(const llvm::BasicBlock& block) const;
+    /// Whether no store of the same thread can have changed what the load reads.
+    bool isUnclobbered(llvm::LoadInst& load) const;
+    /// Whether every thread runs this block.
+    bool isAlwaysExecuted(const llvm::BasicBlock& block) const;
 
 private:
     Level findLevel(llvm::Instruction& instruction) const;

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Where the linker puts what it links: in ordinary memory while it works, then in the arena.
+// The linker's memory manager: segments are in ordinary memory while they are being linked, and are
+// then copied to the arena.
 #pragma once
 
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 
 #include <llvm/ExecutionEngine/JITLink/JITLinkMemoryManager.h>
 
@@ -23,7 +24,7 @@ public:
     void deallocate(std::vector<FinalizedAlloc> allocations,
                     OnDeallocatedFunction deallocated) override;
 
-    /// What a link has left behind.
+    /// Takes the blocks of a finished link over.
     static Blocks take(FinalizedAlloc allocation);
 
 private:

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The memory that machine code of kernels lies in: a memory object that is mapped once, before the
-// process locks itself down, and never again. Through the mapping it can be read or run; what
-// stands in it changes by writing to a descriptor only. So there is no page that a store can change
-// and the processor runs, and nothing ever has to become executable.
+// The memory that kernels' machine code runs from: a memory object that is mapped once, before the
+// process locks itself down, and never again. The mapping allows reading and running; the contents
+// change only by writing to a descriptor. So no page is both writable and executable, and no page
+// ever has to become executable.
 #pragma once
 
 #include "platform/base/FileDescriptor.h"
@@ -28,22 +28,24 @@ public:
     enum class Kind : std::uint8_t { Code, Constants };
     class Block;
 
-    /// Half of the bytes are for code and half for constants; memory is taken as it is written.
+    /// Reserves half of the bytes for code and half for constants; pages take up memory once they
+    /// are written.
     static platform::Result<std::unique_ptr<CodeArena>> create(std::size_t bytes);
-    /// The one of this process, made when it is first asked for and never given back.
+    /// The arena of this process, created on the first call and never destroyed.
     static platform::Result<CodeArena*> ofProcess();
     ~CodeArena();
     CodeArena(const CodeArena&) = delete;
     CodeArena& operator=(const CodeArena&) = delete;
 
-    /// Its contents are left over from whatever lay there. None when there is no room.
+    /// Allocates a block with undefined contents. None when there is no room.
     std::optional<Block> take(Kind kind, std::size_t bytes, std::size_t alignment);
-    /// Puts `bytes` at the beginning of the block, for all threads.
+    /// Writes `bytes` to the beginning of the block. All threads see them on return.
     platform::Result<void> write(const Block& block, std::span<const std::byte> bytes);
 
-    /// The only way to write; a number that no descriptor gets by itself.
+    /// The descriptor that the memory is written through. Its number is higher than those that the
+    /// system gives to new descriptors.
     int writer() const { return m_writer.get(); }
-    /// All that is mapped.
+    /// The whole mapping.
     std::span<const std::byte> memory() const { return {m_begin, m_bytes}; }
 
 private:
@@ -57,7 +59,7 @@ private:
     std::map<std::size_t, std::size_t> m_free; ///< offset to length, no two adjacent
 };
 
-/// Gives its place back on destruction, which must come before that of the arena.
+/// Frees its memory on destruction. The arena must outlive it.
 class CodeArena::Block {
 public:
     Block(Block&& other) noexcept

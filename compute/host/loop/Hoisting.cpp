@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/Hoisting.h"
+#include "compute/host/loop/Hoisting.h"
 
 #include "compute/kernel/KernelSignature.h"
 
@@ -46,13 +46,13 @@ bool Hoisting::maySpeculate(const llvm::Instruction& instruction) {
            llvm::isSafeToSpeculativelyExecute(&instruction);
 }
 
-bool Hoisting::readsWhatWasThere(llvm::LoadInst& load) const {
+bool Hoisting::isUnclobbered(llvm::LoadInst& load) const {
     return load.isSimple() &&
            (load.hasMetadata(llvm::LLVMContext::MD_invariant_load) ||
             m_memory.isLiveOnEntryDef(m_memory.getWalker()->getClobberingMemoryAccess(&load)));
 }
 
-bool Hoisting::isReached(const llvm::BasicBlock& block) const {
+bool Hoisting::isAlwaysExecuted(const llvm::BasicBlock& block) const {
     return m_postDominators.dominates(&block, &m_kernel.getEntryBlock());
 }
 
@@ -69,8 +69,8 @@ bool Hoisting::mayMove(llvm::Instruction& instruction) const {
     auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction);
     if (load == nullptr)
         return maySpeculate(instruction);
-    return (isReached(*load->getParent()) || llvm::isSafeToSpeculativelyExecute(load)) &&
-           readsWhatWasThere(*load);
+    return (isAlwaysExecuted(*load->getParent()) || llvm::isSafeToSpeculativelyExecute(load)) &&
+           isUnclobbered(*load);
 }
 
 } // namespace compute::host

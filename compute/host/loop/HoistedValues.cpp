@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/HoistedValues.h"
+#include "compute/host/loop/HoistedValues.h"
 
 #include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/Module.h>
@@ -14,7 +14,7 @@ HoistedValues::HoistedValues(llvm::Argument& written, llvm::Argument& read, unsi
       m_writer(written.getParent()->back().getTerminator()),
       m_reader(read.getParent()->getEntryBlock().getTerminator()) {}
 
-void HoistedValues::share(llvm::Instruction& value) {
+void HoistedValues::pass(llvm::Instruction& value) {
     const auto isOutside = [&](const llvm::Use& use) {
         return llvm::cast<llvm::Instruction>(use.getUser())->getFunction() != m_written.getParent();
     };
@@ -24,8 +24,8 @@ void HoistedValues::share(llvm::Instruction& value) {
 
 namespace {
 
-/// Whether it reads a pointer that the caller hands over. Those are not left in memory, where a
-/// program might reach them.
+/// Whether the instruction loads one of the caller's pointers. These must not be stored in memory
+/// that a program might reach.
 bool isBinding(const llvm::Instruction& instruction) {
     const auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction);
     return load != nullptr && load->getType()->isPointerTy() &&
@@ -34,8 +34,8 @@ bool isBinding(const llvm::Instruction& instruction) {
 
 } // namespace
 
-/// Addresses are worked out again rather than kept: what two of them have to do with each other
-/// remains to be seen.
+/// Addresses are rematerialised rather than loaded, so that alias analysis still sees how two of
+/// them are related.
 llvm::Value* HoistedValues::inReader(llvm::Value* value) {
     if (auto* argument = llvm::dyn_cast<llvm::Argument>(value))
         return m_read.getParent()->getArg(argument->getArgNo());

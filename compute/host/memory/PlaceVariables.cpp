@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/PlaceVariables.h"
+#include "compute/host/memory/PlaceVariables.h"
 
 #include "compute/kernel/Signatures.h"
 #include "compute/kernel/containment/AddressRanges.h"
@@ -19,22 +19,22 @@ namespace {
 
 using kernel::Target;
 
-/// Variables and tables that cannot stay where they are.
-class Movers {
+/// The variables and tables that have to move.
+class MovedVariables {
 public:
-    explicit Movers(llvm::Module& module) : m_layout(module.getDataLayout()) {
+    explicit MovedVariables(llvm::Module& module) : m_layout(module.getDataLayout()) {
         for (llvm::Function& function : module) {
             kernel::AddressRanges& ranges = *m_ranges.emplace_back(
                 std::make_unique<kernel::AddressRanges>(module.getDataLayout()));
             m_rangesOf[&function] = &ranges;
-            collectReached(function, ranges);
+            collectUnconfined(function, ranges);
         }
         for (llvm::Function& function : module)
             for (llvm::Instruction& instruction : llvm::instructions(function))
-                if (llvm::isa<llvm::AllocaInst>(instruction) && isHandedOn(instruction))
+                if (llvm::isa<llvm::AllocaInst>(instruction) && escapes(instruction))
                     m_all.insert(&instruction);
         for (llvm::GlobalVariable& table : module.globals())
-            if (isHandedOn(table) || refersToOthers(*table.getInitializer()))
+            if (escapes(table) || refersToOthers(*table.getInitializer()))
                 m_all.insert(&table);
     }
 
@@ -51,8 +51,8 @@ private:
         return found;
     }
 
-    /// Those that some access may leave.
-    void collectReached(llvm::Function& function, kernel::AddressRanges& ranges) {
+    /// Collects those that some access may leave.
+    void collectUnconfined(llvm::Function& function, kernel::AddressRanges& ranges) {
         llvm::SmallVector<kernel::MemoryAccess, 2> accesses;
         for (llvm::Instruction& instruction : llvm::instructions(function)) {
             accesses.clear();
@@ -66,9 +66,9 @@ private:
         }
     }
 
-    /// Whether its address gets where it cannot be followed: into memory, another function, or a
-    /// number, or around a loop that adds to it.
-    bool isHandedOn(llvm::Value& object) const {
+    /// Whether the address escapes to where it cannot be followed: into memory, another function or
+    /// an integer, or around a loop that adds to it.
+    bool escapes(llvm::Value& object) const {
         llvm::SmallSetVector<const llvm::Value*, 16> pointers;
         pointers.insert(&object);
         for (unsigned i = 0; i < pointers.size(); ++i) {
@@ -135,7 +135,7 @@ private:
     llvm::SmallSetVector<llvm::Value*, 8> m_all;
 };
 
-/// Hands the record of its memory down to the functions that need it.
+/// Passes the pointer to KernelMemory on to the functions that need it.
 class MemoryParameters {
 public:
     explicit MemoryParameters(std::span<llvm::Argument* const> entries) {
@@ -143,8 +143,8 @@ public:
             m_parameters[parameter->getParent()] = parameter;
     }
 
-    /// The parameter of the function that the instruction is in, which may be replaced by one that
-    /// has it.
+    /// The parameter of the function that the instruction is in. A function without one is replaced
+    /// by one that has it.
     llvm::Argument& at(const llvm::Instruction& instruction) {
         llvm::Function& function = *const_cast<llvm::Function*>(instruction.getFunction());
         if (llvm::Argument* known = m_parameters.lookup(&function))
@@ -198,7 +198,8 @@ llvm::Value* loadPlace(llvm::Argument& memory, std::size_t offset) {
         llvm::Align(alignof(KernelMemory)));
 }
 
-/// Lets the users of the pointer begin from `base` instead. Markers of its life mean nothing there.
+/// Replaces the variable by the memory at `base` + `offset`. Its lifetime markers are dropped,
+/// since they are only valid for variables on the stack.
 void replaceVariable(llvm::AllocaInst& variable, llvm::Value& base, std::uint64_t offset) {
     for (llvm::User* user : llvm::make_early_inc_range(variable.users()))
         if (auto* marker = llvm::dyn_cast<llvm::LifetimeIntrinsic>(user))
@@ -209,8 +210,8 @@ void replaceVariable(llvm::AllocaInst& variable, llvm::Value& base, std::uint64_
     variable.eraseFromParent();
 }
 
-/// Moves the variables of functions into their frames, one behind the other: none of these
-/// functions calls itself.
+/// Moves the variables of all functions into one frame, one after the other: since there is no
+/// recursion, each function is active at most once.
 std::uint64_t moveVariables(llvm::ArrayRef<llvm::AllocaInst*> variables,
                             const llvm::DataLayout& layout, MemoryParameters& parameters) {
     std::uint64_t bytes = 0;
@@ -228,7 +229,7 @@ std::uint64_t moveVariables(llvm::ArrayRef<llvm::AllocaInst*> variables,
     return bytes;
 }
 
-/// Lets the functions read the tables from their image.
+/// Makes the functions read the tables from their image.
 void moveTables(llvm::ArrayRef<llvm::GlobalVariable*> tables, const TableImage& image,
                 MemoryParameters& parameters) {
     llvm::convertUsersOfConstantsToInstructions(
@@ -238,7 +239,7 @@ void moveTables(llvm::ArrayRef<llvm::GlobalVariable*> tables, const TableImage& 
         for (llvm::Use& use : llvm::make_early_inc_range(table->uses())) {
             auto* user = llvm::dyn_cast<llvm::Instruction>(use.getUser());
             if (user == nullptr)
-                continue; // another table, whose image says it
+                continue; // another table, which has the address in its image
             llvm::Argument& parameter = parameters.at(*user);
             llvm::Value*& place = places[{parameter.getParent(), table}];
             if (place == nullptr) {
@@ -262,9 +263,9 @@ void moveTables(llvm::ArrayRef<llvm::GlobalVariable*> tables, const TableImage& 
 platform::Result<Placement> placeVariables(llvm::Module& module,
                                            std::span<llvm::Argument* const> memory) {
     const llvm::DataLayout& layout = module.getDataLayout();
-    const Movers movers(module); // not to be asked any more once the first has been moved
-    const auto variables = movers.variables();
-    const auto tables = movers.tables();
+    const MovedVariables moved(module); // must not be used after the first variable has moved
+    const auto variables = moved.variables();
+    const auto tables = moved.tables();
     Placement placement;
     MemoryParameters parameters(memory);
     placement.tables = SL42_TRY(TableImage::make(tables, layout));

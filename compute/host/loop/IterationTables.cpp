@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/IterationTables.h"
+#include "compute/host/loop/IterationTables.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/Analysis/ValueTracking.h>
@@ -14,8 +14,8 @@ namespace {
 
 using llvm::Instruction;
 
-/// About how much longer than an addition it takes; what is free as part of something else counts
-/// 0.
+/// The cost of an instruction, in additions. Those that become part of another instruction or of
+/// its address cost nothing.
 unsigned costOf(const Instruction& instruction) {
     switch (instruction.getOpcode()) {
     case Instruction::Load:
@@ -41,16 +41,17 @@ bool fitsTable(const llvm::Type* type) {
            type->isIntegerTy(64);
 }
 
-/// Whether reading the value is faster than having it computed by `cost`. A number that goes into
-/// vectors is spread over the lanes by the load itself; integers are mostly used as addresses.
+/// Whether reading the value is cheaper than computing it, which takes `cost`. A number that is
+/// used in vectors is broadcast by the load itself; integers are mostly used in addresses.
 bool isWorthReading(const Instruction& value, unsigned cost) {
     constexpr unsigned costOfAddress = 4;
     return fitsTable(value.getType()) &&
            cost >= (value.getType()->isFloatingPointTy() ? 1 : costOfAddress);
 }
 
-/// What decides whether a loop goes on is folded by LLVM to count the rounds; that is exact only
-/// for integers and for sums. A condition which depends on more than constants is never folded.
+/// Whether a trip count that LLVM finds by constant folding is right. It folds the condition of an
+/// exit for one iteration after the other, but folded floating-point arithmetic is that of the
+/// processor only for sums. A condition that depends on more than constants is never folded.
 bool countsExactly(const llvm::Loop& loop, Instruction& condition) {
     llvm::SmallPtrSet<Instruction*, 16> seen{&condition};
     llvm::SmallVector<Instruction*> open{&condition};
@@ -75,8 +76,8 @@ bool countsExactly(const llvm::Loop& loop, Instruction& condition) {
     return isExact;
 }
 
-/// At most so many rounds, or 0 when that is not known.
-unsigned roundsOf(const llvm::Loop& loop, llvm::ScalarEvolution& evolution) {
+/// The greatest trip count of the loop, or 0 when it is not known.
+unsigned maxTripCountOf(const llvm::Loop& loop, llvm::ScalarEvolution& evolution) {
     llvm::SmallVector<llvm::BasicBlock*> exiting;
     loop.getExitingBlocks(exiting);
     for (llvm::BasicBlock* block : exiting) {
@@ -94,12 +95,13 @@ llvm::Value* incoming(const llvm::PHINode& phi, const llvm::BasicBlock* from) {
     return phi.getIncomingValueForBlock(from);
 }
 
-/// Of a table at `offset`. In 32 bits, since offsets that narrow stay near the memory by
-/// themselves.
-llvm::Value* rowAddress(llvm::IRBuilder<>& builder, llvm::Value& memory, llvm::Value& round,
-                        unsigned bytesOfRound, unsigned offset) {
-    llvm::Value* place = builder.CreateNUWAdd(
-        builder.CreateNUWMul(&round, builder.getInt32(bytesOfRound)), builder.getInt32(offset));
+/// The address of an iteration's entry in the table at `offset`. It is computed in 32 bits: such an
+/// offset cannot lead out of the reserved space around the memory, so the access needs no check.
+llvm::Value* entryAddress(llvm::IRBuilder<>& builder, llvm::Value& memory, llvm::Value& index,
+                          unsigned bytesPerIteration, unsigned offset) {
+    llvm::Value* place =
+        builder.CreateNUWAdd(builder.CreateNUWMul(&index, builder.getInt32(bytesPerIteration)),
+                             builder.getInt32(offset));
     return builder.CreateGEP(builder.getInt8Ty(), &memory,
                              builder.CreateZExt(place, builder.getInt64Ty()));
 }
@@ -117,25 +119,25 @@ IterationTables::IterationTables(llvm::Function& kernel, kernel::Analyses& analy
     auto& evolution = analyses.functions().getResult<llvm::ScalarEvolutionAnalysis>(kernel);
     for (const llvm::Loop* loop : loops.getLoopsInPreorder())
         if (loop->isLoopSimplifyForm())
-            if (const unsigned rounds = roundsOf(*loop, evolution))
+            if (const unsigned maxTripCount = maxTripCountOf(*loop, evolution))
                 m_loops.push_back(
                     {.loop = loop,
-                     .rounds = rounds,
-                     .isComplete = evolution.getSmallConstantTripCount(loop) == rounds &&
-                                   hoisting.isReached(*loop->getHeader())});
+                     .maxTripCount = maxTripCount,
+                     .isExact = evolution.getSmallConstantTripCount(loop) == maxTripCount &&
+                                hoisting.isAlwaysExecuted(*loop->getHeader())});
     for (llvm::BasicBlock* block : llvm::ReversePostOrderTraversal(&kernel))
         m_order.push_back(block);
 }
 
 void IterationTables::make(Level level, llvm::BasicBlock& place, TableMemory& memory,
-                           unsigned maxRounds) {
+                           unsigned maxIterations) {
     llvm::BasicBlock* at = &place;
     for (CountedLoop& counted : m_loops) {
-        if (counted.rounds > maxRounds)
+        if (counted.maxTripCount > maxIterations)
             continue;
         const Values values = findValues(counted, level);
-        const Table table = choose(values);
-        const unsigned bytes = table.bytesOfRound * counted.rounds;
+        const Table table = chooseFields(values);
+        const unsigned bytes = table.bytesPerIteration * counted.maxTripCount;
         if (table.fields.empty() || memory.bytes + bytes > memory.maxBytes)
             continue;
         llvm::IRBuilder<> builder(at->getTerminator());
@@ -153,15 +155,15 @@ bool IterationTables::mayFill(Instruction& instruction, const CountedLoop& count
         return Hoisting::maySpeculate(instruction);
     if (m_reads.contains(load))
         return true;
-    const bool isReadEveryRound =
-        counted.isComplete &&
-        m_dominators.dominates(load->getParent(), counted.loop->getLoopLatch());
-    return (isReadEveryRound || llvm::isSafeToSpeculativelyExecute(load)) &&
-           m_hoisting.readsWhatWasThere(*load);
+    const bool isReadEveryIteration =
+        counted.isExact && m_dominators.dominates(load->getParent(), counted.loop->getLoopLatch());
+    return (isReadEveryIteration || llvm::isSafeToSpeculativelyExecute(load)) &&
+           m_hoisting.isUnclobbered(*load);
 }
 
-/// What follows from the number of the round: values of the header that start with something of
-/// `level` and follow from one another, and all that follows from those.
+/// The values that are the same for all threads in the same iteration: phis of the header that
+/// start with a value of `level` and are computed from one another, and whatever depends on those
+/// and on values of `level` alone. Starts with all phis and takes back what is refuted.
 IterationTables::Values IterationTables::findValues(const CountedLoop& counted, Level level) const {
     const llvm::Loop& loop = *counted.loop;
     llvm::SmallPtrSet<const llvm::PHINode*, 8> refuted;
@@ -190,9 +192,9 @@ IterationTables::Values IterationTables::findValues(const CountedLoop& counted, 
     }
 }
 
-/// Fields are what the rest of the kernel uses; what is too cheap for a field is left to it, and
-/// what that is made of becomes a field instead.
-IterationTables::Table IterationTables::choose(const Values& values) const {
+/// The fields are the values that the rest of the kernel uses. A value that is too cheap for a
+/// field is recomputed by the kernel, and its operands become fields instead.
+IterationTables::Table IterationTables::chooseFields(const Values& values) const {
     constexpr unsigned expensive = 100;
     llvm::DenseMap<const llvm::Value*, unsigned> costs;
     for (Instruction* value : values) {
@@ -203,22 +205,22 @@ IterationTables::Table IterationTables::choose(const Values& values) const {
         costs[value] = std::min(cost, expensive);
     }
     llvm::SmallPtrSet<const llvm::Value*, 32> fields;
-    llvm::SmallPtrSet<const llvm::Value*, 32> left;
+    llvm::SmallPtrSet<const llvm::Value*, 32> recomputed;
     const auto isUsed = [&](const Instruction& value) {
         return llvm::any_of(value.users(), [&](const llvm::User* user) {
-            return left.contains(user) || !costs.contains(user);
+            return recomputed.contains(user) || !costs.contains(user);
         });
     };
     std::size_t known = 0;
     do {
-        known = fields.size() + left.size();
+        known = fields.size() + recomputed.size();
         for (Instruction* value : llvm::reverse(values.getArrayRef()))
             if (isUsed(*value)) {
                 const bool isField =
                     !m_reads.contains(value) && isWorthReading(*value, costs.lookup(value));
-                (isField ? fields : left).insert(value);
+                (isField ? fields : recomputed).insert(value);
             }
-    } while (fields.size() + left.size() > known);
+    } while (fields.size() + recomputed.size() > known);
 
     Table table;
     FieldLayout layout(m_layout);
@@ -231,20 +233,21 @@ IterationTables::Table IterationTables::choose(const Values& values) const {
     constexpr unsigned costOfTable = 4;
     if (saved < costOfTable)
         return {};
-    table.bytesOfRound = static_cast<unsigned>(llvm::alignTo(layout.bytes(), 8));
+    table.bytesPerIteration = static_cast<unsigned>(llvm::alignTo(layout.bytes(), 8));
     return table;
 }
 
-/// Returns the block that the former terminator of `place` is in now.
+/// Emits a loop that fills the table, between the instructions of `place` and its terminator.
+/// Returns the block that the terminator is in now.
 llvm::BasicBlock& IterationTables::fill(const CountedLoop& counted, const Table& table,
                                         const Values& values, llvm::BasicBlock& place,
                                         llvm::Value& memory) const {
     const llvm::Loop& loop = *counted.loop;
     llvm::BasicBlock& filled = *place.splitBasicBlock(place.getTerminator(), "filled");
-    auto* round = llvm::BasicBlock::Create(place.getContext(), "round", place.getParent(), &filled);
-    place.getTerminator()->setSuccessor(0, round);
-    llvm::IRBuilder<> builder(round);
-    llvm::PHINode* number = builder.CreatePHI(builder.getInt32Ty(), 2);
+    auto* body = llvm::BasicBlock::Create(place.getContext(), "fill", place.getParent(), &filled);
+    place.getTerminator()->setSuccessor(0, body);
+    llvm::IRBuilder<> builder(body);
+    llvm::PHINode* index = builder.CreatePHI(builder.getInt32Ty(), 2);
 
     llvm::ValueToValueMapTy map;
     for (Instruction* value : values) {
@@ -257,17 +260,17 @@ llvm::BasicBlock& IterationTables::fill(const CountedLoop& counted, const Table&
                                llvm::RF_IgnoreMissingLocals | llvm::RF_NoModuleLevelChanges);
         map[value] = copy;
     }
-    llvm::Value* row = rowAddress(builder, memory, *number, table.bytesOfRound, 0);
+    llvm::Value* entry = entryAddress(builder, memory, *index, table.bytesPerIteration, 0);
     for (const Field& field : table.fields)
         builder.CreateAlignedStore(
             map[field.value],
-            builder.CreateConstGEP1_32(builder.getInt8Ty(), row, field.place.offset),
+            builder.CreateConstGEP1_32(builder.getInt8Ty(), entry, field.place.offset),
             field.place.align);
-    llvm::Value* next = builder.CreateNUWAdd(number, builder.getInt32(1));
-    builder.CreateCondBr(builder.CreateICmpULT(next, builder.getInt32(counted.rounds)), round,
+    llvm::Value* next = builder.CreateNUWAdd(index, builder.getInt32(1));
+    builder.CreateCondBr(builder.CreateICmpULT(next, builder.getInt32(counted.maxTripCount)), body,
                          &filled);
-    number->addIncoming(builder.getInt32(0), &place);
-    number->addIncoming(next, round);
+    index->addIncoming(builder.getInt32(0), &place);
+    index->addIncoming(next, body);
     const auto mapped = [&](llvm::Value* value) {
         const auto known = map.find(value);
         return known != map.end() ? static_cast<llvm::Value*>(known->second) : value;
@@ -276,30 +279,30 @@ llvm::BasicBlock& IterationTables::fill(const CountedLoop& counted, const Table&
         if (auto* phi = llvm::dyn_cast<llvm::PHINode>(value)) {
             auto* copy = llvm::cast<llvm::PHINode>(map[phi]);
             copy->addIncoming(incoming(*phi, loop.getLoopPreheader()), &place);
-            copy->addIncoming(mapped(incoming(*phi, loop.getLoopLatch())), round);
+            copy->addIncoming(mapped(incoming(*phi, loop.getLoopLatch())), body);
         }
     return filled;
 }
 
-llvm::PHINode& IterationTables::numberOf(CountedLoop& counted) const {
-    if (counted.number != nullptr)
-        return *counted.number;
+llvm::PHINode& IterationTables::indexOf(CountedLoop& counted) const {
+    if (counted.index != nullptr)
+        return *counted.index;
     const llvm::Loop& loop = *counted.loop;
     llvm::IRBuilder<> builder(loop.getHeader(), loop.getHeader()->begin());
-    counted.number = builder.CreatePHI(builder.getInt32Ty(), 2);
-    counted.number->addIncoming(builder.getInt32(0), loop.getLoopPreheader());
+    counted.index = builder.CreatePHI(builder.getInt32Ty(), 2);
+    counted.index->addIncoming(builder.getInt32(0), loop.getLoopPreheader());
     builder.SetInsertPoint(loop.getLoopLatch()->getTerminator());
-    counted.number->addIncoming(builder.CreateNUWAdd(counted.number, builder.getInt32(1)),
-                                loop.getLoopLatch());
-    return *counted.number;
+    counted.index->addIncoming(builder.CreateNUWAdd(counted.index, builder.getInt32(1)),
+                               loop.getLoopLatch());
+    return *counted.index;
 }
 
 void IterationTables::read(CountedLoop& counted, const Table& table, llvm::Value& memory,
                            unsigned offset) {
     llvm::BasicBlock* header = counted.loop->getHeader();
-    llvm::PHINode& number = numberOf(counted);
+    llvm::PHINode& index = indexOf(counted);
     llvm::IRBuilder<> builder(header, header->getFirstInsertionPt());
-    llvm::Value* row = rowAddress(builder, memory, number, table.bytesOfRound, offset);
+    llvm::Value* entry = entryAddress(builder, memory, index, table.bytesPerIteration, offset);
     const llvm::BasicBlock::iterator first = builder.GetInsertPoint();
     for (const Field& field : table.fields) {
         if (llvm::isa<llvm::PHINode>(field.value))
@@ -308,7 +311,7 @@ void IterationTables::read(CountedLoop& counted, const Table& table, llvm::Value
             builder.SetInsertPoint(field.value->getParent(), ++field.value->getIterator());
         llvm::LoadInst* value = builder.CreateAlignedLoad(
             field.value->getType(),
-            builder.CreateConstGEP1_32(builder.getInt8Ty(), row, field.place.offset),
+            builder.CreateConstGEP1_32(builder.getInt8Ty(), entry, field.place.offset),
             field.place.align);
         value->setMetadata(llvm::LLVMContext::MD_invariant_load,
                            llvm::MDNode::get(value->getContext(), {}));

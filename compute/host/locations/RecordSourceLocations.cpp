@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/RecordSourceLocations.h"
+#include "compute/host/locations/RecordSourceLocations.h"
 
 #include "compute/kernel/LoopLines.h"
 
@@ -26,13 +26,13 @@ namespace {
 constexpr const char* sectionName = ".places";
 constexpr unsigned offsetBytes = 4;
 
-/// Lists of lines by number; the same list has the same number.
+/// Numbers lists of lines; equal lists have the same number.
 class LineLists {
 public:
     explicit LineLists(LocationTable& table) : m_table(table) {}
 
-    /// None for instructions that come from no line. What has lost its own and kept that of a call
-    /// around it says less than its neighbours do.
+    /// None for instructions that come from no line. That includes those that only kept the line of
+    /// a call around them, because their neighbours know more.
     std::uint32_t number(const llvm::DILocation* location) {
         if (location == nullptr || location->getLine() == 0)
             return LocationTable::none;
@@ -116,7 +116,7 @@ private:
     std::vector<const llvm::Function*> m_functions;
 };
 
-/// Code generation may have turned the loop, so that its end fell away, or split its header.
+/// Code generation may have rotated the loop, which removes its last branch, or split its header.
 llvm::DebugLoc Recorder::beginOf(const llvm::MachineLoop& loop) const {
     const auto known = m_begins.find(loop.getHeader()->getBasicBlock());
     if (known != m_begins.end())
@@ -128,7 +128,7 @@ llvm::DebugLoc Recorder::beginOf(const llvm::MachineLoop& loop) const {
     return {};
 }
 
-/// The number of the loop, or of the next one around it that is the program's.
+/// The number of the loop, or of the innermost loop around it that the program has.
 std::uint32_t Recorder::addLoop(const llvm::MachineLoop* loop) {
     if (loop == nullptr)
         return LocationTable::none;
@@ -164,7 +164,7 @@ void Recorder::beginFunction(const llvm::MachineFunction& function) {
     m_code = function.getSection();
     m_loops.reset();
     m_loopNumbers.clear();
-    // It takes the function as not to be changed.
+    // The analysis does not change the function.
     m_dominators =
         std::make_unique<llvm::MachineDominatorTree>(const_cast<llvm::MachineFunction&>(function));
     m_loops = std::make_unique<llvm::MachineLoopInfo>(*m_dominators);

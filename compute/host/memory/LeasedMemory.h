@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Memory that a kernel needs besides its buffers: what the threads of a grid have in common, and a
-// frame of private arrays for each worker. Kernels run again and again; what one run used is kept
-// for the next. It lies in the region of kernels, since that is all that their code can address.
+// A pool of memory that a kernel needs besides its buffers: the hoisted memory of a grid, or a
+// frame of private arrays for each worker. Blocks are kept for the next run. They lie in the region
+// of kernels, which is all that generated code can address.
 #pragma once
 
 #include "compute/memory/GuardedMemory.h"
@@ -17,15 +17,15 @@
 
 namespace compute::host {
 
-/// Any thread.
+/// Thread-safe.
 class LeasedMemory {
     using Block = std::shared_ptr<memory::GuardedMemory>;
 
 public:
-    /// `bytes`: of each lease; may be 0.
+    /// `bytes`: the size of each lease; may be 0.
     explicit LeasedMemory(std::size_t bytes) : m_bytes(bytes) {}
 
-    /// Holds anything at first; begins with a page. `memory` must outlive it.
+    /// A block with undefined contents, aligned to a page. `memory` must outlive it.
     class Lease {
     public:
         explicit Lease(LeasedMemory& memory) : m_memory(memory), m_block(memory.take()) {}

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -21,11 +21,11 @@ using platform::Result;
 
 namespace {
 
-/// Hundreds of large programs.
+/// Room for hundreds of large programs.
 constexpr std::size_t bytesOfProcess = std::size_t{256} << 20;
-/// Blocks do not share lines of the cache, nor does one change while a neighbour is run.
+/// A line of the cache: no block shares one with a neighbour that may be running.
 constexpr std::size_t granularity = 64;
-/// Far from the numbers that descriptors get by themselves, so that the two can be told apart.
+/// Higher than the numbers that the system gives to new descriptors, to tell the two apart.
 constexpr int lowestNumber = 64;
 
 Error failed(const std::string& what) {
@@ -33,7 +33,7 @@ Error failed(const std::string& what) {
 }
 
 FileDescriptor makeObject(std::size_t bytes) {
-    // Older systems do not know the flag, nor do their headers; newer ones may insist on it.
+    // Older systems refuse this flag, and their headers lack it; newer systems may require it.
     constexpr unsigned cannotBeStarted = 8;
     constexpr unsigned flags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
     FileDescriptor object(::memfd_create("code", flags | cannotBeStarted));
@@ -45,7 +45,7 @@ FileDescriptor makeObject(std::size_t bytes) {
     return FileDescriptor(::fcntl(object.get(), F_DUPFD_CLOEXEC, lowestNumber));
 }
 
-/// Mapped by way of a descriptor that cannot write, memory cannot become writable later.
+/// Memory that is mapped through a read-only descriptor cannot become writable later.
 std::byte* mapForGood(const FileDescriptor& object, std::size_t bytes) {
     const std::string path = "/proc/self/fd/" + std::to_string(object.get());
     const FileDescriptor reader(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -76,13 +76,13 @@ Result<std::unique_ptr<CodeArena>> CodeArena::create(std::size_t bytes) {
     const std::byte* begin = mapForGood(object, bytes);
     if (begin == nullptr)
         return failed("map");
-    // Where this fails, write() does without; see there.
+    // It may fail: write() says why the barrier is not essential.
     (void)::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED_SYNC_CORE, 0, 0);
     return std::unique_ptr<CodeArena>(new CodeArena(std::move(object), begin, bytes));
 }
 
 Result<CodeArena*> CodeArena::ofProcess() {
-    // Kernels may still be running when the process ends.
+    // Never destroyed, because kernels may still be running when the process ends.
     static const auto& made = *new Result<std::unique_ptr<CodeArena>>(create(bytesOfProcess));
     if (!made)
         return made.error();
@@ -106,7 +106,7 @@ std::optional<CodeArena::Block> CodeArena::take(Kind kind, std::size_t bytes,
     const std::size_t needed = roundUp(bytes, granularity);
     const std::size_t half = m_bytes / 2;
     const std::lock_guard lock(m_mutex);
-    // The lowest that fits, so that what is used stays close together.
+    // The lowest gap that fits, so that used blocks stay close together.
     const auto begin = kind == Kind::Code ? m_free.begin() : m_free.lower_bound(half);
     const auto end = kind == Kind::Code ? m_free.lower_bound(half) : m_free.end();
     for (auto gap = begin; gap != end; ++gap) {
@@ -129,7 +129,7 @@ void CodeArena::give(std::size_t offset, std::size_t bytes) {
     const std::lock_guard lock(m_mutex);
     const std::size_t half = m_bytes / 2;
     auto next = m_free.lower_bound(offset);
-    // The two halves stay apart.
+    // Gaps of the two halves are never merged.
     if (next != m_free.end() && offset + bytes == next->first && next->first != half) {
         bytes += next->second;
         next = m_free.erase(next);
@@ -155,8 +155,8 @@ Result<void> CodeArena::write(const Block& block, std::span<const std::byte> byt
         bytes = bytes.subspan(static_cast<std::size_t>(written));
         position += written;
     }
-    // Other cores may have fetched what stood there before. Without the call, they forget it when
-    // they next enter or leave the system, which they do before they are given this to run.
+    // Other cores may have prefetched the old contents. If the call fails, they drop these when
+    // they next enter or leave the system, which they do before they are given this code to run.
     (void)::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED_SYNC_CORE, 0, 0);
     return {};
 }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/MachineCode.h"
+#include "compute/host/code/MachineCode.h"
 
-#include "compute/host/LinkMemory.h"
-#include "compute/host/RuntimeFunctions.h"
+#include "compute/host/code/LinkMemory.h"
+#include "compute/host/code/RuntimeFunctions.h"
 
 #include <llvm/ExecutionEngine/JITLink/JITLink.h>
 #include <llvm/ExecutionEngine/Orc/Shared/ExecutorAddress.h>
@@ -17,7 +17,7 @@ namespace {
 
 using namespace llvm::jitlink;
 
-/// What one link leaves behind.
+/// The result of a link; `error` is set unless there is an allocation.
 struct Outcome {
     JITLinkMemoryManager::FinalizedAlloc allocation;
     std::vector<void*> entries;
@@ -74,8 +74,8 @@ private:
     Outcome& m_outcome;
 };
 
-/// What is loaded, and the relocations of that: not the names and positions that an object file
-/// holds besides.
+/// Hashes the sections that are loaded and their relocations, but not the names and source
+/// locations that an object file holds besides.
 Fingerprint fingerprintOf(llvm::MemoryBufferRef object) {
     std::string bytes;
     auto file = llvm::object::ObjectFile::createELFObjectFile(object);

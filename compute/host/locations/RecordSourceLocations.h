@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Notes, while machine code is written, which lines it came from. Far less than what a debugger
-// wants, and nothing of it stays in the object file's own tables.
+// Records the source locations of machine code while the code generator prints it: lines and loops
+// alone, which is far less than a debugger needs. The object file gets no debug information.
 #pragma once
 
 #include "compute/backend/SourceLocations.h"
@@ -15,12 +15,13 @@
 
 namespace compute::host {
 
-/// Where the program's loops begin, by their header. To be made just before code generation.
+/// The locations where the program's loops begin, by loop header. Call findLoopBegins() just before
+/// code generation, which may change the loops.
 using LoopBegins = llvm::DenseMap<const llvm::BasicBlock*, llvm::DebugLoc>;
 LoopBegins findLoopBegins(llvm::Module& module);
 
-/// Has the printer note places in `table`. Offsets, which count from the function `origin`, are
-/// missing until readOffsets() has found them in the object file.
+/// Makes the printer record locations in `table`. Offsets, which count from the function `origin`,
+/// are missing until readOffsets() has read them from the object file.
 void recordSourceLocations(llvm::AsmPrinter& printer, const LoopBegins& loops,
                            std::string_view origin, LocationTable& table);
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/ThreadLoop.h"
+#include "compute/host/loop/ThreadLoop.h"
 
-#include "compute/host/HoistedValues.h"
-#include "compute/host/Hoisting.h"
-#include "compute/host/IterationTables.h"
-#include "compute/host/PlaceVariables.h"
+#include "compute/host/loop/HoistedValues.h"
+#include "compute/host/loop/Hoisting.h"
+#include "compute/host/loop/IterationTables.h"
+#include "compute/host/memory/PlaceVariables.h"
 #include "compute/kernel/KernelSignature.h"
 #include "compute/kernel/containment/AddressRanges.h"
 
@@ -16,21 +16,21 @@
 namespace compute::host {
 namespace {
 
-/// The two functions that a kernel goes into; the tile function holds an empty nest of loops.
+/// The two functions that a kernel becomes; the tile function holds an empty nest of loops.
 struct LoopNest {
     llvm::Function* prepare = nullptr;
     llvm::Function* tile = nullptr;
     llvm::BasicBlock* entry = nullptr;                  ///< of the tile function
-    std::array<llvm::BasicBlock*, LevelCount> blocks{}; ///< where values of a level are computed
+    std::array<llvm::BasicBlock*, LevelCount> blocks{}; ///< for the values of each level
     std::array<llvm::PHINode*, 3> position{};           ///< x, y, z
-    llvm::BasicBlock* rowEnd = nullptr;                 ///< where a thread goes when it is done
+    llvm::BasicBlock* rowEnd = nullptr;                 ///< the latch of the innermost loop
     llvm::Value* end = nullptr;                         ///< of the row
 };
 
-/// Positions of parameters that both functions have, and of those that only one has.
-enum Argument : unsigned { Bindings, Grid, Common, Memory, Tile };
+/// The positions of the parameters; the last is the tile function's alone.
+enum Argument : unsigned { Bindings, Grid, Hoisted, Memory, Tile };
 
-/// Says what the caller answers for.
+/// Annotates the parameters with what the caller guarantees about the memory behind them.
 void describeMemory(llvm::Function& function) {
     constexpr std::array<std::size_t, Tile + 1> recordBytes = {
         kernel::slotCount * sizeof(void*), 6 * sizeof(std::uint32_t), 0, sizeof(KernelMemory),
@@ -38,7 +38,7 @@ void describeMemory(llvm::Function& function) {
     llvm::LLVMContext& context = function.getContext();
     for (llvm::Argument& parameter : function.args()) {
         const unsigned number = parameter.getArgNo();
-        if (number == Common) {
+        if (number == Hoisted) {
             parameter.addAttr(llvm::Attribute::get(context, kernel::regionAttribute));
             continue;
         }
@@ -47,10 +47,10 @@ void describeMemory(llvm::Function& function) {
     }
 }
 
-/// A function with `parameters` pointers that overlap nothing. All but perhaps the common memory
-/// are only read.
+/// A function with `parameters` pointers that do not alias and are read-only, but for the hoisted
+/// memory if `writesHoisted`.
 llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, unsigned parameters,
-                               bool writesCommon) {
+                               bool writesHoisted) {
     llvm::LLVMContext& context = kernel.getContext();
     const llvm::SmallVector<llvm::Type*> pointers(parameters, llvm::PointerType::get(context, 0));
     auto* type = llvm::FunctionType::get(llvm::Type::getVoidTy(context), pointers, false);
@@ -61,9 +61,9 @@ llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, un
     function->setAttributes(llvm::AttributeList::get(
         context, kernel.getAttributes().getFnAttrs(), {},
         {kernel.getAttributes().getParamAttrs(0), kernel.getAttributes().getParamAttrs(1)}));
-    for (unsigned i = Common; i < parameters; ++i) {
+    for (unsigned i = Hoisted; i < parameters; ++i) {
         function->addParamAttr(i, llvm::Attribute::NoAlias);
-        if (i != Common || !writesCommon)
+        if (i != Hoisted || !writesHoisted)
             function->addParamAttr(i, llvm::Attribute::ReadOnly);
     }
     describeMemory(*function);
@@ -72,20 +72,20 @@ llvm::Function* createFunction(llvm::Function& kernel, std::string_view name, un
     return function;
 }
 
-/// `lanes`: the threads that the innermost loop takes at once.
+/// `lanes`: the number of threads that one iteration of the innermost loop runs.
 LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     LoopNest nest;
     nest.prepare = createFunction(kernel, prepareSymbol, Memory + 1, true);
     nest.tile = createFunction(kernel, tileSymbol, Tile + 1, false);
     llvm::LLVMContext& context = kernel.getContext();
-    llvm::BasicBlock* common = llvm::BasicBlock::Create(context, "common", nest.prepare);
-    llvm::IRBuilder<>(common).CreateRetVoid();
+    llvm::BasicBlock* grid = llvm::BasicBlock::Create(context, "grid", nest.prepare);
+    llvm::IRBuilder<>(grid).CreateRetVoid();
 
     const auto block = [&](const char* name) {
         return llvm::BasicBlock::Create(context, name, nest.tile);
     };
     nest.entry = block("tile");
-    nest.blocks = {common, block("slice"), block("row"), block("thread")};
+    nest.blocks = {grid, block("slice"), block("row"), block("thread")};
     llvm::IRBuilder<> builder(nest.entry);
     std::array<llvm::Value*, 6> bounds;
     for (unsigned i = 0; i < bounds.size(); ++i)
@@ -118,32 +118,32 @@ LoopNest createLoopNest(llvm::Function& kernel, unsigned lanes) {
     return nest;
 }
 
-/// Tables of what depends on the round of a loop. Those that a row fills are small: it is not long.
-/// Returns the bytes in use of the memory that the threads have in common.
-unsigned makeRoundTables(const LoopNest& nest, llvm::Function& kernel, kernel::Analyses& analyses,
-                         const Hoisting& hoisting) {
-    constexpr unsigned maxRounds = 256;
-    constexpr unsigned maxRoundsOfRow = 32;
+/// Makes lookup tables for the kernel's loops. Tables that every row fills are small, since filling
+/// a large one would take longer than the row. Returns the bytes of hoisted memory in use.
+unsigned makeIterationTables(const LoopNest& nest, llvm::Function& kernel,
+                             kernel::Analyses& analyses, const Hoisting& hoisting) {
+    constexpr unsigned maxIterations = 256;
+    constexpr unsigned maxIterationsOfRow = 32;
     constexpr unsigned maxBytes = 24u << 10;
     constexpr unsigned maxBytesOfRow = 2048;
     IterationTables tables(kernel, analyses, hoisting);
-    TableMemory common{.written = *nest.prepare->getArg(Common),
-                       .read = *nest.tile->getArg(Common),
+    TableMemory ofGrid{.written = *nest.prepare->getArg(Hoisted),
+                       .read = *nest.tile->getArg(Hoisted),
                        .maxBytes = maxBytes};
-    tables.make(PerDispatch, *nest.blocks[PerDispatch], common, maxRounds);
+    tables.make(PerDispatch, *nest.blocks[PerDispatch], ofGrid, maxIterations);
 
     llvm::IRBuilder<> builder(nest.entry, nest.entry->begin());
     llvm::AllocaInst* row = builder.CreateAlloca(builder.getInt8Ty(), builder.getInt32(0));
     row->setAlignment(llvm::Align(8));
     TableMemory ofRow{.written = *row, .read = *row, .maxBytes = maxBytesOfRow};
-    tables.make(PerRow, *nest.blocks[PerRow], ofRow, maxRoundsOfRow);
+    tables.make(PerRow, *nest.blocks[PerRow], ofRow, maxIterationsOfRow);
     row->setOperand(0, builder.getInt32(ofRow.bytes));
     if (ofRow.bytes == 0)
         row->eraseFromParent();
-    return common.bytes;
+    return ofGrid.bytes;
 }
 
-/// Moves what the outer loops compute into them. Returns the bytes of common memory in use.
+/// Moves hoisted instructions to their levels. Returns the bytes of hoisted memory in use.
 unsigned fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hoisting& hoisting,
                         unsigned bytes) {
     for (unsigned level = PerDispatch; level < PerThread; ++level)
@@ -156,16 +156,16 @@ unsigned fillOuterLoops(const LoopNest& nest, llvm::Function& kernel, const Hois
             });
         kernel.getArg(argument)->replaceAllUsesWith(nest.tile->getArg(argument));
     }
-    HoistedValues values(*nest.prepare->getArg(Common), *nest.tile->getArg(Common), bytes);
+    HoistedValues values(*nest.prepare->getArg(Hoisted), *nest.tile->getArg(Hoisted), bytes);
     for (llvm::Instruction& instruction : *nest.blocks[PerDispatch])
         if (!instruction.getType()->isVoidTy())
-            values.share(instruction);
+            values.pass(instruction);
     kernel.getArg(kernel::YArgument)->replaceAllUsesWith(nest.position[1]);
     kernel.getArg(kernel::ZArgument)->replaceAllUsesWith(nest.position[2]);
     return values.bytes();
 }
 
-/// Moves the body of the kernel into the nest, instruction by instruction, without copying.
+/// Moves the kernel's blocks into the innermost loop.
 void fillWithThread(const LoopNest& nest, llvm::Function& kernel) {
     for (llvm::Instruction& instruction : llvm::make_early_inc_range(kernel.getEntryBlock()))
         if (auto* variable = llvm::dyn_cast<llvm::AllocaInst>(&instruction))
@@ -197,7 +197,7 @@ ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
     analyses.forget(kernel);
     const Hoisting hoisting(kernel, analyses);
     const LoopNest nest = createLoopNest(kernel, vectoriser != nullptr ? vectoriser->lanes() : 1);
-    const unsigned tables = makeRoundTables(nest, kernel, analyses, hoisting);
+    const unsigned tables = makeIterationTables(nest, kernel, analyses, hoisting);
     const unsigned bytes = fillOuterLoops(nest, kernel, hoisting, tables);
     if (vectoriser != nullptr)
         fillWithLanes(nest, *vectoriser);
@@ -208,7 +208,7 @@ ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
     kernel.eraseFromParent();
     return {.prepare = *nest.prepare,
             .tile = *nest.tile,
-            .commonBytes = bytes,
+            .hoistedBytes = bytes,
             .memory = {nest.prepare->getArg(Memory), nest.tile->getArg(Memory)}};
 }
 

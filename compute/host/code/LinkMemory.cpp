@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/LinkMemory.h"
+#include "compute/host/code/LinkMemory.h"
 
 #include <llvm/ExecutionEngine/JITLink/JITLink.h>
 
@@ -19,14 +19,14 @@ bool isCode(MemProt rights) {
     return (rights & MemProt::Exec) != MemProt::None;
 }
 
-/// One segment, until it is linked.
+/// A segment that is being linked: its block in the arena, and the bytes for it.
 struct Draft {
     CodeArena::Block block;
     std::unique_ptr<char[]> bytes;
     std::size_t count;
 };
 
-/// What has been given room and is being linked.
+/// All segments of a link.
 class Drafts final : public JITLinkMemoryManager::InFlightAlloc {
 public:
     Drafts(CodeArena& arena, std::vector<Draft> drafts)
@@ -61,7 +61,7 @@ void LinkMemory::allocate(const JITLinkDylib*, LinkGraph& graph, OnAllocatedFunc
         const std::size_t count = segment.ContentSize + segment.ZeroFillSize;
         if (count == 0)
             continue;
-        // Kernels have no variables; what counts as writable is written by the linker alone.
+        // Kernels have no global variables, so only the linker writes to writable segments.
         const auto kind =
             isCode(group.getMemProt()) ? CodeArena::Kind::Code : CodeArena::Kind::Constants;
         auto block = m_arena.take(kind, count, segment.Alignment.value());

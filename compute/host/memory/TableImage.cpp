@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/host/TableImage.h"
+#include "compute/host/memory/TableImage.h"
 
 #include <llvm/IR/Constants.h>
 #include <llvm/IR/Module.h>
@@ -44,7 +44,7 @@ Result<void> TableImage::write(const llvm::Constant& value, std::uint64_t at,
             value.stripAndAccumulateConstantOffsets(layout, offset, /*AllowNonInbounds=*/true));
         const auto found = table != nullptr ? m_offsets.find(table) : m_offsets.end();
         if (found == m_offsets.end())
-            return Error{"a constant table holds what cannot be known beforehand"};
+            return Error{"a constant table holds a value that is not known when it is compiled"};
         bits = offset + found->second;
         m_addresses.push_back(at);
     }

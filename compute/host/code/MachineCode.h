@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Machine code that can be run. It is linked in ordinary memory for the place in the arena
-// (CodeArena.h) where it is then copied to.
+// Machine code that can be run. It is linked in ordinary memory, for the addresses in the arena
+// (CodeArena.h) that it is then copied to.
 #pragma once
 
-#include "compute/host/CodeArena.h"
+#include "compute/host/code/CodeArena.h"
 #include "compute/types/Fingerprint.h"
 #include "platform/base/Result.h"
 
@@ -20,15 +20,15 @@ namespace compute::host {
 
 class MachineCode {
 public:
-    /// Links an object file against runtimeFunction(). Calls to anything else are an error which
-    /// names the function.
+    /// Links an object file against the functions that runtimeFunction() knows. A call of any other
+    /// function is an error, which names it. `symbols`: the entry points.
     static platform::Result<MachineCode> link(llvm::MemoryBufferRef object,
                                               std::span<const std::string_view> symbols);
 
-    /// Address of the symbol with this number of those that link() was asked for; valid as long as
-    /// this lives.
+    /// The address of the symbol with this index in link()'s `symbols`; valid as long as this
+    /// lives.
     void* entry(std::size_t number) const { return m_entries[number]; }
-    /// Of code, constants and what they refer to, as the object file has them.
+    /// The hash of the object file's code and constants with their relocations.
     Fingerprint fingerprint() const { return m_fingerprint; }
 
 private:
