@@ -120,7 +120,7 @@ void AudioMonitor::openSelectedDevice() {
     const auto onBlock = [this](std::span<const float> samples) {
         {
             const FFTValues& values = m_fft.process(samples);
-            const std::lock_guard lock(m_mutex);
+            const platform::Lock lock(m_mutex);
             m_newest = values;
         }
         m_mainQueue.async([self = std::weak_ptr(m_self)] {
@@ -133,7 +133,7 @@ void AudioMonitor::openSelectedDevice() {
 }
 
 void AudioMonitor::takeNewest() {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     m_fftValues = m_newest;
 }
 
