@@ -16,7 +16,7 @@ void printNothing(std::string_view) {}
 Log::Log() : m_sink(printToStandardOutput) {}
 
 void Log::line(std::string_view text) {
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     m_sink(text);
 }
 

@@ -4,8 +4,9 @@
 // Where diagnostics go, line by line. There are no levels: a line is either worth printing or not.
 #pragma once
 
+#include "platform/base/Mutex.h"
+
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -26,8 +27,8 @@ public:
     void line(std::string_view text);
 
 private:
-    std::mutex m_mutex;
-    Sink m_sink;
+    Mutex m_mutex;
+    Sink m_sink SL42_GUARDED_BY(m_mutex);
 };
 
 /// Sinks for Log: standard output, or nowhere.

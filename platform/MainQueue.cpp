@@ -8,51 +8,56 @@ namespace platform {
 
 void MainQueue::async(Task task) {
     {
-        const std::lock_guard lock(m_mutex);
+        const Lock lock(m_mutex);
         m_tasks.push(std::move(task));
     }
-    m_queued.notify_one();
+    m_queued.notifyOne();
     if (m_wakeHandler)
         m_wakeHandler();
 }
 
 MainQueue::~MainQueue() {
     {
-        const std::lock_guard lock(m_delayedMutex);
+        const Lock lock(m_delayedMutex);
         m_closing = true;
     }
-    m_delayedChanged.notify_one();
+    m_delayedChanged.notifyOne();
     if (m_delayedThread.joinable())
         m_delayedThread.join();
 }
 
 void MainQueue::asyncAfter(std::chrono::nanoseconds delay, Task task) {
     {
-        const std::lock_guard lock(m_delayedMutex);
+        const Lock lock(m_delayedMutex);
         m_delayed.emplace(std::chrono::steady_clock::now() + delay, std::move(task));
         if (!m_delayedThread.joinable())
             m_delayedThread = std::thread([this] { passOnDueTasks(); });
     }
-    m_delayedChanged.notify_one();
+    m_delayedChanged.notifyOne();
 }
 
+// Without the lock, for the wake handler must be free to queue something in turn.
 void MainQueue::passOnDueTasks() {
-    std::unique_lock lock(m_delayedMutex);
+    while (auto task = waitForDueTask())
+        async(std::move(*task));
+}
+
+/// None when the queue closes.
+std::optional<Task> MainQueue::waitForDueTask() {
+    const Lock lock(m_delayedMutex);
     while (!m_closing) {
         const auto next = m_delayed.begin();
         if (next == m_delayed.end()) {
-            m_delayedChanged.wait(lock);
+            m_delayedChanged.wait(m_delayedMutex);
         } else if (const Deadline due = next->first; due > std::chrono::steady_clock::now()) {
-            m_delayedChanged.wait_until(lock, due);
+            m_delayedChanged.waitUntil(m_delayedMutex, due);
         } else {
             Task task = std::move(next->second);
             m_delayed.erase(next);
-            // The wake handler must be free to queue something in turn.
-            lock.unlock();
-            async(std::move(task));
-            lock.lock();
+            return task;
         }
     }
+    return std::nullopt;
 }
 
 void MainQueue::setWakeHandler(std::function<void()> handler) {
@@ -64,7 +69,7 @@ void MainQueue::setWakeHandler(std::function<void()> handler) {
 bool MainQueue::runNext() {
     Task task;
     {
-        const std::lock_guard lock(m_mutex);
+        const Lock lock(m_mutex);
         if (m_tasks.empty())
             return false;
         task = m_tasks.pop();
@@ -76,7 +81,7 @@ bool MainQueue::runNext() {
 std::size_t MainQueue::pump() {
     std::size_t waiting = 0;
     {
-        const std::lock_guard lock(m_mutex);
+        const Lock lock(m_mutex);
         waiting = m_tasks.size();
     }
     std::size_t count = 0;
@@ -87,16 +92,19 @@ std::size_t MainQueue::pump() {
 
 void MainQueue::waitAndRun() {
     {
-        std::unique_lock lock(m_mutex);
-        m_queued.wait(lock, [this] { return !m_tasks.empty(); });
+        const Lock lock(m_mutex);
+        while (m_tasks.empty())
+            m_queued.wait(m_mutex);
     }
     pump();
 }
 
 bool MainQueue::waitAndRun(std::chrono::milliseconds timeout) {
     {
-        std::unique_lock lock(m_mutex);
-        m_queued.wait_for(lock, timeout, [this] { return !m_tasks.empty(); });
+        const Lock lock(m_mutex);
+        const auto end = std::chrono::steady_clock::now() + timeout;
+        while (m_tasks.empty() && m_queued.waitUntil(m_mutex, end))
+            continue;
     }
     return pump() > 0;
 }

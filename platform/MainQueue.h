@@ -9,13 +9,13 @@
 
 #include "platform/Task.h"
 #include "platform/base/Fifo.h"
+#include "platform/base/Mutex.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <mutex>
+#include <optional>
 #include <thread>
 
 namespace platform {
@@ -52,19 +52,20 @@ private:
 
     bool runNext();
     void passOnDueTasks();
+    std::optional<Task> waitForDueTask();
 
-    std::mutex m_mutex;
-    std::condition_variable m_queued;
-    Fifo<Task> m_tasks;
+    Mutex m_mutex;
+    Condition m_queued;
+    Fifo<Task> m_tasks SL42_GUARDED_BY(m_mutex);
     std::function<void()> m_wakeHandler;
 
     /// Tasks for later, the next one first, and the thread that waits for them once there has been
     /// one.
-    std::mutex m_delayedMutex;
-    std::condition_variable m_delayedChanged;
-    std::multimap<Deadline, Task> m_delayed;
-    std::thread m_delayedThread;
-    bool m_closing = false;
+    Mutex m_delayedMutex;
+    Condition m_delayedChanged;
+    std::multimap<Deadline, Task> m_delayed SL42_GUARDED_BY(m_delayedMutex);
+    std::thread m_delayedThread SL42_GUARDED_BY(m_delayedMutex);
+    bool m_closing SL42_GUARDED_BY(m_delayedMutex) = false;
 };
 
 } // namespace platform

@@ -41,7 +41,7 @@ std::shared_ptr<gpu::Drawable> DrawablePool::nextDrawable() {
 }
 
 DrawablePool::TexturePtr DrawablePool::take() {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     TexturePtr texture;
     if (!m_free.empty()) {
         texture = std::move(m_free.back());
@@ -68,52 +68,53 @@ DrawablePool::TexturePtr DrawablePool::makeTexture() {
 
 void DrawablePool::show(TexturePtr texture) {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         if (m_shown)
             m_free.push_back(std::move(m_shown));
         m_shown = std::move(texture);
         ++m_shownCount;
         settle();
     }
-    const std::lock_guard lock(m_handlerMutex);
+    const platform::Lock lock(m_handlerMutex);
     if (m_presented)
         m_presented();
 }
 
 void DrawablePool::drop(TexturePtr texture) {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     m_free.push_back(std::move(texture));
     settle();
 }
 
 void DrawablePool::settle() {
     --m_pending;
-    m_settled.notify_all();
+    m_settled.notifyAll();
 }
 
 DrawablePool::TexturePtr DrawablePool::takeShown() {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     return std::move(m_shown);
 }
 
 void DrawablePool::giveBack(TexturePtr texture) {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     m_free.push_back(std::move(texture));
 }
 
 DrawablePool::TexturePtr DrawablePool::waitForShown() {
-    std::unique_lock lock(m_mutex);
-    m_settled.wait(lock, [this] { return m_pending == 0; });
+    const platform::Lock lock(m_mutex);
+    while (m_pending != 0)
+        m_settled.wait(m_mutex);
     return m_shown;
 }
 
 std::uint64_t DrawablePool::shownCount() const {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     return m_shownCount;
 }
 
 void DrawablePool::removePresentHandler() {
-    const std::lock_guard lock(m_handlerMutex);
+    const platform::Lock lock(m_handlerMutex);
     m_presented = nullptr;
 }
 

@@ -7,13 +7,12 @@
 
 #include "gpu/CommandBuffer.h"
 #include "gpu/Device.h"
+#include "platform/base/Mutex.h"
 #include "platform/base/SharedPool.h"
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace starloom {
@@ -51,22 +50,22 @@ private:
     static constexpr std::size_t maxTextures = 5;
 
     TexturePtr take();
-    TexturePtr makeTexture();
+    TexturePtr makeTexture() SL42_REQUIRES(m_mutex);
     void show(TexturePtr texture);
     void drop(TexturePtr texture);
-    void settle();
+    void settle() SL42_REQUIRES(m_mutex);
 
     std::shared_ptr<gpu::Device> m_device;
     platform::SharedPool m_memory = platform::makeSharedPool(); ///< for the drawables
-    std::mutex m_handlerMutex;
-    PresentHandler m_presented;
-    mutable std::mutex m_mutex;
-    std::condition_variable m_settled;
-    std::vector<TexturePtr> m_free;
-    TexturePtr m_shown;
-    std::size_t m_count = 0;
-    std::size_t m_pending = 0;
-    std::uint64_t m_shownCount = 0;
+    platform::Mutex m_handlerMutex;
+    PresentHandler m_presented SL42_GUARDED_BY(m_handlerMutex);
+    mutable platform::Mutex m_mutex;
+    platform::Condition m_settled;
+    std::vector<TexturePtr> m_free SL42_GUARDED_BY(m_mutex);
+    TexturePtr m_shown SL42_GUARDED_BY(m_mutex);
+    std::size_t m_count SL42_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_pending SL42_GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_shownCount SL42_GUARDED_BY(m_mutex) = 0;
 };
 
 } // namespace starloom

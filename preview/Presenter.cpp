@@ -27,21 +27,21 @@ Presenter::Presenter(std::shared_ptr<gpu::Device> device, Deliver deliver)
 Presenter::~Presenter() {
     m_pool->removePresentHandler(); // drawables in flight outlive us
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_done = true;
     }
-    m_changed.notify_one();
+    m_changed.notifyOne();
     m_thread.join();
 }
 
 platform::Image Presenter::picture() {
-    const std::lock_guard lock(m_imageMutex);
+    const platform::Lock lock(m_imageMutex);
     return m_image;
 }
 
 void Presenter::setTargetSize(PictureScaler::Size size) {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         if (std::exchange(m_target, size) == size)
             return;
     }
@@ -50,15 +50,16 @@ void Presenter::setTargetSize(PictureScaler::Size size) {
 
 void Presenter::wake() {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_work = true;
     }
-    m_changed.notify_one();
+    m_changed.notifyOne();
 }
 
 std::optional<PictureScaler::Size> Presenter::waitForWork() {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_work || m_done; });
+    const platform::Lock lock(m_mutex);
+    while (!m_work && !m_done)
+        m_changed.wait(m_mutex);
     m_work = false;
     return m_done ? std::nullopt : std::optional(m_target);
 }
@@ -82,7 +83,7 @@ void Presenter::takeOverShown() {
     const gpu::TextureRows rows = texture->rows(0);
     bool changed = false;
     {
-        const std::lock_guard lock(m_imageMutex);
+        const platform::Lock lock(m_imageMutex);
         for (std::size_t y = 0; y < drawableSize.height; ++y)
             changed |= takeOverRow(y, rows.bytes.subspan(y * rows.bytesPerRow, rowLength));
     }

@@ -5,15 +5,14 @@
 // neither the interface nor the device waits for it.
 #pragma once
 
+#include "platform/base/Mutex.h"
 #include "platform/image/Image.h"
 #include "preview/DrawablePool.h"
 #include "preview/PictureScaler.h"
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <thread>
@@ -54,25 +53,25 @@ private:
     /// Where to scale to when there is work; none when it is time to go.
     std::optional<PictureScaler::Size> waitForWork();
     void takeOverShown();
-    bool takeOverRow(std::size_t y, std::span<const std::byte> row);
+    bool takeOverRow(std::size_t y, std::span<const std::byte> row) SL42_REQUIRES(m_imageMutex);
     std::shared_ptr<const ScreenPicture> scaledTo(PictureScaler::Size size);
     std::shared_ptr<ScreenPicture> unusedPicture(PictureScaler::Size size);
 
     const Deliver m_deliver;
     std::shared_ptr<DrawablePool> m_pool;
-    std::mutex m_imageMutex;
-    platform::Image m_image;
+    platform::Mutex m_imageMutex;
+    platform::Image m_image SL42_GUARDED_BY(m_imageMutex);
     bool m_anyShown = false;
     std::vector<std::uint32_t> m_converted;
     std::optional<PictureScaler> m_scaler;
     std::shared_ptr<const ScreenPicture> m_latest; ///< of what was converted; null when outdated
     std::vector<std::shared_ptr<ScreenPicture>> m_pictures;
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    bool m_work = false;
-    bool m_done = false;
-    PictureScaler::Size m_target;
+    platform::Mutex m_mutex;
+    platform::Condition m_changed;
+    bool m_work SL42_GUARDED_BY(m_mutex) = false;
+    bool m_done SL42_GUARDED_BY(m_mutex) = false;
+    PictureScaler::Size m_target SL42_GUARDED_BY(m_mutex);
     std::thread m_thread; // last: it uses all the others
 };
 

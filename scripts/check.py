@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks what the compiler does not: format, lint of changed files, headers, layering, documents.
+"""Checks what the compiler does not: format, lint of changed files, headers, layering, locks,
+documents.
 
     scripts/check.py                 all checks; clang-tidy on the files that the last commit or the
                                      working tree changed
@@ -187,6 +188,17 @@ def checkHeaders(faults):
             faults.append(f"{path}: leftover marker ({WORDS.search(text)[0]})")
 
 
+def checkLocks(faults):
+    """Who must hold a lock is only checked where the lock carries annotations."""
+    for path in sources():
+        if path == "platform/base/Mutex.h" or path.startswith(("tests/", "bench/", "fuzz/")):
+            continue
+        for number, line in enumerate((ROOT / path).read_text().splitlines(), 1):
+            match = re.search(r"std::(\w*mutex|condition_variable\w*)\b", line)
+            if match is not None:
+                faults.append(f"{path}:{number}: {match[0]} instead of platform/base/Mutex.h")
+
+
 def checkArchitecturePage(faults):
     """The page lists every folder that holds code, as `folder/`, and no folder that does not exist."""
     page = (ROOT / "docs" / "architecture.md").read_text()
@@ -246,6 +258,7 @@ def main():
     checkFormat(faults)
     checkIncludes(faults)
     checkHeaders(faults)
+    checkLocks(faults)
     checkArchitecturePage(faults)
     checkTour(faults)
     if not options.no_tidy:

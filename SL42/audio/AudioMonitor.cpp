@@ -124,11 +124,11 @@ void AudioMonitor::addInput() {
 void AudioMonitor::captureOutput(std::span<const float> samples) {
     {
         const FFTValues& values = m_fft.process(samples);
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_newest = values;
     }
     m_anchor.async([this] {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_fftValues = m_newest;
     });
 }

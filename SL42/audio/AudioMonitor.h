@@ -11,10 +11,10 @@
 #include "platform/MainQueueAnchor.h"
 #include "platform/Published.h"
 #include "platform/audio/AudioCapture.h"
+#include "platform/base/Mutex.h"
 
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -81,8 +81,8 @@ private:
     platform::Published<bool> m_isActive{true};
     FFTValues m_fftValues;
     FFT m_fft; ///< the capture thread's own
-    std::mutex m_mutex;
-    FFTValues m_newest; ///< on its way to the main queue
+    platform::Mutex m_mutex;
+    FFTValues m_newest SL42_GUARDED_BY(m_mutex); ///< on its way to the main queue
     platform::MainQueueAnchor m_anchor;
 };
 

@@ -10,7 +10,7 @@ CaptureEngine::CaptureEngine(platform::WindowCapture& capture, platform::MainQue
     : m_capture(capture), m_anchor(mainQueue) {
     m_output.capturedFrameHandler = [this](CapturedFrame frame) { post(std::move(frame)); };
     m_output.pictureHandler = [this](const platform::CapturedPicture& picture) {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         if (m_onPicture)
             m_onPicture(picture);
     };
@@ -44,19 +44,19 @@ void CaptureEngine::update(const StreamConfiguration& configuration, const Conte
 void CaptureEngine::stop() {
     m_capture.stop();
     ++m_stream;
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     m_newest.reset();
 }
 
 void CaptureEngine::setPictureHandler(
     std::function<void(const platform::CapturedPicture&)> handler) {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     m_onPicture = std::move(handler);
 }
 
 void CaptureEngine::post(CapturedFrame frame) {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         if (std::exchange(m_newest, std::move(frame)))
             return; // the main thread has been told
     }
@@ -66,7 +66,7 @@ void CaptureEngine::post(CapturedFrame frame) {
 void CaptureEngine::deliver() {
     std::optional<CapturedFrame> frame;
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         frame = std::exchange(m_newest, std::nullopt);
     }
     if (frame)

@@ -6,10 +6,10 @@
 
 #include "SL42/capture/CaptureEngineStreamOutput.h"
 #include "platform/MainQueueAnchor.h"
+#include "platform/base/Mutex.h"
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 
 namespace starloom {
@@ -55,9 +55,9 @@ private:
     EventHandler m_onEvent;
     std::uint64_t m_stream = 0; ///< tells late events of streams that have been replaced
 
-    std::mutex m_mutex;
-    std::optional<CapturedFrame> m_newest;
-    std::function<void(const platform::CapturedPicture&)> m_onPicture;
+    platform::Mutex m_mutex;
+    std::optional<CapturedFrame> m_newest SL42_GUARDED_BY(m_mutex);
+    std::function<void(const platform::CapturedPicture&)> m_onPicture SL42_GUARDED_BY(m_mutex);
 
     platform::MainQueueAnchor m_anchor;
 };

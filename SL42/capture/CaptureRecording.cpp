@@ -28,16 +28,16 @@ void CaptureRecording::start() {
 
 void CaptureRecording::end() {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_isEnding = true;
     }
-    m_changed.notify_one();
+    m_changed.notifyOne();
 }
 
 void CaptureRecording::show(const platform::CapturedPicture& picture) {
     const std::size_t rowLength = std::size_t{picture.width} * 4;
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_shown.width = picture.width;
         m_shown.height = picture.height;
         m_shown.pixels.resize(std::size_t{picture.width} * picture.height);
@@ -47,7 +47,7 @@ void CaptureRecording::show(const platform::CapturedPicture& picture) {
                         rowLength);
         m_isNew = true;
     }
-    m_changed.notify_one();
+    m_changed.notifyOne();
 }
 
 platform::Result<void> CaptureRecording::write() {
@@ -68,8 +68,9 @@ platform::Result<void> CaptureRecording::write() {
 
 /// Gives the frame the size of the movie; false when there will be none.
 bool CaptureRecording::waitForFirst(Picture& frame) {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_isNew || m_isEnding; });
+    const platform::Lock lock(m_mutex);
+    while (!m_isNew && !m_isEnding)
+        m_changed.wait(m_mutex);
     frame.width = movieExtent(m_shown.width);
     frame.height = movieExtent(m_shown.height);
     return m_isNew;
@@ -77,12 +78,14 @@ bool CaptureRecording::waitForFirst(Picture& frame) {
 
 /// False when it is time to end.
 bool CaptureRecording::waitUntil(std::chrono::steady_clock::time_point time) {
-    std::unique_lock lock(m_mutex);
-    return !m_changed.wait_until(lock, time, [this] { return m_isEnding; });
+    const platform::Lock lock(m_mutex);
+    while (!m_isEnding && m_changed.waitUntil(m_mutex, time))
+        continue;
+    return !m_isEnding;
 }
 
 void CaptureRecording::takeShown(Picture& frame) {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     if (!std::exchange(m_isNew, false))
         return;
     frame.pixels.resize(std::size_t{frame.width} * frame.height);

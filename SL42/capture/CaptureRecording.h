@@ -4,15 +4,14 @@
 // A movie file of what is captured.
 #pragma once
 
+#include "platform/base/Mutex.h"
 #include "platform/base/Result.h"
 #include "platform/capture/WindowCapture.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -56,11 +55,11 @@ private:
     void takeShown(Picture& frame);
 
     const std::filesystem::path m_path;
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    Picture m_shown;
-    bool m_isNew = false;
-    bool m_isEnding = false;
+    platform::Mutex m_mutex;
+    platform::Condition m_changed;
+    Picture m_shown SL42_GUARDED_BY(m_mutex);
+    bool m_isNew SL42_GUARDED_BY(m_mutex) = false;
+    bool m_isEnding SL42_GUARDED_BY(m_mutex) = false;
     std::thread m_thread; // last: it uses all the others
 };
 

@@ -65,7 +65,7 @@ bool CaptureSurface::isUnused() const {
 
 std::shared_ptr<CaptureSurface> CaptureSurfacePool::take(std::uint32_t width,
                                                          std::uint32_t height) {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     std::erase_if(m_surfaces, [&](const auto& surface) {
         return surface->width() != width || surface->height() != height;
     });

@@ -6,13 +6,13 @@
 
 #include "SL42/hardware/YUVTexture.h"
 #include "gpu/Device.h"
+#include "platform/base/Mutex.h"
 #include "platform/base/Result.h"
 #include "platform/base/SharedMemory.h"
 #include "platform/capture/YUVConverter.h"
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace starloom {
@@ -58,8 +58,8 @@ public:
     std::shared_ptr<CaptureSurface> take(std::uint32_t width, std::uint32_t height);
 
 private:
-    std::mutex m_mutex;
-    std::vector<std::shared_ptr<CaptureSurface>> m_surfaces;
+    platform::Mutex m_mutex;
+    std::vector<std::shared_ptr<CaptureSurface>> m_surfaces SL42_GUARDED_BY(m_mutex);
 };
 
 } // namespace starloom

@@ -17,22 +17,23 @@ WindowPictures::~WindowPictures() = default;
 
 void WindowPictures::request(std::uint64_t window) {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_wanted = window;
     }
-    m_changed.notify_one();
+    m_changed.notifyOne();
 }
 
 void WindowPictures::run(const std::stop_token& stop) {
     const auto source = m_makeCapture();
     if (!source)
         return;
-    while (true) {
-        std::unique_lock lock(m_mutex);
-        if (!m_changed.wait(lock, stop, [this] { return m_wanted.has_value(); }))
-            return;
-        const std::uint64_t window = std::exchange(m_wanted, std::nullopt).value_or(0);
-        lock.unlock();
+    // Under the lock, so that the stop cannot come between a look at it and the wait.
+    const std::stop_callback wakeUp(stop, [this] {
+        const platform::Lock lock(m_mutex);
+        m_changed.notifyOne();
+    });
+    while (const auto wanted = waitForRequest(stop)) {
+        const std::uint64_t window = *wanted;
         auto picture = (*source)->picture(window);
         if (!picture || picture->width == 0)
             continue; // minimised, or just closed
@@ -40,6 +41,14 @@ void WindowPictures::run(const std::stop_token& stop) {
         m_anchor.async(
             [this, window, shared = std::move(shared)] { m_onPicture(window, *shared); });
     }
+}
+
+/// None when it is time to go.
+std::optional<std::uint64_t> WindowPictures::waitForRequest(const std::stop_token& stop) {
+    const platform::Lock lock(m_mutex);
+    while (!m_wanted && !stop.stop_requested())
+        m_changed.wait(m_mutex);
+    return std::exchange(m_wanted, std::nullopt);
 }
 
 } // namespace starloom

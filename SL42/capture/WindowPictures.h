@@ -6,14 +6,13 @@
 #pragma once
 
 #include "platform/MainQueueAnchor.h"
+#include "platform/base/Mutex.h"
 #include "platform/base/Result.h"
 #include "platform/capture/WindowCapture.h"
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stop_token>
 #include <thread>
@@ -40,13 +39,14 @@ public:
 
 private:
     void run(const std::stop_token& stop);
+    std::optional<std::uint64_t> waitForRequest(const std::stop_token& stop);
 
     MakeCapture m_makeCapture;
     Handler m_onPicture;
     platform::MainQueueAnchor m_anchor;
-    std::mutex m_mutex;
-    std::condition_variable_any m_changed;
-    std::optional<std::uint64_t> m_wanted;
+    platform::Mutex m_mutex;
+    platform::Condition m_changed;
+    std::optional<std::uint64_t> m_wanted SL42_GUARDED_BY(m_mutex);
     std::jthread m_thread; // last: it uses all the others
 };
 

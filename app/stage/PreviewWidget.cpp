@@ -85,7 +85,7 @@ void PreviewWidget::draw() {
 
 // On the presenter's thread. One event is enough for all pictures that come before it arrives.
 void PreviewWidget::receive(PicturePtr picture) {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     m_frameRate.frame(m_clock.now());
     if (picture == (m_received ? m_received : m_shown))
         return;
@@ -94,20 +94,25 @@ void PreviewWidget::receive(PicturePtr picture) {
 }
 
 void PreviewWidget::repeatPicture() {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     m_frameRate.frame(m_clock.now());
 }
 
 void PreviewWidget::showReceived() {
     {
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_shown = std::move(m_received);
     }
     update();
 }
 
+PreviewWidget::PicturePtr PreviewWidget::shown() {
+    const platform::Lock lock(m_mutex);
+    return m_shown;
+}
+
 int PreviewWidget::framesPerSecond() {
-    const std::lock_guard lock(m_mutex);
+    const platform::Lock lock(m_mutex);
     return m_frameRate.perSecond(m_clock.now());
 }
 
@@ -152,10 +157,11 @@ void PreviewWidget::paintEvent(QPaintEvent*) {
                       static_cast<int>(std::ceil(height() * ratio)));
     for (const QRect& border : QRegion(whole).subtracted(picture))
         painter.fillRect(border, QColor(255, 0, 0));
-    if (!m_shown)
+    const PicturePtr shown = this->shown();
+    if (!shown)
         painter.fillRect(picture, Qt::black);
     else // of another size only for a moment after the view's size has changed
-        painter.drawImage(picture, wrap(*m_shown));
+        painter.drawImage(picture, wrap(*shown));
 }
 
 void PreviewWidget::resetCursorRects() {

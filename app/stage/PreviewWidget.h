@@ -7,6 +7,7 @@
 #include "app/stage/FrameRate.h"
 #include "gpu/Device.h"
 #include "platform/Clock.h"
+#include "platform/base/Mutex.h"
 #include "platform/image/Image.h"
 #include "preview/FramePacer.h"
 #include "preview/MTLPreview.h"
@@ -19,7 +20,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 
 namespace app {
 
@@ -56,6 +56,7 @@ private:
     bool isSeen() const;
     void receive(PicturePtr picture);
     void showReceived();
+    PicturePtr shown();
     void updateTarget();
     /// In pixels of the screen.
     starloom::PicturePlacement placement() const;
@@ -69,10 +70,10 @@ private:
     bool m_needsDisplay = true;
     bool m_wholeOnly = false;
 
-    std::mutex m_mutex; ///< for what follows; only the main thread writes m_shown
-    FrameRate m_frameRate;
-    PicturePtr m_received;
-    PicturePtr m_shown;
+    platform::Mutex m_mutex;
+    FrameRate m_frameRate SL42_GUARDED_BY(m_mutex);
+    PicturePtr m_received SL42_GUARDED_BY(m_mutex);
+    PicturePtr m_shown SL42_GUARDED_BY(m_mutex);
     starloom::Presenter m_presenter; // last: it delivers from its thread
 };
 

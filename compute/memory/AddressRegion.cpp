@@ -11,6 +11,7 @@
 namespace compute::memory {
 
 using platform::Error;
+using platform::Lock;
 using platform::Result;
 
 namespace {
@@ -65,7 +66,7 @@ std::size_t AddressRegion::Pieces::take(std::size_t bytes) {
 Result<std::byte*> AddressRegion::take(std::size_t bytes, Spacing spacing) {
     if (bytes == 0 || bytes % pageBytes != 0 || bytes > regionBytes)
         return Error{"Cannot map a buffer of this size"};
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     const std::size_t piece = pieces(spacing).take(bytes);
     if (piece == 0)
         return Error{"No addresses left for a buffer"};
@@ -77,7 +78,7 @@ void AddressRegion::giveBack(std::byte* piece, std::size_t bytes, Spacing spacin
     // What cannot be made inaccessible must not be handed out again.
     if (reserve(address, bytes, MAP_FIXED) == MAP_FAILED)
         return;
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     pieces(spacing).giveBack(address);
 }
 

@@ -5,11 +5,11 @@
 // process, since machine code holds its addresses.
 #pragma once
 
+#include "platform/base/Mutex.h"
 #include "platform/base/Result.h"
 
 #include <cstddef>
 #include <map>
-#include <mutex>
 
 namespace compute::memory {
 
@@ -52,11 +52,13 @@ private:
     };
 
     AddressRegion();
-    Pieces& pieces(Spacing spacing) { return spacing == Spacing::Alone ? m_alone : m_packed; }
+    Pieces& pieces(Spacing spacing) SL42_REQUIRES(m_mutex) {
+        return spacing == Spacing::Alone ? m_alone : m_packed;
+    }
 
-    std::mutex m_mutex;
-    Pieces m_packed;
-    Pieces m_alone;
+    platform::Mutex m_mutex;
+    Pieces m_packed SL42_GUARDED_BY(m_mutex);
+    Pieces m_alone SL42_GUARDED_BY(m_mutex);
     int m_error = 0;
 };
 

@@ -12,6 +12,7 @@
 namespace compute::service {
 
 using platform::Error;
+using platform::Lock;
 using platform::Result;
 
 namespace {
@@ -63,16 +64,16 @@ CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pi
 
 void CompilePool::add(Question question) {
     Task task{.question = std::move(question), .stop = std::stop_source()};
+    const auto request = std::visit([](const auto& asked) { return asked.request; }, task.question);
     {
-        const std::scoped_lock lock(m_mutex);
-        std::visit([&](const auto& asked) { m_unanswered.emplace(asked.request, task.stop); },
-                   task.question);
+        const Lock lock(m_mutex);
+        m_unanswered.emplace(request, task.stop);
     }
     m_queue.add(task);
 }
 
 void CompilePool::cancel(protocol::RequestId request) {
-    const std::scoped_lock lock(m_mutex);
+    const Lock lock(m_mutex);
     if (const auto found = m_unanswered.find(request); found != m_unanswered.end())
         found->second.request_stop();
 }
@@ -85,7 +86,7 @@ void CompilePool::carryOut(Task& task) {
                 const CompileWatch::Guard guard(m_watch, question.request, limitOf(question));
                 carryOut(question, task.stop.get_token());
             }
-            const std::scoped_lock lock(m_mutex);
+            const Lock lock(m_mutex);
             m_unanswered.erase(question.request);
         },
         task.question);

@@ -10,9 +10,9 @@
 #include "compute/service/Compiler.h"
 #include "compute/service/Replies.h"
 #include "compute/service/WorkQueue.h"
+#include "platform/base/Mutex.h"
 
 #include <map>
-#include <mutex>
 #include <stop_token>
 
 namespace compute::service {
@@ -51,9 +51,9 @@ private:
     Pipelines& m_pipelines;
     Replies& m_replies;
     CompileWatch m_watch;
-    std::mutex m_mutex;
+    platform::Mutex m_mutex;
     /// Of the questions that have not been answered.
-    std::map<protocol::RequestId, std::stop_source> m_unanswered;
+    std::map<protocol::RequestId, std::stop_source> m_unanswered SL42_GUARDED_BY(m_mutex);
     WorkQueue<Task> m_queue; // last, so that its threads end first
 };
 

@@ -10,6 +10,7 @@
 namespace compute::service {
 
 using namespace std::chrono_literals;
+using platform::Lock;
 
 namespace {
 
@@ -38,10 +39,10 @@ CompileWatch::CompileWatch() : m_thread([this] { loop(); }) {}
 
 CompileWatch::~CompileWatch() {
     {
-        const std::scoped_lock lock(m_mutex);
+        const Lock lock(m_mutex);
         m_stopping = true;
     }
-    m_wake.notify_all();
+    m_wake.notifyAll();
     m_thread.join();
 }
 
@@ -53,28 +54,30 @@ CompileWatch::Guard::Guard(CompileWatch& watch, protocol::RequestId request,
     if (limit)
         deadline = timeOf(clock) + *limit;
     {
-        const std::scoped_lock lock(m_watch.m_mutex);
+        const Lock lock(m_watch.m_mutex);
         if (m_watch.m_watched.empty())
             m_watch.m_bytesBefore = bytesInUse();
         m_watch.m_watched.push_back({request, clock, deadline});
     }
-    m_watch.m_wake.notify_all();
+    m_watch.m_wake.notifyAll();
 }
 
 CompileWatch::Guard::~Guard() {
-    const std::scoped_lock lock(m_watch.m_mutex);
+    const Lock lock(m_watch.m_mutex);
     std::erase_if(m_watch.m_watched,
                   [this](const Watched& watched) { return watched.request == m_request; });
 }
 
 void CompileWatch::loop() {
-    std::unique_lock lock(m_mutex);
+    const Lock lock(m_mutex);
     while (!m_stopping) {
         if (m_watched.empty()) {
-            m_wake.wait(lock);
+            m_wake.wait(m_mutex);
             continue;
         }
-        m_wake.wait_for(lock, interval, [this] { return m_stopping; });
+        const auto end = std::chrono::steady_clock::now() + interval;
+        while (!m_stopping && m_wake.waitUntil(m_mutex, end))
+            continue;
         check();
     }
 }

@@ -8,12 +8,11 @@
 
 #include "compute/protocol/Protocol.h"
 #include "compute/protocol/StatusPage.h"
+#include "platform/base/Mutex.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <ctime>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -55,13 +54,13 @@ private:
     };
 
     void loop();
-    void check() const;
+    void check() const SL42_REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    std::vector<Watched> m_watched;
-    std::size_t m_bytesBefore = 0; ///< in use when the first of them began
-    bool m_stopping = false;
+    platform::Mutex m_mutex;
+    platform::Condition m_wake;
+    std::vector<Watched> m_watched SL42_GUARDED_BY(m_mutex);
+    std::size_t m_bytesBefore SL42_GUARDED_BY(m_mutex) = 0; ///< in use when the first of them began
+    bool m_stopping SL42_GUARDED_BY(m_mutex) = false;
     std::thread m_thread; // last, so that it finds the rest
 };
 

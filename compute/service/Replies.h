@@ -5,8 +5,8 @@
 #pragma once
 
 #include "compute/protocol/Channel.h"
+#include "platform/base/Mutex.h"
 
-#include <mutex>
 #include <unistd.h>
 
 namespace compute::service {
@@ -18,7 +18,7 @@ public:
     /// Without a console there is nothing left to do: a failure ends the process.
     template <class T>
     void send(const T& reply) {
-        const std::scoped_lock lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         protocol::encodeAs<protocol::Reply>(reply, m_bytes);
         if (!m_channel.send(m_bytes))
             ::_exit(0);
@@ -33,9 +33,9 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
-    protocol::Channel& m_channel;
-    std::vector<std::byte> m_bytes;
+    platform::Mutex m_mutex;
+    protocol::Channel& m_channel SL42_GUARDED_BY(m_mutex);
+    std::vector<std::byte> m_bytes SL42_GUARDED_BY(m_mutex);
 };
 
 } // namespace compute::service

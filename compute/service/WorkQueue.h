@@ -5,12 +5,11 @@
 #pragma once
 
 #include "platform/base/Fifo.h"
+#include "platform/base/Mutex.h"
 
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <latch>
-#include <mutex>
 #include <pthread.h>
 #include <system_error>
 #include <vector>
@@ -45,10 +44,10 @@ public:
     /// Exchanges the item for what is left of an earlier one.
     void add(Item& item) {
         {
-            const std::scoped_lock lock(m_mutex);
+            const platform::Lock lock(m_mutex);
             m_items.exchangeIn(item);
         }
-        m_wake.notify_one();
+        m_wake.notifyOne();
     }
 
 private:
@@ -65,10 +64,10 @@ private:
     }
     void stop() {
         {
-            const std::scoped_lock lock(m_mutex);
+            const platform::Lock lock(m_mutex);
             m_stopping = true;
         }
-        m_wake.notify_all();
+        m_wake.notifyAll();
         for (const pthread_t thread : m_threads)
             ::pthread_join(thread, nullptr);
     }
@@ -82,26 +81,28 @@ private:
         m_start();
         m_started.count_down();
         Item item{};
-        std::unique_lock lock(m_mutex);
-        while (true) {
-            m_wake.wait(lock, [this] { return m_stopping || !m_items.empty(); });
-            if (m_stopping)
-                return;
-            m_items.exchangeOut(item);
-            lock.unlock();
+        while (takeNext(item))
             m_work(item);
-            lock.lock();
-        }
+    }
+    /// Waits for one; false when it is time to go.
+    bool takeNext(Item& item) {
+        const platform::Lock lock(m_mutex);
+        while (!m_stopping && m_items.empty())
+            m_wake.wait(m_mutex);
+        if (m_stopping)
+            return false;
+        m_items.exchangeOut(item);
+        return true;
     }
 
     std::function<void()> m_start;
     std::function<void(Item&)> m_work;
     const char* m_name;
     std::latch m_started;
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    platform::Fifo<Item> m_items;
-    bool m_stopping = false;
+    platform::Mutex m_mutex;
+    platform::Condition m_wake;
+    platform::Fifo<Item> m_items SL42_GUARDED_BY(m_mutex);
+    bool m_stopping SL42_GUARDED_BY(m_mutex) = false;
     std::vector<pthread_t> m_threads;
 };
 

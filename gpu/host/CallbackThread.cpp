@@ -4,6 +4,8 @@
 
 namespace gpu::host {
 
+using platform::Lock;
+
 CallbackThread::CallbackThread()
     : m_state(std::make_shared<State>()), m_thread([state = m_state] { loop(*state); }) {}
 
@@ -17,10 +19,10 @@ static void complete(Job& job) {
 
 void CallbackThread::post(std::shared_ptr<Job> job) {
     {
-        const std::scoped_lock lock(m_state->mutex);
+        const Lock lock(m_state->mutex);
         if (!m_state->finishing) {
             m_state->jobs.push(std::move(job));
-            m_state->wake.notify_one();
+            m_state->wake.notifyOne();
             return;
         }
     }
@@ -29,10 +31,10 @@ void CallbackThread::post(std::shared_ptr<Job> job) {
 
 void CallbackThread::post(std::function<void()> task) {
     {
-        const std::scoped_lock lock(m_state->mutex);
+        const Lock lock(m_state->mutex);
         if (!m_state->finishing) {
             m_state->tasks.push(std::move(task));
-            m_state->wake.notify_one();
+            m_state->wake.notifyOne();
             return;
         }
     }
@@ -41,10 +43,10 @@ void CallbackThread::post(std::function<void()> task) {
 
 void CallbackThread::finish() {
     {
-        const std::scoped_lock lock(m_state->mutex);
+        const Lock lock(m_state->mutex);
         m_state->finishing = true;
     }
-    m_state->wake.notify_one();
+    m_state->wake.notifyOne();
     if (!m_thread.joinable())
         return;
     if (m_thread.get_id() == std::this_thread::get_id())
@@ -54,23 +56,23 @@ void CallbackThread::finish() {
 }
 
 void CallbackThread::loop(State& state) {
-    std::unique_lock lock(state.mutex);
-    while (true) {
-        state.wake.wait(
-            lock, [&] { return state.finishing || !state.jobs.empty() || !state.tasks.empty(); });
-        if (state.jobs.empty() && state.tasks.empty())
-            return;
-        auto job = state.jobs.empty() ? nullptr : state.jobs.pop();
-        auto task = state.tasks.empty() ? nullptr : state.tasks.pop();
-        lock.unlock();
-        if (job)
-            complete(*job);
-        if (task)
-            task();
-        job = nullptr; // what they held may end here, without the lock
-        task = nullptr;
-        lock.lock();
-    }
+    while (auto work = state.waitForWork()) {
+        if (work->job)
+            complete(*work->job);
+        if (work->task)
+            work->task();
+    } // what they held may end here, without the lock
+}
+
+/// None when all is done.
+std::optional<CallbackThread::Work> CallbackThread::State::waitForWork() {
+    const Lock lock(mutex);
+    while (!finishing && jobs.empty() && tasks.empty())
+        wake.wait(mutex);
+    if (jobs.empty() && tasks.empty())
+        return std::nullopt;
+    return Work{.job = jobs.empty() ? nullptr : jobs.pop(),
+                .task = tasks.empty() ? nullptr : tasks.pop()};
 }
 
 } // namespace gpu::host

@@ -7,10 +7,11 @@
 
 #include "gpu/host/Job.h"
 #include "platform/base/Fifo.h"
+#include "platform/base/Mutex.h"
 
-#include <condition_variable>
+#include <functional>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <thread>
 
 namespace gpu::host {
@@ -31,12 +32,19 @@ public:
     void finish();
 
 private:
+    /// A job, a task, or one of each.
+    struct Work {
+        std::shared_ptr<Job> job;
+        std::function<void()> task;
+    };
     struct State {
-        std::mutex mutex;
-        std::condition_variable wake;
-        platform::Fifo<std::shared_ptr<Job>> jobs;
-        platform::Fifo<std::function<void()>> tasks;
-        bool finishing = false;
+        std::optional<Work> waitForWork();
+
+        platform::Mutex mutex;
+        platform::Condition wake;
+        platform::Fifo<std::shared_ptr<Job>> jobs SL42_GUARDED_BY(mutex);
+        platform::Fifo<std::function<void()>> tasks SL42_GUARDED_BY(mutex);
+        bool finishing SL42_GUARDED_BY(mutex) = false;
     };
     static void loop(State& state);
 

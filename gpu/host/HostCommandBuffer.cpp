@@ -12,6 +12,7 @@
 namespace gpu::host {
 
 namespace protocol = compute::protocol;
+using platform::Lock;
 using Status = CommandBufferStatus;
 
 namespace {
@@ -121,7 +122,7 @@ void HostCommandBuffer::commit() {
     if (m_encoderOpen)
         refuse("committed while an encoder is open");
     {
-        const std::scoped_lock lock(m_mutex);
+        const Lock lock(m_mutex);
         if (m_status != Status::NotCommitted)
             return;
         m_status = Status::Committed;
@@ -132,7 +133,7 @@ void HostCommandBuffer::commit() {
 
 void HostCommandBuffer::complete(Outcome outcome) {
     {
-        const std::scoped_lock lock(m_mutex);
+        const Lock lock(m_mutex);
         m_outcome = std::move(outcome);
         m_status = m_outcome.error ? Status::Error : Status::Completed;
     }
@@ -147,39 +148,39 @@ void HostCommandBuffer::complete(Outcome outcome) {
     m_drawables.clear();
     m_job.registrations.clear();
     m_job.needs.reset();
-    const std::scoped_lock lock(m_mutex);
+    const Lock lock(m_mutex);
     m_handlersDone = true;
-    m_finished.notify_all();
+    m_finished.notifyAll();
 }
 
 void HostCommandBuffer::trace() const {
     std::string kernels;
     for (const auto& pipeline : m_job.pipelines)
         kernels += " " + (pipeline ? pipeline->function : std::string("blit"));
+    const auto failure = error();
     std::fprintf(stderr, "[%s]%s %.3f ms%s%s\n", m_job.displayName().c_str(), kernels.c_str(),
-                 milliseconds(), m_outcome.error ? " " : "",
-                 m_outcome.error ? m_outcome.error->message.c_str() : "");
+                 milliseconds(), failure ? " " : "", failure ? failure->message.c_str() : "");
 }
 
 void HostCommandBuffer::waitUntilCompleted() {
-    std::unique_lock lock(m_mutex);
+    const Lock lock(m_mutex);
     // Waiting for what was never committed would be for ever.
-    if (m_status != Status::NotCommitted)
-        m_finished.wait(lock, [this] { return m_handlersDone; });
+    while (m_status != Status::NotCommitted && !m_handlersDone)
+        m_finished.wait(m_mutex);
 }
 
 CommandBufferStatus HostCommandBuffer::status() const {
-    const std::scoped_lock lock(m_mutex);
+    const Lock lock(m_mutex);
     return m_status;
 }
 
 std::optional<CommandBufferError> HostCommandBuffer::error() const {
-    const std::scoped_lock lock(m_mutex);
+    const Lock lock(m_mutex);
     return m_outcome.error;
 }
 
 double HostCommandBuffer::milliseconds() const {
-    const std::scoped_lock lock(m_mutex);
+    const Lock lock(m_mutex);
     return m_outcome.milliseconds;
 }
 

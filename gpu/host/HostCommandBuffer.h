@@ -5,10 +5,8 @@
 #pragma once
 
 #include "gpu/host/Job.h"
+#include "platform/base/Mutex.h"
 #include "platform/base/SharedPool.h"
-
-#include <condition_variable>
-#include <mutex>
 
 namespace gpu::host {
 
@@ -58,11 +56,11 @@ private:
     std::pmr::vector<std::shared_ptr<Drawable>> m_drawables;
     bool m_encoderOpen = false;
 
-    mutable std::mutex m_mutex;
-    std::condition_variable m_finished;
-    CommandBufferStatus m_status = CommandBufferStatus::NotCommitted;
-    bool m_handlersDone = false;
-    Outcome m_outcome;
+    mutable platform::Mutex m_mutex;
+    platform::Condition m_finished;
+    CommandBufferStatus m_status SL42_GUARDED_BY(m_mutex) = CommandBufferStatus::NotCommitted;
+    bool m_handlersDone SL42_GUARDED_BY(m_mutex) = false;
+    Outcome m_outcome SL42_GUARDED_BY(m_mutex);
 };
 
 class HostCommandQueue final : public CommandQueue {

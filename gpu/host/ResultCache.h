@@ -6,12 +6,12 @@
 #pragma once
 
 #include "gpu/Device.h"
+#include "platform/base/Mutex.h"
 
 #include <algorithm>
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -37,19 +37,11 @@ public:
     /// under a lock.
     template <class IsUsable>
     Pending find(const Key& key, const IsUsable& isUsable, const Start& start, Found found) {
-        std::unique_lock lock(m_state->mutex);
-        std::shared_ptr<Entry> entry = m_state->entryOf(key, isUsable);
-        if (entry && entry->result) {
-            lock.unlock();
+        const auto [entry, waiter, isNew] = m_state->join(key, isUsable, found);
+        if (!waiter) {
             found(*entry->result, false);
             return nullptr;
         }
-        const bool isNew = !entry;
-        if (isNew)
-            entry = m_state->add(key);
-        const auto waiter = std::make_shared<Found>(std::move(found));
-        entry->waiters.push_back(waiter);
-        lock.unlock();
         Pending interest(waiter.get(),
                          [state = m_state, entry, waiter](void*) { state->leave(*entry, waiter); });
         if (isNew)
@@ -62,12 +54,14 @@ public:
     /// What is being made is still handed to those who wait for it.
     void clear() {
         std::list<std::shared_ptr<Entry>> dropped; // goes without the lock
-        const std::scoped_lock lock(m_state->mutex);
+        const platform::Lock lock(m_state->mutex);
         dropped.swap(m_state->entries);
     }
 
 private:
     using Waiter = std::shared_ptr<Found>;
+    /// For all but the key the lock of the state is needed; a result does not change once it is
+    /// there.
     struct Entry {
         Key key;
         std::optional<Result<Value>> result = std::nullopt;
@@ -75,11 +69,33 @@ private:
         Pending work = nullptr;
     };
 
+    /// Where a caller of find() stands.
+    struct Place {
+        std::shared_ptr<Entry> entry;
+        Waiter waiter; ///< null when the entry has its result, which does not change any more
+        bool isNew;    ///< whether the caller is to have the value made
+    };
+
     struct State {
         explicit State(std::size_t limit) : capacity(limit) {}
 
+        /// Takes `found` only from whoever has to wait.
         template <class IsUsable>
-        std::shared_ptr<Entry> entryOf(const Key& key, const IsUsable& isUsable) {
+        Place join(const Key& key, const IsUsable& isUsable, Found& found) {
+            const platform::Lock lock(mutex);
+            std::shared_ptr<Entry> entry = entryOf(key, isUsable);
+            if (entry && entry->result)
+                return {entry, nullptr, false};
+            const bool isNew = !entry;
+            if (isNew)
+                entry = add(key);
+            const auto waiter = std::make_shared<Found>(std::move(found));
+            entry->waiters.push_back(waiter);
+            return {entry, waiter, isNew};
+        }
+        template <class IsUsable>
+        std::shared_ptr<Entry> entryOf(const Key& key, const IsUsable& isUsable)
+            SL42_REQUIRES(mutex) {
             const auto found =
                 std::ranges::find_if(entries, [&](const auto& entry) { return entry->key == key; });
             if (found == entries.end())
@@ -92,7 +108,7 @@ private:
             entries.splice(entries.begin(), entries, found);
             return entries.front();
         }
-        std::shared_ptr<Entry> add(const Key& key) {
+        std::shared_ptr<Entry> add(const Key& key) SL42_REQUIRES(mutex) {
             entries.push_front(std::make_shared<Entry>(Entry{key}));
             if (entries.size() > capacity)
                 entries.pop_back();
@@ -100,37 +116,42 @@ private:
         }
         /// Keeps the work going as long as somebody waits for it.
         void keep(Entry& entry, Pending work) {
-            const std::scoped_lock lock(mutex);
+            const platform::Lock lock(mutex);
             if (!entry.result && !entry.waiters.empty())
                 std::swap(entry.work, work);
         }
-        void complete(Entry& entry, Result<Value> result) {
-            std::unique_lock lock(mutex);
-            const std::vector<Waiter> waiters = std::exchange(entry.waiters, {});
-            const Pending work = std::exchange(entry.work, nullptr);
+        /// The entry has its result. Returns who waited for it, and the work, which is to end
+        /// without the lock.
+        std::pair<std::vector<Waiter>, Pending> settle(Entry& entry, Result<Value> result) {
+            const platform::Lock lock(mutex);
+            std::vector<Waiter> waiters = std::exchange(entry.waiters, {});
+            Pending work = std::exchange(entry.work, nullptr);
             entry.result = std::move(result);
             if (!*entry.result)
                 forget(entry);
-            lock.unlock();
+            return {std::move(waiters), std::move(work)};
+        }
+        void complete(Entry& entry, Result<Value> result) {
+            const auto [waiters, work] = settle(entry, std::move(result));
             for (const Waiter& waiter : waiters)
                 (*waiter)(*entry.result, waiter == waiters.front());
         }
         void leave(Entry& entry, const Waiter& waiter) {
             Pending work;
-            const std::scoped_lock lock(mutex);
+            const platform::Lock lock(mutex);
             if (std::erase(entry.waiters, waiter) == 0 || !entry.waiters.empty())
                 return;
             std::swap(work, entry.work);
             forget(entry);
         }
-        void forget(const Entry& entry) {
+        void forget(const Entry& entry) SL42_REQUIRES(mutex) {
             entries.remove_if([&](const auto& other) { return other.get() == &entry; });
         }
 
         const std::size_t capacity;
-        std::mutex mutex;
+        platform::Mutex mutex;
         /// Most recently used first; few enough to search.
-        std::list<std::shared_ptr<Entry>> entries;
+        std::list<std::shared_ptr<Entry>> entries SL42_GUARDED_BY(mutex);
     };
 
     std::shared_ptr<State> m_state;

@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 #include "platform/audio/SDLAudioCapture.h"
 
-#include <mutex>
+#include "platform/base/Mutex.h"
+
 #include <utility>
 
 namespace platform {
@@ -11,12 +12,12 @@ namespace platform {
 /// that nobody hears from it then.
 struct SDLAudioCapture::Session {
     void block(std::span<const float> samples) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         if (open)
             onBlock(samples);
     }
     void event(AudioCaptureEvent::Kind kind, const std::string& description) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         if (open)
             onEvent({kind, description});
     }
@@ -25,8 +26,8 @@ struct SDLAudioCapture::Session {
     std::string device;
     BlockHandler onBlock;
     EventHandler onEvent;
-    std::mutex mutex;
-    bool open = true;
+    Mutex mutex;
+    bool open SL42_GUARDED_BY(mutex) = true;
 };
 
 void SDLAudioCapture::Session::change(const SDLAudioChange& change) {
@@ -77,7 +78,7 @@ void SDLAudioCapture::stop() {
         return;
     m_thread.close(SDLAudioStream::Kind::Capture);
     session->event(AudioCaptureEvent::Kind::Stopped, session->device);
-    const std::lock_guard lock(session->mutex);
+    const Lock lock(session->mutex);
     session->open = false;
 }
 

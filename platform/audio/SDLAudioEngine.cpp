@@ -3,10 +3,9 @@
 #include "platform/audio/SDLAudioEngine.h"
 
 #include "platform/audio/MixerPlayerNode.h"
+#include "platform/base/Mutex.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
 namespace platform {
 
@@ -19,17 +18,17 @@ struct SDLAudioEngine::Output {
     void change(const SDLAudioChange& change);
 
     AudioMixer mixer;
-    std::mutex mutex;
-    std::condition_variable changed;
-    Log* log;           ///< null once the engine has gone
-    bool known = false; ///< whether there is a device or not
-    bool wasLost = false;
-    std::uint32_t identifier = 0;
-    Seconds latency{0};
+    Mutex mutex;
+    Condition changed;
+    Log* log SL42_GUARDED_BY(mutex);           ///< null once the engine has gone
+    bool known SL42_GUARDED_BY(mutex) = false; ///< whether there is a device or not
+    bool wasLost SL42_GUARDED_BY(mutex) = false;
+    std::uint32_t identifier SL42_GUARDED_BY(mutex) = 0;
+    Seconds latency SL42_GUARDED_BY(mutex){0};
 };
 
 void SDLAudioEngine::Output::change(const SDLAudioChange& change) {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     if (log == nullptr)
         return;
     known = true;
@@ -48,7 +47,7 @@ void SDLAudioEngine::Output::change(const SDLAudioChange& change) {
         log->line("No audio output, going on in silence: " + change.description);
         break;
     }
-    changed.notify_all();
+    changed.notifyAll();
 }
 
 SDLAudioEngine::SDLAudioEngine(SDLAudioThread& thread, const Clock& clock, Log& log)
@@ -60,7 +59,7 @@ SDLAudioEngine::SDLAudioEngine(SDLAudioThread& thread, const Clock& clock, Log& 
 SDLAudioEngine::~SDLAudioEngine() {
     m_thread.close(SDLAudioStream::Kind::Output);
     m_output->mixer.detachDevice();
-    const std::lock_guard lock(m_output->mutex);
+    const Lock lock(m_output->mutex);
     m_output->log = nullptr;
 }
 
@@ -69,8 +68,10 @@ Result<void> SDLAudioEngine::start() {
     stream->onBlock = [output = m_output](auto block) { output->mixer.render(block); };
     stream->onChange = [output = m_output](const auto& change) { output->change(change); };
     m_thread.keepOpen(stream);
-    std::unique_lock lock(m_output->mutex);
-    m_output->changed.wait_for(lock, std::chrono::seconds(1), [this] { return m_output->known; });
+    const Lock lock(m_output->mutex);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (!m_output->known && m_output->changed.waitUntil(m_output->mutex, end))
+        continue;
     return {};
 }
 
@@ -83,12 +84,12 @@ void SDLAudioEngine::setOutputVolume(float volume) {
 }
 
 std::uint32_t SDLAudioEngine::deviceIdentifier() const {
-    const std::lock_guard lock(m_output->mutex);
+    const Lock lock(m_output->mutex);
     return m_output->identifier;
 }
 
 Seconds SDLAudioEngine::outputLatency() const {
-    const std::lock_guard lock(m_output->mutex);
+    const Lock lock(m_output->mutex);
     return m_output->latency;
 }
 

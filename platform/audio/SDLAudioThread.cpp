@@ -2,13 +2,14 @@
 // Part of Starloom 42.
 #include "platform/audio/SDLAudioThread.h"
 
+#include "platform/base/Mutex.h"
+
 #include <SDL2/SDL.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -184,21 +185,26 @@ void putDefaultFirst(std::vector<std::string>& names) {
 
 /// Everything that the thread needs, kept alive by it.
 struct SDLAudioThread::Shared {
+    using Streams = std::array<StreamPtr, 2>; ///< by kind
+
     void run();
-    void lookAfterDevices();
+    /// Until something has changed or it is time to look after the devices again. Returns what is
+    /// wanted; none when closing.
+    std::optional<Streams> waitForChange();
+    void lookAfterDevices(const Streams& streams);
     void listDevices();
 
-    std::mutex mutex;
-    std::condition_variable changed;  ///< tells the thread
-    std::condition_variable answered; ///< tells those who wait for it
-    std::array<StreamPtr, 2> wanted;  ///< by kind
-    bool isNew = true;                ///< something of this has changed
-    std::vector<std::string> captureDevices;
-    bool closing = false;
-    bool closed = false;
+    Mutex mutex;
+    Condition changed;  ///< tells the thread
+    Condition answered; ///< tells those who wait for it
+    Streams wanted SL42_GUARDED_BY(mutex);
+    bool isNew SL42_GUARDED_BY(mutex) = true; ///< something of this has changed
+    std::vector<std::string> captureDevices SL42_GUARDED_BY(mutex);
+    bool closing SL42_GUARDED_BY(mutex) = false;
+    bool closed SL42_GUARDED_BY(mutex) = false;
 
-    std::mutex handlerMutex; ///< held while the handler runs
-    std::function<void()> onListChange;
+    Mutex handlerMutex; ///< held while the handler runs
+    std::function<void()> onListChange SL42_GUARDED_BY(handlerMutex);
 
     // The thread's own.
     Subsystem subsystem;
@@ -210,29 +216,28 @@ struct SDLAudioThread::Shared {
 
 void SDLAudioThread::Shared::run() {
     // SDL's subsystem is one for the whole process: a thread that was left to itself ends first.
-    static std::mutex whole;
-    const std::lock_guard alone(whole);
-    std::unique_lock lock(mutex);
-    while (!closing) {
-        isNew = false;
-        lock.unlock();
-        lookAfterDevices();
-        lock.lock();
-        changed.wait_for(lock, watchInterval, [this] { return isNew || closing; });
-    }
-    lock.unlock();
+    static Mutex whole;
+    const Lock alone(whole);
+    while (const auto streams = waitForChange())
+        lookAfterDevices(*streams);
     output.close();
     capture.close();
     subsystem.stop();
-    lock.lock();
+    const Lock lock(mutex);
     closed = true;
-    answered.notify_all();
+    answered.notifyAll();
 }
 
-void SDLAudioThread::Shared::lookAfterDevices() {
-    std::unique_lock lock(mutex);
-    const auto streams = wanted;
-    lock.unlock();
+std::optional<SDLAudioThread::Shared::Streams> SDLAudioThread::Shared::waitForChange() {
+    const Lock lock(mutex);
+    const auto end = SteadyClock::now() + watchInterval;
+    while (!isNew && !closing && changed.waitUntil(mutex, end))
+        continue;
+    isNew = false;
+    return closing ? std::nullopt : std::optional(wanted);
+}
+
+void SDLAudioThread::Shared::lookAfterDevices(const Streams& streams) {
     output.lookAfter(streams[0]);
     capture.lookAfter(streams[1]);
     const bool isIdle = !streams[0] && !streams[1];
@@ -261,10 +266,10 @@ void SDLAudioThread::Shared::listDevices() {
     if (!names.empty())
         putDefaultFirst(names);
     {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         captureDevices = std::move(names);
     }
-    const std::lock_guard lock(handlerMutex);
+    const Lock lock(handlerMutex);
     if (onListChange)
         onListChange();
 }
@@ -279,10 +284,12 @@ SDLAudioThread::SDLAudioThread() : m_shared(std::make_shared<Shared>()) {
 }
 
 SDLAudioThread::~SDLAudioThread() {
-    std::unique_lock lock(m_shared->mutex);
+    const Lock lock(m_shared->mutex);
     m_shared->closing = true;
-    m_shared->changed.notify_all();
-    m_shared->answered.wait_for(lock, patience, [this] { return m_shared->closed; });
+    m_shared->changed.notifyAll();
+    const auto end = SteadyClock::now() + patience;
+    while (!m_shared->closed && m_shared->answered.waitUntil(m_shared->mutex, end))
+        continue;
 }
 
 static std::size_t indexOf(Stream::Kind kind) {
@@ -290,26 +297,26 @@ static std::size_t indexOf(Stream::Kind kind) {
 }
 
 void SDLAudioThread::keepOpen(std::shared_ptr<const SDLAudioStream> stream) {
-    const std::lock_guard lock(m_shared->mutex);
+    const Lock lock(m_shared->mutex);
     m_shared->wanted[indexOf(stream->kind)] = std::move(stream);
     m_shared->isNew = true;
-    m_shared->changed.notify_all();
+    m_shared->changed.notifyAll();
 }
 
 void SDLAudioThread::close(SDLAudioStream::Kind kind) {
-    const std::lock_guard lock(m_shared->mutex);
+    const Lock lock(m_shared->mutex);
     m_shared->wanted[indexOf(kind)] = nullptr;
     m_shared->isNew = true;
-    m_shared->changed.notify_all();
+    m_shared->changed.notifyAll();
 }
 
 std::vector<std::string> SDLAudioThread::captureDevices() const {
-    const std::lock_guard lock(m_shared->mutex);
+    const Lock lock(m_shared->mutex);
     return m_shared->captureDevices;
 }
 
 void SDLAudioThread::watchCaptureDevices(std::function<void()> onChange) {
-    const std::lock_guard lock(m_shared->handlerMutex);
+    const Lock lock(m_shared->handlerMutex);
     m_shared->onListChange = std::move(onChange);
 }
 

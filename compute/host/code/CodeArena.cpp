@@ -17,6 +17,7 @@ namespace compute::host {
 
 using platform::Error;
 using platform::FileDescriptor;
+using platform::Lock;
 using platform::Result;
 
 namespace {
@@ -105,7 +106,7 @@ std::optional<CodeArena::Block> CodeArena::take(Kind kind, std::size_t bytes,
     const std::size_t unit = std::max(alignment, granularity);
     const std::size_t needed = roundUp(bytes, granularity);
     const std::size_t half = m_bytes / 2;
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     // The lowest gap that fits, so that used blocks stay close together.
     const auto begin = kind == Kind::Code ? m_free.begin() : m_free.lower_bound(half);
     const auto end = kind == Kind::Code ? m_free.lower_bound(half) : m_free.end();
@@ -126,7 +127,7 @@ std::optional<CodeArena::Block> CodeArena::take(Kind kind, std::size_t bytes,
 }
 
 void CodeArena::give(std::size_t offset, std::size_t bytes) {
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     const std::size_t half = m_bytes / 2;
     auto next = m_free.lower_bound(offset);
     // Gaps of the two halves are never merged.

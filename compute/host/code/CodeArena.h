@@ -8,13 +8,13 @@
 #pragma once
 
 #include "platform/base/FileDescriptor.h"
+#include "platform/base/Mutex.h"
 #include "platform/base/Result.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <utility>
@@ -55,8 +55,9 @@ private:
     platform::FileDescriptor m_writer;
     const std::byte* m_begin;
     std::size_t m_bytes;
-    std::mutex m_mutex;
-    std::map<std::size_t, std::size_t> m_free; ///< offset to length, no two adjacent
+    platform::Mutex m_mutex;
+    /// Offset to length, no two adjacent.
+    std::map<std::size_t, std::size_t> m_free SL42_GUARDED_BY(m_mutex);
 };
 
 /// Frees its memory on destruction. The arena must outlive it.

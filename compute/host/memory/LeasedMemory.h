@@ -8,10 +8,10 @@
 
 #include "compute/memory/GuardedMemory.h"
 #include "platform/base/Fatal.h"
+#include "platform/base/Mutex.h"
 
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -46,7 +46,7 @@ private:
     Block take() {
         if (m_bytes == 0)
             return nullptr;
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         if (m_unused.empty()) {
             auto block = memory::GuardedMemory::allocatePacked(m_bytes);
             if (!block)
@@ -60,13 +60,13 @@ private:
     void giveBack(Block block) {
         if (block == nullptr)
             return;
-        const std::lock_guard lock(m_mutex);
+        const platform::Lock lock(m_mutex);
         m_unused.push_back(std::move(block));
     }
 
     const std::size_t m_bytes;
-    std::mutex m_mutex;
-    std::vector<Block> m_unused;
+    platform::Mutex m_mutex;
+    std::vector<Block> m_unused SL42_GUARDED_BY(m_mutex);
 };
 
 } // namespace compute::host

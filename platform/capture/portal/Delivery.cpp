@@ -16,49 +16,61 @@ Delivery::Delivery(unsigned picturesPerSecond, WindowCapture::PictureHandler onP
 
 Delivery::~Delivery() {
     {
-        const std::lock_guard lock(m_mutex);
+        const Lock lock(m_mutex);
         m_closing = true;
-        m_changed.notify_one();
+        m_changed.notifyOne();
     }
     m_thread.join();
 }
 
 void Delivery::offer(OwnPicture& picture) {
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     std::swap(m_newest, picture);
     m_isWaiting = true;
     m_pictureIsFirst = m_events.empty();
-    m_changed.notify_one();
+    m_changed.notifyOne();
 }
 
 void Delivery::tell(CaptureEvent event) {
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     m_events.push_back(std::move(event));
-    m_changed.notify_one();
+    m_changed.notifyOne();
 }
 
 void Delivery::run() {
-    std::unique_lock lock(m_mutex);
+    std::optional<CaptureEvent> event;
+    while (takeNext(event)) {
+        if (event) {
+            m_onEvent(*event);
+        } else {
+            advancePace();
+            show(m_shown);
+        }
+    }
+}
+
+/// Waits for the next event, or else for a picture that is due, which becomes the shown one. False
+/// when it is time to go.
+bool Delivery::takeNext(std::optional<CaptureEvent>& event) {
+    event.reset();
+    const Lock lock(m_mutex);
     while (!m_closing) {
         if (!m_events.empty() && !(m_isWaiting && m_pictureIsFirst)) {
-            const CaptureEvent event = std::move(m_events.front());
+            event = std::move(m_events.front());
             m_events.pop_front();
-            lock.unlock();
-            m_onEvent(event);
-            lock.lock();
-        } else if (!m_isWaiting) {
-            m_changed.wait(lock);
+            return true;
+        }
+        if (!m_isWaiting) {
+            m_changed.wait(m_mutex);
         } else if (Clock::now() < m_due) {
-            m_changed.wait_until(lock, m_due);
+            m_changed.waitUntil(m_mutex, m_due);
         } else {
             std::swap(m_shown, m_newest);
             m_isWaiting = false;
-            lock.unlock();
-            advancePace();
-            show(m_shown);
-            lock.lock();
+            return true;
         }
     }
+    return false;
 }
 
 void Delivery::show(const OwnPicture& picture) {

@@ -5,14 +5,14 @@
 // is answered in time however long the user takes.
 #pragma once
 
+#include "platform/base/Mutex.h"
 #include "platform/capture/WindowCapture.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -45,6 +45,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void run();
+    bool takeNext(std::optional<CaptureEvent>& event);
     void show(const OwnPicture& picture);
     void advancePace();
 
@@ -54,13 +55,13 @@ private:
     Clock::time_point m_due; ///< of the next picture; the thread's own
     OwnPicture m_shown;      ///< likewise
 
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    OwnPicture m_newest;
-    bool m_isWaiting = false; ///< the newest
-    std::deque<CaptureEvent> m_events;
-    bool m_pictureIsFirst = false; ///< before the events
-    bool m_closing = false;
+    Mutex m_mutex;
+    Condition m_changed;
+    OwnPicture m_newest SL42_GUARDED_BY(m_mutex);
+    bool m_isWaiting SL42_GUARDED_BY(m_mutex) = false; ///< the newest
+    std::deque<CaptureEvent> m_events SL42_GUARDED_BY(m_mutex);
+    bool m_pictureIsFirst SL42_GUARDED_BY(m_mutex) = false; ///< before the events
+    bool m_closing SL42_GUARDED_BY(m_mutex) = false;
     std::thread m_thread;
 };
 

@@ -39,7 +39,7 @@ CaptureThread::CaptureThread(std::string display, std::uint64_t window, unsigned
 // connection does.
 CaptureThread::~CaptureThread() {
     {
-        const std::lock_guard lock(m_mutex);
+        const Lock lock(m_mutex);
         m_isStopping = true;
         if (m_socket >= 0)
             ::shutdown(m_socket, SHUT_RDWR);
@@ -48,13 +48,13 @@ CaptureThread::~CaptureThread() {
 }
 
 bool CaptureThread::setSocket(int socket) {
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     m_socket = socket;
     return !m_isStopping;
 }
 
 bool CaptureThread::isStopping() {
-    const std::lock_guard lock(m_mutex);
+    const Lock lock(m_mutex);
     return m_isStopping;
 }
 

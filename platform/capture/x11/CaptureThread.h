@@ -4,10 +4,10 @@
 // The thread of one stream, with a connection of its own.
 #pragma once
 
+#include "platform/base/Mutex.h"
 #include "platform/capture/x11/WindowStream.h"
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -32,9 +32,9 @@ private:
     std::uint64_t m_window;
     unsigned m_picturesPerSecond;
     StreamHandlers m_handlers;
-    std::mutex m_mutex; ///< guards the two below
-    bool m_isStopping = false;
-    int m_socket = -1;
+    Mutex m_mutex;
+    bool m_isStopping SL42_GUARDED_BY(m_mutex) = false;
+    int m_socket SL42_GUARDED_BY(m_mutex) = -1;
     std::thread m_thread;
 };
 

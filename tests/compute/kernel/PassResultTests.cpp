@@ -76,8 +76,9 @@ TEST(PassResultTests, ClampIndicesMeansTheLastElement) {
             inArray("an outer index",
                     "%p = getelementptr [2 x [2 x i32]], ptr %a, i32 0, i32 %x, i32 0", 2, "12"),
             inArray("either of two addresses",
-                    variable + "a\n%q = getelementptr [4 x i32], ptr %b, i32 0, i32 %x\n"
-                               "%c = icmp eq i32 %x, 5\n%p = select i1 %c, ptr %q, ptr %pa",
+                    "%pa = getelementptr [4 x i32], ptr %a, i32 0, i32 %x\n"
+                    "%q = getelementptr [4 x i32], ptr %b, i32 0, i32 %x\n"
+                    "%c = icmp eq i32 %x, 5\n%p = select i1 %c, ptr %q, ptr %pa",
                     5, "23"),
             inArray("a table",
                     "%p = select i1 true, ptr getelementptr ([2 x i32], ptr @table, i32 0, i32 2), "
