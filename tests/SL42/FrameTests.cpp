@@ -104,6 +104,10 @@ TEST_F(FrameTest, FramesDoNotWaitForTheKernelOfAMode) {
         settle();
     }
     EXPECT_EQ(blendMode(), std::byte{2});
+    device->answersAtOnce = true;
+    engine->setSource("void fx() { }");
+    settle();
+    EXPECT_EQ(blendMode(), std::byte{2}) << "a new program, from its first frame on";
 }
 
 class FaultTest : public FrameTest {
@@ -193,13 +197,14 @@ TEST_F(FaultTest, AStageGoesBackToTheLastKernelThatDrew) {
 }
 
 TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
+    const gpu::CommandBufferError ended{
+        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}};
     start("void fx() {}");
     device->completesAtOnce = false;
     forget();
     for (int frame = 0; frame < 3; ++frame)
         engine->draw(view());
-    device->completeNext(gpu::CommandBufferError{
-        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}});
+    device->completeNext(ended);
     while (device->completeNext()) {
     }
     settle();
@@ -211,8 +216,7 @@ TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
     device->answersAtOnce = false;
     engine->setSource("void fx() { }");
     engine->draw(view());
-    device->completeNext(gpu::CommandBufferError{
-        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}});
+    device->completeNext(ended);
     device->completeNext();
     settle();
     EXPECT_FALSE(engine->isReadyToDraw());
@@ -221,6 +225,8 @@ TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
         settle();
     }
     EXPECT_TRUE(engine->isReadyToDraw());
+    engine->setSource("void fx() {  }");
+    EXPECT_TRUE(engine->isReadyToDraw()) << "while the next one is compiled";
 }
 
 TEST_F(FaultTest, RunAgainTriesTheNewestAnew) {

@@ -3,6 +3,7 @@
 //
 // What every action of the menus does, and what the window's questions lead to.
 #include "LiveCoding/LiveCodingFile.h"
+#include "platform/image/Exr.h"
 #include "platform/image/Png.h"
 #include "tests/app/OpenWindow.h"
 #include "tests/platform/capture/x11/TestWindow.h"
@@ -232,10 +233,29 @@ TEST_F(WindowActions, RunAgainRunsTheTextThatWaits) {
     EXPECT_FALSE(window->isFullScreen());
 }
 
-TEST_F(WindowActions, WhatIsRememberedHoldsForTheFirstFile) {
+TEST_F(WindowActions, FilesAreWrittenAsTheirEndingSays) {
+    open(files.file("a.metal", text));
+    answer({choose(file("a.exr"))});
+    action("Export Picture").trigger();
+    EXPECT_TRUE(eventually([this] { return platform::readExr(file("a.exr")).hasValue(); }));
+    answer({choose(file("b.metal"))});
+    action("Save As").trigger();
+    EXPECT_EQ(contentsOf(file("b.metal")), std::string(text) + "\n");
+}
+
+TEST_F(WindowActions, TheNextWindowRemembers) {
     Settings().reloadOnEveryWrite.set(true);
     open(files.file("a.metal", text));
     EXPECT_TRUE(engine().liveCodeFile()->reloadOnEveryWrite);
+    pane("log").hide();
+    window->close();
+    window.reset();
+    open(files.file("b.metal", text));
+    EXPECT_EQ(visiblePanes(), "controls source ");
+    const auto name = [](const QString& path) { return fs::path(path.toStdString()).filename(); };
+    const QStringList recent = Settings().recentFiles.get();
+    ASSERT_EQ(recent.size(), 2);
+    EXPECT_EQ(name(recent[0]), "b.metal");
 }
 
 TEST_F(WindowActions, AClickInTheLogShowsThePlace) {

@@ -65,6 +65,23 @@ TEST_F(SourceChangeTest, IsJournalledWithoutTheHelpOfTheDevice) {
     EXPECT_TRUE(contentsOf(folder.path("journal/" + name)).ends_with("broken"));
 }
 
+TEST_F(SourceChangeTest, OnlyWholeProgramsThatDrewAreGood) {
+    Journal journal(folder.path("journal"));
+    Surroundings journalled = surroundings();
+    journalled.journal = &journal;
+    engine = std::make_unique<SL42>(journalled, "Test", "", false);
+    const auto goodAfter = [&](const std::string& source) {
+        engine->setSource(source);
+        settle();
+        drawFrame();
+        return Journal::read(journal.file()).value_or(JournalEntry{}).good;
+    };
+    const std::string whole = "void cpu() {}\nvoid fx() {}";
+    EXPECT_EQ(goodAfter(whole), whole);
+    device->brokenKernels = {"video"};
+    EXPECT_EQ(goodAfter("void cpu() { }\nvoid fx() { }"), whole);
+}
+
 TEST_F(SourceChangeTest, ExportsThePackedForm) {
     start("void fx() {}");
     std::string proposed;
@@ -121,7 +138,9 @@ TEST_F(SourceChangeTest, FollowsAFileThatIsSaved) {
     lines.clear();
     save(path, "void fx() { cls(1); }\n"); // other white space is another text
     EXPECT_EQ(engine->source(), "void fx() { cls(1); }");
-    EXPECT_EQ(linesEqual("Compiling video"), 1);
+    save(path, "void fx() { cls(1); }\n");
+    serveUntil([n = 0]() mutable { return ++n > 20; }); // for longer than events take
+    EXPECT_EQ(linesEqual("Compiling video"), 1) << "the same once more is nothing new";
     EXPECT_FALSE(engine->followFile(folder.path("none")));
     save(path, "void fx() { cls(0); }"); // still followed
 
