@@ -81,6 +81,7 @@ Result<void> OpenDocument::follow() {
     return {};
 }
 
+// Under another name, the document has left the text file that is followed.
 Result<void> OpenDocument::save(const fs::path& file) {
     const std::string& source = m_document.sl42().source();
     if (hasDocumentEnding(file)) {
@@ -89,6 +90,7 @@ Result<void> OpenDocument::save(const fs::path& file) {
         const std::string text = source + "\n";
         SL42_TRY_VOID(platform::saveWholeFile(file.string(), std::as_bytes(std::span(text))));
     }
+    m_follows = m_follows && file == m_file;
     m_file = file;
     m_savedSource = source;
     m_journal.document = file;

@@ -2,7 +2,9 @@
 // Part of Starloom 42.
 //
 // Frames that lack something: a drawable, a kernel, the device.
+#include "SL42/document/Journal.h"
 #include "tests/SL42/ConsoleFixture.h"
+#include "tests/ScratchFolder.h"
 
 #include <algorithm>
 
@@ -33,6 +35,24 @@ TEST_F(FrameTest, BindsTheFontOnceAProgramDrawsText) {
     engine->setSource("void fx() {}");
     EXPECT_EQ(fontWidth(), 4096U);
     EXPECT_TRUE(commandBuffers("Font texture").empty()) << "made once";
+}
+
+TEST_F(FrameTest, OnlyWholeProgramsThatDrewAreGood) {
+    const tests::ScratchFolder folder;
+    Journal journal(folder.path("journal"));
+    Surroundings journalled = surroundings();
+    journalled.journal = &journal;
+    engine = std::make_unique<SL42>(journalled, "Test", "", false);
+    const auto goodAfter = [&](const std::string& source) {
+        engine->setSource(source);
+        settle();
+        drawFrame();
+        return Journal::read(journal.file()).value_or(JournalEntry{}).good;
+    };
+    const std::string whole = "void cpu() {}\nvoid fx() {}";
+    EXPECT_EQ(goodAfter(whole), whole);
+    device->brokenKernels = {"video"};
+    EXPECT_EQ(goodAfter("void cpu() { }\nvoid fx() { }"), whole);
 }
 
 TEST_F(FrameTest, KeepsTheBanksWithoutADrawable) {
@@ -104,6 +124,10 @@ TEST_F(FrameTest, FramesDoNotWaitForTheKernelOfAMode) {
         settle();
     }
     EXPECT_EQ(blendMode(), std::byte{2});
+    device->answersAtOnce = true;
+    engine->setSource("void fx() { }");
+    settle();
+    EXPECT_EQ(blendMode(), std::byte{2}) << "a new program, from its first frame on";
 }
 
 class FaultTest : public FrameTest {
@@ -193,13 +217,14 @@ TEST_F(FaultTest, AStageGoesBackToTheLastKernelThatDrew) {
 }
 
 TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
+    const gpu::CommandBufferError ended{
+        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}};
     start("void fx() {}");
     device->completesAtOnce = false;
     forget();
     for (int frame = 0; frame < 3; ++frame)
         engine->draw(view());
-    device->completeNext(gpu::CommandBufferError{
-        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}});
+    device->completeNext(ended);
     while (device->completeNext()) {
     }
     settle();
@@ -211,8 +236,7 @@ TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
     device->answersAtOnce = false;
     engine->setSource("void fx() { }");
     engine->draw(view());
-    device->completeNext(gpu::CommandBufferError{
-        .code = gpu::CommandBufferError::Code::Ended, .message = "ended", .kernel = {}});
+    device->completeNext(ended);
     device->completeNext();
     settle();
     EXPECT_FALSE(engine->isReadyToDraw());
@@ -221,6 +245,8 @@ TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
         settle();
     }
     EXPECT_TRUE(engine->isReadyToDraw());
+    engine->setSource("void fx() {  }");
+    EXPECT_TRUE(engine->isReadyToDraw()) << "while the next one is compiled";
 }
 
 TEST_F(FaultTest, RunAgainTriesTheNewestAnew) {

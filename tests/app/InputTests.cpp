@@ -7,14 +7,13 @@
 #include "app/input/KeyboardAndMouseTrackingNSView.h"
 #include "app/input/KeyboardSource.h"
 #include "tests/SL42/KeyCodes.h"
+#include "tests/app/Application.h"
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QShortcut>
 #include <QTest>
 
-#include <cstdlib>
 #include <vector>
 
 namespace app {
@@ -24,14 +23,7 @@ using starloom::MouseLocation;
 
 class InputTest : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        static int count = 1;
-        static char name[] = "test";
-        static char* arguments[] = {name, nullptr};
-        static auto* const application = new QApplication(count, arguments); // outlives statics
-        ASSERT_TRUE(application);
-    }
+    static void SetUpTestSuite() { tests::application(); }
 
     /// A window of 400 x 200 whose lower half the view covers.
     InputTest() {

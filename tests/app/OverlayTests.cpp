@@ -3,15 +3,13 @@
 //
 // Code over the picture: another program's window and the console's own text, as the audience sees
 // them.
-#include "tests/app/Desktop.h"
 #include "tests/app/EventLoopProbe.h"
+#include "tests/app/WindowFixture.h"
 #include "tests/platform/capture/x11/TestWindow.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <thread>
@@ -21,11 +19,7 @@ namespace {
 
 using platform::tests::TestWindow;
 
-constexpr Colour black{0, 0, 0};
-constexpr Colour white{255, 255, 255};
-constexpr Colour errorNotice{0x3a, 0x20, 0x24};
-
-class OverlayTest : public testing::Test {
+class OverlayTest : public WindowFixture {
 protected:
     /// Whether a pixel of the first lines of text looks like that, in full screen.
     bool anyPixel(const std::function<bool(Colour)>& looks) const {
@@ -46,10 +40,7 @@ protected:
         return desktop.picture() == white;
     }
 
-    Desktop desktop;
-    const Screen& screen = desktop.screen();
-    const ::tests::ScratchFolder& files = desktop.files();
-    ConsoleProcess console{desktop, {files.file("black.metal", "void fx() { cls(0); }\n")}};
+    const std::string file = files.file("black.metal", blackProgram);
 };
 
 } // namespace
@@ -57,13 +48,12 @@ protected:
 TEST_F(OverlayTest, ShowsTheWindowThatIsPicked) {
     TestWindow window(desktop.display(), {.width = 300, .height = 200, .paints = false},
                       [](TestWindow& made) { made.setText("WM_NAME", "STRING", "editor"); });
-    ASSERT_TRUE(console.focus()) << console.output();
-    ASSERT_TRUE(desktop.shows(black)) << console.output();
+    start(file, black);
     desktop.press("ctrl+l"); // opens the list, ready to be searched
     ASSERT_TRUE(eventually([&] {
         desktop.press("Return");
         return isWhiteWhenFilled(window);
-    })) << console.output();
+    })) << console->output();
 
     fill(window, 0x808080); // half lets half of itself through
     EXPECT_TRUE(eventually([&] { return std::abs(desktop.picture().red - 64) <= 3; }));
@@ -85,12 +75,11 @@ TEST_F(OverlayTest, ShowsTheWindowThatIsPicked) {
     EXPECT_TRUE(eventually([&] { return isWhiteWhenFilled(window); })) << "again, without asking";
     window.close();
     EXPECT_TRUE(desktop.shows(black));
-    EXPECT_TRUE(eventually([&] { return screen.holds(errorNotice, 250, 30, 900, 400); }));
+    EXPECT_TRUE(saysWhatIsWrong());
 }
 
 TEST_F(OverlayTest, ShowsTheTextAndWhatIsWrongInIt) {
-    ASSERT_TRUE(console.focus()) << console.output();
-    ASSERT_TRUE(desktop.shows(black)) << console.output();
+    start(file, black);
     desktop.press("ctrl+alt+l");
     const auto isText = [](Colour colour) { return colour.red > 150 && colour.blue > 150; };
     const auto isMark = [](Colour colour) { return colour.red > 30 && colour.blue < 20; };
@@ -100,8 +89,7 @@ TEST_F(OverlayTest, ShowsTheTextAndWhatIsWrongInIt) {
     desktop.press("F11");
     EXPECT_TRUE(shows(isText));
     EXPECT_FALSE(anyPixel(isMark));
-    files.file("new.metal", "void fx() {\n    cls(nothing);\n}\n");
-    std::filesystem::rename(files.path("new.metal"), files.path("black.metal"));
+    save(file, "void fx() {\n    cls(nothing);\n}\n");
     EXPECT_TRUE(shows(isMark));
     EXPECT_TRUE(anyPixel(isText));
     desktop.press("ctrl+l");

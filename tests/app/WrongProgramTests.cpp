@@ -3,8 +3,8 @@
 //
 // Live coding is a row of wrong programs. Each is saved as an editor does, before a window's eyes:
 // the picture never goes, the window always answers, and the next right program is there at once.
-#include "tests/app/Desktop.h"
 #include "tests/app/EventLoopProbe.h"
+#include "tests/app/WindowFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -21,14 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr Colour black{0, 0, 0};
-constexpr Colour white{255, 255, 255};
-constexpr Colour grey{128, 128, 128};
-constexpr Colour badge{0xa8, 0x48, 0x3c};
-
-constexpr const char* whiteProgram = "void fx() { cls(float4(1)); }\n";
-constexpr const char* greyProgram =
-    "void fx() { float g = 128.0 / 255; cls(float4(g, g, g, 1)); }\n";
 /// Longer than any answer takes on a busy machine, and shorter than anything that would freeze a
 /// window: what hangs is given two seconds, a song twenty, a compilation ten.
 constexpr double longestGap = 1000;
@@ -51,21 +43,13 @@ pid_t descendant(pid_t ancestor, const std::string& name) {
     return 0;
 }
 
-/// The kernel cuts names to 15 characters.
-pid_t serviceOf(pid_t console) {
-    return descendant(console, "starloom-comput");
-}
-
-class WrongProgramTest : public testing::Test {
+class WrongProgramTest : public WindowFixture {
 protected:
     void start() {
-        console.emplace(desktop, std::vector<std::string>{file});
-        ASSERT_TRUE(console->focus()) << console->output();
-        ASSERT_TRUE(desktop.shows(white)) << console->output();
+        WindowFixture::start(file, white);
         probe.emplace(desktop.display(), "stage.metal");
     }
-    void save(const std::string& text) const { fs::rename(files.file("aside", text), file); }
-    bool hasBadge() const { return screen.holds(badge, 0, 0, 200, 80); }
+    void save(const std::string& text) const { WindowFixture::save(file, text); }
     /// Waits until the window says what is wrong; the picture must not change meanwhile.
     void waitForBadge(Colour picture) {
         const auto end = Clock::now() + patience;
@@ -82,11 +66,7 @@ protected:
         EXPECT_LT(gaps.max(), longestGap) << what;
     }
 
-    Desktop desktop;
-    const Screen& screen = desktop.screen();
-    const ::tests::ScratchFolder& files = desktop.files();
     const std::string file = files.file("stage.metal", whiteProgram);
-    std::optional<ConsoleProcess> console;
     std::optional<EventLoopProbe> probe;
 };
 
@@ -169,7 +149,7 @@ TEST_F(WrongProgramTest, TheFixShowsWhileTheBadKernelStillRuns) {
 // A service that was stopped from outside, for longer than a kernel would be given.
 TEST_F(WrongProgramTest, AStalledServiceBlamesNobody) {
     start();
-    const pid_t service = serviceOf(console->id());
+    const pid_t service = descendant(console->id(), "starloom-comput"); // as the kernel cuts names
     ASSERT_GT(service, 0);
     ::kill(service, SIGSTOP);
     std::this_thread::sleep_for(std::chrono::seconds(3));
@@ -199,7 +179,7 @@ TEST_F(WrongProgramTest, ModesThatFlipWithEveryFrameAndLongSongsHoldNobodyUp) {
     start();
     save("void cpu() { registers[BlendMode] = int(time * 60) % 3; registers[ColorMode] = "
          "int(time * 30) % 2; registers[HDR] = int(time * 20) % 2; }\n" +
-         std::string(greyProgram));
+         greyProgram);
     std::this_thread::sleep_for(std::chrono::seconds(3));
     expectAnswers("Modes that flip");
     save(greyProgram);

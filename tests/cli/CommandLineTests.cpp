@@ -60,6 +60,7 @@ TEST(CommandLine, HelpAndVersionAreData) {
 TEST(CommandLine, UnreadableProgramsGiveOneLine) {
     const ScratchFolder scratch;
     const std::string latin1 = scratch.file("latin1.metal", "// gr\xfc\xdf dich\n");
+    const std::string kept = scratch.file("kept.sl42", "kept");
     const std::pair<std::string, const char*> rows[] = {
         {scratch.path("none.metal"), "No such file or directory"},
         {scratch.path(""), ""},
@@ -68,6 +69,7 @@ TEST(CommandLine, UnreadableProgramsGiveOneLine) {
         for (const std::vector<std::string>& arguments :
              {std::vector<std::string>{"compile", file},
               {"render", file, "-o", scratch.path("out.png")},
+              {"pack", file, "-o", kept},
               {"bench", file}}) {
             const Outcome run = runStarloom(arguments);
             EXPECT_EQ(run.status, 1) << file;
@@ -77,7 +79,8 @@ TEST(CommandLine, UnreadableProgramsGiveOneLine) {
             EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
         }
     }
-    EXPECT_EQ(scratch.names(), std::vector<std::string>{"latin1.metal"});
+    EXPECT_EQ(scratch.names(), (std::vector<std::string>{"kept.sl42", "latin1.metal"}));
+    EXPECT_EQ(contentsOf(kept), "kept");
     EXPECT_TRUE(isOneLine(runStarloom({"compile", "-"}, "\xff").err));
 }
 
@@ -111,7 +114,7 @@ TEST(CommandLine, AFailureSaysWhyAndWritesNothing) {
          "standard input:5: A beat of the song has no finite length\n"},
         {"bench", "", endless, "standard input:5: A beat of the song has no finite length\n"},
     };
-    const ScratchFolder scratch;
+    const ScratchFolder scratch, overlays;
     const auto fails = [&](const Row& row, const std::vector<std::string>& more = {}) {
         std::vector<std::string> arguments{row.command, "-"};
         if (!row.file.empty())
@@ -129,6 +132,9 @@ TEST(CommandLine, AFailureSaysWhyAndWritesNothing) {
         fails(row);
     for (const char* size : {"641x480", "640", "640x", "0x0", "640x480x2", "99999x64"})
         fails({"video", "a.mp4", picture, "sizes are written as 1920x1080"}, {"--size", size});
+    for (const std::string& overlay :
+         {overlays.path("missing.png"), overlays.file("no.png", "this is no picture")})
+        fails({"render", "out.png", picture, overlay.c_str()}, {"--overlay", overlay});
     fails({"render", "out.png", "void fx() { while (time < 1) cls(float3(time)); }",
            "line 1: still in this loop after 0.3 s\n"},
           {"--time-limit", "0.3"});

@@ -63,14 +63,5 @@ TEST(Pack, WhatIsNoDocumentStopsTheProgram) {
     EXPECT_NE(none.err.find("No such file"), std::string::npos) << none.err;
 }
 
-TEST(Pack, KeepsWhatIsThereWhenItFails) {
-    const ScratchFolder scratch;
-    const std::string kept = scratch.file("kept.sl42", "kept");
-    for (const std::string& input : {scratch.path("none.metal"), scratch.file("latin1", "\xfc")}) {
-        EXPECT_EQ(runStarloom({"pack", input, "-o", kept}).status, 1);
-        EXPECT_EQ(contentsOf(kept), "kept");
-    }
-}
-
 } // namespace
 } // namespace cli::tests

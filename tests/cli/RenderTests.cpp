@@ -64,28 +64,5 @@ TEST(Render, ExrHoldsWhatPngCutsOff) {
               (std::array<int, 3>{255, 0, 64}));
 }
 
-TEST(Render, IsReproducible) {
-    const ScratchFolder scratch;
-    const std::string program = (sourceFolder() / "examples/particles.metal").string();
-    for (const char* name : {"a.png", "b.png"})
-        ASSERT_EQ(
-            runStarloom({"render", program, "-o", scratch.path(name), "--frames", "12"}).status, 0);
-    EXPECT_EQ(contentsOf(scratch.path("a.png")), contentsOf(scratch.path("b.png")));
-}
-
-TEST(Render, AnOverlayThatCannotBeReadIsSaidBeforeAnythingElse) {
-    const ScratchFolder scratch;
-    scratch.file("no.png", "this is no picture");
-    for (const char* overlay : {"missing.png", "no.png"}) {
-        const Outcome run = runStarloom(
-            {"render", "-", "-o", scratch.path("out.png"), "--overlay", scratch.path(overlay)},
-            gradient);
-        EXPECT_EQ(run.status, 1);
-        EXPECT_NE(run.err.find(overlay), std::string::npos) << run.err;
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-        EXPECT_FALSE(std::filesystem::exists(scratch.path("out.png")));
-    }
-}
-
 } // namespace
 } // namespace cli::tests

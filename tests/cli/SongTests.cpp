@@ -8,10 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <complex>
 #include <cstdlib>
 #include <fstream>
-#include <numbers>
 #include <span>
 
 namespace cli::tests {
@@ -33,15 +31,6 @@ double mean(Samples samples) {
     return sum / static_cast<double>(samples.size());
 }
 
-/// Amplitude of the part that has this frequency, by correlation.
-double amplitudeAt(double frequency, Samples samples) {
-    std::complex<double> sum = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        sum += std::polar(double(samples[i]),
-                          2 * std::numbers::pi * frequency * static_cast<double>(i) / 48000);
-    return 2 * std::abs(sum) / static_cast<double>(samples.size());
-}
-
 TEST(Song, IsWrittenWholeInBothFormats) {
     const ScratchFolder scratch;
     for (const char* name : {"song.wav", "song.m4a"}) {
@@ -53,7 +42,7 @@ TEST(Song, IsWrittenWholeInBothFormats) {
         ASSERT_TRUE(sound) << sound.error().message;
         EXPECT_EQ(sound->duration, 72'000); // six beats of a quarter of a second
         ASSERT_EQ(sound->channels[0].size(), 72'000U);
-        EXPECT_NEAR(amplitudeAt(500, sound->channels[0]), 0.5, 0.01);
+        EXPECT_NEAR(platform::tests::levelAt(500, sound->channels[0]), 0.5, 0.01);
         EXPECT_NEAR(mean(sound->channels[1]), 0.25, 0.01);
     }
     EXPECT_EQ(scratch.names(), (std::vector<std::string>{"song.m4a", "song.wav"}));

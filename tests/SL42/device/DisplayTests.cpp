@@ -6,6 +6,7 @@
 #include "SL42/console/StarloomDocument.h"
 #include "tests/SL42/device/DeviceFixture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
@@ -110,21 +111,25 @@ TEST_F(DisplayTest, EditorOverlay) {
     engine->showEditorOverlay.set(true);
     EXPECT_EQ(lines.back(), "Showing editor overlay");
     EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance) << "no editor frame yet";
-    // Luma 51/255 and neutral chroma cover a fifth.
-    const auto neutral = plainTexture(gpu::PixelFormat::RG8Unorm, 2, {128, 128});
-    engine->setEditorTexture(YUVTexture{plainTexture(gpu::PixelFormat::R8Unorm, 4, {51}), neutral});
-    const double chroma = 128 / 255.0 * 2 - 1;
-    const double e[3] = {.2 + 1.371 * chroma, .2 - (.336 + .698) * chroma, .2 + 1.732 * chroma};
-    const double cover = e[2];
-    const auto mixed = [&](double picture, double editor) {
-        return picture + (editor - picture) * cover;
+    struct Row {
+        int luma, u, v;
+        bool isInverted;
     };
-    EXPECT_LT(difference(shown(), {mixed(.5, e[0]), mixed(.25, e[1]), mixed(0, e[2]), 1}),
-              tolerance);
-
-    engine->setEditorTexture(YUVTexture{plainTexture(gpu::PixelFormat::R8Unorm, 4, {0}), neutral});
-    engine->invertEditorOverlay.set(true); // black text on white turns bright on dark
-    EXPECT_LT(difference(shown(), {1, 1, 1, 1}), 0.02);
+    for (const auto& [luma, u, v, isInverted] :
+         {Row{51, 128, 128, false}, Row{102, 160, 96, false}, Row{102, 96, 160, false},
+          Row{0, 128, 128, true}}) { // black text on white turns bright on dark
+        engine->setEditorTexture(YUVTexture{plainTexture(gpu::PixelFormat::R8Unorm, 4, {luma}),
+                                            plainTexture(gpu::PixelFormat::RG8Unorm, 2, {u, v})});
+        engine->invertEditorOverlay.set(isInverted);
+        const double y = isInverted ? 1 - luma / 255.0 : luma / 255.0;
+        const double cb = u / 255.0 * 2 - 1, cr = v / 255.0 * 2 - 1;
+        const Color editor{y + 1.371 * cr, y - .336 * cb - .698 * cr, y + 1.732 * cb};
+        const double cover = std::max({editor[0], editor[1], editor[2]});
+        Color expected{.5, .25, 0, 1};
+        for (std::size_t i = 0; i < 3; ++i)
+            expected[i] = std::clamp(std::lerp(expected[i], editor[i], cover), 0.0, 1.0);
+        EXPECT_LT(difference(shown(), expected), tolerance) << luma << " " << u << " " << v;
+    }
     engine->showEditorOverlay.set(false);
     EXPECT_EQ(lines.back(), "Hiding editor overlay");
     EXPECT_LT(difference(shown(), {.5, .25, 0, 1}), tolerance);

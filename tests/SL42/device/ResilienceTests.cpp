@@ -65,16 +65,4 @@ TEST_F(ResilienceTest, TheLastPictureSurvivesAFault) {
     EXPECT_EQ(picture().at(7, 7)[0], 0.75);
 }
 
-TEST_F(ResilienceTest, ASongThatHangsLeavesThePictureAndTheSongAlone) {
-    start("void fx() { cls(1); }\nfloat2 sfx() { return float2(0.25); }");
-    const auto song = engine->audioRenderer().audioBuffer();
-    compile("void fx() { cls(float3(0.5)); }\n"
-            "float2 sfx() { while (sample >= 0) { registers[9]++; } return 1; }");
-    EXPECT_NE(engine->fault().get().find("the song before plays on"), std::string::npos)
-        << engine->fault().get();
-    EXPECT_EQ(engine->audioRenderer().audioBuffer(), song);
-    drawFrame();
-    EXPECT_EQ(picture().at(5, 5), (Color{0.5, 0.5, 0.5, 1}));
-}
-
 } // namespace starloom

@@ -8,7 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <optional>
+#include <thread>
 
 namespace platform {
 
@@ -35,7 +35,14 @@ protected:
         ASSERT_TRUE(made) << made.error().message;
         watcher = std::move(*made);
     }
-    static void write(const std::string& file) { std::ofstream(file) << "text"; }
+    /// In several goes.
+    static void write(const std::string& file) {
+        std::ofstream out(file);
+        for (int line = 0; line < 5; ++line) {
+            out << "text" << std::endl;
+            std::this_thread::sleep_for(milliseconds(2));
+        }
+    }
     /// The next batch, and how long it took to come.
     std::vector<FileEvent> nextBatch() {
         const auto start = Clock::now();

@@ -38,18 +38,6 @@ Samples sine(double frequency, double level, std::size_t count) {
     return samples;
 }
 
-/// Amplitude of one frequency, by correlation with it.
-double levelAt(double frequency, std::span<const float> samples) {
-    double cosine = 0;
-    double sineSum = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double angle = 2 * std::numbers::pi * frequency * static_cast<double>(i) / 48000;
-        cosine += samples[i] * std::cos(angle);
-        sineSum += samples[i] * std::sin(angle);
-    }
-    return 2 * std::hypot(cosine, sineSum) / static_cast<double>(samples.size());
-}
-
 /// The first sample that is loud, which shows how far the sound has moved.
 std::ptrdiff_t onset(const Samples& samples) {
     return std::find_if(samples.begin(), samples.end(),

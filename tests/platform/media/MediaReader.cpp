@@ -9,7 +9,9 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <complex>
 #include <functional>
+#include <numbers>
 
 namespace platform::tests {
 namespace {
@@ -136,6 +138,14 @@ Result<DecodedVideo> readVideo(const std::string& path) {
         video.frames.push_back({track.secondsOf(frame.best_effort_timestamp), toPixels(frame)});
     });
     return video;
+}
+
+double levelAt(double frequency, std::span<const float> samples) {
+    std::complex<double> sum = 0; // of the correlation with it
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        sum += std::polar(double(samples[i]),
+                          2 * std::numbers::pi * frequency * static_cast<double>(i) / 48000);
+    return 2 * std::abs(sum) / static_cast<double>(samples.size());
 }
 
 } // namespace platform::tests

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -42,5 +43,8 @@ struct DecodedVideo {
 /// Errors when the file has no such track.
 Result<DecodedSound> readSound(const std::string& path);
 Result<DecodedVideo> readVideo(const std::string& path);
+
+/// Amplitude of the part of 48000 samples a second that has this frequency.
+double levelAt(double frequency, std::span<const float> samples);
 
 } // namespace platform::tests

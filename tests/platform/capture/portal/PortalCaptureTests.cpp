@@ -4,7 +4,7 @@
 // What passes between a capture and the portal.
 #include "platform/capture/portal/PortalCapture.h"
 
-#include "tests/platform/capture/Recording.h"
+#include "tests/ScratchFolder.h"
 #include "tests/platform/capture/portal/PortalDesktop.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace platform::tests {
@@ -22,25 +21,21 @@ namespace {
 using Kind = CaptureEvent::Kind;
 using std::chrono::milliseconds;
 
-class PortalCapture : public testing::Test {
+class PortalCapture : public PortalTest {
 protected:
     void SetUp() override {
-        std::string whyNot;
-        m_desktop = PortalDesktop::create(whyNot);
-        if (!m_desktop)
-            GTEST_SKIP() << whyNot;
+        PortalTest::SetUp();
+        if (!IsSkipped())
+            desktop = std::make_unique<PortalDesktop>();
     }
-    TestPortal& portal() { return *m_desktop->portal; }
-    WindowCapture& capture() { return *m_desktop->capture; }
+    TestPortal& portal() { return *desktop->portal; }
+    WindowCapture& capture() { return desktop->capture(); }
     std::filesystem::path tokenFile() const {
-        return m_desktop->stateFolder() / "window-capture-token";
+        return desktop->stateFolder() / "window-capture-token";
     }
-    std::string keptToken() const {
-        std::ifstream file(tokenFile());
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string keptToken() const { return ::tests::contentsOf(tokenFile()); }
     void keepToken(const std::string& token) {
-        std::filesystem::create_directories(m_desktop->stateFolder());
+        std::filesystem::create_directories(desktop->stateFolder());
         std::ofstream(tokenFile()) << token;
     }
     /// How a capture ends with a portal that behaves so.
@@ -49,17 +44,13 @@ protected:
         told.start(capture());
         return told.ending();
     }
-
-    Recording told; // outlives the capture
-
-    std::unique_ptr<PortalDesktop> m_desktop;
 };
 
 TEST_F(PortalCapture, AsksForAWindowOrMonitorWithoutThePointer) {
     EXPECT_TRUE(capture().desktopPicks());
     EXPECT_TRUE(capture().windows()->empty());
     portal().behave([](auto& behaviour) { behaviour.sourceTypes = 7; }); // one is of the future
-    m_desktop->capture = makePortalCapture(m_desktop->stateFolder()).value();
+    desktop->makeCapture();
     told.start(capture());
     ASSERT_TRUE(told.shows(0));
     const auto record = portal().record();
@@ -137,30 +128,32 @@ TEST_F(PortalCapture, RefusalEndsIt) {
 }
 
 TEST_F(PortalCapture, FailuresEndItWithAReason) {
-    EXPECT_EQ(endingWith([](auto& behaviour) { behaviour.startResponse = 2; }),
-              "The desktop could not share a window.");
-}
-
-TEST_F(PortalCapture, OddAnswerEndsIt) {
-    EXPECT_EQ(endingWith([](auto& behaviour) { behaviour.answersOddly = true; }),
-              "The desktop's portal answers in an unknown way.");
-}
-
-TEST_F(PortalCapture, NoConnectionToPipeWireEndsIt) {
-    EXPECT_EQ(endingWith([](auto& behaviour) { behaviour.hasRemote = false; }),
-              "The desktop's portal does not share windows: No PipeWire.");
+    using Behaviour = TestPortal::Behaviour;
+    const std::pair<void (*)(Behaviour&), const char*> rows[] = {
+        {[](Behaviour& one) { one.startResponse = 2; }, "The desktop could not share a window."},
+        {[](Behaviour& one) { one.answersOddly = true; },
+         "The desktop's portal answers in an unknown way."},
+        {[](Behaviour& one) { one.hasRemote = false; },
+         "The desktop's portal does not share windows: No PipeWire."},
+        {[](Behaviour& one) { one.answersSelection = false; },
+         "The desktop's portal does not answer."}};
+    desktop->makeCapture(milliseconds(200));
+    for (const auto& [change, ending] : rows) {
+        Recording one;
+        portal().behave([makesIt = change](Behaviour& behaviour) {
+            behaviour = {.node = behaviour.node};
+            makesIt(behaviour);
+        });
+        one.start(capture());
+        EXPECT_EQ(one.ending(), ending);
+        capture().stop();
+    }
 }
 
 TEST_F(PortalCapture, StreamThatDoesNotExistEndsIt) {
-    m_desktop->capture = makePortalCapture(m_desktop->stateFolder(), milliseconds(500)).value();
+    desktop->makeCapture(milliseconds(500));
     EXPECT_FALSE(
         endingWith([](auto& behaviour) { behaviour.node = [] { return 123'456U; }; }).empty());
-}
-
-TEST_F(PortalCapture, SilentPortalEndsIt) {
-    m_desktop->capture = makePortalCapture(m_desktop->stateFolder(), milliseconds(200)).value();
-    EXPECT_EQ(endingWith([](auto& behaviour) { behaviour.answersSelection = false; }),
-              "The desktop's portal does not answer.");
 }
 
 TEST_F(PortalCapture, DesktopEndsTheSession) {
@@ -174,12 +167,12 @@ TEST_F(PortalCapture, PortalGoesAway) {
     portal().behave([](auto& behaviour) { behaviour.userTakesTime = true; });
     told.start(capture());
     ASSERT_TRUE(portal().comesTo([](const auto& now) { return now.starts == 1; }));
-    m_desktop->portal.reset();
+    desktop->portal.reset();
     EXPECT_EQ(told.ending(), "The desktop's portal has ended.");
 }
 
 TEST_F(PortalCapture, StopTakesTheDialogAway) {
-    m_desktop->capture = makePortalCapture(m_desktop->stateFolder(), milliseconds(100)).value();
+    desktop->makeCapture(milliseconds(100));
     portal().behave([](auto& behaviour) { behaviour.userTakesTime = true; });
     told.start(capture());
     ASSERT_TRUE(portal().comesTo([](const auto& now) { return now.starts == 1; }));
@@ -209,14 +202,14 @@ TEST_F(PortalCapture, StopAtAnyMoment) {
 
 TEST_F(PortalCapture, DesktopWithoutThePortalSaysSo) {
     portal().behave([](auto& behaviour) { behaviour.sourceTypes = 0; });
-    EXPECT_EQ(makePortalCapture(m_desktop->stateFolder()).error().message,
+    EXPECT_EQ(makePortalCapture(desktop->stateFolder()).error().message,
               "This desktop's portal has no windows to share.");
-    m_desktop->portal.reset();
-    EXPECT_EQ(makePortalCapture(m_desktop->stateFolder()).error().message,
+    desktop->portal.reset();
+    EXPECT_EQ(makePortalCapture(desktop->stateFolder()).error().message,
               "This desktop has no portal that shares windows.");
     const std::string bus = ::getenv("DBUS_SESSION_BUS_ADDRESS");
     ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
-    const auto capture = makePortalCapture(m_desktop->stateFolder());
+    const auto capture = makePortalCapture(desktop->stateFolder());
     ::setenv("DBUS_SESSION_BUS_ADDRESS", bus.c_str(), 1);
     EXPECT_EQ(capture.error().message,
               "There is no session bus, by which a desktop shares windows.");

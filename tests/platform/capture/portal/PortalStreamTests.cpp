@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 //
 // Streams as desktops send them, and as they should not.
-#include "tests/platform/capture/Recording.h"
 #include "tests/platform/capture/portal/PortalDesktop.h"
 
 #include <fcntl.h>
@@ -24,37 +23,25 @@ namespace {
 using Kind = CaptureEvent::Kind;
 using std::chrono::milliseconds;
 
-class PortalStream : public testing::Test {
+class PortalStream : public PortalTest {
 protected:
-    /// Begins to capture a stream of this shape. False when the machine cannot, which skips the
-    /// test.
-    bool start(StreamShape shape = {}, TestPortal::Behaviour behaviour = {}) {
-        std::string whyNot;
-        m_desktop = PortalDesktop::create(whyNot, std::move(shape), std::move(behaviour));
-        if (m_desktop)
-            told.start(*m_desktop->capture);
-        else
-            [&] { GTEST_SKIP() << whyNot; }();
-        return m_desktop != nullptr;
+    /// Begins to capture a stream of this shape.
+    void start(StreamShape shape = {}, TestPortal::Behaviour behaviour = {}) {
+        desktop = std::make_unique<PortalDesktop>(std::move(shape), std::move(behaviour));
+        told.start(desktop->capture());
     }
-    TestStream& stream() { return *m_desktop->stream; }
-
-    Recording told; // outlives the capture
-
-    std::unique_ptr<PortalDesktop> m_desktop;
+    TestStream& stream() { return *desktop->stream; }
 };
 
 TEST_F(PortalStream, PaddingAndOffsetAreLeftOut) {
-    if (!start({.padding = 192, .offset = 4096 + 64}))
-        return;
+    start({.padding = 192, .offset = 4096 + 64});
     EXPECT_TRUE(told.shows(0));
     stream().reshape({.width = 801, .height = 300, .padding = 12, .offset = 4}, 7);
     EXPECT_TRUE(told.shows(7, 801, 300));
 }
 
 TEST_F(PortalStream, EveryOrderOfColoursComesAsOne) {
-    if (!start({.format = SPA_VIDEO_FORMAT_RGBx, .padding = 64}))
-        return;
+    start({.format = SPA_VIDEO_FORMAT_RGBx, .padding = 64});
     EXPECT_TRUE(told.shows(0));
     std::uint32_t counter = 0;
     for (const auto format :
@@ -65,26 +52,23 @@ TEST_F(PortalStream, EveryOrderOfColoursComesAsOne) {
 }
 
 TEST_F(PortalStream, WindowIsCutOutOfAMonitor) {
-    if (!start({.padding = 32, .isInMonitor = true}))
-        return;
+    start({.padding = 32, .isInMonitor = true});
     EXPECT_TRUE(told.shows(0));
     stream().reshape({.width = 500, .height = 200, .isInMonitor = true}, 1);
     EXPECT_TRUE(told.shows(1, 500, 200));
 }
 
 TEST_F(PortalStream, StartsAgainWhatFallsSilentAfterANewFormat) {
-    if (!start())
-        return;
+    start();
     ASSERT_TRUE(told.shows(0));
     stream().reshape({.width = 300, .height = 200, .waitsForRestart = true}, 1);
     EXPECT_TRUE(told.shows(1, 300, 200));
-    m_desktop->capture->stop();
+    desktop->capture().stop();
     EXPECT_EQ(told.events().size(), 1U) << "that is no pause";
 }
 
 TEST_F(PortalStream, ScaleIsThatOfTheDesktop) {
-    if (!start({.width = 1600, .height = 1200}, {.widthInPoints = 1067}))
-        return;
+    start({.width = 1600, .height = 1200}, {.widthInPoints = 1067});
     ASSERT_TRUE(told.shows(0, 1600, 1200));
     EXPECT_DOUBLE_EQ(told.pictures().front().scale, 1.5);
     stream().reshape({.width = 800, .height = 600}, 1);
@@ -93,8 +77,7 @@ TEST_F(PortalStream, ScaleIsThatOfTheDesktop) {
 }
 
 TEST_F(PortalStream, WorthlessBuffersAreSkippedAndGivenBack) {
-    if (!start())
-        return;
+    start();
     ASSERT_TRUE(told.shows(0));
     const auto chunkOf = [](spa_buffer& buffer) -> spa_chunk& { return *buffer.datas[0].chunk; };
     const std::vector<std::function<void(spa_buffer&)>> tamperings{
@@ -134,11 +117,10 @@ TEST_F(PortalStream, WorthlessBuffersAreSkippedAndGivenBack) {
 
 TEST_F(PortalStream, SizeClaimsOfBuffersAreNotBelieved) {
     // The other side maps less than it says, and takes it back from a buffer that is on its way.
-    if (!start({.tamper = [](spa_buffer& buffer) {
-            const auto file = static_cast<int>(buffer.datas[0].fd);
-            ASSERT_EQ(::ftruncate(file, 4096), 0);
-        }}))
-        return;
+    start({.tamper = [](spa_buffer& buffer) {
+        const auto file = static_cast<int>(buffer.datas[0].fd);
+        ASSERT_EQ(::ftruncate(file, 4096), 0);
+    }});
     ASSERT_TRUE(told.hears(Kind::Started));
     std::this_thread::sleep_for(milliseconds(100));
     EXPECT_TRUE(told.pictures().empty());
@@ -147,18 +129,16 @@ TEST_F(PortalStream, SizeClaimsOfBuffersAreNotBelieved) {
 }
 
 TEST_F(PortalStream, SlowHandlerGetsTheNewestPicture) {
-    Recording slow;
     slow.whilePictureIsShown = [] { std::this_thread::sleep_for(milliseconds(50)); };
-    if (!start())
-        return;
-    slow.start(*m_desktop->capture, std::nullopt, 1000);
+    start();
+    slow.start(desktop->capture(), std::nullopt, 1000);
     ASSERT_TRUE(slow.shows(0));
     for (std::uint32_t counter = 1; counter <= 60; ++counter) {
         stream().show(counter);
         std::this_thread::sleep_for(milliseconds(3));
     }
     EXPECT_TRUE(slow.shows(60));
-    m_desktop->capture->stop();
+    desktop->capture().stop();
     const auto pictures = slow.pictures();
     EXPECT_LT(pictures.size(), 60U) << "none was left out";
     EXPECT_TRUE(std::ranges::all_of(pictures, [](const auto& seen) {
@@ -168,24 +148,21 @@ TEST_F(PortalStream, SlowHandlerGetsTheNewestPicture) {
 
 TEST_F(PortalStream, StopWaitsForTheHandlerAndNoLonger) {
     std::atomic<bool> isShown = false;
-    Recording slow;
     slow.whilePictureIsShown = [&] {
         isShown = true;
         std::this_thread::sleep_for(milliseconds(100));
         isShown = false;
     };
-    if (!start())
-        return;
-    slow.start(*m_desktop->capture);
+    start();
+    slow.start(desktop->capture());
     while (!isShown)
         std::this_thread::sleep_for(milliseconds(1));
-    m_desktop->capture->stop();
+    desktop->capture().stop();
     EXPECT_FALSE(isShown);
 }
 
 TEST_F(PortalStream, PausesWithTheWindow) {
-    if (!start())
-        return;
+    start();
     ASSERT_TRUE(told.shows(0));
     stream().setActive(false);
     ASSERT_TRUE(told.hears(Kind::Paused));
@@ -194,7 +171,7 @@ TEST_F(PortalStream, PausesWithTheWindow) {
     ASSERT_TRUE(told.hears(Kind::Resumed));
     stream().show(5);
     EXPECT_TRUE(told.shows(5));
-    m_desktop->capture->stop();
+    desktop->capture().stop();
     EXPECT_EQ(told.events().size(), 3U);
 }
 

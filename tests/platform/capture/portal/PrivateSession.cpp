@@ -3,18 +3,10 @@
 #include "tests/platform/capture/portal/PrivateSession.h"
 
 #include "platform/PrivateFolder.h"
-#include "platform/base/ArgumentPointers.h"
-#include "platform/base/FileDescriptor.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -65,15 +57,16 @@ void write(const std::filesystem::path& path, std::string_view text) {
     std::ofstream(path) << text;
 }
 
-bool accepts(const std::filesystem::path& path) {
-    const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+} // namespace
+
+FileDescriptor connectTo(const std::filesystem::path& path) {
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     path.string().copy(address.sun_path, sizeof address.sun_path - 1);
-    return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
-           0;
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        socket.reset();
+    return socket;
 }
-
-} // namespace
 
 PrivateSession* PrivateSession::get(std::string& whyNot) {
     static std::string failure;
@@ -95,10 +88,7 @@ PrivateSession* PrivateSession::get(std::string& whyNot) {
 }
 
 PrivateSession::~PrivateSession() {
-    for (const pid_t process : m_processes)
-        ::kill(process, SIGKILL);
-    for (const pid_t process : m_processes)
-        ::waitpid(process, nullptr, 0);
+    m_programs.clear();
     std::error_code left;
     std::filesystem::remove_all(m_folder, left);
 }
@@ -114,51 +104,27 @@ Result<void> PrivateSession::start() {
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
     write(m_folder / "bus.conf", busConfiguration);
     write(m_folder / "pipewire.conf", pipeWireConfiguration);
-    SL42_TRY_VOID(
-        startProgram({"dbus-daemon", "--nofork", "--nopidfile", "--nosyslog", "--address=" + bus,
-                      "--config-file=" + (m_folder / "bus.conf").string()}));
-    SL42_TRY_VOID(startProgram({"pipewire", "-c", (m_folder / "pipewire.conf").string()}));
+    run({"dbus-daemon", "--nofork", "--nopidfile", "--nosyslog", "--address=" + bus,
+         "--config-file=" + (m_folder / "bus.conf").string()});
+    run({"pipewire", "-c", (m_folder / "pipewire.conf").string()});
     SL42_TRY_VOID(awaitSocket("bus"));
     SL42_TRY_VOID(awaitSocket("pipewire-0"));
     // Its policy only: without what looks for sound cards, cameras and so on.
-    return startProgram({"wireplumber", "-c", "policy.conf"});
+    run({"wireplumber", "-c", "policy.conf"});
+    return {};
 }
 
-Result<void> PrivateSession::startProgram(std::vector<std::string> words) {
-    const auto arguments = pointersTo(words);
-    const std::string log = (m_folder / (words.front() + ".log")).string();
-    std::array<int, 2> ends{-1, -1}; // the child's closes without a word when the program starts
-    const bool isPipe = ::pipe2(ends.data(), O_CLOEXEC) == 0;
-    const FileDescriptor failures(ends[0]);
-    FileDescriptor failed(ends[1]);
-    const pid_t parent = ::getpid();
-    const pid_t process = isPipe ? ::fork() : -1;
-    if (process < 0)
-        return Error{"cannot start " + words.front()};
-    if (process == 0) {
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (::getppid() != parent)
-            ::_exit(1);
-        const int file = ::open(log.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-        ::dup2(file, STDOUT_FILENO);
-        ::dup2(file, STDERR_FILENO);
-        ::execvp(arguments.front(), arguments.data());
-        static_cast<void>(::write(failed.get(), "x", 1));
-        ::_exit(127);
-    }
-    m_processes.push_back(process);
-    failed.reset();
-    char byte = 0;
-    if (::read(failures.get(), &byte, 1) != 0)
-        return Error{"there is no " + words.front() + " on this machine"};
-    return {};
+void PrivateSession::run(const std::vector<std::string>& words) {
+    const std::string log = m_folder / (words.front() + ".log");
+    m_programs.push_back(std::make_unique<::tests::Program>(
+        words, ::tests::Streams{.in = {}, .out = log, .err = log}));
 }
 
 Result<void> PrivateSession::awaitSocket(const std::string& name) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!accepts(m_folder / name)) {
-        for (const pid_t process : m_processes)
-            if (::waitpid(process, nullptr, WNOHANG) != 0)
+    while (!connectTo(m_folder / name)) {
+        for (const auto& program : m_programs)
+            if (!program->isRunning())
                 return Error{"a program that a desktop needs cannot run here"};
         if (std::chrono::steady_clock::now() >= end)
             return Error{"no " + name + " of a desktop appears"};

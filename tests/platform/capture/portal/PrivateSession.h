@@ -5,9 +5,9 @@
 // that connects streams. None of it sees the user's desktop or devices.
 #pragma once
 
+#include "platform/base/FileDescriptor.h"
 #include "platform/base/Result.h"
-
-#include <sys/types.h>
+#include "tests/Program.h"
 
 #include <filesystem>
 #include <memory>
@@ -16,8 +16,10 @@
 
 namespace platform::tests {
 
-/// The environment of this process points to it. Its processes end with it, and with the thread
-/// that made it.
+/// None when nobody takes connections there.
+FileDescriptor connectTo(const std::filesystem::path& path);
+
+/// The environment of this process points to it. Its programs end with it.
 class PrivateSession {
 public:
     /// The one of this program, made when it is first asked for; null when the machine cannot have
@@ -33,11 +35,11 @@ private:
     explicit PrivateSession(std::filesystem::path folder) : m_folder(std::move(folder)) {}
 
     Result<void> start();
-    Result<void> startProgram(std::vector<std::string> words);
+    void run(const std::vector<std::string>& words);
     Result<void> awaitSocket(const std::string& name);
 
     const std::filesystem::path m_folder;
-    std::vector<pid_t> m_processes;
+    std::vector<std::unique_ptr<::tests::Program>> m_programs;
 };
 
 } // namespace platform::tests

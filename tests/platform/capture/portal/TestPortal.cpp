@@ -3,11 +3,10 @@
 #include "tests/platform/capture/portal/TestPortal.h"
 
 #include "platform/base/Fatal.h"
+#include "tests/platform/capture/portal/PrivateSession.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <array>
 #include <chrono>
@@ -74,16 +73,6 @@ std::string objectPath(sd_bus_message* call, const char* kind, const std::string
     for (char& c : sender)
         c = c == '.' ? '_' : c;
     return std::string(portalPath) + "/" + kind + "/" + sender + "/" + token;
-}
-
-FileDescriptor connectToPipeWire() {
-    FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    const std::string path = std::string(::getenv("XDG_RUNTIME_DIR")) + "/pipewire-0";
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    check(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
-          "no PipeWire");
-    return socket;
 }
 
 void appendGrant(sd_bus_message* signal, const TestPortal::Behaviour& behaviour) {
@@ -228,7 +217,9 @@ int TestPortal::onCall(sd_bus_message* call) {
     if (method == "OpenPipeWireRemote") {
         if (!m_behaviour.hasRemote)
             return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "No PipeWire");
-        return sd_bus_reply_method_return(call, "h", connectToPipeWire().get());
+        const auto pipeWire = connectTo(std::string(::getenv("XDG_RUNTIME_DIR")) + "/pipewire-0");
+        check(pipeWire ? 0 : -1, "no PipeWire");
+        return sd_bus_reply_method_return(call, "h", pipeWire.get());
     }
     if (method != "Close")
         return 0;

@@ -74,4 +74,17 @@ void X11Desktop::killServer() {
     m_server.reset();
 }
 
+// With and without a window manager, which puts windows into frames.
+INSTANTIATE_TEST_SUITE_P(X11, CaptureConformance,
+                         testing::Values(
+                             []() -> std::unique_ptr<CaptureDesktop> {
+                                 return std::make_unique<X11Desktop>(X11Desktop::Manager::Openbox);
+                             },
+                             []() -> std::unique_ptr<CaptureDesktop> {
+                                 return std::make_unique<X11Desktop>(
+                                     X11Desktop::Manager::None,
+                                     TestWindow::Options{.depth = 32, .border = 3});
+                             }),
+                         [](const auto& info) { return info.index == 0 ? "managed" : "bare"; });
+
 } // namespace platform::tests

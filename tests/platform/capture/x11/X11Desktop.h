@@ -45,4 +45,31 @@ private:
     std::unique_ptr<WindowCapture> m_capture;
 };
 
+/// Captures the window of a desktop.
+class X11Stream : public testing::Test {
+protected:
+    using Kind = CaptureEvent::Kind;
+    using Manager = X11Desktop::Manager;
+
+    /// Has seen the first picture.
+    X11Desktop& start(Manager manager = Manager::None, const TestWindow::Options& options = {}) {
+        m_desktop = std::make_unique<X11Desktop>(manager, options);
+        told.start(m_desktop->capture(), m_desktop->window());
+        EXPECT_TRUE(told.shows(0));
+        return *m_desktop;
+    }
+    static std::vector<Kind> kinds(Recording& told) {
+        std::vector<Kind> kinds;
+        for (const CaptureEvent& event : told.events())
+            kinds.push_back(event.kind);
+        return kinds;
+    }
+
+    Recording told; // and those after it outlive the capture
+    Recording again;
+
+private:
+    std::unique_ptr<X11Desktop> m_desktop;
+};
+
 } // namespace platform::tests

@@ -1,0 +1,313 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What every action of the menus does, and what the window's questions lead to.
+#include "LiveCoding/LiveCodingFile.h"
+#include "platform/image/Exr.h"
+#include "platform/image/Png.h"
+#include "tests/app/OpenWindow.h"
+#include "tests/platform/capture/x11/TestWindow.h"
+
+#include <QDoubleSpinBox>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QSlider>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+namespace app::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using ::tests::contentsOf;
+
+constexpr const char* text = "int4 music = {60, 2, 1, 1};\nvoid fx() { cls(time); }\n"
+                             "float2 sfx() { return 0.5; }";
+constexpr const char* newerText = "void fx() { cls(1); }";
+
+/// An action, what has changed once it was triggered, and how to get ready for it. What a switch
+/// has changed is as before when it is triggered once more.
+struct Row {
+    const char* action;
+    std::function<bool()> effect;
+    std::function<void()> prepare = [] {};
+};
+
+class WindowActions : public OpenWindow {
+protected:
+    std::string file(const char* name) const { return files.path(name); }
+    bool exists(const char* name) const { return fs::exists(file(name)) && !isAsked(); }
+    static bool isAsked() { return QApplication::activeModalWidget() != nullptr; }
+    std::string stored(const char* name) const {
+        const auto source = starloom::readDocument(file(name));
+        return source ? *source : source.error().message;
+    }
+    static const QWidget* topLevel(const QString& title) {
+        for (const QWidget* widget : QApplication::topLevelWidgets())
+            if (widget->isVisible() && widget->windowTitle().startsWith(title))
+                return widget;
+        return nullptr;
+    }
+    starloom::ScreenRecorder& capture() const { return engine().screenCapture(); }
+    QSlider& volume() const { return widget<QSlider>("Volume"); }
+    SourcePosition shownPosition() const {
+        const QTextCursor cursor = widget<QPlainTextEdit>("Source").textCursor();
+        return {cursor.blockNumber() + 1, cursor.positionInBlock() + 1};
+    }
+    std::function<bool()> toggles(const char* name) const {
+        return [&pane = pane(name), before = pane(name).isVisible()] {
+            return pane.isVisible() != before;
+        };
+    }
+    void check(const Row& row, QAction& action) {
+        SCOPED_TRACE(row.action);
+        row.prepare();
+        EXPECT_FALSE(row.effect()) << "nobody has asked for it yet";
+        const std::string panes = visiblePanes();
+        action.trigger();
+        EXPECT_TRUE(eventually(row.effect)) << notice();
+        if (!action.isCheckable())
+            return;
+        action.trigger();
+        EXPECT_TRUE(eventually([&] { return !row.effect(); })) << notice();
+        EXPECT_EQ(visiblePanes(), panes);
+    }
+    std::vector<Row> documentRows();
+    std::vector<Row> programRows();
+    std::vector<Row> pictureRows();
+    std::vector<Row> captureRows();
+    std::vector<Row> lastRows();
+};
+
+std::vector<Row> WindowActions::documentRows() {
+    const auto change = [this] { engine().setSource(newerText); };
+    const auto dialog = [this](const char* name) {
+        return [this, name] { answer({choose(file(name))}); };
+    };
+    const auto video = [this] {
+        answer({[](QDialog& settings) {
+                    settings.findChild<QDoubleSpinBox*>()->setValue(0.1);
+                    press(settings, "Export\u2026");
+                },
+                choose(file("movie.mp4"))});
+    };
+    return {
+        {"New", [this] { return started() == "console --from-window\n"; }},
+        {"Open",
+         [this] {
+             return started().ends_with("console --from-window -- " + file("a.metal") + "\n");
+         },
+         dialog("a.metal")},
+        {"Export Song", [this] { return exists("song.m4a"); }, dialog("song.m4a")},
+        {"Export Video", [this] { return exists("movie.mp4"); }, video},
+        {"Export Picture", [this] { return platform::readPng(file("a.png")).hasValue(); },
+         dialog("a.png")},
+        {"Save Packed",
+         [this] { return stored("packed.sl42").starts_with("int4 music = {60, 2, 1, 1};void"); },
+         dialog("packed.sl42")},
+        {"Save As",
+         [this] { return stored("b.sl42") == text && window->windowTitle().startsWith("b.sl42"); },
+         dialog("b.sl42")},
+        {"Save", [this] { return stored("b.sl42") == newerText && !window->isWindowModified(); },
+         change},
+    };
+}
+
+std::vector<Row> WindowActions::programRows() {
+    const auto wrong = [this] {
+        pane("log").hide();
+        pane("source").hide();
+        engine().offerSource("\nvoid fx() {\n    cls(nonsense);\n}");
+        EXPECT_TRUE(eventually([this] { return engine().hasError().get(); }));
+    };
+    const auto hasPlayed = [this] {
+        EXPECT_TRUE(eventually([this] { return engine().time() > 0.3F; }));
+        engine().playing.set(false);
+    };
+    return {
+        {"Open in Editor",
+         [this] {
+             return started().ends_with("open " + engine().liveCodeFile()->url().string() + "\n");
+         }},
+        {"Reset", [this] { return engine().time() < 0.3F; }, hasPlayed},
+        {"Pause", [this] { return !engine().playing.get() && nameOf(action("Play")) == "Play"; },
+         [this] { engine().playing.set(true); }},
+        {"Reload on Every Write", [this] { return engine().liveCodeFile()->reloadOnEveryWrite; }},
+        {"Show Error",
+         [this] {
+             return visiblePanes().find("log source") != std::string::npos &&
+                    shownPosition() == SourcePosition{3, 9};
+         },
+         wrong},
+    };
+}
+
+std::vector<Row> WindowActions::pictureRows() {
+    const auto isWhole = [this] { return view().pictureRect().width() == 960; };
+    const auto grow = [this] {
+        window->resize(1700, 1100);
+        EXPECT_TRUE(eventually([this] { return view().pictureRect().width() > 960; }));
+    };
+    return {
+        {"Whole-Number Scales Only", isWhole, grow},
+        {"HDR", [this] { return !view().hdr.get(); }},
+        {"Controls", toggles("controls")},
+        {"Log", toggles("log")},
+        {"Source", toggles("source")},
+        {"Capture", toggles("capture")},
+        {"Mute", [] { return Settings().muted.get(); }},
+        {"Louder", [this] { return volume().value() == 55; }, [this] { volume().setValue(50); }},
+        {"Softer", [this] { return volume().value() == 50; }},
+        {"Full Screen",
+         [this] {
+             return window->isFullScreen() && visiblePanes().empty() &&
+                    !window->menuBar()->isVisible();
+         },
+         [this] { pane("log").hide(); }},
+    };
+}
+
+std::vector<Row> WindowActions::captureRows() {
+    const auto captures = [this] { return capture().isRunning().get(); };
+    const auto pick = [this] {
+        ASSERT_TRUE(eventually([this] { return capture().refreshAvailableContent().hasValue(); }));
+        capture().select(capture().availableWindows().get().at(0));
+    };
+    return {
+        {"Pick Window", toggles("capture")},
+        {"Capture Window", captures, pick},
+        {"Overlay", [this, captures] { return engine().showEditorOverlay.get() && captures(); }},
+        {"Invert Overlay", [this] { return engine().invertEditorOverlay.get(); }},
+        {"Record Capture", [this] { return capture().isRecordingStream().get(); },
+         [this] { action("Capture Window").trigger(); }},
+        {"Open Recordings Folder",
+         [this] { return started().ends_with("open " + file("home/Videos/Starloom 42") + "\n"); }},
+        {"Overlay: Source",
+         [this, captures] { return engine().showEditorOverlay.get() && !captures(); }},
+    };
+}
+
+std::vector<Row> WindowActions::lastRows() {
+    const auto isClosed = [this] { return !window->isVisible(); };
+    const auto loseChanges = [this] {
+        window->show();
+        answer({[](QDialog& question) { press(question, "Discard"); }});
+    };
+    return {{"Reference", [] { return topLevel("Reference") != nullptr; }},
+            {"About Starloom 42", [this] { return window->findChild<QMessageBox*>() != nullptr; }},
+            {"Close", isClosed, loseChanges},
+            {"Quit", isClosed, loseChanges}};
+}
+
+} // namespace
+
+TEST_F(WindowActions, DoWhatTheMenusSay) {
+    const platform::tests::TestWindow editor(
+        server.display(), {}, [](auto& made) { made.setText("WM_NAME", "STRING", "editor"); });
+    open(files.file("a.metal", text));
+    // By the names that they begin with: some change theirs.
+    std::map<std::string, QAction*> actions;
+    for (QAction* each : menuActions())
+        actions[nameOf(*each)] = each;
+    for (const auto& rows :
+         {documentRows(), programRows(), pictureRows(), captureRows(), lastRows()})
+        for (const Row& row : rows) {
+            ASSERT_TRUE(actions.contains(row.action)) << row.action;
+            check(row, *actions.extract(row.action).mapped());
+        }
+    EXPECT_EQ(actions.size(), 1U) << actions.begin()->first << " is tried nowhere";
+}
+
+TEST_F(WindowActions, RunAgainRunsTheTextThatWaits) {
+    DocumentOrigin origin = readOrigin(files.file("a.metal", text)).value();
+    origin.offered = newerText;
+    open(origin);
+    EXPECT_EQ(engine().source(), text);
+    action("Run Again").trigger();
+    EXPECT_EQ(engine().source(), newerText);
+    action("Full Screen").trigger();
+    action("Leave Full Screen").trigger();
+    EXPECT_FALSE(window->isFullScreen());
+}
+
+TEST_F(WindowActions, FilesAreWrittenAsTheirEndingSays) {
+    open(files.file("a.metal", text));
+    answer({choose(file("a.exr"))});
+    action("Export Picture").trigger();
+    EXPECT_TRUE(eventually([this] { return platform::readExr(file("a.exr")).hasValue(); }));
+    answer({choose(file("b.metal"))});
+    action("Save As").trigger();
+    EXPECT_EQ(contentsOf(file("b.metal")), std::string(text) + "\n");
+}
+
+TEST_F(WindowActions, TheNextWindowRemembers) {
+    Settings().reloadOnEveryWrite.set(true);
+    open(files.file("a.metal", text));
+    EXPECT_TRUE(engine().liveCodeFile()->reloadOnEveryWrite);
+    pane("log").hide();
+    window->close();
+    window.reset();
+    open(files.file("b.metal", text));
+    EXPECT_EQ(visiblePanes(), "controls source ");
+    const auto name = [](const QString& path) { return fs::path(path.toStdString()).filename(); };
+    const QStringList recent = Settings().recentFiles.get();
+    ASSERT_EQ(recent.size(), 2);
+    EXPECT_EQ(name(recent[0]), "b.metal");
+}
+
+TEST_F(WindowActions, AClickInTheLogShowsThePlace) {
+    open(files.file("a.metal", "void fx() {\n  first;\n\n    second;\n}\n"));
+    auto& log = widget<QPlainTextEdit>("Compile log");
+    for (const auto& [said, line, column] : {std::tuple("'second'", 4, 5), {"'first'", 2, 3}}) {
+        const QTextCursor place = log.document()->find(said);
+        ASSERT_FALSE(place.isNull()) << log.toPlainText().toStdString();
+        log.setTextCursor(place);
+        QTest::mouseClick(log.viewport(), Qt::LeftButton, {}, log.cursorRect(place).center());
+        EXPECT_EQ(shownPosition(), (SourcePosition{line, column})) << said;
+    }
+}
+
+TEST_F(WindowActions, ClosingAsksAboutChanges) {
+    const std::tuple<const char*, bool, bool> rows[] = {// whether it closes, and has saved
+                                                        {"Cancel", false, false},
+                                                        {"Discard", true, false},
+                                                        {"Save", true, true}};
+    for (const auto& [button, closes, saves] : rows) {
+        open(readOrigin(files.file("a.metal", text)).value());
+        answer({choose(file("a.sl42"))});
+        action("Save As").trigger();
+        engine().setSource(newerText);
+        answer({[choice = button](QDialog& question) { press(question, choice); }});
+        action("Close").trigger();
+        EXPECT_EQ(window->isVisible(), !closes) << button;
+        EXPECT_EQ(stored("a.sl42"), saves ? newerText : text) << button;
+        window.reset();
+        fs::remove(file("a.sl42"));
+    }
+}
+
+TEST_F(WindowActions, TextsOfDeadProcessesAreOnlyTakenWhenTheUserWantsThem) {
+    const fs::path folder = starloom::Journal::folderOfThisUser();
+    fs::create_directories(folder);
+    const fs::path left = folder / "dead.journal";
+    open(files.file("a.metal", text));
+    for (const auto& [button, recovers, stays] :
+         {std::tuple("Later", false, true), {"Recover", true, true}, {"Discard", false, false}}) {
+        std::ofstream(left) << std::string_view("\0Show\0\0\0text", 12);
+        fs::remove(file("started"));
+        window->documents().offerRecovery();
+        auto* question = window->findChild<QMessageBox*>();
+        ASSERT_TRUE(question);
+        press(*question, button);
+        ASSERT_TRUE(eventually([&] { return !window->findChild<QMessageBox*>(); }));
+        const std::string expected =
+            recovers ? "console --from-window --recover " + left.string() + "\n" : "";
+        EXPECT_TRUE(eventually([&] { return started() == expected; })) << button << started();
+        EXPECT_EQ(fs::exists(left), stays) << button;
+    }
+}
+
+} // namespace app::tests
