@@ -153,7 +153,6 @@ std::vector<Row> WindowActions::pictureRows() {
     };
     return {
         {"Whole-Number Scales Only", isWhole, grow},
-        {"HDR", [this] { return !view().hdr.get(); }},
         {"Controls", toggles("controls")},
         {"Log", toggles("log")},
         {"Source", toggles("source")},
