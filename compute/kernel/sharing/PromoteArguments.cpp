@@ -306,6 +306,7 @@ llvm::Function* Conversion::run() {
     for (llvm::User* call : llvm::make_early_inc_range(m_old.users()))
         replaceCall(*llvm::cast<llvm::CallInst>(call));
     adaptBody();
+    m_old.deleteBody(); // an internal function must have one; foldInitialisers() removes the rest
     return m_new;
 }
 
