@@ -3,11 +3,11 @@
 //
 // What threads of a grid share.
 #include "compute/host/memory/LeasedMemory.h"
+#include "compute/memory/GuardedMemory.h"
 #include "tests/Allocations.h"
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <cstring>
 #include <memory>
@@ -78,42 +78,38 @@ TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
     }
 }
 
-TEST(GridTests, NarrowNumbersAreReadUpToTheLast) {
-    // Behind the last number of the page lies one that cannot be read.
-    constexpr std::size_t page = 4096;
-    constexpr unsigned threads = 20;
-    void* pages =
-        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(pages, MAP_FAILED);
-    auto* memory = static_cast<std::uint8_t*>(pages);
-    ASSERT_EQ(mprotect(memory + page, page, PROT_NONE), 0);
-    for (const unsigned bytes : {1u, 2u}) {
-        const std::string type = bytes == 1 ? "i8" : "i16";
-        std::string body = "%f = freeze i32 %x\n%back = mul i32 %f, 6\n%o = sub i32 ";
-        body += std::to_string(page - bytes) + ", %back\n%w = zext i32 %o to i64\n";
-        body += "%p = getelementptr i8, ptr %out, i64 %w\n%n = load " + type + ", ptr %p\n";
-        body += "%e = zext " + type + " %n to i32\n%r = getelementptr i32, ptr %out, i32 %x\n";
-        const auto compiled =
-            tests::compile(tests::makeOneDimensional(body + "store i32 %e, ptr %r\nret void"));
-        ASSERT_TRUE(compiled);
-        for (unsigned i = 0; i < page; ++i)
-            memory[i] = static_cast<std::uint8_t>(7 * i / 5 + 1);
-        Bindings bindings;
-        bindings.buffers[0] = reinterpret_cast<std::byte*>(memory);
-        compiled->run(bindings, {threads, 1, 1}, {1, 1, 1});
-        for (unsigned x = 0; x < threads; ++x) {
-            std::uint32_t found = 0;
+TEST(GridTests, NarrowNumbersAreReadUpToTheEndOfMemory) {
+    // Thread x reads the number that is x numbers before the last one of the page, which nothing
+    // follows.
+    for (const std::uint32_t bytes : {1u, 2u}) {
+        const std::string type = "i" + std::to_string(8 * bytes);
+        const auto compiled = tests::compile(tests::makeProgram(
+            "define spir_func void @k(ptr %in, ptr %out, i32 %x) {\n%f = freeze i32 %x\n%at = sub "
+            "i32 " +
+                std::to_string(4096 / bytes - 1) + ", %f\n%p = getelementptr " + type +
+                ", ptr %in, i32 %at\n%n = load " + type + ", ptr %p\n%e = zext " + type +
+                " %n to i32\n%r = getelementptr i32, ptr %out, i32 %x\n"
+                "store i32 %e, ptr %r\nret void\n}\n",
+            {tests::buffer(0), tests::buffer(1),
+             tests::attribute(kernel::ParameterKind::ThreadPositionInGrid)}));
+        const auto memory = memory::GuardedMemory::allocate(4096);
+        ASSERT_TRUE(compiled && memory);
+        std::vector<std::uint32_t> out(40);
+        Bindings bindings = tests::bind(out, out);
+        bindings.buffers[0] = (*memory)->data();
+        for (unsigned i = 0; i < 4096; ++i)
+            bindings.buffers[0][i] = static_cast<std::byte>(7 * i / 5 + 1);
+        compiled->run(bindings, {40, 1, 1}, {1, 1, 1});
+        for (std::uint32_t x = 0; x < 40; ++x) {
             std::uint32_t expected = 0;
-            std::memcpy(&found, memory + std::size_t{4} * x, sizeof found);
-            std::memcpy(&expected, memory + page - bytes - std::size_t{6} * x, bytes);
-            EXPECT_EQ(found, expected) << type << " of thread " << x;
+            std::memcpy(&expected, bindings.buffers[0] + 4096 - bytes * (x + 1), bytes);
+            EXPECT_EQ(out[x], expected) << type << " of thread " << x;
         }
     }
-    munmap(pages, 2 * page);
 }
 
-/// Each thread adds its number to the square of the first number of the buffer, which all threads
-/// have in common, and stores the sum behind that.
+/// Each thread adds its number to the square of the first number of the buffer, which is hoisted,
+/// and stores the sum behind that.
 std::shared_ptr<Kernel> compileAdditionToSquare() {
     return tests::compile(tests::makeOneDimensional(R"(
         %number = load i32, ptr %out
@@ -142,7 +138,7 @@ TEST(GridTests, RunningAKernelTakesNoMemory) {
               0u);
 }
 
-TEST(GridTests, GridsThatRunAtOnceKeepTheirCommonValuesApart) {
+TEST(GridTests, GridsThatRunAtOnceKeepTheirHoistedValuesApart) {
     const auto compiled = compileAdditionToSquare();
     ASSERT_TRUE(compiled);
     constexpr std::uint32_t count = 20'000;

@@ -73,6 +73,8 @@ TEST(PrivateMemoryTests, IndicesStayInsideTheirArray) {
     }
     EXPECT_EQ(runWithIndex(arrayIndex, 3), 0u);
     EXPECT_EQ(runWithIndex(arrayIndex, 7), 55u);
+    EXPECT_EQ(runWithIndex(pointerArithmetic, 7), 55u) << "right behind the array";
+    EXPECT_EQ(runWithConstant(pointerArithmetic, 7), 55u);
     EXPECT_EQ(runWithIndex(pointerArithmetic, 6), 55u);
     EXPECT_EQ(runWithIndex(pointerArithmetic, -1), 0u) << "the first element";
 }
@@ -135,14 +137,58 @@ TEST(PrivateMemoryTests, PointersThatWalkOrDifferByPath) {
     EXPECT_EQ(runWithIndex(choice, 3), 0u);
 }
 
+const char* vectorFunctions = "declare void @llvm.memset.p0.i64(ptr, i8, i64, i1)\n"
+                              "declare i32 @llvm.vector.reduce.add.v8i32(<8 x i32>)";
+
+TEST(PrivateMemoryTests, NothingIsRightBehindAnArrayThatAConditionChose) {
+    const char* chosen = R"(
+        %b = alloca [8 x i32]
+        call void @llvm.memset.p0.i64(ptr %a, i8 0, i64 32, i1 false)
+        call void @llvm.memset.p0.i64(ptr %b, i8 0, i64 32, i1 false)
+        %odd = and i32 %i, 1
+        %c = icmp ne i32 %odd, 0
+        %array = select i1 %c, ptr %a, ptr %b
+        %p = getelementptr i32, ptr %array, i32 %i
+        store i32 55, ptr %p
+        %all.a = load <8 x i32>, ptr %a
+        %all.b = load <8 x i32>, ptr %b
+        %all = or <8 x i32> %all.a, %all.b
+        %r = call i32 @llvm.vector.reduce.add.v8i32(<8 x i32> %all)
+        store i32 %r, ptr %o1)";
+    for (const auto& [index, expected] : {std::pair(7, 55u), {8, 0u}, {9, 0u}, {-1, 0u}})
+        EXPECT_EQ(runWithIndex(chosen, index, vectorFunctions), expected) << index;
+}
+
+TEST(PrivateMemoryTests, AnIndexOfTheLengthIsTheLastElement) {
+    // Of the inner array: what follows it in the same variable is left alone.
+    const char* inner = R"(
+        %s = alloca { [4 x i32], [4 x i32] }
+        call void @llvm.memset.p0.i64(ptr %s, i8 0, i64 32, i1 false)
+        %p = getelementptr { [4 x i32], [4 x i32] }, ptr %s, i32 0, i32 0, i32 %i
+        store i32 55, ptr %p
+        %last = getelementptr i32, ptr %s, i32 3
+        %next = getelementptr i32, ptr %s, i32 4
+        %l = load i32, ptr %last
+        %n = load i32, ptr %next
+        %m = mul i32 %n, 1000
+        %r = add i32 %l, %m
+        store i32 %r, ptr %o1)";
+    for (const std::int32_t index : {3, 4, 5}) {
+        EXPECT_EQ(runWithIndex(inner, index, vectorFunctions), 55u) << index;
+        EXPECT_EQ(runWithConstant(inner, index, vectorFunctions), 55u) << index;
+    }
+}
+
 TEST(PrivateMemoryTests, ConstantTablesAreBoundedToo) {
     const char* body = R"(
         %p = getelementptr inbounds [4 x i32], ptr @table, i32 0, i32 %i
         %r = load i32, ptr %p
         store i32 %r, ptr %o1)";
     const char* table = "@table = internal constant [4 x i32] [i32 1, i32 2, i32 3, i32 4]";
-    EXPECT_EQ(runWithIndex(body, 1'000'000, table), 4u);
-    EXPECT_EQ(runWithConstant(body, 1'000'000, table), 4u);
+    for (const std::int32_t wrong : {4, 5, 1'000'000}) {
+        EXPECT_EQ(runWithIndex(body, wrong, table), 4u) << wrong;
+        EXPECT_EQ(runWithConstant(body, wrong, table), 4u) << wrong;
+    }
 }
 
 TEST(PrivateMemoryTests, WhatWasNeverWrittenIsZero) {

@@ -81,7 +81,7 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             %g = getelementptr i8, ptr %q, i64 2
             store half 1.0, ptr %q
             store half 2.0, ptr %g)",
-         {"strided:", "masked.store", "masked.scatter"},
+         {"contiguous:", "masked.store", "masked.scatter"},
          {}},
         {"words whose places were rounded and held at an edge",
          R"(%f = uitofp i32 %x to float
