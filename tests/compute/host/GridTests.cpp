@@ -91,7 +91,7 @@ TEST(GridTests, NarrowNumbersAreReadUpToTheEndOfMemory) {
                 " %n to i32\n%r = getelementptr i32, ptr %out, i32 %x\n"
                 "store i32 %e, ptr %r\nret void\n}\n",
             {tests::buffer(0), tests::buffer(1),
-             tests::attribute(kernel::ParameterKind::ThreadPositionInGrid)}));
+             tests::attribute(ParameterKind::ThreadPositionInGrid)}));
         const auto memory = memory::GuardedMemory::allocate(4096);
         ASSERT_TRUE(compiled && memory);
         std::vector<std::uint32_t> out(40);
