@@ -10,6 +10,7 @@
 #include <limits>
 #include <random>
 
+using namespace compute;
 using namespace compute::protocol;
 
 namespace {
