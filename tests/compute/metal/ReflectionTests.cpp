@@ -12,6 +12,7 @@
 
 namespace {
 
+using namespace compute;
 using namespace compute::kernel;
 
 Program compileOrFail(const std::string& source) {
