@@ -8,34 +8,33 @@
 
 namespace {
 
-/// Tables whose address is handed on share an image, here of just one page with the bytes at its
-/// very end, unless the tables are aligned for the words that bytes are gathered out of.
+/// A table of `count` bytes, which hold their index modulo 200.
+std::string byteTable(unsigned count) {
+    const std::string n = std::to_string(count);
+    std::string text = "@table" + n + " = internal constant [" + n + " x i8] [";
+    for (unsigned i = 0; i < count; ++i)
+        text += std::string(i == 0 ? "" : ", ") + "i8 " + std::to_string(i % 200);
+    return text + "], align 1\n";
+}
+
 TEST(TableTests, BytesAreReadUpToTheEndOfTheLastTable) {
-    const std::string body = R"(
-        %f = freeze i32 %x
-        %step = mul i32 %f, 819
-        %p = getelementptr [4095 x i8], ptr @bytes, i32 0, i32 %step
-        %v = load i8, ptr %p
-        %w = zext i8 %v to i32
-        %place = getelementptr i32, ptr %out, i32 %x
-        store i32 %w, ptr %place
-        %behind = getelementptr [2 x ptr], ptr %out, i32 50
-        %behind1 = getelementptr ptr, ptr %behind, i32 1
-        store ptr @one, ptr %behind
-        store ptr @bytes, ptr %behind1
-        ret void)";
-    std::string contents;
-    for (unsigned i = 0; i < 4095; ++i)
-        contents += std::string(i == 0 ? "" : ", ") + "i8 " + std::to_string(i / 819 + 1);
+    // Tables whose address escapes share an image, which is one page here. Unless both are aligned
+    // for the words that bytes are gathered out of, a word of the second ends behind the page.
+    std::string body = "%f = freeze i32 %x\n%step = mul i32 %f, 512\n";
+    for (const std::string n : {"2047", "2049"})
+        body += "%p" + n + " = getelementptr [" + n + " x i8], ptr @table" + n +
+                ", i32 0, i32 %step\n%v" + n + " = load i8, ptr %p" + n + "\n%w" + n +
+                " = zext i8 %v" + n + " to i32\n%q" + n + " = getelementptr ptr, ptr %out, i32 " +
+                n.substr(2) + "\nstore ptr @table" + n + ", ptr %q" + n + "\n";
+    body += "%sum = add i32 %w2047, %w2049\n%place = getelementptr i32, ptr %out, i32 %x\n"
+            "store i32 %sum, ptr %place\nret void";
     const auto compiled =
-        tests::compile(tests::makeOneDimensional(body, "@one = internal constant i8 9, align 1\n"
-                                                       "@bytes = internal constant [4095 x i8] [" +
-                                                           contents + "], align 1\n"));
+        tests::compile(tests::makeOneDimensional(body, byteTable(2047) + byteTable(2049)));
     ASSERT_TRUE(compiled);
     std::vector<std::uint32_t> out(1024);
     compiled->run(tests::bind(out), {20, 1, 1}, {1, 1, 1});
     for (std::uint32_t x = 0; x < 20; ++x)
-        EXPECT_EQ(out[x], std::min(x + 1, 5u)) << x;
+        EXPECT_EQ(out[x], std::min(512 * x, 2046u) % 200 + std::min(512 * x, 2048u) % 200) << x;
 }
 
 } // namespace
