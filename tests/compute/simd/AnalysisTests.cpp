@@ -2,6 +2,9 @@
 // Part of Starloom 42.
 //
 // What the vectoriser finds out about a kernel, on kernels of a few lines.
+#include "compute/simd/analysis/AccessGroups.h"
+#include "compute/simd/analysis/DivergentJoins.h"
+#include "compute/simd/analysis/RegisterPressure.h"
 #include "tests/compute/simd/KernelText.h"
 
 #include <gtest/gtest.h>
@@ -64,19 +67,19 @@ std::string loopUntil(const std::string& done) {
         ret void)";
 }
 
-TEST(AnalysisTests, ThreadsLeaveALoopTogetherOrOneByOne) {
+TEST(AnalysisTests, ExitsOfALoopAreUniformOrDivergent) {
     KernelText together(loopUntil("icmp eq i32 %i, 10"));
-    const Analysed common(together);
-    const llvm::Loop* loop = common.loops.getLoopFor(together.block("head"));
-    EXPECT_TRUE(common.tree->hasUniformExits(loop));
-    EXPECT_TRUE(common.tree->allExitsJump(loop));
-    EXPECT_EQ(common.tree->continuation(together.block("head")), together.block("body"));
-    EXPECT_TRUE(common.tree->reconverges(together.block("back")));
-    EXPECT_FALSE(common.tree->reconverges(together.block("work")));
-    EXPECT_EQ(common.tree->maskRoot(together.block("back")), together.block("entry"));
-    EXPECT_EQ(common.tree->maskRoot(together.block("work")), together.block("work"));
-    EXPECT_EQ(common.strides->of(together.value("at")), 1) << "grows evenly round after round";
-    EXPECT_EQ(common.strides->of(together.value("last")), 0);
+    const Analysed uniform(together);
+    const llvm::Loop* loop = uniform.loops.getLoopFor(together.block("head"));
+    EXPECT_TRUE(uniform.tree->hasUniformExits(loop));
+    EXPECT_TRUE(uniform.tree->allExitsJump(loop));
+    EXPECT_EQ(uniform.tree->continuation(together.block("head")), together.block("body"));
+    EXPECT_TRUE(uniform.tree->reconverges(together.block("back")));
+    EXPECT_FALSE(uniform.tree->reconverges(together.block("work")));
+    EXPECT_EQ(uniform.tree->maskRoot(together.block("back")), together.block("entry"));
+    EXPECT_EQ(uniform.tree->maskRoot(together.block("work")), together.block("work"));
+    EXPECT_EQ(uniform.strides->of(together.value("at")), 1) << "affine in every iteration";
+    EXPECT_EQ(uniform.strides->of(together.value("last")), 0);
 
     KernelText apart(loopUntil("icmp ugt i32 %at, 10000"));
     const Analysed alone(apart);
@@ -85,14 +88,14 @@ TEST(AnalysisTests, ThreadsLeaveALoopTogetherOrOneByOne) {
     EXPECT_TRUE(alone.tree->allExitsJump(loop));
     EXPECT_EQ(alone.tree->maskRoot(apart.block("back")), apart.block("body"))
         << "those that stayed at the head";
-    EXPECT_EQ(alone.strides->of(apart.value("i")), 0) << "the same for all that are still there";
-    EXPECT_EQ(alone.strides->of(apart.value("last")), std::nullopt)
-        << "each leaves with a number of its own";
+    EXPECT_EQ(alone.strides->of(apart.value("i")), 0)
+        << "uniform among the threads that are still in the loop";
+    EXPECT_EQ(alone.strides->of(apart.value("last")), std::nullopt) << "temporal divergence";
 }
 
-TEST(AnalysisTests, WhatMeetsDiffersWhereThreadsComeBackTogether) {
-    // Inside, a branch that all take together; out of the loop, one that some take in each round
-    // and one that all who are left take at once.
+TEST(AnalysisTests, PhisOfDivergentJoinsAreDivergent) {
+    // The loop holds a uniform branch, a divergent exit, and a uniform exit that all threads that
+    // are left take at once.
     KernelText kernel(R"(
     entry:
         %out = load ptr, ptr %bindings
@@ -113,7 +116,7 @@ TEST(AnalysisTests, WhatMeetsDiffersWhereThreadsComeBackTogether) {
         %next = add i32 %i, 1
         br i1 %some, label %head, label %leave
     leave:
-        %uneven = phi i32 [ 0, %back ], [ 8, %body ]
+        %joined = phi i32 [ 0, %back ], [ 8, %body ]
         br i1 %all, label %end, label %other
     other:
         br label %end
@@ -121,9 +124,18 @@ TEST(AnalysisTests, WhatMeetsDiffersWhereThreadsComeBackTogether) {
         %after = phi i32 [ 1, %leave ], [ 2, %other ]
         ret void)");
     const Analysed found(kernel);
-    EXPECT_FALSE(found.uniformity->isUniform(kernel.value("uneven")));
+    EXPECT_FALSE(found.uniformity->isUniform(kernel.value("joined")));
     for (const char* name : {"i", "inside", "after"})
         EXPECT_TRUE(found.uniformity->isUniform(kernel.value(name))) << name;
+
+    const DivergentJoins joins(kernel.function(), found.dominators);
+    const llvm::Loop* loop = found.loops.getLoopFor(kernel.block("head"));
+    const auto only = [&](const char* name) { return std::vector<Block*>{kernel.block(name)}; };
+    EXPECT_EQ(joins.ofBranch(*kernel.block("head")), only("body"));
+    EXPECT_EQ(joins.ofBranch(*kernel.block("leave")), only("end"));
+    EXPECT_EQ(joins.ofExits(*loop), only("leave"));
+    EXPECT_EQ(joins.loopsLeftBy(*kernel.block("back")).size(), 1u);
+    EXPECT_TRUE(joins.loopsLeftBy(*kernel.block("head")).empty());
 }
 
 TEST(AnalysisTests, PrivateMemoryIsUniformInterleavedOrCopied) {
@@ -161,6 +173,86 @@ TEST(AnalysisTests, PrivateMemoryIsUniformInterleavedOrCopied) {
             << name;
     EXPECT_EQ(found.memory.elementBytes(llvm::cast<llvm::AllocaInst>(kernel.value("mine"))), 4u);
     EXPECT_EQ(found.memory.bytes(16), 16u * (32 + 32 + 4));
+}
+
+TEST(AnalysisTests, StridesAreSpeculatedWhereTheyAreLikely) {
+    KernelText kernel(R"(
+        %width = load i32, ptr %grid
+        %f = uitofp i32 %x to float
+        %moved = fadd float %f, 0.5
+        %rounded = call i32 @llvm.fptosi.sat.i32.f32(float %moved)
+        %clamped = call i32 @llvm.smin.i32(i32 %rounded, i32 %width)
+        %scaled = mul i32 %clamped, 4
+        %cell = udiv i32 %x, 16
+        %block = udiv i32 %x, 15
+        %far = sext i32 %clamped to i64
+        %place = getelementptr i32, ptr %grid, i64 %far
+        ret void)");
+    const Analysed found(kernel);
+    SpeculativeStrides strides(*found.strides, kernel.module().getDataLayout());
+    const std::pair<const char*, std::optional<std::int64_t>> expected[] = {
+        {"rounded", 1}, {"scaled", 4}, {"cell", 0}, {"block", {}}, {"place", 4}};
+    for (const auto& [name, stride] : expected)
+        EXPECT_EQ(strides.of(kernel.value(name)), stride) << name;
+}
+
+TEST(AnalysisTests, RegisterPressureIsThatOfTheInnermostLoop) {
+    KernelText kernel(R"(
+    entry:
+        %out = load ptr, ptr %bindings
+        %start = mul i32 %x, %x
+        %wide = zext i32 %start to i64
+        br label %loop
+    loop:
+        %i = phi i32 [ 0, %entry ], [ %next, %loop ]
+        %sum = phi i64 [ %wide, %entry ], [ %more, %loop ]
+        %index = add i32 %start, %i
+        %place = getelementptr i32, ptr %out, i32 %index
+        %value = load i32, ptr %place
+        %long = zext i32 %value to i64
+        %more = add i64 %sum, %long
+        %next = add i32 %i, 1
+        %again = icmp ult i32 %next, 10
+        br i1 %again, label %loop, label %end
+    end:
+        ret void)");
+    const Analysed found(kernel);
+    const RegisterPressure pressure =
+        registerPressureOf(kernel.function(), found.loops, *found.strides);
+    EXPECT_EQ(pressure.liveWords, 5u) << "the start, the sum and the number to add";
+    EXPECT_EQ(pressure.arithmetic, 6u) << "neither the counter nor its comparison";
+    EXPECT_EQ(pressure.wide + pressure.scattered, 3u + 1u);
+}
+
+TEST(AnalysisTests, AccessesToOneStructureFormAGroup) {
+    KernelText kernel(R"(
+        %out = load ptr, ptr %bindings
+        %far = zext i32 %x to i64
+        %pixel = getelementptr [4 x half], ptr %out, i64 %far
+        %green = getelementptr i8, ptr %pixel, i64 2
+        %r = load half, ptr %pixel
+        %g = load half, ptr %green
+        %square = mul i32 %x, %x
+        %index = zext i32 %square to i64
+        %point = getelementptr [2 x float], ptr %out, i64 %index
+        %second = getelementptr i8, ptr %point, i64 4
+        store float 1.0, ptr %second
+        store float 2.0, ptr %point
+        ret void)");
+    const Analysed found(kernel);
+    const AccessGroups groups(kernel.function(), *found.strides, found.memory);
+    const auto groupOf = [&](const char* name) {
+        return groups.of(llvm::cast<llvm::Instruction>(kernel.value(name)));
+    };
+    ASSERT_TRUE(groupOf("r") != nullptr && groupOf("r") == groupOf("g"));
+    EXPECT_EQ(groupOf("r")->stride, 8);
+    EXPECT_EQ(groupOf("r")->place(), kernel.value("r"));
+    const auto* store = llvm::cast<llvm::Instruction>(*kernel.value("point")->user_begin());
+    const AccessGroup* stores = groups.of(store);
+    ASSERT_NE(stores, nullptr);
+    EXPECT_FALSE(stores->isAffine);
+    EXPECT_EQ(stores->words(), 3u);
+    EXPECT_EQ(stores->start(), 0);
 }
 
 } // namespace

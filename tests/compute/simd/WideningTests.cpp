@@ -43,12 +43,12 @@ const std::string place = R"(
 
 TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
     const Case cases[] = {
-        {"words side by side",
+        {"contiguous words",
          R"(%v = load i32, ptr %place
             store i32 %v, ptr %place)",
          {"masked.load.v16i32", "masked.store.v16i32"},
          {"gather", "scatter"}},
-        {"the same word for all",
+        {"a uniform word",
          R"(%v = load i32, ptr %out
             %w = add i32 %v, %x
             store i32 %w, ptr %place)",
@@ -83,7 +83,7 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             store half 2.0, ptr %g)",
          {"contiguous:", "masked.store", "masked.scatter"},
          {}},
-        {"words whose places were rounded and held at an edge",
+        {"words whose addresses were rounded and clamped",
          R"(%f = uitofp i32 %x to float
             %m = fadd float %f, 0.5
             %i = call i32 @llvm.fptosi.sat.i32.f32(float %m)
@@ -134,7 +134,7 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
     }
 }
 
-TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
+TEST(WideningTests, OnlyDivergentBranchesNeedMasks) {
     const auto ifThen = [](const std::string& condition) {
         return place + "%c = " + condition + R"(
             br i1 %c, label %then, label %end
@@ -144,11 +144,11 @@ TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
         end:
             ret void)";
     };
-    const std::string common = widened(ifThen("icmp eq i32 %y, 3"));
-    EXPECT_TRUE(common.find("bitcast <16 x i1>") == std::string::npos) << common;
-    const std::string parting = widened(ifThen("icmp eq i32 %x, 3"));
-    EXPECT_TRUE(parting.find("bitcast <16 x i1>") != std::string::npos) << parting;
-    // What the row decides is asked first, without the masks and the arithmetic of the rest.
+    const std::string uniform = widened(ifThen("icmp eq i32 %y, 3"));
+    EXPECT_TRUE(uniform.find("bitcast <16 x i1>") == std::string::npos) << uniform;
+    const std::string divergent = widened(ifThen("icmp eq i32 %x, 3"));
+    EXPECT_TRUE(divergent.find("bitcast <16 x i1>") != std::string::npos) << divergent;
+    // The uniform term is tested first, without masks and before the arithmetic of the rest.
     const std::string both = widened(place + R"(
         %own = mul i32 %x, %x
         %column = icmp ugt i32 %own, 99
@@ -169,7 +169,7 @@ TEST(WideningTests, OnlyBranchesThatPartThreadsNeedMasks) {
 }
 
 TEST(WideningTests, TwoVectorsGoTogetherWhereTheyDoNotWaitForMemory) {
-    const auto lanes = [](const std::string& round, target::VectorsInFlight vectors) {
+    const auto lanes = [](const std::string& body, target::VectorsInFlight vectors) {
         KernelText kernel(place + R"(
             %start = sitofp i32 %x to float
             %long = zext i32 %x to i64
@@ -178,7 +178,7 @@ TEST(WideningTests, TwoVectorsGoTogetherWhereTheyDoNotWaitForMemory) {
             %i = phi i32 [ 0, %0 ], [ %next, %loop ]
             %value = phi float [ %start, %0 ], [ %new, %loop ]
             %next = add i32 %i, 1
-        )" + round + R"(
+        )" + body + R"(
             %again = icmp ult i32 %next, 1000
             br i1 %again, label %loop, label %end
         end:
@@ -212,7 +212,7 @@ TEST(WideningTests, TwoVectorsGoTogetherWhereTheyDoNotWaitForMemory) {
     EXPECT_EQ(lanes(wide, {1, 2}), 16u);
 }
 
-TEST(WideningTests, WhatTheRoundDecidesIsReadFromATable) {
+TEST(WideningTests, WhatTheIterationDecidesIsReadFromATable) {
     const std::string text = widened(place + R"(
             br label %loop
         loop:
@@ -235,6 +235,8 @@ TEST(WideningTests, WhatTheRoundDecidesIsReadFromATable) {
     const std::size_t tile = text.find("void @tile");
     ASSERT_NE(tile, text.npos) << text;
     EXPECT_LT(text.find("call float @llvm.sqrt"), tile) << text;
+    EXPECT_NE(text.find(", 8\n", text.find("mul nuw i32", tile)), text.npos)
+        << "entries of four bytes are padded to eight";
     // Dead instructions are left to the passes that follow.
     const std::size_t product = text.find("fmul <16 x float>", tile);
     ASSERT_NE(product, text.npos);
