@@ -8,19 +8,19 @@
 
 namespace starloom {
 
-/// Before anything else is made.
-static const Surroundings& announced(const Surroundings& surroundings, const std::string& title) {
+/// Before anything else is made. Returns the log of the surroundings.
+static platform::Log& announce(const Surroundings& surroundings, const std::string& title) {
     surroundings.log.line("Init sl42: " + title);
     if (!surroundings.device)
         platform::fatalError("There is no GPU device");
-    return surroundings;
+    return surroundings.log;
 }
 
 SL42::SL42(const Surroundings& surroundings, const std::string& title, std::string source,
            bool preview)
     : m_preview(preview),
-      m_text(surroundings.mainQueue, announced(surroundings, title).log, surroundings.journal,
-             title, std::move(source), preview,
+      m_text(surroundings.mainQueue, announce(surroundings, title), surroundings.journal, title,
+             std::move(source), preview,
              {.edited = [this](std::string text) { offerSource(std::move(text)); },
               .savedAgain =
                   [this] {

@@ -20,17 +20,17 @@ const std::string& SharedShaderStrings::processingHeader() {
     static const std::string text = [] {
         const std::string width = std::to_string(screenWidth);
         const std::string height = std::to_string(screenHeight);
-        return join({"#define pi M_PI_F\nconstant float2 resolution = {", width, ", ", height,
-                     "};\n\n"
-                     "#define FontW 340.0\n"
-                     "#define FontH 494.0\n"
-                     "#define FontWNorm (FontH / FontW)\n"
-                     "#define FontTextureSize 4096\n\n"
-                     "#define TextureBufferRange uint(",
-                     width, " * ", height,
-                     ")\n\n"
-                     "constexpr sampler textureSamplerMip(filter::linear, mip_filter::linear, "
-                     "address::clamp_to_zero);\n "});
+        constexpr const char* font = "};\n\n"
+                                     "#define FontW 340.0\n"
+                                     "#define FontH 494.0\n"
+                                     "#define FontWNorm (FontH / FontW)\n"
+                                     "#define FontTextureSize 4096\n\n"
+                                     "#define TextureBufferRange uint(";
+        constexpr const char* sampler = ")\n\n"
+                                        "constexpr sampler textureSamplerMip(filter::linear, "
+                                        "mip_filter::linear, address::clamp_to_zero);\n ";
+        return join({"#define pi M_PI_F\nconstant float2 resolution = {", width, ", ", height, font,
+                     width, " * ", height, sampler});
     }();
     return text;
 }
