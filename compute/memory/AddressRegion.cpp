@@ -23,8 +23,14 @@ constexpr std::size_t packedBytes = std::size_t{64} << 30;
 constexpr std::size_t firstPacked = regionStart + emptyBytes;
 constexpr std::size_t firstAlone = firstPacked + packedBytes + reach;
 
+/// The region's addresses are numbers by design.
+std::byte* at(std::uint64_t address) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    return reinterpret_cast<std::byte*>(address);
+}
+
 void* reserve(std::uint64_t address, std::uint64_t bytes, int flags) {
-    return ::mmap(reinterpret_cast<void*>(address), bytes, PROT_NONE,
+    return ::mmap(at(address), bytes, PROT_NONE,
                   MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | flags, -1, 0);
 }
 
@@ -47,7 +53,7 @@ Result<AddressRegion*> AddressRegion::get() {
 }
 
 std::byte* AddressRegion::nowhere() {
-    return reinterpret_cast<std::byte*>(regionStart);
+    return at(regionStart);
 }
 
 std::size_t AddressRegion::Pieces::take(std::size_t bytes) {
@@ -70,7 +76,7 @@ Result<std::byte*> AddressRegion::take(std::size_t bytes, Spacing spacing) {
     const std::size_t piece = pieces(spacing).take(bytes);
     if (piece == 0)
         return Error{"No addresses left for a buffer"};
-    return reinterpret_cast<std::byte*>(piece);
+    return at(piece);
 }
 
 void AddressRegion::giveBack(std::byte* piece, std::size_t bytes, Spacing spacing) {

@@ -149,7 +149,7 @@ void JobQueue::measure(ThreadTimes& times, Clock::time_point now) {
             m_usage.forgiveIdleTime(times.kernels());
         else
             m_usage.begin(times.kernels());
-        m_measured = *firstSent();
+        m_measured = m_jobs.front()->message.job;
     }
     m_idleSinceRead = !isAnySent();
 }
