@@ -85,7 +85,7 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
     std::shared_ptr<Kernel> compiled;
     for (int i = 0; i < 9; ++i) {
         const double before = workMilliseconds(1);
-        auto made = backend.build(program, declaration.name);
+        auto made = backend.build(program, declaration.name, {}, i == 0 ? backend.dump() : nullptr);
         if (!made) {
             std::fprintf(stderr, "%s\n", made.error().message.c_str());
             return false;

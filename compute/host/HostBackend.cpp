@@ -19,10 +19,11 @@ void HostBackend::warmUp() const {
 platform::Result<std::shared_ptr<Kernel>> HostBackend::build(const kernel::Program& program,
                                                              std::string_view function,
                                                              const ConstantValues& constants,
+                                                             const kernel::Dump* dump,
                                                              const std::stop_token& stop) const {
-    auto canonical = SL42_TRY(kernel::canonicalise(
-        program, function, constants, *m_target.takeMachine(), m_options, dump(), stop));
-    return generate(std::move(canonical), m_target, m_options, dump());
+    auto canonical = SL42_TRY(kernel::canonicalise(program, function, constants,
+                                                   *m_target.takeMachine(), m_options, dump, stop));
+    return generate(std::move(canonical), m_target, m_options, dump);
 }
 
 } // namespace compute::host

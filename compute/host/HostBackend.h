@@ -32,10 +32,12 @@ public:
     void warmUp() const;
 
     /// Several threads may do so at the same time. The error names the kernel, function or constant
-    /// at fault. When it is to stop, it does so after the pass at hand, with an error.
+    /// at fault. The code after every pass goes to `dump` unless that is null. When it is to stop,
+    /// it does so after the pass at hand, with an error.
     platform::Result<std::shared_ptr<Kernel>> build(const kernel::Program& program,
                                                     std::string_view function,
                                                     const ConstantValues& constants = {},
+                                                    const kernel::Dump* dump = nullptr,
                                                     const std::stop_token& stop = {}) const;
 
 private:

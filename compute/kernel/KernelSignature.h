@@ -12,6 +12,8 @@
 // in the grid.
 #pragma once
 
+#include "compute/types/Parameter.h"
+
 #include <string_view>
 
 namespace compute::kernel {
@@ -19,8 +21,8 @@ namespace compute::kernel {
 /// Name of the canonical function in its module.
 inline constexpr std::string_view canonicalSymbol = "kernel";
 
-inline constexpr unsigned firstTextureSlot = 31;
-inline constexpr unsigned slotCount = 62;
+inline constexpr unsigned firstTextureSlot = maxBuffers;
+inline constexpr unsigned slotCount = maxBuffers + maxTextures;
 
 /// Positions of the canonical function's parameters.
 enum EntryArgument : unsigned { BindingsArgument, GridArgument, XArgument, YArgument, ZArgument };

@@ -38,7 +38,7 @@ public:
                                                 const ConstantValues& constants,
                                                 const std::stop_token& stop) const override {
         return std::shared_ptr<const Kernel>(
-            SL42_TRY(m_backend->build(m_program, function, constants, stop)));
+            SL42_TRY(m_backend->build(m_program, function, constants, m_backend->dump(), stop)));
     }
 
 private:

@@ -13,8 +13,6 @@ namespace {
 
 /// A job that was with the service so many times when it ended is not sent again.
 constexpr unsigned maxTimesSent = 3;
-/// A service that does nothing for so long although it has a job makes no progress.
-constexpr Milliseconds idleLimit = 800ms;
 
 void announce(Registration& registration, ServiceLife& life) {
     if (registration.announcedIn == life.run())

@@ -15,8 +15,6 @@ namespace {
 
 /// Nobody fills the memory of a machine in so little processor time.
 constexpr Milliseconds harmlessTime(500);
-/// A compiler that does nothing for so long makes no progress.
-constexpr Milliseconds idleLimit = 800ms;
 
 using Request = RequestQueue::Request;
 

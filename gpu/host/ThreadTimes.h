@@ -19,6 +19,9 @@ namespace gpu::host {
 
 using Milliseconds = std::chrono::milliseconds;
 
+/// A service that does nothing for so long although it has something to do makes no progress.
+inline constexpr Milliseconds idleLimit(800);
+
 /// Threads that do one kind of work. Not thread-safe.
 class ThreadGroup {
 public:
