@@ -22,7 +22,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
-#include <optional>
+#include <memory>
 #include <sstream>
 #include <string_view>
 #include <thread>
@@ -171,23 +171,24 @@ int measureFiles(const Options& options, const host::HostBackend& backend) {
     return 0;
 }
 
-platform::Result<void> prepare(std::optional<host::HostBackend>& backend) {
-    backend.emplace(SL42_TRY(kernel::CompilerOptions::fromEnvironment()));
+platform::Result<std::unique_ptr<host::HostBackend>> makeBackend() {
+    auto backend =
+        std::make_unique<host::HostBackend>(SL42_TRY(kernel::CompilerOptions::fromEnvironment()));
     SL42_TRY_VOID(backend->openDump());
     metal::warmUp();
     backend->warmUp();
-    return {};
+    return backend;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     const Options options = parse(argc, argv);
-    std::optional<host::HostBackend> backend;
-    if (auto prepared = prepare(backend); !prepared) {
-        std::fprintf(stderr, "%s\n", prepared.error().message.c_str());
+    const auto backend = makeBackend();
+    if (!backend) {
+        std::fprintf(stderr, "%s\n", backend.error().message.c_str());
         return 1;
     }
-    return options.kernel.empty() ? measureFiles(options, *backend)
-                                  : answerHarness(options, *backend);
+    return options.kernel.empty() ? measureFiles(options, **backend)
+                                  : answerHarness(options, **backend);
 }
