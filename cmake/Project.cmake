@@ -5,6 +5,7 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_COMPILE_OPTIONS_PIE -fPIC) # so that programs and libraries share precompiled headers
 # Every program lands in the top of the build folder, where the console finds its compute service.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 
@@ -47,18 +48,37 @@ function(sl42_settings target)
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 endfunction()
 
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/Empty.cpp CONTENT "")
+
+# sl42_precompiled(NAME LINK ... HEADERS ...): headers of large libraries that are parsed once for all
+# targets declared where SL42_PRECOMPILED is NAME: more than half of a build went into parsing them.
+# Every file still includes what it needs: CMAKE_DISABLE_PRECOMPILE_HEADERS shows what is missing.
+function(sl42_precompiled name)
+    cmake_parse_arguments(ARG "" "" "LINK;HEADERS" ${ARGN})
+    add_library(${name} OBJECT ${CMAKE_BINARY_DIR}/Empty.cpp)
+    sl42_settings(${name})
+    target_link_libraries(${name} PRIVATE ${ARG_LINK})
+    target_precompile_headers(${name} PRIVATE ${ARG_HEADERS})
+endfunction()
+
+function(sl42_reuse_precompiled target)
+    if(SL42_PRECOMPILED)
+        target_precompile_headers(${target} REUSE_FROM ${SL42_PRECOMPILED})
+    endif()
+endfunction()
+
 # sl42_library(NAME SOURCES ... [PUBLIC_LINK ...] [LINK ...])
 function(sl42_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC_LINK;LINK" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     sl42_settings(${name})
+    sl42_reuse_precompiled(${name})
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LINK} PRIVATE ${ARG_LINK})
     sl42_links_alone(${name})
 endfunction()
 
 # sl42_links_alone(NAME): the whole of a library, linked with what it names and nothing else, must leave
 # nothing undefined. A program would not notice: it also links the folders above.
-file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/Empty.cpp CONTENT "")
 function(sl42_links_alone name)
     if(SL42_SANITIZE OR SL42_FUZZ) # whose runtimes only programs have
         return()
@@ -74,6 +94,9 @@ function(sl42_executable name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     sl42_settings(${name})
+    if(NOT SL42_LEVEL) # which the precompiled headers do not have
+        sl42_reuse_precompiled(${name})
+    endif()
     target_link_libraries(${name} PRIVATE ${ARG_LINK})
 endfunction()
 
@@ -93,6 +116,7 @@ endfunction()
 # skipped on a processor below it.
 function(sl42_test name)
     cmake_parse_arguments(ARG "EVERY_WIDTH" "TIMEOUT;LEVEL" "SOURCES;LINK" ${ARGN})
+    set(SL42_LEVEL ${ARG_LEVEL})
     sl42_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     if(NOT ARG_TIMEOUT)
