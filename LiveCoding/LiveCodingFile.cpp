@@ -5,6 +5,7 @@
 #include "platform/TextFile.h"
 #include "platform/WholeFile.h"
 #include "platform/files/OpenFile.h"
+#include "platform/files/OpenForWriting.h"
 
 #include <algorithm>
 #include <array>
@@ -50,10 +51,12 @@ Result<fs::path> temporaryFolder() {
 
 } // namespace
 
-LiveCodingFile::LiveCodingFile(fs::path url, std::string contents, platform::Log& log,
-                               OnChange onChange)
+LiveCodingFile::LiveCodingFile(fs::path url, std::string contents, Saves saves,
+                               platform::MainQueue& queue, platform::Log& log, OnChange onChange)
     : m_url(std::move(url)),
       m_contents(std::move(contents)),
+      m_saves(saves),
+      m_queue(queue),
       m_log(log),
       m_onChange(std::move(onChange)) {}
 
@@ -64,39 +67,71 @@ LiveCodingFile::create(const std::string& title, const std::string& type, std::s
     const fs::path folder = SL42_TRY(temporaryFolder());
     const fs::path url = folder / (title + "_" + randomUuid() + "." + type);
     SL42_TRY_VOID(platform::writeWholeFile(url.string(), std::as_bytes(std::span(contents))));
-    std::unique_ptr<LiveCodingFile> file(
-        new LiveCodingFile(url, std::move(contents), log, std::move(onChange)));
-    SL42_TRY_VOID(file->startWatching(queue));
+    std::unique_ptr<LiveCodingFile> file(new LiveCodingFile(
+        url, std::move(contents), Saves::ByRename, queue, log, std::move(onChange)));
+    SL42_TRY_VOID(file->startWatching());
     SL42_TRY_VOID(platform::openFile(url, editor));
     return file;
 }
 
 Result<std::unique_ptr<LiveCodingFile>>
-LiveCodingFile::watch(const fs::path& path, std::string contents, platform::MainQueue& queue,
-                      platform::Log& log, OnChange onChange) {
+LiveCodingFile::watch(const fs::path& path, std::string contents, Saves saves,
+                      platform::MainQueue& queue, platform::Log& log, OnChange onChange) {
     std::error_code failed;
     fs::path url = fs::canonical(path, failed);
     if (failed)
         return platform::Error{"cannot watch " + path.string() + ": " + failed.message()};
-    std::unique_ptr<LiveCodingFile> file(
-        new LiveCodingFile(std::move(url), std::move(contents), log, std::move(onChange)));
-    SL42_TRY_VOID(file->startWatching(queue));
+    std::unique_ptr<LiveCodingFile> file(new LiveCodingFile(
+        std::move(url), std::move(contents), saves, queue, log, std::move(onChange)));
+    SL42_TRY_VOID(file->startWatching());
     return file;
 }
 
-Result<void> LiveCodingFile::startWatching(platform::MainQueue& queue) {
+Result<void> LiveCodingFile::startWatching() {
     m_watcher = SL42_TRY(platform::FileWatcher::watch(
-        m_url, latency, queue, [this](auto events) { handleEvents(events); }));
+        m_url, latency, m_queue, [this](auto events) { handleEvents(events); }));
+    if (m_saves == Saves::EveryWrite && hasOtherText()) { // somebody wrote since it was read
+        m_isBeingWritten = true;
+        awaitQuiet();
+    }
     return {};
 }
 
 void LiveCodingFile::handleEvents(std::span<const FileEvent> events) {
-    if (!isSave(events))
-        return;
-    if (m_isBeingWritten)
-        m_awaitsWrite = true;
-    else
+    m_lastEvent = std::chrono::steady_clock::now();
+    const bool saved = isSave(events);
+    if (saved && !m_isBeingWritten)
         reload();
+    else if (saved)
+        m_awaitsWrite = true;
+    else if (!everyWriteCounts() && events.back() == FileEvent::Written && hasOtherText())
+        onIgnoredWrite();
+    if (m_isBeingWritten && everyWriteCounts())
+        awaitQuiet();
+}
+
+/// One that could be handed on.
+bool LiveCodingFile::hasOtherText() const {
+    const auto text = platform::readTextFile(m_url);
+    return text && !text->empty() && *text != m_contents;
+}
+
+// Some never close the file, and some file systems never tell.
+void LiveCodingFile::awaitQuiet() {
+    m_quiet.emplace(m_queue, latency, [this] {
+        if (!m_isBeingWritten)
+            return false;
+        if (!isQuiet())
+            return true;
+        m_isBeingWritten = false;
+        reload();
+        return false;
+    });
+}
+
+bool LiveCodingFile::isQuiet() {
+    const auto quiet = std::chrono::steady_clock::now() - m_lastEvent;
+    return quiet >= openLatency || (quiet >= latency && !platform::isOpenForWriting(m_url));
 }
 
 // Follows the events one by one, because a save may be spread over several batches.
@@ -114,7 +149,7 @@ bool LiveCodingFile::isSave(std::span<const FileEvent> events) {
             saved = true;
             break;
         case FileEvent::Written:
-            saved = saved || m_awaitsWrite || reloadOnEveryWrite;
+            saved = saved || m_awaitsWrite || everyWriteCounts();
             break;
         case FileEvent::Created:
         case FileEvent::Modified:
@@ -124,7 +159,16 @@ bool LiveCodingFile::isSave(std::span<const FileEvent> events) {
     return saved;
 }
 
+void LiveCodingFile::setPaused(bool paused) {
+    m_isPaused = paused;
+    if (!paused && std::exchange(m_hasMissedSave, false))
+        reload();
+}
+
 void LiveCodingFile::reload() {
+    m_hasMissedSave = m_isPaused;
+    if (m_isPaused)
+        return;
     auto text = platform::readTextFile(m_url);
     m_awaitsWrite = !text || text->empty();
     if (!text) {

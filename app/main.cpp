@@ -7,14 +7,22 @@
 #include "app/console/Succession.h"
 #include "app/window/ConsoleWindow.h"
 #include "app/window/Style.h"
+#include "platform/files/FileClaim.h"
 #include "platform/process/Supervision.h"
+#include "platform/process/Terminal.h"
 
 #include <QApplication>
+#include <QMessageBox>
+#include <QSocketNotifier>
 
 #include <iostream>
+#include <memory>
 
-static int fail(const std::string& message) {
+static int fail(const std::string& message, bool fromWindow) {
     std::cerr << app::programName << ": " << message << std::endl;
+    if (!fromWindow &&
+        !platform::standardErrorIsHeard()) // a window that has started us shows the line
+        QMessageBox::critical(nullptr, "Starloom 42", QString::fromStdString(message));
     return EXIT_FAILURE;
 }
 
@@ -37,18 +45,36 @@ static int showWindow(int argc, char** argv, platform::Supervised& supervised) {
 
     const auto options = app::StartOptions::parse(QApplication::arguments());
     if (!options)
-        return fail(options.error().message);
+        return fail(options.error().message, false);
     const auto bequest = app::Bequest::decode(supervised.inheritance());
     const auto origin = findOrigin(*options, bequest, supervised.recentDeaths());
     if (!origin)
-        return fail(origin.error().message);
+        return fail(origin.error().message, options->fromWindow);
 
-    app::ConsoleWindow window(*origin, supervised);
+    app::ConsoleWindow* shown = nullptr;
+    std::unique_ptr<QSocketNotifier> notifier;
+    platform::FileClaim claim([&shown] {
+        if (shown)
+            shown->present();
+    });
+    claim.onListen = [&notifier, &claim](int descriptor) {
+        notifier.reset();
+        if (descriptor < 0)
+            return;
+        notifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
+        QObject::connect(notifier.get(), &QSocketNotifier::activated, [&claim] { claim.answer(); });
+    };
+    if (!origin->file.empty() && claim.claim(origin->file) == platform::FileClaim::Answer::Raised &&
+        supervised.recentDeaths() == 0)
+        return EXIT_SUCCESS;
+
+    app::ConsoleWindow window(*origin, supervised, claim);
+    shown = &window;
     if (bequest)
         window.restore(*bequest);
     window.show();
     supervised.hasStarted();
-    if (supervised.recentDeaths() == 0 && !options->fromWindow)
+    if (supervised.recentDeaths() == 0 && !options->fromWindow && options->recover.isEmpty())
         window.documents().offerRecovery();
     return QApplication::exec();
 }

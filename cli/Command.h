@@ -47,6 +47,7 @@ void addCompile(CLI::App& app, Session& session);
 void addPack(CLI::App& app, Session& session);
 void addUnpack(CLI::App& app, Session& session);
 void addPrelude(CLI::App& app, Session& session);
+void addHistory(CLI::App& app, Session& session);
 void addBench(CLI::App& app, Session& session);
 
 } // namespace cli

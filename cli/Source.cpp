@@ -36,7 +36,7 @@ Result<std::string> readStandardInput() {
 /// Compressed text is hardly ever UTF-8.
 Result<std::string> textIn(std::string bytes, const std::string& name) {
     if (platform::isValidUtf8(bytes))
-        return bytes;
+        return std::string(platform::withoutByteOrderMark(bytes));
     auto unpacked = starloom::Unpacker::unpack(std::as_bytes(std::span(bytes)));
     if (!unpacked)
         return Error{name + ": Not UTF-8 text"};

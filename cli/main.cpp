@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
     cli::addPack(app, session);
     cli::addUnpack(app, session);
     cli::addPrelude(app, session);
+    cli::addHistory(app, session);
     cli::addBench(app, session);
     try {
         app.parse(argc, argv);

@@ -30,7 +30,12 @@ Result<std::string> readTextFile(const std::filesystem::path& path) {
     std::string text = SL42_TRY(readShortFile(path));
     if (!isValidUtf8(text))
         return Error{path.string() + ": Not UTF-8 text"};
-    return text;
+    return std::string(withoutByteOrderMark(text));
+}
+
+std::string_view withoutByteOrderMark(std::string_view text) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    return text.starts_with(mark) ? text.substr(mark.size()) : text;
 }
 
 static bool isContinuation(char byte) {

@@ -17,8 +17,11 @@ namespace platform {
 inline constexpr std::size_t maxTextFileLength = std::size_t{16} << 20;
 
 /// The whole of an ordinary file. Fails, with a message that names the file, when it cannot be
-/// read, is no ordinary file, is too long or is not valid UTF-8.
+/// read, is no ordinary file, is too long or is not valid UTF-8. A byte order mark is left out.
 Result<std::string> readTextFile(const std::filesystem::path& path);
+
+/// Some editors put the mark (U+FEFF) in front of every text; no compiler wants it.
+std::string_view withoutByteOrderMark(std::string_view text);
 
 /// The same for any bytes of at most that length.
 Result<std::string> readShortFile(const std::filesystem::path& path);

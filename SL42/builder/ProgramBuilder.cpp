@@ -20,7 +20,7 @@ void ProgramBuilder::compile(const std::string& source,
                              const gpu::FunctionConstantValues& videoConstants) {
     cancel();
     if (source.empty())
-        return publish("No fx() or sfx() found");
+        return publish(source, "No fx() or sfx() found");
     const PreprocessedSource preprocessed = preprocessSource(source, m_log, m_client.foundMusic);
     m_hasCPU = preprocessed.hasCPU;
     m_hasVideo = preprocessed.hasVideo;
@@ -29,7 +29,7 @@ void ProgramBuilder::compile(const std::string& source,
     if (m_hasCPU || m_hasVideo || m_hasAudio)
         start(source, preprocessed, videoConstants);
     else
-        publish({});
+        publish(source, {});
 }
 
 void ProgramBuilder::start(const std::string& source, const PreprocessedSource& preprocessed,
@@ -45,9 +45,10 @@ void ProgramBuilder::start(const std::string& source, const PreprocessedSource& 
 
 void ProgramBuilder::finish(CompiledProgram program) {
     m_compilation.reset();
+    const std::string source = program.source;
     std::string log = program.log;
     m_client.compiled(std::move(program));
-    publish(std::move(log));
+    publish(source, std::move(log));
 }
 
 bool ProgramBuilder::refuse(const std::string& source) {
@@ -56,16 +57,17 @@ bool ProgramBuilder::refuse(const std::string& source) {
         return false;
     cancel();
     const std::size_t line = linesBeforeProgram() + bad->line;
-    publish("Compilation failed:\nprogram_source:" + std::to_string(line) +
-            ":1: error: " + bad->reason + "\n");
+    publish(source, "Compilation failed:\nprogram_source:" + std::to_string(line) +
+                        ":1: error: " + bad->reason + "\n");
     return true;
 }
 
-void ProgramBuilder::publish(std::string log) {
-    m_anchor.async([this, log = std::move(log)] {
+void ProgramBuilder::publish(const std::string& source, std::string log) {
+    m_anchor.async([this, source = source, log = std::move(log)] {
         m_error.set(log);
         m_log.line("Error: " + log);
         m_hasError.set(log.find("failed") != log.npos);
+        m_client.published(source, m_hasError.get());
     });
 }
 

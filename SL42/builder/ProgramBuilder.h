@@ -31,6 +31,8 @@ public:
         std::function<void(const PreprocessedSource&)> scanned;
         /// All kernels of the newest program that could be made.
         std::function<void(CompiledProgram)> compiled;
+        /// A text's log is out, and says that it failed or not.
+        std::function<void(const std::string& source, bool failed)> published;
     };
 
     /// `device` is the one that compiles. The queue and the log must outlive the builder.
@@ -60,7 +62,7 @@ private:
     void start(const std::string& source, const PreprocessedSource& preprocessed,
                const gpu::FunctionConstantValues& videoConstants);
     void finish(CompiledProgram program);
-    void publish(std::string log);
+    void publish(const std::string& source, std::string log);
 
     std::shared_ptr<gpu::Device> m_device;
     platform::MainQueue& m_mainQueue;

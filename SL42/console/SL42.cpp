@@ -19,14 +19,15 @@ static platform::Log& announce(const Surroundings& surroundings, const std::stri
 SL42::SL42(const Surroundings& surroundings, const std::string& title, std::string source,
            bool preview)
     : m_preview(preview),
-      m_text(surroundings.mainQueue, announce(surroundings, title), surroundings.journal, title,
+      m_text(surroundings.mainQueue, announce(surroundings, title), surroundings.keepers, title,
              std::move(source), preview,
              {.edited = [this](std::string text) { offerSource(std::move(text)); },
               .savedAgain =
                   [this] {
                       if (!fault().get().empty()) // whoever saves a program again that was set
                           runAgain();             // aside wants it tried again
-                  }}),
+                  },
+              .ignoredWrite = [this] { onIgnoredWrite(); }}),
       m_machine(machineSurroundings(surroundings)),
       m_builder(surroundings.device, surroundings.mainQueue, surroundings.log, builderClient()),
       m_screenCapture(surroundings.device, surroundings.mainQueue, surroundings.log,
@@ -65,7 +66,11 @@ MachineSurroundings SL42::machineSurroundings(const Surroundings& surroundings) 
             .makeView = surroundings.makeView,
             .exactFrames = surroundings.exactFrames,
             .isCompiling = [this] { return m_builder.isCompiling(); },
-            .programIsGood = [this](const std::string& text) { m_text.recordGood(text); }};
+            .programIsGood =
+                [this](const std::string& text) {
+                    m_text.recordGood(text);
+                    onGoodFrame(text);
+                }};
 }
 
 ProgramBuilder::Client SL42::builderClient() {
@@ -76,7 +81,9 @@ ProgramBuilder::Client SL42::builderClient() {
                     if (program.hasVideo && program.mayDrawText)
                         m_machine.startFont(); // while the program compiles
                 },
-            .compiled = [this](CompiledProgram program) { m_machine.take(std::move(program)); }};
+            .compiled = [this](CompiledProgram program) { m_machine.take(std::move(program)); },
+            .published = [this](const std::string& text,
+                                bool failed) { m_text.recordCompiled(text, !failed); }};
 }
 
 void SL42::draw(MTLPreview& view) {

@@ -34,8 +34,8 @@ struct Surroundings {
     std::shared_ptr<gpu::Device> device;
     /// Makes the view that the console draws into.
     MakeView makeView;
-    /// Where changes of the source are kept until the normal end; none if they need not be.
-    Journal* journal = nullptr;
+    /// Where changes of the source are kept; nowhere if they need not be.
+    TextKeepers keepers = {};
     /// Makes the source of pictures of other windows; empty where there is none.
     MakeCapture makeCapture = nullptr;
     /// Each frame waits for the kernels that its registers ask for, so that it is the same on every
@@ -95,10 +95,21 @@ public:
     const platform::Published<std::size_t>& packedSize() const { return m_text.packedSize(); }
     void savePacked(const platform::SavePanel& panel) { m_text.savePacked(panel); }
     platform::Result<void> openEditor() { return m_text.openEditor(); }
-    platform::Result<void> followFile(const std::filesystem::path& path) {
-        return m_text.followFile(path);
+    platform::Result<void> followFile(const std::filesystem::path& path, std::string contents) {
+        return m_text.followFile(path, std::move(contents));
     }
+    platform::Result<void> followCopy(const std::filesystem::path& path) {
+        return m_text.followCopy(path);
+    }
+    BlankLead blankLead() const { return m_text.blankLead(); }
+    /// Called when an editor has written a file in place for which that does not count.
+    std::function<void()> onIgnoredWrite = [] {};
+    /// Called when a program has drawn a frame without fault, with its text.
+    std::function<void(const std::string& source)> onGoodFrame = [](const std::string&) {};
+    void unfollowFile() { m_text.unfollowFile(); }
+    void holdFiles(bool hold) { m_text.holdFiles(hold); }
     const LiveCodingFile* liveCodeFile() const { return m_text.liveCodeFile(); }
+    const LiveCodingFile* documentFile() const { return m_text.documentFile(); }
     const std::string& rawSrc() const { return m_text.rawSrc(); }
     void setReloadOnEveryWrite(bool reload) { m_text.setReloadOnEveryWrite(reload); }
 

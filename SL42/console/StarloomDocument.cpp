@@ -24,8 +24,8 @@ StarloomDocument::StarloomDocument(Surroundings surroundings, std::string title,
 Result<std::unique_ptr<StarloomDocument>> StarloomDocument::open(const std::filesystem::path& path,
                                                                  Surroundings surroundings) {
     auto source = SL42_TRY(readDocument(path));
-    if (surroundings.journal)
-        surroundings.journal->document = std::filesystem::absolute(path);
+    if (Journal* journal = surroundings.keepers.journal)
+        journal->document = std::filesystem::absolute(path);
     return std::make_unique<StarloomDocument>(std::move(surroundings), path.stem().string(),
                                               std::move(source));
 }
@@ -51,9 +51,9 @@ Result<platform::Bytes> StarloomDocument::fileWrapper() {
 Result<void> StarloomDocument::write(const std::filesystem::path& path) {
     const platform::Bytes bytes = SL42_TRY(fileWrapper());
     SL42_TRY_VOID(platform::saveWholeFile(path.string(), bytes));
-    if (m_surroundings.journal) {
-        m_surroundings.journal->document = std::filesystem::absolute(path);
-        m_surroundings.journal->forget();
+    if (Journal* journal = m_surroundings.keepers.journal) {
+        journal->document = std::filesystem::absolute(path);
+        journal->forget();
     }
     return {};
 }

@@ -52,7 +52,10 @@ Result<Bytes> Packer::multipack(std::string_view text, platform::Log& log) {
     return result;
 }
 
-Result<std::string> Unpacker::unpack(std::span<const std::byte> data) {
+static constexpr const char* notUtf8 = "Error occurred decoding decompressed string";
+
+/// Whatever bytes the stream holds.
+static Result<std::string> inflate(std::span<const std::byte> data) {
     auto filter =
         SL42_TRY(platform::InputFilter::inflating(streamBufferSize, [&data](std::size_t length) {
             const auto slice = data.first(std::min(length, data.size()));
@@ -68,8 +71,20 @@ Result<std::string> Unpacker::unpack(std::span<const std::byte> data) {
             return Error{"it is too long for a program text"};
         text.append(reinterpret_cast<const char*>(page.data()), page.size());
     }
+    return text;
+}
+
+Result<std::string> Unpacker::tryUnpack(std::span<const std::byte> data) {
+    std::string text = SL42_TRY(inflate(data));
     if (!platform::isValidUtf8(text))
-        platform::fatalError("Error occurred decoding decompressed string");
+        return Error{notUtf8};
+    return text;
+}
+
+Result<std::string> Unpacker::unpack(std::span<const std::byte> data) {
+    std::string text = SL42_TRY(inflate(data));
+    if (!platform::isValidUtf8(text))
+        platform::fatalError(notUtf8);
     return text;
 }
 

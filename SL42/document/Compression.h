@@ -44,6 +44,8 @@ struct Unpacker {
     /// a megabyte of stream can hold a gigabyte of text. Stops the program when the text is not
     /// UTF-8.
     static platform::Result<std::string> unpack(std::span<const std::byte> data);
+    /// The same without stopping: text that is not UTF-8 is an error like the others.
+    static platform::Result<std::string> tryUnpack(std::span<const std::byte> data);
 };
 
 } // namespace starloom

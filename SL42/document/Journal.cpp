@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A journal file holds fields that each end with a zero (the document's path, its title, whether
-// the newest text is saved elsewhere, and the length of the text that drew a picture or nothing),
-// then that text, then the newest one.
+// A journal file holds fields that each end with a zero (the document's path, that of its history,
+// its title, whether the newest text is saved elsewhere, and the length of the text that drew a
+// picture or nothing), then that text, then the newest one.
 #include "SL42/document/Journal.h"
 
+#include "SL42/document/StateFolder.h"
 #include "platform/TextFile.h"
 #include "platform/WholeFile.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cstdlib>
 #include <random>
 #include <utility>
 
@@ -24,6 +24,10 @@ constexpr const char* extension = ".journal";
 constexpr const char* savedElsewhere = "saved";
 /// How long a process that is to be started again may take to get at its journal.
 constexpr std::chrono::minutes successorsTime{5};
+/// No journal of ours is longer: two texts, and some room for what stands before them.
+constexpr std::uintmax_t maxLength = 2 * platform::maxTextFileLength + 65'536;
+/// What reading all journals of a folder may cost; those that were changed last go first.
+constexpr std::uintmax_t maxLengthOfAll = 4 * maxLength;
 
 /// A name that no other process has or had.
 std::string uniqueName() {
@@ -64,18 +68,23 @@ bool takeGood(std::string_view& bytes, std::optional<std::string>& good) {
 std::optional<JournalEntry> Journal::read(const fs::path& file) {
     std::error_code failed;
     const auto written = fs::last_write_time(file, failed);
+    if (failed || fs::file_size(file, failed) > maxLength || failed)
+        return std::nullopt;
     const auto bytes = platform::readWholeFile(file.string());
-    if (failed || !bytes)
+    if (!bytes)
         return std::nullopt;
     std::string_view rest(reinterpret_cast<const char*>(bytes->data()), bytes->size());
     const auto document = takeField(rest);
+    const auto history = takeField(rest);
     const auto title = takeField(rest);
     const auto saved = takeField(rest);
     std::optional<std::string> good;
-    if (!document || !title || !saved || !takeGood(rest, good) || !platform::isValidUtf8(rest))
+    if (!document || !history || !title || !saved || !takeGood(rest, good) ||
+        !platform::isValidUtf8(rest))
         return std::nullopt;
     return JournalEntry{.file = file,
                         .document = *document,
+                        .history = *history,
                         .title = *title,
                         .source = std::string(rest),
                         .good = std::move(good),
@@ -86,14 +95,8 @@ std::optional<JournalEntry> Journal::read(const fs::path& file) {
 }
 
 fs::path Journal::folderOfThisUser() {
-    const char* state = std::getenv("XDG_STATE_HOME");
-    const char* home = std::getenv("HOME");
-    // The XDG base directory rules: a relative path counts as none.
-    if (state && fs::path(state).is_absolute())
-        return fs::path(state) / "starloom42/journal";
-    if (home && fs::path(home).is_absolute())
-        return fs::path(home) / ".local/state/starloom42/journal";
-    return {};
+    const fs::path folder = stateFolder();
+    return folder.empty() ? folder : folder / "journal";
 }
 
 Journal::Journal(const fs::path& folder) {
@@ -134,8 +137,8 @@ platform::Result<void> Journal::write() {
         return {};
     std::string bytes;
     const std::string goodLength = m_good ? std::to_string(m_good->size()) : std::string();
-    for (const std::string& field :
-         {document.string(), m_title, std::string(m_saved ? savedElsewhere : ""), goodLength})
+    for (const std::string& field : {document.string(), history.string(), m_title,
+                                     std::string(m_saved ? savedElsewhere : ""), goodLength})
         bytes.append(field).push_back('\0');
     bytes.append(m_good.value_or("")).append(m_newest.value_or(""));
     return m_file->replace(std::as_bytes(std::span(bytes)));
@@ -147,18 +150,33 @@ void Journal::forget() {
         (void)write(); // what is offered once too often does no harm
 }
 
-std::vector<JournalEntry> Journal::recoverable(const fs::path& folder) {
-    std::vector<JournalEntry> entries;
+/// The journals of dead processes that may be read, the latest change first.
+static std::vector<fs::path> deadJournals(const fs::path& folder) {
     std::error_code failed;
+    std::vector<std::pair<fs::file_time_type, fs::path>> files;
     for (const auto& file : fs::directory_iterator(folder, failed))
         if (file.path().extension() == extension && !platform::OwnedFile::isOwned(file.path()))
-            if (auto entry = read(file.path())) {
-                if (!entry->saved)
-                    entries.push_back(std::move(*entry));
-                else if (entry->lastChange < std::chrono::system_clock::now() - successorsTime)
-                    discard(*entry);
-            }
-    std::ranges::sort(entries, std::greater(), &JournalEntry::lastChange);
+            files.emplace_back(fs::last_write_time(file.path(), failed), file.path());
+    std::ranges::sort(files, std::greater());
+    std::vector<fs::path> paths;
+    std::uintmax_t length = 0;
+    for (auto& [time, file] : files) {
+        const auto size = fs::file_size(file, failed);
+        if (!failed && size <= maxLength && (length += size) <= maxLengthOfAll)
+            paths.push_back(std::move(file));
+    }
+    return paths;
+}
+
+std::vector<JournalEntry> Journal::recoverable(const fs::path& folder) {
+    std::vector<JournalEntry> entries;
+    for (const fs::path& file : deadJournals(folder))
+        if (auto entry = read(file)) {
+            if (!entry->saved)
+                entries.push_back(std::move(*entry));
+            else if (entry->lastChange < std::chrono::system_clock::now() - successorsTime)
+                discard(*entry);
+        }
     return entries;
 }
 

@@ -24,6 +24,8 @@ struct JournalEntry {
     std::filesystem::path file;
     /// Of the document that was open; empty for one that was never saved.
     std::filesystem::path document;
+    /// The file of its history; empty for none.
+    std::filesystem::path history;
     std::string title;
     /// The newest text. It may be what the process died of.
     std::string source;
@@ -48,6 +50,8 @@ public:
 
     /// The file that the document is saved in, from the next record() on.
     std::filesystem::path document;
+    /// The file of its history, likewise.
+    std::filesystem::path history;
 
     /// The journal's own file; empty without a folder.
     std::filesystem::path file() const;

@@ -5,22 +5,24 @@
 #include "LiveCoding/LiveCodingFile.h"
 #include "SL42/document/Compression.h"
 #include "SL42/document/DocumentFile.h"
+#include "SL42/document/History.h"
 #include "SL42/document/Journal.h"
 #include "SL42/document/Minifier.h"
 #include "SL42/document/Trim.h"
 #include "platform/TextFile.h"
 #include "platform/base/Fatal.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
 namespace starloom {
 
-ProgramText::ProgramText(platform::MainQueue& mainQueue, platform::Log& log, Journal* journal,
+ProgramText::ProgramText(platform::MainQueue& mainQueue, platform::Log& log, TextKeepers keepers,
                          std::string title, std::string source, bool preview, Client client)
     : m_mainQueue(mainQueue),
       m_log(log),
-      m_journal(journal),
+      m_keepers(keepers),
       m_title(std::move(title)),
       m_preview(preview),
       m_client(std::move(client)),
@@ -50,15 +52,24 @@ void ProgramText::setSource(std::string source, const std::function<void()>& com
 }
 
 void ProgramText::record() {
-    if (!m_journal)
-        return;
-    if (auto recorded = m_journal->record(m_title, m_source); !recorded)
-        m_log.line("The journal is not kept: " + recorded.error().message);
+    if (m_keepers.journal)
+        if (auto recorded = m_keepers.journal->record(m_title, m_source); !recorded)
+            m_log.line("The journal is not kept: " + recorded.error().message);
+    if (m_keepers.history)
+        if (auto recorded = m_keepers.history->record(m_source); !recorded)
+            m_log.line("The history is not kept: " + recorded.error().message);
 }
 
 void ProgramText::recordGood(const std::string& source) {
-    if (m_journal) // record() has said it if nothing is kept
-        (void)m_journal->recordGood(m_title, source);
+    if (m_keepers.journal) // record() has said it if nothing is kept
+        (void)m_keepers.journal->recordGood(m_title, source);
+    if (m_keepers.history)
+        m_keepers.history->noteDrew(source);
+}
+
+void ProgramText::recordCompiled(const std::string& source, bool compiled) {
+    if (m_keepers.history)
+        m_keepers.history->noteCompiled(source, compiled);
 }
 
 void ProgramText::pack() {
@@ -104,26 +115,69 @@ std::function<void(const std::string&)> ProgramText::sourceReader() {
     };
 }
 
-void ProgramText::follow(std::unique_ptr<LiveCodingFile> file) {
-    m_liveCodeFile = std::move(file);
-    m_liveCodeFile->reloadOnEveryWrite = m_reloadOnEveryWrite;
-    m_liveCodeFile->onSameText = m_client.savedAgain;
+platform::Result<void> ProgramText::follow(std::unique_ptr<LiveCodingFile>& place,
+                                           platform::Result<std::unique_ptr<LiveCodingFile>> file) {
+    LiveCodingFile& followed = *(place = SL42_TRY(std::move(file)));
+    followed.reloadOnEveryWrite = m_reloadOnEveryWrite;
+    followed.setPaused(m_holds > 0);
+    followed.onSameText = [this, &followed] { sameTextSaved(followed.contents()); };
+    followed.onIgnoredWrite = m_client.ignoredWrite;
+    return {};
+}
+
+// Who saves the text while another one is on the stage, as after going back, wants to see it.
+void ProgramText::sameTextSaved(const std::string& text) {
+    if (trimmed(text) == trimmed(m_source))
+        m_client.savedAgain();
+    else
+        sourceReader()(text);
+}
+
+BlankLead ProgramText::blankLead() const {
+    if (m_rawSrc.size() == m_source.size() || trimmed(m_rawSrc) != m_source)
+        return {};
+    const auto before = std::string_view(m_rawSrc).substr(0, m_rawSrc.find(m_source));
+    const auto lastLine = before.rfind('\n') + 1; // npos + 1 is 0
+    return {.lines = static_cast<int>(std::ranges::count(before, '\n')),
+            .columns = static_cast<int>(before.size() - lastLine)};
 }
 
 platform::Result<void> ProgramText::openEditor() {
     if (m_preview)
         return {};
     const char* editor = std::getenv("SL42_EDITOR");
-    follow(SL42_TRY(LiveCodingFile::create(m_title, "metal", m_source, editor ? editor : "",
-                                           m_mainQueue, m_log, sourceReader())));
-    return {};
+    return follow(m_liveCodeFile,
+                  LiveCodingFile::create(m_title, "metal", m_source, editor ? editor : "",
+                                         m_mainQueue, m_log, sourceReader()));
 }
 
-platform::Result<void> ProgramText::followFile(const std::filesystem::path& path) {
+platform::Result<void> ProgramText::followCopy(const std::filesystem::path& path) {
     if (m_preview)
         return {};
-    follow(SL42_TRY(LiveCodingFile::watch(path, m_source, m_mainQueue, m_log, sourceReader())));
-    return {};
+    return follow(m_liveCodeFile,
+                  LiveCodingFile::watch(path, m_source, LiveCodingFile::Saves::ByRename,
+                                        m_mainQueue, m_log, sourceReader()));
+}
+
+platform::Result<void> ProgramText::followFile(const std::filesystem::path& path,
+                                               std::string contents) {
+    if (m_preview)
+        return {};
+    m_rawSrc = contents;
+    return follow(m_documentFile, LiveCodingFile::watch(path, std::move(contents),
+                                                        LiveCodingFile::Saves::EveryWrite,
+                                                        m_mainQueue, m_log, sourceReader()));
+}
+
+void ProgramText::holdFiles(bool hold) {
+    m_holds += hold ? 1 : -1;
+    for (auto* file : {m_liveCodeFile.get(), m_documentFile.get()})
+        if (file)
+            file->setPaused(m_holds > 0);
+}
+
+void ProgramText::unfollowFile() {
+    m_documentFile.reset();
 }
 
 void ProgramText::setReloadOnEveryWrite(bool reload) {

@@ -22,8 +22,21 @@
 
 namespace starloom {
 
+class History;
 class Journal;
 class LiveCodingFile;
+
+/// Where the texts of a document are kept; each may be none.
+struct TextKeepers {
+    Journal* journal = nullptr; ///< until the normal end
+    History* history = nullptr; ///< beyond it
+};
+
+/// What stands before a program's text in the file that the user edits, and is not part of it.
+struct BlankLead {
+    int lines = 0;
+    int columns = 0; ///< on the line where the text begins
+};
 
 /// Main thread. Sizes are published in tasks of the main queue.
 class ProgramText {
@@ -34,11 +47,13 @@ public:
         std::function<void(std::string source)> edited;
         /// The same text was saved there once more.
         std::function<void()> savedAgain;
+        /// An editor has written in place, which does not count for this file.
+        std::function<void()> ignoredWrite;
     };
 
-    /// Without a `journal` nothing is kept. A preview holds its text and does nothing else. What it
+    /// A preview holds its text and does nothing else. What it
     /// is made with must outlive it.
-    ProgramText(platform::MainQueue& mainQueue, platform::Log& log, Journal* journal,
+    ProgramText(platform::MainQueue& mainQueue, platform::Log& log, TextKeepers keepers,
                 std::string title, std::string source, bool preview, Client client);
     ~ProgramText();
     ProgramText(const ProgramText&) = delete;
@@ -46,12 +61,14 @@ public:
 
     const std::string& title() const { return m_title; }
     const std::string& source() const { return m_source; }
-    /// Takes another text: journals it, calls `compile`, then measures how small it gets, with
+    /// Takes another text: keeps it, calls `compile`, then measures how small it gets, with
     /// every algorithm on the log, and packs it. Compiling goes first because it goes on beside the
     /// rest.
     void setSource(std::string source, const std::function<void()>& compile);
-    /// Notes in the journal that a text has drawn a picture.
+    /// Notes that a text has drawn a picture.
     void recordGood(const std::string& source);
+    /// Notes whether a text compiles.
+    void recordCompiled(const std::string& source, bool compiled);
 
     /// Code points of the source.
     const platform::Published<std::size_t>& size() const { return m_size; }
@@ -70,23 +87,36 @@ public:
     /// Writes the source to a new file, opens it in the user's editor ($SL42_EDITOR, else the
     /// desktop's choice) and follows what is saved there. After an error all is as before.
     platform::Result<void> openEditor();
-    /// Follows what is saved in a file that the source was read from, instead of any other file.
-    platform::Result<void> followFile(const std::filesystem::path& path);
-    /// The file that is followed, if any.
+    /// The same for a file that openEditor() has made once and that is open in an editor still.
+    platform::Result<void> followCopy(const std::filesystem::path& path);
+    /// That file, if any.
     const LiveCodingFile* liveCodeFile() const { return m_liveCodeFile.get(); }
-    /// The text as last read from that file; what is edited is the same without white space around.
+    /// Follows, beside it, the file in which the document is kept as plain text, and which holds
+    /// `contents` now. Every write counts there.
+    platform::Result<void> followFile(const std::filesystem::path& path, std::string contents);
+    void unfollowFile();
+    /// That file, if any.
+    const LiveCodingFile* documentFile() const { return m_documentFile.get(); }
+    /// While held, nothing that is saved in either file is taken over; afterwards it is. Holds may
+    /// be nested.
+    void holdFiles(bool hold);
+    /// The text as last read from a file; what is run is the same without white space around.
     const std::string& rawSrc() const { return m_rawSrc; }
-    /// Whether editors that write in place count, too, for this file and later ones.
+    /// Where the source begins in that text; nothing when the source is not from there.
+    BlankLead blankLead() const;
+    /// Whether editors that write in place count, too, for files that openEditor() makes.
     void setReloadOnEveryWrite(bool reload);
 
 private:
     void record();
     std::function<void(const std::string&)> sourceReader();
-    void follow(std::unique_ptr<LiveCodingFile> file);
+    platform::Result<void> follow(std::unique_ptr<LiveCodingFile>& place,
+                                  platform::Result<std::unique_ptr<LiveCodingFile>> file);
+    void sameTextSaved(const std::string& text);
 
     platform::MainQueue& m_mainQueue;
     platform::Log& m_log;
-    Journal* const m_journal;
+    const TextKeepers m_keepers;
     const std::string m_title;
     const bool m_preview;
     const Client m_client;
@@ -96,7 +126,9 @@ private:
     platform::Bytes m_compressed;
     platform::Published<std::size_t> m_packedSize;
     bool m_reloadOnEveryWrite = false;
+    int m_holds = 0;
     std::unique_ptr<LiveCodingFile> m_liveCodeFile;
+    std::unique_ptr<LiveCodingFile> m_documentFile;
     platform::MainQueueAnchor m_anchor;
 };
 

@@ -63,10 +63,14 @@ Actions::Actions(QWidget& window)
       runAgain(make(window, "Run A&gain", keys("Ctrl+Return", "Ctrl+Enter"))),
       edit(make(window, "Open in &Editor", keys("Ctrl+E"))),
       reloadOnEveryWrite(makeSwitch(window, "Reload on Every &Write")),
+      olderText(make(window, "&Older Text", keys("Ctrl+Alt+Left"))),
+      newerText(make(window, "Ne&wer Text", keys("Ctrl+Alt+Right"))),
       showError(make(window, "&Show Error", keys("F4"))),
       fullScreen(makeSwitch(window, "&Full Screen", keys("F11", "Alt+Return"))),
       leaveFullScreen(make(window, "Leave Full Screen", keys("Esc"))),
       wholeScales(makeSwitch(window, "&Whole-Number Scales Only")),
+      badgeOnStage(makeSwitch(window, "Show Problems in Full &Screen")),
+      performer(makeSwitch(window, "&Performer Window", keys("F12"))),
       overlay(makeSwitch(window, "&Overlay", keys("Ctrl+L"))),
       invertOverlay(makeSwitch(window, "&Invert Overlay", keys("Ctrl+Shift+L"))),
       overlaySource(makeSwitch(window, "Overlay: &Source", keys("Ctrl+Alt+L"))),
@@ -96,8 +100,10 @@ void Actions::addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>&
                            exportPicture, exportSong, exportVideo, nullptr, close, quit});
     file.insertMenu(file.actions().at(2), &recentFiles);
     addMenu(bar, "&Program",
-            {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, showError});
-    QMenu& view = addMenu(bar, "&View", {fullScreen, wholeScales, nullptr});
+            {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, olderText,
+             newerText, nullptr, showError});
+    QMenu& view =
+        addMenu(bar, "&View", {fullScreen, wholeScales, badgeOnStage, nullptr, performer, nullptr});
     view.addActions(panes);
     addMenu(bar, "&Overlay",
             {overlay, invertOverlay, overlaySource, nullptr, pickWindow, capture, recordCapture,

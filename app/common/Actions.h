@@ -22,8 +22,9 @@ struct Actions {
     QAction *newDocument, *open, *save, *saveAs, *savePacked;
     QAction *exportPicture, *exportSong, *exportVideo;
     QAction *close, *quit;
-    QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *showError;
-    QAction *fullScreen, *leaveFullScreen, *wholeScales;
+    QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *olderText, *newerText,
+        *showError;
+    QAction *fullScreen, *leaveFullScreen, *wholeScales, *badgeOnStage, *performer;
     QAction *overlay, *invertOverlay, *overlaySource;
     QAction *pickWindow, *capture, *recordCapture, *openRecordings;
     QAction *mute, *louder, *softer;

@@ -38,6 +38,7 @@ public:
     Setting<QByteArray> geometry{m_store, "window/geometry", {}};
     Setting<QByteArray> panes{m_store, "window/panes", {}};
     Setting<bool> wholeScalesOnly{m_store, "picture/wholeScalesOnly", false};
+    Setting<bool> badgeOnStage{m_store, "picture/badgeOnStage", false};
     Setting<int> preferredFPS{m_store, "picture/preferredFPS", 60};
     Setting<bool> invertOverlay{m_store, "overlay/invert", false};
     Setting<int> volume{m_store, "sound/volume", 100}; ///< per cent

@@ -18,6 +18,7 @@ static std::string harmless(const std::string& source) {
 Console::Console(std::string title, const std::string& source)
     : m_device(gpu::Device::systemDefault()),
       m_journal(starloom::Journal::folderOfThisUser()),
+      m_history(starloom::History::folderOfThisUser()),
       m_document(surroundings(), std::move(title), harmless(source)) {
     if (engine().source() != source)
         engine().offerSource(source);
@@ -30,7 +31,7 @@ void Console::print(std::string_view line) {
     for (const std::string_view complaint :
          {"Error writing: ", "Failed to write audio export file: ",
           "Failed to move exported file: ", "Attempted to export, but no audio available",
-          "The journal is not kept: "})
+          "The journal is not kept: ", "The history is not kept: "})
         if (line.starts_with(complaint))
             m_mainQueue.async([this, text = std::string(line)] {
                 if (m_complain)
@@ -51,7 +52,7 @@ starloom::Surroundings Console::surroundings() {
             .audioCapture = m_audioCapture,
             .device = m_device,
             .makeView = makeView,
-            .journal = &m_journal,
+            .keepers = {.journal = &m_journal, .history = &m_history},
             .makeCapture = [] {
                 return platform::makeWindowCapture(
                     starloom::Journal::folderOfThisUser().parent_path() / "capture");

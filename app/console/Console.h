@@ -5,6 +5,7 @@
 #pragma once
 
 #include "SL42/console/StarloomDocument.h"
+#include "SL42/document/History.h"
 #include "SL42/document/Journal.h"
 #include "app/console/MainQueuePump.h"
 #include "app/stage/PreviewWidget.h"
@@ -33,6 +34,7 @@ public:
     starloom::SL42& engine() { return m_document.sl42(); }
     starloom::StarloomDocument& document() { return m_document; }
     starloom::Journal& journal() { return m_journal; }
+    starloom::History& history() { return m_history; }
     PreviewWidget& view() { return *m_view; }
     platform::AudioEngine& audioEngine() { return m_audioEngine; }
 
@@ -56,6 +58,7 @@ private:
     platform::SDLAudioCapture m_audioCapture{m_audioThread};
     std::shared_ptr<gpu::Device> m_device;
     starloom::Journal m_journal;
+    starloom::History m_history;
     PreviewWidget* m_view = nullptr; // the engine's
     QObject m_keyEvents;
     starloom::StarloomDocument m_document;

@@ -18,8 +18,12 @@ namespace fs = std::filesystem;
 DocumentProcesses::DocumentProcesses(std::function<void(const std::string& line)> onFailure)
     : m_onFailure(std::move(onFailure)) {}
 
+void DocumentProcesses::openNew() {
+    start({startOption::fromWindow}, "a new document");
+}
+
 void DocumentProcesses::openFile(const fs::path& file) {
-    start({"--", file.string()}, file.filename().string());
+    start({startOption::fromWindow, "--", file.string()}, file.filename().string());
 }
 
 void DocumentProcesses::openText(const std::string& title, const std::string& text) {
@@ -30,16 +34,19 @@ void DocumentProcesses::openText(const std::string& title, const std::string& te
         m_onFailure(written.error().message);
         return;
     }
-    start({startOption::text, file.string(), startOption::title, title}, title);
+    start({startOption::fromWindow, startOption::text, file.string(), startOption::title, title},
+          title);
 }
 
-void DocumentProcesses::recover(const fs::path& journalFile) {
-    start({startOption::recover, journalFile.string()}, "the recovered document");
+void DocumentProcesses::recover(const fs::path& journalFile, bool alone) {
+    std::vector<std::string> arguments{startOption::recover, journalFile.string()};
+    if (!alone)
+        arguments.insert(arguments.begin(), startOption::fromWindow);
+    start(arguments, "the recovered document");
 }
 
-void DocumentProcesses::start(std::vector<std::string> arguments, const std::string& name) {
-    const std::string program = platform::programFolder() / programName;
-    std::vector<std::string> words{program, startOption::fromWindow};
+void DocumentProcesses::start(const std::vector<std::string>& arguments, const std::string& name) {
+    std::vector<std::string> words{platform::programFolder() / programName};
     words.insert(words.end(), arguments.begin(), arguments.end());
     auto child = platform::ChildProcess::start(words);
     if (child)

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "SL42/console/StarloomDocument.h"
+#include "SL42/document/History.h"
 #include "SL42/document/Journal.h"
 #include "platform/base/Result.h"
 
@@ -28,46 +29,64 @@ struct DocumentOrigin {
     std::filesystem::path followed;
 };
 
-/// Reads a document, or a program's text under any other ending. Stops the program when a file with
-/// the ending of documents holds none.
+/// The text of a document, or a program's text under any other ending.
+platform::Result<std::string> readProgramText(const std::filesystem::path& file);
+/// A document that begins with it.
 platform::Result<DocumentOrigin> readOrigin(const std::filesystem::path& file);
 
+/// What lies in a document's file without anybody here having read or written it.
+struct UnseenText {
+    /// The text, or the reason why what lies there is none.
+    platform::Result<std::string> text;
+};
+
 /// Main thread. Text that comes from a journal goes into our own before the old one is removed.
-/// Text files are followed: what another program saves there is taken over.
+/// Text files are followed: what another program saves there is taken over. No text that was on the
+/// stage or that we overwrite is lost: the history has it.
 class OpenDocument {
 public:
     OpenDocument(const DocumentOrigin& origin, starloom::StarloomDocument& document,
-                 starloom::Journal& journal);
+                 starloom::Journal& journal, starloom::History& history);
 
-    /// Begins to follow the file, if it is a text file and nothing is unsaved, or the file that was
-    /// followed before.
+    /// Begins to follow the file, if it is a text file, and the copy that was open in an editor
+    /// before.
     platform::Result<void> follow();
 
     const std::filesystem::path& file() const { return m_file; }
     /// For the title of a window.
     std::string name() const;
-    /// Whether the console runs something that is not in the file.
+    /// Whether the console runs something that is not in the file, as far as we know the file.
     bool isModified() const;
     /// The file in which the text is edited now; empty when there is none.
     std::filesystem::path followed() const;
 
+    /// To be asked before save(): what would be overwritten unseen, if anything. For a file that is
+    /// not the document's, nothing: whoever has chosen its name knows what he does.
+    std::optional<UnseenText> unseenText() const;
     /// Writes the file, which becomes the document's. Its ending decides whether it holds a
     /// document or plain text. After an error all is as before.
     platform::Result<void> save(const std::filesystem::path& file);
+    /// Takes over what lies in the file.
+    platform::Result<void> takeFromFile();
     /// Opens the program in the user's editor: a text file itself, a document's text as a copy.
     platform::Result<void> openEditor();
 
 private:
     bool isTextFile() const;
+    std::optional<std::string> known() const;
     void takeOver(const starloom::JournalEntry& entry);
+    void keepWhatIsReplaced(const std::filesystem::path& file);
+    platform::Result<void> followFile(const std::string& contents);
 
     starloom::StarloomDocument& m_document;
     starloom::Journal& m_journal;
+    starloom::History& m_history;
     std::filesystem::path m_file;
-    std::string m_savedSource;
+    /// What we last read from the file or wrote to it; none when that was another process.
+    std::optional<std::string> m_known;
+    /// What it held when we began to follow it.
+    std::string m_heldAtFirst;
     std::filesystem::path m_followFirst;
-    /// The console's source comes from the file itself.
-    bool m_follows = false;
 };
 
 } // namespace app

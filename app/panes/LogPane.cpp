@@ -25,25 +25,17 @@ LogPane::LogPane(GoTo goTo)
     viewport()->setMouseTracking(true);
 }
 
-void LogPane::setLog(const std::string& fault, const std::string& log) {
+void LogPane::setLog(const std::string& fault, const std::string& log,
+                     const starloom::BlankLead& lead) {
+    m_lead = lead;
+    m_problems = problemsIn(fault, log, m_preludeLines, lead);
     setPlainText(QString::fromStdString(fault.empty() ? log : fault + "\n\n" + log));
     markPositions();
 }
 
-std::optional<SourcePosition> LogPane::firstPosition() const {
-    for (QTextBlock block = document()->begin(); block.isValid(); block = block.next())
-        if (const auto position = positionAt(QTextCursor(block)))
-            return position;
-    return std::nullopt;
-}
-
-void LogPane::goToFirst() {
-    if (const auto position = firstPosition())
-        m_goTo(*position);
-}
-
 std::optional<SourcePosition> LogPane::positionAt(const QTextCursor& cursor) const {
-    return positionIn(cursor.block().text().toStdString(), m_preludeLines);
+    const auto position = positionIn(cursor.block().text().toStdString(), m_preludeLines);
+    return position ? std::optional(inFile(*position, m_lead)) : std::nullopt;
 }
 
 void LogPane::goToPositionAt(const QTextCursor& cursor) const {

@@ -5,7 +5,7 @@
 // positions to the source.
 #pragma once
 
-#include "app/panes/LogPosition.h"
+#include "app/panes/Problem.h"
 
 #include <QPlainTextEdit>
 
@@ -21,12 +21,12 @@ public:
     /// A click on a line with a position in the user's source, or Return on it, runs `goTo`.
     explicit LogPane(GoTo goTo);
 
-    /// `fault` is a line that stands above the log; empty when the program runs.
-    void setLog(const std::string& fault, const std::string& log);
-    /// Of the lines on the pane; none when they point nowhere.
-    std::optional<SourcePosition> firstPosition() const;
-    /// Goes there, if there is any.
-    void goToFirst();
+    /// `fault` is a line that stands above the log; empty when the program runs. The lines keep
+    /// their own numbers; `lead` is added to the places that they lead to.
+    void setLog(const std::string& fault, const std::string& log, const starloom::BlankLead& lead);
+
+    /// What the log says, in short.
+    const std::vector<Problem>& problems() const { return m_problems; }
 
     QSize sizeHint() const override { return {600, 170}; }
 
@@ -42,6 +42,8 @@ private:
 
     const GoTo m_goTo;
     const int m_preludeLines;
+    starloom::BlankLead m_lead;
+    std::vector<Problem> m_problems;
 };
 
 } // namespace app

@@ -39,10 +39,11 @@ SourcePane::SourcePane() : m_lineNumbers(new LineNumbers(*this)) {
     setViewportMargins(lineNumberWidth(), 0, 0, 0);
 }
 
-void SourcePane::setSource(const std::string& source) {
+void SourcePane::setSource(const std::string& source, const starloom::BlankLead& lead) {
     m_markedLine = 0;
     setExtraSelections({});
-    setPlainText(QString::fromStdString(source));
+    setPlainText(QString(lead.lines, '\n') + QString(lead.columns, ' ') +
+                 QString::fromStdString(source));
 }
 
 void SourcePane::show(SourcePosition position) {

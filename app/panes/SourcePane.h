@@ -4,6 +4,7 @@
 // The running program's text with line numbers, to look at. It is edited in the user's own editor.
 #pragma once
 
+#include "SL42/document/ProgramText.h"
 #include "app/panes/LogPosition.h"
 
 #include <QPlainTextEdit>
@@ -16,7 +17,9 @@ class SourcePane final : public QPlainTextEdit {
 public:
     SourcePane();
 
-    void setSource(const std::string& source);
+    /// With the blank lines that stand before it in the user's file, so that its lines have the
+    /// numbers that they have there.
+    void setSource(const std::string& source, const starloom::BlankLead& lead);
     /// Scrolls to the place and marks its line until the source changes.
     void show(SourcePosition position);
     using QPlainTextEdit::show;

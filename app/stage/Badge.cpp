@@ -14,7 +14,12 @@ void Badge::setProblem(const QString& problem) {
     setText(problem);
     setAccessibleName(problem);
     adjustSize();
-    setVisible(!problem.isEmpty());
+    setVisible(!m_quiet && !problem.isEmpty());
+}
+
+void Badge::setQuiet(bool quiet) {
+    m_quiet = quiet;
+    setVisible(!m_quiet && !text().isEmpty());
 }
 
 void Badge::mousePressEvent(QMouseEvent*) {

@@ -17,6 +17,8 @@ public:
 
     /// What is wrong, in a few words; empty when all is well. A click on the badge runs `clicked`.
     void setProblem(const QString& problem);
+    /// While quiet, as before an audience, it does not show.
+    void setQuiet(bool quiet);
     void setClicked(std::function<void()> clicked) { m_clicked = std::move(clicked); }
 
 protected:
@@ -24,6 +26,7 @@ protected:
 
 private:
     std::function<void()> m_clicked;
+    bool m_quiet = false;
 };
 
 } // namespace app

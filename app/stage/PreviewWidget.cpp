@@ -111,6 +111,12 @@ PreviewWidget::PicturePtr PreviewWidget::shown() {
     return m_shown;
 }
 
+QImage PreviewWidget::miniature(QSize size) {
+    const PicturePtr shown = this->shown();
+    return shown ? wrap(*shown).scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                 : QImage();
+}
+
 int PreviewWidget::framesPerSecond() {
     const platform::Lock lock(m_mutex);
     return m_frameRate.perSecond(m_clock.now());

@@ -15,6 +15,7 @@
 #include "preview/Presenter.h"
 
 #include <QCursor>
+#include <QImage>
 #include <QTimer>
 #include <QWidget>
 
@@ -40,6 +41,8 @@ public:
     QRectF pictureRect() const;
     /// What is shown, as the console drew it.
     platform::Image picture() { return m_presenter.picture(); }
+    /// The same in a small size; null while nothing has been shown.
+    QImage miniature(QSize size);
     /// Pictures shown during the last second.
     int framesPerSecond();
 

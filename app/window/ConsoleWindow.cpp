@@ -9,10 +9,12 @@
 #include "app/panes/SoundControls.h"
 #include "app/window/AboutBox.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QTimer>
+#include <QVBoxLayout>
 
 #include <utility>
 
@@ -21,16 +23,18 @@ namespace app {
 static constexpr QSize firstSize{1252, 780};
 static constexpr int bequeathMilliseconds = 1000;
 
-ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised)
+ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised,
+                             platform::FileClaim& claim)
     : m_supervised(supervised),
       m_console(origin.title, origin.source),
-      m_document(origin, m_console.document(), m_console.journal()),
+      m_document(origin, m_console.document(), m_console.journal(), m_console.history()),
       m_processes([this](const std::string& line) {
           m_stage->notices().showError(QString::fromStdString(line));
       }),
       m_actions(*this),
       m_stage(new Stage(m_console.view(), *makeMouseTracking().release())),
-      m_log(new LogPane([this](SourcePosition position) { m_source->show(position); })),
+      m_log(new LogPane([this](SourcePosition position) { goTo(position); })),
+      m_problems(new ProblemsList([this](SourcePosition position) { goTo(position); })),
       m_source(new SourcePane),
       m_windowList(new WindowList(m_console.engine().screenCapture())),
       m_offered(origin.offered),
@@ -38,15 +42,17 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised&
     setCentralWidget(m_stage);
     setAcceptDrops(true);
     m_documents = std::make_unique<DocumentCommands>(
-        DocumentCommands::Parts{*this, m_console, m_document, m_processes, m_settings,
+        DocumentCommands::Parts{*this, m_console, m_document, m_processes, claim, m_settings,
                                 m_stage->notices(), [this] { showTitle(); }},
         m_actions);
     m_exports =
         std::make_unique<Exports>(*this, m_console, m_settings, m_stage->notices(), m_actions);
+    m_history = std::make_unique<HistoryCommands>(m_console, m_stage->notices(), m_actions);
     m_overlay = std::make_unique<OverlayCommands>(
         OverlayCommands::Parts{m_console, m_settings, m_stage->notices(), [this] { openPicker(); }},
         m_actions);
     buildPanes();
+    m_performer = new PerformerWindow(*this, m_console, *m_actions.performer);
     connectActions();
     observe();
     showProgram();
@@ -83,9 +89,10 @@ void ConsoleWindow::buildPanes() {
     setDockOptions(AnimatedDocks | AllowNestedDocks);
     setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
     addPane(tr("Controls"), "controls", buildControls(), Qt::RightDockWidgetArea);
-    addPane(tr("Log"), "log", m_log, Qt::BottomDockWidgetArea);
+    addPane(tr("Log"), "log", buildLog(), Qt::BottomDockWidgetArea);
     addPane(tr("Source"), "source", m_source, Qt::BottomDockWidgetArea);
     addPane(tr("Capture"), "capture", buildCapture(), Qt::LeftDockWidgetArea)->hide();
+    addPane(tr("History"), "history", m_history->pane(), Qt::BottomDockWidgetArea)->hide();
     QList<QAction*> toggles;
     for (std::size_t i = 0; i < m_panes.size(); ++i) {
         QAction* toggle = m_panes[i]->toggleViewAction();
@@ -112,6 +119,16 @@ QWidget* ConsoleWindow::buildControls() {
     pane->addButtons({m_actions.exportVideo, m_actions.savePacked});
     pane->addControl(m_exports->progressRow());
     pane->finish();
+    return pane;
+}
+
+QWidget* ConsoleWindow::buildLog() {
+    auto* pane = new QWidget;
+    auto* column = new QVBoxLayout(pane);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(2);
+    column->addWidget(m_problems);
+    column->addWidget(m_log);
     return pane;
 }
 
@@ -154,10 +171,15 @@ void ConsoleWindow::connectActions() {
     connect(m_actions.showError, &QAction::triggered, this, [this] {
         m_panes[1]->show();
         m_panes[2]->show();
-        m_log->goToFirst();
+        m_problems->goToNext();
     });
     connect(m_actions.edit, &QAction::triggered, this,
             [this] { m_windowList->expectEditor(m_document.followed().filename().string()); });
+    m_actions.badgeOnStage->setChecked(m_settings.badgeOnStage.get());
+    connect(m_actions.badgeOnStage, &QAction::toggled, this, [this](bool show) {
+        m_settings.badgeOnStage.set(show);
+        setBadgeQuiet();
+    });
     m_stage->badge().setClicked([this] { m_actions.showError->trigger(); });
     connect(m_actions.fullScreen, &QAction::toggled, this, &ConsoleWindow::setFullScreen);
     connect(m_actions.leaveFullScreen, &QAction::triggered, this,
@@ -184,8 +206,11 @@ void ConsoleWindow::observe() {
 void ConsoleWindow::showProgram() {
     if (m_console.engine().source() != m_runInstead)
         m_offered.clear();
+    const auto& engine = m_console.engine();
+    m_source->setSource(engine.source(), engine.blankLead());
+    m_performer->source().setSource(engine.source(), engine.blankLead());
     showLog();
-    m_source->setSource(m_console.engine().source());
+    m_history->pane()->changed();
     if (!m_document.isModified())
         m_console.journal().forget(); // the file has it
     showTitle();
@@ -194,7 +219,8 @@ void ConsoleWindow::showProgram() {
 
 void ConsoleWindow::showProblem() {
     const auto& engine = m_console.engine();
-    const QString fault = QString::fromStdString(engine.fault().get());
+    const QString fault =
+        QString::fromStdString(faultInFile(engine.fault().get(), engine.blankLead()));
     QString problem;
     if (!m_offered.empty())
         problem = tr("The newest text waits; Ctrl+Enter runs it");
@@ -203,16 +229,20 @@ void ConsoleWindow::showProblem() {
     else if (!fault.isEmpty())
         problem = fault;
     const auto place =
-        engine.hasError().get() || !fault.isEmpty() ? m_log->firstPosition() : std::nullopt;
+        engine.hasError().get() || !fault.isEmpty() ? m_problems->firstPosition() : std::nullopt;
+    const int lead = engine.blankLead().lines;
     m_overlay->setProgram(engine.source(),
-                          place ? std::optional(static_cast<std::size_t>(place->line))
+                          place ? std::optional(static_cast<std::size_t>(place->line - lead))
                                 : std::nullopt);
     m_stage->badge().setProblem(problem);
     m_actions.showError->setEnabled(!problem.isEmpty());
 }
 
 void ConsoleWindow::showLog() {
-    m_log->setLog(m_console.engine().fault().get(), m_console.engine().error().get());
+    const auto& engine = m_console.engine();
+    m_log->setLog(engine.fault().get(), engine.error().get(), engine.blankLead());
+    m_problems->setProblems(m_log->problems());
+    m_performer->problems().setProblems(m_log->problems());
 }
 
 void ConsoleWindow::showFault(const std::string& fault) {
@@ -221,7 +251,19 @@ void ConsoleWindow::showFault(const std::string& fault) {
     if (fault.empty())
         m_stage->notices().withdraw(std::exchange(m_faultNotice, {}));
     else
-        m_stage->notices().showError(m_faultNotice = QString::fromStdString(fault));
+        m_stage->notices().showError(m_faultNotice = QString::fromStdString(
+                                         faultInFile(fault, m_console.engine().blankLead())));
+}
+
+void ConsoleWindow::goTo(SourcePosition position) {
+    m_source->show(position);
+    m_performer->source().show(position);
+}
+
+// The audience has not come for what is wrong.
+void ConsoleWindow::setBadgeQuiet() {
+    m_stage->badge().setQuiet(m_actions.fullScreen->isChecked() &&
+                              !m_actions.badgeOnStage->isChecked());
 }
 
 void ConsoleWindow::showTitle() {
@@ -233,6 +275,7 @@ void ConsoleWindow::showTitle() {
 void ConsoleWindow::setFullScreen(bool full) {
     m_actions.leaveFullScreen->setEnabled(full);
     m_stage->notices().setQuiet(full);
+    setBadgeQuiet();
     menuBar()->setVisible(!full);
     if (full) {
         m_layoutBeforeFullScreen = saveState();
@@ -266,7 +309,7 @@ void ConsoleWindow::showHelp() {
 
 // On the stage it would cover the picture, so the audience does not see it.
 void ConsoleWindow::openPicker() {
-    QDockWidget* pane = m_panes.back();
+    QDockWidget* pane = m_panes[3];
     if (isFullScreen() && !pane->isFloating()) {
         m_stage->notices().showError(tr("No window has been picked for the overlay yet: pick one "
                                         "in the Capture pane (Ctrl+4)"));
@@ -291,6 +334,14 @@ void ConsoleWindow::restore(const Bequest& bequest) {
     restoreState(bequest.panes);
     m_actions.play->setChecked(bequest.playing);
     m_actions.fullScreen->setChecked(bequest.fullScreen);
+}
+
+void ConsoleWindow::present() {
+    if (isMinimized())
+        showNormal();
+    raise();
+    activateWindow();
+    QApplication::alert(this); // where the desktop does not let windows come forward
 }
 
 void ConsoleWindow::bequeath() {

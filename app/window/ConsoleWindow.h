@@ -11,13 +11,17 @@
 #include "app/console/OpenDocument.h"
 #include "app/console/Succession.h"
 #include "app/panes/LogPane.h"
+#include "app/panes/ProblemsList.h"
 #include "app/panes/SourcePane.h"
 #include "app/panes/WindowList.h"
 #include "app/stage/Stage.h"
 #include "app/window/DocumentCommands.h"
 #include "app/window/Exports.h"
 #include "app/window/HelpWindow.h"
+#include "app/window/HistoryCommands.h"
 #include "app/window/OverlayCommands.h"
+#include "app/window/PerformerWindow.h"
+#include "platform/files/FileClaim.h"
 #include "platform/process/Supervision.h"
 
 #include <QDockWidget>
@@ -33,10 +37,14 @@ class ConsoleWindow final : public QMainWindow {
 public:
     /// `supervised` gets what another process needs to go on where this one stands, and must
     /// outlive the window.
-    ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised);
+    /// `claim` is that to the document's file; it must outlive the window, too.
+    ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised,
+                  platform::FileClaim& claim);
     ~ConsoleWindow() override;
 
     DocumentCommands& documents() { return *m_documents; }
+    /// Shows the window to somebody who asked for its document.
+    void present();
     /// Puts the window where the one before stood.
     void restore(const Bequest& bequest);
 
@@ -51,12 +59,15 @@ private:
     void buildPanes();
     QWidget* buildControls();
     QWidget* buildCapture();
+    QWidget* buildLog();
     QDockWidget* addPane(const QString& name, const char* id, QWidget* content, Qt::DockWidgetArea);
     void connectActions();
     void observe();
     void showProgram();
     void showProblem();
     void showLog();
+    void goTo(SourcePosition position);
+    void setBadgeQuiet();
     void showFault(const std::string& fault);
     void showTitle();
     void setFullScreen(bool full);
@@ -76,6 +87,7 @@ private:
     Actions m_actions;
     Stage* m_stage;
     LogPane* m_log;
+    ProblemsList* m_problems;
     SourcePane* m_source;
     WindowList* m_windowList;
     std::vector<QDockWidget*> m_panes;
@@ -90,7 +102,9 @@ private:
     bool m_fitPicture = false; ///< to its own size, when the window is first shown
     std::unique_ptr<DocumentCommands> m_documents;
     std::unique_ptr<Exports> m_exports;
+    std::unique_ptr<HistoryCommands> m_history;
     std::unique_ptr<OverlayCommands> m_overlay;
+    PerformerWindow* m_performer = nullptr; ///< the window's child
     std::vector<platform::Observation> m_observations;
 };
 

@@ -5,8 +5,22 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include <algorithm>
+
 namespace app {
 namespace fs = std::filesystem;
+
+/// Whoever is asked about the text on the stage finds it there when he answers.
+class DocumentCommands::Hold {
+public:
+    explicit Hold(starloom::SL42& engine) : m_engine(engine) { m_engine.holdFiles(true); }
+    ~Hold() { m_engine.holdFiles(false); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+private:
+    starloom::SL42& m_engine;
+};
 
 DocumentCommands::DocumentCommands(const Parts& parts, const Actions& actions)
     : m_parts(parts), m_dialogs(parts.window, parts.settings) {
@@ -39,11 +53,45 @@ void DocumentCommands::openFile(const fs::path& file) {
 }
 
 bool DocumentCommands::save() {
-    const fs::path& file = m_parts.document.file();
-    return file.empty() ? saveAs() : saveTo(file);
+    const fs::path file = m_parts.document.file();
+    if (file.empty())
+        return saveAs();
+    const auto unseen = m_parts.document.unseenText();
+    return unseen ? resolve(*unseen) : saveTo(file);
+}
+
+// The history keeps the text that loses.
+bool DocumentCommands::resolve(const UnseenText& unseen) {
+    const Hold hold(m_parts.console.engine());
+    QMessageBox question(
+        QMessageBox::Warning, tr("Save"),
+        tr("Another program has changed %1.").arg(QString::fromStdString(m_parts.document.name())),
+        QMessageBox::Cancel, &m_parts.window);
+    question.setInformativeText(
+        unseen.text ? tr("The text on the stage and the one in the file differ. The history keeps "
+                         "both.")
+                    : QString::fromStdString(unseen.text.error().message));
+    const auto* keep = question.addButton(tr("&Keep the Stage's"), QMessageBox::DestructiveRole);
+    auto* take = question.addButton(tr("&Take the File's"), QMessageBox::AcceptRole);
+    const auto* elsewhere = question.addButton(tr("Save &As\u2026"), QMessageBox::ActionRole);
+    take->setEnabled(unseen.text.hasValue());
+    question.exec();
+    if (question.clickedButton() == keep)
+        return saveTo(m_parts.document.file());
+    if (question.clickedButton() == take)
+        return takeFromFile();
+    return question.clickedButton() == elsewhere && saveAs();
+}
+
+bool DocumentCommands::takeFromFile() {
+    const auto taken = m_parts.document.takeFromFile();
+    report(taken);
+    m_parts.nameChanged();
+    return taken.hasValue();
 }
 
 bool DocumentCommands::saveAs() {
+    const Hold hold(m_parts.console.engine());
     const fs::path& file = m_parts.document.file();
     const auto chosen = m_dialogs.askWhereToSave(
         tr("Save"), file.empty() ? fs::path(m_parts.document.name() + ".sl42") : file,
@@ -52,8 +100,16 @@ bool DocumentCommands::saveAs() {
 }
 
 bool DocumentCommands::saveTo(const fs::path& file) {
+    const fs::path before = m_parts.document.file();
+    if (m_parts.claim.claim(file) != platform::FileClaim::Answer::Ours) {
+        report(platform::Error{file.filename().string() +
+                               " is open in another window; close that or choose another name"});
+        return false;
+    }
     const auto saved = m_parts.document.save(file);
     report(saved);
+    if (!saved && before != file)
+        before.empty() ? m_parts.claim.release() : void(m_parts.claim.claim(before));
     if (saved)
         m_parts.settings.addRecentFile(QString::fromStdString(file.string()));
     m_parts.nameChanged();
@@ -84,6 +140,7 @@ void DocumentCommands::fillRecentFiles() {
 bool DocumentCommands::mayClose() {
     if (!m_parts.document.isModified())
         return true;
+    const Hold hold(m_parts.console.engine());
     const QString name = QString::fromStdString(m_parts.document.name());
     const auto answer = QMessageBox::question(
         &m_parts.window, tr("Close"), tr("Save the changes to %1?").arg(name),
@@ -111,14 +168,27 @@ void DocumentCommands::offerRecovery() {
     question->addButton(tr("&Later"), QMessageBox::RejectRole);
     question->setDefaultButton(recover);
     connect(question, &QMessageBox::buttonClicked, this, [=, this](QAbstractButton* clicked) {
-        for (const auto& entry : entries) {
-            if (clicked == recover)
-                m_parts.processes.recover(entry.file);
-            else if (clicked == discard)
+        if (clicked == recover)
+            this->recover(entries);
+        else if (clicked == discard)
+            for (const auto& entry : entries)
                 starloom::Journal::discard(entry);
-        }
     });
     question->open();
+}
+
+// A window that shows nothing of its own, or an older text of one of them, makes room.
+void DocumentCommands::recover(const std::vector<starloom::JournalEntry>& entries) {
+    const fs::path& file = m_parts.document.file();
+    const auto isOurs = [&](const auto& entry) { return !file.empty() && entry.document == file; };
+    const bool makesRoom =
+        !m_parts.document.isModified() && (file.empty() || std::ranges::any_of(entries, isOurs));
+    if (makesRoom)
+        m_parts.claim.release();
+    for (const auto& entry : entries)
+        m_parts.processes.recover(entry.file, makesRoom);
+    if (makesRoom)
+        m_parts.window.close();
 }
 
 } // namespace app

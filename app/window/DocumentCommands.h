@@ -10,6 +10,7 @@
 #include "app/console/OpenDocument.h"
 #include "app/stage/NoticeBar.h"
 #include "app/window/FileDialogs.h"
+#include "platform/files/FileClaim.h"
 
 #include <QMenu>
 #include <QObject>
@@ -26,6 +27,7 @@ public:
         Console& console;
         OpenDocument& document;
         DocumentProcesses& processes;
+        platform::FileClaim& claim;
         Settings& settings;
         NoticeBar& notices;
         std::function<void()> nameChanged;
@@ -40,13 +42,18 @@ public:
     void offerRecovery();
 
 private:
+    class Hold;
+
     void askForFile();
     bool save();
     bool saveAs();
     bool saveTo(const std::filesystem::path& file);
+    bool resolve(const UnseenText& unseen);
+    bool takeFromFile();
     void savePacked();
     void openEditor();
     void fillRecentFiles();
+    void recover(const std::vector<starloom::JournalEntry>& entries);
     void report(const platform::Result<void>& result);
 
     Parts m_parts;

@@ -5,9 +5,12 @@
 #include "platform/MainQueueAnchor.h"
 #include "platform/base/FileDescriptor.h"
 
+#include <linux/magic.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,8 +31,25 @@ using Clock = std::chrono::steady_clock;
 constexpr std::uint32_t fileMask =
     IN_MOVED_FROM | IN_MOVED_TO | IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE;
 constexpr std::uint32_t folderMask = IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
-/// How often we look whether a folder that is gone has come back.
-constexpr std::chrono::milliseconds goneInterval{250};
+
+/// What tells one state of a file from another. All zero when there is none.
+struct FileState {
+    explicit FileState(const std::filesystem::path& path) {
+        struct stat status{};
+        if (::stat(path.c_str(), &status) != 0)
+            return;
+        inode = status.st_ino;
+        size = status.st_size;
+        seconds = status.st_mtim.tv_sec;
+        nanoseconds = status.st_mtim.tv_nsec;
+    }
+    bool operator==(const FileState&) const = default;
+
+    ino_t inode = 0;
+    off_t size = 0;
+    time_t seconds = 0;
+    long nanoseconds = 0;
+};
 
 std::optional<FileEvent> eventOf(std::uint32_t mask) {
     if (mask & IN_MOVED_FROM)
@@ -60,8 +80,9 @@ int millisecondsUntil(Clock::time_point time) {
 class FileWatcher::Thread {
 public:
     Thread(const std::filesystem::path& path, std::chrono::milliseconds latency,
-           MainQueue& mainQueue, Handler handler)
-        : m_folder(path.parent_path()),
+           MainQueue& mainQueue, Handler handler, Watching watching)
+        : m_path(path),
+          m_folder(path.parent_path()),
           m_name(path.filename().string()),
           m_latency(latency),
           m_anchor(mainQueue),
@@ -69,7 +90,8 @@ public:
               m_anchor.handler([handler = std::move(handler)](
                                    const std::vector<FileEvent>& events) { handler(events); })),
           m_inotify(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)),
-          m_stop(::eventfd(0, EFD_CLOEXEC)) {}
+          m_stop(::eventfd(0, EFD_CLOEXEC)),
+          m_polls(watching == Watching::Polling) {}
 
     ~Thread() {
         if (!m_thread.joinable())
@@ -80,8 +102,13 @@ public:
     }
 
     bool start() {
-        if (!m_inotify || !m_stop || !watchFolder())
+        if (!m_stop)
             return false;
+        if (!m_polls && (!m_inotify || !watchFolder())) {
+            if (errno != ENOSPC && errno != EMFILE)
+                return false;
+            m_polls = true;
+        }
         m_thread = std::thread([this] { run(); });
         return true;
     }
@@ -100,9 +127,13 @@ private:
                 return;
             if (sources[1].revents != 0)
                 return;
-            readEvents();
-            if (m_watch < 0 && watchFolder())
-                m_events.push_back(FileEvent::Unknown);
+            if (m_polls) {
+                lookAgain();
+            } else {
+                readEvents();
+                if (m_watch < 0 && watchFolder())
+                    m_events.push_back(FileEvent::Unknown);
+            }
             deliverWhenDue();
         }
     }
@@ -110,10 +141,19 @@ private:
     /// For poll: milliseconds, or -1 for as long as it takes.
     int timeout() const {
         int wait = m_events.empty() ? -1 : millisecondsUntil(m_due);
-        if (m_watch < 0)
-            wait = wait < 0 ? static_cast<int>(goneInterval.count())
-                            : std::min<int>(wait, goneInterval.count());
+        if (m_watch < 0) // we poll, or look whether the folder has come back
+            wait = wait < 0 ? static_cast<int>(pollInterval.count())
+                            : std::min<int>(wait, pollInterval.count());
         return wait;
+    }
+
+    /// A file that is still changing is left alone.
+    void lookAgain() {
+        const FileState now(m_path);
+        if (now == std::exchange(m_lastState, now) && now != m_toldState) {
+            m_toldState = now;
+            add(FileEvent::Unknown);
+        }
     }
 
     void readEvents() {
@@ -166,6 +206,7 @@ private:
         m_deliver(std::exchange(m_events, {}));
     }
 
+    const std::filesystem::path m_path;
     const std::filesystem::path m_folder;
     const std::string m_name;
     const std::chrono::milliseconds m_latency;
@@ -176,7 +217,10 @@ private:
     std::thread m_thread;
 
     // Of the thread alone, once it runs.
-    int m_watch = -1; ///< negative while the folder is gone
+    bool m_polls;
+    FileState m_lastState{m_path};
+    FileState m_toldState{m_path};
+    int m_watch = -1; ///< negative while the folder is gone, or when we poll
     std::vector<FileEvent> m_events;
     Clock::time_point m_due;
     Clock::time_point m_lastDelivery;
@@ -185,10 +229,31 @@ private:
 FileWatcher::FileWatcher(std::unique_ptr<Thread> thread) : m_thread(std::move(thread)) {}
 FileWatcher::~FileWatcher() = default;
 
+Watching watchingFor(const std::filesystem::path& folder) {
+    struct statfs system{};
+    if (::statfs(folder.c_str(), &system) != 0)
+        return Watching::Events;
+    switch (static_cast<unsigned long>(system.f_type) & 0xFFFFFFFF) {
+    case NFS_SUPER_MAGIC:
+    case SMB_SUPER_MAGIC:
+    case SMB2_SUPER_MAGIC:
+    case AFS_SUPER_MAGIC:
+    case CODA_SUPER_MAGIC:
+    case V9FS_MAGIC:
+    case CIFS_SUPER_MAGIC:
+    case FUSE_SUPER_MAGIC:
+        return Watching::Polling;
+    default:
+        return Watching::Events;
+    }
+}
+
 Result<std::unique_ptr<FileWatcher>> FileWatcher::watch(const std::filesystem::path& path,
                                                         std::chrono::milliseconds latency,
-                                                        MainQueue& mainQueue, Handler handler) {
-    auto thread = std::make_unique<Thread>(path, latency, mainQueue, std::move(handler));
+                                                        MainQueue& mainQueue, Handler handler,
+                                                        std::optional<Watching> watching) {
+    auto thread = std::make_unique<Thread>(path, latency, mainQueue, std::move(handler),
+                                           watching.value_or(watchingFor(path.parent_path())));
     if (!thread->start())
         return Error{"cannot watch " + path.string() + ": " + std::strerror(errno)};
     return std::unique_ptr<FileWatcher>(new FileWatcher(std::move(thread)));

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 
 namespace platform {
@@ -23,8 +24,14 @@ enum class FileEvent {
     Modified,  ///< bytes were written; somebody has it open
     Written,   ///< whoever had it open for writing closed it
     MovedIn,   ///< another file was renamed to its name
-    Unknown,   ///< events were lost, or the folder came back after it had been gone
+    Unknown,   ///< the file has changed, but there were no events or they were lost
 };
+
+/// How one learns of changes: from the system, or by looking again and again, where the file is on
+/// another computer and the system does not hear of what happens there.
+enum class Watching { Events, Polling };
+/// What suits the file system of a folder.
+Watching watchingFor(const std::filesystem::path& folder);
 
 /// The main thread makes it and lets it go; a thread of its own waits for events.
 class FileWatcher {
@@ -35,10 +42,14 @@ public:
     /// `path` is absolute; the file need not exist, but its folder must. The first event after a
     /// quiet time that leaves the file complete (Written, MovedIn, Unknown) is delivered at once,
     /// with what led to it; everything else that happens within `latency` comes together after it.
-    /// Fails when the system's limit on watched folders is reached, with the path in the message.
+    /// Polling delivers Unknown once a change has been left alone for `pollInterval`; it also
+    /// serves when the system's limit on watched folders is reached. Fails when there is no such
+    /// folder, with the path in the message.
     static Result<std::unique_ptr<FileWatcher>> watch(const std::filesystem::path& path,
                                                       std::chrono::milliseconds latency,
-                                                      MainQueue& mainQueue, Handler handler);
+                                                      MainQueue& mainQueue, Handler handler,
+                                                      std::optional<Watching> watching = {});
+    static constexpr std::chrono::milliseconds pollInterval{250};
     ~FileWatcher();
     FileWatcher(const FileWatcher&) = delete;
     FileWatcher& operator=(const FileWatcher&) = delete;

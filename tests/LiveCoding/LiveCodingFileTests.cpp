@@ -19,6 +19,8 @@ using platform::FileEvent;
 using enum FileEvent;
 using Events = std::vector<FileEvent>;
 using Texts = std::vector<std::string>;
+constexpr auto byRename = LiveCodingFile::Saves::ByRename;
+constexpr auto everyWrite = LiveCodingFile::Saves::EveryWrite;
 
 class LiveCodingFileTest : public LiveCodingTest {
 protected:
@@ -43,12 +45,11 @@ TEST_F(LiveCodingFileTest, ReadsWhenASaveIsComplete) {
         {"a second write has begun", {{MovedIn, Modified}, {Written}}, 2, 2},
         {"events were lost", {{Unknown}}, 1, 1},
     };
-    for (const auto& [label, batches, inPlace, everyWrite] : rows)
+    for (const auto& [label, batches, renamed, written] : rows)
         for (const bool every : {false, true}) {
             writeInPlace("old");
             texts.clear();
-            watch();
-            file->reloadOnEveryWrite = every;
+            watch(every ? everyWrite : byRename);
             writeInPlace("new"); // its own events stay in the queue, unread
             int readAfter = 0;
             for (std::size_t batch = 0; batch < batches.size(); ++batch) {
@@ -56,7 +57,7 @@ TEST_F(LiveCodingFileTest, ReadsWhenASaveIsComplete) {
                 if (readAfter == 0 && !texts.empty())
                     readAfter = static_cast<int>(batch + 1);
             }
-            EXPECT_EQ(readAfter, every ? everyWrite : inPlace) << label << ", every " << every;
+            EXPECT_EQ(readAfter, every ? written : renamed) << label << ", every " << every;
         }
 }
 
@@ -98,8 +99,7 @@ TEST_F(LiveCodingFileTest, AnUnusableTextLeavesTheLastOne) {
 
 // Some editors empty the file, close it, and write it in a second go, in pieces.
 TEST_F(LiveCodingFileTest, WritesInPlaceAreReadWhenTheyAreComplete) {
-    watch();
-    file->reloadOnEveryWrite = true;
+    watch(everyWrite);
     fs::resize_file(path, 0);
     {
         std::ofstream out(path);
@@ -110,17 +110,50 @@ TEST_F(LiveCodingFileTest, WritesInPlaceAreReadWhenTheyAreComplete) {
     }
     settle(1);
     EXPECT_EQ(texts, Texts{"void fx() {}"});
+    std::ofstream neverClosed(path);
+    neverClosed << "void fx() { cls(); }" << std::flush;
+    settle(2);
+    EXPECT_EQ(texts.back(), "void fx() { cls(); }");
+}
+
+TEST_F(LiveCodingFileTest, WhatWasWrittenBeforeTheWatchIsSeen) {
+    writeInPlace("newer than what was read");
+    watch(everyWrite);
+    settle(1);
+    EXPECT_EQ(texts, Texts{"newer than what was read"});
+}
+
+// Whoever writes in place where that does not count learns what to do about it.
+TEST_F(LiveCodingFileTest, WritesThatDoNotCountAreTold) {
+    watch();
+    int ignored = 0;
+    file->onIgnoredWrite = [&] { ++ignored; };
+    writeInPlace("old");
+    settle();
+    EXPECT_EQ(ignored, 0) << "it holds what it held";
+    writeInPlace("in place");
+    settleUntil([&] { return ignored > 0; }, 20s);
+    EXPECT_EQ(ignored, 1);
+    replace("renamed");
+    settle(1);
+    EXPECT_EQ(ignored, 1);
+    file->reloadOnEveryWrite = true;
+    writeInPlace("in place again");
+    settle(2);
+    EXPECT_EQ(ignored, 1);
+    EXPECT_EQ(texts, (Texts{"renamed", "in place again"}));
 }
 
 TEST_F(LiveCodingFileTest, FollowsALinkToWhatItPointsTo) {
     fs::create_symlink(path, folder.path("link.metal"));
-    auto made = LiveCodingFile::watch(folder.path("link.metal"), "old", queue, log, received());
+    auto made =
+        LiveCodingFile::watch(folder.path("link.metal"), "old", byRename, queue, log, received());
     ASSERT_TRUE(made);
     EXPECT_EQ((*made)->url(), fs::canonical(path));
     replace("new");
     settle(1);
     EXPECT_EQ(texts, Texts{"new"});
-    EXPECT_FALSE(LiveCodingFile::watch(folder.path("none"), "", queue, log, received()));
+    EXPECT_FALSE(LiveCodingFile::watch(folder.path("none"), "", byRename, queue, log, received()));
 }
 
 TEST_F(LiveCodingFileTest, MakesAFileOfItsOwnAndOpensIt) {

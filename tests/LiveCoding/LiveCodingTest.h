@@ -17,8 +17,8 @@ namespace starloom {
 
 class LiveCodingTest : public testing::Test {
 protected:
-    void watch() {
-        auto made = LiveCodingFile::watch(path, "old", queue, log, received());
+    void watch(LiveCodingFile::Saves saves = LiveCodingFile::Saves::ByRename) {
+        auto made = LiveCodingFile::watch(path, "old", saves, queue, log, received());
         ASSERT_TRUE(made) << made.error().message;
         file = std::move(*made);
     }

@@ -41,7 +41,7 @@ TEST_F(FrameTest, OnlyWholeProgramsThatDrewAreGood) {
     const tests::ScratchFolder folder;
     Journal journal(folder.path("journal"));
     Surroundings journalled = surroundings();
-    journalled.journal = &journal;
+    journalled.keepers.journal = &journal;
     engine = std::make_unique<SL42>(journalled, "Test", "", false);
     const auto goodAfter = [&](const std::string& source) {
         engine->setSource(source);

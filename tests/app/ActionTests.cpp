@@ -3,6 +3,7 @@
 //
 // What every action of the menus does, and what the window's questions lead to.
 #include "LiveCoding/LiveCodingFile.h"
+#include "SL42/document/History.h"
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
 #include "tests/app/OpenWindow.h"
@@ -50,6 +51,9 @@ protected:
             if (widget->isVisible() && widget->windowTitle().startsWith(title))
                 return widget;
         return nullptr;
+    }
+    fs::path history() const {
+        return starloom::History::fileOf(starloom::History::folderOfThisUser(), file("b.sl42"));
     }
     starloom::ScreenRecorder& capture() const { return engine().screenCapture(); }
     QSlider& volume() const { return widget<QSlider>("Volume"); }
@@ -127,15 +131,28 @@ std::vector<Row> WindowActions::programRows() {
         EXPECT_TRUE(eventually([this] { return engine().time() > 0.3F; }));
         engine().playing.set(false);
     };
+    // Two older ones that drew, which have been on the stage before.
+    const auto haveOlder = [this] {
+        for (const char* older : {text, newerText}) {
+            engine().setSource(older);
+            EXPECT_TRUE(eventually([&] {
+                const auto entries = starloom::History::read(history()).entries;
+                return entries.back().drew && entries.back().text() == older;
+            }));
+        }
+    };
     return {
+        {"Older Text", [this] { return engine().source() == text; }, haveOlder},
+        {"Newer Text", [this] { return engine().source() == newerText; }},
         {"Open in Editor",
          [this] {
-             return started().ends_with("open " + engine().liveCodeFile()->url().string() + "\n");
+             return engine().liveCodeFile() &&
+                    started().ends_with("open " + engine().liveCodeFile()->url().string() + "\n");
          }},
         {"Reset", [this] { return engine().time() < 0.3F; }, hasPlayed},
         {"Pause", [this] { return !engine().playing.get() && nameOf(action("Play")) == "Play"; },
          [this] { engine().playing.set(true); }},
-        {"Reload on Every Write", [this] { return engine().liveCodeFile()->reloadOnEveryWrite; }},
+        {"Reload on Every Write", [] { return Settings().reloadOnEveryWrite.get(); }},
         {"Show Error",
          [this] {
              return visiblePanes().find("log source") != std::string::npos &&
@@ -157,6 +174,9 @@ std::vector<Row> WindowActions::pictureRows() {
         {"Log", toggles("log")},
         {"Source", toggles("source")},
         {"Capture", toggles("capture")},
+        {"History", toggles("history")},
+        {"Performer Window", [] { return topLevel("Performer") != nullptr; }},
+        {"Show Problems in Full Screen", [] { return Settings().badgeOnStage.get(); }},
         {"Mute", [] { return Settings().muted.get(); }},
         {"Louder", [this] { return volume().value() == 55; }, [this] { volume().setValue(50); }},
         {"Softer", [this] { return volume().value() == 50; }},
@@ -245,7 +265,7 @@ TEST_F(WindowActions, FilesAreWrittenAsTheirEndingSays) {
 TEST_F(WindowActions, TheNextWindowRemembers) {
     Settings().reloadOnEveryWrite.set(true);
     open(files.file("a.metal", text));
-    EXPECT_TRUE(engine().liveCodeFile()->reloadOnEveryWrite);
+    EXPECT_TRUE(action("Reload on Every Write").isChecked());
     pane("log").hide();
     window->close();
     window.reset();
@@ -295,7 +315,7 @@ TEST_F(WindowActions, TextsOfDeadProcessesAreOnlyTakenWhenTheUserWantsThem) {
     open(files.file("a.metal", text));
     for (const auto& [button, recovers, stays] :
          {std::tuple("Later", false, true), {"Recover", true, true}, {"Discard", false, false}}) {
-        std::ofstream(left) << std::string_view("\0Show\0\0\0text", 12);
+        std::ofstream(left) << std::string_view("\0\0Show\0\0\0text", 13);
         fs::remove(file("started"));
         window->documents().offerRecovery();
         auto* question = window->findChild<QMessageBox*>();

@@ -38,7 +38,7 @@ OpenWindow::OpenWindow() {
 }
 
 void OpenWindow::open(const DocumentOrigin& origin) {
-    window = std::make_unique<ConsoleWindow>(origin, supervised);
+    window = std::make_unique<ConsoleWindow>(origin, supervised, claim);
     window->show();
     ASSERT_TRUE(eventually([this] { return engine().isReadyToDraw() && !engine().isBusy(); }));
 }

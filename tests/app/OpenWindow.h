@@ -66,6 +66,7 @@ protected:
     const ::tests::ScratchFolder files;
     const starloom::XServer server; ///< for the windows that are captured
     platform::Supervised supervised;
+    platform::FileClaim claim{[] {}};
     std::unique_ptr<ConsoleWindow> window;
 };
 

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 //
 // The console's window as a person meets it: pixels on a screen, keys, the mouse, files.
+#include "SL42/document/History.h"
+#include "SL42/document/Trim.h"
 #include "tests/app/EventLoopProbe.h"
 #include "tests/app/WindowFixture.h"
 
@@ -10,8 +12,12 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <random>
+#include <ranges>
 #include <sstream>
 #include <thread>
 
@@ -243,6 +249,64 @@ TEST_F(WindowTest, AWindowThatDiesComesBackAsItWas) {
     console->signal(SIGTERM);
     EXPECT_EQ(console->wait(), -SIGTERM);
     EXPECT_TRUE(eventually([&] { return desktop.picture() != white; }));
+}
+
+// An editor saves ten times a second, each text as soon as the history has the one before it, and
+// the window is killed again and again. SL42_KILLS says how often.
+TEST_F(WindowTest, NoTextIsMissingHoweverOftenTheWindowIsKilled) {
+    const char* const wanted = std::getenv("SL42_KILLS");
+    const int kills = wanted ? std::atoi(wanted) : 4;
+    const std::string file = files.file("live.metal", greyProgram);
+    start(file, grey);
+    const fs::path history =
+        starloom::History::fileOf(files.path("state/starloom42/history"), file);
+    const auto isKept = [&](const std::string& text) {
+        const auto entries = starloom::History::read(history).entries;
+        return std::ranges::any_of(std::views::reverse(entries), [&](const auto& entry) {
+            return starloom::trimmed(entry.text()) == starloom::trimmed(text);
+        });
+    };
+    const auto textOf = [](int number) {
+        return greyProgram + "// " + std::to_string(number) + "\n";
+    };
+    int saved = 0;
+    std::atomic<int> missing = 0;
+    std::jthread editor([&](const std::stop_token& stop) {
+        while (!stop.stop_requested() && missing == 0) {
+            const std::string text = textOf(++saved);
+            save(file, text);
+            std::this_thread::sleep_for(milliseconds(100));
+            if (!eventually([&] { return isKept(text); }))
+                missing = saved;
+        }
+    });
+    std::mt19937 random(1);
+    for (int kill = 0; kill < kills && missing == 0; ++kill) {
+        std::this_thread::sleep_for(milliseconds(random() % 1500));
+        if (const pid_t process = console->id())
+            ::kill(process, SIGKILL);
+        if (kill % 3 == 2) // more often it does not come back by itself within a minute
+            console.emplace(desktop, std::vector<std::string>{file});
+    }
+    editor.request_stop();
+    editor.join();
+    EXPECT_EQ(missing, 0) << console->output();
+    EXPECT_GT(saved, kills);
+    for (int number = 1; number <= saved; ++number)
+        EXPECT_TRUE(isKept(textOf(number))) << number;
+    std::cout << kills << " kills, " << saved << " texts\n";
+}
+
+// The same file twice is one window, also when its first one was killed.
+TEST_F(WindowTest, AFileThatIsOpenIsNotOpenedAgain) {
+    const std::string file = files.file("show.metal", greyProgram);
+    start(file, grey);
+    ConsoleProcess second(desktop, {file});
+    EXPECT_EQ(second.wait(), 0) << second.output();
+    EXPECT_TRUE(desktop.shows(grey));
+    console->kill();
+    EXPECT_TRUE(eventually([&] { return desktop.picture() != grey; }));
+    start(file, grey);
 }
 
 TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {

@@ -65,7 +65,7 @@ TEST_F(DocumentTest, WhatCannotBeReadSaysWhy) {
 TEST_F(DocumentTest, SavingLeavesNothingToRecover) {
     Journal journal(folder.path("journal"));
     Surroundings journalled = surroundings();
-    journalled.journal = &journal;
+    journalled.keepers.journal = &journal;
     StarloomDocument document(journalled);
     document.sl42().setSource("void fx() {}");
     const auto isSaved = [&] {

@@ -104,10 +104,11 @@ TEST_F(JournalTest, TextsThatAreSavedElsewhereAreKeptButNotOffered) {
 TEST_F(JournalTest, DamagedFilesHoldNothing) {
     using namespace std::string_literals;
     for (const std::string& bytes :
-         {""s, "document\0title\0\0"s, "document\0title\0\0005\0four"s, "d\0t\0\0x\0text"s,
-          "d\0t\0\00018446744073709551616\0text"s, "d\0t\0\0001\0\xC3\xA9"s, "d\0t\0\0\0\xC3"s})
+         {""s, "d\0h\0title\0\0"s, "d\0h\0title\0\0005\0four"s, "d\0h\0t\0\0x\0text"s,
+          "d\0h\0t\0\00018446744073709551616\0text"s, "d\0h\0t\0\0001\0\xC3\xA9"s,
+          "d\0h\0t\0\0\0\xC3"s})
         EXPECT_FALSE(Journal::read(scratch.file("damaged", bytes))) << bytes;
-    EXPECT_TRUE(Journal::read(scratch.file("whole", "d\0t\0\0001\0gnewest"s)));
+    EXPECT_TRUE(Journal::read(scratch.file("whole", "d\0h\0t\0\0001\0gnewest"s)));
 }
 
 TEST_F(JournalTest, ForeignFilesAreLeftAlone) {

@@ -25,11 +25,12 @@ using tests::contentsOf;
 
 class ProgramTextTest : public testing::Test {
 protected:
-    void start(std::string source, bool preview = false, Journal* journal = nullptr) {
+    void start(std::string source, bool preview = false, TextKeepers keepers = {}) {
         text = std::make_unique<ProgramText>(
-            mainQueue, log, journal, "Test", std::move(source), preview,
+            mainQueue, log, keepers, "Test", std::move(source), preview,
             ProgramText::Client{.edited = [this](std::string edited) { set(std::move(edited)); },
-                                .savedAgain = [] {}});
+                                .savedAgain = [] {},
+                                .ignoredWrite = [] {}});
     }
     void set(std::string source) {
         text->setSource(std::move(source), [this] { log.line("Compiling"); });
@@ -79,7 +80,7 @@ TEST_F(ProgramTextTest, MeasuresAndPacksAfterCompiling) {
 
 TEST_F(ProgramTextTest, IsJournalled) {
     Journal journal(folder.path("journal"));
-    start("void fx() {}", false, &journal);
+    start("void fx() {}", false, {.journal = &journal});
     EXPECT_FALSE(std::filesystem::exists(folder.path("journal"))); // nothing has changed yet
     set("broken");
     EXPECT_EQ(Journal::read(journal.file())->source, "broken");
@@ -137,7 +138,7 @@ TEST_F(ProgramTextTest, APreviewDoesNothing) {
 TEST_F(ProgramTextTest, FollowsAFileThatIsSaved) {
     const std::string path = folder.file("show.metal", "void fx() {}\n");
     start("void fx() {}\n");
-    ASSERT_TRUE(text->followFile(path));
+    ASSERT_TRUE(text->followFile(path, "void fx() {}\n"));
     save(path, "\n\n  void fx() { cls(1); }\n\t\n");
     EXPECT_EQ(text->source(), "void fx() { cls(1); }");
     lines.clear();
@@ -147,7 +148,7 @@ TEST_F(ProgramTextTest, FollowsAFileThatIsSaved) {
     for (int i = 0; i < 20; ++i) // for longer than events take
         mainQueue.waitAndRun(std::chrono::milliseconds(2));
     EXPECT_EQ(std::ranges::count(lines, "Compiling"), 1) << "the same once more is nothing new";
-    EXPECT_FALSE(text->followFile(folder.path("none")));
+    EXPECT_FALSE(text->followFile(folder.path("none"), ""));
     save(path, "void fx() { cls(0); }"); // still followed
 
     std::filesystem::rename(folder.file("aside", "too late"), path);

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the performer is told: what is wrong and where, where the song stands, how loud it is.
+#include "app/panes/Performance.h"
+#include "app/panes/Problem.h"
+
+#include <gtest/gtest.h>
+
+namespace app {
+
+void PrintTo(const Problem& problem, std::ostream* out) {
+    *out << problem.message;
+    if (problem.position)
+        *out << " at " << problem.position->line << ":" << problem.position->column;
+}
+
+namespace {
+
+using Severity = Problem::Severity;
+
+TEST(Problems, ComeFromTheLogErrorsFirst) {
+    const std::string log = "Compilation failed:\n"
+                            "program_source:103:4: warning: unused\n    code\n    ^\n"
+                            "program_source:101:9: error: no 'x: error: y' here\n"
+                            "program_source:50:1: note: declared in the prelude\n"
+                            "program_source:20:1: error: in the prelude";
+    const std::vector<Problem> expected{
+        {Severity::Error, SourcePosition{7, 1}, "It hangs: in a loop"},
+        {Severity::Error, SourcePosition{3, 11}, "no 'x: error: y' here"},
+        {Severity::Error, std::nullopt, "in the prelude"},
+        {Severity::Warning, SourcePosition{5, 4}, "unused"}};
+    // Two blank lines and two blanks stand before the program in the user's file.
+    EXPECT_EQ(problemsIn("line 5: It hangs: in a loop", log, 100, {.lines = 2, .columns = 2}),
+              expected);
+    EXPECT_EQ(faultInFile("line 5: It hangs", {.lines = 2, .columns = 2}), "line 7: It hangs");
+    EXPECT_EQ(faultInFile("It hangs", {.lines = 2, .columns = 2}), "It hangs");
+    EXPECT_EQ(problemsIn("", "Failed to create fx compute pipeline state", 100, {}),
+              (std::vector<Problem>{
+                  {Severity::Error, std::nullopt, "Failed to create fx compute pipeline state"}}));
+    EXPECT_TRUE(problemsIn("", "", 100, {}).empty());
+}
+
+TEST(Performance, TellsWhereTheSongStands) {
+    const starloom::AudioSpec song{
+        .bpm = 120, .beatsPerBar = 3, .barsPerPattern = 2, .patternCount = 2};
+    EXPECT_EQ(songPositionAt(song, 0), SongPosition{});
+    EXPECT_EQ(songPositionAt(song, 24'000 * 3 - 1), (SongPosition{1, 1, 3}));
+    EXPECT_EQ(songPositionAt(song, 24'000 * 11), (SongPosition{2, 2, 3}));
+    EXPECT_EQ(songPositionAt(song, 24'000 * 12), SongPosition{}) << "it loops";
+    EXPECT_EQ(songPositionAt({.bpm = 120, .beatsPerBar = 0}, 5), SongPosition{});
+}
+
+TEST(Performance, TellsHowLoudItWasAMomentAgo) {
+    const auto song = platform::PCMBuffer::create(10'000);
+    for (const std::uint32_t channel : {0U, 1U})
+        std::ranges::fill(song->channel(channel), 0.0F);
+    song->channel(1)[9'000] = -0.75F;
+    EXPECT_EQ(peakBefore(*song, 9'000), 0.0F) << "it has not sounded yet";
+    EXPECT_EQ(peakBefore(*song, 9'001), 0.75F);
+    EXPECT_EQ(peakBefore(*song, 10'000 + 1'400), 0.75F) << "in the round before";
+    EXPECT_EQ(peakBefore(*song, 10'000 + 1'401), 0.0F);
+    EXPECT_EQ(peakBefore(*platform::PCMBuffer::create(0), 5), 0.0F);
+}
+
+} // namespace
+} // namespace app
