@@ -72,8 +72,8 @@ static int showWindow(int argc, char** argv, platform::Supervised& supervised) {
     shown = &window;
     if (bequest)
         window.restore(*bequest);
+    supervised.hasStarted(); // whoever sees the window may kill it
     window.show();
-    supervised.hasStarted();
     if (supervised.recentDeaths() == 0 && !options->fromWindow && options->recover.isEmpty())
         window.documents().offerRecovery();
     return QApplication::exec();
