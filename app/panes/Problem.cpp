@@ -6,6 +6,7 @@
 #include <functional>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace app {
 namespace {
@@ -44,6 +45,12 @@ Problem problemOf(const std::string& fault, int preludeLines, const starloom::Bl
     return problem;
 }
 
+/// The log says the same for each stage.
+void add(std::vector<Problem>& problems, Problem problem) {
+    if (std::ranges::find(problems, problem) == problems.end())
+        problems.push_back(std::move(problem));
+}
+
 } // namespace
 
 SourcePosition inFile(SourcePosition position, const starloom::BlankLead& lead) {
@@ -67,7 +74,7 @@ std::vector<Problem> problemsIn(const std::string& fault, const std::string& log
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(rest.size(), line.size() + 1));
         if (const auto severity = severityOf(line))
-            problems.push_back(problemIn(line, *severity, preludeLines, lead));
+            add(problems, problemIn(line, *severity, preludeLines, lead));
         else if (line.find("ailed") != line.npos && line != "Compilation failed:")
             failure = line;
     }

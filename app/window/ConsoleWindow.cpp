@@ -92,7 +92,10 @@ void ConsoleWindow::buildPanes() {
     addPane(tr("Log"), "log", buildLog(), Qt::BottomDockWidgetArea);
     addPane(tr("Source"), "source", m_source, Qt::BottomDockWidgetArea);
     addPane(tr("Capture"), "capture", buildCapture(), Qt::LeftDockWidgetArea)->hide();
-    addPane(tr("History"), "history", m_history->pane(), Qt::BottomDockWidgetArea)->hide();
+    QDockWidget* history =
+        addPane(tr("History"), "history", m_history->pane(), Qt::BottomDockWidgetArea);
+    tabifyDockWidget(m_panes[2], history); // which needs as much room as the source
+    history->hide();
     QList<QAction*> toggles;
     for (std::size_t i = 0; i < m_panes.size(); ++i) {
         QAction* toggle = m_panes[i]->toggleViewAction();

@@ -24,6 +24,7 @@ TEST(Problems, ComeFromTheLogErrorsFirst) {
                             "program_source:103:4: warning: unused\n    code\n    ^\n"
                             "program_source:101:9: error: no 'x: error: y' here\n"
                             "program_source:50:1: note: declared in the prelude\n"
+                            "program_source:101:9: error: no 'x: error: y' here\n"
                             "program_source:20:1: error: in the prelude";
     const std::vector<Problem> expected{
         {Severity::Error, SourcePosition{7, 1}, "It hangs: in a loop"},
