@@ -9,10 +9,10 @@
 namespace platform {
 
 Result<BusPtr> openSessionBus() {
-    sd_bus* bus = nullptr;
-    if (sd_bus_open_user_with_description(&bus, "window capture") < 0)
+    BusPtr bus = connectToSessionBus("window capture");
+    if (!bus)
         return Error{"There is no session bus, by which a desktop shares windows."};
-    return BusPtr(bus);
+    return bus;
 }
 
 Result<PortalAbilities> readPortalAbilities(std::chrono::milliseconds patience) {

@@ -5,12 +5,10 @@
 #pragma once
 
 #include "platform/base/Result.h"
-
-#include <systemd/sd-bus.h>
+#include "platform/bus/SessionBus.h"
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
 
 namespace platform {
 
@@ -18,23 +16,8 @@ inline constexpr const char* portalService = "org.freedesktop.portal.Desktop";
 inline constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 inline constexpr const char* screenCastInterface = "org.freedesktop.portal.ScreenCast";
 
-struct BusCloser {
-    void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
-};
-using BusPtr = std::unique_ptr<sd_bus, BusCloser>;
-
-struct MessageCloser {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using MessagePtr = std::unique_ptr<sd_bus_message, MessageCloser>;
-
 /// For one thread. Begins to connect; does not wait until it is done.
 Result<BusPtr> openSessionBus();
-
-/// For the library's timeouts.
-inline std::uint64_t microseconds(std::chrono::milliseconds time) {
-    return static_cast<std::uint64_t>(std::chrono::microseconds(time).count());
-}
 
 struct PortalAbilities {
     std::uint32_t version = 0;

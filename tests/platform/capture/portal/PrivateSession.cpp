@@ -3,6 +3,7 @@
 #include "tests/platform/capture/portal/PrivateSession.h"
 
 #include "platform/PrivateFolder.h"
+#include "tests/platform/bus/PrivateBus.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -15,22 +16,6 @@
 
 namespace platform::tests {
 namespace {
-
-/// Without folders of services: an installed portal would be started.
-constexpr std::string_view busConfiguration = R"(<!DOCTYPE busconfig PUBLIC
- "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>unix:dir=/nowhere</listen>
-  <auth>EXTERNAL</auth>
-  <policy context="default">
-    <allow send_destination="*"/>
-    <allow receive_sender="*"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-)";
 
 /// Without modules that look for devices, other services or a higher priority.
 constexpr std::string_view pipeWireConfiguration = R"(
@@ -99,13 +84,8 @@ Result<void> PrivateSession::start() {
         ::setenv(name, m_folder.c_str(), 1);
     for (const char* name : {"PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR", "PIPEWIRE_CONFIG_DIR"})
         ::unsetenv(name);
-    const std::string bus = "unix:path=" + (m_folder / "bus").string();
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", bus.c_str(), 1);
-    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
-    write(m_folder / "bus.conf", busConfiguration);
     write(m_folder / "pipewire.conf", pipeWireConfiguration);
-    run({"dbus-daemon", "--nofork", "--nopidfile", "--nosyslog", "--address=" + bus,
-         "--config-file=" + (m_folder / "bus.conf").string()});
+    m_programs.push_back(startPrivateBus(m_folder));
     run({"pipewire", "-c", (m_folder / "pipewire.conf").string()});
     SL42_TRY_VOID(awaitSocket("bus"));
     SL42_TRY_VOID(awaitSocket("pipewire-0"));
