@@ -71,6 +71,7 @@ Actions::Actions(QWidget& window)
       wholeScales(makeSwitch(window, "&Whole-Number Scales Only")),
       badgeOnStage(makeSwitch(window, "Show Problems in Full &Screen")),
       performer(makeSwitch(window, "&Performer Window", keys("F12"))),
+      blackSurround(makeSwitch(window, "&Black Around the Picture")),
       overlay(makeSwitch(window, "&Overlay", keys("Ctrl+L"))),
       invertOverlay(makeSwitch(window, "&Invert Overlay", keys("Ctrl+Shift+L"))),
       overlaySource(makeSwitch(window, "Overlay: &Source", keys("Ctrl+Alt+L"))),
@@ -94,16 +95,19 @@ Actions::Actions(QWidget& window)
     showError->setEnabled(false);
 }
 
-void Actions::addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>& panes) const {
+void Actions::addMenus(QMenuBar& bar, const Submenus& submenus,
+                       const QList<QAction*>& panes) const {
     QMenu& file = addMenu(bar, "&File",
                           {newDocument, open, nullptr, save, saveAs, savePacked, nullptr,
                            exportPicture, exportSong, exportVideo, nullptr, close, quit});
-    file.insertMenu(file.actions().at(2), &recentFiles);
+    file.insertMenu(file.actions().at(2), &submenus.recentFiles);
     addMenu(bar, "&Program",
             {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, olderText,
              newerText, nullptr, showError});
-    QMenu& view =
-        addMenu(bar, "&View", {fullScreen, wholeScales, badgeOnStage, nullptr, performer, nullptr});
+    QMenu& view = addMenu(
+        bar, "&View",
+        {fullScreen, wholeScales, blackSurround, badgeOnStage, nullptr, performer, nullptr});
+    view.insertMenu(wholeScales, &submenus.screens);
     view.addActions(panes);
     addMenu(bar, "&Overlay",
             {overlay, invertOverlay, overlaySource, nullptr, pickWindow, capture, recordCapture,

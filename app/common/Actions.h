@@ -16,15 +16,20 @@ namespace app {
 /// window, where their keys work also while the menu bar is hidden.
 struct Actions {
     explicit Actions(QWidget& window);
+    /// Menus whose entries change.
+    struct Submenus {
+        QMenu& recentFiles;
+        QMenu& screens;
+    };
     /// `panes` show and hide the window's panes.
-    void addMenus(QMenuBar& bar, QMenu& recentFiles, const QList<QAction*>& panes) const;
+    void addMenus(QMenuBar& bar, const Submenus& submenus, const QList<QAction*>& panes) const;
 
     QAction *newDocument, *open, *save, *saveAs, *savePacked;
     QAction *exportPicture, *exportSong, *exportVideo;
     QAction *close, *quit;
     QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *olderText, *newerText,
         *showError;
-    QAction *fullScreen, *leaveFullScreen, *wholeScales, *badgeOnStage, *performer;
+    QAction *fullScreen, *leaveFullScreen, *wholeScales, *blackSurround, *badgeOnStage, *performer;
     QAction *overlay, *invertOverlay, *overlaySource;
     QAction *pickWindow, *capture, *recordCapture, *openRecordings;
     QAction *mute, *louder, *softer;

@@ -39,6 +39,9 @@ public:
     Setting<QByteArray> panes{m_store, "window/panes", {}};
     Setting<bool> wholeScalesOnly{m_store, "picture/wholeScalesOnly", false};
     Setting<bool> badgeOnStage{m_store, "picture/badgeOnStage", false};
+    Setting<bool> blackSurround{m_store, "picture/blackSurround", false};
+    /// The name of a screen; empty for the one that the window is on.
+    Setting<QString> fullScreenOn{m_store, "picture/fullScreenOn", {}};
     Setting<int> preferredFPS{m_store, "picture/preferredFPS", 60};
     Setting<bool> invertOverlay{m_store, "overlay/invert", false};
     Setting<int> volume{m_store, "sound/volume", 100}; ///< per cent

@@ -140,6 +140,16 @@ void PreviewWidget::setWholeScalesOnly(bool wholeOnly) {
     update();
 }
 
+void PreviewWidget::setSurround(const QColor& colour) {
+    m_surround = colour;
+    update();
+}
+
+void PreviewWidget::setPointerHidden(bool hidden) {
+    m_pointerHidden = hidden;
+    resetCursorRects();
+}
+
 void PreviewWidget::updateTarget() {
     const auto place = placement();
     m_presenter.setTargetSize(
@@ -151,8 +161,6 @@ void PreviewWidget::resizeEvent(QResizeEvent* event) {
     updateTarget();
 }
 
-// The area around the picture is red, so that a mistake in the layout of a stage is seen when it is
-// set up.
 void PreviewWidget::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     const double ratio = devicePixelRatioF();
@@ -162,7 +170,7 @@ void PreviewWidget::paintEvent(QPaintEvent*) {
     const QRect whole(0, 0, static_cast<int>(std::ceil(width() * ratio)),
                       static_cast<int>(std::ceil(height() * ratio)));
     for (const QRect& border : QRegion(whole).subtracted(picture))
-        painter.fillRect(border, QColor(255, 0, 0));
+        painter.fillRect(border, m_surround);
     const PicturePtr shown = this->shown();
     if (!shown)
         painter.fillRect(picture, Qt::black);
@@ -171,7 +179,7 @@ void PreviewWidget::paintEvent(QPaintEvent*) {
 }
 
 void PreviewWidget::resetCursorRects() {
-    setCursor(showCursor() ? QCursor(Qt::ArrowCursor) : m_emptyCursor);
+    setCursor(showCursor() && !m_pointerHidden ? QCursor(Qt::ArrowCursor) : m_emptyCursor);
 }
 
 } // namespace app

@@ -14,6 +14,7 @@
 #include "preview/PicturePlacement.h"
 #include "preview/Presenter.h"
 
+#include <QColor>
 #include <QCursor>
 #include <QImage>
 #include <QTimer>
@@ -37,6 +38,11 @@ public:
 
     /// Leaves more of the view red rather than mix neighbouring pixels.
     void setWholeScalesOnly(bool wholeOnly);
+    /// The colour of what the picture does not cover; red at first, so that a mistake in the layout
+    /// of a stage is seen when it is set up.
+    void setSurround(const QColor& colour);
+    /// Hides the mouse pointer over the picture, whatever the program wants.
+    void setPointerHidden(bool hidden);
     /// Where the picture lies in the widget.
     QRectF pictureRect() const;
     /// What is shown, as the console drew it.
@@ -72,6 +78,8 @@ private:
     platform::Observation m_rateObservation;
     bool m_needsDisplay = true;
     bool m_wholeOnly = false;
+    QColor m_surround{255, 0, 0};
+    bool m_pointerHidden = false;
 
     platform::Mutex m_mutex;
     FrameRate m_frameRate SL42_GUARDED_BY(m_mutex);

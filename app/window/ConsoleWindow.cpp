@@ -8,6 +8,7 @@
 #include "app/panes/Readouts.h"
 #include "app/panes/SoundControls.h"
 #include "app/window/AboutBox.h"
+#include "app/window/FitScreen.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -48,6 +49,7 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised&
     m_exports =
         std::make_unique<Exports>(*this, m_console, m_settings, m_stage->notices(), m_actions);
     m_history = std::make_unique<HistoryCommands>(m_console, m_stage->notices(), m_actions);
+    m_fullScreen = std::make_unique<FullScreen>(*this, m_console.view(), m_settings, m_actions);
     m_overlay = std::make_unique<OverlayCommands>(
         OverlayCommands::Parts{m_console, m_settings, m_stage->notices(), [this] { openPicker(); }},
         m_actions);
@@ -103,7 +105,7 @@ void ConsoleWindow::buildPanes() {
         addAction(toggle); // works also while the menu bar is hidden
         toggles.append(toggle);
     }
-    m_actions.addMenus(*menuBar(), m_documents->recentFiles(), toggles);
+    m_actions.addMenus(*menuBar(), {m_documents->recentFiles(), m_fullScreen->screens()}, toggles);
 }
 
 QWidget* ConsoleWindow::buildControls() {
@@ -285,14 +287,9 @@ void ConsoleWindow::setFullScreen(bool full) {
         for (QDockWidget* pane : m_panes)
             if (!pane->isFloating())
                 pane->hide();
-        m_geometryBeforeFullScreen = saveGeometry();
-        m_wasMaximized = isMaximized();
-        showFullScreen();
+        m_fullScreen->enter();
     } else {
-        if (m_wasMaximized)
-            showMaximized();
-        else
-            showNormal();
+        m_fullScreen->leave();
         restoreState(m_layoutBeforeFullScreen);
     }
     m_stage->takeFocus();
@@ -325,7 +322,7 @@ void ConsoleWindow::openPicker() {
 
 void ConsoleWindow::restoreLayout() {
     if (!restoreGeometry(m_settings.geometry.get())) {
-        resize(firstSize);
+        resize(fittingSize(*this, firstSize));
         m_fitPicture = true;
     }
     restoreState(m_settings.panes.get());
@@ -351,7 +348,7 @@ void ConsoleWindow::bequeath() {
     const bool full = m_actions.fullScreen->isChecked();
     const Bequest bequest{.journal = m_console.journal().file(),
                           .followed = m_document.followed(),
-                          .geometry = full ? m_geometryBeforeFullScreen : saveGeometry(),
+                          .geometry = full ? m_fullScreen->geometryBefore() : saveGeometry(),
                           .panes = full ? m_layoutBeforeFullScreen : saveState(),
                           .fullScreen = full,
                           .playing = m_actions.play->isChecked()};
@@ -378,8 +375,10 @@ void ConsoleWindow::runAgain() {
 void ConsoleWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     if (std::exchange(m_fitPicture, false))
-        QTimer::singleShot(0, this,
-                           [this] { resize(size() + m_stage->sizeHint() - m_stage->size()); });
+        QTimer::singleShot(0, this, [this] {
+            resize(fittingSize(*this, size() + m_stage->sizeHint() - m_stage->size()));
+            moveOntoScreen(*this);
+        });
 }
 
 void ConsoleWindow::closeEvent(QCloseEvent* event) {

@@ -17,6 +17,7 @@
 #include "app/stage/Stage.h"
 #include "app/window/DocumentCommands.h"
 #include "app/window/Exports.h"
+#include "app/window/FullScreen.h"
 #include "app/window/HelpWindow.h"
 #include "app/window/HistoryCommands.h"
 #include "app/window/OverlayCommands.h"
@@ -93,8 +94,6 @@ private:
     std::vector<QDockWidget*> m_panes;
     QPointer<HelpWindow> m_help; ///< made when first asked for
     QByteArray m_layoutBeforeFullScreen;
-    QByteArray m_geometryBeforeFullScreen;
-    bool m_wasMaximized = false;
     QTimer m_bequeathTimer;
     QString m_faultNotice;
     std::string m_offered;     ///< a newer text than the one that runs; empty for none
@@ -103,6 +102,7 @@ private:
     std::unique_ptr<DocumentCommands> m_documents;
     std::unique_ptr<Exports> m_exports;
     std::unique_ptr<HistoryCommands> m_history;
+    std::unique_ptr<FullScreen> m_fullScreen;
     std::unique_ptr<OverlayCommands> m_overlay;
     PerformerWindow* m_performer = nullptr; ///< the window's child
     std::vector<platform::Observation> m_observations;

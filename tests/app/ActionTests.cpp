@@ -170,6 +170,9 @@ std::vector<Row> WindowActions::pictureRows() {
     };
     return {
         {"Whole-Number Scales Only", isWhole, grow},
+        {"Black Around the Picture",
+         [this] { return view().grab().toImage().pixelColor(0, 0) == Qt::black; },
+         [this] { window->resize(1700, 700); }},
         {"Controls", toggles("controls")},
         {"Log", toggles("log")},
         {"Source", toggles("source")},

@@ -7,12 +7,15 @@
 #include <QApplication>
 
 #include <cstdlib>
+#include <string>
 
 namespace app::tests {
 
-/// Made when it is first asked for, on a display that nobody sees. Outlives everything static.
+/// Made when it is first asked for, on two screens that nobody sees. Outlives everything static.
 inline QApplication& application() {
-    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    const std::string screens =
+        std::string(::getenv("SL42_SOURCE_DIR")) + "/tests/app/screens.json";
+    ::setenv("QT_QPA_PLATFORM", ("offscreen:configfile=" + screens).c_str(), 1);
     static int count = 1;
     static char name[] = "test";
     static char* arguments[] = {name, nullptr};

@@ -72,9 +72,14 @@ void OpenWindow::press(QWidget& dialog, const QString& button) {
     dialog.close();
 }
 
+/// Menus whose entries are those of the machine, or of the past.
+static bool depends(const QAction& menu) {
+    return menu.text() == "Open &Recent" || menu.text() == "Full Screen O&n";
+}
+
 static void collect(const QList<QAction*>& actions, std::vector<QAction*>& all) {
     for (QAction* action : actions)
-        if (const QMenu* menu = action->menu(); menu && action->text() != "Open &Recent")
+        if (const QMenu* menu = action->menu(); menu && !depends(*action))
             collect(menu->actions(), all);
         else if (!menu && !action->isSeparator())
             all.push_back(action);
