@@ -8,6 +8,7 @@
 #include "app/window/ConsoleWindow.h"
 #include "app/window/Style.h"
 #include "platform/files/FileClaim.h"
+#include "platform/process/EndRequests.h"
 #include "platform/process/Supervision.h"
 #include "platform/process/Terminal.h"
 
@@ -74,6 +75,12 @@ static int showWindow(int argc, char** argv, platform::Supervised& supervised) {
         window.restore(*bequest);
     supervised.hasStarted(); // whoever sees the window may kill it
     window.show();
+    platform::EndRequests requests;
+    const QSocketNotifier requestNotifier(requests.descriptor(), QSocketNotifier::Read);
+    QObject::connect(&requestNotifier, &QSocketNotifier::activated, &window, [&] {
+        window.settleFiles();
+        requests.obey();
+    });
     if (supervised.recentDeaths() == 0 && !options->fromWindow && options->recover.isEmpty())
         window.documents().offerRecovery();
     return QApplication::exec();

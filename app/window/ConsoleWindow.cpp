@@ -344,6 +344,10 @@ void ConsoleWindow::present() {
     QApplication::alert(this); // where the desktop does not let windows come forward
 }
 
+void ConsoleWindow::settleFiles() {
+    m_exports->abandon();
+}
+
 void ConsoleWindow::bequeath() {
     const bool full = m_actions.fullScreen->isChecked();
     const Bequest bequest{.journal = m_console.journal().file(),
@@ -382,7 +386,7 @@ void ConsoleWindow::showEvent(QShowEvent* event) {
 }
 
 void ConsoleWindow::closeEvent(QCloseEvent* event) {
-    if (!m_documents->mayClose()) {
+    if (!m_documents->mayClose() || !m_exports->mayClose()) {
         event->ignore();
         return;
     }

@@ -48,6 +48,8 @@ public:
     void present();
     /// Puts the window where the one before stood.
     void restore(const Bequest& bequest);
+    /// For a process that is about to end without closing its window: leaves no file half made.
+    void settleFiles();
 
 protected:
     void showEvent(QShowEvent* event) override;

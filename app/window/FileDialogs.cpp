@@ -2,10 +2,11 @@
 // Part of Starloom 42.
 #include "app/window/FileDialogs.h"
 
-#include <QDir>
+#include "app/window/SaveName.h"
+
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QRegularExpression>
+#include <QMessageBox>
 
 namespace app {
 namespace fs = std::filesystem;
@@ -24,19 +25,40 @@ std::optional<fs::path> FileDialogs::askForProgram() {
 }
 
 std::optional<fs::path> FileDialogs::askWhereToSave(const QString& title, const fs::path& proposed,
-                                                    const QString& filter, Existing existing) {
-    QFileDialog dialog(&m_window, title, m_settings.folder.get(), filter);
+                                                    const QString& kinds) {
+    QFileDialog dialog(&m_window, title, m_settings.folder.get(), kinds);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
-    dialog.setOption(QFileDialog::DontConfirmOverwrite, existing == Existing::Keep);
-    const auto ending = QRegularExpression(R"(\*\.(\w+))").match(filter);
-    dialog.setDefaultSuffix(ending.captured(1));
     if (proposed.has_parent_path())
         dialog.setDirectory(QString::fromStdString(proposed.parent_path().string()));
-    dialog.selectFile(QString::fromStdString(proposed.filename().string()));
-    if (dialog.exec() != QDialog::Accepted)
-        return std::nullopt;
-    return remember(dialog.selectedFiles().value(0));
+    const QString name = QString::fromStdString(proposed.filename().string());
+    dialog.selectNameFilter(kindOf(name, kinds));
+    dialog.setDefaultSuffix(endingOf(dialog.selectedNameFilter()));
+    dialog.selectFile(name);
+    // The name that is seen changes with the kind, so that the dialog asks about the right file.
+    QObject::connect(&dialog, &QFileDialog::filterSelected, &dialog, [&](const QString& kind) {
+        const QString seen = QFileInfo(dialog.selectedFiles().value(0)).fileName();
+        dialog.setDefaultSuffix(endingOf(kind));
+        dialog.selectFile(withEndingOf(kind, seen, kinds));
+    });
+    while (dialog.exec() == QDialog::Accepted) {
+        const QString typed = dialog.selectedFiles().value(0);
+        const QString file = withEndingOf(dialog.selectedNameFilter(), typed, kinds);
+        if (file == typed || mayReplace(file))
+            return remember(file);
+    }
+    return std::nullopt;
+}
+
+// About a file that the dialog has not asked about, since it did not know the name.
+bool FileDialogs::mayReplace(const QString& file) {
+    if (!QFileInfo::exists(file))
+        return true;
+    return QMessageBox::warning(&m_window, QObject::tr("Save"),
+                                QObject::tr("%1 already exists.\nDo you want to replace it?")
+                                    .arg(QFileInfo(file).fileName()),
+                                QMessageBox::Yes | QMessageBox::No,
+                                QMessageBox::No) == QMessageBox::Yes;
 }
 
 } // namespace app

@@ -23,16 +23,15 @@ public:
     FileDialogs(QWidget& window, Settings& settings) : m_window(window), m_settings(settings) {}
 
     std::optional<std::filesystem::path> askForProgram();
-    /// What the dialog does about a file that has the name already.
-    enum class Existing { AskToReplace, Keep };
-    /// `proposed` is a name or a path. The first ending of `filter`, as in "Pictures (*.png
-    /// *.exr)", is added to a name without any.
+    /// `proposed` is a name or a path. `kinds` are those to choose from, as in "Pictures (*.png);;
+    /// Unclamped pictures (*.exr)"; the answer has the ending of the chosen one. A file that has
+    /// the name already may be replaced: the user has been asked.
     std::optional<std::filesystem::path> askWhereToSave(const QString& title,
                                                         const std::filesystem::path& proposed,
-                                                        const QString& filter,
-                                                        Existing existing = Existing::AskToReplace);
+                                                        const QString& kinds);
 
 private:
+    bool mayReplace(const QString& file);
     std::optional<std::filesystem::path> remember(const QString& chosen);
 
     QWidget& m_window;

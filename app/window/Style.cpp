@@ -68,6 +68,9 @@ QScrollArea QToolButton:pressed, QScrollArea QToolButton:checked { background: #
 QScrollArea QToolButton:disabled { color: #5d616a; }
 QScrollArea QToolButton:focus { border-color: #5b8dd6; }
 QFrame#notice QToolButton { background: transparent; border: none; padding: 1px 5px; }
+QFrame#notice QToolButton#offer { background: #2d3038; border: 1px solid #4a74b8; border-radius: 5px;
+                                  padding: 2px 10px; }
+QFrame#notice QToolButton#offer:hover { background: #345488; }
 QSlider::groove:horizontal { height: 4px; background: #2b2e36; border-radius: 2px; }
 QSlider::sub-page:horizontal { background: #4a74b8; border-radius: 2px; }
 QSlider::handle:horizontal { width: 14px; height: 14px; margin: -5px 0; border-radius: 7px;

@@ -114,7 +114,7 @@ std::vector<Row> WindowActions::documentRows() {
          dialog("packed.sl42")},
         {"Save As",
          [this] { return stored("b.sl42") == text && window->windowTitle().startsWith("b.sl42"); },
-         dialog("b.sl42")},
+         [this] { answer({choose(file("b"), "Documents (*.sl42)")}); }},
         {"Save", [this] { return stored("b.sl42") == newerText && !window->isWindowModified(); },
          change},
     };
@@ -255,12 +255,12 @@ TEST_F(WindowActions, RunAgainRunsTheTextThatWaits) {
     EXPECT_FALSE(window->isFullScreen());
 }
 
-TEST_F(WindowActions, FilesAreWrittenAsTheirEndingSays) {
+TEST_F(WindowActions, FilesAreWrittenAsTheChosenKindSays) {
     open(files.file("a.metal", text));
-    answer({choose(file("a.exr"))});
+    answer({choose(file("a"), "Unclamped pictures (*.exr)")});
     action("Export Picture").trigger();
     EXPECT_TRUE(eventually([this] { return platform::readExr(file("a.exr")).hasValue(); }));
-    answer({choose(file("b.metal"))});
+    answer({choose(file("b.sl42"), "Program texts (*.metal)")});
     action("Save As").trigger();
     EXPECT_EQ(contentsOf(file("b.metal")), std::string(text) + "\n");
 }
@@ -299,7 +299,7 @@ TEST_F(WindowActions, ClosingAsksAboutChanges) {
                                                         {"Save", true, true}};
     for (const auto& [button, closes, saves] : rows) {
         open(readOrigin(files.file("a.metal", text)).value());
-        answer({choose(file("a.sl42"))});
+        answer({choose(file("a.sl42"), "Documents (*.sl42)")});
         action("Save As").trigger();
         engine().setSource(newerText);
         answer({[choice = button](QDialog& question) { press(question, choice); }});

@@ -57,9 +57,12 @@ void OpenWindow::answer(std::vector<Answer> answers) {
     });
 }
 
-OpenWindow::Answer OpenWindow::choose(const std::string& file) {
-    return [file](QDialog& dialog) {
-        dynamic_cast<QFileDialog&>(dialog).selectFile(QString::fromStdString(file));
+OpenWindow::Answer OpenWindow::choose(const std::string& file, const QString& kind) {
+    return [=](QDialog& dialog) {
+        auto& files = dynamic_cast<QFileDialog&>(dialog);
+        if (!kind.isEmpty())
+            files.selectNameFilter(kind);
+        files.selectFile(QString::fromStdString(file));
         dialog.accept();
     };
 }

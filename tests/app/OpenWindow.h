@@ -37,7 +37,8 @@ protected:
     }
     /// Answers the dialogs that come up next, one after the other.
     static void answer(std::vector<Answer> answers);
-    static Answer choose(const std::string& file);
+    /// The kind is one of those that the dialog offers; empty for the one that it proposes.
+    static Answer choose(const std::string& file, const QString& kind = {});
     /// Presses the button of a dialog or a box that has this text.
     static void press(QWidget& dialog, const QString& button);
 

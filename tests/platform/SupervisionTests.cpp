@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
+#include "platform/process/EndRequests.h"
 #include "platform/process/Supervision.h"
 
 #include "platform/base/Fatal.h"
 
 #include <gtest/gtest.h>
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -61,6 +63,31 @@ TEST(SupervisionDeathTest, RequestsToEndReachBoth) {
         return ::raise(SIGINT);
     };
     EXPECT_EXIT(::_exit(supervise(toldItself)), testing::KilledBySignal(SIGINT), "");
+}
+
+TEST(SupervisionDeathTest, WhatIsHalfDoneIsClearedAwayFirst) {
+    const auto tidies = [](Supervised& self) {
+        self.hasStarted();
+        EndRequests requests;
+        ::raise(SIGINT); // a terminal tells both
+        ::kill(::getppid(), SIGINT);
+        pollfd event{requests.descriptor(), POLLIN, 0};
+        while (::poll(&event, 1, -1) < 0) {
+        }
+        std::fprintf(stderr, "<tidied>");
+        requests.obey();
+        return 0;
+    };
+    EXPECT_EXIT(::_exit(supervise(tidies)), testing::KilledBySignal(SIGINT), "^<tidied>$");
+    const auto hangs = [](Supervised& self) {
+        self.hasStarted();
+        const EndRequests requests(std::chrono::seconds(1));
+        ::kill(::getppid(), SIGTERM);
+        while (true)
+            ::pause();
+        return 0;
+    };
+    EXPECT_EXIT(::_exit(supervise(hangs)), testing::KilledBySignal(SIGTERM), "");
 }
 
 } // namespace platform
