@@ -63,18 +63,12 @@ TEST_P(BufferTest, LivesUntilItsCommandBuffersHaveCompleted) {
                                  " device uint* to [[buffer(1)]],"
                                  " uint i [[thread_position_in_grid]]) { to[i] = from[i]; }");
     const auto target = device->makeBuffer(4096, StorageMode::Shared);
-    auto commandBuffer = queue->makeCommandBuffer();
-    {
-        const auto source = bufferOf(std::vector<std::uint32_t>(1024, 77));
-        auto encoder = commandBuffer->makeComputeCommandEncoder();
-        encoder->setComputePipelineState(kernel);
-        encoder->setBuffer(source, 0, 0);
-        encoder->setBuffer(target, 0, 1);
-        encoder->dispatchThreads({1024, 1, 1}, {64, 1, 1});
-        encoder->endEncoding();
-    }
-    commandBuffer->commit();
-    commandBuffer->waitUntilCompleted();
+    expectCompleted(*run([&](gpu::ComputeCommandEncoder& encoder) {
+        encoder.setComputePipelineState(kernel);
+        encoder.setBuffer(bufferOf(std::vector<std::uint32_t>(1024, 77)), 0, 0); // nobody else's
+        encoder.setBuffer(target, 0, 1);
+        encoder.dispatchThreads({1024, 1, 1}, {64, 1, 1});
+    }));
     EXPECT_EQ(valuesIn<std::uint32_t>(target), std::vector<std::uint32_t>(1024, 77));
 }
 

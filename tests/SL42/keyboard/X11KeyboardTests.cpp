@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// From the keys of an X server to what a program draws. xdotool presses the keys, setxkbmap changes
-// the layout.
-#include "SL42/offline/OfflineConsole.h"
+// From the keys of an X server to the codes that programs see. xdotool presses the keys, setxkbmap
+// changes the layout.
 #include "platform/keyboard/X11KeyStateSource.h"
 #include "tests/SL42/KeyCodes.h"
 #include "tests/SL42/keyboard/XServer.h"
@@ -115,37 +114,6 @@ TEST_F(X11KeyboardTest, FollowsTheLayout) {
     EXPECT_EQ(held(), Codes{'y'}) << "held all the time";
     switchToLayout(server, 0);
     EXPECT_EQ(held(), Codes{'z'});
-}
-
-// The console has no window that could have the focus, and the program sees the keys.
-TEST_F(X11KeyboardTest, AProgramSeesKeysTypedElsewhere) {
-    OfflineConsole console(gpu::Device::systemDefault(), "Keys", R"(
-        void fx() {
-            if (coords.y == 0)
-                cls(float3(keydown(int(coords.x) % 128), keystroke(int(coords.x) % 128), 0));
-        })");
-    ASSERT_FALSE(console.hasError()) << console.compileLog();
-    console.engine().keyboard() = keyboard;
-    const auto drawn = [&console] {
-        EXPECT_TRUE(console.drawFrame(platform::Seconds(0)));
-        const auto picture = console.picture();
-        Codes codes; // held and struck count as two
-        for (std::uint32_t code = 0; code < 128; ++code) {
-            for (int i = 0; i < static_cast<int>(picture->pixel(code, 0)[0]) +
-                                    static_cast<int>(picture->pixel(code, 0)[1]);
-                 ++i)
-                codes.push_back(static_cast<int>(code));
-        }
-        return codes;
-    };
-    EXPECT_EQ(drawn(), Codes{});
-    xdotool("keydown", {"Shift_L", keyA});
-    EXPECT_EQ(drawn(), (Codes{1, 1, 65, 65}));
-    EXPECT_EQ(drawn(), (Codes{1, 65}));
-    xdotool("keyup", {"Shift_L"});
-    EXPECT_EQ(drawn(), (Codes{97, 97}));
-    xdotool("keyup", {keyA});
-    EXPECT_EQ(drawn(), Codes{});
 }
 
 TEST(X11Keyboard, SurvivesTheLossOfTheServer) {

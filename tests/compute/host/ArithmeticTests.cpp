@@ -46,7 +46,12 @@ const Case cases[] = {
     {"unsigned division by zero", "%r = udiv i32 %a, %b", 7, 0, 0},
     {"exact division", "%r = sdiv exact i32 %a, %b", 7, 2, 3},
     {"remainder of lowest", "%r = srem i32 %a, %b", lowest, minusOne, 0},
+    {"unsigned remainder by zero", "%r = urem i32 %a, %b", 7, 0, 0},
     {"shift by 40", "%r = shl i32 %a, %b", 1, 40, 256},
+    {"shift of a width that is no power of two",
+     "%n = trunc i32 %a to i24  %m = trunc i32 %b to i24  %s = shl i24 %n, %m"
+     "  %r = zext i24 %s to i32",
+     1, 25, 2},
     {"promised no wrap", "%r = add nsw nuw i32 %a, %b", 0x7FFFFFFF, 1, lowest},
     {"leading zeros of 0", "%r = call i32 @llvm.ctlz.i32(i32 %a, i1 true)", 0, 0, 32},
     {"trailing zeros of 0", "%r = call i32 @llvm.cttz.i32(i32 %a, i1 true)", 0, 0, 32},

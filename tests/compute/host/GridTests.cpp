@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// What threads of a grid share.
+// What threads of a grid read and share.
 #include "compute/host/memory/LeasedMemory.h"
 #include "compute/memory/GuardedMemory.h"
 #include "tests/Allocations.h"
@@ -42,70 +42,69 @@ TEST(GridTests, ALoadAfterAStoreOfTheSameThreadSeesIt) {
     }
 }
 
-TEST(GridTests, NarrowNumbersAreReadFromTheFirstOn) {
-    // Wherever in a page and in a word the buffer begins. The compiler does not see through freeze,
-    // so that it gathers.
-    constexpr std::size_t page = 4096;
-    std::vector<std::uint8_t> memory(4 * page);
-    void* inside = memory.data() + 1;
-    std::size_t room = memory.size() - 1;
-    auto* aligned = static_cast<std::uint8_t*>(std::align(page, 3 * page - 1, inside, room));
-    ASSERT_NE(aligned, nullptr);
-    for (const unsigned bits : {8u, 16u}) {
-        const std::string type = "i" + std::to_string(bits);
-        std::string body = "%f = freeze i32 %x\n%o = shl i32 %f, 5\n%w = zext i32 %o to i64\n"
-                           "%p = getelementptr i8, ptr %out, i64 %w\n%n = load ";
-        body += type + ", ptr %p\n%e = zext ";
-        body += type + " %n to i32\n%r = getelementptr i8, ptr %p, i64 8\n";
-        body += "store i32 %e, ptr %r\nret void";
-        const auto compiled = tests::compile(tests::makeOneDimensional(body));
+TEST(GridTests, NarrowNumbersAreReadWhereverTheyLie) {
+    // The compiler does not see through freeze, so that it gathers. Nothing follows the memory.
+    constexpr std::size_t pages = 4096 * 2;
+    const auto memory = memory::GuardedMemory::allocate(pages);
+    ASSERT_TRUE(memory);
+    const std::span bytes((*memory)->data(), pages);
+    for (std::size_t i = 0; i < pages; ++i)
+        bytes[i] = static_cast<std::byte>(7 * i / 5 + 1);
+    for (const std::uint32_t width : {1u, 2u}) {
+        const std::string type = "i" + std::to_string(8 * width);
+        const auto compiled = tests::compile(tests::makeProgram(
+            "define spir_func void @k(ptr %in, ptr %out, i32 %x) {\n%f = freeze i32 %x\n"
+            "%at = mul i32 %f, 7\n%p = getelementptr " +
+                type + ", ptr %in, i32 %at\n%n = load " + type + ", ptr %p\n%e = zext " + type +
+                " %n to i32\n%r = getelementptr i32, ptr %out, i32 %x\n"
+                "store i32 %e, ptr %r\nret void\n}\n",
+            {tests::buffer(0), tests::buffer(1),
+             tests::attribute(ParameterKind::ThreadPositionInGrid)}));
         ASSERT_TRUE(compiled);
-        for (const std::size_t place : {0u, 1u, 3u, 4094u, 4095u}) {
-            std::uint8_t* buffer = aligned + place;
-            for (unsigned i = 0; i < page; ++i)
-                buffer[i] = static_cast<std::uint8_t>(7 * i / 5 + 1);
-            Bindings bindings;
-            bindings.buffers[0] = reinterpret_cast<std::byte*>(buffer);
-            compiled->run(bindings, {20, 1, 1}, {1, 1, 1});
-            for (unsigned x = 0; x < 20; ++x) {
-                const std::uint8_t* own = buffer + std::size_t{32} * x;
-                std::uint32_t found = 0;
-                std::memcpy(&found, own + 8, sizeof found);
-                EXPECT_EQ(found, own[0] + (bits == 8 ? 0u : 256u * own[1]))
-                    << type << " of thread " << x << " at " << place;
+        constexpr std::size_t threads = 40;
+        const std::size_t size = (7 * (threads - 1) + 1) * width; // of what they read
+        for (const std::size_t place : {std::size_t{0}, std::size_t{1}, std::size_t{3},
+                                        std::size_t{4094}, std::size_t{4095}, pages - size}) {
+            std::vector<std::uint32_t> out(threads);
+            Bindings bindings = tests::bind(out, out);
+            bindings.buffers[0] = &bytes[place];
+            compiled->run(bindings, {threads, 1, 1}, {1, 1, 1});
+            for (std::size_t x = 0; x < threads; ++x) {
+                std::uint32_t expected = 0;
+                std::memcpy(&expected, &bytes[place + 7 * x * width], width);
+                EXPECT_EQ(out[x], expected) << type << " of thread " << x << " at " << place;
             }
         }
     }
 }
 
-TEST(GridTests, NarrowNumbersAreReadUpToTheEndOfMemory) {
-    // Thread x reads the number that is x numbers before the last one of the page, which nothing
-    // follows.
-    for (const std::uint32_t bytes : {1u, 2u}) {
-        const std::string type = "i" + std::to_string(8 * bytes);
-        const auto compiled = tests::compile(tests::makeProgram(
-            "define spir_func void @k(ptr %in, ptr %out, i32 %x) {\n%f = freeze i32 %x\n%at = sub "
-            "i32 " +
-                std::to_string(4096 / bytes - 1) + ", %f\n%p = getelementptr " + type +
-                ", ptr %in, i32 %at\n%n = load " + type + ", ptr %p\n%e = zext " + type +
-                " %n to i32\n%r = getelementptr i32, ptr %out, i32 %x\n"
-                "store i32 %e, ptr %r\nret void\n}\n",
-            {tests::buffer(0), tests::buffer(1),
-             tests::attribute(ParameterKind::ThreadPositionInGrid)}));
-        const auto memory = memory::GuardedMemory::allocate(4096);
-        ASSERT_TRUE(compiled && memory);
-        std::vector<std::uint32_t> out(40);
-        Bindings bindings = tests::bind(out, out);
-        bindings.buffers[0] = (*memory)->data();
-        for (unsigned i = 0; i < 4096; ++i)
-            bindings.buffers[0][i] = static_cast<std::byte>(7 * i / 5 + 1);
-        compiled->run(bindings, {40, 1, 1}, {1, 1, 1});
-        for (std::uint32_t x = 0; x < 40; ++x) {
-            std::uint32_t expected = 0;
-            std::memcpy(&expected, bindings.buffers[0] + 4096 - bytes * (x + 1), bytes);
-            EXPECT_EQ(out[x], expected) << type << " of thread " << x;
-        }
-    }
+/// A table of `count` bytes, which hold their index modulo 200.
+std::string byteTable(unsigned count) {
+    const std::string n = std::to_string(count);
+    std::string text = "@table" + n + " = internal constant [" + n + " x i8] [";
+    for (unsigned i = 0; i < count; ++i)
+        text += std::string(i == 0 ? "" : ", ") + "i8 " + std::to_string(i % 200);
+    return text + "], align 1\n";
+}
+
+TEST(GridTests, BytesAreReadUpToTheEndOfTheLastTable) {
+    // Tables whose address escapes share an image, which is one page here. Unless both are aligned
+    // for the words that bytes are gathered out of, a word of the second ends behind the page.
+    std::string body = "%f = freeze i32 %x\n%step = mul i32 %f, 512\n";
+    for (const std::string n : {"2047", "2049"})
+        body += "%p" + n + " = getelementptr [" + n + " x i8], ptr @table" + n +
+                ", i32 0, i32 %step\n%v" + n + " = load i8, ptr %p" + n + "\n%w" + n +
+                " = zext i8 %v" + n + " to i32\n%q" + n + " = getelementptr ptr, ptr %out, i32 " +
+                n.substr(2) + "\nstore ptr @table" + n + ", ptr %q" + n + "\n";
+    body += "%sum = add i32 %w2047, %w2049\n%place = getelementptr i32, ptr %out, i32 %x\n"
+            "store i32 %sum, ptr %place\nret void";
+    const auto compiled =
+        tests::compile(tests::makeOneDimensional(body, byteTable(2047) + byteTable(2049)));
+    ASSERT_TRUE(compiled);
+    std::vector<std::uint32_t> out(1024);
+    compiled->run(tests::bind(out), {20, 1, 1}, {1, 1, 1});
+    for (std::uint32_t x = 0; x < 20; ++x)
+        EXPECT_EQ(out[x], std::min(512 * x, 2046u) % 200 + std::min(512 * x, 2048u) % 200) << x;
 }
 
 /// Each thread adds its number to the square of the first number of the buffer, which is hoisted,

@@ -37,24 +37,6 @@ protected:
     }
 };
 
-TEST_F(CanonicalTests, OneFunctionIsLeft) {
-    const Program program = tests::makeOneDimensional(R"(
-        %value = call spir_func float @twice(float 2.0)
-        store float %value, ptr %out
-        ret void)",
-                                                      R"(
-        define spir_func float @twice(float %v) { %r = fadd float %v, %v ret float %r }
-        define spir_func void @unused() { call spir_func void @missing() ret void }
-        declare spir_func void @missing())");
-    auto kernel = canonicalise(program, {});
-    ASSERT_TRUE(kernel) << kernel.error().message;
-    EXPECT_FALSE(llvm::verifyModule(*kernel->module, &llvm::errs()));
-    EXPECT_EQ(std::ranges::count_if(*kernel->module,
-                                    [](const llvm::Function& f) { return !f.isDeclaration(); }),
-              1);
-    EXPECT_NE(kernel->module->getFunction(kernel->symbol), nullptr);
-}
-
 TEST_F(CanonicalTests, SeveralThreadsTakeKernelsFromOneProgram) {
     Program program = tests::makeOneDimensional(R"(
         %value = call spir_func float @twice(float 2.0)

@@ -17,11 +17,6 @@ namespace {
 using namespace compute;
 using namespace compute::kernel;
 
-/// Adds 900 to %v0, in as many instructions.
-std::string longWork() {
-    return repeated("%v$ = add i32 %v#, 1\n", 900);
-}
-
 /// A kernel with a variable %m of x, and 5 behind it, that makes %r and stores it.
 Program kernelAround(const std::string& body, const std::string& functions) {
     return makeOneDimensional(R"(
@@ -32,46 +27,6 @@ Program kernelAround(const std::string& body, const std::string& functions) {
         store i32 5, ptr %second
     )" + body + "\nstore i32 %r, ptr %out\nret void",
                               functions);
-}
-
-TEST(SharingTests, WhatFollowsGuardsIsOutlinedAndShared) {
-    const std::string functions = R"(
-    define void @draw(ptr %m, i32 %k) {
-        %old = load i32, ptr %m
-        %isOutside = icmp ugt i32 %old, %k
-        br i1 %isOutside, label %end, label %more
-    more:
-        %v0 = load i32, ptr %m
-    )" + longWork() + R"(
-        store i32 %v900, ptr %m
-        br label %end
-    end:
-        ret void
-    }
-    define void @always(ptr %m) {
-        %v0 = load i32, ptr %m
-    )" + longWork() + "store i32 %v900, ptr %m\nret void }";
-    std::string body;
-    for (int i = 0; i < 7; ++i)
-        body += "call void @draw(ptr %m, i32 10)\ncall void @always(ptr %n)\n";
-    body += "%r = load i32, ptr %m";
-    for (const auto& [x, stored] :
-         {std::pair(5U, "905"), std::pair(10U, "910"), std::pair(20U, "20")}) {
-        PassBench bench(kernelAround(body, functions));
-        ASSERT_EQ(bench.run({"bindParameters", "inlinePartially", "chooseShared"}), "");
-        std::vector<llvm::Function*> outlined;
-        for (llvm::Function& function : bench.module()) {
-            EXPECT_EQ(isShared(function), isOutlined(function)) << function.getName().str();
-            if (isOutlined(function))
-                outlined.push_back(&function);
-        }
-        ASSERT_EQ(outlined.size(), 1U);
-        EXPECT_TRUE(outlined[0]->getAttributes().hasParamAttr(0, byValueAttribute));
-        EXPECT_FALSE(outlined[0]->getAttributes().hasParamAttr(1, byValueAttribute));
-        EXPECT_LT(bench.function("draw")->getInstructionCount(), 10U) << "the guard stays";
-        ASSERT_EQ(bench.run({"promoteArguments", "inlineCalls", "eliminateArguments"}), "");
-        EXPECT_EQ(bench.stored({x, 0}), stored);
-    }
 }
 
 struct PromotionCase {

@@ -5,7 +5,6 @@
 // error, soon, and what ran before goes on.
 #include "tests/compute/service/Console.h"
 
-#include <filesystem>
 #include <fstream>
 #include <thread>
 
@@ -33,14 +32,11 @@ std::string chain(const std::string& first, const std::string& link) {
 /// Memory of its own, in megabytes, of the service that this process has now.
 std::size_t memoryOfService() {
     std::size_t megabytes = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream list(task.path() / "children");
-        for (int child = 0; list >> child;) {
-            std::ifstream status("/proc/" + std::to_string(child) + "/status");
-            for (std::string line; std::getline(status, line);)
-                if (line.starts_with("RssAnon:"))
-                    megabytes += std::stoul(line.substr(8)) / 1024;
-        }
+    for (const pid_t child : children()) {
+        std::ifstream status("/proc/" + std::to_string(child) + "/status");
+        for (std::string line; std::getline(status, line);)
+            if (line.starts_with("RssAnon:"))
+                megabytes += std::stoul(line.substr(8)) / 1024;
     }
     return megabytes;
 }

@@ -61,18 +61,10 @@ TEST(Codec, JobsSurviveTheTrip) {
     const auto request = decode<Request>(encoded<Request>(exampleJob()));
     ASSERT_TRUE(request);
     const auto& job = std::get<RunCommands>(*request);
-    EXPECT_EQ(job.job.value, 7u);
-    ASSERT_EQ(job.commands.size(), 4u);
-    const auto& dispatch = std::get<Dispatch>(job.commands[0]);
-    EXPECT_EQ(dispatch.threads.height, 540u);
-    EXPECT_EQ(dispatch.bindings, 3u);
-    EXPECT_EQ(std::get<BufferBinding>(job.bindings.at(0)).offset, 64u);
-    EXPECT_EQ(std::get<InlineBinding>(job.bindings.at(1)).length, 4u);
-    EXPECT_EQ(std::get<TextureBinding>(job.bindings.at(2)).texture.value, 5u);
-    EXPECT_EQ(job.bytes.at(7), std::byte{2});
-    EXPECT_EQ(std::get<Fill>(job.commands[1]).value, 255);
-    EXPECT_EQ(std::get<Copy>(job.commands[2]).destinationOffset, 8u);
     EXPECT_EQ(encoded<Request>(job), encoded<Request>(exampleJob()));
+    EXPECT_EQ(std::get<Dispatch>(job.commands.at(0)).threads.height, 540u);
+    EXPECT_EQ(std::get<TextureBinding>(job.bindings.at(2)).texture.value, 5u);
+    EXPECT_EQ(std::get<Copy>(job.commands.at(2)).destinationOffset, 8u);
 }
 
 TEST(Codec, NoPrefixAndNoExtensionOfAMessageIsAMessage) {

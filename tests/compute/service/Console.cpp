@@ -32,9 +32,12 @@ PipelineFuture Console::startPipeline(const std::string& kernel, const std::stri
 }
 
 std::shared_ptr<gpu::CommandBuffer>
-Console::commit(const Pipelines& pipelines, std::function<void(gpu::CommandBuffer&)> completed) {
+Console::commit(const Pipelines& pipelines, std::function<void(gpu::CommandBuffer&)> completed,
+                const std::shared_ptr<gpu::CommandBuffer>& needed) {
     auto commandBuffer = queue->makeCommandBuffer();
     commandBuffer->setLabel("Render");
+    if (needed)
+        commandBuffer->setNeeds(needed);
     auto encoder = commandBuffer->makeComputeCommandEncoder();
     encoder->setBuffer(buffer, 0, 0);
     for (const auto& pipeline : pipelines) {

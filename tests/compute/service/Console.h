@@ -28,7 +28,8 @@ protected:
     PipelineFuture startPipeline(const std::string& kernel, const std::string& text = {});
     /// Commits a command buffer "Render" that runs the kernels one after the other.
     std::shared_ptr<gpu::CommandBuffer>
-    commit(const Pipelines& pipelines, std::function<void(gpu::CommandBuffer&)> completed = {});
+    commit(const Pipelines& pipelines, std::function<void(gpu::CommandBuffer&)> completed = {},
+           const std::shared_ptr<gpu::CommandBuffer>& needed = nullptr);
     /// The same, waited for.
     std::shared_ptr<gpu::CommandBuffer> run(const Pipelines& pipelines);
     std::uint32_t counter(std::size_t index = 0);

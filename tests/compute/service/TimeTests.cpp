@@ -154,28 +154,14 @@ TEST_F(Time, ProvenPipelineIsTriedAgain) {
 TEST_F(Time, WhatNeedsAFailedCommandBufferIsNotCarriedOut) {
     const auto count = pipeline("count");
     const auto null = pipeline("null");
-    const auto commitNeeding = [&](const Pipelines& pipelines,
-                                   const std::shared_ptr<gpu::CommandBuffer>& earlier) {
-        auto commandBuffer = queue->makeCommandBuffer();
-        commandBuffer->setNeeds(earlier);
-        auto encoder = commandBuffer->makeComputeCommandEncoder();
-        encoder->setBuffer(buffer, 0, 0);
-        for (const auto& pipeline : pipelines) {
-            encoder->setComputePipelineState(pipeline);
-            encoder->dispatchThreads({counters, 1, 1}, {counters, 1, 1});
-        }
-        encoder->endEncoding();
-        commandBuffer->commit();
-        return commandBuffer;
-    };
     // The first time it faults, then it is left out.
     for (const auto code : {Code::KernelFault, Code::PipelineStopped}) {
         setCounter(0, 0);
         const auto good = commit({count});
-        const auto goodToo = commitNeeding({count}, good);
+        const auto goodToo = commit({count}, {}, good);
         auto failing = commit({null});
-        const auto dependent = commitNeeding({count}, failing);
-        const auto theirs = commitNeeding({count}, dependent);
+        const auto dependent = commit({count}, {}, failing);
+        const auto theirs = commit({count}, {}, dependent);
         const auto other = commit({count});
         other->waitUntilCompleted();
         EXPECT_EQ(goodToo->status(), Status::Completed);

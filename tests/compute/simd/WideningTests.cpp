@@ -124,6 +124,27 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             store i32 %q, ptr %place)",
          {"fdiv <16 x double>", "select"},
          {"udiv"}},
+        {"a division by what all share: a product, corrected unless infinite, not to be rearranged",
+         R"(%size = load float, ptr %out
+            %f = uitofp i32 %x to float
+            %q = fdiv arcp float %f, %size
+            store float %q, ptr %place)",
+         {"fmul <16 x float>", "select"},
+         {"fdiv <16 x float>", "fdiv arcp <16 x float>", "fmul arcp"}},
+        {"a division that must be exact",
+         R"(%size = load float, ptr %out
+            %f = uitofp i32 %x to float
+            %q = fdiv float %f, %size
+            store float %q, ptr %place)",
+         {"fdiv <16 x float>"},
+         {}},
+        {"a division by what each has of its own",
+         R"(%f = uitofp i32 %x to float
+            %size = load float, ptr %out
+            %q = fdiv arcp float %size, %f
+            store float %q, ptr %place)",
+         {"fdiv arcp <16 x float>"},
+         {}},
     };
     for (const Case& one : cases) {
         const std::string text = widened(place + one.body + "\n ret void");
@@ -148,24 +169,37 @@ TEST(WideningTests, OnlyDivergentBranchesNeedMasks) {
     EXPECT_TRUE(uniform.find("bitcast <16 x i1>") == std::string::npos) << uniform;
     const std::string divergent = widened(ifThen("icmp eq i32 %x, 3"));
     EXPECT_TRUE(divergent.find("bitcast <16 x i1>") != std::string::npos) << divergent;
-    // The uniform term is tested first, without masks and before the arithmetic of the rest.
-    const std::string both = widened(place + R"(
-        %own = mul i32 %x, %x
-        %column = icmp ugt i32 %own, 99
-        %row = icmp ugt i32 %y, 3
-        %c = or i1 %column, %row
-        br i1 %c, label %end, label %then
-    then:
-        store i32 1, ptr %place
-        br label %end
-    end:
-        %which = phi i32 [ 0, %0 ], [ 1, %then ]
-        store i32 %which, ptr %place
-        ret void)");
-    const std::size_t row = both.find("br i1 %", both.find("icmp ugt i32", both.find("@tile")));
-    ASSERT_NE(row, both.npos) << both;
-    EXPECT_GT(both.find("mul <16 x i32>"), row) << both;
-    EXPECT_LT(both.find("mul <16 x i32>"), both.find("bitcast <16 x i1>")) << both;
+}
+
+TEST(WideningTests, UniformTermsOfAConditionAreTestedFirst) {
+    // Without masks, and before the arithmetic of the other terms.
+    const std::string skipIf = "br i1 %c, label %end, label %then";
+    const std::string skipUnless = "br i1 %c, label %then, label %end";
+    const std::pair<std::string, bool> cases[] = {
+        {"%c = or i1 %column, %row\n" + skipIf, true},
+        {"%c = and i1 %row, %column\n" + skipUnless, true},
+        {"%c = select i1 %row, i1 %column, i1 false\n" + skipUnless, true},
+        {"%c = and i1 %column, %row\n" + skipIf, false}, // neither decides alone
+        {"%d = icmp eq i32 %x, 7\n%c = or i1 %column, %d\n" + skipIf, false},
+        {"%d = icmp eq i32 %y, 7\n%c = or i1 %row, %d\n" + skipIf, false}};
+    for (const auto& [condition, isSplit] : cases) {
+        const std::string text = widened(place + R"(
+            %square = mul i32 %x, %x
+            %column = icmp ugt i32 %square, 99
+            %row = icmp ugt i32 %y, 3
+        )" + condition + R"(
+        then:
+            store i32 %square, ptr %place
+            br label %end
+        end:
+            %which = phi i32 [ 0, %0 ], [ 1, %then ]
+            store i32 %which, ptr %place
+            ret void)");
+        const std::size_t row = text.find("icmp ugt i32", text.find("@tile"));
+        ASSERT_NE(row, text.npos) << text;
+        EXPECT_EQ(text.find("br i1 %", row) < text.find("mul <16 x i32>"), isSplit)
+            << condition << text;
+    }
 }
 
 TEST(WideningTests, TwoVectorsGoTogetherWhereTheyDoNotWaitForMemory) {

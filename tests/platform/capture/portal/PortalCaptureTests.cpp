@@ -53,11 +53,11 @@ TEST_F(PortalCapture, AsksForAWindowOrMonitorWithoutThePointer) {
     desktop->makeCapture();
     told.start(capture());
     ASSERT_TRUE(told.shows(0));
-    const auto record = portal().record();
-    EXPECT_EQ(record.types, 3U);
-    EXPECT_EQ(record.cursorMode, 1U);
-    EXPECT_EQ(record.persistMode, 2U);
-    EXPECT_FALSE(record.multiple);
+    const auto selection = portal().record().selection;
+    EXPECT_EQ(selection.at("types"), "3");
+    EXPECT_EQ(selection.at("cursor_mode"), "1");
+    EXPECT_EQ(selection.at("persist_mode"), "2");
+    EXPECT_EQ(selection.at("multiple"), "0");
     EXPECT_FALSE(told.events().front().description.empty());
     capture().stop();
     EXPECT_TRUE(portal().comesTo([](const auto& now) { return now.closedSessions == 1; }));

@@ -5,10 +5,6 @@
 #include "platform/base/Fatal.h"
 #include "tests/platform/capture/portal/PrivateSession.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-
-#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <string_view>
@@ -26,41 +22,25 @@ void check(int result, const char* failure) {
         fatalError(std::string("The portal of the tests fails: ") + failure);
 }
 
-/// The options of a call by name; text and numbers of 32 bits are all that there are.
-struct Options {
-    std::string handleToken;
-    std::string sessionToken;
-    std::string restoreToken;
-    std::uint32_t types = 0;
-    std::uint32_t cursorMode = 0;
-    std::uint32_t persistMode = 0;
-    int multiple = 1;
-};
+using Options = TestPortal::Options;
 
 Options readOptions(sd_bus_message* call) {
     Options options;
     check(sd_bus_message_enter_container(call, 'a', "{sv}"), "no options");
-    const char* key = nullptr;
     while (sd_bus_message_enter_container(call, 'e', "sv") > 0) {
-        sd_bus_message_read(call, "s", &key);
-        const std::string_view name(key);
-        const char* text = "";
-        if (name == "types")
-            sd_bus_message_read(call, "v", "u", &options.types);
-        else if (name == "cursor_mode")
-            sd_bus_message_read(call, "v", "u", &options.cursorMode);
-        else if (name == "persist_mode")
-            sd_bus_message_read(call, "v", "u", &options.persistMode);
-        else if (name == "multiple")
-            sd_bus_message_read(call, "v", "b", &options.multiple);
-        else
+        const char* name = nullptr;
+        const char* type = nullptr;
+        sd_bus_message_read(call, "s", &name);
+        check(sd_bus_message_peek_type(call, nullptr, &type), "no value");
+        if (std::string_view(type) == "s") {
+            const char* text = "";
             sd_bus_message_read(call, "v", "s", &text);
-        if (name == "handle_token")
-            options.handleToken = text;
-        else if (name == "session_handle_token")
-            options.sessionToken = text;
-        else if (name == "restore_token")
-            options.restoreToken = text;
+            options[name] = text;
+        } else {
+            std::uint32_t number = 0;
+            sd_bus_message_read(call, "v", type, &number);
+            options[name] = std::to_string(number);
+        }
         check(sd_bus_message_exit_container(call), "no options");
     }
     check(sd_bus_message_exit_container(call), "no options");
@@ -123,8 +103,7 @@ int reply(sd_bus_message* call, const Answer& answer) {
 
 } // namespace
 
-TestPortal::TestPortal(Behaviour behaviour)
-    : m_behaviour(std::move(behaviour)), m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+TestPortal::TestPortal(Behaviour behaviour) : m_behaviour(std::move(behaviour)) {
     auto bus = openSessionBus();
     check(bus ? 0 : -1, "no session bus");
     m_bus = std::move(bus).value();
@@ -133,20 +112,7 @@ TestPortal::TestPortal(Behaviour behaviour)
     };
     check(sd_bus_add_fallback(m_bus.get(), nullptr, portalPath, onMessage, this), "no object");
     check(sd_bus_request_name(m_bus.get(), portalService, 0), "no name");
-    m_thread = std::thread([this] { run(); });
-}
-
-TestPortal::~TestPortal() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_ends = true;
-    }
-    wake();
-    m_thread.join();
-}
-
-void TestPortal::wake() {
-    ::eventfd_write(m_wake.get(), 1);
+    m_thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
 }
 
 void TestPortal::behave(const std::function<void(Behaviour&)>& change) {
@@ -165,27 +131,16 @@ bool TestPortal::comesTo(const std::function<bool(const Record&)>& condition) {
 }
 
 void TestPortal::closeSession() {
-    {
-        const std::lock_guard lock(m_mutex);
-        m_closesSession = true;
-    }
-    wake();
+    const std::lock_guard lock(m_mutex);
+    m_closesSession = true;
 }
 
-void TestPortal::run() {
-    for (;;) {
+void TestPortal::run(const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
         while (sd_bus_process(m_bus.get(), nullptr) > 0) {
         }
-        sd_bus_flush(m_bus.get());
-        std::array<pollfd, 2> sources{pollfd{sd_bus_get_fd(m_bus.get()),
-                                             static_cast<short>(sd_bus_get_events(m_bus.get())), 0},
-                                      pollfd{m_wake.get(), POLLIN, 0}};
-        ::poll(sources.data(), sources.size(), -1);
-        eventfd_t count = 0;
-        ::eventfd_read(m_wake.get(), &count);
+        sd_bus_wait(m_bus.get(), 2'000); // microseconds, since closeSession() does not wake it
         const std::lock_guard lock(m_mutex);
-        if (m_ends)
-            return;
         if (std::exchange(m_closesSession, false))
             sd_bus_emit_signal(m_bus.get(), m_session.c_str(), sessionInterface, "Closed", "");
     }
@@ -201,9 +156,9 @@ int TestPortal::onCall(sd_bus_message* call) {
                                           "AvailableSourceTypes", "u", m_behaviour.sourceTypes,
                                           "AvailableCursorModes", "u", 7, "Future", "as", 1, "x");
     if (method == "CreateSession") {
-        const Options options = readOptions(call);
-        m_session = objectPath(call, "session", options.sessionToken);
-        return reply(call, {.request = objectPath(call, "request", options.handleToken),
+        Options options = readOptions(call);
+        m_session = objectPath(call, "session", options["session_handle_token"]);
+        return reply(call, {.request = objectPath(call, "request", options["handle_token"]),
                             .overtakes = m_behaviour.answersBeforeReply,
                             .fill = [this](sd_bus_message* signal) {
                                 sd_bus_message_append(signal, "a{sv}", 1, "session_handle", "s",
@@ -229,16 +184,13 @@ int TestPortal::onCall(sd_bus_message* call) {
 
 int TestPortal::onSelection(sd_bus_message* call) {
     check(sd_bus_message_skip(call, "o"), "no session");
-    const Options options = readOptions(call);
-    m_record.types = options.types;
-    m_record.cursorMode = options.cursorMode;
-    m_record.persistMode = options.persistMode;
-    m_record.multiple = options.multiple != 0;
-    m_record.tokens.push_back(options.restoreToken);
-    if (m_behaviour.rejectsTokens && !options.restoreToken.empty())
+    Options options = readOptions(call);
+    m_record.selection = options;
+    m_record.tokens.push_back(options["restore_token"]);
+    if (m_behaviour.rejectsTokens && !options["restore_token"].empty())
         return sd_bus_reply_method_errorf(call, "org.freedesktop.portal.Error.InvalidArgument",
                                           "Restore token is not known");
-    return reply(call, {.request = objectPath(call, "request", options.handleToken),
+    return reply(call, {.request = objectPath(call, "request", options["handle_token"]),
                         .comes = m_behaviour.answersSelection,
                         .overtakes = m_behaviour.answersBeforeReply});
 }
@@ -246,7 +198,7 @@ int TestPortal::onSelection(sd_bus_message* call) {
 int TestPortal::onStart(sd_bus_message* call) {
     check(sd_bus_message_skip(call, "os"), "no session");
     ++m_record.starts;
-    Answer answer{.request = objectPath(call, "request", readOptions(call).handleToken),
+    Answer answer{.request = objectPath(call, "request", readOptions(call)["handle_token"]),
                   .code = m_behaviour.startResponse,
                   .comes = !m_behaviour.userTakesTime,
                   .overtakes = m_behaviour.answersBeforeReply};

@@ -4,12 +4,12 @@
 // A desktop portal whose answers a test chooses.
 #pragma once
 
-#include "platform/base/FileDescriptor.h"
 #include "platform/capture/portal/SessionBus.h"
 
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -19,6 +19,9 @@ namespace platform::tests {
 
 class TestPortal {
 public:
+    /// Of a call, by name; numbers and truth values in digits.
+    using Options = std::map<std::string, std::string>;
+
     struct Behaviour {
         std::uint32_t sourceTypes = 3;                 ///< monitors and windows
         std::function<std::uint32_t()> node = nullptr; ///< makes that of a stream to grant
@@ -34,10 +37,7 @@ public:
     };
     /// What the portal was asked for.
     struct Record {
-        std::uint32_t types = 0;
-        std::uint32_t cursorMode = 0;
-        std::uint32_t persistMode = 0;
-        bool multiple = true;
+        Options selection;               ///< the last one's
         std::vector<std::string> tokens; ///< of each selection, empty for none
         unsigned starts = 0;
         unsigned closedRequests = 0;
@@ -45,8 +45,6 @@ public:
     };
 
     explicit TestPortal(Behaviour behaviour);
-    /// Leaves the bus.
-    ~TestPortal();
     TestPortal(const TestPortal&) = delete;
     TestPortal& operator=(const TestPortal&) = delete;
 
@@ -58,11 +56,10 @@ public:
     void closeSession();
 
 private:
-    void run();
+    void run(const std::stop_token& stop);
     int onCall(sd_bus_message* call);
     int onSelection(sd_bus_message* call);
     int onStart(sd_bus_message* call);
-    void wake();
 
     std::mutex m_mutex; ///< for all of this
     std::condition_variable m_changed;
@@ -70,11 +67,8 @@ private:
     Record m_record;
     std::string m_session; ///< path of the newest
     bool m_closesSession = false;
-    bool m_ends = false;
-
     BusPtr m_bus; ///< the thread's own once that runs
-    FileDescriptor m_wake;
-    std::thread m_thread;
+    std::jthread m_thread;
 };
 
 } // namespace platform::tests

@@ -28,6 +28,7 @@ constexpr std::uint32_t windowY = 8;
 struct Size {
     std::uint32_t width;
     std::uint32_t height;
+    bool operator==(const Size&) const = default;
 };
 
 Size bufferSize(const StreamShape& shape) {
@@ -205,31 +206,19 @@ void TestStream::Sender::onFormat(const spa_pod* format) {
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory.data(), memory.size());
     std::array<const spa_pod*, 3> parameters{};
-    const auto addObject = [&](std::uint32_t type, std::uint32_t id,
-                               std::initializer_list<std::pair<std::uint32_t, int>> values) {
-        spa_pod_frame frame{};
-        spa_pod_builder_push_object(&builder, &frame, type, id);
-        for (const auto& [key, value] : values) {
-            spa_pod_builder_prop(&builder, key, 0);
-            if (key == SPA_PARAM_META_type && type == SPA_TYPE_OBJECT_ParamMeta)
-                spa_pod_builder_id(&builder, static_cast<std::uint32_t>(value));
-            else
-                spa_pod_builder_int(&builder, value);
-        }
-        return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+    parameters[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+        &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
+        SPA_POD_Int(4), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1), SPA_PARAM_BUFFERS_size,
+        SPA_POD_Int(byteCount(m_shape)), SPA_PARAM_BUFFERS_stride,
+        SPA_POD_Int(bytesPerRow(m_shape)), SPA_PARAM_BUFFERS_dataType,
+        SPA_POD_Int(1 << SPA_DATA_MemFd)));
+    const auto addMeta = [&builder](spa_meta_type type, std::size_t size) {
+        return static_cast<const spa_pod*>(spa_pod_builder_add_object(
+            &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
+            SPA_POD_Id(type), SPA_PARAM_META_size, SPA_POD_Int(static_cast<int>(size))));
     };
-    parameters[0] = addObject(SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers,
-                              {{SPA_PARAM_BUFFERS_buffers, 4},
-                               {SPA_PARAM_BUFFERS_blocks, 1},
-                               {SPA_PARAM_BUFFERS_size, static_cast<int>(byteCount(m_shape))},
-                               {SPA_PARAM_BUFFERS_stride, static_cast<int>(bytesPerRow(m_shape))},
-                               {SPA_PARAM_BUFFERS_dataType, 1 << SPA_DATA_MemFd}});
-    parameters[1] = addObject(
-        SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta,
-        {{SPA_PARAM_META_type, SPA_META_Header}, {SPA_PARAM_META_size, sizeof(spa_meta_header)}});
-    parameters[2] = addObject(SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta,
-                              {{SPA_PARAM_META_type, SPA_META_VideoCrop},
-                               {SPA_PARAM_META_size, sizeof(spa_meta_region)}});
+    parameters[1] = addMeta(SPA_META_Header, sizeof(spa_meta_header));
+    parameters[2] = addMeta(SPA_META_VideoCrop, sizeof(spa_meta_region));
     pw_stream_update_params(m_stream, parameters.data(), parameters.size());
     m_mustSend = true;
     m_isSilent = m_shape.waitsForRestart &&
@@ -300,14 +289,11 @@ void TestStream::Sender::show(std::uint32_t counter) {
 
 void TestStream::Sender::reshape(StreamShape shape, std::uint32_t counter) {
     pw_thread_loop_lock(m_loop);
-    const Size before = bufferSize(m_shape);
-    const std::uint32_t formatBefore = formatOf(m_shape);
+    const auto before = std::pair(bufferSize(m_shape), formatOf(m_shape));
     m_shape = std::move(shape);
     m_counter = counter;
     m_mustSend = true;
-    const Size after = bufferSize(m_shape);
-    if (before.width != after.width || before.height != after.height ||
-        formatBefore != formatOf(m_shape)) {
+    if (before != std::pair(bufferSize(m_shape), formatOf(m_shape))) {
         m_isReady = false;
         Encoded memory{};
         const spa_pod* format = offeredFormat(memory);

@@ -3,9 +3,9 @@
 #include "tests/platform/capture/x11/X11Desktop.h"
 
 #include "platform/capture/x11/X11Capture.h"
+#include "tests/ScratchFolder.h"
 
-#include <csignal>
-#include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 namespace platform::tests {
@@ -39,30 +39,14 @@ WindowPicture X11Desktop::picture() {
     return picture ? *std::move(picture) : WindowPicture{};
 }
 
-// The list of windows is the last thing that it does before it serves any, and survives its death.
 void X11Desktop::startManager() {
-    xcb_connection_t* const x = xcb_connect(display().c_str(), nullptr);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(x)).data->root;
-    const std::string name = "_NET_CLIENT_LIST";
-    auto* const list = xcb_intern_atom_reply(
-        x, xcb_intern_atom(x, 0, static_cast<std::uint16_t>(name.size()), name.c_str()), nullptr);
-    if (list == nullptr)
-        throw std::runtime_error("the X server has no atoms");
-    xcb_delete_property(x, root, list->atom);
-    xcb_flush(x);
+    const ::tests::ScratchFolder folder;
+    const std::string started = folder.path("started"); // once it serves windows
     m_manager = std::make_unique<::tests::Program>(
-        std::vector<std::string>{"env", "DISPLAY=" + display(), "openbox", "--sm-disable"},
+        std::vector<std::string>{"env", "DISPLAY=" + display(), "openbox", "--sm-disable",
+                                 "--startup", "touch " + started},
         ::tests::Streams{{}, "/dev/null", "/dev/null"});
-    const bool isThere = waitUntil([&] {
-        auto* const reply = xcb_get_property_reply(
-            x, xcb_get_property(x, 0, root, list->atom, XCB_ATOM_ANY, 0, 0), nullptr);
-        const bool has = reply != nullptr && reply->type != XCB_ATOM_NONE;
-        std::free(reply);
-        return has;
-    });
-    std::free(list);
-    xcb_disconnect(x);
-    if (!isThere)
+    if (!waitUntil([&] { return std::filesystem::exists(started); }))
         throw std::runtime_error("the window manager does not start");
 }
 
