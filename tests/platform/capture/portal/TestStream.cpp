@@ -22,6 +22,17 @@
 namespace platform::tests {
 namespace {
 
+/// All callbacks run on PipeWire's thread, and everything else holds its lock.
+class Lock {
+public:
+    explicit Lock(pw_thread_loop* loop) : m_loop(loop) { pw_thread_loop_lock(loop); }
+    ~Lock() { pw_thread_loop_unlock(m_loop); }
+    Lock(const Lock&) = delete;
+
+private:
+    pw_thread_loop* m_loop;
+};
+
 constexpr std::uint32_t windowX = 16;
 constexpr std::uint32_t windowY = 8;
 
@@ -73,50 +84,13 @@ void paint(const StreamShape& shape, std::uint32_t counter, std::span<std::byte>
         }
 }
 
+TestStream& of(void* data) {
+    return *static_cast<TestStream*>(data);
+}
+
 } // namespace
 
-/// All callbacks run on PipeWire's thread, and everything else holds its lock.
-class TestStream::Sender {
-public:
-    Sender(StreamShape shape, std::uint32_t counter);
-    ~Sender();
-    Sender(const Sender&) = delete;
-    Sender& operator=(const Sender&) = delete;
-
-    const StreamShape& shape() const { return m_shape; }
-    std::uint32_t counter() const { return m_counter; }
-    std::uint32_t node() { return pw_stream_get_node_id(m_stream); }
-    void show(std::uint32_t counter);
-    void reshape(StreamShape shape, std::uint32_t counter);
-    void setActive(bool isActive);
-
-private:
-    using Encoded = std::array<std::byte, 1024>;
-
-    const spa_pod* offeredFormat(Encoded& memory) const;
-    void onState(pw_stream_state state);
-    void onFormat(const spa_pod* format);
-    static void addBuffer(const StreamShape& shape, pw_buffer* buffer);
-    static void removeBuffer(pw_buffer* buffer);
-    void send();
-    void describe(spa_buffer& buffer) const;
-    static Sender& of(void* data) { return *static_cast<Sender*>(data); }
-    static const pw_stream_events& events();
-
-    StreamShape m_shape;
-    std::uint32_t m_counter;
-    bool m_mustSend = true;
-    bool m_isReady = false; ///< with buffers for the shape
-    bool m_isSilent = false;
-    pw_thread_loop* m_loop = nullptr;
-    pw_context* m_context = nullptr;
-    pw_core* m_core = nullptr;
-    pw_stream* m_stream = nullptr;
-    spa_source* m_timer = nullptr;
-    spa_hook m_hook{};
-};
-
-const pw_stream_events& TestStream::Sender::events() {
+const pw_stream_events& TestStream::events() {
     static const pw_stream_events events = [] {
         pw_stream_events result{};
         result.version = PW_VERSION_STREAM_EVENTS;
@@ -136,45 +110,58 @@ const pw_stream_events& TestStream::Sender::events() {
     return events;
 }
 
-TestStream::Sender::Sender(StreamShape shape, std::uint32_t counter)
-    : m_shape(std::move(shape)), m_counter(counter) {
+TestStream::TestStream(StreamShape shape) : m_shape(std::move(shape)) {
     pw_init(nullptr, nullptr);
     m_loop = pw_thread_loop_new("window", nullptr);
-    m_context = pw_context_new(pw_thread_loop_get_loop(m_loop), nullptr, 0);
+    pw_loop* loop = pw_thread_loop_get_loop(m_loop);
+    m_context = pw_context_new(loop, nullptr, 0);
     m_core = pw_context_connect(m_context, nullptr, 0);
     if (m_core == nullptr)
         fatalError("The tests cannot reach their PipeWire.");
-    m_stream = pw_stream_new(m_core, "window",
-                             pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", nullptr));
-    pw_stream_add_listener(m_stream, &m_hook, &events(), this);
-    pw_loop* loop = pw_thread_loop_get_loop(m_loop);
-    m_timer = pw_loop_add_timer(loop, [](void* data, std::uint64_t) { of(data).send(); }, this);
+    spa_source* timer =
+        pw_loop_add_timer(loop, [](void* data, std::uint64_t) { of(data).send(); }, this);
     pw_thread_loop_start(m_loop);
-    pw_thread_loop_lock(m_loop);
+    const Lock lock(m_loop);
     timespec interval{.tv_sec = 0, .tv_nsec = 1'000'000}; // for what waits for a buffer
-    pw_loop_update_timer(loop, m_timer, &interval, &interval, false);
-    Encoded memory{};
-    const spa_pod* format = offeredFormat(memory);
-    const auto flags =
-        static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_ALLOC_BUFFERS);
-    pw_stream_connect(m_stream, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, &format, 1);
-    while (node() == PW_ID_ANY)
-        pw_thread_loop_timed_wait(m_loop, 1);
-    pw_thread_loop_unlock(m_loop);
+    pw_loop_update_timer(loop, timer, &interval, &interval, false);
+    connect();
 }
 
-TestStream::Sender::~Sender() {
-    pw_thread_loop_lock(m_loop);
-    pw_stream_destroy(m_stream);
-    pw_core_disconnect(m_core);
-    pw_thread_loop_unlock(m_loop);
+TestStream::~TestStream() {
+    {
+        const Lock lock(m_loop);
+        pw_stream_destroy(m_stream);
+        pw_core_disconnect(m_core);
+    }
     pw_thread_loop_stop(m_loop);
     pw_context_destroy(m_context);
     pw_thread_loop_destroy(m_loop);
     pw_deinit();
 }
 
-const spa_pod* TestStream::Sender::offeredFormat(Encoded& memory) const {
+void TestStream::connect() {
+    m_isReady = false;
+    m_mustSend = true;
+    m_stream = pw_stream_new(m_core, "window",
+                             pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", nullptr));
+    pw_stream_add_listener(m_stream, &m_hook, &events(), this);
+    Encoded memory{};
+    const spa_pod* format = offeredFormat(memory);
+    const auto flags =
+        static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_ALLOC_BUFFERS);
+    pw_stream_connect(m_stream, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, &format, 1);
+    while (pw_stream_get_node_id(m_stream) == PW_ID_ANY)
+        pw_thread_loop_timed_wait(m_loop, 1);
+}
+
+std::uint32_t TestStream::renew() {
+    const Lock lock(m_loop);
+    pw_stream_destroy(m_stream);
+    connect();
+    return pw_stream_get_node_id(m_stream);
+}
+
+const spa_pod* TestStream::offeredFormat(Encoded& memory) const {
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory.data(), memory.size());
     spa_video_info_raw info{};
@@ -185,7 +172,7 @@ const spa_pod* TestStream::Sender::offeredFormat(Encoded& memory) const {
     return spa_format_video_raw_build(&builder, SPA_PARAM_EnumFormat, &info);
 }
 
-void TestStream::Sender::onState(pw_stream_state state) {
+void TestStream::onState(pw_stream_state state) {
     pw_thread_loop_signal(m_loop, false);
     // Whoever begins to look sees what there is.
     if (state == PW_STREAM_STATE_STREAMING)
@@ -194,7 +181,7 @@ void TestStream::Sender::onState(pw_stream_state state) {
         m_isSilent = false;
 }
 
-void TestStream::Sender::onFormat(const spa_pod* format) {
+void TestStream::onFormat(const spa_pod* format) {
     spa_video_info_raw info{};
     const Size size = bufferSize(m_shape);
     m_isReady = format != nullptr && spa_format_video_raw_parse(format, &info) >= 0 &&
@@ -225,7 +212,7 @@ void TestStream::Sender::onFormat(const spa_pod* format) {
                  pw_stream_get_state(m_stream, nullptr) == PW_STREAM_STATE_STREAMING;
 }
 
-void TestStream::Sender::addBuffer(const StreamShape& shape, pw_buffer* buffer) {
+void TestStream::addBuffer(const StreamShape& shape, pw_buffer* buffer) {
     spa_data& data = buffer->buffer->datas[0];
     data.type = SPA_DATA_MemFd;
     data.flags = SPA_DATA_FLAG_READWRITE;
@@ -238,13 +225,13 @@ void TestStream::Sender::addBuffer(const StreamShape& shape, pw_buffer* buffer) 
                        static_cast<int>(data.fd), 0);
 }
 
-void TestStream::Sender::removeBuffer(pw_buffer* buffer) {
+void TestStream::removeBuffer(pw_buffer* buffer) {
     spa_data& data = buffer->buffer->datas[0];
     ::munmap(data.data, data.maxsize);
     ::close(static_cast<int>(data.fd));
 }
 
-void TestStream::Sender::send() {
+void TestStream::send() {
     if (!m_mustSend || !m_isReady || m_isSilent ||
         pw_stream_get_state(m_stream, nullptr) != PW_STREAM_STATE_STREAMING)
         return;
@@ -261,7 +248,7 @@ void TestStream::Sender::send() {
     pw_stream_trigger_process(m_stream);
 }
 
-void TestStream::Sender::describe(spa_buffer& buffer) const {
+void TestStream::describe(spa_buffer& buffer) const {
     *buffer.datas[0].chunk = {.offset = m_shape.offset,
                               .size = byteCount(m_shape) - m_shape.offset,
                               .stride = static_cast<std::int32_t>(bytesPerRow(m_shape)),
@@ -279,16 +266,15 @@ void TestStream::Sender::describe(spa_buffer& buffer) const {
         m_shape.tamper(buffer);
 }
 
-void TestStream::Sender::show(std::uint32_t counter) {
-    pw_thread_loop_lock(m_loop);
+void TestStream::show(std::uint32_t counter) {
+    const Lock lock(m_loop);
     m_counter = counter;
     m_mustSend = true;
     send();
-    pw_thread_loop_unlock(m_loop);
 }
 
-void TestStream::Sender::reshape(StreamShape shape, std::uint32_t counter) {
-    pw_thread_loop_lock(m_loop);
+void TestStream::reshape(StreamShape shape, std::uint32_t counter) {
+    const Lock lock(m_loop);
     const auto before = std::pair(bufferSize(m_shape), formatOf(m_shape));
     m_shape = std::move(shape);
     m_counter = counter;
@@ -300,40 +286,11 @@ void TestStream::Sender::reshape(StreamShape shape, std::uint32_t counter) {
         pw_stream_update_params(m_stream, &format, 1);
     }
     send();
-    pw_thread_loop_unlock(m_loop);
-}
-
-void TestStream::Sender::setActive(bool isActive) {
-    pw_thread_loop_lock(m_loop);
-    pw_stream_set_active(m_stream, isActive);
-    pw_thread_loop_unlock(m_loop);
-}
-
-TestStream::TestStream(StreamShape shape)
-    : m_sender(std::make_unique<Sender>(std::move(shape), 0)) {}
-
-TestStream::~TestStream() = default;
-
-std::uint32_t TestStream::renew() {
-    const std::lock_guard lock(m_mutex);
-    const auto old = std::move(m_sender);
-    m_sender = std::make_unique<Sender>(old->shape(), old->counter());
-    return m_sender->node();
-}
-
-void TestStream::show(std::uint32_t counter) {
-    const std::lock_guard lock(m_mutex);
-    m_sender->show(counter);
-}
-
-void TestStream::reshape(StreamShape shape, std::uint32_t counter) {
-    const std::lock_guard lock(m_mutex);
-    m_sender->reshape(std::move(shape), counter);
 }
 
 void TestStream::setActive(bool isActive) {
-    const std::lock_guard lock(m_mutex);
-    m_sender->setActive(isActive);
+    const Lock lock(m_loop);
+    pw_stream_set_active(m_stream, isActive);
 }
 
 } // namespace platform::tests

@@ -4,14 +4,12 @@
 // A stream of the test picture, as a desktop sends one of a window.
 #pragma once
 
-#include <spa/buffer/buffer.h>
+#include <pipewire/pipewire.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
-#include <mutex>
-#include <optional>
 
 namespace platform::tests {
 
@@ -49,10 +47,29 @@ public:
     void setActive(bool isActive);
 
 private:
-    class Sender;
+    using Encoded = std::array<std::byte, 1024>;
 
-    std::mutex m_mutex;
-    std::unique_ptr<Sender> m_sender;
+    /// Makes a node and waits until it is known.
+    void connect();
+    const spa_pod* offeredFormat(Encoded& memory) const;
+    void onState(pw_stream_state state);
+    void onFormat(const spa_pod* format);
+    static void addBuffer(const StreamShape& shape, pw_buffer* buffer);
+    static void removeBuffer(pw_buffer* buffer);
+    void send();
+    void describe(spa_buffer& buffer) const;
+    static const pw_stream_events& events();
+
+    StreamShape m_shape;
+    std::uint32_t m_counter = 0;
+    bool m_mustSend = true;
+    bool m_isReady = false; ///< with buffers for the shape
+    bool m_isSilent = false;
+    pw_thread_loop* m_loop = nullptr;
+    pw_context* m_context = nullptr;
+    pw_core* m_core = nullptr;
+    pw_stream* m_stream = nullptr;
+    spa_hook m_hook{};
 };
 
 } // namespace platform::tests
