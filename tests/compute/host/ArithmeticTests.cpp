@@ -145,9 +145,9 @@ void expectAllRows(Seen seen) {
             first.push_back(row.a);
             second.push_back(row.b);
         }
-    const auto compiled = tests::compile(tests::makeProgram(
-        kernelText(seen), {tests::buffer(0), tests::buffer(1), tests::buffer(2),
-                           tests::attribute(compute::ParameterKind::ThreadPositionInGrid)}));
+    const auto compiled =
+        tests::compile(tests::makeProgram(kernelText(seen), {tests::buffer(0), tests::buffer(1),
+                                                             tests::buffer(2), tests::position()}));
     ASSERT_TRUE(compiled);
     compiled->run(tests::bind(out, first, second), {.width = copies}, {});
     for (std::size_t i = 0; i < out.size(); ++i) {

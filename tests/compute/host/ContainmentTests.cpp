@@ -76,10 +76,6 @@ struct Attack {
     const char* before = "";
 };
 
-std::ostream& operator<<(std::ostream& stream, const Attack& attack) {
-    return stream << attack.name;
-}
-
 std::shared_ptr<Kernel> compile(const Attack& attack) {
     const std::string source = std::string("#include <metal_stdlib>\nusing namespace metal;\n") +
                                attack.before +
@@ -110,25 +106,6 @@ bool run(const Attack& attack, const Prey& prey, memory::RegionVector<std::uint3
     bindings.buffers[2] = reinterpret_cast<std::byte*>(zero.data());
     compiled->run(bindings, {threads, 1, 1}, {32, 1, 1});
     return true;
-}
-
-class WriteTests : public testing::TestWithParam<Attack> {};
-class ReadTests : public testing::TestWithParam<Attack> {};
-
-TEST_P(WriteTests, LeaveTheProcessAlone) {
-    const Prey prey;
-    memory::RegionVector<std::uint32_t> out(1024);
-    ASSERT_TRUE(run(GetParam(), prey, out));
-    EXPECT_TRUE(prey.isUntouched());
-    EXPECT_TRUE(prey.landingIsHit()) << "the attack did not get anywhere";
-}
-
-TEST_P(ReadTests, LearnNothing) {
-    const Prey prey;
-    memory::RegionVector<std::uint32_t> out(1024, 1);
-    ASSERT_TRUE(run(GetParam(), prey, out));
-    for (std::uint32_t i = 0; i < threads; ++i)
-        EXPECT_EQ(out[i], 0u) << i; // what lies at the landing
 }
 
 constexpr Attack writes[] = {
@@ -181,8 +158,17 @@ constexpr Attack writes[] = {
     {"FunctionsThatAreCalled", "poke((device uint*)prey[0] + id);",
      "[[gnu::noinline]] void poke(device uint* p) { *p = 0xbad0bad0; }\n"},
 };
-INSTANTIATE_TEST_SUITE_P(, WriteTests, testing::ValuesIn(writes),
-                         [](const auto& information) { return information.param.name; });
+
+TEST(ContainmentTests, WritesLeaveTheProcessAlone) {
+    for (const Attack& attack : writes) {
+        SCOPED_TRACE(attack.name);
+        const Prey prey;
+        memory::RegionVector<std::uint32_t> out(1024);
+        ASSERT_TRUE(run(attack, prey, out));
+        EXPECT_TRUE(prey.isUntouched());
+        EXPECT_TRUE(prey.landingIsHit()) << "the attack did not get anywhere";
+    }
+}
 
 constexpr Attack reads[] = {
     {"APointerMadeOfANumber", "out[id] = *(device uint*)prey[0];"},
@@ -194,19 +180,16 @@ constexpr Attack reads[] = {
     {"AnIndexOf64Bits", "out[id] = out[long(prey[0] - (ulong)out) / 4 + id];"},
     {"ANegativeIndex", "out[id] = *(out - long((ulong)out - prey[0]) / 4);"},
 };
-INSTANTIATE_TEST_SUITE_P(, ReadTests, testing::ValuesIn(reads),
-                         [](const auto& information) { return information.param.name; });
 
-class IndexTests : public testing::TestWithParam<Attack> {};
-
-TEST_P(IndexTests, StayInTheirArray) {
-    const Prey prey;
-    memory::RegionVector<std::uint32_t> out(1024);
-    ASSERT_TRUE(run(GetParam(), prey, out));
-    EXPECT_TRUE(prey.isUntouched());
-    EXPECT_FALSE(prey.landingIsHit());
-    for (std::uint32_t i = 0; i < threads; ++i)
-        EXPECT_EQ(out[i], 1u) << i;
+TEST(ContainmentTests, ReadsLearnNothing) {
+    for (const Attack& attack : reads) {
+        SCOPED_TRACE(attack.name);
+        const Prey prey;
+        memory::RegionVector<std::uint32_t> out(1024, 1);
+        ASSERT_TRUE(run(attack, prey, out));
+        for (std::uint32_t i = 0; i < threads; ++i)
+            EXPECT_EQ(out[i], 0u) << i; // what lies at the landing
+    }
 }
 
 constexpr Attack indices[] = {
@@ -217,8 +200,19 @@ constexpr Attack indices[] = {
     {"AConstantTable", "out[id] = table[long(prey[0] - (ulong)&table[zero]) / 4];",
      "constant uint table[4] = {4, 3, 2, 1};\n"},
 };
-INSTANTIATE_TEST_SUITE_P(, IndexTests, testing::ValuesIn(indices),
-                         [](const auto& information) { return information.param.name; });
+
+TEST(ContainmentTests, IndicesStayInTheirArray) {
+    for (const Attack& attack : indices) {
+        SCOPED_TRACE(attack.name);
+        const Prey prey;
+        memory::RegionVector<std::uint32_t> out(1024);
+        ASSERT_TRUE(run(attack, prey, out));
+        EXPECT_TRUE(prey.isUntouched());
+        EXPECT_FALSE(prey.landingIsHit());
+        for (std::uint32_t i = 0; i < threads; ++i)
+            EXPECT_EQ(out[i], 1u) << i;
+    }
+}
 
 /// What overwriting return addresses takes: all around a private array, through a pointer that the
 /// compiler has lost sight of.

@@ -58,8 +58,7 @@ TEST(GridTests, NarrowNumbersAreReadWhereverTheyLie) {
                 type + ", ptr %in, i32 %at\n%n = load " + type + ", ptr %p\n%e = zext " + type +
                 " %n to i32\n%r = getelementptr i32, ptr %out, i32 %x\n"
                 "store i32 %e, ptr %r\nret void\n}\n",
-            {tests::buffer(0), tests::buffer(1),
-             tests::attribute(ParameterKind::ThreadPositionInGrid)}));
+            {tests::buffer(0), tests::buffer(1), tests::position()}));
         ASSERT_TRUE(compiled);
         constexpr std::size_t threads = 40;
         const std::size_t size = (7 * (threads - 1) + 1) * width; // of what they read

@@ -25,10 +25,6 @@ struct Body {
     const char* before = "";
 };
 
-std::ostream& operator<<(std::ostream& stream, const Body& body) {
-    return stream << body.name;
-}
-
 class Function {
 public:
     explicit Function(const Body& body) {
@@ -53,32 +49,6 @@ private:
     llvm::LLVMContext m_context;
     std::unique_ptr<llvm::Module> m_module;
 };
-
-class Proven : public testing::TestWithParam<Body> {};
-class Wild : public testing::TestWithParam<Body> {};
-class Refused : public testing::TestWithParam<Body> {};
-
-TEST_P(Proven, StaysAsItIs) {
-    Function function(GetParam());
-    EXPECT_TRUE(function.isConfined());
-    const std::size_t size = function.size();
-    function.confine();
-    EXPECT_EQ(function.size(), size);
-}
-
-TEST_P(Wild, IsConfined) {
-    Function function(GetParam());
-    EXPECT_FALSE(function.isConfined());
-    function.confine();
-    EXPECT_TRUE(function.isConfined());
-}
-
-TEST_P(Refused, IsNotMended) {
-    Function function(GetParam());
-    EXPECT_FALSE(function.isConfined());
-    function.confine();
-    EXPECT_FALSE(function.isConfined());
-}
 
 constexpr Body proven[] = {
     {"AnIndexOf32Bits", R"(
@@ -134,8 +104,17 @@ constexpr Body proven[] = {
         %p = getelementptr i8, ptr %buffer, i64 %again
         store i8 1, ptr %p)"},
 };
-INSTANTIATE_TEST_SUITE_P(, Proven, testing::ValuesIn(proven),
-                         [](const auto& information) { return information.param.name; });
+
+TEST(ConfinementTests, WhatIsProvenStaysAsItIs) {
+    for (const Body& body : proven) {
+        SCOPED_TRACE(body.name);
+        Function function(body);
+        EXPECT_TRUE(function.isConfined());
+        const std::size_t size = function.size();
+        function.confine();
+        EXPECT_EQ(function.size(), size);
+    }
+}
 
 constexpr Body wild[] = {
     {"AParameter", "store i32 1, ptr %any"},
@@ -186,8 +165,16 @@ constexpr Body wild[] = {
     {"Copies", "call void @llvm.memcpy.p0.p0.i64(ptr %buffer, ptr %any, i64 64, i1 false)",
      "declare void @llvm.memcpy.p0.p0.i64(ptr, ptr, i64, i1)"},
 };
-INSTANTIATE_TEST_SUITE_P(, Wild, testing::ValuesIn(wild),
-                         [](const auto& information) { return information.param.name; });
+
+TEST(ConfinementTests, WildAddressesAreConfined) {
+    for (const Body& body : wild) {
+        SCOPED_TRACE(body.name);
+        Function function(body);
+        EXPECT_FALSE(function.isConfined());
+        function.confine();
+        EXPECT_TRUE(function.isConfined());
+    }
+}
 
 constexpr Body refused[] = {
     {"WritingTheRecord", "store ptr %any, ptr %record"},
@@ -215,8 +202,16 @@ constexpr Body refused[] = {
      "declare void @llvm.stackrestore.p0(ptr)"},
     {"AnArrayOfAnyLength", "%a = alloca i32, i64 %n"},
 };
-INSTANTIATE_TEST_SUITE_P(, Refused, testing::ValuesIn(refused),
-                         [](const auto& information) { return information.param.name; });
+
+TEST(ConfinementTests, WhatCannotBeMendedIsRefused) {
+    for (const Body& body : refused) {
+        SCOPED_TRACE(body.name);
+        Function function(body);
+        EXPECT_FALSE(function.isConfined());
+        function.confine();
+        EXPECT_FALSE(function.isConfined());
+    }
+}
 
 } // namespace
 } // namespace tests

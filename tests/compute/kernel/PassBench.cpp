@@ -36,27 +36,13 @@ void inlineEverything(llvm::Function& kernel) {
     }
 }
 
-void replaceArgument(llvm::Function& kernel, unsigned argument, unsigned value) {
-    llvm::Argument& parameter = *kernel.getArg(argument);
-    parameter.replaceAllUsesWith(llvm::ConstantInt::get(parameter.getType(), value));
-}
-
-void replaceGrid(llvm::Module& module, llvm::Function& kernel) {
-    constexpr std::array<std::uint32_t, 6> grid = {10, 7, 1, 4, 3, 1};
-    llvm::Constant* content = llvm::ConstantDataArray::get(module.getContext(), grid);
-    kernel.getArg(GridArgument)
-        ->replaceAllUsesWith(new llvm::GlobalVariable(module, content->getType(), true,
-                                                      llvm::GlobalValue::InternalLinkage, content));
-}
-
 } // namespace
 
 bool contains(const std::string& text, std::string_view part) {
     return text.find(part) != std::string::npos;
 }
 
-PassBench::PassBench(Program program, ConstantValues values)
-    : m_program(std::move(program)), m_values(std::move(values)) {
+PassBench::PassBench(Program program) : m_program(std::move(program)) {
     m_target = hostTarget().takeMachine();
     m_analyses.emplace(*m_target);
     m_context.emplace(PassContext{.module = *m_program.module,
@@ -100,13 +86,11 @@ std::string PassBench::text() const {
     return moduleText(*m_program.module);
 }
 
-std::string PassBench::stored(std::array<unsigned, 2> position) {
+std::string PassBench::stored(unsigned x) {
     module().setDataLayout(m_target->createDataLayout());
     inlineEverything(entry());
-    replaceArgument(entry(), XArgument, position[0]);
-    replaceArgument(entry(), YArgument, position[1]);
-    replaceArgument(entry(), ZArgument, 0);
-    replaceGrid(module(), entry());
+    llvm::Argument& position = *entry().getArg(XArgument);
+    position.replaceAllUsesWith(llvm::ConstantInt::get(position.getType(), x));
     m_analyses->forget(entry());
     m_context->shared.clear();
     if (std::string fault = run({"promote"}); !fault.empty())

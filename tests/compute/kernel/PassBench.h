@@ -9,7 +9,6 @@
 #include "compute/target/HostTarget.h"
 #include "tests/compute/kernel/ProgramText.h"
 
-#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,7 +19,7 @@ bool contains(const std::string& text, std::string_view part);
 
 class PassBench {
 public:
-    explicit PassBench(compute::kernel::Program program, compute::ConstantValues values = {});
+    explicit PassBench(compute::kernel::Program program);
 
     /// Runs the named passes and verifies the module after each; an empty text or the error.
     std::string run(std::initializer_list<std::string_view> names);
@@ -35,16 +34,15 @@ public:
     llvm::FunctionAnalysisManager& analyses() { return m_analyses->functions(); }
     std::string text() const;
 
-    /// The number that the thread at `position` stores, in a grid of 10 x 7 threads with
-    /// threadgroups of 4 x 3; the whole code when the optimiser does not find a constant. Comes
-    /// last.
-    std::string stored(std::array<unsigned, 2> position);
+    /// The number that thread x stores; the whole code when the optimiser does not find a constant.
+    /// Comes last.
+    std::string stored(unsigned x);
 
 private:
     std::string run(const compute::kernel::Pass& pass);
 
     compute::kernel::Program m_program;
-    compute::ConstantValues m_values;
+    const compute::ConstantValues m_values;
     compute::target::HostTarget::Machine m_target;
     std::optional<compute::kernel::Analyses> m_analyses;
     std::optional<compute::kernel::PassContext> m_context;

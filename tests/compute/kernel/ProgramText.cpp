@@ -19,8 +19,7 @@ const target::HostTarget& hostTarget() {
     return target;
 }
 
-Program makeProgram(std::string_view text, std::vector<Parameter> parameters,
-                    std::vector<ConstantDeclaration> constants) {
+Program makeProgram(std::string_view text, std::vector<Parameter> parameters) {
     Program program;
     program.context = std::make_unique<llvm::LLVMContext>();
     llvm::SMDiagnostic diagnostic;
@@ -32,7 +31,6 @@ Program makeProgram(std::string_view text, std::vector<Parameter> parameters,
     }
     program.kernels.push_back(
         {.name = "k", .symbol = "k", .parameters = std::move(parameters), .unsupported = {}});
-    program.constants = std::move(constants);
     return program;
 }
 
@@ -40,22 +38,15 @@ Parameter buffer(std::uint32_t index) {
     return {.name = "buffer", .kind = ParameterKind::Buffer, .index = index};
 }
 
-Parameter texture(std::uint32_t index) {
-    return {.name = "texture", .kind = ParameterKind::Texture, .index = index};
-}
-
-Parameter attribute(ParameterKind kind, std::uint8_t components, std::uint8_t componentBytes) {
-    return {.name = "attribute",
-            .kind = kind,
-            .components = components,
-            .componentBytes = componentBytes};
+Parameter position() {
+    return {.name = "position", .kind = ParameterKind::ThreadPositionInGrid};
 }
 
 Program makeOneDimensional(std::string_view body, std::string_view declarations) {
     const std::string text = std::string(declarations) +
                              "\ndefine spir_func void @k(ptr noundef %out, i32 noundef %x) {\n" +
                              std::string(body) + "\n}\n";
-    return makeProgram(text, {buffer(0), attribute(ParameterKind::ThreadPositionInGrid)});
+    return makeProgram(text, {buffer(0), position()});
 }
 
 std::string repeated(std::string_view text, unsigned count) {

@@ -18,14 +18,12 @@ namespace tests {
 const compute::target::HostTarget& hostTarget();
 
 /// A program whose one kernel is the function `k` of the text.
-compute::kernel::Program
-makeProgram(std::string_view text, std::vector<compute::Parameter> parameters,
-            std::vector<compute::kernel::ConstantDeclaration> constants = {});
+compute::kernel::Program makeProgram(std::string_view text,
+                                     std::vector<compute::Parameter> parameters);
 
 compute::Parameter buffer(std::uint32_t index);
-compute::Parameter texture(std::uint32_t index);
-compute::Parameter attribute(compute::ParameterKind kind, std::uint8_t components = 1,
-                             std::uint8_t componentBytes = 4);
+/// In the grid, along its width.
+compute::Parameter position();
 
 /// A function `k(ptr out, i32 x)` around the text of its body.
 compute::kernel::Program makeOneDimensional(std::string_view body,

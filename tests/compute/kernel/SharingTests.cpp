@@ -103,7 +103,7 @@ TEST(SharingTests, PromotedArgumentsDoWhatMemoryDid) {
         ASSERT_EQ(bench.run({"bindParameters", "promoteArguments", "inlineCalls"}), "")
             << row.label;
         EXPECT_TRUE(contains(bench.text(), row.signature)) << row.label << bench.text();
-        EXPECT_EQ(bench.stored({3, 0}), row.stored) << row.label;
+        EXPECT_EQ(bench.stored(3), row.stored) << row.label;
     }
 }
 
@@ -117,7 +117,7 @@ TEST(SharingTests, WhatWouldBePassedTooMuchIsInlined) {
             ret void })"));
     ASSERT_EQ(bench.run({"bindParameters", "promoteArguments", "inlineCalls"}), "");
     EXPECT_TRUE(bench.function("f")->isDeclaration()) << bench.text();
-    EXPECT_EQ(bench.stored({3, 0}), "3");
+    EXPECT_EQ(bench.stored(3), "3");
 }
 
 TEST(SharingTests, ArgumentsThatCallsAgreeOnAreEliminated) {
@@ -150,7 +150,7 @@ TEST(SharingTests, ArgumentsThatCallsAgreeOnAreEliminated) {
     })) << "the conversion moves into the function";
     EXPECT_FALSE(isShared(function));
     EXPECT_TRUE(function.hasFnAttribute("probe-stack"));
-    EXPECT_EQ(bench.stored({3, 0}), "314084");
+    EXPECT_EQ(bench.stored(3), "314084");
 }
 
 TEST(SharingTests, PromoteNotesWhatCallersMayRelyOn) {

@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 //
 // What the vectoriser finds out about a kernel, on kernels of a few lines.
-#include "compute/simd/analysis/AccessGroups.h"
 #include "compute/simd/analysis/DivergentJoins.h"
 #include "compute/simd/analysis/RegisterPressure.h"
 #include "tests/compute/simd/KernelText.h"
@@ -175,27 +174,6 @@ TEST(AnalysisTests, PrivateMemoryIsUniformInterleavedOrCopied) {
     EXPECT_EQ(found.memory.bytes(16), 16u * (32 + 32 + 4));
 }
 
-TEST(AnalysisTests, StridesAreSpeculatedWhereTheyAreLikely) {
-    KernelText kernel(R"(
-        %width = load i32, ptr %grid
-        %f = uitofp i32 %x to float
-        %moved = fadd float %f, 0.5
-        %rounded = call i32 @llvm.fptosi.sat.i32.f32(float %moved)
-        %clamped = call i32 @llvm.smin.i32(i32 %rounded, i32 %width)
-        %scaled = mul i32 %clamped, 4
-        %cell = udiv i32 %x, 16
-        %block = udiv i32 %x, 15
-        %far = sext i32 %clamped to i64
-        %place = getelementptr i32, ptr %grid, i64 %far
-        ret void)");
-    const Analysed found(kernel);
-    SpeculativeStrides strides(*found.strides, kernel.module().getDataLayout());
-    const std::pair<const char*, std::optional<std::int64_t>> expected[] = {
-        {"rounded", 1}, {"scaled", 4}, {"cell", 0}, {"block", {}}, {"place", 4}};
-    for (const auto& [name, stride] : expected)
-        EXPECT_EQ(strides.of(kernel.value(name)), stride) << name;
-}
-
 TEST(AnalysisTests, RegisterPressureIsThatOfTheInnermostLoop) {
     KernelText kernel(R"(
     entry:
@@ -222,37 +200,6 @@ TEST(AnalysisTests, RegisterPressureIsThatOfTheInnermostLoop) {
     EXPECT_EQ(pressure.liveWords, 5u) << "the start, the sum and the number to add";
     EXPECT_EQ(pressure.arithmetic, 6u) << "neither the counter nor its comparison";
     EXPECT_EQ(pressure.wide + pressure.scattered, 3u + 1u);
-}
-
-TEST(AnalysisTests, AccessesToOneStructureFormAGroup) {
-    KernelText kernel(R"(
-        %out = load ptr, ptr %bindings
-        %far = zext i32 %x to i64
-        %pixel = getelementptr [4 x half], ptr %out, i64 %far
-        %green = getelementptr i8, ptr %pixel, i64 2
-        %r = load half, ptr %pixel
-        %g = load half, ptr %green
-        %square = mul i32 %x, %x
-        %index = zext i32 %square to i64
-        %point = getelementptr [2 x float], ptr %out, i64 %index
-        %second = getelementptr i8, ptr %point, i64 4
-        store float 1.0, ptr %second
-        store float 2.0, ptr %point
-        ret void)");
-    const Analysed found(kernel);
-    const AccessGroups groups(kernel.function(), *found.strides, found.memory);
-    const auto groupOf = [&](const char* name) {
-        return groups.of(llvm::cast<llvm::Instruction>(kernel.value(name)));
-    };
-    ASSERT_TRUE(groupOf("r") != nullptr && groupOf("r") == groupOf("g"));
-    EXPECT_EQ(groupOf("r")->stride, 8);
-    EXPECT_EQ(groupOf("r")->place(), kernel.value("r"));
-    const auto* store = llvm::cast<llvm::Instruction>(*kernel.value("point")->user_begin());
-    const AccessGroup* stores = groups.of(store);
-    ASSERT_NE(stores, nullptr);
-    EXPECT_FALSE(stores->isAffine);
-    EXPECT_EQ(stores->words(), 3u);
-    EXPECT_EQ(stores->start(), 0);
 }
 
 } // namespace

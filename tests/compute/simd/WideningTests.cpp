@@ -103,6 +103,15 @@ TEST(WideningTests, EachAccessGetsTheInstructionsThatFitIt) {
             store i32 %w, ptr %place)",
          {"strided:", "load i8, ptr", "masked.gather.v16i32"},
          {}},
+        {"bytes that some neighbours share, which gains nothing",
+         R"(%t = udiv i32 %x, 15
+            %n = zext i32 %t to i64
+            %q = getelementptr i8, ptr %out, i64 %n
+            %v = load i8, ptr %q
+            %w = zext i8 %v to i32
+            store i32 %w, ptr %place)",
+         {"masked.gather.v16i32"},
+         {"strided:"}},
         {"atomics at one address, together",
          R"(%old = atomicrmw add ptr %out, i32 1 monotonic
             store i32 %old, ptr %place)",
