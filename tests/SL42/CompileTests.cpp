@@ -65,19 +65,12 @@ TEST_F(CompileTest, PrintsWhatItDoes) {
 }
 
 TEST_F(CompileTest, SurroundsTheProgramByPreludeAndKernels) {
-    const std::string program = "void fx() { cls(1); }";
-    start(program);
-    const std::string& header = SharedShaderStrings::standardProcessingHeader();
-    const std::string& text = device->sources.back();
-    EXPECT_EQ(text, header + program +
-                        " \n int4 music = {120,4,4,4};\nvoid cpu() {\n}"
-                        "\nfloat2 sfx() {\n return 0;\n}" +
-                        std::string(GPUShaderStrings::kernelTail()));
     // Fixed, because messages count lines from its start: a program's first line is line 672.
+    const std::string& header = SharedShaderStrings::standardProcessingHeader();
     EXPECT_EQ(std::count(header.begin(), header.end(), '\n'), 671);
-
-    start("int4 music = {120,4,4,1};\n" + std::string(allThree) + " // the end");
-    EXPECT_NE(device->sources.back().find(" // the end\n};\n"), std::string::npos)
+    const std::string program = "int4 music = {120,4,4,1};\n" + std::string(allThree);
+    start(program + " // the end");
+    EXPECT_TRUE(device->sources.back().starts_with(header + program + " // the end\n};\n"))
         << "a last comment does not take the end of the class with it";
 }
 

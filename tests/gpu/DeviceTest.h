@@ -7,7 +7,6 @@
 
 #include "gpu/Device.h"
 #include "gpu/WaitFor.h"
-#include "tests/Deadline.h"
 
 #include <gtest/gtest.h>
 
@@ -59,8 +58,6 @@ protected:
     std::shared_ptr<gpu::CommandQueue> queue;
 
 private:
-    tests::Deadline m_deadline;
-
     std::shared_ptr<gpu::Buffer> sharedCopy(const std::shared_ptr<gpu::Buffer>& buffer);
 };
 

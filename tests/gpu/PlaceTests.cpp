@@ -19,6 +19,13 @@ struct WrongKernel {
     const char* what;
 };
 
+/// What 1000 threads run.
+std::string inKernel(const std::string& statements) {
+    return "kernel void run(device uint* data [[buffer(0)]],"
+           " uint i [[thread_position_in_grid]]) {" +
+           statements + "\n}";
+}
+
 /// The lines of @1, @2, ... in a text.
 std::vector<std::uint32_t> markedLines(const std::string& text) {
     std::vector<std::uint32_t> lines;
@@ -64,65 +71,38 @@ constexpr const char* read = "read outside of memory";
 
 TEST_P(PlaceTest, AccessesOutsideOfMemory) {
     for (const WrongKernel& wrong : {
-             WrongKernel{"write in straight code", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             WrongKernel{"write in straight code", inKernel(R"(
     data[i] = data[i] * 3;
     data[i + 0x7fff0000u] = i; // @1
-    data[i + 1000] = data[i] + 1;
-})",
+    data[i + 1000] = data[i] + 1;)"),
                          wrote},
-             {"read in straight code", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
-    uint sum = i;
-    sum += data[i];
-    sum ^= data[i * 16 + 0x7ff00000u]; // @1
-    data[i] = sum;
-})",
-              read},
-             {"write in a loop", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
-    uint at = i;
-    for (uint k = 0; k < data[0] * 100; ++k) {
-        at += data[1] << 24;
-        data[at] = k; // @1
-    }
-})",
-              wrote},
-             {"read in a loop", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"read in a loop", inKernel(R"(
     uint sum = 0;
     for (uint k = 0; k < i + 200; ++k) {
         sum = sum * 5 + 1;
         sum += data[(sum & 0xffffffu) * 64]; // @1
     }
-    data[i] = sum;
-})",
+    data[i] = sum;)"),
               read},
-             {"write where threads part", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"write where threads part", inKernel(R"(
     if (i % 3 == 1)
         data[i] = 0;
     else if (i == 998)
         data[i * 0x700000u] = 7; // @1
     else
-        data[i] = i;
-})",
+        data[i] = i;)"),
               wrote},
-             {"read where threads part", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"read where threads part", inKernel(R"(
     uint found = 3;
     if ((data[i] ^ i) > 900)
         found =
             data[i * i * 0x4000u]; // @1
-    data[i] = found;
-})",
+    data[i] = found;)"),
               read},
-             {"read that is the same for all", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"read that is the same for all", inKernel(R"(
     uint one = data[0] << 30;
     uint wrong = data[one]; // @1
-    data[i] = wrong;
-})",
+    data[i] = wrong;)"),
               read},
          })
         expectPlace(wrong);
@@ -130,18 +110,15 @@ kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_gri
 
 TEST_P(PlaceTest, LoopsWithoutEnd) {
     for (const WrongKernel& wrong : {
-             WrongKernel{"the same way for all", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             WrongKernel{"the same way for all", inKernel(R"(
     for (int k = 0; k < 8; ++k)
         data[i] += k;
     while (data[0] != 77) { // @1
         data[1] = data[2] * 3;
         data[2] = data[1] + 1;
-    }
-})",
+    })"),
                          endless},
-             {"for some threads", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"for some threads", inKernel(R"(
     uint x = i;
     for (uint k = 0; // @1
          k != 999;
@@ -150,38 +127,31 @@ kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_gri
         if (i < 990 && k > i)
             break;
     }
-    data[i] = x;
-})",
+    data[i] = x;)"),
               endless},
-             {"empty", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"empty", inKernel(R"(
     data[i] = 1;
     if (i == 500)
         for (;;) // @1
-            ;
-})",
+            ;)"),
               endless},
-             {"around a loop that ends", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"around a loop that ends", inKernel(R"(
     uint x = i;
     do { // @1
         for (uint k = 0; k < 9 + x % 5; ++k)
             x = x * 1664525u + data[k];
         x |= 1;
     } while (x != 0);
-    data[i] = x;
-})",
+    data[i] = x;)"),
               endless},
-             {"in a loop that would end", R"(
-kernel void run(device uint* data [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+             {"in a loop that would end", inKernel(R"(
     float x = 1;
     for (uint k = 0; k < 10; ++k) {
         float step = 0.125f * k;
         while (x < 4.0f) // @1
             x = 0.5f * x + step;
     }
-    data[i] = uint(x);
-})",
+    data[i] = uint(x);)"),
               endless},
          })
         expectPlace(wrong);

@@ -151,19 +151,6 @@ struct Hostile {
     const char* message; ///< to be found in the output
 };
 
-/// 40 function-like macros, each of which calls the one before as `body` says, with $ for its name.
-std::string macros(const std::string& first, const std::string& parameters,
-                   const std::string& body) {
-    std::string source = "#define A0(" + parameters + ") " + first + "\n";
-    for (int i = 1; i < 40; ++i) {
-        std::string line = body;
-        for (auto at = line.find('$'); at != line.npos; at = line.find('$'))
-            line.replace(at, 1, "A" + std::to_string(i - 1));
-        source += "#define A" + std::to_string(i) + "(" + parameters + ") " + line + "\n";
-    }
-    return source;
-}
-
 /// Definitions for 40 numbers n, with $ for n and @ for the number before.
 std::string chain(const std::string& first, const std::string& link) {
     std::string source = first;
@@ -175,13 +162,9 @@ std::string chain(const std::string& first, const std::string& link) {
     return source;
 }
 
+/// A39 stands for 2^39 of nothing.
 std::string doublingMacros(const std::string& end) {
-    std::string source = "#define A0\n";
-    for (int i = 1; i < 40; ++i) {
-        const std::string before = " A" + std::to_string(i - 1);
-        source += "#define A" + std::to_string(i) + before + before + "\n";
-    }
-    return source + end;
+    return chain("#define A0\n", "#define A$ A@ A@\n") + end;
 }
 
 TEST(HostileText, EndsSoonWithAMessage) {
@@ -204,10 +187,12 @@ TEST(HostileText, EndsSoonWithAMessage) {
              " }",
          "macros expand to too much"},
         {"a text that includes itself", "#include \"program_source\"\n", "file not found"},
-        {"macros of macros", macros("x x", "x", "$($(x))") + "void f(int x) { A30(x;) }",
+        {"macros of macros",
+         chain("#define A0(x) x x\n", "#define A$(x) A@(A@(x))\n") + "void f(int x) { A30(x;) }",
          "macros expand to too much"},
         {"variadic macros",
-         macros("__VA_ARGS__ __VA_ARGS__", "...", "$(__VA_ARGS__, __VA_ARGS__)") +
+         chain("#define A0(...) __VA_ARGS__ __VA_ARGS__\n",
+               "#define A$(...) A@(__VA_ARGS__, __VA_ARGS__)\n") +
              "void f(int x) { A30(x) }",
          "macros expand to too much"},
         {"pasted words",

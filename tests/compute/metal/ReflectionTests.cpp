@@ -55,24 +55,6 @@ TEST(Reflection, ReadsParametersAndGivesFreeIndices) {
     }
 }
 
-TEST(Reflection, FunctionConstantsStayOpen) {
-    const Program program =
-        compileOrFail("constant char mode [[function_constant(4)]];\n"
-                      "constant half scale [[function_constant(0)]];\n"
-                      "constant float derived = scale * 2;\n"
-                      "kernel void k(device float* o) { o[mode] = derived; }\n");
-    ASSERT_EQ(program.constants.size(), 2u);
-    EXPECT_EQ(program.constants[0].name, "mode");
-    EXPECT_EQ(program.constants[0].index, 4u);
-    EXPECT_EQ(program.constants[0].type, DataType::Char);
-    EXPECT_EQ(program.constants[1].type, DataType::Half);
-    for (const ConstantDeclaration& constant : program.constants) {
-        const llvm::GlobalVariable* variable = program.module->getGlobalVariable(constant.symbol);
-        ASSERT_NE(variable, nullptr);
-        EXPECT_TRUE(variable->isDeclaration() && variable->isConstant());
-    }
-}
-
 TEST(Reflection, SaysWhichKernelsCannotRunAndWhy) {
     const Program program =
         compileOrFail("float shared() { threadgroup float s[8]; s[0] = 1; return s[0]; }\n"

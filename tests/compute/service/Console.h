@@ -6,7 +6,6 @@
 
 #include "gpu/WaitFor.h"
 #include "gpu/host/HostDevice.h"
-#include "tests/Deadline.h"
 
 #include <gtest/gtest.h>
 
@@ -40,9 +39,6 @@ protected:
     std::shared_ptr<gpu::Device> device;
     std::shared_ptr<gpu::CommandQueue> queue;
     std::shared_ptr<gpu::Buffer> buffer;
-
-private:
-    tests::Deadline m_deadline;
 };
 
 /// Process ids of the children of all threads of this process.

@@ -55,17 +55,25 @@ LibraryCompiled compiled(RequestId id) {
     return answer;
 }
 
-/// Calls `answer` for every question about compiling.
-void answerCompiling(const std::function<void(RequestId)>& answer) {
+/// Calls `serve` for every message that arrives.
+template <class Serve>
+void serveEach(Serve serve) {
     send(reply(Ready{protocolVersion, 2}));
     while (true) {
         const auto received = channel().receive(Channel::Descriptors::Accept, true);
         if (received.status != ReceiveStatus::Message)
             return;
-        const auto request = decode<Request>(received.bytes);
-        if (request && questionIn(*request).value != 0)
-            answer(questionIn(*request));
+        if (const auto request = decode<Request>(received.bytes))
+            serve(*request);
     }
+}
+
+/// Calls `answer` for every question about compiling.
+void answerCompiling(const std::function<void(RequestId)>& answer) {
+    serveEach([&](const Request& request) {
+        if (questionIn(request).value != 0)
+            answer(questionIn(request));
+    });
 }
 
 /// Gives every question about compiling its answer with these bytes changed.
@@ -80,31 +88,24 @@ void answerWith(void (*change)(Bytes&)) {
 /// Claims that whatever was asked for has been made, or that it has failed, and that what is to run
 /// has run. Nothing is true.
 void lie(bool succeeded) {
-    send(reply(Ready{protocolVersion, 2}));
-    while (true) {
-        const auto received = channel().receive(Channel::Descriptors::Accept, true);
-        if (received.status != ReceiveStatus::Message)
-            return;
-        const auto request = decode<Request>(received.bytes);
-        if (!request)
-            continue;
-        if (const auto* compile = std::get_if<CompileLibrary>(&*request)) {
+    serveEach([succeeded](const Request& request) {
+        if (const auto* compile = std::get_if<CompileLibrary>(&request)) {
             LibraryCompiled answer = compiled(compile->request);
             answer.succeeded = succeeded;
             answer.message = std::string("a lie\n");
             answer.frontEndMilliseconds = -1e300;
             send(reply(answer));
-        } else if (const auto* make = std::get_if<MakePipeline>(&*request)) {
+        } else if (const auto* make = std::get_if<MakePipeline>(&request)) {
             PipelineMade answer = made(make->request);
             answer.succeeded = succeeded;
             answer.message = std::string("a lie\n");
             answer.fingerprint = {make->request.value, ~0ull};
             answer.optimiserMilliseconds = 1e300;
             send(reply(answer));
-        } else if (const auto* run = std::get_if<RunCommands>(&*request)) {
+        } else if (const auto* run = std::get_if<RunCommands>(&request)) {
             send(reply(JobDone{run->job, succeeded, std::string(1000, 'x'), 1e300}));
         }
-    }
+    });
 }
 
 /// So many runs lie, as the file counts them; later ones are the service that is named.

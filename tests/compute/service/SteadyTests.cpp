@@ -6,6 +6,7 @@
 #include "compute/workers/Workers.h"
 #include "platform/base/SharedMemory.h"
 #include "tests/Allocations.h"
+#include "tests/compute/service/OneKernelCompiler.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +15,6 @@
 namespace {
 
 using namespace compute;
-using platform::Result;
 
 /// Adds the first number among the bytes by value to every number of the buffer.
 class AddingKernel final : public Kernel {
@@ -32,29 +32,6 @@ public:
     }
 };
 
-class OneKernelLibrary final : public service::Library {
-public:
-    std::vector<protocol::Kernel> kernels() const override { return {}; }
-    const std::string& warnings() const override { return m_warnings; }
-    protocol::ConstantDeclarations constants() const override { return {}; }
-    Result<std::shared_ptr<const Kernel>> build(std::string_view, const ConstantValues&,
-                                                const std::stop_token&) const override {
-        return std::shared_ptr<const Kernel>(std::make_shared<AddingKernel>());
-    }
-
-private:
-    std::string m_warnings;
-};
-
-class OneKernelCompiler final : public service::Compiler {
-public:
-    void warmUp() override {}
-    Result<std::shared_ptr<const service::Library>> compile(std::string_view,
-                                                            const std::stop_token&) override {
-        return std::shared_ptr<const service::Library>(std::make_shared<OneKernelLibrary>());
-    }
-};
-
 class SteadyTest : public testing::Test {
 protected:
     static constexpr std::uint32_t count = 10'000;
@@ -68,7 +45,7 @@ protected:
         console = std::make_unique<protocol::Channel>(std::move(ends->first));
         service = std::jthread([this, end = std::move(ends->second)]() mutable {
             protocol::Channel channel(std::move(end));
-            OneKernelCompiler compiler;
+            test::OneKernelCompiler<AddingKernel> compiler;
             auto server = service::Server::create(channel, compiler, page);
             EXPECT_TRUE((*server)->serve());
         });

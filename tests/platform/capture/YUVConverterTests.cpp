@@ -63,15 +63,14 @@ public:
         return {byte(luma + 1.371 * v), byte(luma - 0.336 * u - 0.698 * v), byte(luma + 1.732 * u)};
     }
     bool hasPaddingUntouched() const {
-        for (std::size_t y = 0; y < view.height; ++y)
-            for (std::size_t x = view.width; x < m_lumaRow; ++x)
-                if (m_luma[y * m_lumaRow + x] != untouched)
+        const auto isUntouched = [](const auto& plane, std::size_t row, std::size_t used) {
+            for (std::size_t i = 0; i < plane.size(); ++i)
+                if (i % row >= used && plane[i] != untouched)
                     return false;
-        for (std::size_t y = 0; y < chromaExtent(view.height); ++y)
-            for (std::size_t x = m_chromaRow - 5; x < m_chromaRow; ++x)
-                if (m_chroma[y * m_chromaRow + x] != untouched)
-                    return false;
-        return true;
+            return true;
+        };
+        return isUntouched(m_luma, m_lumaRow, view.width) &&
+               isUntouched(m_chroma, m_chromaRow, m_chromaRow - 5);
     }
 
 private:

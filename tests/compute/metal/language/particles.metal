@@ -8,39 +8,27 @@ using namespace metal;
 struct Particle {
     float2 position, velocity;
     packed_float3 color;
-    float life;
     ushort flags;
     uchar kind;
     bool alive;
     bool isFast() const device { return length(velocity) > 1; }
 };
-struct Settings { float dt, drag; uint count; float4 bounds; float curve[8]; };
+struct Settings { float dt; float4 bounds; float curve[8]; };
 struct Counters { atomic_uint alive; atomic_int balance; atomic<float> energy; };
 
-static void bounce(device Particle& p, constant Settings& s) {
+static void bounce(device Particle& p, const device Particle* all, constant Settings& s) {
     bool2 out = p.position < s.bounds.xy || p.position > s.bounds.zw;
-    p.velocity = select(p.velocity, -p.velocity, out);
+    p.velocity = select(p.velocity, -p.velocity, out) + (all[1].position - p.position) * s.curve[7];
     p.position = clamp(p.position, s.bounds.xy, s.bounds.zw);
-}
-static float2 attraction(const device Particle* all, uint self, uint count) {
-    float2 force(0);
-    for (uint i = 0; i < count; ++i) {
-        if (i == self)
-            continue;
-        float2 d = all[i].position - all[self].position;
-        force += d * rsqrt(dot(d, d) + 1e-3) / max(length(d), 1.0);
-    }
-    return force;
 }
 
 kernel void update(device Particle* particles [[buffer(0)]], constant Settings& settings [[buffer(1)]],
                    device Counters* counters [[buffer(2)]], device atomic_uint* histogram [[buffer(3)]],
                    uint id [[thread_position_in_grid]]) {
     device Particle& p = particles[id];
-    p.velocity += attraction(particles, id, settings.count) * settings.dt;
-    p.velocity *= exp(-settings.drag * settings.dt);
-    bounce(p, settings);
-    p.alive = p.life > 0 && !p.isFast();
+    p.velocity *= exp(-settings.dt);
+    bounce(p, particles, settings);
+    p.alive = !p.isFast();
     p.color = mix(float3(p.color), float3(1, 0.5, 0), settings.dt);
     p.color.x *= .99;
     p.flags |= 1 << 3;
@@ -51,8 +39,7 @@ kernel void update(device Particle* particles [[buffer(0)]], constant Settings& 
     atomic_fetch_sub_explicit(&counters[0].balance, int(id), memory_order_relaxed);
     atomic_fetch_add_explicit(&counters->energy, dot(p.velocity, p.velocity), memory_order_relaxed);
     uint bin = uint(saturate(length(copy.position)) * 255);
-    uint before = atomic_fetch_or_explicit(&histogram[bin], 1u << (id & 31), memory_order_relaxed);
-    atomic_store_explicit(histogram + 1, before, memory_order_relaxed);
+    atomic_store_explicit(histogram + bin, 1u << (id & 31), memory_order_relaxed);
     uint expected = atomic_load_explicit(histogram, memory_order_relaxed);
     while (!atomic_compare_exchange_weak_explicit(histogram, &expected, expected * 2,
                                                   memory_order_relaxed, memory_order_relaxed)) {
@@ -62,14 +49,12 @@ kernel void update(device Particle* particles [[buffer(0)]], constant Settings& 
 
 kernel void reduce(device float* data [[buffer(0)]], threadgroup float* shared [[threadgroup(0)]],
                    uint id [[thread_position_in_grid]], uint local [[thread_index_in_threadgroup]],
-                   uint group [[threadgroup_position_in_grid]],
                    uint width [[threads_per_threadgroup]]) {
     shared[local] = data[id];
     threadgroup_barrier(mem_flags::mem_threadgroup);
-    for (uint s = width / 2; s > 0; s >>= 1) {
+    for (uint s = width / 2; s > 0; s >>= 1)
         if (local < s)
             shared[local] += shared[local + s];
-        threadgroup_barrier(mem_flags::mem_threadgroup | mem_flags::mem_device);
-    }
-    data[group] = shared[0];
+    threadgroup_barrier(mem_flags::mem_threadgroup | mem_flags::mem_device);
+    data[id] = shared[0];
 }
