@@ -7,6 +7,7 @@
 // is bound to them.
 #include "compute/service/Server.h"
 #include "fuzz/Fuzzing.h"
+#include "tests/compute/service/OneKernelCompiler.h"
 
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -17,7 +18,6 @@ namespace protocol = compute::protocol;
 namespace service = compute::service;
 using fuzz::View;
 using platform::FileDescriptor;
-using platform::Result;
 
 namespace {
 
@@ -44,33 +44,6 @@ private:
         static_cast<volatile std::byte*>(level.pixels)[0] = std::byte{2};
         static_cast<volatile std::byte*>(
             level.pixels)[(level.height - 1) * level.bytesPerRow + level.width - 1] = std::byte{3};
-    }
-};
-
-class OneKernelLibrary final : public service::Library {
-public:
-    std::vector<protocol::Kernel> kernels() const override {
-        return {{std::string("touch"), {}, {}}};
-    }
-    const std::string& warnings() const override { return m_warnings; }
-    protocol::ConstantDeclarations constants() const override { return {}; }
-    Result<std::shared_ptr<const compute::Kernel>>
-    build(std::string_view, const compute::ConstantValues&, const std::stop_token&) const override {
-        return std::shared_ptr<const compute::Kernel>(std::make_shared<TouchingKernel>());
-    }
-
-private:
-    std::string m_warnings;
-};
-
-class ImitatedCompiler final : public service::Compiler {
-public:
-    void warmUp() override {}
-    Result<std::shared_ptr<const service::Library>> compile(std::string_view source,
-                                                            const std::stop_token&) override {
-        if (source.empty())
-            return platform::Error{"empty"};
-        return std::shared_ptr<const service::Library>(std::make_shared<OneKernelLibrary>());
     }
 };
 
@@ -127,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(ends.hasValue(), "there is no socket");
     protocol::Channel console(std::move(ends->first));
     protocol::Channel channel(std::move(ends->second));
-    ImitatedCompiler compiler;
+    test::OneKernelCompiler<TouchingKernel> compiler;
     protocol::StatusPage page{};
     const auto server = service::Server::create(channel, compiler, page);
     fuzz::require(server.hasValue(), "the service does not start");
