@@ -159,6 +159,11 @@ bool LiveCodingFile::isSave(std::span<const FileEvent> events) {
     return saved;
 }
 
+void LiveCodingFile::catchUp() {
+    if (hasOtherText())
+        reload();
+}
+
 void LiveCodingFile::setPaused(bool paused) {
     m_isPaused = paused;
     if (!paused && std::exchange(m_hasMissedSave, false))

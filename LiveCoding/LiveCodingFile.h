@@ -66,6 +66,8 @@ public:
     /// Called when a write in place did not count.
     std::function<void()> onIgnoredWrite = [] {};
 
+    /// Takes over a text that was written and did not count.
+    void catchUp();
     /// While paused, nothing is read; what was saved meanwhile is, afterwards.
     void setPaused(bool paused);
 

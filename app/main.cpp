@@ -3,11 +3,11 @@
 //
 // The program with the window. It shows one document and ends with its window; when its process
 // dies before that, another one takes its place.
+#include "app/console/DocumentClaim.h"
 #include "app/console/StartOptions.h"
 #include "app/console/Succession.h"
 #include "app/window/ConsoleWindow.h"
 #include "app/window/Style.h"
-#include "platform/files/FileClaim.h"
 #include "platform/process/EndRequests.h"
 #include "platform/process/Supervision.h"
 #include "platform/process/Terminal.h"
@@ -17,7 +17,6 @@
 #include <QSocketNotifier>
 
 #include <iostream>
-#include <memory>
 
 static int fail(const std::string& message, bool fromWindow) {
     std::cerr << app::programName << ": " << message << std::endl;
@@ -52,32 +51,20 @@ static int showWindow(int argc, char** argv, platform::Supervised& supervised) {
     if (!origin)
         return fail(origin.error().message, options->fromWindow);
 
-    app::ConsoleWindow* shown = nullptr;
-    std::unique_ptr<QSocketNotifier> notifier;
-    platform::FileClaim claim([&shown] {
-        if (shown)
-            shown->present();
-    });
-    claim.onListen = [&notifier, &claim](int descriptor) {
-        notifier.reset();
-        if (descriptor < 0)
-            return;
-        notifier = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
-        QObject::connect(notifier.get(), &QSocketNotifier::activated, [&claim] { claim.answer(); });
-    };
-    if (!origin->file.empty() && claim.claim(origin->file) == platform::FileClaim::Answer::Raised &&
+    app::DocumentClaim claim;
+    if (!origin->file.empty() && claim.claim(origin->file) == app::DocumentClaim::Answer::Raised &&
         supervised.recentDeaths() == 0)
         return EXIT_SUCCESS;
 
     app::ConsoleWindow window(*origin, supervised, claim);
-    shown = &window;
+    claim.onWanted = [&window] { window.present(); };
     if (bequest)
         window.restore(*bequest);
     supervised.hasStarted(); // whoever sees the window may kill it
     window.show();
     platform::EndRequests requests;
-    const QSocketNotifier requestNotifier(requests.descriptor(), QSocketNotifier::Read);
-    QObject::connect(&requestNotifier, &QSocketNotifier::activated, &window, [&] {
+    const QSocketNotifier notifier(requests.descriptor(), QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &window, [&] {
         window.settleFiles();
         requests.obey();
     });

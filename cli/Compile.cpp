@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 //
 // `starloom compile`: what the compiler says about a program, on standard output.
+#include "SL42/builder/Assembly.h"
+#include "SL42/builder/ReadableLog.h"
 #include "SL42/offline/OfflineConsole.h"
 #include "cli/Command.h"
 #include "cli/Source.h"
@@ -15,6 +17,7 @@ namespace {
 struct CompileOptions {
     std::string file;
     bool plain = false;
+    bool log = false;
 };
 
 ExitStatus compilePlain(gpu::Device& device, const Source& source) {
@@ -23,14 +26,22 @@ ExitStatus compilePlain(gpu::Device& device, const Source& source) {
     return library ? ExitStatus::Success : ExitStatus::Failure;
 }
 
-ExitStatus compileProgram(const std::shared_ptr<gpu::Device>& device, const Source& source) {
-    const starloom::OfflineConsole console(device, source.title, source.text);
-    std::cout << console.compileLog();
-    if (!console.compileLog().empty() && console.compileLog().back() != '\n')
+void printLog(const std::string& log) {
+    std::cout << log;
+    if (!log.empty() && log.back() != '\n')
         std::cout << '\n';
+}
+
+ExitStatus compileProgram(const std::shared_ptr<gpu::Device>& device, const Source& source,
+                          const CompileOptions& options) {
+    const starloom::OfflineConsole console(device, source.title, source.text);
+    const std::string name = options.file == "-" ? source.title : options.file;
+    printLog(options.log ? console.compileLog()
+                         : starloom::readableLog(console.compileLog(), name,
+                                                 starloom::linesBeforeProgram()));
     if (!console.hasError() && !console.isComplete())
         std::cerr << console.diagnostics(); // here the device's reason stands, not in the log
-    return console.hasError() ? ExitStatus::Failure : ExitStatus::Success;
+    return console.isComplete() && !console.hasError() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 ExitStatus compile(const CompileOptions& options, const Session& session) {
@@ -40,18 +51,22 @@ ExitStatus compile(const CompileOptions& options, const Session& session) {
     const auto device = session.openDevice();
     if (!device)
         return ExitStatus::Failure;
-    return options.plain ? compilePlain(*device, *source) : compileProgram(device, *source);
+    return options.plain ? compilePlain(*device, *source)
+                         : compileProgram(device, *source, options);
 }
 
 } // namespace
 
 void addCompile(CLI::App& app, Session& session) {
     const auto options = std::make_shared<CompileOptions>();
-    auto* command = app.add_subcommand("compile", "Compile a program and print the compile log");
+    auto* command =
+        app.add_subcommand("compile", "Compile a program and print what is wrong with it");
     command->add_option("FILE", options->file, sourceHelp)->required();
     command->add_flag("--plain", options->plain,
                       "Compile the text as it stands, without the console around it, and print "
                       "the compiler's messages");
+    command->add_flag("--log", options->log,
+                      "Print the console's whole log, in which lines are counted from the prelude");
     command->callback([options, &session] { session.exitStatus = compile(*options, session); });
 }
 

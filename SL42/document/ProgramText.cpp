@@ -182,8 +182,11 @@ void ProgramText::unfollowFile() {
 
 void ProgramText::setReloadOnEveryWrite(bool reload) {
     m_reloadOnEveryWrite = reload;
-    if (m_liveCodeFile)
-        m_liveCodeFile->reloadOnEveryWrite = reload;
+    if (!m_liveCodeFile)
+        return;
+    m_liveCodeFile->reloadOnEveryWrite = reload;
+    if (reload)
+        m_liveCodeFile->catchUp();
 }
 
 } // namespace starloom

@@ -104,7 +104,8 @@ public:
     const std::string& rawSrc() const { return m_rawSrc; }
     /// Where the source begins in that text; nothing when the source is not from there.
     BlankLead blankLead() const;
-    /// Whether editors that write in place count, too, for files that openEditor() makes.
+    /// Whether editors that write in place count, too, for files that openEditor() makes. What one
+    /// has written already is taken over.
     void setReloadOnEveryWrite(bool reload);
 
 private:

@@ -25,7 +25,7 @@ static constexpr QSize firstSize{1252, 780};
 static constexpr int bequeathMilliseconds = 1000;
 
 ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised,
-                             platform::FileClaim& claim)
+                             DocumentClaim& claim)
     : m_supervised(supervised),
       m_console(origin.title, origin.source),
       m_document(origin, m_console.document(), m_console.journal(), m_console.history()),
@@ -201,6 +201,12 @@ void ConsoleWindow::observe() {
         m_stage->notices().showError(QString::fromStdString(line));
     });
     auto& engine = m_console.engine();
+    engine.onIgnoredWrite = [this] {
+        m_stage->notices().showInformation(
+            tr("Your editor wrote over its copy instead of replacing it, which does not count"),
+            {tr("Reload on Every Write"),
+             [this] { m_actions.reloadOnEveryWrite->setChecked(true); }});
+    };
     m_observations = {
         engine.error().observe([this](const std::string&) { showProgram(); }),
         engine.hasError().observe([this](bool) { showProblem(); }),

@@ -7,6 +7,7 @@
 #include "app/common/Actions.h"
 #include "app/common/Settings.h"
 #include "app/console/Console.h"
+#include "app/console/DocumentClaim.h"
 #include "app/console/DocumentProcesses.h"
 #include "app/console/OpenDocument.h"
 #include "app/console/Succession.h"
@@ -22,7 +23,6 @@
 #include "app/window/HistoryCommands.h"
 #include "app/window/OverlayCommands.h"
 #include "app/window/PerformerWindow.h"
-#include "platform/files/FileClaim.h"
 #include "platform/process/Supervision.h"
 
 #include <QDockWidget>
@@ -40,7 +40,7 @@ public:
     /// outlive the window.
     /// `claim` is that to the document's file; it must outlive the window, too.
     ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised,
-                  platform::FileClaim& claim);
+                  DocumentClaim& claim);
     ~ConsoleWindow() override;
 
     DocumentCommands& documents() { return *m_documents; }

@@ -101,7 +101,7 @@ bool DocumentCommands::saveAs() {
 
 bool DocumentCommands::saveTo(const fs::path& file) {
     const fs::path before = m_parts.document.file();
-    if (m_parts.claim.claim(file) != platform::FileClaim::Answer::Ours) {
+    if (m_parts.claim.claim(file) != DocumentClaim::Answer::Ours) {
         report(platform::Error{file.filename().string() +
                                " is open in another window; close that or choose another name"});
         return false;

@@ -6,11 +6,11 @@
 
 #include "app/common/Actions.h"
 #include "app/console/Console.h"
+#include "app/console/DocumentClaim.h"
 #include "app/console/DocumentProcesses.h"
 #include "app/console/OpenDocument.h"
 #include "app/stage/NoticeBar.h"
 #include "app/window/FileDialogs.h"
-#include "platform/files/FileClaim.h"
 
 #include <QMenu>
 #include <QObject>
@@ -27,7 +27,7 @@ public:
         Console& console;
         OpenDocument& document;
         DocumentProcesses& processes;
-        platform::FileClaim& claim;
+        DocumentClaim& claim;
         Settings& settings;
         NoticeBar& notices;
         std::function<void()> nameChanged;

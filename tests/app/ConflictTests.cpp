@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // The window and an editor both write a file, in every order, and no text is lost.
+#include "LiveCoding/LiveCodingFile.h"
 #include "SL42/document/History.h"
 #include "SL42/document/Trim.h"
 #include "tests/app/OpenWindow.h"
@@ -12,6 +13,7 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 namespace app::tests {
 namespace {
@@ -161,6 +163,19 @@ TEST_F(OpenWindow, DocumentsAskBeforeTheyOverwriteWhatTheyHaveNotSeen) {
     engine().setSource(first);
     action("Save").trigger(); // unasked
     EXPECT_EQ(readProgramText(path).value(), first);
+}
+
+TEST_F(OpenWindow, AWriteThatDoesNotCountIsOneClickFromCounting) {
+    open(DocumentOrigin{});
+    action("Open in Editor").trigger();
+    const fs::path copy = engine().liveCodeFile()->url();
+    std::ofstream(copy) << editors;
+    ASSERT_TRUE(eventually([this] { return notice().starts_with("Your editor wrote over"); }));
+    EXPECT_NE(engine().source(), editors);
+    press(*window->findChild<QFrame*>("notice"), "Reload on Every Write");
+    EXPECT_TRUE(eventually([this] { return engine().source() == editors; }));
+    std::ofstream(copy) << stages;
+    EXPECT_TRUE(eventually([this] { return engine().source() == stages; }));
 }
 
 TEST_F(OpenWindow, WalksThroughTheTextsThatDrew) {

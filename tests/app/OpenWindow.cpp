@@ -67,12 +67,12 @@ OpenWindow::Answer OpenWindow::choose(const std::string& file, const QString& ki
     };
 }
 
-void OpenWindow::press(QWidget& dialog, const QString& button) {
-    for (auto* found : dialog.findChildren<QAbstractButton*>())
+void OpenWindow::press(QWidget& box, const QString& button) {
+    for (auto* found : box.findChildren<QAbstractButton*>())
         if (found->text().remove('&') == button)
             return found->click();
     ADD_FAILURE() << "no button " << button.toStdString();
-    dialog.close();
+    box.close();
 }
 
 /// Menus whose entries are those of the machine, or of the past.

@@ -40,7 +40,7 @@ protected:
     /// The kind is one of those that the dialog offers; empty for the one that it proposes.
     static Answer choose(const std::string& file, const QString& kind = {});
     /// Presses the button of a dialog or a box that has this text.
-    static void press(QWidget& dialog, const QString& button);
+    static void press(QWidget& box, const QString& button);
 
     /// All actions of the menus, without those that open menus.
     std::vector<QAction*> menuActions() const;
@@ -67,7 +67,7 @@ protected:
     const ::tests::ScratchFolder files;
     const starloom::XServer server; ///< for the windows that are captured
     platform::Supervised supervised;
-    platform::FileClaim claim{[] {}};
+    DocumentClaim claim;
     std::unique_ptr<ConsoleWindow> window;
 };
 

@@ -148,7 +148,7 @@ TEST(Prelude, IsTheTextInFrontOfThePrograms) {
 
     // A fault in the first line of a program is reported on the line after the prelude.
     const auto lines = std::count(prelude.out.begin(), prelude.out.end(), '\n');
-    const Outcome compile = runStarloom({"compile", "-"}, "nonsense fx() {}\n");
+    const Outcome compile = runStarloom({"compile", "--log", "-"}, "nonsense fx() {}\n");
     EXPECT_NE(compile.out.find("program_source:" + std::to_string(lines + 1) + ":1: error:"),
               std::string::npos)
         << compile.out;
@@ -161,17 +161,34 @@ TEST(Compile, PrintsTheLogAndTellsFailureByItsStatus) {
     for (const auto& [text, log] : {std::pair{picture, "Compiling video...\nDone.\n"},
                                     {"", "No fx() or sfx() found\n"},
                                     {"int spare;\n", ""}}) {
-        const Outcome run = runStarloom({"compile", "-"}, text);
+        const Outcome run = runStarloom({"compile", "--log", "-"}, text);
         EXPECT_EQ(run.status, 0) << text;
         EXPECT_EQ(run.out, log);
         EXPECT_EQ(run.err, "") << text;
     }
-    const Outcome run = runStarloom({"compile", "-"}, "void fx() { nonsense; }");
+    EXPECT_EQ(runStarloom({"compile", "-"}, picture).out, "");
+    const Outcome run = runStarloom({"compile", "--log", "-"}, "void fx() { nonsense; }");
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(run.out.starts_with("Compiling video...\nCompilation failed:\nprogram_source:"))
         << run.out;
     EXPECT_NE(run.out.find("'nonsense'"), std::string::npos) << run.out;
     EXPECT_EQ(run.err, "");
+}
+
+// Each mistake once, where an editor finds it.
+TEST(Compile, NamesTheLinesOfTheFile) {
+    const ScratchFolder scratch;
+    const std::string file = scratch.file("show.metal", "\n\nvoid fx() {\n    cls(nonsense);\n}\n"
+                                                        "float2 sfx() { return 0; }\n");
+    const Outcome run = runStarloom({"compile", file});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, file + ":4:9: error: use of undeclared identifier 'nonsense'\n"
+                              "    4 |     cls(nonsense);\n"
+                              "      |         ^\n");
+    const Outcome deep = runStarloom({"compile", "-"}, "void fx() { rect(int4(0), \"wide\"); }");
+    EXPECT_TRUE(deep.out.starts_with("standard input:1:13: error: ")) << deep.out;
+    EXPECT_NE(deep.out.find("\nprelude:"), std::string::npos) << deep.out;
+    EXPECT_EQ(deep.out.find("program_source"), std::string::npos) << deep.out;
 }
 
 TEST(Compile, PlainTakesAnyTextOfTheLanguage) {
