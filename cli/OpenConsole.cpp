@@ -26,6 +26,7 @@ std::unique_ptr<starloom::OfflineConsole> openConsole(const std::string& file,
         std::cerr << (console->hasError() ? console->compileLog() : console->diagnostics());
         return nullptr;
     }
+    std::cerr << console->engine().warnings().get();
     if (const std::string& fault = console->engine().fault().get(); !fault.empty()) {
         fail(fault);
         return nullptr;

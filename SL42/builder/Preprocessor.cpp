@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/builder/Preprocessor.h"
 
+#include "SL42/builder/ProgramLines.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -9,8 +11,6 @@
 #include <system_error>
 
 namespace starloom {
-
-static constexpr std::string_view whitespace = " \t\n\v\f\r";
 
 // Reads a music line's numbers from the front of a text, piece by piece.
 class MusicScanner {
@@ -82,11 +82,6 @@ static bool contains(std::string_view line, std::string_view text) {
     return line.find(text) != line.npos;
 }
 
-static bool isComment(std::string_view line) {
-    line.remove_prefix(std::min(line.find_first_not_of(whitespace), line.size()));
-    return line.starts_with("//");
-}
-
 static void scanEntryFunctions(std::string_view line, PreprocessedSource& result,
                                platform::Log& log) {
     const bool callsSfx = contains(line, "sfx()");
@@ -119,17 +114,6 @@ static void printMusic(const AudioSpec& music, platform::Log& log) {
     log.line("BPM: " + std::to_string(music.bpm) + ", beats: " + std::to_string(music.beatsPerBar) +
              ", bars: " + std::to_string(music.barsPerPattern) +
              ", patterns: " + std::to_string(music.patternCount));
-}
-
-/// Calls `visit` with each line that counts, and its number from 1.
-template <class Visit>
-static void forEachLine(std::string_view source, const Visit& visit) {
-    for (std::size_t number = 1; !source.empty(); ++number) {
-        const std::string_view line = source.substr(0, source.find('\n'));
-        source.remove_prefix(std::min(line.size() + 1, source.size()));
-        if (!isComment(line))
-            visit(line, number);
-    }
 }
 
 std::optional<BadMusic> findBadMusic(std::string_view source) {

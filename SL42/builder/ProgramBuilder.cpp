@@ -3,6 +3,7 @@
 #include "SL42/builder/ProgramBuilder.h"
 
 #include "SL42/builder/Assembly.h"
+#include "SL42/builder/EntrySpelling.h"
 
 #include <utility>
 
@@ -26,29 +27,32 @@ void ProgramBuilder::compile(const std::string& source,
     m_hasVideo = preprocessed.hasVideo;
     m_hasAudio = preprocessed.hasAudio;
     m_client.scanned(preprocessed);
+    std::string warnings = entrySpellingWarnings(source, preprocessed, linesBeforeProgram());
     if (m_hasCPU || m_hasVideo || m_hasAudio)
-        start(source, preprocessed, videoConstants);
+        start(source, preprocessed, videoConstants, std::move(warnings));
     else
-        publish(source, {});
+        publish(source, {}, std::move(warnings));
 }
 
 void ProgramBuilder::start(const std::string& source, const PreprocessedSource& preprocessed,
-                           const gpu::FunctionConstantValues& videoConstants) {
+                           const gpu::FunctionConstantValues& videoConstants,
+                           std::string warnings) {
     m_compilation = std::make_unique<Compilation>(
         m_device, m_mainQueue, m_log, assembleProgram(source, preprocessed), preprocessed,
-        videoConstants, [this, source](CompiledProgram program) {
+        videoConstants,
+        [this, source, warnings = std::move(warnings)](CompiledProgram program) mutable {
             program.source = source;
             program.linesBefore = linesBeforeProgram();
-            finish(std::move(program));
+            finish(std::move(program), std::move(warnings));
         });
 }
 
-void ProgramBuilder::finish(CompiledProgram program) {
+void ProgramBuilder::finish(CompiledProgram program, std::string warnings) {
     m_compilation.reset();
     const std::string source = program.source;
     std::string log = program.log;
     m_client.compiled(std::move(program));
-    publish(source, std::move(log));
+    publish(source, std::move(log), std::move(warnings));
 }
 
 bool ProgramBuilder::refuse(const std::string& source) {
@@ -62,13 +66,15 @@ bool ProgramBuilder::refuse(const std::string& source) {
     return true;
 }
 
-void ProgramBuilder::publish(const std::string& source, std::string log) {
-    m_anchor.async([this, source = source, log = std::move(log)] {
-        m_error.set(log);
-        m_log.line("Error: " + log);
-        m_hasError.set(log.find("failed") != log.npos);
-        m_client.published(source, m_hasError.get());
-    });
+void ProgramBuilder::publish(const std::string& source, std::string log, std::string warnings) {
+    m_anchor.async(
+        [this, source = source, log = warnings + log, warnings = std::move(warnings)]() mutable {
+            m_warnings.set(std::move(warnings));
+            m_error.set(log);
+            m_log.line("Error: " + log);
+            m_hasError.set(log.find("failed") != log.npos);
+            m_client.published(source, m_hasError.get());
+        });
 }
 
 } // namespace starloom

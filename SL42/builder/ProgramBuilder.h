@@ -57,12 +57,15 @@ public:
     const platform::Published<std::string>& error() const { return m_error; }
     /// Whether that log speaks of a failure.
     const platform::Published<bool>& hasError() const { return m_hasError; }
+    /// What that log begins with when the program's entry functions are not spelt as they must be:
+    /// a line for each.
+    const platform::Published<std::string>& warnings() const { return m_warnings; }
 
 private:
     void start(const std::string& source, const PreprocessedSource& preprocessed,
-               const gpu::FunctionConstantValues& videoConstants);
-    void finish(CompiledProgram program);
-    void publish(const std::string& source, std::string log);
+               const gpu::FunctionConstantValues& videoConstants, std::string warnings);
+    void finish(CompiledProgram program, std::string warnings);
+    void publish(const std::string& source, std::string log, std::string warnings = {});
 
     std::shared_ptr<gpu::Device> m_device;
     platform::MainQueue& m_mainQueue;
@@ -73,6 +76,7 @@ private:
     bool m_hasAudio = false;
     platform::Published<std::string> m_error;
     platform::Published<bool> m_hasError;
+    platform::Published<std::string> m_warnings;
     /// The newest program on its way; null when it has arrived.
     std::unique_ptr<Compilation> m_compilation;
     platform::MainQueueAnchor m_anchor;

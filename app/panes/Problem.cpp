@@ -16,14 +16,14 @@ using Severity = Problem::Severity;
 std::optional<Severity> severityOf(std::string_view line) {
     if (line.find(": error: ") != line.npos || line.find(": fatal error: ") != line.npos)
         return Severity::Error;
-    if (line.find(": warning: ") != line.npos)
+    if (line.find(": warning: ") != line.npos || line.starts_with("warning: "))
         return Severity::Warning;
     return std::nullopt;
 }
 
 /// What follows the position and the severity.
 std::string messageIn(std::string_view line) {
-    for (const std::string_view word : {": error: ", ": warning: "})
+    for (const std::string_view word : {"error: ", "warning: "})
         if (const auto at = line.find(word); at != line.npos)
             return std::string(line.substr(at + word.size()));
     return std::string(line);

@@ -239,8 +239,11 @@ void ConsoleWindow::showProblem() {
         problem = tr("Does not compile; the last good program runs on");
     else if (!fault.isEmpty())
         problem = fault;
-    const auto place =
-        engine.hasError().get() || !fault.isEmpty() ? m_problems->firstPosition() : std::nullopt;
+    else if (!engine.warnings().get().empty())
+        problem = tr("Not all of it runs; the log says why");
+    const bool isWrong =
+        engine.hasError().get() || !fault.isEmpty() || !engine.warnings().get().empty();
+    const auto place = isWrong ? m_problems->firstPosition() : std::nullopt;
     const int lead = engine.blankLead().lines;
     m_overlay->setProgram(engine.source(),
                           place ? std::optional(static_cast<std::size_t>(place->line - lead))

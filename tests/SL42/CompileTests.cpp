@@ -17,9 +17,18 @@ using Names = std::vector<std::string>;
 
 TEST_F(CompileTest, LogsEveryOutcome) {
     const std::string failed = "Compilation failed:\nprogram_source:672:1: error: so it says";
+    const std::string nothing = "warning: nothing to run: write \"void fx()\" for a picture, "
+                                "\"float2 sfx()\" for sound, or \"void cpu()\"\n";
     const std::tuple<const char*, std::set<std::string>, std::string, bool> cases[] = {
         {"", {}, "No fx() or sfx() found", false},
-        {"int x;", {}, "", false},
+        {"int x;", {}, nothing, false},
+        {"void cpu() {}\nvoid fx () {}",
+         {},
+         "program_source:673:1: warning: line 2: \"void fx (\" is not spelt as an entry function: "
+         "if it is "
+         "meant "
+         "to be one, write exactly \"void fx()\"\nCompiling CPU...\nDone.\n",
+         false},
         {"void fx() {}", {}, "Compiling video...\nDone.\n", false},
         {allThree,
          {},

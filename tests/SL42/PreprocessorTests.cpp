@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
+#include "SL42/builder/EntrySpelling.h"
 #include "SL42/builder/Preprocessor.h"
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace starloom {
 namespace {
@@ -82,6 +86,52 @@ TEST(Preprocessor, AddsWhatIsMissing) {
     // Too few numbers are no music line; the program then has two.
     EXPECT_EQ(scan("int4 music = {1,2,3};\ncpu()fx()\nsfx()").additions, noMusic);
     EXPECT_EQ(scan("// music={1,1,1,1}\ncpu()fx()\nsfx()").additions, noMusic);
+}
+
+TEST(Preprocessor, WarnsOfEntryFunctionsThatAreNearlyRight) {
+    // What is expected is how the warnings begin, without "program_source:", and what they advise.
+    const std::string fx = "write exactly \"void fx()\"";
+    struct Row {
+        const char* source;
+        std::vector<std::pair<std::string, std::string>> warnings = {};
+    };
+    const Row rows[] = {
+        {"void fx() {}"},
+        {"void\nfx() {}"},
+        {"static void  fx() {} // not void fx ()"},
+        {"float sfx() { return 0; }"}, // is both ears' value
+        {"void fx() {}\nfloat4 fx(float2 p) { return 0; }\nstruct A { int fx() { return 1; } };"},
+        {"void fx() {}\nvoid Cpu(int a) {}\nfloat x = cpux + mycpu (1);\nreturn sfx ();"},
+        {"\nvoid fx () {}", {{"12:1: warning: \"void fx (\"", fx}}},
+        {"  void fx( ) {}", {{"11:3: warning: \"void fx(\"", fx}}},
+        {"void fx(void) {}", {{"11:1: warning: \"void fx(\"", fx}}},
+        {"void fx\n() {}", {{"11:1: warning: \"void fx", fx}}},
+        {"void Fx() {}", {{"11:1: warning: \"void Fx(\"", fx}}},
+        {"float fx(float2 uv) {}", {{"11:1: warning: \"float fx(\"", fx}}},
+        {"float fx() {}", {{"11:1: warning: \"float fx()\"", fx}}},
+        {"void sfx() {}",
+         {{"11:1: warning: \"void sfx()\"", "write exactly \"float2 sfx()\""}}},
+        {"void cpu () {}\nvoid fx() {}\nfloat2 SFX () {}",
+         {{"11:1: warning: \"void cpu (\"", "\"void cpu()\""},
+          {"13:1: warning: \"float2 SFX (\"", "\"float2 sfx()\""}}},
+        {"void fx() {} float2 sfx() {}",
+         {{"11:1: warning: fx() is not found on a line that has sfx()", "of its own"}}},
+        {"int x; // fx", {{"warning: nothing to run: write \"void fx()\"", ""}}},
+        {"// void fx() {}", {{"warning: nothing to run", ""}}},
+    };
+    for (const auto& [source, expected] : rows) {
+        SCOPED_TRACE(source);
+        std::istringstream lines(entrySpellingWarnings(source, scan(source), 10));
+        for (const auto& [begin, advice] : expected) {
+            std::string line;
+            ASSERT_TRUE(std::getline(lines, line));
+            const std::string position = line.starts_with("warning") ? "" : "program_source:";
+            EXPECT_TRUE(line.starts_with(position + begin)) << line;
+            EXPECT_NE(line.find(advice), line.npos) << line;
+        }
+        std::string more;
+        EXPECT_FALSE(std::getline(lines, more)) << more;
+    }
 }
 
 } // namespace starloom
