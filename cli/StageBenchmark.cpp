@@ -69,7 +69,7 @@ Result<CompilePhases> StageBenchmark::compile(std::string_view source) {
     const CompilePhases phases = SL42_TRY(compileKernels(*m_device, text, kernelsOf(program)));
     // The same kernels again, from the device's cache, in the form that the stages hold.
     bool isDone = false;
-    const starloom::Compilation compilation(m_device, m_mainQueue, m_log, text, program,
+    const starloom::Compilation compilation(m_device, m_mainQueue, m_log, text, "", program,
                                             starloom::VideoRenderer::constantsFor({}),
                                             [&](starloom::CompiledProgram compiled) {
                                                 take(std::move(compiled));

@@ -15,11 +15,13 @@ static gpu::FunctionConstantValues neutralModes() {
 }
 
 Compilation::Compilation(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
-                         platform::Log& log, std::string text, const PreprocessedSource& program,
+                         platform::Log& log, std::string text, std::string cause,
+                         const PreprocessedSource& program,
                          const gpu::FunctionConstantValues& videoConstants, Finished finished)
     : m_device(std::move(device)),
       m_mainQueue(mainQueue),
       m_log(log),
+      m_cause(std::move(cause)),
       m_cpu{.name = "processor",
             .title = "CPU",
             .wanted = program.hasCPU,
@@ -51,7 +53,8 @@ void Compilation::take(gpu::Result<std::shared_ptr<gpu::Library>> library) {
             kernel->isDone = true;
         } else if (!library) {
             kernel->isDone = true;
-            kernel->message = "Compilation failed:\n" + library.error().message;
+            kernel->message =
+                "Compilation failed:\n" + (m_cause.empty() ? library.error().message : m_cause);
         } else {
             start(*kernel);
         }

@@ -3,6 +3,7 @@
 #include "SL42/builder/ProgramBuilder.h"
 
 #include "SL42/builder/Assembly.h"
+#include "SL42/builder/BracketCheck.h"
 #include "SL42/builder/EntrySpelling.h"
 
 #include <utility>
@@ -38,8 +39,8 @@ void ProgramBuilder::start(const std::string& source, const PreprocessedSource& 
                            const gpu::FunctionConstantValues& videoConstants,
                            std::string warnings) {
     m_compilation = std::make_unique<Compilation>(
-        m_device, m_mainQueue, m_log, assembleProgram(source, preprocessed), preprocessed,
-        videoConstants,
+        m_device, m_mainQueue, m_log, assembleProgram(source, preprocessed),
+        bracketError(source, linesBeforeProgram()), preprocessed, videoConstants,
         [this, source, warnings = std::move(warnings)](CompiledProgram program) mutable {
             program.source = source;
             program.linesBefore = linesBeforeProgram();

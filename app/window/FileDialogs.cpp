@@ -32,7 +32,8 @@ std::optional<fs::path> FileDialogs::askWhereToSave(const QString& title, const 
     if (proposed.has_parent_path())
         dialog.setDirectory(QString::fromStdString(proposed.parent_path().string()));
     const QString name = QString::fromStdString(proposed.filename().string());
-    dialog.selectNameFilter(kindOf(name, kinds));
+    const QString firstKind = kindOf(name, kinds);
+    dialog.selectNameFilter(firstKind);
     dialog.setDefaultSuffix(endingOf(dialog.selectedNameFilter()));
     dialog.selectFile(name);
     // The name that is seen changes with the kind, so that the dialog asks about the right file.
@@ -43,7 +44,11 @@ std::optional<fs::path> FileDialogs::askWhereToSave(const QString& title, const 
     });
     while (dialog.exec() == QDialog::Accepted) {
         const QString typed = dialog.selectedFiles().value(0);
-        const QString file = withEndingOf(dialog.selectedNameFilter(), typed, kinds);
+        // Who has not picked a kind may have typed the ending of another one.
+        const QString picked = dialog.selectedNameFilter();
+        const bool hasKind = withEndingOf(kindOf(typed, kinds), typed, kinds) == typed;
+        const QString file =
+            hasKind && picked == firstKind ? typed : withEndingOf(picked, typed, kinds);
         if (file == typed || mayReplace(file))
             return remember(file);
     }

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/metal/DiagnosticText.h"
 
+#include "compute/metal/Advice.h"
 #include "compute/metal/Attributes.h"
 
 #include <clang/AST/ASTContext.h>
@@ -79,6 +80,16 @@ void formatArgument(clang::DiagnosticsEngine::ArgumentKind kind, std::intptr_t v
     const auto type = clang::QualType::getFromOpaquePtr(reinterpret_cast<void*>(value));
     const std::string text = "'" + type.getAsString(context.getPrintingPolicy()) + "'";
     output.append(text.begin(), text.end());
+}
+
+/// The text from the place that a diagnostic points to.
+llvm::StringRef sourceAt(const clang::Diagnostic& diagnostic) {
+    if (!diagnostic.hasSourceManager() || diagnostic.getLocation().isInvalid())
+        return {};
+    bool isInvalid = false;
+    const char* text =
+        diagnostic.getSourceManager().getCharacterData(diagnostic.getLocation(), &isInvalid);
+    return isInvalid ? llvm::StringRef() : llvm::StringRef(text);
 }
 
 std::string counted(unsigned number, const char* noun) {
@@ -198,7 +209,7 @@ void DiagnosticText::print(Level level, const clang::Diagnostic& diagnostic,
                            clang::SourceLocation location) {
     llvm::SmallString<256> formatted;
     diagnostic.FormatDiagnostic(formatted);
-    std::string message(formatted);
+    std::string message = advise(diagnostic.getID(), std::string(formatted), sourceAt(diagnostic));
     const llvm::StringRef option =
         clang::DiagnosticIDs::getWarningOptionForDiag(diagnostic.getID());
     if (level == Level::Warning && !option.empty())

@@ -89,6 +89,9 @@ public:
     bool VisitAddrLabelExpr(clang::AddrLabelExpr* expression) {
         return refuse(expression->getBeginLoc(), "address of a label is not supported");
     }
+    bool VisitGotoStmt(clang::GotoStmt* statement) {
+        return refuse(statement->getBeginLoc(), std::string("'goto") + notSupported);
+    }
     bool VisitIndirectGotoStmt(clang::IndirectGotoStmt* statement) {
         return refuse(statement->getBeginLoc(), "computed goto is not supported");
     }
@@ -101,7 +104,8 @@ private:
         if (!element.isConstQualified() || (record != nullptr && record->hasMutableFields()))
             refuse(variable.getLocation(),
                    variable.isStaticLocal()
-                       ? "static variable must reside in constant address space"
+                       ? "static variable must reside in constant address space; a value that "
+                         "changes lives in memory, with poke32 and peek32"
                        : "program scope variable must reside in constant address space");
         else if (variable.isStaticLocal() && variable.hasInit() && !isFixed(variable))
             refuse(variable.getLocation(), "initializer of a static variable must be a constant");

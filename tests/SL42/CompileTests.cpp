@@ -24,7 +24,7 @@ TEST_F(CompileTest, LogsEveryOutcome) {
         {"int x;", {}, nothing, false},
         {"void cpu() {}\nvoid fx () {}",
          {},
-         "program_source:673:1: warning: line 2: \"void fx (\" is not spelt as an entry function: "
+         "program_source:673:1: warning: \"void fx (\" is not spelt as an entry function: "
          "if it is "
          "meant "
          "to be one, write exactly \"void fx()\"\nCompiling CPU...\nDone.\n",

@@ -40,10 +40,10 @@ TEST(Pack, DocumentsAreProgramsUnderAnyName) {
     const std::string program100 = "// " + std::string(100, '-') + "\nvoid fx() { cls(1); }\n";
     ASSERT_EQ(runStarloom({"pack", "-", "-o", document}, program100).status, 0);
     const std::string bytes = contentsOf(document);
-    const std::string expected = runStarloom({"compile", document}).out;
+    const std::string expected = runStarloom({"compile", "--log", document}).out;
     EXPECT_NE(expected.find("Done."), std::string::npos) << expected;
-    EXPECT_EQ(runStarloom({"compile", scratch.file("show", bytes)}).out, expected);
-    EXPECT_EQ(runStarloom({"compile", "-"}, bytes).out, expected);
+    EXPECT_EQ(runStarloom({"compile", "--log", scratch.file("show", bytes)}).out, expected);
+    EXPECT_EQ(runStarloom({"compile", "--log", "-"}, bytes).out, expected);
 }
 
 TEST(Pack, WhatIsNoDocumentStopsTheProgram) {
