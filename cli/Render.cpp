@@ -85,9 +85,11 @@ void addRender(CLI::App& app, Session& session) {
     auto* command = app.add_subcommand("render", "Run a program and save what it shows");
     command->add_option("FILE", options->file, sourceHelp)->required();
     command
-        ->add_option("-o,--output", options->output,
-                     "Picture to write: .png, or .exr for all that the program draws, unclamped. "
-                     "A %d or %04d in the name saves every frame, otherwise the last one is saved")
+        ->add_option(
+            "-o,--output", options->output,
+            "Picture to write: .png, or .exr for floating-point numbers, also beyond 0 to 1 if the "
+            "program sets HDR. "
+            "A %d or %04d in the name saves every frame, otherwise the last one is saved")
         ->required();
     command->add_option("--overlay", options->overlay,
                         "A .png picture to lay over the program's, as the window does with an "

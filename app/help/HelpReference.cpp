@@ -26,7 +26,7 @@ platform::Result<HelpReference> HelpReference::parse(std::span<const std::string
 const HelpReference& HelpReference::builtIn() {
     static const HelpReference reference = [] {
         const std::array texts{helpText::firstSteps, helpText::functions, helpText::values,
-                               helpText::hardware, helpText::language};
+                               helpText::hardware,   helpText::language,  helpText::recipes};
         auto parsed = parse(texts);
         if (!parsed)
             platform::fatalError(parsed.error().message); // our own texts: the tests read them

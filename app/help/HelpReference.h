@@ -15,9 +15,11 @@
 
 namespace help {
 
-/// Prose between the fixed parts of an entry. Lines hold inline code in `backticks`.
+/// Prose between the fixed parts of an entry. Lines hold inline code in `backticks`. Claims are
+/// statements, which end in ";", "{" or "}", and expressions that are true after them; the tests
+/// run them.
 struct Block {
-    enum class Kind { Paragraph, List, Table, Code };
+    enum class Kind { Paragraph, List, Table, Code, Claims };
     Kind kind = Kind::Paragraph;
     /// One line for a paragraph; one for each item, row ("a | b") or line of code. The first row
     /// of a table is its head.

@@ -14,5 +14,6 @@ extern const std::string_view functions;
 extern const std::string_view values;
 extern const std::string_view hardware;
 extern const std::string_view language;
+extern const std::string_view recipes;
 
 } // namespace help::helpText

@@ -129,6 +129,7 @@ private:
         case Block::Kind::Table:
             return table(block.lines);
         case Block::Kind::Code:
+        case Block::Kind::Claims:
             for (const std::string& line : block.lines)
                 html += escaped(line) + '\n';
             return "<pre class=\"example\">" + html + "</pre>";

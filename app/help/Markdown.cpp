@@ -41,9 +41,10 @@ std::string note(const Block& block) {
     case Block::Kind::Table:
         return table(block.lines);
     case Block::Kind::Code:
+    case Block::Kind::Claims:
         for (const std::string& line : block.lines)
             markdown += line + '\n';
-        return fenced(markdown, "");
+        return fenced(markdown, block.kind == Block::Kind::Claims ? "metal" : "");
     }
     return markdown;
 }

@@ -146,7 +146,8 @@ bool Parser::readFence() {
     if (!line().starts_with("```"))
         return false;
     const bool example = line() == "```metal";
-    Block code{.kind = Block::Kind::Code, .lines = {}};
+    const bool claims = line() == "```true";
+    Block code{.kind = claims ? Block::Kind::Claims : Block::Kind::Code, .lines = {}};
     for (++m_next; !atEnd() && line() != "```"; ++m_next)
         code.lines.emplace_back(line());
     if (atEnd() || !m_entry) {

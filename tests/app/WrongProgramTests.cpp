@@ -91,6 +91,7 @@ const Wrong wrongPrograms[] = {
     {"an endless song", "int4 music = {0,4,8,1};\nvoid fx() { cls(0); }\n",
      "program_source:672:1: error: A beat of the song has no finite length"},
     {"no program", "void fx() { cls(nonsense); }\n", "nonsense"},
+    {"a blank too many", "void fx () { cls(0); }\n", "if it is meant to be one, write exactly"},
 };
 
 } // namespace

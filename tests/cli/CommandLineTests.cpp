@@ -7,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
+#include <set>
+#include <string>
 
 namespace cli::tests {
 namespace {
@@ -204,6 +207,39 @@ TEST(Compile, PlainTakesAnyTextOfTheLanguage) {
     const Outcome bad = runStarloom({"compile", "--plain", "-"}, picture);
     EXPECT_EQ(bad.status, 1);
     EXPECT_NE(bad.out.find("program_source:2:16: error:"), std::string::npos) << bad.out;
+}
+
+/// The long options in a text, each as `pattern` finds it in its first group.
+std::set<std::string> optionsIn(const std::string& text, const char* pattern) {
+    const std::regex option(pattern);
+    std::set<std::string> options;
+    for (std::sregex_iterator match(text.begin(), text.end(), option), end; match != end; ++match)
+        options.insert((*match)[1]);
+    return options;
+}
+
+/// The part of a page below a heading.
+std::string sectionOf(const std::string& page, const std::string& heading) {
+    const auto begin = page.find(heading + "\n");
+    return begin == page.npos ? "" : page.substr(begin, page.find("\n## ", begin + 1) - begin);
+}
+
+TEST(CommandLine, ThePageKnowsEveryCommandAndOption) {
+    const std::string page = contentsOf(sourceFolder() / "docs/command-line.md");
+    const std::string help = runStarloom({"--help"}).out;
+    const std::string commands = help.substr(help.find("Subcommands:"));
+    const std::regex command(R"(\n  (\w+))");
+    std::size_t count = 0;
+    for (std::sregex_iterator match(commands.begin(), commands.end(), command), end; match != end;
+         ++match, ++count) {
+        const std::string name = (*match)[1];
+        SCOPED_TRACE(name);
+        const std::string section = sectionOf(page, "## starloom " + name);
+        auto options = optionsIn(runStarloom({name, "--help"}).out, R"(\n  (?:-\w,)?--([\w-]+))");
+        EXPECT_EQ(options.erase("help"), 1U);
+        EXPECT_EQ(optionsIn(section, R"(`--([\w-]+))"), options);
+    }
+    EXPECT_GT(count, 5U);
 }
 
 } // namespace

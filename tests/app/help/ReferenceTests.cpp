@@ -169,6 +169,22 @@ TEST(Reference, EntriesAreWholeAndLinked) {
     }
 }
 
+TEST(CheatSheet, NamesEveryFunction) {
+    const char* const root = std::getenv("SL42_SOURCE_DIR");
+    const std::string page =
+        tests::contentsOf(std::filesystem::path(root ? root : ".") / "docs/cheatsheet.md");
+    for (const auto& [name, declarations] : preludeNames()) {
+        const bool isFunction = std::ranges::any_of(declarations, [&](const std::string& text) {
+            return text.find(name + "(") != text.npos && !text.starts_with('#') &&
+                   !text.starts_with("constexpr");
+        });
+        // One stands for its sisters (randomfloat2), and genAudioTimers is for special cases.
+        const bool isSister = name.starts_with("random") && std::isdigit(name.back()) != 0;
+        if (isFunction && !isSister && name != "genAudioTimers")
+            EXPECT_NE(page.find("`" + name), page.npos) << name << " is missing";
+    }
+}
+
 TEST(Reference, ThePageIsUpToDate) {
     const char* const root = std::getenv("SL42_SOURCE_DIR");
     const auto file = std::filesystem::path(root ? root : ".") / "docs/reference.md";
