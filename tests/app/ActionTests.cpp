@@ -260,9 +260,12 @@ TEST_F(WindowActions, FilesAreWrittenAsTheChosenKindSays) {
     answer({choose(file("a"), "Unclamped pictures (*.exr)")});
     action("Export Picture").trigger();
     EXPECT_TRUE(eventually([this] { return platform::readExr(file("a.exr")).hasValue(); }));
-    answer({choose(file("b.sl42"), "Program texts (*.metal)")});
+    answer({choose(file("b.metal"), "Documents (*.sl42)")});
     action("Save As").trigger();
-    EXPECT_EQ(contentsOf(file("b.metal")), std::string(text) + "\n");
+    EXPECT_EQ(stored("b.sl42"), text);
+    answer({choose(file("c.metal"))}); // who types an ending and picks nothing means it
+    action("Save As").trigger();
+    EXPECT_EQ(contentsOf(file("c.metal")), std::string(text) + "\n");
 }
 
 TEST_F(WindowActions, TheNextWindowRemembers) {
