@@ -74,6 +74,43 @@ const Body bodies[] = {
         sum += sqrt(in[i]) + x;
     }),
     BODY(sum = floor(x / in[2]) + 100 * floor(y * in[2] / in[2]);),
+    // Threads that break, from the loop's own level or from within an if, skip the rest of the loop
+    // and nothing behind it.
+    BODY(float own[2] = {0, 0}; int i = 0; for (; i < int(in[2]) - 40; ++i) {
+        if (i == int(x) % 7)
+            break;
+        own[i & 1] += 1;
+    } sum = own[0] * 10 + own[1] + 100 * float(i);),
+    BODY(float own[2] = {0, 0}; int i = 0; for (; i < int(in[2]) - 40; ++i) {
+        if (int(x) % 3 != 0)
+            if (i == int(x) % 7)
+                break;
+        own[i & 1] += 1;
+    } sum = own[0] * 10 + own[1] + 100 * float(i);),
+    // All threads leave at once, the first or the other way. What follows each is so short that it
+    // runs with an empty mask as well, and must bring nothing to where both end.
+    BODY(int i = 0; while (true) {
+        if (i == int(in[1]) + 1) {
+            sum = float(i * 3);
+            break;
+        }
+        if (i == int(in[2]) - 43) {
+            sum = float(i * i);
+            break;
+        }
+        i = (i * 5 + 3) & 15;
+    } sum += x;),
+    BODY(int i = 0; while (true) {
+        if (i == int(in[2]) - 43) {
+            sum = float(i * 3);
+            break;
+        }
+        if (i == int(in[1]) + 1) {
+            sum = float(i * i);
+            break;
+        }
+        i = (i * 5 + 3) & 15;
+    } sum += x;),
 };
 
 TEST_P(LoopTest, EveryRoundAndEveryThreadHasItsOwnValues) {

@@ -84,6 +84,12 @@ TEST_P(PlaceTest, AccessesOutsideOfMemory) {
     }
     data[i] = sum;)"),
               read},
+             {"read that is moved in front of its loop", inKernel(R"(
+    uint sum = i;
+    for (uint k = 0; k < 100; ++k)
+        sum = sum * 3 + data[i + 0x7ff00000u]; // @1
+    data[i] = sum;)"),
+              read},
              {"write where threads part", inKernel(R"(
     if (i % 3 == 1)
         data[i] = 0;

@@ -4,12 +4,22 @@
 
 #include "compute/host/HostBackend.h"
 #include "compute/host/HostKernel.h"
+#include "compute/metal/Frontend.h"
 
 #include <gtest/gtest.h>
+
+#include <stdexcept>
 
 namespace tests {
 
 using namespace compute;
+
+kernel::Program programOf(const std::string& text) {
+    auto program = metal::compile("#include <metal_stdlib>\nusing namespace metal;\n" + text);
+    if (!program)
+        throw std::runtime_error(program.error().message);
+    return *std::move(program);
+}
 
 std::shared_ptr<Kernel> compile(const kernel::Program& program, const ConstantValues& values,
                                 const kernel::CompilerOptions& options) {

@@ -11,6 +11,10 @@
 
 namespace tests {
 
+/// A program's text without its first two lines, through the front end. Throws its message when
+/// there is no program.
+compute::kernel::Program programOf(const std::string& text);
+
 /// The kernel `k` of a program as machine code; null, with a failed expectation, when it does not
 /// compile.
 std::shared_ptr<compute::Kernel> compile(const compute::kernel::Program& program,

@@ -6,7 +6,6 @@
 // and is where a forged pointer leads instead. Runs at every width.
 #include "compute/memory/KernelAddresses.h"
 #include "compute/memory/RegionAllocator.h"
-#include "compute/metal/Frontend.h"
 #include "tests/compute/host/CompiledText.h"
 
 #include <gtest/gtest.h>
@@ -77,19 +76,12 @@ struct Attack {
 };
 
 std::shared_ptr<Kernel> compile(const Attack& attack) {
-    const std::string source = std::string("#include <metal_stdlib>\nusing namespace metal;\n") +
-                               attack.before +
-                               "kernel void k(device ulong* prey [[buffer(0)]],\n"
-                               "              device uint* out [[buffer(1)]],\n"
-                               "              constant uint& zero [[buffer(2)]],\n"
-                               "              uint id [[thread_position_in_grid]]) {\n" +
-                               attack.body + "}\n";
-    auto program = metal::compile(source);
-    if (!program) {
-        ADD_FAILURE() << program.error().message;
-        return nullptr;
-    }
-    return tests::compile(*program);
+    return tests::compile(programOf(attack.before +
+                                    std::string("kernel void k(device ulong* prey [[buffer(0)]],"
+                                                " device uint* out [[buffer(1)]],"
+                                                " constant uint& zero [[buffer(2)]],"
+                                                " uint id [[thread_position_in_grid]]) {\n") +
+                                    attack.body + "}\n"));
 }
 
 /// Runs the attack; false when the code could not be made.

@@ -19,22 +19,15 @@ using namespace compute;
 
 TEST(GridTests, ALoadAfterAStoreOfTheSameThreadSeesIt) {
     // The first load may be shared by all threads; the second, of the same address, may not.
-    const auto compiled = tests::compile(tests::makeOneDimensional(R"(
-        %before = load i32, ptr %out
-        %place = getelementptr i32, ptr %out, i32 %x
-        %value = add i32 %before, %x
-        store i32 %value, ptr %place
-        %after = load i32, ptr %out
-        %other = getelementptr i8, ptr %place, i64 4096
-        store i32 %after, ptr %other
-        ret void)"));
+    const auto compiled = tests::compile(
+        tests::programOf("kernel void k(device uint* out, uint x [[thread_position_in_grid]]) {"
+                         " out[x] = out[0] + x; out[x + 1024] = out[0]; }"));
     ASSERT_TRUE(compiled);
     std::vector<std::uint32_t> out(2048, 0);
     out[0] = 40;
     compiled->run(tests::bind(out), {1, 1, 1}, {1, 1, 1});
     EXPECT_EQ(out[0], 40u);
     out[0] = 41;
-    std::vector<std::uint32_t> shifted(2048, 0);
     compiled->run(tests::bind(out), {8, 1, 1}, {1, 1, 1});
     for (std::uint32_t x = 1; x < 8; ++x) {
         EXPECT_EQ(out[x], 41 + x);
@@ -109,14 +102,9 @@ TEST(GridTests, BytesAreReadUpToTheEndOfTheLastTable) {
 /// Each thread adds its number to the square of the first number of the buffer, which is hoisted,
 /// and stores the sum behind that.
 std::shared_ptr<Kernel> compileAdditionToSquare() {
-    return tests::compile(tests::makeOneDimensional(R"(
-        %number = load i32, ptr %out
-        %square = mul i32 %number, %number
-        %value = add i32 %square, %x
-        %after = getelementptr i32, ptr %out, i32 1
-        %place = getelementptr i32, ptr %after, i32 %x
-        store i32 %value, ptr %place
-        ret void)"));
+    return tests::compile(
+        tests::programOf("kernel void k(device uint* out, uint x [[thread_position_in_grid]]) {"
+                         " out[x + 1] = out[0] * out[0] + x; }"));
 }
 
 TEST(GridTests, RunningAKernelTakesNoMemory) {

@@ -226,33 +226,19 @@ TEST(PrivateMemoryTests, AccessesStayInTheirVariable) {
 
 /// The second call must not see what the first one left in its variable.
 TEST(PrivateMemoryTests, EachCallHasVariablesOfItsOwn) {
-    const auto compiled = tests::compile(tests::makeOneDimensional(R"(
-            br label %loop
-        loop:
-            %i = phi i32 [ 0, %0 ], [ %next, %loop ]
-            %r = call i32 @maybe(i32 %i)
-            %p = getelementptr i32, ptr %out, i32 %i
-            store i32 %r, ptr %p
-            %next = add i32 %i, 1
-            %more = icmp ult i32 %next, 3
-            br i1 %more, label %loop, label %end
-        end:
-            ret void)",
-                                                                   R"(
-        define i32 @maybe(i32 %i) {
-            %v = alloca i32
-            call void @setInFirstCall(ptr %v, i32 %i)
-            %r = load i32, ptr %v
-            ret i32 %r
+    const auto compiled = tests::compile(tests::programOf(R"(
+        void setInFirstCall(thread uint& v, uint i) {
+            if (i == 0)
+                v = 5;
         }
-        define void @setInFirstCall(ptr %v, i32 %i) {
-            %first = icmp eq i32 %i, 0
-            br i1 %first, label %set, label %end
-        set:
-            store i32 5, ptr %v
-            br label %end
-        end:
-            ret void
+        uint maybe(uint i) {
+            uint v;
+            setInFirstCall(v, i);
+            return v;
+        }
+        kernel void k(device uint* out) {
+            for (uint i = 0; i < 3; ++i)
+                out[i] = maybe(i);
         })"));
     ASSERT_TRUE(compiled);
     std::vector<std::uint32_t> out = {9, 9, 9};
