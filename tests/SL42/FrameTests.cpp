@@ -249,20 +249,6 @@ TEST_F(FaultTest, FramesBehindOneThatFailedAreNotCarriedOut) {
     EXPECT_TRUE(engine->isReadyToDraw()) << "while the next one is compiled";
 }
 
-TEST_F(FaultTest, RunAgainTriesTheNewestAnew) {
-    start("void fx() {}");
-    drawFrame();
-    engine->setSource("void fx() { loop(); }");
-    settle();
-    hangInFlight("video");
-    EXPECT_NE(engine->fault().get(), "");
-    engine->runAgain();
-    settle();
-    EXPECT_EQ(engine->fault().get(), "");
-    hangInFlight("video");
-    EXPECT_NE(engine->fault().get(), "");
-}
-
 TEST_F(FaultTest, NamesTheInnermostLineOfTheProgramItself) {
     start("// first\nvoid fx() {\n  circ();\n}");
     device->completesAtOnce = false;
