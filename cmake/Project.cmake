@@ -110,12 +110,12 @@ function(sl42_program_from folder path)
     set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${CMAKE_BINARY_DIR}/${path})
 endfunction()
 
-# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [EVERY_WIDTH] [LEVEL level]): one
-# GoogleTest program. With EVERY_WIDTH it also runs once for each number of threads that kernels may
+# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [ALONE] [EVERY_WIDTH] [LEVEL level]): one
+# GoogleTest program. With ALONE no other one runs beside it, because it measures time. With EVERY_WIDTH it also runs once for each number of threads that kernels may
 # run at once. With LEVEL (x86-64-v2 to -v4) it is compiled for that level of the processor, and
 # skipped on a processor below it.
 function(sl42_test name)
-    cmake_parse_arguments(ARG "EVERY_WIDTH" "TIMEOUT;LEVEL" "SOURCES;LINK" ${ARGN})
+    cmake_parse_arguments(ARG "ALONE;EVERY_WIDTH" "TIMEOUT;LEVEL" "SOURCES;LINK" ${ARGN})
     set(SL42_LEVEL ${ARG_LEVEL})
     sl42_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
@@ -133,6 +133,9 @@ function(sl42_test name)
     endif()
     add_test(NAME ${name} COMMAND ${launcher} $<TARGET_FILE:${name}>)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
+    if(ARG_ALONE)
+        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+    endif()
     if(ARG_LEVEL)
         set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77)
     endif()

@@ -63,7 +63,35 @@ std::string inFile(std::string_view line, const std::string& file, std::size_t l
     }
 }
 
+/// A message in the prelude, and the note behind it that tells of the call, become one.
+void moveToCalls(std::vector<std::string>& messages) {
+    for (std::size_t note = 1; note < messages.size(); ++note) {
+        const auto misuse = misuseIn(messages[note]);
+        const auto word = messages[note].find("note: ");
+        if (!misuse || word == std::string::npos || !messages[note - 1].starts_with("prelude:"))
+            continue;
+        const auto end = messages[note].find('\n');
+        messages[note].replace(word, end - word, "error: " + *misuse);
+        messages[note - 1].clear();
+    }
+}
+
 } // namespace
+
+std::optional<std::string> misuseIn(std::string_view line) {
+    constexpr std::string_view words =
+        "in instantiation of function template specialization 'SL42::";
+    const auto begin = line.find(words);
+    if (begin == line.npos)
+        return std::nullopt;
+    line.remove_prefix(begin + words.size());
+    const auto open = line.find('<');
+    const auto close = line.find(">'");
+    if (open == line.npos || close == line.npos || close < open)
+        return std::nullopt;
+    return "'" + std::string(line.substr(0, open)) + "' cannot be used with '" +
+           std::string(line.substr(open + 1, close - open - 1)) + "'";
+}
 
 std::string readableLog(const std::string& log, const std::string& file, std::size_t linesBefore) {
     std::vector<std::string> messages;
@@ -76,6 +104,7 @@ std::string readableLog(const std::string& log, const std::string& file, std::si
             messages.emplace_back();
         messages.back() += inFile(line, file, linesBefore) + "\n";
     }
+    moveToCalls(messages);
     std::string readable;
     for (auto message = messages.begin(); message != messages.end(); ++message)
         if (std::find(messages.begin(), message, *message) == message)

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "app/panes/Problem.h"
 
+#include "SL42/builder/ReadableLog.h"
+
 #include <algorithm>
 #include <functional>
 #include <iterator>
@@ -73,10 +75,17 @@ std::vector<Problem> problemsIn(const std::string& fault, const std::string& log
     for (std::string_view rest = log; !rest.empty();) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(rest.size(), line.size() + 1));
-        if (const auto severity = severityOf(line))
+        if (const auto misuse = starloom::misuseIn(line); misuse && !problems.empty()) {
+            // The compiler speaks of the prelude first, which nobody can change.
+            Problem call = problemIn(line, problems.back().severity, preludeLines, lead);
+            call.message = *misuse;
+            problems.pop_back();
+            add(problems, std::move(call));
+        } else if (const auto severity = severityOf(line)) {
             add(problems, problemIn(line, *severity, preludeLines, lead));
-        else if (line.find("ailed") != line.npos && line != "Compilation failed:")
+        } else if (line.find("ailed") != line.npos && line != "Compilation failed:") {
             failure = line;
+        }
     }
     const auto isError = [](const Problem& problem) { return problem.severity == Severity::Error; };
     if (!failure.empty() && std::ranges::none_of(problems, isError))

@@ -25,11 +25,13 @@ TEST(Problems, ComeFromTheLogErrorsFirst) {
                             "program_source:101:9: error: no 'x: error: y' here\n"
                             "program_source:50:1: note: declared in the prelude\n"
                             "program_source:101:9: error: no 'x: error: y' here\n"
-                            "program_source:20:1: error: in the prelude";
+                            "program_source:20:1: error: in the prelude\n"
+                            "program_source:102:3: note: in instantiation of function template "
+                            "specialization 'SL42::poke32<float2>' requested here";
     const std::vector<Problem> expected{
         {Severity::Error, SourcePosition{7, 1}, "It hangs: in a loop"},
         {Severity::Error, SourcePosition{3, 11}, "no 'x: error: y' here"},
-        {Severity::Error, std::nullopt, "in the prelude"},
+        {Severity::Error, SourcePosition{4, 3}, "'poke32' cannot be used with 'float2'"},
         {Severity::Warning, SourcePosition{5, 4}, "unused"}};
     // Two blank lines and two blanks stand before the program in the user's file.
     EXPECT_EQ(problemsIn("line 5: It hangs: in a loop", log, 100, {.lines = 2, .columns = 2}),

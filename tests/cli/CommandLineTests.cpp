@@ -188,6 +188,10 @@ TEST(Compile, NamesTheLinesOfTheFile) {
     EXPECT_EQ(run.out, file + ":4:9: error: use of undeclared identifier 'nonsense'\n"
                               "    4 |     cls(nonsense);\n"
                               "      |         ^\n");
+    const Outcome misused = runStarloom({"compile", "-"}, "void cpu() { poke32(float2(1), 0); }");
+    EXPECT_TRUE(misused.out.starts_with(
+        "standard input:1:14: error: 'poke32' cannot be used with 'float2'\n    1 | "))
+        << misused.out;
     const Outcome deep = runStarloom({"compile", "-"}, "void fx() { rect(int4(0), \"wide\"); }");
     EXPECT_TRUE(deep.out.starts_with("standard input:1:33: error: ")) << deep.out;
     EXPECT_NE(deep.out.find("\nprelude:"), std::string::npos) << deep.out;
