@@ -39,9 +39,11 @@ struct Shot {
 };
 
 const std::map<std::string, Shot> specialShots{
-    {"feedback", {60, 30, fewStrays}},       {"fractal", {2, 1, moreStrays}},
-    {"life", {60, 30, fewStrays}},           {"paint", {60, 30, fewStrays}},
-    {"particles", {60, 30, strayParticles}}, {"synth", {2, 1, moreStrays}}};
+    {"bricks", {100, 60, fewStrays}}, {"coral", {120, 60, moreStrays}},
+    {"demo", {2, 1, moreStrays}},     {"feedback", {60, 30, fewStrays}},
+    {"fractal", {2, 1, moreStrays}},  {"life", {60, 30, fewStrays}},
+    {"paint", {60, 30, fewStrays}},   {"particles", {60, 30, strayParticles}},
+    {"synth", {2, 1, moreStrays}}};
 
 std::vector<std::string> exampleNames() {
     std::vector<std::string> names;
