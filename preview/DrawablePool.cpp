@@ -11,8 +11,8 @@ namespace starloom {
 // Goes back to the pool exactly once: when it is presented, or else when the last owner lets go.
 class DrawablePool::PooledDrawable final : public gpu::Drawable {
 public:
-    PooledDrawable(std::shared_ptr<DrawablePool> pool, TexturePtr texture)
-        : m_pool(std::move(pool)), m_texture(std::move(texture)) {}
+    PooledDrawable(std::shared_ptr<DrawablePool> pool, TexturePtr texture, std::int64_t time)
+        : m_pool(std::move(pool)), m_texture(std::move(texture)), m_time(time) {}
     ~PooledDrawable() override {
         if (!m_presented)
             m_pool->drop(std::move(m_texture));
@@ -21,22 +21,23 @@ public:
     TexturePtr texture() override { return m_texture; }
     void present() override {
         if (!std::exchange(m_presented, true))
-            m_pool->show(m_texture);
+            m_pool->show(m_texture, m_time);
     }
 
 private:
     std::shared_ptr<DrawablePool> m_pool;
     TexturePtr m_texture;
+    std::int64_t m_time;
     bool m_presented = false;
 };
 
 DrawablePool::DrawablePool(std::shared_ptr<gpu::Device> device, PresentHandler presented)
     : m_device(std::move(device)), m_presented(std::move(presented)) {}
 
-std::shared_ptr<gpu::Drawable> DrawablePool::nextDrawable() {
+std::shared_ptr<gpu::Drawable> DrawablePool::nextDrawable(std::int64_t time) {
     TexturePtr texture = take();
     return texture ? platform::makeShared<PooledDrawable>(m_memory, shared_from_this(),
-                                                          std::move(texture))
+                                                          std::move(texture), time)
                    : nullptr;
 }
 
@@ -66,12 +67,13 @@ DrawablePool::TexturePtr DrawablePool::makeTexture() {
     return texture;
 }
 
-void DrawablePool::show(TexturePtr texture) {
+void DrawablePool::show(TexturePtr texture, std::int64_t time) {
     {
         const platform::Lock lock(m_mutex);
         if (m_shown)
             m_free.push_back(std::move(m_shown));
         m_shown = std::move(texture);
+        m_shownTime = time;
         ++m_shownCount;
         settle();
     }
@@ -91,9 +93,9 @@ void DrawablePool::settle() {
     m_settled.notifyAll();
 }
 
-DrawablePool::TexturePtr DrawablePool::takeShown() {
+DrawablePool::Shown DrawablePool::takeShown() {
     const platform::Lock lock(m_mutex);
-    return std::move(m_shown);
+    return {std::move(m_shown), m_shownTime};
 }
 
 void DrawablePool::giveBack(TexturePtr texture) {

@@ -29,11 +29,16 @@ public:
 
     /// A drawable that comes back by itself, shown or not. Null when all textures are in use (there
     /// are as many as frames can be in flight) or the device has no memory for another one.
-    std::shared_ptr<gpu::Drawable> nextDrawable();
+    /// `time` is a number of the caller's that stays with the picture.
+    std::shared_ptr<gpu::Drawable> nextDrawable(std::int64_t time = 0);
 
+    struct Shown {
+        TexturePtr texture;
+        std::int64_t time = 0;
+    };
     /// Takes the picture shown last out of the pool, to be handed to giveBack(). Null when there is
     /// none that was not taken before.
-    TexturePtr takeShown();
+    Shown takeShown();
     void giveBack(TexturePtr texture);
 
     /// Blocks until every drawable handed out has been shown or dropped, and returns the picture
@@ -51,7 +56,7 @@ private:
 
     TexturePtr take();
     TexturePtr makeTexture() SL42_REQUIRES(m_mutex);
-    void show(TexturePtr texture);
+    void show(TexturePtr texture, std::int64_t time);
     void drop(TexturePtr texture);
     void settle() SL42_REQUIRES(m_mutex);
 
@@ -63,6 +68,7 @@ private:
     platform::Condition m_settled;
     std::vector<TexturePtr> m_free SL42_GUARDED_BY(m_mutex);
     TexturePtr m_shown SL42_GUARDED_BY(m_mutex);
+    std::int64_t m_shownTime SL42_GUARDED_BY(m_mutex) = 0;
     std::size_t m_count SL42_GUARDED_BY(m_mutex) = 0;
     std::size_t m_pending SL42_GUARDED_BY(m_mutex) = 0;
     std::uint64_t m_shownCount SL42_GUARDED_BY(m_mutex) = 0;

@@ -56,30 +56,46 @@ void Presenter::wake() {
     m_changed.notifyOne();
 }
 
-std::optional<PictureScaler::Size> Presenter::waitForWork() {
+void Presenter::setTap(Tap tap) {
+    {
+        const platform::Lock lock(m_mutex);
+        m_tap = tap ? std::make_shared<const Tap>(std::move(tap)) : nullptr;
+        m_tapIsNew = true;
+    }
+    wake();
+}
+
+std::optional<Presenter::Work> Presenter::waitForWork() {
     const platform::Lock lock(m_mutex);
     while (!m_work && !m_done)
         m_changed.wait(m_mutex);
     m_work = false;
-    return m_done ? std::nullopt : std::optional(m_target);
+    if (m_done)
+        return std::nullopt;
+    return Work{m_target, m_tap, std::exchange(m_tapIsNew, false)};
 }
 
 void Presenter::run() {
-    while (const auto target = waitForWork()) {
-        takeOverShown();
-        if (!m_anyShown || target->area() == 0)
+    while (const auto work = waitForWork()) {
+        const bool changed = takeOverShown();
+        if (!m_anyShown)
             continue;
-        if (!m_latest || m_latest->size != *target)
-            m_latest = scaledTo(*target);
+        if (work->tap && (changed || work->tapIsNew))
+            (*work->tap)(m_converted, m_shownTime);
+        if (work->target.area() == 0)
+            continue;
+        if (!m_latest || m_latest->size != work->target)
+            m_latest = scaledTo(work->target);
         m_deliver(m_latest);
     }
 }
 
-void Presenter::takeOverShown() {
-    auto texture = m_pool->takeShown();
+bool Presenter::takeOverShown() {
+    auto [texture, time] = m_pool->takeShown();
     if (!texture)
-        return;
+        return false;
     m_anyShown = true;
+    m_shownTime = time;
     const gpu::TextureRows rows = texture->rows(0);
     bool changed = false;
     {
@@ -90,6 +106,7 @@ void Presenter::takeOverShown() {
     m_pool->giveBack(std::move(texture));
     if (changed)
         m_latest.reset();
+    return changed;
 }
 
 bool Presenter::takeOverRow(std::size_t y, std::span<const std::byte> row) {

@@ -35,6 +35,10 @@ public:
     /// as it is held; where nothing has changed on the screen, the same object comes again.
     using Deliver = std::function<void(std::shared_ptr<const ScreenPicture>)>;
 
+    /// Runs on the presenter's thread for each picture that differs from the one before: rows of
+    /// 0xffRRGGBB, drawableWidth x drawableHeight, and the time that its drawable was given.
+    using Tap = std::function<void(std::span<const std::uint32_t> pixels, std::int64_t time)>;
+
     Presenter(std::shared_ptr<gpu::Device> device, Deliver deliver);
     /// No picture is delivered after this.
     ~Presenter();
@@ -47,12 +51,22 @@ public:
     /// The size that pictures should have from now on. Main thread.
     void setTargetSize(PictureScaler::Size size);
 
+    /// Who else gets the pictures, the present one first; empty for nobody. What was set before may
+    /// still be called once. Main thread.
+    void setTap(Tap tap);
+
 private:
+    struct Work {
+        PictureScaler::Size target;
+        std::shared_ptr<const Tap> tap;
+        bool tapIsNew = false;
+    };
     void wake();
     void run();
-    /// Where to scale to when there is work; none when it is time to go.
-    std::optional<PictureScaler::Size> waitForWork();
-    void takeOverShown();
+    /// What to do when there is something; none when it is time to go.
+    std::optional<Work> waitForWork();
+    /// Says whether anything has changed.
+    bool takeOverShown();
     bool takeOverRow(std::size_t y, std::span<const std::byte> row) SL42_REQUIRES(m_imageMutex);
     std::shared_ptr<const ScreenPicture> scaledTo(PictureScaler::Size size);
     std::shared_ptr<ScreenPicture> unusedPicture(PictureScaler::Size size);
@@ -62,6 +76,7 @@ private:
     platform::Mutex m_imageMutex;
     platform::Image m_image SL42_GUARDED_BY(m_imageMutex);
     bool m_anyShown = false;
+    std::int64_t m_shownTime = 0;
     std::vector<std::uint32_t> m_converted;
     std::optional<PictureScaler> m_scaler;
     std::shared_ptr<const ScreenPicture> m_latest; ///< of what was converted; null when outdated
@@ -72,6 +87,8 @@ private:
     bool m_work SL42_GUARDED_BY(m_mutex) = false;
     bool m_done SL42_GUARDED_BY(m_mutex) = false;
     PictureScaler::Size m_target SL42_GUARDED_BY(m_mutex);
+    std::shared_ptr<const Tap> m_tap SL42_GUARDED_BY(m_mutex);
+    bool m_tapIsNew SL42_GUARDED_BY(m_mutex) = false;
     std::thread m_thread; // last: it uses all the others
 };
 

@@ -72,6 +72,7 @@ LAYERS = {
     "SL42/capture": ["platform", "gpu", "SL42/hardware"],
     "SL42/audio": ["platform", "gpu", "Shader", "SL42/hardware"],
     "SL42/builder": ["platform", "gpu", "Shader", "SL42/hardware", "SL42/prelude"],
+    "SL42/recording": ["platform"],
     "SL42/engine": ["platform", "gpu", "Shader", "preview", "SL42/audio", "SL42/font",
                     "SL42/hardware", "SL42/input", "SL42/prelude"],
     "SL42/document": ["platform", "LiveCoding"],

@@ -8,6 +8,7 @@
 
 #include "platform/Clock.h"
 #include "platform/audio/PCMBuffer.h"
+#include "platform/audio/SoundTap.h"
 #include "platform/base/Result.h"
 
 #include <cstdint>
@@ -60,6 +61,10 @@ public:
     virtual std::unique_ptr<AudioPlayerNode> attachPlayerNode() = 0;
     /// Of everything that is heard: 1 is the songs' own volume, 0 silence. Changes are smoothed.
     virtual void setOutputVolume(float volume) = 0;
+    /// The time that players' positions follow, in samples. Never goes backwards.
+    virtual std::int64_t time() = 0;
+    /// What is heard, for those who record it, by that time. It may outlive the engine.
+    virtual std::shared_ptr<SoundTap> tap() = 0;
     /// The number that the system knows the open device by; 0 when there is none.
     virtual std::uint32_t deviceIdentifier() const = 0;
     /// How long after it was mixed a sample leaves the machine, as far as known.

@@ -167,6 +167,7 @@ void AudioMixer::render(std::span<float> interleaved) {
     for (const auto& slot : m_voices)
         if (Voice* voice = slot; voice != nullptr && !voice->m_ended)
             mix(*voice, blockTime, interleaved);
+    m_tap->write(blockTime, interleaved);
     finish(interleaved);
     m_blockLength = blockLength;
     m_renderedUntil = blockTime + blockLength;

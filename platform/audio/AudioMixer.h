@@ -14,6 +14,7 @@
 
 #include "platform/Clock.h"
 #include "platform/audio/PCMBuffer.h"
+#include "platform/audio/SoundTap.h"
 
 #include <array>
 #include <atomic>
@@ -100,6 +101,9 @@ public:
     std::function<void()> onStall = [] {};
     std::function<void()> onResume = [] {};
 
+    /// What was mixed last, while a device asks for it; nothing without one.
+    const std::shared_ptr<SoundTap>& tap() const { return m_tap; }
+
     // The device's side.
 
     /// A device has been opened: its first render() takes the time over from the clock.
@@ -136,6 +140,7 @@ private:
     };
     std::vector<Removed> m_removed;
     std::atomic<float> m_outputVolume = 1;
+    const std::shared_ptr<SoundTap> m_tap = std::make_shared<SoundTap>();
     float m_outputGain = 1; ///< follows it; the callback's own
     /// Odd while a block is mixed.
     std::atomic<std::uint64_t> m_blockSequence = 0;

@@ -83,6 +83,14 @@ void SDLAudioEngine::setOutputVolume(float volume) {
     m_output->mixer.setOutputVolume(volume);
 }
 
+std::int64_t SDLAudioEngine::time() {
+    return m_output->mixer.time();
+}
+
+std::shared_ptr<SoundTap> SDLAudioEngine::tap() {
+    return m_output->mixer.tap();
+}
+
 std::uint32_t SDLAudioEngine::deviceIdentifier() const {
     const Lock lock(m_output->mutex);
     return m_output->identifier;

@@ -20,6 +20,8 @@ public:
     Result<void> start() override;
     std::unique_ptr<AudioPlayerNode> attachPlayerNode() override;
     void setOutputVolume(float volume) override;
+    std::int64_t time() override;
+    std::shared_ptr<SoundTap> tap() override;
     std::uint32_t deviceIdentifier() const override;
     Seconds outputLatency() const override;
 

@@ -18,6 +18,8 @@ public:
         return std::make_unique<MixerPlayerNode>(m_mixer);
     }
     void setOutputVolume(float) override {}
+    std::int64_t time() override { return m_mixer.time(); }
+    std::shared_ptr<SoundTap> tap() override { return m_mixer.tap(); }
     std::uint32_t deviceIdentifier() const override { return 0; }
     Seconds outputLatency() const override { return Seconds(0); }
 

@@ -21,7 +21,7 @@ constexpr float aacLimit = 8; // 18 dB above full scale
 /// Of formats that do not ask for a length of their own.
 constexpr int anyBlockLength = 4096;
 
-Result<FFmpegPtr<AVCodecContext>> openEncoder(const Muxer& muxer, AudioCodec codec) {
+Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, AudioCodec codec) {
     const bool aac = codec == AudioCodec::AAC;
     const AVCodec* encoder = avcodec_find_encoder(aac ? AV_CODEC_ID_AAC : AV_CODEC_ID_PCM_F32LE);
     if (!encoder)
@@ -34,7 +34,7 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const Muxer& muxer, AudioCodec cod
     av_channel_layout_default(&context->ch_layout, stereo);
     context->sample_fmt = aac ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
     context->bit_rate = aac ? aacBitRate : 0;
-    if (muxer.wantsGlobalHeader())
+    if (sink.wantsGlobalHeader())
         context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (const int code = avcodec_open2(context.get(), encoder, nullptr); code < 0)
         return ffmpegError("cannot encode sound", code);
@@ -62,10 +62,10 @@ float codable(float sample) {
 
 } // namespace
 
-Result<AudioEncoder> AudioEncoder::create(Muxer& muxer, AudioCodec codec) {
-    auto context = SL42_TRY(openEncoder(muxer, codec));
+Result<AudioEncoder> AudioEncoder::create(PacketSink& sink, AudioCodec codec) {
+    auto context = SL42_TRY(openEncoder(sink, codec));
     auto frame = SL42_TRY(makeFrame(*context));
-    const int track = SL42_TRY(muxer.addTrack(*context));
+    const int track = SL42_TRY(sink.addTrack(*context));
     return AudioEncoder(std::move(context), std::move(frame), track);
 }
 
@@ -88,7 +88,7 @@ void AudioEncoder::fillFrame(std::size_t channel, std::size_t at, std::span<cons
     }
 }
 
-Result<void> AudioEncoder::write(Muxer& muxer, std::span<const float> left,
+Result<void> AudioEncoder::write(PacketSink& sink, std::span<const float> left,
                                  std::span<const float> right) {
     assert(left.size() == right.size());
     while (!left.empty()) {
@@ -104,23 +104,23 @@ Result<void> AudioEncoder::write(Muxer& muxer, std::span<const float> left,
         right = right.subspan(count);
         m_filled += count;
         if (m_filled == blockLength())
-            SL42_TRY_VOID(encodeFrame(muxer));
+            SL42_TRY_VOID(encodeFrame(sink));
     }
     return {};
 }
 
-Result<void> AudioEncoder::encodeFrame(Muxer& muxer) {
+Result<void> AudioEncoder::encodeFrame(PacketSink& sink) {
     m_frame->nb_samples = static_cast<int>(m_filled);
     m_frame->pts = m_position;
     m_position += m_frame->nb_samples;
     m_filled = 0;
-    return muxer.encode(*m_context, m_frame.get(), m_track);
+    return sink.encode(*m_context, m_frame.get(), m_track);
 }
 
-Result<void> AudioEncoder::finish(Muxer& muxer) {
+Result<void> AudioEncoder::finish(PacketSink& sink) {
     if (m_filled > 0)
-        SL42_TRY_VOID(encodeFrame(muxer));
-    return muxer.encode(*m_context, nullptr, m_track);
+        SL42_TRY_VOID(encodeFrame(sink));
+    return sink.encode(*m_context, nullptr, m_track);
 }
 
 } // namespace platform

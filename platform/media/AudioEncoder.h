@@ -4,7 +4,7 @@
 // One sound track: 48000 Hz, stereo, from blocks of any length.
 #pragma once
 
-#include "platform/media/Muxer.h"
+#include "platform/media/PacketSink.h"
 
 #include <array>
 #include <cstdint>
@@ -20,13 +20,13 @@ enum class AudioCodec { AAC, Float32 };
 /// Movable.
 class AudioEncoder {
 public:
-    /// Adds its track to the muxer, whose header is not written yet.
-    static Result<AudioEncoder> create(Muxer& muxer, AudioCodec codec);
+    /// Adds its track to the sink, whose header is not written yet.
+    static Result<AudioEncoder> create(PacketSink& sink, AudioCodec codec);
 
     /// Both channels have the same length.
-    Result<void> write(Muxer& muxer, std::span<const float> left, std::span<const float> right);
+    Result<void> write(PacketSink& sink, std::span<const float> left, std::span<const float> right);
     /// The end of the track.
-    Result<void> finish(Muxer& muxer);
+    Result<void> finish(PacketSink& sink);
 
 private:
     static constexpr std::size_t channelCount = 2;
@@ -34,7 +34,7 @@ private:
     AudioEncoder(FFmpegPtr<AVCodecContext> context, FFmpegPtr<AVFrame> frame, int track);
     std::size_t blockLength() const;
     void fillFrame(std::size_t channel, std::size_t at, std::span<const float> samples);
-    Result<void> encodeFrame(Muxer& muxer);
+    Result<void> encodeFrame(PacketSink& sink);
 
     FFmpegPtr<AVCodecContext> m_context;
     FFmpegPtr<AVFrame> m_frame; ///< holds m_filled samples

@@ -3,6 +3,7 @@
 #include "platform/media/AudioFileWriter.h"
 
 #include "platform/media/AudioEncoder.h"
+#include "platform/media/Muxer.h"
 
 #include <utility>
 

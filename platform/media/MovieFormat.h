@@ -32,6 +32,10 @@ enum class VideoCodec { H264, MPEG4 };
 /// H.264 where there is an encoder for it.
 VideoCodec bestVideoCodec();
 
+/// How much work an encoder takes on. Live frames come as they happen: each is coded by itself or
+/// from the one before, with as little work as possible, and the files are larger.
+enum class EncodingEffort { Thorough, Live };
+
 struct MovieFormat {
     /// Pixels; even numbers from 64 to 8190.
     std::uint32_t width = 960;
@@ -39,6 +43,7 @@ struct MovieFormat {
     FrameRate frameRate{};
     bool hasSound = false;
     VideoCodec codec = bestVideoCodec();
+    EncodingEffort effort = EncodingEffort::Thorough;
 };
 
 } // namespace platform

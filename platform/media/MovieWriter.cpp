@@ -3,6 +3,7 @@
 #include "platform/media/MovieWriter.h"
 
 #include "platform/media/AudioEncoder.h"
+#include "platform/media/Muxer.h"
 #include "platform/media/VideoEncoder.h"
 
 #include <cassert>

@@ -6,15 +6,16 @@
 
 #include "platform/AsideFile.h"
 #include "platform/base/Result.h"
-#include "platform/media/FFmpeg.h"
+#include "platform/media/PacketSink.h"
 
 #include <string>
+#include <vector>
 
 namespace platform {
 
-/// Movable. Order of calls: create(), addTrack() for each, writeHeader(), encode() as often as
-/// needed, finish(). Without finish() no file is left.
-class Muxer {
+/// Movable. Order of calls: create(), addTrack() for each, writeHeader(), encode() or write() as
+/// often as needed, finish(). Without finish() no file is left.
+class Muxer final : public PacketSink {
 public:
     /// `container` is FFmpeg's name for it, such as "mp4". The error is one line with the path.
     static Result<Muxer> create(const std::string& path, const char* container);
@@ -22,28 +23,30 @@ public:
     Muxer(Muxer&&) = default;
     Muxer& operator=(Muxer&&) = delete;
     /// Closes the file.
-    ~Muxer();
+    ~Muxer() override;
 
-    /// Whether encoders must put their parameters in front of the track instead of into it.
-    bool wantsGlobalHeader() const { return m_context->oformat->flags & AVFMT_GLOBALHEADER; }
-    /// Takes the parameters of an open encoder. The result numbers the track.
-    Result<int> addTrack(const AVCodecContext& encoder);
-    Result<void> writeHeader();
-
-    /// Encodes a frame (null: the end of the track) and writes what the encoder gives back.
-    Result<void> encode(AVCodecContext& encoder, const AVFrame* frame, int track);
+    bool wantsGlobalHeader() const override {
+        return m_context->oformat->flags & AVFMT_GLOBALHEADER;
+    }
+    using PacketSink::addTrack;
+    Result<int> addTrack(const AVCodecParameters& parameters,
+                         const TrackDescription& description) override;
+    /// With its index in front a file can be played before all of it has arrived, but must be
+    /// written twice.
+    enum class Index { InFront, AtTheEnd };
+    Result<void> writeHeader(Index index = Index::InFront);
+    Result<void> write(AVPacket& packet, int track) override;
     /// Completes the file and puts it in its place.
     Result<void> finish();
 
 private:
-    Muxer(AsideFile file, std::string path, FFmpegPtr<AVFormatContext> context,
-          FFmpegPtr<AVPacket> packet);
+    Muxer(AsideFile file, std::string path, FFmpegPtr<AVFormatContext> context);
     Error writeFailure(int code) const;
 
     AsideFile m_file;
     std::string m_path;
     FFmpegPtr<AVFormatContext> m_context; ///< null after a move
-    FFmpegPtr<AVPacket> m_packet;
+    std::vector<AVRational> m_timeBases;  ///< of the tracks, as their packets come
 };
 
 } // namespace platform

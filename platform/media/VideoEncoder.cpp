@@ -20,6 +20,9 @@ constexpr int mpeg4Quality = 2;           // of 31
 /// Seconds between frames that a player can jump to.
 constexpr int jumpInterval = 2;
 
+/// Each codes a slice of the frame, so that nothing waits for later frames.
+constexpr int liveThreads = 4;
+
 constexpr const char* cannotEncode = "cannot encode the video";
 
 /// The primaries and the matrix are what the frames are made with. The curve is that of sRGB;
@@ -33,17 +36,23 @@ void describeColours(AVCodecContext& context) {
     context.chroma_sample_location = AVCHROMA_LOC_LEFT;
 }
 
-void setQuality(AVCodecContext& context, VideoCodec codec) {
+void setQuality(AVCodecContext& context, VideoCodec codec, EncodingEffort effort) {
+    const bool live = effort == EncodingEffort::Live;
+    if (live)
+        context.max_b_frames = 0;
     if (codec == VideoCodec::H264) {
-        av_opt_set(context.priv_data, "preset", "veryfast", 0);
+        av_opt_set(context.priv_data, "preset", live ? "ultrafast" : "veryfast", 0);
+        if (live)
+            av_opt_set(context.priv_data, "tune", "zerolatency", 0);
         av_opt_set(context.priv_data, "crf", h264Quality, 0);
+        av_opt_set(context.priv_data, "forced-idr", "1", 0);
     } else {
         context.flags |= AV_CODEC_FLAG_QSCALE;
         context.global_quality = FF_QP2LAMBDA * mpeg4Quality;
     }
 }
 
-Result<FFmpegPtr<AVCodecContext>> openEncoder(const Muxer& muxer, const MovieFormat& format) {
+Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, const MovieFormat& format) {
     const AVCodec* encoder = format.codec == VideoCodec::H264
                                  ? avcodec_find_encoder_by_name("libx264")
                                  : avcodec_find_encoder(AV_CODEC_ID_MPEG4);
@@ -60,10 +69,11 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const Muxer& muxer, const MovieFor
                           static_cast<int>(format.frameRate.denominator)};
     context->time_base = av_inv_q(context->framerate);
     context->gop_size = static_cast<int>(jumpInterval * av_q2d(context->framerate) + 1);
-    context->thread_count = 0; // as many as the machine has
+    context->thread_count = // 0: as many as the machine has
+        format.effort == EncodingEffort::Live ? liveThreads : 0;
     describeColours(*context);
-    setQuality(*context, format.codec);
-    if (muxer.wantsGlobalHeader())
+    setQuality(*context, format.codec, format.effort);
+    if (sink.wantsGlobalHeader())
         context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (const int code = avcodec_open2(context.get(), encoder, nullptr); code < 0)
         return ffmpegError(cannotEncode, code);
@@ -101,11 +111,11 @@ Result<FFmpegPtr<AVFrame>> makeFrame(const AVCodecContext& context) {
 
 } // namespace
 
-Result<VideoEncoder> VideoEncoder::create(Muxer& muxer, const MovieFormat& format) {
+Result<VideoEncoder> VideoEncoder::create(PacketSink& sink, const MovieFormat& format) {
     auto converter = SL42_TRY(makeConverter(format));
-    auto context = SL42_TRY(openEncoder(muxer, format));
+    auto context = SL42_TRY(openEncoder(sink, format));
     auto frame = SL42_TRY(makeFrame(*context));
-    const int track = SL42_TRY(muxer.addTrack(*context));
+    const int track = SL42_TRY(sink.addTrack(*context));
     return VideoEncoder(std::move(context), std::move(converter), std::move(frame), track);
 }
 
@@ -116,7 +126,7 @@ VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, FFmpegPtr<SwsConte
       m_frame(std::move(frame)),
       m_track(track) {}
 
-Result<void> VideoEncoder::write(Muxer& muxer, std::span<const std::uint32_t> pixels) {
+Result<void> VideoEncoder::write(PacketSink& sink, std::span<const std::uint32_t> pixels) {
     assert(pixels.size() == std::size_t(m_frame->width) * std::size_t(m_frame->height));
     // The encoder may still hold on to the picture before.
     if (const int code = av_frame_make_writable(m_frame.get()); code < 0)
@@ -126,11 +136,13 @@ Result<void> VideoEncoder::write(Muxer& muxer, std::span<const std::uint32_t> pi
     sws_scale(m_converter.get(), &source, &rowLength, 0, m_frame->height, m_frame->data,
               m_frame->linesize);
     m_frame->pts = m_next++;
-    return muxer.encode(*m_context, m_frame.get(), m_track);
+    m_frame->pict_type =
+        std::exchange(m_beginsAnew, false) ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    return sink.encode(*m_context, m_frame.get(), m_track);
 }
 
-Result<void> VideoEncoder::finish(Muxer& muxer) {
-    return muxer.encode(*m_context, nullptr, m_track);
+Result<void> VideoEncoder::finish(PacketSink& sink) {
+    return sink.encode(*m_context, nullptr, m_track);
 }
 
 } // namespace platform

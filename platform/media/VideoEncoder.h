@@ -6,7 +6,7 @@
 #pragma once
 
 #include "platform/media/MovieFormat.h"
-#include "platform/media/Muxer.h"
+#include "platform/media/PacketSink.h"
 
 #include <cstdint>
 #include <span>
@@ -16,13 +16,17 @@ namespace platform {
 /// Movable.
 class VideoEncoder {
 public:
-    /// Adds its track to the muxer, whose header is not written yet.
-    static Result<VideoEncoder> create(Muxer& muxer, const MovieFormat& format);
+    /// Adds its track to the sink, whose header is not written yet.
+    static Result<VideoEncoder> create(PacketSink& sink, const MovieFormat& format);
 
     /// The next frame; rows from the top, each pixel 0xffRRGGBB.
-    Result<void> write(Muxer& muxer, std::span<const std::uint32_t> pixels);
+    Result<void> write(PacketSink& sink, std::span<const std::uint32_t> pixels);
+    /// Frames that nobody has: the one before is seen longer.
+    void skip(std::int64_t count) { m_next += count; }
+    /// A player can start with the next frame.
+    void beginAnew() { m_beginsAnew = true; }
     /// The end of the track.
-    Result<void> finish(Muxer& muxer);
+    Result<void> finish(PacketSink& sink);
 
 private:
     VideoEncoder(FFmpegPtr<AVCodecContext> context, FFmpegPtr<SwsContext> converter,
@@ -33,6 +37,7 @@ private:
     FFmpegPtr<AVFrame> m_frame;
     int m_track;
     std::int64_t m_next = 0;
+    bool m_beginsAnew = false;
 };
 
 } // namespace platform
