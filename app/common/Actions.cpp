@@ -53,9 +53,13 @@ Actions::Actions(QWidget& window)
       save(make(window, "&Save", keys("Ctrl+S"))),
       saveAs(make(window, "Save &As\u2026", keys("Ctrl+Shift+S"))),
       savePacked(make(window, "Save &Packed\u2026")),
-      exportPicture(make(window, "Export &Picture\u2026", keys("F8"))),
+      exportPicture(make(window, "Export &Picture\u2026", keys("Shift+F8"))),
       exportSong(make(window, "Export Son&g\u2026")),
       exportVideo(make(window, "Export &Video\u2026")),
+      savePicture(make(window, "Save P&icture Now", keys("F8"))),
+      recordShow(makeSwitch(window, "Record S&how", keys("F9"))),
+      saveLast(make(window, "Save the &Last 15 Seconds", keys("Ctrl+F9"))),
+      keepLast(makeSwitch(window, "&Keep the Last 15 Seconds")),
       close(make(window, "&Close", keys("Ctrl+W"))),
       quit(make(window, "&Quit", keys("Ctrl+Q"))),
       play(makeSwitch(window, "&Play", keys("Ctrl+P"))),
@@ -99,7 +103,8 @@ void Actions::addMenus(QMenuBar& bar, const Submenus& submenus,
                        const QList<QAction*>& panes) const {
     QMenu& file = addMenu(bar, "&File",
                           {newDocument, open, nullptr, save, saveAs, savePacked, nullptr,
-                           exportPicture, exportSong, exportVideo, nullptr, close, quit});
+                           exportPicture, exportSong, exportVideo, nullptr, savePicture, recordShow,
+                           saveLast, keepLast, nullptr, close, quit});
     file.insertMenu(file.actions().at(2), &submenus.recentFiles);
     addMenu(bar, "&Program",
             {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, olderText,

@@ -43,6 +43,8 @@ public:
     /// The name of a screen; empty for the one that the window is on.
     Setting<QString> fullScreenOn{m_store, "picture/fullScreenOn", {}};
     Setting<int> preferredFPS{m_store, "picture/preferredFPS", 60};
+    /// Whether the show is encoded all the time, so that what has just been can be saved.
+    Setting<bool> keepLast{m_store, "recording/keepLast", false};
     Setting<bool> invertOverlay{m_store, "overlay/invert", false};
     Setting<int> volume{m_store, "sound/volume", 100}; ///< per cent
     Setting<bool> muted{m_store, "sound/muted", false};

@@ -52,7 +52,12 @@ PreviewWidget::PreviewWidget(std::shared_ptr<gpu::Device> device)
 }
 
 std::shared_ptr<gpu::Drawable> PreviewWidget::currentDrawable() {
-    return m_presenter.pool().nextDrawable();
+    return m_presenter.pool().nextDrawable(m_frameTime ? m_frameTime() : 0);
+}
+
+void PreviewWidget::setTap(starloom::Presenter::Tap tap, std::function<std::int64_t()> time) {
+    m_frameTime = std::move(time);
+    m_presenter.setTap(std::move(tap));
 }
 
 void PreviewWidget::setNeedsDisplay() {

@@ -21,6 +21,8 @@
 #include <QWidget>
 
 #include <atomic>
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace app {
@@ -49,6 +51,9 @@ public:
     platform::Image picture() { return m_presenter.picture(); }
     /// The same in a small size; null while nothing has been shown.
     QImage miniature(QSize size);
+    /// Who else gets the pictures; see Presenter. `time` is asked, on the main thread, when a frame
+    /// is begun.
+    void setTap(starloom::Presenter::Tap tap, std::function<std::int64_t()> time);
     /// Pictures shown during the last second.
     int framesPerSecond();
 
@@ -80,6 +85,7 @@ private:
     bool m_wholeOnly = false;
     QColor m_surround{255, 0, 0};
     bool m_pointerHidden = false;
+    std::function<std::int64_t()> m_frameTime; ///< empty while nobody wants to know
 
     platform::Mutex m_mutex;
     FrameRate m_frameRate SL42_GUARDED_BY(m_mutex);

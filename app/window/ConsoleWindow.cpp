@@ -49,6 +49,8 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised&
     m_exports =
         std::make_unique<Exports>(*this, m_console, m_settings, m_stage->notices(), m_actions);
     m_history = std::make_unique<HistoryCommands>(m_console, m_stage->notices(), m_actions);
+    m_quickCapture = std::make_unique<QuickCapture>(
+        QuickCapture::Parts{m_console, m_settings, m_stage->notices()}, m_actions);
     m_fullScreen = std::make_unique<FullScreen>(*this, m_console.view(), m_settings, m_actions);
     m_overlay = std::make_unique<OverlayCommands>(
         OverlayCommands::Parts{m_console, m_settings, m_stage->notices(), [this] { openPicker(); }},
@@ -105,11 +107,13 @@ void ConsoleWindow::buildPanes() {
         addAction(toggle); // works also while the menu bar is hidden
         toggles.append(toggle);
     }
+    menuBar()->setCornerWidget(m_quickCapture->makeMark()); // hidden in full screen
     m_actions.addMenus(*menuBar(), {m_documents->recentFiles(), m_fullScreen->screens()}, toggles);
 }
 
 QWidget* ConsoleWindow::buildControls() {
     auto* pane = new ControlsPane;
+    pane->addControl(m_quickCapture->makeMark());
     pane->addButtons({m_actions.play, m_actions.reset});
     pane->addButtons({m_actions.edit});
     pane->addControl(new Readouts(m_console.engine(),
@@ -355,6 +359,7 @@ void ConsoleWindow::present() {
 
 void ConsoleWindow::settleFiles() {
     m_exports->abandon();
+    m_quickCapture.reset();
 }
 
 void ConsoleWindow::bequeath() {

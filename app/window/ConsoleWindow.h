@@ -23,6 +23,7 @@
 #include "app/window/HistoryCommands.h"
 #include "app/window/OverlayCommands.h"
 #include "app/window/PerformerWindow.h"
+#include "app/window/QuickCapture.h"
 #include "platform/process/Supervision.h"
 
 #include <QDockWidget>
@@ -104,6 +105,7 @@ private:
     std::unique_ptr<DocumentCommands> m_documents;
     std::unique_ptr<Exports> m_exports;
     std::unique_ptr<HistoryCommands> m_history;
+    std::unique_ptr<QuickCapture> m_quickCapture;
     std::unique_ptr<FullScreen> m_fullScreen;
     std::unique_ptr<OverlayCommands> m_overlay;
     PerformerWindow* m_performer = nullptr; ///< the window's child

@@ -58,6 +58,7 @@ QLabel#chip { border: 1px solid #2b2e36; border-radius: 4px; padding: 3px; color
 QLabel#chip[found="true"] { background: #26364f; border-color: #3e5f94; color: #d3e2fb; }
 QLabel#badge { background: rgba(20, 21, 25, 215); color: #ffb4a8; border: 1px solid #a8483c;
                border-radius: 11px; padding: 3px 10px; }
+QLabel#recording { color: #ff5a4f; font-weight: bold; padding: 2px 12px; }
 QFrame#notice { background: #22252c; border: 1px solid #3b3f48; border-radius: 8px; }
 QFrame#notice[error="true"] { background: #3a2024; border-color: #8c3f3f; }
 QScrollArea QToolButton { background: #24262c; border: 1px solid #33363e; border-radius: 5px;

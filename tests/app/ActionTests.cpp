@@ -10,11 +10,14 @@
 #include "tests/platform/capture/x11/TestWindow.h"
 
 #include <QDoubleSpinBox>
+#include <QFileInfo>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QSlider>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -82,6 +85,7 @@ protected:
     std::vector<Row> documentRows();
     std::vector<Row> programRows();
     std::vector<Row> pictureRows();
+    std::vector<Row> recordingRows();
     std::vector<Row> captureRows();
     std::vector<Row> lastRows();
 };
@@ -192,6 +196,31 @@ std::vector<Row> WindowActions::pictureRows() {
     };
 }
 
+std::vector<Row> WindowActions::recordingRows() {
+    const auto isMarked = [this] {
+        return widget<QLabel>("The show is being recorded").isVisible();
+    };
+    const auto saved = [this](const char* folder, const char* part, const char* ending) {
+        return [=, this] {
+            const QString text = QString::fromStdString(notice());
+            const QString file = text.mid(int(std::strlen("Saved ")));
+            return text.startsWith("Saved " + QString::fromStdString(files.path("home/")) +
+                                   folder) &&
+                   text.contains(part) && text.endsWith(ending) && QFileInfo(file).size() > 100;
+        };
+    };
+    return {
+        {"Save Picture Now", saved("Pictures/Starloom 42/", "/a 20", ".png")},
+        {"Record Show", isMarked},
+        {"Keep the Last 15 Seconds", [] { return Settings().keepLast.get(); }},
+        {"Save the Last 15 Seconds", saved("Videos/Starloom 42/", "/a last 20", ".mp4"),
+         [this] {
+             action("Keep the Last 15 Seconds").trigger();
+             QTest::qWait(2000); // in which there is something to keep
+         }},
+    };
+}
+
 std::vector<Row> WindowActions::captureRows() {
     const auto captures = [this] { return capture().isRunning().get(); };
     const auto pick = [this] {
@@ -235,7 +264,7 @@ TEST_F(WindowActions, DoWhatTheMenusSay) {
     for (QAction* each : menuActions())
         actions[nameOf(*each)] = each;
     for (const auto& rows :
-         {documentRows(), programRows(), pictureRows(), captureRows(), lastRows()})
+         {documentRows(), programRows(), pictureRows(), recordingRows(), captureRows(), lastRows()})
         for (const Row& row : rows) {
             ASSERT_TRUE(actions.contains(row.action)) << row.action;
             check(row, *actions.extract(row.action).mapped());

@@ -129,6 +129,25 @@ TEST_F(Exporting, ClosingTheWindowAsksAboutThem) {
     }
 }
 
+TEST_F(Exporting, ARecordedShowIsAFileWhenTheWindowGoes) {
+    open(files.file("a.metal", text));
+    action("Record Show").trigger();
+    QTest::qWait(1500);
+    const fs::path folder = file("home/Videos/Starloom 42");
+    window->settleFiles();
+    const auto names = ::tests::namesIn(folder);
+    ASSERT_EQ(names.size(), 1U);
+    EXPECT_TRUE(names[0].starts_with("a 20") && names[0].ends_with(".mp4")) << names[0];
+}
+
+TEST_F(Exporting, WhatWasNotKeptIsOfferedFromNowOn) {
+    open(files.file("a.metal", text));
+    action("Save the Last 15 Seconds").trigger();
+    EXPECT_EQ(notice(), "The last 15 seconds have not been kept");
+    pressInNotice("Keep Them from Now On");
+    EXPECT_TRUE(action("Keep the Last 15 Seconds").isChecked());
+}
+
 TEST_F(Exporting, AProgramWithoutASongSaysSo) {
     open(files.file("a.metal", "void fx() { cls(time); }"));
     action("Export Song").trigger();
