@@ -3,11 +3,10 @@
 #include "app/window/QuickCapture.h"
 
 #include "app/window/MakeFiles.h"
+#include "app/window/NewFile.h"
 #include "app/window/SavedNotice.h"
 
-#include <QDateTime>
 #include <QSignalBlocker>
-#include <QStandardPaths>
 
 #include <algorithm>
 #include <utility>
@@ -19,23 +18,6 @@ namespace {
 
 constexpr double keptSeconds = 15;
 constexpr int advanceMilliseconds = 8;
-
-/// A name of its own for a file of this moment, in a folder of ours among the user's, which is
-/// made.
-fs::path newFile(QStandardPaths::StandardLocation location, const std::string& title,
-                 const QString& ending) {
-    const fs::path folder =
-        (QStandardPaths::writableLocation(location) + "/Starloom 42").toStdString();
-    std::error_code refused; // writing the file says why
-    fs::create_directories(folder, refused);
-    QString stem = QString::fromStdString(title);
-    stem.replace('/', '_');
-    stem += QDateTime::currentDateTime().toString(" yyyy-MM-dd hh.mm.ss");
-    fs::path file = folder / (stem + ending).toStdString();
-    for (int number = 2; fs::exists(file, refused); ++number)
-        file = folder / (QString("%1 (%2)").arg(stem).arg(number) + ending).toStdString();
-    return file;
-}
 
 } // namespace
 
