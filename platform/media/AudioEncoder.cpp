@@ -16,14 +16,29 @@ namespace {
 
 constexpr int sampleRate = 48000;
 constexpr int stereo = 2;
-constexpr std::int64_t aacBitRate = 256'000;
-constexpr float aacLimit = 8; // 18 dB above full scale
+constexpr std::int64_t bitRate = 256'000;
+constexpr float codableLimit = 8; // 18 dB above full scale
 /// Of formats that do not ask for a length of their own.
 constexpr int anyBlockLength = 4096;
 
+// The encoders for Opus and Vorbis that FFmpeg brings itself are unfinished; the libraries' are
+// named.
+const AVCodec* findEncoder(AudioCodec codec) {
+    switch (codec) {
+    case AudioCodec::AAC:
+        return avcodec_find_encoder(AV_CODEC_ID_AAC);
+    case AudioCodec::Opus:
+        return avcodec_find_encoder_by_name("libopus");
+    case AudioCodec::Vorbis:
+        return avcodec_find_encoder_by_name("libvorbis");
+    case AudioCodec::Float32:
+        return avcodec_find_encoder(AV_CODEC_ID_PCM_F32LE);
+    }
+    return nullptr;
+}
+
 Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, AudioCodec codec) {
-    const bool aac = codec == AudioCodec::AAC;
-    const AVCodec* encoder = avcodec_find_encoder(aac ? AV_CODEC_ID_AAC : AV_CODEC_ID_PCM_F32LE);
+    const AVCodec* encoder = findEncoder(codec);
     if (!encoder)
         return Error{"there is no encoder for sound"};
     FFmpegPtr<AVCodecContext> context(avcodec_alloc_context3(encoder));
@@ -32,8 +47,9 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, AudioCodec
     context->sample_rate = sampleRate;
     context->time_base = {1, sampleRate};
     av_channel_layout_default(&context->ch_layout, stereo);
-    context->sample_fmt = aac ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
-    context->bit_rate = aac ? aacBitRate : 0;
+    const bool isPlanar = codec == AudioCodec::AAC || codec == AudioCodec::Vorbis;
+    context->sample_fmt = isPlanar ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
+    context->bit_rate = codec == AudioCodec::Float32 ? 0 : bitRate;
     if (sink.wantsGlobalHeader())
         context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (const int code = avcodec_open2(context.get(), encoder, nullptr); code < 0)
@@ -57,10 +73,14 @@ Result<FFmpegPtr<AVFrame>> makeFrame(const AVCodecContext& context) {
 }
 
 float codable(float sample) {
-    return std::isnan(sample) ? 0.0F : std::clamp(sample, -aacLimit, aacLimit);
+    return std::isnan(sample) ? 0.0F : std::clamp(sample, -codableLimit, codableLimit);
 }
 
 } // namespace
+
+AudioCodec bestWebMSound() {
+    return findEncoder(AudioCodec::Opus) ? AudioCodec::Opus : AudioCodec::Vorbis;
+}
 
 Result<AudioEncoder> AudioEncoder::create(PacketSink& sink, AudioCodec codec) {
     auto context = SL42_TRY(openEncoder(sink, codec));
@@ -70,7 +90,10 @@ Result<AudioEncoder> AudioEncoder::create(PacketSink& sink, AudioCodec codec) {
 }
 
 AudioEncoder::AudioEncoder(FFmpegPtr<AVCodecContext> context, FFmpegPtr<AVFrame> frame, int track)
-    : m_context(std::move(context)), m_frame(std::move(frame)), m_track(track) {}
+    : m_context(std::move(context)),
+      m_frame(std::move(frame)),
+      m_isExact(m_context->codec_id == AV_CODEC_ID_PCM_F32LE),
+      m_track(track) {}
 
 std::size_t AudioEncoder::blockLength() const {
     return static_cast<std::size_t>(m_context->frame_size > 0 ? m_context->frame_size
@@ -84,7 +107,8 @@ void AudioEncoder::fillFrame(std::size_t channel, std::size_t at, std::span<cons
     } else {
         auto* interleaved = reinterpret_cast<float*>(m_frame->extended_data[0]);
         for (std::size_t i = 0; i < samples.size(); ++i)
-            interleaved[(at + i) * channelCount + channel] = samples[i];
+            interleaved[(at + i) * channelCount + channel] =
+                m_isExact ? samples[i] : codable(samples[i]);
     }
 }
 

@@ -13,9 +13,13 @@
 
 namespace platform {
 
-/// AAC is the low-complexity profile at 256 kbit/s. Values that it cannot code are written as
-/// silence (not a number) or at its limit (beyond 18 dB above full scale). Floats keep every bit.
-enum class AudioCodec { AAC, Float32 };
+/// AAC is the low-complexity profile; it and Opus have 256 kbit/s, Vorbis a similar quality. Values
+/// that these cannot code are written as silence (not a number) or at a limit (18 dB above full
+/// scale). Floats keep every bit.
+enum class AudioCodec { AAC, Opus, Vorbis, Float32 };
+
+/// What goes with the video of WebM files.
+AudioCodec bestWebMSound();
 
 /// Movable.
 class AudioEncoder {
@@ -38,6 +42,7 @@ private:
 
     FFmpegPtr<AVCodecContext> m_context;
     FFmpegPtr<AVFrame> m_frame; ///< holds m_filled samples
+    bool m_isExact;             ///< what cannot be coded is coded all the same
     int m_track;
     std::size_t m_filled = 0;
     std::int64_t m_position = 0;

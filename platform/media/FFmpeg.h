@@ -9,6 +9,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
 #include <libavformat/avformat.h>
 #include <libswscale/swscale.h>
 }
@@ -21,6 +22,7 @@ namespace platform {
 struct FFmpegRelease {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(AVCodecParameters* parameters) const { avcodec_parameters_free(&parameters); }
+    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
     void operator()(AVFormatContext* context) const { avformat_free_context(context); }
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }

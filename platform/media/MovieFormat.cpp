@@ -20,4 +20,16 @@ VideoCodec bestVideoCodec() {
     return avcodec_find_encoder_by_name("libx264") ? VideoCodec::H264 : VideoCodec::MPEG4;
 }
 
+std::optional<VideoCodec> videoCodecFor(std::string_view ending) {
+    if (ending == ".mp4")
+        return bestVideoCodec();
+    if (ending == ".gif" && avcodec_find_encoder(AV_CODEC_ID_GIF))
+        return VideoCodec::GIF;
+    if (ending == ".webm" && avcodec_find_encoder_by_name("libvpx-vp9"))
+        return VideoCodec::VP9;
+    if (ending == ".webm" && avcodec_find_encoder_by_name("libvpx"))
+        return VideoCodec::VP8;
+    return std::nullopt;
+}
+
 } // namespace platform

@@ -6,7 +6,6 @@
 #include "platform/media/Muxer.h"
 #include "platform/media/VideoEncoder.h"
 
-#include <cassert>
 #include <optional>
 #include <utility>
 
@@ -18,12 +17,33 @@ struct MovieWriter::Tracks {
     std::optional<AudioEncoder> sound;
 };
 
+/// The kind of file that a codec comes in; `sound` is none where there is no room for it.
+struct Container {
+    const char* name; ///< FFmpeg's
+    std::optional<AudioCodec> sound;
+};
+
+static Container containerOf(VideoCodec codec) {
+    switch (codec) {
+    case VideoCodec::H264:
+    case VideoCodec::MPEG4:
+        return {"mp4", AudioCodec::AAC};
+    case VideoCodec::VP9:
+    case VideoCodec::VP8:
+        return {"webm", bestWebMSound()};
+    case VideoCodec::GIF:
+        break;
+    }
+    return {"gif", std::nullopt};
+}
+
 Result<MovieWriter> MovieWriter::create(const std::string& path, const MovieFormat& format) {
-    Muxer muxer = SL42_TRY(Muxer::create(path, "mp4"));
+    const Container container = containerOf(format.codec);
+    Muxer muxer = SL42_TRY(Muxer::create(path, container.name));
     VideoEncoder video = SL42_TRY(VideoEncoder::create(muxer, format));
     std::optional<AudioEncoder> sound;
-    if (format.hasSound)
-        sound.emplace(SL42_TRY(AudioEncoder::create(muxer, AudioCodec::AAC)));
+    if (format.hasSound && container.sound)
+        sound.emplace(SL42_TRY(AudioEncoder::create(muxer, *container.sound)));
     SL42_TRY_VOID(muxer.writeHeader());
     return MovieWriter(
         std::make_unique<Tracks>(std::move(muxer), std::move(video), std::move(sound)));
@@ -38,7 +58,8 @@ Result<void> MovieWriter::writeFrame(std::span<const std::uint32_t> pixels) {
 }
 
 Result<void> MovieWriter::writeSound(std::span<const float> left, std::span<const float> right) {
-    assert(m_tracks->sound);
+    if (!m_tracks->sound)
+        return {};
     return m_tracks->sound->write(m_tracks->muxer, left, right);
 }
 

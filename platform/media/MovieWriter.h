@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Movie files: MPEG-4 with a video track of constant frame rate and, if wanted, an AAC sound track.
+// Movie files: a video track of constant frame rate and, if wanted, a sound track.
 #pragma once
 
 #include "platform/base/Result.h"
@@ -23,10 +23,12 @@ public:
     MovieWriter& operator=(MovieWriter&&) = delete;
     ~MovieWriter();
 
-    /// The next frame: rows from the top, width x height pixels 0xffRRGGBB in sRGB.
+    /// The next frame: rows from the top, pixels 0xffRRGGBB in sRGB, width x height of them, each
+    /// divided by MovieFormat::repeat.
     Result<void> writeFrame(std::span<const std::uint32_t> pixels);
     /// The next samples, 48000 a second, as many to the left channel as to the right. Keep sound
-    /// and frames about level: what is ahead waits in memory.
+    /// and frames about level: what is ahead waits in memory. A file without a sound track drops
+    /// them.
     Result<void> writeSound(std::span<const float> left, std::span<const float> right);
     /// Completes the file under its name. Nothing may be written after it.
     Result<void> finish();

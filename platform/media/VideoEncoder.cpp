@@ -14,8 +14,11 @@ namespace {
 
 // Quality, not size, is held constant: fine grain and hard edges are what programs draw. 0 is
 // lossless in both scales.
-constexpr const char* h264Quality = "17"; // of 51
+constexpr const char* h264Quality = "18"; // of 51
 constexpr int mpeg4Quality = 2;           // of 31
+constexpr const char* vp9Quality = "18";  // of 63
+constexpr const char* vp8Quality = "6";   // of 63, on a scale of its own
+constexpr std::int64_t vp8MostBits = 60'000'000;
 
 /// Seconds between frames that a player can jump to.
 constexpr int jumpInterval = 2;
@@ -36,26 +39,60 @@ void describeColours(AVCodecContext& context) {
     context.chroma_sample_location = AVCHROMA_LOC_LEFT;
 }
 
+// Speed is bought with size, not with quality: the fastest settings of x264 need half again the
+// bytes of slower ones for pictures that are as good, and a quarter of their time. Those for VP9
+// and VP8 are meant for live pictures.
 void setQuality(AVCodecContext& context, VideoCodec codec, EncodingEffort effort) {
     const bool live = effort == EncodingEffort::Live;
+    const auto set = [&context](const char* option, const char* value) {
+        av_opt_set(context.priv_data, option, value, 0);
+    };
     if (live)
         context.max_b_frames = 0;
-    if (codec == VideoCodec::H264) {
-        av_opt_set(context.priv_data, "preset", live ? "ultrafast" : "veryfast", 0);
+    switch (codec) {
+    case VideoCodec::H264:
+        set("preset", "ultrafast");
         if (live)
-            av_opt_set(context.priv_data, "tune", "zerolatency", 0);
-        av_opt_set(context.priv_data, "crf", h264Quality, 0);
-        av_opt_set(context.priv_data, "forced-idr", "1", 0);
-    } else {
+            set("tune", "zerolatency");
+        set("crf", h264Quality);
+        set("forced-idr", "1");
+        return;
+    case VideoCodec::MPEG4:
         context.flags |= AV_CODEC_FLAG_QSCALE;
         context.global_quality = FF_QP2LAMBDA * mpeg4Quality;
+        return;
+    case VideoCodec::VP9:
+    case VideoCodec::VP8:
+        set("deadline", "realtime");
+        set("cpu-used", "8");
+        set("crf", codec == VideoCodec::VP9 ? vp9Quality : vp8Quality);
+        context.bit_rate = codec == VideoCodec::VP9 ? 0 : vp8MostBits;
+        set("row-mt", "1");
+        set("tile-columns", "2");
+        return;
+    case VideoCodec::GIF:
+        return;
     }
 }
 
+const AVCodec* findEncoder(VideoCodec codec) {
+    switch (codec) {
+    case VideoCodec::H264:
+        return avcodec_find_encoder_by_name("libx264");
+    case VideoCodec::MPEG4:
+        return avcodec_find_encoder(AV_CODEC_ID_MPEG4);
+    case VideoCodec::VP9:
+        return avcodec_find_encoder_by_name("libvpx-vp9");
+    case VideoCodec::VP8:
+        return avcodec_find_encoder_by_name("libvpx");
+    case VideoCodec::GIF:
+        break;
+    }
+    return avcodec_find_encoder(AV_CODEC_ID_GIF);
+}
+
 Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, const MovieFormat& format) {
-    const AVCodec* encoder = format.codec == VideoCodec::H264
-                                 ? avcodec_find_encoder_by_name("libx264")
-                                 : avcodec_find_encoder(AV_CODEC_ID_MPEG4);
+    const AVCodec* encoder = findEncoder(format.codec);
     if (!encoder)
         return Error{"there is no encoder for video"};
     FFmpegPtr<AVCodecContext> context(avcodec_alloc_context3(encoder));
@@ -64,14 +101,15 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, const Movi
     context->width = static_cast<int>(format.width);
     context->height = static_cast<int>(format.height);
     context->sample_aspect_ratio = {1, 1};
-    context->pix_fmt = AV_PIX_FMT_YUV420P;
+    context->pix_fmt = format.codec == VideoCodec::GIF ? AV_PIX_FMT_PAL8 : AV_PIX_FMT_YUV420P;
     context->framerate = {static_cast<int>(format.frameRate.numerator),
                           static_cast<int>(format.frameRate.denominator)};
     context->time_base = av_inv_q(context->framerate);
     context->gop_size = static_cast<int>(jumpInterval * av_q2d(context->framerate) + 1);
     context->thread_count = // 0: as many as the machine has
         format.effort == EncodingEffort::Live ? liveThreads : 0;
-    describeColours(*context);
+    if (format.codec != VideoCodec::GIF)
+        describeColours(*context);
     setQuality(*context, format.codec, format.effort);
     if (sink.wantsGlobalHeader())
         context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -80,13 +118,16 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, const Movi
     return context;
 }
 
+// Where pixels are repeated, the squares of them that share one colour difference are all one: the
+// small picture has every value that the large one has, at a third of the work.
 Result<FFmpegPtr<SwsContext>> makeConverter(const MovieFormat& format) {
+    const auto repeat = static_cast<int>(format.repeat);
     const int width = static_cast<int>(format.width);
     const int height = static_cast<int>(format.height);
-    FFmpegPtr<SwsContext> converter(
-        sws_getContext(width, height, AV_PIX_FMT_0RGB32, width, height, AV_PIX_FMT_YUV420P,
-                       SWS_AREA | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_BITEXACT, nullptr,
-                       nullptr, nullptr));
+    const int filter = repeat > 1 ? SWS_POINT : SWS_AREA;
+    FFmpegPtr<SwsContext> converter(sws_getContext(
+        width / repeat, height / repeat, AV_PIX_FMT_0RGB32, width, height, AV_PIX_FMT_YUV420P,
+        filter | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_BITEXACT, nullptr, nullptr, nullptr));
     if (!converter)
         return Error{"there is no video of that size"};
     const int* matrix = sws_getCoefficients(SWS_CS_ITU709);
@@ -112,36 +153,52 @@ Result<FFmpegPtr<AVFrame>> makeFrame(const AVCodecContext& context) {
 } // namespace
 
 Result<VideoEncoder> VideoEncoder::create(PacketSink& sink, const MovieFormat& format) {
-    auto converter = SL42_TRY(makeConverter(format));
     auto context = SL42_TRY(openEncoder(sink, format));
-    auto frame = SL42_TRY(makeFrame(*context));
     const int track = SL42_TRY(sink.addTrack(*context));
-    return VideoEncoder(std::move(context), std::move(converter), std::move(frame), track);
+    VideoEncoder encoder(std::move(context), static_cast<int>(format.repeat), track);
+    if (format.codec == VideoCodec::GIF) {
+        encoder.m_palettes.emplace(SL42_TRY(PaletteFilter::create(format)));
+    } else {
+        encoder.m_converter = SL42_TRY(makeConverter(format));
+        encoder.m_frame = SL42_TRY(makeFrame(*encoder.m_context));
+    }
+    return encoder;
 }
 
-VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, FFmpegPtr<SwsContext> converter,
-                           FFmpegPtr<AVFrame> frame, int track)
-    : m_context(std::move(context)),
-      m_converter(std::move(converter)),
-      m_frame(std::move(frame)),
-      m_track(track) {}
+VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, int repeat, int track)
+    : m_context(std::move(context)), m_repeat(repeat), m_track(track) {}
 
 Result<void> VideoEncoder::write(PacketSink& sink, std::span<const std::uint32_t> pixels) {
-    assert(pixels.size() == std::size_t(m_frame->width) * std::size_t(m_frame->height));
+    const int width = m_context->width / m_repeat;
+    const int height = m_context->height / m_repeat;
+    assert(pixels.size() == std::size_t(width) * std::size_t(height));
+    if (m_palettes) {
+        SL42_TRY_VOID(m_palettes->add(pixels, m_next++));
+        return encodePaletted(sink);
+    }
     // The encoder may still hold on to the picture before.
     if (const int code = av_frame_make_writable(m_frame.get()); code < 0)
         return ffmpegError(cannotEncode, code);
     const auto* const source = reinterpret_cast<const std::uint8_t*>(pixels.data());
-    const int rowLength = m_frame->width * static_cast<int>(sizeof pixels[0]);
-    sws_scale(m_converter.get(), &source, &rowLength, 0, m_frame->height, m_frame->data,
-              m_frame->linesize);
+    const int rowLength = width * static_cast<int>(sizeof pixels[0]);
+    sws_scale(m_converter.get(), &source, &rowLength, 0, height, m_frame->data, m_frame->linesize);
     m_frame->pts = m_next++;
     m_frame->pict_type =
         std::exchange(m_beginsAnew, false) ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     return sink.encode(*m_context, m_frame.get(), m_track);
 }
 
+Result<void> VideoEncoder::encodePaletted(PacketSink& sink) {
+    while (const AVFrame* frame = SL42_TRY(m_palettes->take()))
+        SL42_TRY_VOID(sink.encode(*m_context, frame, m_track));
+    return {};
+}
+
 Result<void> VideoEncoder::finish(PacketSink& sink) {
+    if (m_palettes) {
+        SL42_TRY_VOID(m_palettes->end());
+        SL42_TRY_VOID(encodePaletted(sink));
+    }
     return sink.encode(*m_context, nullptr, m_track);
 }
 
