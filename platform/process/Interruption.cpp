@@ -2,14 +2,16 @@
 // Part of Starloom 42.
 #include "platform/process/Interruption.h"
 
+#include <cstdlib>
+
 namespace platform {
 namespace {
 
 // A signal handler can reach nothing but a global.
 volatile std::sig_atomic_t interrupted = 0;
 
-void noteInterruption(int) {
-    interrupted = 1;
+void noteInterruption(int signal) {
+    interrupted = signal;
 }
 
 } // namespace
@@ -30,6 +32,13 @@ Interruption::~Interruption() {
 
 bool Interruption::requested() const {
     return interrupted != 0;
+}
+
+void Interruption::endProgram() const {
+    const int signal = interrupted;
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    std::_Exit(128 + signal); // where it is blocked
 }
 
 } // namespace platform

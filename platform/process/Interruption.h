@@ -18,6 +18,8 @@ public:
     Interruption& operator=(const Interruption&) = delete;
 
     bool requested() const;
+    /// Ends the program by the signal that was received.
+    [[noreturn]] void endProgram() const;
 
 private:
     struct sigaction m_oldInterrupt{};
