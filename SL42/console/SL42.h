@@ -16,6 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -132,6 +133,12 @@ public:
     float time() const { return m_machine.time(); }
     /// Position in the song, in samples.
     std::uint32_t sample() const { return m_machine.sample(); }
+
+    /// As in Machine: for recording what is drawn, and for drawing it anew.
+    void observeFrames(std::function<void(const DrawnFrame&)> observer) {
+        m_machine.observeFrames(std::move(observer));
+    }
+    void setNextFrame(const FrameState& state) { m_machine.setNextFrame(state); }
 
     const MouseValues& mouseValues() const { return m_machine.input().mouseValues(); }
     /// Stores the values and writes them to the machine.

@@ -32,6 +32,35 @@ void InputPorts::clearClicks() {
     setMouseValues(values);
 }
 
+// A kernel may have written to the buffers, and not every byte is a flag.
+static bool flagAt(gpu::Buffer& buffer, std::size_t index) {
+    return buffer.contents()[index] != std::byte{0};
+}
+
+FrameState InputPorts::state(float time, std::uint32_t sample) const {
+    FrameState state;
+    state.time = time;
+    state.sample = sample;
+    for (std::size_t key = 0; key < keyCount; ++key) {
+        state.keyboard.state[key] = flagAt(*m_buffers.keyboardBuffer, key);
+        state.keyboard.pressed[key] = flagAt(*m_buffers.keyboardBuffer, keyCount + key);
+    }
+    MtlMouseDataStruct& mouse = state.mouse;
+    std::memcpy(&mouse.location, m_buffers.mouseBuffer->contents().data(), sizeof mouse.location);
+    std::size_t at = sizeof mouse.location;
+    for (bool* flag : {&mouse.leftMouseDown, &mouse.rightMouseDown, &mouse.leftMouseClick,
+                       &mouse.rightMouseClick})
+        *flag = flagAt(*m_buffers.mouseBuffer, at++);
+    std::memcpy(&state.spectrum, m_buffers.fftBuffer->contents().data(), sizeof state.spectrum);
+    return state;
+}
+
+void InputPorts::write(const FrameState& state) {
+    write(*m_buffers.keyboardBuffer, std::as_bytes(std::span(&state.keyboard, 1)));
+    write(*m_buffers.mouseBuffer, std::as_bytes(std::span(&state.mouse, 1)));
+    copySpectrum(state.spectrum);
+}
+
 void InputPorts::copySpectrum(const FFTValues& values) {
     write(*m_buffers.fftBuffer, std::as_bytes(std::span(&values, 1)));
 }

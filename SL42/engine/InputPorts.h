@@ -7,6 +7,7 @@
 
 #include "SL42/hardware/FFTValues.h"
 #include "SL42/hardware/MachineBuffers.h"
+#include "SL42/input/FrameState.h"
 #include "SL42/input/Keyboard.h"
 #include "SL42/input/MouseValues.h"
 #include "platform/Published.h"
@@ -34,6 +35,11 @@ public:
     void clearClicks();
 
     void copySpectrum(const FFTValues& values);
+
+    /// What programs read now, for a frame at that time.
+    FrameState state(float time, std::uint32_t sample) const;
+    /// Writes all that a frame sees, in place of what keyboard, mouse and sound input say.
+    void write(const FrameState& state);
 
     /// Counts the writes that have changed what programs read.
     std::uint64_t changes() const { return m_changes; }

@@ -110,6 +110,7 @@ void Machine::logPublished() {
 }
 
 void Machine::reset() {
+    ++m_resets;
     m_startTime.reset();
     m_time = 0;
     m_buffers.reset();
@@ -142,11 +143,30 @@ void Machine::updateCursor(MTLPreview& view) {
 }
 
 void Machine::copyInput() {
+    if (m_nextState) {
+        m_time = m_nextState->time;
+        m_sample = m_nextState->sample;
+        m_input.write(*m_nextState);
+        m_nextState.reset();
+        return;
+    }
     m_input.copyKeyboard();
     if (m_audioMonitor.isActive().get())
         m_input.copySpectrum(m_audioMonitor.fftValues());
     else if (m_audioRenderer.hasAudio() && m_audioRenderer.isPlaying().get())
         m_input.copySpectrum(m_audioRenderer.fftValues);
+}
+
+void Machine::observeFrame() {
+    if (!m_frameObserver)
+        return;
+    const FrameState state = m_input.state(m_time, m_sample);
+    m_frameObserver({.clock = m_surroundings.clock.now(),
+                     .state = state,
+                     .source = m_program.source,
+                     .program = m_programNumber,
+                     .resets = m_resets,
+                     .songPlays = m_audioRenderer.isPlaying().get()});
 }
 
 RenderData Machine::renderData() const {
@@ -181,6 +201,7 @@ void Machine::draw(MTLPreview& view) {
         updateTime();
     updateCursor(view);
     copyInput();
+    observeFrame();
     auto inputs = nextInputs();
     if (wouldRepeat(inputs)) {
         view.repeatPicture();

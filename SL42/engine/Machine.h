@@ -38,6 +38,16 @@ namespace starloom {
 /// Makes the view that the machine draws into.
 using MakeView = std::function<std::unique_ptr<MTLPreview>(const std::shared_ptr<gpu::Device>&)>;
 
+/// A frame that a machine is about to draw. Refers to what is gone when its observer returns.
+struct DrawnFrame {
+    platform::Seconds clock{};
+    const FrameState& state;
+    const std::string& source; ///< of the program that the stages hold
+    unsigned program = 0;      ///< counts the programs that they were given
+    unsigned resets = 0;       ///< counts what reset() did
+    bool songPlays = false;
+};
+
 /// What a machine runs in. All of it must outlive the machine.
 struct MachineSurroundings {
     platform::MainQueue& mainQueue;
@@ -83,6 +93,12 @@ public:
     void reset();
     /// Whether time advances. Frames are drawn also while it does not.
     void setPlaying(bool playing) { m_playing = playing; }
+    /// `observer` is told of every frame, once all that it sees is settled; an empty one ends that.
+    void observeFrames(std::function<void(const DrawnFrame&)> observer) {
+        m_frameObserver = std::move(observer);
+    }
+    /// The next frame sees this in place of clock, song and input.
+    void setNextFrame(const FrameState& state) { m_nextState = state; }
     /// Waits for the font, so that the next frame shows all its text. Returns at once when it was
     /// not started.
     void waitForFont() { m_videoRenderer.waitForFont(); }
@@ -146,6 +162,7 @@ private:
     void updateTime();
     void updateCursor(MTLPreview& view);
     void copyInput();
+    void observeFrame();
     std::optional<FrameInputs> nextInputs();
     bool wouldRepeat(const std::optional<FrameInputs>& inputs);
     std::shared_ptr<gpu::CommandBuffer> drawMachine(Frame& frame);
@@ -174,6 +191,9 @@ private:
     platform::Semaphore m_semaphore;
     bool m_playing = true;
     bool m_hasAudio = false;
+    unsigned m_resets = 0;
+    std::function<void(const DrawnFrame&)> m_frameObserver;
+    std::optional<FrameState> m_nextState;
     std::optional<platform::Seconds> m_startTime;
     float m_time = 0;
     std::uint32_t m_sample = 0;
