@@ -30,15 +30,16 @@ public:
     /// Both are rows without padding, of the sizes above.
     void scale(std::span<const std::uint32_t> source, std::span<std::uint32_t> target);
 
-private:
     /// Target pixel = source pixels `first` and `first + 1`, mixed with `weight` / 256 of the
     /// other.
     struct Mix {
         std::size_t first = 0;
         std::uint32_t weight = 0;
     };
+    /// For each pixel of a target row (or column) that is made of a source one.
     static std::vector<Mix> mixes(std::size_t source, std::size_t target);
 
+private:
     void scaleWhole(std::span<const std::uint32_t> source, std::span<std::uint32_t> target) const;
     void scaleRow(const std::uint32_t* source, std::uint32_t* target) const;
 

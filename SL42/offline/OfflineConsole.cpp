@@ -2,7 +2,10 @@
 // Part of Starloom 42.
 #include "SL42/offline/OfflineConsole.h"
 
+#include "SL42/hardware/Screen.h"
+
 #include <string_view>
+#include <utility>
 
 namespace starloom {
 namespace {
@@ -17,8 +20,12 @@ std::size_t count(std::string_view text, std::string_view word) {
 } // namespace
 
 OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const std::string& title,
-                               const std::string& source)
-    : m_log([this](std::string_view line) { m_diagnostics.append(line).push_back('\n'); }) {
+                               const std::string& source, platform::Log::Sink listener)
+    : m_listener(std::move(listener)), m_log([this](std::string_view line) {
+          m_diagnostics.append(line).push_back('\n');
+          if (m_listener)
+              m_listener(line);
+      }) {
     const auto makeView = [this](const std::shared_ptr<gpu::Device>& viewDevice) {
         auto view = std::make_unique<OffscreenPreview>(viewDevice);
         m_view = view.get();
@@ -28,7 +35,7 @@ OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const std::s
                                                    .clock = m_clock,
                                                    .log = m_log,
                                                    .audioEngine = m_audioEngine,
-                                                   .audioCapture = m_audioCapture,
+                                                   .audioCapture = m_input.capture(),
                                                    .device = std::move(device),
                                                    .makeView = makeView,
                                                    .exactFrames = true},
@@ -39,6 +46,12 @@ OfflineConsole::OfflineConsole(std::shared_ptr<gpu::Device> device, const std::s
 void OfflineConsole::setSource(std::string text) {
     m_engine->setSource(std::move(text));
     waitForProgram();
+}
+
+void OfflineConsole::setInput(InputFiles files) {
+    m_input.load(std::move(files));
+    m_engine->keyboard().setSource(m_input.keys());
+    drainMainQueue();
 }
 
 void OfflineConsole::waitForProgram() {
@@ -59,6 +72,9 @@ bool OfflineConsole::isComplete() const {
 platform::Result<void> OfflineConsole::drawFrame(platform::Seconds time) {
     const auto shownBefore = m_view->pictureCount();
     m_clock.set(time);
+    if (const auto mouse = m_input.beginFrame(time, m_engine->mouseValues()))
+        m_engine->setMouseValues(*mouse);
+    drainMainQueue();
     m_engine->waitForFont();
     m_view->refresh();
     m_view->waitForPicture();
@@ -71,15 +87,21 @@ platform::Result<void> OfflineConsole::drawFrame(platform::Seconds time) {
 }
 
 platform::Result<platform::Image> OfflineConsole::picture() {
+    platform::Image image(screenWidth, screenHeight);
+    SL42_TRY_VOID(readPicture(image));
+    return image;
+}
+
+platform::Result<void> OfflineConsole::readPicture(platform::Image& image) {
     const auto texture = m_view->waitForPicture();
     if (!texture)
         return platform::Error{"no frame was drawn"};
-    platform::Image image(texture->width(), texture->height());
     const std::size_t rowLength =
         image.width() * compute::bytesPerPixel(gpu::PixelFormat::RGBA16Float);
-    if (!texture->getBytes(0, std::as_writable_bytes(image.halves()), rowLength))
+    if (texture->width() != image.width() || texture->height() != image.height() ||
+        !texture->getBytes(0, std::as_writable_bytes(image.halves()), rowLength))
         return platform::Error{"the picture cannot be read back"};
-    return image;
+    return {};
 }
 
 } // namespace starloom

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "SL42/console/SL42.h"
+#include "SL42/offline/OfflineInput.h"
 #include "gpu/Device.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
@@ -25,13 +26,17 @@ namespace starloom {
 /// have a song that would stop the console. One thread, which is the console's main thread.
 class OfflineConsole {
 public:
+    /// `listener` also gets each line that the console reports, on any thread, one at a time.
     OfflineConsole(std::shared_ptr<gpu::Device> device, const std::string& title,
-                   const std::string& source);
+                   const std::string& source, platform::Log::Sink listener = {});
 
     /// Compiles another program in its place and waits for the log.
     void setSource(std::string text);
 
-    /// For what has no operation here: input, the song.
+    /// What comes in from outside from the next frame on, which is the first of the script.
+    void setInput(InputFiles files);
+
+    /// For what has no operation here: the song.
     SL42& engine() { return *m_engine; }
 
     /// The log of the last compilation.
@@ -47,8 +52,12 @@ public:
     /// if the program may draw text. The error is the device's own line when it gave up on the
     /// frame.
     platform::Result<void> drawFrame(platform::Seconds time);
+    /// Whether any frame has been shown.
+    bool hasPicture() const { return m_view->pictureCount() > 0; }
     /// What the last frame showed.
     platform::Result<platform::Image> picture();
+    /// The same into an image of the screen's size.
+    platform::Result<void> readPicture(platform::Image& image);
 
 private:
     void waitForProgram();
@@ -57,9 +66,10 @@ private:
     platform::MainQueue m_mainQueue;
     platform::ManualClock m_clock;
     std::string m_diagnostics;
+    platform::Log::Sink m_listener;
     platform::Log m_log;
     platform::SilentAudioEngine m_audioEngine{m_clock};
-    platform::SilentAudioCapture m_audioCapture;
+    OfflineInput m_input;
     OffscreenPreview* m_view = nullptr; // the engine's
     std::unique_ptr<SL42> m_engine;
 };

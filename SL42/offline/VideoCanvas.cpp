@@ -11,6 +11,19 @@ namespace starloom {
 
 static constexpr std::uint32_t black = 0xff000000U;
 
+std::uint32_t VideoCanvas::repeatFor(std::uint32_t width, std::uint32_t height) {
+    const auto placement = placePicture(static_cast<int>(width), static_cast<int>(height), false);
+    const std::uint32_t scale = static_cast<std::uint32_t>(placement.width) / screenWidth;
+    if (scale % 2 != 0 || scale == 0 || width % scale != 0 || height % scale != 0)
+        return 1;
+    const auto small =
+        placePicture(static_cast<int>(width / scale), static_cast<int>(height / scale), false);
+    const auto factor = static_cast<int>(scale);
+    const PicturePlacement repeated{small.x * factor, small.y * factor, small.width * factor,
+                                    small.height * factor};
+    return repeated == placement ? scale : 1;
+}
+
 VideoCanvas::VideoCanvas(std::uint32_t width, std::uint32_t height)
     : m_width(width),
       m_placement(placePicture(static_cast<int>(width), static_cast<int>(height), false)),
@@ -21,6 +34,10 @@ VideoCanvas::VideoCanvas(std::uint32_t width, std::uint32_t height)
       m_frame(std::size_t{width} * height, black) {}
 
 std::span<const std::uint32_t> VideoCanvas::show(const platform::Image& image) {
+    if (m_scaler.target() == m_scaler.source() && m_picture.size() == m_frame.size()) {
+        platform::convertToDisplay(image.halves(), m_frame);
+        return m_frame;
+    }
     platform::convertToDisplay(image.halves(), m_picture);
     m_scaler.scale(m_picture, m_scaled);
     if (m_scaled.size() == m_frame.size())

@@ -20,6 +20,10 @@ class VideoCanvas {
 public:
     VideoCanvas(std::uint32_t width, std::uint32_t height);
 
+    /// A frame of that size is the same as a canvas of its size divided by this with each pixel
+    /// repeated so often across and down: an even number, or 1 where there is no such.
+    static std::uint32_t repeatFor(std::uint32_t width, std::uint32_t height);
+
     /// Rows of 0xffRRGGBB from the top, valid until the next call. The image has the size of the
     /// console's screen.
     std::span<const std::uint32_t> show(const platform::Image& image);

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <limits>
+#include <memory>
 #include <utility>
 
 namespace starloom {
@@ -19,35 +21,37 @@ namespace {
 
 using Song = std::shared_ptr<const platform::PCMBuffer>;
 
-/// The song, over and over.
+/// The song, over and over; nothing for a program without one.
 class LoopedSong {
 public:
-    explicit LoopedSong(Song song) : m_song(std::move(song)) {}
+    explicit LoopedSong(OfflineConsole& console) {
+        const Song song = console.engine().audioRenderer().audioBuffer();
+        if (console.engine().hasAudio() && song && song->frameLength() > 0)
+            m_song = song;
+    }
 
-    /// Writes the samples up to `end`, counted from the beginning of the video.
-    Result<void> writeUntil(std::uint64_t end, platform::MovieWriter& writer) {
-        while (m_position < end) {
+    explicit operator bool() const { return m_song != nullptr; }
+
+    /// The samples from where the last ones ended up to `end`, counted from the beginning of the
+    /// video.
+    FrameSound until(std::uint64_t end) {
+        FrameSound sound;
+        while (m_song && m_position < end) {
             const std::uint64_t start = m_position % m_song->frameLength();
             const std::size_t count = std::min(end - m_position, m_song->frameLength() - start);
-            SL42_TRY_VOID(writer.writeSound(m_song->channel(0).subspan(start, count),
-                                            m_song->channel(1).subspan(start, count)));
+            for (std::size_t channel = 0; channel < sound.size(); ++channel) {
+                const auto samples = m_song->channel(channel).subspan(start, count);
+                sound[channel].insert(sound[channel].end(), samples.begin(), samples.end());
+            }
             m_position += count;
         }
-        return {};
+        return sound;
     }
 
 private:
     Song m_song;
     std::uint64_t m_position = 0;
 };
-
-/// None for a program without a song.
-std::optional<LoopedSong> songOf(OfflineConsole& console) {
-    const Song song = console.engine().audioRenderer().audioBuffer();
-    if (!console.engine().hasAudio() || !song || song->frameLength() == 0)
-        return std::nullopt;
-    return LoopedSong(song);
-}
 
 /// At least one.
 Result<std::uint32_t> frameCountOf(OfflineConsole& console, const VideoSettings& settings) {
@@ -61,28 +65,38 @@ Result<std::uint32_t> frameCountOf(OfflineConsole& console, const VideoSettings&
 
 } // namespace
 
+Result<std::unique_ptr<MovieThread>> openMovie(const VideoSettings& settings, bool hasSound,
+                                               const std::string& path) {
+    const auto codec = platform::videoCodecFor(std::filesystem::path(path).extension().string());
+    platform::MovieFormat format{.width = settings.width,
+                                 .height = settings.height,
+                                 .frameRate = settings.frameRate,
+                                 .hasSound = hasSound};
+    format.codec = codec.value_or(format.codec);
+    if (codec != platform::VideoCodec::GIF)
+        format.repeat = VideoCanvas::repeatFor(format.width, format.height);
+    return std::make_unique<MovieThread>(
+        SL42_TRY(platform::MovieWriter::create(path, format)),
+        VideoCanvas(format.width / format.repeat, format.height / format.repeat));
+}
+
 Result<void> exportVideo(OfflineConsole& console, const VideoSettings& settings,
                          const std::string& path, const VideoProgress& progress,
                          const std::stop_token& stop) {
     const std::uint32_t frameCount = SL42_TRY(frameCountOf(console, settings));
-    std::optional<LoopedSong> song = songOf(console);
-    VideoCanvas canvas(settings.width, settings.height);
-    auto writer = SL42_TRY(platform::MovieWriter::create(path, {.width = settings.width,
-                                                                .height = settings.height,
-                                                                .frameRate = settings.frameRate,
-                                                                .hasSound = song.has_value()}));
+    LoopedSong song(console);
+    const auto movie = SL42_TRY(openMovie(settings, bool(song), path));
     for (std::uint32_t frame = 0; frame < frameCount; ++frame) {
         if (stop.stop_requested())
             return platform::Error{"cancelled"};
         SL42_TRY_VOID(console.drawFrame(platform::Seconds(settings.frameRate.timeOf(frame))));
-        const platform::Image picture = SL42_TRY(console.picture());
-        SL42_TRY_VOID(writer.writeFrame(canvas.show(picture)));
-        if (song)
-            SL42_TRY_VOID(
-                song->writeUntil(settings.frameRate.sampleOf(frame + 1, audioSampleRate), writer));
+        platform::Image picture = movie->unusedPicture();
+        SL42_TRY_VOID(console.readPicture(picture));
+        SL42_TRY_VOID(movie->write(std::move(picture), song.until(settings.frameRate.sampleOf(
+                                                           frame + 1, audioSampleRate))));
         progress(frame + 1, frameCount);
     }
-    return writer.finish();
+    return movie->finish();
 }
 
 } // namespace starloom

@@ -4,12 +4,14 @@
 // Turns what a console shows and plays into a movie file.
 #pragma once
 
+#include "SL42/offline/MovieThread.h"
 #include "SL42/offline/OfflineConsole.h"
 #include "platform/base/Result.h"
 #include "platform/media/MovieFormat.h"
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <stop_token>
 #include <string>
 
@@ -27,6 +29,10 @@ struct VideoSettings {
 
 /// Told after every frame how many of how many are done.
 using VideoProgress = std::function<void(std::uint32_t done, std::uint32_t total)>;
+
+/// Begins a movie, of the kind that the name's ending says, to be written under that name.
+platform::Result<std::unique_ptr<MovieThread>> openMovie(const VideoSettings& settings,
+                                                         bool hasSound, const std::string& path);
 
 /// Draws frame after frame on the console's own clock, so the result does not depend on how long
 /// that takes, and writes them to `path`. The console's program has just been compiled. The song is
