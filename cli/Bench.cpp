@@ -3,8 +3,11 @@
 //
 // `starloom bench`: how long one program takes to compile and to draw, and how much memory.
 #include "SL42/offline/OfflineConsole.h"
+#include "SL42/offline/VideoCanvas.h"
 #include "cli/Command.h"
+#include "cli/InputOptions.h"
 #include "cli/Measurement.h"
+#include "cli/PictureSize.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
 #include "cli/StageBenchmark.h"
@@ -26,6 +29,8 @@ struct BenchOptions {
     std::string file;
     std::uint32_t frames = 60;
     bool json = false;
+    InputOptions input;
+    std::optional<std::string> size;
 };
 
 double millisecondsOf(const auto& work) {
@@ -51,14 +56,15 @@ struct Measurements {
     Measurement cpu{"frameCpu", "frame: cpu", {}};
     Measurement video{"frameVideo", "frame: video", {}};
     Measurement display{"frameDisplay", "frame: display", {}};
+    Measurement picture{"framePicture", "frame: colours and size of the screen", {}};
     Measurement song{"songRender", "song: rendering all of it", {}};
     Measurement songRate{"songRate", "song: samples per second", {}, "M"};
     Measurement songSpeed{"songSpeed", "song: factor over real time", {}, "x"};
     Measurement memory{"residentMemory", "memory, console and service", {}, "MiB"};
 
     std::vector<Measurement> all() const {
-        return {cold,  warm,    frontEnd, optimiser, codeGeneration, cpu,
-                video, display, song,     songRate,  songSpeed,      memory};
+        return {cold,    warm,    frontEnd, optimiser, codeGeneration, cpu,   video,
+                display, picture, song,     songRate,  songSpeed,      memory};
     }
 };
 
@@ -114,12 +120,23 @@ platform::Result<void> measureStages(const Session& session, const Source& sourc
         measurements.codeGeneration.values.push_back(phases.codeGeneration);
     }
     SL42_TRY_VOID(measureSong(stages, measurements));
+    stages.setInput(
+        SL42_TRY(options.input.read(static_cast<double>(options.frames) * frameLength)));
+    std::optional<starloom::VideoCanvas> screen;
+    if (options.size) {
+        const PictureSize size = SL42_TRY(parsePictureSize(*options.size));
+        screen.emplace(size.width, size.height);
+    }
     Progress progress("frames", options.frames);
     for (std::uint32_t frame = 0; frame < options.frames; ++frame) {
         const auto times = SL42_TRY(stages.runFrame(static_cast<float>(frame) * frameLength));
         measurements.cpu.values.push_back(times.cpu);
         measurements.video.values.push_back(times.video);
         measurements.display.values.push_back(times.display);
+        if (screen) {
+            const platform::Image picture = SL42_TRY(stages.picture());
+            measurements.picture.values.push_back(millisecondsOf([&] { screen->show(picture); }));
+        }
         progress.update(frame + 1);
     }
     return {};
@@ -150,6 +167,11 @@ void addBench(CLI::App& app, Session& session) {
     command->add_option("--frames", options->frames, "How many frames to run")
         ->check(CLI::Range(1U, 1'000'000U))
         ->capture_default_str();
+    options->input.addTo(*command);
+    command->add_option(
+        "--size", options->size,
+        "Also measure how long a picture takes on its way to a screen of that width "
+        "and height, such as 1920x1080");
     command->add_flag("--json", options->json, "Print the numbers as JSON");
     command->callback([options, &session] { session.exitStatus = bench(*options, session); });
 }

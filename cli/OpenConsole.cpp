@@ -9,6 +9,14 @@
 
 namespace cli {
 
+std::shared_ptr<gpu::Device> openDevice(const Session& session, double timeLimit) {
+    auto device = session.openDevice();
+    if (device)
+        device->setTimeLimit(
+            std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(timeLimit)));
+    return device;
+}
+
 std::unique_ptr<starloom::OfflineConsole> openConsole(const std::string& file,
                                                       const Session& session, double timeLimit) {
     const auto source = readProgram(file);
@@ -16,12 +24,11 @@ std::unique_ptr<starloom::OfflineConsole> openConsole(const std::string& file,
         fail(source.error().message);
         return nullptr;
     }
-    const auto device = session.openDevice();
+    const auto device = openDevice(session, timeLimit);
     if (!device)
         return nullptr;
-    const std::chrono::duration<double> limit(timeLimit);
-    device->setTimeLimit(std::chrono::ceil<std::chrono::milliseconds>(limit));
-    auto console = std::make_unique<starloom::OfflineConsole>(device, source->title, source->text);
+    auto console = std::make_unique<starloom::OfflineConsole>(device, source->title, source->text,
+                                                              session.listener());
     if (!console->isComplete()) {
         std::cerr << (console->hasError() ? console->compileLog() : console->diagnostics());
         return nullptr;

@@ -12,6 +12,10 @@
 
 namespace cli {
 
+/// With `timeLimit` in seconds for each frame. Null when it cannot be had; the reason has been
+/// printed then.
+std::shared_ptr<gpu::Device> openDevice(const Session& session, double timeLimit);
+
 /// A console with the program in `file` ("-" for standard input), compiled without faults, and its
 /// song rendered. `timeLimit` is in seconds for each frame. Null when it cannot be had; the reason
 /// has been printed then.

@@ -3,15 +3,19 @@
 //
 // `starloom render`: the picture of a program at a given frame, or all pictures up to it.
 #include "SL42/capture/PictureOverlay.h"
+#include "SL42/offline/ScaledImage.h"
 #include "cli/Command.h"
+#include "cli/InputOptions.h"
 #include "cli/OpenConsole.h"
 #include "cli/OutputName.h"
+#include "cli/PictureSize.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
 
 #include <filesystem>
+#include <optional>
 
 namespace cli {
 namespace {
@@ -21,6 +25,8 @@ struct RenderOptions {
     std::string output;
     std::string overlay;
     std::uint32_t frames = 1;
+    InputOptions input;
+    std::optional<std::string> size;
     double fps = 60;
     double timeLimit = defaultTimeLimit;
 };
@@ -36,13 +42,19 @@ WritePicture writerFor(const std::string& output) {
 }
 
 platform::Result<void> drawFrames(starloom::OfflineConsole& console, const RenderOptions& options,
-                                  const OutputName& name, WritePicture write) {
+                                  const OutputName& name, WritePicture write,
+                                  const std::optional<PictureSize>& size,
+                                  const platform::Interruption& interruption) {
     Progress progress("frames", options.frames);
     for (std::uint32_t frame = 0; frame < options.frames; ++frame) {
+        if (interruption.requested())
+            return platform::Error{"cancelled"};
         SL42_TRY_VOID(console.drawFrame(platform::Seconds(frame / options.fps)));
         if (name.isPattern() || frame + 1 == options.frames) {
             const platform::Image picture = SL42_TRY(console.picture());
-            SL42_TRY_VOID(write(picture, name.forFrame(frame)));
+            SL42_TRY_VOID(
+                write(size ? starloom::scaledImage(picture, size->width, size->height) : picture,
+                      name.forFrame(frame)));
         }
         progress.update(frame + 1);
     }
@@ -63,6 +75,16 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
     const WritePicture write = writerFor(options.output);
     if (!write)
         return fail(options.output + ": pictures are written as .png or .exr");
+    std::optional<PictureSize> size;
+    if (options.size) {
+        const auto parsed = parsePictureSize(*options.size);
+        if (!parsed)
+            return fail(parsed.error().message);
+        size = *parsed;
+    }
+    auto input = options.input.read(options.frames / options.fps);
+    if (!input)
+        return fail(input.error().message);
     const auto overlay = options.overlay.empty()
                              ? platform::Result<platform::Image>(platform::Image())
                              : platform::readPng(options.overlay);
@@ -74,8 +96,10 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
     if (!options.overlay.empty())
         if (const auto added = addOverlay(console->engine(), *overlay); !added)
             return fail(options.overlay + ": " + added.error().message);
-    const auto drawn = drawFrames(*console, options, *name, write);
-    return drawn ? ExitStatus::Success : fail(drawn.error().message);
+    console->setInput(*std::move(input));
+    return interruptible([&](const platform::Interruption& interruption) {
+        return drawFrames(*console, options, *name, write, size, interruption);
+    });
 }
 
 } // namespace
@@ -100,6 +124,10 @@ void addRender(CLI::App& app, Session& session) {
     command->add_option("--fps", options->fps, "Frames per second of the program's time")
         ->check(CLI::Range(0.001, 1e6))
         ->capture_default_str();
+    command->add_option("--size", options->size,
+                        "Width and height of the pictures; 960x540 if not given. The program's "
+                        "lies in them as in a window of that size");
+    options->input.addTo(*command);
     command->add_option("--time-limit", options->timeLimit, "Seconds that one frame may take")
         ->check(CLI::Range(0.001, 86400.0))
         ->capture_default_str();

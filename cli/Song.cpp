@@ -7,11 +7,14 @@
 #include "cli/Progress.h"
 #include "cli/Source.h"
 #include "platform/media/AudioFileWriter.h"
-#include "platform/process/Interruption.h"
+#include "platform/media/Loudness.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <iomanip>
+#include <iostream>
 #include <optional>
+#include <sstream>
 
 namespace cli {
 namespace {
@@ -35,10 +38,34 @@ std::optional<platform::AudioFileFormat> formatFor(const std::string& output) {
     return std::nullopt;
 }
 
+std::string decibels(const std::optional<double>& value, const char* unit) {
+    if (!value)
+        return "none";
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1) << *value << ' ' << unit;
+    return text.str();
+}
+
+/// The measures go to standard output, the warning to standard error.
+platform::Result<void> reportLoudness(const platform::PCMBuffer& song) {
+    const auto loudness = SL42_TRY(platform::measureLoudness(song.channel(0), song.channel(1)));
+    std::cout << "peak " << decibels(loudness.peak, "dBFS") << ", loudness "
+              << decibels(loudness.integrated, "LUFS") << '\n';
+    if (loudness.clipped > 0) {
+        std::ostringstream text;
+        text << "the song clips: " << loudness.clipped
+             << (loudness.clipped == 1 ? " sample lies" : " samples lie")
+             << " beyond full scale, the first after " << std::fixed << std::setprecision(3)
+             << static_cast<double>(loudness.firstClipped) / starloom::audioSampleRate << " s";
+        warn(text.str());
+    }
+    return {};
+}
+
 platform::Result<void> writeSong(const platform::PCMBuffer& song, const std::string& output,
-                                 platform::AudioFileFormat format) {
+                                 platform::AudioFileFormat format,
+                                 const platform::Interruption& interruption) {
     auto writer = SL42_TRY(platform::AudioFileWriter::create(output, format));
-    const platform::Interruption interruption;
     const std::uint32_t length = song.frameLength();
     Progress progress("samples", length);
     for (std::uint32_t at = 0; at < length; at += blockLength) {
@@ -62,8 +89,10 @@ ExitStatus song(const SongOptions& options, const Session& session) {
     const auto song = console->engine().audioRenderer().audioBuffer();
     if (!console->engine().hasAudio() || !song)
         return fail(console->engine().title() + " has no sfx() and so no song");
-    const auto written = writeSong(*song, options.output, *format);
-    return written ? ExitStatus::Success : fail(written.error().message);
+    return interruptible([&](const platform::Interruption& interruption) -> platform::Result<void> {
+        SL42_TRY_VOID(writeSong(*song, options.output, *format, interruption));
+        return reportLoudness(*song);
+    });
 }
 
 } // namespace

@@ -51,6 +51,7 @@ StageBenchmark::StageBenchmark(std::shared_ptr<gpu::Device> device, platform::Lo
       m_log(log),
       m_queue(m_device->makeCommandQueue()),
       m_machine(m_device),
+      m_audioMonitor(m_inputFiles.capture(), m_mainQueue, log),
       m_video(m_device, m_queue, log),
       m_display(m_device, m_mainQueue, log),
       m_view(m_device) {
@@ -108,9 +109,36 @@ Result<double> StageBenchmark::measure(const char* label, Encode encode) {
     return commandBuffer->milliseconds();
 }
 
+void StageBenchmark::setInput(starloom::InputFiles files) {
+    m_inputFiles.load(std::move(files));
+    m_input.keyboard().setSource(m_inputFiles.keys());
+}
+
+// As the machine does before each frame.
+void StageBenchmark::takeInput(float time) {
+    if (const auto mouse = m_inputFiles.beginFrame(platform::Seconds(time), m_input.mouseValues()))
+        m_input.setMouseValues(*mouse);
+    while (m_mainQueue.pump() > 0) {
+    }
+    m_input.copyKeyboard();
+    m_input.copySpectrum(m_audioMonitor.fftValues());
+}
+
+Result<platform::Image> StageBenchmark::picture() {
+    const auto texture = m_view.waitForPicture();
+    if (!texture)
+        return Error{"no frame was drawn"};
+    platform::Image image(texture->width(), texture->height());
+    if (!texture->getBytes(0, std::as_writable_bytes(image.halves()),
+                           image.width() * sizeof(std::uint64_t)))
+        return Error{"the picture cannot be read back"};
+    return image;
+}
+
 Result<StageTimes> StageBenchmark::runFrame(float time) {
     m_video.waitForFont();
     waitForDisplay();
+    takeInput(time);
     starloom::RenderData data{m_machine, time};
     data.sample = static_cast<std::uint32_t>(time * static_cast<float>(data.sampleRate));
     const auto drawable = m_view.currentDrawable();
@@ -122,8 +150,11 @@ Result<StageTimes> StageBenchmark::runFrame(float time) {
     if (m_video.videoShader())
         times.video =
             SL42_TRY(measure("video", [&](auto& buffer) { m_video.render(data, buffer); }));
-    times.display = SL42_TRY(
-        measure("display", [&](auto& buffer) { m_display.display(*drawable, data, buffer); }));
+    times.display = SL42_TRY(measure("display", [&](auto& buffer) {
+        m_display.display(*drawable, data, buffer);
+        buffer.present(drawable);
+    }));
+    m_input.clearClicks();
     // Not part of the times: the bank swap, which the frame shares with the display.
     SL42_TRY(measure("next frame", [&](auto& buffer) { m_machine.nextFrame(buffer); }));
     return times;

@@ -5,16 +5,20 @@
 // can tell how long each of them takes.
 #pragma once
 
+#include "SL42/audio/AudioMonitor.h"
 #include "SL42/builder/Compilation.h"
 #include "SL42/engine/CPU.h"
 #include "SL42/engine/Display.h"
+#include "SL42/engine/InputPorts.h"
 #include "SL42/engine/VideoRenderer.h"
 #include "SL42/hardware/MachineBuffers.h"
+#include "SL42/offline/OfflineInput.h"
 #include "Shader/ComputeShader.h"
 #include "gpu/Device.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
 #include "platform/base/Result.h"
+#include "platform/image/Image.h"
 #include "preview/OffscreenPreview.h"
 
 #include <cstdint>
@@ -53,6 +57,10 @@ public:
     platform::Result<CompilePhases> compile(std::string_view source);
     /// Runs one frame after compile(). The error is the device's line.
     platform::Result<StageTimes> runFrame(float time);
+    /// What comes in from the next frame on.
+    void setInput(starloom::InputFiles files);
+    /// What the last frame showed.
+    platform::Result<platform::Image> picture();
     /// Renders the song after compile(); no samples when the program has none. Likewise.
     platform::Result<SongTime> renderSong();
 
@@ -62,12 +70,16 @@ private:
 
     void take(starloom::CompiledProgram program);
     void waitForDisplay();
+    void takeInput(float time);
 
     std::shared_ptr<gpu::Device> m_device;
     platform::Log& m_log;
     platform::MainQueue m_mainQueue;
     std::shared_ptr<gpu::CommandQueue> m_queue;
     starloom::MachineBuffers m_machine;
+    starloom::OfflineInput m_inputFiles;
+    starloom::AudioMonitor m_audioMonitor;
+    starloom::InputPorts m_input{m_machine};
     starloom::CPU m_cpu;
     starloom::VideoRenderer m_video;
     std::shared_ptr<starloom::ComputeShader> m_songShader;

@@ -2,85 +2,129 @@
 // Part of Starloom 42.
 //
 // `starloom video`: what a program shows and plays as a movie file.
+#include "SL42/offline/PerformanceExport.h"
 #include "SL42/offline/VideoExport.h"
 #include "cli/Command.h"
+#include "cli/InputOptions.h"
 #include "cli/OpenConsole.h"
+#include "cli/PictureSize.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
-#include "platform/process/Interruption.h"
+#include "platform/media/MovieFormat.h"
 
-#include <charconv>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 
 namespace cli {
 namespace {
 
+constexpr const char* movieSize = "1920x1080";
+constexpr const char* gifSize = "480x270";
+constexpr double movieFrames = 60;
+constexpr double gifFrames = 25;
+
 struct VideoOptions {
     std::string file;
+    std::string performance;
     std::string output;
     double seconds = 0;
-    double fps = 60;
-    std::string size = "1920x1080";
+    std::optional<double> fps;
+    std::optional<std::string> size;
+    InputOptions input;
     double timeLimit = defaultTimeLimit;
 };
 
-struct Size {
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
+/// Tells of frames and asks for the end when somebody wants it.
+class VideoWatch {
+public:
+    explicit VideoWatch(const platform::Interruption& interruption)
+        : m_interruption(interruption) {}
+
+    starloom::VideoProgress progress() {
+        return [this](std::uint32_t done, std::uint32_t total) {
+            if (!m_progress)
+                m_progress.emplace("frames", total);
+            m_progress->update(done);
+            if (m_interruption.requested())
+                m_stop.request_stop();
+        };
+    }
+    std::stop_token stop() const { return m_stop.get_token(); }
+
+private:
+    const platform::Interruption& m_interruption;
+    std::stop_source m_stop;
+    std::optional<Progress> m_progress;
 };
 
-/// Even numbers of pixels in the range that encoders share; none for everything else.
-std::optional<std::uint32_t> parseExtent(std::string_view text) {
-    std::uint32_t extent = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), extent);
-    const bool isNumber = error == std::errc() && end == text.data() + text.size();
-    return isNumber && extent >= 64 && extent <= 4096 && extent % 2 == 0 ? std::optional(extent)
-                                                                         : std::nullopt;
+/// What is left open is filled in by the kind of movie. The error is a usage error.
+platform::Result<starloom::VideoSettings> settingsFor(const VideoOptions& options) {
+    const auto codec =
+        platform::videoCodecFor(std::filesystem::path(options.output).extension().string());
+    if (!codec)
+        return platform::Error{options.output + ": videos are written as .mp4, .webm or .gif"};
+    const bool isGif = codec == platform::VideoCodec::GIF;
+    const std::string size = options.size.value_or(isGif ? gifSize : movieSize);
+    const double fps = options.fps.value_or(isGif ? gifFrames : movieFrames);
+    const PictureSize extent = SL42_TRY(parseMovieSize(size));
+    if (isGif && fps > platform::mostGifFrames)
+        return platform::Error{"a GIF shows no more than 50 frames a second"};
+    return starloom::VideoSettings{.length = options.seconds,
+                                   .frameRate = platform::FrameRate::nearest(fps),
+                                   .width = extent.width,
+                                   .height = extent.height};
 }
 
-std::optional<Size> parseSize(std::string_view text) {
-    const auto cross = text.find('x');
-    if (cross == text.npos)
-        return std::nullopt;
-    const auto width = parseExtent(text.substr(0, cross));
-    const auto height = parseExtent(text.substr(cross + 1));
-    return width && height ? std::optional(Size{*width, *height}) : std::nullopt;
-}
-
-platform::Result<void> writeVideo(starloom::OfflineConsole& console,
-                                  const starloom::VideoSettings& settings,
-                                  const std::string& output) {
-    const platform::Interruption interruption;
-    std::stop_source stop;
-    std::optional<Progress> progress;
-    const auto update = [&](std::uint32_t done, std::uint32_t total) {
-        if (!progress)
-            progress.emplace("frames", total);
-        progress->update(done);
-        if (interruption.requested())
-            stop.request_stop();
-    };
-    return exportVideo(console, settings, output, update, stop.get_token());
-}
-
-ExitStatus video(const VideoOptions& options, const Session& session) {
-    if (std::filesystem::path(options.output).extension() != ".mp4")
-        return fail(options.output + ": videos are written as .mp4");
-    const auto size = parseSize(options.size);
-    if (!size)
-        return fail(options.size + ": sizes are written as 1920x1080, in even numbers from 64 to "
-                                   "4096");
+ExitStatus videoOfProgram(const VideoOptions& options, const starloom::VideoSettings& settings,
+                          const Session& session) {
     const auto console = openConsole(options.file, session, options.timeLimit);
     if (!console)
         return ExitStatus::Failure;
-    const auto written = writeVideo(*console,
-                                    {.length = options.seconds,
-                                     .frameRate = platform::FrameRate::nearest(options.fps),
-                                     .width = size->width,
-                                     .height = size->height},
-                                    options.output);
-    return written ? ExitStatus::Success : fail(written.error().message);
+    const double length =
+        settings.length > 0 ? settings.length : console->engine().machine().audioSpec.duration();
+    auto input = options.input.read(length);
+    if (!input)
+        return fail(input.error().message);
+    console->setInput(*std::move(input));
+    return interruptible([&](const platform::Interruption& interruption) {
+        VideoWatch watch(interruption);
+        return exportVideo(*console, settings, options.output, watch.progress(), watch.stop());
+    });
+}
+
+ExitStatus videoOfPerformance(const VideoOptions& options, const starloom::VideoSettings& settings,
+                              const Session& session) {
+    auto performance = starloom::PerformanceReader::open(options.performance);
+    if (!performance)
+        return fail(performance.error().message);
+    const auto device = openDevice(session, options.timeLimit);
+    if (!device)
+        return ExitStatus::Failure;
+    return interruptible([&](const platform::Interruption& interruption) -> platform::Result<void> {
+        VideoWatch watch(interruption);
+        starloom::PerformanceReplay replay(device, performance->title(), session.listener());
+        const auto faults = SL42_TRY(exportPerformance(
+            replay, *performance, settings, options.output, watch.progress(), watch.stop()));
+        for (const auto& fault : {faults.damage, faults.program})
+            if (fault)
+                warn(*fault);
+        return {};
+    });
+}
+
+ExitStatus video(VideoOptions& options, const Session& session) {
+    if (options.file.empty() == options.performance.empty())
+        throw CLI::RequiredError("Either FILE or --performance");
+    if (options.output.empty() && options.performance.empty())
+        throw CLI::RequiredError("--output");
+    if (options.output.empty())
+        options.output = std::filesystem::path(options.performance).replace_extension(".mp4");
+    const auto settings = settingsFor(options);
+    if (!settings)
+        return fail(settings.error().message);
+    return options.file.empty() ? videoOfPerformance(options, *settings, session)
+                                : videoOfProgram(options, *settings, session);
 }
 
 } // namespace
@@ -88,15 +132,23 @@ ExitStatus video(const VideoOptions& options, const Session& session) {
 void addVideo(CLI::App& app, Session& session) {
     const auto options = std::make_shared<VideoOptions>();
     auto* command = app.add_subcommand("video", "Save what a program shows and plays as a movie");
-    command->add_option("FILE", options->file, sourceHelp)->required();
-    command->add_option("-o,--output", options->output, "Movie to write: .mp4")->required();
-    command->add_option("--seconds", options->seconds, "Length; once through the song if not given")
+    command->add_option("FILE", options->file, sourceHelp);
+    command->add_option("--performance", options->performance,
+                        "A recorded performance instead of a program: all that was saved and "
+                        "played, drawn anew frame by frame");
+    command->add_option("-o,--output", options->output,
+                        "Movie to write: .mp4, .webm, or .gif, which loops and has no sound. Must "
+                        "be given, unless it is the .mp4 beside a performance");
+    command
+        ->add_option("--seconds", options->seconds,
+                     "Length; once through the song, or the whole performance, if not given")
         ->check(CLI::Range(0.001, 1e6));
-    command->add_option("--fps", options->fps, "Frames per second")
-        ->check(CLI::Range(1.0, 240.0))
-        ->capture_default_str();
-    command->add_option("--size", options->size, "Width and height of the movie in pixels")
-        ->capture_default_str();
+    command->add_option("--fps", options->fps, "Frames per second; 60 if not given, 25 of a GIF")
+        ->check(CLI::Range(1.0, 240.0));
+    command->add_option("--size", options->size,
+                        "Width and height of the movie in pixels; 1920x1080 if not given, 480x270 "
+                        "of a GIF");
+    options->input.addTo(*command);
     command->add_option("--time-limit", options->timeLimit, "Seconds that one frame may take")
         ->check(CLI::Range(0.001, 86400.0))
         ->capture_default_str();

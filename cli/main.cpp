@@ -5,8 +5,11 @@
 #include "cli/Command.h"
 
 #include "gpu/Device.h"
+#include "platform/audio/SDLAudioThread.h"
 
+#include <chrono>
 #include <iostream>
+#include <thread>
 
 namespace {
 
@@ -17,9 +20,35 @@ int finish(cli::ExitStatus status) {
     return static_cast<int>(status);
 }
 
-std::string version(bool isVerbose) {
+/// Of the widest vectors, in bits.
+int vectorWidth() {
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512f"))
+        return 512;
+    if (__builtin_cpu_supports("avx2"))
+        return 256;
+#endif
+    return 128;
+}
+
+std::string soundInputs() {
+    using namespace std::chrono_literals;
+    platform::SDLAudioThread thread;
+    std::this_thread::sleep_for(500ms); // until the thread has asked the system
+    std::string names;
+    for (const std::string& name : thread.captureDevices())
+        names += (names.empty() ? "" : ", ") + name;
+    return names.empty() ? "none" : names;
+}
+
+std::string version(const cli::Session& session) {
     const std::string line = "Starloom 42 " SL42_VERSION;
-    return isVerbose ? line + '\n' + gpu::Device::describeSandbox() : line;
+    if (!session.isVerbose)
+        return line;
+    const auto device = session.openDevice();
+    return line + '\n' + gpu::Device::describeSandbox() +
+           "\ndevice: " + (device ? device->name() : "none") + ", vectors of " +
+           std::to_string(vectorWidth()) + " bits\nsound inputs: " + soundInputs();
 }
 
 } // namespace
@@ -28,10 +57,11 @@ int main(int argc, char** argv) {
     CLI::App app("Opens the fantasy console Starloom 42, or runs its programs without a window.",
                  "starloom");
     cli::Session session;
-    bool isVerbose = false;
-    app.add_flag("--verbose", isVerbose,
-                 "With --version: also try how well programs are locked in");
-    app.set_version_flag("--version", [&isVerbose] { return version(isVerbose); });
+    app.add_flag(
+        "--verbose", session.isVerbose,
+        "Print what the console reports while it works, to standard error; with --version: "
+        "how well programs are locked in, what they run on, and the sound inputs");
+    app.set_version_flag("--version", [&session] { return version(session); });
     app.add_option("--device", session.deviceName, "Where programs run: host, the processor")
         ->check(CLI::IsMember({"host"}));
     app.fallthrough(); // options of the whole may also stand after the subcommand
