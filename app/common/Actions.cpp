@@ -60,6 +60,7 @@ Actions::Actions(QWidget& window)
       recordShow(makeSwitch(window, "Record S&how", keys("F9"))),
       saveLast(make(window, "Save the &Last 15 Seconds", keys("Ctrl+F9"))),
       keepLast(makeSwitch(window, "&Keep the Last 15 Seconds")),
+      recordPerformance(makeSwitch(window, "Record Per&formance", keys("Shift+F9"))),
       close(make(window, "&Close", keys("Ctrl+W"))),
       quit(make(window, "&Quit", keys("Ctrl+Q"))),
       play(makeSwitch(window, "&Play", keys("Ctrl+P"))),
@@ -104,7 +105,7 @@ void Actions::addMenus(QMenuBar& bar, const Submenus& submenus,
     QMenu& file = addMenu(bar, "&File",
                           {newDocument, open, nullptr, save, saveAs, savePacked, nullptr,
                            exportPicture, exportSong, exportVideo, nullptr, savePicture, recordShow,
-                           saveLast, keepLast, nullptr, close, quit});
+                           saveLast, keepLast, recordPerformance, nullptr, close, quit});
     file.insertMenu(file.actions().at(2), &submenus.recentFiles);
     addMenu(bar, "&Program",
             {play, reset, runAgain, nullptr, edit, reloadOnEveryWrite, nullptr, olderText,

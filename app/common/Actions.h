@@ -26,7 +26,7 @@ struct Actions {
 
     QAction *newDocument, *open, *save, *saveAs, *savePacked;
     QAction *exportPicture, *exportSong, *exportVideo;
-    QAction *savePicture, *recordShow, *saveLast, *keepLast;
+    QAction *savePicture, *recordShow, *saveLast, *keepLast, *recordPerformance;
     QAction *close, *quit;
     QAction *play, *reset, *runAgain, *edit, *reloadOnEveryWrite, *olderText, *newerText,
         *showError;

@@ -51,6 +51,7 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised&
     m_history = std::make_unique<HistoryCommands>(m_console, m_stage->notices(), m_actions);
     m_quickCapture = std::make_unique<QuickCapture>(
         QuickCapture::Parts{m_console, m_settings, m_stage->notices()}, m_actions);
+    m_performance = std::make_unique<PerformanceCommands>(m_console, m_stage->notices(), m_actions);
     m_fullScreen = std::make_unique<FullScreen>(*this, m_console.view(), m_settings, m_actions);
     m_overlay = std::make_unique<OverlayCommands>(
         OverlayCommands::Parts{m_console, m_settings, m_stage->notices(), [this] { openPicker(); }},
@@ -360,6 +361,7 @@ void ConsoleWindow::present() {
 void ConsoleWindow::settleFiles() {
     m_exports->abandon();
     m_quickCapture.reset();
+    m_performance.reset();
 }
 
 void ConsoleWindow::bequeath() {

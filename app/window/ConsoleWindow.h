@@ -22,6 +22,7 @@
 #include "app/window/HelpWindow.h"
 #include "app/window/HistoryCommands.h"
 #include "app/window/OverlayCommands.h"
+#include "app/window/PerformanceCommands.h"
 #include "app/window/PerformerWindow.h"
 #include "app/window/QuickCapture.h"
 #include "platform/process/Supervision.h"
@@ -106,6 +107,7 @@ private:
     std::unique_ptr<Exports> m_exports;
     std::unique_ptr<HistoryCommands> m_history;
     std::unique_ptr<QuickCapture> m_quickCapture;
+    std::unique_ptr<PerformanceCommands> m_performance;
     std::unique_ptr<FullScreen> m_fullScreen;
     std::unique_ptr<OverlayCommands> m_overlay;
     PerformerWindow* m_performer = nullptr; ///< the window's child

@@ -209,9 +209,19 @@ std::vector<Row> WindowActions::recordingRows() {
                    text.contains(part) && text.endsWith(ending) && QFileInfo(file).size() > 100;
         };
     };
+    const auto recordsPerformance = [this] {
+        std::string found;
+        for (const std::string& name : ::tests::namesIn(file("home/Videos/Starloom 42")))
+            if (name.ends_with(".performance"))
+                found = file("home/Videos/Starloom 42/") + name;
+        return action("Record Performance").isChecked() && fs::exists(found) &&
+               fs::file_size(found) > 1000;
+    };
     return {
         {"Save Picture Now", saved("Pictures/Starloom 42/", "/a 20", ".png")},
         {"Record Show", isMarked},
+        {"Record Performance", recordsPerformance,
+         [this] { fs::create_directories(file("home/Videos/Starloom 42")); }},
         {"Keep the Last 15 Seconds", [] { return Settings().keepLast.get(); }},
         {"Save the Last 15 Seconds", saved("Videos/Starloom 42/", "/a last 20", ".mp4"),
          [this] {
