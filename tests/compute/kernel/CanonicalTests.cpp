@@ -12,12 +12,11 @@
 #include "tests/compute/kernel/ProgramText.h"
 
 #include <gtest/gtest.h>
-#include <llvm/IR/Verifier.h>
-#include <llvm/Support/raw_ostream.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <ctime>
 #include <filesystem>
 #include <limits>
 #include <string>
@@ -132,14 +131,21 @@ Program makeLong(unsigned count) {
                                      "ret void");
 }
 
+/// Of this thread, so that a busy machine does not matter.
+std::clock_t processorTime() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return time.tv_sec * 1'000'000 + time.tv_nsec / 1000;
+}
+
 TEST_F(CanonicalTests, TimeGrowsWithTheProgramAndNoFaster) {
     const auto fastest = [](unsigned count) {
         const Program program = makeLong(count);
-        double best = std::numeric_limits<double>::max();
+        auto best = std::numeric_limits<std::clock_t>::max();
         for (int i = 0; i < 5; ++i) {
-            auto kernel = canonicalise(program, {});
-            EXPECT_TRUE(kernel);
-            best = std::min(best, kernel->optimiserMilliseconds);
+            const auto start = processorTime();
+            EXPECT_TRUE(canonicalise(program, {}));
+            best = std::min(best, processorTime() - start);
         }
         return best;
     };
