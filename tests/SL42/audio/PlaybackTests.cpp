@@ -67,6 +67,8 @@ public:
     std::uint32_t deviceIdentifier() const override { return 7; }
     platform::Seconds outputLatency() const override { return platform::Seconds(0.0625); }
     void setOutputVolume(float) override {}
+    std::int64_t time() override { return 0; }
+    std::shared_ptr<platform::SoundTap> tap() override { return nullptr; }
 
     PlayerRecords players;
     bool broken = false;
@@ -86,6 +88,8 @@ public:
     std::uint32_t deviceIdentifier() const override { return 1; }
     platform::Seconds outputLatency() const override { return platform::Seconds(0); }
     void setOutputVolume(float volume) override { mixer.setOutputVolume(volume); }
+    std::int64_t time() override { return 0; }
+    std::shared_ptr<platform::SoundTap> tap() override { return nullptr; }
     std::vector<float> block() {
         std::vector<float> samples(2048);
         mixer.render(samples);
