@@ -5,6 +5,7 @@
 // compiler, the packed form. A text in which findBadMusic() finds nothing must not stop the
 // console.
 #include "SL42/builder/Assembly.h"
+#include "SL42/builder/EntrySpelling.h"
 #include "SL42/builder/Preprocessor.h"
 #include "SL42/document/Minifier.h"
 #include "fuzz/Fuzzing.h"
@@ -27,6 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                           "a song is accepted that cannot be played");
         });
     fuzz::require(foundBad == bad.has_value(), "a song that cannot be played is overlooked");
+    const std::string warnings = starloom::entrySpellingWarnings(source, result, 671);
+    fuzz::require(warnings.size() < 1000, "a warning is longer than its line");
     const std::string program = starloom::assembleProgram(source, result);
     fuzz::require(program.find(source) != program.npos, "the program is not what is compiled");
     fuzz::require(starloom::minify(source).size() <= source.size() + 1,

@@ -73,7 +73,8 @@ std::optional<Head> headAt(std::string_view line, std::size_t at, std::string_vi
     head.name = written;
     const auto begin = static_cast<std::size_t>(type.data() - line.data());
     head.column = begin + 1;
-    head.text = line.substr(begin, open - begin);
+    constexpr std::size_t longest = 60; // as a quotation
+    head.text = open - begin <= longest ? line.substr(begin, open - begin) : written;
     std::size_t inside = skipBlanks(line, open + 1);
     if (line.substr(inside).starts_with("void"))
         inside = skipBlanks(line, inside + 4);

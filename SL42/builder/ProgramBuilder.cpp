@@ -68,14 +68,13 @@ bool ProgramBuilder::refuse(const std::string& source) {
 }
 
 void ProgramBuilder::publish(const std::string& source, std::string log, std::string warnings) {
-    m_anchor.async(
-        [this, source = source, log = warnings + log, warnings = std::move(warnings)]() mutable {
-            m_warnings.set(std::move(warnings));
-            m_error.set(log);
-            m_log.line("Error: " + log);
-            m_hasError.set(log.find("failed") != log.npos);
-            m_client.published(source, m_hasError.get());
-        });
+    m_anchor.async([this, source = source, log = std::move(log), warnings = std::move(warnings)] {
+        m_warnings.set(warnings);
+        m_error.set(warnings + log);
+        m_log.line("Error: " + warnings + log);
+        m_hasError.set(log.find("failed") != log.npos); // whatever a warning quotes
+        m_client.published(source, m_hasError.get());
+    });
 }
 
 } // namespace starloom

@@ -34,6 +34,13 @@ TEST_F(CompileTest, LogsEveryOutcome) {
          {},
          "Compiling CPU...\nDone.\nCompiling video...\nDone.\nCompiling audio...\nDone.\n",
          false},
+        // What a warning quotes is no failure.
+        {"void cpu() {}\nfailed fx () {}",
+         {},
+         "program_source:673:1: warning: line 2: \"failed fx (\" is not spelt as an entry "
+         "function: if "
+         "it is meant to be one, write exactly \"void fx()\"\nCompiling CPU...\nDone.\n",
+         false},
         {"#error\ncpu() fx()\n sfx()",
          {},
          "Compiling CPU...\n" + failed + "Compiling video...\n" + failed + "Compiling audio...\n" +
