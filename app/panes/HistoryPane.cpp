@@ -105,14 +105,23 @@ void HistoryPane::fill() {
     compare();
 }
 
-QListWidgetItem* HistoryPane::makeItem(const HistoryEntry& entry) const {
-    auto* item = new QListWidgetItem(timeOf(entry) + "\n" + stateOf(entry));
+// Decoding hundreds of pictures takes longer than a frame, so it is done once for each.
+QIcon HistoryPane::iconOf(const HistoryEntry& entry) {
+    if (const auto known = m_icons.find(entry.time); known != m_icons.end())
+        return known->second;
     QPixmap picture(pictureSize);
     picture.fill(Qt::black);
     if (QPixmap kept; kept.loadFromData(reinterpret_cast<const uchar*>(entry.picture.data()),
-                                        static_cast<uint>(entry.picture.size()), "PNG"))
+                                        static_cast<uint>(entry.picture.size()), "PNG")) {
         picture = kept.scaled(pictureSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    item->setIcon(picture);
+        m_icons[entry.time] = picture;
+    }
+    return picture;
+}
+
+QListWidgetItem* HistoryPane::makeItem(const HistoryEntry& entry) {
+    auto* item = new QListWidgetItem(timeOf(entry) + "\n" + stateOf(entry));
+    item->setIcon(iconOf(entry));
     item->setData(numberRole, QVariant::fromValue(qulonglong{entry.number}));
     if (entry.number == m_history.current()) {
         QFont font = m_list->font();

@@ -7,6 +7,7 @@
 #include "SL42/console/SL42.h"
 #include "SL42/document/History.h"
 
+#include <QIcon>
 #include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
@@ -15,6 +16,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <vector>
 
 namespace app {
@@ -37,12 +39,14 @@ protected:
 
 private:
     void fill();
-    QListWidgetItem* makeItem(const starloom::HistoryEntry& entry) const;
+    QListWidgetItem* makeItem(const starloom::HistoryEntry& entry);
+    QIcon iconOf(const starloom::HistoryEntry& entry);
     void compare();
 
     const starloom::SL42& m_console;
     const starloom::History& m_history;
     std::vector<starloom::HistoryEntry> m_entries;
+    std::map<std::chrono::system_clock::time_point, QIcon> m_icons; ///< of those with a picture
     QListWidget* m_list;
     QPlainTextEdit* m_comparison;
     QTimer m_timer;
