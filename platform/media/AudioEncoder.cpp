@@ -21,16 +21,13 @@ constexpr float codableLimit = 8; // 18 dB above full scale
 /// Of formats that do not ask for a length of their own.
 constexpr int anyBlockLength = 4096;
 
-// The encoders for Opus and Vorbis that FFmpeg brings itself are unfinished; the libraries' are
-// named.
+// The encoder for Opus that FFmpeg brings itself is unfinished.
 const AVCodec* findEncoder(AudioCodec codec) {
     switch (codec) {
     case AudioCodec::AAC:
         return avcodec_find_encoder(AV_CODEC_ID_AAC);
     case AudioCodec::Opus:
         return avcodec_find_encoder_by_name("libopus");
-    case AudioCodec::Vorbis:
-        return avcodec_find_encoder_by_name("libvorbis");
     case AudioCodec::Float32:
         return avcodec_find_encoder(AV_CODEC_ID_PCM_F32LE);
     }
@@ -47,8 +44,7 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, AudioCodec
     context->sample_rate = sampleRate;
     context->time_base = {1, sampleRate};
     av_channel_layout_default(&context->ch_layout, stereo);
-    const bool isPlanar = codec == AudioCodec::AAC || codec == AudioCodec::Vorbis;
-    context->sample_fmt = isPlanar ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
+    context->sample_fmt = codec == AudioCodec::AAC ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
     context->bit_rate = codec == AudioCodec::Float32 ? 0 : bitRate;
     if (sink.wantsGlobalHeader())
         context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -77,10 +73,6 @@ float codable(float sample) {
 }
 
 } // namespace
-
-AudioCodec bestWebMSound() {
-    return findEncoder(AudioCodec::Opus) ? AudioCodec::Opus : AudioCodec::Vorbis;
-}
 
 Result<AudioEncoder> AudioEncoder::create(PacketSink& sink, AudioCodec codec) {
     auto context = SL42_TRY(openEncoder(sink, codec));

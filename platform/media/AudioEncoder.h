@@ -13,13 +13,10 @@
 
 namespace platform {
 
-/// AAC is the low-complexity profile; it and Opus have 256 kbit/s, Vorbis a similar quality. Values
-/// that these cannot code are written as silence (not a number) or at a limit (18 dB above full
-/// scale). Floats keep every bit.
-enum class AudioCodec { AAC, Opus, Vorbis, Float32 };
-
-/// What goes with the video of WebM files.
-AudioCodec bestWebMSound();
+/// AAC is the low-complexity profile; it and Opus have 256 kbit/s. Values that these cannot code
+/// are written as silence (not a number) or at a limit (18 dB above full scale). Floats keep every
+/// bit.
+enum class AudioCodec { AAC, Opus, Float32 };
 
 /// Movable.
 class AudioEncoder {

@@ -27,8 +27,6 @@ std::optional<VideoCodec> videoCodecFor(std::string_view ending) {
         return VideoCodec::GIF;
     if (ending == ".webm" && avcodec_find_encoder_by_name("libvpx-vp9"))
         return VideoCodec::VP9;
-    if (ending == ".webm" && avcodec_find_encoder_by_name("libvpx"))
-        return VideoCodec::VP8;
     return std::nullopt;
 }
 

@@ -29,9 +29,9 @@ struct FrameRate {
 };
 
 /// How frames are coded, which also says what file they come in: MPEG-4 with AAC sound, WebM with
-/// Opus (or Vorbis), or a GIF, which loops, has no sound and holds 256 colours a frame. MPEG-4
-/// Part 2 and VP8 are for machines whose libraries come without an encoder for H.264 or VP9.
-enum class VideoCodec { H264, MPEG4, VP9, VP8, GIF };
+/// Opus, or a GIF, which loops, has no sound and holds 256 colours a frame. MPEG-4 Part 2 is for
+/// machines whose libraries come without an encoder for H.264.
+enum class VideoCodec { H264, MPEG4, VP9, GIF };
 
 /// What goes into files with that ending (".mp4", ".webm", ".gif"), as good as this machine can
 /// code it. None for other endings, and where there is no encoder.

@@ -29,8 +29,7 @@ static Container containerOf(VideoCodec codec) {
     case VideoCodec::MPEG4:
         return {"mp4", AudioCodec::AAC};
     case VideoCodec::VP9:
-    case VideoCodec::VP8:
-        return {"webm", bestWebMSound()};
+        return {"webm", AudioCodec::Opus};
     case VideoCodec::GIF:
         break;
     }

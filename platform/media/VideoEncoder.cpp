@@ -17,8 +17,6 @@ namespace {
 constexpr const char* h264Quality = "18"; // of 51
 constexpr int mpeg4Quality = 2;           // of 31
 constexpr const char* vp9Quality = "18";  // of 63
-constexpr const char* vp8Quality = "6";   // of 63, on a scale of its own
-constexpr std::int64_t vp8MostBits = 60'000'000;
 
 /// Seconds between frames that a player can jump to.
 constexpr int jumpInterval = 2;
@@ -41,7 +39,7 @@ void describeColours(AVCodecContext& context) {
 
 // Speed is bought with size, not with quality: the fastest settings of x264 need half again the
 // bytes of slower ones for pictures that are as good, and a quarter of their time. Those for VP9
-// and VP8 are meant for live pictures.
+// are meant for live pictures.
 void setQuality(AVCodecContext& context, VideoCodec codec, EncodingEffort effort) {
     const bool live = effort == EncodingEffort::Live;
     const auto set = [&context](const char* option, const char* value) {
@@ -62,11 +60,10 @@ void setQuality(AVCodecContext& context, VideoCodec codec, EncodingEffort effort
         context.global_quality = FF_QP2LAMBDA * mpeg4Quality;
         return;
     case VideoCodec::VP9:
-    case VideoCodec::VP8:
         set("deadline", "realtime");
         set("cpu-used", "8");
-        set("crf", codec == VideoCodec::VP9 ? vp9Quality : vp8Quality);
-        context.bit_rate = codec == VideoCodec::VP9 ? 0 : vp8MostBits;
+        set("crf", vp9Quality);
+        context.bit_rate = 0; // the quality alone decides
         set("row-mt", "1");
         set("tile-columns", "2");
         return;
@@ -83,8 +80,6 @@ const AVCodec* findEncoder(VideoCodec codec) {
         return avcodec_find_encoder(AV_CODEC_ID_MPEG4);
     case VideoCodec::VP9:
         return avcodec_find_encoder_by_name("libvpx-vp9");
-    case VideoCodec::VP8:
-        return avcodec_find_encoder_by_name("libvpx");
     case VideoCodec::GIF:
         break;
     }

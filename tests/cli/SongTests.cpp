@@ -37,7 +37,8 @@ TEST(Song, IsWrittenWholeInBothFormats) {
         SCOPED_TRACE(name);
         const Outcome run = runStarloom({"song", "-", "-o", scratch.path(name)}, tone);
         ASSERT_EQ(run.status, 0) << run.err;
-        EXPECT_EQ(run.out + run.err, "");
+        EXPECT_EQ(run.err, "");
+        EXPECT_TRUE(run.out.starts_with("peak -6.0 dBFS, loudness -")) << run.out;
         const auto sound = readSound(scratch.path(name));
         ASSERT_TRUE(sound) << sound.error().message;
         EXPECT_EQ(sound->duration, 72'000); // six beats of a quarter of a second
@@ -46,6 +47,18 @@ TEST(Song, IsWrittenWholeInBothFormats) {
         EXPECT_NEAR(mean(sound->channels[1]), 0.25, 0.01);
     }
     EXPECT_EQ(scratch.names(), (std::vector<std::string>{"song.m4a", "song.wav"}));
+}
+
+TEST(Song, WarnsOfClipping) {
+    const ScratchFolder scratch;
+    const Outcome run = runStarloom({"song", "-", "-o", scratch.path("song.wav")},
+                                    "int4 music = {240, 2, 3, 1};\n"
+                                    "float2 sfx() { return sample >= 24000 ? -2 : 0; }\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err,
+              "starloom: warning: the song clips: 48000 samples lie beyond full scale, the "
+              "first after 0.500 s\n");
+    EXPECT_TRUE(run.out.starts_with("peak 6.0 dBFS")) << run.out;
 }
 
 /// How loud a quarter of a second is, and how often it crosses zero, which tells low from high.

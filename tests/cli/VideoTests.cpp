@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // `starloom video`: the movie, played back.
+#include "SL42/performance/PerformanceRecorder.h"
 #include "platform/image/DisplayColours.h"
 #include "platform/image/Png.h"
 #include "tests/cli/RunStarloom.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <span>
 #include <thread>
 
 namespace cli::tests {
@@ -130,10 +132,80 @@ TEST_F(Video, LeavesNothingBehindWhenItIsInterrupted) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(50));
             starloom.signal(SIGINT);
         });
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, "starloom: cancelled\n");
+    EXPECT_EQ(run.status, -SIGINT);
+    EXPECT_EQ(run.err, "") << "it was wanted";
     EXPECT_EQ(scratch.names(), std::vector<std::string>{"movie.mp4"});
     EXPECT_EQ(contentsOf(movie), "the old one");
+}
+
+TEST_F(Video, HearsAndFeelsWhatFilesSay) {
+    constexpr const char* listening =
+        "void fx() { cls(float4(fft(20, Smoothed), keydown('a'), mousepos().x / 960, 1)); }";
+    const std::string sound = scratch.path("sound.wav");
+    ASSERT_EQ(runStarloom({"song", "-", "-o", sound}, program).status, 0);
+    const std::string script =
+        scratch.file("script.jsonl", "{\"frame\": 3, \"press\": \"a\", \"mouse\": [960, 9]}\n");
+    std::vector<std::string> arguments{"video",   "-",     "-o",      movie,    "--seconds",
+                                       "0.4",     "--fps", "20",      "--size", "64x64",
+                                       "--audio", sound,   "--input", script};
+    ASSERT_EQ(runStarloom(arguments, listening).status, 0);
+    const auto video = readVideo(movie).value();
+    const auto seen = [&](std::size_t frame) {
+        return channelsOf(video.frames.at(frame).pixels[32 * 64 + 32]);
+    };
+    EXPECT_LT(seen(0)[0] + seen(0)[1] + seen(0)[2], 30);
+    EXPECT_GT(seen(7)[0], 60);
+    EXPECT_LT(seen(2)[1], 30);
+    EXPECT_GT(seen(3)[1], 180);
+    EXPECT_GT(seen(3)[2], 180);
+    const std::string first = contentsOf(movie);
+    ASSERT_EQ(runStarloom(arguments, listening).status, 0);
+    EXPECT_TRUE(contentsOf(movie) == first) << "the same command gives the same bytes";
+
+    scratch.file("script.jsonl", "\n{\"frame\": 1, \"press\": \"Hyper\"}\n");
+    const Outcome wrong = runStarloom(arguments, listening);
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_EQ(wrong.err, "starloom: " + script + ":2: there is no key \"Hyper\"\n");
+    EXPECT_TRUE(contentsOf(movie) == first);
+}
+
+TEST_F(Video, DrawsAPerformanceAnew) {
+    const std::string path = scratch.path("show.perf");
+    {
+        auto recorder = starloom::PerformanceRecorder::start(path, "show");
+        ASSERT_TRUE(recorder) << recorder.error().message;
+        for (std::size_t number = 0; number < 12; ++number) { // ten a second
+            starloom::PerformanceFrame frame{.clock = static_cast<double>(number) / 10};
+            frame.songPlays = true;
+            if (number == 0)
+                frame.program = "void fx() { cls(float4(keydown('a'), 0, 0, 1)); }";
+            if (number == 6)
+                frame.program = std::string(program) + "void cpu() {}";
+            frame.state.keyboard.state['a'] = number >= 3;
+            (*recorder)->note(frame);
+        }
+    } // and nobody has stopped it
+    const Outcome run =
+        runStarloom({"video", "--performance", path, "--fps", "20", "--size", "128x72"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "starloom: warning: " + path +
+                           ": The performance is cut off after 1.10 s; what comes later is left "
+                           "out\n");
+    const auto video = readVideo(scratch.path("show.mp4")).value();
+    ASSERT_EQ(video.frames.size(), 23U) << "one for the last frame";
+    const auto red = [&](std::size_t frame) {
+        return channelsOf(video.frames.at(frame).pixels[36 * 128 + 64])[0];
+    };
+    EXPECT_LT(red(5), 30);
+    EXPECT_GT(red(6), 200) << "0.3 s";
+    const auto sound = readSound(scratch.path("show.mp4"));
+    ASSERT_TRUE(sound) << sound.error().message;
+    const auto peakOf = [&](std::size_t first) {
+        const auto samples = std::span(sound->channels[0]).subspan(first, 4800);
+        return std::abs(*std::ranges::max_element(samples));
+    };
+    EXPECT_LT(peakOf(9600), 0.02F);
+    EXPECT_GT(peakOf(36'000), 0.3F) << "the song of the second program";
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "tests/Program.h"
 #include "tests/ScratchFolder.h"
 
+#include <cmath>
 #include <complex>
 #include <cstring>
 #include <map>
@@ -27,14 +28,17 @@ Result<std::string> outputOf(const Words& words) {
 /// What a player knows of a track before it plays it, by name.
 using Track = std::map<std::string, std::string>;
 
-/// `kind` is ffprobe's name for the first track of a kind.
+/// `kind` is ffprobe's name for the first track of a kind. What the file does not say of the track
+/// it may say of the whole.
 Result<Track> probe(const std::string& path, const std::string& kind) {
-    std::istringstream lines(SL42_TRY(outputOf({"ffprobe", "-v", "error", "-select_streams", kind,
-                                                "-show_streams", "-of", "default=nw=1", path})));
+    std::istringstream lines(
+        SL42_TRY(outputOf({"ffprobe", "-v", "error", "-select_streams", kind, "-show_streams",
+                           "-show_format", "-of", "default=nw=1", path})));
     Track track;
     for (std::string name, value; std::getline(lines, name, '=') && std::getline(lines, value);)
-        track[name] = value;
-    if (track.empty())
+        if (value != "N/A")
+            track.emplace(name, value);
+    if (!track.contains("codec_name"))
         return Error{"no such track in " + path};
     return track;
 }
@@ -58,10 +62,10 @@ Result<DecodedSound> readSound(const std::string& path) {
                        .sampleRate = std::stoi(track["sample_rate"]),
                        .channelCount = std::stoi(track["channels"]),
                        .bitRate = std::stoll(track["bit_rate"]),
-                       .duration = std::stoll(track["duration_ts"]),
+                       .duration = std::llround(std::stod(track["duration"]) * 48000),
                        .channels = {}};
     // The last block may be longer than the track.
-    const std::string cut = "atrim=end_sample=" + track["duration_ts"];
+    const std::string cut = "atrim=end_sample=" + std::to_string(sound.duration);
     const auto samples =
         SL42_TRY(decode<float>(path, {"-map", "0:a:0", "-af", cut, "-f", "f32le"}));
     for (std::size_t i = 0; i < samples.size(); ++i)
