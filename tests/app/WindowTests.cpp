@@ -181,6 +181,21 @@ TEST_F(WindowTest, OtherDocumentsEndWithoutATrace) {
     EXPECT_TRUE(desktop.shows(black));
 }
 
+// Whoever starts the console from the desktop's menu sees no terminal.
+TEST_F(WindowTest, SaysWhatCannotBeOpened) {
+    for (const auto& [name, contents] :
+         {std::pair("empty.sl42", ""), {"binary.metal", "\xff\xfe"}, {"none.metal", nullptr}}) {
+        const std::string file = contents ? files.file(name, contents) : files.path(name);
+        ConsoleProcess opened(desktop, {file});
+        ASSERT_TRUE(eventually([&] { return desktop.hasWindow(opened.id(), "^Starloom 42$"); }))
+            << opened.output();
+        desktop.focus(opened.id(), "^Starloom 42$");
+        desktop.press("Return");
+        EXPECT_EQ(opened.wait(), 1);
+        EXPECT_NE(opened.output().find(file + ": "), std::string::npos) << opened.output();
+    }
+}
+
 TEST_F(WindowTest, ADocumentThatCrashesTakesNobodyWithIt) {
     start(files.file("calm.metal", whiteProgram), white);
 

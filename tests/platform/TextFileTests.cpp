@@ -12,6 +12,8 @@ TEST(TextFile, IsReadWholeOrRefused) {
     const tests::ScratchFolder folder;
     for (const std::string_view text : {"", "void fx() {}\r\n", "\xC3\xA4\0\xE2\x82\xAC"})
         EXPECT_EQ(readTextFile(folder.file("text", text)).value(), text);
+    EXPECT_EQ(readTextFile(folder.file("text", "\xEF\xBB\xBFvoid fx() {}")).value(),
+              "void fx() {}");
     const auto errorOf = [](const std::string& path) { return readTextFile(path).error().message; };
     EXPECT_EQ(errorOf(folder.path("none")), folder.path("none") + ": No such file or directory");
     EXPECT_FALSE(readTextFile(folder.path("")));

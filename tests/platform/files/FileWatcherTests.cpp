@@ -28,10 +28,10 @@ class FileWatcherTest : public testing::Test {
 protected:
     static constexpr milliseconds latency{300}; // long, so that a busy machine does not matter
 
-    void watch(const std::string& file) {
-        auto made = FileWatcher::watch(file, latency, queue, [this](auto events) {
-            batches.emplace_back(events.begin(), events.end());
-        });
+    void watch(const std::string& file, std::optional<Watching> watching = {}) {
+        auto made = FileWatcher::watch(
+            file, latency, queue,
+            [this](auto events) { batches.emplace_back(events.begin(), events.end()); }, watching);
         ASSERT_TRUE(made) << made.error().message;
         watcher = std::move(*made);
     }
@@ -96,6 +96,26 @@ TEST_F(FileWatcherTest, AFolderMayComeBack) {
     EXPECT_EQ(nextBatch(), (std::vector{Created, Modified, Written}));
     queue.waitAndRun(latency * 2);
     EXPECT_TRUE(batches.empty());
+}
+
+// As on a network folder, where the system hears nothing.
+TEST_F(FileWatcherTest, PollingSeesWhatHasBecomeOfTheFile) {
+    write(path);
+    watch(path, Watching::Polling);
+    write(folder.path("other"));
+    EXPECT_TRUE((queue.waitAndRun(3 * FileWatcher::pollInterval), batches.empty()));
+    fs::rename(folder.path("other"), path);
+    EXPECT_EQ(nextBatch(), std::vector{Unknown});
+    write(path); // in place
+    EXPECT_EQ(nextBatch(), std::vector{Unknown});
+    std::ofstream growing(path);
+    const auto start = Clock::now();
+    while (Clock::now() - start < 3 * FileWatcher::pollInterval) {
+        growing << "more" << std::flush;
+        queue.waitAndRun(milliseconds(50));
+    }
+    EXPECT_TRUE(batches.empty()) << "it is still being written";
+    EXPECT_EQ(nextBatch(), std::vector{Unknown});
 }
 
 TEST_F(FileWatcherTest, NothingComesOnceItIsGone) {
