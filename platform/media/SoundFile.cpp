@@ -6,6 +6,7 @@
 
 extern "C" {
 #include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
 
@@ -118,6 +119,8 @@ int SoundReader::prepare(const AVFrame& frame) {
                                    nullptr);
     av_channel_layout_uninit(&from);
     m_resampler.reset(resampler);
+    if (code >= 0) // channels are mixed so that nothing clips, as sound servers do
+        code = av_opt_set_double(resampler, "rematrix_maxval", 1, 0);
     if (code >= 0)
         code = swr_init(resampler);
     m_last->format = frame.format;

@@ -140,7 +140,7 @@ TEST_F(Video, LeavesNothingBehindWhenItIsInterrupted) {
 
 TEST_F(Video, HearsAndFeelsWhatFilesSay) {
     constexpr const char* listening =
-        "void fx() { cls(float4(fft(20, Smoothed), keydown('a'), mousepos().x / 960, 1)); }";
+        "void fx() { cls(float4(fft(8, Smoothed), keydown('a'), mousepos().x / 960, 1)); }";
     const std::string sound = scratch.path("sound.wav");
     ASSERT_EQ(runStarloom({"song", "-", "-o", sound}, program).status, 0);
     const std::string script =
