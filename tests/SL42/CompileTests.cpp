@@ -37,7 +37,7 @@ TEST_F(CompileTest, LogsEveryOutcome) {
         // What a warning quotes is no failure.
         {"void cpu() {}\nfailed fx () {}",
          {},
-         "program_source:673:1: warning: line 2: \"failed fx (\" is not spelt as an entry "
+         "program_source:673:1: warning: \"failed fx (\" is not spelt as an entry "
          "function: if "
          "it is meant to be one, write exactly \"void fx()\"\nCompiling CPU...\nDone.\n",
          false},
