@@ -42,16 +42,14 @@ void exportAAC(const platform::PCMBuffer* song, const platform::SavePanel& panel
         log.line("Failed to write audio export file: " + temporary.error().message);
         return;
     }
-    std::error_code ignored;
     const auto destination = panel("Drumwheel.m4a");
-    if (!destination) {
-        fs::remove_all(temporary->parent_path(), ignored);
+    if (!destination)
         return;
-    }
     if (const auto moved = platform::moveFile(temporary->string(), *destination); !moved) {
         log.line("Failed to move exported file: " + moved.error().message);
         return;
     }
+    std::error_code ignored;
     fs::remove(temporary->parent_path(), ignored);
 }
 

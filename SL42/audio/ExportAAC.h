@@ -12,9 +12,9 @@ namespace starloom {
 
 /// Writes the whole song once, as AAC, to the file temp.m4a in a new folder that only this user can
 /// enter, asks for a name and moves the file there. A file that already has that name is kept.
-/// Every failure is one line in `log` and ends it. Where the file cannot be moved, it stays where
-/// it was written, which the line says; without a name nothing stays. Null for `song` when there is
-/// none. Blocks until the dialog is closed.
+/// Every failure is one line in `log` and ends it. Without a name, or where the file cannot be
+/// moved, it stays where it was written. Null for `song` when there is none. Blocks until the
+/// dialog is closed.
 void exportAAC(const platform::PCMBuffer* song, const platform::SavePanel& panel,
                platform::Log& log);
 
