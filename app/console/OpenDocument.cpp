@@ -113,7 +113,8 @@ Result<void> OpenDocument::follow() {
     if (!isTextFile() || !fs::exists(m_file, gone))
         return {};
     // A recovered text is nowhere else, so what was saved meanwhile does not replace it by itself.
-    return followFile(m_known ? *m_known : SL42_TRY(platform::readTextFile(m_file)));
+    const std::string held = SL42_TRY(platform::readTextFile(m_file));
+    return followFile(!m_known || trimmed(held) == trimmed(*m_known) ? held : *m_known);
 }
 
 std::optional<UnseenText> OpenDocument::unseenText() const {

@@ -184,8 +184,8 @@ TEST_F(WindowTest, OtherDocumentsEndWithoutATrace) {
 // Whoever starts the console from the desktop's menu sees no terminal.
 TEST_F(WindowTest, SaysWhatCannotBeOpened) {
     for (const auto& [name, contents] :
-         {std::pair("empty.sl42", ""), {"binary.metal", "\xff\xfe"}, {"none.metal", nullptr}}) {
-        const std::string file = contents ? files.file(name, contents) : files.path(name);
+         {std::pair("empty.sl42", ""), {"binary.metal", "\xff\xfe"}}) {
+        const std::string file = files.file(name, contents);
         ConsoleProcess opened(desktop, {file});
         ASSERT_TRUE(eventually([&] { return desktop.hasWindow(opened.id(), "^Starloom 42$"); }))
             << opened.output();
