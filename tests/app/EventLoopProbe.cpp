@@ -6,9 +6,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
 #include <optional>
 #include <stdexcept>

@@ -3,7 +3,6 @@
 //
 // Code over the picture: another program's window and the console's own text, as the audience sees
 // them.
-#include "tests/app/EventLoopProbe.h"
 #include "tests/app/WindowFixture.h"
 #include "tests/platform/capture/x11/TestWindow.h"
 
@@ -11,7 +10,6 @@
 
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <thread>
 
 namespace app::tests {
@@ -60,14 +58,6 @@ TEST_F(OverlayTest, ShowsTheWindowThatIsPicked) {
     ASSERT_TRUE(window.resize(500, 420, 0));
     fill(window, 0xffffff);
     EXPECT_TRUE(desktop.shows(white));
-
-    EventLoopProbe probe(desktop.display(), "black.metal");
-    for (std::uint32_t i = 0; i < 200; ++i) {
-        fill(window, i % 2 * 0xffffff);
-        std::this_thread::sleep_for(milliseconds(10));
-    }
-    const Latencies latencies = probe.take();
-    std::cout << "While a window is captured: " << latencies << '\n';
 
     desktop.press("ctrl+l");
     EXPECT_TRUE(desktop.shows(black)) << "off";

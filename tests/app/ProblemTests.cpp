@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // What the performer is told: what is wrong and where, where the song stands, how loud it is.
+#include "app/panes/LogPosition.h"
 #include "app/panes/Performance.h"
 #include "app/panes/Problem.h"
 
@@ -42,6 +43,25 @@ TEST(Problems, ComeFromTheLogErrorsFirst) {
               (std::vector<Problem>{
                   {Severity::Error, std::nullopt, "Failed to create fx compute pipeline state"}}));
     EXPECT_TRUE(problemsIn("", "", 100, {}).empty());
+}
+
+TEST(LogPosition, LeadsFromTheLogToTheSource) {
+    const std::pair<const char*, std::optional<SourcePosition>> rows[] = {
+        {"program_source:672:5: error: no such thing", SourcePosition{1, 5}},
+        {"In file program_source:700:12", SourcePosition{29, 12}},
+        {"program_source:671:1: error: in the prelude", std::nullopt},
+        {"program_source:99999999999999:1: error", std::nullopt},
+        {"program_source:: error", std::nullopt},
+        {"program_source:700:x", std::nullopt},
+        {"", std::nullopt},
+        {"line 12: still in this loop after 2 s", SourcePosition{12, 1}},
+        {"line 0: nowhere", std::nullopt},
+        {"line 99999999999999: nowhere", std::nullopt},
+        {"line up", std::nullopt},
+        {"the line 12: quoted", std::nullopt},
+    };
+    for (const auto& [line, expected] : rows)
+        EXPECT_EQ(positionIn(line, 671), expected) << line;
 }
 
 TEST(Performance, TellsWhereTheSongStands) {

@@ -8,40 +8,17 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <optional>
-#include <sstream>
 #include <thread>
 
 namespace app::tests {
 namespace {
 
-namespace fs = std::filesystem;
-
 /// Longer than any answer takes on a busy machine, and shorter than anything that would freeze a
 /// window: what hangs is given two seconds, a song twenty, a compilation ten.
 constexpr double longestGap = 1000;
-
-/// A process of that name among the descendants of another; 0 when there is none.
-pid_t descendant(pid_t ancestor, const std::string& name) {
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-        std::istringstream fields(::tests::contentsOf(entry.path() / "stat"));
-        pid_t process = 0;
-        std::string command;
-        char state = 0;
-        pid_t parent = 0;
-        if (!(fields >> process >> command >> state >> parent) || parent != ancestor)
-            continue;
-        if (command == "(" + name + ")")
-            return process;
-        if (const pid_t found = descendant(process, name); found > 0)
-            return found;
-    }
-    return 0;
-}
 
 class WrongProgramTest : public WindowFixture {
 protected:
@@ -63,6 +40,7 @@ protected:
     void expectAnswers(const std::string& what) {
         const Latencies gaps = probe->take();
         std::cout << what << ": " << gaps << '\n';
+        EXPECT_GT(gaps.count(), 0U) << what;
         EXPECT_LT(gaps.max(), longestGap) << what;
     }
 
@@ -115,12 +93,8 @@ TEST_F(WrongProgramTest, ThePictureStaysAndTheWindowAnswers) {
         EXPECT_EQ(desktop.picture(), shown) << "frames go on with the last good program";
 
         isWhite = !isWhite;
-        const auto fixed = Clock::now();
         save(isWhite ? whiteProgram : greyProgram);
         EXPECT_TRUE(desktop.shows(isWhite ? white : grey)) << console->output();
-        std::cout << wrong.what << ", the next one shows after "
-                  << std::chrono::duration<double, std::milli>(Clock::now() - fixed).count()
-                  << " ms\n";
         EXPECT_TRUE(eventually([&] { return !hasBadge(); }));
         expectAnswers(wrong.what);
     }
@@ -128,7 +102,7 @@ TEST_F(WrongProgramTest, ThePictureStaysAndTheWindowAnswers) {
 
 TEST_F(WrongProgramTest, TheFixShowsWhileTheBadKernelStillRuns) {
     start();
-    std::vector<double> latencies;
+    Clock::duration quickest = patience;
     for (int round = 0; round < 4; ++round) {
         const bool isGrey = round % 2 == 0;
         save("void fx() {\n cls(0);\n while (time >= 0)\n  registers[" + std::to_string(9 + round) +
@@ -137,65 +111,55 @@ TEST_F(WrongProgramTest, TheFixShowsWhileTheBadKernelStillRuns) {
         const auto fixed = Clock::now();
         save("// " + std::to_string(round) + "\n" + (isGrey ? greyProgram : whiteProgram));
         ASSERT_TRUE(desktop.shows(isGrey ? grey : white)) << console->output();
-        latencies.push_back(
-            std::chrono::duration<double, std::milli>(Clock::now() - fixed).count());
-        std::cout << "From the fix to its picture, in spite of a loop: " << latencies.back()
-                  << " ms\n";
+        quickest = std::min(quickest, Clock::now() - fixed);
     }
     // The loop would be ended after two seconds, were it not for the save.
-    EXPECT_LT(*std::ranges::min_element(latencies), 1000);
+    EXPECT_LT(quickest, std::chrono::seconds(1));
     expectAnswers("Fixes while a kernel hangs");
 }
 
-// A service that was stopped from outside, for longer than a kernel would be given.
-TEST_F(WrongProgramTest, AStalledServiceBlamesNobody) {
+TEST_F(WrongProgramTest, SavedOnceMoreOrWantedOnceMoreItRunsAgain) {
     start();
-    const pid_t service = descendant(console->id(), "starloom-comput"); // as the kernel cuts names
-    ASSERT_GT(service, 0);
-    ::kill(service, SIGSTOP);
-    std::this_thread::sleep_for(std::chrono::seconds(3));
-    EXPECT_EQ(desktop.picture(), white);
-    save(greyProgram);
-    EXPECT_TRUE(desktop.shows(grey)) << console->output();
-    EXPECT_FALSE(hasBadge());
-    EXPECT_EQ(console->output().find("ran longer"), std::string::npos) << console->output();
-    expectAnswers("A stalled service");
+    const std::string hangsAtX = "void fx() {\n while (keydown('x')) registers[9]++;\n"
+                                 " float g = 128.0 / 255; cls(float4(g, g, g, 1));\n}\n";
+    for (const bool isSaved : {true, false}) {
+        save(whiteProgram);
+        ASSERT_TRUE(desktop.shows(white)) << console->output();
+        desktop.act({"keydown", "x"});
+        save(hangsAtX);
+        waitForBadge(white);
+        desktop.act({"keyup", "x"});
+        isSaved ? save(hangsAtX) : desktop.press("ctrl+Return");
+        EXPECT_TRUE(desktop.shows(grey)) << console->output();
+        EXPECT_TRUE(eventually([&] { return !hasBadge(); }));
+    }
 }
 
-TEST_F(WrongProgramTest, SavingTheSameTextAgainTriesItAgain) {
+// A frame takes much longer than a refresh of the display here, and three of them are in flight.
+TEST_F(WrongProgramTest, SlowFramesHoldNobodyUp) {
     start();
-    // Hangs as long as the key is held.
-    const std::string trap = "void fx() {\n while (keydown('x')) registers[9]++;\n"
-                             " float g = 128.0 / 255; cls(float4(g, g, g, 1));\n}\n";
-    desktop.act({"keydown", "x"});
-    save(trap);
-    waitForBadge(white);
-    desktop.act({"keyup", "x"});
-    save(trap);
-    EXPECT_TRUE(desktop.shows(grey)) << console->output();
-    EXPECT_TRUE(eventually([&] { return !hasBadge(); }));
+    // Each step waits for the one before it, on one core, so that no device is good at it.
+    save(R"(void cpu() {
+    if (core != 0)
+        return;
+    float sum = 0;
+    for (int i = 0; i < 60000000; ++i)
+        sum = fract(sum * 1.1 + 0.3);
+    poke32(peek32<int>(0) + 1 + int(sum * 1e-6), 0);
 }
-
-TEST_F(WrongProgramTest, ModesThatFlipWithEveryFrameAndLongSongsHoldNobodyUp) {
-    start();
-    save("void cpu() { registers[BlendMode] = int(time * 60) % 3; registers[ColorMode] = "
-         "int(time * 30) % 2; registers[HDR] = int(time * 20) % 2; }\n" +
-         greyProgram);
-    std::this_thread::sleep_for(std::chrono::seconds(3));
-    expectAnswers("Modes that flip");
-    save(greyProgram);
-    ASSERT_TRUE(desktop.shows(grey));
-    // Several seconds of work, in which frames go on.
-    save("int4 music = {60, 4, 8, 8};\n"
-         "void fx() { cls(float4(float3(int(time * 4) % 2), 1)); }\n"
-         "float2 sfx() { float s = 0; for (int i = 0; i < 2000; ++i) s = sin(s + time * i); "
-         "return s; }\n");
-    ASSERT_TRUE(desktop.shows(white)) << console->output();
+void fx() { cls(float4(float3(peek32<int>(0) % 2), 1)); }
+)");
     ASSERT_TRUE(desktop.shows(black)) << console->output();
-    ASSERT_TRUE(desktop.shows(white)) << console->output();
-    expectAnswers("A long song");
-    save(greyProgram);
-    EXPECT_TRUE(desktop.shows(grey));
+    ASSERT_TRUE(desktop.shows(white)) << console->output(); // for one frame
+    const auto begin = Clock::now();
+    ASSERT_TRUE(desktop.shows(black)) << console->output();
+    const std::chrono::duration<double, std::milli> frame = Clock::now() - begin;
+    probe->take();
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    const Latencies gaps = probe->take();
+    std::cout << "Frames of " << frame.count() << " ms: " << gaps << '\n';
+    EXPECT_GT(gaps.count(), 0U);
+    EXPECT_LT(gaps.quantile(0.5), frame.count() / 4);
 }
 
 TEST_F(WrongProgramTest, AFileWithAFatalTextOpensAndWaitsForABetterOne) {
