@@ -6,8 +6,6 @@
 #include "tests/SL42/ConsoleFixture.h"
 #include "tests/ScratchFolder.h"
 
-#include <algorithm>
-
 namespace starloom {
 namespace {
 

@@ -80,22 +80,6 @@ TEST(FFT, ComparesEachBinWithItsPeak) {
     EXPECT_NEAR(fft.process(quiet).smoothed[7], 0.9 * 0.9 * 0.9, 1e-5);
 }
 
-TEST(FFT, TakesBlocksOfAnyLength) {
-    FFT fft;
-    const FFTValues before = fft.process(noise(1024, 5));
-    // 256 samples give 128 values; 200 give 100, of which a transform of 128 samples fills 64.
-    FFTValues values = fft.process(noise(256, 6));
-    EXPECT_GT(values.raw[127], 0.0F);
-    EXPECT_EQ(values.raw[128], 0.0F);
-    EXPECT_EQ(values.smoothed[255], before.smoothed[255]);
-    values = FFT().process(noise(200, 7));
-    EXPECT_EQ(values.raw[63], 1.0F);
-    EXPECT_TRUE(std::isnan(values.raw[64]) && std::isnan(values.raw[99]));
-    EXPECT_EQ(values.raw[100], 0.0F);
-    EXPECT_EQ(FFT().process(noise(1, 8)).raw[0], 0.0F);
-    EXPECT_DEATH((void)FFT().process({}), "Fatal error: A block of sound is empty");
-}
-
 TEST(FFT, SilenceFromTheStartIsNotANumber) {
     FFT fft;
     const std::vector<float> silence(1024);

@@ -110,14 +110,6 @@ protected:
 
 } // namespace
 
-TEST_F(ScreenRecorderTest, ListsWindowsByName) {
-    ASSERT_TRUE(recorder.refreshAvailableContent());
-    std::string names;
-    for (const auto& window : recorder.availableWindows().get())
-        names += listName(window) + "; ";
-    EXPECT_EQ(names, "Edit: a.metal; Vim: b.metal; clock; ");
-}
-
 TEST_F(ScreenRecorderTest, RefusesToBeginWithoutAWindow) {
     const auto started = recorder.start();
     ASSERT_FALSE(started);

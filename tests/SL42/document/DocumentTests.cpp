@@ -20,31 +20,6 @@ protected:
     const std::string path = folder.path("My show.sl42");
 };
 
-TEST_F(DocumentTest, ANewOneHoldsTheExample) {
-    StarloomDocument document(surroundings());
-    EXPECT_EQ(document.title(), "Untitled");
-    EXPECT_EQ(document.source(), defaultSource);
-    EXPECT_EQ(linesEqual("Init sl42: Untitled"), 0); // not before somebody asks for it
-    EXPECT_EQ(document.sl42().source(), defaultSource);
-    EXPECT_EQ(&document.sl42(), &document.sl42());
-    EXPECT_EQ(linesEqual("Init sl42: Untitled"), 1);
-}
-
-TEST_F(DocumentTest, StoresWhatTheEngineRuns) {
-    const std::string edited = "  // indented\n\tvoid fx() {}\n\n";
-    StarloomDocument document(surroundings());
-    document.sl42().setSource(edited);
-    ASSERT_TRUE(document.write(path));
-    const auto stored = *document.fileWrapper();
-    EXPECT_EQ(contentsOf(path),
-              std::string(reinterpret_cast<const char*>(stored.data()), stored.size()));
-    const auto reopened = StarloomDocument::open(path, surroundings());
-    ASSERT_TRUE(reopened);
-    EXPECT_EQ((*reopened)->source(), edited);
-    EXPECT_EQ((*reopened)->title(), "My show");
-    EXPECT_EQ((*reopened)->sl42().title(), "My show");
-}
-
 TEST_F(DocumentTest, ATextThatNobodyCouldReadBackIsNotSaved) {
     folder.file("My show.sl42", "old");
     StarloomDocument document(surroundings(), "Long", std::string((16 << 20) + 1, ' '));
@@ -52,14 +27,6 @@ TEST_F(DocumentTest, ATextThatNobodyCouldReadBackIsNotSaved) {
     ASSERT_FALSE(saved);
     EXPECT_EQ(saved.error().message, "it is too long for a program text");
     EXPECT_EQ(contentsOf(path), "old");
-}
-
-TEST_F(DocumentTest, WhatCannotBeReadSaysWhy) {
-    const auto open = [&](const std::string& file) {
-        return StarloomDocument::open(file, surroundings()).error().message;
-    };
-    EXPECT_EQ(open(path), path + ": No such file or directory");
-    EXPECT_EQ(open(folder.path("")), folder.path("") + ": Not a file");
 }
 
 TEST_F(DocumentTest, SavingLeavesNothingToRecover) {
@@ -86,6 +53,9 @@ TEST_F(DocumentTest, APreviewCompilesAndDrawsNothing) {
     EXPECT_TRUE(device->sources.empty());
     EXPECT_TRUE(device->commandBuffers.empty());
     EXPECT_EQ(engine->error().get(), "");
+    EXPECT_EQ(linesEqual("Compiling video"), 0);
+    EXPECT_TRUE(engine->openEditor());
+    EXPECT_EQ(engine->liveCodeFile(), nullptr);
 }
 
 } // namespace

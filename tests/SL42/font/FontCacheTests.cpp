@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace starloom {
 namespace {
@@ -107,27 +106,6 @@ TEST_F(FontCacheTest, AFolderThatCannotBeWrittenOnlyCostsTime) {
     const FontPictures drawn = draw(grid, {});
     for (const fs::path& place : {inTheWay / "font", fs::path("/proc/none/font"), folder})
         EXPECT_TRUE(samePictures(draw(grid, FontCache(place)), drawn)) << place;
-}
-
-TEST_F(FontCacheTest, FindsItsPlaceAsTheUserHasSetIt) {
-    const char* const before = std::getenv("XDG_CACHE_HOME");
-    const std::string restored = before ? before : "";
-    const char* const home = std::getenv("HOME");
-    const std::string restoredHome = home ? home : "";
-    const auto isStoredAt = [](const fs::path& place) {
-        FontCache::ofThisUser().store("key", patterns(512));
-        return fs::exists(place);
-    };
-    ::setenv("XDG_CACHE_HOME", (folder / "set").c_str(), 1);
-    ::setenv("HOME", (folder / "home").c_str(), 1);
-    EXPECT_TRUE(isStoredAt(folder / "set/starloom42/font"));
-    ::setenv("XDG_CACHE_HOME", "relative", 1);
-    EXPECT_TRUE(isStoredAt(folder / "home/.cache/starloom42/font"));
-    EXPECT_FALSE(fs::exists("relative"));
-    ::unsetenv("HOME");
-    EXPECT_FALSE(isStoredAt("relative"));
-    ::setenv("HOME", restoredHome.c_str(), 1);
-    ::setenv("XDG_CACHE_HOME", restored.c_str(), 1);
 }
 
 } // namespace

@@ -12,7 +12,6 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
-#include <vector>
 
 namespace starloom {
 namespace {
@@ -98,11 +97,9 @@ TEST_F(PerformanceFile, IsGoodUpToWhereItWasCutOff) {
     for (std::size_t length = 0; length < whole.size(); length += length > 300 ? 331 : 1) {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << whole.substr(0, length);
         const auto [message, count] = read();
-        EXPECT_FALSE(message.empty()) << length;
-        EXPECT_GE(count, mostFrames) << length;
+        ASSERT_FALSE(message.empty()) << length;
+        ASSERT_GE(count, mostFrames) << length;
         mostFrames = count;
-        if (HasFailure())
-            break;
     }
     EXPECT_GE(mostFrames, frameCount - 2);
     std::ofstream(path, std::ios::binary | std::ios::trunc) << whole.substr(0, whole.size() - 20);
@@ -118,10 +115,8 @@ TEST_F(PerformanceFile, IsGoodUpToTheDamage) {
         damaged[at] = static_cast<char>(damaged[at] ^ 0x40);
         std::ofstream(path, std::ios::binary | std::ios::trunc) << damaged;
         const auto [message, count] = read();
-        EXPECT_FALSE(message.empty()) << at;
-        EXPECT_LT(count, frameCount + 1) << at;
-        if (HasFailure())
-            break;
+        ASSERT_FALSE(message.empty()) << at;
+        ASSERT_LE(count, frameCount) << at;
     }
 }
 
@@ -174,11 +169,6 @@ TEST_F(PerformanceFile, IsOnTheDiskBeforeItIsStopped) {
     }
     EXPECT_EQ(seen.second, frameCount);
     EXPECT_FALSE((*recorder)->error());
-}
-
-TEST(PerformanceRecorder, SaysThatTheDiskIsFull) {
-    const auto recorder = PerformanceRecorder::start("/dev/full/show", "show");
-    EXPECT_FALSE(recorder);
 }
 
 } // namespace

