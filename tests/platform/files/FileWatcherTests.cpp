@@ -129,11 +129,5 @@ TEST_F(FileWatcherTest, NothingComesOnceItIsGone) {
     EXPECT_TRUE(batches.empty());
 }
 
-TEST_F(FileWatcherTest, NeedsAFolder) {
-    const auto made = FileWatcher::watch("/no/such/file", latency, queue, [](auto) {});
-    ASSERT_FALSE(made);
-    EXPECT_EQ(made.error().message, "cannot watch /no/such/file: No such file or directory");
-}
-
 } // namespace
 } // namespace platform

@@ -36,13 +36,5 @@ TEST(OwnedFile, BelongsToWhoeverHoldsIt) {
     EXPECT_TRUE(OwnedFile::isOwned(path)); // there is nothing to take
 }
 
-TEST(OwnedFile, ReportsWhyItCannotBeWritten) {
-    const tests::ScratchFolder folder;
-    OwnedFile file(folder.file("plain", "") + "/file");
-    const auto written = file.replace(bytes("text"));
-    ASSERT_FALSE(written);
-    EXPECT_NE(written.error().message.find("Not a directory"), std::string::npos);
-}
-
 } // namespace
 } // namespace platform
