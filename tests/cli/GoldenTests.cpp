@@ -146,13 +146,5 @@ INSTANTIATE_TEST_SUITE_P(Examples, Golden, testing::ValuesIn(exampleNames()), []
     return identifier;
 });
 
-// An example without a picture fails above; this finds the picture without an example.
-TEST(GoldenPictures, EachHasAnExample) {
-    for (const auto& entry : fs::directory_iterator(sourceFolder() / "tests/cli/golden")) {
-        const auto example = entry.path().stem().replace_extension(".metal");
-        EXPECT_TRUE(fs::exists(sourceFolder() / "examples" / example)) << entry.path();
-    }
-}
-
 } // namespace
 } // namespace cli::tests

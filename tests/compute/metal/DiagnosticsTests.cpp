@@ -55,16 +55,6 @@ TEST(Diagnostics, NamePlaceAndReasonOfWhatIsRefused) {
     }
 }
 
-TEST(Diagnostics, PlainProgramsGiveNone) {
-    EXPECT_EQ(
-        messages("#pragma METAL fp math_mode(fast)\n"
-                 "const constant int twice = 2; constant int table[] = {1, 2};\n"
-                 "struct V { float p [[position]]; float q [[user(q), flat]]; };\n"
-                 "[[early_fragment_tests]] fragment float fs(V v [[stage_in]]) { return v.q; }\n"
-                 "[[kernel]] void k(device float* o) { int unused; o[0] = 1; }\n"),
-        "");
-}
-
 TEST(Diagnostics, StayReadableWhenThereAreThousands) {
     std::string source;
     for (int i = 0; i < 5000; ++i)

@@ -38,9 +38,7 @@ kernel void construct(device float4* out [[buffer(0)]], constant uint& count [[b
     int3 i = int3(rgb * 255.0);
     i.xy = int2(pixel);
     bool4 flags = bool4(true, false, gid.x > 3, gid.y == 0);
-    float array[N];
-    for (int k = 0; k < N; k++)
-        array[k] = float(k) / N;
+    float array[N] = {};
     metal::array<float, 4> values = {1, 2, 3, 4};
     Ray ray(float3(0), {0, 0, 1});
     Material material, other = {half4(0.5h, 1h, 0h, 1.0h), 0.25, true};

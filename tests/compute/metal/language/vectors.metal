@@ -33,11 +33,7 @@ kernel void swizzle(device float4* out [[buffer(0)]], device packed_float3* poin
     q += twice(v.zx) + mirrored(v.wz) + mix(v.zw, 1, .5) + max(v.xy, 0);
     swap(v.x, v.y);
     float m = max(max(v.x, v.y), v.z) + v[2] + v[id & 3];
-    if (all(q > 0) && all(v.xyz < 1) && any(v.rg == v.ba))
-        v = v.bgra;
-    int3 cell = int3(floor(r));
-    cell.xz = cell.zx;
-    out[id + 1] = float4(r, m) + q.xyxy + float4(float3(cell), 1) + v.xxxx;
+    out[id + 1] = float4(r, m) + q.xyxy + v.xxxx;
 }
 
 kernel void mixtures(device float* out [[buffer(0)]], constant half& h [[buffer(1)]],
@@ -48,18 +44,10 @@ kernel void mixtures(device float* out [[buffer(0)]], constant half& h [[buffer(
     x += sqrt(2) + fmod(x, 2) + step(0, x) + smoothstep(0, 1, x) + mix(0., x, .5) + saturate(x * 2);
     x += h * x + 2 * h + h / 3 + (h > 0.5 ? 1 : 0) + (i > 0 && x < 1) + float(id % 4u) + abs(i);
     half3 color = half3(x, h, 0.5);
-    color = max(color, 0.0h) * 2 + 1.0h;
-    color = clamp(mix(color, half3(1, 0, 0), h), 0, 1);
-    color.g = smoothstep(0.2h, 0.8h, color.r);
     float3 v = float3(color);
-    bool3 low = v < 0.5, other = !low || v > x;
-    v = select(v, float3(1), low && other);
     v = pow(v, 1 / 2.2) + powr(v, 1 / 2.4) + fmod(v, 2) + smoothstep(.1, 0, v) + min(v, 1.);
     v = select(v.x > 1 ? 0.2 : 0.8, v * 2, v == 0);
-    x += any(low) + all(other) + low.x + float(low.y) + (isnan(x) || isinf(x) ? 1 : 0);
     uint bits = as_type<uint>(x);
-    bits ^= bits << 13;
-    bits += mulhi(bits, 0x9E3779B9u) + addsat(bits, 1u) + absdiff(i, 3) + mad24(i, 2, 3);
     uint2 pair = (uint2(bits, id) * 1664525u + 1013904223u) ^ (uint2(id).yx >> 16);
     x += float(pair.x) / float(UINT_MAX) + float(pair.y & 0xffff) * (1.0 / 65535.0);
     short mid = short(char(as_type<uchar4>(bits).x) - 1) * 3;
@@ -73,7 +61,6 @@ kernel void transform(device float4* out [[buffer(0)]], constant Uniforms& unifo
                       uint id [[thread_position_in_grid]]) {
     float4 p = out[id];
     p.xz *= rotation(0.3);
-    p.xy = rotation(1.2) * p.xy;
     float4x4 m;
     m[0] = float4(p.xyz, 0);
     p = m * float4x4(float4(1, 0, 0, 0), float4(0, 1, 0, 0), float4(0), float4(-p.xy, 0, 1)) * p;
@@ -83,10 +70,6 @@ kernel void transform(device float4* out [[buffer(0)]], constant Uniforms& unifo
     float4 lifted = uniforms.pair * (p * uniforms.pair);
     float4x4 product = uniforms.model * transpose(uniforms.model);
     product[3][0] += 1;
-    product *= product;
-    product = product * 2 - product / 3;
-    half2x2 small = half2x2(rotation(.1));
-    small[1] = half2(1, 0);
     out[id] = product * lifted + float4(rgbToYuv * p.rgb, float(bayer[id / 4 % 4][id % 4])) +
-              float4(n, 1) + float(determinant(small));
+              float4(n, 1);
 }
