@@ -2,13 +2,21 @@
 // Part of Starloom 42.
 //
 // The console's window as a person meets it: pixels on a screen, keys, the mouse, files.
+#include "SL42/document/History.h"
+#include "SL42/document/Trim.h"
 #include "tests/app/WindowFixture.h"
 
 #include <gtest/gtest.h>
 
 #include <signal.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
+#include <iostream>
+#include <random>
+#include <ranges>
 #include <sstream>
 #include <thread>
 
@@ -171,6 +179,55 @@ TEST_F(WindowTest, AFileThatIsOpenIsNotOpenedAgain) {
     console->kill();
     EXPECT_TRUE(eventually([&] { return desktop.picture() != grey; }));
     start(file, grey);
+}
+
+// An editor saves ten times a second, each text as soon as the history has the one before it, and
+// the window is killed again and again. SL42_KILLS says how often.
+TEST_F(WindowTest, NoTextIsMissingHoweverOftenTheWindowIsKilled) {
+    const char* const wanted = std::getenv("SL42_KILLS");
+    const int kills = wanted ? std::atoi(wanted) : 4;
+    const std::string file = files.file("live.metal", greyProgram);
+    start(file, grey);
+    const fs::path history =
+        starloom::History::fileOf(files.path("state/starloom42/history"), file);
+    const auto isKept = [&](const std::string& text) {
+        const auto entries = starloom::History::read(history).entries;
+        return std::ranges::any_of(std::views::reverse(entries), [&](const auto& entry) {
+            return starloom::trimmed(entry.text()) == starloom::trimmed(text);
+        });
+    };
+    const auto textOf = [](int number) {
+        return greyProgram + "// " + std::to_string(number) + "\n";
+    };
+    int saved = 0;
+    std::atomic<int> missing = 0;
+    std::jthread editor([&](const std::stop_token& stop) {
+        while (!stop.stop_requested() && missing == 0) {
+            const std::string text = textOf(++saved);
+            save(file, text);
+            std::this_thread::sleep_for(milliseconds(100));
+            if (!eventually([&] { return isKept(text); }))
+                missing = saved;
+        }
+    });
+    std::mt19937 random(1);
+    for (int kill = 0; kill < kills && missing == 0; ++kill) {
+        std::this_thread::sleep_for(milliseconds(random() % 1500));
+        const pid_t process = console->id();
+        if (process != 0)
+            ::kill(process, SIGKILL);
+        const auto isBack = [&] { return console->id() != 0 && console->id() != process; };
+        EXPECT_TRUE(eventually([&] { return isBack() || !console->isRunning(); }));
+        if (!console->isRunning()) // it had died too often, or before it had a window
+            console.emplace(desktop, std::vector<std::string>{file});
+    }
+    editor.request_stop();
+    editor.join();
+    EXPECT_EQ(missing, 0) << console->output();
+    EXPECT_GT(saved, kills);
+    for (int number = 1; number <= saved; ++number)
+        EXPECT_TRUE(isKept(textOf(number))) << number;
+    std::cout << kills << " kills, " << saved << " texts\n";
 }
 
 TEST_F(WindowTest, TextsOfProcessesThatWereKilledAreOfferedAgain) {

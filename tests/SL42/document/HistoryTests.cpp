@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <ctime>
 #include <fstream>
 #include <random>
 #include <set>
@@ -145,12 +146,12 @@ TEST_F(HistoryTest, GigabytesOfDamageCostNoTime) {
             out << many;
     }
     fs::resize_file(scratch.file("huge.journal", "d"), std::uintmax_t{3} << 30);
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock(); // of the processor: others may be at work here
     History history(folder);
     history.setDocument(document);
     ASSERT_TRUE(history.record("on"));
     EXPECT_EQ(Journal::recoverable(scratch.path("")).size(), 0U);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
     EXPECT_LT(fs::file_size(file), History::maxLength);
     EXPECT_EQ(textsIn(file), Texts{"on"});
 }
