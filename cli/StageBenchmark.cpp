@@ -70,12 +70,13 @@ Result<CompilePhases> StageBenchmark::compile(std::string_view source) {
     const CompilePhases phases = SL42_TRY(compileKernels(*m_device, text, kernelsOf(program)));
     // The same kernels again, from the device's cache, in the form that the stages hold.
     bool isDone = false;
-    const starloom::Compilation compilation(m_device, m_mainQueue, m_log, text, "", program,
-                                            starloom::VideoRenderer::constantsFor({}),
-                                            [&](starloom::CompiledProgram compiled) {
-                                                take(std::move(compiled));
-                                                isDone = true;
-                                            });
+    const starloom::Compilation compilation(
+        m_device, m_mainQueue, m_log, text, [] { return std::string(); }, program,
+        starloom::VideoRenderer::constantsFor({}),
+        [&](starloom::CompiledProgram compiled) {
+            take(std::move(compiled));
+            isDone = true;
+        });
     while (!isDone)
         m_mainQueue.waitAndRun();
     return phases;

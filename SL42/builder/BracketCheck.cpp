@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/builder/BracketCheck.h"
 
+#include "platform/Lines.h"
+
 #include <algorithm>
 #include <vector>
 
@@ -18,15 +20,6 @@ std::string quoted(char bracket) {
     return std::string("'") + bracket + "'";
 }
 
-std::vector<std::string_view> linesOf(std::string_view text) {
-    std::vector<std::string_view> lines;
-    while (!text.empty()) {
-        lines.push_back(text.substr(0, text.find('\n')));
-        text.remove_prefix(std::min(lines.back().size() + 1, text.size()));
-    }
-    return lines;
-}
-
 std::size_t indentationOf(std::string_view line) {
     return std::min(line.find_first_not_of(blanks), line.size());
 }
@@ -34,7 +27,7 @@ std::size_t indentationOf(std::string_view line) {
 /// Goes through the text once.
 class BracketScan {
 public:
-    explicit BracketScan(std::string_view source) : m_lines(linesOf(source)) {}
+    explicit BracketScan(std::string_view source) : m_lines(platform::linesOf(source)) {}
 
     std::optional<BracketFault> run() {
         for (m_line = 0; m_line < m_lines.size() && !m_fault && !m_isUnclear; ++m_line)
@@ -171,7 +164,7 @@ std::string bracketError(std::string_view source, std::size_t linesBefore) {
     const auto fault = findBracketFault(source);
     if (!fault)
         return {};
-    const std::string line(linesOf(source)[fault->line - 1]);
+    const std::string line(platform::linesOf(source)[fault->line - 1]);
     const std::string number = std::to_string(linesBefore + fault->line);
     return "program_source:" + number + ":" + std::to_string(fault->column) +
            ": error: " + fault->message + "\n " + number + " | " + line + "\n " +

@@ -15,7 +15,7 @@ static gpu::FunctionConstantValues neutralModes() {
 }
 
 Compilation::Compilation(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
-                         platform::Log& log, std::string text, std::string cause,
+                         platform::Log& log, std::string text, std::function<std::string()> cause,
                          const PreprocessedSource& program,
                          const gpu::FunctionConstantValues& videoConstants, Finished finished)
     : m_device(std::move(device)),
@@ -48,13 +48,14 @@ void Compilation::take(gpu::Result<std::shared_ptr<gpu::Library>> library) {
     m_pendingLibrary.reset();
     if (library)
         m_library = *library;
+    const std::string cause = library ? std::string() : m_cause();
     for (Kernel* kernel : {&m_video, &m_cpu, &m_audio}) {
         if (!kernel->wanted) {
             kernel->isDone = true;
         } else if (!library) {
             kernel->isDone = true;
             kernel->message =
-                "Compilation failed:\n" + (m_cause.empty() ? library.error().message : m_cause);
+                "Compilation failed:\n" + (cause.empty() ? library.error().message : cause);
         } else {
             start(*kernel);
         }

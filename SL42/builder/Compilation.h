@@ -25,11 +25,11 @@ public:
 
     /// Starts it. The stages that the program has share one library: a text is compiled once, and
     /// its errors are reported once per stage. `videoConstants` are those that the video kernel is
-    /// compiled with. `log` hears why a kernel failed. When the text does not compile and the
-    /// `cause` of that is known, it is given in place of what the compiler says. `finished` is
-    /// called once, in a task of the main queue; it may destroy the compilation.
+    /// compiled with. `log` hears why a kernel failed. When the text does not compile,
+    /// what `cause` says is given in place of what the compiler says, unless it is empty.
+    /// `finished` is called once, in a task of the main queue; it may destroy the compilation.
     Compilation(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQueue,
-                platform::Log& log, std::string text, std::string cause,
+                platform::Log& log, std::string text, std::function<std::string()> cause,
                 const PreprocessedSource& program,
                 const gpu::FunctionConstantValues& videoConstants, Finished finished);
 
@@ -55,7 +55,7 @@ private:
     std::shared_ptr<gpu::Device> m_device;
     platform::MainQueue& m_mainQueue;
     platform::Log& m_log;
-    const std::string m_cause; ///< empty when it is not known
+    const std::function<std::string()> m_cause;
     std::shared_ptr<gpu::Library> m_library;
     Kernel m_cpu;
     Kernel m_video;

@@ -40,7 +40,8 @@ void ProgramBuilder::start(const std::string& source, const PreprocessedSource& 
                            std::string warnings) {
     m_compilation = std::make_unique<Compilation>(
         m_device, m_mainQueue, m_log, assembleProgram(source, preprocessed),
-        bracketError(source, linesBeforeProgram()), preprocessed, videoConstants,
+        [source] { return bracketError(source, linesBeforeProgram()); }, preprocessed,
+        videoConstants,
         [this, source, warnings = std::move(warnings)](CompiledProgram program) mutable {
             program.source = source;
             program.linesBefore = linesBeforeProgram();

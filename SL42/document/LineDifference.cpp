@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/document/LineDifference.h"
 
+#include "platform/Lines.h"
+
 #include <algorithm>
 #include <optional>
 #include <span>
@@ -14,16 +16,6 @@ using Lines = std::span<const std::string_view>;
 
 /// Lines removed and added, together. The time grows with the square.
 constexpr int maxChanges = 1000;
-
-std::vector<std::string_view> linesOf(std::string_view text) {
-    std::vector<std::string_view> lines;
-    while (!text.empty()) {
-        const auto end = text.find('\n');
-        lines.push_back(text.substr(0, end));
-        text.remove_prefix(end == text.npos ? text.size() : end + 1);
-    }
-    return lines;
-}
 
 void add(std::vector<DifferenceLine>& lines, Kind kind, Lines texts) {
     for (const std::string_view text : texts)
@@ -108,8 +100,8 @@ private:
 } // namespace
 
 std::vector<DifferenceLine> differenceOf(std::string_view from, std::string_view to) {
-    const auto before = linesOf(from);
-    const auto after = linesOf(to);
+    const auto before = platform::linesOf(from);
+    const auto after = platform::linesOf(to);
     const auto begin =
         static_cast<std::size_t>(std::ranges::mismatch(before, after).in1 - before.begin());
     const std::size_t room = std::min(before.size(), after.size()) - begin;
