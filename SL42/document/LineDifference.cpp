@@ -40,7 +40,8 @@ private:
     using Furthest = std::vector<int>;
 
     static int& at(Furthest& furthest, int diagonal) {
-        return furthest[static_cast<std::size_t>(diagonal + maxChanges + 1)];
+        const int index = diagonal + maxChanges + 1;
+        return furthest[static_cast<std::size_t>(index)];
     }
     int fromSize() const { return static_cast<int>(m_from.size()); }
     int toSize() const { return static_cast<int>(m_to.size()); }
