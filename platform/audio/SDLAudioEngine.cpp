@@ -5,7 +5,9 @@
 #include "platform/audio/MixerPlayerNode.h"
 #include "platform/base/Mutex.h"
 
+#include <algorithm>
 #include <chrono>
+#include <span>
 
 namespace platform {
 
@@ -16,8 +18,11 @@ struct SDLAudioEngine::Output {
     Output(const Clock& clock, Log& theLog) : mixer(clock), log(&theLog) {}
 
     void change(const SDLAudioChange& change);
+    void render(std::span<float> block);
 
     AudioMixer mixer;
+    Mutex rendering;                                  ///< held during a block
+    bool hasEnded SL42_GUARDED_BY(rendering) = false; ///< the engine has gone, and its clock may
     Mutex mutex;
     Condition changed;
     Log* log SL42_GUARDED_BY(mutex);           ///< null once the engine has gone
@@ -50,6 +55,15 @@ void SDLAudioEngine::Output::change(const SDLAudioChange& change) {
     changed.notifyAll();
 }
 
+// Nobody else wants this lock until the engine goes, so that a block does not wait for it.
+void SDLAudioEngine::Output::render(std::span<float> block) {
+    const Lock lock(rendering);
+    if (hasEnded)
+        std::ranges::fill(block, 0.0F);
+    else
+        mixer.render(block);
+}
+
 SDLAudioEngine::SDLAudioEngine(SDLAudioThread& thread, const Clock& clock, Log& log)
     : m_thread(thread), m_output(std::make_shared<Output>(clock, log)) {
     m_output->mixer.onStall = [&log] { log.line("Audio output has stalled, going on in silence"); };
@@ -59,13 +73,17 @@ SDLAudioEngine::SDLAudioEngine(SDLAudioThread& thread, const Clock& clock, Log& 
 SDLAudioEngine::~SDLAudioEngine() {
     m_thread.close(SDLAudioStream::Kind::Output);
     m_output->mixer.detachDevice();
+    {
+        const Lock lock(m_output->rendering);
+        m_output->hasEnded = true;
+    }
     const Lock lock(m_output->mutex);
     m_output->log = nullptr;
 }
 
 Result<void> SDLAudioEngine::start() {
     const auto stream = std::make_shared<SDLAudioStream>();
-    stream->onBlock = [output = m_output](auto block) { output->mixer.render(block); };
+    stream->onBlock = [output = m_output](auto block) { output->render(block); };
     stream->onChange = [output = m_output](const auto& change) { output->change(change); };
     m_thread.keepOpen(stream);
     const Lock lock(m_output->mutex);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -107,6 +108,31 @@ TEST_F(SDLAudioTest, DoesNotWaitForADeviceThatStalls) {
     server.thaw();
     EXPECT_TRUE(await([&] { return stalls() == returns(); }));
     expectProgress(1);
+}
+
+// The device is closed a little later, and a busy machine holds a block up for long.
+TEST_F(SDLAudioTest, LeavesTheClockAloneOnceTheEngineHasGone) {
+    struct : Clock {
+        Seconds now() const override {
+            if (std::this_thread::get_id() != main) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                ++(hasGone ? lateCalls : calls);
+            }
+            return clock.now();
+        }
+        SystemClock clock;
+        std::thread::id main = std::this_thread::get_id();
+        std::atomic<bool> hasGone = false;
+        mutable std::atomic<int> calls = 0;
+        mutable std::atomic<int> lateCalls = 0;
+    } slow;
+    engine = std::make_unique<SDLAudioEngine>(*thread, slow, log);
+    ASSERT_TRUE(engine->start());
+    ASSERT_TRUE(await([&] { return slow.calls > 10; }));
+    engine.reset();
+    slow.hasGone = true;
+    thread.reset();
+    EXPECT_EQ(slow.lateCalls, 0);
 }
 
 TEST_F(SDLAudioTest, EndsInTimeWithAFrozenServer) {
