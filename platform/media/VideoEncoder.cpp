@@ -6,15 +6,15 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-#include <cassert>
 #include <utility>
 
 namespace platform {
 namespace {
 
 // Quality, not size, is held constant: fine grain and hard edges are what programs draw. 0 is
-// lossless in both scales.
-constexpr const char* h264Quality = "18"; // of 51
+// lossless in all scales. x264 holds its quantiser constant, since it looks at every frame an
+// additional time to choose another one; 20 gives files as large as a "crf" of 18.
+constexpr const char* h264Quality = "20"; // of 51
 constexpr int mpeg4Quality = 2;           // of 31
 constexpr const char* vp9Quality = "18";  // of 63
 
@@ -52,7 +52,7 @@ void setQuality(AVCodecContext& context, VideoCodec codec, EncodingEffort effort
         set("preset", "ultrafast");
         if (live)
             set("tune", "zerolatency");
-        set("crf", h264Quality);
+        set("qp", h264Quality);
         set("forced-idr", "1");
         return;
     case VideoCodec::MPEG4:
@@ -113,24 +113,6 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, const Movi
     return context;
 }
 
-// Where pixels are repeated, the squares of them that share one colour difference are all one: the
-// small picture has every value that the large one has, at a third of the work.
-Result<FFmpegPtr<SwsContext>> makeConverter(const MovieFormat& format) {
-    const auto repeat = static_cast<int>(format.repeat);
-    const int width = static_cast<int>(format.width);
-    const int height = static_cast<int>(format.height);
-    const int filter = repeat > 1 ? SWS_POINT : SWS_AREA;
-    FFmpegPtr<SwsContext> converter(sws_getContext(
-        width / repeat, height / repeat, AV_PIX_FMT_0RGB32, width, height, AV_PIX_FMT_YUV420P,
-        filter | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP | SWS_BITEXACT, nullptr, nullptr, nullptr));
-    if (!converter)
-        return Error{"there is no video of that size"};
-    const int* matrix = sws_getCoefficients(SWS_CS_ITU709);
-    constexpr int one = 1 << 16; // brightness is left alone; contrast and saturation are 1
-    sws_setColorspaceDetails(converter.get(), matrix, 1, matrix, 0, 0, one, one);
-    return converter;
-}
-
 Result<FFmpegPtr<AVFrame>> makeFrame(const AVCodecContext& context) {
     FFmpegPtr<AVFrame> frame(av_frame_alloc());
     int code = AVERROR(ENOMEM);
@@ -150,23 +132,20 @@ Result<FFmpegPtr<AVFrame>> makeFrame(const AVCodecContext& context) {
 Result<VideoEncoder> VideoEncoder::create(PacketSink& sink, const MovieFormat& format) {
     auto context = SL42_TRY(openEncoder(sink, format));
     const int track = SL42_TRY(sink.addTrack(*context));
-    VideoEncoder encoder(std::move(context), static_cast<int>(format.repeat), track);
+    VideoEncoder encoder(std::move(context), track);
     if (format.codec == VideoCodec::GIF) {
         encoder.m_palettes.emplace(SL42_TRY(PaletteFilter::create(format)));
     } else {
-        encoder.m_converter = SL42_TRY(makeConverter(format));
+        encoder.m_converter.emplace(SL42_TRY(FrameConverter::create(format)));
         encoder.m_frame = SL42_TRY(makeFrame(*encoder.m_context));
     }
     return encoder;
 }
 
-VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, int repeat, int track)
-    : m_context(std::move(context)), m_repeat(repeat), m_track(track) {}
+VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, int track)
+    : m_context(std::move(context)), m_track(track) {}
 
 Result<void> VideoEncoder::write(PacketSink& sink, std::span<const std::uint32_t> pixels) {
-    const int width = m_context->width / m_repeat;
-    const int height = m_context->height / m_repeat;
-    assert(pixels.size() == std::size_t(width) * std::size_t(height));
     if (m_palettes) {
         SL42_TRY_VOID(m_palettes->add(pixels, m_next++));
         return encodePaletted(sink);
@@ -174,9 +153,7 @@ Result<void> VideoEncoder::write(PacketSink& sink, std::span<const std::uint32_t
     // The encoder may still hold on to the picture before.
     if (const int code = av_frame_make_writable(m_frame.get()); code < 0)
         return ffmpegError(cannotEncode, code);
-    const auto* const source = reinterpret_cast<const std::uint8_t*>(pixels.data());
-    const int rowLength = width * static_cast<int>(sizeof pixels[0]);
-    sws_scale(m_converter.get(), &source, &rowLength, 0, height, m_frame->data, m_frame->linesize);
+    m_converter->convert(pixels, *m_frame);
     m_frame->pts = m_next++;
     m_frame->pict_type =
         std::exchange(m_beginsAnew, false) ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;

@@ -6,6 +6,7 @@
 // GIF with a palette for each.
 #pragma once
 
+#include "platform/media/FrameConverter.h"
 #include "platform/media/MovieFormat.h"
 #include "platform/media/PacketSink.h"
 #include "platform/media/PaletteFilter.h"
@@ -32,14 +33,13 @@ public:
     Result<void> finish(PacketSink& sink);
 
 private:
-    VideoEncoder(FFmpegPtr<AVCodecContext> context, int repeat, int track);
+    VideoEncoder(FFmpegPtr<AVCodecContext> context, int track);
     Result<void> encodePaletted(PacketSink& sink);
 
     FFmpegPtr<AVCodecContext> m_context;
-    FFmpegPtr<SwsContext> m_converter; ///< from RGB to YUV; null for a GIF, like the next
+    std::optional<FrameConverter> m_converter; ///< but for a GIF, like the next
     FFmpegPtr<AVFrame> m_frame;
     std::optional<PaletteFilter> m_palettes; ///< of a GIF
-    int m_repeat;
     int m_track;
     std::int64_t m_next = 0;
     bool m_beginsAnew = false;
