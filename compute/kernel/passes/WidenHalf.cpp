@@ -29,6 +29,46 @@ bool canWiden(const llvm::Instruction& instruction) {
             isElementwise(instruction));
 }
 
+/// Whether the result of an operation on halves, computed in float, may need rounding: the others
+/// choose among halves or make integers of them.
+bool rounds(const llvm::Instruction& half) {
+    if (llvm::isa<llvm::BinaryOperator>(half))
+        return true;
+    const auto* call = llvm::dyn_cast<llvm::IntrinsicInst>(&half);
+    if (call == nullptr)
+        return false;
+    switch (call->getIntrinsicID()) {
+    case llvm::Intrinsic::fabs:
+    case llvm::Intrinsic::copysign:
+    case llvm::Intrinsic::minnum:
+    case llvm::Intrinsic::maxnum:
+    case llvm::Intrinsic::minimum:
+    case llvm::Intrinsic::maximum:
+    case llvm::Intrinsic::floor:
+    case llvm::Intrinsic::ceil:
+    case llvm::Intrinsic::trunc:
+    case llvm::Intrinsic::rint:
+    case llvm::Intrinsic::nearbyint:
+    case llvm::Intrinsic::round:
+    case llvm::Intrinsic::roundeven:
+    case llvm::Intrinsic::canonicalize:
+        return false;
+    default:
+        return true;
+    }
+}
+
+/// Whether it is a product that goes nowhere but into a sum, and both may become one operation.
+bool isContracted(const llvm::Instruction& half) {
+    if (half.getOpcode() != llvm::Instruction::FMul || !half.hasAllowContract() ||
+        !half.hasOneUse())
+        return false;
+    const auto* sum = llvm::dyn_cast<llvm::BinaryOperator>(half.user_back());
+    return sum != nullptr && sum->hasAllowContract() &&
+           (sum->getOpcode() == llvm::Instruction::FAdd ||
+            sum->getOpcode() == llvm::Instruction::FSub);
+}
+
 class Widener {
 public:
     explicit Widener(llvm::Function& function)
@@ -40,8 +80,11 @@ public:
             for (const llvm::Instruction& instruction : *block)
                 if (canWiden(instruction))
                     halves.push_back(const_cast<llvm::Instruction*>(&instruction));
-        for (llvm::Instruction* half : halves)
+        for (llvm::Instruction* half : halves) {
             m_wide[half] = widen(*half);
+            if (rounds(*half) && !isContracted(*half))
+                round(*half);
+        }
         for (llvm::Instruction* half : halves)
             if (auto* phi = llvm::dyn_cast<llvm::PHINode>(half))
                 fillPhi(*phi);
@@ -58,7 +101,18 @@ public:
     }
 
 private:
-    /// The value as a float: unrounded where it was computed, converted where it was not.
+    /// From now on the value is its rounded one. Two roundings, to float and then to half, give
+    /// what one would: a float has more than twice as many bits (Figueroa, "When is double rounding
+    /// innocuous?", 1995).
+    void round(llvm::Instruction& half) {
+        llvm::Value*& computed = m_wide[&half];
+        llvm::IRBuilder<> builder(&half);
+        llvm::Value* rounded = builder.CreateFPTrunc(computed, half.getType());
+        m_rounded[&half] = rounded;
+        computed = builder.CreateFPExt(rounded, m_float);
+    }
+
+    /// The value as a float.
     llvm::Value* wide(llvm::Value* value) {
         if (const auto known = m_wide.find(value); known != m_wide.end())
             return known->second;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Computes with half values in float. Processors rarely have half arithmetic, and code generation
-// would otherwise round after every single operation, through integer registers. Values are
-// rounded where the program says so: where it converts to half and where a half goes to memory.
-// Results are therefore at least as precise as half arithmetic, as the language allows under fast
-// math. After promote(), since its simplifications turn such code back into half arithmetic.
+// Computes with half values in float, as processors rarely have half arithmetic, and rounds what
+// the program would see rounded: the result of every operation, but for a product that goes
+// straight into a sum, with which it may become one operation. So a half is what its sixteen bits
+// can hold wherever it is looked at, in memory or not. What only chooses among halves is not
+// rounded again. After promote(), since its simplifications turn such code back into half
+// arithmetic.
 #pragma once
 
 #include "compute/kernel/Pass.h"

@@ -175,12 +175,13 @@ inline constexpr bool integers = integerArguments<(isIntegerVector<A> || ...), A
         using V = __sl42::vectorOf<A, B>;                                                          \
         const V a(first);                                                                          \
         const V b(second);                                                                         \
+        using R = metal::vec<decltype(name(a.x, b.x)), __sl42::lanesOf<V>>;                        \
         if constexpr (__sl42::lanesOf<V> == 2)                                                     \
-            return V(name(a.x, b.x), name(a.y, b.y));                                              \
+            return R(name(a.x, b.x), name(a.y, b.y));                                              \
         else if constexpr (__sl42::lanesOf<V> == 3)                                                \
-            return V(name(a.x, b.x), name(a.y, b.y), name(a.z, b.z));                              \
+            return R(name(a.x, b.x), name(a.y, b.y), name(a.z, b.z));                              \
         else                                                                                       \
-            return V(name(a.x, b.x), name(a.y, b.y), name(a.z, b.z), name(a.w, b.w));              \
+            return R(name(a.x, b.x), name(a.y, b.y), name(a.z, b.z), name(a.w, b.w));              \
     }
 #define SL42_INTEGER_VECTORS_3(name)                                                               \
     template <class A, class B, class C, __sl42::require<__sl42::integers<A, B, C>> = 0>           \

@@ -8,6 +8,7 @@
 #pragma once
 #pragma clang system_header
 
+#include <sl42_reduction.h>
 #include <sl42_rounding.h>
 
 #pragma clang attribute push(__attribute__((always_inline)), apply_to = function)
@@ -63,6 +64,10 @@ constexpr float reducePrecise(float x, float n) {
 template <bool precise>
 constexpr float sine(float x) {
 #pragma clang fp reassociate(off) contract(fast)
+    if (precise && metal::fabs(x) > farFromZero) {
+        const PiMultiple m = piMultiple(x, 0);
+        return sinPolynomial(m.isOdd != (x < 0.0f) ? -m.rest : m.rest);
+    }
     const float shifted = x * 0.318309886183791f + roundingShift;
     const float n = shifted - roundingShift;
     const float r = precise ? reducePrecise(x, n) : reduceFast(x, n);
@@ -73,6 +78,10 @@ constexpr float sine(float x) {
 template <bool precise>
 constexpr float cosine(float x) {
 #pragma clang fp reassociate(off) contract(fast)
+    if (precise && metal::fabs(x) > farFromZero) {
+        const PiMultiple m = piMultiple(x, 1);
+        return sinPolynomial(m.isOdd ? -m.rest : m.rest);
+    }
     const float shifted = (x * 0.318309886183791f + 0.5f) + roundingShift;
     const float n = (shifted - roundingShift) - 0.5f;
     const float r = precise ? reducePrecise(x, n) : reduceFast(x, n);
@@ -84,6 +93,8 @@ constexpr float cosine(float x) {
 template <bool precise>
 constexpr float tangent(float x) {
 #pragma clang fp reassociate(off) contract(fast)
+    if (precise && metal::fabs(x) > farFromZero)
+        return sine<true>(x) / cosine<true>(x);
     const float shifted = x * 0.636619772367581f + roundingShift;
     const float n = 0.5f * (shifted - roundingShift);
     float r = precise ? reducePrecise(x, n) : reduceFast(x, n);

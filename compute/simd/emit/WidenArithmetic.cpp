@@ -5,6 +5,7 @@
 #include "compute/kernel/Calls.h"
 #include "compute/simd/emit/WideCalls.h"
 #include "compute/simd/emit/WidenConversion.h"
+#include "compute/simd/emit/WidenExtrema.h"
 
 #include <llvm/Analysis/VectorUtils.h>
 #include <llvm/IR/IntrinsicInst.h>
@@ -126,6 +127,10 @@ llvm::Value* Arithmetic::widenCall(const llvm::IntrinsicInst& call) {
     if (id == llvm::Intrinsic::fptosi_sat || id == llvm::Intrinsic::fptoui_sat)
         return convertSaturating(m_builder, operand(0), call.getType(),
                                  id == llvm::Intrinsic::fptosi_sat);
+    if (id == llvm::Intrinsic::minnum || id == llvm::Intrinsic::maxnum)
+        if (llvm::Value* chosen =
+                extremum(m_builder, operand(0), operand(1), id == llvm::Intrinsic::maxnum))
+            return chosen;
     if (!llvm::isTriviallyVectorizable(id))
         return callPerLane(call);
     llvm::SmallVector<llvm::Value*> arguments;

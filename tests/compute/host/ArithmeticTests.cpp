@@ -40,6 +40,20 @@ const char* toLong = "%f = bitcast i32 %a to float  %n = fptosi float %f to i64 
 const char* toUnsignedLong = "%f = bitcast i32 %a to float  %n = fptoui float %f to i64  "
                              "%h = lshr i64 %n, 32  %r = trunc i64 %h to i32";
 
+/// Of the half that the low bits of %a are.
+const char* addOneToHalf = "%n = trunc i32 %a to i16  %h = bitcast i16 %n to half  "
+                           "%s = fadd half %h, 1.0  %f = fpext half %s to float  "
+                           "%r = bitcast float %f to i32";
+const char* squareHalf = "%n = trunc i32 %a to i16  %h = bitcast i16 %n to half  "
+                         "%s = fmul half %h, %h  %f = fpext half %s to float  "
+                         "%r = bitcast float %f to i32";
+const char* smaller = "%f = bitcast i32 %a to float  %g = bitcast i32 %b to float  "
+                      "%m = call float @llvm.minnum.f32(float %f, float %g)  "
+                      "%r = bitcast float %m to i32";
+const char* larger = "%f = bitcast i32 %a to float  %g = bitcast i32 %b to float  "
+                     "%m = call float @llvm.maxnum.f32(float %f, float %g)  "
+                     "%r = bitcast float %m to i32";
+
 const Case cases[] = {
     {"division by zero", "%r = sdiv i32 %a, %b", 7, 0, 0},
     {"lowest by minus one", "%r = sdiv i32 %a, %b", lowest, minusOne, lowest},
@@ -81,6 +95,16 @@ const Case cases[] = {
      "%f = bitcast i32 %a to float  %h = fptrunc float %f to half  "
      "%r = fptosi half %h to i32",
      bits(1e9f), 0, 0x7FFFFFFF},
+    {"sum of halves is a half", addOneToHalf, 0x6800, 0, bits(2048.f)},
+    {"sum of halves rounds up", addOneToHalf, 0x6801, 0, bits(2052.f)},
+    {"product of halves overflows", squareHalf, 0x7B53, 0,
+     bits(std::numeric_limits<float>::infinity())},
+    {"product of halves below all of them", squareHalf, 0x0010, 0, 0},
+    {"product of halves is a small half", squareHalf, 0x1000, 0, bits(0x1p-22f)},
+    {"smaller than no number", smaller, 0x7FC00000u, bits(2.f), bits(2.f)},
+    {"smaller, and no number", smaller, bits(2.f), 0xFFC00000u, bits(2.f)},
+    {"larger than no number", larger, 0x7FC00000u, bits(-2.f), bits(-2.f)},
+    {"larger, and no number", larger, bits(-2.f), 0x7FC00000u, bits(-2.f)},
     {"undefined operand", "%r = or i32 %a, undef", 5, 0, 5},
     {"poison operand", "%r = add i32 %a, poison", 5, 0, 5},
     {"undefined condition", "%r = select i1 undef, i32 1, i32 2", 0, 0, 2},
@@ -109,7 +133,9 @@ constexpr std::uint32_t threads = 19;
 /// Seen::ByThread each thread has such arrays of its own, one after the other.
 std::string kernelText(Seen seen) {
     std::string text = "declare i32 @llvm.ctlz.i32(i32, i1)\ndeclare i32 @llvm.cttz.i32(i32, i1)\n"
-                       "declare i32 @llvm.abs.i32(i32, i1)\n";
+                       "declare i32 @llvm.abs.i32(i32, i1)\n"
+                       "declare float @llvm.minnum.f32(float, float)\n"
+                       "declare float @llvm.maxnum.f32(float, float)\n";
     std::string calls = "%row = mul i32 %x, " +
                         std::to_string(seen == Seen::ByThread ? std::size(cases) : 0) + "\n";
     for (std::size_t i = 0; i < std::size(cases); ++i) {

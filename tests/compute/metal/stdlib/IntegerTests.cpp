@@ -45,7 +45,7 @@ TYPED_TEST(IntegerTest, PairsMatchWideArithmetic) {
             EXPECT_EQ(metal::subsat(a, b), this->saturated(x - y));
             EXPECT_EQ(metal::hadd(a, b), T((x + y) >> 1));
             EXPECT_EQ(metal::rhadd(a, b), T((x + y + 1) >> 1));
-            EXPECT_EQ(T(metal::absdiff(a, b)), T(x > y ? x - y : y - x));
+            EXPECT_EQ(metal::absdiff(a, b), std::make_unsigned_t<T>(x > y ? x - y : y - x));
             // The product of two 64-bit numbers without sign does not fit a signed 128-bit one.
             const Wide upper = T(-1) > T(0) ? Wide(((unsigned __int128)x * y) >> this->width)
                                             : (x * y) >> this->width;

@@ -76,6 +76,11 @@ const Accuracy accuracies[] = {
     {"precise cos", PRECISE(cos), -2e4f, 2e4f, linear, absolute, 3e-7},
     {"tan", AS_STD(tan), -0.78f, 0.78f, linear, inUlps, 4},
     {"precise tan", PRECISE(tan), -100, 100, linear, inUlps, 5},
+    {"precise sin far", PRECISE(sin), -3e6f, 3e6f, linear, absolute, 3e-7},
+    {"precise sin very far", PRECISE(sin), 1e5f, 3e38f, exponential, inUlps, 4},
+    {"precise cos far", PRECISE(cos), -3e6f, 3e6f, linear, absolute, 3e-7},
+    {"precise cos very far", PRECISE(cos), 1e5f, 3e38f, exponential, inUlps, 4},
+    {"precise tan very far", PRECISE(tan), 1e5f, 3e38f, exponential, inUlps, 6},
     {"sinpi", FUNCTION(sinpi), EXACT(std::sin(M_PI* x)), -0.5f, 0.5f, linear, inUlps, 3},
     {"sinpi far", FUNCTION(sinpi), EXACT(std::sin(M_PI* std::fmod(x, 2.0))), -1e5f, 1e5f, linear,
      absolute, 2e-7},
@@ -195,6 +200,22 @@ TEST(Math, EdgesHaveTheirValues) {
         {"atan2 both infinite", metal::atan2(opaque(infinity), opaque(infinity)), 0.785398163f},
         {"tanh of infinity", metal::tanh(opaque(-infinity)), -1},
         {"fmod of multiple", metal::fmod(opaque(49), opaque(49)), 0},
+#ifdef __FMA__
+        {"fmod of a huge quotient", metal::fmod(opaque(1e10f), opaque(3.7f)),
+         float(std::fmod(double(1e10f), double(3.7f)))},
+#endif
+        {"fmod of infinity", metal::fmod(opaque(5), opaque(-infinity)), 5},
+        {"fmod by zero", metal::fmod(opaque(5), opaque(0)), nan},
+        {"fmod infinite", metal::fmod(opaque(infinity), opaque(2)), nan},
+        {"fmod of far too much", metal::fmod(opaque(1e30f), opaque(1e-10f)), 0},
+        {"precise sin of infinity", metal::precise::sin(opaque(-infinity)), nan},
+        {"precise cos of nan", metal::precise::cos(opaque(nan)), nan},
+        {"max with nan", metal::max(opaque(0), opaque(nan)), 0},
+        {"max of nan", metal::max(opaque(nan), opaque(-1)), -1},
+        {"min with nan", metal::min(opaque(0), opaque(nan)), 0},
+        {"fmin3 with nans", metal::fmin3(opaque(nan), opaque(nan), opaque(2)), 2},
+        {"clamp of nan", metal::clamp(opaque(nan), opaque(2), opaque(3)), 2},
+        {"saturate of nan", metal::saturate(opaque(nan)), 0},
         {"fmod negative", metal::fmod(opaque(-7.5f), opaque(2)), -1.5f},
         {"fract of tiny negative", metal::fract(opaque(-1e-9f)), 0x1.fffffep-1f},
         {"round half", metal::round(opaque(-2.5f)), -3},
@@ -217,6 +238,12 @@ TEST(Math, SineNeverLeavesTheUnitInterval) {
     }
 }
 
+TEST(Math, SignKeepsThatOfZero) {
+    EXPECT_TRUE(std::signbit(metal::sign(opaque(-0.0f))));
+    EXPECT_FALSE(std::signbit(metal::sign(opaque(0.0f))));
+    EXPECT_EQ(metal::sign(opaque(-infinity)), -1);
+}
+
 TEST(Math, Atan2CoversAllQuadrants) {
     for (int i = -180; i <= 180; ++i) {
         const double angle = i * M_PI / 180;
@@ -232,8 +259,10 @@ TEST(Math, FmodAgreesForManyQuotients) {
         const float y = 0.1f + float(i % 97) * 0.31f;
         const double exact = std::fmod(double(x), double(y));
         // Off by a few units of x's last place, which may carry it past the divisor.
-        const double error = std::abs(double(metal::fmod(x, y)) - exact);
+        const float remainder = metal::fmod(x, y);
+        const double error = std::abs(double(remainder) - exact);
         EXPECT_LE(std::min(error, std::abs(double(y) - error)), 4e-4) << x << " " << y;
+        EXPECT_LT(std::abs(remainder), y);
     }
 }
 
