@@ -6,6 +6,7 @@
 #include "compute/simd/emit/WideCalls.h"
 #include "compute/simd/emit/WidenConversion.h"
 #include "compute/simd/emit/WidenExtrema.h"
+#include "compute/simd/emit/WidenHalf.h"
 
 #include <llvm/Analysis/VectorUtils.h>
 #include <llvm/IR/IntrinsicInst.h>
@@ -51,8 +52,7 @@ public:
         if (const auto* compare = llvm::dyn_cast<llvm::CmpInst>(&m_instruction))
             return m_builder.CreateCmp(compare->getPredicate(), operand(0), operand(1));
         if (const auto* cast = llvm::dyn_cast<llvm::CastInst>(&m_instruction))
-            return m_builder.CreateCast(cast->getOpcode(), operand(0),
-                                        m_builder.wideType(cast->getType()));
+            return widenCast(*cast);
         if (llvm::isa<llvm::SelectInst>(m_instruction))
             return m_builder.blend(operand(0), operand(1), operand(2));
         if (llvm::isa<llvm::FreezeInst>(m_instruction))
@@ -74,6 +74,7 @@ private:
     /// from the next integer.
     llvm::Value* divide();
     llvm::Value* divideAsDoubles(llvm::Value* dividend, llvm::Value* divisor, bool isSigned);
+    llvm::Value* widenCast(const llvm::CastInst& cast);
     llvm::Value* widenCall(const llvm::IntrinsicInst& call);
     llvm::Value* callPerLane(const llvm::IntrinsicInst& call);
 
@@ -120,6 +121,18 @@ llvm::Value* Arithmetic::divide() {
     if (opcode == llvm::Instruction::SDiv || opcode == llvm::Instruction::UDiv)
         return quotient;
     return m_builder.CreateSub(dividend, m_builder.CreateMul(quotient, divisor));
+}
+
+llvm::Value* Arithmetic::widenCast(const llvm::CastInst& cast) {
+    if (lacksHalfConversions(m_builder.lanes())) {
+        if (cast.getOpcode() == llvm::Instruction::FPTrunc && cast.getType()->isHalfTy() &&
+            cast.getSrcTy()->isFloatTy())
+            return floatToHalf(m_builder, operand(0));
+        if (cast.getOpcode() == llvm::Instruction::FPExt && cast.getSrcTy()->isHalfTy() &&
+            cast.getType()->isFloatTy())
+            return halfToFloat(m_builder, operand(0));
+    }
+    return m_builder.CreateCast(cast.getOpcode(), operand(0), m_builder.wideType(cast.getType()));
 }
 
 llvm::Value* Arithmetic::widenCall(const llvm::IntrinsicInst& call) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -205,6 +206,52 @@ TEST(ArithmeticTests, DenormalNumbersAreZeroAndTheCallersModeComesBack) {
     EXPECT_EQ(out[0], 0.f);
     volatile float small = 1e-40f;
     EXPECT_GT(small * 1e10f, 0.f);
+}
+
+TEST(ArithmeticTests, HalvesConvertExactlyAndFloatsToTheNearest) {
+    const auto compiled =
+        tests::compile(tests::makeProgram(R"(
+        define spir_func void @k(ptr %halves, ptr %wide, ptr %floats, ptr %narrow, i32 %x) {
+            %a = getelementptr half, ptr %halves, i32 %x
+            %h = load half, ptr %a
+            %w = fpext half %h to float
+            %b = getelementptr float, ptr %wide, i32 %x
+            store float %w, ptr %b
+            %c = getelementptr float, ptr %floats, i32 %x
+            %f = load float, ptr %c
+            %n = fptrunc float %f to half
+            %d = getelementptr half, ptr %narrow, i32 %x
+            store half %n, ptr %d
+            ret void
+        })",
+                                          {tests::buffer(0), tests::buffer(1), tests::buffer(2),
+                                           tests::buffer(3), tests::position()}));
+    ASSERT_TRUE(compiled);
+    constexpr std::uint32_t count = 65536;
+    std::vector<std::uint16_t> halves(count);
+    std::vector<std::uint32_t> wide(count);
+    std::vector<std::uint32_t> floats(count);
+    std::vector<std::uint16_t> narrow(count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        halves[i] = static_cast<std::uint16_t>(i);
+        // Just below, at and just above what lies between two halves, and numbers of all sizes.
+        const float half = static_cast<float>(std::bit_cast<_Float16>(halves[i]));
+        floats[i] = i % 2 == 0 ? bits(half) + 0x0FFF + i / 2 % 3 : i * 65537;
+    }
+    compiled->run(tests::bind(halves, wide, floats, narrow), {.width = count}, {});
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const auto half = std::bit_cast<_Float16>(halves[i]);
+        const auto number = std::bit_cast<float>(floats[i]);
+        if (half == half)
+            ASSERT_EQ(wide[i], bits(static_cast<float>(half))) << i;
+        else
+            ASSERT_TRUE(std::isnan(std::bit_cast<float>(wide[i]))) << i;
+        if (number == number)
+            ASSERT_EQ(narrow[i], std::bit_cast<std::uint16_t>(static_cast<_Float16>(number)))
+                << number;
+        else
+            ASSERT_EQ(narrow[i] & 0x7E00, 0x7E00) << i;
+    }
 }
 
 TEST(ArithmeticTests, FallingOffTheEndReturnsZero) {
