@@ -106,6 +106,10 @@ const Case cases[] = {
     {"smaller, and no number", smaller, bits(2.f), 0xFFC00000u, bits(2.f)},
     {"larger than no number", larger, 0x7FC00000u, bits(-2.f), bits(-2.f)},
     {"larger, and no number", larger, bits(-2.f), 0x7FC00000u, bits(-2.f)},
+    {"square and sum with one rounding",
+     "%f = bitcast i32 %a to float  %g = bitcast i32 %b to float  "
+     "%s = call float @llvm.fma.f32(float %f, float %f, float %g)  %r = bitcast float %s to i32",
+     bits(0x1.001p0f), bits(-0x1.002p0f), bits(0x1p-24f)},
     {"undefined operand", "%r = or i32 %a, undef", 5, 0, 5},
     {"poison operand", "%r = add i32 %a, poison", 5, 0, 5},
     {"undefined condition", "%r = select i1 undef, i32 1, i32 2", 0, 0, 2},
@@ -135,6 +139,7 @@ constexpr std::uint32_t threads = 19;
 std::string kernelText(Seen seen) {
     std::string text = "declare i32 @llvm.ctlz.i32(i32, i1)\ndeclare i32 @llvm.cttz.i32(i32, i1)\n"
                        "declare i32 @llvm.abs.i32(i32, i1)\n"
+                       "declare float @llvm.fma.f32(float, float, float)\n"
                        "declare float @llvm.minnum.f32(float, float)\n"
                        "declare float @llvm.maxnum.f32(float, float)\n";
     std::string calls = "%row = mul i32 %x, " +
