@@ -37,6 +37,12 @@ std::string narrowed(const Expr& e, const std::string& expression) {
     return (isNarrow && e.type.lanes == 1 ? nameOf(e.type) : "") + "(" + expression + ")";
 }
 
+/// The result of absdiff has no sign, that of the tree the sign of its operands.
+std::string signedAgain(const Expr& e, const std::string& function, const std::string& arguments) {
+    const std::string call = function + arguments;
+    return function == "absdiff" ? nameOf(e.type) + "(" + call + ")" : call;
+}
+
 std::string lanes(const Expr& e) {
     std::string result = ".";
     for (const unsigned lane : e.lanes)
@@ -151,7 +157,7 @@ std::string ExpressionPrinter::text(const Expr& e) const {
     case Op::Swizzle:
         return text(e.args[0]) + lanes(e);
     case Op::Integer:
-        return integerFunctions()[e.which].name + list(e.args);
+        return signedAgain(e, integerFunctions()[e.which].name, list(e.args));
     case Op::Exact:
         return exactFunctions()[e.which].name + list(e.args);
     case Op::Rough:
