@@ -2,6 +2,9 @@
 // Part of Starloom 42.
 #include "compute/metal/Attributes.h"
 
+#include "compute/metal/AddressSpaces.h"
+#include "compute/metal/ProgramConsumer.h"
+
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
 #include <clang/AST/Decl.h>
@@ -23,7 +26,7 @@ using clang::AttributeCommonInfo;
 using clang::ParsedAttr;
 using clang::ParsedAttrInfo;
 
-enum class Place { Parameter, Function, Variable, Storage };
+enum class Place { Parameter, Function, Variable };
 
 struct AttributeRule {
     const char* name;
@@ -59,7 +62,7 @@ constexpr AttributeRule rules[] = {
     {"kernel", Place::Function, 0},
     {"host_name", Place::Function, 1},
     {"max_total_threads_per_threadgroup", Place::Function, 1, 65535},
-    {"threadgroup", Place::Storage, 1, 30},
+    {"threadgroup", Place::Parameter, 1, 30},
 };
 
 /// One blank before and after each name.
@@ -75,11 +78,20 @@ constexpr llvm::StringLiteral ignoredNames =
     "sample_id sample_mask sample_no_perspective sample_perspective shared stencil "
     "stitchable tile user vertex vertex_id viewport_array_index visible ";
 
+/// What the words `threadgroup` and `kernel` have become when an attribute is read
+/// (AddressSpaces.h, Language.h).
+constexpr llvm::StringLiteral threadgroupKeyword = "__local";
+constexpr llvm::StringLiteral kernelKeyword = "__sl42_kernel";
+
 std::string annotationName(llvm::StringRef name) {
     return ("sl42." + name).str();
 }
 
 const AttributeRule* findRule(llvm::StringRef name) {
+    if (name == threadgroupKeyword)
+        name = "threadgroup";
+    if (name == kernelKeyword)
+        name = "kernel";
     const auto* rule = llvm::find_if(rules, [&](const auto& each) { return name == each.name; });
     return rule == std::end(rules) ? nullptr : rule;
 }
@@ -92,8 +104,6 @@ bool belongsOn(const AttributeRule& rule, const clang::Decl& declaration) {
         return declaration.getAsFunction() != nullptr;
     case Place::Variable:
         return llvm::isa<clang::VarDecl, clang::FieldDecl>(declaration);
-    case Place::Storage:
-        return true;
     }
     llvm_unreachable("unhandled place");
 }
@@ -105,7 +115,6 @@ const char* placeName(Place place) {
     case Place::Function:
         return "functions";
     case Place::Variable:
-    case Place::Storage:
         return "variables";
     }
     llvm_unreachable("unhandled place");
@@ -157,10 +166,12 @@ public:
     LanguageAttribute() {
         OptArgs = 15;
         static const auto spellings = [] {
-            std::array<Spelling, std::size(rules) + 1> all{};
+            std::array<Spelling, std::size(rules) + 3> all{};
             for (std::size_t i = 0; i < std::size(rules); ++i)
                 all[i] = {AttributeCommonInfo::AS_CXX11, rules[i].name};
-            all.back() = {AttributeCommonInfo::AS_Keyword, "threadgroup"};
+            all[std::size(rules)] = {AttributeCommonInfo::AS_CXX11, threadgroupKeyword.data()};
+            all[std::size(rules) + 1] = {AttributeCommonInfo::AS_CXX11, kernelKeyword.data()};
+            all.back() = {AttributeCommonInfo::AS_Keyword, kernelKeyword.data()};
             return all;
         }();
         Spellings = spellings;
@@ -176,16 +187,9 @@ public:
         clang::Expr* argument = argumentExpression(sema, attribute);
         if (!checkIndex(sema, *rule, attribute, argument))
             return AttributeNotApplied;
-        if (rule->place == Place::Storage && isSharedVariable(*declaration)) {
-            declaration->addAttr(clang::AnnotateAttr::Create(
-                sema.Context, annotationName(rule->name), nullptr, 0, attribute));
-            return AttributeApplied;
-        }
         llvm::SmallVector<clang::Expr*, 1> arguments;
         if (argument != nullptr)
             arguments.push_back(argument);
-        else if (rule->place == Place::Storage)
-            return AttributeApplied; // a pointer to shared memory is a plain pointer
         // The annotation for types, because code generation leaves that one alone.
         declaration->addAttr(clang::AnnotateTypeAttr::Create(
             sema.Context, annotationName(rule->name), arguments.data(), unsigned(arguments.size()),
@@ -203,20 +207,12 @@ private:
             sema.Diag(attribute.getLoc(), id) << rule.name << placeName(rule.place);
             return false;
         }
-        const bool isWord = attribute.getSyntax() == AttributeCommonInfo::AS_Keyword;
-        if (!isWord && attribute.getNumArgs() != rule.arguments) {
+        if (attribute.getNumArgs() != rule.arguments) {
             sema.Diag(attribute.getLoc(), clang::diag::err_attribute_wrong_number_arguments)
                 << attribute << rule.arguments;
             return false;
         }
         return true;
-    }
-
-    /// Memory that a threadgroup shares. Its annotation shows in the generated code.
-    static bool isSharedVariable(const clang::Decl& declaration) {
-        const auto* variable = llvm::dyn_cast<clang::VarDecl>(&declaration);
-        return variable != nullptr && variable->isLocalVarDecl() &&
-               !variable->getType()->isPointerType() && !variable->getType()->isReferenceType();
     }
 
     /// A function constant gets its value later, so it must not be asked for an initialiser now.
@@ -228,11 +224,39 @@ private:
     }
 };
 
+/// What AddressSpaces.h puts on declarations. It leaves nothing there.
+class SpaceAttribute final : public ParsedAttrInfo {
+public:
+    SpaceAttribute() {
+        static const Spelling spellings[] = {
+            {AttributeCommonInfo::AS_GNU, AddressSpaces::attribute.data()},
+            {AttributeCommonInfo::AS_Keyword, AddressSpaces::memberKeyword.data()}};
+        Spellings = spellings;
+        IsSupportedByPragmaAttribute = 1;
+    }
+
+    void getPragmaAttributeMatchRules(
+        llvm::SmallVectorImpl<std::pair<clang::attr::SubjectMatchRule, bool>>& subjects,
+        const clang::LangOptions&) const override {
+        subjects.emplace_back(clang::attr::SubjectMatchRule_function_is_member, true);
+        subjects.emplace_back(clang::attr::SubjectMatchRule_variable_is_local, true);
+    }
+
+    AttrHandling handleDeclAttribute(clang::Sema& sema, clang::Decl* declaration,
+                                     const ParsedAttr&) const override {
+        // Only programs have the attribute, and this is who reads them.
+        static_cast<ProgramConsumer&>(sema.Consumer).addressSpaces().qualify(*declaration);
+        return AttributeApplied;
+    }
+};
+
 } // namespace
 
 void registerAttributes() {
     static const clang::ParsedAttrInfoRegistry::Add<LanguageAttribute> attributes(
         "starloom", "attributes of the shading language");
+    static const clang::ParsedAttrInfoRegistry::Add<SpaceAttribute> space(
+        "starloom-spaces", "address spaces of declarations");
 }
 
 const clang::AnnotateTypeAttr* findAttribute(const clang::Decl& declaration, llvm::StringRef name) {

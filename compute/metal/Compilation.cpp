@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/metal/Compilation.h"
 
+#include "compute/metal/AddressSpaces.h"
 #include "compute/metal/Attributes.h"
 #include "compute/metal/DiagnosticText.h"
 #include "compute/metal/InputLimits.h"
@@ -34,19 +35,26 @@ protected:
     bool BeginSourceFileAction(clang::CompilerInstance& compiler) override {
         clang::Preprocessor& preprocessor = compiler.getPreprocessor();
         defineWords(preprocessor);
-        limitInput(preprocessor, m_stop);
+        m_spaces = std::make_unique<AddressSpaces>(preprocessor);
+        limitInput(preprocessor, m_stop,
+                   [&spaces = *m_spaces](clang::Token& token) { spaces.watch(token); });
         guardPragmas(preprocessor);
         ignoreLineMarkers(preprocessor);
         return true;
     }
     std::unique_ptr<clang::ASTConsumer> CreateASTConsumer(clang::CompilerInstance& compiler,
                                                           llvm::StringRef) override {
-        return std::make_unique<ProgramConsumer>(compiler, m_result, m_stop);
+        return std::make_unique<ProgramConsumer>(compiler, *m_spaces, m_result, m_stop);
+    }
+    void ExecuteAction() override {
+        m_spaces->begin(getCompilerInstance().getLangOpts());
+        ASTFrontendAction::ExecuteAction();
     }
 
 private:
     kernel::Program& m_result;
     const std::stop_token& m_stop;
+    std::unique_ptr<AddressSpaces> m_spaces;
 };
 
 class PrecompileAction final : public clang::ASTFrontendAction {

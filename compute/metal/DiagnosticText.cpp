@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/metal/DiagnosticText.h"
 
+#include "compute/metal/AddressSpaces.h"
 #include "compute/metal/Advice.h"
 #include "compute/metal/Attributes.h"
 
@@ -78,7 +79,8 @@ void formatArgument(clang::DiagnosticsEngine::ArgumentKind kind, std::intptr_t v
                                                       output, cookie, qualTypes);
     const auto& context = *static_cast<clang::ASTContext*>(cookie);
     const auto type = clang::QualType::getFromOpaquePtr(reinterpret_cast<void*>(value));
-    const std::string text = "'" + type.getAsString(context.getPrintingPolicy()) + "'";
+    const std::string text =
+        "'" + spellAddressSpaces(type.getAsString(context.getPrintingPolicy())) + "'";
     output.append(text.begin(), text.end());
 }
 

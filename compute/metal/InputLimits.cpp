@@ -45,12 +45,14 @@ private:
 
 class TokenLimit {
 public:
-    TokenLimit(clang::Preprocessor& preprocessor, const std::stop_token& stop)
-        : m_preprocessor(preprocessor), m_time(stop) {}
+    TokenLimit(clang::Preprocessor& preprocessor, const std::stop_token& stop,
+               std::function<void(clang::Token&)> watch)
+        : m_preprocessor(preprocessor), m_watch(std::move(watch)), m_time(stop) {}
 
     void operator()(const clang::Token& token) {
         if (token.isAnnotation())
             return;
+        m_watch(const_cast<clang::Token&>(token)); // which is only said to be constant
         if (!m_preprocessor.getDiagnostics().hasFatalErrorOccurred())
             check(token);
         if (!m_preprocessor.getDiagnostics().hasFatalErrorOccurred())
@@ -58,7 +60,7 @@ public:
         if (m_tokensAfterEnd == 0)
             skipRest();
         if (++m_tokensAfterEnd > mostTokensAfterEnd)
-            // However much macros have produced. The token is only said to be constant.
+            // However much macros have produced.
             turnIntoEnd(const_cast<clang::Token&>(token));
     }
 
@@ -94,6 +96,7 @@ private:
     }
 
     clang::Preprocessor& m_preprocessor;
+    std::function<void(clang::Token&)> m_watch;
     NestingGauge m_nesting;
     std::size_t m_tokens = 0;
     std::size_t m_tokensAfterEnd = 0;
@@ -177,8 +180,9 @@ private:
 
 } // namespace
 
-void limitInput(clang::Preprocessor& preprocessor, const std::stop_token& stop) {
-    preprocessor.setTokenWatcher(TokenLimit(preprocessor, stop));
+void limitInput(clang::Preprocessor& preprocessor, const std::stop_token& stop,
+                std::function<void(clang::Token&)> watch) {
+    preprocessor.setTokenWatcher(TokenLimit(preprocessor, stop, std::move(watch)));
     preprocessor.addPPCallbacks(std::make_unique<MacroLimit>(
         preprocessor, [time = TimeLimit(stop)] { return time.isOver(); }));
 }

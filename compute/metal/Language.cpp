@@ -93,16 +93,19 @@ constexpr const char* options[] = {
     "-Wno-vla-cxx-extension",
     "-Wno-misleading-indentation",
     "-Wno-implicit-const-int-float-conversion",
+    "-Wno-pragma-clang-attribute",
+    // Functions that differ in an address space differ in name (AddressSpaces.h).
+    "-faddress-space-map-mangling=no",
     // What texts ask to tell the language and its version from plain C++.
     "-D__METAL__=1",
     "-D__METAL_VERSION__=310",
     "-D__METAL_CPP__=1",
     // A function is only ever made with all its constants.
     "-Dis_function_constant_defined(constant)=((void)(constant), true)",
-    // Words for memory and stages that need no meaning of their own: where a pointer comes from is
-    // seen again once everything is inlined, and stages other than kernels do not run here.
-    "-Ddevice=",
+    // Words for memory and stages that need no meaning of their own (AddressSpaces.h), since stages
+    // other than kernels do not run here.
     "-Dthread=",
+    "-Dkernel=__sl42_kernel", // not the word of another language
     "-Dvertex=",
     "-Dfragment=",
     "-Dray_data=",
@@ -145,16 +148,14 @@ constexpr const char* refusedWords[] = {"asm",
 /// Likewise, but nothing behind them is read: they would make lists of any length.
 constexpr const char* fatalWords[] = {"__make_integer_seq", "__type_pack_element"};
 
-/// Words of the language that read as a word of Clang's. The two attribute words are kept apart by
-/// name: Clang hands them to the attributes of the same name (Attributes.h).
+/// Words of the language that read as a word of Clang's (and see AddressSpaces.h). Clang hands the
+/// word to the attribute of the same name (Attributes.h).
 struct Synonym {
     const char* word;
     clang::tok::TokenKind meaning;
 };
 constexpr Synonym synonyms[] = {
-    {"constant", clang::tok::kw_const},
-    {"kernel", clang::tok::kw___kernel},
-    {"threadgroup", clang::tok::kw___w64},
+    {"__sl42_kernel", clang::tok::kw___w64},
 };
 
 /// Refuses words of C++ in the program, while the library's own headers may use them.

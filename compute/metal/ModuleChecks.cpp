@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/metal/ModuleChecks.h"
 
+#include "compute/metal/AddressSpaces.h"
+
 #include <clang/AST/Decl.h>
 #include <clang/AST/GlobalDecl.h>
 #include <clang/CodeGen/ModuleBuilder.h>
@@ -22,10 +24,47 @@ namespace {
 /// The library declares, under names that begin so, what compiles but cannot run here.
 constexpr llvm::StringRef unsupportedPrefix = "__sl42_unsupported_";
 
+/// Of variables that a threadgroup shares.
+constexpr llvm::StringRef sharedAttribute = "sl42-threadgroup";
+
+bool isShared(const llvm::Value& value) {
+    const auto* variable =
+        llvm::dyn_cast<llvm::GlobalVariable>(value.stripInBoundsConstantOffsets());
+    return variable != nullptr && variable->hasAttribute(sharedAttribute);
+}
+
 class ModuleFinisher {
 public:
     ModuleFinisher(clang::Sema& sema, clang::CodeGenerator& generator, llvm::Module& module)
         : m_sema(sema), m_generator(generator), m_module(module) {}
+
+    /// Marks what a threadgroup shares: static variables, with annotations.
+    void markSharedVariables() {
+        llvm::GlobalVariable* annotations = m_module.getGlobalVariable("llvm.global.annotations");
+        if (annotations == nullptr)
+            return;
+        for (const llvm::Use& entry : annotations->getInitializer()->operands()) {
+            const auto* parts = llvm::cast<llvm::ConstantStruct>(entry.get());
+            auto* variable =
+                llvm::dyn_cast<llvm::GlobalVariable>(parts->getOperand(0)->stripPointerCasts());
+            const auto* text =
+                llvm::dyn_cast<llvm::GlobalVariable>(parts->getOperand(1)->stripPointerCasts());
+            const auto* name = text != nullptr
+                                   ? llvm::dyn_cast<llvm::ConstantDataArray>(text->getInitializer())
+                                   : nullptr;
+            if (variable == nullptr || name == nullptr || name->getAsCString() != sharedAnnotation)
+                continue;
+            variable->addAttribute(sharedAttribute);
+            variable->setLinkage(llvm::GlobalValue::InternalLinkage);
+            variable->setComdat(nullptr);
+            variable->setConstant(false);
+            variable->setAlignment(std::max(variable->getAlign().valueOrOne(), llvm::Align(16)));
+        }
+        annotations->eraseFromParent();
+        for (llvm::GlobalVariable& text : llvm::make_early_inc_range(m_module.globals()))
+            if (text.getSection() == "llvm.metadata" && text.use_empty())
+                text.eraseFromParent();
+    }
 
     void checkRecursion() {
         llvm::CallGraph graph(m_module);
@@ -57,12 +96,12 @@ public:
                 return ("'" + function.getName().drop_front(unsupportedPrefix.size()) +
                         "' is not supported")
                     .str();
-            if (function.getIntrinsicID() == llvm::Intrinsic::var_annotation)
-                return "threadgroup memory is not supported";
             for (const llvm::BasicBlock& block : function)
                 for (const llvm::Instruction& instruction : block)
                     for (const llvm::Use& operand : instruction.operands())
-                        if (const auto* used = llvm::dyn_cast<llvm::Function>(operand.get()))
+                        if (isShared(*operand.get()))
+                            return "threadgroup memory is not supported";
+                        else if (const auto* used = llvm::dyn_cast<llvm::Function>(operand.get()))
                             if (seen.insert(used).second)
                                 waiting.push_back(used);
         }
@@ -179,6 +218,7 @@ void finishModule(clang::Sema& sema, clang::CodeGenerator& generator, const Refl
                   kernel::Program& program) {
     llvm::Module& module = *generator.GetModule();
     ModuleFinisher finisher(sema, generator, module);
+    finisher.markSharedVariables();
     for (const auto& each : reflection.constants) {
         program.constants.push_back(each.declaration);
         program.constants.back().symbol = finisher.symbol(*each.variable);

@@ -28,9 +28,10 @@ bool isDefinedInClass(const clang::Decl* declaration) {
 
 } // namespace
 
-ProgramConsumer::ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result,
-                                 const std::stop_token& stop)
+ProgramConsumer::ProgramConsumer(clang::CompilerInstance& compiler, AddressSpaces& spaces,
+                                 kernel::Program& result, const std::stop_token& stop)
     : m_compiler(compiler),
+      m_spaces(spaces),
       m_result(result),
       m_stop(stop),
       m_generator(clang::CreateLLVMCodeGen(
@@ -46,12 +47,14 @@ void ProgramConsumer::Initialize(clang::ASTContext& context) {
 
 void ProgramConsumer::InitializeSema(clang::Sema& sema) {
     m_sema = &sema;
+    m_spaces.setSema(&sema);
     static_cast<DiagnosticText&>(m_compiler.getDiagnosticClient()).setSema(&sema);
     limitTemplates(sema, m_stop);
 }
 
 void ProgramConsumer::ForgetSema() {
     m_sema = nullptr;
+    m_spaces.setSema(nullptr);
     static_cast<DiagnosticText&>(m_compiler.getDiagnosticClient()).setSema(nullptr);
 }
 
@@ -115,8 +118,7 @@ void ProgramConsumer::HandleTranslationUnit(clang::ASTContext& context) {
 }
 
 void ProgramConsumer::generate(clang::ASTContext& context, const Reflection& reflection) {
-    for (const auto& kernel : reflection.kernels)
-        kernel.function->dropAttr<clang::OpenCLKernelAttr>(); // has a meaning of its own to it
+    AddressSpaces::end(m_compiler.getLangOpts());
     m_generating = true;
     for (const auto& tell : m_deferred)
         tell();

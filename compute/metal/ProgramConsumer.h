@@ -5,6 +5,7 @@
 // correct it checks the language's own rules, reads the attributes and generates code.
 #pragma once
 
+#include "compute/metal/AddressSpaces.h"
 #include "compute/metal/ClassParts.h"
 #include "compute/metal/Reflection.h"
 
@@ -27,9 +28,11 @@ namespace compute::metal {
 class ProgramConsumer final : public clang::SemaConsumer {
 public:
     /// `result` receives module, kernels and constants when the text has no errors.
-    ProgramConsumer(clang::CompilerInstance& compiler, kernel::Program& result,
-                    const std::stop_token& stop);
+    ProgramConsumer(clang::CompilerInstance& compiler, AddressSpaces& spaces,
+                    kernel::Program& result, const std::stop_token& stop);
     ~ProgramConsumer() override;
+
+    const AddressSpaces& addressSpaces() const { return m_spaces; }
 
     void Initialize(clang::ASTContext& context) override;
     void InitializeSema(clang::Sema& sema) override;
@@ -49,6 +52,7 @@ private:
     void generate(clang::ASTContext& context, const Reflection& reflection);
 
     clang::CompilerInstance& m_compiler;
+    AddressSpaces& m_spaces;
     kernel::Program& m_result;
     std::stop_token m_stop;
     std::unique_ptr<clang::CodeGenerator> m_generator;

@@ -292,9 +292,8 @@ public:
 
 private:
     void visitFunction(clang::FunctionDecl& function) {
-        const bool isKernel = function.hasAttr<clang::OpenCLKernelAttr>() ||
-                              findAttribute(function, "kernel") != nullptr;
-        if (isKernel && function.isThisDeclarationADefinition() && !function.isDependentContext())
+        if (findAttribute(function, "kernel") != nullptr &&
+            function.isThisDeclarationADefinition() && !function.isDependentContext())
             m_result.kernels.push_back({&function, KernelReader(m_sema, function).read()});
     }
 

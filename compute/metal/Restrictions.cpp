@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/metal/Restrictions.h"
 
+#include "compute/metal/AddressSpaces.h"
+
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
 #include <clang/AST/RecursiveASTVisitor.h>
@@ -16,6 +18,9 @@ namespace {
 constexpr std::uint64_t largestPrivateBytes = 1 << 20;
 /// One table in the constant address space.
 constexpr std::uint64_t largestConstantBytes = 16 << 20;
+
+/// All that a threadgroup can share.
+constexpr std::uint64_t largestSharedBytes = 32 << 10;
 
 constexpr const char* notSupported = "' is not supported in this language";
 
@@ -98,6 +103,8 @@ public:
 
 private:
     void checkGlobal(const clang::VarDecl& variable) {
+        if (variable.isStaticLocal() && isInThreadgroupMemory(variable.getType()))
+            return checkShared(variable);
         const clang::QualType element =
             m_sema.Context.getBaseElementType(variable.getType().getNonReferenceType());
         const clang::CXXRecordDecl* record = element->getAsCXXRecordDecl();
@@ -110,6 +117,18 @@ private:
         else if (variable.isStaticLocal() && variable.hasInit() && !isFixed(variable))
             refuse(variable.getLocation(), "initializer of a static variable must be a constant");
         checkSize(variable, largestConstantBytes);
+    }
+
+    void checkShared(const clang::VarDecl& variable) {
+        const clang::QualType element = m_sema.Context.getBaseElementType(variable.getType());
+        const clang::CXXRecordDecl* record = element->getAsCXXRecordDecl();
+        const bool isInitialised =
+            variable.hasInit() && (record == nullptr || !record->hasTrivialDefaultConstructor() ||
+                                   variable.getInitStyle() != clang::VarDecl::CallInit);
+        if (isInitialised)
+            refuse(variable.getLocation(), "a variable in threadgroup memory cannot have an "
+                                           "initializer; one thread of the group sets it");
+        checkSize(variable, largestSharedBytes);
     }
 
     bool isFixed(const clang::VarDecl& variable) const {
@@ -136,7 +155,6 @@ private:
         case clang::attr::Final:
         case clang::attr::Flatten:
         case clang::attr::NoInline:
-        case clang::attr::OpenCLKernel: // what the word `kernel` becomes
         case clang::attr::Packed:
         case clang::attr::Pure:
         case clang::attr::Unused:

@@ -133,7 +133,7 @@ constexpr Attack writes[] = {
      "thread uint* p = &local[zero];\n"
      "*(thread uint*)(prey[0] + ((ulong)p - (ulong)p)) = 0xbad0bad0; out[id] = local[1];"},
     {"AnotherAddressSpace", "*(thread uint*)(ulong)prey[0] = 0xbad0bad0;"},
-    {"WriteThroughConstant", "*(device uint*)(constant uint*)prey[0] = 0xbad0bad0;"},
+    {"WriteThroughConstant", "*(device uint*)(ulong)(constant uint*)prey[0] = 0xbad0bad0;"},
     {"Atomics",
      "atomic_fetch_add_explicit((device atomic_uint*)prey[0], 5, memory_order_relaxed);"},
     {"ExchangesOfEachThread",

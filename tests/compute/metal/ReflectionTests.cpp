@@ -61,7 +61,7 @@ TEST(Reflection, SaysWhichKernelsCannotRunAndWhy) {
                       "kernel void a(device float* o) { o[0] = shared(); }\n"
                       "kernel void b(threadgroup float* s [[threadgroup(0)]]) { s[0] = 1; }\n"
                       "kernel void c(uint n [[simdgroups_per_threadgroup]]) {}\n"
-                      "float sum(threadgroup float* s) { return s[0]; }\n"
+                      "float sum(thread float* s) { return s[0]; }\n"
                       "kernel void d(device float* o) { o[0] = sum(o); }\n");
     ASSERT_EQ(program.kernels.size(), 4u);
     EXPECT_EQ(program.kernels[0].unsupported, "threadgroup memory is not supported");

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Small programs, as libraries for the language write them, and what they compute.
+#include "tests/compute/host/CompiledText.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Case {
+    const char* name;
+    const char* text; ///< fills `out` of kernel `k`, by one thread
+    std::vector<float> expected;
+};
+
+const Case cases[] = {
+    {"OverloadsByAddressSpace",
+     R"(
+int where(thread const float*) { return 1; }
+int where(device const float*) { return 2; }
+int where(constant float*) { return 3; }
+int where(threadgroup const float*) { return 4; }
+template <class T> int which(thread T&) { return 1; }
+template <class T> int which(device T&) { return 2; }
+template <class T> int which(constant T&) { return 3; }
+template <class P> struct Space { static constexpr constant int value = 0; };
+template <class T> struct Space<device T*> { static constexpr constant int value = 2; };
+template <class T> struct Space<constant T*> { static constexpr constant int value = 3; };
+constant float4 global = {1, 2, 3, 4};
+kernel void k(device float* out, constant float4& c) {
+    float own = 0;
+    float4 v = global;
+    out[0] = where(&own);
+    out[1] = where(out);
+    out[2] = where(&c.x);
+    out[3] = where(&global.y);
+    out[4] = which(v);
+    out[5] = which(out[5]);
+    out[6] = which(c);
+    out[7] = Space<device float*>::value + Space<constant float*>::value * 10 +
+             Space<thread float*>::value * 100;
+})",
+     {1, 2, 3, 3, 1, 2, 3, 32}},
+    {"MembersByAddressSpace",
+     R"(
+#define QUALIFIED const device
+template <class T> struct Pair {
+    T first, second;
+    thread T& operator[](size_t i) thread { return i == 0 ? first : second; }
+    device T& operator[](size_t i) device { return i == 0 ? first : second; }
+    constant T& operator[](size_t i) constant { return i == 0 ? first : second; }
+    int where() const thread { return 1; }
+    int where() QUALIFIED { return 2; }
+    int where() const constant;
+    operator T() const thread { return first; }
+    operator T() const device { return first * 10; }
+    Pair() thread = default;
+    Pair() device = default;
+    Pair(T a, T b) thread : first(a), second(b) {}
+};
+template <class T> int Pair<T>::where() const constant { return 3; }
+kernel void k(device float* out, constant Pair<float>& c) {
+    device Pair<float>& d = *(device Pair<float>*)(out + 6);
+    Pair<float> t(7, 8);
+    d[0] = 3;
+    d[1] = t[1];
+    out[0] = t.where() + d.where() * 10 + c.where() * 100;
+    out[1] = c[1];
+    out[2] = float(t);
+    out[3] = float(d);
+    out[4] = d[1];
+    Pair<float> copy = d;
+    out[5] = copy[1];
+})",
+     {321, 2, 7, 30, 8, 8, 3, 8}},
+    {"ConstantsOfClassesAndFunctions",
+     R"(
+float second(constant float* values) { return values[1]; }
+float sum(constant float4& v) { return v.x + v.y; }
+class Machine {
+public:
+    device float* out;
+    constant float4 ink = {1, 2, 3, 4};
+    constant float table[3] = {5, 6, 7};
+    void run() {
+        constant float local = 8;
+        constant float list[2] = {9, 10};
+        out[0] = sum(ink);
+        out[1] = second(table);
+        out[2] = local + list[1];
+    }
+};
+kernel void k(device float* out, constant float4& c) {
+    Machine machine;
+    machine.out = out;
+    machine.run();
+})",
+     {3, 6, 18}},
+};
+
+class ProgramsOfTheLanguage : public testing::TestWithParam<Case> {};
+
+TEST_P(ProgramsOfTheLanguage, ComputeWhatTheySay) {
+    const Case& one = GetParam();
+    const auto compiled = tests::compile(tests::programOf(one.text));
+    ASSERT_TRUE(compiled);
+    std::vector<float> out(64, 0);
+    std::vector<float> constants = {1, 2, 3, 4};
+    compiled->run(tests::bind(out, constants), {1, 1, 1}, {1, 1, 1});
+    out.resize(one.expected.size());
+    EXPECT_EQ(out, one.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Features, ProgramsOfTheLanguage, testing::ValuesIn(cases),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+} // namespace
