@@ -8,6 +8,7 @@
 #include <clang/AST/Attr.h>
 #include <clang/AST/RecursiveASTVisitor.h>
 #include <clang/Sema/Sema.h>
+#include <llvm/ADT/STLExtras.h>
 
 #include <string>
 
@@ -51,11 +52,23 @@ public:
 
     /// Attributes that change what code means or where it goes are not for programs.
     bool VisitDecl(clang::Decl* declaration) {
+        dropHints(*declaration);
         for (const clang::Attr* attribute : declaration->attrs())
             if (!attribute->isImplicit() && !attribute->isInherited() && !isHarmless(*attribute))
                 refuse(attribute->getLocation(),
                        std::string("attribute '") + attribute->getSpelling() + notSupported);
         return true;
+    }
+
+    /// `[[clang::optnone]]` and such advise a compiler that programs are not compiled by here.
+    static void dropHints(clang::Decl& declaration) {
+        if (declaration.hasAttrs())
+            llvm::erase_if(declaration.getAttrs(), [](const clang::Attr* attribute) {
+                return attribute->getScopeName() != nullptr &&
+                       attribute->getScopeName()->isStr("clang") && !isHarmless(*attribute);
+            });
+        if (declaration.hasAttrs() && declaration.getAttrs().empty())
+            declaration.dropAttrs();
     }
 
     /// The compiler's built-in functions are for the library's headers.

@@ -69,9 +69,11 @@ using sumType = decltype((T() + ...));
     }
 
 // Mixed scalars, computed in Common<A, B, ...>. Include the exact type unless it has an overload.
+// The pack is always empty: it lets a program's own template of this name take precedence.
 #define SL42_MIXED_1(name)                                                                         \
-    template <class A, __sl42::require<__is_integral(A)> = 0>                                      \
-    constexpr float name(A a) {                                                                    \
+    template <class A, class... None,                                                              \
+              __sl42::require<__is_integral(A) && sizeof...(None) == 0> = 0>                       \
+    constexpr float name(A a, None...) {                                                           \
         return name(float(a));                                                                     \
     }
 #define SL42_MIXED_2(name, Common)                                                                 \

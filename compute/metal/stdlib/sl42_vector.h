@@ -19,6 +19,7 @@
 
 template <class T, int N>
 struct vec;
+struct bfloat; // metal_bfloat
 namespace __sl42 {
 template <class Vector>
 struct packed;
@@ -154,6 +155,7 @@ struct vectorBase;
 SL42_OPERATORS(bool, BOOL)
 SL42_FOR_INTEGERS(SL42_OPERATORS_INTEGER)
 SL42_FOR_FLOATS(SL42_OPERATORS_FLOAT)
+SL42_OPERATORS_FLOAT(bfloat)
 
 } // namespace __sl42
 
@@ -198,6 +200,11 @@ struct alignas(2 * sizeof(T)) vec<T, 2> : __sl42::vectorBase<T, 2> {
     constexpr vec(T vx, T vy) : x(vx), y(vy) {}
     template <class U>
     constexpr explicit vec(const vec<U, 2>& v) : x(T(v.x)), y(T(v.y)) {}
+    // The first elements of a longer one.
+    template <class U>
+    constexpr explicit vec(const vec<U, 3>& v) : x(T(v.x)), y(T(v.y)) {}
+    template <class U>
+    constexpr explicit vec(const vec<U, 4>& v) : x(T(v.x)), y(T(v.y)) {}
     template <class U>
     constexpr explicit vec(const __sl42::packed<vec<U, 2>>& v) : x(T(v.x)), y(T(v.y)) {}
 
@@ -216,6 +223,8 @@ struct alignas(4 * sizeof(T)) vec<T, 3> : __sl42::vectorBase<T, 3> {
     constexpr vec(T vx, const vec<T, 2>& v) : x(vx), y(v.x), z(v.y) {}
     template <class U>
     constexpr explicit vec(const vec<U, 3>& v) : x(T(v.x)), y(T(v.y)), z(T(v.z)) {}
+    template <class U>
+    constexpr explicit vec(const vec<U, 4>& v) : x(T(v.x)), y(T(v.y)), z(T(v.z)) {}
     template <class U>
     constexpr explicit vec(const __sl42::packed<vec<U, 3>>& v) : x(T(v.x)), y(T(v.y)), z(T(v.z)) {}
 
@@ -250,6 +259,24 @@ struct alignas(4 * sizeof(T)) vec<T, 4> : __sl42::vectorBase<T, 4> {
 };
 
 #undef SL42_INDEX
+
+// Shifts by amounts of another integer type.
+#define SL42_SHIFT_BY_OTHER(op)                                                                    \
+    template <class T, class U, int N,                                                             \
+              metal::enable_if_t<__is_integral(T) && __is_integral(U) && !__is_same(T, U), int> =  \
+                  0>                                                                               \
+    constexpr vec<T, N> operator op(const vec<T, N>& a, const vec<U, N>& b) {                      \
+        return a op vec<T, N>(b);                                                                  \
+    }                                                                                              \
+    template <class T, class U, int N,                                                             \
+              metal::enable_if_t<__is_integral(T) && __is_integral(U) && !__is_same(T, U), int> =  \
+                  0>                                                                               \
+    constexpr vec<T, N>& operator op##=(vec<T, N>& a, const vec<U, N>& b) {                        \
+        return a = a op vec<T, N>(b);                                                              \
+    }
+SL42_SHIFT_BY_OTHER(<<)
+SL42_SHIFT_BY_OTHER(>>)
+#undef SL42_SHIFT_BY_OTHER
 
 #pragma clang attribute pop
 #pragma clang attribute pop

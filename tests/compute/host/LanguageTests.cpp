@@ -97,6 +97,51 @@ kernel void k(device float* out, constant float4& c) {
     machine.run();
 })",
      {3, 6, 18}},
+    {"NamesOfLibraries",
+     R"(
+template <class T> T sign(T x) { return x < T(0) ? T(-10) : T(10); }
+static METAL_FUNC float scaled(float x, int n METAL_CONST_ARG(n)) { return x * n; }
+[[clang::optnone]] float slow(float x) { return x + 1; }
+[[clang::whatever(3)]] float odd(float x) { return x + 2; }
+kernel void k(device float* out, constant float4& c) {
+    vector_float4 v = c;
+    simd_float3 w = float3(v);
+    vector_uint2 u = uint2(3, 1);
+    out[0] = sign(2) + sign(short(-1));
+    out[1] = scaled(w.z, 2) + slow(1) + odd(1);
+    out[2] = float2(v).y + half3(half4(v)).z + int2(float3(w)).x;
+    out[3] = (int2(1, 2) << u).x + (int2(1, 2) >> u).y;
+    int2 shifted = int2(-16, 1);
+    shifted >>= u;
+    shifted <<= ushort2(1, 4);
+    out[4] = shifted.x + shifted.y;
+    uniform<float> same = make_uniform(3.0f);
+    out[5] = same * 2 + divide(3.0f, 2) + divide(half2(1, 2), half2(2, 4)).y;
+})",
+     {0, 11, 6, 9, -4, 8}},
+    {"Bfloat",
+     R"(
+kernel void k(device float* out, constant float4& c) {
+    device bfloat* stored = (device bfloat*)(out + 16);
+    stored[0] = bfloat(1.00390625f);            // half way down to the even one
+    stored[1] = bfloat(1.01171875f);            // half way up
+    stored[2] = stored[0] + 2.0f;
+    stored[3] = bfloat(NAN);
+    stored[4] = 3.4e38h * 0 + 256 + 1;
+    out[0] = stored[0];
+    out[1] = stored[1];
+    out[2] = stored[2];
+    out[3] = isnan(float(stored[3])) && isinf(float(bfloat(3.4028235e38f)));
+    out[4] = bfloat(257);
+    bfloat4 v = bfloat4(c);
+    v += bfloat4(1);
+    v *= v;
+    out[5] = float4(v).w;
+    out[6] = (v.xy + bfloat2(1.5, 2)).x;
+    out[7] = as_type<ushort>(bfloat(1));
+    out[8] = max(float(v.x), 5.0f) + float(half(stored[1]) * 2);
+})",
+     {1, 1.015625f, 3, 1, 256, 25, 5.5f, 0x3f80, 7.03125f}},
 };
 
 class ProgramsOfTheLanguage : public testing::TestWithParam<Case> {};

@@ -22,6 +22,8 @@ SL42_VECTOR(short, short)
 SL42_VECTOR(ushort, ushort)
 SL42_VECTOR(int, int)
 SL42_VECTOR(uint, uint)
+SL42_VECTOR(long, long)
+SL42_VECTOR(ulong, ulong)
 SL42_VECTOR(half, half)
 SL42_VECTOR(float, float)
 #undef SL42_VECTOR

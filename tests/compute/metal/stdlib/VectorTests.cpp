@@ -27,7 +27,7 @@ static_assert(sizeof(float3x3) == 48 && sizeof(half2x4) == 16);
 // Conversion between element types only happens when asked for.
 static_assert(std::is_constructible_v<float2, uint2> && !std::is_convertible_v<uint2, float2>);
 static_assert(std::is_convertible_v<int, float3> && std::is_convertible_v<packed_float3, float3>);
-static_assert(!std::is_constructible_v<float3, float2> && !std::is_constructible_v<float3, float4>);
+static_assert(!std::is_constructible_v<float3, float2> && !std::is_convertible_v<float4, float3>);
 static_assert(!std::is_constructible_v<float4, float2, float>);
 
 template <class A, class B, class = void>
