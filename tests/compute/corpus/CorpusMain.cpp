@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Runs programs of the shading language for corpus.py, one after the other, as its lines on
+// standard input say:
+//
+//     file PATH                                        begins a program
+//     constant INDEX TYPE BYTES                        a function constant; bytes in hexadecimal
+//     buffer INDEX BYTES
+//     texture INDEX KIND FORMAT WIDTH HEIGHT DEPTH LEVELS BYTES
+//     run NAME WIDTH HEIGHT DEPTH WIDTH HEIGHT DEPTH   grid, threadgroup; "-": the first kernel
+//     go WIDTH...                                      runs all of that at these SIMD widths
+//
+// The answer to "go" is, for each width, "width N" and then "error TEXT" (line ends as \n) or a
+// line "buffer INDEX BYTES" or "texture INDEX BYTES" for each of them; and after all widths "done".
+#include "tests/compute/corpus/Session.h"
+
+#include <array>
+#include <iostream>
+#include <sstream>
+
+namespace {
+
+using corpus::Bytes;
+
+constexpr std::string_view digits = "0123456789abcdef";
+
+Bytes bytesOf(const std::string& text) {
+    Bytes result(text.size() / 2);
+    for (std::size_t i = 0; i < result.size(); ++i)
+        result[i] =
+            static_cast<std::byte>(digits.find(text[2 * i]) * 16 + digits.find(text[2 * i + 1]));
+    return result;
+}
+
+Bytes bytesFrom(std::istream& words) {
+    std::string text;
+    words >> text;
+    return bytesOf(text);
+}
+
+std::string textOf(const Bytes& bytes) {
+    std::string result;
+    result.reserve(2 * bytes.size());
+    for (const std::byte b : bytes) {
+        result += digits[static_cast<unsigned>(b) >> 4];
+        result += digits[static_cast<unsigned>(b) & 15];
+    }
+    return result;
+}
+
+std::string onOneLine(const std::string& text) {
+    std::string result;
+    for (const char c : text)
+        result += c == '\n' ? std::string("\\n") : std::string(1, c);
+    return result;
+}
+
+compute::ConstantValue constantFrom(std::istream& words) {
+    compute::ConstantValue result;
+    std::string type;
+    words >> type;
+    for (int i = 0; i <= static_cast<int>(compute::DataType::Float); ++i)
+        if (type == nameOf(static_cast<compute::DataType>(i)))
+            result.type = static_cast<compute::DataType>(i);
+    const Bytes value = bytesFrom(words);
+    for (std::size_t i = 0; i < std::min(value.size(), result.bytes.size()); ++i)
+        result.bytes[i] = value[i];
+    return result;
+}
+
+corpus::Image imageFrom(std::istream& words) {
+    constexpr std::array names{"r8unorm", "rg8unorm", "rgba8unorm", "rgba16float", "rgba32float"};
+    corpus::Image image;
+    std::string format;
+    words >> image.kind >> format >> image.size.width >> image.size.height >> image.size.depth >>
+        image.levels;
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (format == names[i])
+            image.format = static_cast<compute::PixelFormat>(i);
+    image.pixels = bytesFrom(words);
+    return image;
+}
+
+corpus::Dispatch dispatchFrom(std::istream& words) {
+    corpus::Dispatch d;
+    words >> d.kernel >> d.grid.width >> d.grid.height >> d.grid.depth >> d.group.width >>
+        d.group.height >> d.group.depth;
+    if (d.kernel == "-")
+        d.kernel.clear();
+    return d;
+}
+
+void show(const platform::Result<corpus::Outcome>& outcome) {
+    if (!outcome) {
+        std::cout << "error " << onOneLine(outcome.error().message) << "\n";
+        return;
+    }
+    for (const auto& [index, bytes] : outcome->buffers)
+        std::cout << "buffer " << index << " " << textOf(bytes) << "\n";
+    for (const auto& [index, bytes] : outcome->images)
+        std::cout << "texture " << index << " " << textOf(bytes) << "\n";
+}
+
+void run(corpus::Job job, std::istream& widths) {
+    const auto session = corpus::Session::create(std::move(job));
+    for (unsigned width = 0; widths >> width;) {
+        std::cout << "width " << width << "\n";
+        show(session ? session->run(width) : platform::Result<corpus::Outcome>(session.error()));
+    }
+    std::cout << "done" << std::endl;
+}
+
+} // namespace
+
+int main() {
+    compute::metal::warmUp();
+    corpus::Job job;
+    for (std::string line; std::getline(std::cin, line);) {
+        std::istringstream words(line);
+        std::string word;
+        std::uint32_t index = 0;
+        words >> word;
+        if (word == "file")
+            words >> job.file;
+        else if (word == "constant" && words >> index)
+            job.constants[index] = constantFrom(words);
+        else if (word == "buffer" && words >> index)
+            job.buffers[index] = bytesFrom(words);
+        else if (word == "texture" && words >> index)
+            job.images[index] = imageFrom(words);
+        else if (word == "run")
+            job.dispatches.push_back(dispatchFrom(words));
+        else if (word == "go")
+            run(std::exchange(job, {}), words);
+    }
+}
