@@ -8,6 +8,7 @@
 //     constant INDEX TYPE BYTES                        a function constant; bytes in hexadecimal
 //     buffer INDEX BYTES
 //     texture INDEX KIND FORMAT WIDTH HEIGHT DEPTH LEVELS BYTES
+//     sampler ..., argument_buffer ...                 cannot be made yet
 //     run NAME WIDTH HEIGHT DEPTH WIDTH HEIGHT DEPTH   grid, threadgroup; "-": the first kernel
 //     go WIDTH...                                      runs all of that at these SIMD widths
 //
@@ -15,6 +16,7 @@
 // line "buffer INDEX BYTES" or "texture INDEX BYTES" for each of them; and after all widths "done".
 #include "tests/compute/corpus/Session.h"
 
+#include <algorithm>
 #include <array>
 #include <iostream>
 #include <sstream>
@@ -70,14 +72,17 @@ compute::ConstantValue constantFrom(std::istream& words) {
 }
 
 corpus::Image imageFrom(std::istream& words) {
-    constexpr std::array names{"r8unorm", "rg8unorm", "rgba8unorm", "rgba16float", "rgba32float"};
+    constexpr std::array<std::string_view, 5> names{"r8unorm", "rg8unorm", "rgba8unorm",
+                                                    "rgba16float", "rgba32float"};
     corpus::Image image;
     std::string format;
     words >> image.kind >> format >> image.size.width >> image.size.height >> image.size.depth >>
         image.levels;
-    for (std::size_t i = 0; i < names.size(); ++i)
-        if (format == names[i])
-            image.format = static_cast<compute::PixelFormat>(i);
+    const auto found = std::ranges::find(names, format);
+    if (found == names.end())
+        image.kind += " of " + format;
+    else
+        image.format = static_cast<compute::PixelFormat>(found - names.begin());
     image.pixels = bytesFrom(words);
     return image;
 }
@@ -131,6 +136,8 @@ int main() {
             job.images[index] = imageFrom(words);
         else if (word == "run")
             job.dispatches.push_back(dispatchFrom(words));
+        else if (word == "sampler" || word == "argument_buffer")
+            job.beyond = "a " + word;
         else if (word == "go")
             run(std::exchange(job, {}), words);
     }

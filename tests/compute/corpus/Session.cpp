@@ -99,9 +99,11 @@ std::optional<std::string> unbound(const compute::Kernel& kernel, const Job& job
 } // namespace
 
 platform::Result<Session> Session::create(Job job) {
+    if (!job.beyond.empty())
+        return failure(job.beyond + " cannot be made here");
     for (const auto& [index, image] : job.images)
         if (image.kind != "2d")
-            return failure("no textures of kind " + image.kind + " are made here");
+            return failure("textures of kind " + image.kind + " cannot be made here");
     std::ifstream file(job.file);
     std::ostringstream text;
     text << file.rdbuf();

@@ -39,6 +39,7 @@ struct Job {
     std::map<std::uint32_t, Bytes> buffers;
     std::map<std::uint32_t, Image> images;
     std::vector<Dispatch> dispatches;
+    std::string beyond; ///< something to bind that cannot be made here; empty for most
 };
 
 /// What the buffers and textures hold when all kernels have run.

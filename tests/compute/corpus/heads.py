@@ -12,7 +12,8 @@ CODES = {"bool": "?", "char": "b", "uchar": "B", "short": "h", "ushort": "H", "i
 FLOATING = ("half", "float", "bfloat")
 TOLERANCE = {"float": 1e-6, "half": 1e-3, "bfloat": 8e-3}  # of max(1, |expected|)
 CHANNELS = {"r8unorm": (1, "uchar"), "rg8unorm": (2, "uchar"), "rgba8unorm": (4, "uchar"),
-            "rgba16float": (4, "half"), "rgba32float": (4, "float")}
+            "rgba16float": (4, "half"), "rgba32float": (4, "float"), "r32float": (1, "float"),
+            "rgba8uint": (4, "uchar"), "r32uint": (1, "uint")}
 LANES = "xyzw"
 
 
@@ -112,16 +113,26 @@ def differs(scalar, expected, found, tolerance):
     return not abs(expected - found) <= tolerance * max(1.0, abs(expected))
 
 
+def expressions(kind, text):
+    """Before, relation, after, tolerance; an "in" has only the first."""
+    if kind == "in":
+        return text.removeprefix("= "), None, None, None
+    match = re.fullmatch(r"(?:= (.*?) )?(==|~=) (.*?)(?: within (\S+))?", text)
+    if match is None:
+        raise ValueError(f"what is \"{text}\"?")
+    return match.groups()
+
+
 class Buffer:
     """Elements of one type. `before` and `after` are expressions of the number i of an element, or,
     beginning with "all", of the whole list."""
 
     def __init__(self, text, name):
-        match = re.fullmatch(r"(in|out|inout) (\{[^}]*\}|\w+)\[([^\]]+)\](?: = (.*?))??"
-                             r"(?: (==|~=) (.*?))?(?: within (\S+))?", text)
+        match = re.fullmatch(r"(in|out|inout) (\{[^}]*\}|\w+)\[([^\]]+)\] (.*)", text)
         if match is None:
             raise ValueError(f"what is \"{text}\"?")
-        _, self.type, self.count, self.before, self.relation, self.after, self.within = match.groups()
+        kind, self.type, self.count, contents = match.groups()
+        self.before, self.relation, self.after, self.within = expressions(kind, contents)
         self.type = Type(self.type)
         self.name = name
 
@@ -166,13 +177,13 @@ class Texture:
 
     def __init__(self, text, name):
         match = re.fullmatch(r"(in|out|inout) (\w+) (\w+) (\d+)(?:x(\d+))?(?:x(\d+))?(?: levels (\d+))?"
-                             r"(?: = (.*?))??(?: (==|~=) (.*?))?(?: within (\S+))?", text)
+                             r" (.*)", text)
         if match is None:
             raise ValueError(f"what is \"{text}\"?")
         self.kind, self.format = match[2], match[3]
         self.size = [int(match[k] or 1) for k in (4, 5, 6)]
         self.levels = int(match[7] or 1)
-        self.before, self.relation, self.after, self.within = match[8], match[9], match[10], match[11]
+        self.before, self.relation, self.after, self.within = expressions(match[1], match[8])
         self.name = name
 
     def places(self):
@@ -214,7 +225,8 @@ class Texture:
 
 class Head:
     def __init__(self, text):
-        self.names = {name: getattr(math, name) for name in dir(math) if not name.startswith("_")}
+        self.names = {name: getattr(math, name) for name in dir(math)
+                      if not name.startswith("_") and name != "pow"}
         self.names |= {"math": math}
         for name, code in (("f32", "f"), ("f16", "e"), ("bf16", "bf")):
             self.names[name] = lambda x, code=code: rounded(code, x)
@@ -231,6 +243,8 @@ class Head:
                 self.addRun(directive, rest)
             elif directive == "constant":
                 self.addConstant(rest)
+            elif directive in ("sampler", "argument_buffer"):
+                self.lines.append(f"{directive} {rest.replace(': ', ' ', 1)}")
             else:
                 name, _, rest = rest.partition(": ")
                 made = Buffer(rest, name) if directive == "buffer" else Texture(rest, name)
@@ -285,7 +299,7 @@ def directives(text):
                 found.append(["python", ""])
         elif isCode:
             found[-1][1] += line[1:] + "\n"
-        elif match := re.fullmatch(r" (grid|run|constant|buffer|texture) (.*\d.*)", line):
+        elif match := re.fullmatch(r" (grid|run|constant|buffer|texture|sampler|argument_buffer) (.*\d.*)", line):
             found.append([match[1], match[2]])
         elif line.startswith("     ") and found:
             found[-1][1] += " " + line.strip()
