@@ -117,7 +117,7 @@ def expressions(kind, text):
     """Before, relation, after, tolerance; an "in" has only the first."""
     if kind == "in":
         return text.removeprefix("= "), None, None, None
-    match = re.fullmatch(r"(?:= (.*?) )?(==|~=) (.*?)(?: within (\S+))?", text)
+    match = re.fullmatch(r"(?:= (.*?))?(?: ?(==|~=) (.*?)(?: within (\S+))?)?", text)
     if match is None:
         raise ValueError(f"what is \"{text}\"?")
     return match.groups()

@@ -28,7 +28,7 @@ kernel void construct(device float2* a [[buffer(0)]], device int* b [[buffer(1)]
     Complex z(id, 2);
     z = z * Complex(1, -1);
     z /= 2;
-    a[id] = float2(z.re, z.im - float(id) * 0 );
+    a[id] = float2(z.re, z.im);
     Counter c;
     for (uint k = 0; k < 3; ++k)
         c.add(id);
