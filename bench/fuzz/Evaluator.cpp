@@ -20,7 +20,7 @@ class Machine {
 public:
     Machine(const Program& program, const Inputs& inputs)
         : m_program(program),
-          m_thread{.region = {}, .variables = Variables(program)},
+          m_thread{.region = {}, .variables = Variables(program), .closures = {}},
           m_expressions(program, inputs, m_thread,
                         [this](const Function& f, const Arguments& a) { return call(f, a); }) {
         m_outcome.region.resize(std::size_t{program.width} * program.height * regionBytes);
@@ -41,6 +41,7 @@ private:
     bool runThread() {
         const std::size_t self = std::size_t{m_thread.y} * m_program.width + m_thread.x;
         m_thread.region = std::span(m_outcome.region).subspan(self * regionBytes, regionBytes);
+        m_thread.closures.clear();
         m_steps = 0;
         const Frame frame = m_thread.variables.enter(m_program.kernel());
         run(frame.function->body, frame);
@@ -60,8 +61,13 @@ private:
 
     Value call(const Function& callee, const Arguments& arguments) {
         const Frame frame = m_thread.variables.enter(callee);
-        for (unsigned i = 0; i < callee.parameters; ++i)
-            std::ranges::copy(arguments[i], &m_thread.variables.cell(frame.bases[i]));
+        const auto set = [&](unsigned i, const Value& value) {
+            std::ranges::copy(value, &m_thread.variables.cell(frame.bases[i]));
+        };
+        for (unsigned i = 0; i < callee.captured(); ++i)
+            set(i, m_thread.closures[&callee][i]);
+        for (unsigned i = callee.captured(); i < callee.parameters; ++i)
+            set(i, arguments[i - callee.captured()]);
         const bool returns = run(callee.body, frame) == Flow::Return;
         Value result = returns ? m_result : Value{};
         result.resize(m_program.cellsOf(callee.result));
@@ -121,6 +127,9 @@ private:
         }
         case Verb::Atomic:
             atomic(s, frame);
+            return Flow::Next;
+        case Verb::Lambda:
+            capture(m_program.functions[s.which], frame);
             return Flow::Next;
         }
         return Flow::Next;
@@ -218,8 +227,9 @@ private:
         const Function& callee = m_program.functions[s.which];
         const unsigned first = s.compound ? 1 : 0;
         Arguments arguments;
-        for (unsigned i = 0; i < callee.parameters; ++i)
-            arguments.push_back(argument(callee.variables[i], s.exprs[first + i], frame));
+        for (unsigned i = callee.captured(); i < callee.parameters; ++i)
+            arguments.push_back(
+                argument(callee.variables[i], s.exprs[first + i - callee.captured()], frame));
         const Value result = call(callee, arguments);
         if (s.compound)
             m_thread.variables.store(m_expressions.locate(s.exprs[0], frame), result);
@@ -230,6 +240,19 @@ private:
             return m_expressions.evaluate(e, frame);
         const std::size_t base = m_expressions.locate(e, frame).base;
         return {Cell{.integer = static_cast<std::int64_t>(base)}};
+    }
+
+    void capture(const Function& lambda, const Frame& frame) {
+        Arguments& values = m_thread.closures[&lambda];
+        values.clear();
+        for (unsigned i = 0; i < lambda.captured(); ++i) {
+            const Variable& v = lambda.variables[i];
+            const std::size_t base = frame.bases[lambda.captures[i]];
+            values.push_back(
+                v.form == Form::Reference
+                    ? Value{Cell{.integer = static_cast<std::int64_t>(base)}}
+                    : m_thread.variables.load({.base = base}, m_program.cellsOf(v.type)));
+        }
     }
 
     void atomic(const Stmt& s, const Frame& frame) {

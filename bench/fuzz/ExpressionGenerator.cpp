@@ -275,14 +275,15 @@ Expr ExpressionGenerator::convert(Type type, unsigned depth) {
 std::optional<Expr> ExpressionGenerator::call(Type type, unsigned depth) {
     std::vector<unsigned> found;
     for (unsigned i = 0; i < m_program.functions.size(); ++i)
-        if (m_program.functions[i].isPlain && m_program.functions[i].result == type)
+        if (m_program.functions[i].isPlain && m_program.functions[i].result == type &&
+            !(m_isUniform && m_program.functions[i].isLambda))
             found.push_back(i);
     if (found.empty())
         return std::nullopt;
     const unsigned which = m_random.pick(found);
     const Function& callee = m_program.functions[which];
     Expr e = node(Op::Call, type, which, {});
-    for (unsigned i = 0; i < callee.parameters; ++i)
+    for (unsigned i = callee.captured(); i < callee.parameters; ++i)
         e.args.push_back(value(callee.variables[i].type, depth));
     e.range = standardRange(type.scalar);
     return e;

@@ -12,11 +12,24 @@
 namespace fuzz {
 namespace {
 
-std::string literal(const Expr& e) {
+std::string lanes(const Expr& e) {
+    std::string result = ".";
+    for (const unsigned lane : e.lanes)
+        result += "xyzw"[lane];
+    return result;
+}
+
+} // namespace
+
+std::string ExpressionPrinter::name(Type type) const {
+    return nameOf(type, m_function);
+}
+
+std::string ExpressionPrinter::literal(const Expr& e) const {
     if (!e.type.isNumbers())
-        return nameOf(e.type) + "{}";
+        return name(e.type) + "{}";
     if (e.type.scalar == Scalar::Bool)
-        return nameOf(e.type) + (e.integer != 0 ? "(true)" : "(false)");
+        return name(e.type) + (e.integer != 0 ? "(true)" : "(false)");
     char text[64];
     if (isFloating(e.type.scalar))
         std::snprintf(text, sizeof text, "%.9g", e.number);
@@ -27,30 +40,15 @@ std::string literal(const Expr& e) {
     else
         std::snprintf(text, sizeof text, e.integer < 1000 ? "%llu" : "0x%llx",
                       static_cast<unsigned long long>(e.integer));
-    return nameOf(e.type) + "(" + text + ")";
+    return name(e.type) + "(" + text + ")";
 }
 
 /// C++ computes with narrow integers in int.
-std::string narrowed(const Expr& e, const std::string& expression) {
-    const bool isNarrow =
-        e.type.isNumbers() && isInteger(e.type.scalar) && bytesOf(e.type.scalar) < 4;
-    return (isNarrow && e.type.lanes == 1 ? nameOf(e.type) : "") + "(" + expression + ")";
+std::string ExpressionPrinter::narrowed(const Expr& e, const std::string& expression) const {
+    const bool mayBeNarrow = bytesOf(e.type.scalar) < 4 || isParameter(e.type, m_function);
+    const bool isNarrow = e.type.isNumbers() && isInteger(e.type.scalar) && mayBeNarrow;
+    return (isNarrow && e.type.lanes == 1 ? name(e.type) : "") + "(" + expression + ")";
 }
-
-/// The result of absdiff has no sign, that of the tree the sign of its operands.
-std::string signedAgain(const Expr& e, const std::string& function, const std::string& arguments) {
-    const std::string call = function + arguments;
-    return function == "absdiff" ? nameOf(e.type) + "(" + call + ")" : call;
-}
-
-std::string lanes(const Expr& e) {
-    std::string result = ".";
-    for (const unsigned lane : e.lanes)
-        result += "xyzw"[lane];
-    return result;
-}
-
-} // namespace
 
 std::string ExpressionPrinter::address(const Expr& place) const {
     return (place.type.isCopyable() || place.op == Op::Slice ? "&" : "") + text(place);
@@ -65,8 +63,8 @@ std::string ExpressionPrinter::list(const std::vector<Expr>& args, const char* b
 
 std::string ExpressionPrinter::place(const Expr& e) const {
     const Variable& v = m_function.variables[e.which];
-    const std::string name = variableName(e.which);
-    return v.form == Form::Pointer && v.type.isCopyable() ? "(*" + name + ")" : name;
+    const std::string text = variableName(m_function, e.which);
+    return v.form == Form::Pointer && v.type.isCopyable() ? "(*" + text + ")" : text;
 }
 
 std::string ExpressionPrinter::element(const Expr& e) const {
@@ -85,7 +83,7 @@ std::string ExpressionPrinter::make(const Expr& e) const {
     if (!e.type.isCopyable())
         return list(e.args, "{}");
     const bool isList = e.type.isArray() || e.type.isStructure();
-    return nameOf(e.type) + list(e.args, isList ? "{}" : "()");
+    return name(e.type) + list(e.args, isList ? "{}" : "()");
 }
 
 std::string ExpressionPrinter::input(const std::string& buffer, const Expr& at,
@@ -103,6 +101,12 @@ std::string ExpressionPrinter::peek(const Expr& e) const {
 
 std::string ExpressionPrinter::binary(const Expr& e, const char* symbol) const {
     return text(e.args[0]) + " " + symbol + " " + text(e.args[1]);
+}
+
+/// Some return an unsigned number.
+std::string ExpressionPrinter::integer(const Expr& e) const {
+    const std::string text = integerFunctions()[e.which].name + list(e.args);
+    return text.starts_with("abs") ? name(e.type) + "(" + text + ")" : text;
 }
 
 std::string ExpressionPrinter::choice(const Expr& e) const {
@@ -151,13 +155,13 @@ std::string ExpressionPrinter::text(const Expr& e) const {
     case Op::Determinant:
         return "determinant" + list(e.args);
     case Op::Convert:
-        return nameOf(e.type) + list(e.args);
+        return name(e.type) + list(e.args);
     case Op::Bits:
-        return "as_type<" + nameOf(e.type) + ">" + list(e.args);
+        return "as_type<" + name(e.type) + ">" + list(e.args);
     case Op::Swizzle:
         return text(e.args[0]) + lanes(e);
     case Op::Integer:
-        return signedAgain(e, integerFunctions()[e.which].name, list(e.args));
+        return integer(e);
     case Op::Exact:
         return exactFunctions()[e.which].name + list(e.args);
     case Op::Rough:
@@ -165,7 +169,7 @@ std::string ExpressionPrinter::text(const Expr& e) const {
     case Op::Geometry:
         return geometryFunctions()[e.which].name + list(e.args);
     case Op::Call:
-        return "f" + std::to_string(e.which) + list(e.args);
+        return functionName(m_program, e.which) + list(e.args);
     case Op::Texel:
         return "uint4(image.read(uint2" + list(e.args) + ") * 255.0 + 0.5)";
     case Op::Sample:

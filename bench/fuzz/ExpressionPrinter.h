@@ -11,7 +11,8 @@ namespace fuzz {
 
 class ExpressionPrinter {
 public:
-    explicit ExpressionPrinter(const Function& function) : m_function(function) {}
+    ExpressionPrinter(const Program& program, const Function& function)
+        : m_program(program), m_function(function) {}
 
     std::string text(const Expr& e) const;
     /// Of a place, as pointers are assigned it.
@@ -20,14 +21,19 @@ public:
     std::string list(const std::vector<Expr>& args, const char* brackets = "()") const;
 
 private:
+    std::string name(Type type) const;
+    std::string narrowed(const Expr& e, const std::string& expression) const;
+    std::string literal(const Expr& e) const;
     std::string place(const Expr& e) const;
     std::string element(const Expr& e) const;
     std::string make(const Expr& e) const;
     std::string peek(const Expr& e) const;
     std::string binary(const Expr& e, const char* symbol) const;
+    std::string integer(const Expr& e) const;
     std::string choice(const Expr& e) const;
     std::string input(const std::string& buffer, const Expr& at, bool isWithin) const;
 
+    const Program& m_program;
     const Function& m_function;
 };
 

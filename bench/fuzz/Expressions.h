@@ -8,9 +8,13 @@
 #include "bench/fuzz/Variables.h"
 
 #include <functional>
+#include <map>
 #include <span>
 
 namespace fuzz {
+
+/// The cells that each parameter starts with.
+using Arguments = std::vector<Value>;
 
 /// The thread that is being run.
 struct Thread {
@@ -18,10 +22,8 @@ struct Thread {
     std::uint32_t y = 0;
     std::span<std::uint8_t> region; ///< its own bytes of device memory
     Variables variables;
+    std::map<const Function*, Arguments> closures; ///< what lambdas have captured
 };
-
-/// The cells that each parameter starts with.
-using Arguments = std::vector<Value>;
 
 class Expressions {
 public:

@@ -3,6 +3,7 @@
 #include "bench/fuzz/Generator.h"
 
 #include "bench/fuzz/ExpressionGenerator.h"
+#include "bench/fuzz/Generics.h"
 #include "bench/fuzz/Nodes.h"
 
 #include <algorithm>
@@ -58,13 +59,65 @@ public:
             add({.form = Form::Output, .type = type.arrayOf(m_random.between(1, 4), true)});
         }
         setVariables();
+        addLambdas();
+        const auto first = static_cast<unsigned>(m_function.body.size());
         for (Stmt& s : block({.depth = 3}, size))
             m_function.body.push_back(std::move(s));
+        addCalls(first);
         showVariables();
         return std::move(m_function);
     }
 
+    /// Of the kernel's variables, some are captured; the rest is as in a helper.
+    Function lambda(const Function& kernel) {
+        m_function.isLambda = true;
+        for (unsigned i = m_random.between(1, 3); i > 0; --i) {
+            const unsigned which = m_random.below(kernel.variables.size());
+            const Variable& v = kernel.variables[which];
+            if (v.form != Form::Plain || std::ranges::count(m_function.captures, which) > 0)
+                continue;
+            const bool isCopy = v.isUniform || m_random.percent(50);
+            add({.form = isCopy ? Form::Capture : Form::Reference, .type = v.type});
+            m_function.captures.push_back(which);
+            m_function.isPlain = m_function.isPlain && isCopy;
+        }
+        m_function.result = m_types.copyable();
+        for (unsigned i = m_random.below(3); i > 0; --i)
+            add(parameter());
+        m_function.parameters = static_cast<unsigned>(m_function.variables.size());
+        addVariables(m_random.between(1, 2));
+        m_function.body = block({.depth = 2}, m_random.between(1, 3));
+        m_function.body.push_back(result());
+        return std::move(m_function);
+    }
+
 private:
+    /// They see none of each other.
+    void addLambdas() {
+        std::vector<Function> lambdas;
+        for (unsigned i = m_random.percent(50) ? m_random.between(1, 2) : 0; i > 0; --i)
+            lambdas.push_back(FunctionGenerator(m_random, m_program, false).lambda(m_function));
+        for (Function& lambda : lambdas) {
+            m_function.body.push_back(
+                {.verb = Verb::Lambda, .which = static_cast<unsigned>(m_program.functions.size())});
+            m_program.functions.push_back(std::move(lambda));
+        }
+    }
+
+    /// Lambdas and instances of templates would seldom be called by chance.
+    void addCalls(unsigned first) {
+        for (unsigned i = 0; i < m_program.functions.size(); ++i) {
+            const Function& f = m_program.functions[i];
+            if (!f.isLambda && !f.generic)
+                continue;
+            for (unsigned k = m_random.below(3); k > 0; --k)
+                if (auto made = callOf(i))
+                    m_function.body.insert(m_function.body.begin() + first +
+                                               m_random.below(m_function.body.size() - first + 1),
+                                           *std::move(made));
+        }
+    }
+
     unsigned add(Variable variable) {
         m_function.variables.push_back(variable);
         return static_cast<unsigned>(m_function.variables.size() - 1);
@@ -357,13 +410,17 @@ private:
     std::optional<Stmt> call() {
         if (m_program.functions.empty())
             return std::nullopt;
-        Stmt s{.verb = Verb::Call, .which = m_random.below(m_program.functions.size())};
+        return callOf(m_random.below(m_program.functions.size()));
+    }
+
+    std::optional<Stmt> callOf(unsigned which) {
+        Stmt s{.verb = Verb::Call, .which = which};
         const Function& callee = m_program.functions[s.which];
         if (auto target = m_expressions.place(callee.result, 1, Use::Assign); target) {
             s.compound = true;
             s.exprs.push_back(*std::move(target));
         }
-        for (unsigned i = 0; i < callee.parameters; ++i) {
+        for (unsigned i = callee.captured(); i < callee.parameters; ++i) {
             auto argument = argumentFor(callee.variables[i]);
             if (!argument)
                 return std::nullopt;
@@ -474,6 +531,31 @@ Texture anyTexture(Random& random) {
     return {random.between(1, 13), random.between(1, 7), random.pick(channels), random.percent(50)};
 }
 
+/// Makes a template of the newest function where that can be one.
+void addInstances(Random& random, Program& program) {
+    constexpr Scalar parameters[] = {Scalar::Short, Scalar::UShort, Scalar::Char,
+                                     Scalar::UChar, Scalar::Long,   Scalar::ULong};
+    constexpr Scalar others[] = {Scalar::Int,  Scalar::UInt,  Scalar::Short, Scalar::UShort,
+                                 Scalar::Char, Scalar::UChar, Scalar::Long,  Scalar::ULong};
+    const auto source = static_cast<unsigned>(program.functions.size() - 1);
+    const auto isUsed = [&](Scalar s) {
+        return std::ranges::any_of(program.functions[source].variables, [&](const Variable& v) {
+            return v.type.structure < 0 && v.type.scalar == s;
+        });
+    };
+    for (const Scalar from : parameters)
+        if (!program.functions[source].generic && isUsed(from))
+            for (unsigned i = random.between(1, 3); i > 0; --i) {
+                const Scalar to = random.pick(others);
+                if (to == from || !canReplace(program.functions[source], from, to))
+                    continue;
+                program.functions[source].generic = {source, from};
+                Function copy = replaced(program.functions[source], from, to);
+                copy.generic = {source, to};
+                program.functions.push_back(std::move(copy));
+            }
+}
+
 } // namespace
 
 Program generate(std::uint64_t seed) {
@@ -490,8 +572,10 @@ Program generate(std::uint64_t seed) {
         if (!structure.fields.empty())
             program.structures.push_back(std::move(structure));
     }
-    for (unsigned i = random.below(4); i > 0; --i)
+    for (unsigned i = random.below(4); i > 0; --i) {
         program.functions.push_back(FunctionGenerator(random, program, false).helper());
+        addInstances(random, program);
+    }
     program.functions.push_back(FunctionGenerator(random, program, true).kernel());
     return program;
 }

@@ -12,6 +12,7 @@ bool isUsable(const Variable& v, Use use, bool onlyUniform) {
         return false;
     switch (v.form) {
     case Form::Counter:
+    case Form::Capture:
         return use == Use::Read;
     case Form::Output:
     case Form::Pointer:

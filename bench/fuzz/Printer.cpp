@@ -35,17 +35,18 @@ public:
     explicit Printer(const Program& program) : m_program(program) {}
 
     std::string run() {
-        std::vector<bool> called(m_program.functions.size());
-        called.back() = true;
+        m_called.resize(m_program.functions.size());
+        m_called.back() = true;
         for (std::size_t i = m_program.functions.size(); i-- > 0;)
-            if (called[i])
-                markCalls(m_program.functions[i].body, called);
+            if (m_called[i])
+                markCalls(m_program.functions[i].body);
         for (unsigned i = 0; i + 1 < m_program.functions.size(); ++i)
-            if (called[i])
+            if (m_called[i] && !m_program.functions[i].isLambda)
                 printHelper(i);
         const std::string helpers = std::exchange(m_out, {}).str();
         m_function = &m_program.kernel();
         printBody();
+        m_out << "}\n";
         const std::string body = std::exchange(m_out, {}).str();
         printParameters(body);
         const std::string kernel = std::exchange(m_out, {}).str() + body;
@@ -56,7 +57,7 @@ public:
 
 private:
     /// Which variables of a function appear in its body. Pointers start at the variable before.
-    static std::vector<bool> usedVariables(const Function& function) {
+    std::vector<bool> usedVariables(const Function& function) const {
         std::vector<bool> used(function.variables.size());
         markVariables(function.body, used);
         for (std::size_t i = used.size(); i-- > 1;)
@@ -70,8 +71,11 @@ private:
         for (const Expr& argument : e.args)
             markVariables(argument, used);
     }
-    static void markVariables(const std::vector<Stmt>& body, std::vector<bool>& used) {
+    void markVariables(const std::vector<Stmt>& body, std::vector<bool>& used) const {
         for (const Stmt& s : body) {
+            if (s.verb == Verb::Lambda && m_called[s.which])
+                for (const unsigned captured : m_program.functions[s.which].captures)
+                    used[captured] = true;
             if (s.verb == Verb::For || s.verb == Verb::While || s.verb == Verb::DoWhile ||
                 s.verb == Verb::Point)
                 used[s.which] = true;
@@ -82,20 +86,25 @@ private:
         }
     }
 
-    static void markCalls(const Expr& e, std::vector<bool>& called) {
-        if (e.op == Op::Call)
-            called[e.which] = true;
-        for (const Expr& argument : e.args)
-            markCalls(argument, called);
+    /// A template is written where any instance is called.
+    void markCall(unsigned which) {
+        const auto& generic = m_program.functions[which].generic;
+        m_called[generic ? generic->source : which] = true;
     }
-    static void markCalls(const std::vector<Stmt>& body, std::vector<bool>& called) {
+    void markCalls(const Expr& e) {
+        if (e.op == Op::Call)
+            markCall(e.which);
+        for (const Expr& argument : e.args)
+            markCalls(argument);
+    }
+    void markCalls(const std::vector<Stmt>& body) {
         for (const Stmt& s : body) {
             if (s.verb == Verb::Call)
-                called[s.which] = true;
+                markCall(s.which);
             for (const Expr& e : s.exprs)
-                markCalls(e, called);
+                markCalls(e);
             for (const auto& inner : s.bodies)
-                markCalls(inner, called);
+                markCalls(inner);
         }
     }
 
@@ -135,7 +144,7 @@ private:
             structure << "struct " << name << " {\n";
             const auto& fields = m_program.structures[i].fields;
             for (unsigned f = 0; f < fields.size(); ++f)
-                structure << "    " << declaration({.type = fields[f]}, fieldName(f)) << ";\n";
+                structure << "    " << declaration({.type = fields[f]}, fieldName(f), {}) << ";\n";
             structure << "};\n";
             users += structure.str();
             text.insert(0, structure.str());
@@ -145,11 +154,46 @@ private:
 
     void printHelper(unsigned index) {
         m_function = &m_program.functions[index];
-        m_out << "\n" << nameOf(m_function->result) << " f" << index << "(";
-        for (unsigned i = 0; i < m_function->parameters; ++i)
-            m_out << (i > 0 ? ", " : "") << declaration(m_function->variables[i], variableName(i));
-        m_out << ") {\n";
+        m_out << (m_function->generic ? "\ntemplate <typename T>\n" : "\n")
+              << nameOf(m_function->result, *m_function) << " f" << index;
+        printParameterList();
+        m_out << " {\n";
         printBody();
+        m_out << "}\n";
+    }
+
+    void printParameterList() {
+        m_out << "(";
+        for (unsigned i = m_function->captured(); i < m_function->parameters; ++i)
+            m_out << (i > m_function->captured() ? ", " : "")
+                  << declaration(m_function->variables[i], name(i), *m_function);
+        m_out << ")";
+    }
+
+    void printLambda(unsigned index) {
+        const Function* const around = std::exchange(m_function, &m_program.functions[index]);
+        m_out << "    auto f" << index << " = [" << captureList(index) << "]";
+        printParameterList();
+        m_out << " -> " << nameOf(m_function->result) << " {\n";
+        printBody();
+        m_out << "    };\n";
+        m_function = around;
+    }
+
+    /// All by name, or those by value or by reference by what begins the list.
+    std::string captureList(unsigned index) const {
+        const Form byDefault[] = {Form::Plain, Form::Capture, Form::Reference};
+        const Form form = byDefault[index % 3];
+        std::string result = form == Form::Capture ? "=" : form == Form::Reference ? "&" : "";
+        for (unsigned i = 0; i < m_function->captured(); ++i)
+            if (m_function->variables[i].form != form)
+                result += (result.empty() ? "" : ", ") +
+                          std::string(form != Form::Reference &&
+                                              m_function->variables[i].form == Form::Reference
+                                          ? "&"
+                                          : "") +
+                          name(i);
+        return result;
     }
 
     void printParameters(const std::string& body) {
@@ -166,9 +210,9 @@ private:
         for (unsigned i = 0, buffer = firstOutputBuffer; i < m_function->variables.size(); ++i) {
             if (m_function->variables[i].form != Form::Output)
                 continue;
-            if (contains(body, variableName(i) + "[self"))
+            if (contains(body, name(i) + "[self"))
                 m_out << "device " << nameOf(m_function->variables[i].type.element()) << "* "
-                      << variableName(i) << " [[buffer(" << buffer << ")]],\n    ";
+                      << name(i) << " [[buffer(" << buffer << ")]],\n    ";
             ++buffer;
         }
         if (contains(body, "image."))
@@ -192,15 +236,14 @@ private:
             const Variable& v = m_function->variables[i];
             if (v.form == Form::Output || !used[i])
                 continue;
-            m_out << "    " << declaration(v, variableName(i)) << " = ";
+            m_out << "    " << declaration(v, name(i), *m_function) << " = ";
             if (v.form == Form::Pointer)
-                m_out << "&" << variableName(i - 1) << (v.type.isCopyable() ? "" : "[0]");
+                m_out << "&" << name(i - 1) << (v.type.isCopyable() ? "" : "[0]");
             else
                 m_out << "{}";
             m_out << ";\n";
         }
         printBlock(m_function->body, 1);
-        m_out << "}\n";
     }
 
     void printBlock(const std::vector<Stmt>& body, unsigned depth) {
@@ -215,8 +258,14 @@ private:
     }
 
     void printStatement(const Stmt& s, unsigned depth) {
+        if (s.verb == Verb::Lambda) {
+            if (m_called[s.which])
+                printLambda(s.which);
+            return;
+        }
         m_out << indent(depth);
-        const std::string counter = variableName(s.which);
+        const bool counts = s.verb == Verb::For || s.verb == Verb::While || s.verb == Verb::DoWhile;
+        const std::string counter = counts ? name(s.which) : "";
         const auto limited = [&](const char* step) {
             return "(" + std::string(step) + " < " + std::to_string(s.limit) + "u && " +
                    text(s.exprs[0]) + ")";
@@ -276,6 +325,8 @@ private:
                   << s.which * countersPerOperation << " + " << text(s.exprs[0]) << "], "
                   << text(s.exprs[1]) << ", memory_order_relaxed);";
             break;
+        case Verb::Lambda:
+            break; // see above
         }
         m_out << "\n";
     }
@@ -304,8 +355,8 @@ private:
     }
 
     void printPoint(const Stmt& s) {
-        const ExpressionPrinter expressions(*m_function);
-        m_out << variableName(s.which) << " = ";
+        const ExpressionPrinter expressions(m_program, *m_function);
+        m_out << name(s.which) << " = ";
         if (s.exprs.size() > 2)
             m_out << text(s.exprs[2]) << " ? " << expressions.address(s.exprs[0]) << " : "
                   << expressions.address(s.exprs[1]) << ";";
@@ -330,12 +381,14 @@ private:
         const unsigned first = s.compound ? 1 : 0;
         if (s.compound)
             m_out << text(s.exprs[0]) << " = ";
-        m_out << "f" << s.which << "(";
-        for (unsigned i = 0; i < callee.parameters; ++i)
-            m_out << (i > 0 ? ", " : "")
+        m_out << functionName(m_program, s.which) << "(";
+        for (unsigned i = callee.captured(); i < callee.parameters; ++i) {
+            const Expr& e = s.exprs[first + i - callee.captured()];
+            m_out << (i > callee.captured() ? ", " : "")
                   << (callee.variables[i].form == Form::Pointer
-                          ? ExpressionPrinter(*m_function).address(s.exprs[first + i])
-                          : text(s.exprs[first + i]));
+                          ? ExpressionPrinter(m_program, *m_function).address(e)
+                          : text(e));
+        }
         m_out << ");";
     }
 
@@ -350,9 +403,13 @@ private:
             m_out << "poke4(" << at << ", " << value << ");";
     }
 
-    std::string text(const Expr& e) const { return ExpressionPrinter(*m_function).text(e); }
+    std::string text(const Expr& e) const {
+        return ExpressionPrinter(m_program, *m_function).text(e);
+    }
+    std::string name(unsigned variable) const { return variableName(*m_function, variable); }
 
     const Program& m_program;
+    std::vector<bool> m_called; ///< of each function; of templates, those that the text has
     const Function* m_function = nullptr;
     std::ostringstream m_out;
 };

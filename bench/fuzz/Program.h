@@ -8,6 +8,7 @@
 
 #include "bench/fuzz/Type.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,7 @@ enum class Form : std::uint8_t {
     Reference, ///< parameters only
     Pointer,
     Counter, ///< of a loop: not to be assigned
+    Capture, ///< a lambda's copy of a variable, not to be assigned
     Output,  ///< an array in device memory, one for each thread; the kernel's only
 };
 
@@ -112,6 +114,7 @@ enum class Verb : std::uint8_t {
             ///< exprs[1]
     Poke,   ///< `limit` bytes of exprs[1] to the thread's own region at exprs[0]
     Atomic, ///< atomicOperations[which] on one of its counters, exprs[0], by exprs[1]
+    Lambda, ///< function `which` comes to be: it captures what its variables name
 };
 
 inline constexpr const char* atomicOperations[] = {"add", "sub", "and", "or", "xor", "min", "max"};
@@ -130,12 +133,24 @@ struct Stmt {
     std::vector<bool> fallsThrough = {}; ///< of each body of a switch
 };
 
+/// A function that stands as a template in the text.
+struct Generic {
+    unsigned source;  ///< the function whose text it is: this one, or the one that it is a copy of
+    Scalar parameter; ///< what its type parameter stands for; integers only
+};
+
 struct Function {
     Type result;
-    std::vector<Variable> variables; ///< the parameters first
-    unsigned parameters = 0;
+    std::vector<Variable> variables; ///< the captures first, then the parameters
+    unsigned parameters = 0;         ///< with captures
     bool isPlain = true; ///< all parameters are plain values, so that it can be called anywhere
     std::vector<Stmt> body;
+    bool isLambda = false; ///< within the kernel
+    /// Of a lambda: the kernel's variables that its first ones are, as Reference or Capture.
+    std::vector<unsigned> captures;
+    std::optional<Generic> generic;
+
+    unsigned captured() const { return static_cast<unsigned>(captures.size()); }
 };
 
 inline constexpr unsigned inputCount = 256;

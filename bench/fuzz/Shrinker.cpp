@@ -2,7 +2,10 @@
 // Part of Starloom 42.
 #include "bench/fuzz/Shrinker.h"
 
+#include "bench/fuzz/Generics.h"
+
 #include <algorithm>
+#include <span>
 
 namespace fuzz {
 namespace {
@@ -15,8 +18,11 @@ public:
     /// False when there are not so many edits.
     bool apply(Program& program) {
         m_program = &program;
-        return grid(program) || eachFunction([&](Function& f) { return statements(f, f.body); }) ||
-               eachFunction([&](Function& f) { return expressions(f.body); });
+        const bool applied = grid(program) ||
+                             eachFunction([&](Function& f) { return statements(f, f.body); }) ||
+                             eachFunction([&](Function& f) { return expressions(f.body); });
+        renewInstances(program);
+        return applied;
     }
 
 private:
@@ -24,7 +30,12 @@ private:
 
     template <class Work>
     bool eachFunction(const Work& work) {
-        return std::any_of(m_program->functions.rbegin(), m_program->functions.rend(), work);
+        for (std::size_t i = m_program->functions.size(); i-- > 0;) {
+            Function& f = m_program->functions[i];
+            if (!(f.generic && f.generic->source != i) && work(f))
+                return true;
+        }
+        return false;
     }
 
     bool grid(Program& p) {
@@ -43,10 +54,15 @@ private:
         });
     }
 
+    /// A lambda stays where it is: there may be calls.
+    static bool hasLambda(std::span<const Stmt> statements) {
+        return std::ranges::count(statements, Verb::Lambda, &Stmt::verb) > 0;
+    }
+
     bool statements(Function& f, std::vector<Stmt>& body) {
         for (std::size_t size = body.size(); size > 0; size /= 2)
             for (std::size_t first = 0; first + size <= body.size(); first += size)
-                if (isTurn()) {
+                if (!hasLambda(std::span(body).subspan(first, size)) && isTurn()) {
                     const auto begin = body.begin() + static_cast<std::ptrdiff_t>(first);
                     body.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
                     return true;
@@ -87,7 +103,8 @@ private:
             return false;
         if (s.compound && index == 0)
             return true;
-        const Variable& v = m_program->functions[s.which].variables[index - (s.compound ? 1 : 0)];
+        const Function& callee = m_program->functions[s.which];
+        const Variable& v = callee.variables[index - (s.compound ? 1 : 0) + callee.captured()];
         return v.form != Form::Plain;
     }
 

@@ -23,25 +23,49 @@ std::string nameOf(Type type) {
     return type.lanes > 1 ? scalar + lanes : scalar;
 }
 
-std::string variableName(unsigned variable) {
-    return "v" + std::to_string(variable);
+bool isParameter(Type type, const Function& function) {
+    return function.generic && type.structure < 0 && type.scalar == function.generic->parameter;
+}
+
+std::string nameOf(Type type, const Function& function) {
+    if (!isParameter(type, function))
+        return nameOf(type);
+    if (type.isArray())
+        return "array<" + nameOf(type.element(), function) + ", " + std::to_string(type.count()) +
+               ">";
+    return type.lanes > 1 ? "vec<T, " + std::to_string(type.lanes) + ">" : "T";
+}
+
+/// A lambda's variables must not hide those that it captures.
+std::string variableName(const Function& function, unsigned variable) {
+    if (variable < function.captured())
+        return "v" + std::to_string(function.captures[variable]);
+    return (function.isLambda ? "w" : "v") + std::to_string(variable);
+}
+
+std::string functionName(const Program& program, unsigned which) {
+    const auto& generic = program.functions[which].generic;
+    if (!generic)
+        return "f" + std::to_string(which);
+    return "f" + std::to_string(generic->source) + "<" + nameOf(Type{generic->parameter}) + ">";
 }
 
 std::string fieldName(unsigned field) {
     return {static_cast<char>('a' + field)};
 }
 
-std::string declaration(const Variable& variable, const std::string& name) {
+std::string declaration(const Variable& variable, const std::string& name,
+                        const Function& function) {
     Type type = variable.type;
     std::string dimensions;
     for (; !type.isCopyable(); type = type.element())
         dimensions += "[" + std::to_string(type.count()) + "]";
     if (variable.form == Form::Pointer)
-        return "thread " + nameOf(type) + "* " + name;
+        return "thread " + nameOf(type, function) + "* " + name;
     if (variable.form == Form::Reference)
-        return "thread " + nameOf(type) + (dimensions.empty() ? "& " : " (&") + name +
+        return "thread " + nameOf(type, function) + (dimensions.empty() ? "& " : " (&") + name +
                (dimensions.empty() ? "" : ")") + dimensions;
-    return nameOf(type) + " " + name + dimensions;
+    return nameOf(type, function) + " " + name + dimensions;
 }
 
 } // namespace fuzz
