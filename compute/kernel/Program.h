@@ -34,6 +34,11 @@ struct ConstantDeclaration {
     std::string symbol;
     std::uint32_t index = 0;
     DataType type = DataType::Int;
+    /// The program asks whether there is a value: without one it is zero. The answer is expected in
+    /// an external variable, named after the symbol.
+    bool isOptional = false;
+
+    std::string answerSymbol() const { return symbol + ".is_defined"; }
 };
 
 /// A program text after the front end. The module has the triple and data layout of spir64:

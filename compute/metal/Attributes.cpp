@@ -3,6 +3,7 @@
 #include "compute/metal/Attributes.h"
 
 #include "compute/metal/AddressSpaces.h"
+#include "compute/metal/InstantiationAttributes.h"
 #include "compute/metal/ProgramConsumer.h"
 
 #include <clang/AST/ASTContext.h>
@@ -166,12 +167,20 @@ public:
     LanguageAttribute() {
         OptArgs = 15;
         static const auto spellings = [] {
-            std::array<Spelling, std::size(rules) + 3> all{};
+            std::array<Spelling, 2 * std::size(rules) + 6> all{};
             for (std::size_t i = 0; i < std::size(rules); ++i)
                 all[i] = {AttributeCommonInfo::AS_CXX11, rules[i].name};
-            all[std::size(rules)] = {AttributeCommonInfo::AS_CXX11, threadgroupKeyword.data()};
-            all[std::size(rules) + 1] = {AttributeCommonInfo::AS_CXX11, kernelKeyword.data()};
-            all.back() = {AttributeCommonInfo::AS_Keyword, kernelKeyword.data()};
+            auto* other = all.data() + std::size(rules);
+            for (const AttributeRule& rule : rules) // of instantiations
+                *other++ = {AttributeCommonInfo::AS_Declspec, rule.name};
+            *other++ = {AttributeCommonInfo::AS_CXX11, threadgroupKeyword.data()};
+            for (const auto syntax :
+                 {AttributeCommonInfo::AS_CXX11, AttributeCommonInfo::AS_Keyword,
+                  AttributeCommonInfo::AS_Declspec})
+                *other++ = {syntax, kernelKeyword.data()};
+            for (const auto syntax :
+                 {AttributeCommonInfo::AS_Keyword, AttributeCommonInfo::AS_Declspec})
+                *other++ = {syntax, InstantiationAttributes::filler.data()};
             return all;
         }();
         Spellings = spellings;
@@ -179,11 +188,15 @@ public:
 
     AttrHandling handleDeclAttribute(clang::Sema& sema, clang::Decl* declaration,
                                      const ParsedAttr& attribute) const override {
+        if (attribute.getAttrName()->isStr(InstantiationAttributes::filler))
+            return AttributeApplied;
         const AttributeRule* rule = findRule(attribute.getAttrName()->getName());
         if (rule == nullptr)
             return NotHandled;
         if (!check(sema, *rule, *declaration, attribute))
             return AttributeNotApplied;
+        if (rule->place == Place::Variable && !isProgramScope(*declaration))
+            return AttributeApplied; // the parameter or member is there in any case
         clang::Expr* argument = argumentExpression(sema, attribute);
         if (!checkIndex(sema, *rule, attribute, argument))
             return AttributeNotApplied;
@@ -215,12 +228,15 @@ private:
         return true;
     }
 
+    static bool isProgramScope(const clang::Decl& declaration) {
+        const auto* variable = llvm::dyn_cast<clang::VarDecl>(&declaration);
+        return variable != nullptr && variable->isFileVarDecl();
+    }
+
     /// A function constant gets its value later, so it must not be asked for an initialiser now.
     static void makeExternal(const AttributeRule& rule, clang::Decl& declaration) {
-        auto* variable = llvm::dyn_cast<clang::VarDecl>(&declaration);
-        if (rule.place == Place::Variable && variable != nullptr &&
-            !llvm::isa<clang::ParmVarDecl>(variable) && variable->isFileVarDecl())
-            variable->setStorageClass(clang::SC_Extern);
+        if (rule.place == Place::Variable && isProgramScope(declaration))
+            llvm::cast<clang::VarDecl>(declaration).setStorageClass(clang::SC_Extern);
     }
 };
 

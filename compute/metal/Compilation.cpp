@@ -6,6 +6,7 @@
 #include "compute/metal/Attributes.h"
 #include "compute/metal/DiagnosticText.h"
 #include "compute/metal/InputLimits.h"
+#include "compute/metal/InstantiationAttributes.h"
 #include "compute/metal/LineMarkers.h"
 #include "compute/metal/Pragmas.h"
 #include "compute/metal/ProgramConsumer.h"
@@ -37,7 +38,11 @@ protected:
         defineWords(preprocessor);
         m_spaces = std::make_unique<AddressSpaces>(preprocessor);
         limitInput(preprocessor, m_stop,
-                   [&spaces = *m_spaces](clang::Token& token) { spaces.watch(token); });
+                   [&spaces = *m_spaces, instantiation = InstantiationAttributes(preprocessor)](
+                       clang::Token& token) mutable {
+                       instantiation.watch(token);
+                       spaces.watch(token);
+                   });
         guardPragmas(preprocessor);
         ignoreLineMarkers(preprocessor);
         return true;

@@ -100,8 +100,6 @@ constexpr const char* options[] = {
     "-D__METAL__=1",
     "-D__METAL_VERSION__=310",
     "-D__METAL_CPP__=1",
-    // A function is only ever made with all its constants.
-    "-Dis_function_constant_defined(constant)=((void)(constant), true)",
     // Words for memory and stages that need no meaning of their own (AddressSpaces.h), since stages
     // other than kernels do not run here.
     "-Dthread=",

@@ -24,6 +24,9 @@ namespace {
 /// The library declares, under names that begin so, what compiles but cannot run here.
 constexpr llvm::StringRef unsupportedPrefix = "__sl42_unsupported_";
 
+/// What the library's is_function_constant_defined calls.
+constexpr llvm::StringRef questionSymbol = "__sl42_is_defined";
+
 /// Of variables that a threadgroup shares.
 constexpr llvm::StringRef sharedAttribute = "sl42-threadgroup";
 
@@ -66,6 +69,31 @@ public:
                 text.eraseFromParent();
     }
 
+    /// Puts an external variable in the place of each question whether a constant has a value.
+    void answerQuestions(std::vector<kernel::ConstantDeclaration>& constants) {
+        llvm::Function* question = m_module.getFunction(questionSymbol);
+        if (question == nullptr)
+            return;
+        for (llvm::User* user : llvm::make_early_inc_range(question->users())) {
+            auto* call = llvm::dyn_cast<llvm::CallInst>(user);
+            const llvm::Value* asked =
+                call != nullptr ? call->getArgOperand(0)->stripPointerCasts() : nullptr;
+            const auto constant = std::ranges::find_if(constants, [&](const auto& each) {
+                return asked != nullptr && asked->getName() == each.symbol;
+            });
+            if (constant == constants.end()) {
+                report(*question, "is_function_constant_defined asks about a function constant");
+                return;
+            }
+            constant->isOptional = true;
+            llvm::Type* type = call->getType();
+            auto* answer = m_module.getOrInsertGlobal(constant->answerSymbol(), type);
+            call->replaceAllUsesWith(new llvm::LoadInst(type, answer, "", call->getIterator()));
+            call->eraseFromParent();
+        }
+        question->eraseFromParent();
+    }
+
     void checkRecursion() {
         llvm::CallGraph graph(m_module);
         for (auto each = llvm::scc_begin(&graph); !each.isAtEnd(); ++each)
@@ -74,14 +102,14 @@ public:
     }
 
     /// Everything that is called must be in the program, the library or the compiler itself.
-    void checkUndefined(const Reflection& reflection) {
+    void checkUndefined(const std::vector<kernel::ConstantDeclaration>& constants) {
         for (const llvm::Function& function : m_module)
             if (function.isDeclaration() && !function.isIntrinsic() && !function.use_empty() &&
                 !function.getName().starts_with(unsupportedPrefix))
                 report(function, "function '%0' is used but not defined");
         for (const llvm::GlobalVariable& variable : m_module.globals())
             if (variable.isDeclaration() && !variable.use_empty() &&
-                !isConstant(reflection, variable.getName()))
+                !isConstant(constants, variable.getName()))
                 report(variable, "variable '%0' is used but not defined");
     }
 
@@ -170,9 +198,11 @@ private:
             target.removeParamAttrs(i, promises);
     }
 
-    static bool isConstant(const Reflection& reflection, llvm::StringRef name) {
-        return std::any_of(reflection.constants.begin(), reflection.constants.end(),
-                           [&](const auto& each) { return name == each.variable->getName(); });
+    static bool isConstant(const std::vector<kernel::ConstantDeclaration>& constants,
+                           llvm::StringRef name) {
+        return std::ranges::any_of(constants, [&](const auto& each) {
+            return name == each.symbol || name == each.answerSymbol();
+        });
     }
 
     /// As the program spells it, where the generated code still knows.
@@ -223,6 +253,7 @@ void finishModule(clang::Sema& sema, clang::CodeGenerator& generator, const Refl
         program.constants.push_back(each.declaration);
         program.constants.back().symbol = finisher.symbol(*each.variable);
     }
+    finisher.answerQuestions(program.constants);
     for (const auto& each : reflection.kernels) {
         kernel::KernelDeclaration declaration = each.declaration;
         declaration.symbol = finisher.symbol(*each.function);
@@ -231,7 +262,7 @@ void finishModule(clang::Sema& sema, clang::CodeGenerator& generator, const Refl
             declaration.unsupported = finisher.unsupportedIn(*function);
         program.kernels.push_back(std::move(declaration));
     }
-    finisher.checkUndefined(reflection);
+    finisher.checkUndefined(program.constants);
     finisher.checkRecursion();
     finisher.normaliseFunctions();
 }

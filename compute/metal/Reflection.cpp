@@ -310,7 +310,7 @@ private:
             return;
         }
         m_result.constants.push_back(
-            {&variable, {variable.getQualifiedNameAsString(), "", *index, *type}});
+            {&variable, {variable.getQualifiedNameAsString(), "", *index, *type, false}});
     }
 
     clang::Sema& m_sema;

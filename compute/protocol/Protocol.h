@@ -134,10 +134,11 @@ struct ConstantDeclaration {
     Name name;
     std::uint32_t index = 0;
     DataType type = DataType::Int;
+    bool isOptional = false; ///< a function can be made without a value
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.name, self.index, self.type);
+        return std::tie(self.name, self.index, self.type, self.isOptional);
     }
 };
 using ConstantDeclarations = List<ConstantDeclaration, maxConstants>;

@@ -31,7 +31,7 @@ public:
     protocol::ConstantDeclarations constants() const override {
         protocol::ConstantDeclarations wire;
         for (const kernel::ConstantDeclaration& constant : m_program.constants)
-            wire.push_back({constant.name, constant.index, constant.type});
+            wire.push_back({constant.name, constant.index, constant.type, constant.isOptional});
         return wire;
     }
     Result<std::shared_ptr<const Kernel>> build(std::string_view function,

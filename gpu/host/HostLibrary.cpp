@@ -26,6 +26,8 @@ Result<void> checkConstants(const protocol::ConstantDeclarations& declared,
         const auto found = std::ranges::find(constants, constant.index, &protocol::Constant::index);
         const std::string what = "function constant '" + constant.name + "' [[function_constant(" +
                                  std::to_string(constant.index) + ")]]";
+        if (found == constants.end() && constant.isOptional)
+            continue;
         if (found == constants.end())
             return Error{what + " has no value"};
         if (found->value.type != constant.type)

@@ -20,6 +20,12 @@ llvm::Constant* makeInitialiser(llvm::Type* type, const ConstantValue& value) {
     return llvm::ConstantFP::get(type, llvm::APFloat(type->getFltSemantics(), pattern));
 }
 
+void fix(llvm::GlobalVariable& variable, llvm::Constant* value) {
+    variable.setInitializer(value);
+    variable.setConstant(true);
+    variable.setLinkage(llvm::GlobalValue::InternalLinkage);
+}
+
 } // namespace
 
 platform::Result<void> checkConstants(const std::vector<ConstantDeclaration>& constants,
@@ -28,6 +34,8 @@ platform::Result<void> checkConstants(const std::vector<ConstantDeclaration>& co
         const auto found = values.find(constant.index);
         const std::string what = "function constant '" + constant.name + "' [[function_constant(" +
                                  std::to_string(constant.index) + ")]]";
+        if (found == values.end() && constant.isOptional)
+            continue;
         if (found == values.end())
             return platform::Error{what + " has no value"};
         if (found->second.type != constant.type)
@@ -39,15 +47,18 @@ platform::Result<void> checkConstants(const std::vector<ConstantDeclaration>& co
 
 platform::Result<void> specialiseConstants(PassContext& context) {
     for (const ConstantDeclaration& constant : context.constants) {
+        const auto value = context.values.find(constant.index);
+        if (auto* answer = context.module.getGlobalVariable(constant.answerSymbol(), true))
+            fix(*answer,
+                llvm::ConstantInt::getBool(answer->getValueType(), value != context.values.end()));
         llvm::GlobalVariable* variable = context.module.getGlobalVariable(constant.symbol, true);
         if (variable == nullptr)
             continue; // the kernel does not reach it
         llvm::Type* type = variable->getValueType();
         if (!type->isIntegerTy() && !type->isFloatTy() && !type->isHalfTy())
             return platform::Error{"function constant '" + constant.name + "' is not a scalar"};
-        variable->setInitializer(makeInitialiser(type, context.values.at(constant.index)));
-        variable->setConstant(true);
-        variable->setLinkage(llvm::GlobalValue::InternalLinkage);
+        fix(*variable, value != context.values.end() ? makeInitialiser(type, value->second)
+                                                     : llvm::Constant::getNullValue(type));
     }
     return {};
 }

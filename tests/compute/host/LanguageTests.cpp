@@ -142,13 +142,44 @@ kernel void k(device float* out, constant float4& c) {
     out[8] = max(float(v.x), 5.0f) + float(half(stored[1]) * 2);
 })",
      {1, 1.015625f, 3, 1, 256, 25, 5.5f, 0x3f80, 7.03125f}},
+    {"AtomicFloats",
+     R"(
+kernel void k(device float* out, constant float4& c) {
+    device atomic_float* a = (device atomic_float*)(out + 2);
+    atomic_store_explicit(a, 2.5f, memory_order_relaxed);
+    out[0] = atomic_exchange_explicit(a, 7.0f, memory_order_relaxed);
+    out[1] = atomic_load_explicit(a, memory_order_relaxed);
+})",
+     {2.5f, 7, 7}},
+    {"FunctionConstantsWithoutAValue",
+     R"(
+constant int given [[function_constant(0)]];
+constant int missing [[function_constant(1)]];
+constant bool isGiven = is_function_constant_defined(given);
+constant int chosen = is_function_constant_defined(missing) ? missing : 3;
+template <class T> void fill(device T* out, T x) { out[3] = x; }
+template <class T, int N>
+kernel void many(device T* out [[buffer(0)]],
+                 constant float4& c [[buffer(1), function_constant(isGiven)]]) {
+    out[0] = isGiven ? given : 0;
+    out[1] = is_function_constant_defined(missing) ? 1 : N;
+    out[2] = chosen + missing;
+    fill<T>(out, c.x);
+}
+template [[host_name("k")]] [[kernel]] void many<float, 2>(device float*, constant float4&);
+#define INSTANTIATE(name, f, ...)                                                                  \
+    template [[host_name(name), visible]] [[kernel]] decltype(f<__VA_ARGS__>) f<__VA_ARGS__>;
+INSTANTIATE("other" "_" "5", many, int, 5))",
+     {6, 2, 3, 1}},
 };
 
 class ProgramsOfTheLanguage : public testing::TestWithParam<Case> {};
 
 TEST_P(ProgramsOfTheLanguage, ComputeWhatTheySay) {
     const Case& one = GetParam();
-    const auto compiled = tests::compile(tests::programOf(one.text));
+    compute::ConstantValue six;
+    six.bytes[0] = std::byte(6);
+    const auto compiled = tests::compile(tests::programOf(one.text), {{0, six}});
     ASSERT_TRUE(compiled);
     std::vector<float> out(64, 0);
     std::vector<float> constants = {1, 2, 3, 4};
