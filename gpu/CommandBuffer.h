@@ -16,9 +16,21 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace gpu {
+
+/// A resource that stands in an argument buffer, `offset` bytes from its start. There, a pointer
+/// and a texture take 8 bytes, a sampler takes 24, all at multiples of 8.
+struct ArgumentValue {
+    struct Place {
+        std::shared_ptr<Buffer> buffer;
+        std::size_t offset = 0;
+    };
+    std::size_t offset = 0;
+    std::variant<Place, std::shared_ptr<Texture>, Sampler> resource;
+};
 
 /// Encodes kernels. One encoder is open at a time; endEncoding() must come before the next one is
 /// made or the buffer is committed. Bindings last until the end of the encoder.
@@ -35,7 +47,12 @@ public:
                             std::uint32_t firstIndex) = 0;
     /// Binds a copy of at most 4096 bytes as a buffer.
     virtual void setBytes(std::span<const std::byte> bytes, std::uint32_t index) = 0;
+    /// Of an array of textures, some may be left out: they are null textures to the kernel.
     virtual void setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) = 0;
+    virtual void setSampler(const Sampler& sampler, std::uint32_t index) = 0;
+    /// Binds a copy of at most 4096 bytes as a buffer in which resources stand: an argument buffer.
+    virtual void setArguments(std::span<const std::byte> bytes,
+                              std::span<const ArgumentValue> resources, std::uint32_t index) = 0;
     /// Runs the kernel once per thread of `threads`; threads outside whole groups are not run.
     virtual void dispatchThreads(Extent threads, Extent threadsPerThreadgroup) = 0;
     /// Runs only those threads of the grid whose x lies in `part`, which begins and ends between

@@ -53,6 +53,12 @@ public:
                                                  std::shared_ptr<platform::SharedMemory> memory,
                                                  std::size_t offset, std::size_t bytesPerRow) = 0;
 
+    /// The same over a part of a buffer, which kernels then reach in both ways; for texture buffers
+    /// above all.
+    virtual std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor,
+                                                 const std::shared_ptr<Buffer>& buffer,
+                                                 std::size_t offset, std::size_t bytesPerRow) = 0;
+
     /// Starts compiling program text. `made` gets the library or the compiler's own message. Texts
     /// are cached by content: the second library of one text costs nothing.
     ///

@@ -10,6 +10,8 @@
 #include "compute/types/Fingerprint.h"
 #include "compute/types/Parameter.h"
 #include "compute/types/PixelFormat.h"
+#include "compute/types/Sampler.h"
+#include "compute/types/TextureType.h"
 #include "platform/base/Result.h"
 
 #include <cstddef>
@@ -22,13 +24,22 @@ using platform::Error;
 using platform::Result;
 
 using compute::Access;
+using compute::AddressMode;
+using compute::BorderColor;
+using compute::CompareFunction;
+using compute::CoordinateKind;
 using compute::DataType;
 using compute::Extent;
+using compute::Filter;
 using compute::Fingerprint;
 using compute::maxBuffers;
+using compute::maxSamplers;
 using compute::maxTextures;
+using compute::MipFilter;
 using compute::ParameterKind;
 using compute::PixelFormat;
+using compute::Sampler;
+using compute::TextureType;
 
 /// A range of bytes.
 struct Range {
@@ -47,6 +58,9 @@ struct Argument {
     /// Buffer, texture or sampler.
     ParameterKind kind = ParameterKind::Buffer;
     std::uint32_t index = 0;
+    /// Of an array of textures or samplers: so many indices from `index` on.
+    std::uint32_t count = 1;
+    TextureType textureType = TextureType::D2; ///< of a texture
     /// At most; known for pipeline states only, from their code.
     Access access = Access::ReadWrite;
 };

@@ -5,6 +5,7 @@
 // that every back end implements.
 #pragma once
 
+#include "compute/backend/SamplerRecord.h"
 #include "compute/backend/SourceLocations.h"
 #include "compute/backend/TextureView.h"
 #include "compute/types/Extent.h"
@@ -24,6 +25,7 @@ namespace compute {
 struct Bindings {
     std::array<std::byte*, maxBuffers> buffers{};
     std::array<const TextureView*, maxTextures> textures{};
+    std::array<const SamplerRecord*, maxSamplers> samplers{};
 };
 
 /// What is known of a compiled kernel.

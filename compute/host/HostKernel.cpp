@@ -20,7 +20,9 @@ namespace compute::host {
 namespace {
 
 static_assert(sizeof(Bindings) == kernel::slotCount * sizeof(void*) &&
-              offsetof(Bindings, textures) == kernel::firstTextureSlot * sizeof(void*));
+              offsetof(Bindings, textures) == kernel::firstTextureSlot * sizeof(void*) &&
+              offsetof(Bindings, samplers) == kernel::firstSamplerSlot * sizeof(void*) &&
+              sizeof(SamplerRecord) == kernel::samplerWords * 8);
 
 /// Replaces null pointers by an address in the region of kernels, because generated code takes
 /// every bound pointer for one and adds offsets to it.
@@ -28,6 +30,8 @@ Bindings withoutNull(Bindings bindings) {
     std::byte* nowhere = memory::AddressRegion::nowhere();
     std::ranges::replace(bindings.buffers, nullptr, nowhere);
     std::ranges::replace(bindings.textures, nullptr, reinterpret_cast<const TextureView*>(nowhere));
+    std::ranges::replace(bindings.samplers, nullptr,
+                         reinterpret_cast<const SamplerRecord*>(nowhere));
     return bindings;
 }
 

@@ -7,7 +7,8 @@
 //     void kernel(ptr bindings, ptr grid, i32 x, i32 y, i32 z)
 //
 // runs one thread. `bindings` points to an array of slotCount pointers: buffer n in slot n, the
-// TextureView of texture n in slot firstTextureSlot + n. `grid` points to six 32-bit numbers:
+// TextureView of texture n in slot firstTextureSlot + n, the SamplerRecord of sampler n in slot
+// firstSamplerSlot + n. `grid` points to six 32-bit numbers:
 // width, height and depth of the grid, then of a threadgroup. x, y and z are the thread's position
 // in the grid.
 #pragma once
@@ -22,7 +23,12 @@ namespace compute::kernel {
 inline constexpr std::string_view canonicalSymbol = "kernel";
 
 inline constexpr unsigned firstTextureSlot = maxBuffers;
-inline constexpr unsigned slotCount = maxBuffers + maxTextures;
+inline constexpr unsigned firstSamplerSlot = firstTextureSlot + maxTextures;
+inline constexpr unsigned slotCount = firstSamplerSlot + maxSamplers;
+/// A sampler is so many 64-bit words.
+inline constexpr unsigned samplerWords = 3;
+/// The last of them, of which only the first byte varies, has this bit set: it is an argument.
+inline constexpr unsigned argumentBit = 0x100;
 
 /// Positions of the canonical function's parameters.
 enum EntryArgument : unsigned { BindingsArgument, GridArgument, XArgument, YArgument, ZArgument };

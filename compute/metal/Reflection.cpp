@@ -8,6 +8,7 @@
 #include <clang/AST/Attr.h>
 #include <clang/AST/DeclTemplate.h>
 #include <clang/Sema/Sema.h>
+#include <llvm/ADT/StringSwitch.h>
 
 #include <map>
 #include <optional>
@@ -87,14 +88,49 @@ std::optional<ParameterKind> resourceKind(clang::QualType type) {
     return std::nullopt;
 }
 
-/// array<texture2d<float>, 4> and such.
-bool isResourceArray(clang::QualType type) {
-    const auto* array = llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(
-        type.getNonReferenceType()->getAsCXXRecordDecl());
-    return array != nullptr && array->getName() == "array" && array->getTemplateArgs().size() > 0 &&
-           array->getTemplateArgs()[0].getKind() == clang::TemplateArgument::Type &&
-           resourceKind(array->getTemplateArgs()[0].getAsType()).value_or(ParameterKind::Buffer) !=
-               ParameterKind::Buffer;
+/// array<texture2d<float>, 4> and such: the type of the elements and how many.
+struct ResourceArray {
+    clang::QualType element;
+    std::uint64_t count = 1;
+};
+std::optional<ResourceArray> resourceArray(clang::QualType type) {
+    const auto* array =
+        llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(type->getAsCXXRecordDecl());
+    if (array == nullptr || array->getName() != "array")
+        return std::nullopt;
+    const auto& arguments = array->getTemplateArgs();
+    if (arguments.size() < 2 || arguments[0].getKind() != clang::TemplateArgument::Type ||
+        arguments[1].getKind() != clang::TemplateArgument::Integral)
+        return std::nullopt;
+    const clang::QualType element = arguments[0].getAsType();
+    if (resourceKind(element).value_or(ParameterKind::Buffer) == ParameterKind::Buffer)
+        return std::nullopt;
+    return ResourceArray{element, arguments[1].getAsIntegral().getLimitedValue(UINT32_MAX)};
+}
+
+/// What the class of a texture says about what can be bound to it.
+void describeTexture(clang::QualType type, Parameter& parameter) {
+    const auto* record =
+        llvm::cast<clang::ClassTemplateSpecializationDecl>(type->getAsCXXRecordDecl());
+    llvm::StringRef shape = record->getName();
+    const bool isDepth = shape.consume_front("depth");
+    shape.consume_front("texture");
+    parameter.textureType = llvm::StringSwitch<TextureType>(shape)
+                                .Case("1d", TextureType::D1)
+                                .Case("1d_array", TextureType::D1Array)
+                                .Case("2d_array", TextureType::D2Array)
+                                .Case("2d_ms", TextureType::D2Multisample)
+                                .Case("2d_ms_array", TextureType::D2MultisampleArray)
+                                .Case("3d", TextureType::D3)
+                                .Case("cube", TextureType::Cube)
+                                .Case("cube_array", TextureType::CubeArray)
+                                .Case("_buffer", TextureType::Buffer)
+                                .Default(TextureType::D2);
+    const clang::QualType texel = record->getTemplateArgs()[0].getAsType();
+    parameter.texels = isDepth                                     ? TexelKind::Depth
+                       : texel->isUnsignedIntegerType()            ? TexelKind::Unsigned
+                       : texel->isSignedIntegerOrEnumerationType() ? TexelKind::Signed
+                                                                   : TexelKind::Color;
 }
 
 struct Components {
@@ -197,14 +233,10 @@ private:
                 m_result.unsupported = std::string("'") + name + "' is not supported";
                 return;
             }
-        if (isResourceArray(declaration.getType())) {
-            m_result.unsupported = "arrays of textures or samplers are not supported";
-            return;
-        }
         for (const auto& resource : resources)
             if (const auto* annotation = findAttribute(declaration, resource.attribute))
                 return readResource(declaration, resource, *annotation, parameter);
-        const auto kind = resourceKind(declaration.getType());
+        const auto kind = readType(declaration, parameter);
         if (!kind)
             return error(declaration.getLocation(),
                          "invalid type %0 for input declaration in a kernel function",
@@ -227,9 +259,22 @@ private:
         parameter.componentBytes = shape->bytes;
     }
 
+    /// What a parameter of that type binds.
+    static std::optional<ParameterKind> readType(const clang::ParmVarDecl& declaration,
+                                                 Parameter& parameter) {
+        const auto array = resourceArray(declaration.getType());
+        const clang::QualType type = array ? array->element : declaration.getType();
+        const auto kind = resourceKind(type);
+        if (array)
+            parameter.count = static_cast<std::uint32_t>(array->count);
+        if (kind == ParameterKind::Texture)
+            describeTexture(type, parameter);
+        return kind;
+    }
+
     void readResource(const clang::ParmVarDecl& declaration, const AttributeKind& resource,
                       const clang::AnnotateTypeAttr& annotation, Parameter& parameter) {
-        const auto kind = resourceKind(declaration.getType());
+        const auto kind = readType(declaration, parameter);
         const auto index = indexOf(annotation, m_sema.Context);
         if (kind != resource.kind) {
             const std::string text =
@@ -238,21 +283,35 @@ private:
         }
         parameter.kind = resource.kind;
         parameter.index = index.value_or(0);
-        if (!m_used[resource.kind].insert(parameter.index).second)
-            error(annotation.getLocation(), std::string("'") + resource.attribute + "' index " +
-                                                std::to_string(parameter.index) +
-                                                " is used by more than one parameter");
+        const std::uint32_t most = maxArguments(parameter.kind);
+        if (parameter.index >= most || parameter.count > most - parameter.index)
+            return error(annotation.getLocation(), std::string("the array needs more '") +
+                                                       resource.attribute +
+                                                       "' indices than there are");
+        for (std::uint32_t i = parameter.index; i < parameter.index + parameter.count; ++i)
+            if (!m_used[resource.kind].insert(i).second)
+                return error(annotation.getLocation(), std::string("'") + resource.attribute +
+                                                           "' index " + std::to_string(i) +
+                                                           " is used by more than one parameter");
     }
 
     /// Parameters without an index take the first ones that are free.
     void placeParameter(unsigned number) {
         Parameter& parameter = m_result.parameters[number];
         std::set<std::uint32_t>& used = m_used[parameter.kind];
-        while (!used.insert(parameter.index).second)
+        const std::uint32_t most = maxArguments(parameter.kind);
+        while (parameter.index < most && !areFree(used, parameter))
             ++parameter.index;
-        if (parameter.kind == ParameterKind::Buffer && parameter.index > 30)
+        for (std::uint32_t i = 0; i < parameter.count && i < most; ++i)
+            used.insert(parameter.index + i);
+        if (parameter.index >= most || parameter.count > most - parameter.index)
             error(m_function.getParamDecl(number)->getLocation(),
                   std::string("no '") + attributeName(parameter.kind) + "' index is left");
+    }
+
+    static bool areFree(const std::set<std::uint32_t>& used, const Parameter& parameter) {
+        const auto next = used.lower_bound(parameter.index);
+        return next == used.end() || *next - parameter.index >= parameter.count;
     }
 
     void error(clang::SourceLocation location, llvm::StringRef text) {

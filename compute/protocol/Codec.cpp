@@ -2,8 +2,6 @@
 // Part of Starloom 42.
 #include "compute/protocol/Codec.h"
 
-#include <cmath>
-
 namespace compute::protocol {
 
 void Encoder::putRaw(const void* data, std::size_t size) {
@@ -28,10 +26,6 @@ bool Decoder::getBool(bool& value) {
         return false;
     value = byte == 1;
     return true;
-}
-
-bool Decoder::getFinite(double& value) {
-    return getRaw(&value, sizeof value) && std::isfinite(value);
 }
 
 } // namespace compute::protocol

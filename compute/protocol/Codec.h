@@ -9,6 +9,7 @@
 
 #include "compute/protocol/Protocol.h"
 
+#include <cmath>
 #include <concepts>
 #include <cstring>
 #include <optional>
@@ -102,8 +103,8 @@ public:
             return getVariant(value, std::make_index_sequence<std::variant_size_v<T>>());
         else if constexpr (std::is_same_v<T, bool>)
             return getBool(value);
-        else if constexpr (std::is_same_v<T, double>)
-            return getFinite(value);
+        else if constexpr (std::is_floating_point_v<T>)
+            return getRaw(&value, sizeof value) && std::isfinite(value);
         else if constexpr (std::is_enum_v<T> && !std::is_same_v<T, std::byte>)
             return getRaw(&value, sizeof value) && value <= lastOf<T>;
         else {
@@ -115,7 +116,6 @@ public:
 private:
     bool getRaw(void* data, std::size_t size);
     bool getBool(bool& value);
-    bool getFinite(double& value);
 
     template <class T>
     bool getCounted(T& values) {

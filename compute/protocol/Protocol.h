@@ -12,6 +12,8 @@
 #include "compute/types/Fingerprint.h"
 #include "compute/types/Parameter.h"
 #include "compute/types/PixelFormat.h"
+#include "compute/types/Sampler.h"
+#include "compute/types/TextureType.h"
 
 #include <array>
 #include <cstddef>
@@ -71,6 +73,9 @@ inline constexpr std::size_t maxCommands = 1u << 16;
 inline constexpr std::size_t maxJobBindings = 1u << 18;
 inline constexpr std::size_t maxJobBytes = 8u << 20;
 inline constexpr std::uint32_t maxTextureExtent = 16384;
+inline constexpr std::uint32_t maxTextureSlices = 2048; ///< of arrays and 3D textures; cubes count
+inline constexpr std::uint32_t maxTextureSamples = 16;
+inline constexpr std::uint32_t maxBufferTexels = 1u << 26; ///< of a texture buffer
 
 using Name = Text<maxNameBytes>;
 using Message = Text<maxMessageBytes>;
@@ -82,7 +87,31 @@ template <class Enum>
 inline constexpr Enum lastOf = Enum{};
 
 template <>
-inline constexpr PixelFormat lastOf<PixelFormat> = PixelFormat::RGBA32Float;
+inline constexpr PixelFormat lastOf<PixelFormat> = PixelFormat::RGBA32Sint;
+
+template <>
+inline constexpr TexelKind lastOf<TexelKind> = TexelKind::Signed;
+
+template <>
+inline constexpr TextureType lastOf<TextureType> = TextureType::Buffer;
+
+template <>
+inline constexpr CoordinateKind lastOf<CoordinateKind> = CoordinateKind::Pixel;
+
+template <>
+inline constexpr Filter lastOf<Filter> = Filter::Linear;
+
+template <>
+inline constexpr MipFilter lastOf<MipFilter> = MipFilter::Linear;
+
+template <>
+inline constexpr AddressMode lastOf<AddressMode> = AddressMode::ClampToBorder;
+
+template <>
+inline constexpr BorderColor lastOf<BorderColor> = BorderColor::OpaqueWhite;
+
+template <>
+inline constexpr CompareFunction lastOf<CompareFunction> = CompareFunction::Always;
 
 template <>
 inline constexpr DataType lastOf<DataType> = DataType::Float;
@@ -98,10 +127,14 @@ struct Parameter {
     ParameterKind kind = ParameterKind::Buffer;
     std::uint32_t index = 0;
     Access access = Access::ReadWrite; ///< known for pipelines only
+    std::uint32_t count = 1;           ///< of an array of textures or samplers
+    TextureType textureType = TextureType::D2;
+    TexelKind texels = TexelKind::Color;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.name, self.kind, self.index, self.access);
+        return std::tie(self.name, self.kind, self.index, self.access, self.count, self.textureType,
+                        self.texels);
     }
 };
 using Parameters = List<Parameter, maxParameters>;
@@ -178,7 +211,57 @@ struct TextureBinding {
     }
 };
 
-using Binding = std::variant<BufferBinding, InlineBinding, TextureBinding>;
+struct SamplerBinding {
+    std::uint32_t index = 0;
+    Sampler sampler;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.sampler);
+    }
+};
+
+// What argument buffers hold: these write into the argument by value at `index`, `offset` bytes
+// from its start. They come after it.
+
+/// The address of a place in a buffer.
+struct BufferAddress {
+    std::uint32_t index = 0;
+    std::uint32_t offset = 0;
+    BufferId buffer;
+    std::uint64_t bufferOffset = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.offset, self.buffer, self.bufferOffset);
+    }
+};
+
+struct TextureAddress {
+    std::uint32_t index = 0;
+    std::uint32_t offset = 0;
+    TextureId texture;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.offset, self.texture);
+    }
+};
+
+/// The sampler itself.
+struct SamplerValue {
+    std::uint32_t index = 0;
+    std::uint32_t offset = 0;
+    Sampler sampler;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.offset, self.sampler);
+    }
+};
+
+using Binding = std::variant<BufferBinding, InlineBinding, TextureBinding, SamplerBinding,
+                             BufferAddress, TextureAddress, SamplerValue>;
 
 struct Dispatch {
     PipelineId pipeline;
@@ -263,15 +346,11 @@ struct RegisterTexture {
     std::uint64_t length = 0;
     std::uint64_t offset = 0;
     std::uint64_t bytesPerRow = 0;
-    PixelFormat format = PixelFormat::RGBA8Unorm;
-    std::uint32_t width = 1;
-    std::uint32_t height = 1;
-    std::uint32_t levels = 1;
+    TextureShape shape;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.texture, self.length, self.offset, self.bytesPerRow, self.format,
-                        self.width, self.height, self.levels);
+        return std::tie(self.texture, self.length, self.offset, self.bytesPerRow, self.shape);
     }
 };
 
@@ -379,7 +458,7 @@ struct Ready {
         return std::tie(self.version, self.compileThreads);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 6;
+inline constexpr std::uint32_t protocolVersion = 7;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
 /// So many cancelled questions may go on beside those that somebody waits for.

@@ -11,10 +11,12 @@
 namespace compute::protocol {
 
 struct LevelLayout {
-    std::uint64_t offset = 0; ///< from the start of the memory, in bytes
+    std::uint64_t offset = 0; ///< of its first slice from the start of the memory, in bytes
     std::uint64_t bytesPerRow = 0;
+    std::uint64_t bytesPerSlice = 0;
     std::uint32_t width = 0;
     std::uint32_t height = 0;
+    std::uint32_t slices = 0;
 };
 
 struct TextureLayout {
@@ -23,11 +25,11 @@ struct TextureLayout {
 };
 
 /// Level 0 starts at `offset` with rows `bytesPerRow` apart; every further level follows at the
-/// next multiple of 64 bytes with rows without gaps. Nothing when the numbers make no sense: no
-/// extent, more levels than the chain down to one pixel has, rows shorter than their pixels or
-/// anything over the limits of the protocol.
-std::optional<TextureLayout> layOut(PixelFormat format, std::uint32_t width, std::uint32_t height,
-                                    std::uint32_t levels, std::uint64_t offset,
+/// next multiple of 64 bytes with rows without gaps. The slices of a level follow each other, their
+/// rows as far apart as any. Nothing when the numbers make no sense: no extent, an extent that the
+/// type does not have, more levels than the chain down to one pixel has, rows shorter than their
+/// pixels or anything over the limits of the protocol.
+std::optional<TextureLayout> layOut(const TextureShape& shape, std::uint64_t offset,
                                     std::uint64_t bytesPerRow);
 
 } // namespace compute::protocol

@@ -20,7 +20,8 @@ namespace compute::service {
 inline protocol::Parameters onTheWire(const std::vector<Parameter>& parameters) {
     protocol::Parameters wire;
     for (const Parameter& parameter : parameters)
-        wire.push_back({parameter.name, parameter.kind, parameter.index, parameter.access});
+        wire.push_back({parameter.name, parameter.kind, parameter.index, parameter.access,
+                        parameter.count, parameter.textureType, parameter.texels});
     return wire;
 }
 

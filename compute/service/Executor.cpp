@@ -5,6 +5,7 @@
 #include "compute/service/Blits.h"
 #include "compute/service/Mipmaps.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 
@@ -14,18 +15,33 @@ using platform::Result;
 
 namespace {
 constexpr std::size_t executorStackBytes = 8u << 20;
+
+/// What elements of an array of textures are to which no texture was bound: no levels, but whoever
+/// samples them all the same finds one black texel.
+Result<std::shared_ptr<memory::GuardedMemory>> makeNoTexture() {
+    auto memory = SL42_TRY(memory::GuardedMemory::allocatePacked(sizeof(TextureView) + 16));
+    TextureView view;
+    view.format = PixelFormat::RGBA32Float;
+    std::ranges::fill(view.levels, TextureLevel{memory->data() + sizeof view, 1, 1, 16});
+    std::memcpy(memory->data(), &view, sizeof view);
+    return memory;
+}
 } // namespace
 
 Result<std::unique_ptr<Executor>> Executor::create(Replies& replies, protocol::StatusPage& page) {
-    auto memory = SL42_TRY(memory::GuardedMemory::allocate(maxBuffers * protocol::maxInlineBytes));
-    return std::unique_ptr<Executor>(new Executor(replies, page, std::move(memory)));
+    auto memory = SL42_TRY(memory::GuardedMemory::allocate(argumentBytes));
+    auto noTexture = SL42_TRY(makeNoTexture());
+    return std::unique_ptr<Executor>(
+        new Executor(replies, page, std::move(memory), std::move(noTexture)));
 }
 
 Executor::Executor(Replies& replies, protocol::StatusPage& page,
-                   std::shared_ptr<memory::GuardedMemory> inlineArguments)
+                   std::shared_ptr<memory::GuardedMemory> inlineArguments,
+                   std::shared_ptr<memory::GuardedMemory> noTexture)
     : m_replies(replies),
       m_page(page),
       m_inlineArguments(std::move(inlineArguments)),
+      m_noTexture(std::move(noTexture)),
       m_queue(1, executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {}
 
 void Executor::run(Job& job) {
@@ -52,6 +68,16 @@ void Executor::carryOut(const DispatchWork& work, const Job& job) {
         std::memcpy(place, job.bytes.data() + binding.offset, binding.length);
         bindings.buffers[binding.index] = place;
     }
+    for (std::size_t i = work.firstInsertion; i < work.endOfInsertions; ++i) {
+        const Insertion& insertion = job.insertions[i];
+        std::memcpy(m_inlineArguments->data() + insertion.place, insertion.bytes.data(),
+                    insertion.length);
+    }
+    for (std::size_t i = 0; i < maxSamplers; ++i)
+        bindings.samplers[i] =
+            reinterpret_cast<const SamplerRecord*>(m_inlineArguments->data() + placeOfSamplers) + i;
+    std::ranges::replace(bindings.textures, nullptr,
+                         reinterpret_cast<const TextureView*>(m_noTexture->data()));
     const RunningKernel mark(work.kernel->locations());
     work.kernel->run(bindings, work.threads, work.threadsPerThreadgroup, work.begin, work.end);
 }
@@ -65,7 +91,7 @@ void Executor::carryOut(const CopyWork& work, const Job&) {
 }
 
 void Executor::carryOut(const MipmapWork& work, const Job&) {
-    generateMipmaps(work.texture->view);
+    generateMipmaps(work.texture->view, work.texture->type);
 }
 
 } // namespace compute::service

@@ -20,7 +20,8 @@ public:
 
 private:
     Executor(Replies& replies, protocol::StatusPage& page,
-             std::shared_ptr<memory::GuardedMemory> inlineArguments);
+             std::shared_ptr<memory::GuardedMemory> inlineArguments,
+             std::shared_ptr<memory::GuardedMemory> noTexture);
 
     void run(Job& job);
     void carryOut(const DispatchWork& work, const Job& job);
@@ -30,8 +31,9 @@ private:
 
     Replies& m_replies;
     protocol::StatusPage& m_page;
-    /// Room for the arguments by value of one dispatch, guarded like any buffer.
+    /// Room for the arguments by value and the samplers of one dispatch, guarded like any buffer.
     std::shared_ptr<memory::GuardedMemory> m_inlineArguments;
+    std::shared_ptr<memory::GuardedMemory> m_noTexture;
     WorkQueue<Job> m_queue; // last, so that its thread ends first
 };
 

@@ -2,6 +2,9 @@
 // Part of Starloom 42.
 #include "compute/service/Job.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace compute::service {
 
 using platform::Error;
@@ -36,10 +39,12 @@ public:
         work.begin = dispatch.begin;
         work.end = dispatch.end;
         work.firstInline = m_job.inlineBindings.size();
+        work.firstInsertion = m_job.insertions.size();
         for (const protocol::Binding& binding : m_bindings.first(dispatch.bindings))
             SL42_TRY_VOID(std::visit([&](const auto& b) { return bind(b, work); }, binding));
         m_bindings = m_bindings.subspan(dispatch.bindings);
         work.endOfInline = m_job.inlineBindings.size();
+        work.endOfInsertions = m_job.insertions.size();
         return Work(std::move(work));
     }
     Result<Work> operator()(const protocol::Fill& fill) const {
@@ -55,20 +60,20 @@ public:
     }
 
 private:
-    static Result<void> checkIndex(std::uint32_t index) {
-        if (index >= maxBuffers)
+    static Result<void> checkIndex(std::uint32_t index, ParameterKind kind) {
+        if (index >= maxArguments(kind))
             return Error{"an argument index is too high"};
         return {};
     }
     Result<void> bind(const protocol::BufferBinding& binding, DispatchWork& work) {
-        SL42_TRY_VOID(checkIndex(binding.index));
+        SL42_TRY_VOID(checkIndex(binding.index, ParameterKind::Buffer));
         auto range = SL42_TRY(rangeOf(binding.buffer, binding.offset, 1));
         work.bindings.buffers[binding.index] = range.bytes().data();
         m_job.used.push_back(std::move(range.memory));
         return {};
     }
     Result<void> bind(const protocol::InlineBinding& binding, DispatchWork&) {
-        SL42_TRY_VOID(checkIndex(binding.index));
+        SL42_TRY_VOID(checkIndex(binding.index, ParameterKind::Buffer));
         if (binding.length > protocol::maxInlineBytes || binding.offset > m_bytes ||
             binding.length > m_bytes - binding.offset)
             return Error{"an argument by value is not there"};
@@ -76,11 +81,49 @@ private:
         return {};
     }
     Result<void> bind(const protocol::TextureBinding& binding, DispatchWork& work) {
-        SL42_TRY_VOID(checkIndex(binding.index));
+        SL42_TRY_VOID(checkIndex(binding.index, ParameterKind::Texture));
         auto texture = SL42_TRY(textureOf(binding.texture));
         work.bindings.textures[binding.index] = texture->viewOfKernels();
         m_job.used.push_back(std::move(texture));
         return {};
+    }
+    Result<void> bind(const protocol::SamplerBinding& binding, DispatchWork&) {
+        SL42_TRY_VOID(checkIndex(binding.index, ParameterKind::Sampler));
+        insert(placeOfSamplers + binding.index * sizeof(SamplerRecord), recordOf(binding.sampler));
+        return {};
+    }
+    Result<void> bind(const protocol::BufferAddress& binding, DispatchWork& work) {
+        auto range = SL42_TRY(rangeOf(binding.buffer, binding.bufferOffset, 1));
+        SL42_TRY_VOID(insertAt(binding.index, binding.offset, range.bytes().data(), work));
+        m_job.used.push_back(std::move(range.memory));
+        return {};
+    }
+    Result<void> bind(const protocol::TextureAddress& binding, DispatchWork& work) {
+        auto texture = SL42_TRY(textureOf(binding.texture));
+        SL42_TRY_VOID(insertAt(binding.index, binding.offset, texture->viewOfKernels(), work));
+        m_job.used.push_back(std::move(texture));
+        return {};
+    }
+    Result<void> bind(const protocol::SamplerValue& binding, DispatchWork& work) {
+        return insertAt(binding.index, binding.offset, recordOf(binding.sampler), work);
+    }
+    /// Into an argument by value of this dispatch, which comes before.
+    template <class T>
+    Result<void> insertAt(std::uint32_t index, std::uint32_t offset, const T& value,
+                          const DispatchWork& work) {
+        const auto own = std::span(m_job.inlineBindings).subspan(work.firstInline);
+        const auto found = std::ranges::find(own, index, &protocol::InlineBinding::index);
+        if (found == own.end() || offset > found->length || sizeof value > found->length - offset)
+            return Error{"a resource lies outside of its argument buffer"};
+        insert(std::size_t{index} * protocol::maxInlineBytes + offset, value);
+        return {};
+    }
+    template <class T>
+    void insert(std::size_t place, const T& value) {
+        Insertion insertion{.place = place, .length = sizeof value};
+        static_assert(sizeof value <= sizeof insertion.bytes);
+        std::memcpy(insertion.bytes.data(), &value, sizeof value);
+        m_job.insertions.push_back(insertion);
     }
     Result<MemoryRange> rangeOf(protocol::BufferId id, std::uint64_t offset,
                                 std::uint64_t length) const {
@@ -121,6 +164,7 @@ Result<void> resolveWork(const protocol::RunCommands& message, const Resources& 
 void Job::clear() {
     work.clear();
     inlineBindings.clear();
+    insertions.clear();
     bytes.clear();
     used.clear();
     error.clear();

@@ -25,10 +25,13 @@ struct DispatchWork {
     Extent threadsPerThreadgroup;
     std::uint32_t begin = 0; ///< along x
     std::uint32_t end = 0;
-    Bindings bindings; ///< all but those by value
+    Bindings bindings; ///< all but those by value and the samplers
     /// Its part of Job::inlineBindings.
     std::size_t firstInline = 0;
     std::size_t endOfInline = 0;
+    /// Its part of Job::insertions.
+    std::size_t firstInsertion = 0;
+    std::size_t endOfInsertions = 0;
 };
 
 struct FillWork {
@@ -47,10 +50,22 @@ struct MipmapWork {
 
 using Work = std::variant<DispatchWork, FillWork, CopyWork, MipmapWork>;
 
+/// Samplers, and what stands in argument buffers: bytes that the service writes among the arguments
+/// by value, of which every dispatch has the same room.
+struct Insertion {
+    std::size_t place = 0;
+    std::array<std::byte, sizeof(SamplerRecord)> bytes{};
+    std::size_t length = 0;
+};
+/// The place of the first sampler; those of the buffers by value come before.
+inline constexpr std::size_t placeOfSamplers = std::size_t{maxBuffers} * protocol::maxInlineBytes;
+inline constexpr std::size_t argumentBytes = placeOfSamplers + maxSamplers * sizeof(SamplerRecord);
+
 struct Job {
     protocol::JobId id;
     std::vector<Work> work;
     std::vector<protocol::InlineBinding> inlineBindings;
+    std::vector<Insertion> insertions;
     decltype(protocol::RunCommands::bytes) bytes; ///< what they are parts of
     /// Buffers and textures, kept alive for the dispatches.
     std::vector<std::shared_ptr<const void>> used;

@@ -33,18 +33,22 @@ Result<void> Resources::add(const protocol::RegisterBuffer& message,
 
 Result<void> Resources::add(const protocol::RegisterTexture& message,
                             const platform::FileDescriptor& memory) {
-    const auto layout = protocol::layOut(message.format, message.width, message.height,
-                                         message.levels, message.offset, message.bytesPerRow);
+    const TextureShape& shape = message.shape;
+    const auto layout = protocol::layOut(shape, message.offset, message.bytesPerRow);
     if (!layout || layout->end > message.length)
         return Error{"A texture does not fit its memory"};
     auto texture = std::make_shared<Texture>();
     texture->memory = SL42_TRY(mapWhole(memory, message.length));
-    texture->view.format = message.format;
-    texture->view.levelCount = message.levels;
-    for (std::uint32_t i = 0; i < message.levels; ++i) {
+    texture->view.format = shape.format;
+    texture->view.levelCount = shape.levels;
+    texture->view.arrayLength = shape.arrayLength;
+    texture->view.samples = shape.samples;
+    texture->type = shape.type;
+    for (std::uint32_t i = 0; i < shape.levels; ++i) {
         const protocol::LevelLayout& level = layout->levels[i];
         texture->view.levels[i] = {texture->memory->data() + level.offset, level.width,
                                    level.height, level.bytesPerRow};
+        texture->view.slices[i] = {level.slices, level.bytesPerSlice};
     }
     texture->viewMemory = SL42_TRY(memory::GuardedMemory::allocatePacked(sizeof texture->view));
     std::memcpy(texture->viewMemory->data(), &texture->view, sizeof texture->view);

@@ -7,6 +7,7 @@
 #include "compute/backend/TextureView.h"
 #include "compute/memory/GuardedMemory.h"
 #include "compute/protocol/Protocol.h"
+#include "compute/types/TextureType.h"
 #include "platform/base/FileDescriptor.h"
 
 #include <map>
@@ -19,6 +20,7 @@ struct Texture {
     std::shared_ptr<memory::GuardedMemory> memory;
     std::shared_ptr<memory::GuardedMemory> viewMemory;
     TextureView view;
+    TextureType type = TextureType::D2;
     const TextureView* viewOfKernels() const {
         return reinterpret_cast<const TextureView*>(viewMemory->data());
     }

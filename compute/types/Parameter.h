@@ -4,6 +4,8 @@
 // The parameters of a kernel, as the attributes of its declaration say them.
 #pragma once
 
+#include "compute/types/TextureType.h"
+
 #include <cstdint>
 #include <string>
 
@@ -31,7 +33,15 @@ constexpr bool isBound(ParameterKind kind) {
 
 /// Highest counts of arguments that one kernel can bind.
 inline constexpr std::uint32_t maxBuffers = 31;
-inline constexpr std::uint32_t maxTextures = 31;
+inline constexpr std::uint32_t maxTextures = 128;
+inline constexpr std::uint32_t maxSamplers = 16;
+
+/// How many arguments of a kind that is bound a kernel can have.
+constexpr std::uint32_t maxArguments(ParameterKind kind) {
+    return kind == ParameterKind::Texture   ? maxTextures
+           : kind == ParameterKind::Sampler ? maxSamplers
+                                            : maxBuffers;
+}
 
 /// What a kernel does with a buffer or texture: bit 0 to read it, bit 1 to write it.
 enum class Access : std::uint8_t { None, Read, Write, ReadWrite };
@@ -48,6 +58,11 @@ struct Parameter {
     ParameterKind kind = ParameterKind::Buffer;
     /// Of the binding; for buffers, textures and samplers only.
     std::uint32_t index = 0;
+    /// Of an array of textures or samplers: so many indices from `index` on.
+    std::uint32_t count = 1;
+    /// Of a texture.
+    TextureType textureType = TextureType::D2;
+    TexelKind texels = TexelKind::Color;
     /// For the thread attributes: 1 to 3 components of 2 or 4 bytes. One component is passed
     /// directly, more are passed as a pointer to the vector (three take the room of four).
     std::uint8_t components = 1;

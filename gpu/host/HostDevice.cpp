@@ -64,6 +64,15 @@ std::shared_ptr<Texture> HostDevice::makeTexture(const TextureDescriptor& descri
     return HostTexture::create(m_client, descriptor, std::move(memory), offset, bytesPerRow);
 }
 
+std::shared_ptr<Texture> HostDevice::makeTexture(const TextureDescriptor& descriptor,
+                                                 const std::shared_ptr<Buffer>& buffer,
+                                                 std::size_t offset, std::size_t bytesPerRow) {
+    const auto ours = std::dynamic_pointer_cast<HostBuffer>(buffer);
+    return ours ? HostTexture::create(m_client, descriptor, ours->registration()->sharedMemory(),
+                                      offset, bytesPerRow)
+                : nullptr;
+}
+
 Pending HostDevice::makeLibrary(std::string source, Made<Library> made) {
     if (source.size() > protocol::maxSourceBytes) {
         made(Error{"program_source: error: the program is longer than 16 MB\n"});

@@ -27,6 +27,9 @@ public:
     std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor,
                                          std::shared_ptr<platform::SharedMemory> memory,
                                          std::size_t offset, std::size_t bytesPerRow) override;
+    std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor,
+                                         const std::shared_ptr<Buffer>& buffer, std::size_t offset,
+                                         std::size_t bytesPerRow) override;
     Pending makeLibrary(std::string source, Made<Library> made) override;
     Pending makeComputePipelineState(const std::shared_ptr<Function>& function,
                                      Made<ComputePipelineState> made) override;

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "gpu/host/HostEncoders.h"
 
+#include <cmath>
+
 namespace gpu::host {
 
 namespace protocol = compute::protocol;
@@ -37,6 +39,7 @@ void HostComputeEncoder::setBuffer(std::shared_ptr<Buffer> buffer, std::size_t o
                                    std::uint32_t index) {
     if (index >= maxBuffers)
         return refuse("there is no buffer index " + std::to_string(index));
+    m_resources.erase(index);
     BufferSlot& slot = m_buffers[index];
     slot.buffer = std::dynamic_pointer_cast<HostBuffer>(std::move(buffer));
     slot.offset = offset;
@@ -54,6 +57,7 @@ void HostComputeEncoder::setBytes(std::span<const std::byte> bytes, std::uint32_
         return refuse("there is no buffer index " + std::to_string(index));
     if (bytes.empty() || bytes.size() > protocol::maxInlineBytes)
         return refuse("cannot pass " + std::to_string(bytes.size()) + " bytes by value");
+    m_resources.erase(index);
     if (m_commandBuffer)
         m_buffers[index] = {.buffer = nullptr,
                             .offset = m_commandBuffer->addBytes(bytes),
@@ -64,6 +68,27 @@ void HostComputeEncoder::setTexture(std::shared_ptr<Texture> texture, std::uint3
     if (index >= maxTextures)
         return refuse("there is no texture index " + std::to_string(index));
     m_textures[index] = std::dynamic_pointer_cast<HostTexture>(std::move(texture));
+}
+
+void HostComputeEncoder::setSampler(const Sampler& sampler, std::uint32_t index) {
+    if (index >= maxSamplers)
+        return refuse("there is no sampler index " + std::to_string(index));
+    if (!std::isfinite(sampler.lodMinimum) || !std::isfinite(sampler.lodMaximum))
+        return refuse("a sampler's levels of detail must be finite");
+    m_samplers[index] = sampler;
+}
+
+void HostComputeEncoder::setArguments(std::span<const std::byte> bytes,
+                                      std::span<const ArgumentValue> resources,
+                                      std::uint32_t index) {
+    setBytes(bytes, index);
+    for (const ArgumentValue& value : resources) {
+        const std::size_t size = std::holds_alternative<Sampler>(value.resource) ? 24 : 8;
+        if (value.offset % 8 != 0 || value.offset > bytes.size() ||
+            size > bytes.size() - value.offset)
+            return refuse("a resource lies outside of its argument buffer");
+        m_resources.emplace(index, value);
+    }
 }
 
 void HostComputeEncoder::dispatchPart(Extent threads, Extent threadsPerThreadgroup, Range part) {
@@ -97,12 +122,29 @@ bool HostComputeEncoder::bind(const protocol::Parameter& parameter) {
                "'), which is not bound or does not fit");
         return false;
     };
-    if (parameter.kind == ParameterKind::Buffer)
-        return bindBuffer(parameter.index) || isMissing("buffer");
-    if (parameter.kind == ParameterKind::Texture)
-        return bindTexture(parameter.index) || isMissing("texture");
-    // There is no way to bind a sampler; all else the service supplies.
-    return parameter.kind != ParameterKind::Sampler || isMissing("sampler");
+    switch (parameter.kind) {
+    case ParameterKind::Buffer:
+        return (bindBuffer(parameter.index) && bindResources(parameter.index)) ||
+               isMissing("buffer");
+    case ParameterKind::Texture:
+        return bindArguments(parameter) || isMissing("texture");
+    case ParameterKind::Sampler:
+        return bindArguments(parameter) || isMissing("sampler");
+    default: // the service supplies it
+        return true;
+    }
+}
+
+bool HostComputeEncoder::bindArguments(const protocol::Parameter& parameter) {
+    for (std::uint32_t i = 0; i < parameter.count; ++i) {
+        const std::uint32_t index = parameter.index + i;
+        const bool isBound = parameter.kind == ParameterKind::Texture
+                                 ? bindTexture(parameter, index)
+                                 : bindSampler(index);
+        if (!isBound)
+            return false;
+    }
+    return true;
 }
 
 bool HostComputeEncoder::bindBuffer(std::uint32_t index) {
@@ -119,12 +161,48 @@ bool HostComputeEncoder::bindBuffer(std::uint32_t index) {
     return true;
 }
 
-bool HostComputeEncoder::bindTexture(std::uint32_t index) {
+bool HostComputeEncoder::bindTexture(const protocol::Parameter& parameter, std::uint32_t index) {
     const auto& texture = m_textures[index];
     if (!texture)
+        return parameter.count > 1;
+    if (texture->descriptor().type != parameter.textureType ||
+        texelKind(texture->descriptor().format) != parameter.texels)
         return false;
     m_bindings.emplace_back(protocol::TextureBinding{index, texture->id()});
     m_commandBuffer->use(texture->registration());
+    return true;
+}
+
+bool HostComputeEncoder::bindSampler(std::uint32_t index) {
+    if (!m_samplers[index])
+        return false;
+    m_bindings.emplace_back(protocol::SamplerBinding{index, *m_samplers[index]});
+    return true;
+}
+
+bool HostComputeEncoder::bindResources(std::uint32_t index) {
+    const auto [first, last] = m_resources.equal_range(index);
+    for (auto each = first; each != last; ++each) {
+        const auto offset = static_cast<std::uint32_t>(each->second.offset);
+        const auto& resource = each->second.resource;
+        if (const auto* sampler = std::get_if<Sampler>(&resource)) {
+            m_bindings.emplace_back(protocol::SamplerValue{index, offset, *sampler});
+        } else if (const auto* texture = std::get_if<std::shared_ptr<Texture>>(&resource)) {
+            const auto ours = std::dynamic_pointer_cast<HostTexture>(*texture);
+            if (!ours)
+                return false;
+            m_bindings.emplace_back(protocol::TextureAddress{index, offset, ours->id()});
+            m_commandBuffer->use(ours->registration());
+        } else {
+            const auto& place = std::get<ArgumentValue::Place>(resource);
+            const auto ours = std::dynamic_pointer_cast<HostBuffer>(place.buffer);
+            if (!ours || !isInside(*ours, place.offset, 1))
+                return false;
+            m_bindings.emplace_back(
+                protocol::BufferAddress{index, offset, ours->id(), place.offset});
+            m_commandBuffer->use(ours->registration());
+        }
+    }
     return true;
 }
 

@@ -10,6 +10,8 @@
 #include "gpu/host/HostTexture.h"
 
 #include <array>
+#include <map>
+#include <optional>
 
 namespace gpu::host {
 
@@ -28,6 +30,9 @@ public:
                     std::uint32_t firstIndex) override;
     void setBytes(std::span<const std::byte> bytes, std::uint32_t index) override;
     void setTexture(std::shared_ptr<Texture> texture, std::uint32_t index) override;
+    void setSampler(const Sampler& sampler, std::uint32_t index) override;
+    void setArguments(std::span<const std::byte> bytes, std::span<const ArgumentValue> resources,
+                      std::uint32_t index) override;
     void dispatchThreads(Extent threads, Extent threadsPerThreadgroup) override {
         dispatchPart(threads, threadsPerThreadgroup, {.offset = 0, .length = threads.width});
     }
@@ -46,13 +51,20 @@ private:
     /// False, and the command buffer refused, when something is missing.
     bool bind(const compute::protocol::Parameter& parameter);
     bool bindBuffer(std::uint32_t index);
-    bool bindTexture(std::uint32_t index);
+    bool bindArguments(const compute::protocol::Parameter& parameter);
+    bool bindTexture(const compute::protocol::Parameter& parameter, std::uint32_t index);
+    bool bindSampler(std::uint32_t index);
+    /// Adds the resources of the argument buffer at that index.
+    bool bindResources(std::uint32_t index);
 
     std::shared_ptr<HostCommandBuffer> m_commandBuffer; ///< null once ended
     std::pmr::string m_label;
     std::shared_ptr<HostPipelineState> m_pipeline;
     std::array<BufferSlot, maxBuffers> m_buffers;
     std::array<std::shared_ptr<HostTexture>, maxTextures> m_textures;
+    std::array<std::optional<Sampler>, maxSamplers> m_samplers;
+    /// By the index of their argument buffers.
+    std::multimap<std::uint32_t, ArgumentValue> m_resources;
     std::pmr::vector<compute::protocol::Binding> m_bindings; ///< of the dispatch at hand
 };
 

@@ -42,8 +42,8 @@ std::vector<Argument> bound(const protocol::Parameters& parameters) {
     std::vector<Argument> arguments;
     for (const protocol::Parameter& parameter : parameters)
         if (compute::isBound(parameter.kind))
-            arguments.push_back(
-                {parameter.name, parameter.kind, parameter.index, parameter.access});
+            arguments.push_back({parameter.name, parameter.kind, parameter.index, parameter.count,
+                                 parameter.textureType, parameter.access});
     return arguments;
 }
 

@@ -13,10 +13,20 @@ using platform::SharedMemory;
 
 namespace {
 
+compute::TextureShape shapeOf(const TextureDescriptor& descriptor) {
+    return {.type = descriptor.type,
+            .format = descriptor.format,
+            .width = descriptor.width,
+            .height = descriptor.height,
+            .depth = descriptor.depth,
+            .arrayLength = descriptor.arrayLength,
+            .samples = descriptor.sampleCount,
+            .levels = descriptor.mipLevels};
+}
+
 std::optional<protocol::TextureLayout> layOut(const TextureDescriptor& descriptor,
                                               std::size_t offset, std::size_t bytesPerRow) {
-    return protocol::layOut(descriptor.format, descriptor.width, descriptor.height,
-                            descriptor.mipLevels, offset, bytesPerRow);
+    return protocol::layOut(shapeOf(descriptor), offset, bytesPerRow);
 }
 
 } // namespace
@@ -56,16 +66,13 @@ HostTexture::HostTexture(std::shared_ptr<ServiceClient> client, const TextureDes
                                             .length = memory->size(),
                                             .offset = layout.levels[0].offset,
                                             .bytesPerRow = layout.levels[0].bytesPerRow,
-                                            .format = descriptor.format,
-                                            .width = descriptor.width,
-                                            .height = descriptor.height,
-                                            .levels = descriptor.mipLevels};
+                                            .shape = shapeOf(descriptor)};
     m_registration = std::make_shared<Registration>(std::move(client), message, std::move(memory));
 }
 
-std::size_t HostTexture::rowBytes(std::uint32_t level, std::size_t callersBytes,
-                                  std::size_t callersBytesPerRow) const {
-    if (level >= m_descriptor.mipLevels)
+std::size_t HostTexture::rowBytes(std::uint32_t level, std::uint32_t slice,
+                                  std::size_t callersBytes, std::size_t callersBytesPerRow) const {
+    if (level >= m_descriptor.mipLevels || slice >= m_layout.levels[level].slices)
         return 0;
     const protocol::LevelLayout& layout = m_layout.levels[level];
     const std::size_t bytes = layout.width * bytesPerPixel(m_descriptor.format);
@@ -76,25 +83,27 @@ std::size_t HostTexture::rowBytes(std::uint32_t level, std::size_t callersBytes,
     return fits ? bytes : 0;
 }
 
-bool HostTexture::replace(std::uint32_t level, std::span<const std::byte> pixels,
-                          std::size_t bytesPerRow) {
-    const std::size_t bytes = rowBytes(level, pixels.size(), bytesPerRow);
+bool HostTexture::replaceSlice(std::uint32_t level, std::uint32_t slice,
+                               std::span<const std::byte> pixels, std::size_t bytesPerRow) {
+    const std::size_t bytes = rowBytes(level, slice, pixels.size(), bytesPerRow);
     if (bytes == 0)
         return false;
     const protocol::LevelLayout& layout = m_layout.levels[level];
-    std::byte* target = m_registration->memory().bytes().data() + layout.offset;
+    std::byte* target =
+        m_registration->memory().bytes().data() + layout.offset + slice * layout.bytesPerSlice;
     for (std::size_t y = 0; y < layout.height; ++y)
         std::memcpy(target + y * layout.bytesPerRow, pixels.data() + y * bytesPerRow, bytes);
     return true;
 }
 
-bool HostTexture::getBytes(std::uint32_t level, std::span<std::byte> pixels,
+bool HostTexture::getSlice(std::uint32_t level, std::uint32_t slice, std::span<std::byte> pixels,
                            std::size_t bytesPerRow) const {
-    const std::size_t bytes = rowBytes(level, pixels.size(), bytesPerRow);
+    const std::size_t bytes = rowBytes(level, slice, pixels.size(), bytesPerRow);
     if (bytes == 0)
         return false;
     const protocol::LevelLayout& layout = m_layout.levels[level];
-    const std::byte* source = m_registration->memory().bytes().data() + layout.offset;
+    const std::byte* source =
+        m_registration->memory().bytes().data() + layout.offset + slice * layout.bytesPerSlice;
     for (std::size_t y = 0; y < layout.height; ++y)
         std::memcpy(pixels.data() + y * bytesPerRow, source + y * layout.bytesPerRow, bytes);
     return true;

@@ -23,9 +23,9 @@ public:
                                                std::size_t offset, std::size_t bytesPerRow);
 
     const TextureDescriptor& descriptor() const override { return m_descriptor; }
-    bool replace(std::uint32_t level, std::span<const std::byte> pixels,
-                 std::size_t bytesPerRow) override;
-    bool getBytes(std::uint32_t level, std::span<std::byte> pixels,
+    bool replaceSlice(std::uint32_t level, std::uint32_t slice, std::span<const std::byte> pixels,
+                      std::size_t bytesPerRow) override;
+    bool getSlice(std::uint32_t level, std::uint32_t slice, std::span<std::byte> pixels,
                   std::size_t bytesPerRow) const override;
     TextureRows rows(std::uint32_t level) const override;
 
@@ -36,8 +36,9 @@ private:
     HostTexture(std::shared_ptr<ServiceClient> client, const TextureDescriptor& descriptor,
                 const compute::protocol::TextureLayout& layout,
                 std::shared_ptr<platform::SharedMemory> memory);
-    /// Bytes of one row of the level; 0 when the caller's pixels do not fit it.
-    std::size_t rowBytes(std::uint32_t level, std::size_t callersBytes,
+    /// Bytes of one row of the level; 0 when there is no such slice or the caller's pixels do not
+    /// fit.
+    std::size_t rowBytes(std::uint32_t level, std::uint32_t slice, std::size_t callersBytes,
                          std::size_t callersBytesPerRow) const;
 
     compute::protocol::TextureId m_id;

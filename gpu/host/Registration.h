@@ -30,6 +30,7 @@ public:
 
     const Message& message() const { return m_message; }
     platform::SharedMemory& memory() const { return *m_memory; }
+    const std::shared_ptr<platform::SharedMemory>& sharedMemory() const { return m_memory; }
 
     /// The run of the service that knows of it; for the client, under its lock.
     std::uint64_t announcedIn = 0;

@@ -47,7 +47,10 @@ bool reachesOutside(const protocol::LibraryCompiled&) {
 /// A binding index reaches the console's tables, so it is checked like any count.
 bool plausible(const protocol::PipelineMade& made) {
     return std::ranges::all_of(made.parameters, [](const protocol::Parameter& parameter) {
-        return !compute::isBound(parameter.kind) || parameter.index < maxBuffers;
+        const std::uint32_t most = compute::maxArguments(parameter.kind);
+        return !compute::isBound(parameter.kind) ||
+               (parameter.count > 0 && parameter.index < most &&
+                parameter.count <= most - parameter.index);
     });
 }
 bool plausible(const protocol::LibraryCompiled&) {

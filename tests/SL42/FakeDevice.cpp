@@ -27,8 +27,13 @@ class Texture final : public gpu::Texture {
 public:
     explicit Texture(const gpu::TextureDescriptor& descriptor) : m_descriptor(descriptor) {}
     const gpu::TextureDescriptor& descriptor() const override { return m_descriptor; }
-    bool replace(std::uint32_t, std::span<const std::byte>, std::size_t) override { return true; }
-    bool getBytes(std::uint32_t, std::span<std::byte>, std::size_t) const override { return true; }
+    bool replaceSlice(std::uint32_t, std::uint32_t, std::span<const std::byte>,
+                      std::size_t) override {
+        return true;
+    }
+    bool getSlice(std::uint32_t, std::uint32_t, std::span<std::byte>, std::size_t) const override {
+        return true;
+    }
     gpu::TextureRows rows(std::uint32_t) const override { return {}; }
 
 private:
@@ -108,6 +113,11 @@ public:
     }
     void setTexture(std::shared_ptr<gpu::Texture> texture, std::uint32_t index) override {
         m_state.textures[index] = std::move(texture);
+    }
+    void setSampler(const gpu::Sampler&, std::uint32_t) override {}
+    void setArguments(std::span<const std::byte> bytes, std::span<const gpu::ArgumentValue>,
+                      std::uint32_t index) override {
+        setBytes(bytes, index);
     }
     void dispatchThreads(gpu::Extent threads, gpu::Extent group) override {
         dispatchPart(threads, group, {.offset = 0, .length = threads.width});
@@ -215,6 +225,12 @@ std::shared_ptr<gpu::Buffer> Device::makeBuffer(std::size_t length, gpu::Storage
 
 std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& descriptor) {
     return std::make_shared<Texture>(descriptor);
+}
+
+std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& descriptor,
+                                                  const std::shared_ptr<gpu::Buffer>&, std::size_t,
+                                                  std::size_t) {
+    return makeTexture(descriptor);
 }
 
 std::shared_ptr<gpu::Texture> Device::makeTexture(const gpu::TextureDescriptor& descriptor,

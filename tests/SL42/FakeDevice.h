@@ -87,6 +87,9 @@ public:
     std::shared_ptr<gpu::Texture> makeTexture(const gpu::TextureDescriptor& descriptor,
                                               std::shared_ptr<platform::SharedMemory> memory,
                                               std::size_t offset, std::size_t bytesPerRow) override;
+    std::shared_ptr<gpu::Texture> makeTexture(const gpu::TextureDescriptor& descriptor,
+                                              const std::shared_ptr<gpu::Buffer>& buffer,
+                                              std::size_t offset, std::size_t bytesPerRow) override;
     gpu::Pending makeLibrary(std::string source, gpu::Made<gpu::Library> made) override;
     gpu::Pending makeComputePipelineState(const std::shared_ptr<gpu::Function>& function,
                                           gpu::Made<gpu::ComputePipelineState> made) override;

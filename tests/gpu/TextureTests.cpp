@@ -144,7 +144,7 @@ TEST_P(TextureTest, MemoryOfTheCallerIsUsedInPlace) {
     EXPECT_FALSE(device->makeTexture(descriptor, memory, 8192 - 32 * 3 - 9, 32));
     EXPECT_FALSE(device->makeTexture(descriptor, memory, 0, 9));
     EXPECT_FALSE(device->makeTexture(descriptor, memory, ~std::size_t{0} - 8, 32));
-    EXPECT_FALSE(device->makeTexture(descriptor, nullptr, 0, 32));
+    EXPECT_FALSE(device->makeTexture(descriptor, std::shared_ptr<platform::SharedMemory>(), 0, 32));
 }
 
 TEST_P(TextureTest, SenselessDescriptorsAndShortRowsAreRefused) {

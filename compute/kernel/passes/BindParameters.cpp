@@ -36,6 +36,11 @@ private:
     llvm::Value* inMemory(llvm::Value* value);
 
     platform::Result<llvm::Value*> argument(const Parameter& parameter, llvm::Argument& formal);
+    /// A copy of so many words that start with `first`, read with `load`.
+    template <class Load>
+    llvm::Value* copied(llvm::Type* word, unsigned count, Load load);
+    llvm::Value* textureArgument(const Parameter& parameter);
+    llvm::Value* samplerArgument(const Parameter& parameter);
     llvm::Value* bufferArgument(const Parameter& parameter, llvm::Argument& formal);
     platform::Result<llvm::Value*> threadArgument(const Parameter& parameter,
                                                   llvm::Argument& formal);
@@ -122,6 +127,37 @@ llvm::Value* Binder::inMemory(llvm::Value* value) {
     return memory;
 }
 
+template <class Load>
+llvm::Value* Binder::copied(llvm::Type* word, unsigned count, Load load) {
+    auto* type = llvm::ArrayType::get(word, count);
+    llvm::Value* memory = m_builder.CreateAlloca(type);
+    for (unsigned i = 0; i < count; ++i)
+        m_builder.CreateStore(load(i), m_builder.CreateConstGEP2_32(type, memory, 0, i));
+    return memory;
+}
+
+/// A texture object is a pointer, an array of them is pointers side by side.
+llvm::Value* Binder::textureArgument(const Parameter& parameter) {
+    const unsigned first = firstTextureSlot + parameter.index;
+    if (parameter.count == 1)
+        return inMemory(slot(first));
+    return copied(m_builder.getPtrTy(), parameter.count,
+                  [&](unsigned i) { return slot(first + i); });
+}
+
+llvm::Value* Binder::samplerArgument(const Parameter& parameter) {
+    llvm::Type* word = m_builder.getInt64Ty();
+    llvm::SmallVector<llvm::Value*> records;
+    for (unsigned i = 0; i < parameter.count; ++i)
+        records.push_back(slot(firstSamplerSlot + parameter.index + i));
+    return copied(word, parameter.count * samplerWords, [&](unsigned i) {
+        llvm::Value* loaded = loadConstant(word, records[i / samplerWords], i % samplerWords);
+        if (i % samplerWords != samplerWords - 1)
+            return loaded;
+        return m_builder.CreateOr(m_builder.CreateAnd(loaded, 0xff), argumentBit);
+    });
+}
+
 llvm::Value* Binder::bufferArgument(const Parameter& parameter, llvm::Argument& formal) {
     auto* pointer = llvm::cast<llvm::LoadInst>(slot(parameter.index));
     if (const std::uint64_t size = formal.getDereferenceableBytes(); size > 0) {
@@ -153,18 +189,17 @@ platform::Result<llvm::Value*> Binder::threadArgument(const Parameter& parameter
 
 platform::Result<llvm::Value*> Binder::argument(const Parameter& parameter,
                                                 llvm::Argument& formal) {
+    if (isBound(parameter.kind) &&
+        (parameter.count == 0 || parameter.index >= maxArguments(parameter.kind) ||
+         parameter.count > maxArguments(parameter.kind) - parameter.index))
+        return platform::Error{"parameter '" + parameter.name + "': no such index"};
     switch (parameter.kind) {
     case ParameterKind::Buffer:
-        if (parameter.index >= firstTextureSlot)
-            return platform::Error{"parameter '" + parameter.name + "': no such buffer index"};
         return bufferArgument(parameter, formal);
     case ParameterKind::Texture:
-        if (parameter.index >= slotCount - firstTextureSlot)
-            return platform::Error{"parameter '" + parameter.name + "': no such texture index"};
-        return inMemory(slot(firstTextureSlot + parameter.index));
+        return textureArgument(parameter);
     case ParameterKind::Sampler:
-        return platform::Error{"parameter '" + parameter.name +
-                               "': samplers cannot be passed in; declare a constexpr sampler"};
+        return samplerArgument(parameter);
     case ParameterKind::ThreadPositionInGrid:
     case ParameterKind::ThreadsPerGrid:
     case ParameterKind::ThreadPositionInThreadgroup:

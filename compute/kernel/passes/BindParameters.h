@@ -11,7 +11,7 @@ namespace compute::kernel {
 
 /// Adds the canonical function, which reads the bindings, computes the thread attributes and calls
 /// the kernel. Comes before adoptTarget(), which drops the attributes of the kernel's parameters:
-/// they tell the size of what a reference refers to. Fails for samplers, indices without a slot,
+/// they tell the size of what a reference refers to. Fails for indices without a slot
 /// and parameters of another type than the front end announced.
 platform::Result<void> bindParameters(PassContext& context);
 

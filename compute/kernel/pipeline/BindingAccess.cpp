@@ -90,7 +90,9 @@ private:
             load->getPointerOperand()->stripAndAccumulateConstantOffsets(m_layout, offset, true);
         if (base != m_kernel.getArg(BindingsArgument)) {
             const Slot record = slotOf(llvm::getUnderlyingObject(base));
-            return record && *record >= firstTextureSlot ? record : std::nullopt;
+            return record && *record >= firstTextureSlot && *record < firstSamplerSlot
+                       ? record
+                       : std::nullopt;
         }
         const std::uint64_t slot = offset.getZExtValue() / sizeof(void*);
         return slot < slotCount ? Slot(static_cast<unsigned>(slot)) : std::nullopt;
@@ -111,7 +113,8 @@ void findAccesses(const llvm::Function& kernel, std::vector<Parameter>& paramete
         if (parameter.kind == ParameterKind::Buffer)
             parameter.access = finder.of(parameter.index);
         else if (parameter.kind == ParameterKind::Texture)
-            parameter.access = finder.of(firstTextureSlot + parameter.index);
+            parameter.access = parameter.count == 1 ? finder.of(firstTextureSlot + parameter.index)
+                                                    : Access::ReadWrite;
     }
 }
 

@@ -70,9 +70,9 @@ struct lod_clamp {
     float maximum;
 };
 
-/// Takes its settings in any order. Anisotropy, comparison and reduction are accepted and have no
-/// effect; bicubic filtering is done as linear.
-struct sampler {
+/// Takes its settings in any order. Anisotropy and reduction are accepted and have no effect;
+/// bicubic filtering is done as linear. The device fills those that are arguments and says so.
+struct alignas(8) sampler {
     coord coordinates = coord::normalized;
     min_filter minFilter = min_filter::nearest;
     mag_filter magFilter = mag_filter::nearest;
@@ -83,6 +83,8 @@ struct sampler {
     border_color border = border_color::transparent_black;
     float lodMinimum = 0;
     float lodMaximum = 1000;
+    compare_func comparison = compare_func::never;
+    bool isArgument = false;
 
     template <class... Settings>
     constexpr sampler(Settings... settings) {
@@ -103,7 +105,7 @@ private:
     constexpr void set(t_address a) { tAddress = address(a); }
     constexpr void set(r_address a) { rAddress = address(a); }
     constexpr void set(border_color c) { border = c; }
-    constexpr void set(compare_func) {}
+    constexpr void set(compare_func f) { comparison = f; }
     constexpr void set(reduction) {}
     constexpr void set(max_anisotropy) {}
     constexpr void set(lod_clamp c) {
@@ -126,6 +128,17 @@ struct gradient2d {
     constexpr gradient2d(const float2& x, const float2& y) : dPdx(x), dPdy(y) {}
     float2 dPdx;
     float2 dPdy;
+};
+struct gradient3d {
+    constexpr gradient3d(const float3& x, const float3& y) : dPdx(x), dPdy(y) {}
+    float3 dPdx;
+    float3 dPdy;
+};
+/// Of the direction, which need not be of length 1.
+struct gradientcube {
+    constexpr gradientcube(const float3& x, const float3& y) : dPdx(x), dPdy(y) {}
+    float3 dPdx;
+    float3 dPdy;
 };
 struct min_lod_clamp {
     constexpr explicit min_lod_clamp(float l) : lod(l) {}

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Filtered and unfiltered access to a texture: choice of the level, addressing, interpolation. A
-// texture that is not bound reads as 0 everywhere and ignores writes.
+// What is done with texels, whatever the shape of the texture: which value a sample is made of, how
+// the four around a point are blended, which level is taken. A texture that is not bound reads as 0
+// everywhere. sl42_places.h says which texels there are around a place in a texture of each shape.
 #pragma once
 #pragma clang system_header
 
@@ -16,48 +17,23 @@
 
 namespace __sl42 {
 
-/// The statement with F as the texels of the format at hand; it returns.
-#define SL42_FOR_FORMAT(view, statement)                                                           \
-    switch ((view)->format) {                                                                      \
-    case textureFormat::r8: {                                                                      \
-        using F = texels<textureFormat::r8>;                                                       \
-        statement                                                                                  \
-    }                                                                                              \
-    case textureFormat::rg8: {                                                                     \
-        using F = texels<textureFormat::rg8>;                                                      \
-        statement                                                                                  \
-    }                                                                                              \
-    case textureFormat::rgba8: {                                                                   \
-        using F = texels<textureFormat::rgba8>;                                                    \
-        statement                                                                                  \
-    }                                                                                              \
-    case textureFormat::rgba16Float: {                                                             \
-        using F = texels<textureFormat::rgba16Float>;                                              \
-        statement                                                                                  \
-    }                                                                                              \
-    case textureFormat::rgba32Float: {                                                             \
-        using F = texels<textureFormat::rgba32Float>;                                              \
-        statement                                                                                  \
-    }                                                                                              \
-    }
-
 constexpr bool hasBorder(metal::address a) {
     return a == metal::address::clamp_to_zero || a == metal::address::clamp_to_border;
 }
 
 /// One coordinate in texels, moved into the texture where the mode repeats it. The result is within
-/// a few texels of [0, size], also for infinite and NaN coordinates.
+/// a few texels of [0, size], or of twice that where the texture is mirrored, also for infinite and
+/// NaN coordinates.
 constexpr float inTexels(float c, float size, metal::coord kind, metal::address mode) {
     if (kind == metal::coord::normalized) {
         if (mode == metal::address::repeat)
             c = c - metal::floor(c);
-        if (mode == metal::address::mirrored_repeat) {
+        if (mode == metal::address::mirrored_repeat)
             c = c - 2.0f * metal::floor(0.5f * c);
-            c = metal::fmin(c, 2.0f - c);
-        }
         c *= size;
     }
-    return metal::fmin(metal::fmax(c, -2.0f), size + 2.0f);
+    const float end = mode == metal::address::mirrored_repeat ? 2.0f * size : size;
+    return metal::fmin(metal::fmax(c, -2.0f), end + 2.0f);
 }
 
 /// A texel index on one axis: brought into the texture, and whether it was there.
@@ -70,13 +46,16 @@ constexpr texelIndex addressed(int i, int size, metal::address mode) {
         i = i < 0 ? i + size : i;
         i = i >= size ? i - size : i;
     }
+    if (mode == metal::address::mirrored_repeat)
+        i = i >= size ? 2 * size - 1 - i : i;
     const int clamped = metal::min(metal::max(i, 0), size - 1);
     return {clamped, !hasBorder(mode) || clamped == i};
 }
 
 constexpr float4 borderColor(const metal::sampler& s) {
     if (s.sAddress != metal::address::clamp_to_border &&
-        s.tAddress != metal::address::clamp_to_border)
+        s.tAddress != metal::address::clamp_to_border &&
+        s.rAddress != metal::address::clamp_to_border)
         return float4(0.0f);
     switch (s.border) {
     case metal::border_color::transparent_black:
@@ -93,6 +72,7 @@ struct footprint {
     texelIndex left, right, top, bottom;
     float fx, fy;
 };
+/// `p` is a point in texels.
 inline footprint footprintAt(const textureLevel& l, const metal::sampler& s, const float2& p) {
     const float x = p.x - 0.5f;
     const float y = p.y - 0.5f;
@@ -133,110 +113,9 @@ inline float4 rawTexel(const textureView* view, const textureLevel& l, int x, in
         return texels<textureFormat::rgba16Float>::load(l, x, y);
     case textureFormat::rgba32Float:
         return texels<textureFormat::rgba32Float>::load(l, x, y);
-    }
-    return float4(0.0f);
-}
-inline float4 rawTexelOrBorder(const textureView* view, const textureLevel& l, texelIndex x,
-                               texelIndex y, const float4& border) {
-    const float4 texel = rawTexel(view, l, x.at, y.at);
-    return x.inside & y.inside ? texel : border;
-}
-
-/// Goes row by row through one loop, which halves the code again. The first row counts whole, the
-/// second one by its share.
-inline float4 linearAt(const textureView* view, const textureLevel& l, const metal::sampler& s,
-                       const float2& p) {
-    const footprint f = footprintAt(l, s, p);
-    const float4 border = rawBorder(view, s);
-    float4 sum(0.0f);
-    float weight = 1.0f;
-    texelIndex row = f.top;
-#pragma clang loop unroll(disable)
-    for (int i = 0; i < 2; ++i) {
-        const float4 left = rawTexelOrBorder(view, l, f.left, row, border);
-        const float4 right = rawTexelOrBorder(view, l, f.right, row, border);
-        sum += (left + (right - left) * f.fx - sum) * weight;
-        weight = f.fy;
-        row = f.bottom;
-    }
-    return sum * (1.0f / rawScale(view->format));
-}
-inline float4 nearestAt(const textureView* view, const textureLevel& l, const metal::sampler& s,
-                        const float2& p) {
-    const texelIndex x = addressed(int(metal::floor(p.x)), int(l.width), s.sAddress);
-    const texelIndex y = addressed(int(metal::floor(p.y)), int(l.height), s.tAddress);
-    return rawTexelOrBorder(view, l, x, y, rawBorder(view, s)) * (1.0f / rawScale(view->format));
-}
-
-/// Pixel coordinates count texels of level 0.
-inline float2 pointIn(const textureView* view, const textureLevel& l, const metal::sampler& s,
-                      const float2& c, const int2& offset) {
-    const float2 size(float(int(l.width)), float(int(l.height)));
-    float2 p = c;
-    if (s.coordinates == metal::coord::pixel)
-        p = p *
-            (size / float2(float(int(view->levels[0].width)), float(int(view->levels[0].height))));
-    const float2 step = s.coordinates == metal::coord::pixel ? float2(1.0f) : 1.0f / size;
-    if (offset.x != 0 || offset.y != 0)
-        p += float2(offset) * step;
-    return {inTexels(p.x, size.x, s.coordinates, s.sAddress),
-            inTexels(p.y, size.y, s.coordinates, s.tAddress)};
-}
-
-inline float4 sampleLevel(const textureView* view, const metal::sampler& s, uint level, bool linear,
-                          const float2& c, const int2& offset) {
-    const textureLevel& l = view->levels[level];
-    const float2 p = pointIn(view, l, s, c, offset);
-    return linear ? linearAt(view, l, s, p) : nearestAt(view, l, s, p);
-}
-
-/// The sample between two levels goes through one loop, which halves the code of each format.
-inline float4 sampleAt(const textureView* view, const metal::sampler& s, const float2& c, float lod,
-                       const int2& offset) {
-    if (view == nullptr)
+    default:
         return float4(0.0f);
-    lod = metal::fmin(metal::fmax(lod, s.lodMinimum), s.lodMaximum);
-    const bool linear = lod > 0.0f ? s.minFilter != metal::min_filter::nearest
-                                   : s.magFilter != metal::mag_filter::nearest;
-    if (s.mipFilter == metal::mip_filter::none)
-        return sampleLevel(view, s, 0, linear, c, offset);
-    const int last = metal::min(int(view->levelCount), 16) - 1;
-    lod = metal::fmin(metal::fmax(lod, 0.0f), float(last));
-    if (s.mipFilter == metal::mip_filter::nearest)
-        return sampleLevel(view, s, metal::min(int(lod + 0.5f), last), linear, c, offset);
-    const int finer = metal::min(int(lod), last);
-    const float fraction = lod - float(finer);
-    float4 sum(0.0f);
-    float weight = 1.0f - fraction;
-#pragma clang loop unroll(disable)
-    for (int level = finer; level <= last && weight > 0.0f && level <= finer + 1; ++level) {
-        sum += sampleLevel(view, s, level, linear, c, offset) * weight;
-        weight = fraction;
     }
-    return sum;
-}
-
-/// The finest level that the sampler admits.
-inline float4 sampleAt(const textureView* view, const metal::sampler& s, const float2& c,
-                       const int2& offset) {
-    if (s.lodMinimum > 0.0f)
-        return sampleAt(view, s, c, 0.0f, offset);
-    if (view == nullptr)
-        return float4(0.0f);
-    return sampleLevel(view, s, 0, s.magFilter != metal::mag_filter::nearest, c, offset);
-}
-
-/// The level at which the longer of the two steps is one texel.
-inline float lodOf(const textureView* view, const metal::sampler& s, const metal::gradient2d& g) {
-    if (view == nullptr)
-        return 0.0f;
-    const float2 size =
-        s.coordinates == metal::coord::pixel
-            ? float2(1.0f)
-            : float2(float(int(view->levels[0].width)), float(int(view->levels[0].height)));
-    const float2 dx = g.dPdx * size;
-    const float2 dy = g.dPdy * size;
-    return 0.5f * metal::log2(metal::fmax(metal::dot(dx, dx), metal::dot(dy, dy)));
 }
 
 inline float channel(const float4& c, metal::component which) {
@@ -252,42 +131,217 @@ inline float channel(const float4& c, metal::component which) {
     }
 }
 
-/// One component of the four texels that a linear filter would use, counter-clockwise from below on
-/// the left.
-inline float4 gatherAt(const textureView* view, const metal::sampler& s, const float2& c,
-                       const int2& offset, metal::component which) {
+// What a sample is made of. A reader gives the value of a texel and of the border, says whether
+// such values are blended, and makes the result of what was blended or gathered.
+
+struct colorReader {
+    using Value = float4;
+    using Gathered = float4;
+    static constexpr bool isBlended = true;
+
+    float4 texel(const textureView* view, const textureLevel& l, int x, int y) const {
+        return rawTexel(view, l, x, y);
+    }
+    float4 border(const textureView* view, const metal::sampler& s) const {
+        return rawBorder(view, s);
+    }
+    static float4 finished(const textureView* view, const float4& value) {
+        return value * (1.0f / rawScale(view->format));
+    }
+    static float picked(const float4& value, metal::component which) {
+        return channel(value, which);
+    }
+};
+
+struct depthReader {
+    using Value = float;
+    using Gathered = float4;
+    static constexpr bool isBlended = true;
+
+    float texel(const textureView* view, const textureLevel& l, int x, int y) const {
+        return depthTexel(view, l, x, y);
+    }
+    float border(const textureView*, const metal::sampler& s) const { return borderColor(s).x; }
+    template <class Value>
+    static Value finished(const textureView*, const Value& value) {
+        return value;
+    }
+    static float picked(float value, metal::component) { return value; }
+};
+
+/// Each texel counts as 1 where the comparison with the reference holds, as 0 where it does not.
+struct comparisonReader : depthReader {
+    float reference;
+    metal::compare_func comparison;
+
+    comparisonReader(float r, const metal::sampler& s) : reference(r), comparison(s.comparison) {}
+    float texel(const textureView* view, const textureLevel& l, int x, int y) const {
+        return compared(depthTexel(view, l, x, y));
+    }
+    float border(const textureView*, const metal::sampler& s) const {
+        return compared(borderColor(s).x);
+    }
+
+private:
+    float compared(float depth) const { return holds(depth) ? 1.0f : 0.0f; }
+    bool holds(float depth) const {
+        switch (comparison) {
+        case metal::compare_func::never:
+            return false;
+        case metal::compare_func::less:
+            return reference < depth;
+        case metal::compare_func::less_equal:
+            return reference <= depth;
+        case metal::compare_func::greater:
+            return reference > depth;
+        case metal::compare_func::greater_equal:
+            return reference >= depth;
+        case metal::compare_func::equal:
+            return reference == depth;
+        case metal::compare_func::not_equal:
+            return reference != depth;
+        case metal::compare_func::always:
+            return true;
+        }
+    }
+};
+
+/// Integers are never blended: the nearest one is taken, whatever the sampler's filter.
+template <class T>
+struct integerReader {
+    using Value = metal::vec<T, 4>;
+    using Gathered = metal::vec<T, 4>;
+    static constexpr bool isBlended = false;
+
+    Value texel(const textureView* view, const textureLevel& l, int x, int y) const {
+        return Value(integerTexel(view, l, x, y));
+    }
+    Value border(const textureView*, const metal::sampler& s) const {
+        return Value(int4(borderColor(s)));
+    }
+    static Value finished(const textureView*, const Value& value) { return value; }
+    static T picked(const Value& value, metal::component which) { return value[int(which)]; }
+};
+
+/// The texels of an image, or the border around it. `isInside` is false where the whole image is
+/// part of the border: beyond the ends of a 3D texture.
+template <class Reader>
+struct imageTexels {
+    using Value = typename Reader::Value;
+
+    Value operator()(texelIndex x, texelIndex y) const {
+        const Value texel = reader.texel(view, level, x.at, y.at);
+        return x.inside & y.inside & isInside ? texel : border;
+    }
+
+    const Reader& reader;
+    const textureView* view;
+    const textureLevel& level;
+    Value border;
+    bool isInside = true;
+};
+
+template <class Texels>
+inline auto blendedRow(const Texels& texels, const footprint& f, texelIndex row) {
+    const auto left = texels(f.left, row);
+    const auto right = texels(f.right, row);
+    return left + (right - left) * f.fx;
+}
+
+// What becomes of the texels around a point.
+
+/// Goes row by row through one loop, which halves the code again. The first row counts whole, the
+/// second one by its share.
+struct blend {
+    template <class Texels>
+    auto operator()(const Texels& texels, const footprint& f) const {
+        typename Texels::Value sum(0.0f);
+        float weight = 1.0f;
+        texelIndex row = f.top;
+#pragma clang loop unroll(disable)
+        for (int i = 0; i < 2; ++i) {
+            sum += (blendedRow(texels, f, row) - sum) * weight;
+            weight = f.fy;
+            row = f.bottom;
+        }
+        return sum;
+    }
+};
+/// One component of each, counter-clockwise from below on the left.
+template <class Reader>
+struct gatherComponent {
+    metal::component which;
+
+    template <class Texels>
+    typename Reader::Gathered operator()(const Texels& texels, const footprint& f) const {
+        return {Reader::picked(texels(f.left, f.bottom), which),
+                Reader::picked(texels(f.right, f.bottom), which),
+                Reader::picked(texels(f.right, f.top), which),
+                Reader::picked(texels(f.left, f.top), which)};
+    }
+};
+
+template <class Texels>
+inline auto nearest(const Texels& texels, const textureLevel& l, const metal::sampler& s,
+                    const float2& p) {
+    const texelIndex x = addressed(int(metal::floor(p.x)), int(l.width), s.sAddress);
+    const texelIndex y = addressed(int(metal::floor(p.y)), int(l.height), s.tAddress);
+    return texels(x, y);
+}
+
+/// The sample between two levels goes through one loop, which halves the code of each format.
+template <class Reader, class Place>
+inline typename Reader::Value sampleAt(const Reader& reader, const textureView* view,
+                                       const metal::sampler& s, const Place& place, float lod) {
+    using Value = typename Reader::Value;
     if (view == nullptr)
-        return float4(0.0f);
-    const textureLevel& l = view->levels[0];
-    const float2 p = pointIn(view, l, s, c, offset);
-    const footprint f = footprintAt(l, s, p);
-    const float4 border = rawBorder(view, s);
-    return float4(channel(rawTexelOrBorder(view, l, f.left, f.bottom, border), which),
-                  channel(rawTexelOrBorder(view, l, f.right, f.bottom, border), which),
-                  channel(rawTexelOrBorder(view, l, f.right, f.top, border), which),
-                  channel(rawTexelOrBorder(view, l, f.left, f.top, border), which)) *
-           (1.0f / rawScale(view->format));
+        return Value(0);
+    lod = metal::fmin(metal::fmax(lod, s.lodMinimum), s.lodMaximum);
+    const bool linear = lod > 0.0f ? s.minFilter != metal::min_filter::nearest
+                                   : s.magFilter != metal::mag_filter::nearest;
+    const bool hasLevels = s.mipFilter != metal::mip_filter::none;
+    const bool isBetween = s.mipFilter == metal::mip_filter::linear;
+    const int last = int(metal::min(view->levelCount - 1u, 15u));
+    lod = hasLevels ? metal::fmin(metal::fmax(lod, 0.0f), float(last)) : 0.0f;
+    if constexpr (Reader::isBlended) {
+        // One loop does for all that a sampler may be which nobody knows yet.
+        if (isBetween || s.isArgument) {
+            const int finer = metal::min(int(isBetween ? lod : lod + 0.5f), last);
+            const float fraction = isBetween ? lod - float(finer) : 0.0f;
+            Value sum(0);
+            float weight = 1.0f - fraction;
+#pragma clang loop unroll(disable)
+            for (int level = finer; level <= last && weight > 0.0f && level <= finer + 1; ++level) {
+                sum += place.sampled(reader, view, s, level, linear) * weight;
+                weight = fraction;
+            }
+            return sum;
+        }
+    }
+    return place.sampled(reader, view, s, hasLevels ? metal::min(int(lod + 0.5f), last) : 0,
+                         linear);
 }
 
-inline bool contains(const textureView* view, uint x, uint y, uint lod) {
-    return view != nullptr && lod < view->levelCount && x < view->levels[lod & 15].width &&
-           y < view->levels[lod & 15].height;
-}
-inline float4 readAt(const textureView* view, uint x, uint y, uint lod) {
-    if (!contains(view, x, y, lod))
-        return float4(0.0f);
-    const textureLevel& l = view->levels[lod & 15];
-    SL42_FOR_FORMAT(view, return F::color(F::load(l, int(x), int(y)));)
-    return float4(0.0f);
-}
-inline void writeAt(const textureView* view, const float4& color, uint x, uint y, uint lod) {
-    if (!contains(view, x, y, lod))
-        return;
-    const textureLevel& l = view->levels[lod & 15];
-    SL42_FOR_FORMAT(view, F::store(l, int(x), int(y), color); return;)
+/// The finest level that the sampler admits.
+template <class Reader, class Place>
+inline typename Reader::Value sampleAt(const Reader& reader, const textureView* view,
+                                       const metal::sampler& s, const Place& place) {
+    if (s.lodMinimum > 0.0f || s.isArgument)
+        return sampleAt(reader, view, s, place, 0.0f);
+    if (view == nullptr)
+        return typename Reader::Value(0);
+    return place.sampled(reader, view, s, 0, s.magFilter != metal::mag_filter::nearest);
 }
 
-#undef SL42_FOR_FORMAT
+template <class Reader, class Place>
+inline typename Reader::Gathered gatherAt(const Reader& reader, const textureView* view,
+                                          const metal::sampler& s, const Place& place,
+                                          metal::component which = metal::component::x) {
+    if (view == nullptr)
+        return typename Reader::Gathered(0);
+    return Reader::finished(
+        view, place.withFootprint(reader, view, s, 0, gatherComponent<Reader>{which}));
+}
 
 } // namespace __sl42
 

@@ -15,7 +15,20 @@
 
 namespace __sl42 {
 
-enum class textureFormat : uint { r8, rg8, rgba8, rgba16Float, rgba32Float };
+enum class textureFormat : uint {
+    r8,
+    rg8,
+    rgba8,
+    rgba16Float,
+    rgba32Float,
+    depth32Float,
+    r8Uint,
+    rgba8Uint,
+    r32Uint,
+    r32Sint,
+    rgba32Uint,
+    rgba32Sint
+};
 
 struct textureLevel {
     uchar* pixels;
@@ -23,13 +36,29 @@ struct textureLevel {
     uint height;
     ulong bytesPerRow;
 };
+/// The images of a level: the planes of a 3D texture, the elements of an array, the faces of cubes
+/// or the samples of pixels. The level itself describes the first of them.
+struct textureSlices {
+    uint count;
+    ulong bytesPerSlice;
+};
 /// What a texture argument points to; filled by the device.
 struct textureView {
     textureFormat format;
-    uint levelCount;
+    uint levelCount; // zero where no texture is bound; every level is then one texel
     textureLevel levels[16];
+    uint arrayLength; // a cube counts as one
+    uint samples;
+    textureSlices slices[16];
 };
-static_assert(sizeof(textureLevel) == 24 && sizeof(textureView) == 8 + 24 * 16);
+static_assert(sizeof(textureLevel) == 24 && sizeof(textureSlices) == 16 &&
+              sizeof(textureView) == 16 + (24 + 16) * 16);
+
+/// A slice as an image of its own.
+inline textureLevel sliceOf(const textureView* view, uint level, uint slice) {
+    const textureLevel& l = view->levels[level];
+    return {l.pixels + slice * view->slices[level].bytesPerSlice, l.width, l.height, l.bytesPerRow};
+}
 
 inline uchar* texelAddress(const textureLevel& l, int x, int y, uint bytes) {
     return l.pixels + (ulong(uint(y)) * l.bytesPerRow + uint(x) * bytes);
@@ -121,6 +150,56 @@ struct texels<textureFormat::rgba32Float> {
         texelIn<float4>(l, x, y) = c;
     }
 };
+
+// Integers, as their bits: what the format lacks is 0, alpha 1.
+inline uint4 integerTexel(const textureView* view, const textureLevel& l, int x, int y) {
+    switch (view->format) {
+    case textureFormat::r8Uint:
+        return {uint(texelIn<uchar>(l, x, y)), 0u, 0u, 1u};
+    case textureFormat::rgba8Uint: {
+        const uint bits = texelIn<uint>(l, x, y);
+        return {bits & 0xff, (bits >> 8) & 0xff, (bits >> 16) & 0xff, bits >> 24};
+    }
+    case textureFormat::r32Uint:
+    case textureFormat::r32Sint:
+        return {texelIn<uint>(l, x, y), 0u, 0u, 1u};
+    case textureFormat::rgba32Uint:
+    case textureFormat::rgba32Sint:
+        return texelIn<uint4>(l, x, y);
+    default:
+        return uint4(0);
+    }
+}
+inline void storeInteger(const textureView* view, const textureLevel& l, int x, int y,
+                         const uint4& c) {
+    switch (view->format) {
+    case textureFormat::r8Uint:
+        texelIn<uchar>(l, x, y) = uchar(metal::min(c.x, 255u));
+        return;
+    case textureFormat::rgba8Uint: {
+        const uint4 v = metal::min(c, uint4(255));
+        texelIn<uint>(l, x, y) = v.x | v.y << 8 | v.z << 16 | v.w << 24;
+        return;
+    }
+    case textureFormat::r32Uint:
+    case textureFormat::r32Sint:
+        texelIn<uint>(l, x, y) = c.x;
+        return;
+    case textureFormat::rgba32Uint:
+    case textureFormat::rgba32Sint:
+        texelIn<uint4>(l, x, y) = c;
+        return;
+    default:
+        return;
+    }
+}
+inline bool holdsWords(const textureView* view) {
+    return view->format == textureFormat::r32Uint || view->format == textureFormat::r32Sint;
+}
+
+inline float depthTexel(const textureView* view, const textureLevel& l, int x, int y) {
+    return view->format == textureFormat::depth32Float ? texelIn<float>(l, x, y) : 0.0f;
+}
 
 } // namespace __sl42
 

@@ -27,8 +27,15 @@ Bytes encoded(const T& message) {
 RunCommands exampleJob() {
     RunCommands job;
     job.job = {7};
-    job.commands.push_back(Dispatch{{3}, {960, 540, 1}, {8, 8, 1}, 3, 64, 128});
-    job.bindings = {BufferBinding{0, {11}, 64}, InlineBinding{2, 1, 4}, TextureBinding{2, {5}}};
+    job.commands.push_back(Dispatch{{3}, {960, 540, 1}, {8, 8, 1}, 7, 64, 128});
+    const Sampler sampler{.magFilter = Filter::Linear,
+                          .sAddress = AddressMode::Repeat,
+                          .compare = CompareFunction::Less,
+                          .lodMaximum = 3.5f};
+    job.bindings = {BufferBinding{0, {11}, 64},   InlineBinding{2, 1, 4},
+                    TextureBinding{2, {5}},       SamplerBinding{1, sampler},
+                    BufferAddress{2, 8, {11}, 4}, TextureAddress{2, 16, {5}},
+                    SamplerValue{2, 24, sampler}};
     job.bytes.resize(8, std::byte{2});
     job.commands.push_back(Fill{{11}, 0, 1024, 255});
     job.commands.push_back(Copy{{11}, 0, {12}, 8, 16});
@@ -44,7 +51,9 @@ std::vector<Bytes> exampleMessages() {
                             .constants = {},
                             .frontEndMilliseconds = 12.5};
     Kernel kernel{std::string("video"), {}, {}};
-    kernel.parameters.push_back({std::string("memory"), ParameterKind::Buffer, 0});
+    kernel.parameters.push_back({std::string("memory"), ParameterKind::Buffer});
+    kernel.parameters.push_back({std::string("images"), ParameterKind::Texture, 2, Access::Read, 8,
+                                 TextureType::CubeArray, TexelKind::Depth});
     library.kernels.push_back(kernel);
     library.constants.push_back({std::string("colorMode"), 0, DataType::Char});
     PipelineMade pipeline{.request = {2},
@@ -64,6 +73,7 @@ TEST(Codec, JobsSurviveTheTrip) {
     EXPECT_EQ(encoded<Request>(job), encoded<Request>(exampleJob()));
     EXPECT_EQ(std::get<Dispatch>(job.commands.at(0)).threads.height, 540u);
     EXPECT_EQ(std::get<TextureBinding>(job.bindings.at(2)).texture.value, 5u);
+    EXPECT_EQ(std::get<SamplerValue>(job.bindings.at(6)).sampler.lodMaximum, 3.5f);
     EXPECT_EQ(std::get<Copy>(job.commands.at(2)).destinationOffset, 8u);
 }
 
@@ -114,21 +124,63 @@ TEST(Codec, RefusesWhatTheTypesExclude) {
     for (const double value :
          {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()})
         EXPECT_TRUE(refuses([&](Encoder& e) { e.put(value); }, 0.0));
+    EXPECT_TRUE(refuses([&](Encoder& e) { e.put(std::numeric_limits<float>::infinity()); }, 0.0f));
+    EXPECT_TRUE(refuses(u8(10), TextureType::D1));
+    EXPECT_TRUE(refuses(u32(12), PixelFormat::R8Unorm));
+    const Sampler forged{.sAddress = static_cast<AddressMode>(5)};
+    EXPECT_TRUE(refuses([&](Encoder& e) { e.put(forged); }, Sampler()));
 }
 
 TEST(TextureLayout, RefusesWhatMakesNoSense) {
-    const auto rgba = PixelFormat::RGBA8Unorm;
-    EXPECT_TRUE(layOut(rgba, 5, 3, 3, 0, 20));
-    EXPECT_FALSE(layOut(rgba, 5, 3, 4, 0, 20)) << "more levels than halvings";
-    EXPECT_FALSE(layOut(rgba, 5, 3, 1, 0, 19)) << "rows that overlap";
-    EXPECT_FALSE(layOut(rgba, 0, 3, 1, 0, 20));
-    EXPECT_FALSE(layOut(rgba, 1u << 30, 1u << 30, 1, 0, ~0ull)) << "sizes that overflow";
-    EXPECT_FALSE(layOut(rgba, 5, 3, 1, ~0ull, 20));
-    const auto layout = layOut(rgba, 5, 3, 3, 128, 32);
-    ASSERT_TRUE(layout);
-    EXPECT_EQ(layout->levels[1].offset, 256u) << "128 + 2 rows of 32 + 20 bytes, rounded up to 64";
-    EXPECT_EQ(layout->levels[2].width, 1u);
-    EXPECT_EQ(layout->end, layout->levels[2].offset + 4);
+    const TextureShape image{.width = 5, .height = 3, .levels = 3};
+    const auto with = [&](auto change) {
+        TextureShape shape = image;
+        change(shape);
+        return layOut(shape, 0, 20).has_value();
+    };
+    EXPECT_TRUE(layOut(image, 0, 20));
+    EXPECT_FALSE(layOut(image, 0, 19)) << "rows that overlap";
+    EXPECT_FALSE(layOut(image, ~0ull, 20));
+    EXPECT_FALSE(layOut(image, 0, ~0ull));
+    EXPECT_FALSE(with([](TextureShape& s) { s.levels = 4; })) << "more levels than halvings";
+    EXPECT_FALSE(with([](TextureShape& s) { s.levels = 0; }));
+    EXPECT_FALSE(with([](TextureShape& s) { s.width = 0; }));
+    EXPECT_FALSE(with([](TextureShape& s) { s.width = s.height = 1u << 30; }));
+    // An extent that the type does not have, or too much of it.
+    EXPECT_FALSE(with([](TextureShape& s) { s.depth = 2; }));
+    EXPECT_FALSE(with([](TextureShape& s) { s.arrayLength = 2; }));
+    EXPECT_FALSE(with([](TextureShape& s) { s.samples = 2; }));
+    EXPECT_FALSE(with([](TextureShape& s) { s.type = TextureType::D1; })) << "rows";
+    EXPECT_FALSE(with([](TextureShape& s) { s.type = TextureType::Cube; })) << "not square";
+    EXPECT_FALSE(with([](TextureShape& s) {
+        s.type = TextureType::D2Array;
+        s.arrayLength = ~0u;
+    }));
+    EXPECT_FALSE(with([](TextureShape& s) {
+        s.type = TextureType::D3;
+        s.depth = 0;
+    }));
+    EXPECT_FALSE(with([](TextureShape& s) { s.type = TextureType::D2Multisample; })) << "levels";
+}
+
+TEST(TextureLayout, PutsSlicesOfALevelSideBySide) {
+    const auto plain = layOut({.width = 5, .height = 3, .levels = 3}, 128, 32);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->levels[1].offset, 256u) << "128 + 2 rows of 32 + 20 bytes, rounded up to 64";
+    EXPECT_EQ(plain->levels[2].width, 1u);
+    EXPECT_EQ(plain->end, plain->levels[2].offset + 4);
+
+    const auto cubes =
+        layOut({.type = TextureType::CubeArray, .width = 4, .height = 4, .arrayLength = 3}, 0, 16);
+    ASSERT_TRUE(cubes);
+    EXPECT_EQ(cubes->levels[0].slices, 18u);
+    EXPECT_EQ(cubes->end, 18u * 64);
+    const auto volume =
+        layOut({.type = TextureType::D3, .width = 4, .height = 2, .depth = 9, .levels = 4}, 0, 16);
+    ASSERT_TRUE(volume);
+    EXPECT_EQ(volume->levels[1].slices, 4u);
+    EXPECT_EQ(volume->levels[3].slices, 1u);
+    EXPECT_EQ(volume->end, volume->levels[3].offset + 4);
 }
 
 } // namespace

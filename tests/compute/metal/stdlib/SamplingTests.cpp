@@ -3,9 +3,10 @@
 //
 // Sampling against an independent computation in double precision: a texel function with the
 // addressing rules, interpolated by the definition.
-#include "compute/backend/TextureView.h"
-
 #include <metal_stdlib>
+
+#include "compute/backend/SamplerRecord.h"
+#include "compute/backend/TextureView.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +29,14 @@ static_assert(offsetof(__sl42::textureView, levels) == offsetof(TextureView, lev
 static_assert(offsetof(__sl42::textureLevel, bytesPerRow) ==
               offsetof(compute::TextureLevel, bytesPerRow));
 static_assert(offsetof(__sl42::textureLevel, height) == offsetof(compute::TextureLevel, height));
-static_assert(uint(__sl42::textureFormat::rgba32Float) == uint(PixelFormat::RGBA32Float));
+static_assert(offsetof(__sl42::textureView, slices) == offsetof(TextureView, slices));
+static_assert(offsetof(__sl42::textureSlices, bytesPerSlice) ==
+              offsetof(compute::TextureSlices, bytesPerSlice));
+static_assert(uint(__sl42::textureFormat::rgba32Sint) == uint(PixelFormat::RGBA32Sint));
+static_assert(sizeof(metal::sampler) == sizeof(compute::SamplerRecord));
+static_assert(offsetof(metal::sampler, border) == offsetof(compute::SamplerRecord, border));
+static_assert(offsetof(metal::sampler, lodMaximum) == offsetof(compute::SamplerRecord, lodMaximum));
+static_assert(offsetof(metal::sampler, comparison) == offsetof(compute::SamplerRecord, compare));
 
 using Color = std::array<double, 4>;
 
