@@ -41,9 +41,11 @@ public:
 private:
     static void touchCorners(const compute::TextureView& texture, std::uint32_t index) {
         const auto& level = texture.levels[index];
+        const auto& slices = texture.slices[index];
         static_cast<volatile std::byte*>(level.pixels)[0] = std::byte{2};
         static_cast<volatile std::byte*>(
-            level.pixels)[(level.height - 1) * level.bytesPerRow + level.width - 1] = std::byte{3};
+            level.pixels)[(slices.count - 1) * slices.bytesPerSlice +
+                          (level.height - 1) * level.bytesPerRow + level.width - 1] = std::byte{3};
     }
 };
 
