@@ -294,6 +294,11 @@ TEST(Texture, ReportsItsSizeAndReadsAsZeroWhereThereIsNone) {
     EXPECT_TRUE(texture.get_width() == 12 && texture.get_height(1) == 2);
     EXPECT_TRUE(texture.get_width(3) == 0 && texture.get_num_mip_levels() == 3);
 
+    constexpr metal::sampler coarse(metal::lod_clamp(1.5f, 9.0f));
+    EXPECT_EQ(texture.calculate_clamped_lod(coarse, float2(0.5f)), 1.5f);
+    constexpr metal::sampler coarsest(metal::lod_clamp(7.0f, 9.0f));
+    EXPECT_EQ(texture.calculate_clamped_lod(coarsest, float2(0.5f)), 2.0f);
+
     const metal::texture2d<float, metal::access::sample> none = {};
     const metal::texture2d<float, metal::access::write> nowhere = {};
     constexpr metal::sampler s;
