@@ -120,7 +120,9 @@ Cell convert(Type to, Type from, const Cell& c) {
         const double number =
             isFloating(from.scalar) ? c.number : static_cast<double>(wide(from.scalar, c.integer));
         if (!to.rough)
-            return {.number = number};
+            return {.number = to.scalar == Scalar::Half
+                                  ? static_cast<double>(static_cast<_Float16>(number))
+                                  : number};
         return roughCell(to.scalar, {{.number = number, .error = c.error}},
                          [](const double* x) { return x[0]; });
     }

@@ -225,7 +225,7 @@ std::string Trial::run(const host::HostBackend& backend) const {
         return "not compiled: " + errorLine(kernel.error().message);
     const Program& program = m_state->program;
     Memory memory(program, m_state->inputs);
-    (*kernel)->run(memory.bindings(), {program.width, program.height, 1}, {32, 1, 1});
+    (*kernel)->run(memory.bindings(), {program.width, program.height, 1}, {program.group, 1, 1});
     const std::string difference = memory.difference(*m_state->expected);
     return difference.empty() ? "" : "wrong: " + difference;
 }

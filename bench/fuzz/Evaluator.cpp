@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "bench/fuzz/Evaluator.h"
 
+#include "bench/fuzz/Collectives.h"
 #include "bench/fuzz/Expressions.h"
 #include "bench/fuzz/Matrices.h"
 
@@ -15,7 +16,8 @@ constexpr unsigned maxSteps = 20'000; ///< statements and calls of one thread
 
 enum class Flow : std::uint8_t { Next, Break, Continue, Return };
 
-/// Runs thread after thread; keeps what they leave behind.
+/// Runs group after group, thread after thread where they do not wait for each other; keeps what
+/// they leave behind.
 class Machine {
 public:
     Machine(const Program& program, const Inputs& inputs)
@@ -30,21 +32,133 @@ public:
     }
 
     std::optional<Outcome> run() {
-        for (m_thread.y = 0; m_thread.y < m_program.height; ++m_thread.y)
-            for (m_thread.x = 0; m_thread.x < m_program.width; ++m_thread.x)
-                if (!runThread())
+        for (std::uint32_t y = 0; y < m_program.height; ++y)
+            for (std::uint32_t x = 0; x < m_program.width; x += m_program.group)
+                if (!runGroup(x, y))
                     return std::nullopt;
         return std::move(m_outcome);
     }
 
 private:
-    bool runThread() {
-        const std::size_t self = std::size_t{m_thread.y} * m_program.width + m_thread.x;
-        m_thread.region = std::span(m_outcome.region).subspan(self * regionBytes, regionBytes);
-        m_thread.closures.clear();
+    /// Threads by their place in the threadgroup.
+    using Members = std::vector<std::size_t>;
+
+    bool runGroup(std::uint32_t x, std::uint32_t y) {
+        const std::uint32_t end = std::min(m_program.width, x + m_program.group);
+        Frame frame;
+        Members all;
+        m_group.clear();
+        for (std::uint32_t at = x; at < end; ++at) {
+            all.push_back(m_group.size());
+            m_group.push_back(
+                {.x = at, .y = y, .region = {}, .variables = Variables(m_program), .closures = {}});
+            Thread& thread = m_group.back();
+            const std::size_t self = std::size_t{y} * m_program.width + at;
+            thread.region = std::span(m_outcome.region).subspan(self * regionBytes, regionBytes);
+            frame = thread.variables.enter(m_program.kernel());
+        }
         m_steps = 0;
-        const Frame frame = m_thread.variables.enter(m_program.kernel());
-        run(frame.function->body, frame);
+        runTogether(frame.function->body, all, frame);
+        for (const std::size_t member : all)
+            as(member, [&] { keepOutputs(frame); });
+        return m_steps < maxSteps * all.size();
+    }
+
+    /// Does something as one of the group.
+    template <class Work>
+    void as(std::size_t member, const Work& work) {
+        std::swap(m_thread, m_group[member]);
+        work();
+        std::swap(m_thread, m_group[member]);
+    }
+
+    /// What needs several threads is run by all of them before they go on; what does not, by one
+    /// after the other.
+    void runTogether(const std::vector<Stmt>& body, const Members& members, const Frame& frame) {
+        if (std::ranges::none_of(body, isCollective)) {
+            for (const std::size_t member : members)
+                as(member, [&] { run(body, frame); });
+            return;
+        }
+        for (const Stmt& s : body)
+            if (isCollective(s))
+                runTogether(s, members, frame);
+            else
+                for (const std::size_t member : members)
+                    as(member, [&] { run(s, frame); });
+    }
+
+    void runTogether(const Stmt& s, const Members& members, const Frame& frame) {
+        switch (s.verb) {
+        case Verb::Exchange:
+            return exchange(s, members, frame);
+        case Verb::Together:
+            return together(s, members, frame);
+        case Verb::If: {
+            Members sides[2];
+            for (const std::size_t member : members)
+                as(member, [&] {
+                    sides[m_expressions.holds(s.exprs[0], frame) ? 0 : 1].push_back(member);
+                });
+            for (int side = 0; side < 2; ++side)
+                runTogether(s.bodies[static_cast<std::size_t>(side)], sides[side], frame);
+            return;
+        }
+        default: // a loop with as many iterations for all
+            for (std::int64_t i = 0;; ++i) {
+                bool goesOn = false;
+                for (const std::size_t member : members)
+                    as(member, [&] {
+                        m_thread.variables.store({.base = frame.bases[s.which]},
+                                                 {Cell{.integer = i}});
+                        goesOn = i < m_expressions.integer(s.exprs[0], frame);
+                    });
+                if (!goesOn)
+                    return;
+                runTogether(s.bodies[0], members, frame);
+            }
+        }
+    }
+
+    void exchange(const Stmt& s, const Members& members, const Frame& frame) {
+        std::vector<Value> slots;
+        slots.reserve(members.size());
+        for (const std::size_t member : members)
+            as(member, [&] { slots.push_back(m_expressions.evaluate(s.exprs[1], frame)); });
+        for (const std::size_t member : members)
+            as(member, [&] {
+                const auto from = m_expressions.integer(s.exprs[2], frame);
+                m_thread.variables.store(m_expressions.locate(s.exprs[0], frame),
+                                         slots[static_cast<std::size_t>(from) % slots.size()]);
+            });
+    }
+
+    void together(const Stmt& s, const Members& members, const Frame& frame) {
+        const Collective& f = collectives()[s.which];
+        const unsigned width = f.kind == Together::Quad ? 4 : simdWidth;
+        for (std::size_t first = 0; first < members.size();) {
+            std::vector<Contribution> threads;
+            std::size_t end = first;
+            for (; end < members.size() && members[end] / width == members[first] / width; ++end)
+                as(members[end], [&] {
+                    threads.push_back({static_cast<unsigned>(members[end] % width),
+                                       m_expressions.integer(s.exprs[1], frame)});
+                });
+            for (const Contribution& c : threads)
+                as(members[first++], [&] {
+                    const auto operand =
+                        s.exprs.size() > 2
+                            ? static_cast<unsigned>(m_expressions.integer(s.exprs[2], frame))
+                            : s.limit;
+                    const std::int64_t value =
+                        f.evaluate(s.exprs[0].type.scalar, threads, c.lane, operand);
+                    m_thread.variables.store(m_expressions.locate(s.exprs[0], frame),
+                                             {Cell{.integer = value}});
+                });
+        }
+    }
+
+    void keepOutputs(const Frame& frame) {
         auto output = m_outcome.outputs.begin();
         for (unsigned i = 0; i < frame.function->variables.size(); ++i) {
             const Variable& v = frame.function->variables[i];
@@ -55,8 +169,6 @@ private:
             output->insert(output->end(), cells.begin(), cells.end());
             ++output;
         }
-        m_thread.variables.leave(frame);
-        return m_steps < maxSteps;
     }
 
     Value call(const Function& callee, const Arguments& arguments) {
@@ -83,7 +195,7 @@ private:
     }
 
     Flow run(const Stmt& s, const Frame& frame) {
-        if (++m_steps >= maxSteps)
+        if (++m_steps >= maxSteps * m_group.size())
             return Flow::Return;
         switch (s.verb) {
         case Verb::Assign:
@@ -127,6 +239,9 @@ private:
         }
         case Verb::Atomic:
             atomic(s, frame);
+            return Flow::Next;
+        case Verb::Exchange:
+        case Verb::Together: // see runTogether()
             return Flow::Next;
         case Verb::Lambda:
             capture(m_program.functions[s.which], frame);
@@ -179,7 +294,7 @@ private:
             if (!compare(type, before, cell, m_expressions.evaluate(s.exprs[0], frame)[0]))
                 return Flow::Next;
             const Flow flow = run(s.bodies[0], frame);
-            if (flow == Flow::Return || m_steps >= maxSteps)
+            if (flow == Flow::Return || m_steps >= maxSteps * m_group.size())
                 return Flow::Return;
             if (flow == Flow::Break)
                 return Flow::Next;
@@ -198,7 +313,7 @@ private:
         bool enters = s.verb == Verb::DoWhile || goesOn();
         for (; enters; enters = goesOn()) {
             const Flow flow = run(s.bodies[0], frame);
-            if (flow == Flow::Return || m_steps >= maxSteps)
+            if (flow == Flow::Return || m_steps >= maxSteps * m_group.size())
                 return Flow::Return;
             if (flow == Flow::Break)
                 break;
@@ -265,11 +380,12 @@ private:
     }
 
     const Program& m_program;
-    Thread m_thread;
+    Thread m_thread; ///< the one that runs
+    std::vector<Thread> m_group;
     Expressions m_expressions;
     Outcome m_outcome;
     Value m_result; ///< of the function that has just returned
-    unsigned m_steps = 0;
+    std::size_t m_steps = 0;
 };
 
 } // namespace

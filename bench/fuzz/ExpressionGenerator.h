@@ -26,7 +26,7 @@ public:
           m_isKernel(isKernel),
           m_types(random, program),
           m_inputs(random),
-          m_floats(random, *this, m_aggregates),
+          m_floats(random, *this, m_aggregates, program.features.rounding),
           m_aggregates(random, program, *this) {}
 
     /// An expression of the type. Exact ones are within standardRange() where `bounded`.

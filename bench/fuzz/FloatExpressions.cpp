@@ -12,7 +12,12 @@ namespace fuzz {
 std::optional<Expr> FloatExpressions::exact(Type type, unsigned depth) {
     const unsigned kind = m_random.below(10);
     Expr e;
-    if (m_random.percent(8)) {
+    if (m_rounds && type.scalar == Scalar::Float && m_random.percent(15)) {
+        auto made = throughHalf(type, depth);
+        if (!made)
+            return std::nullopt;
+        e = *std::move(made);
+    } else if (m_random.percent(8)) {
         auto made = m_aggregates.product(type, depth);
         if (!made)
             return std::nullopt;
@@ -44,6 +49,22 @@ std::optional<Expr> FloatExpressions::exact(Type type, unsigned depth) {
         return std::nullopt;
     }
     return fits(type.scalar, e.range) ? std::optional(std::move(e)) : std::nullopt;
+}
+
+/// Rounded to the nearest half, of which the smallest and largest are left out.
+std::optional<Expr> FloatExpressions::throughHalf(Type type, unsigned depth) {
+    Type half = type;
+    half.scalar = Scalar::Half;
+    Type from = type;
+    if (m_random.percent(30))
+        from.scalar = Scalar::Short;
+    Expr e = m_operands.value(from, depth, false);
+    const Range range = from == type ? e.range : Range{32768, 0};
+    if (range.bound > 32768 || range.granule < -10)
+        return std::nullopt;
+    e = node(Op::Convert, type, 0, {node(Op::Convert, half, 0, {std::move(e)})});
+    e.range = {range.bound * 1.0005, range.granule};
+    return e;
 }
 
 std::optional<Expr> FloatExpressions::rough(Type type, unsigned depth) {

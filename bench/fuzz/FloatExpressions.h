@@ -18,8 +18,8 @@ class FloatExpressions {
 public:
     /// All must outlive this.
     FloatExpressions(Random& random, ExpressionGenerator& operands,
-                     AggregateExpressions& aggregates)
-        : m_random(random), m_operands(operands), m_aggregates(aggregates) {}
+                     AggregateExpressions& aggregates, bool rounds)
+        : m_random(random), m_operands(operands), m_aggregates(aggregates), m_rounds(rounds) {}
 
     /// Nothing where the operation that comes up does not exist for the type or has results that it
     /// cannot hold.
@@ -27,6 +27,7 @@ public:
     std::optional<Expr> rough(Type type, unsigned depth);
 
 private:
+    std::optional<Expr> throughHalf(Type type, unsigned depth);
     std::optional<Expr> geometry(Type type, unsigned depth);
     /// A rough value within the domain.
     Expr tamed(Type type, Domain domain, unsigned depth);
@@ -34,6 +35,7 @@ private:
     Random& m_random;
     ExpressionGenerator& m_operands;
     AggregateExpressions& m_aggregates;
+    bool m_rounds;
 };
 
 } // namespace fuzz

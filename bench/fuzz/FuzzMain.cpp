@@ -3,11 +3,12 @@
 //
 // Compares the compiler with an evaluator on random programs.
 //
-//     starloom-fuzz [--seed N] [--count M] [--width 32,16,8,4,1] [--print] [--shrink] [--keep DIR]
+//     starloom-fuzz [--seed N] [--count M] [--width 32,16,8,4,1] [--groups] [--rounding]
+//                   [--print] [--shrink] [--keep DIR]
 //
 // Prints a line for each program that fails; --print its text as well, --shrink the smallest text
 // that fails in the same way. --keep writes texts to DIR/seed-N-width-W.metal, with the line on
-// top.
+// top. --groups has threads work together, --rounding rounds numbers to half.
 #include "bench/fuzz/Check.h"
 #include "bench/fuzz/Generator.h"
 #include "bench/fuzz/Isolation.h"
@@ -30,6 +31,7 @@ struct Options {
     std::vector<unsigned> widths{1};
     bool prints = false;
     bool shrinks = false;
+    fuzz::Features features;
     std::string folder;
 };
 
@@ -49,6 +51,10 @@ Options parse(int argc, char** argv) {
             options.prints = true;
         } else if (name == "--shrink") {
             options.shrinks = true;
+        } else if (name == "--groups") {
+            options.features.groups = true;
+        } else if (name == "--rounding") {
+            options.features.rounding = true;
         } else if (i + 1 < argc && name == "--seed") {
             options.seed = std::stoull(argv[++i]);
         } else if (i + 1 < argc && name == "--count") {
@@ -126,12 +132,16 @@ private:
         return m_options.seed + batch * batchSize + index;
     }
 
+    fuzz::Program generated(std::uint64_t seed) const {
+        return fuzz::generate(seed, m_options.features);
+    }
+
     /// A line for each program that did not succeed: its number in the batch, width and result.
     std::string runBatch(std::size_t batch) const {
         std::vector<fuzz::Trial> trials;
         trials.reserve(sizeOf(batch));
         for (std::size_t i = 0; i < sizeOf(batch); ++i)
-            trials.emplace_back(fuzz::generate(seedOf(batch, i)));
+            trials.emplace_back(generated(seedOf(batch, i)));
         std::ostringstream lines;
         lines << whole;
         for (const unsigned width : m_options.widths) {
@@ -151,7 +161,7 @@ private:
         if (!results.starts_with(whole)) { // the front end or the evaluator fails, for one of them
             for (std::size_t i = 0; i < sizeOf(batch); ++i)
                 take(seedOf(batch, i), m_options.widths[0],
-                     checkAlone(fuzz::generate(seedOf(batch, i)), m_options.widths[0]));
+                     checkAlone(generated(seedOf(batch, i)), m_options.widths[0]));
             return;
         }
         std::istringstream lines(results.substr(std::strlen(whole)));
@@ -171,7 +181,7 @@ private:
     }
 
     void showFailure(std::uint64_t seed, unsigned width, std::string result) const {
-        fuzz::Program program = fuzz::generate(seed);
+        fuzz::Program program = generated(seed);
         if (m_options.shrinks) {
             program = fuzz::shrink(std::move(program), [&](const fuzz::Program& candidate) {
                 return kindOf(checkAlone(candidate, width)) == kindOf(result);
@@ -203,7 +213,7 @@ private:
 int main(int argc, char** argv) {
     const Options options = parse(argc, argv);
     if (options.prints && options.count == 1)
-        std::fputs(fuzz::print(fuzz::generate(options.seed)).c_str(), stdout);
+        std::fputs(fuzz::print(fuzz::generate(options.seed, options.features)).c_str(), stdout);
     Session session(options);
     const std::size_t failed = session.run();
     session.printSummary();

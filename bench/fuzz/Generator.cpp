@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "bench/fuzz/Generator.h"
 
+#include "bench/fuzz/Collectives.h"
 #include "bench/fuzz/ExpressionGenerator.h"
 #include "bench/fuzz/Generics.h"
 #include "bench/fuzz/Nodes.h"
@@ -61,7 +62,7 @@ public:
         setVariables();
         addLambdas();
         const auto first = static_cast<unsigned>(m_function.body.size());
-        for (Stmt& s : block({.depth = 3}, size))
+        for (Stmt& s : m_program.features.groups ? phases(size) : block({.depth = 3}, size))
             m_function.body.push_back(std::move(s));
         addCalls(first);
         showVariables();
@@ -210,6 +211,79 @@ private:
         return statements;
     }
 
+    /// Statements of which some need all threads of a group, or those that get there. All threads
+    /// stay until the end.
+    std::vector<Stmt> phases(unsigned count) {
+        std::vector<Stmt> statements;
+        for (unsigned i = 0; i < count; ++i) {
+            const unsigned kind = m_random.below(20);
+            std::optional<Stmt> made;
+            if (kind < 4)
+                made = exchange();
+            else if (kind < 9)
+                made = together(true);
+            else if (kind < 11)
+                made = divergence();
+            else if (kind < 13 && count > 1)
+                made = phaseLoop(count / 2);
+            statements.push_back(made ? *std::move(made) : statement({.depth = 2}));
+        }
+        return statements;
+    }
+
+    std::optional<Expr> anywhere(Type type) {
+        auto target = m_expressions.place(type, 2, Use::Assign);
+        if (target && m_function.variables[variableOf(*target)].isUniform)
+            return std::nullopt;
+        return target;
+    }
+
+    std::optional<Stmt> exchange() {
+        const Type type = m_random.percent(75) ? m_types.numbers() : assignable().unpacked();
+        auto target = anywhere(type);
+        if (!target || target->type != type)
+            return std::nullopt;
+        Stmt s{.verb = Verb::Exchange, .which = m_exchanges++};
+        s.exprs = {*std::move(target), value(type), value({Scalar::UInt})};
+        return s;
+    }
+
+    std::optional<Stmt> together(bool isWhole) {
+        const Stmt s{.verb = Verb::Together, .which = m_random.below(collectives().size())};
+        const Together kind = collectives()[s.which].kind;
+        const bool votes = kind == Together::Vote;
+        const Type type{votes || m_random.percent(50) ? Scalar::UInt : Scalar::Int};
+        auto target = anywhere(type);
+        if (!target || (needsAll(kind) && !isWhole))
+            return std::nullopt;
+        Stmt made = s;
+        made.exprs = {*std::move(target), value(votes ? Type{Scalar::Bool} : type)};
+        if (kind == Together::Shuffle)
+            made.exprs.push_back(value({Scalar::UInt}));
+        if (kind == Together::Shift)
+            made.limit = m_random.between(1, 20);
+        return made;
+    }
+
+    Stmt divergence() {
+        Stmt s{.verb = Verb::If, .exprs = {condition()}};
+        s.bodies.resize(2);
+        for (auto& body : s.bodies)
+            for (unsigned i = m_random.between(1, 3); i > 0; --i) {
+                auto made = m_random.percent(60) ? together(false) : std::nullopt;
+                body.push_back(made ? *std::move(made) : statement({.depth = 1}));
+            }
+        return s;
+    }
+
+    Stmt phaseLoop(unsigned count) {
+        constexpr Type type{Scalar::UInt};
+        Stmt s{.verb = Verb::For, .exprs = {whole(type, m_random.between(1, 4))}};
+        s.which = add({.form = Form::Counter, .type = type});
+        s.bodies.push_back(phases(count));
+        return s;
+    }
+
     std::vector<Stmt> nested(Place place) {
         return block({place.depth - 1, place.inLoop, place.inSwitch, place.loops},
                      m_random.between(1, 3));
@@ -237,7 +311,7 @@ private:
             return guarded(place, {.verb = place.inLoop && m_random.percent(50) ? Verb::Continue
                                                                                 : Verb::Break});
         // A thread that leaves the kernel shows nothing of what it has done.
-        if (kind < 39 && (!m_isKernel || m_random.percent(20)))
+        if (kind < 39 && (!m_isKernel || (!m_program.features.groups && m_random.percent(20))))
             return guarded(place, result());
         if (kind < 42)
             if (auto made = step())
@@ -521,6 +595,7 @@ private:
     Function m_function;
     ExpressionGenerator m_expressions;
     unsigned m_firstShown = 0;
+    unsigned m_exchanges = 0;
 };
 
 Texture anyTexture(Random& random) {
@@ -558,12 +633,16 @@ void addInstances(Random& random, Program& program) {
 
 } // namespace
 
-Program generate(std::uint64_t seed) {
+Program generate(std::uint64_t seed, Features features) {
     Random random(seed * 0x10001 + 1);
     Program program;
     program.seed = seed;
     program.width = random.between(1, maxWidth);
     program.height = random.percent(50) ? 1 : random.between(2, 5);
+    program.features = features;
+    constexpr std::uint32_t groups[] = {16, 32, 64};
+    if (features.groups)
+        program.group = random.pick(groups);
     program.texture = anyTexture(random);
     for (unsigned i = random.between(3, 11); i > 0; --i)
         program.table.push_back(static_cast<std::int32_t>(random.next() >> random.between(32, 60)));

@@ -10,6 +10,6 @@
 namespace fuzz {
 
 /// The same program for the same seed, as long as the compiler of this tool is the same.
-Program generate(std::uint64_t seed);
+Program generate(std::uint64_t seed, Features features);
 
 } // namespace fuzz

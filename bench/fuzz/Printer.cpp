@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "bench/fuzz/Printer.h"
 
+#include "bench/fuzz/Collectives.h"
 #include "bench/fuzz/ExpressionPrinter.h"
 #include "bench/fuzz/TypeText.h"
 
@@ -17,6 +18,12 @@ using namespace metal;
 constexpr const char* peek4 = R"(
 uint peek4(device const uchar* at) {
     return at[0] | at[1] << 8 | at[2] << 16 | uint(at[3]) << 24;
+}
+)";
+constexpr const char* hasLane = R"(
+template <typename T>
+T has_lane(uint lane, uint count, T there, T own) {
+    return lane < count ? there : own;
 }
 )";
 constexpr const char* poke4 = R"(
@@ -115,7 +122,8 @@ private:
     /// What the text makes use of.
     void printGlobals(const std::string& text) {
         m_out << includes << (contains(text, "peek4(") ? peek4 : "")
-              << (contains(text, "poke4(") ? poke4 : "");
+              << (contains(text, "poke4(") ? poke4 : "")
+              << (contains(text, "has_lane(") ? hasLane : "");
         printStructures(text);
         if (contains(text, "integers[")) {
             m_out << "constant int integers[] = {";
@@ -217,6 +225,9 @@ private:
         }
         if (contains(body, "image."))
             m_out << "texture2d<float> image [[texture(0)]],\n    ";
+        if (m_program.features.groups)
+            m_out << "uint group_lane [[thread_index_in_threadgroup]],\n    "
+                     "uint simd_lane [[thread_index_in_simdgroup]],\n    ";
         if (m_program.height > 1)
             m_out << "uint2 at [[thread_position_in_grid]], uint2 grid [[threads_per_grid]]) {\n"
                      "    const uint thread_x = at.x, thread_y = at.y;\n"
@@ -226,8 +237,26 @@ private:
                      "    const uint thread_x = at, thread_y = 0, grid_x = grid, grid_y = 1;\n";
         m_out << "    const uint self = thread_y * grid_x + thread_x;\n"
                  "    const uint threads = grid_x * grid_y;\n";
+        if (m_program.features.groups) {
+            const std::string size = std::to_string(m_program.group);
+            m_out << "    const uint group_size = min(" << size << "u, grid_x - thread_x / " << size
+                  << " * " << size
+                  << ");\n    const uint simd_count = min(32u, group_size - group_lane / 32 * "
+                     "32);\n";
+            printSlots(m_function->body);
+        }
         if (usesRegion)
             m_out << "    device uchar* own = bytes + self * " << regionBytes << ";\n";
+    }
+
+    void printSlots(const std::vector<Stmt>& body) {
+        for (const Stmt& s : body) {
+            if (s.verb == Verb::Exchange)
+                m_out << "    threadgroup " << nameOf(s.exprs[1].type) << " shared" << s.which
+                      << "[" << m_program.group << "];\n";
+            for (const auto& inner : s.bodies)
+                printSlots(inner);
+        }
     }
 
     void printBody() {
@@ -325,10 +354,57 @@ private:
                   << s.which * countersPerOperation << " + " << text(s.exprs[0]) << "], "
                   << text(s.exprs[1]) << ", memory_order_relaxed);";
             break;
+        case Verb::Exchange:
+            printExchange(s, depth);
+            break;
+        case Verb::Together:
+            printTogether(s);
+            break;
         case Verb::Lambda:
             break; // see above
         }
         m_out << "\n";
+    }
+
+    void printExchange(const Stmt& s, unsigned depth) {
+        const std::string slots = "shared" + std::to_string(s.which);
+        const std::string barrier = "threadgroup_barrier(mem_flags::mem_threadgroup);";
+        m_out << slots << "[group_lane] = " << text(s.exprs[1]) << ";\n"
+              << indent(depth) << barrier << "\n"
+              << indent(depth) << text(s.exprs[0]) << " = " << slots << "[" << text(s.exprs[2])
+              << " % group_size];\n"
+              << indent(depth) << barrier;
+    }
+
+    void printTogether(const Stmt& s) {
+        const Collective& f = collectives()[s.which];
+        const std::string type = nameOf(s.exprs[0].type.unpacked());
+        const std::string value = text(s.exprs[1]);
+        const std::string call = std::string(f.name) + "(" + value;
+        const std::string number = std::to_string(s.limit);
+        const std::string name = f.name;
+        m_out << text(s.exprs[0]) << " = ";
+        switch (f.kind) {
+        case Together::Reduce:
+        case Together::Prefix:
+        case Together::Quad:
+            m_out << call << ");";
+            break;
+        case Together::Vote:
+            m_out << (name == "simd_ballot" ? "uint(simd_vote::vote_t(" + call + ")));"
+                                            : "uint(" + call + "));");
+            break;
+        case Together::Shuffle:
+            m_out << call << ", ushort(" << text(s.exprs[2]) << " % simd_count));";
+            break;
+        case Together::Shift:
+            m_out << "has_lane(simd_lane "
+                  << (name.ends_with("xor")    ? "^ "
+                      : name.ends_with("down") ? "+ "
+                                               : "- ")
+                  << number << ", simd_count, " << call << ", " << number << "), " << type << "("
+                  << value << "));";
+        }
     }
 
     void printFor(const Stmt& s, const std::string& counter) {

@@ -114,7 +114,11 @@ enum class Verb : std::uint8_t {
             ///< exprs[1]
     Poke,   ///< `limit` bytes of exprs[1] to the thread's own region at exprs[0]
     Atomic, ///< atomicOperations[which] on one of its counters, exprs[0], by exprs[1]
-    Lambda, ///< function `which` comes to be: it captures what its variables name
+    Exchange, ///< exprs[1] goes to the thread's slot in array `which` of the threadgroup, and then
+              ///< exprs[0] is assigned the slot of the thread that exprs[2] names
+    Together, ///< exprs[0] = collectives()[which] of exprs[1] and perhaps the number `limit` or
+              ///< exprs[2]
+    Lambda,   ///< function `which` comes to be: it captures what its variables name
 };
 
 inline constexpr const char* atomicOperations[] = {"add", "sub", "and", "or", "xor", "min", "max"};
@@ -180,8 +184,16 @@ constexpr std::int64_t tableNumber(std::int64_t element) {
     return element % 1024;
 }
 
+/// What only some programs have.
+struct Features {
+    bool groups = false;   ///< threads that work together in threadgroups and SIMD groups
+    bool rounding = false; ///< conversions to half that round
+};
+
 struct Program {
     std::uint64_t seed = 0;
+    Features features;
+    std::uint32_t group = 32; ///< threads of a threadgroup, of one row
     std::uint32_t width = 1;
     std::uint32_t height = 1; ///< 1: the kernel's position has one component
     std::vector<Structure> structures;

@@ -9,7 +9,7 @@ Frame Variables::enter(const Function& function) {
     for (const Variable& v : function.variables) {
         frame.bases.push_back(m_cells.size());
         const bool isAddress = v.form == Form::Pointer || v.form == Form::Reference;
-        m_cells.resize(m_cells.size() + (isAddress ? 1 : m_program.cellsOf(v.type)));
+        m_cells.resize(m_cells.size() + (isAddress ? 1 : m_program->cellsOf(v.type)));
         if (v.form == Form::Pointer && frame.bases.size() > 1)
             m_cells.back().integer = static_cast<std::int64_t>(frame.bases[frame.bases.size() - 2]);
     }

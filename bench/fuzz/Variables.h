@@ -22,7 +22,7 @@ struct Location {
 
 class Variables {
 public:
-    explicit Variables(const Program& program) : m_program(program) {}
+    explicit Variables(const Program& program) : m_program(&program) {}
 
     /// Makes room for a function's variables. Pointers point at the variable before them.
     Frame enter(const Function& function);
@@ -35,7 +35,7 @@ public:
     void store(const Location& location, const Value& value);
 
 private:
-    const Program& m_program;
+    const Program* m_program;
     std::vector<Cell> m_cells;
 };
 
