@@ -26,6 +26,9 @@ struct KernelDeclaration {
     std::vector<Parameter> parameters;
     /// Set when the kernel uses something that compiles but cannot run here; a message for people.
     std::string unsupported;
+    /// Where, as "program_source:LINE:COLUMN"; empty if that is not known.
+    // NOLINTNEXTLINE(readability-redundant-member-init): whoever names the others leaves it out
+    std::string unsupportedAt = {};
 };
 
 /// A global declared `[[function_constant(index)]]`: an external constant in the module.

@@ -11,9 +11,14 @@
 
 namespace compute::metal {
 
-/// `id` is Clang's number of the diagnostic, `message` its text, `source` the program from the
-/// place that it points to.
-std::string advise(unsigned id, const std::string& message, llvm::StringRef source);
+/// The program around the place that a message points to.
+struct SourceText {
+    llvm::StringRef before; ///< from the start of the line
+    llvm::StringRef from;   ///< to the end of the program
+};
+
+/// `id` is Clang's number of the diagnostic, `message` its text.
+std::string advise(unsigned id, const std::string& message, const SourceText& source);
 
 /// The library's own types, as `vec<float, 2>`, by the names that programs use, as `float2`.
 std::string withLanguageNames(std::string message);

@@ -13,7 +13,10 @@
 #include <clang/Basic/DiagnosticParse.h>
 #include <clang/Basic/DiagnosticSema.h>
 #include <clang/Basic/SourceManager.h>
+#include <clang/Lex/Preprocessor.h>
 #include <clang/Sema/Sema.h>
+
+#include <utility>
 
 namespace compute::metal {
 namespace {
@@ -22,6 +25,9 @@ using Level = clang::DiagnosticsEngine::Level;
 
 /// More than anybody reads, and little enough to show in a window.
 constexpr std::size_t largestText = 100'000;
+
+/// So many that those at the end of a long program are not read anyway.
+constexpr unsigned mostWarnings = 20;
 
 /// Notes that list what else the compiler tried. With a library of overloads they bury the error.
 bool isCandidateNote(unsigned id) {
@@ -51,10 +57,23 @@ bool isCandidateNote(unsigned id) {
     }
 }
 
-/// Notes that name an option of the compiler's command line, which nobody here can set.
+/// Notes that name an option of the compiler's command line, which nobody here can set, or that
+/// tell how to keep what a warning is about.
 bool isOptionNote(unsigned id) {
-    return id == clang::diag::note_bracket_depth ||
-           id == clang::diag::note_template_recursion_depth;
+    switch (id) {
+    case clang::diag::note_bracket_depth:
+    case clang::diag::note_template_recursion_depth:
+    case clang::diag::note_empty_body_on_separate_line:
+    case clang::diag::note_condition_assign_silence:
+    case clang::diag::note_condition_assign_to_comparison:
+    case clang::diag::note_equality_comparison_silence:
+    case clang::diag::note_equality_comparison_to_assign:
+    case clang::diag::note_precedence_silence:
+    case clang::diag::note_string_plus_scalar_silence:
+        return true;
+    default:
+        return false;
+    }
 }
 
 bool isInProgram(const clang::SourceManager& sources, clang::SourceLocation location) {
@@ -84,14 +103,18 @@ void formatArgument(clang::DiagnosticsEngine::ArgumentKind kind, std::intptr_t v
     output.append(text.begin(), text.end());
 }
 
-/// The text from the place that a diagnostic points to.
-llvm::StringRef sourceAt(const clang::Diagnostic& diagnostic) {
+/// The line that a diagnostic points to, before and from the place.
+SourceText sourceAt(const clang::Diagnostic& diagnostic) {
     if (!diagnostic.hasSourceManager() || diagnostic.getLocation().isInvalid())
         return {};
-    bool isInvalid = false;
-    const char* text =
-        diagnostic.getSourceManager().getCharacterData(diagnostic.getLocation(), &isInvalid);
-    return isInvalid ? llvm::StringRef() : llvm::StringRef(text);
+    const clang::SourceManager& sources = diagnostic.getSourceManager();
+    const auto [file, offset] = sources.getDecomposedSpellingLoc(diagnostic.getLocation());
+    const auto text = sources.getBufferDataOrNone(file);
+    if (!text || offset > text->size())
+        return {};
+    const llvm::StringRef before = text->take_front(offset);
+    const std::size_t begin = before.rfind('\n') + 1; // 0 when there is none
+    return {before.drop_front(begin), text->drop_front(offset)};
 }
 
 std::string counted(unsigned number, const char* noun) {
@@ -122,6 +145,7 @@ void DiagnosticText::BeginSourceFile(const clang::LangOptions& options,
 }
 
 void DiagnosticText::EndSourceFile() {
+    printPending();
     m_printer.reset();
 }
 
@@ -135,17 +159,74 @@ std::string DiagnosticText::text() const {
 }
 
 void DiagnosticText::HandleDiagnostic(Level level, const clang::Diagnostic& diagnostic) {
+    if (level == Level::Note && m_call && m_call->add(diagnostic))
+        return;
     const clang::SourceLocation location = userLocation(diagnostic);
     const bool wanted = isWanted(level, diagnostic, location);
-    if (level != Level::Note)
+    if (level != Level::Note) {
+        printPending();
         m_lastWasDropped = !wanted;
+    }
     if (!wanted)
         return;
     if (level >= Level::Error)
         m_lastError = location;
     DiagnosticConsumer::HandleDiagnostic(level, diagnostic);
+    printPending();
+    m_pending = messageOf(level, diagnostic, location);
+    m_note = hidingVariable(diagnostic);
+    if (level >= Level::Error && m_sema != nullptr && m_reader == Reader::Programmer)
+        m_call = CallAdvice::about(diagnostic, *m_sema);
+}
+
+void DiagnosticText::printPending() {
+    if (!m_pending)
+        return;
+    if (m_call) {
+        if (std::string text = m_call->message(); !text.empty())
+            m_pending->text = std::move(text);
+        if (const clang::FunctionDecl* function = m_call->declaredBehind())
+            m_note = declarationNote(*function);
+    }
+    m_call.reset();
     if (m_text.size() < largestText)
-        print(level, diagnostic, location);
+        print(*m_pending);
+    m_pending.reset();
+    if (m_note)
+        print(*std::exchange(m_note, std::nullopt));
+}
+
+/// A variable that is called, because it has the name of a function: where it is declared.
+std::optional<DiagnosticText::Message>
+DiagnosticText::hidingVariable(const clang::Diagnostic& diagnostic) const {
+    if (diagnostic.getID() != clang::diag::err_typecheck_call_not_function || m_sema == nullptr ||
+        diagnostic.getNumRanges() == 0)
+        return std::nullopt;
+    const clang::SourceManager& sources = diagnostic.getSourceManager();
+    llvm::SmallString<32> buffer;
+    const llvm::StringRef name = m_sema->PP.getSpelling(
+        sources.getSpellingLoc(diagnostic.getRanges().front().getBegin()), buffer);
+    const auto* identifier = m_sema->Context.Idents.find(name) == m_sema->Context.Idents.end()
+                                 ? nullptr
+                                 : &m_sema->Context.Idents.get(name);
+    if (identifier == nullptr)
+        return std::nullopt;
+    for (const clang::DeclContext* context = m_sema->CurContext; context != nullptr;
+         context = context->getParent()) {
+        if (context->isTransparentContext() || context->isFunctionOrMethod())
+            continue;
+        for (const clang::NamedDecl* found : context->lookup(identifier))
+            if (isInProgram(sources, found->getLocation()))
+                return declarationNote(*found);
+    }
+    return std::nullopt;
+}
+
+DiagnosticText::Message DiagnosticText::declarationNote(const clang::NamedDecl& declaration) const {
+    return {Level::Note,
+            "'" + declaration.getNameAsString() + "' declared here",
+            clang::FullSourceLoc(declaration.getLocation(), m_sema->SourceMgr),
+            {}};
 }
 
 bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
@@ -159,6 +240,11 @@ bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
                location.isValid();
     if (level >= Level::Error && location.isValid() && location == m_lastError)
         return false; // what follows from an error is said at the same place
+    if (isRepeated(diagnostic))
+        return false;
+    if (level == Level::Warning && isInProgram(diagnostic.getSourceManager(), location) &&
+        ++m_warnings > mostWarnings)
+        return false;
     if (diagnostic.getID() == clang::diag::warn_unknown_attribute_ignored) {
         llvm::SmallString<64> message;
         diagnostic.FormatDiagnostic(message);
@@ -172,6 +258,15 @@ bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
         return !llvm::StringRef(message).starts_with("'threadgroup'"); // where a cast points
     }
     return true;
+}
+
+/// A name that nobody knows is missing wherever it is used; once is enough.
+bool DiagnosticText::isRepeated(const clang::Diagnostic& diagnostic) {
+    if (diagnostic.getID() != clang::diag::err_undeclared_var_use)
+        return false;
+    llvm::SmallString<64> message;
+    diagnostic.FormatDiagnostic(message);
+    return !m_unknownNames.insert(std::string(message)).second;
 }
 
 /// Where the person who wrote the program can do something about it; invalid if nowhere.
@@ -207,27 +302,35 @@ DiagnosticText::instantiationInProgram(const clang::SourceManager& sources) cons
     return {};
 }
 
-void DiagnosticText::print(Level level, const clang::Diagnostic& diagnostic,
-                           clang::SourceLocation location) {
+DiagnosticText::Message DiagnosticText::messageOf(Level level, const clang::Diagnostic& diagnostic,
+                                                  clang::SourceLocation location) const {
     llvm::SmallString<256> formatted;
     diagnostic.FormatDiagnostic(formatted);
-    std::string message = advise(diagnostic.getID(), std::string(formatted), sourceAt(diagnostic));
+    Message message{
+        level, advise(diagnostic.getID(), std::string(formatted), sourceAt(diagnostic)), {}, {}};
     const llvm::StringRef option =
         clang::DiagnosticIDs::getWarningOptionForDiag(diagnostic.getID());
     if (level == Level::Warning && !option.empty())
-        message += (" [-W" + option + "]").str();
-    if (m_printer == nullptr || !diagnostic.hasSourceManager()) {
-        clang::TextDiagnostic::printDiagnosticLevel(m_stream, level, false);
-        m_stream << message << '\n';
-        return;
-    }
-    llvm::SmallVector<clang::CharSourceRange, 4> ranges;
+        message.text += (" [-W" + option + "]").str();
+    if (!diagnostic.hasSourceManager())
+        return message;
+    message.location = clang::FullSourceLoc(location, diagnostic.getSourceManager());
     for (const clang::CharSourceRange& range : diagnostic.getRanges())
         if (isInProgram(diagnostic.getSourceManager(), range.getBegin()) &&
             isInProgram(diagnostic.getSourceManager(), range.getEnd()))
-            ranges.push_back(range);
-    m_printer->emitDiagnostic(clang::FullSourceLoc(location, diagnostic.getSourceManager()), level,
-                              message, ranges, {}, &diagnostic);
+            message.ranges.push_back(range);
+    return message;
+}
+
+void DiagnosticText::print(const Message& message) {
+    if (m_printer == nullptr || !message.location.hasManager()) {
+        clang::TextDiagnostic::printDiagnosticLevel(m_stream, message.level, false);
+        m_stream << message.text << '\n';
+        return;
+    }
+    llvm::SmallVector<clang::CharSourceRange, 4> ranges(message.ranges.begin(),
+                                                        message.ranges.end());
+    m_printer->emitDiagnostic(message.location, message.level, message.text, ranges, {});
 }
 
 } // namespace compute::metal

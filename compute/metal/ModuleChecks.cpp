@@ -3,11 +3,13 @@
 #include "compute/metal/ModuleChecks.h"
 
 #include "compute/metal/AddressSpaces.h"
+#include "compute/metal/Language.h"
 
 #include <clang/AST/Decl.h>
 #include <clang/AST/GlobalDecl.h>
 #include <clang/CodeGen/ModuleBuilder.h>
 #include <clang/Sema/Sema.h>
+#include <llvm/ADT/DenseMap.h>
 #include <llvm/ADT/SCCIterator.h>
 #include <llvm/ADT/SmallPtrSet.h>
 #include <llvm/Analysis/CallGraph.h>
@@ -113,27 +115,37 @@ public:
                 report(variable, "variable '%0' is used but not defined");
     }
 
-    /// What a kernel uses, directly or not, that cannot run here; empty if nothing.
-    std::string unsupportedIn(const llvm::Function& kernel) const {
+    /// Says what a kernel uses, directly or not, that cannot run here, and where.
+    void findUnsupported(const llvm::Function& kernel,
+                         kernel::KernelDeclaration& declaration) const {
         llvm::SmallPtrSet<const llvm::Function*, 32> seen{&kernel};
         std::vector<const llvm::Function*> waiting{&kernel};
+        // The line of the program by which each is reached: what the library does has none.
+        llvm::DenseMap<const llvm::Function*, unsigned> lines;
         while (!waiting.empty()) {
             const llvm::Function& function = *waiting.back();
             waiting.pop_back();
+            const unsigned line = lines.lookup(&function);
+            const auto refuse = [&](const llvm::Twine& reason) {
+                declaration.unsupported = reason.str();
+                if (line > 0)
+                    declaration.unsupportedAt = placeOnLine(line);
+            };
             if (function.getName().starts_with(unsupportedPrefix))
-                return ("'" + function.getName().drop_front(unsupportedPrefix.size()) +
-                        "' is not supported")
-                    .str();
+                return refuse("'" + function.getName().drop_front(unsupportedPrefix.size()) +
+                              "' is not supported");
             for (const llvm::BasicBlock& block : function)
                 for (const llvm::Instruction& instruction : block)
                     for (const llvm::Use& operand : instruction.operands())
                         if (isShared(*operand.get()))
-                            return "threadgroup memory is not supported";
+                            return refuse("threadgroup memory is not supported");
                         else if (const auto* used = llvm::dyn_cast<llvm::Function>(operand.get()))
-                            if (seen.insert(used).second)
+                            if (seen.insert(used).second) {
+                                const llvm::DebugLoc& place = instruction.getDebugLoc();
+                                lines[used] = place && place.getLine() > 0 ? place.getLine() : line;
                                 waiting.push_back(used);
+                            }
         }
-        return {};
     }
 
     std::string symbol(const clang::NamedDecl& declaration) {
@@ -160,6 +172,19 @@ public:
     }
 
 private:
+    /// Instructions know their line only; its first word is near enough.
+    std::string placeOnLine(unsigned line) const {
+        const clang::SourceManager& sources = m_sema.SourceMgr;
+        const clang::SourceLocation begin =
+            sources.translateLineCol(sources.getMainFileID(), line, 1);
+        const llvm::StringRef text =
+            sources.getBufferData(sources.getMainFileID())
+                .drop_front(begin.isValid() ? sources.getFileOffset(begin) : 0);
+        const std::size_t blanks = text.size() - text.ltrim(" \t").size();
+        return std::string(metal::sourceName) + ":" + std::to_string(line) + ":" +
+               std::to_string(begin.isValid() ? blanks + 1 : 1);
+    }
+
     static void normaliseInstruction(llvm::Instruction& instruction) {
         if (llvm::isa<llvm::UnreachableInst>(instruction)) {
             returnNothing(instruction);
@@ -259,7 +284,7 @@ void finishModule(clang::Sema& sema, clang::CodeGenerator& generator, const Refl
         declaration.symbol = finisher.symbol(*each.function);
         const llvm::Function* function = module.getFunction(declaration.symbol);
         if (function != nullptr && declaration.unsupported.empty())
-            declaration.unsupported = finisher.unsupportedIn(*function);
+            finisher.findUnsupported(*function, declaration);
         program.kernels.push_back(std::move(declaration));
     }
     finisher.checkUndefined(program.constants);

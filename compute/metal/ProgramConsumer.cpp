@@ -5,6 +5,7 @@
 #include "compute/metal/ConstantOperands.h"
 #include "compute/metal/DiagnosticText.h"
 #include "compute/metal/InputLimits.h"
+#include "compute/metal/LikelyMistakes.h"
 #include "compute/metal/ModuleChecks.h"
 #include "compute/metal/Restrictions.h"
 #include "compute/metal/Stop.h"
@@ -113,6 +114,7 @@ void ProgramConsumer::HandleTranslationUnit(clang::ASTContext& context) {
     const Reflection reflection = reflect(*m_sema, m_topLevel);
     if (hasErrors())
         return;
+    warnOfLikelyMistakes(*m_sema, m_topLevel);
     hideUndefinedOperands(*m_sema, m_topLevel);
     generate(context, reflection);
 }

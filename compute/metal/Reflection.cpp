@@ -3,6 +3,7 @@
 #include "compute/metal/Reflection.h"
 
 #include "compute/metal/Attributes.h"
+#include "compute/metal/Language.h"
 
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
@@ -205,7 +206,7 @@ public:
         std::vector<clang::ParmVarDecl*> unplaced;
         m_result.parameters.resize(m_function.getNumParams());
         for (unsigned i = 0; i < m_function.getNumParams(); ++i)
-            readParameter(i);
+            readLocatedParameter(i);
         for (unsigned i : m_withoutIndex)
             placeParameter(i);
         return std::move(m_result);
@@ -219,6 +220,18 @@ private:
                         (*annotation->args_begin())->IgnoreParenImpCasts()))
                     return text->getString().str();
         return m_function.getQualifiedNameAsString();
+    }
+
+    void readLocatedParameter(unsigned number) {
+        readParameter(number);
+        if (m_result.unsupported.empty() || !m_result.unsupportedAt.empty())
+            return;
+        const clang::PresumedLoc place =
+            m_sema.SourceMgr.getPresumedLoc(m_function.getParamDecl(number)->getLocation());
+        if (place.isValid())
+            m_result.unsupportedAt = std::string(sourceName) + ":" +
+                                     std::to_string(place.getLine()) + ":" +
+                                     std::to_string(place.getColumn());
     }
 
     void readParameter(unsigned number) {

@@ -13,6 +13,13 @@ using platform::Result;
 
 namespace {
 
+/// Why a kernel cannot run, as the compiler would say it; empty when it can.
+std::string reasonAgainst(const kernel::KernelDeclaration& declaration) {
+    if (declaration.unsupportedAt.empty())
+        return declaration.unsupported;
+    return declaration.unsupportedAt + ": error: " + declaration.unsupported;
+}
+
 class CompiledLibrary final : public Library {
 public:
     CompiledLibrary(kernel::Program program, std::shared_ptr<const host::HostBackend> backend)
@@ -23,7 +30,7 @@ public:
         wire.reserve(m_program.kernels.size());
         for (const kernel::KernelDeclaration& declaration : m_program.kernels)
             wire.push_back(
-                {declaration.name, onTheWire(declaration.parameters), declaration.unsupported});
+                {declaration.name, onTheWire(declaration.parameters), reasonAgainst(declaration)});
         return wire;
     }
     const std::string& warnings() const override { return m_program.warnings; }
