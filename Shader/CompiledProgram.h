@@ -17,6 +17,8 @@ namespace starloom {
 struct CompiledProgram {
     /// What the compile log says.
     std::string log;
+    /// What else the compiler says, in its own form: warnings, and why a stage has no kernel.
+    std::string remarks;
     /// Whether every stage that the program has got its kernel.
     bool isComplete = true;
     /// The program itself, and how many lines stand before it in the text that the device compiled.

@@ -2,10 +2,10 @@
 // Part of Starloom 42.
 //
 // `starloom compile`: what the compiler says about a program, on standard output.
-#include "SL42/builder/Assembly.h"
-#include "SL42/builder/ReadableLog.h"
+#include "SL42/builder/Preprocessor.h"
 #include "SL42/offline/OfflineConsole.h"
 #include "cli/Command.h"
+#include "cli/OpenConsole.h"
 #include "cli/Source.h"
 #include "gpu/WaitFor.h"
 
@@ -33,26 +33,26 @@ void printLog(const std::string& log) {
 }
 
 ExitStatus compileProgram(const std::shared_ptr<gpu::Device>& device, const Source& source,
-                          const CompileOptions& options) {
-    const starloom::OfflineConsole console(device, source.title, source.text);
-    const std::string name = options.file == "-" ? source.title : options.file;
-    printLog(options.log ? console.compileLog()
-                         : starloom::readableLog(console.compileLog(), name,
-                                                 starloom::linesBeforeProgram()));
-    if (!console.hasError() && !console.isComplete())
-        std::cerr << console.diagnostics(); // here the device's reason stands, not in the log
+                          const std::string& name, const CompileOptions& options) {
+    starloom::OfflineConsole console(device, source.title, source.text);
+    printLog(options.log ? console.compileLog() : messagesAbout(console, source.text, name));
     return console.isComplete() && !console.hasError() ? ExitStatus::Success : ExitStatus::Failure;
 }
 
 ExitStatus compile(const CompileOptions& options, const Session& session) {
-    const auto source = options.plain ? readSource(options.file) : readProgram(options.file);
+    const auto source = readSource(options.file);
     if (!source)
         return fail(source.error().message);
+    const std::string name = nameOf(options.file, *source);
+    if (const auto bad = starloom::findBadMusic(source->text); bad && !options.plain) {
+        std::cout << name << ":" << bad->line << ":1: error: " << bad->reason << "\n";
+        return ExitStatus::Failure;
+    }
     const auto device = session.openDevice();
     if (!device)
         return ExitStatus::Failure;
     return options.plain ? compilePlain(*device, *source)
-                         : compileProgram(device, *source, options);
+                         : compileProgram(device, *source, name, options);
 }
 
 } // namespace

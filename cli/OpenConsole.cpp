@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "cli/OpenConsole.h"
 
+#include "SL42/builder/Assembly.h"
+#include "SL42/builder/CompilerMessages.h"
 #include "cli/Source.h"
 
 #include <chrono>
@@ -30,15 +32,24 @@ std::unique_ptr<starloom::OfflineConsole> openConsole(const std::string& file,
     auto console = std::make_unique<starloom::OfflineConsole>(device, source->title, source->text,
                                                               session.listener());
     if (!console->isComplete()) {
-        std::cerr << (console->hasError() ? console->compileLog() : console->diagnostics());
+        std::cerr << messagesAbout(*console, source->text, nameOf(file, *source));
         return nullptr;
     }
-    std::cerr << console->engine().warnings().get();
+    std::cerr << messagesAbout(*console, source->text, nameOf(file, *source));
     if (const std::string& fault = console->engine().fault().get(); !fault.empty()) {
         fail(fault);
         return nullptr;
     }
     return console;
+}
+
+std::string messagesAbout(starloom::OfflineConsole& console, const std::string& source,
+                          const std::string& file) {
+    const std::string& log = console.compileLog();
+    return starloom::readableMessages(
+        starloom::messagesIn(log + "\n" + console.engine().remarks().get(),
+                             starloom::spanOf(source)),
+        file);
 }
 
 } // namespace cli

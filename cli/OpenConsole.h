@@ -22,4 +22,8 @@ std::shared_ptr<gpu::Device> openDevice(const Session& session, double timeLimit
 std::unique_ptr<starloom::OfflineConsole> openConsole(const std::string& file,
                                                       const Session& session, double timeLimit);
 
+/// What there is to say about the console's program, `source`, as people and editors read it.
+std::string messagesAbout(starloom::OfflineConsole& console, const std::string& source,
+                          const std::string& file);
+
 } // namespace cli

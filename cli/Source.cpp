@@ -65,6 +65,10 @@ Result<Source> readProgram(const std::string& path) {
     return source;
 }
 
+std::string nameOf(const std::string& path, const Source& source) {
+    return path == "-" ? source.title : path;
+}
+
 Result<Source> readDocumentSource(const std::string& path) {
     if (path != "-")
         return Source{fs::path(path).stem().string(), SL42_TRY(starloom::readDocument(path))};

@@ -29,6 +29,9 @@ platform::Result<Source> readSource(const std::string& path);
 /// too.
 platform::Result<Source> readProgram(const std::string& path);
 
+/// What messages about a source call it: the path as it was given, or the standard input.
+std::string nameOf(const std::string& path, const Source& source);
+
 /// The same as readSource(), but stops the program when it is not a document.
 platform::Result<Source> readDocumentSource(const std::string& path);
 

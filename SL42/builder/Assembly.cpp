@@ -3,6 +3,7 @@
 #include "SL42/builder/Assembly.h"
 
 #include "SL42/prelude/ShaderStrings.h"
+#include "platform/Lines.h"
 
 #include <algorithm>
 
@@ -30,6 +31,10 @@ std::string assembleProgram(std::string_view source, const PreprocessedSource& p
 std::size_t linesBeforeProgram() {
     const std::string& header = SharedShaderStrings::standardProcessingHeader();
     return static_cast<std::size_t>(std::count(header.begin(), header.end(), '\n'));
+}
+
+ProgramSpan spanOf(std::string_view source) {
+    return {.before = linesBeforeProgram(), .count = platform::linesOf(source).size()};
 }
 
 } // namespace starloom

@@ -4,6 +4,7 @@
 // From a program to the text that the device compiles.
 #pragma once
 
+#include "SL42/builder/CompilerMessages.h"
 #include "SL42/builder/Preprocessor.h"
 
 #include <cstddef>
@@ -18,5 +19,8 @@ std::string assembleProgram(std::string_view source, const PreprocessedSource& p
 
 /// How many lines of that text stand before the program's first one.
 std::size_t linesBeforeProgram();
+
+/// Where the program stands in that text.
+ProgramSpan spanOf(std::string_view source);
 
 } // namespace starloom

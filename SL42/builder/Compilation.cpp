@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/builder/Compilation.h"
 
+#include "SL42/builder/CompilerMessages.h"
+
 #include <utility>
 
 namespace starloom {
@@ -46,8 +48,10 @@ Compilation::Compilation(std::shared_ptr<gpu::Device> device, platform::MainQueu
 // All kernels compile at the same time, the one that takes longest first.
 void Compilation::take(gpu::Result<std::shared_ptr<gpu::Library>> library) {
     m_pendingLibrary.reset();
-    if (library)
+    if (library) {
         m_library = *library;
+        m_remarks = m_library->warnings();
+    }
     const std::string cause = library ? std::string() : m_cause();
     for (Kernel* kernel : {&m_video, &m_cpu, &m_audio}) {
         if (!kernel->wanted) {
@@ -70,6 +74,7 @@ void Compilation::start(Kernel& kernel) {
             m_log.line(function.error().message);
         kernel.isDone = true;
         kernel.message = std::string("Couldn't find ") + kernel.name + " function\n";
+        addReason(kernel, function.error().message);
         return;
     }
     kernel.pending = ComputeShader::create(*m_device, *function,
@@ -89,7 +94,16 @@ void Compilation::take(Kernel& kernel, const gpu::Result<std::shared_ptr<Compute
         m_log.line(shader.error().message);
         kernel.message =
             std::string("Failed to create ") + kernel.name + " compute pipeline state\n";
+        addReason(kernel, shader.error().message);
     }
+}
+
+// The log itself has the place in the program, if there is one.
+void Compilation::addReason(Kernel& kernel, const std::string& reason) {
+    if (placeIn(reason, 0))
+        kernel.message += reason + "\n";
+    else
+        m_remarks += "error: " + reason + "\n";
 }
 
 void Compilation::finishIfDone() {
@@ -98,6 +112,7 @@ void Compilation::finishIfDone() {
     CompiledProgram program;
     program.cpu = m_cpu.shader;
     program.audio = m_audio.shader;
+    program.remarks = std::move(m_remarks);
     for (const Kernel* kernel : {&m_cpu, &m_video, &m_audio}) {
         if (!kernel->wanted)
             continue;

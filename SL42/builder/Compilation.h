@@ -50,6 +50,7 @@ private:
     void take(gpu::Result<std::shared_ptr<gpu::Library>> library);
     void start(Kernel& kernel);
     void take(Kernel& kernel, const gpu::Result<std::shared_ptr<ComputeShader>>& shader);
+    void addReason(Kernel& kernel, const std::string& reason);
     void finishIfDone();
 
     std::shared_ptr<gpu::Device> m_device;
@@ -61,6 +62,7 @@ private:
     Kernel m_video;
     Kernel m_audio;
     Finished m_finished;
+    std::string m_remarks;
     platform::MainQueueAnchor m_anchor;
     gpu::Pending m_pendingLibrary;
 };

@@ -53,8 +53,9 @@ void ProgramBuilder::finish(CompiledProgram program, std::string warnings) {
     m_compilation.reset();
     const std::string source = program.source;
     std::string log = program.log;
+    std::string remarks = program.remarks;
     m_client.compiled(std::move(program));
-    publish(source, std::move(log), std::move(warnings));
+    publish(source, std::move(log), std::move(warnings), std::move(remarks));
 }
 
 bool ProgramBuilder::refuse(const std::string& source) {
@@ -68,13 +69,21 @@ bool ProgramBuilder::refuse(const std::string& source) {
     return true;
 }
 
-void ProgramBuilder::publish(const std::string& source, std::string log, std::string warnings) {
-    m_anchor.async([this, source = source, log = std::move(log), warnings = std::move(warnings)] {
-        m_warnings.set(warnings);
-        m_error.set(warnings + log);
-        m_log.line("Error: " + warnings + log);
-        m_hasError.set(log.find("failed") != log.npos); // whatever a warning quotes
-        m_client.published(source, m_hasError.get());
+void ProgramBuilder::publish(const std::string& source, std::string log, std::string warnings,
+                             std::string remarks) {
+    struct News {
+        std::string source, log, warnings, remarks;
+    };
+    auto news = std::make_shared<News>(
+        News{source, std::move(log), std::move(warnings), std::move(remarks)});
+    m_anchor.async([this, news = std::move(news)] {
+        const std::string log = news->warnings + news->log;
+        m_warnings.set(news->warnings);
+        m_remarks.set(news->remarks);
+        m_error.set(log);
+        m_log.line("Error: " + log);
+        m_hasError.set(news->log.find("failed") != log.npos); // whatever a warning quotes
+        m_client.published(news->source, m_hasError.get());
     });
 }
 

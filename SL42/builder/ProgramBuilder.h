@@ -60,12 +60,16 @@ public:
     /// What that log begins with when the program's entry functions are not spelt as they must be:
     /// a line for each.
     const platform::Published<std::string>& warnings() const { return m_warnings; }
+    /// What the compiler says beside that log, in the same form: warnings, and why a stage has no
+    /// kernel.
+    const platform::Published<std::string>& remarks() const { return m_remarks; }
 
 private:
     void start(const std::string& source, const PreprocessedSource& preprocessed,
                const gpu::FunctionConstantValues& videoConstants, std::string warnings);
     void finish(CompiledProgram program, std::string warnings);
-    void publish(const std::string& source, std::string log, std::string warnings = {});
+    void publish(const std::string& source, std::string log, std::string warnings = {},
+                 std::string remarks = {});
 
     std::shared_ptr<gpu::Device> m_device;
     platform::MainQueue& m_mainQueue;
@@ -77,6 +81,7 @@ private:
     platform::Published<std::string> m_error;
     platform::Published<bool> m_hasError;
     platform::Published<std::string> m_warnings;
+    platform::Published<std::string> m_remarks;
     /// The newest program on its way; null when it has arrived.
     std::unique_ptr<Compilation> m_compilation;
     platform::MainQueueAnchor m_anchor;

@@ -120,6 +120,8 @@ public:
     const platform::Published<bool>& hasError() const { return m_builder.hasError(); }
     /// The lines of that log about entry functions that are not spelt as they must be.
     const platform::Published<std::string>& warnings() const { return m_builder.warnings(); }
+    /// What the compiler says beside that log: warnings, and why a stage has no kernel.
+    const platform::Published<std::string>& remarks() const { return m_builder.remarks(); }
     /// What the program did wrong while it ran and what is shown now, in one line; empty when there
     /// was nothing. It begins with the line of the program where that is known.
     const platform::Published<std::string>& fault() const { return m_machine.fault(); }

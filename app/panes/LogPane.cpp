@@ -25,11 +25,14 @@ LogPane::LogPane(GoTo goTo)
     viewport()->setMouseTracking(true);
 }
 
-void LogPane::setLog(const std::string& fault, const std::string& log,
-                     const starloom::BlankLead& lead) {
-    m_lead = lead;
-    m_problems = problemsIn(fault, log, m_preludeLines, lead);
-    setPlainText(QString::fromStdString(fault.empty() ? log : fault + "\n\n" + log));
+void LogPane::setLog(const Contents& contents) {
+    m_lead = contents.lead;
+    std::string log = contents.log;
+    if (!contents.remarks.empty())
+        log += (log.ends_with('\n') ? "" : "\n") + contents.remarks;
+    m_problems = problemsIn(contents.fault, log, starloom::spanOf(contents.source), m_lead);
+    setPlainText(
+        QString::fromStdString(contents.fault.empty() ? log : contents.fault + "\n\n" + log));
     markPositions();
 }
 

@@ -21,9 +21,15 @@ public:
     /// A click on a line with a position in the user's source, or Return on it, runs `goTo`.
     explicit LogPane(GoTo goTo);
 
-    /// `fault` is a line that stands above the log; empty when the program runs. The lines keep
-    /// their own numbers; `lead` is added to the places that they lead to.
-    void setLog(const std::string& fault, const std::string& log, const starloom::BlankLead& lead);
+    /// What there is to say about a program.
+    struct Contents {
+        const std::string& fault;   ///< stands above the log; empty when the program runs
+        const std::string& log;     ///< its lines keep their own numbers
+        const std::string& remarks; ///< what the compiler says beside it, below the log
+        const std::string& source;
+        starloom::BlankLead lead; ///< is added to the places that the lines lead to
+    };
+    void setLog(const Contents& contents);
 
     /// What the log says, in short.
     const std::vector<Problem>& problems() const { return m_problems; }

@@ -3,41 +3,27 @@
 #include "app/panes/LogPosition.h"
 
 #include <charconv>
+#include <climits>
 
 namespace app {
 
-/// The number that stands before a colon at the front of the text, which it is taken off.
-static std::optional<int> takeNumber(std::string_view& text) {
-    int number = 0;
-    const char* const end = text.data() + text.size();
-    const auto parsed = std::from_chars(text.data(), end, number);
-    if (parsed.ec != std::errc() || parsed.ptr == end || *parsed.ptr != ':')
+std::optional<SourcePosition> positionAt(const std::optional<starloom::ProgramPlace>& place) {
+    if (!place || place->line > INT_MAX || place->column > INT_MAX)
         return std::nullopt;
-    text.remove_prefix(static_cast<std::size_t>(parsed.ptr - text.data()) + 1);
-    return number;
+    return SourcePosition{static_cast<int>(place->line), static_cast<int>(place->column)};
 }
 
 std::optional<SourcePosition> positionIn(std::string_view logLine, int preludeLines) {
-    constexpr std::string_view compilers = "program_source:";
     constexpr std::string_view faults = "line ";
-    std::string_view rest = logLine;
-    if (rest.starts_with(faults)) {
-        rest.remove_prefix(faults.size());
-        const auto line = takeNumber(rest);
-        return line && *line > 0 ? std::optional(SourcePosition{*line, 1}) : std::nullopt;
-    }
-    const auto start = rest.find(compilers);
-    if (start == rest.npos)
+    if (!logLine.starts_with(faults))
+        return positionAt(starloom::placeIn(logLine, static_cast<std::size_t>(preludeLines)));
+    logLine.remove_prefix(faults.size());
+    int line = 0;
+    const char* const end = logLine.data() + logLine.size();
+    const auto parsed = std::from_chars(logLine.data(), end, line);
+    if (parsed.ec != std::errc() || parsed.ptr == end || *parsed.ptr != ':' || line <= 0)
         return std::nullopt;
-    rest.remove_prefix(start + compilers.size());
-    const auto line = takeNumber(rest);
-    SourcePosition position;
-    const char* const end = rest.data() + rest.size();
-    if (!line || *line <= preludeLines ||
-        std::from_chars(rest.data(), end, position.column).ec != std::errc())
-        return std::nullopt;
-    position.line = *line - preludeLines;
-    return position;
+    return SourcePosition{line, 1};
 }
 
 } // namespace app

@@ -4,6 +4,7 @@
 // What is wrong with a program, out of the compile log and the fault that stopped it.
 #pragma once
 
+#include "SL42/builder/CompilerMessages.h"
 #include "SL42/document/ProgramText.h"
 #include "app/panes/LogPosition.h"
 
@@ -30,7 +31,7 @@ std::string faultInFile(const std::string& fault, const starloom::BlankLead& lea
 /// Errors first, otherwise in their order; what the compiler only notes beside them is left to the
 /// log. A failure for which the log names no place is one problem without a position. `fault` and
 /// `log` are the console's.
-std::vector<Problem> problemsIn(const std::string& fault, const std::string& log, int preludeLines,
-                                const starloom::BlankLead& lead);
+std::vector<Problem> problemsIn(const std::string& fault, const std::string& log,
+                                const starloom::ProgramSpan& span, const starloom::BlankLead& lead);
 
 } // namespace app

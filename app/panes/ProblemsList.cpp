@@ -47,6 +47,12 @@ std::optional<SourcePosition> ProblemsList::firstPosition() const {
     return found == m_problems.end() ? std::nullopt : found->position;
 }
 
+bool ProblemsList::hasErrors() const {
+    return std::ranges::any_of(m_problems, [](const Problem& problem) {
+        return problem.severity == Problem::Severity::Error;
+    });
+}
+
 void ProblemsList::goToNext() {
     const int size = count();
     for (int step = 1; step <= size; ++step) {

@@ -23,6 +23,7 @@ public:
     void setProblems(std::vector<Problem> problems);
     /// The place of the first problem that has one.
     std::optional<SourcePosition> firstPosition() const;
+    bool hasErrors() const;
     /// Goes to the first problem that has a place, then to the one after it, and around.
     void goToNext();
 

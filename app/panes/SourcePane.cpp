@@ -52,8 +52,10 @@ void SourcePane::show(SourcePosition position) {
         return;
     m_markedLine = position.line;
     QTextCursor cursor(block);
+    // The compiler counts bytes, the cursor characters.
+    const QByteArray before = block.text().toUtf8().left(position.column - 1);
     cursor.movePosition(QTextCursor::Right, QTextCursor::MoveAnchor,
-                        std::clamp(position.column - 1, 0, block.length() - 1));
+                        static_cast<int>(QString::fromUtf8(before).size()));
     setTextCursor(cursor);
     centerCursor();
     QTextEdit::ExtraSelection mark;

@@ -244,10 +244,10 @@ void ConsoleWindow::showProblem() {
         problem = tr("Does not compile; the last good program runs on");
     else if (!fault.isEmpty())
         problem = fault;
-    else if (!engine.warnings().get().empty())
+    else if (!engine.warnings().get().empty() || m_problems->hasErrors())
         problem = tr("Not all of it runs; the log says why");
-    const bool isWrong =
-        engine.hasError().get() || !fault.isEmpty() || !engine.warnings().get().empty();
+    const bool isWrong = engine.hasError().get() || !fault.isEmpty() ||
+                         !engine.warnings().get().empty() || m_problems->hasErrors();
     const auto place = isWrong ? m_problems->firstPosition() : std::nullopt;
     const int lead = engine.blankLead().lines;
     m_overlay->setProgram(engine.source(),
@@ -259,7 +259,11 @@ void ConsoleWindow::showProblem() {
 
 void ConsoleWindow::showLog() {
     const auto& engine = m_console.engine();
-    m_log->setLog(engine.fault().get(), engine.error().get(), engine.blankLead());
+    m_log->setLog({.fault = engine.fault().get(),
+                   .log = engine.error().get(),
+                   .remarks = engine.remarks().get(),
+                   .source = engine.source(),
+                   .lead = engine.blankLead()});
     m_problems->setProblems(m_log->problems());
     m_performer->problems().setProblems(m_log->problems());
 }

@@ -32,17 +32,19 @@ TEST(Problems, ComeFromTheLogErrorsFirst) {
     const std::vector<Problem> expected{
         {Severity::Error, SourcePosition{7, 1}, "It hangs: in a loop"},
         {Severity::Error, SourcePosition{3, 11}, "no 'x: error: y' here"},
-        {Severity::Error, SourcePosition{4, 3}, "'poke32' cannot be used with 'float2'"},
+        {Severity::Error, SourcePosition{4, 3},
+         "'poke32' is for values of 4 bytes, and a 'float2' has 8; write poke64"},
         {Severity::Warning, SourcePosition{5, 4}, "unused"}};
     // Two blank lines and two blanks stand before the program in the user's file.
-    EXPECT_EQ(problemsIn("line 5: It hangs: in a loop", log, 100, {.lines = 2, .columns = 2}),
+    EXPECT_EQ(problemsIn("line 5: It hangs: in a loop", log, {.before = 100, .count = 9},
+                         {.lines = 2, .columns = 2}),
               expected);
     EXPECT_EQ(faultInFile("line 5: It hangs", {.lines = 2, .columns = 2}), "line 7: It hangs");
     EXPECT_EQ(faultInFile("It hangs", {.lines = 2, .columns = 2}), "It hangs");
-    EXPECT_EQ(problemsIn("", "Failed to create fx compute pipeline state", 100, {}),
+    EXPECT_EQ(problemsIn("", "Failed to create fx compute pipeline state", {.before = 100}, {}),
               (std::vector<Problem>{
                   {Severity::Error, std::nullopt, "Failed to create fx compute pipeline state"}}));
-    EXPECT_TRUE(problemsIn("", "", 100, {}).empty());
+    EXPECT_TRUE(problemsIn("", "", {.before = 100}, {}).empty());
 }
 
 TEST(LogPosition, LeadsFromTheLogToTheSource) {
