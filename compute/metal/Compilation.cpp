@@ -150,7 +150,8 @@ platform::Result<kernel::Program> compile(std::string_view source, Library libra
     program.context = std::make_unique<llvm::LLVMContext>();
     DiagnosticText diagnostics;
     CompileAction action(program, stop);
-    run(action, {sourceFileName, source}, diagnostics, library);
+    const std::string text = translateMathPragmas(source);
+    run(action, {sourceFileName, text}, diagnostics, library);
     if (diagnostics.hasErrors() || program.module == nullptr)
         return platform::Error{diagnostics.text()};
     program.warnings = diagnostics.text();

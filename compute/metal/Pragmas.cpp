@@ -111,7 +111,45 @@ private:
     clang::Preprocessor& m_preprocessor;
 };
 
+/// Empty for what is no pragma about numbers.
+std::string mathPragma(llvm::StringRef line) {
+    const auto take = [&](llvm::StringRef word) {
+        line = line.ltrim(" \t");
+        return line.consume_front(word);
+    };
+    if (!take("#") || !take("pragma") || !take("METAL") || !take("fp"))
+        return {};
+    const bool isMode = take("math_mode");
+    if (!isMode && !take("contract"))
+        return {};
+    if (!take("("))
+        return {};
+    const llvm::StringRef value = line.split(')').first.trim(" \t");
+    if (isMode && value == "safe")
+        return "#pragma clang fp reassociate(off) reciprocal(off)";
+    if (isMode && (value == "relaxed" || value == "fast"))
+        return "#pragma clang fp reassociate(on) reciprocal(on)";
+    if (!isMode && (value == "off" || value == "on" || value == "fast"))
+        return ("#pragma clang fp contract(" + value + ")").str();
+    return {};
+}
+
 } // namespace
+
+std::string translateMathPragmas(std::string_view source) {
+    std::string result;
+    result.reserve(source.size());
+    for (llvm::StringRef rest(source); !rest.empty();) {
+        const std::size_t length = std::min(rest.find('\n'), rest.size());
+        const llvm::StringRef line = rest.take_front(length);
+        const std::string meaning = line.contains("METAL") ? mathPragma(line) : std::string();
+        result += meaning.empty() ? line.str() : meaning;
+        if (length < rest.size())
+            result += '\n';
+        rest = rest.drop_front(std::min(length + 1, rest.size()));
+    }
+    return result;
+}
 
 void guardPragmas(clang::Preprocessor& preprocessor) {
     preprocessor.addPPCallbacks(std::make_unique<PragmaGuard>(preprocessor));

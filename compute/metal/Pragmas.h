@@ -5,6 +5,9 @@
 // crash it on purpose, load modules or attach attributes to whatever follows.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 namespace clang {
 class Preprocessor;
 } // namespace clang
@@ -16,5 +19,9 @@ namespace compute::metal {
 /// free, but not the operator _Pragma(), because there a macro of the program may have expanded to
 /// it.
 void guardPragmas(clang::Preprocessor& preprocessor);
+
+/// The text with `#pragma METAL fp math_mode(safe)` and `fp contract(off)` as Clang says them. They
+/// hold to the end of the block, or of the text. No line moves.
+std::string translateMathPragmas(std::string_view source);
 
 } // namespace compute::metal

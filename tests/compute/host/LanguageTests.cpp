@@ -171,6 +171,31 @@ template [[host_name("k")]] [[kernel]] void many<float, 2>(device float*, consta
     template [[host_name(name), visible]] [[kernel]] decltype(f<__VA_ARGS__>) f<__VA_ARGS__>;
 INSTANTIATE("other" "_" "5", many, int, 5))",
      {6, 2, 3, 1}},
+    {"MathModes",
+     R"(
+#pragma METAL fp math_mode(safe)
+float kahan(float small, int n) {
+    float sum = 0, lost = 0;
+    for (int i = 0; i < n; ++i) {
+        float y = (i == 0 ? 1.0f : small) - lost;
+        float t = sum + y;
+        lost = (t - sum) - y;
+        sum = t;
+    }
+    return sum;
+}
+float contracted(float a, float b, float c) {
+#pragma METAL fp contract(off)
+    return a * b + c;
+}
+#pragma METAL fp math_mode(fast)
+float undone(float a, float b) { return (a + b) - a; }
+kernel void k(device float* out, constant float4& c) {
+    out[0] = kahan(5e-8f * c.x, 40) > 1.0f;
+    out[1] = contracted(1.0f + 0x1p-12f * c.x, 1.0f + 0x1p-12f, -(1.0f + 0x1p-11f));
+    out[2] = undone(1e8f * c.x, 1);
+})",
+     {1, 0, 1}},
 };
 
 class ProgramsOfTheLanguage : public testing::TestWithParam<Case> {};
