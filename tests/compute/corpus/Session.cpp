@@ -85,9 +85,11 @@ private:
     std::map<std::uint32_t, RegionVector<compute::TextureView>> m_views;
 };
 
-/// The name of the first parameter that the job has nothing for.
+/// The name of the first parameter that the kernel uses and the job has nothing for.
 std::optional<std::string> unbound(const compute::Kernel& kernel, const Job& job) {
     for (const compute::Parameter& p : kernel.description().parameters) {
+        if (p.access == compute::Access::None)
+            continue;
         if (p.kind == compute::ParameterKind::Buffer && !job.buffers.contains(p.index))
             return p.name;
         if (p.kind == compute::ParameterKind::Texture && !job.images.contains(p.index))
