@@ -8,7 +8,8 @@
 //     constant INDEX TYPE BYTES                        a function constant; bytes in hexadecimal
 //     buffer INDEX BYTES
 //     texture INDEX KIND FORMAT WIDTH HEIGHT DEPTH LEVELS BYTES
-//     sampler ..., argument_buffer ...                 cannot be made yet
+//     sampler INDEX FILTER ADDRESS
+//     argument_buffer INDEX MEMBER...                  bytes, or @N for a pointer to buffer N
 //     run NAME WIDTH HEIGHT DEPTH WIDTH HEIGHT DEPTH   grid, threadgroup; "-": the first kernel
 //     go WIDTH...                                      runs all of that at these SIMD widths
 //
@@ -72,8 +73,9 @@ compute::ConstantValue constantFrom(std::istream& words) {
 }
 
 corpus::Image imageFrom(std::istream& words) {
-    constexpr std::array<std::string_view, 5> names{"r8unorm", "rg8unorm", "rgba8unorm",
-                                                    "rgba16float", "rgba32float"};
+    constexpr std::array<std::string_view, 12> names{
+        "r8unorm", "rg8unorm",  "rgba8unorm", "rgba16float", "rgba32float", "depth32float",
+        "r8uint",  "rgba8uint", "r32uint",    "r32sint",     "rgba32uint",  "rgba32sint"};
     corpus::Image image;
     std::string format;
     words >> image.kind >> format >> image.size.width >> image.size.height >> image.size.depth >>
@@ -85,6 +87,32 @@ corpus::Image imageFrom(std::istream& words) {
         image.format = static_cast<compute::PixelFormat>(found - names.begin());
     image.pixels = bytesFrom(words);
     return image;
+}
+
+compute::SamplerRecord samplerFrom(std::istream& words) {
+    constexpr std::array<std::string_view, 5> modes{"clamp_to_zero", "clamp_to_edge", "repeat",
+                                                    "mirrored_repeat", "clamp_to_border"};
+    std::string filter;
+    std::string address;
+    words >> filter >> address;
+    compute::Sampler s;
+    s.minFilter = s.magFilter =
+        filter == "linear" ? compute::Filter::Linear : compute::Filter::Nearest;
+    const auto mode =
+        static_cast<compute::AddressMode>(std::ranges::find(modes, address) - modes.begin());
+    s.sAddress = s.tAddress = s.rAddress = mode;
+    return recordOf(s);
+}
+
+/// "@3" is a pointer to buffer 3.
+std::vector<corpus::Member> membersFrom(std::istream& words) {
+    std::vector<corpus::Member> result;
+    for (std::string word; words >> word;)
+        if (word[0] == '@')
+            result.push_back({static_cast<std::uint32_t>(std::stoul(word.substr(1))), {}});
+        else
+            result.push_back({std::nullopt, bytesOf(word)});
+    return result;
 }
 
 corpus::Dispatch dispatchFrom(std::istream& words) {
@@ -136,8 +164,10 @@ int main() {
             job.images[index] = imageFrom(words);
         else if (word == "run")
             job.dispatches.push_back(dispatchFrom(words));
-        else if (word == "sampler" || word == "argument_buffer")
-            job.beyond = "a " + word;
+        else if (word == "sampler" && words >> index)
+            job.samplers[index] = samplerFrom(words);
+        else if (word == "argument_buffer" && words >> index)
+            job.argumentBuffers[index] = membersFrom(words);
         else if (word == "go")
             run(std::exchange(job, {}), words);
     }

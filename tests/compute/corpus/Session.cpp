@@ -5,6 +5,7 @@
 #include "compute/host/HostBackend.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <sstream>
 
@@ -30,6 +31,9 @@ const compute::host::HostBackend& backendOf(unsigned width) {
     return made;
 }
 
+constexpr std::array<std::string_view, 7> kinds{"1d",   "2d",      "2d_array", "3d",
+                                                "cube", "depth2d", "buffer"};
+
 std::uint32_t halved(std::uint32_t extent, std::uint32_t level) {
     return std::max(1u, extent >> level);
 }
@@ -42,6 +46,11 @@ public:
             m_buffers[index].assign(bytes.begin(), bytes.end());
         for (const auto& [index, image] : job.images)
             add(index, image);
+        for (const auto& [index, sampler] : job.samplers)
+            m_samplers[index] = {sampler};
+        for (const auto& [index, members] : job.argumentBuffers)
+            for (const Member& member : members)
+                append(m_buffers[index], member);
     }
 
     compute::Bindings bindings() {
@@ -50,6 +59,8 @@ public:
             result.buffers[index] = bytes.data();
         for (const auto& [index, view] : m_views)
             result.textures[index] = view.data();
+        for (const auto& [index, record] : m_samplers)
+            result.samplers[index] = record.data();
         return result;
     }
 
@@ -70,19 +81,34 @@ private:
         view.resize(1);
         view[0].format = image.format;
         view[0].levelCount = image.levels;
+        view[0].arrayLength = image.kind == "2d_array" ? image.size.depth : 1;
         std::size_t offset = 0;
         for (std::uint32_t level = 0; level < image.levels; ++level) {
             const std::uint32_t width = halved(image.size.width, level);
             const std::uint32_t height = halved(image.size.height, level);
             const std::uint64_t row = width * compute::bytesPerPixel(image.format);
+            const std::uint32_t slices =
+                image.kind == "3d" ? halved(image.size.depth, level) : image.size.depth;
             view[0].levels[level] = {&pixels[offset], width, height, row};
-            offset += row * height;
+            view[0].slices[level] = {slices, row * height};
+            offset += row * height * slices;
         }
+    }
+
+    void append(RegionVector<std::byte>& to, const Member& member) const {
+        if (!member.buffer) {
+            to.insert(to.end(), member.bytes.begin(), member.bytes.end());
+            return;
+        }
+        const std::byte* const address = m_buffers.at(*member.buffer).data();
+        const auto* const first = reinterpret_cast<const std::byte*>(&address);
+        to.insert(to.end(), first, first + sizeof address);
     }
 
     std::map<std::uint32_t, RegionVector<std::byte>> m_buffers;
     std::map<std::uint32_t, RegionVector<std::byte>> m_pixels;
     std::map<std::uint32_t, RegionVector<compute::TextureView>> m_views;
+    std::map<std::uint32_t, RegionVector<compute::SamplerRecord>> m_samplers;
 };
 
 /// The name of the first parameter that the kernel uses and the job has nothing for.
@@ -90,7 +116,8 @@ std::optional<std::string> unbound(const compute::Kernel& kernel, const Job& job
     for (const compute::Parameter& p : kernel.description().parameters) {
         if (p.access == compute::Access::None)
             continue;
-        if (p.kind == compute::ParameterKind::Buffer && !job.buffers.contains(p.index))
+        if (p.kind == compute::ParameterKind::Buffer && !job.buffers.contains(p.index) &&
+            !job.argumentBuffers.contains(p.index))
             return p.name;
         if (p.kind == compute::ParameterKind::Texture && !job.images.contains(p.index))
             return p.name;
@@ -101,10 +128,8 @@ std::optional<std::string> unbound(const compute::Kernel& kernel, const Job& job
 } // namespace
 
 platform::Result<Session> Session::create(Job job) {
-    if (!job.beyond.empty())
-        return failure(job.beyond + " cannot be made here");
     for (const auto& [index, image] : job.images)
-        if (image.kind != "2d")
+        if (std::ranges::find(kinds, image.kind) == kinds.end())
             return failure("textures of kind " + image.kind + " cannot be made here");
     std::ifstream file(job.file);
     std::ostringstream text;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compute/backend/Kernel.h"
+#include "compute/backend/SamplerRecord.h"
 #include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
 #include "compute/types/ConstantValue.h"
@@ -20,11 +21,17 @@ namespace corpus {
 using Bytes = std::vector<std::byte>;
 
 struct Image {
-    std::string kind; ///< "2d"
+    std::string kind; ///< "1d", "2d", "2d_array", "3d", "cube", "depth2d", "buffer"
     compute::PixelFormat format = compute::PixelFormat::RGBA8Unorm;
     compute::Extent size;
     std::uint32_t levels = 1;
-    Bytes pixels; ///< level after level, rows without gaps
+    Bytes pixels; ///< level after level, slice after slice, rows without gaps
+};
+
+/// A member of an argument buffer: a pointer to a buffer, or bytes as they lie there.
+struct Member {
+    std::optional<std::uint32_t> buffer;
+    Bytes bytes;
 };
 
 struct Dispatch {
@@ -39,7 +46,8 @@ struct Job {
     std::map<std::uint32_t, Bytes> buffers;
     std::map<std::uint32_t, Image> images;
     std::vector<Dispatch> dispatches;
-    std::string beyond; ///< something to bind that cannot be made here; empty for most
+    std::map<std::uint32_t, compute::SamplerRecord> samplers;
+    std::map<std::uint32_t, std::vector<Member>> argumentBuffers;
 };
 
 /// What the buffers and textures hold when all kernels have run.

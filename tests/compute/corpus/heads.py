@@ -12,7 +12,8 @@ CODES = {"bool": "?", "char": "b", "uchar": "B", "short": "h", "ushort": "H", "i
 FLOATING = ("half", "float", "bfloat")
 TOLERANCE = {"float": 1e-6, "half": 1e-3, "bfloat": 8e-3}  # of max(1, |expected|)
 CHANNELS = {"r8unorm": (1, "uchar"), "rg8unorm": (2, "uchar"), "rgba8unorm": (4, "uchar"),
-            "rgba16float": (4, "half"), "rgba32float": (4, "float"), "r32float": (1, "float"),
+            "rgba16float": (4, "half"), "rgba32float": (4, "float"), "depth32float": (1, "float"),
+            "r8uint": (1, "uchar"), "r32sint": (1, "int"), "rgba32uint": (4, "uint"),
             "rgba8uint": (4, "uchar"), "r32uint": (1, "uint")}
 LANES = "xyzw"
 
@@ -243,8 +244,12 @@ class Head:
                 self.addRun(directive, rest)
             elif directive == "constant":
                 self.addConstant(rest)
-            elif directive in ("sampler", "argument_buffer"):
-                self.lines.append(f"{directive} {rest.replace(': ', ' ', 1)}")
+            elif directive == "sampler":
+                self.lines.append(f"sampler {rest.replace(': ', ' ', 1)}")
+            elif directive == "argument_buffer":
+                index, _, members = rest.partition(": ")
+                parts = [self.member(*part.split(" ", 1)) for part in members.split(", ")]
+                self.lines.append(f"argument_buffer {index} {' '.join(parts)}")
             else:
                 name, _, rest = rest.partition(": ")
                 made = Buffer(rest, name) if directive == "buffer" else Texture(rest, name)
@@ -256,6 +261,9 @@ class Head:
             about = f"{bound.kind} {bound.format} {size(bound.size)} {bound.levels} " \
                 if directive == "texture" else ""
             self.lines.append(f"{directive} {name} {about}{data}")
+
+    def member(self, kind, value):
+        return "@" + value if kind == "buffer" else Type(kind).encode(eval(value, self.names)).hex()
 
     def addRun(self, directive, rest):
         kernel, grid, group = re.fullmatch(r"(?:(\w+) grid )?([\dx]+) group ([\dx]+)", rest).groups()

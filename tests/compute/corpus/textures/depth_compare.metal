@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A shadow map: depth compared with a reference, nearest and filtered.
 // grid 16 group 16
-// texture 0: in depth2d r32float 4x4 = (x + 4 * y) / 16
+// texture 0: in depth2d depth32float 4x4 = (x + 4 * y) / 16
 // buffer 0: out float2[16] == (1 if 0.5 <= i / 16 else 0, i / 16)
 // buffer 1: out float4[16] == tuple(float(0.5 <= (min(i % 4 + dx, 3) + 4 * min(i // 4 + dy, 3)) / 16) for dx, dy in ((0, 1), (1, 1), (1, 0), (0, 0)))
 #include <metal_stdlib>
