@@ -53,6 +53,9 @@ public:
     /// Binds a copy of at most 4096 bytes as a buffer in which resources stand: an argument buffer.
     virtual void setArguments(std::span<const std::byte> bytes,
                               std::span<const ArgumentValue> resources, std::uint32_t index) = 0;
+    /// Gives each threadgroup that many bytes for its argument `index`: at most 32768 for all
+    /// arguments together, each rounded up to a multiple of 16. They are zero when it begins.
+    virtual void setThreadgroupMemoryLength(std::size_t length, std::uint32_t index) = 0;
     /// Runs the kernel once per thread of `threads`; threads outside whole groups are not run.
     virtual void dispatchThreads(Extent threads, Extent threadsPerThreadgroup) = 0;
     /// Runs only those threads of the grid whose x lies in `part`, which begins and ends between

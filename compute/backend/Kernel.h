@@ -26,6 +26,8 @@ struct Bindings {
     std::array<std::byte*, maxBuffers> buffers{};
     std::array<const TextureView*, maxTextures> textures{};
     std::array<const SamplerRecord*, maxSamplers> samplers{};
+    /// Bytes of each threadgroup argument; those of all together must fit (maxGroupBytes).
+    std::array<std::uint32_t, maxThreadgroupMemories> threadgroupBytes{};
 };
 
 /// What is known of a compiled kernel.
@@ -35,6 +37,8 @@ struct KernelDescription {
     std::vector<Parameter> parameters;
     /// Of the machine code: equal for two kernels only if that is the same.
     Fingerprint fingerprint;
+    /// Its threads work together, in threadgroups of at most maxThreadsOfGroup.
+    bool worksInGroups = false;
     double optimiserMilliseconds = 0;
     double codeGenerationMilliseconds = 0;
 };

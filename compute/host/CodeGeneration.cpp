@@ -5,8 +5,10 @@
 #include "compute/host/SplitBlocks.h"
 #include "compute/host/SplitLiveRanges.h"
 #include "compute/host/locations/RecordSourceLocations.h"
+#include "compute/host/loop/SplitAtBarriers.h"
 #include "compute/host/loop/ThreadLoop.h"
 #include "compute/kernel/Dump.h"
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/ModuleText.h"
 #include "compute/kernel/containment/ConfineAccesses.h"
 #include "compute/kernel/containment/VerifyAccesses.h"
@@ -103,19 +105,25 @@ void traceScalar(const std::string& kernel, const std::string& reason) {
     std::fprintf(stderr, "kernel %s is not vectorised: %s\n", kernel.c_str(), reason.c_str());
 }
 
-std::unique_ptr<simd::Vectoriser> vectoriserFor(const kernel::CanonicalKernel& kernel,
-                                                llvm::Function& function,
-                                                kernel::Analyses& analyses,
-                                                const target::HostTarget& target, bool traces) {
-    if (target.lanes() == 1)
-        return nullptr;
-    auto made =
-        simd::Vectoriser::analyse(function, analyses, target.lanes(), target.vectorsInFlight());
+/// Null when the kernel is to run one thread at a time. Fails where that is not possible.
+platform::Result<std::unique_ptr<simd::Vectoriser>>
+vectoriserFor(const kernel::CanonicalKernel& kernel, llvm::Function& function,
+              kernel::Analyses& analyses, const target::HostTarget& target, bool traces) {
+    const bool mustBeWide = function.hasFnAttribute(kernel::simdgroupKernelAttribute);
+    if (target.lanes() == 1 && !mustBeWide)
+        return std::unique_ptr<simd::Vectoriser>();
+    constexpr unsigned fewestLanes = 4;
+    auto made = simd::Vectoriser::analyse(function, analyses, std::max(target.lanes(), fewestLanes),
+                                          target.vectorsInFlight());
     if (made)
         return std::move(*made);
+    if (mustBeWide)
+        return platform::Error{
+            "kernel '" + kernel.name +
+            "' uses functions of SIMD-groups, which it cannot: " + made.error().message};
     if (traces)
         traceScalar(kernel.name, made.error().message);
-    return nullptr;
+    return std::unique_ptr<simd::Vectoriser>();
 }
 
 /// Removes the functions that only the scalar kernel called.
@@ -133,6 +141,7 @@ void removeUncalled(llvm::Module& module, kernel::Analyses& analyses) {
 struct TileFunction {
     unsigned hoistedBytes; ///< size of the hoisted memory
     Placement placement;
+    GroupLayout groups;
 };
 
 /// Confines all accesses to the kernel's own memory.
@@ -154,7 +163,9 @@ platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& k
                                                 const kernel::Dump* dump) {
     kernel::Analyses analyses(machine);
     llvm::Function& function = *kernel.module->getFunction(kernel.symbol);
-    const auto vectoriser = vectoriserFor(kernel, function, analyses, target, options.traces);
+    const bool worksInGroups = function.hasFnAttribute(kernel::groupKernelAttribute);
+    const auto vectoriser =
+        SL42_TRY(vectoriserFor(kernel, function, analyses, target, options.traces));
     if (vectoriser != nullptr)
         kernel::dumpModule(dump, *kernel.module, kernel.name, PreparedDump, "prepareLanes");
     const ThreadLoop loop = addThreadLoop(function, analyses, vectoriser.get());
@@ -165,8 +176,12 @@ platform::Result<TileFunction> makeTileFunction(const kernel::CanonicalKernel& k
     for (llvm::Function& made : *kernel.module)
         if (!made.isDeclaration())
             analyses.run(passes, made);
+    GroupLayout groups{.worksInGroups = worksInGroups, .vectorBytes = 0, .lanes = loop.lanes};
+    if (worksInGroups)
+        groups.vectorBytes = SL42_TRY(splitAtBarriers(loop, kernel.name));
     TileFunction result{.hoistedBytes = loop.hoistedBytes,
-                        .placement = SL42_TRY(confine(*kernel.module, loop))};
+                        .placement = SL42_TRY(confine(*kernel.module, loop)),
+                        .groups = groups};
     for (llvm::Function& made : *kernel.module)
         if (!made.isDeclaration()) {
             splitBlocks(made);
@@ -200,7 +215,8 @@ platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
     return GeneratedCode{.code = std::move(code),
                          .locations = SourceLocations(std::move(locations), origin),
                          .hoistedBytes = tile.hoistedBytes,
-                         .placement = std::move(tile.placement)};
+                         .placement = std::move(tile.placement),
+                         .groups = tile.groups};
 }
 
 } // namespace compute::host

@@ -13,11 +13,19 @@
 
 namespace compute::host {
 
+/// How a kernel whose threads work together runs.
+struct GroupLayout {
+    bool worksInGroups = false;    ///< a tile is a threadgroup then, as KernelSignature.h says
+    std::uint64_t vectorBytes = 0; ///< SplitAtBarriers.h
+    unsigned lanes = 1;
+};
+
 struct GeneratedCode {
     MachineCode code;
     SourceLocations locations; ///< for the addresses that the code runs at
     unsigned hoistedBytes;     ///< size of the hoisted memory
     Placement placement;
+    GroupLayout groups;
 };
 
 /// The entry points of the code, which ThreadLoop.h describes.

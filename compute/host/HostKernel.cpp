@@ -5,6 +5,7 @@
 #include "compute/host/CodeGeneration.h"
 #include "compute/host/loop/ThreadLoop.h"
 #include "compute/host/memory/LeasedMemory.h"
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/KernelSignature.h"
 #include "compute/workers/Workers.h"
 #include "platform/base/Fatal.h"
@@ -14,12 +15,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <immintrin.h>
+#include <limits>
 
 namespace compute::host {
 namespace {
 
-static_assert(sizeof(Bindings) == kernel::slotCount * sizeof(void*) &&
+static_assert(offsetof(Bindings, threadgroupBytes) == kernel::slotCount * sizeof(void*) &&
               offsetof(Bindings, textures) == kernel::firstTextureSlot * sizeof(void*) &&
               offsetof(Bindings, samplers) == kernel::firstSamplerSlot * sizeof(void*) &&
               sizeof(SamplerRecord) == kernel::samplerWords * 8);
@@ -39,7 +42,9 @@ Bindings withoutNull(Bindings bindings) {
 struct GridRecord {
     Extent grid;
     Extent group;
+    std::array<std::uint32_t, maxThreadgroupMemories> arguments{};
 };
+static_assert(sizeof(GridRecord) == kernel::gridRecordWords * sizeof(std::uint32_t));
 
 /// The record that ThreadLoop.h describes.
 struct TileRecord {
@@ -106,6 +111,52 @@ private:
     std::uint32_t m_rows = 1;
 };
 
+/// Divides a grid into threadgroups, with numbers that KernelSignature.h describes.
+class Groups {
+public:
+    Groups(Extent grid, Extent group)
+        : m_grid(grid),
+          m_group(group),
+          m_columns((grid.width - 1) / group.width + 1),
+          m_rows((grid.height - 1) / group.height + 1) {}
+
+    std::uint64_t count() const {
+        return std::uint64_t{m_columns} * m_rows * ((m_grid.depth - 1) / m_group.depth + 1);
+    }
+    /// Position of the first thread along x.
+    std::uint32_t begin(std::uint32_t index) const { return index % m_columns * m_group.width; }
+
+    TileRecord tile(std::uint32_t index) const {
+        const std::uint32_t y = index / m_columns % m_rows * m_group.height;
+        const std::uint32_t z = index / m_columns / m_rows * m_group.depth;
+        const std::uint32_t threads = std::min(m_group.width, m_grid.width - begin(index)) *
+                                      std::min(m_group.height, m_grid.height - y) *
+                                      std::min(m_group.depth, m_grid.depth - z);
+        return {{0, index, 0}, {threads, index + 1, 1}};
+    }
+
+private:
+    Extent m_grid;
+    Extent m_group;
+    std::uint32_t m_columns;
+    std::uint32_t m_rows;
+};
+
+/// Where the memory of each threadgroup argument begins.
+std::array<std::uint32_t, maxThreadgroupMemories> placeArguments(const Bindings& bindings) {
+    constexpr std::uint32_t alignment = 16;
+    std::array<std::uint32_t, maxThreadgroupMemories> places{};
+    std::uint32_t end = 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        places[i] = end;
+        const std::uint64_t next =
+            (std::uint64_t{end} + bindings.threadgroupBytes[i] + alignment - 1) / alignment *
+            alignment;
+        end = static_cast<std::uint32_t>(std::min<std::uint64_t>(next, kernel::maxGroupBytes));
+    }
+    return places;
+}
+
 using Block = std::shared_ptr<memory::GuardedMemory>;
 
 /// Null when the kernel has no tables in the region.
@@ -134,7 +185,10 @@ public:
           m_locations(std::move(generated.locations)),
           m_tables(std::move(tables)),
           m_commonMemory(generated.hoistedBytes),
-          m_frames(generated.placement.frameBytes) {}
+          m_frames(generated.placement.frameBytes),
+          m_groups(generated.groups),
+          m_sharedBytes(generated.placement.sharedBytes),
+          m_groupMemory(groupBytes()) {}
 
     const SourceLocations* locations() const override { return &m_locations; }
 
@@ -143,9 +197,11 @@ public:
         if (begin >= end || grid.height == 0 || grid.depth == 0)
             return;
         const Bindings bindings = withoutNull(given);
-        const GridRecord record{grid, threadsPerThreadgroup};
+        const GridRecord record{grid, threadsPerThreadgroup, placeArguments(given)};
         const LeasedMemory::Lease common(m_commonMemory);
         prepare(bindings, record, common.data());
+        if (m_groups.worksInGroups)
+            return runGroups(bindings, record, common.data(), begin, end);
         const Tiling tiling({end - begin, grid.height, grid.depth}, begin);
         workers::run(tiling.count(), [&](std::uint32_t first, std::uint32_t last) {
             runTiles(bindings, record, common.data(), tiling, first, last);
@@ -178,16 +234,84 @@ private:
         }
     }
 
-    KernelMemory memoryWith(const LeasedMemory::Lease& frame) const {
-        return {.frame = frame.data(),
-                .tables = m_tables ? m_tables->data() : memory::AddressRegion::nowhere()};
+    /// Those threadgroups whose first thread lies between `begin` and `end`.
+    void runGroups(const Bindings& bindings, const GridRecord& record, const std::byte* common,
+                   std::uint32_t begin, std::uint32_t end) const {
+        const std::uint64_t threads = std::uint64_t{record.group.width} * record.group.height;
+        if (threads == 0 || record.group.depth == 0 || threads > kernel::maxGroupThreads ||
+            threads * record.group.depth > kernel::maxGroupThreads)
+            return; // nobody who is honest asks for that
+        const Groups groups(record.grid, record.group);
+        if (groups.count() > std::numeric_limits<std::uint32_t>::max())
+            return;
+        workers::run(static_cast<std::uint32_t>(groups.count()),
+                     [&](std::uint32_t first, std::uint32_t last) {
+                         runGroups(bindings, record, common, groups, {first, last}, {begin, end});
+                     });
     }
+
+    struct Range {
+        std::uint32_t begin;
+        std::uint32_t end;
+    };
+
+    [[clang::no_sanitize("function")]]
+    void runGroups(const Bindings& bindings, const GridRecord& grid, const std::byte* common,
+                   const Groups& groups, Range numbers, Range positions) const {
+        auto* function = reinterpret_cast<TileFunction*>(m_code.entry(TileEntry));
+        const FlushDenormals flushDenormals;
+        const LeasedMemory::Lease frame(m_frames);
+        const LeasedMemory::Lease group(m_groupMemory);
+        KernelMemory memory = memoryWith(frame);
+        memory.shared = group.data();
+        memory.vectors = group.data() + vectorsOffset();
+        for (std::uint32_t index = numbers.begin; index < numbers.end; ++index) {
+            const std::uint32_t x = groups.begin(index);
+            if (x < positions.begin || x >= positions.end)
+                continue;
+            const TileRecord tile = groups.tile(index);
+            std::memset(memory.shared, 0, bytesToClear());
+            function(&bindings, &grid, common, &memory, &tile);
+        }
+    }
+
+    KernelMemory memoryWith(const LeasedMemory::Lease& frame) const {
+        std::byte* nowhere = memory::AddressRegion::nowhere();
+        return {.frame = frame.data(),
+                .tables = m_tables ? m_tables->data() : nowhere,
+                .shared = nowhere,
+                .vectors = nowhere};
+    }
+
+    // --- Memory of a threadgroup: what its threads share, its arguments, the frames of vectors ---
+
+    bool hasArguments() const {
+        return std::ranges::any_of(description().parameters, [](const Parameter& one) {
+            return one.kind == ParameterKind::ThreadgroupMemory;
+        });
+    }
+    std::uint64_t vectorsOffset() const {
+        constexpr std::uint64_t alignment = 4096;
+        const std::uint64_t bytes = m_sharedBytes + (hasArguments() ? kernel::maxGroupBytes : 0);
+        return (bytes + alignment - 1) / alignment * alignment;
+    }
+    std::uint64_t groupBytes() const {
+        return m_groups.worksInGroups
+                   ? vectorsOffset() +
+                         m_groups.vectorBytes * (kernel::maxGroupThreads / m_groups.lanes)
+                   : 0;
+    }
+    /// Bytes to clear before a threadgroup runs.
+    std::uint64_t bytesToClear() const { return hasArguments() ? vectorsOffset() : m_sharedBytes; }
 
     MachineCode m_code;
     SourceLocations m_locations;
     Block m_tables; ///< null when all of them lie with the code
     mutable LeasedMemory m_commonMemory;
     mutable LeasedMemory m_frames;
+    GroupLayout m_groups;
+    std::uint64_t m_sharedBytes;
+    mutable LeasedMemory m_groupMemory;
 };
 
 /// Makes the compiler build its tables and the system page its code in, so that a program's first
@@ -227,6 +351,7 @@ platform::Result<std::shared_ptr<Kernel>> generate(kernel::CanonicalKernel kerne
         .name = std::move(kernel.name),
         .parameters = std::move(kernel.parameters),
         .fingerprint = combine(code.code.fingerprint(), code.placement.tables.bytes()),
+        .worksInGroups = code.groups.worksInGroups,
         .optimiserMilliseconds = kernel.optimiserMilliseconds,
         .codeGenerationMilliseconds = time.count()};
     return std::shared_ptr<Kernel>(

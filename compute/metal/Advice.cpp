@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/metal/Advice.h"
 
+#include "compute/metal/AddressSpaces.h"
 #include "compute/metal/ForeignNames.h"
 
 #include <clang/Basic/DiagnosticLex.h>
@@ -238,6 +239,7 @@ std::string declaredTwice(const std::string& message, const SourceText& source) 
 } // namespace
 
 std::string withLanguageNames(std::string message) {
+    message = spellAddressSpaces(message);
     static const std::regex vector(R"((?:metal::)?vec<(?:unsigned (\w+)|(\w+)), ([234])>)");
     static const std::regex matrix(R"((?:metal::)?matrix<(\w+), ([234]), ([234])>)");
     static const std::regex mask(R"((?:metal::)?mask<\w+, ([234])>)");

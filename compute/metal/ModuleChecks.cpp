@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/metal/ModuleChecks.h"
 
+#include "compute/kernel/GroupOperations.h"
 #include "compute/metal/AddressSpaces.h"
 #include "compute/metal/Language.h"
 
@@ -29,15 +30,6 @@ constexpr llvm::StringRef unsupportedPrefix = "__sl42_unsupported_";
 /// What the library's is_function_constant_defined calls.
 constexpr llvm::StringRef questionSymbol = "__sl42_is_defined";
 
-/// Of variables that a threadgroup shares.
-constexpr llvm::StringRef sharedAttribute = "sl42-threadgroup";
-
-bool isShared(const llvm::Value& value) {
-    const auto* variable =
-        llvm::dyn_cast<llvm::GlobalVariable>(value.stripInBoundsConstantOffsets());
-    return variable != nullptr && variable->hasAttribute(sharedAttribute);
-}
-
 class ModuleFinisher {
 public:
     ModuleFinisher(clang::Sema& sema, clang::CodeGenerator& generator, llvm::Module& module)
@@ -59,7 +51,7 @@ public:
                                    : nullptr;
             if (variable == nullptr || name == nullptr || name->getAsCString() != sharedAnnotation)
                 continue;
-            variable->addAttribute(sharedAttribute);
+            variable->addAttribute(kernel::groupVariableAttribute);
             variable->setLinkage(llvm::GlobalValue::InternalLinkage);
             variable->setComdat(nullptr);
             variable->setConstant(false);
@@ -107,7 +99,8 @@ public:
     void checkUndefined(const std::vector<kernel::ConstantDeclaration>& constants) {
         for (const llvm::Function& function : m_module)
             if (function.isDeclaration() && !function.isIntrinsic() && !function.use_empty() &&
-                !function.getName().starts_with(unsupportedPrefix))
+                !function.getName().starts_with(unsupportedPrefix) &&
+                kernel::groupOperation(function) == kernel::GroupOperation::None)
                 report(function, "function '%0' is used but not defined");
         for (const llvm::GlobalVariable& variable : m_module.globals())
             if (variable.isDeclaration() && !variable.use_empty() &&
@@ -137,9 +130,7 @@ public:
             for (const llvm::BasicBlock& block : function)
                 for (const llvm::Instruction& instruction : block)
                     for (const llvm::Use& operand : instruction.operands())
-                        if (isShared(*operand.get()))
-                            return refuse("threadgroup memory is not supported");
-                        else if (const auto* used = llvm::dyn_cast<llvm::Function>(operand.get()))
+                        if (const auto* used = llvm::dyn_cast<llvm::Function>(operand.get()))
                             if (seen.insert(used).second) {
                                 const llvm::DebugLoc& place = instruction.getDebugLoc();
                                 lines[used] = place && place.getLine() > 0 ? place.getLine() : line;

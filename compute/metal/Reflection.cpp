@@ -26,6 +26,7 @@ constexpr AttributeKind resources[] = {
     {"buffer", ParameterKind::Buffer},
     {"texture", ParameterKind::Texture},
     {"sampler", ParameterKind::Sampler},
+    {"threadgroup", ParameterKind::ThreadgroupMemory},
 };
 constexpr AttributeKind threadValues[] = {
     {"thread_position_in_grid", ParameterKind::ThreadPositionInGrid},
@@ -33,22 +34,22 @@ constexpr AttributeKind threadValues[] = {
     {"thread_position_in_threadgroup", ParameterKind::ThreadPositionInThreadgroup},
     {"threadgroup_position_in_grid", ParameterKind::ThreadgroupPositionInGrid},
     {"threads_per_threadgroup", ParameterKind::ThreadsPerThreadgroup},
-    {"dispatch_threads_per_threadgroup", ParameterKind::ThreadsPerThreadgroup},
+    {"dispatch_threads_per_threadgroup", ParameterKind::DispatchThreadsPerThreadgroup},
     {"threadgroups_per_grid", ParameterKind::ThreadgroupsPerGrid},
     {"thread_index_in_threadgroup", ParameterKind::ThreadIndexInThreadgroup},
+    {"thread_index_in_simdgroup", ParameterKind::ThreadIndexInSimdgroup},
+    {"simdgroup_index_in_threadgroup", ParameterKind::SimdgroupIndexInThreadgroup},
+    {"simdgroups_per_threadgroup", ParameterKind::SimdgroupsPerThreadgroup},
+    {"dispatch_simdgroups_per_threadgroup", ParameterKind::DispatchSimdgroupsPerThreadgroup},
+    {"threads_per_simdgroup", ParameterKind::ThreadsPerSimdgroup},
+    {"thread_execution_width", ParameterKind::ThreadsPerSimdgroup},
+    {"thread_index_in_quadgroup", ParameterKind::ThreadIndexInQuadgroup},
+    {"quadgroup_index_in_threadgroup", ParameterKind::QuadgroupIndexInThreadgroup},
+    {"quadgroups_per_threadgroup", ParameterKind::QuadgroupsPerThreadgroup},
+    {"dispatch_quadgroups_per_threadgroup", ParameterKind::DispatchQuadgroupsPerThreadgroup},
 };
 /// Values of the language that this system has no counterpart of.
-constexpr const char* unsupportedValues[] = {"thread_index_in_simdgroup",
-                                             "threads_per_simdgroup",
-                                             "thread_execution_width",
-                                             "simdgroup_index_in_threadgroup",
-                                             "simdgroups_per_threadgroup",
-                                             "quadgroup_index_in_threadgroup",
-                                             "thread_index_in_quadgroup",
-                                             "grid_origin",
-                                             "grid_size",
-                                             "stage_in",
-                                             "threadgroup"};
+constexpr const char* unsupportedValues[] = {"grid_origin", "grid_size", "stage_in"};
 
 const char* attributeName(ParameterKind kind) {
     for (const auto& each : resources)
@@ -69,6 +70,25 @@ std::optional<std::uint32_t> indexOf(const clang::AnnotateTypeAttr& annotation,
         return std::nullopt;
     const auto value = argument->getIntegerConstantExpr(context);
     return value ? std::optional(std::uint32_t(value->getZExtValue())) : std::nullopt;
+}
+
+/// Whether the value is a number even where grids have several axes.
+constexpr bool isOneNumber(ParameterKind kind) {
+    switch (kind) {
+    case ParameterKind::ThreadIndexInThreadgroup:
+    case ParameterKind::ThreadIndexInSimdgroup:
+    case ParameterKind::SimdgroupIndexInThreadgroup:
+    case ParameterKind::SimdgroupsPerThreadgroup:
+    case ParameterKind::ThreadsPerSimdgroup:
+    case ParameterKind::ThreadIndexInQuadgroup:
+    case ParameterKind::QuadgroupIndexInThreadgroup:
+    case ParameterKind::QuadgroupsPerThreadgroup:
+    case ParameterKind::DispatchSimdgroupsPerThreadgroup:
+    case ParameterKind::DispatchQuadgroupsPerThreadgroup:
+        return true;
+    default:
+        return false;
+    }
 }
 
 /// Which resource a value of this type binds, by the library class that it is.
@@ -261,7 +281,7 @@ private:
     void readThreadValue(const clang::ParmVarDecl& declaration, const AttributeKind& value,
                          Parameter& parameter) {
         const auto shape = threadValueShape(declaration.getType(), m_sema.Context);
-        const bool isScalarOnly = value.kind == ParameterKind::ThreadIndexInThreadgroup;
+        const bool isScalarOnly = isOneNumber(value.kind);
         if (!shape || (isScalarOnly && shape->count != 1)) {
             const std::string text =
                 std::string("type %0 is not valid for attribute '") + value.attribute + "'";
@@ -287,8 +307,10 @@ private:
 
     void readResource(const clang::ParmVarDecl& declaration, const AttributeKind& resource,
                       const clang::AnnotateTypeAttr& annotation, Parameter& parameter) {
-        const auto kind = readType(declaration, parameter);
+        auto kind = readType(declaration, parameter);
         const auto index = indexOf(annotation, m_sema.Context);
+        if (kind == ParameterKind::Buffer && resource.kind == ParameterKind::ThreadgroupMemory)
+            kind = resource.kind;
         if (kind != resource.kind) {
             const std::string text =
                 std::string("type %0 is not valid for attribute '") + resource.attribute + "'";

@@ -117,7 +117,8 @@ template <>
 inline constexpr DataType lastOf<DataType> = DataType::Float;
 
 template <>
-inline constexpr ParameterKind lastOf<ParameterKind> = ParameterKind::ThreadIndexInThreadgroup;
+inline constexpr ParameterKind lastOf<ParameterKind> =
+    ParameterKind::DispatchQuadgroupsPerThreadgroup;
 
 template <>
 inline constexpr Access lastOf<Access> = Access::ReadWrite;
@@ -260,8 +261,19 @@ struct SamplerValue {
     }
 };
 
+/// Memory that each threadgroup has for itself.
+struct ThreadgroupBinding {
+    std::uint32_t index = 0;
+    std::uint32_t length = 0;
+
+    template <class Self>
+    static auto fields(Self& self) {
+        return std::tie(self.index, self.length);
+    }
+};
+
 using Binding = std::variant<BufferBinding, InlineBinding, TextureBinding, SamplerBinding,
-                             BufferAddress, TextureAddress, SamplerValue>;
+                             BufferAddress, TextureAddress, SamplerValue, ThreadgroupBinding>;
 
 struct Dispatch {
     PipelineId pipeline;

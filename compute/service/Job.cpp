@@ -34,6 +34,10 @@ public:
             return Error{"arguments are missing"};
         work.threads = dispatch.threads;
         work.threadsPerThreadgroup = dispatch.threadsPerThreadgroup;
+        if (work.kernel->description().worksInGroups && isTooLarge(dispatch.threadsPerThreadgroup))
+            return Error{"kernel '" + work.kernel->description().name +
+                         "' works in threadgroups of at most " + std::to_string(maxThreadsOfGroup) +
+                         " threads"};
         if (dispatch.begin > dispatch.end || dispatch.end > dispatch.threads.width)
             return Error{"a part of a grid leaves it"};
         work.begin = dispatch.begin;
@@ -60,6 +64,10 @@ public:
     }
 
 private:
+    static bool isTooLarge(Extent group) {
+        const std::uint64_t area = std::uint64_t{group.width} * group.height;
+        return area > maxThreadsOfGroup || area * group.depth > maxThreadsOfGroup;
+    }
     static Result<void> checkIndex(std::uint32_t index, ParameterKind kind) {
         if (index >= maxArguments(kind))
             return Error{"an argument index is too high"};
@@ -124,6 +132,16 @@ private:
         static_assert(sizeof value <= sizeof insertion.bytes);
         std::memcpy(insertion.bytes.data(), &value, sizeof value);
         m_job.insertions.push_back(insertion);
+    }
+    static Result<void> bind(const protocol::ThreadgroupBinding& binding, DispatchWork& work) {
+        SL42_TRY_VOID(checkIndex(binding.index, ParameterKind::ThreadgroupMemory));
+        work.bindings.threadgroupBytes[binding.index] = binding.length;
+        std::uint64_t all = 0;
+        for (const std::uint32_t length : work.bindings.threadgroupBytes)
+            all += (std::uint64_t{length} + 15) / 16 * 16;
+        if (all > maxThreadgroupBytes)
+            return Error{"threadgroup arguments are too long"};
+        return {};
     }
     Result<MemoryRange> rangeOf(protocol::BufferId id, std::uint64_t offset,
                                 std::uint64_t length) const {

@@ -3,6 +3,7 @@
 #include "compute/simd/Vectoriser.h"
 
 #include "compute/kernel/Calls.h"
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/KernelSignature.h"
 #include "compute/simd/FunctionPlan.h"
 #include "compute/simd/emit/WidenArithmetic.h"
@@ -91,11 +92,11 @@ void returnResult(LaneBuilder& builder, WideValues& values, llvm::Function& func
 }
 
 void fillWide(const FunctionPlan& plan, llvm::Function& wide, const WideCalls& calls,
-              unsigned lanes) {
+              unsigned lanes, unsigned processorLanes) {
     llvm::LLVMContext& context = wide.getContext();
     auto* entry = llvm::BasicBlock::Create(context, "entry", &wide);
     auto* body = llvm::BasicBlock::Create(context, "body", &wide);
-    LaneBuilder builder(*entry, lanes);
+    LaneBuilder builder(*entry, lanes, processorLanes);
     WideValues values(builder, plan.strides(), *entry);
     builder.SetInsertPoint(entry);
     builder.CreateBr(body);
@@ -131,7 +132,7 @@ bool gainsFromSeveral(const RegisterPressure& pressure) {
 
 class KernelVectoriser final : public Vectoriser {
 public:
-    KernelVectoriser(llvm::Function& kernel, unsigned lanes) {
+    KernelVectoriser(llvm::Function& kernel, unsigned lanes) : m_processorLanes(lanes) {
         for (llvm::Function* function : kernel::callersFirst(&kernel))
             m_plans.push_back(std::make_unique<FunctionPlan>(
                 *function, m_plans.empty() ? kernelParameters() : parametersOf(*function, m_plans),
@@ -144,6 +145,13 @@ public:
                 return platform::Error{"its control flow is nested too deeply"};
         if (privateBytes(lanes) > maxPrivateBytes)
             return platform::Error{"its private arrays are too large"};
+        // A SIMD-group's threads are the lanes of one vector, whatever registers that takes.
+        if (m_plans.front()->function().hasFnAttribute(kernel::simdgroupKernelAttribute)) {
+            m_lanes = kernel::simdgroupThreads;
+            if (privateBytes(m_lanes) > maxPrivateBytes)
+                return platform::Error{"its private arrays are too large"};
+            return {};
+        }
         const bool takesMost = vectors.most > 1 &&
                                privateBytes(vectors.most * lanes) <= maxPrivateBytes &&
                                (vectors.fewest > 1 || gainsFromSeveralVectors());
@@ -160,7 +168,7 @@ public:
             wide.push_back(
                 &calls.declare(m_plans[i]->function(), m_plans[i]->parameters(), m_lanes));
         for (std::size_t i = 1; i < m_plans.size(); ++i)
-            fillWide(*m_plans[i], *wide[i], calls, m_lanes);
+            fillWide(*m_plans[i], *wide[i], calls, m_lanes, m_processorLanes);
         return widenKernel(frame, calls);
     }
 
@@ -183,7 +191,7 @@ private:
 
     llvm::BasicBlock& widenKernel(const Frame& frame, const WideCalls& calls) {
         const FunctionPlan& plan = *m_plans.front();
-        LaneBuilder builder(frame.entry, m_lanes);
+        LaneBuilder builder(frame.entry, m_lanes, m_processorLanes);
         WideValues values(builder, plan.strides(), frame.entry);
         builder.SetInsertPoint(&frame.body);
         llvm::Argument* x = plan.function().getArg(kernel::XArgument);
@@ -195,11 +203,16 @@ private:
         return *builder.GetInsertBlock();
     }
 
+    unsigned m_processorLanes;
     unsigned m_lanes = 0;
     Plans m_plans; ///< of the kernel and of what it calls, callers first
 };
 
 } // namespace
+
+bool isTemporary(const llvm::AllocaInst& variable) {
+    return LaneBuilder::isTemporary(variable);
+}
 
 platform::Result<std::unique_ptr<Vectoriser>> Vectoriser::analyse(llvm::Function& kernel,
                                                                   kernel::Analyses& analyses,

@@ -11,6 +11,7 @@
 #include "platform/base/Result.h"
 
 #include <llvm/IR/Function.h>
+#include <llvm/IR/Instructions.h>
 
 #include <memory>
 
@@ -23,6 +24,10 @@ struct Frame {
     llvm::Value& x;          ///< position of lane 0
     llvm::Value& end;        ///< first position without a thread
 };
+
+/// Whether the vectoriser made the variable for contents that are used at once, before anything
+/// else happens.
+bool isTemporary(const llvm::AllocaInst& variable);
 
 class Vectoriser {
 public:

@@ -13,9 +13,10 @@ namespace compute {
 
 /// How a kernel parameter gets its value: it is bound, or it tells where the thread stands.
 enum class ParameterKind : std::uint8_t {
-    Buffer,  ///< pointer or reference, `[[buffer(n)]]`
-    Texture, ///< `[[texture(n)]]`
-    Sampler, ///< `[[sampler(n)]]`
+    Buffer,            ///< pointer or reference, `[[buffer(n)]]`
+    Texture,           ///< `[[texture(n)]]`
+    Sampler,           ///< `[[sampler(n)]]`
+    ThreadgroupMemory, ///< pointer or reference, `[[threadgroup(n)]]`
     ThreadPositionInGrid,
     ThreadsPerGrid,
     ThreadPositionInThreadgroup,
@@ -23,24 +24,40 @@ enum class ParameterKind : std::uint8_t {
     ThreadsPerThreadgroup,
     ThreadgroupsPerGrid,
     ThreadIndexInThreadgroup,
+    ThreadIndexInSimdgroup,
+    SimdgroupIndexInThreadgroup,
+    SimdgroupsPerThreadgroup,
+    ThreadsPerSimdgroup,
+    ThreadIndexInQuadgroup,
+    QuadgroupIndexInThreadgroup,
+    QuadgroupsPerThreadgroup,
+    DispatchThreadsPerThreadgroup,
+    DispatchSimdgroupsPerThreadgroup,
+    DispatchQuadgroupsPerThreadgroup,
 };
 
 /// Whether whoever dispatches the kernel binds something to such a parameter.
 constexpr bool isBound(ParameterKind kind) {
     return kind == ParameterKind::Buffer || kind == ParameterKind::Texture ||
-           kind == ParameterKind::Sampler;
+           kind == ParameterKind::Sampler || kind == ParameterKind::ThreadgroupMemory;
 }
 
 /// Highest counts of arguments that one kernel can bind.
 inline constexpr std::uint32_t maxBuffers = 31;
 inline constexpr std::uint32_t maxTextures = 128;
 inline constexpr std::uint32_t maxSamplers = 16;
+inline constexpr std::uint32_t maxThreadgroupMemories = 31;
+/// Bytes that the arguments of a threadgroup may take together, each rounded up to 16.
+inline constexpr std::uint32_t maxThreadgroupBytes = 32768;
+/// Threads of a threadgroup, for kernels whose threads work together.
+inline constexpr std::uint32_t maxThreadsOfGroup = 1024;
 
 /// How many arguments of a kind that is bound a kernel can have.
 constexpr std::uint32_t maxArguments(ParameterKind kind) {
-    return kind == ParameterKind::Texture   ? maxTextures
-           : kind == ParameterKind::Sampler ? maxSamplers
-                                            : maxBuffers;
+    return kind == ParameterKind::Texture             ? maxTextures
+           : kind == ParameterKind::Sampler           ? maxSamplers
+           : kind == ParameterKind::ThreadgroupMemory ? maxThreadgroupMemories
+                                                      : maxBuffers;
 }
 
 /// What a kernel does with a buffer or texture: bit 0 to read it, bit 1 to write it.

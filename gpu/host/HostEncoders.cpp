@@ -91,6 +91,22 @@ void HostComputeEncoder::setArguments(std::span<const std::byte> bytes,
     }
 }
 
+void HostComputeEncoder::setThreadgroupMemoryLength(std::size_t length, std::uint32_t index) {
+    if (index >= compute::maxThreadgroupMemories)
+        return refuse("there is no threadgroup memory index " + std::to_string(index));
+    constexpr std::size_t alignment = 16;
+    std::size_t all =
+        (std::min<std::size_t>(length, compute::maxThreadgroupBytes + 1) + alignment - 1) /
+        alignment * alignment;
+    for (std::uint32_t i = 0; i < m_threadgroupBytes.size(); ++i)
+        if (i != index)
+            all += (m_threadgroupBytes[i] + alignment - 1) / alignment * alignment;
+    if (all > compute::maxThreadgroupBytes)
+        return refuse("threadgroup memory is limited to " +
+                      std::to_string(compute::maxThreadgroupBytes) + " bytes");
+    m_threadgroupBytes[index] = static_cast<std::uint32_t>(length);
+}
+
 void HostComputeEncoder::dispatchPart(Extent threads, Extent threadsPerThreadgroup, Range part) {
     if (!m_commandBuffer)
         return;
@@ -130,6 +146,8 @@ bool HostComputeEncoder::bind(const protocol::Parameter& parameter) {
         return bindArguments(parameter) || isMissing("texture");
     case ParameterKind::Sampler:
         return bindArguments(parameter) || isMissing("sampler");
+    case ParameterKind::ThreadgroupMemory:
+        return bindThreadgroupMemory(parameter.index) || isMissing("threadgroup memory");
     default: // the service supplies it
         return true;
     }
@@ -203,6 +221,13 @@ bool HostComputeEncoder::bindResources(std::uint32_t index) {
             m_commandBuffer->use(ours->registration());
         }
     }
+    return true;
+}
+
+bool HostComputeEncoder::bindThreadgroupMemory(std::uint32_t index) {
+    if (m_threadgroupBytes[index] == 0)
+        return false;
+    m_bindings.emplace_back(protocol::ThreadgroupBinding{index, m_threadgroupBytes[index]});
     return true;
 }
 

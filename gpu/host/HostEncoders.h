@@ -33,6 +33,7 @@ public:
     void setSampler(const Sampler& sampler, std::uint32_t index) override;
     void setArguments(std::span<const std::byte> bytes, std::span<const ArgumentValue> resources,
                       std::uint32_t index) override;
+    void setThreadgroupMemoryLength(std::size_t length, std::uint32_t index) override;
     void dispatchThreads(Extent threads, Extent threadsPerThreadgroup) override {
         dispatchPart(threads, threadsPerThreadgroup, {.offset = 0, .length = threads.width});
     }
@@ -56,6 +57,7 @@ private:
     bool bindSampler(std::uint32_t index);
     /// Adds the resources of the argument buffer at that index.
     bool bindResources(std::uint32_t index);
+    bool bindThreadgroupMemory(std::uint32_t index);
 
     std::shared_ptr<HostCommandBuffer> m_commandBuffer; ///< null once ended
     std::pmr::string m_label;
@@ -65,6 +67,7 @@ private:
     std::array<std::optional<Sampler>, maxSamplers> m_samplers;
     /// By the index of their argument buffers.
     std::multimap<std::uint32_t, ArgumentValue> m_resources;
+    std::array<std::uint32_t, compute::maxThreadgroupMemories> m_threadgroupBytes{};
     std::pmr::vector<compute::protocol::Binding> m_bindings; ///< of the dispatch at hand
 };
 

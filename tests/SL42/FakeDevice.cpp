@@ -119,6 +119,7 @@ public:
                       std::uint32_t index) override {
         setBytes(bytes, index);
     }
+    void setThreadgroupMemoryLength(std::size_t, std::uint32_t) override {}
     void dispatchThreads(gpu::Extent threads, gpu::Extent group) override {
         dispatchPart(threads, group, {.offset = 0, .length = threads.width});
     }

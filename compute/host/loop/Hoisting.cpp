@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/loop/Hoisting.h"
 
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/KernelSignature.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
@@ -70,7 +71,7 @@ bool Hoisting::mayMove(llvm::Instruction& instruction) const {
     if (load == nullptr)
         return maySpeculate(instruction);
     return (isAlwaysExecuted(*load->getParent()) || llvm::isSafeToSpeculativelyExecute(load)) &&
-           isUnclobbered(*load);
+           isUnclobbered(*load) && !kernel::leadsToGroupVariable(*load->getPointerOperand());
 }
 
 } // namespace compute::host

@@ -33,8 +33,8 @@ enum Argument : unsigned { Bindings, Grid, Hoisted, Memory, Tile };
 /// Annotates the parameters with what the caller guarantees about the memory behind them.
 void describeMemory(llvm::Function& function) {
     constexpr std::array<std::size_t, Tile + 1> recordBytes = {
-        kernel::slotCount * sizeof(void*), 6 * sizeof(std::uint32_t), 0, sizeof(KernelMemory),
-        6 * sizeof(std::uint32_t)};
+        kernel::slotCount * sizeof(void*), kernel::gridRecordWords * sizeof(std::uint32_t), 0,
+        sizeof(KernelMemory), 6 * sizeof(std::uint32_t)};
     llvm::LLVMContext& context = function.getContext();
     for (llvm::Argument& parameter : function.args()) {
         const unsigned number = parameter.getArgNo();
@@ -209,7 +209,12 @@ ThreadLoop addThreadLoop(llvm::Function& kernel, kernel::Analyses& analyses,
     return {.prepare = *nest.prepare,
             .tile = *nest.tile,
             .hoistedBytes = bytes,
-            .memory = {nest.prepare->getArg(Memory), nest.tile->getArg(Memory)}};
+            .memory = {nest.prepare->getArg(Memory), nest.tile->getArg(Memory)},
+            .row = nest.blocks[PerRow],
+            .thread = nest.blocks[PerThread],
+            .threadEnd = nest.rowEnd,
+            .position = nest.position[0],
+            .lanes = vectoriser != nullptr ? vectoriser->lanes() : 1};
 }
 
 } // namespace compute::host

@@ -39,6 +39,12 @@ struct ThreadLoop {
     unsigned hoistedBytes; ///< size of the memory that `hoisted` points to
     /// The parameter `memory` of both functions.
     std::array<llvm::Argument*, 2> memory;
+    // Of the innermost loop of `tile`:
+    llvm::BasicBlock* row;       ///< before it
+    llvm::BasicBlock* thread;    ///< its header
+    llvm::BasicBlock* threadEnd; ///< its latch
+    llvm::PHINode* position;     ///< x
+    unsigned lanes;              ///< threads of one iteration
 };
 
 /// Adds both functions to the module of `kernel`, the canonical function, which they replace. The

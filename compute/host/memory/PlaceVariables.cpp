@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/memory/PlaceVariables.h"
 
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/Signatures.h"
 #include "compute/kernel/containment/AddressRanges.h"
 
@@ -12,6 +13,7 @@
 #include <llvm/IR/IntrinsicInst.h>
 #include <llvm/IR/ReplaceConstant.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace compute::host {
@@ -258,16 +260,53 @@ void moveTables(llvm::ArrayRef<llvm::GlobalVariable*> tables, const TableImage& 
     }
 }
 
+/// Has the functions find what a threadgroup shares. Returns its bytes.
+std::uint64_t moveGroupVariables(llvm::Module& module, MemoryParameters& parameters) {
+    const llvm::DataLayout& layout = module.getDataLayout();
+    std::vector<llvm::GlobalVariable*> variables;
+    for (llvm::GlobalVariable& variable : module.globals())
+        if (kernel::isGroupVariable(variable))
+            variables.push_back(&variable);
+    if (variables.empty())
+        return 0;
+    llvm::convertUsersOfConstantsToInstructions(
+        llvm::SmallVector<llvm::Constant*>(variables.begin(), variables.end()));
+    // The arguments come last: their length is not known here.
+    const auto isArguments = [](const llvm::GlobalVariable* variable) {
+        return variable->getName() == kernel::groupArgumentsSymbol;
+    };
+    std::ranges::sort(variables, {}, isArguments);
+    std::uint64_t bytes = 0;
+    llvm::DenseMap<llvm::Function*, llvm::Value*> starts;
+    for (llvm::GlobalVariable* variable : variables) {
+        bytes = llvm::alignTo(bytes, variable->getAlign().valueOrOne());
+        for (llvm::Use& use : llvm::make_early_inc_range(variable->uses())) {
+            auto& user = *llvm::cast<llvm::Instruction>(use.getUser());
+            llvm::Argument& parameter = parameters.at(user);
+            llvm::Value*& start = starts[parameter.getParent()];
+            if (start == nullptr)
+                start = loadPlace(parameter, offsetof(KernelMemory, shared));
+            llvm::IRBuilder<> builder(llvm::cast<llvm::Instruction>(start)->getNextNode());
+            use.set(builder.CreateConstGEP1_64(builder.getInt8Ty(), start, bytes));
+        }
+        if (!isArguments(variable))
+            bytes += layout.getTypeAllocSize(variable->getValueType()).getFixedValue();
+        variable->eraseFromParent();
+    }
+    return bytes;
+}
+
 } // namespace
 
 platform::Result<Placement> placeVariables(llvm::Module& module,
                                            std::span<llvm::Argument* const> memory) {
     const llvm::DataLayout& layout = module.getDataLayout();
+    Placement placement;
+    MemoryParameters parameters(memory);
+    placement.sharedBytes = moveGroupVariables(module, parameters);
     const MovedVariables moved(module); // must not be used after the first variable has moved
     const auto variables = moved.variables();
     const auto tables = moved.tables();
-    Placement placement;
-    MemoryParameters parameters(memory);
     placement.tables = SL42_TRY(TableImage::make(tables, layout));
     placement.frameBytes = moveVariables(variables, layout, parameters);
     moveTables(tables, placement.tables, parameters);

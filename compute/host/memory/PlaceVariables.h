@@ -21,10 +21,14 @@ namespace compute::host {
 struct KernelMemory {
     std::byte* frame = nullptr;  ///< of this worker; aligned to a page
     std::byte* tables = nullptr; ///< the image of the tables
+    /// What the threads of a threadgroup share; then the memory of the threadgroup arguments.
+    std::byte* shared = nullptr;
+    std::byte* vectors = nullptr; ///< frames of the threads of a threadgroup (SplitAtBarriers.h)
 };
 
 struct Placement {
     std::uint64_t frameBytes = 0;
+    std::uint64_t sharedBytes = 0; ///< of a threadgroup; where its arguments begin
     TableImage tables;
 };
 

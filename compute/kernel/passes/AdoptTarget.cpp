@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/passes/AdoptTarget.h"
 
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/passes/Undefined.h"
 
 #include <llvm/IR/DebugInfoMetadata.h>
@@ -127,6 +128,7 @@ platform::Result<void> adoptTarget(PassContext& context) {
         adopt(function);
     if (context.entry != nullptr)
         describeEntry(*context.entry, context.target);
+    describeGroupOperations(module, context.entry);
     return {};
 }
 

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/kernel/passes/BindParameters.h"
 
+#include "compute/kernel/GroupOperations.h"
+
 #include <llvm/IR/IRBuilder.h>
 
 #include <algorithm>
@@ -22,7 +24,7 @@ private:
     llvm::Value* slot(unsigned index) {
         return loadConstant(m_builder.getPtrTy(), m_entry->getArg(BindingsArgument), index);
     }
-    llvm::Value* position(unsigned axis) { return m_entry->getArg(XArgument + axis); }
+    llvm::Value* position(unsigned axis);
     llvm::Value* gridSize(unsigned axis) {
         return loadConstant(m_builder.getInt32Ty(), m_entry->getArg(GridArgument), axis);
     }
@@ -32,7 +34,13 @@ private:
     /// One component of a thread attribute, as i32.
     llvm::Value* attribute(ParameterKind kind, unsigned axis);
     llvm::Value* actualGroupSize(unsigned axis);
+    llvm::Value* groupsPerGrid(unsigned axis);
+    llvm::Value* groupPosition(unsigned axis);
+    llvm::Value* positionInGroup(unsigned axis);
     llvm::Value* indexInGroup();
+    llvm::Value* threadsInGroup();
+    llvm::Value* dispatchedThreads();
+    llvm::Value* inUnits(llvm::Value* threads, unsigned unit);
     llvm::Value* inMemory(llvm::Value* value);
 
     platform::Result<llvm::Value*> argument(const Parameter& parameter, llvm::Argument& formal);
@@ -42,6 +50,7 @@ private:
     llvm::Value* textureArgument(const Parameter& parameter);
     llvm::Value* samplerArgument(const Parameter& parameter);
     llvm::Value* bufferArgument(const Parameter& parameter, llvm::Argument& formal);
+    llvm::Value* threadgroupArgument(const Parameter& parameter);
     platform::Result<llvm::Value*> threadArgument(const Parameter& parameter,
                                                   llvm::Argument& formal);
 
@@ -49,12 +58,18 @@ private:
     llvm::Function* m_kernel;
     llvm::Function* m_entry = nullptr;
     llvm::IRBuilder<> m_builder;
+    /// Whether x and y are numbers of threads and threadgroups rather than positions.
+    bool m_worksInGroups;
 };
 
 Binder::Binder(PassContext& context)
     : m_context(context),
       m_kernel(context.module.getFunction(context.kernel.symbol)),
-      m_builder(context.module.getContext()) {
+      m_builder(context.module.getContext()),
+      m_worksInGroups(worksInGroups(context.module) ||
+                      std::ranges::any_of(context.kernel.parameters, [](const Parameter& one) {
+                          return one.kind == ParameterKind::ThreadgroupMemory;
+                      })) {
     llvm::Type* pointer = m_builder.getPtrTy();
     llvm::Type* word = m_builder.getInt32Ty();
     auto* type =
@@ -76,22 +91,69 @@ llvm::Value* Binder::loadConstant(llvm::Type* type, llvm::Value* base, unsigned 
     return load;
 }
 
+llvm::Value* Binder::position(unsigned axis) {
+    if (!m_worksInGroups)
+        return m_entry->getArg(XArgument + axis);
+    return m_builder.CreateAdd(m_builder.CreateMul(groupPosition(axis), groupSize(axis)),
+                               positionInGroup(axis));
+}
+
+llvm::Value* Binder::groupsPerGrid(unsigned axis) {
+    llvm::Value* last = m_builder.CreateSub(gridSize(axis), m_builder.getInt32(1));
+    return m_builder.CreateAdd(m_builder.CreateUDiv(last, groupSize(axis)), m_builder.getInt32(1));
+}
+
+llvm::Value* Binder::groupPosition(unsigned axis) {
+    if (!m_worksInGroups)
+        return m_builder.CreateUDiv(position(axis), groupSize(axis));
+    llvm::Value* number = m_entry->getArg(YArgument);
+    for (unsigned before = 0; before < axis; ++before)
+        number = m_builder.CreateUDiv(number, groupsPerGrid(before));
+    return axis == 2 ? number : m_builder.CreateURem(number, groupsPerGrid(axis));
+}
+
+llvm::Value* Binder::positionInGroup(unsigned axis) {
+    if (!m_worksInGroups)
+        return m_builder.CreateURem(position(axis), groupSize(axis));
+    llvm::Value* number = m_entry->getArg(XArgument);
+    for (unsigned before = 0; before < axis; ++before)
+        number = m_builder.CreateUDiv(number, actualGroupSize(before));
+    return axis == 2 ? number : m_builder.CreateURem(number, actualGroupSize(axis));
+}
+
 llvm::Value* Binder::actualGroupSize(unsigned axis) {
     // Groups at the far edge of the grid are cut off there.
-    llvm::Value* first = m_builder.CreateMul(
-        attribute(ParameterKind::ThreadgroupPositionInGrid, axis), groupSize(axis));
+    llvm::Value* first = m_builder.CreateMul(groupPosition(axis), groupSize(axis));
     llvm::Value* rest = m_builder.CreateSub(gridSize(axis), first);
     return m_builder.CreateBinaryIntrinsic(llvm::Intrinsic::umin, groupSize(axis), rest);
 }
 
 llvm::Value* Binder::indexInGroup() {
-    llvm::Value* index = attribute(ParameterKind::ThreadPositionInThreadgroup, 2);
+    if (m_worksInGroups)
+        return m_entry->getArg(XArgument);
+    llvm::Value* index = positionInGroup(2);
     for (unsigned axis : {1u, 0u}) {
         llvm::Value* scaled = m_builder.CreateMul(index, actualGroupSize(axis));
-        index = m_builder.CreateAdd(scaled,
-                                    attribute(ParameterKind::ThreadPositionInThreadgroup, axis));
+        index = m_builder.CreateAdd(scaled, positionInGroup(axis));
     }
     return index;
+}
+
+llvm::Value* Binder::threadsInGroup() {
+    llvm::Value* threads = actualGroupSize(0);
+    for (unsigned axis : {1u, 2u})
+        threads = m_builder.CreateMul(threads, actualGroupSize(axis));
+    return threads;
+}
+
+llvm::Value* Binder::dispatchedThreads() {
+    return m_builder.CreateMul(m_builder.CreateMul(groupSize(0), groupSize(1)), groupSize(2));
+}
+
+/// Rounded up.
+llvm::Value* Binder::inUnits(llvm::Value* threads, unsigned unit) {
+    return m_builder.CreateUDiv(m_builder.CreateAdd(threads, m_builder.getInt32(unit - 1)),
+                                m_builder.getInt32(unit));
 }
 
 llvm::Value* Binder::attribute(ParameterKind kind, unsigned axis) {
@@ -101,21 +163,39 @@ llvm::Value* Binder::attribute(ParameterKind kind, unsigned axis) {
     case ParameterKind::ThreadsPerGrid:
         return gridSize(axis);
     case ParameterKind::ThreadPositionInThreadgroup:
-        return m_builder.CreateURem(position(axis), groupSize(axis));
+        return positionInGroup(axis);
     case ParameterKind::ThreadgroupPositionInGrid:
-        return m_builder.CreateUDiv(position(axis), groupSize(axis));
+        return groupPosition(axis);
     case ParameterKind::ThreadsPerThreadgroup:
         return actualGroupSize(axis);
-    case ParameterKind::ThreadgroupsPerGrid: {
-        llvm::Value* last = m_builder.CreateSub(gridSize(axis), m_builder.getInt32(1));
-        return m_builder.CreateAdd(m_builder.CreateUDiv(last, groupSize(axis)),
-                                   m_builder.getInt32(1));
-    }
+    case ParameterKind::DispatchThreadsPerThreadgroup:
+        return groupSize(axis);
+    case ParameterKind::ThreadgroupsPerGrid:
+        return groupsPerGrid(axis);
     case ParameterKind::ThreadIndexInThreadgroup:
         return indexInGroup();
+    case ParameterKind::ThreadIndexInSimdgroup:
+        return m_builder.CreateURem(indexInGroup(), m_builder.getInt32(simdgroupThreads));
+    case ParameterKind::SimdgroupIndexInThreadgroup:
+        return m_builder.CreateUDiv(indexInGroup(), m_builder.getInt32(simdgroupThreads));
+    case ParameterKind::SimdgroupsPerThreadgroup:
+        return inUnits(threadsInGroup(), simdgroupThreads);
+    case ParameterKind::ThreadsPerSimdgroup:
+        return m_builder.getInt32(simdgroupThreads);
+    case ParameterKind::ThreadIndexInQuadgroup:
+        return m_builder.CreateURem(indexInGroup(), m_builder.getInt32(quadgroupThreads));
+    case ParameterKind::QuadgroupIndexInThreadgroup:
+        return m_builder.CreateUDiv(indexInGroup(), m_builder.getInt32(quadgroupThreads));
+    case ParameterKind::QuadgroupsPerThreadgroup:
+        return inUnits(threadsInGroup(), quadgroupThreads);
+    case ParameterKind::DispatchSimdgroupsPerThreadgroup:
+        return inUnits(dispatchedThreads(), simdgroupThreads);
+    case ParameterKind::DispatchQuadgroupsPerThreadgroup:
+        return inUnits(dispatchedThreads(), quadgroupThreads);
     case ParameterKind::Buffer:
     case ParameterKind::Texture:
     case ParameterKind::Sampler:
+    case ParameterKind::ThreadgroupMemory:
         break;
     }
     return nullptr;
@@ -168,6 +248,22 @@ llvm::Value* Binder::bufferArgument(const Parameter& parameter, llvm::Argument& 
     return pointer;
 }
 
+llvm::Value* Binder::threadgroupArgument(const Parameter& parameter) {
+    llvm::GlobalVariable* memory = m_context.module.getGlobalVariable(groupArgumentsSymbol, true);
+    if (memory == nullptr) {
+        auto* type = llvm::ArrayType::get(m_builder.getInt8Ty(), maxGroupBytes);
+        memory = new llvm::GlobalVariable(
+            m_context.module, type, /*isConstant=*/false, llvm::GlobalValue::InternalLinkage,
+            llvm::Constant::getNullValue(type), groupArgumentsSymbol, nullptr,
+            llvm::GlobalValue::NotThreadLocal, /*AddressSpace=*/0);
+        memory->addAttribute(groupVariableAttribute);
+        memory->setAlignment(llvm::Align(16));
+    }
+    llvm::Value* offset = loadConstant(m_builder.getInt32Ty(), m_entry->getArg(GridArgument),
+                                       firstThreadgroupArgument + parameter.index);
+    return m_builder.CreatePtrAdd(memory, m_builder.CreateZExt(offset, m_builder.getInt64Ty()));
+}
+
 platform::Result<llvm::Value*> Binder::threadArgument(const Parameter& parameter,
                                                       llvm::Argument& formal) {
     llvm::Type* component = m_builder.getIntNTy(parameter.componentBytes * 8u);
@@ -200,6 +296,8 @@ platform::Result<llvm::Value*> Binder::argument(const Parameter& parameter,
         return textureArgument(parameter);
     case ParameterKind::Sampler:
         return samplerArgument(parameter);
+    case ParameterKind::ThreadgroupMemory:
+        return threadgroupArgument(parameter);
     case ParameterKind::ThreadPositionInGrid:
     case ParameterKind::ThreadsPerGrid:
     case ParameterKind::ThreadPositionInThreadgroup:
@@ -207,6 +305,16 @@ platform::Result<llvm::Value*> Binder::argument(const Parameter& parameter,
     case ParameterKind::ThreadsPerThreadgroup:
     case ParameterKind::ThreadgroupsPerGrid:
     case ParameterKind::ThreadIndexInThreadgroup:
+    case ParameterKind::ThreadIndexInSimdgroup:
+    case ParameterKind::SimdgroupIndexInThreadgroup:
+    case ParameterKind::SimdgroupsPerThreadgroup:
+    case ParameterKind::ThreadsPerSimdgroup:
+    case ParameterKind::ThreadIndexInQuadgroup:
+    case ParameterKind::QuadgroupIndexInThreadgroup:
+    case ParameterKind::QuadgroupsPerThreadgroup:
+    case ParameterKind::DispatchThreadsPerThreadgroup:
+    case ParameterKind::DispatchSimdgroupsPerThreadgroup:
+    case ParameterKind::DispatchQuadgroupsPerThreadgroup:
         return threadArgument(parameter, formal);
     }
     return platform::Error{"parameter '" + parameter.name + "' is of an unknown kind"};

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/passes/FoldInitialisers.h"
 
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/passes/Promote.h"
 
 #include <llvm/ADT/STLExtras.h>
@@ -78,6 +79,8 @@ platform::Result<void> freezeVariables(llvm::Module& module) {
             variable.eraseFromParent();
             continue;
         }
+        if (isGroupVariable(variable))
+            continue;
         if (!variable.hasInitializer())
             return platform::Error{"variable '" + sourceName(variable) + "' is not defined"};
         if (isWritten(variable))

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/kernel/passes/ShapeControlFlow.h"
 
+#include "compute/kernel/GroupOperations.h"
+
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/IntrinsicInst.h>
 #include <llvm/Transforms/Scalar/SimplifyCFG.h>
@@ -19,7 +21,8 @@ platform::Result<void> checkCalls(const llvm::Function& kernel) {
         if (call == nullptr || llvm::isa<llvm::IntrinsicInst>(call))
             continue;
         const llvm::Function* callee = call->getCalledFunction();
-        if (callee != nullptr && !callee->isDeclaration())
+        if (callee != nullptr &&
+            (!callee->isDeclaration() || groupOperation(*callee) != GroupOperation::None))
             continue;
         if (callee != nullptr)
             return platform::Error{"function '" + sourceName(*callee) + "' is not defined"};
@@ -47,9 +50,26 @@ platform::Result<void> checkPrivateMemory(const llvm::Function& function, std::s
     return {};
 }
 
+platform::Result<void> checkGroupMemory(const llvm::Module& module, std::string_view name) {
+    const llvm::DataLayout& layout = module.getDataLayout();
+    std::uint64_t total = 0;
+    for (const llvm::GlobalVariable& variable : module.globals()) {
+        if (!isGroupVariable(variable) || variable.getName() == groupArgumentsSymbol)
+            continue;
+        const std::uint64_t size = layout.getTypeAllocSize(variable.getValueType()).getFixedValue();
+        if (size > maxGroupBytes - total)
+            return platform::Error{"kernel '" + std::string(name) + "' needs more than " +
+                                   std::to_string(maxGroupBytes) + " bytes of threadgroup memory"};
+        total += llvm::alignTo(size, 16);
+        total = std::min(total, maxGroupBytes);
+    }
+    return {};
+}
+
 } // namespace
 
 platform::Result<void> shapeControlFlow(PassContext& context) {
+    SL42_TRY_VOID(checkGroupMemory(context.module, context.kernel.name));
     std::uint64_t privateBytes = 0;
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::LowerSwitchPass());

@@ -38,7 +38,9 @@ void shareLargest(CallGraph& graph, double limit, const std::vector<llvm::Functi
     }
 }
 
-/// The functions that may be shared. What the initialisers of variables call may not.
+/// The functions that may be shared. What the initialisers of variables call may not, and neither
+/// may functions in which threads work together: where these wait for one another, the kernel is
+/// taken apart.
 std::vector<llvm::Function*> findCandidates(const PassContext& context, const CallGraph& graph,
                                             PrivatePointers& pointers) {
     const std::vector<llvm::Function*> excluded =
@@ -46,7 +48,8 @@ std::vector<llvm::Function*> findCandidates(const PassContext& context, const Ca
     std::vector<llvm::Function*> candidates;
     for (llvm::Function* function : graph.calleesFirst())
         if (function != context.entry && !llvm::is_contained(excluded, function) &&
-            graph.saving(function) > 0 && pointers.canPassByValue(*function))
+            !function->isConvergent() && graph.saving(function) > 0 &&
+            pointers.canPassByValue(*function))
             candidates.push_back(function);
     return candidates;
 }

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/kernel/sharing/Inliner.h"
 
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/passes/Undefined.h"
 #include "compute/kernel/sharing/ChooseShared.h"
 
@@ -17,7 +18,8 @@ namespace {
 /// Calls of declarations count, because the inliner is what refuses them.
 bool isToInline(const llvm::CallInst& call) {
     const llvm::Function* callee = call.getCalledFunction();
-    return callee != nullptr && !llvm::isa<llvm::IntrinsicInst>(call) && !isShared(*callee);
+    return callee != nullptr && !llvm::isa<llvm::IntrinsicInst>(call) && !isShared(*callee) &&
+           groupOperation(*callee) == GroupOperation::None;
 }
 
 llvm::SmallVector<llvm::CallInst*> callsToInline(llvm::Function& function) {

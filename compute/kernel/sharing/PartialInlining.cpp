@@ -213,7 +213,8 @@ platform::Result<void> inlinePartially(PassContext& context) {
     if (graph.isRecursive() || graph.weigh() <= enough)
         return {};
     for (llvm::Function* function : graph.calleesFirst())
-        if (function != context.entry && graph.saving(function) > enough && split(*function, graph))
+        if (function != context.entry && !function->isConvergent() &&
+            graph.saving(function) > enough && split(*function, graph))
             context.analyses.functions().clear(*function, function->getName());
     return {};
 }

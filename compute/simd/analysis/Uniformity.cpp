@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/simd/analysis/Uniformity.h"
 
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/KernelSignature.h"
 #include "compute/simd/analysis/DivergentJoins.h"
 
@@ -22,14 +23,22 @@ public:
 
     bool hasBranchDivergence(const llvm::Function*) const { return true; }
     bool isSourceOfDivergence(const llvm::Value* value) const { return m_sources.contains(value); }
+    bool isAlwaysUniform(const llvm::Value* value) const {
+        const auto* call = llvm::dyn_cast<llvm::CallBase>(value);
+        return call != nullptr && kernel::hasUniformResult(*call);
+    }
 
 private:
     const ValueSet& m_sources;
 };
 
 /// Whether the instruction is a source of divergence by itself: threads that do the same atomic
-/// operation get different results, and so may threads that read memory while others write it.
+/// operation get different results, and so may threads that read memory while others write it, or
+/// that ask what others hold.
 bool isSource(const llvm::Instruction& instruction) {
+    if (kernel::groupOperation(instruction) != kernel::GroupOperation::None)
+        return !instruction.getType()->isVoidTy() &&
+               !kernel::hasUniformResult(llvm::cast<llvm::CallBase>(instruction));
     if (const auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction))
         return !load->isSimple();
     return llvm::isa<llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(instruction);

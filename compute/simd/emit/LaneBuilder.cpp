@@ -3,6 +3,11 @@
 #include "compute/simd/emit/LaneBuilder.h"
 
 namespace compute::simd {
+namespace {
+
+constexpr llvm::StringLiteral temporaryMark = "sl42.temporary";
+
+} // namespace
 
 llvm::Type* LaneBuilder::wideType(llvm::Type* type) const {
     auto* structure = llvm::dyn_cast<llvm::StructType>(type);
@@ -59,6 +64,11 @@ llvm::Value* LaneBuilder::lastLane(llvm::Value* mask) {
     return CreateSub(getInt64(63), zeros);
 }
 
+llvm::Value* LaneBuilder::firstLane(llvm::Value* mask) {
+    return CreateBinaryIntrinsic(llvm::Intrinsic::cttz, CreateZExt(bits(mask), getInt64Ty()),
+                                 getTrue());
+}
+
 llvm::Value* LaneBuilder::blend(llvm::Value* mask, llvm::Value* value, llvm::Value* other) {
     if (value == other)
         return value;
@@ -105,6 +115,17 @@ llvm::AllocaInst* LaneBuilder::variable(llvm::Type* type, std::uint64_t count,
     llvm::AllocaInst* memory = CreateAlloca(type, getInt64(count));
     memory->setAlignment(alignment);
     return memory;
+}
+
+llvm::AllocaInst* LaneBuilder::temporary(llvm::Type* type, std::uint64_t count,
+                                         llvm::Align alignment) {
+    llvm::AllocaInst* memory = variable(type, count, alignment);
+    memory->setMetadata(temporaryMark, llvm::MDNode::get(getContext(), {}));
+    return memory;
+}
+
+bool LaneBuilder::isTemporary(const llvm::AllocaInst& variable) {
+    return variable.hasMetadata(temporaryMark);
 }
 
 LaneBuilder::Values LaneBuilder::ifElse(llvm::Value* condition, const char* name, Side ifTrue,

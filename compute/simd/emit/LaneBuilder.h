@@ -13,10 +13,16 @@ namespace compute::simd {
 class LaneBuilder : public llvm::IRBuilder<> {
 public:
     /// `entry`: a block that runs before all others of the function, for variables.
-    LaneBuilder(llvm::BasicBlock& entry, unsigned lanes)
-        : IRBuilder(entry.getContext()), m_entry(entry), m_lanes(lanes) {}
+    /// `processorLanes`: those of one vector of the processor.
+    LaneBuilder(llvm::BasicBlock& entry, unsigned lanes, unsigned processorLanes)
+        : IRBuilder(entry.getContext()),
+          m_entry(entry),
+          m_lanes(lanes),
+          m_processorLanes(processorLanes) {}
 
     unsigned lanes() const { return m_lanes; }
+    /// What instructions the processor has depends on these: 16 with AVX-512, 8 with AVX2, else 4.
+    unsigned processorLanes() const { return m_processorLanes; }
     /// The vector of a type with one element per lane; for a structure, the structure of vectors.
     llvm::Type* wideType(llvm::Type* type) const;
     llvm::Type* maskType() const { return wideType(llvm::Type::getInt1Ty(getContext())); }
@@ -36,6 +42,8 @@ public:
     llvm::Value* bits(llvm::Value* mask);
     /// The number of the highest lane that is set; there must be one.
     llvm::Value* lastLane(llvm::Value* mask);
+    /// That of the lowest.
+    llvm::Value* firstLane(llvm::Value* mask);
     /// `value` where the mask is set and `other` elsewhere; takes structures as well.
     llvm::Value* blend(llvm::Value* mask, llvm::Value* value, llvm::Value* other);
 
@@ -45,6 +53,9 @@ public:
 
     /// A variable on the stack, allocated in the function's entry block.
     llvm::AllocaInst* variable(llvm::Type* type, std::uint64_t count, llvm::Align alignment);
+    /// The same for contents that are used at once, before anything else happens.
+    llvm::AllocaInst* temporary(llvm::Type* type, std::uint64_t count, llvm::Align alignment);
+    static bool isTemporary(const llvm::AllocaInst& variable);
 
     /// Emits an if-then-else on the scalar `condition` and returns phis of the values that the two
     /// sides return, which must be equally many. `name`: of the block for the first side.
@@ -61,6 +72,7 @@ public:
 private:
     llvm::BasicBlock& m_entry;
     unsigned m_lanes;
+    unsigned m_processorLanes;
 };
 
 } // namespace compute::simd

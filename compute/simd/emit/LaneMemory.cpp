@@ -34,21 +34,21 @@ std::uint64_t LaneMemory::sizeOf(llvm::Type* type) const {
 
 bool LaneMemory::hasMaskedAccess(llvm::Type* type) const {
     const std::uint64_t size = sizeOf(type);
-    return m_builder.lanes() >= 16 || (m_builder.lanes() == 8 && size >= 4);
+    return m_builder.processorLanes() >= 16 || (m_builder.processorLanes() == 8 && size >= 4);
 }
 
 bool LaneMemory::hasGather(llvm::Type* type) const {
-    return m_builder.lanes() >= 8 && sizeOf(type) >= 4;
+    return m_builder.processorLanes() >= 8 && sizeOf(type) >= 4;
 }
 
 bool LaneMemory::hasScatter(llvm::Type* type) const {
-    return m_builder.lanes() >= 16 && sizeOf(type) >= 4;
+    return m_builder.processorLanes() >= 16 && sizeOf(type) >= 4;
 }
 
 llvm::Value* LaneMemory::scratch() {
     if (m_scratch == nullptr)
         m_scratch =
-            m_builder.variable(m_builder.getInt8Ty(), scratchBytes, llvm::Align(scratchBytes));
+            m_builder.temporary(m_builder.getInt8Ty(), scratchBytes, llvm::Align(scratchBytes));
     return m_scratch;
 }
 
@@ -58,7 +58,7 @@ LaneMemory::Pointers LaneMemory::safePointers(const Addresses& addresses, llvm::
     // Scalar loads from memory are independent of one another; extracting the elements would form a
     // chain of shuffles.
     llvm::Value* list =
-        m_builder.variable(m_builder.getPtrTy(), m_builder.lanes(), llvm::Align(64));
+        m_builder.temporary(m_builder.getPtrTy(), m_builder.lanes(), llvm::Align(64));
     m_builder.CreateAlignedStore(safe, list, llvm::Align(64));
     Pointers pointers;
     for (unsigned lane = 0; lane < m_builder.lanes(); ++lane)
@@ -141,7 +141,7 @@ llvm::Value* LaneMemory::gather(llvm::Type* type, const Addresses& addresses, ll
         return m_builder.CreateMaskedGather(m_builder.wideType(type), m_values.pointers(addresses),
                                             unaligned, mask);
     const bool isNarrow = type->isIntegerTy(8) || type->isIntegerTy(16) || type->isHalfTy();
-    if (isNarrow && m_builder.lanes() >= 8)
+    if (isNarrow && m_builder.processorLanes() >= 8)
         return gatherNarrow(type, addresses, mask);
     return loadEachLane(type, addresses, mask);
 }

@@ -3,6 +3,7 @@
 #include "compute/simd/emit/WidenArithmetic.h"
 
 #include "compute/kernel/Calls.h"
+#include "compute/kernel/GroupOperations.h"
 #include "compute/simd/emit/WideCalls.h"
 #include "compute/simd/emit/WidenConversion.h"
 #include "compute/simd/emit/WidenExtrema.h"
@@ -187,7 +188,8 @@ const char* arithmeticObstacle(const llvm::Instruction& instruction) {
             !fitsLane(operand->getType()))
             return "an operand that is neither a number nor a pointer";
     const auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction);
-    if (call != nullptr && kernel::isCallOfProgram(*call))
+    if (call != nullptr && (kernel::isCallOfProgram(*call) ||
+                            kernel::groupOperation(*call) != kernel::GroupOperation::None))
         return nullptr;
     if (call != nullptr && !llvm::isa<llvm::IntrinsicInst>(call))
         return "a call of an unknown function";

@@ -3,8 +3,10 @@
 #include "compute/simd/emit/WidenControl.h"
 
 #include "compute/kernel/Calls.h"
+#include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/LoopLines.h"
 #include "compute/simd/emit/WidenArithmetic.h"
+#include "compute/simd/emit/WidenTogether.h"
 
 #include <llvm/ADT/STLExtras.h>
 
@@ -195,6 +197,8 @@ void WidenControl::widenBlock(Block& block, llvm::Value* mask) {
 
 void WidenControl::widenInstruction(llvm::Instruction& instruction, llvm::Value* mask) {
     m_builder.SetCurrentDebugLocation(instruction.getDebugLoc());
+    if (kernel::groupOperation(instruction) != kernel::GroupOperation::None)
+        return widenTogether(m_builder, m_values, llvm::cast<llvm::CallInst>(instruction), mask);
     const bool hasUniformOperands =
         llvm::all_of(instruction.operands(),
                      [&](const llvm::Use& operand) { return m_values.isUniform(operand.get()); });

@@ -31,7 +31,7 @@ public:
         if (m_numbers->getType()->getScalarType()->isFloatTy() && m_bits == wordBits) {
             if (m_isSigned)
                 return zeroForNan(highestForLarge(convertToLowestOutOfRange()));
-            if (m_builder.lanes() >= vectorLanes)
+            if (m_builder.processorLanes() >= vectorLanes)
                 return convertUnsignedWords();
         }
         // The plain conversion is undefined out of range; the selects drop its result there.
@@ -47,12 +47,20 @@ private:
 
     /// One instruction, which makes the lowest integer of all that is out of range.
     llvm::Value* convertToLowestOutOfRange() {
-        const unsigned lanes = m_builder.lanes();
+        const unsigned lanes = m_builder.processorLanes();
         if (lanes >= vectorLanes)
             return convertVectors(llvm::Intrinsic::x86_avx512_mask_cvttps2dq_512, m_numbers);
-        return m_builder.CreateIntrinsic(lanes == 8 ? llvm::Intrinsic::x86_avx_cvtt_ps2dq_256
-                                                    : llvm::Intrinsic::x86_sse2_cvttps2dq,
-                                         {}, {m_numbers});
+        const llvm::Intrinsic::ID id = lanes == 8 ? llvm::Intrinsic::x86_avx_cvtt_ps2dq_256
+                                                  : llvm::Intrinsic::x86_sse2_cvttps2dq;
+        if (lanes == m_builder.lanes())
+            return m_builder.CreateIntrinsic(id, {}, {m_numbers});
+        llvm::SmallVector<llvm::Value*> vectors;
+        for (unsigned first = 0; first < m_builder.lanes(); first += lanes)
+            vectors.push_back(m_builder.CreateIntrinsic(
+                id, {},
+                {m_builder.CreateShuffleVector(m_numbers,
+                                               llvm::createSequentialMask(first, lanes, 0))}));
+        return llvm::concatenateVectors(m_builder, vectors);
     }
 
     /// Emits an instruction of AVX-512 for each of the vectors in flight.

@@ -43,8 +43,8 @@ TEST(Reflection, ReadsParametersAndGivesFreeIndices) {
         "void helper(device float* o) {}\n");
     ASSERT_EQ(program.kernels.size(), 3u);
     EXPECT_EQ(describe(program.kernels[0]),
-              "first: out=0/2/1x4 u=0/0/1x4 picture=1/3/1x4 next=0/1/1x4 s=2/0/1x4 at=3/0/2x4 "
-              "n=4/0/3x2 lane=9/0/1x4");
+              "first: out=0/2/1x4 u=0/0/1x4 picture=1/3/1x4 next=0/1/1x4 s=2/0/1x4 at=4/0/2x4 "
+              "n=5/0/3x2 lane=10/0/1x4");
     EXPECT_EQ(describe(program.kernels[1]), "inner::second: o=0/0/1x4");
     EXPECT_EQ(describe(program.kernels[2]), "third: table=0/0/1x4");
     for (const KernelDeclaration& kernel : program.kernels) {
@@ -57,16 +57,17 @@ TEST(Reflection, ReadsParametersAndGivesFreeIndices) {
 
 TEST(Reflection, SaysWhichKernelsCannotRunAndWhy) {
     const Program program =
-        compileOrFail("float shared() { threadgroup float s[8]; s[0] = 1; return s[0]; }\n"
-                      "kernel void a(device float* o) { o[0] = shared(); }\n"
+        compileOrFail("#include <metal_stdlib>\n"
+                      "float slope(float x) { return metal::dfdx(x); }\n"
+                      "kernel void a(device float* o) { o[0] = slope(1); }\n"
                       "kernel void b(threadgroup float* s [[threadgroup(0)]]) { s[0] = 1; }\n"
-                      "kernel void c(uint n [[simdgroups_per_threadgroup]]) {}\n"
+                      "kernel void c(uint n [[grid_size]]) {}\n"
                       "float sum(thread float* s) { return s[0]; }\n"
                       "kernel void d(device float* o) { o[0] = sum(o); }\n");
     ASSERT_EQ(program.kernels.size(), 4u);
-    EXPECT_EQ(program.kernels[0].unsupported, "threadgroup memory is not supported");
-    EXPECT_EQ(program.kernels[1].unsupported, "'threadgroup' is not supported");
-    EXPECT_EQ(program.kernels[2].unsupported, "'simdgroups_per_threadgroup' is not supported");
+    EXPECT_EQ(program.kernels[0].unsupported, "'derivative' is not supported");
+    EXPECT_EQ(program.kernels[1].unsupported, "");
+    EXPECT_EQ(program.kernels[2].unsupported, "'grid_size' is not supported");
     EXPECT_EQ(program.kernels[3].unsupported, "");
 }
 
