@@ -257,6 +257,9 @@ std::string withLanguageNames(std::string message) {
 
 std::string advise(unsigned id, const std::string& text, const SourceText& source) {
     std::string message = withLanguageNames(text);
+    // This one is ours, too, but written without its type it is that of another language.
+    if (message.starts_with("use of class template 'uniform' requires"))
+        return unknownName(message, source);
     switch (id) {
     case clang::diag::err_undeclared_var_use:
     case clang::diag::err_undeclared_var_use_suggest:

@@ -7,6 +7,7 @@
 #include "compute/simd/emit/WideCalls.h"
 #include "compute/simd/emit/WidenConversion.h"
 #include "compute/simd/emit/WidenExtrema.h"
+#include "compute/simd/emit/WidenFusedMultiply.h"
 #include "compute/simd/emit/WidenHalf.h"
 
 #include <llvm/Analysis/VectorUtils.h>
@@ -145,6 +146,9 @@ llvm::Value* Arithmetic::widenCall(const llvm::IntrinsicInst& call) {
         if (llvm::Value* chosen =
                 extremum(m_builder, operand(0), operand(1), id == llvm::Intrinsic::maxnum))
             return chosen;
+    if (id == llvm::Intrinsic::fma && call.getType()->isFloatTy() &&
+        lacksFusedMultiply(m_builder.lanes()))
+        return fusedMultiply(m_builder, operand(0), operand(1), operand(2));
     if (!llvm::isTriviallyVectorizable(id))
         return callPerLane(call);
     llvm::SmallVector<llvm::Value*> arguments;

@@ -27,7 +27,7 @@ def rounded(code, value):
         bits = (bits + 0x7fff + (bits >> 16 & 1)) & 0xffff0000
         return struct.unpack("<f", bits.to_bytes(4, "little"))[0]
     try:
-        return struct.unpack("<" + code, struct.pack("<" + code, value))[0]
+        return struct.unpack("<" + code, struct.pack("<" + code, float(value)))[0]
     except OverflowError:
         return math.copysign(math.inf, value)
 

@@ -656,8 +656,9 @@ TEST(TogetherTests, WrongProgramsEndAndStayInside) {
         {"pointers outside of the memory",
          "threadgroup uint* p = &tile[in[place] % 99999999]; p += in[place]; *p = 3;" + barrier +
              "out[place] = p[in[place] % 100000] + *(p - 5000);"},
-        {"eighty kilobytes",
-         "threadgroup uint large[20000]; large[i] = 1;" + barrier + "out[place] = large[n - i];",
+        {"too much together",
+         "threadgroup uint some[8000]; threadgroup uint more[8000]; some[i] = more[i] = 1;" +
+             barrier + "out[place] = some[n - i] + more[n - i];",
          "more than 32768 bytes of threadgroup memory"},
         {"too much across a barrier",
          "uint own[9000]; for (uint j = 0; j < 9000; ++j) own[j] = j ^ i;" + barrier +

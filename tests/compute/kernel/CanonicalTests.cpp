@@ -94,7 +94,7 @@ TEST_F(CanonicalTests, KernelsThatCannotRunAreRefused) {
 
     const Program sampler =
         tests::makeProgram("define spir_func void @k(ptr byval({ ptr }) %s) { ret void }",
-                           {{.name = "s", .kind = ParameterKind::Sampler}});
+                           {{.name = "s", .kind = ParameterKind::Sampler, .index = maxSamplers}});
     EXPECT_FALSE(canonicalise(sampler, {}));
 }
 
