@@ -67,7 +67,8 @@ std::string unknownName(const std::string& message, const SourceText& source) {
     for (const llvm::StringRef function : {"texture2D(", "texture(", "tex2D("})
         if (const auto at = source.before.rfind(function);
             at != llvm::StringRef::npos && !source.before.drop_front(at).contains(')'))
-            return *explainForeignName(std::string_view(function.drop_back()));
+            if (auto explanation = explainForeignName(std::string_view(function.drop_back())))
+                return *std::move(explanation);
     if (auto explanation = explainForeignName(name))
         return *std::move(explanation);
     const llvm::StringRef behind = source.from.drop_front(wordAt(source.from).size()).ltrim(" \t");
