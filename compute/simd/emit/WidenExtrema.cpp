@@ -10,7 +10,7 @@ namespace compute::simd {
 llvm::Value* extremum(LaneBuilder& builder, llvm::Value* first, llvm::Value* second,
                       bool isLarger) {
     constexpr unsigned vectorLanes = 16;
-    if (builder.lanes() < vectorLanes || !first->getType()->getScalarType()->isFloatTy() ||
+    if (builder.processorLanes() < vectorLanes || !first->getType()->getScalarType()->isFloatTy() ||
         llvm::isa<llvm::Constant>(first) || llvm::isa<llvm::Constant>(second))
         return nullptr;
     // Operands of VRANGEPS: the smaller or the larger number, with the sign of what was chosen.

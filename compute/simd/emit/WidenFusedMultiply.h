@@ -9,7 +9,7 @@
 
 namespace compute::simd {
 
-/// Whether processors with vectors of so many lanes lack the instruction.
+/// Whether processors whose vectors have so many lanes lack the instruction.
 inline bool lacksFusedMultiply(unsigned lanes) {
     return lanes == 4;
 }

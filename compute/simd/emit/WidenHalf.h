@@ -9,7 +9,7 @@
 
 namespace compute::simd {
 
-/// Whether processors with vectors of so many lanes lack the instructions.
+/// Whether processors whose vectors have so many lanes lack the instructions.
 inline bool lacksHalfConversions(unsigned lanes) {
     return lanes == 4;
 }
