@@ -2,12 +2,30 @@
 // Part of Starloom 42.
 #include "compute/simd/emit/LaneBuilder.h"
 
+#include <llvm/Analysis/VectorUtils.h>
+
 namespace compute::simd {
 namespace {
 
 constexpr llvm::StringLiteral temporaryMark = "sl42.temporary";
 
 } // namespace
+
+llvm::Value*
+LaneBuilder::perVector(llvm::ArrayRef<llvm::Value*> operands,
+                       llvm::function_ref<llvm::Value*(llvm::ArrayRef<llvm::Value*>)> make) {
+    if (m_lanes == m_processorLanes)
+        return make(operands);
+    llvm::SmallVector<llvm::Value*> results;
+    for (unsigned first = 0; first < m_lanes; first += m_processorLanes) {
+        const auto mask = llvm::createSequentialMask(first, m_processorLanes, 0);
+        llvm::SmallVector<llvm::Value*, 2> vectors;
+        for (llvm::Value* operand : operands)
+            vectors.push_back(CreateShuffleVector(operand, mask));
+        results.push_back(make(vectors));
+    }
+    return llvm::concatenateVectors(*this, results);
+}
 
 llvm::Type* LaneBuilder::wideType(llvm::Type* type) const {
     auto* structure = llvm::dyn_cast<llvm::StructType>(type);

@@ -23,6 +23,13 @@ public:
     unsigned lanes() const { return m_lanes; }
     /// What instructions the processor has depends on these: 16 with AVX-512, 8 with AVX2, else 4.
     unsigned processorLanes() const { return m_processorLanes; }
+    /// Whether it is one of before AVX2: without fused multiply-add and conversions of halves.
+    bool isForOldProcessor() const { return m_processorLanes < 8; }
+    /// Emits what `make` makes of the operands' lanes, for one vector of the processor after the
+    /// other, and puts the results together.
+    llvm::Value*
+    perVector(llvm::ArrayRef<llvm::Value*> operands,
+              llvm::function_ref<llvm::Value*(llvm::ArrayRef<llvm::Value*> vectors)> make);
     /// The vector of a type with one element per lane; for a structure, the structure of vectors.
     llvm::Type* wideType(llvm::Type* type) const;
     llvm::Type* maskType() const { return wideType(llvm::Type::getInt1Ty(getContext())); }

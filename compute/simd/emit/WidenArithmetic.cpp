@@ -126,7 +126,7 @@ llvm::Value* Arithmetic::divide() {
 }
 
 llvm::Value* Arithmetic::widenCast(const llvm::CastInst& cast) {
-    if (lacksHalfConversions(m_builder.processorLanes())) {
+    if (m_builder.isForOldProcessor()) {
         if (cast.getOpcode() == llvm::Instruction::FPTrunc && cast.getType()->isHalfTy() &&
             cast.getSrcTy()->isFloatTy())
             return floatToHalf(m_builder, operand(0));
@@ -146,8 +146,7 @@ llvm::Value* Arithmetic::widenCall(const llvm::IntrinsicInst& call) {
         if (llvm::Value* chosen =
                 extremum(m_builder, operand(0), operand(1), id == llvm::Intrinsic::maxnum))
             return chosen;
-    if (id == llvm::Intrinsic::fma && call.getType()->isFloatTy() &&
-        lacksFusedMultiply(m_builder.processorLanes()))
+    if (id == llvm::Intrinsic::fma && call.getType()->isFloatTy() && m_builder.isForOldProcessor())
         return fusedMultiply(m_builder, operand(0), operand(1), operand(2));
     if (!llvm::isTriviallyVectorizable(id))
         return callPerLane(call);

@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 #include "compute/simd/emit/WidenConversion.h"
 
-#include <llvm/Analysis/VectorUtils.h>
 #include <llvm/IR/IntrinsicsX86.h>
 
 #include <cmath>
@@ -52,30 +51,20 @@ private:
             return convertVectors(llvm::Intrinsic::x86_avx512_mask_cvttps2dq_512, m_numbers);
         const llvm::Intrinsic::ID id = lanes == 8 ? llvm::Intrinsic::x86_avx_cvtt_ps2dq_256
                                                   : llvm::Intrinsic::x86_sse2_cvttps2dq;
-        if (lanes == m_builder.lanes())
-            return m_builder.CreateIntrinsic(id, {}, {m_numbers});
-        llvm::SmallVector<llvm::Value*> vectors;
-        for (unsigned first = 0; first < m_builder.lanes(); first += lanes)
-            vectors.push_back(m_builder.CreateIntrinsic(
-                id, {},
-                {m_builder.CreateShuffleVector(m_numbers,
-                                               llvm::createSequentialMask(first, lanes, 0))}));
-        return llvm::concatenateVectors(m_builder, vectors);
+        return m_builder.perVector(
+            {m_numbers}, [&](auto vectors) { return m_builder.CreateIntrinsic(id, {}, vectors); });
     }
 
     /// Emits an instruction of AVX-512 for each of the vectors in flight.
     llvm::Value* convertVectors(llvm::Intrinsic::ID id, llvm::Value* numbers) {
         constexpr std::uint32_t usualRounding = 4;
         auto* type = llvm::FixedVectorType::get(m_builder.getInt32Ty(), vectorLanes);
-        llvm::SmallVector<llvm::Value*> vectors;
-        for (unsigned first = 0; first < m_builder.lanes(); first += vectorLanes)
-            vectors.push_back(m_builder.CreateIntrinsic(
-                id, {},
-                {m_builder.CreateShuffleVector(numbers,
-                                               llvm::createSequentialMask(first, vectorLanes, 0)),
-                 llvm::Constant::getNullValue(type), m_builder.getInt16(0xFFFF),
-                 m_builder.getInt32(usualRounding)}));
-        return llvm::concatenateVectors(m_builder, vectors);
+        return m_builder.perVector({numbers}, [&](auto vectors) {
+            return m_builder.CreateIntrinsic(id, {},
+                                             {vectors[0], llvm::Constant::getNullValue(type),
+                                              m_builder.getInt16(0xFFFF),
+                                              m_builder.getInt32(usualRounding)});
+        });
     }
 
     /// The instruction makes the highest integer of all that is out of range. The comparison is

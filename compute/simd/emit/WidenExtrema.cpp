@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 #include "compute/simd/emit/WidenExtrema.h"
 
-#include <llvm/Analysis/VectorUtils.h>
 #include <llvm/IR/IntrinsicsX86.h>
 
 namespace compute::simd {
@@ -17,19 +16,13 @@ llvm::Value* extremum(LaneBuilder& builder, llvm::Value* first, llvm::Value* sec
     constexpr std::uint32_t signOfResult = 1 << 2;
     constexpr std::uint32_t usualRounding = 4;
     auto* type = llvm::FixedVectorType::get(builder.getFloatTy(), vectorLanes);
-    llvm::SmallVector<llvm::Value*> vectors;
-    for (unsigned lane = 0; lane < builder.lanes(); lane += vectorLanes) {
-        const auto part = [&](llvm::Value* numbers) {
-            return builder.CreateShuffleVector(numbers,
-                                               llvm::createSequentialMask(lane, vectorLanes, 0));
-        };
-        vectors.push_back(builder.CreateIntrinsic(
-            llvm::Intrinsic::x86_avx512_mask_range_ps_512, {},
-            {part(first), part(second), builder.getInt32(signOfResult | (isLarger ? 1 : 0)),
-             llvm::Constant::getNullValue(type), builder.getInt16(0xFFFF),
-             builder.getInt32(usualRounding)}));
-    }
-    return llvm::concatenateVectors(builder, vectors);
+    return builder.perVector({first, second}, [&](auto vectors) {
+        return builder.CreateIntrinsic(llvm::Intrinsic::x86_avx512_mask_range_ps_512, {},
+                                       {vectors[0], vectors[1],
+                                        builder.getInt32(signOfResult | (isLarger ? 1 : 0)),
+                                        llvm::Constant::getNullValue(type),
+                                        builder.getInt16(0xFFFF), builder.getInt32(usualRounding)});
+    });
 }
 
 } // namespace compute::simd

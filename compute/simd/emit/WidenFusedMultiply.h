@@ -9,11 +9,6 @@
 
 namespace compute::simd {
 
-/// Whether processors whose vectors have so many lanes lack the instruction.
-inline bool lacksFusedMultiply(unsigned lanes) {
-    return lanes == 4;
-}
-
 /// a * b + c of vectors of floats, rounded once.
 llvm::Value* fusedMultiply(LaneBuilder& builder, llvm::Value* a, llvm::Value* b, llvm::Value* c);
 

@@ -9,11 +9,6 @@
 
 namespace compute::simd {
 
-/// Whether processors whose vectors have so many lanes lack the instructions.
-inline bool lacksHalfConversions(unsigned lanes) {
-    return lanes == 4;
-}
-
 /// A vector of floats, rounded to the nearest half, ties to even.
 llvm::Value* floatToHalf(LaneBuilder& builder, llvm::Value* numbers);
 /// A vector of halves, exactly.
