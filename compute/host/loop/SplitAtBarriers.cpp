@@ -230,7 +230,7 @@ private:
         llvm::SmallSetVector<Instruction*, 8> outside; ///< address arithmetic outside of the body
         llvm::SmallPtrSet<BasicBlock*, 8> blocks;      ///< of the body
         bool escapes = false;
-        bool isOfLoop = true; ///< nothing outside of the body accesses it
+        bool isOfLoop = true; ///< nothing outside of the loop over vectors accesses it
     };
 
     static bool isAddress(const Instruction& user) {
@@ -262,6 +262,8 @@ private:
                 const bool isInside = isInBody(user);
                 if (isInside)
                     uses.blocks.insert(user->getParent());
+                else if (user->getParent() == &m_header) // computed anew for each vector
+                    uses.escapes |= !isAddress(*user) && !isPlainAccess(use);
                 else if (isAddress(*user) && !llvm::isa<llvm::PHINode>(user))
                     uses.outside.insert(user);
                 else
