@@ -25,21 +25,13 @@ struct HistoryOptions {
     std::uint64_t restored = 0;
 };
 
-const char* stateOf(const HistoryEntry& entry) {
-    if (entry.drew)
-        return "drew";
-    if (!entry.compiled)
-        return "replaced at once";
-    return *entry.compiled ? "compiled" : "did not compile";
-}
-
 void list(const std::vector<HistoryEntry>& entries) {
     for (const HistoryEntry& entry : entries) {
         const std::time_t seconds = std::chrono::system_clock::to_time_t(entry.time);
         std::tm local{};
         ::localtime_r(&seconds, &local);
         std::cout << std::setw(6) << entry.number << "  " << std::put_time(&local, "%F %T") << "  "
-                  << std::setw(7) << entry.text().size() << " bytes  " << stateOf(entry) << '\n';
+                  << std::setw(7) << entry.text().size() << " bytes  " << entry.outcome() << '\n';
     }
 }
 

@@ -5,15 +5,14 @@
 // ever be looked at.
 #include "SL42/font/FontCache.h"
 #include "fuzz/InputFile.h"
+#include "platform/base/Fnv.h"
 
 #include <cstring>
 #include <vector>
 
-/// FNV-1a with 64 bits, as the file has it in front.
+/// That of the rest stands in front.
 static void putChecksum(std::vector<std::byte>& file) {
-    std::uint64_t sum = 0xcbf29ce484222325;
-    for (std::size_t i = sizeof sum; i < file.size(); ++i)
-        sum = (sum ^ std::to_integer<std::uint64_t>(file[i])) * 0x100000001b3;
+    const std::uint64_t sum = platform::fnv1a64(std::span(file).subspan(sizeof sum));
     std::memcpy(file.data(), &sum, sizeof sum);
 }
 

@@ -151,6 +151,14 @@ std::string HistoryEntry::text() const {
     return unpacked ? *std::move(unpacked) : std::string();
 }
 
+const char* HistoryEntry::outcome() const {
+    if (drew)
+        return "drew";
+    if (!compiled)
+        return "replaced at once";
+    return *compiled ? "compiled" : "did not compile";
+}
+
 fs::path History::folderOfThisUser() {
     const fs::path folder = stateFolder();
     return folder.empty() ? folder : folder / "history";

@@ -34,6 +34,8 @@ struct HistoryEntry {
 
     /// Empty when the entry is damaged in a way that its checksum does not show.
     std::string text() const;
+    /// What became of it, in a word or two for people.
+    const char* outcome() const;
 };
 
 /// What a history file holds.

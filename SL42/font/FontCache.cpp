@@ -3,6 +3,7 @@
 #include "SL42/font/FontCache.h"
 
 #include "platform/WholeFile.h"
+#include "platform/base/Fnv.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -35,14 +36,6 @@ struct Header {
     std::uint32_t keyLength = 0;
     std::array<std::uint32_t, fontStyleCount> styleLengths{};
 };
-
-/// FNV-1a (Fowler, Noll, Vo) with 64 bits.
-std::uint64_t checksumOf(View bytes) {
-    std::uint64_t sum = 0xcbf29ce484222325;
-    for (const std::byte byte : bytes)
-        sum = (sum ^ std::to_integer<std::uint64_t>(byte)) * 0x100000001b3;
-    return sum;
-}
 
 /// Number of pixels at the start that have this value, eight at a time where there are many.
 std::uint16_t countEqual(View pixels, std::byte value) {
@@ -149,7 +142,7 @@ std::optional<FontPictures> FontCache::load(std::string_view key, std::uint32_t 
     View rest = *file;
     Header header;
     if (!take(rest, header) ||
-        header.checksum != checksumOf(View(*file).subspan(sizeof header.checksum)))
+        header.checksum != platform::fnv1a64(View(*file).subspan(sizeof header.checksum)))
         return std::nullopt;
     if (!std::ranges::equal(takeBytes(rest, header.keyLength), std::as_bytes(std::span(key))))
         return std::nullopt;
@@ -180,7 +173,7 @@ void FontCache::store(std::string_view key, const FontPictures& pictures) const 
         header.styleLengths[style] = static_cast<std::uint32_t>(bytes.size() - before);
     }
     std::memcpy(bytes.data(), &header, sizeof header);
-    header.checksum = checksumOf(View(bytes).subspan(sizeof header.checksum));
+    header.checksum = platform::fnv1a64(View(bytes).subspan(sizeof header.checksum));
     std::memcpy(bytes.data(), &header, sizeof header);
     std::error_code failed;
     std::filesystem::create_directories(m_file.parent_path(), failed);

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/performance/PerformanceFormat.h"
 
+#include "platform/base/Fnv.h"
+
 #include <array>
 #include <bit>
 #include <cmath>
@@ -95,20 +97,13 @@ bool takeMouse(std::string_view& contents, MtlMouseDataStruct& mouse) {
 
 } // namespace
 
-std::uint32_t checksum(std::span<const std::byte> bytes) {
-    std::uint32_t sum = 2166136261U;
-    for (const std::byte byte : bytes)
-        sum = (sum ^ static_cast<std::uint32_t>(byte)) * 16777619U;
-    return sum;
-}
-
 std::string encodeRecord(RecordKind kind, std::string_view contents) {
     std::string record;
     record.reserve(headLength + contents.size() + checksumLength);
     put(record, kind);
     put(record, static_cast<std::uint32_t>(contents.size()));
     record += contents;
-    put(record, checksum(std::as_bytes(std::span(record))));
+    put(record, platform::fnv1a32(std::as_bytes(std::span(record))));
     return record;
 }
 

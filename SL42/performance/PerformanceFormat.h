@@ -37,9 +37,6 @@ inline constexpr double longestPerformance = 604'800;
 inline constexpr std::size_t headLength = 5;
 inline constexpr std::size_t checksumLength = 4;
 
-/// FNV-1a of 32 bits.
-std::uint32_t checksum(std::span<const std::byte> bytes);
-
 /// A whole record.
 std::string encodeRecord(RecordKind kind, std::string_view contents);
 /// The contents of a frame's record, without its program. What is as in the frame before is left

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "SL42/performance/PerformanceReader.h"
 
+#include "platform/base/Fnv.h"
+
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -46,7 +48,7 @@ Result<PerformanceReader::Record, PerformanceReader::Fault> PerformanceReader::r
     if (!m_file.read(&bytes[head.size()], length) ||
         !m_file.read(reinterpret_cast<char*>(&sum), sizeof sum))
         return Fault::CutOff;
-    if (sum != performance::checksum(std::as_bytes(std::span(bytes))))
+    if (sum != platform::fnv1a32(std::as_bytes(std::span(bytes))))
         return Fault::Damaged;
     return Record{static_cast<RecordKind>(head[0]), bytes.substr(head.size())};
 }

@@ -31,14 +31,6 @@ QString timeOf(const HistoryEntry& entry) {
     return time.toString(today ? "HH:mm:ss" : "yyyy-MM-dd HH:mm:ss");
 }
 
-QString stateOf(const HistoryEntry& entry) {
-    if (entry.drew)
-        return QObject::tr("drew");
-    if (!entry.compiled)
-        return QObject::tr("replaced at once");
-    return *entry.compiled ? QObject::tr("compiled") : QObject::tr("did not compile");
-}
-
 QTextCharFormat formatOf(Kind kind) {
     QTextCharFormat format;
     if (kind == Kind::Removed)
@@ -120,7 +112,7 @@ QIcon HistoryPane::iconOf(const HistoryEntry& entry) {
 }
 
 QListWidgetItem* HistoryPane::makeItem(const HistoryEntry& entry) {
-    auto* item = new QListWidgetItem(timeOf(entry) + "\n" + stateOf(entry));
+    auto* item = new QListWidgetItem(timeOf(entry) + "\n" + entry.outcome());
     item->setIcon(iconOf(entry));
     item->setData(numberRole, QVariant::fromValue(qulonglong{entry.number}));
     if (entry.number == m_history.current()) {

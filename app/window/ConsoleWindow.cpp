@@ -24,6 +24,11 @@ namespace app {
 static constexpr QSize firstSize{1252, 780};
 static constexpr int bequeathMilliseconds = 1000;
 
+static void bringToFront(QDockWidget& pane) {
+    pane.show();
+    pane.raise();
+}
+
 ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised,
                              DocumentClaim& claim)
     : m_supervised(supervised),
@@ -103,7 +108,7 @@ void ConsoleWindow::buildPanes() {
     history->hide();
     QList<QAction*> toggles;
     for (std::size_t i = 0; i < m_panes.size(); ++i) {
-        QAction* toggle = m_panes[i]->toggleViewAction();
+        QAction* toggle = makeToggle(*m_panes[i]);
         toggle->setShortcut(QKeySequence(QString("Ctrl+%1").arg(i + 1)));
         addAction(toggle); // works also while the menu bar is hidden
         toggles.append(toggle);
@@ -163,6 +168,19 @@ QDockWidget* ConsoleWindow::addPane(const QString& name, const char* id, QWidget
     return pane;
 }
 
+QAction* ConsoleWindow::makeToggle(QDockWidget& pane) {
+    auto* toggle = new QAction(pane.windowTitle(), this);
+    toggle->setCheckable(true);
+    connect(&pane, &QDockWidget::visibilityChanged, toggle, &QAction::setChecked);
+    connect(toggle, &QAction::triggered, &pane, [&pane](bool show) {
+        if (show)
+            bringToFront(pane);
+        else
+            pane.hide();
+    });
+    return toggle;
+}
+
 void ConsoleWindow::connectActions() {
     auto& engine = m_console.engine();
     connect(m_actions.play, &QAction::toggled, this, [this, &engine](bool play) {
@@ -179,8 +197,8 @@ void ConsoleWindow::connectActions() {
     });
     m_actions.reloadOnEveryWrite->setChecked(m_settings.reloadOnEveryWrite.get());
     connect(m_actions.showError, &QAction::triggered, this, [this] {
-        m_panes[1]->show();
-        m_panes[2]->show();
+        bringToFront(*m_panes[1]);
+        bringToFront(*m_panes[2]);
         m_problems->goToNext();
     });
     connect(m_actions.edit, &QAction::triggered, this,
@@ -333,8 +351,7 @@ void ConsoleWindow::openPicker() {
                                         "in the Capture pane (Ctrl+4)"));
         return;
     }
-    pane->show();
-    pane->raise();
+    bringToFront(*pane);
     m_windowList->takeFocus();
 }
 

@@ -66,6 +66,8 @@ private:
     QWidget* buildCapture();
     QWidget* buildLog();
     QDockWidget* addPane(const QString& name, const char* id, QWidget* content, Qt::DockWidgetArea);
+    /// Checked while the pane can be seen: not while it is hidden, or behind another one.
+    QAction* makeToggle(QDockWidget& pane);
     void connectActions();
     void observe();
     void showProgram();
