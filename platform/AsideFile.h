@@ -12,7 +12,8 @@
 
 namespace platform {
 
-/// Movable. What was not committed is removed when the object goes.
+/// Movable. What was not committed is removed when the object goes or, where the process was
+/// killed, by the next one that writes to the same destination.
 class AsideFile {
 public:
     /// Makes an empty file in the folder of `destination`; a symbolic link will keep pointing where

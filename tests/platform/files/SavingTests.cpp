@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // Saving a file that exists already, and what is left of it when saving goes wrong.
+#include "platform/AsideFile.h"
 #include "platform/WholeFile.h"
 #include "tests/ScratchFolder.h"
 
@@ -9,6 +10,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 
@@ -58,6 +60,28 @@ TEST_F(Saving, LeavesTheOldFileWhenTheProcessIsKilled) {
     EXPECT_EQ(contentsOf(file), "old");
     ASSERT_TRUE(saveWholeFile(file, text)); // whatever the killed process has left beside it
     EXPECT_EQ(contentsOf(file), "new");
+}
+
+TEST_F(Saving, RemovesWhatAKilledProcessHasLeft) {
+    EXPECT_EXIT(saveWithoutRoom(false), testing::KilledBySignal(SIGXFSZ), "");
+    ASSERT_EQ(folder.names().size(), 2U);
+    const std::string left = folder.path(folder.names().back());
+    ASSERT_TRUE(left.ends_with(".partial"));
+    const std::string others[] = {folder.file("show.sl42.notes.partial", "kept"),
+                                  folder.file("reshow.sl42.7.0.partial", "kept"),
+                                  folder.file("show.sl42.7.partial", "kept")};
+    auto busy = AsideFile::create(file);
+    ASSERT_TRUE(busy);
+    ASSERT_TRUE(saveWholeFile(file, text));
+    EXPECT_TRUE(fs::exists(left)); // its process may just be about to lock it
+    const auto longAgo = fs::file_time_type::clock::now() - std::chrono::minutes(5);
+    for (const auto& entry : fs::directory_iterator(folder.path("")))
+        fs::last_write_time(entry.path(), longAgo);
+    ASSERT_TRUE(saveWholeFile(file, text));
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_TRUE(fs::exists(busy->path()));
+    for (const std::string& other : others)
+        EXPECT_TRUE(fs::exists(other)) << other;
 }
 
 } // namespace
