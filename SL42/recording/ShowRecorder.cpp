@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <limits>
+#include <optional>
 #include <utility>
 
 namespace starloom {
@@ -20,6 +22,8 @@ constexpr std::int64_t samplesPerSecond = 48000;
 constexpr std::int64_t latestPicture = samplesPerSecond / 4;
 /// How late the recording may be before it holds its picture; well below what the sound tap keeps.
 constexpr std::int64_t latestFrame = samplesPerSecond / 2;
+/// More than an encoder for sound holds back.
+constexpr std::int64_t samplesInEncoder = 4096;
 constexpr std::chrono::milliseconds pause(4);
 
 } // namespace
@@ -50,19 +54,20 @@ std::function<void(std::span<const std::uint32_t>, std::int64_t)> ShowRecorder::
     };
 }
 
-void ShowRecorder::saveLast(const std::string& path) {
+void ShowRecorder::order(Order::Kind kind, const std::string& path) {
+    // What is kept ends with the sound that has come out of the encoder.
+    const std::int64_t time = m_now + (kind == Order::Kind::Save ? samplesInEncoder : 0);
     const platform::Lock lock(m_mutex);
-    m_saveOrder = path;
+    m_orders.push_back({kind, path, time});
 }
 
-void ShowRecorder::startFile(const std::string& path) {
+std::optional<ShowRecorder::Order> ShowRecorder::nextOrder(std::int64_t until) {
     const platform::Lock lock(m_mutex);
-    m_fileOrders.push_back(path);
-}
-
-void ShowRecorder::finishFile() {
-    const platform::Lock lock(m_mutex);
-    m_fileOrders.emplace_back();
+    if (m_orders.empty() || m_orders.front().time > until)
+        return std::nullopt;
+    Order order = std::move(m_orders.front());
+    m_orders.pop_front();
+    return order;
 }
 
 void ShowRecorder::run() {
@@ -73,7 +78,7 @@ void ShowRecorder::run() {
     if (!movie)
         return fail(movie.error());
     do {
-        carryOutOrders(*movie);
+        carryOutOrders(*movie, timeOf(m_nextFrame));
         movie->keepLast(m_keep);
         if (const auto recorded = recordDueFrames(*movie); !recorded) {
             const bool isTheFileAlone = !m_file.empty() && !movie->hasFile();
@@ -84,32 +89,62 @@ void ShowRecorder::run() {
         m_keptBytes = movie->keptBytes();
         m_recordedUntil = m_soundUntil;
     } while (waitForMore());
-    carryOutOrders(*movie);
+    if (const auto recorded = recordRest(*movie); !recorded)
+        return fail(recorded.error());
     if (movie->hasFile())
-        endFile(*movie);
+        completeFile(*movie);
+}
+
+/// What has been seen and heard already, though its time to be recorded has not come.
+Result<void> ShowRecorder::recordRest(platform::LiveMovie& movie) {
+    const std::int64_t end = m_now;
+    while (timeOf(m_nextFrame) < end) {
+        carryOutOrders(movie, timeOf(m_nextFrame));
+        SL42_TRY_VOID(recordFrame(movie));
+        SL42_TRY_VOID(recordSound(movie, timeOf(++m_nextFrame)));
+    }
+    SL42_TRY_VOID(recordSound(movie, m_soundUntil + samplesInEncoder));
+    carryOutOrders(movie, std::numeric_limits<std::int64_t>::max());
+    if (movie.hasFile())
+        movie.endFile();
+    return {};
 }
 
 void ShowRecorder::fail(const platform::Error& error) {
+    m_isFileEnding = false;
     m_client.finished(std::exchange(m_file, {}), error);
 }
 
-void ShowRecorder::carryOutOrders(platform::LiveMovie& movie) {
-    std::vector<std::string> files;
-    std::optional<std::string> save;
-    {
-        const platform::Lock lock(m_mutex);
-        std::swap(files, m_fileOrders);
-        std::swap(save, m_saveOrder);
+void ShowRecorder::carryOutOrders(platform::LiveMovie& movie, std::int64_t until) {
+    while (true) {
+        if (m_isFileEnding && !movie.isFileComplete())
+            return;
+        if (m_isFileEnding)
+            completeFile(movie);
+        const auto order = nextOrder(until);
+        if (!order)
+            return;
+        carryOut(*order, movie);
     }
-    if (save)
-        m_saving = std::jthread([write = movie.saveLast(), path = *save, client = m_client] {
+}
+
+void ShowRecorder::carryOut(const Order& order, platform::LiveMovie& movie) {
+    switch (order.kind) {
+    case Order::Kind::Save:
+        m_saving = std::jthread([write = movie.saveLast(), path = order.path, client = m_client] {
             client.finished(path, write(path));
         });
-    for (const std::string& file : files) {
+        return;
+    case Order::Kind::Start:
         if (movie.hasFile())
-            endFile(movie);
-        if (!file.empty())
-            beginFile(movie, file);
+            completeFile(movie);
+        return beginFile(movie, order.path);
+    case Order::Kind::Finish:
+        if (!movie.hasFile())
+            return;
+        movie.endFile();
+        m_isFileEnding = true;
+        return;
     }
 }
 
@@ -119,8 +154,9 @@ void ShowRecorder::beginFile(platform::LiveMovie& movie, const std::string& path
         fail(started.error());
 }
 
-void ShowRecorder::endFile(platform::LiveMovie& movie) {
+void ShowRecorder::completeFile(platform::LiveMovie& movie) {
     const auto finished = movie.finishFile();
+    m_isFileEnding = false;
     m_client.finished(std::exchange(m_file, {}), finished);
 }
 
@@ -134,7 +170,6 @@ bool ShowRecorder::isDue(std::int64_t time) const {
 }
 
 Result<void> ShowRecorder::recordDueFrames(platform::LiveMovie& movie) {
-    const auto timeOf = [this](std::int64_t frame) { return m_start + frame * samplesPerFrame; };
     const std::int64_t late = m_now - timeOf(m_nextFrame);
     if (late > latestFrame && m_nextFrame > 0) {
         const std::int64_t held = (late - latestPicture) / samplesPerFrame;
@@ -152,7 +187,7 @@ Result<void> ShowRecorder::recordDueFrames(platform::LiveMovie& movie) {
 }
 
 Result<void> ShowRecorder::recordFrame(platform::LiveMovie& movie) {
-    const std::int64_t time = m_start + m_nextFrame * samplesPerFrame;
+    const std::int64_t time = timeOf(m_nextFrame);
     const PictureQueue::Picture* next = m_pictures->next();
     while (next && next->time <= time + samplesPerFrame / 2) {
         m_pictures->pop();
@@ -180,7 +215,7 @@ Result<void> ShowRecorder::recordSound(platform::LiveMovie& movie, std::int64_t 
 
 /// False when it is time to end.
 bool ShowRecorder::waitForMore() {
-    const bool isBehind = isDue(m_start + m_nextFrame * samplesPerFrame);
+    const bool isBehind = isDue(timeOf(m_nextFrame));
     const platform::Lock lock(m_mutex);
     if (!isBehind && !m_isEnding)
         m_changed.waitUntil(m_mutex, std::chrono::steady_clock::now() + pause);

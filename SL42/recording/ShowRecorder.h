@@ -15,13 +15,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace starloom {
 
@@ -58,11 +58,13 @@ public:
 
     /// Keeps the last seconds from now on; 0 for none.
     void keepLast(double seconds) { m_keep = seconds; }
+    // What follows is done as of now, though the recording gets there a little later.
+
     /// Has them written to a file, on a thread of their own; see Client.
-    void saveLast(const std::string& path);
-    /// Begins a file with the next frame, or completes the one before; see Client.
-    void startFile(const std::string& path);
-    void finishFile();
+    void saveLast(const std::string& path) { order(Order::Kind::Save, path); }
+    /// Begins a file, or completes the one before; see Client.
+    void startFile(const std::string& path) { order(Order::Kind::Start, path); }
+    void finishFile() { order(Order::Kind::Finish, {}); }
 
     /// All before this time has been recorded.
     std::int64_t recordedUntil() const { return m_recordedUntil; }
@@ -74,15 +76,26 @@ private:
     static constexpr std::uint32_t sampleRate = 48000;
     static constexpr std::int64_t samplesPerFrame = sampleRate / framesPerSecond;
 
+    struct Order {
+        enum class Kind : std::uint8_t { Save, Start, Finish } kind;
+        std::string path;
+        std::int64_t time;
+    };
+    void order(Order::Kind kind, const std::string& path);
+    std::optional<Order> nextOrder(std::int64_t until);
+
     void run();
-    void carryOutOrders(platform::LiveMovie& movie);
+    platform::Result<void> recordRest(platform::LiveMovie& movie);
+    void carryOutOrders(platform::LiveMovie& movie, std::int64_t until);
+    void carryOut(const Order& order, platform::LiveMovie& movie);
     void beginFile(platform::LiveMovie& movie, const std::string& path);
     platform::Result<void> recordDueFrames(platform::LiveMovie& movie);
     platform::Result<void> recordFrame(platform::LiveMovie& movie);
     platform::Result<void> recordSound(platform::LiveMovie& movie, std::int64_t until);
     bool isDue(std::int64_t time) const;
     bool waitForMore();
-    void endFile(platform::LiveMovie& movie);
+    void completeFile(platform::LiveMovie& movie);
+    std::int64_t timeOf(std::int64_t frame) const { return m_start + frame * samplesPerFrame; }
     void fail(const platform::Error& error);
 
     const std::shared_ptr<const platform::SoundTap> m_sound;
@@ -98,12 +111,11 @@ private:
     std::int64_t m_nextFrame = 0; // from here on the thread's own
     std::int64_t m_soundUntil;
     std::string m_file; ///< being written; empty for none
+    bool m_isFileEnding = false;
 
     platform::Mutex m_mutex;
     platform::Condition m_changed;
-    /// Files to begin; an empty name completes the one before.
-    std::vector<std::string> m_fileOrders SL42_GUARDED_BY(m_mutex);
-    std::optional<std::string> m_saveOrder SL42_GUARDED_BY(m_mutex);
+    std::deque<Order> m_orders SL42_GUARDED_BY(m_mutex);
     bool m_isEnding SL42_GUARDED_BY(m_mutex) = false;
     std::jthread m_saving; ///< of the last seconds
     std::thread m_thread;  // last: it uses all the others

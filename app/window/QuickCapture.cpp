@@ -89,8 +89,8 @@ void QuickCapture::dropRecorder() {
         return;
     m_timer.stop();
     m_parts.console.view().setTap({}, {});
-    m_parts.console.audioEngine().tap()->setOpen(false);
     m_recorder.reset();
+    m_parts.console.audioEngine().tap()->setOpen(false);
     m_file.clear();
     m_saves = 0;
 }

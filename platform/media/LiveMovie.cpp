@@ -65,6 +65,14 @@ Result<void> LiveMovie::startFile(const std::string& path) {
     return m_parts->ring.startFile(path, m_parts->frameRate.timeOf(m_parts->nextFrame));
 }
 
+void LiveMovie::endFile() {
+    m_parts->ring.endFile(m_parts->frameRate.timeOf(m_parts->nextFrame));
+}
+
+bool LiveMovie::isFileComplete() const {
+    return m_parts->ring.isFileComplete();
+}
+
 Result<void> LiveMovie::finishFile() {
     return m_parts->ring.finishFile();
 }

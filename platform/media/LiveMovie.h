@@ -45,7 +45,12 @@ public:
 
     /// Begins a file with the next frame. After an error of any call there is no file.
     Result<void> startFile(const std::string& path);
-    /// The sound of its last tenth of a second is missing: the encoder holds on to it.
+    /// The next frame belongs to it no more. Sound is still in its encoder then, so the file waits
+    /// for a tenth of a second more of it.
+    void endFile();
+    /// Whether that was enough.
+    bool isFileComplete() const;
+    /// Completes the file with what there is.
     Result<void> finishFile();
     bool hasFile() const;
 

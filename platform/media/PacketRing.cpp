@@ -21,15 +21,17 @@ std::shared_ptr<const AVPacket> keep(AVPacket& packet) {
     return kept;
 }
 
+constexpr double slack = 1e-4; // times of different bases are compared
+
+double endOf(const KeptTrack& track, const KeptPacket& kept) {
+    return kept.time +
+           static_cast<double>(kept.packet->duration) * av_q2d(track.description.timeBase);
+}
+
 /// A sound track's packets also code some of what is heard before them, so the one before the first
 /// is needed, too.
 bool belongs(const KeptTrack& track, const KeptPacket& kept, double from) {
-    const double slack = 1e-4; // times of different bases are compared
-    if (track.isVideo())
-        return kept.time > from - slack;
-    const double end =
-        kept.time + static_cast<double>(kept.packet->duration) * av_q2d(track.description.timeBase);
-    return end > from + slack;
+    return track.isVideo() ? kept.time > from - slack : endOf(track, kept) > from + slack;
 }
 
 Result<void> writePacket(Muxer& muxer, const std::vector<KeptTrack>& tracks, const KeptPacket& kept,
@@ -89,6 +91,7 @@ Result<int> PacketRing::addTrack(const AVCodecParameters& parameters,
     if (code < 0)
         return ffmpegError("cannot describe a track", code);
     m_tracks.push_back({std::move(copy), description});
+    m_ends.push_back(0);
     return static_cast<int>(m_tracks.size()) - 1;
 }
 
@@ -99,6 +102,7 @@ Result<void> PacketRing::write(AVPacket& packet, int track) {
     const KeptTrack& owner = m_tracks[kept.track];
     kept.time = static_cast<double>(kept.packet->pts) * av_q2d(owner.description.timeBase);
     kept.beginsVideo = owner.isVideo() && (kept.packet->flags & AV_PKT_FLAG_KEY) != 0;
+    m_ends[kept.track] = endOf(owner, kept);
     if (owner.isVideo())
         m_latestFrame = kept.time;
     m_byteCount += static_cast<std::size_t>(kept.packet->size);
@@ -132,7 +136,14 @@ void PacketRing::forget() {
 }
 
 KeptMovie PacketRing::last() const {
-    return {m_tracks, {m_packets.begin(), m_packets.end()}};
+    const double end = m_ends.empty() ? 0 : std::ranges::min(m_ends);
+    KeptMovie movie{m_tracks, {}};
+    for (const KeptPacket& kept : m_packets) {
+        const KeptTrack& track = m_tracks[kept.track];
+        if ((track.isVideo() ? endOf(track, kept) : kept.time) < end + slack)
+            movie.packets.push_back(kept);
+    }
+    return movie;
 }
 
 Result<void> PacketRing::startFile(const std::string& path, double time) {
@@ -143,7 +154,7 @@ Result<void> PacketRing::startFile(const std::string& path, double time) {
 }
 
 Result<void> PacketRing::writeToFile(const KeptPacket& kept) {
-    if (!belongs(m_tracks[kept.track], kept, m_file->from))
+    if (!belongs(m_tracks[kept.track], kept, m_file->from) || kept.time > m_file->until - slack)
         return {};
     auto written = writePacket(m_file->muxer, m_tracks, kept, m_file->from);
     if (!written)
@@ -151,6 +162,14 @@ Result<void> PacketRing::writeToFile(const KeptPacket& kept) {
     else
         m_file->hasVideo |= kept.beginsVideo;
     return written;
+}
+
+void PacketRing::endFile(double time) {
+    m_file->until = time;
+}
+
+bool PacketRing::isFileComplete() const {
+    return std::ranges::all_of(m_ends, [this](double end) { return end > m_file->until - slack; });
 }
 
 Result<void> PacketRing::finishFile() {

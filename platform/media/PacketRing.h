@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -57,13 +58,18 @@ public:
     /// How much is kept at least, if there has been as much; packets that are older go when the
     /// rest begins with a frame that needs none of them.
     void setLength(double seconds);
+    /// Ends where a track ends first.
     KeptMovie last() const;
     /// Of all packets.
     std::size_t byteCount() const { return m_byteCount; }
 
     /// A file of what comes from `time` on, in seconds, where a frame must begin anew.
     Result<void> startFile(const std::string& path, double time);
-    /// Completes it.
+    /// From now on only what begins before `time` is written to it.
+    void endFile(double time);
+    /// Whether all of that has come.
+    bool isFileComplete() const;
+    /// Completes it with what has come.
     Result<void> finishFile();
     bool hasFile() const { return m_file.has_value(); }
 
@@ -71,12 +77,14 @@ private:
     struct File {
         Muxer muxer;
         double from;
+        double until = std::numeric_limits<double>::infinity();
         bool hasVideo = false;
     };
     Result<void> writeToFile(const KeptPacket& kept);
     void forget();
 
     std::vector<KeptTrack> m_tracks;
+    std::vector<double> m_ends; ///< of the latest packet of each track
     std::deque<KeptPacket> m_packets;
     std::size_t m_byteCount = 0;
     double m_length = 0;
