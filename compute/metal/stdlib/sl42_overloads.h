@@ -160,10 +160,11 @@ inline constexpr bool integers = integerArguments<(isIntegerVector<A> || ...), A
 } // namespace __sl42
 
 // Overloads on integer vectors of T name(T, ...). One template each and not one function for each
-// of 24 types, which would make every program pay for types it never names.
+// of 24 types, which would make every program pay for types it never names. What they take is taken
+// by value: a reference would make the address space of an argument a part of the type.
 #define SL42_INTEGER_VECTORS_1(name)                                                               \
     template <class V, __sl42::require<__sl42::isIntegerVector<V>> = 0>                            \
-    constexpr V name(const V& a) {                                                                 \
+    constexpr V name(V a) {                                                                        \
         if constexpr (__sl42::lanesOf<V> == 2)                                                     \
             return V(name(a.x), name(a.y));                                                        \
         else if constexpr (__sl42::lanesOf<V> == 3)                                                \
@@ -173,7 +174,7 @@ inline constexpr bool integers = integerArguments<(isIntegerVector<A> || ...), A
     }
 #define SL42_INTEGER_VECTORS_2(name)                                                               \
     template <class A, class B, __sl42::require<__sl42::integers<A, B>> = 0>                       \
-    constexpr auto name(const A& first, const B& second) {                                         \
+    constexpr auto name(A first, B second) {                                                       \
         using V = __sl42::vectorOf<A, B>;                                                          \
         const V a(first);                                                                          \
         const V b(second);                                                                         \
@@ -187,7 +188,7 @@ inline constexpr bool integers = integerArguments<(isIntegerVector<A> || ...), A
     }
 #define SL42_INTEGER_VECTORS_3(name)                                                               \
     template <class A, class B, class C, __sl42::require<__sl42::integers<A, B, C>> = 0>           \
-    constexpr auto name(const A& first, const B& second, const C& third) {                         \
+    constexpr auto name(A first, B second, C third) {                                              \
         using V = __sl42::vectorOf<A, B, C>;                                                       \
         const V a(first);                                                                          \
         const V b(second);                                                                         \

@@ -94,12 +94,25 @@ struct __attribute__((SL42_FOR_TYPES(SL42_NAMES))) vec;
         a -= vec<T, N>(T(1));                                                                      \
         return before;                                                                             \
     }
+// Shifts by amounts of another integer type. Friends, not functions that every program sees: with
+// such a function in sight, templates cannot assign to a selection of lanes this way.
+#define SL42_SHIFT_BY_OTHER(N, op)                                                                 \
+    template <class U, metal::enable_if_t<__is_integral(U) && !__is_same(T, U), int> = 0>          \
+    friend constexpr vec<T, N> operator op(const vec<T, N>& a, const vec<U, N>& b) {               \
+        return a op vec<T, N>(b);                                                                  \
+    }                                                                                              \
+    template <class U, metal::enable_if_t<__is_integral(U) && !__is_same(T, U), int> = 0>          \
+    friend constexpr vec<T, N>& operator op##=(vec<T, N>& a, const vec<U, N>& b) {                 \
+        return a = a op vec<T, N>(b);                                                              \
+    }
 #define SL42_INTEGER_OPERATORS(N)                                                                  \
     SL42_BOOL_OPERATORS(N)                                                                         \
     SL42_FLOAT_OPERATORS(N)                                                                        \
     SL42_BINARY(N, %, SL42_BOTH)                                                                   \
     SL42_BINARY(N, <<, SL42_SHIFT)                                                                 \
     SL42_BINARY(N, >>, SL42_SHIFT)                                                                 \
+    SL42_SHIFT_BY_OTHER(N, <<)                                                                     \
+    SL42_SHIFT_BY_OTHER(N, >>)                                                                     \
     SL42_PREFIX(N, ~)
 #define SL42_COMPARISONS(N)                                                                        \
     SL42_COMPARE(N, ==)                                                                            \
@@ -174,6 +187,7 @@ SL42_OPERATORS_FLOAT(bfloat)
 #undef SL42_ONE
 #undef SL42_ONE_BOOL
 #undef SL42_SHIFT
+#undef SL42_SHIFT_BY_OTHER
 #undef SL42_EACH_2
 #undef SL42_EACH_3
 #undef SL42_EACH_4
@@ -259,24 +273,6 @@ struct alignas(4 * sizeof(T)) vec<T, 4> : __sl42::vectorBase<T, 4> {
 };
 
 #undef SL42_INDEX
-
-// Shifts by amounts of another integer type.
-#define SL42_SHIFT_BY_OTHER(op)                                                                    \
-    template <class T, class U, int N,                                                             \
-              metal::enable_if_t<__is_integral(T) && __is_integral(U) && !__is_same(T, U), int> =  \
-                  0>                                                                               \
-    constexpr vec<T, N> operator op(const vec<T, N>& a, const vec<U, N>& b) {                      \
-        return a op vec<T, N>(b);                                                                  \
-    }                                                                                              \
-    template <class T, class U, int N,                                                             \
-              metal::enable_if_t<__is_integral(T) && __is_integral(U) && !__is_same(T, U), int> =  \
-                  0>                                                                               \
-    constexpr vec<T, N>& operator op##=(vec<T, N>& a, const vec<U, N>& b) {                        \
-        return a = a op vec<T, N>(b);                                                              \
-    }
-SL42_SHIFT_BY_OTHER(<<)
-SL42_SHIFT_BY_OTHER(>>)
-#undef SL42_SHIFT_BY_OTHER
 
 #pragma clang attribute pop
 #pragma clang attribute pop
