@@ -292,6 +292,7 @@ Targets AddressRanges::ofMerge(const llvm::Value& pointer) {
     llvm::SmallSetVector<const llvm::Value*, 8> sources;
     nodes.insert(&pointer);
     const auto visit = [&](const llvm::Value* value) {
+        value = withoutSpill(value);
         const bool isNode = llvm::isa<llvm::PHINode, llvm::SelectInst, llvm::FreezeInst>(value);
         (isNode ? nodes : sources).insert(value);
     };
@@ -335,6 +336,16 @@ Targets AddressRanges::ofInsertion(const llvm::InsertElementInst& insertion) {
     for (const Target& target : targets(*vector))
         add(result, target);
     return result;
+}
+
+/// What was kept in spill slots on the way. Loops lead through these, too.
+const llvm::Value* AddressRanges::withoutSpill(const llvm::Value* value) {
+    const auto* load = llvm::dyn_cast<llvm::LoadInst>(value);
+    while (const llvm::Value* kept = load != nullptr ? m_spillSlots.valueOf(*load) : nullptr) {
+        value = kept;
+        load = llvm::dyn_cast<llvm::LoadInst>(value);
+    }
+    return value;
 }
 
 Targets AddressRanges::ofLoad(const llvm::LoadInst& load) {

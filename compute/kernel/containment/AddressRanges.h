@@ -97,6 +97,7 @@ private:
     Targets ofStep(const llvm::GEPOperator& step);
     Targets ofMerge(const llvm::Value& pointer);
     Targets ofInsertion(const llvm::InsertElementInst& insertion);
+    const llvm::Value* withoutSpill(const llvm::Value* value);
     Targets ofLoad(const llvm::LoadInst& load);
     Targets ofListElement(const llvm::LoadInst& load, const llvm::AllocaInst& list);
 

@@ -8,6 +8,7 @@
 #include <llvm/IR/IntrinsicInst.h>
 #include <llvm/Transforms/Scalar/SimplifyCFG.h>
 #include <llvm/Transforms/Utils/FixIrreducible.h>
+#include <llvm/Transforms/Utils/Local.h>
 #include <llvm/Transforms/Utils/LoopSimplify.h>
 #include <llvm/Transforms/Utils/LowerSwitch.h>
 #include <llvm/Transforms/Utils/UnifyFunctionExitNodes.h>
@@ -66,6 +67,15 @@ platform::Result<void> checkGroupMemory(const llvm::Module& module, std::string_
     return {};
 }
 
+/// LowerSwitch leaves a default block behind that no value leads to; other passes then take what
+/// follows it apart.
+struct RemoveUnreachableBlocksPass : llvm::PassInfoMixin<RemoveUnreachableBlocksPass> {
+    static llvm::PreservedAnalyses run(llvm::Function& function, llvm::FunctionAnalysisManager&) {
+        return llvm::removeUnreachableBlocks(function) ? llvm::PreservedAnalyses::none()
+                                                       : llvm::PreservedAnalyses::all();
+    }
+};
+
 } // namespace
 
 platform::Result<void> shapeControlFlow(PassContext& context) {
@@ -73,6 +83,7 @@ platform::Result<void> shapeControlFlow(PassContext& context) {
     std::uint64_t privateBytes = 0;
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::LowerSwitchPass());
+    passes.addPass(RemoveUnreachableBlocksPass());
     passes.addPass(llvm::FixIrreduciblePass());
     passes.addPass(llvm::UnifyFunctionExitNodesPass());
     passes.addPass(llvm::LoopSimplifyPass());

@@ -103,6 +103,25 @@ constexpr Body proven[] = {
         %again = load i64, ptr %kept
         %p = getelementptr i8, ptr %buffer, i64 %again
         store i8 1, ptr %p)"},
+    {"APointerKeptAroundALoop", R"(
+        %kept = alloca ptr
+        %o = load ptr, ptr %record
+        br label %loop
+    loop:
+        %p = phi ptr [ %buffer, %0 ], [ %next, %end ]
+        store ptr %p, ptr %kept
+        %c = icmp eq i32 %i, 3
+        br i1 %c, label %some, label %end
+    some:
+        %again = load ptr, ptr %kept
+        store i8 1, ptr %again
+        br label %end
+    end:
+        %old = load ptr, ptr %kept
+        %next = select i1 %c, ptr %o, ptr %old
+        store i8 1, ptr %next
+        br label %loop
+    never:)"},
 };
 
 TEST(ConfinementTests, WhatIsProvenStaysAsItIs) {
@@ -140,6 +159,18 @@ constexpr Body wild[] = {
         %p = phi ptr [ %buffer, %0 ], [ %next, %loop ]
         store i8 1, ptr %p
         %next = getelementptr i8, ptr %p, i64 1
+        %c = icmp ne ptr %next, %any
+        br i1 %c, label %loop, label %end
+    end:)"},
+    {"APointerThatWalksThroughAVariable", R"(
+        %kept = alloca ptr
+        br label %loop
+    loop:
+        %p = phi ptr [ %buffer, %0 ], [ %next, %loop ]
+        store ptr %p, ptr %kept
+        %again = load ptr, ptr %kept
+        store i8 1, ptr %again
+        %next = getelementptr i8, ptr %again, i64 1
         %c = icmp ne ptr %next, %any
         br i1 %c, label %loop, label %end
     end:)"},

@@ -192,6 +192,33 @@ TEST(PassTests, ControlFlowTakesTheCanonicalShape) {
         EXPECT_TRUE(loop->isLoopSimplifyForm());
 }
 
+// A default that no value leads to is gone, and not left as a block that ends nowhere.
+TEST(PassTests, ASwitchWithADeadDefaultLeavesNothingBehind) {
+    PassBench bench(tests::makeOneDimensional(R"(
+        br label %loop
+    loop:
+        %i = phi i32 [ 0, %0 ], [ %next, %end ]
+        switch i32 %i, label %never [ i32 0, label %some
+                                      i32 1, label %some
+                                      i32 2, label %some
+                                      i32 3, label %some ]
+    never:
+        store volatile i32 1, ptr %out
+        br label %end
+    some:
+        store volatile i32 2, ptr %out
+        br label %end
+    end:
+        %next = add nuw nsw i32 %i, 1
+        %more = icmp ult i32 %i, 3
+        br i1 %more, label %loop, label %leave
+    leave:
+        ret void)"));
+    ASSERT_EQ(bench.run({"bindParameters", "adoptTarget", "inlineCalls", "shapeControlFlow"}), "");
+    for (llvm::BasicBlock& block : bench.entry())
+        EXPECT_FALSE(llvm::isa<llvm::UnreachableInst>(block.getTerminator())) << bench.text();
+}
+
 TEST(PassTests, ExtractionTakesOnlyWhatTheKernelReaches) {
     const Program program = tests::makeOneDimensional("call void @used() ret void",
                                                       R"(
