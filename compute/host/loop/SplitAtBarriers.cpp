@@ -363,9 +363,17 @@ private:
                         instruction.moveBefore(place);
     }
 
+    /// The row's block, or the last one of the tables that are filled first (IterationTables.h).
+    BasicBlock* blockBeforeLoop() const {
+        for (BasicBlock* before : llvm::predecessors(&m_header))
+            if (before != &m_latch)
+                return before;
+        llvm_unreachable("the loop over vectors is never entered");
+    }
+
     void addDispatch() {
         llvm::LLVMContext& context = m_function.getContext();
-        BasicBlock* row = m_loop.row;
+        BasicBlock* before = blockBeforeLoop();
         const auto newBlock = [&](const char* name) {
             return BasicBlock::Create(context, name, &m_function, &m_latch);
         };
@@ -374,11 +382,11 @@ private:
         BasicBlock* finished = newBlock("finished");
         llvm::IRBuilder<> builder(context);
 
-        row->getTerminator()->replaceSuccessorWith(&m_header, round);
-        m_header.replacePhiUsesWith(row, round);
+        before->getTerminator()->replaceSuccessorWith(&m_header, round);
+        m_header.replacePhiUsesWith(before, round);
         builder.SetInsertPoint(round);
         llvm::PHINode* isFirst = builder.CreatePHI(builder.getInt1Ty(), 2);
-        isFirst->addIncoming(builder.getTrue(), row);
+        isFirst->addIncoming(builder.getTrue(), before);
         isFirst->addIncoming(builder.getFalse(), again);
         builder.CreateBr(&m_header);
 
@@ -398,12 +406,12 @@ private:
         isWaiting->addIncoming(wasWaiting, finished);
 
         for (unsigned i = 0; i < m_barriers.size(); ++i) {
-            BasicBlock* before = m_barriers[i].before;
-            before->getTerminator()->eraseFromParent();
-            builder.SetInsertPoint(before);
+            BasicBlock* waiting = m_barriers[i].before;
+            waiting->getTerminator()->eraseFromParent();
+            builder.SetInsertPoint(waiting);
             VectorFrame::store(builder, builder.getInt32(i + 1), *m_framePointer, 0);
             builder.CreateBr(&m_latch);
-            isWaiting->addIncoming(builder.getTrue(), before);
+            isWaiting->addIncoming(builder.getTrue(), waiting);
         }
 
         m_header.getTerminator()->eraseFromParent();
