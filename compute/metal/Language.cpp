@@ -186,57 +186,7 @@ private:
 
 } // namespace
 
-const char* const librarySource = R"(#include <metal_stdlib>
-// What programs use most is instantiated once, here, and not in every program.
-namespace __sl42 {
-template <class T>
-inline vec<T, 4> instantiateVectors(T x) {
-    vec<T, 2> two(x);
-    two = vec<T, 2>(x, x);
-    vec<T, 2> movedTwo(static_cast<vec<T, 2>&&>(two));
-    vec<T, 3> three(x);
-    three = vec<T, 3>(x, x, x);
-    three = vec<T, 3>(two, x);
-    three = vec<T, 3>(x, movedTwo);
-    vec<T, 3> movedThree(static_cast<vec<T, 3>&&>(three));
-    vec<T, 4> four(x);
-    four = vec<T, 4>(x, x, x, x);
-    four = vec<T, 4>(three, x);
-    four = vec<T, 4>(two, x, x);
-    four = vec<T, 4>(two, two);
-    four = vec<T, 4>(x, movedThree);
-    const vec<T, 4> copy(four);
-    vec<T, 4> movedFour(static_cast<vec<T, 4>&&>(four));
-    return movedFour;
-}
-template <class T, class U>
-inline void instantiateConversion(T, U x) {
-    (void)vec<T, 2>(vec<U, 2>(x));
-    (void)vec<T, 3>(vec<U, 3>(x));
-    (void)vec<T, 4>(vec<U, 4>(x));
-}
-inline void instantiate() {
-    instantiateVectors(0.0f);
-    instantiateVectors(0);
-    instantiateVectors(0u);
-    instantiateVectors(half(0));
-    instantiateVectors(uchar(0));
-    instantiateVectors(char(0));
-    instantiateVectors(ushort(0));
-    instantiateVectors(short(0));
-    instantiateVectors(false);
-    instantiateConversion(0.0f, 0);
-    instantiateConversion(0.0f, 0u);
-    instantiateConversion(0.0f, half(0));
-    instantiateConversion(half(0), 0.0f);
-    instantiateConversion(0, 0.0f);
-    instantiateConversion(0u, 0.0f);
-    instantiateConversion(0, 0u);
-    instantiateConversion(0u, 0);
-}
-} // namespace __sl42
-)";
-
+const char* const librarySource = "#include <sl42_instances.h>\n";
 std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngine& diagnostics,
                                                           bool precompiled) {
     auto invocation = std::make_shared<clang::CompilerInvocation>();

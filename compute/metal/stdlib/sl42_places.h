@@ -186,9 +186,9 @@ struct cubeTexels {
         return reader.texel(view, image, x, y);
     }
 
-    const Reader& reader;
+    Reader reader;
     const textureView* view;
-    const textureLevel& level; // its first face
+    textureLevel level; // its first face
     ulong bytesPerFace;
     int face;
 };

@@ -224,7 +224,8 @@ struct integerReader {
 };
 
 /// The texels of an image, or the border around it. `isInside` is false where the whole image is
-/// part of the border: beyond the ends of a 3D texture.
+/// part of the border: beyond the ends of a 3D texture. Holds copies, no references: a kernel that
+/// keeps addresses of its variables shares no functions (compute/kernel/sharing).
 template <class Reader>
 struct imageTexels {
     using Value = typename Reader::Value;
@@ -234,9 +235,9 @@ struct imageTexels {
         return x.inside & y.inside & isInside ? texel : border;
     }
 
-    const Reader& reader;
+    Reader reader;
     const textureView* view;
-    const textureLevel& level;
+    textureLevel level;
     Value border;
     bool isInside = true;
 };
