@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "SL42/builder/Assembly.h"
 
+#include "SL42/builder/PreludeBodies.h"
 #include "SL42/prelude/ShaderStrings.h"
 #include "platform/Lines.h"
 
@@ -17,15 +18,14 @@ static bool swallowsWhatFollows(std::string_view program) {
 }
 
 std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed) {
-    const std::string& header = SharedShaderStrings::standardProcessingHeader();
     const std::string_view tail = GPUShaderStrings::kernelTail();
-    std::string text;
-    text.reserve(header.size() + source.size() + preprocessed.additions.size() + tail.size() + 1);
-    text.append(header).append(source).append(preprocessed.additions);
-    if (swallowsWhatFollows(text))
-        text += '\n';
-    text.append(tail);
-    return text;
+    std::string rest;
+    rest.reserve(source.size() + preprocessed.additions.size() + tail.size() + 1);
+    rest.append(source).append(preprocessed.additions);
+    if (swallowsWhatFollows(rest))
+        rest += '\n';
+    rest.append(tail);
+    return preludeFor(rest) + rest;
 }
 
 std::size_t linesBeforeProgram() {

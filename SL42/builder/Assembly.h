@@ -13,8 +13,8 @@
 
 namespace starloom {
 
-/// The prelude, the program with its additions, and the kernels that call it. They begin on a line
-/// of their own when the program ends in a comment.
+/// The prelude with what the program can call of it, the program with its additions, and the
+/// kernels that call it. They begin on a line of their own when the program ends in a comment.
 std::string assembleProgram(std::string_view source, const PreprocessedSource& preprocessed);
 
 /// How many lines of that text stand before the program's first one.
