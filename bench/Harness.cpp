@@ -20,12 +20,6 @@ using namespace compute;
 
 constexpr std::size_t memoryBytes = 64u << 20;
 
-/// As the kernels declare it.
-struct Frame {
-    float seconds;
-    std::uint32_t number;
-};
-
 double now() {
     return std::chrono::duration<double, std::milli>(
                std::chrono::steady_clock::now().time_since_epoch())
@@ -108,10 +102,10 @@ platform::Result<Harness> Harness::create(const std::string& name,
 std::vector<double> Harness::draw(unsigned frames) {
     std::vector<double> times;
     for (unsigned i = 0; i < frames; ++i, ++m_drawn) {
-        Frame frame{.seconds = static_cast<float>(m_drawn % 16) / 60, .number = m_drawn};
+        m_frame[0] = {.seconds = static_cast<float>(m_drawn % 16) / 60, .number = m_drawn};
         Bindings bindings;
         bindings.buffers[0] = m_memory.data();
-        bindings.buffers[1] = reinterpret_cast<std::byte*>(&frame);
+        bindings.buffers[1] = reinterpret_cast<std::byte*>(m_frame.data());
         const double start = now();
         m_kernel->run(bindings, m_grid, {32, 1, 1});
         times.push_back(now() - start);

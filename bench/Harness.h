@@ -5,6 +5,7 @@
 // memory that is the same on all of them, and commands one line each, answered in JSON.
 #pragma once
 
+#include "bench/Arguments.h"
 #include "compute/host/HostBackend.h"
 #include "compute/memory/RegionAllocator.h"
 #include "platform/base/Result.h"
@@ -46,6 +47,7 @@ private:
     std::shared_ptr<compute::Kernel> m_kernel;
     compute::Extent m_grid;
     compute::memory::RegionVector<std::byte> m_memory;
+    compute::memory::RegionVector<Frame> m_frame = compute::memory::RegionVector<Frame>(1);
     std::size_t m_resultBegin = 0;
     std::size_t m_resultBytes = 0;
     std::uint32_t m_drawn = 0;

@@ -3,39 +3,73 @@
 //
 // Developers' tool: how long the kernels in some files take to compile and to run on the processor.
 //
-//     starloom-kernel-bench [--frames N] FILE...
+//     starloom-kernel-bench [--frames N] [--grid WxHxD] [--threadgroup WxHxD] [--limit SECONDS]
+//                           [--words INDEX=N,N,...]... FILE...
 //     starloom-kernel-bench [--frames N] --kernel NAME --json
 //     starloom-kernel-bench --serve NAME
 //
 // Every kernel gets a result buffer of 64 MB at index 0 and { float seconds; uint number; } at
-// index 1. Times are medians; "work" is processor time, for frames divided by the cores, which
+// index 1; its other buffers hold 16 MB of zeros, or begin with the given words. What a kernel
+// reads as a size there may keep it busy for ever, hence the limit, on all frames of a kernel
+// together. Times are medians; "work" is processor time, for frames divided by the cores, which
 // other programs disturb less. The second and third form take kernels of this folder and answer a
 // harness that compares devices (Harness.h).
+#include "bench/Arguments.h"
 #include "bench/Harness.h"
 #include "compute/host/HostBackend.h"
-#include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string_view>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
 
 using namespace compute;
 
-struct Frame {
-    float seconds;
-    std::uint32_t number;
+struct Options {
+    unsigned frames = 20;
+    std::optional<Extent> grid; ///< as suits the kernel
+    Extent threadgroup = {32, 1, 1};
+    unsigned limitSeconds = 60;
+    bench::Words words;
+    std::string kernel;
+    bool serves = false;
+    std::vector<const char*> files;
 };
+
+/// Ends the process when it lives for longer. Nothing else stops a kernel that does not end.
+class TimeLimit {
+public:
+    explicit TimeLimit(unsigned seconds) {
+        std::signal(SIGALRM, [](int) {
+            constexpr std::string_view message =
+                "the kernel takes too long; see --limit, --grid and --words\n";
+            [[maybe_unused]] const auto written =
+                ::write(STDERR_FILENO, message.data(), message.size());
+            ::_exit(1);
+        });
+        ::alarm(seconds);
+    }
+    TimeLimit(const TimeLimit&) = delete;
+    ~TimeLimit() { ::alarm(0); }
+};
+
+[[noreturn]] void fail(const std::string& message) {
+    std::fprintf(stderr, "starloom-kernel-bench: %s\n", message.c_str());
+    std::exit(2);
+}
 
 template <class Work>
 double millisecondsOf(const Work& work) {
@@ -61,24 +95,23 @@ double workMilliseconds(unsigned cores) {
     return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC / cores;
 }
 
-FrameTimes runFrames(const Kernel& compiled, Extent grid, unsigned frames,
-                     std::span<std::byte> memory) {
+FrameTimes runFrames(const Kernel& compiled, Extent grid, const Options& options) {
     std::vector<double> times;
+    bench::Arguments arguments(compiled.description().parameters, options.words);
+    const TimeLimit limit(options.limitSeconds);
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     const double before = workMilliseconds(cores);
-    for (unsigned number = 0; number < frames; ++number) {
-        Frame frame{.seconds = static_cast<float>(number % 16) / 60, .number = number % 16};
-        Bindings bindings;
-        bindings.buffers[0] = memory.data();
-        bindings.buffers[1] = reinterpret_cast<std::byte*>(&frame);
-        times.push_back(millisecondsOf([&] { compiled.run(bindings, grid, {32, 1, 1}); }));
+    for (unsigned number = 0; number < options.frames; ++number) {
+        const Bindings& bindings = arguments.forFrame(
+            {.seconds = static_cast<float>(number % 16) / 60, .number = number % 16});
+        times.push_back(millisecondsOf([&] { compiled.run(bindings, grid, options.threadgroup); }));
     }
-    const double work = (workMilliseconds(cores) - before) / frames;
+    const double work = (workMilliseconds(cores) - before) / options.frames;
     return {.typical = median(times), .shortest = std::ranges::min(times), .work = work};
 }
 
 bool measure(const kernel::Program& program, const kernel::KernelDeclaration& declaration,
-             unsigned frames, const host::HostBackend& backend) {
+             const Options& options, const host::HostBackend& backend) {
     std::vector<double> optimiser;
     std::vector<double> generation;
     std::vector<double> work;
@@ -95,11 +128,12 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
         optimiser.push_back(compiled->description().optimiserMilliseconds);
         generation.push_back(compiled->description().codeGenerationMilliseconds);
     }
-    compute::memory::RegionVector<std::byte> memory(64u << 20);
     std::printf("%-16s optimiser %7.2f ms  code generation %7.2f ms  work %7.2f ms",
                 declaration.name.c_str(), median(optimiser), median(generation), median(work));
-    if (frames > 0) {
-        const FrameTimes times = runFrames(*compiled, bench::gridOf(declaration), frames, memory);
+    std::fflush(stdout);
+    if (options.frames > 0) {
+        const Extent grid = options.grid.value_or(bench::gridOf(declaration));
+        const FrameTimes times = runFrames(*compiled, grid, options);
         std::printf("  frame %8.2f ms  shortest %8.2f ms  work %8.2f ms", times.typical,
                     times.shortest, times.work);
     }
@@ -107,7 +141,7 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
     return true;
 }
 
-bool measureFile(const char* path, unsigned frames, const host::HostBackend& backend) {
+bool measureFile(const char* path, const Options& options, const host::HostBackend& backend) {
     std::ifstream file(path);
     std::stringstream source;
     source << file.rdbuf();
@@ -121,16 +155,28 @@ bool measureFile(const char* path, unsigned frames, const host::HostBackend& bac
         return false;
     }
     return std::ranges::all_of(program->kernels, [&](const kernel::KernelDeclaration& declaration) {
-        return measure(*program, declaration, frames, backend);
+        return measure(*program, declaration, options, backend);
     });
 }
 
-struct Options {
-    unsigned frames = 20;
-    std::string kernel;
-    bool serves = false;
-    std::vector<const char*> files;
-};
+/// Parts that are not there are 1.
+Extent parseExtent(const char* text) {
+    Extent extent;
+    if (std::sscanf(text, "%ux%ux%u", &extent.width, &extent.height, &extent.depth) < 1 ||
+        extent.width * extent.height * extent.depth == 0)
+        fail(std::string("not a size: ") + text);
+    return extent;
+}
+
+void parseWords(const std::string& text, bench::Words& words) {
+    std::istringstream stream(text);
+    std::uint32_t index = 0;
+    char sign = 0;
+    if (!(stream >> index >> sign) || sign != '=')
+        fail("not INDEX=N,N,...: " + text);
+    for (std::string word; std::getline(stream, word, ',');)
+        words[index].push_back(static_cast<std::uint32_t>(std::stoul(word, nullptr, 0)));
+}
 
 Options parse(int argc, char** argv) {
     Options options;
@@ -139,6 +185,14 @@ Options parse(int argc, char** argv) {
         const bool hasValue = i + 1 < argc;
         if (name == "--frames" && hasValue) {
             options.frames = static_cast<unsigned>(std::atoi(argv[++i]));
+        } else if (name == "--grid" && hasValue) {
+            options.grid = parseExtent(argv[++i]);
+        } else if (name == "--threadgroup" && hasValue) {
+            options.threadgroup = parseExtent(argv[++i]);
+        } else if (name == "--words" && hasValue) {
+            parseWords(argv[++i], options.words);
+        } else if (name == "--limit" && hasValue) {
+            options.limitSeconds = static_cast<unsigned>(std::atoi(argv[++i]));
         } else if (name == "--kernel" && hasValue) {
             options.kernel = argv[++i];
         } else if (name == "--serve" && hasValue) {
@@ -166,7 +220,7 @@ int answerHarness(const Options& options, const host::HostBackend& backend) {
 
 int measureFiles(const Options& options, const host::HostBackend& backend) {
     for (const char* file : options.files)
-        if (!measureFile(file, options.frames, backend))
+        if (!measureFile(file, options, backend))
             return 1;
     return 0;
 }
