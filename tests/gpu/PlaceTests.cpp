@@ -56,7 +56,6 @@ protected:
         EXPECT_EQ(error.lines, lines);
     }
 
-private:
     gpu::CommandBufferError errorOf(const std::string& body) {
         const auto data = bufferOf(std::vector<std::uint32_t>(4096, 1));
         const auto error = dispatch(pipeline(body), {data}, 1000)->error();
@@ -161,6 +160,83 @@ TEST_P(PlaceTest, LoopsWithoutEnd) {
               endless},
          })
         expectPlace(wrong);
+}
+
+/// What threadgroups of 64 of these threads run, which have memory in common.
+std::string inThreadgroups(const std::string& statements) {
+    return "kernel void run(device uint* data [[buffer(0)]],"
+           " uint i [[thread_position_in_grid]], uint t [[thread_index_in_threadgroup]]) {"
+           " threadgroup uint shared[64];"
+           " const auto wait = [] { threadgroup_barrier(mem_flags::mem_threadgroup); };" +
+           statements + "\n}";
+}
+
+TEST_P(PlaceTest, ThreadsThatWorkTogether) {
+    for (const WrongKernel& wrong : {
+             WrongKernel{"loop in front of a barrier", inThreadgroups(R"(
+    shared[t] = i;
+    while (data[0] != 77) // @1
+        data[1] = data[2] * 3;
+    wait();
+    data[i] = shared[t ^ 1];)"),
+                         endless},
+             {"loop behind a barrier, for some threads", inThreadgroups(R"(
+    shared[t] = i;
+    wait();
+    uint x = shared[t ^ 1];
+    if (t % 32 == 5)
+        for (uint k = 0; k != 999; k += 2) // @1
+            x = x * 1664525u + k;
+    wait();
+    data[i] = x;)"),
+              endless},
+             {"write in front of a barrier", inThreadgroups(R"(
+    shared[t] = i;
+    data[i + 0x7fff0000u] = i; // @1
+    wait();
+    data[i] = shared[t ^ 1];)"),
+              wrote},
+             {"read between barriers, for some threads", inThreadgroups(R"(
+    shared[t] = i;
+    wait();
+    if (i == 998)
+        shared[t] = data[i * 0x700000u]; // @1
+    wait();
+    data[i] = shared[t ^ 1];)"),
+              read},
+             {"write in a loop around a barrier", inThreadgroups(R"(
+    for (uint k = 0; k < 8; ++k) {
+        shared[t] = i;
+        wait();
+        data[(k << 28) + i] = shared[t ^ 1]; // @1
+        wait();
+    })"),
+              wrote},
+         })
+        expectPlace(wrong);
+}
+
+// Barriers cut such a loop into pieces, of which any may be at work.
+TEST_P(PlaceTest, LoopsAroundBarriers) {
+    const std::string body = inThreadgroups(R"(
+    shared[t] = i;
+    uint x = 1;
+    do { // @1
+        wait();
+        x = x * 1664525u + shared[t ^ 1] | 1;
+        wait();
+        shared[t] = x;
+    } while (x != 0); // @2
+    data[i] = x;)");
+    const auto lines = markedLines(text(body));
+    gpu::CommandBufferError error = errorOf(body);
+    for (int i = 0; i < 8 && error.code == Code::TimeLimit && error.lines.empty(); ++i)
+        error = errorOf(body);
+    EXPECT_EQ(error.code, Code::TimeLimit);
+    EXPECT_TRUE(error.what.starts_with("still ")) << error.what;
+    ASSERT_FALSE(error.lines.empty());
+    EXPECT_GE(error.lines.front(), lines[0]);
+    EXPECT_LE(error.lines.front(), lines[1]);
 }
 
 TEST_P(PlaceTest, CallsThatLedThere) {
