@@ -3,6 +3,7 @@
 #include "bench/Arguments.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 namespace bench {
@@ -16,12 +17,13 @@ constexpr std::size_t otherBytes = 16U << 20;
 
 Arguments::Arguments(std::span<const compute::Parameter> parameters, const Words& words)
     : m_takesFrame(!words.contains(frameIndex)) {
-    const auto memories = std::ranges::count(parameters, compute::ParameterKind::ThreadgroupMemory,
-                                             &compute::Parameter::kind);
+    const auto memories = static_cast<std::uint32_t>(std::max<std::ptrdiff_t>(
+        1, std::ranges::count(parameters, compute::ParameterKind::ThreadgroupMemory,
+                              &compute::Parameter::kind)));
     for (const compute::Parameter& parameter : parameters) {
         if (parameter.kind == compute::ParameterKind::ThreadgroupMemory)
             m_bindings.threadgroupBytes[parameter.index] =
-                compute::maxThreadgroupBytes / static_cast<std::uint32_t>(memories) / 16 * 16;
+                compute::maxThreadgroupBytes / memories / 16 * 16;
         if (parameter.kind != compute::ParameterKind::Buffer)
             continue;
         auto& buffer = m_buffers[parameter.index];

@@ -21,17 +21,16 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string_view>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -52,18 +51,19 @@ struct Options {
 /// Ends the process when it lives for longer. Nothing else stops a kernel that does not end.
 class TimeLimit {
 public:
-    explicit TimeLimit(unsigned seconds) {
-        std::signal(SIGALRM, [](int) {
-            constexpr std::string_view message =
-                "the kernel takes too long; see --limit, --grid and --words\n";
-            [[maybe_unused]] const auto written =
-                ::write(STDERR_FILENO, message.data(), message.size());
-            ::_exit(1);
-        });
-        ::alarm(seconds);
-    }
+    explicit TimeLimit(unsigned seconds)
+        : m_watch([done = m_done.get_future(), seconds] {
+              if (done.wait_for(std::chrono::seconds(seconds)) == std::future_status::ready)
+                  return;
+              std::fputs("the kernel takes too long; see --limit, --grid and --words\n", stderr);
+              std::_Exit(1);
+          }) {}
     TimeLimit(const TimeLimit&) = delete;
-    ~TimeLimit() { ::alarm(0); }
+    ~TimeLimit() { m_done.set_value(); }
+
+private:
+    std::promise<void> m_done;
+    std::jthread m_watch;
 };
 
 [[noreturn]] void fail(const std::string& message) {

@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // What programs use most is instantiated once, when the library is precompiled, and not in every
-// program. Nothing here is ever called. Only what many programs have belongs here: with one instance
-// of a template, the compiler reads all others that the library has.
+// program. Nothing here is ever called. Only what many programs have belongs here: with one
+// instance of a template, the compiler reads all others that the library has.
 #pragma once
 #pragma clang system_header
 
