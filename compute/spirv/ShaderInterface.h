@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What a shader and the device that runs it agree on: how memory is handed over, how threads are
+// counted, what the device must have. No header of the compiler or of a driver is needed here.
+//
+// A shader is one Vulkan compute pipeline without descriptors. All that it is told stands in push
+// constants and in memory that these lead to.
+//
+// Threads. A plain kernel runs once for each (x, y, z): x is begin + GlobalInvocationId.x, up to
+// `end`, which is not included; y and z are those of GlobalInvocationId. Threads outside of the
+// grid, by `end` or the sizes of the grid record, do nothing. A shader that `runsInGroups` runs
+// threadgroup by threadgroup instead: the number of a thread is LocalInvocationIndex, that of its
+// threadgroup is begin + the number of the workgroup in the dispatch, x fastest, up to `end`, so that
+// one-dimensional dispatches do. Its workgroups have the threads of a whole threadgroup; those of
+// threadgroups at the far edge that have no place in the grid do nothing.
+//
+// Specialisation constants: 0, 1 and 2 are the size of the workgroup (any for plain kernels; for
+// others x is the number of threads in a threadgroup, y and z are 1), 3 is the number of bytes that
+// the arguments in threadgroup memory take together, a multiple of 16; 0 without any.
+#pragma once
+
+#include "compute/kernel/KernelSignature.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace compute::spirv {
+
+/// A piece of memory that a kernel may read and write. Its address is a multiple of 16. No more
+/// than `bytes` are touched; nothing bound is a length of 0.
+struct BufferRecord {
+    std::uint64_t address = 0;
+    std::uint64_t bytes = 0;
+};
+
+/// After the slots of KernelSignature.h: memory of the dispatch's own, at least spareBytes, all zero,
+/// that accesses which lead outside are sent to.
+inline constexpr unsigned spareSlot = kernel::slotCount;
+inline constexpr unsigned bindingRecords = spareSlot + 1;
+inline constexpr std::uint64_t spareBytes = 64;
+
+/// All other memory that pointers may lead to: those read from argument buffers, and the texels of
+/// texture views. `count` records follow this one at once, ordered by address, none overlapping.
+/// A pointer that leads into none of them leads to the spare memory.
+struct MemoryTable {
+    std::uint64_t count = 0;
+    std::uint64_t unused = 0;
+};
+
+/// Layout of the push constants. All addresses are multiples of 16 and of the device.
+struct PushConstants {
+    /// bindingRecords of type BufferRecord. Buffers, texture views (compute/backend/TextureView.h with
+    /// addresses of the device) and samplers in the slots that KernelSignature.h gives them.
+    std::uint64_t bindings = 0;
+    /// kernel::gridRecordWords numbers of 32 bits.
+    std::uint64_t grid = 0;
+    /// A MemoryTable. Never 0, also where the shader does not look (Shader::followsPointers).
+    std::uint64_t memory = 0;
+    std::uint32_t begin = 0;
+    std::uint32_t end = 0;
+};
+static_assert(sizeof(PushConstants) == 32);
+
+enum SpecialisationConstant : std::uint32_t {
+    WorkgroupWidth,
+    WorkgroupHeight,
+    WorkgroupDepth,
+    ThreadgroupArgumentBytes,
+};
+
+/// What a device has, for the choices of the back end. int8, int16, int64, physical addresses and
+/// 8 and 16 bits in memory are taken for granted: shaderInt8, shaderInt16, shaderInt64,
+/// bufferDeviceAddress, storageBuffer8BitAccess, storageBuffer16BitAccess, vulkanMemoryModel with
+/// vulkanMemoryModelDeviceScope.
+struct Features {
+    bool float16 = false; ///< shaderFloat16 and shaderRoundingModeRTEFloat16
+    bool float64 = false; ///< shaderFloat64
+    bool int64Atomics = false;
+    bool floatAtomicAdd = false; ///< shaderBufferFloat32AtomicAdd and shaderSharedFloat32AtomicAdd
+    bool preservesNan = false;   ///< shaderSignedZeroInfNanPreserveFloat32
+    bool flushesDenormals = false; ///< shaderDenormFlushToZeroFloat32
+    bool roundsToEven = false;     ///< shaderRoundingModeRTEFloat32
+    /// Whether Fma rounds once, as its name says. Drivers need not; ask by running it.
+    bool fusesMultiplyAdd = false;
+    /// Threads of a subgroup, when all have as many and their shuffles, ballots and votes exist;
+    /// else 0. With 32 SIMD-groups are subgroups (the pipeline must require that size and full
+    /// subgroups), otherwise they work through workgroup memory.
+    std::uint32_t subgroupThreads = 0;
+};
+
+/// What a shader makes use of, beyond what is taken for granted.
+struct Requirements {
+    bool float16 = false;
+    bool float64 = false;
+    bool int64Atomics = false;
+    bool floatAtomicAdd = false;
+    /// Subgroups of 32 threads, all full.
+    bool subgroups = false;
+};
+
+struct Shader {
+    std::vector<std::uint32_t> words; ///< SPIR-V 1.5
+    std::string entry;                ///< name of the entry point
+    Requirements requirements;
+    bool runsInGroups = false;
+    /// Whether the memory table is looked at.
+    bool followsPointers = false;
+    /// Of workgroup memory, without what the threadgroup arguments take.
+    std::uint32_t groupBytes = 0;
+};
+
+} // namespace compute::spirv
