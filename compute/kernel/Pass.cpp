@@ -2,11 +2,20 @@
 // Part of Starloom 42.
 #include "compute/kernel/Pass.h"
 
+#include <llvm/Analysis/TargetTransformInfo.h>
 #include <llvm/Demangle/Demangle.h>
 
 #include <cstdlib>
 
 namespace compute::kernel {
+
+bool accessesAnyAddress(const PassContext& context) {
+    if (context.module.empty())
+        return true;
+    const llvm::Function& any = context.entry != nullptr ? *context.entry : *context.module.begin();
+    return context.target.getTargetTransformInfo(any).allowsMisalignedMemoryAccesses(
+        context.module.getContext(), 32, /*AddressSpace=*/0, llvm::Align(1));
+}
 
 std::string sourceName(const llvm::GlobalValue& value) {
     llvm::ItaniumPartialDemangler demangler;

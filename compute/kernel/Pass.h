@@ -50,6 +50,10 @@ struct Pass {
     platform::Result<void> (*run)(PassContext& context);
 };
 
+/// Whether the target reads and writes words at any address. Where it does not, the alignment that
+/// the front end noted is kept, and it is for the back end to see that accesses have it.
+bool accessesAnyAddress(const PassContext& context);
+
 /// A function's or variable's name as the program spells it, without parameter types.
 std::string sourceName(const llvm::GlobalValue& value);
 

@@ -41,8 +41,9 @@ inline constexpr unsigned spareSlot = kernel::slotCount;
 inline constexpr unsigned bindingRecords = spareSlot + 1;
 inline constexpr std::uint64_t spareBytes = 64;
 
-/// All other memory that pointers may lead to: those read from argument buffers, and the texels of
-/// texture views. `count` records follow this one at once, ordered by address, none overlapping.
+/// All memory that pointers may lead to once they have been in memory: every buffer that is bound,
+/// those that argument buffers lead to, the texture views and their texels. `count` records of type
+/// BufferRecord follow this one at once, ordered by address, none overlapping: what does is merged.
 /// A pointer that leads into none of them leads to the spare memory.
 struct MemoryTable {
     std::uint64_t count = 0;
@@ -73,7 +74,7 @@ enum SpecialisationConstant : std::uint32_t {
 /// What a device has, for the choices of the back end. int8, int16, int64, physical addresses and
 /// 8 and 16 bits in memory are taken for granted: shaderInt8, shaderInt16, shaderInt64,
 /// bufferDeviceAddress, storageBuffer8BitAccess, storageBuffer16BitAccess, vulkanMemoryModel with
-/// vulkanMemoryModelDeviceScope.
+/// vulkanMemoryModelDeviceScope, shaderZeroInitializeWorkgroupMemory.
 struct Features {
     bool float16 = false; ///< shaderFloat16 and shaderRoundingModeRTEFloat16
     bool float64 = false; ///< shaderFloat64

@@ -42,7 +42,7 @@ void dropMetadata(llvm::Instruction& instruction) {
                                     {"llvm.loop.mustprogress", "llvm.loop.unroll.disable"}, {}));
 }
 
-/// The processor reads plain data at any address; only atomics need their natural alignment.
+/// For a processor that reads plain data at any address; only atomics need their alignment.
 void dropAlignment(llvm::Instruction& instruction) {
     if (auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction); load && !load->isAtomic())
         load->setAlignment(llvm::Align(1));
@@ -56,9 +56,10 @@ void dropAlignment(llvm::Instruction& instruction) {
     }
 }
 
-void adopt(llvm::Instruction& instruction) {
+void adopt(llvm::Instruction& instruction, bool keepsAlignment) {
     dropMetadata(instruction);
-    dropAlignment(instruction);
+    if (!keepsAlignment)
+        dropAlignment(instruction);
     instruction.dropPoisonGeneratingFlags();
     auto* call = llvm::dyn_cast<llvm::CallBase>(&instruction);
     if (call == nullptr || llvm::isa<llvm::IntrinsicInst>(call))
@@ -68,7 +69,7 @@ void adopt(llvm::Instruction& instruction) {
         withoutPromises(call->getContext(), call->getAttributes(), call->arg_size()));
 }
 
-void adopt(llvm::Function& function) {
+void adopt(llvm::Function& function, bool keepsAlignment) {
     if (function.isIntrinsic())
         return;
     function.setCallingConv(llvm::CallingConv::C);
@@ -85,7 +86,7 @@ void adopt(llvm::Function& function) {
     function.setDoesNotThrow();
     function.setUnnamedAddr(llvm::GlobalValue::UnnamedAddr::None);
     for (llvm::Instruction& instruction : llvm::instructions(function))
-        adopt(instruction);
+        adopt(instruction, keepsAlignment);
 }
 
 void adopt(llvm::GlobalVariable& variable) {
@@ -124,8 +125,9 @@ platform::Result<void> adoptTarget(PassContext& context) {
         module.eraseNamedMetadata(&*module.named_metadata_begin());
     for (llvm::GlobalVariable& variable : module.globals())
         adopt(variable);
+    const bool keepsAlignment = !accessesAnyAddress(context);
     for (llvm::Function& function : module)
-        adopt(function);
+        adopt(function, keepsAlignment);
     if (context.entry != nullptr)
         describeEntry(*context.entry, context.target);
     describeGroupOperations(module, context.entry);

@@ -237,6 +237,8 @@ void mergeStores(llvm::BasicBlock& block, const llvm::DataLayout& layout) {
 } // namespace
 
 platform::Result<void> mergeBytes(PassContext& context) {
+    if (!accessesAnyAddress(context))
+        return {};
     const llvm::DataLayout& layout = context.module.getDataLayout();
     for (llvm::Function* function : context.functions()) {
         for (llvm::BasicBlock& block : *function) {

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/spirv/passes/Lowering.h"
+
+#include "compute/kernel/GroupOperations.h"
+
+#include <string>
+
+namespace compute::spirv {
+namespace {
+
+llvm::StringRef nameOf(ShaderOperation operation) {
+    switch (operation) {
+    case ShaderOperation::None:
+        break;
+    case ShaderOperation::Read:
+        return "read";
+    case ShaderOperation::Write:
+        return "write";
+    case ShaderOperation::Atomic:
+        return "atomic";
+    case ShaderOperation::CompareExchange:
+        return "compare.exchange";
+    case ShaderOperation::Length:
+        return "length";
+    case ShaderOperation::BindingsAddress:
+        return "bindings";
+    case ShaderOperation::GridAddress:
+        return "grid";
+    case ShaderOperation::MemoryAddress:
+        return "memory";
+    case ShaderOperation::Begin:
+        return "begin";
+    case ShaderOperation::End:
+        return "end";
+    case ShaderOperation::GlobalId:
+        return "global.id";
+    case ShaderOperation::WorkgroupId:
+        return "workgroup.id";
+    case ShaderOperation::WorkgroupCount:
+        return "workgroup.count";
+    case ShaderOperation::LocalIndex:
+        return "local.index";
+    case ShaderOperation::Always:
+        return "always";
+    }
+    return "nothing";
+}
+
+llvm::FunctionType* typeOf(ShaderOperation operation, llvm::LLVMContext& context,
+                           llvm::Type* element) {
+    llvm::Type* word = llvm::Type::getInt32Ty(context);
+    llvm::Type* address = llvm::Type::getInt64Ty(context);
+    const auto type = [](llvm::Type* result, llvm::ArrayRef<llvm::Type*> parameters) {
+        return llvm::FunctionType::get(result, parameters, false);
+    };
+    switch (operation) {
+    case ShaderOperation::Read:
+        return type(element, {word});
+    case ShaderOperation::Write:
+        return type(llvm::Type::getVoidTy(context), {word, element});
+    case ShaderOperation::Atomic:
+        return type(element, {word, element});
+    case ShaderOperation::CompareExchange:
+        return type(element, {word, element, element});
+    case ShaderOperation::BindingsAddress:
+    case ShaderOperation::GridAddress:
+    case ShaderOperation::MemoryAddress:
+        return type(address, {});
+    case ShaderOperation::GlobalId:
+    case ShaderOperation::WorkgroupId:
+    case ShaderOperation::WorkgroupCount:
+        return type(word, {word});
+    case ShaderOperation::Always:
+        return type(llvm::Type::getInt1Ty(context), {});
+    case ShaderOperation::None:
+    case ShaderOperation::Length:
+    case ShaderOperation::Begin:
+    case ShaderOperation::End:
+    case ShaderOperation::LocalIndex:
+        break;
+    }
+    return type(word, {});
+}
+
+llvm::MemoryEffects effectsOf(ShaderOperation operation) {
+    switch (operation) {
+    case ShaderOperation::Read:
+        return llvm::MemoryEffects::inaccessibleMemOnly(llvm::ModRefInfo::Ref);
+    case ShaderOperation::Write:
+    case ShaderOperation::Atomic:
+    case ShaderOperation::CompareExchange:
+        return llvm::MemoryEffects::inaccessibleMemOnly();
+    case ShaderOperation::None:
+    case ShaderOperation::Length:
+    case ShaderOperation::BindingsAddress:
+    case ShaderOperation::GridAddress:
+    case ShaderOperation::MemoryAddress:
+    case ShaderOperation::Begin:
+    case ShaderOperation::End:
+    case ShaderOperation::GlobalId:
+    case ShaderOperation::WorkgroupId:
+    case ShaderOperation::WorkgroupCount:
+    case ShaderOperation::LocalIndex:
+    case ShaderOperation::Always:
+        break;
+    }
+    return llvm::MemoryEffects::none();
+}
+
+bool concernsVariable(ShaderOperation operation) {
+    return operation == ShaderOperation::Read || operation == ShaderOperation::Write ||
+           operation == ShaderOperation::Atomic || operation == ShaderOperation::CompareExchange ||
+           operation == ShaderOperation::Length;
+}
+
+} // namespace
+
+llvm::Function* Lowering::function(ShaderOperation operation) {
+    return function(ShaderFunction{.operation = operation});
+}
+
+llvm::Function* Lowering::function(ShaderFunction what) {
+    std::string symbol = ("sl42." + nameOf(what.operation)).str();
+    llvm::Type* element = nullptr;
+    if (concernsVariable(what.operation)) {
+        symbol += "." + std::to_string(what.variable);
+        element = variables[what.variable].element;
+    }
+    if (what.operation == ShaderOperation::Atomic)
+        symbol += "." + std::to_string(what.atomic);
+    if (llvm::Function* known = module.getFunction(symbol))
+        return known;
+    auto* made = llvm::Function::Create(typeOf(what.operation, module.getContext(), element),
+                                        llvm::GlobalValue::ExternalLinkage, symbol, module);
+    made->setDoesNotThrow();
+    made->setWillReturn();
+    made->setMemoryEffects(effectsOf(what.operation));
+    if (what.operation == ShaderOperation::Read)
+        made->addFnAttr(llvm::Attribute::Speculatable);
+    functions[made] = what;
+    return made;
+}
+
+ShaderFunction Lowering::operationOf(const llvm::Value& value) const {
+    const auto* call = llvm::dyn_cast<llvm::CallBase>(&value);
+    return call != nullptr ? functions.lookup(call->getCalledFunction()) : ShaderFunction{};
+}
+
+bool Lowering::runsInGroups() const {
+    return kernel->hasFnAttribute(kernel::groupKernelAttribute);
+}
+
+} // namespace compute::spirv

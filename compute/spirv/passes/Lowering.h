@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// What the passes of the back end hand to each other: a canonical kernel on its way to code that
+// SPIR-V has an instruction for. From lowerPointers() on there are no pointers but addresses of the
+// device, which are numbers of 64 bits that become pointers (in address space 1) right where memory
+// is accessed. Variables are read and written by calls of functions that are declared and nowhere
+// defined, and so does code find out where its thread and its memory stand.
+#pragma once
+
+#include "compute/kernel/Analyses.h"
+#include "compute/spirv/ShaderInterface.h"
+#include "platform/base/Result.h"
+
+#include <llvm/ADT/DenseMap.h>
+#include <llvm/IR/IRBuilder.h>
+#include <llvm/IR/Module.h>
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace compute::spirv {
+
+/// Memory that is no buffer: an array of numbers that is addressed by index.
+struct Variable {
+    enum class Storage : std::uint8_t {
+        Function,  ///< of one thread, in one function
+        Private,   ///< of one thread, in several
+        Workgroup, ///< of a threadgroup; all zero at first
+        Constant,
+    };
+    Storage storage = Storage::Function;
+    llvm::Type* element = nullptr; ///< an integer or float
+    std::uint64_t count = 0;
+    /// Of the memory of threadgroup arguments: its length is a specialisation constant, `count` the
+    /// number of elements beyond that.
+    bool isSizedByArguments = false;
+    std::vector<llvm::Constant*> values; ///< of a constant: all elements
+};
+
+/// What a declared function does with a variable, or tells.
+enum class ShaderOperation : std::uint8_t {
+    None,
+    Read,            ///< T (i32 index)
+    Write,           ///< void (i32 index, T)
+    Atomic,          ///< T (i32 index, T): an AtomicRMWInst::BinOp, see ShaderFunction
+    CompareExchange, ///< T (i32 index, T expected, T desired): the value before
+    Length,          ///< i32 (): elements of the variable, where that is not constant
+    BindingsAddress, ///< i64 ()
+    GridAddress,     ///< i64 ()
+    MemoryAddress,   ///< i64 ()
+    Begin,           ///< i32 ()
+    End,             ///< i32 ()
+    GlobalId,        ///< i32 (i32 axis)
+    WorkgroupId,     ///< i32 (i32 axis)
+    WorkgroupCount,  ///< i32 (i32 axis)
+    LocalIndex,      ///< i32 ()
+    Always,          ///< i1 (): true, which no pass knows
+};
+
+struct ShaderFunction {
+    ShaderOperation operation = ShaderOperation::None;
+    unsigned variable = 0;
+    unsigned atomic = 0;
+};
+
+/// One kernel on its way.
+struct Lowering {
+    llvm::Module& module;
+    kernel::Analyses& analyses;
+    const Features& features;
+    std::string_view name; ///< of the kernel, for messages
+    llvm::Function* kernel = nullptr;
+    // NOLINTBEGIN(readability-redundant-member-init): designated initialisers leave them out
+    std::vector<Variable> variables = {};
+    llvm::DenseMap<const llvm::Function*, ShaderFunction> functions{};
+    // NOLINTEND(readability-redundant-member-init)
+
+    /// The function that does so; declared when it is first asked for.
+    llvm::Function* function(ShaderOperation operation);
+    llvm::Function* function(ShaderFunction what);
+    ShaderFunction operationOf(const llvm::Value& value) const;
+    bool runsInGroups() const;
+};
+
+struct ShaderPass {
+    std::string_view name;
+    platform::Result<void> (*run)(Lowering& lowering);
+};
+
+/// Address space of pointers to memory of the device.
+inline constexpr unsigned deviceSpace = 1;
+
+} // namespace compute::spirv

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/spirv/passes/Passes.h"
+
+#include "compute/spirv/passes/AddEntryPoint.h"
+#include "compute/spirv/passes/ExpandMemory.h"
+#include "compute/spirv/passes/ExpandOperations.h"
+#include "compute/spirv/passes/LowerPointers.h"
+#include "compute/spirv/passes/LowerSimdgroups.h"
+#include "compute/spirv/passes/Simplify.h"
+#include "compute/spirv/passes/Structurise.h"
+
+#include <array>
+
+namespace compute::spirv {
+
+std::span<const ShaderPass> passes() {
+    static constexpr auto table = std::to_array<ShaderPass>({
+        {"expandMemory", expandMemory},
+        {"lowerPointers", lowerPointers},
+        {"addEntryPoint", addEntryPoint},
+        {"lowerSimdgroups", lowerSimdgroups},
+        {"simplify", simplify},
+        {"expandOperations", expandOperations},
+        {"removeRepeated", removeRepeated},
+        {"structurise", structurise},
+    });
+    return table;
+}
+
+} // namespace compute::spirv
