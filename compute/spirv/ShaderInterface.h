@@ -28,8 +28,8 @@
 
 namespace compute::spirv {
 
-/// A piece of memory that a kernel may read and write. Its address is a multiple of 16. No more
-/// than `bytes` are touched; nothing bound is a length of 0.
+/// A piece of memory that a kernel may read and write. The address of a buffer is a multiple of 4,
+/// all others are multiples of 16. No more than `bytes` are touched; nothing bound is a length of 0.
 struct BufferRecord {
     std::uint64_t address = 0;
     std::uint64_t bytes = 0;

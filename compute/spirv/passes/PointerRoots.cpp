@@ -14,8 +14,9 @@
 namespace compute::spirv {
 namespace {
 
-/// Of everything bound, of records of the memory table, and of variables.
+/// Of variables and of what the device makes for the kernel, and of buffers.
 constexpr std::uint64_t rootAlignment = 16;
+constexpr std::uint64_t bufferAlignment = 4;
 
 } // namespace
 
@@ -120,8 +121,10 @@ std::uint64_t PointerRoots::alignmentAt(const llvm::Value& pointer, unsigned dep
             alignment = std::min(alignment, alignmentAt(*source, depth + 1));
         return alignment;
     }
-    const bool isKnown = llvm::isa<llvm::AllocaInst, llvm::GlobalVariable, llvm::Argument>(pointer) ||
-                         &pointer == m_bindings || slotOf(pointer);
+    if (const auto slot = slotOf(pointer))
+        return *slot < kernel::firstTextureSlot ? bufferAlignment : rootAlignment;
+    const bool isKnown =
+        llvm::isa<llvm::AllocaInst, llvm::GlobalVariable, llvm::Argument>(pointer);
     return isKnown ? rootAlignment : 1;
 }
 
