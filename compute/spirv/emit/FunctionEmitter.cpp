@@ -199,6 +199,8 @@ bool FunctionEmitter::addInstruction(const llvm::Instruction& instruction) {
         return addAtomic(*atomic);
     if (const auto* exchange = llvm::dyn_cast<llvm::AtomicCmpXchgInst>(&instruction))
         return addExchange(*exchange);
+    if (const auto* part = llvm::dyn_cast<llvm::ExtractValueInst>(&instruction))
+        return addSuccess(*part);
     if (const auto* select = llvm::dyn_cast<llvm::SelectInst>(&instruction))
         return define(*select, Op::OpSelect,
                       {idOf(*select->getCondition()), idOf(*select->getTrueValue()),
@@ -494,6 +496,15 @@ bool FunctionEmitter::addExchange(const llvm::AtomicCmpXchgInst& exchange) {
               semantics(exchange.getSuccessOrdering()),
               semantics(llvm::AtomicOrdering::Monotonic), idOf(*exchange.getNewValOperand()),
               idOf(*exchange.getCompareOperand())});
+    return true;
+}
+
+/// Whether an exchange took place: its first part, what was there before, is its id.
+bool FunctionEmitter::addSuccess(const llvm::ExtractValueInst& part) {
+    const auto* exchange = llvm::dyn_cast<llvm::AtomicCmpXchgInst>(part.getAggregateOperand());
+    if (exchange == nullptr)
+        return false;
+    define(part, Op::OpIEqual, {idOf(*exchange), idOf(*exchange->getCompareOperand())});
     return true;
 }
 

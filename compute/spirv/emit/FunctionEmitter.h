@@ -50,6 +50,7 @@ private:
     bool addUpdate(const llvm::Value& result, llvm::AtomicRMWInst::BinOp operation, Id pointer,
                    Id value, Id scope, llvm::AtomicOrdering ordering);
     bool addExchange(const llvm::AtomicCmpXchgInst& exchange);
+    bool addSuccess(const llvm::ExtractValueInst& part);
     void addLoad(const llvm::LoadInst& load);
     void addStore(const llvm::StoreInst& store);
     void addBarrier();

@@ -2,8 +2,6 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/ExpandOperations.h"
 
-#include "compute/spirv/passes/Halfs.h"
-
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/IntrinsicInst.h>
 
@@ -229,15 +227,6 @@ public:
             return builder.CreateSub(instruction.getOperand(0),
                                      builder.CreateMul(quotient, instruction.getOperand(1)));
         }
-        if (m_features.float16)
-            return nullptr;
-        if (auto* extension = llvm::dyn_cast<llvm::FPExtInst>(&instruction);
-            extension != nullptr && extension->getSrcTy()->isHalfTy())
-            return builder.CreateFPExt(floatOfHalf(builder, extension->getOperand(0)),
-                                       extension->getType());
-        if (auto* truncation = llvm::dyn_cast<llvm::FPTruncInst>(&instruction);
-            truncation != nullptr && truncation->getType()->isHalfTy())
-            return halfOfFloat(builder, truncation->getOperand(0));
         return nullptr;
     }
 

@@ -2,6 +2,9 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/Halfs.h"
 
+#include <llvm/IR/InstIterator.h>
+#include <llvm/IR/IntrinsicInst.h>
+
 namespace compute::spirv {
 namespace {
 
@@ -13,8 +16,6 @@ constexpr std::uint32_t smallestNormal = 113U << 23; ///< of the halfs, as a flo
 llvm::Value* asFloat(llvm::IRBuilder<>& builder, llvm::Value* bits) {
     return builder.CreateBitCast(bits, builder.getFloatTy());
 }
-
-} // namespace
 
 llvm::Value* floatOfHalf(llvm::IRBuilder<>& builder, llvm::Value* half) {
     const llvm::IRBuilderBase::FastMathFlagGuard guard(builder);
@@ -39,6 +40,7 @@ llvm::Value* floatOfHalf(llvm::IRBuilder<>& builder, llvm::Value* half) {
     return asFloat(builder, builder.CreateOr(result, sign));
 }
 
+/// Of a float; a double is rounded to float first.
 llvm::Value* halfOfFloat(llvm::IRBuilder<>& builder, llvm::Value* value) {
     const llvm::IRBuilderBase::FastMathFlagGuard guard(builder);
     builder.clearFastMathFlags();
@@ -70,6 +72,55 @@ llvm::Value* halfOfFloat(llvm::IRBuilder<>& builder, llvm::Value* value) {
     llvm::Value* half =
         builder.CreateTrunc(builder.CreateOr(result, sign), builder.getInt16Ty());
     return builder.CreateBitCast(half, builder.getHalfTy());
+}
+
+bool isHalf(const llvm::Value* value) {
+    return value->getType()->isHalfTy();
+}
+
+/// What a conversion from or to a half gives; null for everything else.
+llvm::Value* converted(llvm::Instruction& instruction) {
+    llvm::IRBuilder<> builder(&instruction);
+    if (auto* cast = llvm::dyn_cast<llvm::CastInst>(&instruction)) {
+        if (llvm::isa<llvm::BitCastInst>(cast) || isHalf(cast) == isHalf(cast->getOperand(0)))
+            return nullptr;
+        llvm::Value* operand = cast->getOperand(0);
+        if (isHalf(operand)) {
+            llvm::Value* wide = floatOfHalf(builder, operand);
+            return wide->getType() == cast->getType()
+                       ? wide
+                       : builder.CreateCast(cast->getOpcode(), wide, cast->getType());
+        }
+        if (!llvm::isa<llvm::FPTruncInst>(cast)) // integers, of which floats hold what halfs can
+            operand = builder.CreateCast(cast->getOpcode(), operand, builder.getFloatTy());
+        return halfOfFloat(builder, operand);
+    }
+    auto* call = llvm::dyn_cast<llvm::IntrinsicInst>(&instruction);
+    if (call == nullptr || !call->getType()->isIntegerTy() || call->arg_size() != 1 ||
+        !isHalf(call->getArgOperand(0)))
+        return nullptr;
+    return builder.CreateIntrinsic(call->getIntrinsicID(),
+                                   {call->getType(), builder.getFloatTy()},
+                                   {floatOfHalf(builder, call->getArgOperand(0))});
+}
+
+} // namespace
+
+platform::Result<void> lowerHalfs(Lowering& lowering) {
+    if (lowering.features.float16)
+        return {};
+    for (llvm::Function& function : lowering.module) {
+        if (function.isDeclaration())
+            continue;
+        for (llvm::Instruction& instruction :
+             llvm::make_early_inc_range(llvm::instructions(function)))
+            if (llvm::Value* other = converted(instruction)) {
+                instruction.replaceAllUsesWith(other);
+                instruction.eraseFromParent();
+            }
+        lowering.analyses.forget(function);
+    }
+    return {};
 }
 
 } // namespace compute::spirv

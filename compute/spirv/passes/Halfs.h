@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Numbers of sixteen bits on devices that do not have them: exact in both directions, to the nearest
-// even one, by integer arithmetic and one subtraction of floats.
+// Numbers of sixteen bits on devices that do not have them: integers that are converted exactly, to
+// the nearest even one, by integer arithmetic and one sum of floats. Comes before simplify(), which
+// would make arithmetic on halfs of their conversions again.
 #pragma once
 
-#include <llvm/IR/IRBuilder.h>
+#include "compute/spirv/passes/Lowering.h"
 
 namespace compute::spirv {
 
-llvm::Value* floatOfHalf(llvm::IRBuilder<>& builder, llvm::Value* half);
-/// Of a float; a double is rounded to float first.
-llvm::Value* halfOfFloat(llvm::IRBuilder<>& builder, llvm::Value* value);
+/// Does nothing where the device has them. Never fails.
+platform::Result<void> lowerHalfs(Lowering& lowering);
 
 } // namespace compute::spirv

@@ -5,6 +5,7 @@
 #include "compute/spirv/passes/AddEntryPoint.h"
 #include "compute/spirv/passes/ExpandMemory.h"
 #include "compute/spirv/passes/ExpandOperations.h"
+#include "compute/spirv/passes/Halfs.h"
 #include "compute/spirv/passes/LowerPointers.h"
 #include "compute/spirv/passes/LowerSimdgroups.h"
 #include "compute/spirv/passes/Simplify.h"
@@ -20,6 +21,7 @@ std::span<const ShaderPass> passes() {
         {"lowerPointers", lowerPointers},
         {"addEntryPoint", addEntryPoint},
         {"lowerSimdgroups", lowerSimdgroups},
+        {"lowerHalfs", lowerHalfs},
         {"simplify", simplify},
         {"expandOperations", expandOperations},
         {"removeRepeated", removeRepeated},
