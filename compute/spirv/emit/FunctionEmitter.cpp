@@ -27,8 +27,6 @@ const llvm::Value* behind(const llvm::Value& value, const Features& features) {
                    ? cast->getOperand(0)
                    : nullptr;
     }
-    if (const auto* extract = llvm::dyn_cast<llvm::ExtractValueInst>(&value))
-        return extract->getIndices()[0] == 0 ? extract->getAggregateOperand() : nullptr;
     return nullptr;
 }
 
@@ -197,10 +195,6 @@ bool FunctionEmitter::addInstruction(const llvm::Instruction& instruction) {
         return addStore(*store), true;
     if (const auto* atomic = llvm::dyn_cast<llvm::AtomicRMWInst>(&instruction))
         return addAtomic(*atomic);
-    if (const auto* exchange = llvm::dyn_cast<llvm::AtomicCmpXchgInst>(&instruction))
-        return addExchange(*exchange);
-    if (const auto* part = llvm::dyn_cast<llvm::ExtractValueInst>(&instruction))
-        return addSuccess(*part);
     if (const auto* select = llvm::dyn_cast<llvm::SelectInst>(&instruction))
         return define(*select, Op::OpSelect,
                       {idOf(*select->getCondition()), idOf(*select->getTrueValue()),
@@ -443,6 +437,13 @@ Id FunctionEmitter::semantics(llvm::AtomicOrdering ordering) {
     return m_code.word(bits);
 }
 
+void FunctionEmitter::addAtomics64(const llvm::Type& type) {
+    if (!type.isIntegerTy(64))
+        return;
+    m_code.capability(spv::Capability::Int64Atomics);
+    m_module.requirements().int64Atomics = true;
+}
+
 bool FunctionEmitter::addUpdate(const llvm::Value& result, llvm::AtomicRMWInst::BinOp operation,
                                 Id pointer, Id value, Id scope, llvm::AtomicOrdering ordering) {
     const auto opcode = [&]() -> std::optional<Op> {
@@ -473,10 +474,7 @@ bool FunctionEmitter::addUpdate(const llvm::Value& result, llvm::AtomicRMWInst::
     }();
     if (!opcode)
         return false;
-    if (result.getType()->isIntegerTy(64)) {
-        m_code.capability(spv::Capability::Int64Atomics);
-        m_module.requirements().int64Atomics = true;
-    }
+    addAtomics64(*result.getType());
     define(result, *opcode, {pointer, scope, semantics(ordering), value});
     return true;
 }
@@ -486,26 +484,6 @@ bool FunctionEmitter::addAtomic(const llvm::AtomicRMWInst& atomic) {
                      pointerTo(*atomic.getPointerOperand(), atomic.getType()),
                      idOf(*atomic.getValOperand()), m_code.word(deviceScope),
                      atomic.getOrdering());
-}
-
-bool FunctionEmitter::addExchange(const llvm::AtomicCmpXchgInst& exchange) {
-    llvm::Type* type = exchange.getCompareOperand()->getType();
-    const Id pointer = pointerTo(*exchange.getPointerOperand(), type);
-    addWords(Op::OpAtomicCompareExchange,
-             {m_module.typeOf(type), idOf(exchange), pointer, m_code.word(deviceScope),
-              semantics(exchange.getSuccessOrdering()),
-              semantics(llvm::AtomicOrdering::Monotonic), idOf(*exchange.getNewValOperand()),
-              idOf(*exchange.getCompareOperand())});
-    return true;
-}
-
-/// Whether an exchange took place: its first part, what was there before, is its id.
-bool FunctionEmitter::addSuccess(const llvm::ExtractValueInst& part) {
-    const auto* exchange = llvm::dyn_cast<llvm::AtomicCmpXchgInst>(part.getAggregateOperand());
-    if (exchange == nullptr)
-        return false;
-    define(part, Op::OpIEqual, {idOf(*exchange), idOf(*exchange->getCompareOperand())});
-    return true;
 }
 
 Id FunctionEmitter::elementPointer(unsigned variable, Id index) {
@@ -587,6 +565,16 @@ bool FunctionEmitter::addShaderFunction(const llvm::CallInst& call, const Shader
                {element(), m_code.word(workgroupScope), m_code.word(0), m_code.word(0),
                 idOf(*argument(2)), idOf(*argument(1))});
         return true;
+    case ShaderOperation::ExchangeAt: {
+        addAtomics64(*call.getType());
+        const Id pointer = pointerTo(*argument(0), call.getType());
+        define(call, Op::OpAtomicCompareExchange,
+               {pointer, m_code.word(deviceScope),
+                semantics(static_cast<llvm::AtomicOrdering>(what.atomic)),
+                semantics(llvm::AtomicOrdering::Monotonic), idOf(*argument(2)),
+                idOf(*argument(1))});
+        return true;
+    }
     case ShaderOperation::Length:
         define(call, Op::OpCopyObject, {m_module.lengthConstant(what.variable)});
         return true;

@@ -46,11 +46,10 @@ private:
     bool addCall(const llvm::CallInst& call);
     bool addIntrinsic(const llvm::IntrinsicInst& call);
     bool addShaderFunction(const llvm::CallInst& call, const ShaderFunction& what);
+    void addAtomics64(const llvm::Type& type);
     bool addAtomic(const llvm::AtomicRMWInst& atomic);
     bool addUpdate(const llvm::Value& result, llvm::AtomicRMWInst::BinOp operation, Id pointer,
                    Id value, Id scope, llvm::AtomicOrdering ordering);
-    bool addExchange(const llvm::AtomicCmpXchgInst& exchange);
-    bool addSuccess(const llvm::ExtractValueInst& part);
     void addLoad(const llvm::LoadInst& load);
     void addStore(const llvm::StoreInst& store);
     void addBarrier();

@@ -456,12 +456,12 @@ private:
         llvm::Value* before = atomically(
             builder, access,
             [&](llvm::Value* pointer) -> llvm::Value* {
-                return builder.CreateExtractValue(
-                    builder.CreateAtomicCmpXchg(pointer, expected, desired,
-                                                llvm::Align(access.bytes),
-                                                exchange.getSuccessOrdering(),
-                                                exchange.getFailureOrdering()),
-                    0);
+                // A call rather than an instruction, whose pair of results would end up in phis.
+                return call(builder,
+                            {.operation = ShaderOperation::ExchangeAt,
+                             .atomic = static_cast<unsigned>(exchange.getSuccessOrdering()),
+                             .bits = static_cast<unsigned>(access.bytes) * 8},
+                            {pointer, expected, desired});
             },
             [&](unsigned number, llvm::Value* index, llvm::Value* isHere) -> llvm::Value* {
                 if (m_lowering.variables[number].storage == Variable::Storage::Workgroup) {

@@ -21,6 +21,8 @@ llvm::StringRef nameOf(ShaderOperation operation) {
         return "atomic";
     case ShaderOperation::CompareExchange:
         return "compare.exchange";
+    case ShaderOperation::ExchangeAt:
+        return "exchange.at";
     case ShaderOperation::Length:
         return "length";
     case ShaderOperation::BindingsAddress:
@@ -63,6 +65,8 @@ llvm::FunctionType* typeOf(ShaderOperation operation, llvm::LLVMContext& context
         return type(element, {word, element});
     case ShaderOperation::CompareExchange:
         return type(element, {word, element, element});
+    case ShaderOperation::ExchangeAt:
+        return type(element, {llvm::PointerType::get(context, deviceSpace), element, element});
     case ShaderOperation::BindingsAddress:
     case ShaderOperation::GridAddress:
     case ShaderOperation::MemoryAddress:
@@ -91,6 +95,8 @@ llvm::MemoryEffects effectsOf(ShaderOperation operation) {
     case ShaderOperation::Atomic:
     case ShaderOperation::CompareExchange:
         return llvm::MemoryEffects::inaccessibleMemOnly();
+    case ShaderOperation::ExchangeAt:
+        return llvm::MemoryEffects::unknown();
     case ShaderOperation::None:
     case ShaderOperation::Length:
     case ShaderOperation::BindingsAddress:
@@ -129,6 +135,10 @@ llvm::Function* Lowering::function(ShaderFunction what) {
     }
     if (what.operation == ShaderOperation::Atomic)
         symbol += "." + std::to_string(what.atomic);
+    if (what.operation == ShaderOperation::ExchangeAt) {
+        symbol += "." + std::to_string(what.bits) + "." + std::to_string(what.atomic);
+        element = llvm::Type::getIntNTy(module.getContext(), what.bits);
+    }
     if (llvm::Function* known = module.getFunction(symbol))
         return known;
     auto* made = llvm::Function::Create(typeOf(what.operation, module.getContext(), element),

@@ -46,6 +46,7 @@ enum class ShaderOperation : std::uint8_t {
     Write,           ///< void (i32 index, T)
     Atomic,          ///< T (i32 index, T): an AtomicRMWInst::BinOp, see ShaderFunction
     CompareExchange, ///< T (i32 index, T expected, T desired): the value before
+    ExchangeAt,      ///< T (ptr, T expected, T desired): the same in memory of the device
     Length,          ///< i32 (): elements of the variable, where that is not constant
     BindingsAddress, ///< i64 ()
     GridAddress,     ///< i64 ()
@@ -62,7 +63,8 @@ enum class ShaderOperation : std::uint8_t {
 struct ShaderFunction {
     ShaderOperation operation = ShaderOperation::None;
     unsigned variable = 0;
-    unsigned atomic = 0;
+    unsigned atomic = 0; ///< AtomicRMWInst::BinOp, or of ExchangeAt the AtomicOrdering
+    unsigned bits = 0;   ///< of ExchangeAt
 };
 
 /// One kernel on its way.

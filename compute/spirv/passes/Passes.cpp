@@ -8,6 +8,7 @@
 #include "compute/spirv/passes/Halfs.h"
 #include "compute/spirv/passes/LowerPointers.h"
 #include "compute/spirv/passes/LowerSimdgroups.h"
+#include "compute/spirv/passes/ReloadBehindLoops.h"
 #include "compute/spirv/passes/Simplify.h"
 #include "compute/spirv/passes/Structurise.h"
 
@@ -26,6 +27,7 @@ std::span<const ShaderPass> passes() {
         {"expandOperations", expandOperations},
         {"removeRepeated", removeRepeated},
         {"structurise", structurise},
+        {"reloadBehindLoops", reloadBehindLoops},
     });
     return table;
 }
