@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Programs that go for memory which is not theirs, on a device: between the buffers of the tests lies
+// memory that is nobody's, and it must stay as it is; nor may anything be learnt from there.
+#include "tests/compute/spirv/Programs.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+struct Attack {
+    const char* name;
+    /// A kernel with `mine` (16 words), `other` (16 words, also bound) and the distance in bytes from
+    /// mine to the secret: `far`. It writes 0x666 where it can, and what it reads to mine[0].
+    const char* body;
+};
+
+class Attacks : public ::testing::TestWithParam<Attack> {};
+
+constexpr std::uint32_t secret = 0x5ec4e7;
+
+TEST_P(Attacks, ReachNothing) {
+    tests::ShaderRunner& runner = tests::device();
+    runner.reset();
+    const auto before = runner.allocate(64);
+    const auto mine = runner.allocate(64);
+    const auto behind = runner.allocate(64);
+    const auto parameter = runner.allocate(16);
+    for (const auto& piece : {before, behind})
+        for (std::size_t i = 0; i < 16; ++i)
+            std::memcpy(&piece.bytes[4 * i], &secret, sizeof secret);
+    const std::int64_t far[] = {static_cast<std::int64_t>(behind.address - mine.address),
+                                static_cast<std::int64_t>(behind.address)};
+    std::memcpy(parameter.bytes.data(), far, sizeof far);
+
+    tests::ShaderRunner::Arguments arguments;
+    arguments.bindings[0] = mine.record();
+    arguments.bindings[1] = parameter.record();
+    arguments.memory = {mine.record(), parameter.record()};
+    const std::string text =
+        "struct Far { long distance; ulong address; };\n"
+        "struct Pointers { device uint* p; };\n"
+        "kernel void k(device uint* mine [[buffer(0)]], device Far& far [[buffer(1)]],\n"
+        "              uint i [[thread_position_in_grid]]) {\n" +
+        std::string(GetParam().body) + "\n}\n";
+    const auto shader = tests::shaderOf(text, runner.features());
+    const auto done = runner.run(shader, arguments, {.width = 1}, {.width = 1});
+    ASSERT_TRUE(done) << done.error().message;
+    for (const auto& piece : {before, behind})
+        for (std::size_t i = 0; i < 16; ++i) {
+            std::uint32_t word = 0;
+            std::memcpy(&word, &piece.bytes[4 * i], sizeof word);
+            EXPECT_EQ(word, secret) << "word " << i;
+        }
+    std::uint32_t learnt = 0;
+    std::memcpy(&learnt, mine.bytes.data(), sizeof learnt);
+    EXPECT_NE(learnt, secret);
+}
+
+const std::vector<Attack> attacks{
+    {"IndexBehind", "mine[far.distance / 4] = 0x666; mine[0] = mine[far.distance / 4 + 1];"},
+    {"IndexBefore", "mine[-64] = 0x666; mine[0] = mine[-63];"},
+    {"IndexThatWraps", "uint j = uint(far.distance / 4) + 0x80000000u; mine[int(j - 0x80000000u)] = 0x666;"
+                       "mine[0] = mine[int(j - 0x80000000u)];"},
+    {"Number", "device uint* p = (device uint*)far.address; *p = 0x666; mine[0] = p[1];"},
+    {"NumberFromAPointer",
+     "device uint* p = (device uint*)(ulong(mine) + ulong(far.distance)); *p = 0x666; mine[0] = p[1];"},
+    {"PointerFromMemory",
+     "device Pointers& a = *(device Pointers*)&far.address; *a.p = 0x666; mine[0] = a.p[1];"},
+    {"GoodPointerFromMemoryWithAFarIndex",
+     "far.address = ulong(mine); device Pointers& a = *(device Pointers*)&far.address;"
+     "a.p[far.distance / 4] = 0x666; mine[0] = a.p[far.distance / 4 + 1];"},
+    {"PointerThatWalks",
+     "device uint* p = mine; while (p < mine + far.distance / 4 + 8) *p++ = 0x666;"
+     "mine[0] = p[-1];"},
+    {"PointerThatIsChosen",
+     "device uint* p = far.distance > 5 ? mine : (device uint*)&far; p += far.distance / 4;"
+     "*p = 0x666; mine[0] = p[1];"},
+    {"PrivateOrDevice",
+     "uint own[4] = {1, 2, 3, 4}; ulong a = far.distance > 5 ? ulong(mine) : ulong(&own[0]);"
+     "device uint* p = (device uint*)(a + far.distance); *p = 0x666; mine[0] = p[1];"},
+    {"Atomic",
+     "mine[0] = atomic_exchange_explicit((device atomic_uint*)mine + far.distance / 4, 0x666u,"
+     "memory_order_relaxed);"},
+    {"Copy",
+     "struct Big { uint words[8]; }; *(device Big*)(mine + far.distance / 4) = Big{{0x666}};"
+     "Big b = *(device Big*)(mine + far.distance / 4); mine[0] = b.words[2];"},
+    {"HalfInside", // of a word that lies half in the buffer
+     "*(device packed_uint4*)(mine + 14) = 0x666; *(device ulong*)(mine + 15) = 0x666;"},
+    {"PrivateIndex",
+     "uint own[4]; own[far.distance] = 7; own[-far.distance] = 7; mine[0] = own[far.distance * 7];"},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, Attacks, ::testing::ValuesIn(attacks),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Containment, TheLastWordIsInside) {
+    std::vector<std::uint32_t> words(16, 1);
+    tests::runShader("kernel void k(device uint* out, uint i [[thread_position_in_grid]]) {\n"
+                     "  out[i] = i + 1; device uchar* b = (device uchar*)out; b[63] = 9; }",
+                     {&words}, 16);
+    EXPECT_EQ(words[14], 15U);
+    EXPECT_EQ(words[15], 16U | 9U << 24);
+}
+
+TEST(Containment, PointersFromMemoryReachWhatIsTheirs) {
+    std::vector<std::uint32_t> first(16, 0);
+    std::vector<std::uint32_t> second(16, 0);
+    tests::runShader("struct Node { device uint* data; uint at; };\n"
+                     "kernel void k(device uint* a [[buffer(0)]], device uint* b [[buffer(1)]]) {\n"
+                     "  Node nodes[2] = {{a, 3}, {b, 15}};\n"
+                     "  for (int i = 0; i < 2; i++) nodes[a[0] + i].data[nodes[a[0] + i].at] = 7 + i;\n"
+                     "}",
+                     {&first, &second}, 1);
+    EXPECT_EQ(first[3], 7U);
+    EXPECT_EQ(second[15], 8U);
+}
+
+TEST(Containment, PointersMayLeadToOneOfSeveralVariables) {
+    std::vector<std::uint32_t> words{1, 2, 3, 4, 0, 0, 0, 0};
+    tests::runShader("kernel void k(device uint* out, uint i [[thread_position_in_grid]]) {\n"
+                     "  uint a[3] = {10, 20, 30}; uint b[3] = {100, 200, 300};\n"
+                     "  thread uint* p = out[i] & 1 ? a : b; p[out[0]] += out[i];\n"
+                     "  out[4 + i] = a[1] + b[1]; }",
+                     {&words}, 4);
+    EXPECT_EQ(std::vector<std::uint32_t>(words.begin() + 4, words.end()),
+              (std::vector<std::uint32_t>{221, 222, 223, 224}));
+}
+
+} // namespace
