@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Developers' tool: how long the kernels in some files take to become shaders, how many instructions
-// those have, and whether they keep the rules. No device is needed.
+// Developers' tool: how long the kernels in some files take to become shaders, how many
+// instructions those have, and whether they keep the rules. No device is needed.
 //
 //     starloom-shader-bench FILE...          programs of the shading language
 //     starloom-shader-bench FILE.spv...      counts the instructions of other modules
@@ -36,7 +36,8 @@ unsigned instructionsOf(std::span<const std::uint32_t> words) {
     constexpr std::size_t header = 5;
     unsigned count = 0;
     bool isInside = false;
-    for (std::size_t at = header; at < words.size() && words[at] >> 16 != 0; at += words[at] >> 16) {
+    for (std::size_t at = header; at < words.size() && words[at] >> 16 != 0;
+         at += words[at] >> 16) {
         isInside |= (words[at] & 0xffff) == function;
         count += isInside ? 1 : 0;
     }
@@ -59,8 +60,7 @@ bool translateAll(const std::string& text, const kernel::CompilerOptions& option
     }
     bool allWell = true;
     for (const kernel::KernelDeclaration& declaration : program->kernels) {
-        const auto made =
-            spirv::translate(*program, declaration.name, {}, features, options, dump);
+        const auto made = spirv::translate(*program, declaration.name, {}, features, options, dump);
         if (!made) {
             std::printf("%-24s %s\n", declaration.name.c_str(), made.error().message.c_str());
             allWell = false;

@@ -54,8 +54,8 @@ translate(const kernel::Program& program, std::string_view name, const ConstantV
           const Features& features, const kernel::CompilerOptions& options,
           const kernel::Dump* dump, const std::stop_token& stop) {
     const auto target = makeShaderTarget();
-    auto canonical = SL42_TRY(
-        kernel::canonicalise(program, name, constants, *target, options, dump, stop));
+    auto canonical =
+        SL42_TRY(kernel::canonicalise(program, name, constants, *target, options, dump, stop));
     const auto start = std::chrono::steady_clock::now();
     TranslatedKernel result;
     result.shader = SL42_TRY(translate(canonical, *target, features, dump, stop));

@@ -11,9 +11,9 @@
 // `end`, which is not included; y and z are those of GlobalInvocationId. Threads outside of the
 // grid, by `end` or the sizes of the grid record, do nothing. A shader that `runsInGroups` runs
 // threadgroup by threadgroup instead: the number of a thread is LocalInvocationIndex, that of its
-// threadgroup is begin + the number of the workgroup in the dispatch, x fastest, up to `end`, so that
-// one-dimensional dispatches do. Its workgroups have the threads of a whole threadgroup; those of
-// threadgroups at the far edge that have no place in the grid do nothing.
+// threadgroup is begin + the number of the workgroup in the dispatch, x fastest, up to `end`, so
+// that one-dimensional dispatches do. Its workgroups have the threads of a whole threadgroup; those
+// of threadgroups at the far edge that have no place in the grid do nothing.
 //
 // Specialisation constants: 0, 1 and 2 are the size of the workgroup (any for plain kernels; for
 // others x is the number of threads in a threadgroup, y and z are 1), 3 is the number of bytes that
@@ -29,14 +29,15 @@
 namespace compute::spirv {
 
 /// A piece of memory that a kernel may read and write. The address of a buffer is a multiple of 4,
-/// all others are multiples of 16. No more than `bytes` are touched; nothing bound is a length of 0.
+/// all others are multiples of 16. No more than `bytes` are touched; nothing bound is a length of
+/// 0.
 struct BufferRecord {
     std::uint64_t address = 0;
     std::uint64_t bytes = 0;
 };
 
-/// After the slots of KernelSignature.h: memory of the dispatch's own, at least spareBytes, all zero,
-/// that accesses which lead outside are sent to.
+/// After the slots of KernelSignature.h: memory of the dispatch's own, at least spareBytes, all
+/// zero, that accesses which lead outside are sent to.
 inline constexpr unsigned spareSlot = kernel::slotCount;
 inline constexpr unsigned bindingRecords = spareSlot + 1;
 inline constexpr std::uint64_t spareBytes = 64;
@@ -52,8 +53,8 @@ struct MemoryTable {
 
 /// Layout of the push constants. All addresses are multiples of 16 and of the device.
 struct PushConstants {
-    /// bindingRecords of type BufferRecord. Buffers, texture views (compute/backend/TextureView.h with
-    /// addresses of the device) and samplers in the slots that KernelSignature.h gives them.
+    /// bindingRecords of type BufferRecord. Buffers, texture views (compute/backend/TextureView.h
+    /// with addresses of the device) and samplers in the slots that KernelSignature.h gives them.
     std::uint64_t bindings = 0;
     /// kernel::gridRecordWords numbers of 32 bits.
     std::uint64_t grid = 0;

@@ -11,10 +11,10 @@ platform::Result<void> validate(std::span<const std::uint32_t> words) {
     spvtools::ValidatorOptions options;
     std::string message;
     spvtools::SpirvTools speaking(SPV_ENV_VULKAN_1_2);
-    speaking.SetMessageConsumer([&](spv_message_level_t, const char*, const spv_position_t& at,
-                                    const char* text) {
-        message += (message.empty() ? "" : "\n") + std::to_string(at.index) + ": " + text;
-    });
+    speaking.SetMessageConsumer(
+        [&](spv_message_level_t, const char*, const spv_position_t& at, const char* text) {
+            message += (message.empty() ? "" : "\n") + std::to_string(at.index) + ": " + text;
+        });
     if (speaking.Validate(words.data(), words.size(), options))
         return {};
     return platform::Error{"invalid shader: " + message};

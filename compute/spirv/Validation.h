@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// What the tools of SPIR-V's makers say about a module: whether it keeps the rules, and how it reads
-// as text.
+// What the tools of SPIR-V's makers say about a module: whether it keeps the rules, and how it
+// reads as text.
 #pragma once
 
 #include "platform/base/Result.h"

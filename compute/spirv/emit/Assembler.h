@@ -48,7 +48,8 @@ public:
 
     void capability(spv::Capability capability);
     void extension(std::string_view name);
-    void decorate(Id id, spv::Decoration decoration, std::initializer_list<std::uint32_t> more = {});
+    void decorate(Id id, spv::Decoration decoration,
+                  std::initializer_list<std::uint32_t> more = {});
     void name(Id id, std::string_view text) { addText(Names, spv::Op::OpName, {id}, text); }
 
     /// The one type of this kind.
@@ -56,6 +57,9 @@ public:
     /// Of a function: the type of its result, then those of its parameters.
     Id functionType(std::span<const std::uint32_t> types) {
         return unique(spv::Op::OpTypeFunction, {}, types);
+    }
+    Id structure(std::span<const std::uint32_t> members) {
+        return unique(spv::Op::OpTypeStruct, {}, members);
     }
     Id integer(unsigned bits) { return type(spv::Op::OpTypeInt, {bits, 0}); }
     Id real(unsigned bits) { return type(spv::Op::OpTypeFloat, {bits}); }

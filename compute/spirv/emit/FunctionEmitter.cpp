@@ -39,9 +39,12 @@ constexpr std::uint32_t sharedMemory = numberOf(spv::MemorySemanticsMask::Unifor
 } // namespace
 
 FunctionEmitter::FunctionEmitter(ModuleEmitter& module, const llvm::Function& function)
-    : m_module(module), m_code(module.code()), m_function(function),
+    : m_module(module),
+      m_code(module.code()),
+      m_function(function),
       m_dominators(const_cast<llvm::Function&>(function)),
-      m_postDominators(const_cast<llvm::Function&>(function)), m_loops(m_dominators) {}
+      m_postDominators(const_cast<llvm::Function&>(function)),
+      m_loops(m_dominators) {}
 
 platform::Result<void> FunctionEmitter::run() {
     addBegin();
@@ -139,8 +142,7 @@ void FunctionEmitter::addMerge(const llvm::BasicBlock& block) {
         return;
     const llvm::Loop* loop = m_loops.getLoopFor(&block);
     if (loop != nullptr && loop->getHeader() == &block) {
-        addWords(Op::OpLoopMerge,
-                 {idOf(*loop->getExitBlock()), idOf(*loop->getLoopLatch()), 0});
+        addWords(Op::OpLoopMerge, {idOf(*loop->getExitBlock()), idOf(*loop->getLoopLatch()), 0});
     } else if (branch->isConditional() && (loop == nullptr || loop->getLoopLatch() != &block)) {
         const auto* join = m_postDominators.getNode(&block)->getIDom();
         addWords(Op::OpSelectionMerge, {idOf(*join->getBlock()), 0});
@@ -195,6 +197,17 @@ bool FunctionEmitter::addInstruction(const llvm::Instruction& instruction) {
         return addStore(*store), true;
     if (const auto* atomic = llvm::dyn_cast<llvm::AtomicRMWInst>(&instruction))
         return addAtomic(*atomic);
+    if (const auto* part = llvm::dyn_cast<llvm::ExtractValueInst>(&instruction)) {
+        Operands operands{idOf(*part->getAggregateOperand())};
+        operands.append(part->idx_begin(), part->idx_end());
+        return define(*part, Op::OpCompositeExtract, operands), true;
+    }
+    if (const auto* whole = llvm::dyn_cast<llvm::InsertValueInst>(&instruction)) {
+        Operands operands{idOf(*whole->getInsertedValueOperand()),
+                          idOf(*whole->getAggregateOperand())};
+        operands.append(whole->idx_begin(), whole->idx_end());
+        return define(*whole, Op::OpCompositeInsert, operands), true;
+    }
     if (const auto* select = llvm::dyn_cast<llvm::SelectInst>(&instruction))
         return define(*select, Op::OpSelect,
                       {idOf(*select->getCondition()), idOf(*select->getTrueValue()),
@@ -403,8 +416,8 @@ void FunctionEmitter::addStore(const llvm::StoreInst& store) {
     const llvm::Value& value = *store.getValueOperand();
     const Id pointer = pointerTo(*store.getPointerOperand(), value.getType());
     if (store.isAtomic())
-        addWords(Op::OpAtomicStore, {pointer, m_code.word(deviceScope),
-                                     semantics(store.getOrdering()), idOf(value)});
+        addWords(Op::OpAtomicStore,
+                 {pointer, m_code.word(deviceScope), semantics(store.getOrdering()), idOf(value)});
     else
         addWords(Op::OpStore, {pointer, idOf(value),
                                numberOf(spv::MemoryAccessMask::Aligned) |
@@ -482,8 +495,7 @@ bool FunctionEmitter::addUpdate(const llvm::Value& result, llvm::AtomicRMWInst::
 bool FunctionEmitter::addAtomic(const llvm::AtomicRMWInst& atomic) {
     return addUpdate(atomic, atomic.getOperation(),
                      pointerTo(*atomic.getPointerOperand(), atomic.getType()),
-                     idOf(*atomic.getValOperand()), m_code.word(deviceScope),
-                     atomic.getOrdering());
+                     idOf(*atomic.getValOperand()), m_code.word(deviceScope), atomic.getOrdering());
 }
 
 Id FunctionEmitter::elementPointer(unsigned variable, Id index) {
@@ -512,15 +524,14 @@ bool FunctionEmitter::addCall(const llvm::CallInst& call) {
 }
 
 void FunctionEmitter::addBarrier() {
-    addWords(Op::OpControlBarrier,
-             {m_code.word(workgroupScope), m_code.word(workgroupScope),
-              semantics(llvm::AtomicOrdering::AcquireRelease)});
+    addWords(Op::OpControlBarrier, {m_code.word(workgroupScope), m_code.word(workgroupScope),
+                                    semantics(llvm::AtomicOrdering::AcquireRelease)});
 }
 
 void FunctionEmitter::defineMember(const llvm::Value& value, unsigned member) {
-    const Id pointer = add(Op::OpAccessChain,
-                           m_code.pointer(spv::StorageClass::PushConstant, typeOf(value)),
-                           {m_module.pushConstants(), m_code.word(member)});
+    const Id pointer =
+        add(Op::OpAccessChain, m_code.pointer(spv::StorageClass::PushConstant, typeOf(value)),
+            {m_module.pushConstants(), m_code.word(member)});
     define(value, Op::OpLoad, {pointer});
 }
 
@@ -543,8 +554,8 @@ bool FunctionEmitter::addShaderFunction(const llvm::CallInst& call, const Shader
         return false;
     case ShaderOperation::Read:
     case ShaderOperation::Write: {
-        const bool isGroups = m_module.lowering().variables[what.variable].storage ==
-                              Variable::Storage::Workgroup;
+        const bool isGroups =
+            m_module.lowering().variables[what.variable].storage == Variable::Storage::Workgroup;
         Operands operands{element()};
         if (what.operation == ShaderOperation::Write)
             operands.push_back(idOf(*argument(1)));
@@ -598,8 +609,7 @@ bool FunctionEmitter::addShaderFunction(const llvm::CallInst& call, const Shader
     case ShaderOperation::LocalIndex:
         return defineBuiltIn(call, spv::BuiltIn::LocalInvocationIndex, nullptr), true;
     case ShaderOperation::Always:
-        define(call, Op::OpCopyObject,
-               {m_code.constant(Op::OpConstantTrue, m_code.boolean())});
+        define(call, Op::OpCopyObject, {m_code.constant(Op::OpConstantTrue, m_code.boolean())});
         return true;
     }
     return false;

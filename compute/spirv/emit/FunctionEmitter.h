@@ -31,7 +31,8 @@ private:
     /// An instruction with a result of its own.
     Id add(spv::Op operation, Id type, llvm::ArrayRef<std::uint32_t> operands);
     /// The instruction that gives the value.
-    void define(const llvm::Value& value, spv::Op operation, llvm::ArrayRef<std::uint32_t> operands);
+    void define(const llvm::Value& value, spv::Op operation,
+                llvm::ArrayRef<std::uint32_t> operands);
     void addWords(spv::Op operation, llvm::ArrayRef<std::uint32_t> operands);
 
     void addBegin();

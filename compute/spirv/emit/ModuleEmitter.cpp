@@ -16,8 +16,8 @@ std::uint32_t numberOf(auto value) {
 }
 
 std::vector<std::uint32_t> wordsOf(const llvm::APInt& bits) {
-    std::vector<std::uint32_t> words{static_cast<std::uint32_t>(bits.extractBitsAsZExtValue(
-        std::min(32U, bits.getBitWidth()), 0))};
+    std::vector<std::uint32_t> words{static_cast<std::uint32_t>(
+        bits.extractBitsAsZExtValue(std::min(32U, bits.getBitWidth()), 0))};
     if (bits.getBitWidth() > 32)
         words.push_back(static_cast<std::uint32_t>(bits.extractBitsAsZExtValue(32, 32)));
     return words;
@@ -32,6 +32,12 @@ Id ModuleEmitter::typeOf(llvm::Type* type) {
         return m_code.boolean();
     if (type->isPointerTy())
         return typeOf(llvm::Type::getInt64Ty(type->getContext()));
+    if (auto* structure = llvm::dyn_cast<llvm::StructType>(type)) { // what a function returns
+        std::vector<std::uint32_t> members;
+        for (llvm::Type* member : structure->elements())
+            members.push_back(typeOf(member));
+        return m_code.structure(members);
+    }
     if (type->isHalfTy() && !m_lowering.features.float16)
         return typeOf(llvm::Type::getInt16Ty(type->getContext()));
     const unsigned bits = type->getPrimitiveSizeInBits().getFixedValue();
@@ -148,8 +154,8 @@ void ModuleEmitter::addVariables() {
         m_code.add(Assembler::Globals, Op::OpVariable, operands);
         m_interface.push_back(id);
         if (variable.storage == Variable::Storage::Workgroup)
-            m_groupBytes += static_cast<std::uint32_t>(
-                variable.count * variable.element->getScalarSizeInBits() / 8);
+            m_groupBytes += static_cast<std::uint32_t>(variable.count *
+                                                       variable.element->getScalarSizeInBits() / 8);
     }
 }
 
@@ -175,10 +181,9 @@ Id ModuleEmitter::pushConstants() {
     const Id word = m_code.integer(32);
     const Id type = m_code.type(Op::OpTypeStruct, {address, address, address, word, word});
     m_code.decorate(type, spv::Decoration::Block);
-    constexpr std::array offsets = {
-        offsetof(PushConstants, bindings), offsetof(PushConstants, grid),
-        offsetof(PushConstants, memory), offsetof(PushConstants, begin),
-        offsetof(PushConstants, end)};
+    constexpr std::array offsets = {offsetof(PushConstants, bindings),
+                                    offsetof(PushConstants, grid), offsetof(PushConstants, memory),
+                                    offsetof(PushConstants, begin), offsetof(PushConstants, end)};
     for (std::uint32_t i = 0; i < offsets.size(); ++i)
         m_code.add(Assembler::Decorations, Op::OpMemberDecorate,
                    {type, i, numberOf(spv::Decoration::Offset), numberOf(offsets[i])});
@@ -229,8 +234,8 @@ platform::Result<Shader> ModuleEmitter::run() {
     for (const spv::Capability capability :
          {spv::Capability::Shader, spv::Capability::Int64,
           spv::Capability::PhysicalStorageBufferAddresses, spv::Capability::VulkanMemoryModel,
-          spv::Capability::VulkanMemoryModelDeviceScope,
-          spv::Capability::StorageBuffer8BitAccess, spv::Capability::StorageBuffer16BitAccess})
+          spv::Capability::VulkanMemoryModelDeviceScope, spv::Capability::StorageBuffer8BitAccess,
+          spv::Capability::StorageBuffer16BitAccess})
         m_code.capability(capability);
     m_code.add(Assembler::Model, Op::OpMemoryModel,
                {numberOf(spv::AddressingModel::PhysicalStorageBuffer64),

@@ -16,7 +16,8 @@ using Position = std::array<llvm::Value*, 3>;
 class EntryPoint {
 public:
     EntryPoint(Lowering& lowering, llvm::Function& entry)
-        : m_lowering(lowering), m_builder(llvm::BasicBlock::Create(entry.getContext(), "", &entry)) {}
+        : m_lowering(lowering),
+          m_builder(llvm::BasicBlock::Create(entry.getContext(), "", &entry)) {}
 
     /// x, y and z of the kernel's signature, and whether there is such a thread.
     std::pair<Position, llvm::Value*> thread() {
@@ -53,8 +54,8 @@ private:
         position[0] = m_builder.CreateAdd(position[0], ask(ShaderOperation::Begin));
         llvm::Value* isInside = m_builder.CreateICmpULT(position[0], ask(ShaderOperation::End));
         for (unsigned axis = 1; axis < position.size(); ++axis)
-            isInside = m_builder.CreateAnd(isInside,
-                                           m_builder.CreateICmpULT(position[axis], grid(axis)));
+            isInside =
+                m_builder.CreateAnd(isInside, m_builder.CreateICmpULT(position[axis], grid(axis)));
         return {position, isInside};
     }
 
@@ -67,8 +68,8 @@ private:
         number = m_builder.CreateAdd(number, ask(ShaderOperation::Begin));
         llvm::Value* isInside = m_builder.CreateICmpULT(number, ask(ShaderOperation::End));
         llvm::Value* thread = ask(ShaderOperation::LocalIndex);
-        isInside = m_builder.CreateAnd(isInside,
-                                       m_builder.CreateICmpULT(thread, threadsOf(number)));
+        isInside =
+            m_builder.CreateAnd(isInside, m_builder.CreateICmpULT(thread, threadsOf(number)));
         return {{thread, number, m_builder.getInt32(0)}, isInside};
     }
 
@@ -78,7 +79,8 @@ private:
         llvm::Value* threads = one;
         for (unsigned axis = 0; axis < 3; ++axis) {
             llvm::Value* all = grid(axis);
-            llvm::Value* size = m_builder.CreateBinaryIntrinsic(llvm::Intrinsic::umax, grid(3 + axis), one);
+            llvm::Value* size =
+                m_builder.CreateBinaryIntrinsic(llvm::Intrinsic::umax, grid(3 + axis), one);
             llvm::Value* count =
                 m_builder.CreateAdd(m_builder.CreateUDiv(m_builder.CreateSub(all, one), size), one);
             llvm::Value* position = axis == 2 ? number : m_builder.CreateURem(number, count);
@@ -98,9 +100,9 @@ private:
 
 platform::Result<void> addEntryPoint(Lowering& lowering) {
     llvm::LLVMContext& context = lowering.module.getContext();
-    auto* entry = llvm::Function::Create(
-        llvm::FunctionType::get(llvm::Type::getVoidTy(context), false),
-        llvm::GlobalValue::ExternalLinkage, entrySymbol, lowering.module);
+    auto* entry =
+        llvm::Function::Create(llvm::FunctionType::get(llvm::Type::getVoidTy(context), false),
+                               llvm::GlobalValue::ExternalLinkage, entrySymbol, lowering.module);
     entry->addFnAttrs(llvm::AttrBuilder(context, lowering.kernel->getAttributes().getFnAttrs()));
     EntryPoint point(lowering, *entry);
     auto [position, isInside] = point.thread();
@@ -110,8 +112,8 @@ platform::Result<void> addEntryPoint(Lowering& lowering) {
     builder.CreateCondBr(isInside, run, end);
     builder.SetInsertPoint(run);
     llvm::Value* none = llvm::PoisonValue::get(llvm::PointerType::get(context, 0));
-    llvm::CallInst* call = builder.CreateCall(
-        lowering.kernel, {none, none, position[0], position[1], position[2]});
+    llvm::CallInst* call =
+        builder.CreateCall(lowering.kernel, {none, none, position[0], position[1], position[2]});
     builder.CreateBr(end);
     builder.SetInsertPoint(end);
     builder.CreateRetVoid();

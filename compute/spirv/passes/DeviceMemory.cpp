@@ -12,8 +12,8 @@ namespace {
 constexpr llvm::StringLiteral findSymbol = "sl42.find";
 
 llvm::Value* recordAt(llvm::IRBuilder<>& builder, llvm::Value* first, llvm::Value* number) {
-    return builder.CreateAdd(
-        first, builder.CreateMul(number, builder.getInt64(sizeof(BufferRecord))));
+    return builder.CreateAdd(first,
+                             builder.CreateMul(number, builder.getInt64(sizeof(BufferRecord))));
 }
 
 /// The function of sl42.find: the address of the last record of the memory table that begins at or
@@ -71,11 +71,14 @@ void fillFindFunction(Lowering& lowering, llvm::Function& function) {
 DeviceMemory::DeviceMemory(Lowering& lowering, llvm::Function& function, PointerRoots& roots,
                            const llvm::Value* grid,
                            std::function<llvm::Value*(llvm::Value&)> addressOf)
-    : m_lowering(lowering), m_function(function), m_roots(roots), m_grid(grid),
+    : m_lowering(lowering),
+      m_function(function),
+      m_roots(roots),
+      m_grid(grid),
       m_addressOf(std::move(addressOf)),
-      m_start(llvm::BinaryOperator::CreateNot(
-          llvm::ConstantInt::getFalse(function.getContext()), "",
-          function.getEntryBlock().getFirstInsertionPt())) {}
+      m_start(llvm::BinaryOperator::CreateNot(llvm::ConstantInt::getFalse(function.getContext()),
+                                              "", function.getEntryBlock().getFirstInsertionPt())) {
+}
 
 DeviceMemory::~DeviceMemory() {
     m_start->eraseFromParent();
@@ -131,8 +134,8 @@ Range DeviceMemory::rangeOf(llvm::Value& pointer) {
         return m_ranges[&pointer] = range;
     const auto slot = slotOfRoot(roots.addresses.front());
     const bool isOneSlot = slot && llvm::all_of(roots.addresses, [&](llvm::Value* root) {
-        return slotOfRoot(root) == slot;
-    });
+                               return slotOfRoot(root) == slot;
+                           });
     if (isOneSlot) {
         range = slotRange(*slot);
     } else if (roots.addresses.size() == 1 && !isDerived(pointer)) {
@@ -184,9 +187,9 @@ llvm::Function* DeviceMemory::findFunction() {
     if (llvm::Function* known = m_lowering.module.getFunction(findSymbol))
         return known;
     llvm::Type* word = llvm::Type::getInt64Ty(m_function.getContext());
-    auto* made = llvm::Function::Create(llvm::FunctionType::get(word, {word}, false),
-                                        llvm::GlobalValue::InternalLinkage, findSymbol,
-                                        m_lowering.module);
+    auto* made =
+        llvm::Function::Create(llvm::FunctionType::get(word, {word}, false),
+                               llvm::GlobalValue::InternalLinkage, findSymbol, m_lowering.module);
     made->setDoesNotThrow();
     made->setWillReturn();
     made->setMemoryEffects(llvm::MemoryEffects::none()); // its records never change

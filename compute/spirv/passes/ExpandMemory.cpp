@@ -21,7 +21,8 @@ constexpr std::uint64_t wordBytes = 4;
 
 class MemoryExpander {
 public:
-    MemoryExpander(llvm::MemIntrinsic& intrinsic, std::uint64_t bytes, const llvm::DataLayout& layout)
+    MemoryExpander(llvm::MemIntrinsic& intrinsic, std::uint64_t bytes,
+                   const llvm::DataLayout& layout)
         : m_intrinsic(intrinsic), m_bytes(bytes), m_layout(layout) {}
 
     void expand() {
@@ -48,7 +49,8 @@ private:
         return builder.getIntNTy(static_cast<unsigned>(m_step) * 8);
     }
 
-    llvm::Value* place(llvm::IRBuilder<>& builder, llvm::Value* pointer, llvm::Value* number) const {
+    llvm::Value* place(llvm::IRBuilder<>& builder, llvm::Value* pointer,
+                       llvm::Value* number) const {
         return builder.CreateGEP(word(builder), pointer, number);
     }
 
@@ -65,9 +67,9 @@ private:
                         llvm::Value* number) const {
         return copy == nullptr
                    ? filling(builder)
-                   : builder.CreateAlignedLoad(
-                         word(builder), place(builder, copy->getRawSource(), number),
-                         llvm::Align(m_step));
+                   : builder.CreateAlignedLoad(word(builder),
+                                               place(builder, copy->getRawSource(), number),
+                                               llvm::Align(m_step));
     }
 
     void store(llvm::IRBuilder<>& builder, llvm::Value* value, llvm::Value* number) const {
@@ -88,8 +90,8 @@ private:
     void loop(std::uint64_t count, llvm::MemTransferInst* copy) const {
         llvm::BasicBlock* before = m_intrinsic.getParent();
         llvm::BasicBlock* after = llvm::SplitBlock(before, &m_intrinsic);
-        auto* body = llvm::BasicBlock::Create(before->getContext(), "words",
-                                              before->getParent(), after);
+        auto* body =
+            llvm::BasicBlock::Create(before->getContext(), "words", before->getParent(), after);
         before->getTerminator()->setSuccessor(0, body);
         llvm::IRBuilder<> builder(body);
         llvm::PHINode* number = builder.CreatePHI(builder.getInt64Ty(), 2);
@@ -97,8 +99,7 @@ private:
         // Where the two overlap and the destination lies behind, from the end on.
         llvm::Value* index = number;
         if (copy != nullptr && llvm::isa<llvm::MemMoveInst>(copy)) {
-            llvm::Value* isBehind =
-                builder.CreateICmpUGT(copy->getRawDest(), copy->getRawSource());
+            llvm::Value* isBehind = builder.CreateICmpUGT(copy->getRawDest(), copy->getRawSource());
             index = builder.CreateSelect(
                 isBehind, builder.CreateSub(builder.getInt64(count - 1), number), number);
         }

@@ -64,8 +64,9 @@ llvm::Value* fused(Builder& builder, llvm::Value* a, llvm::Value* b, llvm::Value
     llvm::Value* isEven =
         builder.CreateICmpEQ(builder.CreateAnd(bits, builder.getInt64(1)), builder.getInt64(0));
     llvm::Value* isInexact = builder.CreateFCmpONE(error, llvm::ConstantFP::getZero(real));
-    llvm::Value* odd = builder.CreateAdd(
-        bits, builder.CreateSelect(builder.CreateAnd(isInexact, isEven), step, builder.getInt64(0)));
+    llvm::Value* odd =
+        builder.CreateAdd(bits, builder.CreateSelect(builder.CreateAnd(isInexact, isEven), step,
+                                                     builder.getInt64(0)));
     return builder.CreateFPTrunc(builder.CreateBitCast(odd, real), builder.getFloatTy());
 }
 
@@ -78,8 +79,8 @@ llvm::Value* withSign(Builder& builder, llvm::Value* magnitude, llvm::Value* sig
     const llvm::APInt mask = llvm::APInt::getSignMask(bits->getIntegerBitWidth());
     llvm::Value* number = builder.CreateAnd(builder.CreateBitCast(magnitude, bits),
                                             llvm::ConstantInt::get(bits, ~mask));
-    llvm::Value* top = builder.CreateAnd(builder.CreateBitCast(sign, bits),
-                                         llvm::ConstantInt::get(bits, mask));
+    llvm::Value* top =
+        builder.CreateAnd(builder.CreateBitCast(sign, bits), llvm::ConstantInt::get(bits, mask));
     return builder.CreateBitCast(builder.CreateOr(number, top), magnitude->getType());
 }
 
@@ -89,13 +90,15 @@ llvm::Value* rounded(Builder& builder, llvm::Value* value) {
     builder.clearFastMathFlags();
     llvm::Type* type = value->getType();
     llvm::Value* whole = builder.CreateUnaryIntrinsic(llvm::Intrinsic::trunc, value);
-    llvm::Value* rest = builder.CreateUnaryIntrinsic(llvm::Intrinsic::fabs,
-                                                     builder.CreateFSub(value, whole));
+    llvm::Value* rest =
+        builder.CreateUnaryIntrinsic(llvm::Intrinsic::fabs, builder.CreateFSub(value, whole));
     llvm::Value* step =
         builder.CreateSelect(builder.CreateFCmpOGE(rest, llvm::ConstantFP::get(type, 0.5)),
                              llvm::ConstantFP::get(type, 1), llvm::ConstantFP::getZero(type));
-    return withSign(builder, builder.CreateFAdd(builder.CreateUnaryIntrinsic(llvm::Intrinsic::fabs, whole), step),
-                    value);
+    return withSign(
+        builder,
+        builder.CreateFAdd(builder.CreateUnaryIntrinsic(llvm::Intrinsic::fabs, whole), step),
+        value);
 }
 
 /// The larger or smaller one; no number if either is none, and -0 is less than 0.
@@ -203,9 +206,9 @@ llvm::Value* saturatedSum(Builder& builder, llvm::IntrinsicInst& call) {
     llvm::Value* leads = builder.CreateXor(adds ? sum : a, b);
     llvm::Value* lost =
         builder.CreateICmpSLT(builder.CreateAnd(builder.CreateXor(sum, a), leads), number(a, 0));
-    llvm::Value* bound =
-        builder.CreateXor(builder.CreateAShr(a, width - 1),
-                          llvm::ConstantInt::get(a->getType(), llvm::APInt::getSignedMaxValue(width)));
+    llvm::Value* bound = builder.CreateXor(
+        builder.CreateAShr(a, width - 1),
+        llvm::ConstantInt::get(a->getType(), llvm::APInt::getSignedMaxValue(width)));
     return builder.CreateSelect(lost, bound, sum);
 }
 
@@ -239,8 +242,7 @@ private:
         case llvm::Intrinsic::fptoui_sat:
             return saturated(builder, first, call.getType(), false);
         case llvm::Intrinsic::fma:
-            if (m_features.fusesMultiplyAdd || !call.getType()->isFloatTy() ||
-                !m_features.float64)
+            if (m_features.fusesMultiplyAdd || !call.getType()->isFloatTy() || !m_features.float64)
                 return nullptr;
             return fused(builder, first, call.getArgOperand(1), call.getArgOperand(2));
         case llvm::Intrinsic::fmuladd:

@@ -29,9 +29,9 @@ llvm::Value* floatOfHalf(llvm::IRBuilder<>& builder, llvm::Value* half) {
     // Infinity and what is no number have the highest exponent in both.
     llvm::Value* special = builder.CreateOr(shifted, word(0x7f800000));
     // Denormal: as the fraction of the smallest normal number, which is then taken away.
-    llvm::Value* fraction = builder.CreateFSub(
-        asFloat(builder, builder.CreateAdd(shifted, word(smallestNormal))),
-        asFloat(builder, word(smallestNormal)));
+    llvm::Value* fraction =
+        builder.CreateFSub(asFloat(builder, builder.CreateAdd(shifted, word(smallestNormal))),
+                           asFloat(builder, word(smallestNormal)));
     llvm::Value* result =
         builder.CreateSelect(builder.CreateICmpUGE(magnitude, word(0x7c00)), special, normal);
     result = builder.CreateSelect(builder.CreateICmpULT(magnitude, word(0x400)),
@@ -52,15 +52,15 @@ llvm::Value* halfOfFloat(llvm::IRBuilder<>& builder, llvm::Value* value) {
     // Normal: half of the last place is added, a little less where the last bit is even.
     llvm::Value* isOdd = builder.CreateAnd(builder.CreateLShr(magnitude, 13), word(1));
     llvm::Value* normal = builder.CreateSub(magnitude, word(exponentDifference));
-    normal = builder.CreateLShr(
-        builder.CreateAdd(builder.CreateAdd(normal, word(0xfff)), isOdd), 13);
+    normal =
+        builder.CreateLShr(builder.CreateAdd(builder.CreateAdd(normal, word(0xfff)), isOdd), 13);
     // Denormal: the sum with 1/2, whose last place is that of a denormal half, rounds by itself.
     constexpr std::uint32_t oneHalf = 126U << 23;
-    llvm::Value* denormal = builder.CreateSub(
-        builder.CreateBitCast(builder.CreateFAdd(asFloat(builder, magnitude),
-                                                 asFloat(builder, word(oneHalf))),
-                              builder.getInt32Ty()),
-        word(oneHalf));
+    llvm::Value* denormal =
+        builder.CreateSub(builder.CreateBitCast(builder.CreateFAdd(asFloat(builder, magnitude),
+                                                                   asFloat(builder, word(oneHalf))),
+                                                builder.getInt32Ty()),
+                          word(oneHalf));
     llvm::Value* result = builder.CreateSelect(
         builder.CreateICmpULT(magnitude, word(smallestNormal)), denormal, normal);
     constexpr std::uint32_t tooLarge = 143U << 23; // 65536; what is between rounds up to infinity
@@ -69,8 +69,7 @@ llvm::Value* halfOfFloat(llvm::IRBuilder<>& builder, llvm::Value* value) {
     result = builder.CreateSelect(builder.CreateICmpUGT(magnitude, word(0x7f800000)), word(0x7e00),
                                   result);
     llvm::Value* sign = builder.CreateAnd(builder.CreateLShr(bits, 16), word(signBit));
-    llvm::Value* half =
-        builder.CreateTrunc(builder.CreateOr(result, sign), builder.getInt16Ty());
+    llvm::Value* half = builder.CreateTrunc(builder.CreateOr(result, sign), builder.getInt16Ty());
     return builder.CreateBitCast(half, builder.getHalfTy());
 }
 
@@ -99,8 +98,7 @@ llvm::Value* converted(llvm::Instruction& instruction) {
     if (call == nullptr || !call->getType()->isIntegerTy() || call->arg_size() != 1 ||
         !isHalf(call->getArgOperand(0)))
         return nullptr;
-    return builder.CreateIntrinsic(call->getIntrinsicID(),
-                                   {call->getType(), builder.getFloatTy()},
+    return builder.CreateIntrinsic(call->getIntrinsicID(), {call->getType(), builder.getFloatTy()},
                                    {floatOfHalf(builder, call->getArgOperand(0))});
 }
 

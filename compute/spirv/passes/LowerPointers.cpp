@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/LowerPointers.h"
 
-#include "compute/kernel/containment/AddressRanges.h"
 #include "compute/kernel/KernelSignature.h"
+#include "compute/kernel/containment/AddressRanges.h"
 #include "compute/spirv/passes/DeviceMemory.h"
 #include "compute/spirv/passes/VariableTable.h"
 
@@ -32,11 +32,14 @@ struct FunctionFacts {
 class FunctionLowering {
 public:
     FunctionLowering(Lowering& lowering, VariableTable& table, FunctionFacts& facts)
-        : m_lowering(lowering), m_table(table), m_facts(facts),
+        : m_lowering(lowering),
+          m_table(table),
+          m_facts(facts),
           m_memory(lowering, *facts.function, *facts.roots, facts.grid,
                    [this](llvm::Value& pointer) { return addressOf(pointer); }) {}
 
-    void run() {
+    /// Fails when a pointer is used in a way that numbers cannot stand in for.
+    platform::Result<void> run() {
         makePhis();
         for (const MemoryAccess& access : m_facts.accesses)
             lower(access);
@@ -44,7 +47,7 @@ public:
              llvm::make_early_inc_range(llvm::instructions(*m_facts.function)))
             lowerOther(instruction);
         fillPhis();
-        removePointers();
+        return removePointers();
     }
 
 private:
@@ -99,8 +102,7 @@ private:
             return builder.CreateAdd(base, llvm::emitGEPOffset(&builder, layout(), step));
         }
         if (auto* select = llvm::dyn_cast<llvm::SelectInst>(&pointer))
-            return builder.CreateSelect(select->getCondition(),
-                                        addressOf(*select->getTrueValue()),
+            return builder.CreateSelect(select->getCondition(), addressOf(*select->getTrueValue()),
                                         addressOf(*select->getFalseValue()));
         if (auto* copy = llvm::dyn_cast<llvm::FreezeInst>(&pointer))
             return addressOf(*copy->getOperand(0));
@@ -165,7 +167,8 @@ private:
             places.variables.push_back(m_table.numberOf(*variable));
         places.isDevice = !roots.addresses.empty() || roots.variables.empty();
         if (places.isDevice && access.part > m_facts.roots->alignmentOf(*access.pointer))
-            places.address = builder.CreateAnd(places.address, builder.getInt64(~(access.part - 1)));
+            places.address =
+                builder.CreateAnd(places.address, builder.getInt64(~(access.part - 1)));
         return places;
     }
 
@@ -201,10 +204,10 @@ private:
         const std::uint64_t last = variable.count > taken ? variable.count - taken : 0;
         llvm::Value* highest = builder.getInt32(static_cast<std::uint32_t>(last));
         if (variable.isSizedByArguments)
-            highest = builder.CreateSub(
-                builder.CreateCall(m_lowering.function(
-                    ShaderFunction{.operation = ShaderOperation::Length, .variable = number})),
-                builder.getInt32(static_cast<std::uint32_t>(taken)));
+            highest =
+                builder.CreateSub(builder.CreateCall(m_lowering.function(ShaderFunction{
+                                      .operation = ShaderOperation::Length, .variable = number})),
+                                  builder.getInt32(static_cast<std::uint32_t>(taken)));
         return builder.CreateBinaryIntrinsic(llvm::Intrinsic::umin, index, highest);
     }
 
@@ -252,9 +255,10 @@ private:
         llvm::Value* address = deviceAddress(builder, access, places);
         const llvm::Align alignment(access.part);
         if (access.isWhole())
-            return copyOrdering(access, builder.CreateAlignedLoad(
-                                            type->isIntegerTy() ? partType(builder, access.bytes) : type,
-                                            pointerTo(builder, address), alignment));
+            return copyOrdering(access,
+                                builder.CreateAlignedLoad(
+                                    type->isIntegerTy() ? partType(builder, access.bytes) : type,
+                                    pointerTo(builder, address), alignment));
         return joined(builder, access.bytes, access.part, [&](std::uint64_t i) {
             return builder.CreateAlignedLoad(partType(builder, access.part),
                                              pointerTo(builder, address, i * access.part),
@@ -280,10 +284,11 @@ private:
             return builder.CreateTrunc(whole, partType(builder, access.bytes));
         }
         return joined(builder, access.bytes, element, [&](std::uint64_t i) {
-            return asBits(builder,
-                          call(builder, read, {builder.CreateAdd(index, builder.getInt32(
-                                                                             static_cast<unsigned>(i)))}),
-                          element);
+            return asBits(
+                builder,
+                call(builder, read,
+                     {builder.CreateAdd(index, builder.getInt32(static_cast<unsigned>(i)))}),
+                element);
         });
     }
 
@@ -298,15 +303,15 @@ private:
             places.isDevice ? converted(loadedFromDevice(builder, access, places, type)) : nullptr;
         for (const unsigned number : places.variables) {
             llvm::Value* value = converted(loadedFromVariable(builder, access, places, number));
-            result = result == nullptr
-                         ? value
-                         : builder.CreateSelect(isInVariable(builder, places, number), value, result);
+            result = result == nullptr ? value
+                                       : builder.CreateSelect(isInVariable(builder, places, number),
+                                                              value, result);
         }
         return result;
     }
 
-    void storeToDevice(llvm::IRBuilder<>& builder, const MemoryAccess& access,
-                       const Places& places, llvm::Value* value) {
+    void storeToDevice(llvm::IRBuilder<>& builder, const MemoryAccess& access, const Places& places,
+                       llvm::Value* value) {
         llvm::Value* address = deviceAddress(builder, access, places);
         const llvm::Align alignment(access.part);
         if (access.isWhole()) {
@@ -320,9 +325,9 @@ private:
         }
         llvm::Value* bits = asBits(builder, value, access.bytes);
         for (std::uint64_t at = 0; at < access.bytes; at += access.part)
-            builder.CreateAlignedStore(
-                builder.CreateTrunc(builder.CreateLShr(bits, at * 8), partType(builder, access.part)),
-                pointerTo(builder, address, at), alignment);
+            builder.CreateAlignedStore(builder.CreateTrunc(builder.CreateLShr(bits, at * 8),
+                                                           partType(builder, access.part)),
+                                       pointerTo(builder, address, at), alignment);
     }
 
     void storeToVariable(llvm::IRBuilder<>& builder, const MemoryAccess& access,
@@ -331,8 +336,7 @@ private:
         if (variable.storage == Variable::Storage::Constant)
             return; // not even a program can mean that
         llvm::Value* index = indexIn(builder, access, places, number);
-        llvm::Value* isHere =
-            places.areSeveral() ? isInVariable(builder, places, number) : nullptr;
+        llvm::Value* isHere = places.areSeveral() ? isInVariable(builder, places, number) : nullptr;
         const std::uint64_t element = m_table.elementBytes(number);
         const ShaderFunction read{.operation = ShaderOperation::Read, .variable = number};
         const ShaderFunction write{.operation = ShaderOperation::Write, .variable = number};
@@ -346,10 +350,10 @@ private:
             call(builder, write, {at, what});
         };
         if (element >= access.bytes)
-            return put(index, variable.element->isFloatTy() && value->getType()->isFloatTy()
-                                  ? value
-                                  : fromBits(builder, asBits(builder, value, element),
-                                             variable.element));
+            return put(index,
+                       variable.element->isFloatTy() && value->getType()->isFloatTy()
+                           ? value
+                           : fromBits(builder, asBits(builder, value, element), variable.element));
         llvm::Value* bits = asBits(builder, value, access.bytes);
         for (std::uint64_t at = 0; at < access.bytes; at += element)
             put(builder.CreateAdd(index, builder.getInt32(static_cast<unsigned>(at / element))),
@@ -364,10 +368,9 @@ private:
         const Variable& variable = m_lowering.variables[number];
         if (!variable.isSizedByArguments)
             return builder.getInt32(static_cast<std::uint32_t>(variable.count - 1));
-        return builder.CreateSub(
-            builder.CreateCall(m_lowering.function(
-                ShaderFunction{.operation = ShaderOperation::Length, .variable = number})),
-            builder.getInt32(1));
+        return builder.CreateSub(builder.CreateCall(m_lowering.function(ShaderFunction{
+                                     .operation = ShaderOperation::Length, .variable = number})),
+                                 builder.getInt32(1));
     }
 
     void store(llvm::IRBuilder<>& builder, const MemoryAccess& access, llvm::Value* value) {
@@ -414,8 +417,7 @@ private:
     llvm::Value* updateVariable(llvm::IRBuilder<>& builder, llvm::AtomicRMWInst& atomic,
                                 unsigned number, llvm::Value* index, llvm::Value* isHere) {
         llvm::Type* type = atomic.getType();
-        const bool isGroups =
-            m_lowering.variables[number].storage == Variable::Storage::Workgroup;
+        const bool isGroups = m_lowering.variables[number].storage == Variable::Storage::Workgroup;
         if (isGroups) {
             if (isHere != nullptr)
                 index = builder.CreateSelect(isHere, index, spareIndex(builder, number));
@@ -442,8 +444,8 @@ private:
         const Variable& variable = m_lowering.variables[number];
         if (variable.storage == Variable::Storage::Constant)
             return;
-        llvm::Value* bits =
-            fromBits(builder, asBits(builder, after, m_table.elementBytes(number)), variable.element);
+        llvm::Value* bits = fromBits(builder, asBits(builder, after, m_table.elementBytes(number)),
+                                     variable.element);
         if (isHere != nullptr)
             bits = builder.CreateSelect(isHere, bits, before);
         call(builder, {.operation = ShaderOperation::Write, .variable = number}, {index, bits});
@@ -474,8 +476,8 @@ private:
                 llvm::Value* bits = call(
                     builder, {.operation = ShaderOperation::Read, .variable = number}, {index});
                 llvm::Value* value = fromBits(builder, bits, expected->getType());
-                llvm::Value* after = builder.CreateSelect(builder.CreateICmpEQ(value, expected),
-                                                          desired, value);
+                llvm::Value* after =
+                    builder.CreateSelect(builder.CreateICmpEQ(value, expected), desired, value);
                 writeBack(builder, number, index, isHere, bits, after);
                 return value;
             });
@@ -504,7 +506,7 @@ private:
         }
     }
 
-    void removePointers() {
+    platform::Result<void> removePointers() {
         for (llvm::Instruction& instruction : llvm::instructions(*m_facts.function)) {
             const bool isPointer = instruction.getType()->isPointerTy() &&
                                    instruction.getType()->getPointerAddressSpace() == 0;
@@ -512,11 +514,18 @@ private:
                 m_removed.push_back(&instruction);
         }
         llvm::SmallPtrSet<llvm::Instruction*, 32> removed(m_removed.begin(), m_removed.end());
+        for (const llvm::Instruction* instruction : removed)
+            for (const llvm::User* user : instruction->users())
+                if (!removed.contains(llvm::cast<llvm::Instruction>(user)))
+                    return platform::Error{
+                        "kernel '" + std::string(m_lowering.name) +
+                        "' keeps a pointer where this device has no place for one"};
         for (llvm::Instruction* instruction : removed)
             if (!instruction->use_empty())
                 instruction->replaceAllUsesWith(llvm::PoisonValue::get(instruction->getType()));
         for (llvm::Instruction* instruction : removed)
             instruction->eraseFromParent();
+        return {};
     }
 
     const llvm::DataLayout& layout() const { return m_lowering.module.getDataLayout(); }
@@ -537,9 +546,9 @@ llvm::Function* withoutPointers(Lowering& lowering, llvm::Function& old) {
     llvm::SmallVector<llvm::Type*> types;
     for (const llvm::Argument& argument : old.args())
         types.push_back(lowered(argument.getType()));
-    auto* made = llvm::Function::Create(
-        llvm::FunctionType::get(lowered(old.getReturnType()), types, false), old.getLinkage(), "",
-        lowering.module);
+    auto* made =
+        llvm::Function::Create(llvm::FunctionType::get(lowered(old.getReturnType()), types, false),
+                               old.getLinkage(), "", lowering.module);
     made->takeName(&old);
     made->addFnAttrs(llvm::AttrBuilder(old.getContext(), old.getAttributes().getFnAttrs()));
     made->setMemoryEffects(llvm::MemoryEffects::unknown());
@@ -668,7 +677,7 @@ platform::Result<void> lowerPointers(Lowering& lowering) {
             table.share(*variable);
     SL42_TRY_VOID(table.layOut());
     for (FunctionFacts& facts : all) {
-        FunctionLowering(lowering, table, facts).run();
+        SL42_TRY_VOID(FunctionLowering(lowering, table, facts).run());
         lowering.analyses.forget(*facts.function);
     }
     return {};

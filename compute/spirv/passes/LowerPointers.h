@@ -11,8 +11,8 @@
 //   table it points to when it appears, and no further, or to spare memory;
 // - to one of several: all of these, each with an index or address of its own, without a branch.
 //
-// Words lie at multiples of their size: where an address is not known to be one, it is rounded down,
-// and what the front end gave no alignment is put together from parts.
+// Words lie at multiples of their size: where an address is not known to be one, it is rounded
+// down, and what the front end gave no alignment is put together from parts.
 //
 // So this is the wall that keeps a kernel in its memory, and everything after it can be trusted no
 // less than the driver. Needs all functions of the kernel, without memory intrinsics.

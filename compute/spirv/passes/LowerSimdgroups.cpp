@@ -114,28 +114,30 @@ public:
             break;
         case GroupOperation::Ballot:
             result = builder.CreateCall(
-                collective("ballot", kernel::simdgroupThreads,
-                           [](Builder& b, const Step& step) {
-                               llvm::Value* bit = b.CreateShl(step.value, step.number);
-                               return b.CreateOr(step.sum, bit);
-                           },
-                           0),
+                collective(
+                    "ballot", kernel::simdgroupThreads,
+                    [](Builder& b, const Step& step) {
+                        llvm::Value* bit = b.CreateShl(step.value, step.number);
+                        return b.CreateOr(step.sum, bit);
+                    },
+                    0),
                 {builder.CreateZExt(argument(0), builder.getInt32Ty()), builder.getInt32(0)});
             break;
         case GroupOperation::First:
-            result = builder.CreateCall(
-                collective("first", kernel::simdgroupThreads,
-                           [](Builder&, const Step& step) { return step.value; }, 0,
-                           /*isDescending=*/true),
-                {argument(0), builder.getInt32(0)});
+            result =
+                builder.CreateCall(collective(
+                                       "first", kernel::simdgroupThreads,
+                                       [](Builder&, const Step& step) { return step.value; }, 0,
+                                       /*isDescending=*/true),
+                                   {argument(0), builder.getInt32(0)});
             break;
         case GroupOperation::Shuffle:
         case GroupOperation::Broadcast:
             result = builder.CreateCall(shuffle(), {argument(0), argument(1)});
             break;
         case GroupOperation::Reduce:
-            result = builder.CreateCall(combination(call, false),
-                                        {argument(0), builder.getInt32(0)});
+            result =
+                builder.CreateCall(combination(call, false), {argument(0), builder.getInt32(0)});
             break;
         case GroupOperation::Scan:
             result = builder.CreateCall(
@@ -187,14 +189,13 @@ private:
     }
 
     llvm::Value* read(Builder& builder, unsigned variable, llvm::Value* index) {
-        return builder.CreateCall(
-            m_lowering.function(
-                ShaderFunction{.operation = ShaderOperation::Read, .variable = variable}),
-            {index});
+        return builder.CreateCall(m_lowering.function(ShaderFunction{
+                                      .operation = ShaderOperation::Read, .variable = variable}),
+                                  {index});
     }
     void write(Builder& builder, unsigned variable, llvm::Value* index, llvm::Value* value) {
-        builder.CreateCall(m_lowering.function(ShaderFunction{
-                               .operation = ShaderOperation::Write, .variable = variable}),
+        builder.CreateCall(m_lowering.function(ShaderFunction{.operation = ShaderOperation::Write,
+                                                              .variable = variable}),
                            {index, value});
     }
 
@@ -220,9 +221,9 @@ private:
         llvm::Value* own = local(builder);
         write(builder, m_values, own, made->getArg(0));
         builder.CreateCall(barrier());
-        llvm::Value* other = builder.CreateOr(
-            builder.CreateAnd(own, ~(kernel::simdgroupThreads - 1)),
-            builder.CreateAnd(made->getArg(1), kernel::simdgroupThreads - 1));
+        llvm::Value* other =
+            builder.CreateOr(builder.CreateAnd(own, ~(kernel::simdgroupThreads - 1)),
+                             builder.CreateAnd(made->getArg(1), kernel::simdgroupThreads - 1));
         llvm::Value* value = read(builder, m_values, other);
         builder.CreateCall(barrier());
         builder.CreateRet(value);
@@ -230,10 +231,9 @@ private:
     }
 
     llvm::Function* combination(llvm::CallInst& call, bool isScan) {
-        const auto which =
-            static_cast<Combination>(kernel::constantArgument(call, 1, 0));
-        const auto width = static_cast<unsigned>(
-            kernel::constantArgument(call, 2, kernel::simdgroupThreads));
+        const auto which = static_cast<Combination>(kernel::constantArgument(call, 1, 0));
+        const auto width =
+            static_cast<unsigned>(kernel::constantArgument(call, 2, kernel::simdgroupThreads));
         const std::string name = (isScan ? "scan." : "reduce.") +
                                  std::to_string(static_cast<unsigned>(which)) + "." +
                                  std::to_string(width);
@@ -244,9 +244,9 @@ private:
                 if (!isScan)
                     return next;
                 // Exclusive: those before; inclusive: the own value, too.
-                llvm::Value* isBefore = builder.CreateICmpULT(
-                    builder.CreateAdd(step.number, step.setting),
-                    builder.CreateAdd(step.own, builder.getInt32(1)));
+                llvm::Value* isBefore =
+                    builder.CreateICmpULT(builder.CreateAdd(step.number, step.setting),
+                                          builder.CreateAdd(step.own, builder.getInt32(1)));
                 return builder.CreateSelect(isBefore, next, step.sum);
             },
             neutralBits(which));
@@ -278,12 +278,11 @@ private:
         llvm::Value* number =
             isDescending ? builder.CreateSub(builder.getInt32(width - 1), count) : count;
         llvm::Value* thread = builder.CreateAdd(first, number);
-        llvm::Value* next = combine(
-            builder, {.sum = sum,
-                      .value = read(builder, m_values, thread),
-                      .number = number,
-                      .own = builder.CreateAnd(own, width - 1),
-                      .setting = made->getArg(1)});
+        llvm::Value* next = combine(builder, {.sum = sum,
+                                              .value = read(builder, m_values, thread),
+                                              .number = number,
+                                              .own = builder.CreateAnd(own, width - 1),
+                                              .setting = made->getArg(1)});
         llvm::Value* isPresent = builder.CreateIsNotNull(read(builder, m_present, thread));
         next = builder.CreateSelect(isPresent, next, sum);
         llvm::Value* done = builder.CreateAdd(count, builder.getInt32(1));

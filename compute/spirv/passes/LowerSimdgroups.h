@@ -2,8 +2,8 @@
 // Part of Starloom 42.
 //
 // SIMD-groups of 32 threads on devices whose subgroups are of another size: what threads tell each
-// other goes through memory of the threadgroup, between two barriers. Each thread also notes that it
-// takes part, so that those which went another way are left out. It is as slow as it sounds, and
+// other goes through memory of the threadgroup, between two barriers. Each thread also notes that
+// it takes part, so that those which went another way are left out. It is as slow as it sounds, and
 // needs all threads of a threadgroup that are still there to come along.
 #pragma once
 

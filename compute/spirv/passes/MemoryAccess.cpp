@@ -12,8 +12,8 @@ constexpr std::uint64_t widestPart = 8;
 
 } // namespace
 
-std::optional<MemoryAccess> accessOf(llvm::Instruction& instruction,
-                                     const llvm::DataLayout& layout, PointerRoots& roots) {
+std::optional<MemoryAccess> accessOf(llvm::Instruction& instruction, const llvm::DataLayout& layout,
+                                     PointerRoots& roots) {
     MemoryAccess access{.instruction = &instruction};
     std::uint64_t alignment = 1;
     if (auto* load = llvm::dyn_cast<llvm::LoadInst>(&instruction)) {

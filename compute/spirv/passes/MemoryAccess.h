@@ -28,7 +28,7 @@ struct MemoryAccess {
 };
 
 /// None for instructions that access no memory.
-std::optional<MemoryAccess> accessOf(llvm::Instruction& instruction,
-                                     const llvm::DataLayout& layout, PointerRoots& roots);
+std::optional<MemoryAccess> accessOf(llvm::Instruction& instruction, const llvm::DataLayout& layout,
+                                     PointerRoots& roots);
 
 } // namespace compute::spirv

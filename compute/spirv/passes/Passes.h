@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The table of passes from the canonical kernel to code of which each instruction has its counterpart
-// in SPIR-V. It alone decides their order and names the dumps.
+// The table of passes from the canonical kernel to code of which each instruction has its
+// counterpart in SPIR-V. It alone decides their order and names the dumps.
 #pragma once
 
 #include "compute/spirv/passes/Lowering.h"

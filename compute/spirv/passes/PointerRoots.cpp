@@ -29,7 +29,8 @@ llvm::SmallVector<llvm::Value*, 2> sourcesOf(const llvm::Value& derived) {
         return {const_cast<llvm::Value*>(step->getPointerOperand())};
     const auto& user = llvm::cast<llvm::User>(derived);
     llvm::SmallVector<llvm::Value*, 2> sources;
-    for (const llvm::Use& use : llvm::drop_begin(user.operands(), llvm::isa<llvm::SelectInst>(user)))
+    for (const llvm::Use& use :
+         llvm::drop_begin(user.operands(), llvm::isa<llvm::SelectInst>(user)))
         sources.push_back(use.get());
     return sources;
 }
@@ -47,10 +48,9 @@ void PointerRoots::noteEscape(llvm::Value& variable) {
             }
             const auto* store = llvm::dyn_cast<llvm::StoreInst>(user);
             const bool onlyAccesses =
-                store != nullptr
-                    ? use.getOperandNo() == llvm::StoreInst::getPointerOperandIndex()
-                    : llvm::isa<llvm::LoadInst, llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst,
-                                llvm::ICmpInst>(user);
+                store != nullptr ? use.getOperandNo() == llvm::StoreInst::getPointerOperandIndex()
+                                 : llvm::isa<llvm::LoadInst, llvm::AtomicRMWInst,
+                                             llvm::AtomicCmpXchgInst, llvm::ICmpInst>(user);
             if (!onlyAccesses)
                 m_escaped.insert(&variable);
         }
@@ -123,8 +123,7 @@ std::uint64_t PointerRoots::alignmentAt(const llvm::Value& pointer, unsigned dep
     }
     if (const auto slot = slotOf(pointer))
         return *slot < kernel::firstTextureSlot ? bufferAlignment : rootAlignment;
-    const bool isKnown =
-        llvm::isa<llvm::AllocaInst, llvm::GlobalVariable, llvm::Argument>(pointer);
+    const bool isKnown = llvm::isa<llvm::AllocaInst, llvm::GlobalVariable, llvm::Argument>(pointer);
     return isKnown ? rootAlignment : 1;
 }
 

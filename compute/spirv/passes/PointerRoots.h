@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 //
 // Where pointers come from: the variables that each may lead into, and the places where addresses
-// of memory appear (bindings, loads, numbers). Address arithmetic, phis and selects lead from there.
+// of memory appear (bindings, loads, numbers). Address arithmetic, phis and selects lead from
+// there.
 #pragma once
 
 #include <llvm/ADT/DenseMap.h>

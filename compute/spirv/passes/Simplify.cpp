@@ -25,8 +25,8 @@ platform::Result<void> simplify(Lowering& lowering) {
     passes.addPass(llvm::EarlyCSEPass(/*UseMemorySSA=*/true));
     passes.addPass(llvm::InstCombinePass());
     passes.addPass(llvm::GVNPass());
-    passes.addPass(llvm::createFunctionToLoopPassAdaptor(
-        llvm::LICMPass(llvm::LICMOptions()), /*UseMemorySSA=*/true));
+    passes.addPass(llvm::createFunctionToLoopPassAdaptor(llvm::LICMPass(llvm::LICMOptions()),
+                                                         /*UseMemorySSA=*/true));
     passes.addPass(llvm::ADCEPass());
     runOnAll(lowering, std::move(passes));
     return {};

@@ -8,8 +8,8 @@
 // - any other conditional branch has one block where its ways meet, which no other branch and no
 //   loop has; until there, nothing leads into them from elsewhere.
 //
-// Control flow that has this shape but for empty blocks stays as it is. The rest goes through LLVM's
-// StructurizeCFG, which turns jumps into conditions.
+// Control flow that has this shape but for empty blocks stays as it is. The rest goes through
+// LLVM's StructurizeCFG, which turns jumps into conditions.
 #pragma once
 
 #include "compute/spirv/passes/Lowering.h"

@@ -69,8 +69,7 @@ platform::Result<Variable> VariableTable::make(llvm::Value& variable, const Layo
                                "' uses memory of a threadgroup both for atomics and byte by byte"};
     auto* global = llvm::dyn_cast<llvm::GlobalVariable>(&variable);
     if (global == nullptr) {
-        made.storage =
-            layout.isShared ? Variable::Storage::Private : Variable::Storage::Function;
+        made.storage = layout.isShared ? Variable::Storage::Private : Variable::Storage::Function;
         return made;
     }
     if (kernel::isGroupVariable(variable)) {
@@ -87,8 +86,8 @@ platform::Result<Variable> VariableTable::make(llvm::Value& variable, const Layo
     return made;
 }
 
-platform::Result<std::vector<llvm::Constant*>>
-VariableTable::valuesOf(llvm::GlobalVariable& table, const Variable& made) const {
+platform::Result<std::vector<llvm::Constant*>> VariableTable::valuesOf(llvm::GlobalVariable& table,
+                                                                       const Variable& made) const {
     const llvm::DataLayout& layout = m_lowering.module.getDataLayout();
     const auto refused = [&](const char* why) {
         return platform::Error{"kernel '" + std::string(m_lowering.name) + "': the variable '" +

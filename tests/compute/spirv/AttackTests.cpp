@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Programs that go for memory which is not theirs, on a device: between the buffers of the tests lies
-// memory that is nobody's, and it must stay as it is; nor may anything be learnt from there.
+// Programs that go for memory which is not theirs, on a device: between the buffers of the tests
+// lies memory that is nobody's, and it must stay as it is; nor may anything be learnt from there.
 #include "tests/compute/spirv/Programs.h"
 
 #include <gtest/gtest.h>
@@ -14,8 +14,8 @@ namespace {
 
 struct Attack {
     const char* name;
-    /// A kernel with `mine` (16 words), `other` (16 words, also bound) and the distance in bytes from
-    /// mine to the secret: `far`. It writes 0x666 where it can, and what it reads to mine[0].
+    /// A kernel with `mine` (16 words), `other` (16 words, also bound) and the distance in bytes
+    /// from mine to the secret: `far`. It writes 0x666 where it can, and what it reads to mine[0].
     const char* body;
 };
 
@@ -64,11 +64,12 @@ TEST_P(Attacks, ReachNothing) {
 const std::vector<Attack> attacks{
     {"IndexBehind", "mine[far.distance / 4] = 0x666; mine[0] = mine[far.distance / 4 + 1];"},
     {"IndexBefore", "mine[-64] = 0x666; mine[0] = mine[-63];"},
-    {"IndexThatWraps", "uint j = uint(far.distance / 4) + 0x80000000u; mine[int(j - 0x80000000u)] = 0x666;"
-                       "mine[0] = mine[int(j - 0x80000000u)];"},
+    {"IndexThatWraps",
+     "uint j = uint(far.distance / 4) + 0x80000000u; mine[int(j - 0x80000000u)] = 0x666;"
+     "mine[0] = mine[int(j - 0x80000000u)];"},
     {"Number", "device uint* p = (device uint*)far.address; *p = 0x666; mine[0] = p[1];"},
-    {"NumberFromAPointer",
-     "device uint* p = (device uint*)(ulong(mine) + ulong(far.distance)); *p = 0x666; mine[0] = p[1];"},
+    {"NumberFromAPointer", "device uint* p = (device uint*)(ulong(mine) + ulong(far.distance)); *p "
+                           "= 0x666; mine[0] = p[1];"},
     {"PointerFromMemory",
      "device Pointers& a = *(device Pointers*)&far.address; *a.p = 0x666; mine[0] = a.p[1];"},
     {"GoodPointerFromMemoryWithAFarIndex",
@@ -91,8 +92,8 @@ const std::vector<Attack> attacks{
      "Big b = *(device Big*)(mine + far.distance / 4); mine[0] = b.words[2];"},
     {"HalfInside", // of a word that lies half in the buffer
      "*(device packed_uint4*)(mine + 14) = 0x666; *(device ulong*)(mine + 15) = 0x666;"},
-    {"PrivateIndex",
-     "uint own[4]; own[far.distance] = 7; own[-far.distance] = 7; mine[0] = own[far.distance * 7];"},
+    {"PrivateIndex", "uint own[4]; own[far.distance] = 7; own[-far.distance] = 7; mine[0] = "
+                     "own[far.distance * 7];"},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, Attacks, ::testing::ValuesIn(attacks),
@@ -110,12 +111,13 @@ TEST(Containment, TheLastWordIsInside) {
 TEST(Containment, PointersFromMemoryReachWhatIsTheirs) {
     std::vector<std::uint32_t> first(16, 0);
     std::vector<std::uint32_t> second(16, 0);
-    tests::runShader("struct Node { device uint* data; uint at; };\n"
-                     "kernel void k(device uint* a [[buffer(0)]], device uint* b [[buffer(1)]]) {\n"
-                     "  Node nodes[2] = {{a, 3}, {b, 15}};\n"
-                     "  for (int i = 0; i < 2; i++) nodes[a[0] + i].data[nodes[a[0] + i].at] = 7 + i;\n"
-                     "}",
-                     {&first, &second}, 1);
+    tests::runShader(
+        "struct Node { device uint* data; uint at; };\n"
+        "kernel void k(device uint* a [[buffer(0)]], device uint* b [[buffer(1)]]) {\n"
+        "  Node nodes[2] = {{a, 3}, {b, 15}};\n"
+        "  for (int i = 0; i < 2; i++) nodes[a[0] + i].data[nodes[a[0] + i].at] = 7 + i;\n"
+        "}",
+        {&first, &second}, 1);
     EXPECT_EQ(first[3], 7U);
     EXPECT_EQ(second[15], 8U);
 }

@@ -59,7 +59,8 @@ const std::vector<Construct> constructs{
      {{"OpLoopMerge", 1}}},
     {"LoopWithoutEnd", "while (true) out[i] += 1;", {{"OpLoopMerge", 1}, {"OpReturn", 1}}},
     {"PrivateArray",
-     "float a[8]; for (int j = 0; j < 8; j++) a[j] = in[j]; out[i] = uint(a[i & 7] + a[out[1] & 7]);",
+     "float a[8]; for (int j = 0; j < 8; j++) a[j] = in[j]; out[i] = uint(a[i & 7] + a[out[1] & "
+     "7]);",
      {{"OpTypeArray %float %uint_8", 1}, {"OpVariable %_ptr_Function", 1}}},
     {"Table",
      "const int t[5] = {3, 1, 4, 1, 5}; out[i] = t[i % 5];",
@@ -83,7 +84,8 @@ const std::vector<Construct> constructs{
     {"Atomics",
      "atomic_fetch_add_explicit((device atomic_uint*)out, i, memory_order_relaxed);",
      {{"OpAtomicIAdd", 1}}},
-    {"Bits", "out[i] = popcount(i) + clz(i) + ctz(i) + reverse_bits(i);",
+    {"Bits",
+     "out[i] = popcount(i) + clz(i) + ctz(i) + reverse_bits(i);",
      {{"OpBitCount", 1}, {"OpBitReverse", 1}, {"FindUMsb", 1}, {"FindILsb", 1}}},
 };
 
@@ -91,18 +93,18 @@ INSTANTIATE_TEST_SUITE_P(All, Constructs, ::testing::ValuesIn(constructs),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Constructs, HalfsAreNativeWhereTheDeviceHasThem) {
-    const auto shader = tests::shaderOf(
-        kernelOf("out[i] = uint(half(in[i]) * 2.0h);"), {.float16 = true, .float64 = true});
+    const auto shader = tests::shaderOf(kernelOf("out[i] = uint(half(in[i]) * 2.0h);"),
+                                        {.float16 = true, .float64 = true});
     EXPECT_TRUE(shader.requirements.float16);
 }
 
 TEST(Constructs, ThreadgroupsShareMemoryAndWait) {
-    const std::string text = assemblyOf(
-        "kernel void k(device uint* out, threadgroup uint* shared [[threadgroup(0)]],\n"
-        "              uint i [[thread_index_in_threadgroup]]) {\n"
-        "  threadgroup uint own[32]; own[i & 31] = i; shared[i] = i;\n"
-        "  threadgroup_barrier(mem_flags::mem_threadgroup);\n"
-        "  out[i] = own[(i + 1) & 31] + shared[i ^ 1]; }\n");
+    const std::string text =
+        assemblyOf("kernel void k(device uint* out, threadgroup uint* shared [[threadgroup(0)]],\n"
+                   "              uint i [[thread_index_in_threadgroup]]) {\n"
+                   "  threadgroup uint own[32]; own[i & 31] = i; shared[i] = i;\n"
+                   "  threadgroup_barrier(mem_flags::mem_threadgroup);\n"
+                   "  out[i] = own[(i + 1) & 31] + shared[i ^ 1]; }\n");
     EXPECT_EQ(count(text, "OpControlBarrier"), 1U);
     EXPECT_EQ(count(text, "OpVariable %\\S+ Workgroup"), 2U);
     EXPECT_EQ(count(text, "SpecId 3"), 1U);

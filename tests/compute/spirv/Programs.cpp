@@ -55,8 +55,8 @@ void runShader(const std::string& text, std::vector<std::vector<std::uint32_t>*>
         arguments.bindings[pieces.size() - 1] = pieces.back().record();
         arguments.memory.push_back(pieces.back().record());
     }
-    const auto done = runner.run(shaderOf(text, runner.features()), arguments,
-                                 {.width = threads}, {.width = group});
+    const auto done = runner.run(shaderOf(text, runner.features()), arguments, {.width = threads},
+                                 {.width = group});
     if (!done)
         throw std::runtime_error(done.error().message);
     for (std::size_t i = 0; i < buffers.size(); ++i)

@@ -70,7 +70,8 @@ platform::Result<void> ShaderRunner::State::makeDevice() {
     std::uint32_t count = 1;
     vkEnumeratePhysicalDevices(instance, &count, &physical);
     if (count == 0)
-        return platform::Error{"there is no Vulkan device; Mesa's lavapipe is one for all machines"};
+        return platform::Error{
+            "there is no Vulkan device; Mesa's lavapipe is one for all machines"};
 
     VkPhysicalDeviceFloatControlsProperties floats{
         .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FLOAT_CONTROLS_PROPERTIES};
@@ -125,8 +126,9 @@ platform::Result<void> ShaderRunner::State::makeArena() {
     constexpr VkMemoryPropertyFlags wanted =
         VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT;
     std::uint32_t kind = 0;
-    while (kind < kinds.memoryTypeCount && ((needs.memoryTypeBits >> kind & 1) == 0 ||
-                                            (kinds.memoryTypes[kind].propertyFlags & wanted) != wanted))
+    while (kind < kinds.memoryTypeCount &&
+           ((needs.memoryTypeBits >> kind & 1) == 0 ||
+            (kinds.memoryTypes[kind].propertyFlags & wanted) != wanted))
         ++kind;
     VkMemoryAllocateFlagsInfo flags{.sType = VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_FLAGS_INFO,
                                     .flags = VK_MEMORY_ALLOCATE_DEVICE_ADDRESS_BIT};
@@ -241,8 +243,7 @@ platform::Result<void> ShaderRunner::run(const Shader& shader, Arguments argumen
     arguments.bindings[spareSlot] = allocate(spareBytes).record();
     std::ranges::sort(arguments.memory, {}, &BufferRecord::address);
     const MemoryTable table{arguments.memory.size(), 0};
-    const Piece memory =
-        allocate(sizeof table + arguments.memory.size() * sizeof(BufferRecord));
+    const Piece memory = allocate(sizeof table + arguments.memory.size() * sizeof(BufferRecord));
     std::memcpy(memory.bytes.data(), &table, sizeof table);
     if (!arguments.memory.empty())
         std::memcpy(memory.bytes.data() + sizeof table, arguments.memory.data(),
@@ -263,8 +264,7 @@ platform::Result<void> ShaderRunner::run(const Shader& shader, Arguments argumen
                    groupsAlong(grid.depth, group.depth);
         groups = {push.end, 1, 1};
     }
-    VkPipeline pipeline =
-        SL42_TRY(m_state->makePipeline(shader, {width, 1, 1, threadgroupBytes}));
+    VkPipeline pipeline = SL42_TRY(m_state->makePipeline(shader, {width, 1, 1, threadgroupBytes}));
     auto done = m_state->submit(pipeline, push, groups);
     vkDestroyPipeline(m_state->device, pipeline, nullptr);
     return done;
