@@ -88,7 +88,7 @@ struct Features {
     bool fusesMultiplyAdd = false;
     /// Threads of a subgroup, when all have as many and their shuffles, ballots and votes exist;
     /// else 0. With 32 SIMD-groups are subgroups (the pipeline must require that size and full
-    /// subgroups), otherwise they work through workgroup memory.
+    /// subgroups), otherwise they work through workgroup memory. As yet they always do.
     std::uint32_t subgroupThreads = 0;
 };
 

@@ -308,8 +308,6 @@ private:
 } // namespace
 
 platform::Result<void> lowerSimdgroups(Lowering& lowering) {
-    if (lowering.features.subgroupThreads == kernel::simdgroupThreads)
-        return {};
     llvm::SmallVector<llvm::CallInst*> calls;
     for (llvm::Function& function : lowering.module)
         for (llvm::Instruction& instruction : llvm::instructions(function))

@@ -56,6 +56,8 @@ TEST_P(Attacks, ReachNothing) {
             std::memcpy(&word, &piece.bytes[4 * i], sizeof word);
             EXPECT_EQ(word, secret) << "word " << i;
         }
+    const std::span gap(mine.bytes.data() + mine.bytes.size(), tests::ShaderRunner::gapBytes);
+    EXPECT_TRUE(std::ranges::all_of(gap, [](std::byte one) { return one == std::byte{}; }));
     std::uint32_t learnt = 0;
     std::memcpy(&learnt, mine.bytes.data(), sizeof learnt);
     EXPECT_NE(learnt, secret);
@@ -63,7 +65,7 @@ TEST_P(Attacks, ReachNothing) {
 
 const std::vector<Attack> attacks{
     {"IndexBehind", "mine[far.distance / 4] = 0x666; mine[0] = mine[far.distance / 4 + 1];"},
-    {"IndexBefore", "mine[-64] = 0x666; mine[0] = mine[-63];"},
+    {"IndexBefore", "mine[-128] = 0x666; mine[0] = mine[-127];"},
     {"IndexThatWraps",
      "uint j = uint(far.distance / 4) + 0x80000000u; mine[int(j - 0x80000000u)] = 0x666;"
      "mine[0] = mine[int(j - 0x80000000u)];"},

@@ -219,7 +219,7 @@ void ShaderRunner::reset() {
 
 ShaderRunner::Piece ShaderRunner::allocate(std::size_t bytes) {
     const std::size_t start = m_state->used;
-    m_state->used += (bytes + 2 * pieceAlignment - 1) / pieceAlignment * pieceAlignment;
+    m_state->used += (bytes + gapBytes + pieceAlignment - 1) / pieceAlignment * pieceAlignment;
     if (m_state->used > arenaBytes)
         std::abort();
     std::memset(m_state->mapped + start, 0, m_state->used - start);

@@ -40,7 +40,8 @@ public:
     const compute::spirv::Features& features() const;
     /// Forgets all pieces.
     void reset();
-    /// All zero, at a multiple of 256, with some room behind it that belongs to nobody.
+    /// All zero, at a multiple of 256, with gapBytes behind it that belong to nobody.
+    static constexpr std::size_t gapBytes = 256;
     Piece allocate(std::size_t bytes);
     /// Waits for the end.
     platform::Result<void> run(const compute::spirv::Shader& shader, Arguments arguments,
