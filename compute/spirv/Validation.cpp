@@ -7,15 +7,13 @@
 namespace compute::spirv {
 
 platform::Result<void> validate(std::span<const std::uint32_t> words) {
-    const spvtools::SpirvTools tools(SPV_ENV_VULKAN_1_2);
-    spvtools::ValidatorOptions options;
+    spvtools::SpirvTools tools(SPV_ENV_VULKAN_1_2);
     std::string message;
-    spvtools::SpirvTools speaking(SPV_ENV_VULKAN_1_2);
-    speaking.SetMessageConsumer(
+    tools.SetMessageConsumer(
         [&](spv_message_level_t, const char*, const spv_position_t& at, const char* text) {
             message += (message.empty() ? "" : "\n") + std::to_string(at.index) + ": " + text;
         });
-    if (speaking.Validate(words.data(), words.size(), options))
+    if (tools.Validate(words.data(), words.size()))
         return {};
     return platform::Error{"invalid shader: " + message};
 }
