@@ -9,7 +9,8 @@ namespace gpu {
 void FunctionConstantValues::setConstantValue(std::uint32_t index, DataType type,
                                               const void* value) {
     compute::ConstantValue constant{type, {}};
-    std::memcpy(constant.bytes.data(), value, compute::sizeOf(type));
+    const std::size_t component = compute::sizeOf(compute::scalarOf(type));
+    std::memcpy(constant.bytes.data(), value, compute::componentsOf(type) * component);
     m_values[index] = constant;
 }
 

@@ -13,6 +13,7 @@ namespace gpu {
 /// A plain value; setting an index again replaces what was there.
 class FunctionConstantValues {
 public:
+    /// A number, or the components of a vector one after the other.
     void setConstantValue(std::uint32_t index, DataType type, const void* value);
     void setBool(std::uint32_t index, bool value);
     void setChar(std::uint32_t index, std::int8_t value);

@@ -37,21 +37,21 @@ constexpr const char* referenceText =
 
 /// A value for each constant that the text declares.
 gpu::FunctionConstantValues constantsOf(const std::string& text) {
-    static const std::map<std::string, gpu::DataType> types = {
-        {"bool", gpu::DataType::Bool},     {"char", gpu::DataType::Char},
-        {"uchar", gpu::DataType::UChar},   {"short", gpu::DataType::Short},
-        {"ushort", gpu::DataType::UShort}, {"int", gpu::DataType::Int},
-        {"uint", gpu::DataType::UInt},     {"half", gpu::DataType::Half},
-        {"float", gpu::DataType::Float}};
+    static const auto types = [] {
+        std::map<std::string, gpu::DataType> all;
+        for (int i = 0; i <= static_cast<int>(gpu::DataType::Float4); ++i)
+            all.emplace(nameOf(static_cast<gpu::DataType>(i)), static_cast<gpu::DataType>(i));
+        return all;
+    }();
     static const std::regex declaration(
         R"((\w+)\s+\w+\s*\[\[\s*function_constant\(\s*(\d{1,5})\s*\)\s*\]\])");
     gpu::FunctionConstantValues constants;
     for (std::sregex_iterator found(text.begin(), text.end(), declaration), end; found != end;
          ++found) {
-        const std::uint32_t zero = 0;
+        const std::array<std::byte, 16> zero{};
         if (const auto type = types.find((*found)[1]); type != types.end())
             constants.setConstantValue(static_cast<std::uint32_t>(std::stoul((*found)[2])),
-                                       type->second, &zero);
+                                       type->second, zero.data());
     }
     return constants;
 }

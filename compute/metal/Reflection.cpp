@@ -159,29 +159,37 @@ struct Components {
     std::uint8_t bytes = 0;
 };
 
-/// The shape of a thread attribute's value: one to three unsigned integers of 16 or 32 bits.
-std::optional<Components> threadValueShape(clang::QualType type, const clang::ASTContext& context) {
-    clang::QualType element = type;
+/// What a vector of the library is made of; a scalar is made of itself.
+struct Lanes {
+    clang::QualType element;
     std::uint64_t count = 1;
-    if (const auto* vector = llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(
-            type->getAsCXXRecordDecl())) {
-        const auto& arguments = vector->getTemplateArgs();
-        if (vector->getName() != "vec" || arguments.size() < 2 ||
-            arguments[0].getKind() != clang::TemplateArgument::Type ||
-            arguments[1].getKind() != clang::TemplateArgument::Integral)
-            return std::nullopt;
-        element = arguments[0].getAsType();
-        count = arguments[1].getAsIntegral().getZExtValue();
-    }
-    if (!element->isUnsignedIntegerType() || element->isBooleanType() || count < 1 || count > 3)
+};
+std::optional<Lanes> lanesOf(clang::QualType type) {
+    const auto* vector =
+        llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(type->getAsCXXRecordDecl());
+    if (vector == nullptr)
+        return Lanes{type};
+    const auto& arguments = vector->getTemplateArgs();
+    if (vector->getName() != "vec" || arguments.size() < 2 ||
+        arguments[0].getKind() != clang::TemplateArgument::Type ||
+        arguments[1].getKind() != clang::TemplateArgument::Integral)
         return std::nullopt;
-    const std::uint64_t bytes = context.getTypeSize(element) / 8;
-    if (bytes != 2 && bytes != 4)
-        return std::nullopt;
-    return Components{std::uint8_t(count), std::uint8_t(bytes)};
+    return Lanes{arguments[0].getAsType(), arguments[1].getAsIntegral().getZExtValue()};
 }
 
-std::optional<DataType> constantType(clang::QualType type) {
+/// The shape of a thread attribute's value: one to three unsigned integers of 16 or 32 bits.
+std::optional<Components> threadValueShape(clang::QualType type, const clang::ASTContext& context) {
+    const auto lanes = lanesOf(type);
+    if (!lanes || !lanes->element->isUnsignedIntegerType() || lanes->element->isBooleanType() ||
+        lanes->count < 1 || lanes->count > 3)
+        return std::nullopt;
+    const std::uint64_t bytes = context.getTypeSize(lanes->element) / 8;
+    if (bytes != 2 && bytes != 4)
+        return std::nullopt;
+    return Components{std::uint8_t(lanes->count), std::uint8_t(bytes)};
+}
+
+std::optional<DataType> scalarType(clang::QualType type) {
     const auto* builtin = type->getAs<clang::BuiltinType>();
     if (builtin == nullptr)
         return std::nullopt;
@@ -210,6 +218,15 @@ std::optional<DataType> constantType(clang::QualType type) {
     default:
         return std::nullopt;
     }
+}
+
+/// Of a function constant.
+std::optional<DataType> constantType(clang::QualType type) {
+    const auto lanes = lanesOf(type);
+    const auto scalar = lanes ? scalarType(lanes->element) : std::nullopt;
+    if (!scalar || lanes->count < 1 || lanes->count > 4)
+        return std::nullopt;
+    return vectorOf(*scalar, lanes->count);
 }
 
 /// Reads the parameters of one kernel.

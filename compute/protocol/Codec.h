@@ -34,7 +34,7 @@ inline constexpr bool isVariant<std::variant<T...>> = true;
 
 template <class T>
 inline constexpr bool isBlob =
-    std::is_same_v<T, std::byte> || std::is_same_v<T, std::array<std::byte, 4>>;
+    std::is_same_v<T, std::byte> || std::is_same_v<T, decltype(ConstantValue::bytes)>;
 
 /// Index of the alternative T in a variant.
 template <class T, class Variant>

@@ -114,7 +114,7 @@ template <>
 inline constexpr CompareFunction lastOf<CompareFunction> = CompareFunction::Always;
 
 template <>
-inline constexpr DataType lastOf<DataType> = DataType::Float;
+inline constexpr DataType lastOf<DataType> = DataType::Float4;
 
 template <>
 inline constexpr ParameterKind lastOf<ParameterKind> =
@@ -470,7 +470,7 @@ struct Ready {
         return std::tie(self.version, self.compileThreads);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 7;
+inline constexpr std::uint32_t protocolVersion = 8;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
 /// So many cancelled questions may go on beside those that somebody waits for.

@@ -75,6 +75,34 @@ TEST_P(LibraryTest, FunctionConstantsSpecialise) {
     }
 }
 
+TEST_P(LibraryTest, FunctionConstantsCanBeVectors) {
+    const std::string body =
+        "constant float3 a [[function_constant(0)]];"
+        "constant uchar2 b [[function_constant(1)]];"
+        "constant bool4 c [[function_constant(2)]];"
+        "kernel void run(device float* data [[buffer(0)]]) {"
+        " data[0] = a.x * 100 + a.y * 10 + a.z;"
+        " data[1] = b.x * 1000 + b.y; data[2] = c.x + 2 * c.y + 4 * c.z + 8 * c.w; }";
+    const std::array<float, 3> three{1, 2, 3};
+    const std::array<std::uint8_t, 2> two{200, 7};
+    const std::array<bool, 4> four{true, false, true, true};
+    gpu::FunctionConstantValues constants;
+    constants.setConstantValue(0, gpu::DataType::Float3, three.data());
+    constants.setConstantValue(1, gpu::DataType::UChar2, two.data());
+    constants.setConstantValue(2, gpu::DataType::Bool4, four.data());
+    const auto buffer = device->makeBuffer(12, StorageMode::Shared);
+    expectCompleted(*dispatch(pipeline(body, constants), {buffer}, 1));
+    EXPECT_EQ(valuesIn<float>(buffer)[0], 123);
+    EXPECT_EQ(valuesIn<float>(buffer)[1], 200'007);
+    EXPECT_EQ(valuesIn<float>(buffer)[2], 13);
+
+    constants.setConstantValue(0, gpu::DataType::Float4, std::array<float, 4>{}.data());
+    const auto refused = library(body)->makeFunction("run", constants);
+    ASSERT_FALSE(refused);
+    EXPECT_NE(refused.error().message.find("is declared float3 but its value is float4"),
+              std::string::npos);
+}
+
 TEST_P(LibraryTest, PipelinesAreMadeAtTheSameTime) {
     const auto all = library("constant int factor [[function_constant(0)]];"
                              "kernel void run(device int* data [[buffer(0)]])"

@@ -63,7 +63,7 @@ compute::ConstantValue constantFrom(std::istream& words) {
     compute::ConstantValue result;
     std::string type;
     words >> type;
-    for (int i = 0; i <= static_cast<int>(compute::DataType::Float); ++i)
+    for (int i = 0; i <= static_cast<int>(compute::DataType::Float4); ++i)
         if (type == nameOf(static_cast<compute::DataType>(i)))
             result.type = static_cast<compute::DataType>(i);
     const Bytes value = bytesFrom(words);
