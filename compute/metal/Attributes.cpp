@@ -170,7 +170,7 @@ public:
     LanguageAttribute() {
         OptArgs = 15;
         static const auto spellings = [] {
-            std::array<Spelling, 2 * std::size(rules) + 6> all{};
+            std::array<Spelling, 2 * std::size(rules) + 7> all{};
             for (std::size_t i = 0; i < std::size(rules); ++i)
                 all[i] = {AttributeCommonInfo::AS_CXX11, rules[i].name};
             auto* other = all.data() + std::size(rules);
@@ -184,6 +184,7 @@ public:
             for (const auto syntax :
                  {AttributeCommonInfo::AS_Keyword, AttributeCommonInfo::AS_Declspec})
                 *other++ = {syntax, InstantiationAttributes::filler.data()};
+            *other++ = {AttributeCommonInfo::AS_Keyword, coherentKeyword.data()};
             return all;
         }();
         Spellings = spellings;
@@ -191,7 +192,8 @@ public:
 
     AttrHandling handleDeclAttribute(clang::Sema& sema, clang::Decl* declaration,
                                      const ParsedAttr& attribute) const override {
-        if (attribute.getAttrName()->isStr(InstantiationAttributes::filler))
+        if (attribute.getAttrName()->isStr(InstantiationAttributes::filler) ||
+            attribute.getAttrName()->isStr(coherentKeyword))
             return AttributeApplied;
         const AttributeRule* rule = findRule(attribute.getAttrName()->getName());
         if (rule == nullptr)

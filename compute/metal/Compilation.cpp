@@ -4,6 +4,7 @@
 
 #include "compute/metal/AddressSpaces.h"
 #include "compute/metal/Attributes.h"
+#include "compute/metal/BfloatLiterals.h"
 #include "compute/metal/DiagnosticText.h"
 #include "compute/metal/InputLimits.h"
 #include "compute/metal/InstantiationAttributes.h"
@@ -37,12 +38,14 @@ protected:
         clang::Preprocessor& preprocessor = compiler.getPreprocessor();
         defineWords(preprocessor);
         m_spaces = std::make_unique<AddressSpaces>(preprocessor);
-        limitInput(preprocessor, m_stop,
-                   [&spaces = *m_spaces, instantiation = InstantiationAttributes(preprocessor)](
-                       clang::Token& token) mutable {
-                       instantiation.watch(token);
-                       spaces.watch(token);
-                   });
+        limitInput(
+            preprocessor, m_stop,
+            [&preprocessor, &spaces = *m_spaces,
+             instantiation = InstantiationAttributes(preprocessor)](clang::Token& token) mutable {
+                instantiation.watch(token);
+                spaces.watch(token);
+                readBfloatLiteral(token, preprocessor);
+            });
         guardPragmas(preprocessor);
         ignoreLineMarkers(preprocessor);
         return true;

@@ -109,6 +109,7 @@ constexpr const char* options[] = {
     "-Dray_data=",
     "-Dobject_data=",
     "-Dthreadgroup_imageblock=",
+    "-Dcoherent(scope)=", // and without a scope it is a keyword
 };
 
 /// Words of C++ that the language does not have. Refused as words, in any context.
@@ -154,6 +155,7 @@ struct Synonym {
 };
 constexpr Synonym synonyms[] = {
     {"__sl42_kernel", clang::tok::kw___w64},
+    {"coherent", clang::tok::kw___w64},
 };
 
 /// Refuses words of C++ in the program, while the library's own headers may use them.

@@ -111,27 +111,53 @@ private:
     clang::Preprocessor& m_preprocessor;
 };
 
-/// Empty for what is no pragma about numbers.
-std::string mathPragma(llvm::StringRef line) {
-    const auto take = [&](llvm::StringRef word) {
-        line = line.ltrim(" \t");
-        return line.consume_front(word);
-    };
-    if (!take("#") || !take("pragma") || !take("METAL") || !take("fp"))
+/// Whether the text goes on with the word, behind blanks; then it is taken away.
+bool take(llvm::StringRef& text, llvm::StringRef word) {
+    text = text.ltrim(" \t");
+    return text.consume_front(word);
+}
+
+/// "METAL fp ..." as Clang says it; empty for what is no pragma about numbers.
+std::string mathSetting(llvm::StringRef text) {
+    if (!take(text, "METAL") || !take(text, "fp"))
         return {};
-    const bool isMode = take("math_mode");
-    if (!isMode && !take("contract"))
+    const bool isMode = take(text, "math_mode");
+    if (!isMode && !take(text, "contract"))
         return {};
-    if (!take("("))
+    if (!take(text, "("))
         return {};
-    const llvm::StringRef value = line.split(')').first.trim(" \t");
+    const llvm::StringRef value = text.split(')').first.trim(" \t");
     if (isMode && value == "safe")
-        return "#pragma clang fp reassociate(off) reciprocal(off)";
+        return "clang fp reassociate(off) reciprocal(off)";
     if (isMode && (value == "relaxed" || value == "fast"))
-        return "#pragma clang fp reassociate(on) reciprocal(on)";
+        return "clang fp reassociate(on) reciprocal(on)";
     if (!isMode && (value == "off" || value == "on" || value == "fast"))
-        return ("#pragma clang fp contract(" + value + ")").str();
+        return ("clang fp contract(" + value + ")").str();
     return {};
+}
+
+/// A line with what it says about numbers translated.
+std::string translateLine(llvm::StringRef line) {
+    llvm::StringRef rest = line;
+    if (take(rest, "#") && take(rest, "pragma")) {
+        const std::string setting = mathSetting(rest);
+        return setting.empty() ? line.str() : "#pragma " + setting;
+    }
+    std::string result;
+    for (rest = line; !rest.empty();) {
+        const std::size_t operation = rest.find("_Pragma");
+        result += rest.take_front(operation);
+        rest = rest.substr(operation);
+        const llvm::StringRef whole = rest;
+        if (!take(rest, "_Pragma") || !take(rest, "(") || !take(rest, "\""))
+            rest = {};
+        const auto [text, behind] = rest.split('"');
+        const std::string setting = mathSetting(text);
+        const std::size_t length = whole.size() - behind.size();
+        result += setting.empty() ? whole.take_front(length).str() : "_Pragma(\"" + setting + '"';
+        rest = behind;
+    }
+    return result;
 }
 
 } // namespace
@@ -142,8 +168,7 @@ std::string translateMathPragmas(std::string_view source) {
     for (llvm::StringRef rest(source); !rest.empty();) {
         const std::size_t length = std::min(rest.find('\n'), rest.size());
         const llvm::StringRef line = rest.take_front(length);
-        const std::string meaning = line.contains("METAL") ? mathPragma(line) : std::string();
-        result += meaning.empty() ? line.str() : meaning;
+        result += line.contains("METAL") ? translateLine(line) : line.str();
         if (length < rest.size())
             result += '\n';
         rest = rest.drop_front(std::min(length + 1, rest.size()));

@@ -3,6 +3,7 @@
 #include "compute/metal/Restrictions.h"
 
 #include "compute/metal/AddressSpaces.h"
+#include "compute/metal/ExplicitSpaces.h"
 
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
@@ -27,7 +28,7 @@ constexpr const char* notSupported = "' is not supported in this language";
 
 class RestrictionVisitor : public clang::RecursiveASTVisitor<RestrictionVisitor> {
 public:
-    explicit RestrictionVisitor(clang::Sema& sema) : m_sema(sema) {}
+    explicit RestrictionVisitor(clang::Sema& sema) : m_sema(sema), m_spaces(sema) {}
 
     bool shouldVisitTemplateInstantiations() const { return true; }
 
@@ -47,6 +48,11 @@ public:
     bool VisitFunctionDecl(clang::FunctionDecl* function) {
         if (function->isVariadic())
             refuse(function->getLocation(), "variadic functions are not supported");
+        return true;
+    }
+
+    bool VisitDeclaratorDecl(clang::DeclaratorDecl* declaration) {
+        m_spaces.check(*declaration);
         return true;
     }
 
@@ -188,6 +194,7 @@ private:
     }
 
     clang::Sema& m_sema;
+    ExplicitSpaces m_spaces;
 };
 
 } // namespace

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/metal/BfloatLiterals.h"
+
+#include <clang/Lex/Preprocessor.h>
+
+namespace compute::metal {
+
+void readBfloatLiteral(clang::Token& token, clang::Preprocessor& preprocessor) {
+    if (token.isNot(clang::tok::numeric_constant) || token.getLiteralData() == nullptr)
+        return;
+    llvm::StringRef digits(token.getLiteralData(), token.getLength());
+    if (!digits.consume_back_insensitive("bf") || digits.starts_with_insensitive("0x"))
+        return;
+    // Memory that lives as long as the text does.
+    auto* spelling = static_cast<char*>(
+        preprocessor.getPreprocessorAllocator().Allocate(token.getLength(), alignof(char)));
+    llvm::copy(digits, spelling);
+    llvm::copy(llvm::StringRef("us"), spelling + digits.size());
+    token.setLiteralData(spelling);
+}
+
+} // namespace compute::metal
