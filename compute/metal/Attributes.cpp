@@ -72,20 +72,29 @@ constexpr AttributeRule rules[] = {
 /// One blank before and after each name.
 constexpr llvm::StringLiteral ignoredNames =
     " "
-    "always_inline amplification_count amplification_id attribute barycentric_coord "
-    "base_instance base_vertex center_no_perspective center_perspective "
-    "centroid_no_perspective centroid_perspective clip_distance color depth "
-    "early_fragment_tests flat fragment front_facing id imageblock_data index "
-    "instance_id intersection invariant mesh noinline object patch patch_id payload "
-    "point_coord point_size position position_in_patch primitive_culled primitive_id "
-    "raster_order_group render_target_array_index required_threads_per_threadgroup "
-    "sample_id sample_mask sample_no_perspective sample_perspective shared stencil "
-    "stitchable tile user vertex vertex_id viewport_array_index visible ";
+    "accept_intersection alias_implicit_imageblock always_inline amplification_count "
+    "amplification_id attribute barycentric_coord base_instance base_vertex "
+    "center_no_perspective center_perspective centroid_no_perspective centroid_perspective "
+    "clip_distance color continue_search curve_parameter depth direction distance "
+    "early_fragment_tests flat fragment front_facing function_groups geometry_id "
+    "geometry_intersection_function_table_offset id imageblock_data index instance_id "
+    "instance_intersection_function_table_offset intersection invariant key_frame_count "
+    "max_distance max_total_threadgroups_per_mesh_grid mesh min_distance motion_end_time "
+    "motion_start_time noinline object object_to_world_transform opaque_primitive origin "
+    "patch patch_id payload point_coord point_size position position_in_patch "
+    "primitive_culled primitive_data primitive_id raster_order_group "
+    "render_target_array_index required_threads_per_threadgroup sample_id sample_mask "
+    "sample_no_perspective sample_perspective shared stencil stitchable tile time user "
+    "user_instance_id vertex vertex_id viewport_array_index visible world_space_direction "
+    "world_space_origin world_to_object_transform ";
 
 /// What the words `threadgroup` and `kernel` have become when an attribute is read
 /// (AddressSpaces.h, Language.h).
 constexpr llvm::StringLiteral threadgroupKeyword = "__local";
 constexpr llvm::StringLiteral kernelKeyword = "__sl42_kernel";
+
+/// Of memory whose changes other threads see at once, as all memory is here.
+constexpr llvm::StringLiteral coherentKeyword = "coherent";
 
 std::string annotationName(llvm::StringRef name) {
     return ("sl42." + name).str();

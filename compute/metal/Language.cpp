@@ -94,6 +94,7 @@ constexpr const char* options[] = {
     "-Wno-misleading-indentation",
     "-Wno-implicit-const-int-float-conversion",
     "-Wno-pragma-clang-attribute",
+    "-Wno-elaborated-enum-base", // what headers make, shared with host code, of enumerations
     // Functions that differ in an address space differ in name (AddressSpaces.h).
     "-faddress-space-map-mangling=no",
     // What texts ask to tell the language and its version from plain C++.

@@ -13,6 +13,7 @@
 #include <llvm/ADT/DenseMap.h>
 #include <llvm/ADT/SCCIterator.h>
 #include <llvm/ADT/SmallPtrSet.h>
+#include <llvm/ADT/StringExtras.h>
 #include <llvm/Analysis/CallGraph.h>
 #include <llvm/IR/AttributeMask.h>
 #include <llvm/IR/InstrTypes.h>
@@ -24,7 +25,8 @@
 namespace compute::metal {
 namespace {
 
-/// The library declares, under names that begin so, what compiles but cannot run here.
+/// The library declares, under names that begin so, what compiles but cannot run here. Behind that
+/// stands what it is, with _ for a blank.
 constexpr llvm::StringRef unsupportedPrefix = "__sl42_unsupported_";
 
 /// What the library's is_function_constant_defined calls.
@@ -125,8 +127,11 @@ public:
                     declaration.unsupportedAt = placeOnLine(line);
             };
             if (function.getName().starts_with(unsupportedPrefix))
-                return refuse("'" + function.getName().drop_front(unsupportedPrefix.size()) +
-                              "' is not supported");
+                return refuse(
+                    llvm::join(
+                        llvm::split(function.getName().drop_front(unsupportedPrefix.size()), '_'),
+                        " ") +
+                    " cannot run here");
             for (const llvm::BasicBlock& block : function)
                 for (const llvm::Instruction& instruction : block)
                     for (const llvm::Use& operand : instruction.operands())

@@ -109,6 +109,21 @@ std::optional<ParameterKind> resourceKind(clang::QualType type) {
     return std::nullopt;
 }
 
+/// What a parameter of this type is for, if nothing of the kind runs here.
+std::optional<llvm::StringRef> absentFeature(clang::QualType type) {
+    const clang::CXXRecordDecl* record = type->getAsCXXRecordDecl();
+    if (record == nullptr || !record->getIdentifier() ||
+        !record->getASTContext().getSourceManager().isInSystemHeader(record->getLocation()))
+        return std::nullopt;
+    return llvm::StringSwitch<std::optional<llvm::StringRef>>(record->getName())
+        .Cases("acceleration_structure", "intersection_function_table", "ray tracing")
+        .Case("visible_function_table", "function tables")
+        .Case("imageblock", "imageblocks")
+        .Cases("mesh", "mesh_grid_properties", "meshes")
+        .Case("command_buffer", "command encoding")
+        .Default(std::nullopt);
+}
+
 /// array<texture2d<float>, 4> and such: the type of the elements and how many.
 struct ResourceArray {
     clang::QualType element;
@@ -283,6 +298,10 @@ private:
                 m_result.unsupported = std::string("'") + name + "' is not supported";
                 return;
             }
+        if (const auto feature = absentFeature(declaration.getType())) {
+            m_result.unsupported = feature->str() + " cannot run here";
+            return;
+        }
         for (const auto& resource : resources)
             if (const auto* annotation = findAttribute(declaration, resource.attribute))
                 return readResource(declaration, resource, *annotation, parameter);
