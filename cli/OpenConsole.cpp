@@ -49,7 +49,7 @@ std::string messagesAbout(starloom::OfflineConsole& console, const std::string& 
     return starloom::readableMessages(
         starloom::messagesIn(log + "\n" + console.engine().remarks().get(),
                              starloom::spanOf(source)),
-        file);
+        file, source);
 }
 
 } // namespace cli

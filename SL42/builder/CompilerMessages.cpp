@@ -229,7 +229,21 @@ const char* nameOf(Severity severity) {
     return "";
 }
 
-void print(const CompilerMessage& message, const std::string& file, std::string& output) {
+/// The line of a place, with a caret below it; nothing if the program has no such line.
+std::vector<std::string> excerptAt(const ProgramPlace& place, std::string_view program) {
+    std::size_t number = 0;
+    for (const std::string_view line : platform::linesOf(program))
+        if (++number == place.line && place.column <= line.size()) {
+            std::string caret = "| ";
+            for (const char c : line.substr(0, place.column - 1))
+                caret += c == '\t' ? '\t' : ' ';
+            return {"| " + std::string(line), caret + "^"};
+        }
+    return {};
+}
+
+void print(const CompilerMessage& message, const std::string& file, std::string_view program,
+           std::string& output) {
     const std::string line = message.place ? std::to_string(message.place->line) : "";
     output += file + ":";
     if (message.place)
@@ -237,14 +251,15 @@ void print(const CompilerMessage& message, const std::string& file, std::string&
     output += std::string(" ") + nameOf(message.severity) + message.text + "\n";
     bool isFirst = true;
     if (message.place)
-        for (const std::string& excerpt : message.excerpt) {
+        for (const std::string& excerpt :
+             message.excerpt.empty() ? excerptAt(*message.place, program) : message.excerpt) {
             const std::size_t width = std::max<std::size_t>(line.size(), 5);
             output += std::string(isFirst ? width - line.size() : width, ' ') +
                       (isFirst ? line : "") + " " + excerpt + "\n";
             isFirst = false;
         }
     for (const CompilerMessage& note : message.notes)
-        print(note, file, output);
+        print(note, file, program, output);
 }
 
 } // namespace
@@ -260,11 +275,11 @@ std::vector<CompilerMessage> messagesIn(std::string_view log, const ProgramSpan&
     return LogReader(span).read(log);
 }
 
-std::string readableMessages(const std::vector<CompilerMessage>& messages,
-                             const std::string& file) {
+std::string readableMessages(const std::vector<CompilerMessage>& messages, const std::string& file,
+                             std::string_view program) {
     std::string text;
     for (const CompilerMessage& message : messages)
-        print(message, file, text);
+        print(message, file, program, text);
     return text;
 }
 

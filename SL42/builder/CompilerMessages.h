@@ -48,7 +48,8 @@ std::optional<ProgramPlace> placeIn(std::string_view logLine, std::size_t linesB
 std::vector<CompilerMessage> messagesIn(std::string_view log, const ProgramSpan& span);
 
 /// The same as a person, or an editor that jumps to errors, reads it: "FILE:LINE:COLUMN: error:
-/// ..." with excerpts and carets.
-std::string readableMessages(const std::vector<CompilerMessage>& messages, const std::string& file);
+/// ..." with excerpts and carets. Those that the log does not have are taken from the program.
+std::string readableMessages(const std::vector<CompilerMessage>& messages, const std::string& file,
+                             std::string_view program = {});
 
 } // namespace starloom

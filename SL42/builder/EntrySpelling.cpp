@@ -114,6 +114,20 @@ std::optional<Head> findNearlyRight(std::string_view source, const Entry& entry)
     return isRight ? std::nullopt : near;
 }
 
+/// Where the function stands by which other systems begin, in front of a message; empty if there is
+/// none.
+std::string foreignEntryPlace(std::string_view source, std::size_t linesBefore) {
+    std::string place;
+    forEachLine(source, [&](std::string_view line, std::size_t number) {
+        for (const std::string_view head :
+             {"void main(", "void mainImage(", "void draw(", "void setup(", "void loop(",
+              "void update(", "int main(", "float4 main(", "vec4 main("})
+            if (place.empty() && line.starts_with(head))
+                place = "program_source:" + std::to_string(linesBefore + number) + ":1: ";
+    });
+    return place;
+}
+
 std::string reason(const Head& head, const Entry& entry) {
     const std::string right(entry.rightHead);
     if (!entry.isFound && head.isSpeltRight)
@@ -136,7 +150,8 @@ std::string entrySpellingWarnings(std::string_view source, const PreprocessedSou
             warnings += "program_source:" + std::to_string(linesBefore + head->line) + ":" +
                         std::to_string(head->column) + ": warning: " + reason(*head, entry) + "\n";
     if (warnings.empty() && !found.hasCPU && !found.hasVideo && !found.hasAudio)
-        return "warning: nothing to run: write \"void fx()\" for a picture, \"float2 sfx()\" for "
+        return foreignEntryPlace(source, linesBefore) +
+               "warning: nothing to run: write \"void fx()\" for a picture, \"float2 sfx()\" for "
                "sound, or \"void cpu()\"\n";
     return warnings;
 }

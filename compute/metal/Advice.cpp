@@ -71,6 +71,8 @@ std::string unknownName(const std::string& message, const SourceText& source) {
                 return *std::move(explanation);
     if (auto explanation = explainForeignName(name))
         return *std::move(explanation);
+    if (const auto inside = message.find("; did you mean '__sl42"); inside != message.npos)
+        return message.substr(0, inside);
     const llvm::StringRef behind = source.from.drop_front(wordAt(source.from).size()).ltrim(" \t");
     const bool isParameter =
         source.before.rtrim(" \t").ends_with("(") || source.before.rtrim(" \t").ends_with(",");
@@ -80,11 +82,33 @@ std::string unknownName(const std::string& message, const SourceText& source) {
     return message;
 }
 
-std::string wrongComponents(const std::string& message) {
-    for (const std::string& type : quotedIn(message))
+/// Columns and rows of a matrix type.
+struct Matrix {
+    int columns = 0;
+    int rows = 0;
+};
+
+std::optional<Matrix> matrixOf(const std::string& type) {
+    static const std::regex matrix("(?:float|half)([234])x([234])");
+    std::smatch found;
+    if (!std::regex_match(type, found, matrix))
+        return std::nullopt;
+    return Matrix{found[1].str()[0] - '0', found[2].str()[0] - '0'};
+}
+
+std::string wrongComponents(const std::string& message, const SourceText& source) {
+    for (const std::string& type : quotedIn(message)) {
         if (const auto vector = vectorOf(type); vector && vector->count != '1')
             return "'" + type + "' is made of one number or of parts that have " + vector->count +
                    " components together";
+        if (const auto matrix = matrixOf(type))
+            return "'" + type + "' is made of one number for its diagonal, of its " +
+                   std::to_string(matrix->columns) + " columns, or of " +
+                   std::to_string(matrix->columns * matrix->rows) + " numbers";
+        if (type == wordAt(source.from))
+            return message + "; a struct without a constructor is filled in braces, as in " + type +
+                   "{...}";
+    }
     return message;
 }
 
@@ -97,6 +121,8 @@ std::string wrongOperands(std::string message, const SourceText& source) {
     for (auto at = message.find("'double'"); at != message.npos; at = message.find("'double'"))
         message.replace(at, 8, "'float'");
     const llvm::StringRef from = source.from;
+    if (message.find("'const char") != message.npos)
+        return "texts cannot be joined, compared or computed with; print them one after the other";
     if (from.starts_with("%") && hasFloat(message))
         return "'%' is for whole numbers; write fmod(a, b) for the remainder of these";
     if (from.starts_with("^") && hasFloat(message))
@@ -133,6 +159,9 @@ std::string noMember(const std::string& message, const SourceText& source) {
     if (names.size() < 2)
         return message;
     const auto vector = vectorOf(names[1]);
+    if (matrixOf(names[1]))
+        return "a '" + names[1] + "' has no '" + names[0] +
+               "'; m[0] is its first column, and m[0].x a number";
     if (!vector) { // a class by its name alone
         const auto scope = names[1].rfind("::");
         return scope == names[1].npos
@@ -214,6 +243,16 @@ std::string strangeCharacter(const std::string& message) {
     return message;
 }
 
+constexpr const char* loneElse =
+    "this 'else' has no 'if': between the two there is one statement, or a block in braces, and no "
+    "other ';'";
+
+/// Whether the line so far is no more than the name of a macro.
+bool isDefinition(llvm::StringRef before) {
+    static const std::regex definition(R"(^\s*#\s*define\s+\w+\s*[^;=]*$)");
+    return std::regex_search(before.str(), definition);
+}
+
 std::string misplacedExpression(const std::string& message, const SourceText& source) {
     const llvm::StringRef before = source.before.rtrim(" \t");
     if (source.from.starts_with(">") && before.ends_with("="))
@@ -224,9 +263,59 @@ std::string misplacedExpression(const std::string& message, const SourceText& so
         return "there is no '#' in an expression; a colour is float4(red, green, blue, 1) with "
                "numbers from 0 to 1";
     if (wordAt(source.from) == "else")
-        return "this 'else' has no 'if': between the two there is one statement, or a block in "
-               "braces, and no other ';'";
+        return loneElse;
+    if (source.from.starts_with("=") && isDefinition(source.before))
+        return "between the name and the text of a '#define' there is no '='";
     return message;
+}
+
+/// Something in a place where it is no part of a declaration or statement.
+std::string misplacedToken(const std::string& message, const SourceText& source) {
+    const std::string before = source.before.rtrim(" \t").str();
+    static const std::regex comma(R"(\d,$)");
+    if (std::regex_search(before, comma) &&
+        llvm::isDigit(source.from.empty() ? ' ' : source.from[0]))
+        return "a number has a point in front of its fraction, as in 0.5";
+    static const std::regex type(R"((?:^|[\s;{])(\w+)\s*:\s*(\w+)$)");
+    std::smatch found;
+    if (std::regex_search(before, found, type) && source.from.starts_with("="))
+        return "the type stands in front of the name: " + found[2].str() + " " + found[1].str();
+    if (wordAt(source.from) == "else")
+        return loneElse;
+    if (llvm::StringRef(before).ends_with("[]"))
+        return "an array is handed over by a pointer, as in 'thread float* " +
+               wordAt(source.from).str() + "'";
+    if (source.from.starts_with(";") && isDefinition(source.before))
+        return "a '#define' does not end in ';'";
+    return message;
+}
+
+/// Loops as other languages write them.
+std::string wrongLoop(const std::string& message, const SourceText& source) {
+    static const std::regex foreign(R"(^(\w+\s+)?in\b)");
+    if (std::regex_search(source.from.take_until([](char c) { return c == '\n'; }).str(),
+                          foreign) ||
+        (source.before + source.from.take_front(3)).str().find(" in ") != std::string::npos)
+        return "a loop counts as in 'for (int i = 0; i < 10; i++)', and goes through an array as "
+               "in 'for (float x : list)'";
+    return message;
+}
+
+/// A file that is not the library's: there are none.
+std::string missingFile(const std::string& message, const SourceText& source) {
+    if (source.from.starts_with("\""))
+        return "'" + firstQuotedIn(message) +
+               "' cannot be included: a program is a single text, and has all of the language's "
+               "library already";
+    return message + "; programs have all of the language's library already";
+}
+
+/// A struct that uses what belongs to the program around it.
+std::string outOfReach(const std::string& message) {
+    const std::string name = firstQuotedIn(message);
+    return "'" + name +
+           "' cannot be used inside a struct: hand over what it needs, or write a "
+           "function outside";
 }
 
 /// What is declared twice where the parts of a 'for' stand is most often meant as its condition.
@@ -270,7 +359,7 @@ std::string advise(unsigned id, const std::string& text, const SourceText& sourc
     case clang::diag::err_ovl_ambiguous_init:
     case clang::diag::err_ovl_deleted_init:
     case clang::diag::err_ovl_no_viable_function_in_init:
-        return wrongComponents(message);
+        return wrongComponents(message, source);
     case clang::diag::err_typecheck_invalid_operands:
         return wrongOperands(message, source);
     case clang::diag::err_typecheck_bool_condition:
@@ -329,7 +418,32 @@ std::string advise(unsigned id, const std::string& text, const SourceText& sourc
     case clang::diag::err_pp_invalid_directive:
         return message + "; a comment begins with //";
     case clang::diag::err_pp_file_not_found:
-        return message + "; programs have all of the language's library already";
+        return missingFile(message, source);
+    case clang::diag::err_expected_unqualified_id:
+    case clang::diag::err_expected_member_name_or_semi:
+    case clang::diag::err_unexpected_semi:
+    case clang::diag::err_expected:
+        return misplacedToken(message, source);
+    case clang::diag::err_expected_semi_for:
+    case clang::diag::err_expected_lparen_after:
+    case clang::diag::err_expected_lparen_after_type:
+        return wrongLoop(message, source);
+    case clang::diag::err_typecheck_subscript_not_integer:
+        return "an array is indexed by a whole number; convert this with int(...)";
+    case clang::diag::err_ovl_no_viable_subscript:
+    case clang::diag::err_ovl_no_viable_oper:
+        if (message.find("operator[]") != message.npos)
+            return "an array is indexed by one whole number";
+        return message;
+    case clang::diag::err_switch_into_protected_scope:
+        return "a 'case' that declares a variable needs braces around it: those below would jump "
+               "over the variable";
+    case clang::diag::err_nested_non_static_member_use:
+        return outOfReach(message);
+    case clang::diag::warn_uninit_self_reference_in_init:
+        return message + "; behind its own name the new variable is meant already";
+    case clang::diag::warn_consecutive_comparison:
+        return "this compares the result of the first comparison; write a < x && x < b";
     case clang::diag::warn_condition_is_assignment:
         return "this assigns; write '==' to compare";
     default:

@@ -210,7 +210,9 @@ public:
         if (!check(sema, *rule, *declaration, attribute))
             return AttributeNotApplied;
         if (rule->place == Place::Variable && !isProgramScope(*declaration))
-            return AttributeApplied; // the parameter or member is there in any case
+            // The parameter or member is there in any case. A constant is not: it has no value.
+            return isConstantMember(*declaration) ? refuseConstant(sema, attribute)
+                                                  : AttributeApplied;
         clang::Expr* argument = argumentExpression(sema, attribute);
         if (!checkIndex(sema, *rule, attribute, argument))
             return AttributeNotApplied;
@@ -245,6 +247,20 @@ private:
     static bool isProgramScope(const clang::Decl& declaration) {
         const auto* variable = llvm::dyn_cast<clang::VarDecl>(&declaration);
         return variable != nullptr && variable->isFileVarDecl();
+    }
+
+    static bool isConstantMember(const clang::Decl& declaration) {
+        const auto* field = llvm::dyn_cast<clang::FieldDecl>(&declaration);
+        return field != nullptr && field->getType().isConstQualified();
+    }
+
+    static AttrHandling refuseConstant(clang::Sema& sema, const ParsedAttr& attribute) {
+        auto id = sema.Diags.getCustomDiagID(
+            clang::DiagnosticsEngine::Error,
+            "nobody gives a function constant its value here; write it down, as in 'constant float "
+            "speed = 1'");
+        sema.Diag(attribute.getLoc(), id);
+        return AttributeNotApplied;
     }
 
     /// A function constant gets its value later, so it must not be asked for an initialiser now.

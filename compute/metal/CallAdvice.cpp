@@ -25,8 +25,7 @@ using clang::DiagnosticsEngine;
 /// As many as somebody reads.
 constexpr std::size_t mostCandidates = 3;
 
-/// Parameters of library functions by their meaning, where the library's own names are only
-/// letters.
+/// Parameters of library functions by their meaning, where the library only counts them: a, b, c.
 struct Parameters {
     std::string_view function;
     std::string_view names; ///< separated by blanks
@@ -61,12 +60,17 @@ bool isIn(unsigned id, std::initializer_list<unsigned> ids) {
     return std::ranges::find(ids, id) != ids.end();
 }
 
+/// Clang keeps arguments of all kinds as numbers.
+void* pointerIn(const Diagnostic& diagnostic, unsigned argument) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how it was handed over
+    return reinterpret_cast<void*>(diagnostic.getRawArg(argument));
+}
+
 clang::QualType typeIn(const Diagnostic& diagnostic, unsigned argument) {
     if (diagnostic.getNumArgs() <= argument ||
         diagnostic.getArgKind(argument) != DiagnosticsEngine::ak_qualtype)
         return {};
-    return clang::QualType::getFromOpaquePtr(
-        reinterpret_cast<void*>(diagnostic.getRawArg(argument)));
+    return clang::QualType::getFromOpaquePtr(pointerIn(diagnostic, argument));
 }
 
 std::optional<unsigned> numberIn(const Diagnostic& diagnostic, unsigned argument) {
@@ -86,8 +90,21 @@ const clang::NamedDecl* declarationIn(const Diagnostic& diagnostic, unsigned arg
     if (diagnostic.getNumArgs() <= argument ||
         diagnostic.getArgKind(argument) != DiagnosticsEngine::ak_nameddecl)
         return nullptr;
-    return reinterpret_cast<const clang::NamedDecl*>(diagnostic.getRawArg(argument));
+    return static_cast<const clang::NamedDecl*>(pointerIn(diagnostic, argument));
 }
+
+/// What else to say of a function that is called wrongly, or of what is meant.
+struct Remark {
+    std::string_view function;
+    std::string_view text;
+};
+constexpr std::array remarks{
+    Remark{"rotate", "'rotate' moves the bits of whole numbers; a point turns around 0 as in "
+                     "float2x2(cos(a), sin(a), -sin(a), cos(a)) * p"},
+    Remark{"atan", "'atan' takes one number; the angle of a point is atan2(y, x)"},
+    Remark{"cross",
+           "'cross' takes two 'float3'; for points of a plane write a.x * b.y - a.y * b.x"},
+};
 
 /// A type's elements and how many there are: float and 3 of float3.
 struct Shape {
@@ -338,6 +355,14 @@ int CallAdvice::fitOf(const Candidate& candidate) const {
     return isForHalves ? fit - 2 : fit;
 }
 
+/// Whether the library has all functions that may be meant.
+bool CallAdvice::isOfLibrary() const {
+    const auto isFromLibrary = [&](const clang::FunctionDecl* function) {
+        return m_sema->SourceMgr.isInSystemHeader(function->getLocation());
+    };
+    return !m_functions.empty() && llvm::all_of(m_functions, isFromLibrary);
+}
+
 std::vector<const CallAdvice::Candidate*> CallAdvice::bestCandidates() const {
     std::vector<const Candidate*> candidates;
     const bool someTakeThatCount = std::ranges::any_of(
@@ -354,6 +379,7 @@ std::vector<const CallAdvice::Candidate*> CallAdvice::bestCandidates() const {
     if (candidates.empty())
         return candidates;
     std::vector<int> fits;
+    fits.reserve(candidates.size());
     for (const Candidate* candidate : candidates)
         fits.push_back(fitOf(*candidate));
     const int best = *std::ranges::max_element(fits);
@@ -401,7 +427,8 @@ std::string CallAdvice::wrongParameter() const {
 std::string CallAdvice::wrongArguments() const {
     const auto best = bestCandidates();
     if (best.empty())
-        return {};
+        return isOfLibrary() ? "'" + m_name + "' does not take arguments of these types"
+                             : std::string();
     if (best.front()->needsTypeArgument)
         return "'" + m_name + "' needs the type of the value: write " + m_name +
                "<float>(...), or another type";
@@ -413,10 +440,10 @@ std::string CallAdvice::wrongArguments() const {
             types.push_back(std::move(type));
     if (types.empty())
         return {};
-    if (best.size() == 1 && best.front()->wrongArgument &&
-        *best.front()->wrongArgument < best.front()->function->getNumParams()) {
-        const unsigned wrong = *best.front()->wrongArgument;
-        const clang::FunctionDecl& function = *best.front()->function;
+    const clang::FunctionDecl& function = *best.front()->function;
+    if (const auto wrongArgument = best.front()->wrongArgument;
+        best.size() == 1 && wrongArgument && *wrongArgument < function.getNumParams()) {
+        const unsigned wrong = *wrongArgument;
         return "'" + nameOfParameter(function, wrong) + "' must be " +
                article(nameOf(function.getParamDecl(wrong)->getType())) + " and is " +
                article(nameOf(m_given.at(wrong))) + ", in " + signatureOf(function);
@@ -438,6 +465,9 @@ const clang::FunctionDecl* CallAdvice::declaredBehind() const {
 }
 
 std::string CallAdvice::message() const {
+    const auto* remark = std::ranges::find(remarks, m_name, &Remark::function);
+    if (remark != remarks.end() && isOfLibrary())
+        return std::string(remark->text);
     switch (m_fault) {
     case Fault::Suggested:
         return {};

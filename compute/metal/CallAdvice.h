@@ -57,6 +57,7 @@ private:
 
     std::string nameOf(clang::QualType type) const;
     std::string signatureOf(const clang::FunctionDecl& function) const;
+    bool isOfLibrary() const;
     int fitOf(const Candidate& candidate) const;
     std::vector<const Candidate*> bestCandidates() const;
     std::string listOf(const std::vector<const Candidate*>& candidates) const;

@@ -26,6 +26,9 @@ using Level = clang::DiagnosticsEngine::Level;
 /// More than anybody reads, and little enough to show in a window.
 constexpr std::size_t largestText = 100'000;
 
+/// More are counted and not shown; the compiler gives up when there are thousands (Language.cpp).
+constexpr unsigned mostErrors = 20;
+
 /// So many that those at the end of a long program are not read anyway.
 constexpr unsigned mostWarnings = 20;
 
@@ -155,7 +158,9 @@ std::string DiagnosticText::text() const {
     std::string summary = NumWarnings > 0 ? counted(NumWarnings, "warning") : std::string();
     if (NumErrors > 0)
         summary += (summary.empty() ? "" : " and ") + counted(NumErrors, "error");
-    return m_text + summary + " generated.\n";
+    const std::string hidden =
+        m_hiddenErrors > 0 ? "error: and " + counted(m_hiddenErrors, "more error") + "\n" : "";
+    return m_text + hidden + summary + " generated.\n";
 }
 
 void DiagnosticText::HandleDiagnostic(Level level, const clang::Diagnostic& diagnostic) {
@@ -173,6 +178,11 @@ void DiagnosticText::HandleDiagnostic(Level level, const clang::Diagnostic& diag
         m_lastError = location;
     DiagnosticConsumer::HandleDiagnostic(level, diagnostic);
     printPending();
+    if (level >= Level::Error && NumErrors > mostErrors) {
+        ++m_hiddenErrors;
+        m_lastWasDropped = true;
+        return;
+    }
     m_pending = messageOf(level, diagnostic, location);
     m_note = hidingVariable(diagnostic);
     if (level >= Level::Error && m_sema != nullptr && m_reader == Reader::Programmer)
@@ -242,6 +252,10 @@ bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
         return false; // what follows from an error is said at the same place
     if (isRepeated(diagnostic))
         return false;
+    if (diagnostic.getID() == clang::diag::err_expected_semi_for && isOnLastLine(location)) {
+        m_lastError = location; // so that what else is wrong there does not show instead
+        return false;
+    }
     if (level == Level::Warning && isInProgram(diagnostic.getSourceManager(), location) &&
         ++m_warnings > mostWarnings)
         return false;
@@ -258,6 +272,14 @@ bool DiagnosticText::isWanted(Level level, const clang::Diagnostic& diagnostic,
         return !llvm::StringRef(message).starts_with("'threadgroup'"); // where a cast points
     }
     return true;
+}
+
+/// Whether there is an error on the same line already.
+bool DiagnosticText::isOnLastLine(clang::SourceLocation location) const {
+    if (m_sema == nullptr || location.isInvalid() || m_lastError.isInvalid())
+        return false;
+    const clang::SourceManager& sources = m_sema->SourceMgr;
+    return sources.getExpansionLineNumber(location) == sources.getExpansionLineNumber(m_lastError);
 }
 
 /// A name that nobody knows is missing wherever it is used; once is enough.

@@ -48,6 +48,7 @@ private:
     clang::SourceLocation userLocation(const clang::Diagnostic& diagnostic) const;
     clang::SourceLocation instantiationInProgram(const clang::SourceManager& sources) const;
     bool isRepeated(const clang::Diagnostic& diagnostic);
+    bool isOnLastLine(clang::SourceLocation location) const;
     /// A message as it is going to be printed, once the notes behind it are known that belong to
     /// it.
     struct Message {
@@ -75,6 +76,7 @@ private:
     std::optional<CallAdvice> m_call; ///< of the pending message
     std::optional<Message> m_note;    ///< of our own, behind it
     unsigned m_warnings = 0;
+    unsigned m_hiddenErrors = 0;
     std::set<std::string> m_unknownNames;
 };
 

@@ -47,9 +47,6 @@ constexpr std::array names{
     Name{"elsif", "else if"},
     Name{"True", "true"},
     Name{"False", "false"},
-    Name{"null", "nullptr"},
-    Name{"NULL", "nullptr"},
-    Name{"nil", "nullptr"},
     Name{"PI", "M_PI_F"},
     Name{"pi", "M_PI_F"},
     Name{"M_PI", "M_PI_F"},
@@ -114,6 +111,13 @@ constexpr std::array explanations{
     Name{"attribute", "a value that changes lives in memory, with poke32 and peek32"},
     Name{"cbuffer", "a value that changes lives in memory, with poke32 and peek32"},
     Name{"layout", "leave this line out"},
+    Name{"null", "write 0, or 'nullptr' for a pointer"},
+    Name{"NULL", "write 0, or 'nullptr' for a pointer"},
+    Name{"nil", "write 0, or 'nullptr' for a pointer"},
+    Name{"self", "members are named alone, or behind 'this->'"},
+    Name{"foreach", "write 'for (float x : list)'"},
+    Name{"f32", "write 'float'"},
+    Name{"i32", "write 'int'"},
 };
 
 /// Where other languages keep pictures.

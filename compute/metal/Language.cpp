@@ -62,7 +62,7 @@ constexpr const char* options[] = {
     "-fdeclspec",
     // Bounds on what a text can make the compiler do.
     "-ferror-limit",
-    "20",
+    "5000", // of which few are shown (DiagnosticText.cpp)
     "-ftemplate-depth=256",
     "-fbracket-depth",
     "256",

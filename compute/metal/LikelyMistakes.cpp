@@ -41,6 +41,13 @@ public:
     bool VisitBinaryOperator(clang::BinaryOperator* comparison) {
         if (comparison->isRelationalOp() && !comparison->getOperatorLoc().isMacroID())
             checkSign(*comparison);
+        if (comparison->getOpcode() == clang::BO_Comma)
+            checkUnused(comparison->getLHS());
+        return true;
+    }
+    bool VisitImplicitCastExpr(clang::ImplicitCastExpr* conversion) {
+        if (conversion->getCastKind() == clang::CK_IntegralToFloating)
+            checkQuotient(conversion->getSubExpr());
         return true;
     }
 
@@ -90,6 +97,19 @@ private:
             return !type->isPointerType() &&
                    (!type->isReferenceType() || type->getPointeeType().isConstQualified());
         });
+    }
+
+    /// 1 / 2 is 0, and hardly meant to be where a number with a fraction is wanted.
+    void checkQuotient(const clang::Expr* expression) {
+        const auto* quotient = llvm::dyn_cast<clang::BinaryOperator>(expression->IgnoreParens());
+        if (quotient == nullptr || quotient->getOpcode() != clang::BO_Div)
+            return;
+        const auto dividend = signedConstant(quotient->getLHS());
+        const auto divisor = signedConstant(quotient->getRHS());
+        if (dividend && divisor && *divisor != 0 && *dividend % *divisor != 0)
+            warn(quotient->getOperatorLoc(),
+                 "this is a quotient of whole numbers, " + std::to_string(*dividend / *divisor) +
+                     "; write " + std::to_string(*dividend) + ".0 to get the fraction");
     }
 
     /// Steps of 0.1 and the like do not add up to what they stand for.

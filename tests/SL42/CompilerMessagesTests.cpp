@@ -58,5 +58,18 @@ TEST(CompilerMessages, AreThoseOfTheProgramInItsOwnLines) {
     }
 }
 
+TEST(CompilerMessages, TakeExcerptsFromTheProgram) {
+    const auto messages = messagesIn("program_source:12:6: error: 'x' is not supported\n"
+                                     "program_source:13:1: error: y\n"
+                                     "   13 | as it was\n",
+                                     {.before = 10, .count = 3});
+    EXPECT_EQ(readableMessages(messages, "p", "void fx() {\n\t   x();\n}"),
+              "p:2:6: error: 'x' is not supported\n"
+              "    2 | \t   x();\n"
+              "      | \t    ^\n"
+              "p:3:1: error: y\n"
+              "    3 | as it was\n");
+}
+
 } // namespace
 } // namespace starloom

@@ -117,6 +117,7 @@ TEST(Preprocessor, WarnsOfEntryFunctionsThatAreNearlyRight) {
          {{"11:1: warning: fx() is not found on a line that has sfx()", "of its own"}}},
         {"int x; // fx", {{"warning: nothing to run: write \"void fx()\"", ""}}},
         {"// void fx() {}", {{"warning: nothing to run", ""}}},
+        {"int x;\nvoid main() {}", {{"12:1: warning: nothing to run", "\"void fx()\""}}},
     };
     for (const auto& [source, expected] : rows) {
         SCOPED_TRACE(source);

@@ -63,12 +63,20 @@ TEST(Reflection, SaysWhichKernelsCannotRunAndWhy) {
                       "kernel void b(threadgroup float* s [[threadgroup(0)]]) { s[0] = 1; }\n"
                       "kernel void c(uint n [[grid_size]]) {}\n"
                       "float sum(thread float* s) { return s[0]; }\n"
-                      "kernel void d(device float* o) { o[0] = sum(o); }\n");
-    ASSERT_EQ(program.kernels.size(), 4u);
+                      "kernel void d(device float* o) { o[0] = sum(o); }\n"
+                      "kernel void e(metal::raytracing::instance_acceleration_structure s) {}\n"
+                      "kernel void f(device uint* o) {\n"
+                      "    metal::raytracing::intersection_query<> q;\n"
+                      "    o[0] = q.next(); }\n");
+    ASSERT_EQ(program.kernels.size(), 6u);
     EXPECT_EQ(program.kernels[0].unsupported, "derivatives cannot run here");
     EXPECT_EQ(program.kernels[1].unsupported, "");
     EXPECT_EQ(program.kernels[2].unsupported, "'grid_size' is not supported");
     EXPECT_EQ(program.kernels[3].unsupported, "");
+    EXPECT_EQ(program.kernels[4].unsupported, "ray tracing cannot run here");
+    EXPECT_EQ(program.kernels[4].unsupportedAt, "program_source:8:66");
+    EXPECT_EQ(program.kernels[5].unsupported, "ray tracing cannot run here");
+    EXPECT_EQ(program.kernels[5].unsupportedAt, "program_source:11:5");
 }
 
 TEST(Module, KeepsItsPromises) {
