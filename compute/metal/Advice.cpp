@@ -304,9 +304,8 @@ std::string wrongLoop(const std::string& message, const SourceText& source) {
 /// A file that is not the library's: there are none.
 std::string missingFile(const std::string& message, const SourceText& source) {
     if (source.from.starts_with("\""))
-        return "'" + firstQuotedIn(message) +
-               "' cannot be included: a program is a single text, and has all of the language's "
-               "library already";
+        return message + ": a program is a single text, and has all of the language's library "
+                         "already";
     return message + "; programs have all of the language's library already";
 }
 

@@ -74,9 +74,9 @@ TEST(Reflection, SaysWhichKernelsCannotRunAndWhy) {
     EXPECT_EQ(program.kernels[2].unsupported, "'grid_size' is not supported");
     EXPECT_EQ(program.kernels[3].unsupported, "");
     EXPECT_EQ(program.kernels[4].unsupported, "ray tracing cannot run here");
-    EXPECT_EQ(program.kernels[4].unsupportedAt, "program_source:8:66");
+    EXPECT_EQ(program.kernels[4].unsupportedAt, "program_source:10:66");
     EXPECT_EQ(program.kernels[5].unsupported, "ray tracing cannot run here");
-    EXPECT_EQ(program.kernels[5].unsupportedAt, "program_source:11:5");
+    EXPECT_EQ(program.kernels[5].unsupportedAt, "program_source:13:5");
 }
 
 TEST(Module, KeepsItsPromises) {
