@@ -20,8 +20,8 @@ namespace compute::metal {
 /// it.
 void guardPragmas(clang::Preprocessor& preprocessor);
 
-/// The text with `#pragma METAL fp math_mode(safe)` and `fp contract(off)` as Clang says them, and the
-/// same behind _Pragma. They hold to the end of the block, or of the text. No line moves.
+/// The text with `#pragma METAL fp math_mode(safe)` and `fp contract(off)` as Clang says them, and
+/// the same behind _Pragma. They hold to the end of the block, or of the text. No line moves.
 std::string translateMathPragmas(std::string_view source);
 
 } // namespace compute::metal

@@ -61,7 +61,8 @@ TEST(Diagnostics, StayReadableWhenThereAreThousands) {
         source += "int a" + std::to_string(i) + " = b" + std::to_string(i) + ";\n";
     const std::string text = messages(source);
     EXPECT_LT(text.size(), 10'000u);
-    EXPECT_NE(text.find("error: and 2980 more errors\n3000 errors generated.\n"), std::string::npos);
+    EXPECT_NE(text.find("error: and 2980 more errors\n3000 errors generated.\n"),
+              std::string::npos);
 }
 
 } // namespace
