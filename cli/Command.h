@@ -28,7 +28,7 @@ inline constexpr double defaultTimeLimit = 60;
 
 /// Filled while the command line is read; outlives the commands.
 struct Session {
-    /// "host", or empty for what the environment suggests.
+    /// As gpu::Device::systemDefault() understands it, or empty for what the environment suggests.
     std::string deviceName;
     /// Prints what the console reports.
     bool isVerbose = false;
@@ -65,6 +65,7 @@ void addPack(CLI::App& app, Session& session);
 void addUnpack(CLI::App& app, Session& session);
 void addPrelude(CLI::App& app, Session& session);
 void addHistory(CLI::App& app, Session& session);
+void addDevices(CLI::App& app, Session& session);
 void addBench(CLI::App& app, Session& session);
 
 } // namespace cli

@@ -62,8 +62,12 @@ int main(int argc, char** argv) {
         "Print what the console reports while it works, to standard error; with --version: "
         "how well programs are locked in, what they run on, and the sound inputs");
     app.set_version_flag("--version", [&session] { return version(session); });
-    app.add_option("--device", session.deviceName, "Where programs run: host, the processor")
-        ->check(CLI::IsMember({"host"}));
+    app.add_option("--device", session.deviceName,
+                   "Where programs run: host, the processor; auto, the best graphics device or "
+                   "else the processor; vulkan, or vulkan:NAME, as `starloom devices` lists them")
+        ->check([](const std::string& choice) {
+            return gpu::Device::isChoice(choice) ? "" : choice + " names no device";
+        });
     app.fallthrough(); // options of the whole may also stand after the subcommand
     cli::addWindow(app, session);
     cli::addRender(app, session);
@@ -74,6 +78,7 @@ int main(int argc, char** argv) {
     cli::addUnpack(app, session);
     cli::addPrelude(app, session);
     cli::addHistory(app, session);
+    cli::addDevices(app, session);
     cli::addBench(app, session);
     try {
         app.parse(argc, argv);

@@ -17,6 +17,8 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace gpu {
 
@@ -26,13 +28,30 @@ using Pending = std::shared_ptr<void>;
 template <class T>
 using Made = std::function<void(Result<std::shared_ptr<T>>)>;
 
+/// What programs could run on, in words.
+struct DeviceDescription {
+    std::string choice; ///< for SL42_DEVICE
+    std::string name;
+    std::string kind;
+    std::string driver;   ///< empty for the processor
+    std::string limits;   ///< empty for the processor
+    std::string unusable; ///< why programs cannot run on it; empty when they can
+};
+
 class Device {
 public:
     virtual ~Device() = default;
 
-    /// The device that the user chose with SL42_DEVICE, or else the best one of
-    /// this machine. Null, with one line on standard error, when it cannot be had.
+    /// The device that the user chose with SL42_DEVICE: "host", the processor, also without a
+    /// choice; "auto", the best graphics device or else the processor; "vulkan", the best one that
+    /// has a Vulkan driver, also one that is software; "vulkan:" and part of a name. Null, with one
+    /// line on standard error, when that means nothing. A device that does not start is reported
+    /// there, too, and the processor is used.
     static std::shared_ptr<Device> systemDefault();
+    /// Whether systemDefault() understands it.
+    static bool isChoice(std::string_view choice);
+    /// The processor and what has a Vulkan driver. Waits for the drivers.
+    static std::vector<DeviceDescription> list();
 
     /// For people, in one line: how well programs are locked in on this machine, by trying to break
     /// out. Takes some ten milliseconds; any thread.

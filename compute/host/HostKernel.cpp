@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/host/HostKernel.h"
 
+#include "compute/backend/GridRecord.h"
 #include "compute/host/CodeGeneration.h"
 #include "compute/host/loop/ThreadLoop.h"
 #include "compute/host/memory/LeasedMemory.h"
@@ -38,12 +39,6 @@ Bindings withoutNull(Bindings bindings) {
     return bindings;
 }
 
-/// The record that KernelSignature.h describes.
-struct GridRecord {
-    Extent grid;
-    Extent group;
-    std::array<std::uint32_t, maxThreadgroupMemories> arguments{};
-};
 static_assert(sizeof(GridRecord) == kernel::gridRecordWords * sizeof(std::uint32_t));
 
 /// The record that ThreadLoop.h describes.
@@ -142,21 +137,6 @@ private:
     std::uint32_t m_rows;
 };
 
-/// Where the memory of each threadgroup argument begins.
-std::array<std::uint32_t, maxThreadgroupMemories> placeArguments(const Bindings& bindings) {
-    constexpr std::uint32_t alignment = 16;
-    std::array<std::uint32_t, maxThreadgroupMemories> places{};
-    std::uint32_t end = 0;
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        places[i] = end;
-        const std::uint64_t next =
-            (std::uint64_t{end} + bindings.threadgroupBytes[i] + alignment - 1) / alignment *
-            alignment;
-        end = static_cast<std::uint32_t>(std::min<std::uint64_t>(next, kernel::maxGroupBytes));
-    }
-    return places;
-}
-
 using Block = std::shared_ptr<memory::GuardedMemory>;
 
 /// Null when the kernel has no tables in the region.
@@ -197,7 +177,7 @@ public:
         if (begin >= end || grid.height == 0 || grid.depth == 0)
             return;
         const Bindings bindings = withoutNull(given);
-        const GridRecord record{grid, threadsPerThreadgroup, placeArguments(given)};
+        const GridRecord record = gridRecordOf(given, grid, threadsPerThreadgroup);
         const LeasedMemory::Lease common(m_commonMemory);
         prepare(bindings, record, common.data());
         if (m_groups.worksInGroups)

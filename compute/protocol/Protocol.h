@@ -464,10 +464,11 @@ struct Ready {
     std::uint32_t version = 0;
     /// How many questions to the compiler can be answered at the same time; 1 to maxCompileThreads.
     std::uint32_t compileThreads = 0;
+    Name device; ///< what kernels run on, for people
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.version, self.compileThreads);
+        return std::tie(self.version, self.compileThreads, self.device);
     }
 };
 inline constexpr std::uint32_t protocolVersion = 8;

@@ -20,11 +20,12 @@ enum class FaultKind : std::uint32_t {
     Arithmetic,  ///< a trapping division
     Instruction, ///< an instruction that the processor refuses
     Abort,       ///< the service gave up by itself, out of memory for instance
+    DeviceLost,  ///< the graphics device stopped working
     Asked,       ///< the console asked where it stands, to end it then
     Time,        ///< the compiler worked too long on one question
     HeapMemory,  ///< the compiler took too much memory; for which question is said if it is known
 };
-inline constexpr FaultKind lastFault = FaultKind::Abort;
+inline constexpr FaultKind lastFault = FaultKind::DeviceLost;
 
 /// Which work the fault happened in.
 enum class FaultPlace : std::uint32_t { Service, Kernel, Compiler };

@@ -20,6 +20,8 @@ struct Attack {
     long (*perform)(const Target& target);
     /// Anything else would mean that the attempt got as far as being tried.
     int expected = EPERM;
+    /// A driver that makes machine code for the processor must be able to do so.
+    bool isSoftwareDrivers = false;
 };
 
 /// For a process that is locked down.

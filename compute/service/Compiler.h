@@ -5,6 +5,7 @@
 // kernels and compilers misbehave can be tested with one that does so on purpose.
 #pragma once
 
+#include "compute/backend/Device.h"
 #include "compute/backend/Kernel.h"
 #include "compute/protocol/Protocol.h"
 #include "platform/base/Result.h"
@@ -12,6 +13,7 @@
 #include <cstddef>
 #include <memory>
 #include <stop_token>
+#include <string>
 #include <string_view>
 
 namespace compute::service {
@@ -49,10 +51,20 @@ public:
     /// How much stack the threads have that ask it. What it starts a thread of its own for, the
     /// console takes for standing still, since it does not know that thread.
     virtual std::size_t stackBytes() const { return std::size_t{64} << 20; }
+    /// Called once and before warmUp(), where drivers can be loaded: kernels are to run on the
+    /// device of this name instead of the processor. The error says why they cannot.
+    virtual platform::Result<void> openDevice(std::string_view name) {
+        return platform::Error{"There is no device '" + std::string(name) + "'"};
+    }
+    /// What its kernels run on, once it is warm.
+    virtual Device& device() { return m_host; }
     /// Descriptor of the folder that it makes files in from then on; -1 when it makes none.
     virtual int dumpFolder() const { return -1; }
     virtual platform::Result<std::shared_ptr<const Library>>
     compile(std::string_view source, const std::stop_token& stop) = 0;
+
+private:
+    HostDevice m_host;
 };
 
 } // namespace compute::service

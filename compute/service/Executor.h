@@ -13,27 +13,32 @@ namespace compute::service {
 class Executor {
 public:
     /// Fails when there is no memory for arguments by value.
-    static platform::Result<std::unique_ptr<Executor>> create(Replies& replies,
-                                                              protocol::StatusPage& page);
+    static platform::Result<std::unique_ptr<Executor>>
+    create(Replies& replies, protocol::StatusPage& page, Device& device);
     /// Exchanges the job for one that has been executed, which is clear.
     void add(Job& job) { m_queue.add(job); }
 
 private:
-    Executor(Replies& replies, protocol::StatusPage& page,
-             std::shared_ptr<memory::GuardedMemory> inlineArguments,
-             std::shared_ptr<memory::GuardedMemory> noTexture);
+    Executor(Replies& replies, protocol::StatusPage& page, Device& device, Memory inlineArguments,
+             Memory noTexture);
 
     void run(Job& job);
-    void carryOut(const DispatchWork& work, const Job& job);
-    static void carryOut(const FillWork& work, const Job& job);
-    static void carryOut(const CopyWork& work, const Job& job);
-    static void carryOut(const MipmapWork& work, const Job& job);
+    platform::Result<void> carryOut(Job& job);
+    platform::Result<void> carryOut(const DispatchWork& work, const Job& job);
+    platform::Result<void> carryOut(const FillWork& work, const Job& job);
+    platform::Result<void> carryOut(const CopyWork& work, const Job& job);
+    platform::Result<void> carryOut(const MipmapWork& work, const Job& job);
+    /// Waits for the dispatches so far. Does not return when the device is lost.
+    platform::Result<void> finish();
 
     Replies& m_replies;
     protocol::StatusPage& m_page;
-    /// Room for the arguments by value and the samplers of one dispatch, guarded like any buffer.
-    std::shared_ptr<memory::GuardedMemory> m_inlineArguments;
-    std::shared_ptr<memory::GuardedMemory> m_noTexture;
+    Device& m_device;
+    /// Rooms for the arguments by value and the samplers of one dispatch each, guarded like any
+    /// buffer.
+    Memory m_inlineArguments;
+    std::size_t m_usedRooms = 0; ///< by dispatches that may not be done
+    Memory m_noTexture;
     WorkQueue<Job> m_queue; // last, so that its thread ends first
 };
 

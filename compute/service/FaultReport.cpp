@@ -24,6 +24,7 @@ namespace {
 std::atomic<StatusPage*> statusPage = nullptr;
 std::atomic_flag somebodyReports = ATOMIC_FLAG_INIT;
 thread_local bool runsKernels = false;
+std::atomic<bool> unknownThreadsRunKernels = false;
 thread_local std::atomic<std::uint64_t> compiledRequest = 0;
 
 constexpr int exitStatusOfFault = 70;
@@ -78,9 +79,10 @@ void report(int signal, siginfo_t* info, void* context) {
     StatusPage& page = *statusPage.load();
     waitIfSomebodyReports();
     const auto address = reinterpret_cast<std::uint64_t>(info->si_addr);
-    const FaultPlace place = runsKernels && page.job.load() != 0 ? FaultPlace::Kernel
-                             : compiledRequest.load() != 0       ? FaultPlace::Compiler
-                                                                 : FaultPlace::Service;
+    const bool mayRunKernels = runsKernels || unknownThreadsRunKernels;
+    const FaultPlace place = compiledRequest.load() != 0             ? FaultPlace::Compiler
+                             : mayRunKernels && page.job.load() != 0 ? FaultPlace::Kernel
+                                                                     : FaultPlace::Service;
     page.request = compiledRequest.load();
     page.faultAddress = address;
     if (place == FaultPlace::Kernel) {
@@ -144,10 +146,24 @@ void markThisThreadAsKernels() {
     giveThisThreadFaultStack();
 }
 
-void reportPlaceOf(protocol::JobId job) {
+void takeUnknownThreadsForKernels() {
+    unknownThreadsRunKernels = true;
+}
+
+void endForLostDevice(std::optional<std::uint32_t> command) {
+    StatusPage& page = *statusPage.load();
+    waitIfSomebodyReports();
+    page.command = command.value_or(page.command);
+    page.faultPlace = static_cast<std::uint32_t>(FaultPlace::Kernel);
+    page.faultKind = static_cast<std::uint32_t>(FaultKind::DeviceLost);
+    ::_exit(exitStatusOfFault);
+}
+
+void reportPlaceOf(protocol::JobId job, std::optional<std::uint32_t> command) {
     StatusPage& page = *statusPage.load();
     if (page.job.load() != job.value)
         return;
+    page.command = command.value_or(page.command);
     writeHangingPlace(page);
     waitIfSomebodyReports();
     page.faultPlace = static_cast<std::uint32_t>(FaultPlace::Kernel);

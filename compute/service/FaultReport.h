@@ -8,6 +8,8 @@
 #include "compute/protocol/Protocol.h"
 #include "compute/protocol/StatusPage.h"
 
+#include <optional>
+
 namespace compute::service {
 
 /// Installs handlers for the signals of faulty code. They write to `page`, which must stay mapped
@@ -37,7 +39,13 @@ public:
 void markThisThreadAsKernels();
 
 /// Writes where the kernel of this job stands and ends the process, unless the job is done. Takes
-/// some tens of milliseconds.
-void reportPlaceOf(protocol::JobId job);
+/// some tens of milliseconds. `command` is what the device is at, if it knows better than the page.
+void reportPlaceOf(protocol::JobId job, std::optional<std::uint32_t> command);
+
+/// Ends the process because the device of its kernels will never do anything again.
+[[noreturn]] void endForLostDevice(std::optional<std::uint32_t> command);
+
+/// From now on, threads that are not known run kernels, too: those of a driver.
+void takeUnknownThreadsForKernels();
 
 } // namespace compute::service

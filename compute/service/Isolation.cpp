@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/service/Isolation.h"
 
+#include "compute/service/Landlock.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
@@ -34,48 +36,6 @@ bool leaveFiles() {
         return ::umount2(".", MNT_DETACH) == 0 && ::chdir("/") == 0;
     // The system's first file system cannot be replaced.
     return ::chroot(".") == 0 && ::chdir("/") == 0;
-}
-
-// ---- Landlock -----------------------------------------------------------------------------------
-
-// The headers of older systems lack what newer ones can do.
-struct LandlockRuleset {
-    std::uint64_t files = 0;
-    std::uint64_t network = 0;
-    std::uint64_t scopes = 0;
-};
-
-LandlockRuleset everything(int version) {
-    // How many rights there are to files, by version.
-    constexpr int rightsToFiles[] = {0, 13, 14, 15, 15, 16};
-    constexpr int last = static_cast<int>(std::size(rightsToFiles)) - 1;
-    LandlockRuleset all;
-    all.files = (std::uint64_t{1} << rightsToFiles[std::min(version, last)]) - 1;
-    if (version >= 4)
-        all.network = 3; // binding and connecting
-    if (version >= 6)
-        all.scopes = 3; // abstract sockets and signals of others
-    return all;
-}
-
-/// Takes away every right that Landlock knows of. Returns its version, or 0.
-int restrictByLandlock() {
-#ifdef SYS_landlock_create_ruleset
-    constexpr unsigned askForVersion = 1;
-    const long version = ::syscall(SYS_landlock_create_ruleset, nullptr, 0, askForVersion);
-    if (version < 1)
-        return 0;
-    const LandlockRuleset rules = everything(static_cast<int>(version));
-    const std::size_t known = version >= 6 ? sizeof rules : version >= 4 ? 16 : 8;
-    const long ruleset = ::syscall(SYS_landlock_create_ruleset, &rules, known, 0);
-    if (ruleset < 0)
-        return 0;
-    const bool restricted = ::syscall(SYS_landlock_restrict_self, ruleset, 0) == 0;
-    ::close(static_cast<int>(ruleset));
-    return restricted ? static_cast<int>(version) : 0;
-#else
-    return 0;
-#endif
 }
 
 // ---- rights -------------------------------------------------------------------------------------
@@ -121,7 +81,7 @@ bool Isolation::has(std::string_view name) const {
     return (' ' + namespaces + ' ').find(' ' + std::string(name) + ' ') != std::string::npos;
 }
 
-Isolation isolate(bool keepsFiles) {
+Isolation isolate(Files files) {
     Isolation isolation;
     const bool countsApart = countsProcessesApart(::geteuid());
     // In a user namespace of its own, a process may make the others.
@@ -132,11 +92,12 @@ Isolation isolate(bool keepsFiles) {
     add(isolation, ::unshare(CLONE_NEWNET) == 0, "net");
     add(isolation, ::unshare(CLONE_NEWIPC) == 0, "ipc");
     add(isolation, ::unshare(CLONE_NEWUTS) == 0, "uts");
-    add(isolation, !keepsFiles && leaveFiles(), "mount");
+    add(isolation, files == Files::None && leaveFiles(), "mount");
     dropCapabilities();
     ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-    if (!keepsFiles)
-        isolation.landlock = restrictByLandlock();
+    if (files != Files::All)
+        isolation.landlock = restrictByLandlock(
+            files == Files::OfDrivers ? filesOfDrivers() : std::span<const FileRule>());
     // Such changes of rights make the system forget it.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     return isolation;

@@ -5,6 +5,7 @@
 // nothing to find, no capabilities, no access to files. Each is tried, and none is needed.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -22,8 +23,15 @@ struct Isolation {
     bool has(std::string_view name) const;
 };
 
-/// To be called while the process has one thread. Afterwards no file can be opened, unless
-/// `keepsFiles`. The console may have put the process into a process namespace of its own.
-Isolation isolate(bool keepsFiles);
+/// What the process can open once it is isolated.
+enum class Files : std::uint8_t {
+    None,
+    OfDrivers, ///< to read: libraries, what drivers are found by; and graphics devices
+    All,
+};
+
+/// To be called while the process has one thread. The console may have put the process into a
+/// process namespace of its own.
+Isolation isolate(Files files);
 
 } // namespace compute::service

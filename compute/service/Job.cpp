@@ -92,7 +92,7 @@ private:
         SL42_TRY_VOID(checkIndex(binding.index, ParameterKind::Texture));
         auto texture = SL42_TRY(textureOf(binding.texture));
         work.bindings.textures[binding.index] = texture->viewOfKernels();
-        m_job.used.push_back(std::move(texture));
+        use(*texture);
         return {};
     }
     Result<void> bind(const protocol::SamplerBinding& binding, DispatchWork&) {
@@ -102,18 +102,27 @@ private:
     }
     Result<void> bind(const protocol::BufferAddress& binding, DispatchWork& work) {
         auto range = SL42_TRY(rangeOf(binding.buffer, binding.bufferOffset, 1));
-        SL42_TRY_VOID(insertAt(binding.index, binding.offset, range.bytes().data(), work));
+        SL42_TRY_VOID(insertAddressAt(binding.index, binding.offset, range.bytes().data(), work));
         m_job.used.push_back(std::move(range.memory));
         return {};
     }
     Result<void> bind(const protocol::TextureAddress& binding, DispatchWork& work) {
         auto texture = SL42_TRY(textureOf(binding.texture));
-        SL42_TRY_VOID(insertAt(binding.index, binding.offset, texture->viewOfKernels(), work));
-        m_job.used.push_back(std::move(texture));
+        SL42_TRY_VOID(
+            insertAddressAt(binding.index, binding.offset, texture->viewMemory->data(), work));
+        use(*texture);
         return {};
     }
     Result<void> bind(const protocol::SamplerValue& binding, DispatchWork& work) {
         return insertAt(binding.index, binding.offset, recordOf(binding.sampler), work);
+    }
+    void use(const Texture& texture) {
+        m_job.used.push_back(texture.memory);
+        m_job.used.push_back(texture.viewMemory);
+    }
+    Result<void> insertAddressAt(std::uint32_t index, std::uint32_t offset, const std::byte* place,
+                                 const DispatchWork& work) {
+        return insertAt(index, offset, m_resources.device().addressOf(place), work);
     }
     /// Into an argument by value of this dispatch, which comes before.
     template <class T>
@@ -145,18 +154,13 @@ private:
     }
     Result<MemoryRange> rangeOf(protocol::BufferId id, std::uint64_t offset,
                                 std::uint64_t length) const {
-        auto memory = m_resources.find(id);
-        if (!memory)
-            return Error{"a buffer is not known to the compute service"};
+        auto memory = SL42_TRY(m_resources.find(id));
         if (offset > memory->length() || length > memory->length() - offset)
             return Error{"a range leaves its buffer"};
         return MemoryRange{std::move(memory), offset, length};
     }
     Result<std::shared_ptr<Texture>> textureOf(protocol::TextureId id) const {
-        auto texture = m_resources.find(id);
-        if (!texture)
-            return Error{"a texture is not known to the compute service"};
-        return texture;
+        return m_resources.find(id);
     }
 
     std::span<const protocol::Binding> m_bindings; ///< of the dispatches that are still to come

@@ -12,7 +12,7 @@ namespace compute::service {
 
 /// Bytes of a buffer; holds on to the buffer.
 struct MemoryRange {
-    std::shared_ptr<memory::GuardedMemory> memory;
+    Memory memory;
     std::size_t offset = 0;
     std::size_t length = 0;
 
@@ -67,8 +67,8 @@ struct Job {
     std::vector<protocol::InlineBinding> inlineBindings;
     std::vector<Insertion> insertions;
     decltype(protocol::RunCommands::bytes) bytes; ///< what they are parts of
-    /// Buffers and textures, kept alive for the dispatches.
-    std::vector<std::shared_ptr<const void>> used;
+    /// Of buffers and textures: what kernels may reach.
+    std::vector<Memory> used;
     /// Set instead of any work when the command buffer cannot be carried out.
     std::string error;
 

@@ -4,8 +4,14 @@
 
 #include "compute/kernel/pipeline/ExtractKernel.h"
 #include "compute/metal/Frontend.h"
+#include "compute/spirv/ShaderBackend.h"
+
+#include <llvm/Support/xxhash.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <unistd.h>
 
 namespace compute::service {
 
@@ -22,8 +28,8 @@ std::string reasonAgainst(const kernel::KernelDeclaration& declaration) {
 
 class CompiledLibrary final : public Library {
 public:
-    CompiledLibrary(kernel::Program program, std::shared_ptr<const host::HostBackend> backend)
-        : m_program(std::move(program)), m_backend(std::move(backend)) {}
+    CompiledLibrary(kernel::Program program, BuildKernel build)
+        : m_program(std::move(program)), m_build(std::move(build)) {}
 
     std::vector<protocol::Kernel> kernels() const override {
         std::vector<protocol::Kernel> wire;
@@ -45,15 +51,55 @@ public:
                                                 const ConstantValues& constants,
                                                 const std::stop_token& stop) const override {
         return std::shared_ptr<const Kernel>(
-            SL42_TRY(m_backend->build(m_program, function, constants, m_backend->dump(), stop)));
+            SL42_TRY(m_build(m_program, function, constants, stop)));
     }
 
 private:
     kernel::Program m_program;
-    std::shared_ptr<const host::HostBackend> m_backend;
+    BuildKernel m_build;
 };
 
+Fingerprint fingerprintOf(const spirv::Shader& shader) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(shader.words.data());
+    const llvm::XXH128_hash_t hash =
+        llvm::xxh3_128bits({bytes, shader.words.size() * sizeof shader.words[0]});
+    return {hash.low64, hash.high64};
+}
+
+Result<std::shared_ptr<Kernel>>
+buildShader(vulkan::VulkanDevice& device, const kernel::Program& program, std::string_view function,
+            const ConstantValues& constants, const kernel::CompilerOptions& options,
+            const kernel::Dump* dump, const std::stop_token& stop) {
+    auto translated = SL42_TRY(spirv::translate(
+        program, function, constants, device.logical().physical().features, options, dump, stop));
+    KernelDescription description{.name = std::string(function),
+                                  .parameters = std::move(translated.parameters),
+                                  .fingerprint = fingerprintOf(translated.shader),
+                                  .worksInGroups = translated.shader.runsInGroups,
+                                  .optimiserMilliseconds = translated.optimiserMilliseconds,
+                                  .codeGenerationMilliseconds = translated.translationMilliseconds};
+    return device.makeKernel(std::move(description), translated.shader);
+}
+
+/// Of the validation layer: whoever asked for it wants to know of the first one.
+[[noreturn]] void endWith(const char* message) {
+    std::fprintf(stderr, "%s\n", message);
+    ::_exit(1);
+}
+
+bool isSet(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0' && std::string_view(value) != "0";
+}
+
 } // namespace
+
+Result<void> KernelCompiler::openDevice(std::string_view name) {
+    m_device = SL42_TRY(vulkan::VulkanDevice::create(
+        name, {.validation = isSet("SL42_VULKAN_VALIDATION") ? endWith : nullptr,
+               .alwaysCopies = isSet("SL42_VULKAN_COPIES")}));
+    return {};
+}
 
 void KernelCompiler::openFiles() {
     if (auto opened = m_backend->openDump(); !opened)
@@ -73,6 +119,18 @@ int KernelCompiler::dumpFolder() const {
     return m_backend->dump() != nullptr ? m_backend->dump()->folder() : -1;
 }
 
+BuildKernel KernelCompiler::build() const {
+    if (!m_device)
+        return [backend = m_backend](const auto& program, auto function, const auto& constants,
+                                     const auto& stop) {
+            return backend->build(program, function, constants, backend->dump(), stop);
+        };
+    return [backend = m_backend, device = m_device, options = m_options](
+               const auto& program, auto function, const auto& constants, const auto& stop) {
+        return buildShader(*device, program, function, constants, options, backend->dump(), stop);
+    };
+}
+
 Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view source,
                                                                const std::stop_token& stop) {
     if (const kernel::Dump* dump = m_backend->dump())
@@ -80,7 +138,7 @@ Result<std::shared_ptr<const Library>> KernelCompiler::compile(std::string_view 
     auto program = SL42_TRY(metal::compileOnThisThread(source, stop));
     kernel::keepBitcode(program); // kernels are built by several threads
     return std::shared_ptr<const Library>(
-        std::make_shared<CompiledLibrary>(std::move(program), m_backend));
+        std::make_shared<CompiledLibrary>(std::move(program), build()));
 }
 
 } // namespace compute::service

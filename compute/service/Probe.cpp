@@ -19,10 +19,14 @@ using platform::Result;
 
 class Prober {
 public:
-    Result<void> tryAll() {
+    /// With a device, as a service that opens that one; without, for the processor.
+    Result<void> tryAll(Compiler& compiler, std::string_view device) {
         SL42_TRY_VOID(detachFromSurroundings());
         const Target target = SL42_TRY(Target::create());
-        m_isolation = isolate(false);
+        m_isolation = isolate(device.empty() ? Files::None : Files::OfDrivers);
+        if (!device.empty())
+            SL42_TRY_VOID(compiler.openDevice(device));
+        const Driver driver = compiler.device().driver();
         for (const IsolationAttack& attack : isolationAttacks())
             if (attack.isExpectedToFail(m_isolation)) {
                 errno = 0;
@@ -32,9 +36,11 @@ public:
         ::prctl(PR_GET_PDEATHSIG, &signal);
         noteNecessity("end with the console", signal == SIGKILL);
         // As when intermediate code is dumped, which allows the most.
-        SL42_TRY_VOID(lockDown({.codeWriter = target.codeWriter, .dumpFolder = target.folder}));
+        SL42_TRY_VOID(lockDown(
+            {.codeWriter = target.codeWriter, .dumpFolder = target.folder, .driver = driver}));
         for (const Attack& attack : attacks()) {
-            if (attack.expected == ENOMEM && !limitsMemory())
+            if ((attack.expected == ENOMEM && !limitsMemory()) ||
+                (attack.isSoftwareDrivers && driver == Driver::Software))
                 continue;
             errno = 0;
             const bool failed = attack.perform(target) < 0;
@@ -78,9 +84,9 @@ private:
 
 } // namespace
 
-int probe() {
+int probe(Compiler& compiler, std::string_view device) {
     Prober prober;
-    const Result<void> tried = prober.tryAll();
+    const Result<void> tried = prober.tryAll(compiler, device);
     if (!tried)
         std::fprintf(stderr, "BROKEN: %s\n", tried.error().message.c_str());
     std::fprintf(stderr, "%s\n", prober.summary().c_str());

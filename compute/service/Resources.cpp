@@ -15,8 +15,7 @@ using platform::Result;
 namespace {
 
 /// Mapping more than there is would turn a later access into a fault of the service.
-Result<std::shared_ptr<memory::GuardedMemory>> mapWhole(const platform::FileDescriptor& memory,
-                                                        std::uint64_t length) {
+Result<Memory> mapWhole(const platform::FileDescriptor& memory, std::uint64_t length) {
     const off_t size = memory ? ::lseek(memory.get(), 0, SEEK_END) : -1;
     if (size < 0 || static_cast<std::uint64_t>(size) < length)
         return Error{"A buffer came without its memory"};
@@ -27,7 +26,8 @@ Result<std::shared_ptr<memory::GuardedMemory>> mapWhole(const platform::FileDesc
 
 Result<void> Resources::add(const protocol::RegisterBuffer& message,
                             const platform::FileDescriptor& memory) {
-    m_buffers[message.buffer] = SL42_TRY(mapWhole(memory, message.length));
+    m_buffers.insert_or_assign(message.buffer,
+                               m_device.adopt(SL42_TRY(mapWhole(memory, message.length))));
     return {};
 }
 
@@ -51,19 +51,31 @@ Result<void> Resources::add(const protocol::RegisterTexture& message,
         texture->view.slices[i] = {level.slices, level.bytesPerSlice};
     }
     texture->viewMemory = SL42_TRY(memory::GuardedMemory::allocatePacked(sizeof texture->view));
-    std::memcpy(texture->viewMemory->data(), &texture->view, sizeof texture->view);
-    m_textures[message.texture] = std::move(texture);
+    auto given = giveToDevice(*texture);
+    m_textures.insert_or_assign(message.texture,
+                                given ? Result<std::shared_ptr<Texture>>(std::move(texture))
+                                      : std::move(given.error()));
     return {};
 }
 
-std::shared_ptr<memory::GuardedMemory> Resources::find(protocol::BufferId id) const {
-    const auto found = m_buffers.find(id);
-    return found == m_buffers.end() ? nullptr : found->second;
+Result<void> Resources::giveToDevice(Texture& texture) {
+    texture.memory = SL42_TRY(m_device.adopt(std::move(texture.memory)));
+    texture.viewMemory = SL42_TRY(m_device.adopt(std::move(texture.viewMemory)));
+    const TextureView view = viewFor(m_device, texture.view);
+    std::memcpy(texture.viewMemory->data(), &view, sizeof view);
+    return {};
 }
 
-std::shared_ptr<Texture> Resources::find(protocol::TextureId id) const {
+Result<Memory> Resources::find(protocol::BufferId id) const {
+    const auto found = m_buffers.find(id);
+    return found == m_buffers.end() ? Error{"a buffer is not known to the compute service"}
+                                    : found->second;
+}
+
+Result<std::shared_ptr<Texture>> Resources::find(protocol::TextureId id) const {
     const auto found = m_textures.find(id);
-    return found == m_textures.end() ? nullptr : found->second;
+    return found == m_textures.end() ? Error{"a texture is not known to the compute service"}
+                                     : found->second;
 }
 
 } // namespace compute::service

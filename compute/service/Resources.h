@@ -4,8 +4,8 @@
 // The buffers and textures that the console has announced, by id.
 #pragma once
 
+#include "compute/backend/Device.h"
 #include "compute/backend/TextureView.h"
-#include "compute/memory/GuardedMemory.h"
 #include "compute/protocol/Protocol.h"
 #include "compute/types/TextureType.h"
 #include "platform/base/FileDescriptor.h"
@@ -17,8 +17,8 @@ namespace compute::service {
 /// A texture with the memory that it points into. Kernels could write to the view that they see,
 /// so that the service has its own.
 struct Texture {
-    std::shared_ptr<memory::GuardedMemory> memory;
-    std::shared_ptr<memory::GuardedMemory> viewMemory;
+    Memory memory;
+    Memory viewMemory; ///< of the view with the addresses by which kernels know the texels
     TextureView view;
     TextureType type = TextureType::D2;
     const TextureView* viewOfKernels() const {
@@ -29,6 +29,11 @@ struct Texture {
 /// Used by the message thread only; what it hands out lives as long as somebody holds it.
 class Resources {
 public:
+    /// `device` must outlive it and all that it hands out.
+    explicit Resources(Device& device) : m_device(device) {}
+
+    // What the device refuses is no error here, but of whoever asks for it.
+
     platform::Result<void> add(const protocol::RegisterBuffer& message,
                                const platform::FileDescriptor& memory);
     platform::Result<void> add(const protocol::RegisterTexture& message,
@@ -36,13 +41,16 @@ public:
     void remove(protocol::BufferId id) { m_buffers.erase(id); }
     void remove(protocol::TextureId id) { m_textures.erase(id); }
 
-    /// Null when there is none of that id.
-    std::shared_ptr<memory::GuardedMemory> find(protocol::BufferId id) const;
-    std::shared_ptr<Texture> find(protocol::TextureId id) const;
+    platform::Result<Memory> find(protocol::BufferId id) const;
+    platform::Result<std::shared_ptr<Texture>> find(protocol::TextureId id) const;
+    const Device& device() const { return m_device; }
 
 private:
-    std::map<protocol::BufferId, std::shared_ptr<memory::GuardedMemory>> m_buffers;
-    std::map<protocol::TextureId, std::shared_ptr<Texture>> m_textures;
+    platform::Result<void> giveToDevice(Texture& texture);
+
+    Device& m_device;
+    std::map<protocol::BufferId, platform::Result<Memory>> m_buffers;
+    std::map<protocol::TextureId, platform::Result<std::shared_ptr<Texture>>> m_textures;
 };
 
 } // namespace compute::service

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <vector>
 
 namespace compute::service {
 
@@ -22,6 +23,8 @@ using platform::FileDescriptor;
 using platform::Result;
 
 namespace {
+
+constexpr std::string_view hostDevice = "host";
 
 Result<protocol::StatusPage*> mapStatusPage() {
     const FileDescriptor descriptor(protocol::serviceStatusPage);
@@ -34,17 +37,35 @@ Result<protocol::StatusPage*> mapStatusPage() {
     return static_cast<protocol::StatusPage*>(mapping);
 }
 
-Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Compiler& compiler) {
+Files filesFor(std::string_view device, bool dumps) {
+    if (dumps)
+        return Files::All;
+    return device == hostDevice ? Files::None : Files::OfDrivers;
+}
+
+/// With a driver, threads begin that nobody can be told of.
+void prepareFor(Driver driver) {
+    if (driver != Driver::None)
+        takeUnknownThreadsForKernels();
+}
+
+Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Compiler& compiler,
+                                                  std::string_view device) {
     SL42_TRY_VOID(detachFromSurroundings());
     protocol::StatusPage* page = SL42_TRY(mapStatusPage());
     const host::CodeArena* arena = SL42_TRY(host::CodeArena::ofProcess());
     compiler.openFiles();
-    isolate(compiler.dumpFolder() >= 0);
+    isolate(filesFor(device, compiler.dumpFolder() >= 0));
     workers::start(markThisThreadAsKernels);
+    if (device != hostDevice)
+        SL42_TRY_VOID(compiler.openDevice(device));
     compiler.warmUp();
+    const Driver driver = compiler.device().driver();
+    prepareFor(driver);
     reportFaultsTo(*page); // late, since the compiler's libraries install handlers of their own
     auto server = SL42_TRY(Server::create(channel, compiler, *page));
-    SL42_TRY_VOID(lockDown({.codeWriter = arena->writer(), .dumpFolder = compiler.dumpFolder()}));
+    SL42_TRY_VOID(lockDown(
+        {.codeWriter = arena->writer(), .dumpFolder = compiler.dumpFolder(), .driver = driver}));
     return server;
 }
 
@@ -64,10 +85,13 @@ Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Co
 } // namespace
 
 int run(int argumentCount, char** arguments, Compiler& compiler) {
-    if (argumentCount == 2 && std::string_view(arguments[1]) == "--probe")
-        end(probe());
+    const std::vector<std::string_view> words(arguments + 1, arguments + argumentCount);
+    if (!words.empty() && words[0] == "--probe")
+        end(probe(compiler, words.size() > 1 ? words[1] : std::string_view()));
+    const std::string_view device =
+        words.size() == 2 && words[0] == "--device" ? words[1] : hostDevice;
     protocol::Channel channel{FileDescriptor(protocol::serviceSocket)};
-    const auto server = warmUpAndLockDown(channel, compiler);
+    const auto server = warmUpAndLockDown(channel, compiler, device);
     if (!server)
         end(server.error());
     end((*server)->serve());

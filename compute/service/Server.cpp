@@ -21,12 +21,13 @@ Overloaded(F...) -> Overloaded<F...>;
 Result<std::unique_ptr<Server>> Server::create(protocol::Channel& channel, Compiler& compiler,
                                                protocol::StatusPage& page) {
     std::unique_ptr<Server> server(new Server(channel, compiler));
-    server->m_executor = SL42_TRY(Executor::create(server->m_replies, page));
+    server->m_executor = SL42_TRY(Executor::create(server->m_replies, page, server->m_device));
     return server;
 }
 
 Result<void> Server::serve() {
-    m_replies.send(protocol::Ready{protocol::protocolVersion, CompilePool::threadCount()});
+    m_replies.send(protocol::Ready{protocol::protocolVersion, CompilePool::threadCount(),
+                                   m_device.name().substr(0, protocol::maxNameBytes)});
     while (true) {
         protocol::Received received =
             m_channel.receive(protocol::Channel::Descriptors::Accept, true);
@@ -69,7 +70,7 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             return {};
         },
         [&](const protocol::ReportPlace& m) -> Result<void> {
-            reportPlaceOf(m.job);
+            reportPlaceOf(m.job, m_device.commandAtWork());
             return {};
         },
         [&]<class T>(T& question) -> Result<void>

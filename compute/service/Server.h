@@ -22,12 +22,15 @@ private:
     Server(protocol::Channel& channel, Compiler& compiler)
         : m_channel(channel),
           m_replies(channel),
+          m_device(compiler.device()),
+          m_resources(m_device),
           m_compilePool(compiler, m_libraries, m_pipelines, m_replies) {}
 
     platform::Result<void> handle(protocol::Request& request, platform::FileDescriptor memory);
 
     protocol::Channel& m_channel;
     Replies m_replies;
+    Device& m_device;
     Resources m_resources;
     Libraries m_libraries;
     Pipelines m_pipelines;

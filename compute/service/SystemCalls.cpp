@@ -17,6 +17,8 @@
 #include <string>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 #include <vector>
 
@@ -169,6 +171,40 @@ void allowDumping(Filter& filter, int folder) {
     filter.allow(SCMP_SYS(write)); // to descriptors that are not known yet
 }
 
+/// Of graphics devices, which the driver has opened. The first few numbers are nobody's but ours;
+/// what is not a device is a file like any other.
+std::vector<int> openDevices() {
+    constexpr int first = protocol::serviceStatusPage + 1;
+    constexpr int last = 1024;
+    constexpr unsigned memoryDevices = 1; // /dev/null, /dev/urandom and their like
+    std::vector<int> devices;
+    for (int descriptor = first; descriptor < last; ++descriptor) {
+        struct stat status{};
+        if (::fstat(descriptor, &status) == 0 && S_ISCHR(status.st_mode) &&
+            major(status.st_rdev) != memoryDevices)
+            devices.push_back(descriptor);
+    }
+    return devices;
+}
+
+/// A driver has opened its files before, and gets no others. What it asks its device for is between
+/// the two: the filter sees the device, but not the request.
+void allowDriver(Filter& filter) {
+    for (const int device : openDevices()) {
+        filter.allow(SCMP_SYS(ioctl), {isDescriptor(0, device)});
+        filter.allow(SCMP_SYS(mmap), {equals(2, PROT_READ | PROT_WRITE),
+                                      flags(3, MAP_SHARED, MAP_FIXED), isDescriptor(4, device)});
+    }
+    filter.allow(SCMP_SYS(poll));
+    filter.allow(SCMP_SYS(ppoll));
+}
+
+/// Its machine code lies in ordinary memory, so with it, code can be made of data. It is for tests.
+void allowSoftwareDriver(Filter& filter) {
+    for (const std::uint64_t rights : {PROT_READ, PROT_READ | PROT_EXEC})
+        filter.allow(SCMP_SYS(mprotect), {equals(2, rights)});
+}
+
 } // namespace
 
 Result<void> filterSystemCalls(const Privileged& privileged) {
@@ -179,6 +215,10 @@ Result<void> filterSystemCalls(const Privileged& privileged) {
     allowDescriptors(filter, privileged);
     if (privileged.dumpFolder >= 0)
         allowDumping(filter, privileged.dumpFolder);
+    if (privileged.driver != Driver::None)
+        allowDriver(filter);
+    if (privileged.driver == Driver::Software)
+        allowSoftwareDriver(filter);
     return filter.load();
 }
 

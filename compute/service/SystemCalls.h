@@ -5,6 +5,7 @@
 // arguments. It stands alone: whatever else the system grants, nothing rests on it.
 #pragma once
 
+#include "compute/backend/Device.h"
 #include "platform/base/Result.h"
 
 namespace compute::service {
@@ -16,6 +17,7 @@ struct Privileged {
     int codeWriter = -1;
     /// A folder in which files can be made or replaced, but not read.
     int dumpFolder = -1;
+    Driver driver = Driver::None;
 };
 
 /// Descriptors that the process gets from then on have lower numbers, and those that Privileged

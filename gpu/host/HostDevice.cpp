@@ -31,8 +31,10 @@ std::shared_ptr<HostDevice> HostDevice::create() {
     return create(ServiceProcess::findExecutable());
 }
 
-std::shared_ptr<HostDevice> HostDevice::create(const std::string& serviceExecutable) {
-    return std::shared_ptr<HostDevice>(new HostDevice(ServiceClient::start(serviceExecutable)));
+std::shared_ptr<HostDevice> HostDevice::create(const std::string& serviceExecutable,
+                                               const std::string& device) {
+    return std::shared_ptr<HostDevice>(
+        new HostDevice(ServiceClient::start(serviceExecutable, device)));
 }
 
 HostDevice::HostDevice(std::shared_ptr<ServiceClient> client)
@@ -42,8 +44,13 @@ HostDevice::~HostDevice() {
     m_client->stop();
 }
 
-std::string HostDevice::name() const {
+std::string HostDevice::processorName() {
     return "Host processor, " + std::to_string(std::thread::hardware_concurrency()) + " cores";
+}
+
+std::string HostDevice::name() const {
+    const std::string name = m_client->deviceName();
+    return name == "host" ? processorName() : name;
 }
 
 std::shared_ptr<CommandQueue> HostDevice::makeCommandQueue() {

@@ -17,8 +17,13 @@ public:
     /// Returns before the service is ready.
     static std::shared_ptr<HostDevice> create();
     /// With another service program; for tests.
-    static std::shared_ptr<HostDevice> create(const std::string& serviceExecutable);
+    /// `device` is the processor, "host", or one that the service finds through a driver; if it
+    /// finds none, one line on standard error says so, and the processor is used.
+    static std::shared_ptr<HostDevice> create(const std::string& serviceExecutable,
+                                              const std::string& device = "host");
     ~HostDevice() override;
+    /// For people.
+    static std::string processorName();
 
     std::string name() const override;
     std::shared_ptr<CommandQueue> makeCommandQueue() override;

@@ -52,6 +52,8 @@ Deed deedOf(protocol::FaultKind kind) {
     case protocol::FaultKind::Instruction:
         return {"carried out an operation that the processor refuses",
                 "carried out an operation that the processor refuses"};
+    case protocol::FaultKind::DeviceLost:
+        return {"made the graphics device stop", "made the graphics device stop"};
     case protocol::FaultKind::None:
     case protocol::FaultKind::Abort:
     case protocol::FaultKind::Asked:

@@ -159,7 +159,8 @@ std::chrono::milliseconds JobQueue::timeLimitOf(const Job& job) const {
 std::optional<Milliseconds> JobQueue::timeOfFirst(const ThreadGroup& kernels) const {
     if (!isFirstMeasured())
         return std::nullopt;
-    return m_usage.processorTime(kernels);
+    const Milliseconds waited = m_countsWaiting ? m_usage.idleTime(kernels) : 0ms;
+    return m_usage.processorTime(kernels) + waited;
 }
 
 std::optional<Milliseconds> JobQueue::timeLeft(const ThreadGroup& kernels) const {
@@ -178,7 +179,7 @@ std::optional<Death> JobQueue::overdue(const ThreadGroup& kernels) const {
         return std::nullopt;
     if (*used >= timeLimitOf(*m_jobs.front()))
         return Death::JobTimeLimit;
-    if (m_usage.idleTime(kernels) >= idleLimit)
+    if (!m_countsWaiting && m_usage.idleTime(kernels) >= idleLimit)
         return Death::JobStalled;
     return std::nullopt;
 }

@@ -30,6 +30,9 @@ public:
     void setTimeLimit(std::chrono::milliseconds limit) { m_timeLimit = limit; }
     std::chrono::milliseconds timeLimit() const { return m_timeLimit; }
     void setProvingTime(std::chrono::milliseconds time) { m_provingTime = time; }
+    /// Whether kernels run somewhere else than on the service's threads: then the time in which
+    /// these wait is the kernel's.
+    void countWaiting(bool counts) { m_countsWaiting = counts; }
 
     void add(std::shared_ptr<Job> job) { m_jobs.push(std::move(job)); }
     /// Of those that have not been completed.
@@ -87,6 +90,7 @@ private:
     Usage m_usage; ///< of the job m_measured
     compute::protocol::JobId m_measured;
     bool m_idleSinceRead = false;
+    bool m_countsWaiting = false;
 };
 
 } // namespace gpu::host

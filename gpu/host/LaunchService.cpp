@@ -30,12 +30,15 @@ constexpr std::size_t stackBytes = 64u << 10;
 /// No descriptor of the child has such a number.
 constexpr int outOfTheWay = 16;
 
+/// The last are those by which the Vulkan loader is told where drivers are.
+constexpr std::string_view keptVariables[] = {"SL42_", "LD_LIBRARY_PATH=", "VK_"};
+
 std::vector<std::string> environmentOfService() {
     std::vector<std::string> environment;
     for (char** entry = ::environ; *entry != nullptr; ++entry)
-        if (std::strncmp(*entry, "SL42_", 5) == 0 ||
-            std::strncmp(*entry, "LD_LIBRARY_PATH=", 16) == 0)
-            environment.emplace_back(*entry);
+        for (const std::string_view kept : keptVariables)
+            if (std::string_view(*entry).starts_with(kept))
+                environment.emplace_back(*entry);
     return environment;
 }
 

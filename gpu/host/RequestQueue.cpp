@@ -30,6 +30,7 @@ const char* breakdownMessage(std::uint32_t faultKind) {
     case protocol::FaultKind::Arithmetic:
     case protocol::FaultKind::Instruction:
     case protocol::FaultKind::Abort:
+    case protocol::FaultKind::DeviceLost:
     case protocol::FaultKind::Asked:
         break;
     }

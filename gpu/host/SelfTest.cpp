@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace gpu::host {
 
@@ -54,24 +55,34 @@ std::string lastLineOf(std::string text) {
 
 } // namespace
 
-Result<SandboxTest> testSandbox(const std::string& executable) {
+Result<Answer> askService(const std::string& executable, std::vector<std::string> arguments) {
     int ends[2] = {-1, -1};
     if (::pipe2(ends, O_CLOEXEC) != 0)
         return Error{std::string("Cannot make a pipe: ") + std::strerror(errno)};
     const FileDescriptor readEnd(ends[0]);
     FileDescriptor writeEnd(ends[1]);
-    const pid_t pid = SL42_TRY(launch(
-        {.executable = executable, .arguments = {"--probe"}, .descriptors = {writeEnd.get()}}));
+    const pid_t pid = SL42_TRY(launch({.executable = executable,
+                                       .arguments = std::move(arguments),
+                                       .descriptors = {writeEnd.get()}}));
     writeEnd.reset();
-    SandboxTest test;
-    test.report = readAll(readEnd);
-    test.summary = lastLineOf(test.report);
+    Answer answer{.text = readAll(readEnd)};
     ::kill(pid, SIGKILL); // does not change how it ended, if it has
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    test.isTight =
-        WIFEXITED(status) && WEXITSTATUS(status) == 0 && test.summary.starts_with("sandbox: ");
+    answer.succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return answer;
+}
+
+Result<SandboxTest> testSandbox(const std::string& executable, const std::string& device) {
+    std::vector<std::string> arguments = {"--probe"};
+    if (!device.empty())
+        arguments.push_back(device);
+    Answer answer = SL42_TRY(askService(executable, std::move(arguments)));
+    SandboxTest test;
+    test.summary = lastLineOf(answer.text);
+    test.report = std::move(answer.text);
+    test.isTight = answer.succeeded && test.summary.starts_with("sandbox: ");
     return test;
 }
 

@@ -7,6 +7,7 @@
 #include "platform/base/Result.h"
 
 #include <string>
+#include <vector>
 
 namespace gpu::host {
 
@@ -16,7 +17,18 @@ struct SandboxTest {
     std::string summary;  ///< the last of them
 };
 
-/// Takes some ten milliseconds. The error says why the service could not be asked.
-platform::Result<SandboxTest> testSandbox(const std::string& executable);
+/// What the service answers to `arguments`, on which it does that and ends. Waits for some seconds
+/// at most.
+struct Answer {
+    std::string text;
+    bool succeeded = false;
+};
+platform::Result<Answer> askService(const std::string& executable,
+                                    std::vector<std::string> arguments);
+
+/// Takes some ten milliseconds, longer for a device other than the processor. The error says why
+/// the service could not be asked.
+platform::Result<SandboxTest> testSandbox(const std::string& executable,
+                                          const std::string& device = "");
 
 } // namespace gpu::host

@@ -9,8 +9,9 @@ namespace gpu::host {
 namespace protocol = compute::protocol;
 using platform::Lock;
 
-std::shared_ptr<ServiceClient> ServiceClient::start(std::string executable) {
-    std::shared_ptr<ServiceClient> client(new ServiceClient(std::move(executable)));
+std::shared_ptr<ServiceClient> ServiceClient::start(std::string executable, std::string device) {
+    std::shared_ptr<ServiceClient> client(
+        new ServiceClient(std::move(executable), std::move(device)));
     client->m_watcher = std::thread([client] { client->watch(); });
     return client;
 }
@@ -23,6 +24,11 @@ void ServiceClient::stop() {
     m_wakeUp.signal();
     m_watcher.join();
     m_callbacks.finish();
+}
+
+std::string ServiceClient::deviceName() const {
+    const Lock lock(m_mutex);
+    return m_deviceName.empty() ? m_device : m_deviceName;
 }
 
 void ServiceClient::replaceService() {

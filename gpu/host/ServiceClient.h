@@ -28,11 +28,14 @@ public:
                      compute::protocol::ReleaseLibrary, compute::protocol::ReleasePipeline>;
 
     /// Returns at once; the service warms up meanwhile.
-    static std::shared_ptr<ServiceClient> start(std::string executable);
+    /// Kernels run on `device`, or on the processor if that one does not start.
+    static std::shared_ptr<ServiceClient> start(std::string executable, std::string device);
     /// Ends the service and the threads; whatever is unfinished fails. To be called once before
     /// the last reference goes.
     void stop();
 
+    /// What kernels run on, for people; as far as it is known yet.
+    std::string deviceName() const;
     /// Ids are not used twice, whatever they stand for.
     std::uint64_t newId() { return m_ids.next(); }
     void submit(std::shared_ptr<Job> job);
@@ -61,7 +64,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    explicit ServiceClient(std::string executable) : m_executable(std::move(executable)) {}
+    ServiceClient(std::string executable, std::string device)
+        : m_executable(std::move(executable)), m_device(std::move(device)) {}
 
     Pending ask(RequestQueue::Question question, std::shared_ptr<Program> program,
                 std::shared_ptr<Pipeline> pipeline, RequestQueue::Answered answered);
@@ -94,6 +98,7 @@ private:
                 std::optional<compute::protocol::JobId> suspect);
     void runWasUseless(const std::string& reason) SL42_REQUIRES(m_mutex);
     void giveUp(const std::string& reason) SL42_REQUIRES(m_mutex);
+    void goOnWithHost() SL42_REQUIRES(m_mutex);
 
     const std::string m_executable;
     const WakeUp m_wakeUp;
@@ -103,6 +108,8 @@ private:
 
     mutable platform::Mutex m_mutex;
     bool m_stopping SL42_GUARDED_BY(m_mutex) = false;
+    std::string m_device SL42_GUARDED_BY(m_mutex);     ///< that the service is asked for
+    std::string m_deviceName SL42_GUARDED_BY(m_mutex); ///< as the service says
     ServiceLife m_life SL42_GUARDED_BY(m_mutex){m_wakeUp};
     RequestQueue m_requests SL42_GUARDED_BY(m_mutex){m_ids, m_callbacks};
     JobQueue m_jobs SL42_GUARDED_BY(m_mutex){m_callbacks};

@@ -78,6 +78,7 @@ public:
     // ---- all runs
 
     void wasUseful() { m_failedRuns = 0; }
+    unsigned failedRuns() const { return m_failedRuns; }
     /// True when too many runs in a row were of no use.
     bool wasUseless() { return ++m_failedRuns >= maxFailedRuns; }
     void giveUp(const std::string& reason);

@@ -43,8 +43,8 @@ std::string ServiceProcess::findExecutable() {
     return folder.parent_path() / "libexec" / "starloom42" / "starloom-compute";
 }
 
-Result<std::unique_ptr<ServiceProcess>> ServiceProcess::start(const std::string& executable,
-                                                              bool mayIsolate) {
+Result<std::unique_ptr<ServiceProcess>>
+ServiceProcess::start(const std::string& executable, const std::string& device, bool mayIsolate) {
     auto page = SL42_TRY(SharedMemory::create(protocol::statusPageBytes, "status"));
     if (page->bytes().empty())
         return Error{"Cannot map the status page of the compute service"};
@@ -53,7 +53,7 @@ Result<std::unique_ptr<ServiceProcess>> ServiceProcess::start(const std::string&
     const FileDescriptor errors = messages.takeWriteEnd();
     const pid_t pid =
         SL42_TRY(launch({.executable = executable,
-                         .arguments = {},
+                         .arguments = {"--device", device},
                          .descriptors = {errors.get(), theirs.get(), page->descriptor()},
                          .mayIsolate = mayIsolate}));
     return std::unique_ptr<ServiceProcess>(

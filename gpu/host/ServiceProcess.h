@@ -44,9 +44,9 @@ public:
 
     /// Must be called on a thread that lives as long as the process shall: the kernel ends it
     /// together with that thread. Some systems grant namespaces in which it then cannot run;
-    /// without `mayIsolate` it has none to begin with.
-    static platform::Result<std::unique_ptr<ServiceProcess>> start(const std::string& executable,
-                                                                   bool mayIsolate);
+    /// without `mayIsolate` it has none to begin with. Kernels run on `device`.
+    static platform::Result<std::unique_ptr<ServiceProcess>>
+    start(const std::string& executable, const std::string& device, bool mayIsolate);
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;

@@ -9,7 +9,9 @@
 #include "gpu/host/ServiceClient.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <poll.h>
+#include <string_view>
 
 namespace gpu::host {
 
@@ -28,6 +30,12 @@ constexpr Milliseconds idleLimitOfStart = 3s;
 constexpr Milliseconds shortestInterval = 50ms;
 constexpr Milliseconds longestInterval = 100ms;
 constexpr Milliseconds longestIntervalAtRest = 500ms;
+
+constexpr std::string_view hostDevice = "host";
+/// Best there is, whichever that is.
+constexpr std::string_view automaticDevice = "auto";
+/// The second is without namespaces, which are the other thing that a driver may not like.
+constexpr unsigned failedStartsOfDevice = 2;
 
 } // namespace
 
@@ -60,12 +68,15 @@ bool ServiceClient::needsService() const {
 
 void ServiceClient::startService() {
     bool mayIsolate = false;
+    std::string device;
     {
         const Lock lock(m_mutex);
         mayIsolate = m_life.begin();
+        device = m_device;
         m_jobs.forgetTimes();
+        m_jobs.countWaiting(device != hostDevice);
     }
-    auto started = ServiceProcess::start(m_executable, mayIsolate);
+    auto started = ServiceProcess::start(m_executable, device, mayIsolate);
     const Lock lock(m_mutex);
     if (!started)
         return runWasUseless(started.error().message);
@@ -129,6 +140,7 @@ std::optional<Death> ServiceClient::receiveReplies(ServiceProcess& process) {
 bool ServiceClient::handle(const protocol::Ready& ready) {
     if (!m_life.take(ready))
         return false;
+    m_deviceName = ready.device;
     m_times.watchThreads(m_life.process()->id());
     pump();
     return true;
@@ -239,8 +251,21 @@ void ServiceClient::settle(Death death, const ServiceProcess& process,
 }
 
 void ServiceClient::runWasUseless(const std::string& reason) {
-    if (m_life.wasUseless())
+    const bool tooOften = m_life.wasUseless();
+    if (m_device != hostDevice && m_life.failedRuns() >= failedStartsOfDevice)
+        return goOnWithHost();
+    if (tooOften)
         giveUp(reason);
+}
+
+/// The service has said why.
+void ServiceClient::goOnWithHost() {
+    if (m_device != automaticDevice)
+        std::fprintf(stderr,
+                     "Programs run on the processor, since the device '%s' does not start\n",
+                     m_device.c_str());
+    m_device = hostDevice;
+    m_life.wasUseful();
 }
 
 void ServiceClient::giveUp(const std::string& reason) {

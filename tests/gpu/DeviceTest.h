@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 //
 // What every test of the conformance suite starts from. The parameter is the device's name as
-// SL42_DEVICE takes it; a new device joins the suite by adding its name to `deviceNames`.
+// SL42_DEVICE takes it; the build runs the suite once for each kind of device.
 #pragma once
 
 #include "gpu/Device.h"
@@ -10,17 +10,28 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace test {
 
-inline constexpr const char* deviceNames[] = {"host"};
+/// The one that SL42_DEVICE names; else the processor.
+inline std::vector<std::string> deviceNames() {
+    const char* name = std::getenv("SL42_DEVICE");
+    return {name != nullptr ? name : "host"};
+}
 
-class DeviceTest : public ::testing::TestWithParam<const char*> {
+class DeviceTest : public ::testing::TestWithParam<std::string> {
 protected:
     /// One device of each kind serves the whole suite.
     DeviceTest();
+
+    /// Kernels run on the processor, which tells where a thread stands and what it reaches for. On
+    /// a graphics device shaders are made so that nothing outside is reached, and where a thread
+    /// stands is not known; the software driver ends every loop by itself.
+    static bool isProcessor() { return GetParam() == "host"; }
 
     /// A program: the usual two lines and the body.
     static std::string text(const std::string& body);
@@ -72,5 +83,9 @@ std::span<const std::byte> bytes(const auto& value) {
 } // namespace test
 
 #define SL42_ON_EVERY_DEVICE(suite)                                                                \
-    INSTANTIATE_TEST_SUITE_P(Devices, suite, ::testing::ValuesIn(test::deviceNames),               \
-                             [](const auto& info) { return std::string(info.param); })
+    INSTANTIATE_TEST_SUITE_P(Devices, suite, ::testing::ValuesIn(test::deviceNames()),             \
+                             [](const auto& info) { return info.param; })
+
+#define SL42_ON_THE_PROCESSOR_ONLY()                                                               \
+    if (!isProcessor())                                                                            \
+    GTEST_SKIP() << "graphics devices reach nothing outside and do not tell lines"

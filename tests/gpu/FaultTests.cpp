@@ -26,6 +26,7 @@ protected:
 SL42_ON_EVERY_DEVICE(FaultTest);
 
 TEST_P(FaultTest, EndlessLoopIsStoppedAtTheLongerTimeLimit) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     device->setTimeLimit(std::chrono::milliseconds(300));
     for (const auto& [limit, message] :
          {std::pair(900, "ran longer than 0.9 s"), std::pair(100, "ran longer than 0.3 s")}) {
@@ -51,6 +52,7 @@ TEST_P(FaultTest, EndlessLoopIsStoppedAtTheLongerTimeLimit) {
 }
 
 TEST_P(FaultTest, AccessFarOutsideABufferIsAnErrorAndHarmsNoOther) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     const auto neighbours = bufferOf(std::vector<std::uint32_t>(1024, 7));
     // The last one faults late, on whichever core has the end of the grid.
     for (const char* index : {"0x7fffffffu", "0xffffffffu", "i * 0x01000000u + 0x10000000u",
@@ -67,6 +69,7 @@ TEST_P(FaultTest, AccessFarOutsideABufferIsAnErrorAndHarmsNoOther) {
 }
 
 TEST_P(FaultTest, AStoppedKernelTakesNoBindingsFromOthers) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     device->setTimeLimit(std::chrono::milliseconds(200));
     const auto endless =
         pipeline("kernel void run(device uint* data [[buffer(0)]], device uint* more [[buffer(3)]],"

@@ -69,6 +69,7 @@ constexpr const char* wrote = "wrote outside of memory";
 constexpr const char* read = "read outside of memory";
 
 TEST_P(PlaceTest, AccessesOutsideOfMemory) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     for (const WrongKernel& wrong : {
              WrongKernel{"write in straight code", inKernel(R"(
     data[i] = data[i] * 3;
@@ -114,6 +115,7 @@ TEST_P(PlaceTest, AccessesOutsideOfMemory) {
 }
 
 TEST_P(PlaceTest, LoopsWithoutEnd) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     for (const WrongKernel& wrong : {
              WrongKernel{"the same way for all", inKernel(R"(
     for (int k = 0; k < 8; ++k)
@@ -240,6 +242,7 @@ TEST_P(PlaceTest, LoopsAroundBarriers) {
 }
 
 TEST_P(PlaceTest, CallsThatLedThere) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     for (const WrongKernel& wrong : {
              WrongKernel{"write", R"(
 void put(device uint* data, uint at) {
@@ -313,6 +316,7 @@ protected:
 SL42_ON_EVERY_DEVICE(SharedPlaceTest);
 
 TEST_P(SharedPlaceTest, CallsThatLedThere) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     expectPlace({"write", withCalls("    data[at] = x; // @1\n", "i + 0x70000000u"), wrote});
     expectPlace({"read", withCalls("    x ^= data[at]; // @1\n", "i * 0x01000000u"), read});
     expectPlace({"loop",

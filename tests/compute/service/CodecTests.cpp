@@ -61,8 +61,8 @@ std::vector<Bytes> exampleMessages() {
                           .message = {},
                           .parameters = kernel.parameters,
                           .fingerprint = {1, 2}};
-    return {encoded<Reply>(Ready{protocolVersion, 2}), encoded<Reply>(library),
-            encoded<Reply>(pipeline),
+    return {encoded<Reply>(Ready{protocolVersion, 2, std::string("device")}),
+            encoded<Reply>(library), encoded<Reply>(pipeline),
             encoded<Reply>(JobDone{.job = {9}, .message = std::string("no")})};
 }
 

@@ -8,8 +8,8 @@
 
 namespace test {
 
-Console::Console(const std::string& service)
-    : device(gpu::host::HostDevice::create(service)),
+Console::Console(const std::string& service, const std::string& deviceName)
+    : device(gpu::host::HostDevice::create(service, deviceName)),
       queue(device->makeCommandQueue()),
       buffer(device->makeBuffer(counters * 4, gpu::StorageMode::Shared)) {}
 

@@ -19,7 +19,8 @@ class Console : public ::testing::Test {
 protected:
     static constexpr std::size_t counters = 64;
 
-    explicit Console(const std::string& service = FAKE_COMPUTE);
+    explicit Console(const std::string& service = FAKE_COMPUTE,
+                     const std::string& deviceName = "host");
 
     std::shared_ptr<gpu::ComputePipelineState> pipeline(const std::string& kernel,
                                                         const std::string& text = {});

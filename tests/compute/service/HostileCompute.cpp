@@ -58,7 +58,7 @@ LibraryCompiled compiled(RequestId id) {
 /// Calls `serve` for every message that arrives.
 template <class Serve>
 void serveEach(Serve serve) {
-    send(reply(Ready{protocolVersion, 2}));
+    send(reply(Ready{protocolVersion, 2, {}}));
     while (true) {
         const auto received = channel().receive(Channel::Descriptors::Accept, true);
         if (received.status != ReceiveStatus::Message)
@@ -152,11 +152,13 @@ void flood(RequestId id) {
 const std::map<std::string, std::function<void()>> behaviours = {
     {"exit", [] {}},
     {"close", closeAndWait},
-    {"other-version", [] { sendAndWait({reply(Ready{protocolVersion + 1, 2})}); }},
+    {"other-version", [] { sendAndWait({reply(Ready{protocolVersion + 1, 2, {}})}); }},
     {"garbage", [] { sendAndWait({Bytes(100, std::byte{0xA5})}); }},
     {"empty-packet", [] { sendAndWait({Bytes()}); }},
     {"twice-ready",
-     [] { sendAndWait({reply(Ready{protocolVersion, 2}), reply(Ready{protocolVersion, 2})}); }},
+     [] {
+         sendAndWait({reply(Ready{protocolVersion, 2, {}}), reply(Ready{protocolVersion, 2, {}})});
+     }},
     {"oversized", sendTooMuchAtOnce},
     {"truncated", [] { answerWith([](Bytes& bytes) { bytes.resize(bytes.size() / 2); }); }},
     {"trailing", [] { answerWith([](Bytes& bytes) { bytes.push_back({}); }); }},

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+#include "compute/vulkan/Features.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace compute::vulkan {
+
+// ---- features -----------------------------------------------------------------------------------
+
+template <class Self, class Visit>
+void Features::forEachNeeded(Self& self, const Visit& visit) {
+    visit(self.m_features.features.shaderInt64, "shaderInt64");
+    visit(self.m_features.features.shaderInt16, "shaderInt16");
+    visit(self.m_11.storageBuffer16BitAccess, "storageBuffer16BitAccess");
+    visit(self.m_12.storageBuffer8BitAccess, "storageBuffer8BitAccess");
+    visit(self.m_12.shaderInt8, "shaderInt8");
+    visit(self.m_12.bufferDeviceAddress, "bufferDeviceAddress");
+    visit(self.m_12.timelineSemaphore, "timelineSemaphore");
+    visit(self.m_12.vulkanMemoryModel, "vulkanMemoryModel");
+    visit(self.m_12.vulkanMemoryModelDeviceScope, "vulkanMemoryModelDeviceScope");
+    visit(self.m_13.shaderZeroInitializeWorkgroupMemory, "shaderZeroInitializeWorkgroupMemory");
+    visit(self.m_13.maintenance4,
+          "maintenance4"); // sizes of workgroups as specialisation constants
+}
+
+void Features::link(bool withAtomicFloat) {
+    m_features.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FEATURES_2;
+    m_11.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_1_FEATURES;
+    m_12.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES;
+    m_13.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES;
+    m_atomicFloat.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SHADER_ATOMIC_FLOAT_FEATURES_EXT;
+    m_features.pNext = &m_11;
+    m_11.pNext = &m_12;
+    m_12.pNext = &m_13;
+    m_13.pNext = withAtomicFloat ? &m_atomicFloat : nullptr;
+}
+
+Features::Features(VkPhysicalDevice device) {
+    link(true);
+    vkGetPhysicalDeviceFeatures2(device, &m_features);
+}
+
+Features::Features(const spirv::Features& wanted) {
+    link(wanted.floatAtomicAdd);
+    forEachNeeded(*this, [](VkBool32& feature, const char*) { feature = VK_TRUE; });
+    m_12.shaderFloat16 = wanted.float16 ? VK_TRUE : VK_FALSE;
+    m_features.features.shaderFloat64 = wanted.float64 ? VK_TRUE : VK_FALSE;
+    m_12.shaderBufferInt64Atomics = wanted.int64Atomics ? VK_TRUE : VK_FALSE;
+    m_12.shaderSharedInt64Atomics = wanted.int64Atomics ? VK_TRUE : VK_FALSE;
+    m_13.subgroupSizeControl = wanted.subgroupThreads != 0 ? VK_TRUE : VK_FALSE;
+    m_13.computeFullSubgroups = wanted.subgroupThreads != 0 ? VK_TRUE : VK_FALSE;
+    m_atomicFloat.shaderBufferFloat32Atomics = VK_TRUE;
+    m_atomicFloat.shaderBufferFloat32AtomicAdd = VK_TRUE;
+    m_atomicFloat.shaderSharedFloat32Atomics = VK_TRUE;
+    m_atomicFloat.shaderSharedFloat32AtomicAdd = VK_TRUE;
+}
+
+const char* Features::missing() const {
+    const char* first = nullptr;
+    forEachNeeded(*this, [&](VkBool32 feature, const char* name) {
+        if (feature != VK_TRUE && first == nullptr)
+            first = name;
+    });
+    return first;
+}
+
+// ---- properties ---------------------------------------------------------------------------------
+
+Properties::Properties(VkPhysicalDevice device) : m_features(device) {
+    m_properties.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_PROPERTIES_2;
+    m_11.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_1_PROPERTIES;
+    m_12.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_PROPERTIES;
+    m_13.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_PROPERTIES;
+    m_hostMemory.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_EXTERNAL_MEMORY_HOST_PROPERTIES_EXT;
+    m_properties.pNext = &m_11;
+    m_11.pNext = &m_12;
+    m_12.pNext = &m_13;
+    m_13.pNext = &m_hostMemory;
+    vkGetPhysicalDeviceProperties2(device, &m_properties);
+    std::uint32_t count = 0;
+    vkEnumerateDeviceExtensionProperties(device, nullptr, &count, nullptr);
+    m_extensions.resize(count);
+    if (vkEnumerateDeviceExtensionProperties(device, nullptr, &count, m_extensions.data()) !=
+        VK_SUCCESS)
+        count = 0;
+    m_extensions.resize(count);
+}
+
+bool Properties::hasExtension(const char* name) const {
+    return std::ranges::any_of(m_extensions, [&](const VkExtensionProperties& extension) {
+        return std::strcmp(extension.extensionName, name) == 0;
+    });
+}
+
+std::string Properties::driverName() const {
+    return std::string(m_12.driverName) + ", " + m_12.driverInfo;
+}
+
+std::uint64_t Properties::maxBufferBytes() const {
+    return std::min(m_13.maxBufferSize, m_11.maxMemoryAllocationSize);
+}
+
+std::uint64_t Properties::importAlignment() const {
+    return hasExtension(VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME)
+               ? m_hostMemory.minImportedHostPointerAlignment
+               : 0;
+}
+
+bool Properties::hasSubgroupsOf(std::uint32_t threads) const {
+    constexpr VkSubgroupFeatureFlags operations =
+        VK_SUBGROUP_FEATURE_BASIC_BIT | VK_SUBGROUP_FEATURE_VOTE_BIT |
+        VK_SUBGROUP_FEATURE_BALLOT_BIT | VK_SUBGROUP_FEATURE_SHUFFLE_BIT |
+        VK_SUBGROUP_FEATURE_SHUFFLE_RELATIVE_BIT;
+    return m_features.of13().subgroupSizeControl == VK_TRUE &&
+           m_features.of13().computeFullSubgroups == VK_TRUE &&
+           (m_13.requiredSubgroupSizeStages & VK_SHADER_STAGE_COMPUTE_BIT) != 0 &&
+           (m_11.subgroupSupportedStages & VK_SHADER_STAGE_COMPUTE_BIT) != 0 &&
+           (m_11.subgroupSupportedOperations & operations) == operations &&
+           m_13.minSubgroupSize <= threads && threads <= m_13.maxSubgroupSize;
+}
+
+spirv::Features Properties::shaderFeatures() const {
+    constexpr std::uint32_t simdGroupThreads = 32;
+    const auto& atomicFloat = m_features.atomicFloat();
+    return {.float16 = m_features.of12().shaderFloat16 == VK_TRUE &&
+                       m_12.shaderRoundingModeRTEFloat16 == VK_TRUE,
+            .float64 = m_features.plain().shaderFloat64 == VK_TRUE,
+            .int64Atomics = m_features.of12().shaderBufferInt64Atomics == VK_TRUE &&
+                            m_features.of12().shaderSharedInt64Atomics == VK_TRUE,
+            .floatAtomicAdd = hasExtension(VK_EXT_SHADER_ATOMIC_FLOAT_EXTENSION_NAME) &&
+                              atomicFloat.shaderBufferFloat32Atomics == VK_TRUE &&
+                              atomicFloat.shaderSharedFloat32Atomics == VK_TRUE &&
+                              atomicFloat.shaderBufferFloat32AtomicAdd == VK_TRUE &&
+                              atomicFloat.shaderSharedFloat32AtomicAdd == VK_TRUE,
+            .preservesNan = m_12.shaderSignedZeroInfNanPreserveFloat32 == VK_TRUE,
+            .flushesDenormals = m_12.shaderDenormFlushToZeroFloat32 == VK_TRUE,
+            .roundsToEven = m_12.shaderRoundingModeRTEFloat32 == VK_TRUE,
+            .fusesMultiplyAdd = false, // nobody has asked by running it
+            .subgroupThreads = hasSubgroupsOf(simdGroupThreads) ? simdGroupThreads : 0};
+}
+
+std::string Properties::whatIsMissing() const {
+    const char* missing = m_features.missing();
+    return missing == nullptr ? std::string() : "its driver lacks " + std::string(missing);
+}
+
+} // namespace compute::vulkan

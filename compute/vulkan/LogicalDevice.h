@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The connection to one device: its queue, its memory, and the functions of extensions.
+#pragma once
+
+#include "compute/vulkan/Handle.h"
+#include "compute/vulkan/PhysicalDevice.h"
+#include "platform/base/Result.h"
+
+#include <cstddef>
+#include <memory>
+#include <span>
+
+namespace compute::vulkan {
+
+/// A buffer with an address of the device, and its memory.
+struct DeviceBuffer {
+    MemoryHandle memory;
+    BufferHandle buffer; ///< goes first
+    std::uint64_t address = 0;
+    /// Where the process sees it.
+    std::byte* data = nullptr;
+};
+
+class LogicalDevice {
+public:
+    static platform::Result<std::unique_ptr<LogicalDevice>> create(const PhysicalDevice& physical);
+    ~LogicalDevice();
+    LogicalDevice(const LogicalDevice&) = delete;
+    LogicalDevice& operator=(const LogicalDevice&) = delete;
+
+    VkDevice get() const { return m_device; }
+    VkQueue queue() const { return m_queue; }
+    std::uint32_t queueFamily() const { return m_queueFamily; }
+    const PhysicalDevice& physical() const { return m_physical; }
+    VkPipelineCache pipelineCache() const { return m_pipelineCache.get(); }
+
+    // Any thread may call these.
+
+    /// Memory that device and process see at once, of the driver's making. Undefined contents.
+    platform::Result<DeviceBuffer> allocate(std::size_t bytes) const;
+    /// Memory of this process, which becomes the device's, too, where it lies. Whole pages; they
+    /// must stay as long as the buffer.
+    platform::Result<DeviceBuffer> import(std::span<std::byte> pages) const;
+    /// Whether import() can do that.
+    bool canImport(std::span<const std::byte> pages) const;
+
+private:
+    explicit LogicalDevice(PhysicalDevice physical) : m_physical(std::move(physical)) {}
+    platform::Result<void> open();
+    platform::Result<DeviceBuffer> makeBuffer(std::size_t bytes, const void* external) const;
+    platform::Result<void> bind(DeviceBuffer& buffer, const VkMemoryRequirements& needs,
+                                std::uint32_t types, const void* import) const;
+    /// The first of `types` that the process sees without asking; cached where possible.
+    platform::Result<std::uint32_t> visibleType(std::uint32_t types) const;
+
+    const PhysicalDevice m_physical;
+    VkPhysicalDeviceMemoryProperties m_memory{};
+    VkDevice m_device = VK_NULL_HANDLE;
+    VkQueue m_queue = VK_NULL_HANDLE;
+    std::uint32_t m_queueFamily = 0;
+    PFN_vkGetMemoryHostPointerPropertiesEXT m_pointerProperties = nullptr;
+    PipelineCacheHandle m_pipelineCache;
+};
+
+} // namespace compute::vulkan

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// A graphics device that kernels run on, through its Vulkan driver.
+#pragma once
+
+#include "compute/backend/Device.h"
+#include "compute/vulkan/Instance.h"
+#include "compute/vulkan/MemoryMap.h"
+#include "compute/vulkan/Submission.h"
+#include "compute/vulkan/VulkanKernel.h"
+
+#include <atomic>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace compute::vulkan {
+
+/// For tests and for people who debug drivers.
+struct DeviceOptions {
+    ValidationHandler validation = nullptr;
+    /// As if the driver could not take memory of the process.
+    bool alwaysCopies = false;
+    /// After so many submissions the device is lost; 0 for never.
+    std::uint32_t lostAfter = 0;
+};
+
+class VulkanDevice final : public Device, public std::enable_shared_from_this<VulkanDevice> {
+public:
+    /// Loads the drivers and opens the device that `choice` means (PhysicalDevice.h). The error
+    /// says in one line why there is none. Before the process locks itself down.
+    static platform::Result<std::shared_ptr<VulkanDevice>> create(std::string_view choice,
+                                                                  const DeviceOptions& options);
+    ~VulkanDevice() override;
+
+    const LogicalDevice& logical() const { return *m_logical; }
+    VkPipelineLayout layout() const { return m_layout.get(); }
+    /// Of a shader that was made for the device's features. Any thread.
+    platform::Result<std::shared_ptr<Kernel>> makeKernel(KernelDescription description,
+                                                         const spirv::Shader& shader);
+
+    std::string name() const override;
+    Driver driver() const override;
+    platform::Result<Memory> adopt(Memory memory) override {
+        return m_map.adopt(std::move(memory));
+    }
+    std::uint64_t addressOf(const std::byte* place) const override;
+    void begin(std::span<const Memory> used) override;
+    void enter(std::uint32_t command) override;
+    platform::Result<void> finish() override;
+    std::optional<std::uint32_t> commandAtWork() const override;
+    bool isLost() const override { return m_submission->isLost(); }
+
+    /// Kernel::run() of the device's kernels. What goes wrong is said by finish().
+    void record(const VulkanKernel& kernel, const Bindings& bindings, Extent grid,
+                Extent threadsPerThreadgroup, std::uint32_t begin, std::uint32_t end);
+
+private:
+    /// A piece that kernels of the command buffer use.
+    struct Used {
+        std::shared_ptr<Piece> piece;
+        bool isBound = false;   ///< a parameter leads to it
+        bool isWritten = false; ///< and the kernel writes it
+    };
+
+    VulkanDevice(std::unique_ptr<Instance> instance, std::shared_ptr<const LogicalDevice> logical,
+                 const DeviceOptions& options);
+    platform::Result<void> open();
+    /// Has the driver make and run a shader, so that it has loaded all that it needs for that.
+    platform::Result<void> warmUp();
+    platform::Result<void> tryToRecord(const VulkanKernel& kernel, const Bindings& bindings,
+                                       Extent grid, Extent group, std::uint32_t begin,
+                                       std::uint32_t end);
+    platform::Result<void> dispatchThreads(VkPipeline pipeline, const Workgroup& workgroup,
+                                           Extent grid, std::uint32_t begin, std::uint32_t end);
+    platform::Result<void> dispatchGroups(VkPipeline pipeline, Extent grid, Extent group,
+                                          std::uint32_t begin, std::uint32_t end);
+    platform::Result<void> dispatchRange(VkPipeline pipeline, std::uint64_t first,
+                                         std::uint64_t last);
+    platform::Result<void> submit();
+
+    void bindBuffer(const std::byte* place, Access access, spirv::BufferRecord& record);
+    void bindTexture(const TextureView* view, Access access, spirv::BufferRecord& record);
+    void bind(const Parameter& parameter, const Bindings& bindings, Arguments& arguments);
+    Used* use(const std::byte* place);
+    Used* usedAt(std::uint64_t address);
+
+    /// Makes room for a memory table of so many pieces.
+    platform::Result<void> reserveTable(std::size_t records);
+    void writeTable();
+    void copyToDevice() const;
+    void copyFromDevice() const;
+
+    const std::unique_ptr<Instance> m_instance;
+    const std::shared_ptr<const LogicalDevice> m_logical;
+    MemoryMap m_map;
+    LayoutHandle m_layout;
+    std::unique_ptr<Submission> m_submission;
+    DeviceBuffer m_table;
+    std::size_t m_tableRecords = 0; ///< that it has room for
+    std::vector<Used> m_used;
+    bool m_followsPointers = false;
+    std::uint32_t m_command = 0;
+    bool m_isMarked = false;
+    std::optional<platform::Error> m_error;
+    std::uint32_t m_lostAfter;
+    std::uint32_t m_submissions = 0;
+    std::atomic<bool> m_isAtWork = false;
+};
+
+} // namespace compute::vulkan

@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The device with shaders written by hand, on a software driver with the validation layer: each of
+// its messages fails the test. Once with memory that the driver takes as it lies, once with copies.
+#include "compute/memory/GuardedMemory.h"
+#include "compute/vulkan/VulkanDevice.h"
+#include "tests/compute/vulkan/Shaders.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <numeric>
+#include <vector>
+
+namespace {
+
+using namespace compute;
+using vulkan::DeviceOptions;
+using vulkan::VulkanDevice;
+
+constexpr const char* softwareDriver = "vulkan:llvmpipe";
+
+void failTest(const char* message) {
+    ADD_FAILURE() << message;
+}
+
+Parameter buffer(std::uint32_t index, Access access = Access::ReadWrite) {
+    Parameter parameter;
+    parameter.kind = ParameterKind::Buffer;
+    parameter.index = index;
+    parameter.access = access;
+    return parameter;
+}
+
+class DeviceTest : public ::testing::TestWithParam<bool> {
+protected:
+    DeviceTest() : device(open({.alwaysCopies = GetParam()})) {}
+
+    static std::shared_ptr<VulkanDevice> open(DeviceOptions options) {
+        options.validation = failTest;
+        auto opened = VulkanDevice::create(softwareDriver, options);
+        EXPECT_TRUE(opened) << opened.error().message;
+        return opened ? *opened : nullptr;
+    }
+    std::shared_ptr<Kernel> kernel(const spirv::Shader& shader, std::vector<Parameter> parameters) {
+        KernelDescription description;
+        description.name = "kernel";
+        description.parameters = std::move(parameters);
+        auto made = device->makeKernel(std::move(description), shader);
+        EXPECT_TRUE(made) << made.error().message;
+        return *made;
+    }
+    Memory memory(std::size_t numbers) {
+        return *device->adopt(*memory::GuardedMemory::allocate(numbers * sizeof(std::uint32_t)));
+    }
+    static std::span<std::uint32_t> numbersOf(const Memory& memory) {
+        return {reinterpret_cast<std::uint32_t*>(memory->data()),
+                memory->length() / sizeof(std::uint32_t)};
+    }
+    void expectFinished() {
+        const auto finished = device->finish();
+        EXPECT_TRUE(finished) << finished.error().message;
+    }
+
+    std::shared_ptr<VulkanDevice> device;
+};
+
+TEST_P(DeviceTest, EveryThreadRunsOnce) {
+    struct Row {
+        Extent grid;
+        std::uint32_t begin;
+        std::uint32_t end;
+    };
+    // The last is longer than the driver's longest row of workgroups.
+    const Row rows[] = {
+        {{1, 1, 1}, 0, 1},     {{64, 1, 1}, 0, 64},  {{65, 1, 1}, 0, 65},
+        {{100, 1, 1}, 30, 77}, {{33, 17, 3}, 0, 33}, {{33, 17, 3}, 9, 21},
+        {{20, 20, 1}, 5, 5},   {{20, 0, 1}, 0, 20},  {{4'200'000, 1, 1}, 7, 4'199'999}};
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    for (const Row& row : rows) {
+        const Memory counts =
+            memory(std::max(1u, row.grid.width * row.grid.height * row.grid.depth));
+        Bindings bindings;
+        bindings.buffers[0] = counts->data();
+        device->begin({});
+        count->run(bindings, row.grid, {32, 1, 1}, row.begin, row.end);
+        expectFinished();
+        std::size_t wrong = 0;
+        for (std::size_t i = 0; i < numbersOf(counts).size(); ++i) {
+            const std::uint32_t x = i % row.grid.width;
+            const bool runs = row.grid.height > 0 && x >= row.begin && x < row.end;
+            wrong += numbersOf(counts)[i] == (runs ? 1 : 0) ? 0 : 1;
+        }
+        EXPECT_EQ(wrong, 0u) << row.grid.width << " x " << row.grid.height;
+    }
+}
+
+TEST_P(DeviceTest, ACommandBufferRunsInOrderAndSeesWhatTheProcessWrote) {
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    const auto twice = kernel(test::doubleShader(), {buffer(0, Access::Read), buffer(1)});
+    const Memory first = memory(1000);
+    const Memory second = memory(1000);
+    std::iota(numbersOf(first).begin(), numbersOf(first).end(), 0);
+    Bindings bindings;
+    bindings.buffers[0] = first->data();
+    bindings.buffers[1] = second->data();
+    device->begin({});
+    // More than fit one submission.
+    for (std::uint32_t i = 0; i < 300; ++i) {
+        device->enter(i);
+        count->run(bindings, {1000, 1, 1}, {32, 1, 1});
+    }
+    device->enter(300);
+    twice->run(bindings, {1000, 1, 1}, {32, 1, 1});
+    expectFinished();
+    EXPECT_EQ(numbersOf(first)[999], 1299u);
+    EXPECT_EQ(numbersOf(second)[999], 2 * 1299u);
+
+    // What the process writes between two submissions of one command buffer is seen, too.
+    numbersOf(first)[10] = 5;
+    twice->run(bindings, {1000, 1, 1}, {32, 1, 1});
+    expectFinished();
+    EXPECT_EQ(numbersOf(second)[10], 10u);
+    EXPECT_EQ(numbersOf(second)[999], 2 * 1299u);
+}
+
+TEST_P(DeviceTest, WhatNoKernelWritesIsNotWrittenBack) {
+    const auto twice = kernel(test::doubleShader(), {buffer(0, Access::Read), buffer(1)});
+    const Memory first = memory(1);
+    const Memory second = memory(1);
+    Bindings bindings;
+    bindings.buffers[0] = first->data();
+    bindings.buffers[1] = second->data();
+    const std::vector<Memory> used = {first, second};
+    device->begin(used);
+    numbersOf(first)[0] = 4;
+    twice->run(bindings, {1, 1, 1}, {1, 1, 1});
+    expectFinished();
+    EXPECT_EQ(numbersOf(first)[0], 4u);
+    EXPECT_EQ(numbersOf(second)[0], 8u);
+}
+
+TEST_P(DeviceTest, BuffersCanBeBoundWithinAndEndWhereTheyEnd) {
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    const Memory counts = memory(100);
+    Bindings bindings;
+    bindings.buffers[0] = counts->data() + 90 * sizeof(std::uint32_t);
+    device->begin({});
+    count->run(bindings, {64, 1, 1}, {32, 1, 1});
+    bindings.buffers[0] = nullptr; // nothing is bound
+    count->run(bindings, {64, 1, 1}, {32, 1, 1});
+    expectFinished();
+    EXPECT_EQ(std::ranges::count(numbersOf(counts).first(90), 0u), 90);
+    EXPECT_EQ(std::ranges::count(numbersOf(counts).last(10), 1u), 10);
+}
+
+TEST_P(DeviceTest, ThreadgroupsHaveTheirArguments) {
+    const auto sum = kernel(test::groupSumShader(), {buffer(0), buffer(1)});
+    // 10 threadgroups along x, the last of which is cut, and 3 along y.
+    const Memory sums = memory(30);
+    const Memory places = memory(30);
+    Bindings bindings;
+    bindings.buffers[0] = sums->data();
+    bindings.buffers[1] = places->data();
+    bindings.threadgroupBytes[0] = 40;
+    bindings.threadgroupBytes[1] = 48 * sizeof(std::uint32_t);
+    device->begin({});
+    sum->run(bindings, {235, 6, 1}, {24, 2, 1});
+    expectFinished();
+    EXPECT_EQ(std::ranges::count(numbersOf(sums), 47u * 48 / 2), 30);
+    EXPECT_EQ(std::ranges::count(numbersOf(places), 48u), 30);
+
+    // Threadgroups whose first thread is in the range.
+    sum->run(bindings, {235, 6, 1}, {24, 2, 1}, 48, 100);
+    expectFinished();
+    for (std::size_t i = 0; i < 30; ++i)
+        EXPECT_EQ(numbersOf(sums)[i], (i % 10 >= 2 && i % 10 <= 4 ? 2 : 1) * 47u * 48 / 2) << i;
+
+    sum->run(bindings, {4096, 1, 1}, {2048, 1, 1});
+    const auto finished = device->finish();
+    ASSERT_FALSE(finished);
+    EXPECT_EQ(finished.error().message,
+              "kernel 'kernel': this device has threadgroups of at most 1024 threads");
+}
+
+TEST_P(DeviceTest, PointersLeadToWhatTheCommandBufferUses) {
+    const auto follow = kernel(test::followShader(), {buffer(0, Access::Read), buffer(1)});
+    const Memory address = memory(2);
+    const Memory answer = memory(2);
+    const Memory target = memory(50);
+    const Memory other = memory(50);
+    Bindings bindings;
+    bindings.buffers[0] = address->data();
+    bindings.buffers[1] = answer->data();
+    const std::vector<Memory> used = {target};
+    for (const Memory& aim : {target, other}) {
+        device->begin(used);
+        const std::uint64_t place = device->addressOf(aim->data() + 49 * sizeof(std::uint32_t));
+        std::memcpy(address->data(), &place, sizeof place);
+        follow->run(bindings, {1, 1, 1}, {1, 1, 1});
+        follow->run(bindings, {1, 1, 1}, {1, 1, 1}); // its spare memory is clear again
+        expectFinished();
+        EXPECT_EQ(numbersOf(aim)[49], aim == target ? 7u : 0u);
+        EXPECT_EQ(numbersOf(answer)[0], 0u);
+        EXPECT_EQ(numbersOf(answer)[1], 3u);
+    }
+}
+
+TEST_P(DeviceTest, MemoryComesAndGoes) {
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    std::byte* place = nullptr;
+    for (int i = 0; i < 20; ++i) {
+        const Memory counts = memory(100);
+        place = counts->data();
+        EXPECT_NE(device->addressOf(place), 0u);
+        Bindings bindings;
+        bindings.buffers[0] = place;
+        device->begin({});
+        count->run(bindings, {100, 1, 1}, {32, 1, 1});
+        expectFinished();
+        EXPECT_EQ(std::ranges::count(numbersOf(counts), 1u), 100);
+        device->begin({}); // lets go
+    }
+    EXPECT_EQ(device->addressOf(place), 0u);
+}
+
+TEST_P(DeviceTest, ALostDeviceSaysSoAndStaysLost) {
+    device = open({.alwaysCopies = GetParam(), .lostAfter = 3}); // one is the first start
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    const Memory counts = memory(100);
+    Bindings bindings;
+    bindings.buffers[0] = counts->data();
+    for (int i = 0; i < 3; ++i) {
+        device->begin({});
+        count->run(bindings, {100, 1, 1}, {32, 1, 1});
+        const auto finished = device->finish();
+        EXPECT_EQ(finished.hasValue(), i == 0);
+        EXPECT_EQ(device->isLost(), i > 0);
+        if (!finished)
+            EXPECT_EQ(finished.error().message,
+                      "Cannot run kernels on the device: the device was lost");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Memory, DeviceTest, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "Copied" : "Imported"; });
+
+// Of the thread that waits for it; the driver's threads are the device here.
+TEST(DeviceTests, AFrameCostsLittleProcessorTime) {
+    constexpr int frames = 500;
+    constexpr int kernels = 4;
+    const auto device = *VulkanDevice::create(softwareDriver, {});
+    KernelDescription description;
+    description.parameters = {buffer(0), buffer(1)};
+    const auto count = *device->makeKernel(std::move(description), test::countShader());
+    const Memory numbers =
+        *device->adopt(*memory::GuardedMemory::allocate(64 * sizeof(std::uint32_t)));
+    Bindings bindings;
+    bindings.buffers[0] = numbers->data();
+    const std::vector<Memory> used(30, numbers);
+    const auto now = [] {
+        timespec time{};
+        ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) * 1e-6;
+    };
+    double begin = 0;
+    for (int frame = -10; frame < frames; ++frame) {
+        if (frame == 0)
+            begin = now(); // warm
+        device->begin(used);
+        for (std::uint32_t i = 0; i < kernels; ++i) {
+            device->enter(i);
+            count->run(bindings, {64, 1, 1}, {64, 1, 1});
+        }
+        ASSERT_TRUE(device->finish());
+    }
+    const double milliseconds = (now() - begin) / frames;
+    std::printf("%.3f ms a frame of %d kernels\n", milliseconds, kernels);
+    EXPECT_LT(milliseconds, 0.5);
+}
+
+TEST(DeviceTests, TooLargeABufferIsRefusedInOneLine) {
+    const auto device = VulkanDevice::create(softwareDriver, {.validation = failTest});
+    ASSERT_TRUE(device);
+    const auto adopted = (*device)->adopt(*memory::GuardedMemory::allocate(std::size_t{5} << 30));
+    ASSERT_FALSE(adopted);
+    EXPECT_EQ(adopted.error().message, "The device takes buffers of at most 2048 MB");
+}
+
+} // namespace

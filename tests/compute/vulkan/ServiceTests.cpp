@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// The service behind its lock-down with a graphics device: kernels that do wrong, a device that is
+// lost, a driver that does not start.
+#include "gpu/host/SelfTest.h"
+#include "tests/compute/service/Console.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+using Code = gpu::CommandBufferError::Code;
+using Status = gpu::CommandBufferStatus;
+using namespace std::chrono_literals;
+
+namespace test {
+namespace {
+
+class VulkanService : public Console {
+protected:
+    VulkanService() : Console(VULKAN_COMPUTE, "vulkan:llvmpipe") {}
+
+    void expectToGoOn() {
+        const auto before = counter(5);
+        const auto done = run({pipeline("count", "count again")});
+        EXPECT_EQ(done->status(), Status::Completed)
+            << (done->error() ? done->error()->message : "");
+        EXPECT_EQ(counter(5), before + 1);
+    }
+};
+
+TEST_F(VulkanService, RunsKernelsBehindTheLockDown) {
+    const auto count = pipeline("count");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(run({count, count})->status(), Status::Completed);
+    EXPECT_EQ(counter(), 6u);
+    EXPECT_TRUE(device->name().starts_with("llvmpipe")) << device->name();
+}
+
+TEST_F(VulkanService, AKernelThatTakesTooLongIsNamedAndStopped) {
+    device->setTimeLimit(300ms);
+    const auto count = pipeline("count");
+    const auto slow = pipeline("slow");
+    const auto failed = run({count, slow, count});
+    expectError(*failed, Code::TimeLimit, "Render: kernel 'slow' ran longer than 0.3 s", "slow");
+    EXPECT_TRUE(slow->isStopped());
+    EXPECT_FALSE(count->isStopped());
+    EXPECT_EQ(counter(5), 1u) << "what was done before is done";
+    expectToGoOn();
+}
+
+TEST_F(VulkanService, AnAccessToNothingIsAFaultOfTheKernel) {
+    const auto wild = pipeline("wild");
+    const auto failed = run({wild});
+    expectError(*failed, Code::KernelFault,
+                "Render: kernel 'wild' accessed memory outside its buffers", "wild");
+    expectToGoOn();
+}
+
+TEST_F(VulkanService, AKilledServiceIsStartedAgain) {
+    for (int i = 0; i < 3; ++i) {
+        ::kill(servicePid(), SIGKILL);
+        expectToGoOn();
+    }
+}
+
+TEST_F(VulkanService, ABufferThatTheDeviceRefusesFailsWhoUsesIt) {
+    const auto large = device->makeBuffer(std::size_t{3} << 30, gpu::StorageMode::Private);
+    ASSERT_TRUE(large);
+    std::swap(buffer, const_cast<std::shared_ptr<gpu::Buffer>&>(large));
+    const auto count = pipeline("count");
+    const auto failed = run({count});
+    std::swap(buffer, const_cast<std::shared_ptr<gpu::Buffer>&>(large));
+    expectError(*failed, Code::InvalidCommand,
+                "Render: The device takes buffers of at most 2048 MB", "");
+    EXPECT_FALSE(count->isStopped());
+    expectToGoOn();
+}
+
+TEST(VulkanStart, ALostDeviceIsReportedAndOpenedAgain) {
+    ::setenv("SL42_TEST_LOST_AFTER", "4", 1); // one of which is the driver's start
+    class Lost : public VulkanService {
+    public:
+        void TestBody() override {
+            const auto count = pipeline("count");
+            EXPECT_EQ(run({count})->status(), Status::Completed);
+            EXPECT_EQ(run({count})->status(), Status::Completed);
+            const auto failed = run({count});
+            expectError(*failed, Code::KernelFault,
+                        "Render: kernel 'count' made the graphics device stop", "count");
+            expectToGoOn();
+        }
+    };
+    Lost().TestBody();
+    ::unsetenv("SL42_TEST_LOST_AFTER");
+}
+
+TEST(VulkanStart, EveryAttemptToBreakOutIsDenied) {
+    const auto tested = gpu::host::testSandbox(VULKAN_COMPUTE, "vulkan:llvmpipe");
+    ASSERT_TRUE(tested) << tested.error().message;
+    EXPECT_TRUE(tested->isTight) << tested->report;
+    EXPECT_GE(std::ranges::count(tested->report, '\n'), 100);
+    std::puts(tested->summary.c_str());
+}
+
+TEST(VulkanStart, ADeviceThatIsNotThereLeavesTheProcessor) {
+    const auto device = gpu::host::HostDevice::create(VULKAN_COMPUTE, "vulkan:none such");
+    const auto library = gpu::waitForLibrary(*device, "count");
+    ASSERT_FALSE(library);
+    EXPECT_EQ(library.error().message, "without a graphics device there are no kernels");
+    EXPECT_TRUE(device->name().starts_with("Host processor")) << device->name();
+}
+
+} // namespace
+} // namespace test
