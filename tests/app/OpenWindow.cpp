@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 
 namespace app::tests {
 
@@ -106,10 +107,13 @@ QAction& OpenWindow::action(const std::string& name) const {
 }
 
 std::string OpenWindow::visiblePanes() const {
-    std::string names;
+    std::set<std::string> shown;
     for (const auto* pane : window->findChildren<QDockWidget*>())
         if (pane->isVisible())
-            names += pane->objectName().toStdString() + " ";
+            shown.insert(pane->objectName().toStdString());
+    std::string names;
+    for (const std::string& name : shown)
+        names += name + " ";
     return names;
 }
 

@@ -56,6 +56,7 @@ protected:
         throw std::runtime_error("no " + accessibleName.toStdString());
     }
     QDockWidget& pane(const QString& id) const { return *window->findChild<QDockWidget*>(id); }
+    /// Their names in alphabetical order.
     std::string visiblePanes() const;
     /// Of the bar over the picture; empty while there is none.
     std::string notice() const;

@@ -174,6 +174,7 @@ std::string inThreadgroups(const std::string& statements) {
 }
 
 TEST_P(PlaceTest, ThreadsThatWorkTogether) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     for (const WrongKernel& wrong : {
              WrongKernel{"loop in front of a barrier", inThreadgroups(R"(
     shared[t] = i;
@@ -220,6 +221,7 @@ TEST_P(PlaceTest, ThreadsThatWorkTogether) {
 
 // Barriers cut such a loop into pieces, of which any may be at work.
 TEST_P(PlaceTest, LoopsAroundBarriers) {
+    SL42_ON_THE_PROCESSOR_ONLY();
     const std::string body = inThreadgroups(R"(
     shared[t] = i;
     uint x = 1;

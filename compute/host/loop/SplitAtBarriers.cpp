@@ -49,6 +49,7 @@ public:
         for (llvm::CallInst* call : calls)
             split(*call);
         findBody();
+        moveWhatIsUsedOutside();
         findLiveValues();
         for (unsigned step = 0; step < maxAddressSteps && computeAddressesWhereUsed(); ++step)
             findLiveValues();
@@ -84,6 +85,15 @@ private:
             for (BasicBlock* next : llvm::successors(m_body[i]))
                 if (next != &m_latch)
                     m_body.insert(next);
+    }
+
+    /// The loop may count on by a number that the body has computed already.
+    void moveWhatIsUsedOutside() {
+        for (BasicBlock* block : m_body)
+            for (Instruction& value : llvm::make_early_inc_range(*block))
+                if (llvm::any_of(value.users(),
+                                 [this](const llvm::User* user) { return !isInBody(user); }))
+                    moveToHeader(value);
     }
 
     bool isInBody(const llvm::Value* value) const {

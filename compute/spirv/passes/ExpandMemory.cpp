@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/ExpandMemory.h"
 
+#include <llvm/CodeGen/AtomicExpandUtils.h>
 #include <llvm/IR/DebugInfo.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/IntrinsicInst.h>
@@ -145,6 +146,31 @@ platform::Result<void> expand(Lowering& lowering, llvm::Function& function) {
     return {};
 }
 
+/// Tries the new value until no other thread has come between.
+void exchangeUntilKept(llvm::IRBuilderBase& builder, llvm::Value* address, llvm::Value* before,
+                       llvm::Value* after, llvm::Align align, llvm::AtomicOrdering order,
+                       llvm::SyncScope::ID scope, llvm::Value*& success, llvm::Value*& found) {
+    llvm::Type* type = after->getType();
+    llvm::Type* bits =
+        builder.getIntNTy(static_cast<unsigned>(type->getPrimitiveSizeInBits().getFixedValue()));
+    llvm::Value* result = builder.CreateAtomicCmpXchg(
+        address, builder.CreateBitCast(before, bits), builder.CreateBitCast(after, bits), align,
+        order, llvm::AtomicCmpXchgInst::getStrongestFailureOrdering(order), scope);
+    success = builder.CreateExtractValue(result, 1);
+    found = builder.CreateBitCast(builder.CreateExtractValue(result, 0), type);
+}
+
+/// Only some devices calculate with floating-point numbers in memory atomically.
+void expandFloatAtomics(llvm::Function& function) {
+    llvm::SmallVector<llvm::AtomicRMWInst*> atomics;
+    for (llvm::Instruction& instruction : llvm::instructions(function))
+        if (auto* atomic = llvm::dyn_cast<llvm::AtomicRMWInst>(&instruction);
+            atomic != nullptr && atomic->isFloatingPointOperation())
+            atomics.push_back(atomic);
+    for (llvm::AtomicRMWInst* atomic : atomics)
+        llvm::expandAtomicRMWToCmpXchg(atomic, exchangeUntilKept);
+}
+
 } // namespace
 
 platform::Result<void> expandMemory(Lowering& lowering) {
@@ -156,6 +182,7 @@ platform::Result<void> expandMemory(Lowering& lowering) {
     passes.addPass(llvm::ScalarizerPass(options));
     for (llvm::Function& function : lowering.module)
         if (!function.isDeclaration()) {
+            expandFloatAtomics(function);
             SL42_TRY_VOID(expand(lowering, function));
             lowering.analyses.run(passes, function);
         }
