@@ -200,6 +200,7 @@ private:
             if (isInBody(operand.get()))
                 moveToHeader(*llvm::cast<Instruction>(operand.get()));
         value.moveBefore(m_header.getTerminator());
+        value.dropLocation(); // it is done in front of every line now
     }
 
     /// Stores the value before each barrier behind which it is live, loads it behind, and has every
