@@ -110,14 +110,14 @@ function(sl42_program_from folder path)
     set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${CMAKE_BINARY_DIR}/${path})
 endfunction()
 
-# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [ALONE] [EVERY_WIDTH] [ON_VULKAN tests]
+# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [ALONE] [AT_WIDTHS n...] [ON_VULKAN tests]
 # [LEVEL level]): one GoogleTest program. With ALONE no other one runs beside it, because it measures
-# time. With EVERY_WIDTH it also runs once for each number of threads that kernels may run at once. With
-# ON_VULKAN those of its tests also run once with programs on a device that has a Vulkan driver, the
-# validation layer looking on. With LEVEL (x86-64-v2 to -v4) it is compiled for that level of the processor, and skipped
-# on a processor below it.
+# time. With AT_WIDTHS it also runs once for each of these numbers of threads that kernels run at once.
+# With ON_VULKAN those of its tests also run once with programs on a device that has a Vulkan driver,
+# the validation layer looking on. With LEVEL (x86-64-v2 to -v4) it is compiled for that level of the
+# processor, and skipped on a processor below it.
 function(sl42_test name)
-    cmake_parse_arguments(ARG "ALONE;EVERY_WIDTH" "TIMEOUT;LEVEL;ON_VULKAN" "SOURCES;LINK" ${ARGN})
+    cmake_parse_arguments(ARG "ALONE" "TIMEOUT;LEVEL;ON_VULKAN" "SOURCES;LINK;AT_WIDTHS" ${ARGN})
     set(SL42_LEVEL ${ARG_LEVEL})
     sl42_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
@@ -146,11 +146,9 @@ function(sl42_test name)
         set_tests_properties(${name}_vulkan PROPERTIES TIMEOUT 900
             ENVIRONMENT "${environment};SL42_DEVICE=vulkan;SL42_VULKAN_VALIDATION=1")
     endif()
-    if(ARG_EVERY_WIDTH)
-        foreach(width 32 8 4 1)
-            add_test(NAME ${name}_${width} COMMAND ${name})
-            set_tests_properties(${name}_${width} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
-                ENVIRONMENT "${environment};SL42_SIMD=${width}")
-        endforeach()
-    endif()
+    foreach(width ${ARG_AT_WIDTHS})
+        add_test(NAME ${name}_${width} COMMAND ${name})
+        set_tests_properties(${name}_${width} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
+            ENVIRONMENT "${environment};SL42_SIMD=${width}")
+    endforeach()
 endfunction()
