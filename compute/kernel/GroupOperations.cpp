@@ -10,6 +10,42 @@
 
 namespace compute::kernel {
 
+llvm::Value* combine(llvm::IRBuilderBase& builder, Combination combination, llvm::Value* a,
+                     llvm::Value* b) {
+    const auto call = [&](llvm::Intrinsic::ID id) {
+        return builder.CreateBinaryIntrinsic(id, a, b);
+    };
+    switch (combination) {
+    case Combination::Add:
+        return builder.CreateAdd(a, b);
+    case Combination::Multiply:
+        return builder.CreateMul(a, b);
+    case Combination::SignedMin:
+        return call(llvm::Intrinsic::smin);
+    case Combination::SignedMax:
+        return call(llvm::Intrinsic::smax);
+    case Combination::UnsignedMin:
+        return call(llvm::Intrinsic::umin);
+    case Combination::UnsignedMax:
+        return call(llvm::Intrinsic::umax);
+    case Combination::And:
+        return builder.CreateAnd(a, b);
+    case Combination::Or:
+        return builder.CreateOr(a, b);
+    case Combination::Xor:
+        return builder.CreateXor(a, b);
+    case Combination::FloatAdd:
+        return builder.CreateFAdd(a, b);
+    case Combination::FloatMultiply:
+        return builder.CreateFMul(a, b);
+    case Combination::FloatMin:
+        return call(llvm::Intrinsic::minnum);
+    case Combination::FloatMax:
+        return call(llvm::Intrinsic::maxnum);
+    }
+    llvm_unreachable("unhandled combination");
+}
+
 GroupOperation groupOperation(const llvm::Function& function) {
     llvm::StringRef name = function.getName();
     if (!function.isDeclaration() || !name.consume_front("__sl42_"))

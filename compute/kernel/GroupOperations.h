@@ -24,6 +24,7 @@
 
 #include <llvm/IR/Function.h>
 #include <llvm/IR/GlobalVariable.h>
+#include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/InstrTypes.h>
 #include <llvm/IR/Module.h>
 
@@ -68,6 +69,10 @@ enum class Combination : std::uint8_t {
     FloatMin,
     FloatMax
 };
+
+/// One step of a reduction or scan; floats and vectors of them for the combinations of floats.
+llvm::Value* combine(llvm::IRBuilderBase& builder, Combination combination, llvm::Value* a,
+                     llvm::Value* b);
 
 GroupOperation groupOperation(const llvm::Function& function);
 /// None for anything but a call of such a function.

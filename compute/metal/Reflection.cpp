@@ -124,24 +124,31 @@ std::optional<llvm::StringRef> absentFeature(clang::QualType type) {
         .Default(std::nullopt);
 }
 
-/// array<texture2d<float>, 4> and such: the type of the elements and how many.
-struct ResourceArray {
+/// What a template of the library with an element type and a number was given.
+struct Elements {
     clang::QualType element;
     std::uint64_t count = 1;
 };
-std::optional<ResourceArray> resourceArray(clang::QualType type) {
-    const auto* array =
-        llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(type->getAsCXXRecordDecl());
-    if (array == nullptr || array->getName() != "array")
-        return std::nullopt;
-    const auto& arguments = array->getTemplateArgs();
-    if (arguments.size() < 2 || arguments[0].getKind() != clang::TemplateArgument::Type ||
+std::optional<Elements> elementsOf(const clang::ClassTemplateSpecializationDecl& record,
+                                   llvm::StringRef name) {
+    const auto& arguments = record.getTemplateArgs();
+    if (record.getName() != name || arguments.size() < 2 ||
+        arguments[0].getKind() != clang::TemplateArgument::Type ||
         arguments[1].getKind() != clang::TemplateArgument::Integral)
         return std::nullopt;
-    const clang::QualType element = arguments[0].getAsType();
-    if (resourceKind(element).value_or(ParameterKind::Buffer) == ParameterKind::Buffer)
+    return Elements{arguments[0].getAsType(),
+                    arguments[1].getAsIntegral().getLimitedValue(UINT32_MAX)};
+}
+
+/// array<texture2d<float>, 4> and such.
+std::optional<Elements> resourceArray(clang::QualType type) {
+    const auto* array =
+        llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(type->getAsCXXRecordDecl());
+    const auto elements = array != nullptr ? elementsOf(*array, "array") : std::nullopt;
+    if (!elements ||
+        resourceKind(elements->element).value_or(ParameterKind::Buffer) == ParameterKind::Buffer)
         return std::nullopt;
-    return ResourceArray{element, arguments[1].getAsIntegral().getLimitedValue(UINT32_MAX)};
+    return elements;
 }
 
 /// What the class of a texture says about what can be bound to it.
@@ -175,21 +182,10 @@ struct Components {
 };
 
 /// What a vector of the library is made of; a scalar is made of itself.
-struct Lanes {
-    clang::QualType element;
-    std::uint64_t count = 1;
-};
-std::optional<Lanes> lanesOf(clang::QualType type) {
+std::optional<Elements> lanesOf(clang::QualType type) {
     const auto* vector =
         llvm::dyn_cast_or_null<clang::ClassTemplateSpecializationDecl>(type->getAsCXXRecordDecl());
-    if (vector == nullptr)
-        return Lanes{type};
-    const auto& arguments = vector->getTemplateArgs();
-    if (vector->getName() != "vec" || arguments.size() < 2 ||
-        arguments[0].getKind() != clang::TemplateArgument::Type ||
-        arguments[1].getKind() != clang::TemplateArgument::Integral)
-        return std::nullopt;
-    return Lanes{arguments[0].getAsType(), arguments[1].getAsIntegral().getZExtValue()};
+    return vector != nullptr ? elementsOf(*vector, "vec") : Elements{type};
 }
 
 /// The shape of a thread attribute's value: one to three unsigned integers of 16 or 32 bits.

@@ -52,7 +52,7 @@ struct PhysicalDevice {
 PhysicalDevice describe(VkPhysicalDevice device);
 
 /// The device that `choice` means: "auto", the best one that is no software; "vulkan", the best one
-/// of all; "vulkan:" and part of a name, in any case of letters. The error says in one line why
+/// of all; "vulkan:" and part of a name, in upper or lower case. The error says in one line why
 /// there is none, or why it cannot be used.
 platform::Result<PhysicalDevice> choose(std::span<const PhysicalDevice> devices,
                                         std::string_view choice);

@@ -388,14 +388,14 @@ private:
         const auto newBlock = [&](const char* name) {
             return BasicBlock::Create(context, name, &m_function, &m_latch);
         };
-        BasicBlock* round = newBlock("round");
-        BasicBlock* again = newBlock("round.end");
+        BasicBlock* outer = newBlock("outer");
+        BasicBlock* again = newBlock("outer.latch");
         BasicBlock* finished = newBlock("finished");
         llvm::IRBuilder<> builder(context);
 
-        before->getTerminator()->replaceSuccessorWith(&m_header, round);
-        m_header.replacePhiUsesWith(before, round);
-        builder.SetInsertPoint(round);
+        before->getTerminator()->replaceSuccessorWith(&m_header, outer);
+        m_header.replacePhiUsesWith(before, outer);
+        builder.SetInsertPoint(outer);
         llvm::PHINode* isFirst = builder.CreatePHI(builder.getInt1Ty(), 2);
         isFirst->addIncoming(builder.getTrue(), before);
         isFirst->addIncoming(builder.getFalse(), again);
@@ -412,7 +412,7 @@ private:
         builder.SetInsertPoint(&m_latch, m_latch.begin());
         llvm::PHINode* isWaiting =
             builder.CreatePHI(builder.getInt1Ty(), static_cast<unsigned>(m_barriers.size() + 2));
-        wasWaiting->addIncoming(builder.getFalse(), round);
+        wasWaiting->addIncoming(builder.getFalse(), outer);
         wasWaiting->addIncoming(isWaiting, &m_latch);
         isWaiting->addIncoming(wasWaiting, finished);
 
@@ -441,7 +441,7 @@ private:
         exit->replaceSuccessorWith(rowEnd, again);
         rowEnd->replacePhiUsesWith(&m_latch, again);
         builder.SetInsertPoint(again);
-        builder.CreateCondBr(isWaiting, round, rowEnd);
+        builder.CreateCondBr(isWaiting, outer, rowEnd);
     }
 
     unsigned doneState() const { return static_cast<unsigned>(m_barriers.size() + 1); }

@@ -3,11 +3,11 @@
 #include "compute/simd/emit/WidenArithmetic.h"
 
 #include "compute/kernel/Calls.h"
+#include "compute/kernel/FusedMultiply.h"
 #include "compute/kernel/GroupOperations.h"
 #include "compute/simd/emit/WideCalls.h"
 #include "compute/simd/emit/WidenConversion.h"
 #include "compute/simd/emit/WidenExtrema.h"
-#include "compute/simd/emit/WidenFusedMultiply.h"
 #include "compute/simd/emit/WidenHalf.h"
 
 #include <llvm/Analysis/VectorUtils.h>
@@ -147,7 +147,7 @@ llvm::Value* Arithmetic::widenCall(const llvm::IntrinsicInst& call) {
                 extremum(m_builder, operand(0), operand(1), id == llvm::Intrinsic::maxnum))
             return chosen;
     if (id == llvm::Intrinsic::fma && call.getType()->isFloatTy() && m_builder.isForOldProcessor())
-        return fusedMultiply(m_builder, operand(0), operand(1), operand(2));
+        return kernel::fusedMultiply(m_builder, operand(0), operand(1), operand(2));
     if (!llvm::isTriviallyVectorizable(id))
         return callPerLane(call);
     llvm::SmallVector<llvm::Value*> arguments;

@@ -165,41 +165,6 @@ private:
         llvm_unreachable("unhandled combination");
     }
 
-    llvm::Value* combine(Combination by, llvm::Value* a, llvm::Value* b) {
-        const auto call = [&](llvm::Intrinsic::ID id) {
-            return m_builder.CreateBinaryIntrinsic(id, a, b);
-        };
-        switch (by) {
-        case Combination::Add:
-            return m_builder.CreateAdd(a, b);
-        case Combination::Multiply:
-            return m_builder.CreateMul(a, b);
-        case Combination::SignedMin:
-            return call(llvm::Intrinsic::smin);
-        case Combination::SignedMax:
-            return call(llvm::Intrinsic::smax);
-        case Combination::UnsignedMin:
-            return call(llvm::Intrinsic::umin);
-        case Combination::UnsignedMax:
-            return call(llvm::Intrinsic::umax);
-        case Combination::And:
-            return m_builder.CreateAnd(a, b);
-        case Combination::Or:
-            return m_builder.CreateOr(a, b);
-        case Combination::Xor:
-            return m_builder.CreateXor(a, b);
-        case Combination::FloatAdd:
-            return m_builder.CreateFAdd(a, b);
-        case Combination::FloatMultiply:
-            return m_builder.CreateFMul(a, b);
-        case Combination::FloatMin:
-            return call(llvm::Intrinsic::minnum);
-        case Combination::FloatMax:
-            return call(llvm::Intrinsic::maxnum);
-        }
-        llvm_unreachable("unhandled combination");
-    }
-
     /// The vector to combine, with the neutral element in lanes that do not take part.
     llvm::Value* operands(Combination by) {
         llvm::Value* all = argument(0);
@@ -213,8 +178,9 @@ private:
         llvm::Value* all = operands(by);
         if (width() == lanes()) {
             for (unsigned half = lanes() / 2; half > 0; half /= 2)
-                all = combine(
-                    by, m_builder.CreateShuffleVector(all, llvm::createSequentialMask(0, half, 0)),
+                all = kernel::combine(
+                    m_builder, by,
+                    m_builder.CreateShuffleVector(all, llvm::createSequentialMask(0, half, 0)),
                     m_builder.CreateShuffleVector(all, llvm::createSequentialMask(half, half, 0)));
             return setUniform(m_builder.CreateBitCast(
                 m_builder.CreateExtractElement(all, std::uint64_t{0}), m_call.getType()));
@@ -223,7 +189,7 @@ private:
             llvm::SmallVector<int> places;
             for (unsigned lane = 0; lane < lanes(); ++lane)
                 places.push_back(static_cast<int>(lane ^ distance));
-            all = combine(by, all, m_builder.CreateShuffleVector(all, places));
+            all = kernel::combine(m_builder, by, all, m_builder.CreateShuffleVector(all, places));
         }
         setWide(m_builder.CreateBitCast(all, m_builder.wideType(m_call.getType())));
     }
@@ -244,7 +210,7 @@ private:
         if (kernel::constantArgument(m_call, 3, 0) != 0)
             all = before(all, none, 1);
         for (unsigned distance = 1; distance < width(); distance *= 2)
-            all = combine(by, all, before(all, none, distance));
+            all = kernel::combine(m_builder, by, all, before(all, none, distance));
         return m_builder.CreateBitCast(all, m_builder.wideType(m_call.getType()));
     }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A SPIR-V module as it grows: sections of words in the order that the specification demands
-// ("Logical Layout of a Module"), and types and constants of which there is one each.
+// A SPIR-V module as it grows: sections of words in the order that SPIR-V wants them
+// in ("Logical Layout of a Module"), and types and constants of which there is one each.
 #pragma once
 
 #include <spirv/unified1/GLSL.std.450.h>

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/ExpandOperations.h"
 
+#include "compute/kernel/FusedMultiply.h"
+
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/IntrinsicInst.h>
 
@@ -40,34 +42,6 @@ llvm::Value* saturated(Builder& builder, llvm::Value* value, llvm::Type* type, b
     return builder.CreateSelect(builder.CreateFCmpOLT(value, real(low)),
                                 llvm::ConstantInt::get(type, llvm::APInt::getSignedMinValue(width)),
                                 result);
-}
-
-/// a * b + c with one rounding, in doubles. See compute/simd/emit/WidenFusedMultiply.cpp.
-llvm::Value* fused(Builder& builder, llvm::Value* a, llvm::Value* b, llvm::Value* c) {
-    const llvm::IRBuilderBase::FastMathFlagGuard guard(builder);
-    builder.clearFastMathFlags();
-    llvm::Type* real = builder.getDoubleTy();
-    llvm::Type* word = builder.getInt64Ty();
-    llvm::Value* product =
-        builder.CreateFMul(builder.CreateFPExt(a, real), builder.CreateFPExt(b, real));
-    llvm::Value* addend = builder.CreateFPExt(c, real);
-    llvm::Value* sum = builder.CreateFAdd(product, addend);
-    llvm::Value* part = builder.CreateFSub(sum, product);
-    llvm::Value* error =
-        builder.CreateFAdd(builder.CreateFSub(product, builder.CreateFSub(sum, part)),
-                           builder.CreateFSub(addend, part));
-    llvm::Value* bits = builder.CreateBitCast(sum, word);
-    llvm::Value* differs = builder.CreateICmpSLT(
-        builder.CreateXor(builder.CreateBitCast(error, word), bits), builder.getInt64(0));
-    llvm::Value* step =
-        builder.CreateSelect(differs, builder.getInt64(~std::uint64_t{0}), builder.getInt64(1));
-    llvm::Value* isEven =
-        builder.CreateICmpEQ(builder.CreateAnd(bits, builder.getInt64(1)), builder.getInt64(0));
-    llvm::Value* isInexact = builder.CreateFCmpONE(error, llvm::ConstantFP::getZero(real));
-    llvm::Value* odd =
-        builder.CreateAdd(bits, builder.CreateSelect(builder.CreateAnd(isInexact, isEven), step,
-                                                     builder.getInt64(0)));
-    return builder.CreateFPTrunc(builder.CreateBitCast(odd, real), builder.getFloatTy());
 }
 
 llvm::Type* bitsType(Builder& builder, llvm::Value* value) {
@@ -244,7 +218,8 @@ private:
         case llvm::Intrinsic::fma:
             if (m_features.fusesMultiplyAdd || !call.getType()->isFloatTy() || !m_features.float64)
                 return nullptr;
-            return fused(builder, first, call.getArgOperand(1), call.getArgOperand(2));
+            return kernel::fusedMultiply(builder, first, call.getArgOperand(1),
+                                         call.getArgOperand(2));
         case llvm::Intrinsic::fmuladd:
             return builder.CreateFAdd(builder.CreateFMul(first, call.getArgOperand(1)),
                                       call.getArgOperand(2));

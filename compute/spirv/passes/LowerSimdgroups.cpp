@@ -45,51 +45,15 @@ std::uint32_t neutralBits(Combination combination) {
     return 0;
 }
 
-llvm::Value* onFloats(Builder& builder, llvm::Value* a, llvm::Value* b,
-                      const std::function<llvm::Value*(llvm::Value*, llvm::Value*)>& operation) {
-    llvm::Type* real = builder.getFloatTy();
-    return builder.CreateBitCast(
-        operation(builder.CreateBitCast(a, real), builder.CreateBitCast(b, real)),
-        builder.getInt32Ty());
-}
-
+/// Of 32 bits, which are those of floats for the combinations of these.
 llvm::Value* combined(Builder& builder, Combination combination, llvm::Value* a, llvm::Value* b) {
-    const auto intrinsic = [&](llvm::Intrinsic::ID id) {
-        return builder.CreateBinaryIntrinsic(id, a, b);
-    };
-    switch (combination) {
-    case Combination::Add:
-        return builder.CreateAdd(a, b);
-    case Combination::Multiply:
-        return builder.CreateMul(a, b);
-    case Combination::SignedMin:
-        return intrinsic(llvm::Intrinsic::smin);
-    case Combination::SignedMax:
-        return intrinsic(llvm::Intrinsic::smax);
-    case Combination::UnsignedMin:
-        return intrinsic(llvm::Intrinsic::umin);
-    case Combination::UnsignedMax:
-        return intrinsic(llvm::Intrinsic::umax);
-    case Combination::And:
-        return builder.CreateAnd(a, b);
-    case Combination::Or:
-        return builder.CreateOr(a, b);
-    case Combination::Xor:
-        return builder.CreateXor(a, b);
-    case Combination::FloatAdd:
-        return onFloats(builder, a, b, [&](auto* x, auto* y) { return builder.CreateFAdd(x, y); });
-    case Combination::FloatMultiply:
-        return onFloats(builder, a, b, [&](auto* x, auto* y) { return builder.CreateFMul(x, y); });
-    case Combination::FloatMin:
-        return onFloats(builder, a, b, [&](auto* x, auto* y) {
-            return builder.CreateBinaryIntrinsic(llvm::Intrinsic::minnum, x, y);
-        });
-    case Combination::FloatMax:
-        return onFloats(builder, a, b, [&](auto* x, auto* y) {
-            return builder.CreateBinaryIntrinsic(llvm::Intrinsic::maxnum, x, y);
-        });
-    }
-    return a;
+    if (combination < Combination::FloatAdd)
+        return kernel::combine(builder, combination, a, b);
+    llvm::Type* real = builder.getFloatTy();
+    return builder.CreateBitCast(kernel::combine(builder, combination,
+                                                 builder.CreateBitCast(a, real),
+                                                 builder.CreateBitCast(b, real)),
+                                 builder.getInt32Ty());
 }
 
 /// Makes the functions that stand for group operations, and the memory that they use.

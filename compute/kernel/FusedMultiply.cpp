@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
-#include "compute/simd/emit/WidenFusedMultiply.h"
+#include "compute/kernel/FusedMultiply.h"
 
-namespace compute::simd {
+namespace compute::kernel {
 
 // A double holds the product exactly. The sum is rounded to odd, which keeps the second rounding,
 // to float, from going wrong (Boldo and Melquiond, "Emulation of FMA and correctly rounded sums:
 // proved algorithms using rounding to odd", 2008).
-llvm::Value* fusedMultiply(LaneBuilder& builder, llvm::Value* a, llvm::Value* b, llvm::Value* c) {
+llvm::Value* fusedMultiply(llvm::IRBuilderBase& builder, llvm::Value* a, llvm::Value* b,
+                           llvm::Value* c) {
     const llvm::IRBuilderBase::FastMathFlagGuard guard(builder);
     builder.clearFastMathFlags();
-    llvm::Type* doubles = builder.wideType(builder.getDoubleTy());
-    llvm::Type* words = builder.wideType(builder.getInt64Ty());
+    llvm::Type* doubles = a->getType()->getWithNewType(builder.getDoubleTy());
+    llvm::Type* words = a->getType()->getWithNewType(builder.getInt64Ty());
     const auto word = [&](std::uint64_t value) { return llvm::ConstantInt::get(words, value); };
     const auto wide = [&](llvm::Value* value) { return builder.CreateFPExt(value, doubles); };
     llvm::Value* product = builder.CreateFMul(wide(a), wide(b));
@@ -32,8 +33,7 @@ llvm::Value* fusedMultiply(LaneBuilder& builder, llvm::Value* a, llvm::Value* b,
     llvm::Value* isInexact = builder.CreateFCmpONE(error, llvm::ConstantFP::getZero(doubles));
     llvm::Value* odd = builder.CreateAdd(
         bits, builder.CreateSelect(builder.CreateAnd(isInexact, isEven), step, word(0)));
-    return builder.CreateFPTrunc(builder.CreateBitCast(odd, doubles),
-                                 builder.wideType(builder.getFloatTy()));
+    return builder.CreateFPTrunc(builder.CreateBitCast(odd, doubles), a->getType());
 }
 
-} // namespace compute::simd
+} // namespace compute::kernel
