@@ -66,10 +66,9 @@ std::optional<std::uint32_t> indexOf(const clang::AnnotateTypeAttr& annotation,
     if (annotation.args_size() != 1)
         return std::nullopt;
     const clang::Expr* argument = *annotation.args_begin();
-    if (argument->isValueDependent())
+    if (argument->isValueDependent() || !argument->isIntegerConstantExpr(context))
         return std::nullopt;
-    const auto value = argument->getIntegerConstantExpr(context);
-    return value ? std::optional(std::uint32_t(value->getZExtValue())) : std::nullopt;
+    return std::uint32_t(argument->EvaluateKnownConstInt(context).getZExtValue());
 }
 
 /// Whether the value is a number even where grids have several axes.
