@@ -2,10 +2,19 @@
 // Part of Starloom 42.
 #include "bench/fuzz/Matrices.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace fuzz {
 namespace {
+
+/// How large each may be without its sign.
+std::vector<Cell> magnitudes(std::vector<Cell> cells) {
+    for (Cell& c : cells)
+        c = {.number = std::abs(c.number) + c.error};
+    return cells;
+}
 
 /// The sum of the products x[0] x[1] + x[2] x[3] + ...
 Cell sumOfProducts(Type type, const std::vector<Cell>& factors) {
@@ -15,8 +24,13 @@ Cell sumOfProducts(Type type, const std::vector<Cell>& factors) {
             result += x[i] * x[i + 1];
         return result;
     };
-    if (type.rough)
-        return roughCell(type.scalar, factors, sum);
+    if (type.rough) {
+        Cell result = roughCell(type.scalar, factors, sum);
+        // A product may overflow that another one would have cancelled out.
+        if (!std::isfinite(roughCell(type.scalar, magnitudes(factors), sum).error))
+            result.error = std::numeric_limits<double>::infinity();
+        return result;
+    }
     std::vector<double> numbers;
     numbers.reserve(factors.size());
     for (const Cell& factor : factors)
@@ -89,12 +103,14 @@ Cell determinant(Type type, const Value& v) {
     Cell result =
         roughCell(type.scalar, v, [&](const double* x) { return leibniz(x, size, 0, all, true); });
     // Products of parts that cancel each other out are rounded before they do.
-    std::vector<Cell> largest = v;
+    std::vector<Cell> largest = magnitudes(v);
+    const auto sizes = [&](const double* x) { return leibniz(x, size, 0, all, false); };
+    result.error += roughCell(type.scalar, largest, sizes).error;
+    // Factors below one, which come last, do not keep the product of the others from overflowing.
     for (Cell& c : largest)
-        c = {.number = std::abs(c.number) + c.error};
-    result.error += roughCell(type.scalar, largest, [&](const double* x) {
-                        return leibniz(x, size, 0, all, false);
-                    }).error;
+        c.number = std::max(c.number, 1.0);
+    if (!std::isfinite(roughCell(type.scalar, largest, sizes).error))
+        result.error = std::numeric_limits<double>::infinity();
     return result;
 }
 
