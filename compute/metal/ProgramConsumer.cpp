@@ -9,6 +9,7 @@
 #include "compute/metal/ModuleChecks.h"
 #include "compute/metal/Restrictions.h"
 #include "compute/metal/Stop.h"
+#include "compute/metal/TemplateOperators.h"
 
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
@@ -60,6 +61,8 @@ void ProgramConsumer::ForgetSema() {
 }
 
 bool ProgramConsumer::HandleTopLevelDecl(clang::DeclGroupRef group) {
+    if (!hasErrors())
+        deferOperators(m_compiler.getASTContext(), group);
     m_topLevel.insert(m_topLevel.end(), group.begin(), group.end());
     tellGenerator([=, this] { m_generator->HandleTopLevelDecl(group); });
     return true;
