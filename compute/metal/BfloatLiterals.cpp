@@ -12,11 +12,12 @@ void readBfloatLiteral(clang::Token& token, clang::Preprocessor& preprocessor) {
     llvm::StringRef digits(token.getLiteralData(), token.getLength());
     if (!digits.consume_back_insensitive("bf") || digits.starts_with_insensitive("0x"))
         return;
-    // Memory that lives as long as the text does.
-    auto* spelling = static_cast<char*>(
-        preprocessor.getPreprocessorAllocator().Allocate(token.getLength(), alignof(char)));
+    // Memory that lives as long as the text does. Clang looks at the character behind the number.
+    constexpr llvm::StringRef ending("us\0", 3);
+    auto* spelling = static_cast<char*>(preprocessor.getPreprocessorAllocator().Allocate(
+        digits.size() + ending.size(), alignof(char)));
     llvm::copy(digits, spelling);
-    llvm::copy(llvm::StringRef("us"), spelling + digits.size());
+    llvm::copy(ending, spelling + digits.size());
     token.setLiteralData(spelling);
 }
 
