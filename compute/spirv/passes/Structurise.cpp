@@ -4,6 +4,7 @@
 
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/ADT/SmallPtrSet.h>
+#include <llvm/Analysis/DomTreeUpdater.h>
 #include <llvm/Analysis/LoopInfo.h>
 #include <llvm/Analysis/PostDominators.h>
 #include <llvm/IR/Dominators.h>
@@ -124,21 +125,20 @@ void separateLoops(llvm::Function& function) {
 
 /// Joins of their own, from the innermost branches on.
 void separateJoins(llvm::Function& function) {
+    Shape shape(function);
     llvm::SmallVector<llvm::BasicBlock*> branches;
-    {
-        const Shape shape(function);
-        for (llvm::BasicBlock* block : llvm::post_order(&function))
-            if (conditional(*block) != nullptr && !shape.isLatch(*block))
-                branches.push_back(block);
-    }
+    for (llvm::BasicBlock* block : llvm::post_order(&function))
+        if (conditional(*block) != nullptr && !shape.isLatch(*block))
+            branches.push_back(block);
+    llvm::DomTreeUpdater trees(shape.dominators, shape.postDominators,
+                               llvm::DomTreeUpdater::UpdateStrategy::Eager);
     for (llvm::BasicBlock* block : branches) {
-        const Shape shape(function);
         llvm::BasicBlock* join = shape.join(*block);
         llvm::SmallVector<llvm::BasicBlock*> own;
         for (llvm::BasicBlock* before : llvm::predecessors(join))
             if (shape.dominators.dominates(block, before) && !llvm::is_contained(own, before))
                 own.push_back(before);
-        llvm::SplitBlockPredecessors(join, own, ".join");
+        llvm::SplitBlockPredecessors(join, own, ".join", &trees);
     }
 }
 
