@@ -22,7 +22,9 @@
 
 #include "compute/kernel/KernelSignature.h"
 
+#include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -51,7 +53,12 @@ struct MemoryTable {
     std::uint64_t unused = 0;
 };
 
-/// Layout of the push constants. All addresses are multiples of 16 and of the device.
+/// So many records a shader may have at hand in the push constants.
+inline constexpr unsigned directRecords = 4;
+
+/// Layout of the push constants. All addresses are multiples of 16 and of the device. What nearly
+/// every thread needs is in here, since loads from memory cost it more; it says the same as what
+/// `bindings` and `grid` lead to.
 struct PushConstants {
     /// bindingRecords of type BufferRecord. Buffers, texture views (compute/backend/TextureView.h
     /// with addresses of the device) and samplers in the slots that KernelSignature.h gives them.
@@ -62,8 +69,15 @@ struct PushConstants {
     std::uint64_t memory = 0;
     std::uint32_t begin = 0;
     std::uint32_t end = 0;
+    /// Address of the spare memory.
+    std::uint64_t spare = 0;
+    /// Of the grid, in threads.
+    std::array<std::uint32_t, 3> size{};
+    std::uint32_t unused = 0;
+    /// Those of Shader::directSlots.
+    std::array<BufferRecord, directRecords> direct{};
 };
-static_assert(sizeof(PushConstants) == 32);
+static_assert(sizeof(PushConstants) <= 128, "no device has to take more");
 
 enum SpecialisationConstant : std::uint32_t {
     WorkgroupWidth,
@@ -109,8 +123,18 @@ struct Shader {
     bool runsInGroups = false;
     /// Whether the memory table is looked at.
     bool followsPointers = false;
+    /// The slots whose records belong into PushConstants::direct, in that order.
+    std::vector<std::uint32_t> directSlots;
     /// Of workgroup memory, without what the threadgroup arguments take.
     std::uint32_t groupBytes = 0;
 };
+
+/// Copies the records that a shader wants at hand from all that are bound.
+inline void putAtHand(PushConstants& constants, const Shader& shader,
+                      std::span<const BufferRecord, bindingRecords> bindings) {
+    for (std::size_t i = 0; i < shader.directSlots.size(); ++i)
+        constants.direct[i] = bindings[shader.directSlots[i]];
+    constants.spare = bindings[spareSlot].address;
+}
 
 } // namespace compute::spirv

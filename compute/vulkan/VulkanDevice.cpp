@@ -251,6 +251,10 @@ Result<void> VulkanDevice::tryToRecord(const VulkanKernel& kernel, const Binding
     arguments.bindings[spirv::spareSlot] = {
         m_submission->constants().bindings + offsetof(Arguments, spare), spirv::spareBytes};
     arguments.grid = gridRecordOf(bindings, grid, group);
+    m_constants = m_submission->constants();
+    m_constants.memory = m_table.address;
+    m_constants.size = {grid.width, grid.height, grid.depth};
+    spirv::putAtHand(m_constants, kernel.shader(), arguments.bindings);
     m_followsPointers = m_followsPointers || kernel.followsPointers();
     if (m_isMarked)
         m_submission->separate();
@@ -309,8 +313,7 @@ Result<void> VulkanDevice::dispatchThreads(VkPipeline pipeline, const Workgroup&
     const std::uint32_t rows = groupsFor(grid.height, workgroup.size[1]);
     if (rows > device.maxGroupCount[1] || grid.depth > device.maxGroupCount[2])
         return Error{"The grid is too large for this device"};
-    spirv::PushConstants constants = m_submission->constants();
-    constants.memory = m_table.address;
+    spirv::PushConstants constants = m_constants;
     constants.end = end;
     while (begin < end) {
         const std::uint32_t columns =
@@ -342,8 +345,7 @@ Result<void> VulkanDevice::dispatchRange(VkPipeline pipeline, std::uint64_t firs
                                          std::uint64_t last) {
     if (last > std::numeric_limits<std::uint32_t>::max())
         return Error{"The grid is too large for this device"};
-    spirv::PushConstants constants = m_submission->constants();
-    constants.memory = m_table.address;
+    spirv::PushConstants constants = m_constants;
     constants.end = static_cast<std::uint32_t>(last);
     while (first < last) {
         const auto count = static_cast<std::uint32_t>(

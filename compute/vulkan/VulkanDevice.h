@@ -101,6 +101,7 @@ private:
     std::size_t m_tableRecords = 0; ///< that it has room for
     std::vector<Used> m_used;
     bool m_followsPointers = false;
+    spirv::PushConstants m_constants; ///< of the dispatch that is being recorded
     std::uint32_t m_command = 0;
     bool m_isMarked = false;
     std::optional<platform::Error> m_error;

@@ -61,6 +61,7 @@ VulkanKernel::VulkanKernel(std::shared_ptr<VulkanDevice> device, KernelDescripti
                .requirements = shader.requirements,
                .runsInGroups = shader.runsInGroups,
                .followsPointers = shader.followsPointers,
+               .directSlots = shader.directSlots,
                .groupBytes = shader.groupBytes} {}
 
 void VulkanKernel::run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,

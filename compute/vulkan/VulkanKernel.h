@@ -35,6 +35,8 @@ public:
     void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
              std::uint32_t begin, std::uint32_t end) const override;
 
+    /// Without its words.
+    const spirv::Shader& shader() const { return m_shader; }
     bool runsInGroups() const { return m_shader.runsInGroups; }
     bool followsPointers() const { return m_shader.followsPointers; }
     /// The workgroup for a dispatch; the error says that the device allows no such thing.

@@ -3,9 +3,9 @@
 #include "compute/spirv/emit/FunctionEmitter.h"
 
 #include "compute/kernel/GroupOperations.h"
+#include "compute/spirv/emit/Opcodes.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
-#include <llvm/Support/raw_ostream.h>
 
 namespace compute::spirv {
 namespace {
@@ -30,11 +30,12 @@ const llvm::Value* behind(const llvm::Value& value, const Features& features) {
     return nullptr;
 }
 
+unsigned constantOf(const llvm::Value& value) {
+    return static_cast<unsigned>(llvm::cast<llvm::ConstantInt>(value).getZExtValue());
+}
+
 constexpr std::uint32_t deviceScope = numberOf(spv::Scope::Device);
 constexpr std::uint32_t workgroupScope = numberOf(spv::Scope::Workgroup);
-
-constexpr std::uint32_t sharedMemory = numberOf(spv::MemorySemanticsMask::UniformMemory) |
-                                       numberOf(spv::MemorySemanticsMask::WorkgroupMemory);
 
 } // namespace
 
@@ -59,11 +60,9 @@ platform::Result<void> FunctionEmitter::run() {
                 addMerge(*block);
                 addTerminator(instruction);
             } else if (!addInstruction(instruction)) {
-                std::string text;
-                llvm::raw_string_ostream stream(text);
-                instruction.print(stream);
-                return platform::Error{"kernel '" + std::string(m_module.lowering().name) +
-                                       "' needs what this device does not have:" + text};
+                return platform::Error{
+                    "kernel '" + std::string(m_module.lowering().name) +
+                    "' needs what graphics devices do not have: " + nameOf(instruction)};
             }
         }
     }
@@ -208,6 +207,12 @@ bool FunctionEmitter::addInstruction(const llvm::Instruction& instruction) {
         operands.append(whole->idx_begin(), whole->idx_end());
         return define(*whole, Op::OpCompositeInsert, operands), true;
     }
+    if (const auto* part = llvm::dyn_cast<llvm::ExtractElementInst>(&instruction))
+        return define(*part, Op::OpCompositeExtract,
+                      {idOf(*part->getVectorOperand()), constantOf(*part->getIndexOperand())}),
+               true;
+    if (const auto* whole = llvm::dyn_cast<llvm::InsertElementInst>(&instruction))
+        return addVector(*whole), true;
     if (const auto* select = llvm::dyn_cast<llvm::SelectInst>(&instruction))
         return define(*select, Op::OpSelect,
                       {idOf(*select->getCondition()), idOf(*select->getTrueValue()),
@@ -222,48 +227,19 @@ bool FunctionEmitter::addInstruction(const llvm::Instruction& instruction) {
     return false;
 }
 
+/// Of a chain of insertions that gives all elements, the last one is the vector.
+void FunctionEmitter::addVector(const llvm::InsertElementInst& last) {
+    if (last.hasOneUse() && llvm::isa<llvm::InsertElementInst>(last.user_back()))
+        return;
+    Operands elements(llvm::cast<llvm::FixedVectorType>(last.getType())->getNumElements());
+    for (const auto* insertion = &last; insertion != nullptr;
+         insertion = llvm::dyn_cast<llvm::InsertElementInst>(insertion->getOperand(0)))
+        elements[constantOf(*insertion->getOperand(2))] = idOf(*insertion->getOperand(1));
+    define(last, Op::OpCompositeConstruct, elements);
+}
+
 bool FunctionEmitter::addBinary(const llvm::BinaryOperator& operation) {
-    const bool isTruth = operation.getType()->isIntegerTy(1);
-    const auto opcode = [&]() -> std::optional<Op> {
-        switch (operation.getOpcode()) {
-        case llvm::Instruction::Add:
-            return isTruth ? Op::OpLogicalNotEqual : Op::OpIAdd;
-        case llvm::Instruction::Sub:
-            return isTruth ? Op::OpLogicalNotEqual : Op::OpISub;
-        case llvm::Instruction::Mul:
-            return isTruth ? Op::OpLogicalAnd : Op::OpIMul;
-        case llvm::Instruction::UDiv:
-            return Op::OpUDiv;
-        case llvm::Instruction::SDiv:
-            return Op::OpSDiv;
-        case llvm::Instruction::URem:
-            return Op::OpUMod;
-        case llvm::Instruction::Shl:
-            return Op::OpShiftLeftLogical;
-        case llvm::Instruction::LShr:
-            return Op::OpShiftRightLogical;
-        case llvm::Instruction::AShr:
-            return Op::OpShiftRightArithmetic;
-        case llvm::Instruction::And:
-            return isTruth ? Op::OpLogicalAnd : Op::OpBitwiseAnd;
-        case llvm::Instruction::Or:
-            return isTruth ? Op::OpLogicalOr : Op::OpBitwiseOr;
-        case llvm::Instruction::Xor:
-            return isTruth ? Op::OpLogicalNotEqual : Op::OpBitwiseXor;
-        case llvm::Instruction::FAdd:
-            return Op::OpFAdd;
-        case llvm::Instruction::FSub:
-            return Op::OpFSub;
-        case llvm::Instruction::FMul:
-            return Op::OpFMul;
-        case llvm::Instruction::FDiv:
-            return Op::OpFDiv;
-        case llvm::Instruction::FRem:
-            return Op::OpFRem;
-        default:
-            return std::nullopt;
-        }
-    }();
+    const auto opcode = opcodeOf(operation);
     if (!opcode)
         return false;
     define(operation, *opcode, {idOf(*operation.getOperand(0)), idOf(*operation.getOperand(1))});
@@ -274,59 +250,9 @@ bool FunctionEmitter::addBinary(const llvm::BinaryOperator& operation) {
 }
 
 bool FunctionEmitter::addComparison(const llvm::CmpInst& compare) {
-    const bool isTruth = compare.getOperand(0)->getType()->isIntegerTy(1);
     const Id first = idOf(*compare.getOperand(0));
     const Id second = idOf(*compare.getOperand(1));
-    const auto opcode = [&]() -> std::optional<Op> {
-        switch (compare.getPredicate()) {
-        case llvm::CmpInst::ICMP_EQ:
-            return isTruth ? Op::OpLogicalEqual : Op::OpIEqual;
-        case llvm::CmpInst::ICMP_NE:
-            return isTruth ? Op::OpLogicalNotEqual : Op::OpINotEqual;
-        case llvm::CmpInst::ICMP_UGT:
-            return Op::OpUGreaterThan;
-        case llvm::CmpInst::ICMP_UGE:
-            return Op::OpUGreaterThanEqual;
-        case llvm::CmpInst::ICMP_ULT:
-            return Op::OpULessThan;
-        case llvm::CmpInst::ICMP_ULE:
-            return Op::OpULessThanEqual;
-        case llvm::CmpInst::ICMP_SGT:
-            return Op::OpSGreaterThan;
-        case llvm::CmpInst::ICMP_SGE:
-            return Op::OpSGreaterThanEqual;
-        case llvm::CmpInst::ICMP_SLT:
-            return Op::OpSLessThan;
-        case llvm::CmpInst::ICMP_SLE:
-            return Op::OpSLessThanEqual;
-        case llvm::CmpInst::FCMP_OEQ:
-            return Op::OpFOrdEqual;
-        case llvm::CmpInst::FCMP_OGT:
-            return Op::OpFOrdGreaterThan;
-        case llvm::CmpInst::FCMP_OGE:
-            return Op::OpFOrdGreaterThanEqual;
-        case llvm::CmpInst::FCMP_OLT:
-            return Op::OpFOrdLessThan;
-        case llvm::CmpInst::FCMP_OLE:
-            return Op::OpFOrdLessThanEqual;
-        case llvm::CmpInst::FCMP_ONE:
-            return Op::OpFOrdNotEqual;
-        case llvm::CmpInst::FCMP_UEQ:
-            return Op::OpFUnordEqual;
-        case llvm::CmpInst::FCMP_UGT:
-            return Op::OpFUnordGreaterThan;
-        case llvm::CmpInst::FCMP_UGE:
-            return Op::OpFUnordGreaterThanEqual;
-        case llvm::CmpInst::FCMP_ULT:
-            return Op::OpFUnordLessThan;
-        case llvm::CmpInst::FCMP_ULE:
-            return Op::OpFUnordLessThanEqual;
-        case llvm::CmpInst::FCMP_UNE:
-            return Op::OpFUnordNotEqual;
-        default:
-            return std::nullopt;
-        }
-    }();
+    const auto opcode = opcodeOf(compare);
     if (opcode)
         return define(compare, *opcode, {first, second}), true;
     const auto predicate = compare.getPredicate();
@@ -390,119 +316,6 @@ bool FunctionEmitter::addCast(const llvm::CastInst& cast) {
     }
 }
 
-// Memory
-
-Id FunctionEmitter::pointerTo(const llvm::Value& address, llvm::Type* type) {
-    const Id pointer =
-        m_code.pointer(spv::StorageClass::PhysicalStorageBuffer, m_module.typeOf(type));
-    return add(Op::OpConvertUToPtr, pointer, {idOf(address)});
-}
-
-void FunctionEmitter::addLoad(const llvm::LoadInst& load) {
-    const Id pointer = pointerTo(*load.getPointerOperand(), load.getType());
-    if (load.isAtomic()) {
-        define(load, Op::OpAtomicLoad,
-               {pointer, m_code.word(deviceScope), semantics(load.getOrdering())});
-        return;
-    }
-    define(load, Op::OpLoad,
-           {pointer,
-            numberOf(spv::MemoryAccessMask::Aligned) |
-                numberOf(spv::MemoryAccessMask::NonPrivatePointer),
-            static_cast<std::uint32_t>(load.getAlign().value())});
-}
-
-void FunctionEmitter::addStore(const llvm::StoreInst& store) {
-    const llvm::Value& value = *store.getValueOperand();
-    const Id pointer = pointerTo(*store.getPointerOperand(), value.getType());
-    if (store.isAtomic())
-        addWords(Op::OpAtomicStore,
-                 {pointer, m_code.word(deviceScope), semantics(store.getOrdering()), idOf(value)});
-    else
-        addWords(Op::OpStore, {pointer, idOf(value),
-                               numberOf(spv::MemoryAccessMask::Aligned) |
-                                   numberOf(spv::MemoryAccessMask::NonPrivatePointer),
-                               static_cast<std::uint32_t>(store.getAlign().value())});
-}
-
-Id FunctionEmitter::semantics(llvm::AtomicOrdering ordering) {
-    std::uint32_t bits = 0;
-    switch (ordering) {
-    case llvm::AtomicOrdering::NotAtomic:
-    case llvm::AtomicOrdering::Unordered:
-    case llvm::AtomicOrdering::Monotonic:
-        break;
-    case llvm::AtomicOrdering::Acquire:
-        bits = numberOf(spv::MemorySemanticsMask::Acquire) |
-               numberOf(spv::MemorySemanticsMask::MakeVisible) | sharedMemory;
-        break;
-    case llvm::AtomicOrdering::Release:
-        bits = numberOf(spv::MemorySemanticsMask::Release) |
-               numberOf(spv::MemorySemanticsMask::MakeAvailable) | sharedMemory;
-        break;
-    case llvm::AtomicOrdering::AcquireRelease:
-    case llvm::AtomicOrdering::SequentiallyConsistent: // which Vulkan does not have
-        bits = numberOf(spv::MemorySemanticsMask::AcquireRelease) |
-               numberOf(spv::MemorySemanticsMask::MakeVisible) |
-               numberOf(spv::MemorySemanticsMask::MakeAvailable) | sharedMemory;
-        break;
-    }
-    return m_code.word(bits);
-}
-
-void FunctionEmitter::addAtomics64(const llvm::Type& type) {
-    if (!type.isIntegerTy(64))
-        return;
-    m_code.capability(spv::Capability::Int64Atomics);
-    m_module.requirements().int64Atomics = true;
-}
-
-bool FunctionEmitter::addUpdate(const llvm::Value& result, llvm::AtomicRMWInst::BinOp operation,
-                                Id pointer, Id value, Id scope, llvm::AtomicOrdering ordering) {
-    const auto opcode = [&]() -> std::optional<Op> {
-        switch (operation) {
-        case llvm::AtomicRMWInst::Xchg:
-            return Op::OpAtomicExchange;
-        case llvm::AtomicRMWInst::Add:
-            return Op::OpAtomicIAdd;
-        case llvm::AtomicRMWInst::Sub:
-            return Op::OpAtomicISub;
-        case llvm::AtomicRMWInst::And:
-            return Op::OpAtomicAnd;
-        case llvm::AtomicRMWInst::Or:
-            return Op::OpAtomicOr;
-        case llvm::AtomicRMWInst::Xor:
-            return Op::OpAtomicXor;
-        case llvm::AtomicRMWInst::Max:
-            return Op::OpAtomicSMax;
-        case llvm::AtomicRMWInst::Min:
-            return Op::OpAtomicSMin;
-        case llvm::AtomicRMWInst::UMax:
-            return Op::OpAtomicUMax;
-        case llvm::AtomicRMWInst::UMin:
-            return Op::OpAtomicUMin;
-        default:
-            return std::nullopt;
-        }
-    }();
-    if (!opcode)
-        return false;
-    addAtomics64(*result.getType());
-    define(result, *opcode, {pointer, scope, semantics(ordering), value});
-    return true;
-}
-
-bool FunctionEmitter::addAtomic(const llvm::AtomicRMWInst& atomic) {
-    return addUpdate(atomic, atomic.getOperation(),
-                     pointerTo(*atomic.getPointerOperand(), atomic.getType()),
-                     idOf(*atomic.getValOperand()), m_code.word(deviceScope), atomic.getOrdering());
-}
-
-Id FunctionEmitter::elementPointer(unsigned variable, Id index) {
-    return add(Op::OpAccessChain, m_module.elementPointerType(variable),
-               {m_module.variable(variable), index});
-}
-
 // Calls
 
 bool FunctionEmitter::addCall(const llvm::CallInst& call) {
@@ -528,93 +341,6 @@ void FunctionEmitter::addBarrier() {
                                     semantics(llvm::AtomicOrdering::AcquireRelease)});
 }
 
-void FunctionEmitter::defineMember(const llvm::Value& value, unsigned member) {
-    const Id pointer =
-        add(Op::OpAccessChain, m_code.pointer(spv::StorageClass::PushConstant, typeOf(value)),
-            {m_module.pushConstants(), m_code.word(member)});
-    define(value, Op::OpLoad, {pointer});
-}
-
-void FunctionEmitter::defineBuiltIn(const llvm::Value& value, spv::BuiltIn which,
-                                    const llvm::Value* axis) {
-    const Id variable = m_module.builtIn(which, axis != nullptr);
-    if (axis == nullptr)
-        return define(value, Op::OpLoad, {variable});
-    const Id pointer =
-        add(Op::OpAccessChain, m_code.pointer(spv::StorageClass::Input, m_code.integer(32)),
-            {variable, idOf(*axis)});
-    define(value, Op::OpLoad, {pointer});
-}
-
-bool FunctionEmitter::addShaderFunction(const llvm::CallInst& call, const ShaderFunction& what) {
-    const auto argument = [&](unsigned index) { return call.getArgOperand(index); };
-    const auto element = [&] { return elementPointer(what.variable, idOf(*argument(0))); };
-    switch (what.operation) {
-    case ShaderOperation::None:
-        return false;
-    case ShaderOperation::Read:
-    case ShaderOperation::Write: {
-        const bool isGroups =
-            m_module.lowering().variables[what.variable].storage == Variable::Storage::Workgroup;
-        Operands operands{element()};
-        if (what.operation == ShaderOperation::Write)
-            operands.push_back(idOf(*argument(1)));
-        if (isGroups)
-            operands.push_back(numberOf(spv::MemoryAccessMask::NonPrivatePointer));
-        if (what.operation == ShaderOperation::Write)
-            addWords(Op::OpStore, operands);
-        else
-            define(call, Op::OpLoad, operands);
-        return true;
-    }
-    case ShaderOperation::Atomic:
-        return addUpdate(call, static_cast<llvm::AtomicRMWInst::BinOp>(what.atomic), element(),
-                         idOf(*argument(1)), m_code.word(workgroupScope),
-                         llvm::AtomicOrdering::Monotonic);
-    case ShaderOperation::CompareExchange:
-        define(call, Op::OpAtomicCompareExchange,
-               {element(), m_code.word(workgroupScope), m_code.word(0), m_code.word(0),
-                idOf(*argument(2)), idOf(*argument(1))});
-        return true;
-    case ShaderOperation::ExchangeAt: {
-        addAtomics64(*call.getType());
-        const Id pointer = pointerTo(*argument(0), call.getType());
-        define(call, Op::OpAtomicCompareExchange,
-               {pointer, m_code.word(deviceScope),
-                semantics(static_cast<llvm::AtomicOrdering>(what.atomic)),
-                semantics(llvm::AtomicOrdering::Monotonic), idOf(*argument(2)),
-                idOf(*argument(1))});
-        return true;
-    }
-    case ShaderOperation::Length:
-        define(call, Op::OpCopyObject, {m_module.lengthConstant(what.variable)});
-        return true;
-    case ShaderOperation::BindingsAddress:
-        return defineMember(call, 0), true;
-    case ShaderOperation::GridAddress:
-        return defineMember(call, 1), true;
-    case ShaderOperation::MemoryAddress:
-        m_module.followPointers();
-        return defineMember(call, 2), true;
-    case ShaderOperation::Begin:
-        return defineMember(call, 3), true;
-    case ShaderOperation::End:
-        return defineMember(call, 4), true;
-    case ShaderOperation::GlobalId:
-        return defineBuiltIn(call, spv::BuiltIn::GlobalInvocationId, argument(0)), true;
-    case ShaderOperation::WorkgroupId:
-        return defineBuiltIn(call, spv::BuiltIn::WorkgroupId, argument(0)), true;
-    case ShaderOperation::WorkgroupCount:
-        return defineBuiltIn(call, spv::BuiltIn::NumWorkgroups, argument(0)), true;
-    case ShaderOperation::LocalIndex:
-        return defineBuiltIn(call, spv::BuiltIn::LocalInvocationIndex, nullptr), true;
-    case ShaderOperation::Always:
-        define(call, Op::OpCopyObject, {m_code.constant(Op::OpConstantTrue, m_code.boolean())});
-        return true;
-    }
-    return false;
-}
-
 Id FunctionEmitter::mathematics(Id type, GLSLstd450 function, llvm::ArrayRef<Id> operands) {
     Operands all{m_code.mathematics(), numberOf(function)};
     all.append(operands.begin(), operands.end());
@@ -633,40 +359,11 @@ bool FunctionEmitter::addIntrinsic(const llvm::IntrinsicInst& call) {
     for (const llvm::Use& argument : call.args())
         operands.push_back(idOf(*argument));
     const auto isWord = [&] { return call.getType()->isIntegerTy(32); };
-    const auto math = [&](GLSLstd450 function) {
-        return defineMathematics(call, function, operands), true;
-    };
+    if (const auto function = mathematicsOf(call.getIntrinsicID()))
+        return defineMathematics(call, *function, operands), true;
     switch (call.getIntrinsicID()) {
-    case llvm::Intrinsic::fabs:
-        return math(GLSLstd450FAbs);
-    case llvm::Intrinsic::floor:
-        return math(GLSLstd450Floor);
-    case llvm::Intrinsic::ceil:
-        return math(GLSLstd450Ceil);
-    case llvm::Intrinsic::trunc:
-        return math(GLSLstd450Trunc);
-    case llvm::Intrinsic::rint:
-    case llvm::Intrinsic::nearbyint:
-    case llvm::Intrinsic::roundeven:
-        return math(GLSLstd450RoundEven);
-    case llvm::Intrinsic::sqrt:
-        return math(GLSLstd450Sqrt);
-    case llvm::Intrinsic::minnum:
-        return math(GLSLstd450NMin);
-    case llvm::Intrinsic::maxnum:
-        return math(GLSLstd450NMax);
-    case llvm::Intrinsic::fma:
-        return math(GLSLstd450Fma);
     case llvm::Intrinsic::canonicalize:
         return define(call, Op::OpCopyObject, operands), true;
-    case llvm::Intrinsic::umin:
-        return math(GLSLstd450UMin);
-    case llvm::Intrinsic::umax:
-        return math(GLSLstd450UMax);
-    case llvm::Intrinsic::smin:
-        return math(GLSLstd450SMin);
-    case llvm::Intrinsic::smax:
-        return math(GLSLstd450SMax);
     case llvm::Intrinsic::abs:
         return defineMathematics(call, GLSLstd450SAbs, {operands[0]}), true;
     case llvm::Intrinsic::ctpop:

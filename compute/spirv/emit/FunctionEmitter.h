@@ -41,6 +41,7 @@ private:
     void addMerge(const llvm::BasicBlock& block);
     /// False if there is no counterpart.
     bool addInstruction(const llvm::Instruction& instruction);
+    void addVector(const llvm::InsertElementInst& last);
     bool addBinary(const llvm::BinaryOperator& operation);
     bool addComparison(const llvm::CmpInst& compare);
     bool addCast(const llvm::CastInst& cast);

@@ -38,6 +38,9 @@ Id ModuleEmitter::typeOf(llvm::Type* type) {
             members.push_back(typeOf(member));
         return m_code.structure(members);
     }
+    if (auto* vector = llvm::dyn_cast<llvm::FixedVectorType>(type)) // of a wide access
+        return m_code.type(Op::OpTypeVector,
+                           {typeOf(vector->getElementType()), vector->getNumElements()});
     if (type->isHalfTy() && !m_lowering.features.float16)
         return typeOf(llvm::Type::getInt16Ty(type->getContext()));
     const unsigned bits = type->getPrimitiveSizeInBits().getFixedValue();
@@ -179,11 +182,25 @@ Id ModuleEmitter::pushConstants() {
         return m_pushConstants;
     const Id address = m_code.integer(64);
     const Id word = m_code.integer(32);
-    const Id type = m_code.type(Op::OpTypeStruct, {address, address, address, word, word});
+    std::vector<Id> members;
+    std::vector<std::size_t> offsets;
+    const auto add = [&](Id type, std::size_t offset, std::size_t count = 1) {
+        const std::size_t bytes = type == word ? sizeof(std::uint32_t) : sizeof(std::uint64_t);
+        for (std::size_t i = 0; i < count; ++i) {
+            members.push_back(type);
+            offsets.push_back(offset + i * bytes);
+        }
+    };
+    add(address, offsetof(PushConstants, bindings));
+    add(address, offsetof(PushConstants, grid));
+    add(address, offsetof(PushConstants, memory));
+    add(word, offsetof(PushConstants, begin));
+    add(word, offsetof(PushConstants, end));
+    add(address, offsetof(PushConstants, spare));
+    add(word, offsetof(PushConstants, size), 3);
+    add(address, offsetof(PushConstants, direct), std::size_t{2} * directRecords);
+    const Id type = m_code.structure(members);
     m_code.decorate(type, spv::Decoration::Block);
-    constexpr std::array offsets = {offsetof(PushConstants, bindings),
-                                    offsetof(PushConstants, grid), offsetof(PushConstants, memory),
-                                    offsetof(PushConstants, begin), offsetof(PushConstants, end)};
     for (std::uint32_t i = 0; i < offsets.size(); ++i)
         m_code.add(Assembler::Decorations, Op::OpMemberDecorate,
                    {type, i, numberOf(spv::Decoration::Offset), numberOf(offsets[i])});
@@ -253,6 +270,7 @@ platform::Result<Shader> ModuleEmitter::run() {
                   .requirements = m_requirements,
                   .runsInGroups = m_lowering.runsInGroups(),
                   .followsPointers = m_followsPointers,
+                  .directSlots = m_lowering.directSlots,
                   .groupBytes = m_groupBytes};
 }
 

@@ -54,8 +54,9 @@ private:
         position[0] = m_builder.CreateAdd(position[0], ask(ShaderOperation::Begin));
         llvm::Value* isInside = m_builder.CreateICmpULT(position[0], ask(ShaderOperation::End));
         for (unsigned axis = 1; axis < position.size(); ++axis)
-            isInside =
-                m_builder.CreateAnd(isInside, m_builder.CreateICmpULT(position[axis], grid(axis)));
+            isInside = m_builder.CreateAnd(
+                isInside,
+                m_builder.CreateICmpULT(position[axis], ask(ShaderOperation::GridSize, axis)));
         return {position, isInside};
     }
 
@@ -78,7 +79,7 @@ private:
         llvm::Value* one = m_builder.getInt32(1);
         llvm::Value* threads = one;
         for (unsigned axis = 0; axis < 3; ++axis) {
-            llvm::Value* all = grid(axis);
+            llvm::Value* all = ask(ShaderOperation::GridSize, axis);
             llvm::Value* size =
                 m_builder.CreateBinaryIntrinsic(llvm::Intrinsic::umax, grid(3 + axis), one);
             llvm::Value* count =

@@ -106,13 +106,32 @@ llvm::IRBuilder<> DeviceMemory::builderBehind(llvm::Value& value) {
 
 llvm::Value* DeviceMemory::spareAddress() {
     if (m_spare == nullptr)
-        m_spare = slotRange(spareSlot).start;
+        m_spare = builderAtStart().CreateCall(m_lowering.function(ShaderOperation::SpareAddress));
     return m_spare;
+}
+
+std::optional<Range> DeviceMemory::directRange(unsigned slot) {
+    std::vector<std::uint32_t>& slots = m_lowering.directSlots;
+    auto place = std::ranges::find(slots, slot);
+    if (place == slots.end()) {
+        if (slots.size() == directRecords)
+            return std::nullopt;
+        place = slots.insert(slots.end(), slot);
+    }
+    const auto word = static_cast<std::uint32_t>(2 * (place - slots.begin()));
+    llvm::IRBuilder<> builder = builderAtStart();
+    llvm::Function* record = m_lowering.function(ShaderOperation::DirectRecord);
+    return Range{builder.CreateCall(record, {builder.getInt32(word)}),
+                 builder.CreateCall(record, {builder.getInt32(word + 1)})};
 }
 
 Range DeviceMemory::slotRange(unsigned slot) {
     Range& range = m_slots[slot];
-    if (range.start == nullptr) {
+    if (range.start != nullptr)
+        return range;
+    if (const auto direct = directRange(slot)) {
+        range = *direct;
+    } else {
         llvm::IRBuilder<> builder = builderAtStart();
         llvm::Value* record = builder.CreateAdd(
             builder.CreateCall(m_lowering.function(ShaderOperation::BindingsAddress)),

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 
 namespace compute::spirv {
 
@@ -43,6 +44,8 @@ public:
 
 private:
     Range slotRange(unsigned slot);
+    /// From the push constants, if there is room for the slot.
+    std::optional<Range> directRange(unsigned slot);
     Range rangeOfMerge(llvm::Instruction& merge);
     Range lookedUp(llvm::Value& pointer);
     llvm::IRBuilder<> builderBehind(llvm::Value& value);

@@ -2,9 +2,11 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/LowerPointers.h"
 
-#include "compute/kernel/KernelSignature.h"
-#include "compute/kernel/containment/AddressRanges.h"
 #include "compute/spirv/passes/DeviceMemory.h"
+#include "compute/spirv/passes/FunctionFacts.h"
+#include "compute/spirv/passes/NumberBits.h"
+#include "compute/spirv/passes/PointerParameters.h"
+#include "compute/spirv/passes/VariableAccess.h"
 #include "compute/spirv/passes/VariableTable.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
@@ -13,21 +15,9 @@
 #include <llvm/IR/InstIterator.h>
 #include <llvm/Transforms/Utils/BasicBlockUtils.h>
 #include <llvm/Transforms/Utils/Cloning.h>
-#include <llvm/Transforms/Utils/LowerAtomic.h>
 
 namespace compute::spirv {
 namespace {
-
-/// What is found out about a function before any of it is changed.
-struct FunctionFacts {
-    llvm::Function* function = nullptr;
-    std::unique_ptr<PointerRoots> roots;
-    std::vector<MemoryAccess> accesses;
-    /// Those that cannot leave the one variable which they lead to.
-    llvm::SmallPtrSet<const llvm::Instruction*, 16> confined;
-    const llvm::Value* bindings = nullptr;
-    const llvm::Value* grid = nullptr;
-};
 
 class FunctionLowering {
 public:
@@ -36,7 +26,8 @@ public:
           m_table(table),
           m_facts(facts),
           m_memory(lowering, *facts.function, *facts.roots, facts.grid,
-                   [this](llvm::Value& pointer) { return addressOf(pointer); }) {}
+                   [this](llvm::Value& pointer) { return addressOf(pointer); }),
+          m_variables(lowering, table) {}
 
     /// Fails when a pointer is used in a way that numbers cannot stand in for.
     platform::Result<void> run() {
@@ -137,7 +128,9 @@ private:
     void lower(const MemoryAccess& access) {
         llvm::IRBuilder<> builder(access.instruction);
         if (auto* load = llvm::dyn_cast<llvm::LoadInst>(access.instruction)) {
-            if (!load->getType()->isPointerTy())
+            if (llvm::Value* size = gridSize(builder, *load))
+                load->replaceAllUsesWith(size);
+            else if (!load->getType()->isPointerTy())
                 load->replaceAllUsesWith(loaded(builder, access, load->getType()));
             else if (!load->use_empty())
                 addressOf(*load);
@@ -153,6 +146,20 @@ private:
         m_removed.push_back(access.instruction);
     }
 
+    /// What is read from the grid record, where the push constants say it, too.
+    llvm::Value* gridSize(llvm::IRBuilder<>& builder, llvm::LoadInst& load) {
+        constexpr unsigned axes = 3;
+        llvm::APInt offset(64, 0);
+        const llvm::Value* base =
+            load.getPointerOperand()->stripAndAccumulateConstantOffsets(layout(), offset, true);
+        if (m_facts.grid == nullptr || base != m_facts.grid || !load.getType()->isIntegerTy(32) ||
+            !offset.ult(axes * sizeof(std::uint32_t)) || offset.countr_zero() < 2)
+            return nullptr;
+        const auto axis = static_cast<std::uint32_t>(offset.getZExtValue() / sizeof(std::uint32_t));
+        return builder.CreateCall(m_lowering.function(ShaderOperation::GridSize),
+                                  {builder.getInt32(axis)});
+    }
+
     struct Places {
         llvm::Value* address = nullptr;
         bool isDevice = false;
@@ -166,16 +173,41 @@ private:
         for (llvm::Value* variable : roots.variables)
             places.variables.push_back(m_table.numberOf(*variable));
         places.isDevice = !roots.addresses.empty() || roots.variables.empty();
-        if (places.isDevice && access.part > m_facts.roots->alignmentOf(*access.pointer))
-            places.address =
-                builder.CreateAnd(places.address, builder.getInt64(~(access.part - 1)));
+        if (places.isDevice)
+            places.address = aligned(builder, access, places.address);
         return places;
+    }
+
+    /// Rounded down to the part, where that is not known to change nothing.
+    llvm::Value* aligned(llvm::IRBuilder<>& builder, const MemoryAccess& access,
+                         llvm::Value* address) {
+        if (access.part <= m_facts.roots->alignmentOf(*access.pointer))
+            return address;
+        return builder.CreateAnd(address, builder.getInt64(~(access.part - 1)));
+    }
+
+    VariablePlace placeIn(const MemoryAccess& access, const Places& places, unsigned number) const {
+        return {.number = number,
+                .address = places.address,
+                .isOneOfSeveral = places.areSeveral(),
+                .isConfined = m_facts.confined.contains(access.instruction)};
     }
 
     llvm::Value* deviceAddress(llvm::IRBuilder<>& builder, const MemoryAccess& access,
                                const Places& places) {
         const Range range = m_memory.rangeOf(*access.pointer);
-        return m_memory.confined(builder, places.address, range, access.bytes);
+        const auto group = m_facts.groups->placeOf(*access.instruction);
+        if (!group)
+            return m_memory.confined(builder, places.address, range, access.bytes);
+        llvm::Value*& start = m_groupStarts[group->first];
+        if (start == nullptr) {
+            const auto back = static_cast<std::uint64_t>(-group->offset);
+            start = builder.CreateAdd(addressOf(*access.pointer), builder.getInt64(back));
+            start =
+                m_memory.confined(builder, aligned(builder, access, start), range, group->bytes);
+        }
+        return builder.CreateAdd(start,
+                                 builder.getInt64(static_cast<std::uint64_t>(group->offset)));
     }
 
     static llvm::Value* pointerTo(llvm::IRBuilder<>& builder, llvm::Value* address,
@@ -184,70 +216,6 @@ private:
             address = builder.CreateAdd(address, builder.getInt64(offset));
         return builder.CreateIntToPtr(address,
                                       llvm::PointerType::get(builder.getContext(), deviceSpace));
-    }
-
-    llvm::Value* isInVariable(llvm::IRBuilder<>& builder, const Places& places, unsigned number) {
-        return builder.CreateICmpEQ(builder.CreateLShr(places.address, 32),
-                                    builder.getInt64(firstVariableTag + number));
-    }
-
-    /// The index of the element that the access begins with, such that all of it lies inside.
-    llvm::Value* indexIn(llvm::IRBuilder<>& builder, const MemoryAccess& access,
-                         const Places& places, unsigned number) {
-        const Variable& variable = m_lowering.variables[number];
-        const std::uint64_t element = m_table.elementBytes(number);
-        const std::uint64_t taken = (access.bytes + element - 1) / element;
-        llvm::Value* offset = builder.CreateTrunc(places.address, builder.getInt32Ty());
-        llvm::Value* index = builder.CreateLShr(offset, builder.getInt32(llvm::Log2_64(element)));
-        if (!places.areSeveral() && m_facts.confined.contains(access.instruction))
-            return index;
-        const std::uint64_t last = variable.count > taken ? variable.count - taken : 0;
-        llvm::Value* highest = builder.getInt32(static_cast<std::uint32_t>(last));
-        if (variable.isSizedByArguments)
-            highest =
-                builder.CreateSub(builder.CreateCall(m_lowering.function(ShaderFunction{
-                                      .operation = ShaderOperation::Length, .variable = number})),
-                                  builder.getInt32(static_cast<std::uint32_t>(taken)));
-        return builder.CreateBinaryIntrinsic(llvm::Intrinsic::umin, index, highest);
-    }
-
-    llvm::Value* call(llvm::IRBuilder<>& builder, ShaderFunction what,
-                      llvm::ArrayRef<llvm::Value*> arguments) {
-        return builder.CreateCall(m_lowering.function(what), arguments);
-    }
-
-    static llvm::Type* partType(llvm::IRBuilder<>& builder, std::uint64_t bytes) {
-        return builder.getIntNTy(static_cast<unsigned>(bytes) * 8);
-    }
-
-    /// Bits of the type's own width.
-    llvm::Value* asBits(llvm::IRBuilder<>& builder, llvm::Value* value, std::uint64_t bytes) {
-        if (!value->getType()->isIntegerTy())
-            value = builder.CreateBitCast(
-                value, builder.getIntNTy(value->getType()->getPrimitiveSizeInBits()));
-        return builder.CreateZExtOrTrunc(value, partType(builder, bytes));
-    }
-
-    llvm::Value* fromBits(llvm::IRBuilder<>& builder, llvm::Value* bits, llvm::Type* type) {
-        if (type->isIntegerTy())
-            return builder.CreateZExtOrTrunc(bits, type);
-        return builder.CreateBitCast(
-            builder.CreateZExtOrTrunc(bits, builder.getIntNTy(type->getPrimitiveSizeInBits())),
-            type);
-    }
-
-    /// Puts the parts together that `part(i)` gives.
-    template <class Part>
-    llvm::Value* joined(llvm::IRBuilder<>& builder, std::uint64_t bytes, std::uint64_t partBytes,
-                        const Part& part) {
-        llvm::Type* whole = partType(builder, bytes);
-        llvm::Value* all = nullptr;
-        for (std::uint64_t i = 0; i < bytes / partBytes; ++i) {
-            llvm::Value* bits = builder.CreateZExt(part(i), whole);
-            bits = builder.CreateShl(bits, i * partBytes * 8);
-            all = all == nullptr ? bits : builder.CreateOr(all, bits);
-        }
-        return all;
     }
 
     llvm::Value* loadedFromDevice(llvm::IRBuilder<>& builder, const MemoryAccess& access,
@@ -272,26 +240,6 @@ private:
         return made;
     }
 
-    llvm::Value* loadedFromVariable(llvm::IRBuilder<>& builder, const MemoryAccess& access,
-                                    const Places& places, unsigned number) {
-        llvm::Value* index = indexIn(builder, access, places, number);
-        const std::uint64_t element = m_table.elementBytes(number);
-        const ShaderFunction read{.operation = ShaderOperation::Read, .variable = number};
-        if (element == access.bytes)
-            return call(builder, read, {index});
-        if (element > access.bytes) { // only where it was not aligned as it promised
-            llvm::Value* whole = asBits(builder, call(builder, read, {index}), element);
-            return builder.CreateTrunc(whole, partType(builder, access.bytes));
-        }
-        return joined(builder, access.bytes, element, [&](std::uint64_t i) {
-            return asBits(
-                builder,
-                call(builder, read,
-                     {builder.CreateAdd(index, builder.getInt32(static_cast<unsigned>(i)))}),
-                element);
-        });
-    }
-
     llvm::Value* loaded(llvm::IRBuilder<>& builder, const MemoryAccess& access, llvm::Type* type) {
         const Places places = placesOf(builder, access);
         const auto converted = [&](llvm::Value* value) {
@@ -302,9 +250,10 @@ private:
         llvm::Value* result =
             places.isDevice ? converted(loadedFromDevice(builder, access, places, type)) : nullptr;
         for (const unsigned number : places.variables) {
-            llvm::Value* value = converted(loadedFromVariable(builder, access, places, number));
+            const VariablePlace place = placeIn(access, places, number);
+            llvm::Value* value = converted(m_variables.load(builder, access, place));
             result = result == nullptr ? value
-                                       : builder.CreateSelect(isInVariable(builder, places, number),
+                                       : builder.CreateSelect(VariableAccess::isIn(builder, place),
                                                               value, result);
         }
         return result;
@@ -325,52 +274,8 @@ private:
         }
         llvm::Value* bits = asBits(builder, value, access.bytes);
         for (std::uint64_t at = 0; at < access.bytes; at += access.part)
-            builder.CreateAlignedStore(builder.CreateTrunc(builder.CreateLShr(bits, at * 8),
-                                                           partType(builder, access.part)),
+            builder.CreateAlignedStore(partAt(builder, bits, at, access.part),
                                        pointerTo(builder, address, at), alignment);
-    }
-
-    void storeToVariable(llvm::IRBuilder<>& builder, const MemoryAccess& access,
-                         const Places& places, unsigned number, llvm::Value* value) {
-        const Variable variable = m_lowering.variables[number];
-        if (variable.storage == Variable::Storage::Constant)
-            return; // not even a program can mean that
-        llvm::Value* index = indexIn(builder, access, places, number);
-        llvm::Value* isHere = places.areSeveral() ? isInVariable(builder, places, number) : nullptr;
-        const std::uint64_t element = m_table.elementBytes(number);
-        const ShaderFunction read{.operation = ShaderOperation::Read, .variable = number};
-        const ShaderFunction write{.operation = ShaderOperation::Write, .variable = number};
-        const bool isGroups = variable.storage == Variable::Storage::Workgroup;
-        const auto put = [&](llvm::Value* at, llvm::Value* what) {
-            // Nobody else sees a thread's own memory, so that what is there can be written again.
-            if (isHere != nullptr && isGroups)
-                at = builder.CreateSelect(isHere, at, spareIndex(builder, number));
-            else if (isHere != nullptr)
-                what = builder.CreateSelect(isHere, what, call(builder, read, {at}));
-            call(builder, write, {at, what});
-        };
-        if (element >= access.bytes)
-            return put(index,
-                       variable.element->isFloatTy() && value->getType()->isFloatTy()
-                           ? value
-                           : fromBits(builder, asBits(builder, value, element), variable.element));
-        llvm::Value* bits = asBits(builder, value, access.bytes);
-        for (std::uint64_t at = 0; at < access.bytes; at += element)
-            put(builder.CreateAdd(index, builder.getInt32(static_cast<unsigned>(at / element))),
-                fromBits(builder,
-                         builder.CreateTrunc(builder.CreateLShr(bits, at * 8),
-                                             partType(builder, element)),
-                         variable.element));
-    }
-
-    /// Behind the elements that the program knows of.
-    llvm::Value* spareIndex(llvm::IRBuilder<>& builder, unsigned number) {
-        const Variable& variable = m_lowering.variables[number];
-        if (!variable.isSizedByArguments)
-            return builder.getInt32(static_cast<std::uint32_t>(variable.count - 1));
-        return builder.CreateSub(builder.CreateCall(m_lowering.function(ShaderFunction{
-                                     .operation = ShaderOperation::Length, .variable = number})),
-                                 builder.getInt32(1));
     }
 
     void store(llvm::IRBuilder<>& builder, const MemoryAccess& access, llvm::Value* value) {
@@ -378,7 +283,7 @@ private:
         if (places.isDevice)
             storeToDevice(builder, access, places, value);
         for (const unsigned number : places.variables)
-            storeToVariable(builder, access, places, number, value);
+            m_variables.store(builder, access, placeIn(access, places, number), value);
     }
 
     // Atomics
@@ -391,11 +296,11 @@ private:
         if (places.isDevice)
             result = onDevice(pointerTo(builder, deviceAddress(builder, access, places)));
         for (const unsigned number : places.variables) {
-            llvm::Value* index = indexIn(builder, access, places, number);
-            llvm::Value* isHere =
-                places.areSeveral() ? isInVariable(builder, places, number) : nullptr;
-            llvm::Value* value = onVariable(number, index, isHere);
-            result = result == nullptr ? value : builder.CreateSelect(isHere, value, result);
+            const VariablePlace place = placeIn(access, places, number);
+            llvm::Value* value = onVariable(place);
+            result = result == nullptr ? value
+                                       : builder.CreateSelect(VariableAccess::isIn(builder, place),
+                                                              value, result);
         }
         return result;
     }
@@ -409,46 +314,9 @@ private:
                 return builder.CreateAtomicRMW(atomic.getOperation(), pointer, operand,
                                                llvm::Align(access.bytes), atomic.getOrdering());
             },
-            [&](unsigned number, llvm::Value* index, llvm::Value* isHere) -> llvm::Value* {
-                return updateVariable(builder, atomic, number, index, isHere);
+            [&](const VariablePlace& place) {
+                return m_variables.update(builder, access, place, atomic);
             });
-    }
-
-    llvm::Value* updateVariable(llvm::IRBuilder<>& builder, llvm::AtomicRMWInst& atomic,
-                                unsigned number, llvm::Value* index, llvm::Value* isHere) {
-        llvm::Type* type = atomic.getType();
-        const bool isGroups = m_lowering.variables[number].storage == Variable::Storage::Workgroup;
-        if (isGroups) {
-            if (isHere != nullptr)
-                index = builder.CreateSelect(isHere, index, spareIndex(builder, number));
-            llvm::Value* operand = asBits(builder, atomic.getValOperand(), 4);
-            return fromBits(builder,
-                            call(builder,
-                                 {.operation = ShaderOperation::Atomic,
-                                  .variable = number,
-                                  .atomic = atomic.getOperation()},
-                                 {index, operand}),
-                            type);
-        }
-        const ShaderFunction read{.operation = ShaderOperation::Read, .variable = number};
-        llvm::Value* bits = call(builder, read, {index});
-        llvm::Value* before = fromBits(builder, bits, type);
-        llvm::Value* after = llvm::buildAtomicRMWValue(atomic.getOperation(), builder, before,
-                                                       atomic.getValOperand());
-        writeBack(builder, number, index, isHere, bits, after);
-        return before;
-    }
-
-    void writeBack(llvm::IRBuilder<>& builder, unsigned number, llvm::Value* index,
-                   llvm::Value* isHere, llvm::Value* before, llvm::Value* after) {
-        const Variable& variable = m_lowering.variables[number];
-        if (variable.storage == Variable::Storage::Constant)
-            return;
-        llvm::Value* bits = fromBits(builder, asBits(builder, after, m_table.elementBytes(number)),
-                                     variable.element);
-        if (isHere != nullptr)
-            bits = builder.CreateSelect(isHere, bits, before);
-        call(builder, {.operation = ShaderOperation::Write, .variable = number}, {index, bits});
     }
 
     void exchanged(llvm::IRBuilder<>& builder, const MemoryAccess& access,
@@ -459,27 +327,15 @@ private:
             builder, access,
             [&](llvm::Value* pointer) -> llvm::Value* {
                 // A call rather than an instruction, whose pair of results would end up in phis.
-                return call(builder,
-                            {.operation = ShaderOperation::ExchangeAt,
-                             .atomic = static_cast<unsigned>(exchange.getSuccessOrdering()),
-                             .bits = static_cast<unsigned>(access.bytes) * 8},
-                            {pointer, expected, desired});
+                return builder.CreateCall(
+                    m_lowering.function(
+                        {.operation = ShaderOperation::ExchangeAt,
+                         .atomic = static_cast<unsigned>(exchange.getSuccessOrdering()),
+                         .bits = static_cast<unsigned>(access.bytes) * 8}),
+                    {pointer, expected, desired});
             },
-            [&](unsigned number, llvm::Value* index, llvm::Value* isHere) -> llvm::Value* {
-                if (m_lowering.variables[number].storage == Variable::Storage::Workgroup) {
-                    if (isHere != nullptr)
-                        index = builder.CreateSelect(isHere, index, spareIndex(builder, number));
-                    return call(builder,
-                                {.operation = ShaderOperation::CompareExchange, .variable = number},
-                                {index, expected, desired});
-                }
-                llvm::Value* bits = call(
-                    builder, {.operation = ShaderOperation::Read, .variable = number}, {index});
-                llvm::Value* value = fromBits(builder, bits, expected->getType());
-                llvm::Value* after =
-                    builder.CreateSelect(builder.CreateICmpEQ(value, expected), desired, value);
-                writeBack(builder, number, index, isHere, bits, after);
-                return value;
+            [&](const VariablePlace& place) {
+                return m_variables.exchange(builder, access, place, exchange);
             });
         llvm::Value* succeeded = builder.CreateICmpEQ(before, expected);
         for (llvm::User* user : llvm::make_early_inc_range(exchange.users()))
@@ -536,60 +392,10 @@ private:
     llvm::DenseMap<llvm::Value*, llvm::Value*> m_addresses;
     std::vector<llvm::PHINode*> m_phis;
     std::vector<llvm::Instruction*> m_removed;
+    llvm::DenseMap<const llvm::Instruction*, llvm::Value*> m_groupStarts; ///< by the first access
     DeviceMemory m_memory;
+    VariableAccess m_variables;
 };
-
-/// A function that takes and returns addresses as numbers, with the body of `old`.
-llvm::Function* withoutPointers(Lowering& lowering, llvm::Function& old) {
-    llvm::Type* number = llvm::Type::getInt64Ty(old.getContext());
-    const auto lowered = [&](llvm::Type* type) { return type->isPointerTy() ? number : type; };
-    llvm::SmallVector<llvm::Type*> types;
-    for (const llvm::Argument& argument : old.args())
-        types.push_back(lowered(argument.getType()));
-    auto* made =
-        llvm::Function::Create(llvm::FunctionType::get(lowered(old.getReturnType()), types, false),
-                               old.getLinkage(), "", lowering.module);
-    made->takeName(&old);
-    made->addFnAttrs(llvm::AttrBuilder(old.getContext(), old.getAttributes().getFnAttrs()));
-    made->setMemoryEffects(llvm::MemoryEffects::unknown());
-    made->splice(made->begin(), &old);
-    llvm::IRBuilder<> builder(&*made->getEntryBlock().getFirstInsertionPt());
-    for (unsigned i = 0; i < old.arg_size(); ++i) {
-        llvm::Value* value = made->getArg(i);
-        if (old.getArg(i)->getType()->isPointerTy())
-            value = builder.CreateIntToPtr(value, old.getArg(i)->getType());
-        old.getArg(i)->replaceAllUsesWith(value);
-    }
-    for (llvm::BasicBlock& block : *made)
-        if (auto* end = llvm::dyn_cast<llvm::ReturnInst>(block.getTerminator());
-            end != nullptr && old.getReturnType()->isPointerTy()) {
-            builder.SetInsertPoint(end);
-            end->setOperand(0, builder.CreatePtrToInt(end->getReturnValue(), number));
-        }
-    for (llvm::User* user : llvm::make_early_inc_range(old.users())) {
-        auto* call = llvm::cast<llvm::CallInst>(user);
-        builder.SetInsertPoint(call);
-        llvm::SmallVector<llvm::Value*> arguments;
-        for (llvm::Value* argument : call->args())
-            arguments.push_back(argument->getType()->isPointerTy()
-                                    ? builder.CreatePtrToInt(argument, number)
-                                    : argument);
-        llvm::Value* result = builder.CreateCall(made, arguments);
-        if (old.getReturnType()->isPointerTy())
-            result = builder.CreateIntToPtr(result, old.getReturnType());
-        call->replaceAllUsesWith(result);
-        call->eraseFromParent();
-    }
-    old.eraseFromParent();
-    return made;
-}
-
-bool hasPointers(const llvm::Function& function) {
-    return function.getReturnType()->isPointerTy() ||
-           llvm::any_of(function.args(), [](const llvm::Argument& argument) {
-               return argument.getType()->isPointerTy();
-           });
-}
 
 std::vector<llvm::Function*> definedFunctions(llvm::Module& module) {
     std::vector<llvm::Function*> all;
@@ -599,49 +405,12 @@ std::vector<llvm::Function*> definedFunctions(llvm::Module& module) {
     return all;
 }
 
-FunctionFacts factsOf(Lowering& lowering, llvm::Function& function) {
-    FunctionFacts facts;
-    facts.function = &function;
-    const llvm::DataLayout& layout = lowering.module.getDataLayout();
-    if (&function == lowering.kernel) {
-        facts.bindings = function.getArg(kernel::BindingsArgument);
-        facts.grid = function.getArg(kernel::GridArgument);
-    }
-    facts.roots = std::make_unique<PointerRoots>(layout, facts.bindings);
-    for (llvm::GlobalVariable& variable : lowering.module.globals())
-        facts.roots->noteEscape(variable);
-    return facts;
-}
-
-/// Whether the bindings are read in any other way than slot by slot.
-bool misusesBindings(const FunctionFacts& facts) {
-    return llvm::any_of(facts.accesses, [&](const MemoryAccess& access) {
-        const Roots& roots = facts.roots->of(*access.pointer);
-        return llvm::is_contained(roots.addresses, facts.bindings) && facts.bindings != nullptr &&
-               !facts.roots->slotOf(*access.instruction);
-    });
-}
-
-void collectAccesses(FunctionFacts& facts, const llvm::DataLayout& layout) {
-    kernel::AddressRanges ranges(layout);
-    for (llvm::Instruction& instruction : llvm::instructions(*facts.function)) {
-        const auto access = accessOf(instruction, layout, *facts.roots);
-        if (!access)
-            continue;
-        facts.accesses.push_back(*access);
-        llvm::SmallVector<kernel::MemoryAccess, 2> known;
-        kernel::findAccesses(instruction, layout, known);
-        if (!known.empty() && ranges.isConfined(known.front()))
-            facts.confined.insert(&instruction);
-    }
-}
-
 } // namespace
 
 platform::Result<void> lowerPointers(Lowering& lowering) {
     for (llvm::Function* function : definedFunctions(lowering.module))
         if (function != lowering.kernel && hasPointers(*function))
-            withoutPointers(lowering, *function);
+            replacePointers(lowering, *function);
     const std::vector<llvm::Function*> functions = definedFunctions(lowering.module);
     const llvm::DataLayout& layout = lowering.module.getDataLayout();
 

@@ -31,6 +31,12 @@ llvm::StringRef nameOf(ShaderOperation operation) {
         return "grid";
     case ShaderOperation::MemoryAddress:
         return "memory";
+    case ShaderOperation::SpareAddress:
+        return "spare";
+    case ShaderOperation::DirectRecord:
+        return "direct";
+    case ShaderOperation::GridSize:
+        return "grid.size";
     case ShaderOperation::Begin:
         return "begin";
     case ShaderOperation::End:
@@ -70,7 +76,11 @@ llvm::FunctionType* typeOf(ShaderOperation operation, llvm::LLVMContext& context
     case ShaderOperation::BindingsAddress:
     case ShaderOperation::GridAddress:
     case ShaderOperation::MemoryAddress:
+    case ShaderOperation::SpareAddress:
         return type(address, {});
+    case ShaderOperation::DirectRecord:
+        return type(address, {word});
+    case ShaderOperation::GridSize:
     case ShaderOperation::GlobalId:
     case ShaderOperation::WorkgroupId:
     case ShaderOperation::WorkgroupCount:
@@ -102,6 +112,9 @@ llvm::MemoryEffects effectsOf(ShaderOperation operation) {
     case ShaderOperation::BindingsAddress:
     case ShaderOperation::GridAddress:
     case ShaderOperation::MemoryAddress:
+    case ShaderOperation::SpareAddress:
+    case ShaderOperation::DirectRecord:
+    case ShaderOperation::GridSize:
     case ShaderOperation::Begin:
     case ShaderOperation::End:
     case ShaderOperation::GlobalId:

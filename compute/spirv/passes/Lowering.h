@@ -51,6 +51,9 @@ enum class ShaderOperation : std::uint8_t {
     BindingsAddress, ///< i64 ()
     GridAddress,     ///< i64 ()
     MemoryAddress,   ///< i64 ()
+    SpareAddress,    ///< i64 ()
+    DirectRecord,    ///< i64 (i32 word): of PushConstants::direct
+    GridSize,        ///< i32 (i32 axis)
     Begin,           ///< i32 ()
     End,             ///< i32 ()
     GlobalId,        ///< i32 (i32 axis)
@@ -77,6 +80,7 @@ struct Lowering {
     // NOLINTBEGIN(readability-redundant-member-init): designated initialisers leave them out
     std::vector<Variable> variables = {};
     llvm::DenseMap<const llvm::Function*, ShaderFunction> functions{};
+    std::vector<std::uint32_t> directSlots = {}; ///< see Shader
     // NOLINTEND(readability-redundant-member-init)
 
     /// The function that does so; declared when it is first asked for.

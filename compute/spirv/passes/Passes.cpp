@@ -11,6 +11,7 @@
 #include "compute/spirv/passes/ReloadBehindLoops.h"
 #include "compute/spirv/passes/Simplify.h"
 #include "compute/spirv/passes/Structurise.h"
+#include "compute/spirv/passes/WidenAccesses.h"
 
 #include <array>
 
@@ -26,6 +27,7 @@ std::span<const ShaderPass> passes() {
         {"simplify", simplify},
         {"expandOperations", expandOperations},
         {"removeRepeated", removeRepeated},
+        {"widenAccesses", widenAccesses},
         {"structurise", structurise},
         {"reloadBehindLoops", reloadBehindLoops},
     });

@@ -24,7 +24,9 @@ void reload(const llvm::Loop& loop) {
     if (behind == nullptr || writes(loop))
         return;
     for (llvm::PHINode& phi : llvm::make_early_inc_range(behind->phis())) {
-        auto* load = llvm::dyn_cast<llvm::LoadInst>(phi.getIncomingValue(0));
+        auto* part = llvm::dyn_cast<llvm::ExtractElementInst>(phi.getIncomingValue(0));
+        auto* load = llvm::dyn_cast<llvm::LoadInst>(part != nullptr ? part->getVectorOperand()
+                                                                    : phi.getIncomingValue(0));
         if (load == nullptr || phi.getNumIncomingValues() != 1 || !loop.contains(load))
             continue;
         llvm::IRBuilder<> builder(behind, behind->getFirstInsertionPt());
@@ -36,7 +38,10 @@ void reload(const llvm::Loop& loop) {
         auto* again = llvm::cast<llvm::LoadInst>(load->clone());
         again->setOperand(0, builder.CreateIntToPtr(kept, address->getType()));
         builder.Insert(again);
-        phi.replaceAllUsesWith(again);
+        llvm::Value* value = again;
+        if (part != nullptr)
+            value = builder.CreateExtractElement(again, part->getIndexOperand());
+        phi.replaceAllUsesWith(value);
         phi.eraseFromParent();
     }
 }

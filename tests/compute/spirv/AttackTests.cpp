@@ -110,6 +110,53 @@ TEST(Containment, TheLastWordIsInside) {
     EXPECT_EQ(words[15], 16U | 9U << 24);
 }
 
+TEST(Containment, WhatIsInsideIsReachedWhateverItsNeighboursDo) {
+    std::vector<std::uint32_t> words{1, 2, 3, 4, 5};
+    tests::runShader("kernel void k(device uint* p, uint i [[thread_position_in_grid]]) {\n"
+                     "  uint sum = p[i + 4] + p[i + 5] + p[i + 6] + p[i - 1] * 100;\n"
+                     "  p[i + 3] = sum; p[i + 4] = 7; p[i + 5] = 8; p[i - 1] = 9; }",
+                     {&words}, 1);
+    EXPECT_EQ(words, (std::vector<std::uint32_t>{1, 2, 3, 5, 7}));
+}
+
+TEST(Containment, AVectorThatLiesHalfInsideIsOutside) {
+    std::vector<std::uint32_t> words{1, 2, 3, 4, 5, 6};
+    tests::runShader("kernel void k(device uint4* p) { p[1] = 9; p[0] = p[1] + p[0]; }", {&words},
+                     1);
+    EXPECT_EQ(std::vector<std::uint32_t>(words.begin() + 4, words.end()),
+              (std::vector<std::uint32_t>{5, 6}));
+}
+
+TEST(Containment, MoreBuffersThanAreAtHand) {
+    std::vector<std::vector<std::uint32_t>> buffers(7, std::vector<std::uint32_t>(4));
+    std::vector<std::vector<std::uint32_t>*> all;
+    for (auto& buffer : buffers)
+        all.push_back(&buffer);
+    std::string parameters;
+    std::string body;
+    for (unsigned i = 0; i < buffers.size(); ++i) {
+        const std::string name = "b" + std::to_string(i);
+        parameters += "device uint* " + name + " [[buffer(" + std::to_string(i) + ")]], ";
+        body += name + "[i] = " + std::to_string(i + 1) + "; " + name + "[i + 4] = 99; ";
+    }
+    tests::runShader("kernel void k(" + parameters + "uint i [[thread_position_in_grid]]) {\n" +
+                         body + "}",
+                     all, 4);
+    for (unsigned i = 0; i < buffers.size(); ++i)
+        EXPECT_EQ(buffers[i], std::vector<std::uint32_t>(4, i + 1)) << i;
+}
+
+TEST(WideAccesses, KeepTheOrderOfWhatMayBeTheSameMemory) {
+    std::vector<std::uint32_t> words(8);
+    std::vector<std::uint32_t> which{0};
+    tests::runShader(
+        "kernel void k(device uint2* p, constant uint& at [[buffer(1)]]) {\n"
+        "  device uint2* q = p + at; p[0].x = 1; q[0].x = 2; p[0].y = 3; q[0].y = p[0].x + 10;\n"
+        "  p[2] = uint2(5, 6); p[2].y = 7; p[3] = p[2]; p[2].x = 8; p[1] = p[3].yx; }",
+        {&words, &which}, 1);
+    EXPECT_EQ(words, (std::vector<std::uint32_t>{2, 12, 7, 5, 8, 7, 5, 7}));
+}
+
 TEST(Containment, PointersFromMemoryReachWhatIsTheirs) {
     std::vector<std::uint32_t> first(16, 0);
     std::vector<std::uint32_t> second(16, 0);

@@ -252,7 +252,9 @@ platform::Result<void> ShaderRunner::run(const Shader& shader, Arguments argumen
                        .grid = put(record.data(), record.size()),
                        .memory = memory.address,
                        .begin = 0,
-                       .end = grid.width};
+                       .end = grid.width,
+                       .size = {grid.width, grid.height, grid.depth}};
+    putAtHand(push, shader, arguments.bindings);
     const auto groupsAlong = [](std::uint32_t all, std::uint32_t one) {
         return (all + one - 1) / one;
     };
