@@ -11,8 +11,11 @@ namespace starloom {
 using platform::Lock;
 using platform::Result;
 
-MovieThread::MovieThread(platform::MovieWriter writer, VideoCanvas canvas)
-    : m_writer(std::move(writer)), m_canvas(std::move(canvas)), m_thread([this] { run(); }) {}
+MovieThread::MovieThread(platform::MovieWriter writer, VideoCanvas canvas, bool repeats)
+    : m_writer(std::move(writer)),
+      m_canvas(std::move(canvas)),
+      m_repeats(repeats),
+      m_thread([this] { run(); }) {}
 
 MovieThread::~MovieThread() {
     {
@@ -93,10 +96,15 @@ void MovieThread::frameDone(platform::Image picture, const Result<void>& written
 }
 
 Result<void> MovieThread::encode(const Frame& frame) {
-    SL42_TRY_VOID(m_writer.writeFrame(m_canvas.show(frame.picture)));
+    SL42_TRY_VOID(encode(frame.picture));
     if (frame.sound[0].empty())
         return {};
     return m_writer.writeSound(frame.sound[0], frame.sound[1]);
+}
+
+Result<void> MovieThread::encode(const platform::Image& picture) {
+    return m_repeats ? m_writer.writePicture(m_canvas.place(picture))
+                     : m_writer.writeFrame(m_canvas.show(picture));
 }
 
 } // namespace starloom

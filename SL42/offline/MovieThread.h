@@ -26,7 +26,9 @@ using FrameSound = std::array<std::vector<float>, 2>;
 /// One thread calls it. What was not finished leaves no file.
 class MovieThread {
 public:
-    MovieThread(platform::MovieWriter writer, VideoCanvas canvas);
+    /// The canvas has the size of the frames that the writer takes: pictures as they are if it
+    /// repeats pixels.
+    MovieThread(platform::MovieWriter writer, VideoCanvas canvas, bool repeats);
     /// Drops the frames that wait.
     ~MovieThread();
     MovieThread(const MovieThread&) = delete;
@@ -51,9 +53,11 @@ private:
     std::optional<Frame> nextFrame();
     void frameDone(platform::Image picture, const platform::Result<void>& written);
     platform::Result<void> encode(const Frame& frame);
+    platform::Result<void> encode(const platform::Image& picture);
 
     platform::MovieWriter m_writer; ///< the thread's, like the canvas, while it runs
     VideoCanvas m_canvas;
+    const bool m_repeats;
     platform::Mutex m_mutex;
     platform::Condition m_changed;
     std::deque<Frame> m_frames SL42_GUARDED_BY(m_mutex);

@@ -6,6 +6,7 @@
 #include "platform/image/DisplayColours.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace starloom {
 
@@ -21,7 +22,7 @@ std::uint32_t VideoCanvas::repeatFor(std::uint32_t width, std::uint32_t height) 
     const auto factor = static_cast<int>(scale);
     const PicturePlacement repeated{small.x * factor, small.y * factor, small.width * factor,
                                     small.height * factor};
-    return repeated == placement ? scale : 1;
+    return repeated == placement && small.width == int{screenWidth} ? scale : 1;
 }
 
 VideoCanvas::VideoCanvas(std::uint32_t width, std::uint32_t height)
@@ -42,13 +43,29 @@ std::span<const std::uint32_t> VideoCanvas::show(const platform::Image& image) {
     m_scaler.scale(m_picture, m_scaled);
     if (m_scaled.size() == m_frame.size())
         return m_scaled;
-    const auto [rowLength, rowCount] = m_scaler.target();
+    copyRows(std::span<const std::uint32_t>(m_scaled), m_frame, 1);
+    return m_frame;
+}
+
+std::span<const std::uint16_t> VideoCanvas::place(const platform::Image& image) {
+    assert(m_scaler.target() == m_scaler.source());
+    if (m_picture.size() == m_frame.size())
+        return image.halves();
+    m_halves.resize(m_frame.size() * platform::Image::channelsPerPixel);
+    copyRows(image.halves(), m_halves, platform::Image::channelsPerPixel);
+    return m_halves;
+}
+
+/// Pixels that consist of so many values, to where the picture lies in the frame.
+template <class T>
+void VideoCanvas::copyRows(std::span<const T> picture, std::vector<T>& frame,
+                           std::size_t values) const {
+    const auto [width, height] = m_scaler.target();
     const auto x = static_cast<std::size_t>(m_placement.x);
     const auto y = static_cast<std::size_t>(m_placement.y);
-    for (std::size_t row = 0; row < rowCount; ++row)
-        std::copy_n(m_scaled.data() + row * rowLength, rowLength,
-                    m_frame.data() + (y + row) * m_width + x);
-    return m_frame;
+    for (std::size_t row = 0; row < height; ++row)
+        std::copy_n(picture.data() + row * width * values, width * values,
+                    frame.data() + ((y + row) * m_width + x) * values);
 }
 
 } // namespace starloom

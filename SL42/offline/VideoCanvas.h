@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// The console's picture as a frame of a video: 8 bits, sRGB, at any size.
+// The console's picture as a frame of a video, at any size.
 #pragma once
 
 #include "platform/image/Image.h"
@@ -21,20 +21,28 @@ public:
     VideoCanvas(std::uint32_t width, std::uint32_t height);
 
     /// A frame of that size is the same as a canvas of its size divided by this with each pixel
-    /// repeated so often across and down: an even number, or 1 where there is no such.
+    /// repeated so often across and down, and the smaller one shows the picture as it is: an even
+    /// number, or 1 where there is no such.
     static std::uint32_t repeatFor(std::uint32_t width, std::uint32_t height);
 
-    /// Rows of 0xffRRGGBB from the top, valid until the next call. The image has the size of the
-    /// console's screen.
+    /// Rows of 0xffRRGGBB from the top, in sRGB, valid until the next call. The image has the size
+    /// of the console's screen.
     std::span<const std::uint32_t> show(const platform::Image& image);
+    /// The image as it is, with what lies around it; half floats as in Image, valid as long as the
+    /// image and until the next call. The picture is not scaled.
+    std::span<const std::uint16_t> place(const platform::Image& image);
 
 private:
+    template <class T>
+    void copyRows(std::span<const T> picture, std::vector<T>& frame, std::size_t values) const;
+
     std::size_t m_width;
     PicturePlacement m_placement;
     PictureScaler m_scaler;
     std::vector<std::uint32_t> m_picture;
     std::vector<std::uint32_t> m_scaled;
     std::vector<std::uint32_t> m_frame;
+    std::vector<std::uint16_t> m_halves; ///< of the frame; empty until they are needed
 };
 
 } // namespace starloom

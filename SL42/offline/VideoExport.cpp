@@ -77,7 +77,8 @@ Result<std::unique_ptr<MovieThread>> openMovie(const VideoSettings& settings, bo
         format.repeat = VideoCanvas::repeatFor(format.width, format.height);
     return std::make_unique<MovieThread>(
         SL42_TRY(platform::MovieWriter::create(path, format)),
-        VideoCanvas(format.width / format.repeat, format.height / format.repeat));
+        VideoCanvas(format.width / format.repeat, format.height / format.repeat),
+        format.repeat > 1);
 }
 
 Result<void> exportVideo(OfflineConsole& console, const VideoSettings& settings,

@@ -56,6 +56,10 @@ Result<void> MovieWriter::writeFrame(std::span<const std::uint32_t> pixels) {
     return m_tracks->video.write(m_tracks->muxer, pixels);
 }
 
+Result<void> MovieWriter::writePicture(std::span<const std::uint16_t> halves) {
+    return m_tracks->video.writePicture(m_tracks->muxer, halves);
+}
+
 Result<void> MovieWriter::writeSound(std::span<const float> left, std::span<const float> right) {
     if (!m_tracks->sound)
         return {};

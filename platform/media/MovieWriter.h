@@ -23,9 +23,12 @@ public:
     MovieWriter& operator=(MovieWriter&&) = delete;
     ~MovieWriter();
 
-    /// The next frame: rows from the top, pixels 0xffRRGGBB in sRGB, width x height of them, each
-    /// divided by MovieFormat::repeat.
+    /// The next frame: rows from the top, pixels 0xffRRGGBB in sRGB, width x height of them. Only
+    /// where no pixels are repeated.
     Result<void> writeFrame(std::span<const std::uint32_t> pixels);
+    /// The next frame of a movie whose pixels are repeated: half floats as in Image, width x height
+    /// of them, each divided by MovieFormat::repeat.
+    Result<void> writePicture(std::span<const std::uint16_t> halves);
     /// The next samples, 48000 a second, as many to the left channel as to the right. Keep sound
     /// and frames about level: what is ahead waits in memory. A file without a sound track drops
     /// them.

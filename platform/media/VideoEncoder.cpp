@@ -2,10 +2,13 @@
 // Part of Starloom 42.
 #include "platform/media/VideoEncoder.h"
 
+#include "platform/media/FilmFrame.h"
+
 extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <cassert>
 #include <utility>
 
 namespace platform {
@@ -132,28 +135,46 @@ Result<FFmpegPtr<AVFrame>> makeFrame(const AVCodecContext& context) {
 Result<VideoEncoder> VideoEncoder::create(PacketSink& sink, const MovieFormat& format) {
     auto context = SL42_TRY(openEncoder(sink, format));
     const int track = SL42_TRY(sink.addTrack(*context));
-    VideoEncoder encoder(std::move(context), track);
+    VideoEncoder encoder(std::move(context), track, format.repeat);
     if (format.codec == VideoCodec::GIF) {
         encoder.m_palettes.emplace(SL42_TRY(PaletteFilter::create(format)));
     } else {
-        encoder.m_converter.emplace(SL42_TRY(FrameConverter::create(format)));
+        if (format.repeat == 1)
+            encoder.m_converter.emplace(SL42_TRY(FrameConverter::create(format)));
         encoder.m_frame = SL42_TRY(makeFrame(*encoder.m_context));
     }
     return encoder;
 }
 
-VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, int track)
-    : m_context(std::move(context)), m_track(track) {}
+VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, int track, std::uint32_t repeat)
+    : m_context(std::move(context)), m_track(track), m_repeat(repeat) {}
 
 Result<void> VideoEncoder::write(PacketSink& sink, std::span<const std::uint32_t> pixels) {
     if (m_palettes) {
         SL42_TRY_VOID(m_palettes->add(pixels, m_next++));
         return encodePaletted(sink);
     }
-    // The encoder may still hold on to the picture before.
+    assert(m_converter);
+    SL42_TRY_VOID(makeFrameWritable());
+    m_converter->convert(pixels, *m_frame);
+    return encodeFrame(sink);
+}
+
+Result<void> VideoEncoder::writePicture(PacketSink& sink, std::span<const std::uint16_t> halves) {
+    assert(m_frame && !m_converter);
+    SL42_TRY_VOID(makeFrameWritable());
+    drawFilmFrame(halves, m_repeat, *m_frame);
+    return encodeFrame(sink);
+}
+
+/// The encoder may still hold on to the picture before.
+Result<void> VideoEncoder::makeFrameWritable() {
     if (const int code = av_frame_make_writable(m_frame.get()); code < 0)
         return ffmpegError(cannotEncode, code);
-    m_converter->convert(pixels, *m_frame);
+    return {};
+}
+
+Result<void> VideoEncoder::encodeFrame(PacketSink& sink) {
     m_frame->pts = m_next++;
     m_frame->pict_type =
         std::exchange(m_beginsAnew, false) ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
