@@ -13,13 +13,15 @@ namespace platform {
 namespace {
 
 void repeatBytes(std::span<const std::uint8_t> from, std::size_t times, std::uint8_t* to) {
-    if (times == 2) { // by far the most
+    if (times == 1) {
+        std::ranges::copy(from, to);
+    } else if (times == 2) {
         for (std::size_t i = 0; i < from.size(); ++i)
             to[2 * i] = to[2 * i + 1] = from[i];
-        return;
+    } else {
+        for (const std::uint8_t value : from)
+            to = std::fill_n(to, times, value);
     }
-    for (const std::uint8_t value : from)
-        to = std::fill_n(to, times, value);
 }
 
 /// Where a row of the picture comes to lie in one of the planes, with each value so often across
