@@ -107,16 +107,17 @@ void encodeAny(const std::uint16_t* rgba, Colours& colours) {
 
 // ITU-R BT.709: the weights of luma, and twice what they leave of red and blue.
 SL42_IN_EACH_VARIANT void mixBlock(const Colours& colours, FilmPixels film) {
+    constexpr float half = 0.5F; // rounds what is above 0
     const auto byte = [](float value) {
-        return static_cast<std::uint8_t>(static_cast<std::int32_t>(value + 0.5F));
+        return static_cast<std::uint8_t>(static_cast<std::int32_t>(value));
     };
     for (std::size_t i = 0; i < blockLength; ++i) {
         const float r = colours.red[i];
         const float b = colours.blue[i];
         const float luma = 0.2126F * r + 0.7152F * colours.green[i] + 0.0722F * b;
-        film.luma[i] = byte(16 + 219 * luma);
-        film.blue[i] = byte(128 + 224 / 1.8556F * (b - luma));
-        film.red[i] = byte(128 + 224 / 1.5748F * (r - luma));
+        film.luma[i] = byte(16 + half + 219 * luma);
+        film.blue[i] = byte(128 + half + 224 / 1.8556F * (b - luma));
+        film.red[i] = byte(128 + half + 224 / 1.5748F * (r - luma));
     }
 }
 
