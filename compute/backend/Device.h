@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -27,8 +28,19 @@ enum class Driver : std::uint8_t {
     Software, ///< makes machine code for the processor
 };
 
-/// Command buffers are carried out one after the other by one thread: begin(), then runs of
-/// kernels, then finish(). What others may call says so.
+/// Where in the work of a device something stands.
+struct WorkPlace {
+    std::uint64_t commandBuffer = 0;
+    std::uint32_t command = 0;
+};
+
+/// Says how far a device is to have come; the later, the larger.
+using Ticket = std::uint64_t;
+/// For all that has been handed over.
+inline constexpr Ticket everything = std::numeric_limits<Ticket>::max();
+
+/// Command buffers are carried out one after the other. One thread hands them over: begin(), then
+/// runs of kernels, fills and copies, then submit(). What others may call says so.
 class Device {
 public:
     virtual ~Device() = default;
@@ -43,19 +55,31 @@ public:
     /// The address by which kernels know a place in memory that was adopted. Any thread.
     virtual std::uint64_t addressOf(const std::byte* place) const = 0;
 
-    /// Kernels may reach `used` by pointers that they find in memory, until finish() returns.
-    virtual void begin(std::span<const Memory> used) = 0;
-    /// The kernels that run next belong to this command of the command buffer.
+    /// What comes next belongs to the command buffer of this number, the kernels of which may reach
+    /// `used` by pointers that they find in memory. What has not been submitted is dropped.
+    virtual void begin(std::uint64_t commandBuffer, std::span<const Memory> used) = 0;
+    /// What comes next belongs to this command of the command buffer.
     virtual void enter(std::uint32_t command) = 0;
-    /// Returns when all kernels are done that have been run since begin() or the last finish().
-    /// What they wrote can then be read, and what is written then, they read. The error says in one
-    /// line why they are not; then the state of what they write is unknown.
-    virtual platform::Result<void> finish() = 0;
+    /// Fills memory that was adopted, in its turn. False where the processor must, once all that
+    /// comes before is done.
+    virtual bool fill(std::span<std::byte>, std::uint8_t) { return false; }
+    /// The same for a copy; the two may overlap.
+    virtual bool copy(std::span<const std::byte>, std::span<std::byte>) { return false; }
+    /// Has all that was handed over since begin() or the last submit() carried out, without waiting
+    /// for it. The ticket stands for that and all before. The error says in one line why some of it
+    /// never will be; then the state of what it writes is unknown.
+    virtual platform::Result<Ticket> submit() = 0;
+    /// Returns when all that the ticket stands for is done. What kernels wrote can then be read,
+    /// and what is written then, later ones read. The error says why it is not done. Any thread.
+    virtual platform::Result<void> wait(Ticket ticket) = 0;
+    /// Whether something is ever left to wait for.
+    virtual bool worksAhead() const { return false; }
 
-    /// The command that is being carried out, where that is not the one that was entered last. Any
+    /// What is being carried out, where that is not what was entered last. Any thread, and signal
+    /// handlers.
+    virtual std::optional<WorkPlace> placeAtWork() const { return std::nullopt; }
+    /// An error of wait() or submit() after which nothing more will ever be carried out. Any
     /// thread.
-    virtual std::optional<std::uint32_t> commandAtWork() const { return std::nullopt; }
-    /// An error of finish() after which nothing more will ever be carried out.
     virtual bool isLost() const { return false; }
 };
 
@@ -70,9 +94,10 @@ public:
     std::uint64_t addressOf(const std::byte* place) const override {
         return reinterpret_cast<std::uint64_t>(place);
     }
-    void begin(std::span<const Memory>) override {}
+    void begin(std::uint64_t, std::span<const Memory>) override {}
     void enter(std::uint32_t) override {}
-    platform::Result<void> finish() override { return {}; }
+    platform::Result<Ticket> submit() override { return Ticket{0}; }
+    platform::Result<void> wait(Ticket) override { return {}; }
 };
 
 } // namespace compute

@@ -6,7 +6,6 @@
 #include "compute/service/Mipmaps.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 
 namespace compute::service {
@@ -18,8 +17,6 @@ namespace {
 constexpr std::size_t executorStackBytes = 8u << 20;
 constexpr std::size_t pageBytes = 4096;
 constexpr std::size_t roomBytes = (argumentBytes + pageBytes - 1) / pageBytes * pageBytes;
-/// So many dispatches can be with the device at once.
-constexpr std::size_t roomCount = 16;
 
 /// What elements of an array of textures are to which no texture was bound: no levels, but whoever
 /// samples them all the same finds one black texel.
@@ -52,50 +49,122 @@ Executor::Executor(Replies& replies, protocol::StatusPage& page, Device& device,
       m_device(device),
       m_inlineArguments(std::move(inlineArguments)),
       m_noTexture(std::move(noTexture)),
-      m_queue(1, executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {}
-
-void Executor::run(Job& job) {
-    const auto start = std::chrono::steady_clock::now();
-    m_page.command = 0;
-    m_page.job = job.id.value;
-    if (auto done = carryOut(job); !done)
-        job.error = std::move(done.error().message);
-    m_device.begin({}); // lets go of the memory
-    m_page.job = 0;
-    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    protocol::JobDone reply{.job = job.id, .succeeded = job.error.empty(), .message = job.error};
-    reply.milliseconds = time.count();
-    job.clear();
-    m_replies.send(reply);
+      m_queue(1, executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {
+    if (device.worksAhead())
+        m_completions.emplace(1, executorStackBytes, markThisThreadAsKernels,
+                              [this](Submitted& submitted) { complete(submitted); });
 }
 
-Result<void> Executor::carryOut(Job& job) {
+// ---- jobs ---------------------------------------------------------------------------------------
+
+void Executor::run(Job& job) {
+    m_submitted.start = Clock::now();
+    begin(job);
+    auto ticket = carryOut(job);
+    if (!ticket) {
+        job.error = std::move(ticket.error().message);
+        (void)wait(everything); // what had been handed over of it uses its kernels
+    }
+    m_submitted.ticket = ticket ? *ticket : 0;
+    m_device.begin(0, {}); // lets go of the memory
+    std::swap(m_submitted.job, job);
+    if (m_completions)
+        m_completions->add(m_submitted);
+    else
+        end(m_submitted);
+    std::swap(m_submitted.job, job);
+}
+
+Result<Ticket> Executor::carryOut(Job& job) {
     if (job.work.empty())
-        return {};
+        return Ticket{0};
     job.used.push_back(m_inlineArguments);
     job.used.push_back(m_noTexture);
-    m_device.begin(job.used);
+    m_device.begin(job.id.value, job.used);
     for (std::uint32_t i = 0; i < job.work.size(); ++i) {
-        m_page.command = i;
-        m_device.enter(i);
+        enter(job, i);
         SL42_TRY_VOID(
             std::visit([&](const auto& work) { return carryOut(work, job); }, job.work[i]));
     }
-    return finish();
+    return submit();
+}
+
+void Executor::complete(Submitted& submitted) {
+    if (auto done = wait(submitted.ticket); !done && submitted.job.error.empty())
+        submitted.job.error = std::move(done.error().message);
+    end(submitted);
+}
+
+void Executor::end(Submitted& submitted) {
+    const auto now = Clock::now();
+    const std::chrono::duration<double, std::milli> time =
+        now - std::max(submitted.start, m_lastEnd);
+    m_lastEnd = now;
+    Job& job = submitted.job;
+    protocol::JobDone reply{.job = job.id, .succeeded = job.error.empty(), .message = job.error};
+    reply.milliseconds = time.count();
+    job.clear();
+    {
+        const platform::Lock lock(m_mutex);
+        (void)m_jobs.pop();
+        m_page.command = 0;
+        m_page.job = m_jobs.empty() ? 0 : m_jobs.front();
+    }
+    m_replies.send(reply);
+}
+
+void Executor::begin(const Job& job) {
+    const platform::Lock lock(m_mutex);
+    m_jobs.push(std::uint64_t{job.id.value});
+    if (m_jobs.size() > 1)
+        return;
+    m_page.command = 0;
+    m_page.job = job.id.value;
+}
+
+void Executor::enter(const Job& job, std::uint32_t command) {
+    m_device.enter(command);
+    const platform::Lock lock(m_mutex);
+    if (m_jobs.front() == job.id.value)
+        m_page.command = command;
+}
+
+// ---- the device ---------------------------------------------------------------------------------
+
+Result<Ticket> Executor::submit() {
+    const Ticket ticket = SL42_TRY(m_device.submit());
+    for (; m_unsubmittedRooms > 0; --m_unsubmittedRooms)
+        m_roomTickets[(m_nextRoom + roomCount - m_unsubmittedRooms) % roomCount] = ticket;
+    if (!m_device.worksAhead())
+        m_nextRoom = 0; // the one that is still in the cache
+    return ticket;
 }
 
 Result<void> Executor::finish() {
-    m_usedRooms = 0;
-    auto finished = m_device.finish();
-    if (!finished && m_device.isLost())
-        endForLostDevice(m_device.commandAtWork());
-    return finished;
+    return wait(SL42_TRY(submit()));
 }
 
+Result<void> Executor::wait(Ticket ticket) {
+    auto done = m_device.wait(ticket);
+    if (!done && m_device.isLost())
+        endForLostDevice();
+    return done;
+}
+
+Result<std::byte*> Executor::nextRoom() {
+    if (m_unsubmittedRooms == roomCount)
+        (void)SL42_TRY(submit());
+    SL42_TRY_VOID(wait(m_roomTickets[m_nextRoom]));
+    std::byte* room = m_inlineArguments->data() + m_nextRoom * roomBytes;
+    m_nextRoom = (m_nextRoom + 1) % roomCount;
+    ++m_unsubmittedRooms;
+    return room;
+}
+
+// ---- work ---------------------------------------------------------------------------------------
+
 Result<void> Executor::carryOut(const DispatchWork& work, const Job& job) {
-    if (m_usedRooms == roomCount)
-        SL42_TRY_VOID(finish());
-    std::byte* room = m_inlineArguments->data() + m_usedRooms++ * roomBytes;
+    std::byte* room = SL42_TRY(nextRoom());
     Bindings bindings = work.bindings;
     for (std::size_t i = work.firstInline; i < work.endOfInline; ++i) {
         const protocol::InlineBinding& binding = job.inlineBindings[i];
@@ -116,16 +185,19 @@ Result<void> Executor::carryOut(const DispatchWork& work, const Job& job) {
     return {};
 }
 
-// Fills, copies and mipmaps are made by the processor, in the memory that it shares with the
-// device.
+// What the device does not do in its turn is made by the processor, in the memory that both see.
 
 Result<void> Executor::carryOut(const FillWork& work, const Job&) {
+    if (m_device.fill(work.range.bytes(), work.value))
+        return {};
     SL42_TRY_VOID(finish());
     fill(work.range.bytes(), work.value);
     return {};
 }
 
 Result<void> Executor::carryOut(const CopyWork& work, const Job&) {
+    if (m_device.copy(work.source.bytes(), work.destination.bytes()))
+        return {};
     SL42_TRY_VOID(finish());
     copy(work.source.bytes(), work.destination.bytes());
     return {};

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Runs jobs one after the other on a thread of its own, each spread over all cores.
+// Runs jobs one after the other on a thread of its own, each spread over all cores. Those of a
+// graphics device are handed over to it one behind the other; another thread waits for them.
 #pragma once
 
 #include "compute/service/FaultReport.h"
 #include "compute/service/Job.h"
 #include "compute/service/KernelThreads.h"
+
+#include <array>
+#include <chrono>
+#include <optional>
 
 namespace compute::service {
 
@@ -19,17 +24,40 @@ public:
     void add(Job& job) { m_queue.add(job); }
 
 private:
+    using Clock = std::chrono::steady_clock;
+    /// So many dispatches have arguments by value and samplers at once.
+    static constexpr std::size_t roomCount = 32;
+
+    /// A job that the device has, or has refused.
+    struct Submitted {
+        Job job;
+        Ticket ticket = 0;
+        Clock::time_point start;
+    };
+
     Executor(Replies& replies, protocol::StatusPage& page, Device& device, Memory inlineArguments,
              Memory noTexture);
 
     void run(Job& job);
-    platform::Result<void> carryOut(Job& job);
+    platform::Result<Ticket> carryOut(Job& job);
     platform::Result<void> carryOut(const DispatchWork& work, const Job& job);
     platform::Result<void> carryOut(const FillWork& work, const Job& job);
     platform::Result<void> carryOut(const CopyWork& work, const Job& job);
     platform::Result<void> carryOut(const MipmapWork& work, const Job& job);
-    /// Waits for the dispatches so far. Does not return when the device is lost.
+    /// Has all be carried out that was recorded.
+    platform::Result<Ticket> submit();
+    /// And waits for it.
     platform::Result<void> finish();
+    /// Does not return when the device is lost.
+    platform::Result<void> wait(Ticket ticket);
+    /// For the arguments of the next dispatch; none of another one that may not be done.
+    platform::Result<std::byte*> nextRoom();
+
+    /// The job is one of those that are being executed.
+    void begin(const Job& job);
+    void enter(const Job& job, std::uint32_t command);
+    void complete(Submitted& submitted);
+    void end(Submitted& submitted);
 
     Replies& m_replies;
     protocol::StatusPage& m_page;
@@ -37,9 +65,18 @@ private:
     /// Rooms for the arguments by value and the samplers of one dispatch each, guarded like any
     /// buffer.
     Memory m_inlineArguments;
-    std::size_t m_usedRooms = 0; ///< by dispatches that may not be done
+    std::array<Ticket, roomCount> m_roomTickets{}; ///< what uses them last
+    std::size_t m_nextRoom = 0;
+    std::size_t m_unsubmittedRooms = 0; ///< before that one
     Memory m_noTexture;
-    WorkQueue<Job> m_queue; // last, so that its thread ends first
+    Submitted m_submitted; ///< on its way from one thread to the other
+    Clock::time_point m_lastEnd;
+
+    platform::Mutex m_mutex;
+    platform::Fifo<std::uint64_t> m_jobs SL42_GUARDED_BY(m_mutex); ///< that are being executed
+    // Last, so that their threads end first.
+    std::optional<WorkQueue<Submitted>> m_completions; ///< where the device works ahead
+    WorkQueue<Job> m_queue;
 };
 
 } // namespace compute::service

@@ -24,7 +24,8 @@ namespace {
 std::atomic<StatusPage*> statusPage = nullptr;
 std::atomic_flag somebodyReports = ATOMIC_FLAG_INIT;
 thread_local bool runsKernels = false;
-std::atomic<bool> unknownThreadsRunKernels = false;
+/// Whose driver's threads run kernels, too; null without one.
+std::atomic<const Device*> deviceOfDriver = nullptr;
 thread_local std::atomic<std::uint64_t> compiledRequest = 0;
 
 constexpr int exitStatusOfFault = 70;
@@ -72,6 +73,17 @@ void waitIfSomebodyReports() {
             ::pause();
 }
 
+/// The device may have gone on to a later job than the page says, or not have come to that one.
+void writeWhatDeviceIsAt(StatusPage& page) {
+    const Device* device = deviceOfDriver.load();
+    const auto place = device != nullptr ? device->placeAtWork() : std::nullopt;
+    if (!place || page.job.load() == 0)
+        return;
+    const bool hasBegun = place->commandBuffer >= page.job.load();
+    page.job = hasBegun ? place->commandBuffer : page.job.load();
+    page.command = hasBegun ? place->command : 0;
+}
+
 /// Runs on whichever thread faulted; may use nothing but lock-free atomics and _exit.
 void report(int signal, siginfo_t* info, void* context) {
     if (signal == SIGTRAP && followThisThread(context))
@@ -79,13 +91,14 @@ void report(int signal, siginfo_t* info, void* context) {
     StatusPage& page = *statusPage.load();
     waitIfSomebodyReports();
     const auto address = reinterpret_cast<std::uint64_t>(info->si_addr);
-    const bool mayRunKernels = runsKernels || unknownThreadsRunKernels;
+    const bool mayRunKernels = runsKernels || deviceOfDriver.load() != nullptr;
     const FaultPlace place = compiledRequest.load() != 0             ? FaultPlace::Compiler
                              : mayRunKernels && page.job.load() != 0 ? FaultPlace::Kernel
                                                                      : FaultPlace::Service;
     page.request = compiledRequest.load();
     page.faultAddress = address;
     if (place == FaultPlace::Kernel) {
+        writeWhatDeviceIsAt(page);
         page.faultAccess = static_cast<std::uint32_t>(accessOf(context));
         writePlace(context, page);
     }
@@ -146,24 +159,24 @@ void markThisThreadAsKernels() {
     giveThisThreadFaultStack();
 }
 
-void takeUnknownThreadsForKernels() {
-    unknownThreadsRunKernels = true;
+void takeUnknownThreadsForKernels(const Device& device) {
+    deviceOfDriver = &device;
 }
 
-void endForLostDevice(std::optional<std::uint32_t> command) {
+void endForLostDevice() {
     StatusPage& page = *statusPage.load();
     waitIfSomebodyReports();
-    page.command = command.value_or(page.command);
+    writeWhatDeviceIsAt(page);
     page.faultPlace = static_cast<std::uint32_t>(FaultPlace::Kernel);
     page.faultKind = static_cast<std::uint32_t>(FaultKind::DeviceLost);
     ::_exit(exitStatusOfFault);
 }
 
-void reportPlaceOf(protocol::JobId job, std::optional<std::uint32_t> command) {
+void reportPlaceOf(protocol::JobId job) {
     StatusPage& page = *statusPage.load();
     if (page.job.load() != job.value)
         return;
-    page.command = command.value_or(page.command);
+    writeWhatDeviceIsAt(page);
     writeHangingPlace(page);
     waitIfSomebodyReports();
     page.faultPlace = static_cast<std::uint32_t>(FaultPlace::Kernel);

@@ -5,10 +5,9 @@
 // the process; nothing is repaired, because after a wild access nothing here can be trusted.
 #pragma once
 
+#include "compute/backend/Device.h"
 #include "compute/protocol/Protocol.h"
 #include "compute/protocol/StatusPage.h"
-
-#include <optional>
 
 namespace compute::service {
 
@@ -39,13 +38,14 @@ public:
 void markThisThreadAsKernels();
 
 /// Writes where the kernel of this job stands and ends the process, unless the job is done. Takes
-/// some tens of milliseconds. `command` is what the device is at, if it knows better than the page.
-void reportPlaceOf(protocol::JobId job, std::optional<std::uint32_t> command);
+/// some tens of milliseconds.
+void reportPlaceOf(protocol::JobId job);
 
 /// Ends the process because the device of its kernels will never do anything again.
-[[noreturn]] void endForLostDevice(std::optional<std::uint32_t> command);
+[[noreturn]] void endForLostDevice();
 
-/// From now on, threads that are not known run kernels, too: those of a driver.
-void takeUnknownThreadsForKernels();
+/// From now on, threads that are not known run kernels, too: those of this device's driver, which
+/// may know better than the page what it is at. It must live as long as the process.
+void takeUnknownThreadsForKernels(const Device& device);
 
 } // namespace compute::service

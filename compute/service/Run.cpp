@@ -44,9 +44,9 @@ Files filesFor(std::string_view device, bool dumps) {
 }
 
 /// With a driver, threads begin that nobody can be told of.
-void prepareFor(Driver driver) {
-    if (driver != Driver::None)
-        takeUnknownThreadsForKernels();
+void prepareFor(const Device& device) {
+    if (device.driver() != Driver::None)
+        takeUnknownThreadsForKernels(device);
 }
 
 Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Compiler& compiler,
@@ -61,7 +61,7 @@ Result<std::unique_ptr<Server>> warmUpAndLockDown(protocol::Channel& channel, Co
         SL42_TRY_VOID(compiler.openDevice(device));
     compiler.warmUp();
     const Driver driver = compiler.device().driver();
-    prepareFor(driver);
+    prepareFor(compiler.device());
     reportFaultsTo(*page); // late, since the compiler's libraries install handlers of their own
     auto server = SL42_TRY(Server::create(channel, compiler, *page));
     SL42_TRY_VOID(lockDown(

@@ -70,7 +70,7 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             return {};
         },
         [&](const protocol::ReportPlace& m) -> Result<void> {
-            reportPlaceOf(m.job, m_device.commandAtWork());
+            reportPlaceOf(m.job);
             return {};
         },
         [&]<class T>(T& question) -> Result<void>

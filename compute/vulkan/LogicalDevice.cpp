@@ -141,7 +141,7 @@ Result<DeviceBuffer> LogicalDevice::makeBuffer(std::size_t bytes, const void* ex
     info.pNext = external;
     info.size = bytes;
     info.usage = VK_BUFFER_USAGE_STORAGE_BUFFER_BIT | VK_BUFFER_USAGE_SHADER_DEVICE_ADDRESS_BIT |
-                 VK_BUFFER_USAGE_TRANSFER_DST_BIT;
+                 VK_BUFFER_USAGE_TRANSFER_SRC_BIT | VK_BUFFER_USAGE_TRANSFER_DST_BIT;
     VkBuffer made = VK_NULL_HANDLE;
     SL42_TRY_VOID(check(vkCreateBuffer(m_device, &info, nullptr, &made), "make a buffer"));
     DeviceBuffer buffer;

@@ -19,6 +19,8 @@ struct Piece {
     Memory memory;
     DeviceBuffer buffer; ///< goes before what it lies in
     bool isCopy = false;
+    /// What was last handed over that writes it; for the thread that hands things over.
+    Ticket writtenBy = 0;
 
     const std::byte* begin() const { return memory->data(); }
     std::size_t bytes() const { return memory->length(); }

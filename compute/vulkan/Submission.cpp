@@ -4,8 +4,8 @@
 
 #include "compute/vulkan/Error.h"
 
+#include <algorithm>
 #include <cstring>
-#include <limits>
 
 namespace compute::vulkan {
 
@@ -13,9 +13,16 @@ using platform::Result;
 
 namespace {
 
-constexpr std::size_t offsetOfNumber(std::uint32_t capacity) {
-    return capacity * sizeof(Arguments);
-}
+/// What can be filled with one command.
+constexpr std::uint64_t word = 4;
+/// Of those that bytes go by on their way within a buffer.
+constexpr std::uint64_t detourBytes = 64u << 10;
+
+constexpr VkPipelineStageFlags allStages =
+    VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT | VK_PIPELINE_STAGE_TRANSFER_BIT;
+constexpr VkAccessFlags allWrites = VK_ACCESS_SHADER_WRITE_BIT | VK_ACCESS_TRANSFER_WRITE_BIT;
+constexpr VkAccessFlags allAccesses =
+    allWrites | VK_ACCESS_SHADER_READ_BIT | VK_ACCESS_TRANSFER_READ_BIT;
 
 } // namespace
 
@@ -43,23 +50,15 @@ Result<void> Submission::open() {
     commands.commandBufferCount = 1;
     SL42_TRY_VOID(
         check(vkAllocateCommandBuffers(device, &commands, &m_commands), "get memory for commands"));
-    VkSemaphoreTypeCreateInfo timeline{};
-    timeline.sType = VK_STRUCTURE_TYPE_SEMAPHORE_TYPE_CREATE_INFO;
-    timeline.semaphoreType = VK_SEMAPHORE_TYPE_TIMELINE;
-    VkSemaphoreCreateInfo semaphore{};
-    semaphore.sType = VK_STRUCTURE_TYPE_SEMAPHORE_CREATE_INFO;
-    semaphore.pNext = &timeline;
-    VkSemaphore madeSemaphore = VK_NULL_HANDLE;
-    SL42_TRY_VOID(
-        check(vkCreateSemaphore(device, &semaphore, nullptr, &madeSemaphore), "make a semaphore"));
-    m_semaphore = {device, madeSemaphore};
-    m_buffer = SL42_TRY(m_device->allocate(offsetOfNumber(capacity) + sizeof(std::uint32_t)));
-    std::memset(m_buffer.data, 0, offsetOfNumber(capacity) + sizeof(std::uint32_t));
+    constexpr std::size_t argumentBytes = capacity * sizeof(Arguments);
+    m_buffer = SL42_TRY(m_device->allocate(argumentBytes + detourBytes));
+    std::memset(m_buffer.data, 0, argumentBytes);
     m_arguments = reinterpret_cast<Arguments*>(m_buffer.data);
     return {};
 }
 
-Result<void> Submission::beginRecording() {
+Result<void> Submission::begin() {
+    m_count = 0;
     SL42_TRY_VOID(
         check(vkResetCommandPool(m_device->get(), m_pool.get(), 0), "begin a list of commands"));
     VkCommandBufferBeginInfo info{};
@@ -78,24 +77,15 @@ void Submission::barrier(VkPipelineStageFlags from, VkAccessFlags written, VkPip
 }
 
 void Submission::separate() {
-    if (m_recording)
-        barrier(VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT, VK_ACCESS_SHADER_WRITE_BIT,
-                VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT,
-                VK_ACCESS_SHADER_READ_BIT | VK_ACCESS_SHADER_WRITE_BIT);
+    barrier(allStages, allWrites, allStages, allAccesses);
 }
 
-void Submission::mark(std::uint32_t number) {
-    if (!m_recording) {
-        std::memcpy(m_buffer.data + offsetOfNumber(capacity), &number, sizeof number);
-        return;
-    }
-    constexpr VkPipelineStageFlags both =
-        VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT | VK_PIPELINE_STAGE_TRANSFER_BIT;
-    barrier(both, VK_ACCESS_SHADER_WRITE_BIT | VK_ACCESS_TRANSFER_WRITE_BIT, both,
-            VK_ACCESS_SHADER_READ_BIT | VK_ACCESS_SHADER_WRITE_BIT | VK_ACCESS_TRANSFER_WRITE_BIT);
-    vkCmdFillBuffer(m_commands, m_buffer.buffer.get(), offsetOfNumber(capacity), sizeof number,
-                    number);
+void Submission::mark(WorkPlace place, VkBuffer buffer) {
+    separate();
+    vkCmdUpdateBuffer(m_commands, buffer, 0, sizeof place, &place);
 }
+
+// ---- dispatches ---------------------------------------------------------------------------------
 
 Arguments& Submission::openArguments() {
     m_arguments[m_count].spare.fill({});
@@ -108,79 +98,63 @@ spirv::PushConstants Submission::constants() const {
             .grid = address + offsetof(Arguments, grid)};
 }
 
-Result<void> Submission::dispatch(VkPipeline pipeline, const spirv::PushConstants& constants,
-                                  std::array<std::uint32_t, 3> workgroups) {
-    if (!m_recording)
-        SL42_TRY_VOID(beginRecording());
-    m_recording = true;
+void Submission::dispatch(VkPipeline pipeline, const spirv::PushConstants& constants,
+                          std::array<std::uint32_t, 3> workgroups) {
     vkCmdBindPipeline(m_commands, VK_PIPELINE_BIND_POINT_COMPUTE, pipeline);
     vkCmdPushConstants(m_commands, m_layout, VK_SHADER_STAGE_COMPUTE_BIT, 0, sizeof constants,
                        &constants);
     vkCmdDispatch(m_commands, workgroups[0], workgroups[1], workgroups[2]);
-    return {};
 }
 
-void Submission::closeArguments() {
-    ++m_count;
+// ---- fills and copies ---------------------------------------------------------------------------
+
+void Submission::fill(const BufferRange& range, std::uint8_t value) {
+    const std::uint32_t pattern = value * 0x01010101u;
+    const std::uint64_t end = range.offset + range.length;
+    const std::uint64_t firstWord = std::min((range.offset + word - 1) / word * word, end);
+    const std::uint64_t endOfWords = std::max(end / word * word, firstWord);
+    if (firstWord < endOfWords)
+        vkCmdFillBuffer(m_commands, range.buffer, firstWord, endOfWords - firstWord, pattern);
+    if (range.offset == firstWord && end == endOfWords)
+        return;
+    const BufferRange bytes{m_buffer.buffer.get(), capacity * sizeof(Arguments), word};
+    vkCmdFillBuffer(m_commands, bytes.buffer, bytes.offset, word, pattern);
+    separate();
+    copy({bytes.buffer, bytes.offset, firstWord - range.offset}, range.buffer, range.offset);
+    copy({bytes.buffer, bytes.offset, end - endOfWords}, range.buffer, endOfWords);
+}
+
+void Submission::copy(const BufferRange& source, VkBuffer destination, std::uint64_t offset) {
+    const VkBufferCopy region{source.offset, offset, source.length};
+    if (region.size > 0)
+        vkCmdCopyBuffer(m_commands, source.buffer, destination, 1, &region);
+}
+
+/// Piece by piece, beginning at the end that is written first to where nothing is read any more.
+void Submission::move(const BufferRange& source, VkBuffer destination, std::uint64_t offset) {
+    const VkBuffer detour = m_buffer.buffer.get();
+    constexpr std::uint64_t place = capacity * sizeof(Arguments);
+    const bool isUpwards = offset > source.offset;
+    for (std::uint64_t done = 0; done < source.length; done += detourBytes) {
+        const std::uint64_t length = std::min(detourBytes, source.length - done);
+        const std::uint64_t at = isUpwards ? source.length - done - length : done;
+        copy({source.buffer, source.offset + at, length}, detour, place);
+        separate();
+        copy({detour, place, length}, destination, offset + at);
+        separate();
+    }
+}
+
+// ---- the end ------------------------------------------------------------------------------------
+
+Result<VkCommandBuffer> Submission::end() {
+    barrier(allStages, allWrites, VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
+    SL42_TRY_VOID(check(vkEndCommandBuffer(m_commands), "run kernels on the device"));
+    return m_commands;
 }
 
 void Submission::drop() {
-    if (m_recording)
-        vkEndCommandBuffer(m_commands);
-    m_recording = false;
-    m_count = 0;
-}
-
-Result<void> Submission::run() {
-    m_count = 0;
-    if (!m_recording)
-        return {};
-    m_recording = false;
-    barrier(VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT, VK_ACCESS_SHADER_WRITE_BIT,
-            VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
-    VkResult result = vkEndCommandBuffer(m_commands);
-    if (result == VK_SUCCESS)
-        result = submit();
-    if (result == VK_SUCCESS)
-        result = wait();
-    if (m_losesNext)
-        result = VK_ERROR_DEVICE_LOST;
-    m_isLost = m_isLost || result == VK_ERROR_DEVICE_LOST;
-    return check(result, "run kernels on the device");
-}
-
-VkResult Submission::submit() {
-    const std::uint64_t value = ++m_submitted;
-    VkTimelineSemaphoreSubmitInfo timeline{};
-    timeline.sType = VK_STRUCTURE_TYPE_TIMELINE_SEMAPHORE_SUBMIT_INFO;
-    timeline.signalSemaphoreValueCount = 1;
-    timeline.pSignalSemaphoreValues = &value;
-    const VkSemaphore semaphore = m_semaphore.get();
-    VkSubmitInfo info{};
-    info.sType = VK_STRUCTURE_TYPE_SUBMIT_INFO;
-    info.pNext = &timeline;
-    info.commandBufferCount = 1;
-    info.pCommandBuffers = &m_commands;
-    info.signalSemaphoreCount = 1;
-    info.pSignalSemaphores = &semaphore;
-    return vkQueueSubmit(m_device->queue(), 1, &info, VK_NULL_HANDLE);
-}
-
-VkResult Submission::wait() const {
-    const VkSemaphore semaphore = m_semaphore.get();
-    VkSemaphoreWaitInfo info{};
-    info.sType = VK_STRUCTURE_TYPE_SEMAPHORE_WAIT_INFO;
-    info.semaphoreCount = 1;
-    info.pSemaphores = &semaphore;
-    info.pValues = &m_submitted;
-    constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();
-    return vkWaitSemaphores(m_device->get(), &info, forever);
-}
-
-std::uint32_t Submission::number() const {
-    return std::atomic_ref(
-               *reinterpret_cast<std::uint32_t*>(m_buffer.data + offsetOfNumber(capacity)))
-        .load(std::memory_order_relaxed);
+    vkEndCommandBuffer(m_commands);
 }
 
 } // namespace compute::vulkan

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Dispatches that are handed to the device together, and the memory of their arguments. One
-// Submission is filled again and again, each time after the last one is done.
+// Dispatches, fills and copies that are handed to the device together, and the memory of their
+// arguments. A Submission is filled again and again, each time after the device is done with it.
 #pragma once
 
+#include "compute/backend/Device.h"
 #include "compute/backend/GridRecord.h"
 #include "compute/spirv/ShaderInterface.h"
 #include "compute/vulkan/LogicalDevice.h"
 #include "platform/base/Result.h"
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -24,49 +24,53 @@ struct Arguments {
     alignas(16) std::array<std::byte, spirv::spareBytes> spare;
 };
 
+/// Bytes of a buffer.
+struct BufferRange {
+    VkBuffer buffer = VK_NULL_HANDLE;
+    std::uint64_t offset = 0;
+    std::uint64_t length = 0;
+};
+
 class Submission {
 public:
     static platform::Result<std::unique_ptr<Submission>>
     create(std::shared_ptr<const LogicalDevice> device, VkPipelineLayout layout);
 
-    /// No further dispatch fits before submit().
+    platform::Result<void> begin();
+    /// No further dispatch fits.
     bool isFull() const { return m_count == capacity; }
-    bool isEmpty() const { return m_count == 0; }
 
-    /// The dispatches that follow come after all before, and see what those wrote.
+    /// What follows comes after all before, and sees what that wrote.
     void separate();
-    /// The same, and from then on number() is `number`.
-    void mark(std::uint32_t number);
+    /// The device writes down that it has come here: a WorkPlace at the start of the buffer.
+    void mark(WorkPlace place, VkBuffer buffer);
+
     /// Room for the arguments of the next dispatches. The spare memory is clear, the rest is not.
     Arguments& openArguments();
     /// The part of the push constants that is known here. `memory` is left out.
     spirv::PushConstants constants() const;
-    platform::Result<void> dispatch(VkPipeline pipeline, const spirv::PushConstants& constants,
-                                    std::array<std::uint32_t, 3> workgroups);
+    void dispatch(VkPipeline pipeline, const spirv::PushConstants& constants,
+                  std::array<std::uint32_t, 3> workgroups);
     /// Later dispatches have other arguments.
-    void closeArguments();
+    void closeArguments() { ++m_count; }
 
-    /// Hands everything over and waits until it is done.
-    platform::Result<void> run();
-    /// The driver says that the device will never do anything again.
-    bool isLost() const { return m_isLost; }
-    /// From now on it is as if the driver said so, for tests.
-    void lose() { m_losesNext = true; }
+    void fill(const BufferRange& range, std::uint8_t value);
+    /// As many bytes as `source` has, which do not overlap those at the destination.
+    void copy(const BufferRange& source, VkBuffer destination, std::uint64_t offset);
+    /// The same where they may.
+    void move(const BufferRange& source, VkBuffer destination, std::uint64_t offset);
+
+    /// The process sees what the device wrote once all is done.
+    platform::Result<VkCommandBuffer> end();
     /// What was dropped is as if it had never been.
     void drop();
 
-    /// That of the last mark() that the device has come to. Any thread.
-    std::uint32_t number() const;
-
 private:
-    static constexpr std::uint32_t capacity = 256;
+    static constexpr std::uint32_t capacity = 64;
 
     Submission(std::shared_ptr<const LogicalDevice> device, VkPipelineLayout layout)
         : m_device(std::move(device)), m_layout(layout) {}
     platform::Result<void> open();
-    platform::Result<void> beginRecording();
-    VkResult submit();
-    VkResult wait() const;
     void barrier(VkPipelineStageFlags from, VkAccessFlags written, VkPipelineStageFlags to,
                  VkAccessFlags accessed) const;
 
@@ -74,12 +78,7 @@ private:
     const VkPipelineLayout m_layout;
     CommandPoolHandle m_pool;
     VkCommandBuffer m_commands = VK_NULL_HANDLE;
-    SemaphoreHandle m_semaphore;
-    std::uint64_t m_submitted = 0; ///< value of the semaphore when the last one is done
-    bool m_recording = false;
-    bool m_isLost = false;
-    bool m_losesNext = false;
-    DeviceBuffer m_buffer; ///< of the arguments, then the number
+    DeviceBuffer m_buffer; ///< of the arguments, then bytes on their way
     Arguments* m_arguments = nullptr;
     std::uint32_t m_count = 0; ///< arguments that have been used
 };

@@ -71,6 +71,17 @@ std::uint32_t groupsFor(std::uint32_t threads, std::uint32_t size) {
     return (threads - 1) / size + 1;
 }
 
+void writeTable(const Batch& batch) {
+    const spirv::MemoryTable head{.count = batch.used.size()};
+    std::memcpy(batch.table.data, &head, sizeof head);
+    const std::span records(reinterpret_cast<spirv::BufferRecord*>(batch.table.data + sizeof head),
+                            batch.used.size());
+    std::ranges::transform(batch.used, records.begin(), [](const Used& used) {
+        return spirv::BufferRecord{used.piece->buffer.address, used.piece->bytes()};
+    });
+    std::ranges::sort(records, {}, &spirv::BufferRecord::address);
+}
+
 } // namespace
 
 // ---- opening ------------------------------------------------------------------------------------
@@ -113,8 +124,10 @@ Result<void> VulkanDevice::open() {
     SL42_TRY_VOID(check(vkCreatePipelineLayout(m_logical->get(), &info, nullptr, &made),
                         "lay out arguments"));
     m_layout = {m_logical->get(), made};
-    m_submission = SL42_TRY(Submission::create(m_logical, made));
-    return reserveTable(firstTableRecords);
+    m_place = SL42_TRY(m_logical->allocate(sizeof(WorkPlace)));
+    std::memset(m_place.data, 0, sizeof(WorkPlace));
+    m_inFlight = SL42_TRY(InFlight::create(m_logical, made, m_lostAfter));
+    return {};
 }
 
 Result<void> VulkanDevice::warmUp() {
@@ -124,9 +137,9 @@ Result<void> VulkanDevice::warmUp() {
     shader.words.assign(std::begin(emptyShader), std::end(emptyShader));
     shader.entry = "main";
     const auto kernel = SL42_TRY(makeKernel(std::move(description), shader));
-    begin({});
+    begin(0, {});
     kernel->run({}, {1, 1, 1}, {1, 1, 1});
-    return finish();
+    return wait(SL42_TRY(submit()));
 }
 
 std::string VulkanDevice::name() const {
@@ -150,7 +163,7 @@ std::uint64_t VulkanDevice::addressOf(const std::byte* place) const {
     return piece ? piece->buffer.address + static_cast<std::uint64_t>(place - piece->begin()) : 0;
 }
 
-VulkanDevice::Used* VulkanDevice::use(const std::byte* place) {
+Used* VulkanDevice::use(const std::byte* place) {
     const auto holds = [place](const Used& used) {
         return place >= used.piece->begin() && place < used.piece->begin() + used.piece->bytes();
     };
@@ -161,109 +174,183 @@ VulkanDevice::Used* VulkanDevice::use(const std::byte* place) {
     return piece ? &m_used.emplace_back(Used{std::move(piece)}) : nullptr;
 }
 
-VulkanDevice::Used* VulkanDevice::usedAt(std::uint64_t address) {
+Used* VulkanDevice::usedAt(std::uint64_t address) {
     const auto found = std::ranges::find_if(m_used, [address](const Used& used) {
         return address - used.piece->buffer.address < used.piece->bytes();
     });
     return found == m_used.end() ? nullptr : &*found;
 }
 
-Result<void> VulkanDevice::reserveTable(std::size_t records) {
-    if (records <= m_tableRecords)
+Result<void> VulkanDevice::reserveTable(Batch& batch) const {
+    const std::size_t records = m_used.size() + mostBeyondNamed;
+    if (records <= batch.tableRecords)
         return {};
     const std::size_t room = std::max(records * 2, firstTableRecords);
-    m_table = SL42_TRY(
+    batch.table = SL42_TRY(
         m_logical->allocate(sizeof(spirv::MemoryTable) + room * sizeof(spirv::BufferRecord)));
-    m_tableRecords = room;
+    batch.tableRecords = room;
     return {};
-}
-
-void VulkanDevice::writeTable() {
-    const spirv::MemoryTable head{.count = m_used.size()};
-    std::memcpy(m_table.data, &head, sizeof head);
-    const std::span records(reinterpret_cast<spirv::BufferRecord*>(m_table.data + sizeof head),
-                            m_used.size());
-    std::ranges::transform(m_used, records.begin(), [](const Used& used) {
-        return spirv::BufferRecord{used.piece->buffer.address, used.piece->bytes()};
-    });
-    std::ranges::sort(records, {}, &spirv::BufferRecord::address);
-}
-
-void VulkanDevice::copyToDevice() const {
-    for (const Used& used : m_used)
-        if (used.piece->isCopy)
-            std::memcpy(used.piece->buffer.data, used.piece->begin(), used.piece->bytes());
-}
-
-/// What no kernel writes stays as it is: the console may have written it meanwhile.
-void VulkanDevice::copyFromDevice() const {
-    for (const Used& used : m_used)
-        if (used.piece->isCopy && (used.isWritten || (m_followsPointers && !used.isBound)))
-            std::memcpy(used.piece->memory->data(), used.piece->buffer.data, used.piece->bytes());
 }
 
 // ---- command buffers ----------------------------------------------------------------------------
 
-void VulkanDevice::begin(std::span<const Memory> used) {
-    m_submission->drop();
-    m_isAtWork = false;
+void VulkanDevice::begin(std::uint64_t commandBuffer, std::span<const Memory> used) {
+    if (m_batch) {
+        m_batch->submission->drop();
+        m_inFlight->giveBack(std::move(m_batch));
+    }
+    m_entered = {commandBuffer, 0};
+    m_isMarked = false;
     m_error.reset();
     m_used.clear();
-    m_followsPointers = false;
     for (const Memory& memory : used)
         use(memory->data());
-    if (auto reserved = reserveTable(m_used.size() + mostBeyondNamed); !reserved)
-        m_error = std::move(reserved.error());
 }
 
 void VulkanDevice::enter(std::uint32_t command) {
-    m_command = command;
+    m_entered.command = command;
     m_isMarked = false;
 }
 
-std::optional<std::uint32_t> VulkanDevice::commandAtWork() const {
-    return m_isAtWork ? std::optional(m_submission->number()) : std::nullopt;
+/// What the device wrote may be of a command buffer before.
+std::optional<WorkPlace> VulkanDevice::placeAtWork() const {
+    if (!m_inFlight->isAtWork())
+        return std::nullopt;
+    WorkPlace place;
+    std::memcpy(&place, m_place.data, sizeof place);
+    return place;
 }
+
+Result<Submission*> VulkanDevice::submission() {
+    if (!m_batch) {
+        auto batch = SL42_TRY(m_inFlight->acquire());
+        auto begun = batch->submission->begin();
+        if (begun)
+            begun = reserveTable(*batch);
+        if (!begun) {
+            m_inFlight->giveBack(std::move(batch));
+            return begun.error();
+        }
+        m_batch = std::move(batch);
+        m_isMarked = false;
+    }
+    return m_batch->submission.get();
+}
+
+Result<void> VulkanDevice::prepare() {
+    if (m_batch && m_batch->submission->isFull())
+        SL42_TRY_VOID(handOver());
+    Submission* submission = SL42_TRY(this->submission());
+    if (m_isMarked)
+        submission->separate();
+    else
+        submission->mark(m_entered, m_place.buffer.get());
+    m_isMarked = true;
+    return {};
+}
+
+Result<void> VulkanDevice::handOver() {
+    if (m_used.size() > m_batch->tableRecords)
+        return Error{"Too many buffers were not announced to the device"};
+    m_batch->used.assign(m_used.begin(), m_used.end());
+    for (Used& used : m_used)
+        used.isBound = used.isWritten = false;
+    if (m_batch->followsPointers)
+        writeTable(*m_batch);
+    (void)SL42_TRY(m_inFlight->submit(std::move(m_batch)));
+    return {};
+}
+
+Result<Ticket> VulkanDevice::submit() {
+    if (m_error)
+        return *m_error;
+    if (m_batch)
+        SL42_TRY_VOID(handOver());
+    return m_inFlight->last();
+}
+
+template <class Body>
+void VulkanDevice::attempt(const Body& body) {
+    if (m_error)
+        return;
+    if (Result<void> done = body(); !done)
+        m_error = std::move(done.error());
+}
+
+// ---- fills and copies ---------------------------------------------------------------------------
+
+Result<BufferRange> VulkanDevice::rangeOf(std::span<const std::byte> bytes, bool isWritten) {
+    Used* used = use(bytes.data());
+    if (used == nullptr)
+        return Error{"A buffer is not known to the device"};
+    used->isBound = true;
+    used->isWritten = used->isWritten || isWritten;
+    return BufferRange{used->piece->buffer.buffer.get(),
+                       static_cast<std::uint64_t>(bytes.data() - used->piece->begin()),
+                       bytes.size()};
+}
+
+bool VulkanDevice::fill(std::span<std::byte> bytes, std::uint8_t value) {
+    attempt([&]() -> Result<void> {
+        if (bytes.empty())
+            return {};
+        SL42_TRY_VOID(prepare());
+        m_batch->submission->fill(SL42_TRY(rangeOf(bytes, true)), value);
+        return {};
+    });
+    return true;
+}
+
+bool VulkanDevice::copy(std::span<const std::byte> source, std::span<std::byte> destination) {
+    attempt([&]() -> Result<void> {
+        if (source.empty())
+            return {};
+        SL42_TRY_VOID(prepare());
+        const BufferRange from = SL42_TRY(rangeOf(source, false));
+        const BufferRange to = SL42_TRY(rangeOf(destination, true));
+        const bool mayOverlap = from.buffer == to.buffer && from.offset < to.offset + to.length &&
+                                to.offset < from.offset + from.length;
+        if (mayOverlap)
+            m_batch->submission->move(from, to.buffer, to.offset);
+        else
+            m_batch->submission->copy(from, to.buffer, to.offset);
+        return {};
+    });
+    return true;
+}
+
+// ---- dispatches ---------------------------------------------------------------------------------
 
 void VulkanDevice::record(const VulkanKernel& kernel, const Bindings& bindings, Extent grid,
                           Extent threadsPerThreadgroup, std::uint32_t begin, std::uint32_t end) {
-    if (begin >= end || grid.height == 0 || grid.depth == 0 || m_error)
+    if (begin >= end || grid.height == 0 || grid.depth == 0)
         return;
-    auto recorded = tryToRecord(kernel, bindings, grid, threadsPerThreadgroup, begin, end);
-    if (!recorded)
-        m_error = std::move(recorded.error());
+    attempt([&] { return tryToRecord(kernel, bindings, grid, threadsPerThreadgroup, begin, end); });
 }
 
 Result<void> VulkanDevice::tryToRecord(const VulkanKernel& kernel, const Bindings& bindings,
                                        Extent grid, Extent group, std::uint32_t begin,
                                        std::uint32_t end) {
-    if (m_submission->isFull())
-        SL42_TRY_VOID(submit());
     const Workgroup workgroup = SL42_TRY(kernel.workgroupFor(bindings, grid, group));
     const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor(workgroup));
-    Arguments& arguments = m_submission->openArguments();
+    SL42_TRY_VOID(prepare());
+    Submission& submission = *m_batch->submission;
+    Arguments& arguments = submission.openArguments();
     for (const Parameter& parameter : kernel.description().parameters)
         bind(parameter, bindings, arguments);
     if (m_error)
         return *m_error;
-    if (m_used.size() > m_tableRecords)
-        return Error{"Too many buffers were not announced to the device"};
     arguments.bindings[spirv::spareSlot] = {
-        m_submission->constants().bindings + offsetof(Arguments, spare), spirv::spareBytes};
+        submission.constants().bindings + offsetof(Arguments, spare), spirv::spareBytes};
     arguments.grid = gridRecordOf(bindings, grid, group);
-    m_constants = m_submission->constants();
-    m_constants.memory = m_table.address;
+    m_constants = submission.constants();
+    m_constants.memory = m_batch->table.address;
     m_constants.size = {grid.width, grid.height, grid.depth};
     spirv::putAtHand(m_constants, kernel.shader(), arguments.bindings);
-    m_followsPointers = m_followsPointers || kernel.followsPointers();
-    if (m_isMarked)
-        m_submission->separate();
-    else
-        m_submission->mark(m_command);
-    m_isMarked = true;
+    m_batch->followsPointers = m_batch->followsPointers || kernel.followsPointers();
     SL42_TRY_VOID(kernel.runsInGroups() ? dispatchGroups(pipeline, grid, group, begin, end)
                                         : dispatchThreads(pipeline, workgroup, grid, begin, end));
-    m_submission->closeArguments();
+    submission.closeArguments();
     return {};
 }
 
@@ -319,7 +406,7 @@ Result<void> VulkanDevice::dispatchThreads(VkPipeline pipeline, const Workgroup&
         const std::uint32_t columns =
             std::min(groupsFor(end - begin, workgroup.size[0]), device.maxGroupCount[0]);
         constants.begin = begin;
-        SL42_TRY_VOID(m_submission->dispatch(pipeline, constants, {columns, rows, grid.depth}));
+        m_batch->submission->dispatch(pipeline, constants, {columns, rows, grid.depth});
         begin += static_cast<std::uint32_t>(
             std::min<std::uint64_t>(std::uint64_t{columns} * workgroup.size[0], end - begin));
     }
@@ -351,38 +438,10 @@ Result<void> VulkanDevice::dispatchRange(VkPipeline pipeline, std::uint64_t firs
         const auto count = static_cast<std::uint32_t>(
             std::min<std::uint64_t>(last - first, m_logical->physical().maxGroupCount[0]));
         constants.begin = static_cast<std::uint32_t>(first);
-        SL42_TRY_VOID(m_submission->dispatch(pipeline, constants, {count, 1, 1}));
+        m_batch->submission->dispatch(pipeline, constants, {count, 1, 1});
         first += count;
     }
     return {};
-}
-
-Result<void> VulkanDevice::submit() {
-    if (m_submission->isEmpty())
-        return {};
-    if (m_followsPointers)
-        writeTable();
-    copyToDevice();
-    if (m_lostAfter != 0 && ++m_submissions >= m_lostAfter)
-        m_submission->lose();
-    m_isAtWork = true;
-    SL42_TRY_VOID(m_submission->run()); // a device that failed stays at the command
-    m_isAtWork = false;
-    copyFromDevice();
-    m_isMarked = false;
-    return {};
-}
-
-Result<void> VulkanDevice::finish() {
-    if (!m_error) {
-        auto submitted = submit();
-        if (!submitted)
-            m_error = std::move(submitted.error());
-    }
-    if (!m_error)
-        return {};
-    m_submission->drop();
-    return *m_error;
 }
 
 } // namespace compute::vulkan

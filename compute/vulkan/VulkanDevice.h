@@ -5,12 +5,10 @@
 #pragma once
 
 #include "compute/backend/Device.h"
+#include "compute/vulkan/InFlight.h"
 #include "compute/vulkan/Instance.h"
-#include "compute/vulkan/MemoryMap.h"
-#include "compute/vulkan/Submission.h"
 #include "compute/vulkan/VulkanKernel.h"
 
-#include <atomic>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -46,24 +44,21 @@ public:
         return m_map.adopt(std::move(memory));
     }
     std::uint64_t addressOf(const std::byte* place) const override;
-    void begin(std::span<const Memory> used) override;
+    void begin(std::uint64_t commandBuffer, std::span<const Memory> used) override;
     void enter(std::uint32_t command) override;
-    platform::Result<void> finish() override;
-    std::optional<std::uint32_t> commandAtWork() const override;
-    bool isLost() const override { return m_submission->isLost(); }
+    bool fill(std::span<std::byte> bytes, std::uint8_t value) override;
+    bool copy(std::span<const std::byte> source, std::span<std::byte> destination) override;
+    platform::Result<Ticket> submit() override;
+    platform::Result<void> wait(Ticket ticket) override { return m_inFlight->wait(ticket); }
+    bool worksAhead() const override { return true; }
+    std::optional<WorkPlace> placeAtWork() const override;
+    bool isLost() const override { return m_inFlight->isLost(); }
 
-    /// Kernel::run() of the device's kernels. What goes wrong is said by finish().
+    /// Kernel::run() of the device's kernels. What goes wrong is said by submit().
     void record(const VulkanKernel& kernel, const Bindings& bindings, Extent grid,
                 Extent threadsPerThreadgroup, std::uint32_t begin, std::uint32_t end);
 
 private:
-    /// A piece that kernels of the command buffer use.
-    struct Used {
-        std::shared_ptr<Piece> piece;
-        bool isBound = false;   ///< a parameter leads to it
-        bool isWritten = false; ///< and the kernel writes it
-    };
-
     VulkanDevice(std::unique_ptr<Instance> instance, std::shared_ptr<const LogicalDevice> logical,
                  const DeviceOptions& options);
     platform::Result<void> open();
@@ -78,7 +73,16 @@ private:
                                           std::uint32_t begin, std::uint32_t end);
     platform::Result<void> dispatchRange(VkPipeline pipeline, std::uint64_t first,
                                          std::uint64_t last);
-    platform::Result<void> submit();
+    /// Runs `body`, which may fail, unless something has failed before.
+    template <class Body>
+    void attempt(const Body& body);
+    /// There is room for a dispatch, and what is recorded next comes after all before.
+    platform::Result<void> prepare();
+    platform::Result<void> handOver();
+    /// That of the last one that has been recorded into, or a new one.
+    platform::Result<Submission*> submission();
+    /// The bytes as the device knows them.
+    platform::Result<BufferRange> rangeOf(std::span<const std::byte> bytes, bool isWritten);
 
     void bindBuffer(const std::byte* place, Access access, spirv::BufferRecord& record);
     void bindTexture(const TextureView* view, Access access, spirv::BufferRecord& record);
@@ -86,28 +90,22 @@ private:
     Used* use(const std::byte* place);
     Used* usedAt(std::uint64_t address);
 
-    /// Makes room for a memory table of so many pieces.
-    platform::Result<void> reserveTable(std::size_t records);
-    void writeTable();
-    void copyToDevice() const;
-    void copyFromDevice() const;
+    /// Makes room for a memory table of all pieces.
+    platform::Result<void> reserveTable(Batch& batch) const;
 
     const std::unique_ptr<Instance> m_instance;
     const std::shared_ptr<const LogicalDevice> m_logical;
     MemoryMap m_map;
     LayoutHandle m_layout;
-    std::unique_ptr<Submission> m_submission;
-    DeviceBuffer m_table;
-    std::size_t m_tableRecords = 0; ///< that it has room for
-    std::vector<Used> m_used;
-    bool m_followsPointers = false;
+    DeviceBuffer m_place; ///< a WorkPlace, which the device writes
+    std::unique_ptr<InFlight> m_inFlight;
+    std::unique_ptr<Batch> m_batch; ///< that is being recorded; null when nothing has been
+    std::vector<Used> m_used;       ///< by the command buffer
     spirv::PushConstants m_constants; ///< of the dispatch that is being recorded
-    std::uint32_t m_command = 0;
+    WorkPlace m_entered;
     bool m_isMarked = false;
     std::optional<platform::Error> m_error;
     std::uint32_t m_lostAfter;
-    std::uint32_t m_submissions = 0;
-    std::atomic<bool> m_isAtWork = false;
 };
 
 } // namespace compute::vulkan

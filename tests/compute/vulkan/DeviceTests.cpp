@@ -61,8 +61,10 @@ protected:
         return {reinterpret_cast<std::uint32_t*>(memory->data()),
                 memory->length() / sizeof(std::uint32_t)};
     }
+    /// Hands over what was recorded and waits for it.
+    platform::Result<void> finish() { return device->wait(SL42_TRY(device->submit())); }
     void expectFinished() {
-        const auto finished = device->finish();
+        const auto finished = finish();
         EXPECT_TRUE(finished) << finished.error().message;
     }
 
@@ -86,7 +88,7 @@ TEST_P(DeviceTest, EveryThreadRunsOnce) {
             memory(std::max(1u, row.grid.width * row.grid.height * row.grid.depth));
         Bindings bindings;
         bindings.buffers[0] = counts->data();
-        device->begin({});
+        device->begin(1, {});
         count->run(bindings, row.grid, {32, 1, 1}, row.begin, row.end);
         expectFinished();
         std::size_t wrong = 0;
@@ -108,7 +110,7 @@ TEST_P(DeviceTest, ACommandBufferRunsInOrderAndSeesWhatTheProcessWrote) {
     Bindings bindings;
     bindings.buffers[0] = first->data();
     bindings.buffers[1] = second->data();
-    device->begin({});
+    device->begin(1, {});
     // More than fit one submission.
     for (std::uint32_t i = 0; i < 300; ++i) {
         device->enter(i);
@@ -128,6 +130,90 @@ TEST_P(DeviceTest, ACommandBufferRunsInOrderAndSeesWhatTheProcessWrote) {
     EXPECT_EQ(numbersOf(second)[999], 2 * 1299u);
 }
 
+TEST_P(DeviceTest, CommandBuffersAreHandedOverBeforeTheOnesBeforeAreDone) {
+    constexpr std::uint32_t commandBuffers = 40;
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    const auto twice = kernel(test::doubleShader(), {buffer(0, Access::Read), buffer(1)});
+    const Memory numbers = memory(400'000);
+    const Memory doubled = memory(400'000);
+    Bindings bindings;
+    bindings.buffers[0] = numbers->data();
+    bindings.buffers[1] = doubled->data();
+    Ticket last = 0;
+    bool wasAtWork = false;
+    for (std::uint32_t i = 1; i <= commandBuffers; ++i) {
+        device->begin(i, {});
+        device->enter(i % 3);
+        count->run(bindings, {400'000, 1, 1}, {32, 1, 1});
+        twice->run(bindings, {400'000, 1, 1}, {32, 1, 1});
+        const auto ticket = device->submit();
+        ASSERT_TRUE(ticket) << ticket.error().message;
+        EXPECT_GT(*ticket, last);
+        last = *ticket;
+        if (const auto place = device->placeAtWork()) {
+            wasAtWork = true;
+            EXPECT_LE(place->commandBuffer, i);
+            EXPECT_EQ(place->command, place->commandBuffer % 3);
+        }
+    }
+    EXPECT_TRUE(wasAtWork);
+    ASSERT_TRUE(device->wait(last));
+    EXPECT_FALSE(device->placeAtWork());
+    EXPECT_EQ(std::ranges::count(numbersOf(numbers), commandBuffers), 400'000);
+    EXPECT_EQ(std::ranges::count(numbersOf(doubled), 2 * commandBuffers), 400'000);
+}
+
+TEST_P(DeviceTest, FillsAndCopiesHappenInTheirTurn) {
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    const Memory numbers = memory(50'000);
+    const Memory target = memory(50'000);
+    Bindings bindings;
+    bindings.buffers[0] = numbers->data();
+    const std::span<std::byte> bytes(numbers->data(), numbers->length());
+    const std::span<std::byte> copied(target->data(), target->length());
+    std::vector<std::uint8_t> expected(bytes.size());
+    const auto addOne = [&] {
+        for (std::size_t i = 0; i < expected.size(); i += 4) {
+            std::uint32_t number = 0;
+            std::memcpy(&number, &expected[i], sizeof number);
+            ++number;
+            std::memcpy(&expected[i], &number, sizeof number);
+        }
+    };
+    const auto fill = [&](std::size_t offset, std::size_t length, std::uint8_t value) {
+        EXPECT_TRUE(device->fill(bytes.subspan(offset, length), value));
+        std::fill_n(expected.begin() + static_cast<std::ptrdiff_t>(offset), length, value);
+    };
+    const auto move = [&](std::size_t from, std::size_t to, std::size_t length) {
+        EXPECT_TRUE(device->copy(bytes.subspan(from, length), bytes.subspan(to, length)));
+        std::memmove(&expected[to], &expected[from], length);
+    };
+    std::uint32_t value = 1;
+    for (std::size_t i = 0; i < expected.size(); i += 4, value = value * 1664525 + 1013904223) {
+        std::memcpy(&expected[i], &value, sizeof value);
+        std::memcpy(&bytes[i], &value, sizeof value);
+    }
+    device->begin(1, {});
+    count->run(bindings, {50'000, 1, 1}, {32, 1, 1});
+    addOne();
+    fill(0, 64, 1);
+    fill(101, 1, 2); // not a whole word
+    fill(103, 7, 3); // parts of two, and a word between
+    fill(120, 0, 9);
+    count->run(bindings, {50'000, 1, 1}, {32, 1, 1});
+    addOne();
+    move(5, 1000, 150'001); // longer than goes at once, and into itself
+    move(90'000, 80'003, 100'000);
+    count->run(bindings, {50'000, 1, 1}, {32, 1, 1});
+    addOne();
+    EXPECT_TRUE(device->copy(bytes, copied));
+    const auto beforeFill = expected;
+    fill(0, bytes.size(), 7);
+    expectFinished();
+    EXPECT_EQ(std::memcmp(copied.data(), beforeFill.data(), beforeFill.size()), 0);
+    EXPECT_EQ(std::memcmp(bytes.data(), expected.data(), expected.size()), 0);
+}
+
 TEST_P(DeviceTest, WhatNoKernelWritesIsNotWrittenBack) {
     const auto twice = kernel(test::doubleShader(), {buffer(0, Access::Read), buffer(1)});
     const Memory first = memory(1);
@@ -136,7 +222,7 @@ TEST_P(DeviceTest, WhatNoKernelWritesIsNotWrittenBack) {
     bindings.buffers[0] = first->data();
     bindings.buffers[1] = second->data();
     const std::vector<Memory> used = {first, second};
-    device->begin(used);
+    device->begin(1, used);
     numbersOf(first)[0] = 4;
     twice->run(bindings, {1, 1, 1}, {1, 1, 1});
     expectFinished();
@@ -149,7 +235,7 @@ TEST_P(DeviceTest, BuffersCanBeBoundWithinAndEndWhereTheyEnd) {
     const Memory counts = memory(100);
     Bindings bindings;
     bindings.buffers[0] = counts->data() + 90 * sizeof(std::uint32_t);
-    device->begin({});
+    device->begin(1, {});
     count->run(bindings, {64, 1, 1}, {32, 1, 1});
     bindings.buffers[0] = nullptr; // nothing is bound
     count->run(bindings, {64, 1, 1}, {32, 1, 1});
@@ -168,7 +254,7 @@ TEST_P(DeviceTest, ThreadgroupsHaveTheirArguments) {
     bindings.buffers[1] = places->data();
     bindings.threadgroupBytes[0] = 40;
     bindings.threadgroupBytes[1] = 48 * sizeof(std::uint32_t);
-    device->begin({});
+    device->begin(1, {});
     sum->run(bindings, {235, 6, 1}, {24, 2, 1});
     expectFinished();
     EXPECT_EQ(std::ranges::count(numbersOf(sums), 47u * 48 / 2), 30);
@@ -181,7 +267,7 @@ TEST_P(DeviceTest, ThreadgroupsHaveTheirArguments) {
         EXPECT_EQ(numbersOf(sums)[i], (i % 10 >= 2 && i % 10 <= 4 ? 2 : 1) * 47u * 48 / 2) << i;
 
     sum->run(bindings, {4096, 1, 1}, {2048, 1, 1});
-    const auto finished = device->finish();
+    const auto finished = finish();
     ASSERT_FALSE(finished);
     EXPECT_EQ(finished.error().message,
               "kernel 'kernel': this device has threadgroups of at most 1024 threads");
@@ -198,7 +284,7 @@ TEST_P(DeviceTest, PointersLeadToWhatTheCommandBufferUses) {
     bindings.buffers[1] = answer->data();
     const std::vector<Memory> used = {target};
     for (const Memory& aim : {target, other}) {
-        device->begin(used);
+        device->begin(1, used);
         const std::uint64_t place = device->addressOf(aim->data() + 49 * sizeof(std::uint32_t));
         std::memcpy(address->data(), &place, sizeof place);
         follow->run(bindings, {1, 1, 1}, {1, 1, 1});
@@ -219,11 +305,11 @@ TEST_P(DeviceTest, MemoryComesAndGoes) {
         EXPECT_NE(device->addressOf(place), 0u);
         Bindings bindings;
         bindings.buffers[0] = place;
-        device->begin({});
+        device->begin(1, {});
         count->run(bindings, {100, 1, 1}, {32, 1, 1});
         expectFinished();
         EXPECT_EQ(std::ranges::count(numbersOf(counts), 1u), 100);
-        device->begin({}); // lets go
+        device->begin(1, {}); // lets go
     }
     EXPECT_EQ(device->addressOf(place), 0u);
 }
@@ -235,9 +321,9 @@ TEST_P(DeviceTest, ALostDeviceSaysSoAndStaysLost) {
     Bindings bindings;
     bindings.buffers[0] = counts->data();
     for (int i = 0; i < 3; ++i) {
-        device->begin({});
+        device->begin(1, {});
         count->run(bindings, {100, 1, 1}, {32, 1, 1});
-        const auto finished = device->finish();
+        const auto finished = finish();
         EXPECT_EQ(finished.hasValue(), i == 0);
         EXPECT_EQ(device->isLost(), i > 0);
         if (!finished)
@@ -271,12 +357,12 @@ TEST(DeviceTests, AFrameCostsLittleProcessorTime) {
     for (int frame = -10; frame < frames; ++frame) {
         if (frame == 0)
             begin = now(); // warm
-        device->begin(used);
+        device->begin(1, used);
         for (std::uint32_t i = 0; i < kernels; ++i) {
             device->enter(i);
             count->run(bindings, {64, 1, 1}, {64, 1, 1});
         }
-        ASSERT_TRUE(device->finish());
+        ASSERT_TRUE(device->wait(*device->submit()));
     }
     const double milliseconds = (now() - begin) / frames;
     std::printf("%.3f ms a frame of %d kernels\n", milliseconds, kernels);

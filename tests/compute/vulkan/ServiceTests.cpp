@@ -51,6 +51,44 @@ TEST_F(VulkanService, AKernelThatTakesTooLongIsNamedAndStopped) {
     expectToGoOn();
 }
 
+// They are with the device all at once.
+TEST_F(VulkanService, OfCommandBuffersInFlightTheOneAtFaultIsNamed) {
+    device->setTimeLimit(300ms);
+    const auto count = pipeline("count");
+    const auto again = pipeline("count", "count again");
+    const auto slow = pipeline("slow");
+    const auto wild = pipeline("wild");
+    const auto first = commit({count, again});
+    const auto second = commit({count, slow, again});
+    const auto third = commit({count, wild});
+    const auto fourth = commit({again, count});
+    fourth->waitUntilCompleted();
+    EXPECT_EQ(first->status(), Status::Completed);
+    expectError(*second, Code::TimeLimit, "Render: kernel 'slow' ran longer than 0.3 s", "slow");
+    expectError(*third, Code::KernelFault,
+                "Render: kernel 'wild' accessed memory outside its buffers", "wild");
+    EXPECT_EQ(fourth->status(), Status::Completed);
+    EXPECT_EQ(counter(5), 2u + 1u + 1u + 2u) << "each did what stands before its fault, once";
+    EXPECT_FALSE(count->isStopped() || again->isStopped());
+}
+
+TEST_F(VulkanService, FillsAndCopiesKeepTheirPlaceAmongKernels) {
+    const auto count = pipeline("count");
+    const auto other = device->makeBuffer(counters * 4, gpu::StorageMode::Shared);
+    for (int i = 0; i < 5; ++i) {
+        commit({count, count});
+        auto blits = queue->makeCommandBuffer();
+        const auto encoder = blits->makeBlitCommandEncoder();
+        encoder->copy(buffer, 0, other, 0, counters * 4);
+        encoder->fill(buffer, {0, counters * 4}, 0);
+        encoder->endEncoding();
+        blits->commit();
+    }
+    EXPECT_EQ(run({count})->status(), Status::Completed);
+    EXPECT_EQ(counter(63), 1u);
+    EXPECT_EQ(std::to_integer<int>(other->contents()[63 * 4]), 2);
+}
+
 TEST_F(VulkanService, AnAccessToNothingIsAFaultOfTheKernel) {
     const auto wild = pipeline("wild");
     const auto failed = run({wild});
