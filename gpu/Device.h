@@ -73,7 +73,7 @@ public:
                                                  std::size_t offset, std::size_t bytesPerRow) = 0;
 
     /// The same over a part of a buffer, which kernels then reach in both ways; for texture buffers
-    /// above all.
+    /// above all. Null for private storage.
     virtual std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor,
                                                  const std::shared_ptr<Buffer>& buffer,
                                                  std::size_t offset, std::size_t bytesPerRow) = 0;

@@ -52,6 +52,12 @@ public:
     /// The same memory, which kernels can be given as long as somebody holds what this returns. Any
     /// thread.
     virtual platform::Result<Memory> adopt(Memory memory) = 0;
+    /// The same for memory that only kernels, fill() and copy() reach from now on. The device may
+    /// keep it elsewhere and write it back now and then; it begins with what the memory holds. Any
+    /// thread.
+    virtual platform::Result<Memory> adoptPrivate(Memory memory) {
+        return adopt(std::move(memory));
+    }
     /// The address by which kernels know a place in memory that was adopted. Any thread.
     virtual std::uint64_t addressOf(const std::byte* place) const = 0;
 
@@ -72,6 +78,11 @@ public:
     /// Returns when all that the ticket stands for is done. What kernels wrote can then be read,
     /// and what is written then, later ones read. The error says why it is not done. Any thread.
     virtual platform::Result<void> wait(Ticket ticket) = 0;
+    /// Whether writeBack() has something to do that nobody has been told of. Any thread.
+    virtual bool isWriteBackDue() { return false; }
+    /// Takes its time to write back private memory. Returns when none is left that the device is
+    /// done with. Any thread.
+    virtual void writeBack() {}
     /// Whether something is ever left to wait for.
     virtual bool worksAhead() const { return false; }
 

@@ -335,10 +335,12 @@ using Command = std::variant<Dispatch, Fill, Copy, GenerateMipmaps>;
 struct RegisterBuffer {
     BufferId buffer;
     std::uint64_t length = 0;
+    /// Only kernels and blits reach it, so that it can be kept elsewhere while the service runs.
+    bool isPrivate = false;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.buffer, self.length);
+        return std::tie(self.buffer, self.length, self.isPrivate);
     }
 };
 
@@ -471,7 +473,7 @@ struct Ready {
         return std::tie(self.version, self.compileThreads, self.device);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 8;
+inline constexpr std::uint32_t protocolVersion = 9;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
 /// So many cancelled questions may go on beside those that somebody waits for.

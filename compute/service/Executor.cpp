@@ -50,9 +50,13 @@ Executor::Executor(Replies& replies, protocol::StatusPage& page, Device& device,
       m_inlineArguments(std::move(inlineArguments)),
       m_noTexture(std::move(noTexture)),
       m_queue(1, executorStackBytes, markThisThreadAsKernels, [this](Job& job) { run(job); }) {
-    if (device.worksAhead())
-        m_completions.emplace(1, executorStackBytes, markThisThreadAsKernels,
-                              [this](Submitted& submitted) { complete(submitted); });
+    if (!device.worksAhead())
+        return;
+    m_writeBacks.emplace(
+        1, executorStackBytes, giveThisThreadFaultStack, [this](News&) { m_device.writeBack(); },
+        "snapshots");
+    m_completions.emplace(1, executorStackBytes, markThisThreadAsKernels,
+                          [this](Submitted& submitted) { complete(submitted); });
 }
 
 // ---- jobs ---------------------------------------------------------------------------------------
@@ -93,6 +97,8 @@ void Executor::complete(Submitted& submitted) {
     if (auto done = wait(submitted.ticket); !done && submitted.job.error.empty())
         submitted.job.error = std::move(done.error().message);
     end(submitted);
+    if (m_device.isWriteBackDue())
+        m_writeBacks->add(m_news);
 }
 
 void Executor::end(Submitted& submitted) {
@@ -146,8 +152,10 @@ Result<void> Executor::finish() {
 
 Result<void> Executor::wait(Ticket ticket) {
     auto done = m_device.wait(ticket);
-    if (!done && m_device.isLost())
+    if (!done && m_device.isLost()) {
+        m_device.writeBack();
         endForLostDevice();
+    }
     return done;
 }
 

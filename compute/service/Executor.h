@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 //
 // Runs jobs one after the other on a thread of its own, each spread over all cores. Those of a
-// graphics device are handed over to it one behind the other; another thread waits for them.
+// graphics device are handed over to it one behind the other; another thread waits for them, and a
+// third one writes private memory back.
 #pragma once
 
 #include "compute/service/FaultReport.h"
@@ -74,8 +75,11 @@ private:
 
     platform::Mutex m_mutex;
     platform::Fifo<std::uint64_t> m_jobs SL42_GUARDED_BY(m_mutex); ///< that are being executed
+    struct News {};
+    News m_news; ///< that memory is to be written back
     // Last, so that their threads end first.
-    std::optional<WorkQueue<Submitted>> m_completions; ///< where the device works ahead
+    std::optional<WorkQueue<News>> m_writeBacks;       ///< where the device works ahead
+    std::optional<WorkQueue<Submitted>> m_completions; ///< the same
     WorkQueue<Job> m_queue;
 };
 

@@ -9,7 +9,6 @@
 #include <llvm/Support/xxhash.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <unistd.h>
 
@@ -87,17 +86,10 @@ buildShader(vulkan::VulkanDevice& device, const kernel::Program& program, std::s
     ::_exit(1);
 }
 
-bool isSet(const char* variable) {
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0' && std::string_view(value) != "0";
-}
-
 } // namespace
 
 Result<void> KernelCompiler::openDevice(std::string_view name) {
-    m_device = SL42_TRY(vulkan::VulkanDevice::create(
-        name, {.validation = isSet("SL42_VULKAN_VALIDATION") ? endWith : nullptr,
-               .alwaysCopies = isSet("SL42_VULKAN_COPIES")}));
+    m_device = SL42_TRY(vulkan::VulkanDevice::create(name, vulkan::optionsOfEnvironment(endWith)));
     return {};
 }
 

@@ -26,8 +26,10 @@ Result<Memory> mapWhole(const platform::FileDescriptor& memory, std::uint64_t le
 
 Result<void> Resources::add(const protocol::RegisterBuffer& message,
                             const platform::FileDescriptor& memory) {
-    m_buffers.insert_or_assign(message.buffer,
-                               m_device.adopt(SL42_TRY(mapWhole(memory, message.length))));
+    auto mapped = SL42_TRY(mapWhole(memory, message.length));
+    m_buffers.insert_or_assign(message.buffer, message.isPrivate
+                                                   ? m_device.adoptPrivate(std::move(mapped))
+                                                   : m_device.adopt(std::move(mapped)));
     return {};
 }
 

@@ -70,6 +70,7 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
             return {};
         },
         [&](const protocol::ReportPlace& m) -> Result<void> {
+            m_device.writeBack(); // while there is time
             reportPlaceOf(m.job);
             return {};
         },

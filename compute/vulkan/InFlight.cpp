@@ -14,7 +14,7 @@ namespace {
 /// What no kernel writes stays as it is: the console may have written it meanwhile.
 void copyFromDevice(const Batch& batch) {
     for (const Used& used : batch.used)
-        if (used.piece->isCopy && batch.writes(used))
+        if (used.piece->isCopy && !used.piece->isLocal() && batch.writes(used))
             std::memcpy(used.piece->memory->data(), used.piece->buffer.data, used.piece->bytes());
 }
 
@@ -61,7 +61,7 @@ void InFlight::giveBack(std::unique_ptr<Batch> batch) {
 /// that read. What they write must have been taken back first.
 Result<void> InFlight::copyToDevice(const Batch& batch) {
     for (const Used& used : batch.used) {
-        if (!used.piece->isCopy)
+        if (!used.piece->isCopy || used.piece->isLocal())
             continue;
         SL42_TRY_VOID(wait(used.piece->writtenBy));
         std::memcpy(used.piece->buffer.data, used.piece->begin(), used.piece->bytes());
@@ -76,9 +76,11 @@ Result<Ticket> InFlight::submit(std::unique_ptr<Batch> batch) {
         return submitted;
     }
     batch->ticket = *submitted;
-    for (const Used& used : batch->used)
+    for (const Used& used : batch->used) {
+        used.piece->isFilled = true;
         if (batch->writes(used))
             used.piece->writtenBy = *submitted;
+    }
     const Lock lock(m_mutex);
     m_flying.push(std::move(batch));
     m_last = *submitted;

@@ -61,6 +61,8 @@ public:
     /// Returns when that is done, and the process's memory is as the device's copies are.
     platform::Result<void> wait(Ticket ticket);
     bool isAtWork() const { return m_landed < m_last; }
+    /// What stands for all that is done.
+    Ticket landed() const { return m_landed; }
     bool isLost() const { return m_timeline->isLost(); }
 
 private:

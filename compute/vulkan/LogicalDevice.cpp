@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace compute::vulkan {
@@ -115,7 +116,8 @@ Result<DeviceBuffer> LogicalDevice::import(std::span<std::byte> pages) const {
     import.sType = VK_STRUCTURE_TYPE_IMPORT_MEMORY_HOST_POINTER_INFO_EXT;
     import.handleType = kind;
     import.pHostPointer = pages.data();
-    SL42_TRY_VOID(bind(buffer, needs, needs.memoryTypeBits & pointer.memoryTypeBits, &import));
+    const std::uint32_t type = SL42_TRY(visibleType(needs.memoryTypeBits & pointer.memoryTypeBits));
+    SL42_TRY_VOID(bind(buffer, needs, type, &import));
     buffer.data = pages.data();
     return buffer;
 }
@@ -124,12 +126,33 @@ Result<DeviceBuffer> LogicalDevice::allocate(std::size_t bytes) const {
     DeviceBuffer buffer = SL42_TRY(makeBuffer(bytes, nullptr));
     VkMemoryRequirements needs{};
     vkGetBufferMemoryRequirements(m_device, buffer.buffer.get(), &needs);
-    SL42_TRY_VOID(bind(buffer, needs, needs.memoryTypeBits, nullptr));
+    const std::uint32_t type = SL42_TRY(visibleType(needs.memoryTypeBits));
+    SL42_TRY_VOID(bind(buffer, needs, type, nullptr));
     void* data = nullptr;
     SL42_TRY_VOID(check(vkMapMemory(m_device, buffer.memory.get(), 0, VK_WHOLE_SIZE, 0, &data),
                         "see the device's memory"));
     buffer.data = static_cast<std::byte*>(data);
     return buffer;
+}
+
+Result<DeviceBuffer> LogicalDevice::allocateOwn(std::size_t bytes) const {
+    DeviceBuffer buffer = SL42_TRY(makeBuffer(bytes, nullptr));
+    VkMemoryRequirements needs{};
+    vkGetBufferMemoryRequirements(m_device, buffer.buffer.get(), &needs);
+    const std::uint32_t type = SL42_TRY(ownType(needs.memoryTypeBits));
+    SL42_TRY_VOID(bind(buffer, needs, type, nullptr));
+    return buffer;
+}
+
+bool LogicalDevice::hasOwnMemory() const {
+    if (m_physical.kind != DeviceKind::Discrete)
+        return false;
+    const std::span types(m_memory.memoryTypes, m_memory.memoryTypeCount);
+    return std::ranges::any_of(types, [](const VkMemoryType& type) {
+        constexpr VkMemoryPropertyFlags either =
+            VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT | VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT;
+        return (type.propertyFlags & either) == VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT;
+    });
 }
 
 Result<DeviceBuffer> LogicalDevice::makeBuffer(std::size_t bytes, const void* external) const {
@@ -150,7 +173,7 @@ Result<DeviceBuffer> LogicalDevice::makeBuffer(std::size_t bytes, const void* ex
 }
 
 Result<void> LogicalDevice::bind(DeviceBuffer& buffer, const VkMemoryRequirements& needs,
-                                 std::uint32_t types, const void* import) const {
+                                 std::uint32_t type, const void* import) const {
     VkMemoryAllocateFlagsInfo flags{};
     flags.sType = VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_FLAGS_INFO;
     flags.pNext = import;
@@ -159,7 +182,7 @@ Result<void> LogicalDevice::bind(DeviceBuffer& buffer, const VkMemoryRequirement
     info.sType = VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO;
     info.pNext = &flags;
     info.allocationSize = needs.size;
-    info.memoryTypeIndex = SL42_TRY(visibleType(types));
+    info.memoryTypeIndex = type;
     VkDeviceMemory memory = VK_NULL_HANDLE;
     SL42_TRY_VOID(check(vkAllocateMemory(m_device, &info, nullptr, &memory),
                         "get memory for a buffer from the device"));
@@ -183,6 +206,15 @@ Result<std::uint32_t> LogicalDevice::visibleType(std::uint32_t types) const {
                 (m_memory.memoryTypes[i].propertyFlags & wanted) == wanted)
                 return i;
     return Error{"The device has no memory that the processor sees, too"};
+}
+
+/// Drivers list the faster ones first.
+Result<std::uint32_t> LogicalDevice::ownType(std::uint32_t types) const {
+    for (std::uint32_t i = 0; i < m_memory.memoryTypeCount; ++i)
+        if ((types >> i & 1U) != 0 &&
+            (m_memory.memoryTypes[i].propertyFlags & VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT) != 0)
+            return i;
+    return Error{"The device has no memory of its own"};
 }
 
 } // namespace compute::vulkan

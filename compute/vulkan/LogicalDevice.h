@@ -40,6 +40,10 @@ public:
 
     /// Memory that device and process see at once, of the driver's making. Undefined contents.
     platform::Result<DeviceBuffer> allocate(std::size_t bytes) const;
+    /// Memory of the device's own, which the process need not see. Undefined contents.
+    platform::Result<DeviceBuffer> allocateOwn(std::size_t bytes) const;
+    /// Whether the device has memory that it alone sees, beside the machine's.
+    bool hasOwnMemory() const;
     /// Memory of this process, which becomes the device's, too, where it lies. Whole pages; they
     /// must stay as long as the buffer.
     platform::Result<DeviceBuffer> import(std::span<std::byte> pages) const;
@@ -51,9 +55,10 @@ private:
     platform::Result<void> open();
     platform::Result<DeviceBuffer> makeBuffer(std::size_t bytes, const void* external) const;
     platform::Result<void> bind(DeviceBuffer& buffer, const VkMemoryRequirements& needs,
-                                std::uint32_t types, const void* import) const;
+                                std::uint32_t type, const void* import) const;
     /// The first of `types` that the process sees without asking; cached where possible.
     platform::Result<std::uint32_t> visibleType(std::uint32_t types) const;
+    platform::Result<std::uint32_t> ownType(std::uint32_t types) const;
 
     const PhysicalDevice m_physical;
     VkPhysicalDeviceMemoryProperties m_memory{};

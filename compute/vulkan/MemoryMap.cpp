@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <span>
+#include <utility>
 
 namespace compute::vulkan {
 
@@ -29,9 +30,15 @@ Result<DeviceBuffer> MemoryMap::bufferFor(const Memory& memory, bool& isCopy) co
     return m_device->allocate(memory->length());
 }
 
-Result<Memory> MemoryMap::adopt(Memory memory) {
-    Piece made{.device = m_device, .memory = std::move(memory), .buffer = {}};
+Result<Memory> MemoryMap::adopt(Memory memory, bool isPrivate) {
+    Piece made;
+    made.device = m_device;
+    made.memory = std::move(memory);
     made.buffer = SL42_TRY(bufferFor(made.memory, made.isCopy));
+    // Where the device has none left, the machine's will do.
+    if (isPrivate && m_hasOwn)
+        if (auto own = m_device->allocateOwn(made.bytes()))
+            made.mirror = std::exchange(made.buffer, std::move(*own));
     const auto list = m_list;
     const std::shared_ptr<Piece> piece(new Piece(std::move(made)), [list](Piece* gone) {
         {

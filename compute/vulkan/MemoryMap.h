@@ -2,10 +2,12 @@
 // Part of Starloom 42.
 //
 // The memory of kernels as the device sees it: at the same place where the driver can do that, else
-// as a copy that is brought up to date around each submission.
+// as a copy that is brought up to date around each submission. Private memory lies in the device's
+// own where it has some.
 #pragma once
 
 #include "compute/backend/Device.h"
+#include "compute/vulkan/DeviceOptions.h"
 #include "compute/vulkan/LogicalDevice.h"
 #include "platform/base/Mutex.h"
 
@@ -13,14 +15,22 @@
 
 namespace compute::vulkan {
 
-/// Memory of the process and the buffer that stands for it.
+/// Memory of the process and the buffer that stands for it. What is not constant is for the thread
+/// that hands things over.
 struct Piece {
     std::shared_ptr<const LogicalDevice> device;
     Memory memory;
     DeviceBuffer buffer; ///< goes before what it lies in
+    /// Of private memory in the device's own: where the process can be reached from there.
+    DeviceBuffer mirror;
+    /// Whether that, or else the buffer, is a copy.
     bool isCopy = false;
-    /// What was last handed over that writes it; for the thread that hands things over.
+    /// What was last handed over that writes it.
     Ticket writtenBy = 0;
+    bool isFilled = false; ///< the device's own memory has been brought up to date
+    bool isDirty = false;  ///< and may have been written since it was last written back
+
+    bool isLocal() const { return static_cast<bool>(mirror.buffer); }
 
     const std::byte* begin() const { return memory->data(); }
     std::size_t bytes() const { return memory->length(); }
@@ -29,11 +39,14 @@ struct Piece {
 /// Any thread.
 class MemoryMap {
 public:
-    explicit MemoryMap(std::shared_ptr<const LogicalDevice> device, bool alwaysCopies)
-        : m_device(std::move(device)), m_alwaysCopies(alwaysCopies) {}
+    MemoryMap(std::shared_ptr<const LogicalDevice> device, const DeviceOptions& options)
+        : m_device(std::move(device)),
+          m_alwaysCopies(options.alwaysCopies),
+          m_hasOwn(options.alwaysLocal || m_device->hasOwnMemory()) {}
 
-    /// The same memory; as long as somebody holds what this returns, it is found here.
-    platform::Result<Memory> adopt(Memory memory);
+    /// The same memory; as long as somebody holds what this returns, it is found here. The process
+    /// leaves private memory alone.
+    platform::Result<Memory> adopt(Memory memory, bool isPrivate);
     /// What the place lies in; null when that has not been adopted.
     std::shared_ptr<Piece> find(const std::byte* place) const;
 
@@ -47,6 +60,7 @@ private:
 
     const std::shared_ptr<const LogicalDevice> m_device;
     const bool m_alwaysCopies;
+    const bool m_hasOwn;
     const std::shared_ptr<List> m_list = std::make_shared<List>();
 };
 

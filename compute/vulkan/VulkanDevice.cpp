@@ -106,7 +106,8 @@ VulkanDevice::VulkanDevice(std::unique_ptr<Instance> instance,
                            const DeviceOptions& options)
     : m_instance(std::move(instance)),
       m_logical(std::move(logical)),
-      m_map(m_logical, options.alwaysCopies),
+      m_map(m_logical, options),
+      m_snapshots(options.snapshotInterval),
       m_lostAfter(options.lostAfter) {}
 
 VulkanDevice::~VulkanDevice() {
@@ -171,7 +172,11 @@ Used* VulkanDevice::use(const std::byte* place) {
     if (found != m_used.end())
         return &*found;
     auto piece = m_map.find(place);
-    return piece ? &m_used.emplace_back(Used{std::move(piece)}) : nullptr;
+    if (!piece)
+        return nullptr;
+    if (m_batch)
+        Snapshots::fill(*piece, *m_batch->submission);
+    return &m_used.emplace_back(Used{std::move(piece)});
 }
 
 Used* VulkanDevice::usedAt(std::uint64_t address) {
@@ -233,6 +238,8 @@ Result<Submission*> VulkanDevice::submission() {
         }
         m_batch = std::move(batch);
         m_isMarked = false;
+        for (const Used& used : m_used)
+            Snapshots::fill(*used.piece, *m_batch->submission);
     }
     return m_batch->submission.get();
 }
@@ -257,7 +264,8 @@ Result<void> VulkanDevice::handOver() {
         used.isBound = used.isWritten = false;
     if (m_batch->followsPointers)
         writeTable(*m_batch);
-    (void)SL42_TRY(m_inFlight->submit(std::move(m_batch)));
+    m_snapshots.record(*m_batch);
+    m_snapshots.submitted(SL42_TRY(m_inFlight->submit(std::move(m_batch))));
     return {};
 }
 

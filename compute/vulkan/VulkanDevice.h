@@ -5,8 +5,10 @@
 #pragma once
 
 #include "compute/backend/Device.h"
+#include "compute/vulkan/DeviceOptions.h"
 #include "compute/vulkan/InFlight.h"
 #include "compute/vulkan/Instance.h"
+#include "compute/vulkan/Snapshots.h"
 #include "compute/vulkan/VulkanKernel.h"
 
 #include <memory>
@@ -14,15 +16,6 @@
 #include <vector>
 
 namespace compute::vulkan {
-
-/// For tests and for people who debug drivers.
-struct DeviceOptions {
-    ValidationHandler validation = nullptr;
-    /// As if the driver could not take memory of the process.
-    bool alwaysCopies = false;
-    /// After so many submissions the device is lost; 0 for never.
-    std::uint32_t lostAfter = 0;
-};
 
 class VulkanDevice final : public Device, public std::enable_shared_from_this<VulkanDevice> {
 public:
@@ -41,7 +34,10 @@ public:
     std::string name() const override;
     Driver driver() const override;
     platform::Result<Memory> adopt(Memory memory) override {
-        return m_map.adopt(std::move(memory));
+        return m_map.adopt(std::move(memory), false);
+    }
+    platform::Result<Memory> adoptPrivate(Memory memory) override {
+        return m_map.adopt(std::move(memory), true);
     }
     std::uint64_t addressOf(const std::byte* place) const override;
     void begin(std::uint64_t commandBuffer, std::span<const Memory> used) override;
@@ -50,6 +46,8 @@ public:
     bool copy(std::span<const std::byte> source, std::span<std::byte> destination) override;
     platform::Result<Ticket> submit() override;
     platform::Result<void> wait(Ticket ticket) override { return m_inFlight->wait(ticket); }
+    bool isWriteBackDue() override { return m_snapshots.isDue(m_inFlight->landed()); }
+    void writeBack() override { m_snapshots.finish(m_inFlight->landed()); }
     bool worksAhead() const override { return true; }
     std::optional<WorkPlace> placeAtWork() const override;
     bool isLost() const override { return m_inFlight->isLost(); }
@@ -99,6 +97,7 @@ private:
     LayoutHandle m_layout;
     DeviceBuffer m_place; ///< a WorkPlace, which the device writes
     std::unique_ptr<InFlight> m_inFlight;
+    Snapshots m_snapshots;
     std::unique_ptr<Batch> m_batch; ///< that is being recorded; null when nothing has been
     std::vector<Used> m_used;       ///< by the command buffer
     spirv::PushConstants m_constants; ///< of the dispatch that is being recorded

@@ -28,7 +28,9 @@ std::shared_ptr<HostBuffer> HostBuffer::create(std::shared_ptr<ServiceClient> cl
         return nullptr;
     const compute::protocol::BufferId id{client->newId()};
     auto registration = std::make_shared<Registration>(
-        std::move(client), compute::protocol::RegisterBuffer{id, length}, std::move(*memory));
+        std::move(client),
+        compute::protocol::RegisterBuffer{id, length, mode == StorageMode::Private},
+        std::move(*memory));
     return std::shared_ptr<HostBuffer>(new HostBuffer(id, std::move(registration), mode));
 }
 

@@ -75,9 +75,10 @@ std::shared_ptr<Texture> HostDevice::makeTexture(const TextureDescriptor& descri
                                                  const std::shared_ptr<Buffer>& buffer,
                                                  std::size_t offset, std::size_t bytesPerRow) {
     const auto ours = std::dynamic_pointer_cast<HostBuffer>(buffer);
-    return ours ? HostTexture::create(m_client, descriptor, ours->registration()->sharedMemory(),
-                                      offset, bytesPerRow)
-                : nullptr;
+    return ours && ours->storageMode() == StorageMode::Shared
+               ? HostTexture::create(m_client, descriptor, ours->registration()->sharedMemory(),
+                                     offset, bytesPerRow)
+               : nullptr;
 }
 
 Pending HostDevice::makeLibrary(std::string source, Made<Library> made) {

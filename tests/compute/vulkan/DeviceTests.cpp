@@ -10,10 +10,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <numeric>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -296,6 +298,38 @@ TEST_P(DeviceTest, PointersLeadToWhatTheCommandBufferUses) {
     }
 }
 
+TEST_P(DeviceTest, PrivateMemoryIsTheDevicesAndWrittenBackWhenItIsTime) {
+    struct Row {
+        std::optional<std::chrono::milliseconds> interval;
+        std::uint32_t added; ///< what the process sees of three kernels
+    };
+    const Row rows[] = {
+        {std::chrono::milliseconds(0), 3}, {std::chrono::hours(1), 0}, {std::nullopt, 0}};
+    for (const Row& row : rows) {
+        device = open(
+            {.alwaysCopies = GetParam(), .alwaysLocal = true, .snapshotInterval = row.interval});
+        const auto count = kernel(test::countShader(), {buffer(0)});
+        auto mapped = *memory::GuardedMemory::allocate(1000 * sizeof(std::uint32_t));
+        std::iota(numbersOf(mapped).begin(), numbersOf(mapped).end(), 0);
+        const Memory own = *device->adoptPrivate(std::move(mapped));
+        const Memory seen = memory(1000);
+        Bindings bindings;
+        bindings.buffers[0] = own->data();
+        for (std::uint64_t i = 1; i <= 3; ++i) {
+            device->begin(i, {});
+            count->run(bindings, {1000, 1, 1}, {32, 1, 1});
+            device->copy(std::span(own->data(), own->length()),
+                         std::span(seen->data(), seen->length()));
+            expectFinished();
+            device->writeBack();
+            EXPECT_EQ(numbersOf(seen)[999], 999 + i);
+        }
+        EXPECT_EQ(numbersOf(own)[0], row.added);
+        EXPECT_EQ(numbersOf(own)[999], 999 + row.added);
+        device->begin(4, {});
+    }
+}
+
 TEST_P(DeviceTest, MemoryComesAndGoes) {
     const auto count = kernel(test::countShader(), {buffer(0)});
     std::byte* place = nullptr;
@@ -329,6 +363,31 @@ TEST_P(DeviceTest, ALostDeviceSaysSoAndStaysLost) {
         if (!finished)
             EXPECT_EQ(finished.error().message,
                       "Cannot run kernels on the device: the device was lost");
+    }
+}
+
+// What the frame waits for, and what comes after it on another thread.
+TEST_P(DeviceTest, ASnapshotTakesNotMuchLongerThanACopy) {
+    device = open({.alwaysCopies = GetParam(),
+                   .alwaysLocal = true,
+                   .snapshotInterval = std::chrono::milliseconds(0)});
+    const Memory own = *device->adoptPrivate(*memory::GuardedMemory::allocate(64u << 20));
+    const std::span<std::byte> bytes(own->data(), own->length());
+    const auto milliseconds = [](const auto& work) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+            .count();
+    };
+    for (std::uint8_t i = 0; i < 3; ++i) {
+        device->begin(i, {});
+        const double frame = milliseconds([&] {
+            device->fill(bytes.first(4), i);
+            expectFinished();
+        });
+        const double after = milliseconds([&] { device->writeBack(); });
+        std::printf("%.1f ms, then %.1f ms for 64 MB\n", frame, after);
+        EXPECT_EQ(std::to_integer<int>(bytes[0]), i);
     }
 }
 

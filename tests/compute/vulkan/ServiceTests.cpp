@@ -10,6 +10,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <map>
+#include <thread>
 
 using Code = gpu::CommandBufferError::Code;
 using Status = gpu::CommandBufferStatus;
@@ -133,6 +136,67 @@ TEST(VulkanStart, ALostDeviceIsReportedAndOpenedAgain) {
     };
     Lost().TestBody();
     ::unsetenv("SL42_TEST_LOST_AFTER");
+}
+
+/// Sets environment variables as long as it lives.
+class Environment {
+public:
+    explicit Environment(std::map<const char*, const char*> variables)
+        : m_variables(std::move(variables)) {
+        for (const auto& [name, value] : m_variables)
+            ::setenv(name, value, 1);
+    }
+    ~Environment() {
+        for (const auto& [name, value] : m_variables)
+            ::unsetenv(name);
+    }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+private:
+    std::map<const char*, const char*> m_variables;
+};
+
+TEST(VulkanStart, PrivateMemoryOutlivesTheDeviceInItsLastSnapshot) {
+    class Lost : public VulkanService {
+    public:
+        std::uint32_t inTheNextService() {
+            const auto seen = device->makeBuffer(4, gpu::StorageMode::Shared);
+            auto blit = queue->makeCommandBuffer();
+            const auto encoder = blit->makeBlitCommandEncoder();
+            encoder->copy(buffer, 20, seen, 0, 4);
+            encoder->endEncoding();
+            blit->commit();
+            blit->waitUntilCompleted();
+            std::uint32_t value = 0;
+            std::memcpy(&value, seen->contents().data(), sizeof value);
+            return value;
+        }
+        void TestBody() override {
+            buffer = device->makeBuffer(counters * 4, gpu::StorageMode::Private);
+            const auto count = pipeline("count");
+            EXPECT_EQ(run({count, count})->status(), Status::Completed);
+            std::this_thread::sleep_for(1100ms);
+            EXPECT_EQ(run({count})->status(), Status::Completed); // a snapshot is due
+            EXPECT_EQ(run({count})->status(), Status::Completed);
+            EXPECT_EQ(run({count})->status(), Status::Error);
+        }
+    };
+    for (const char* copies : {"0", "1"}) {
+        for (const char* snapshots : {"0", "1"}) {
+            const Environment environment({{"SL42_TEST_LOST_AFTER", "5"}, // with the first start
+                                           {"SL42_VULKAN_LOCAL", "1"},
+                                           {"SL42_VULKAN_COPIES", copies},
+                                           {"SL42_VULKAN_SNAPSHOTS", snapshots}});
+            Lost lost;
+            lost.TestBody();
+            const std::uint32_t restored = lost.inTheNextService();
+            if (*snapshots == '1')
+                EXPECT_TRUE(restored == 3 || restored == 4) << restored;
+            else
+                EXPECT_EQ(restored, 0u);
+        }
+    }
 }
 
 TEST(VulkanStart, EveryAttemptToBreakOutIsDenied) {

@@ -60,11 +60,11 @@ class WordCompiler final : public service::Compiler {
 public:
     Result<void> openDevice(std::string_view name) override {
         const char* lostAfter = std::getenv("SL42_TEST_LOST_AFTER");
-        m_device = SL42_TRY(vulkan::VulkanDevice::create(
-            name,
-            {.validation = end,
-             .lostAfter =
-                 lostAfter != nullptr ? static_cast<std::uint32_t>(std::atoi(lostAfter)) : 0}));
+        auto options = vulkan::optionsOfEnvironment(end);
+        options.validation = end;
+        options.lostAfter =
+            lostAfter != nullptr ? static_cast<std::uint32_t>(std::atoi(lostAfter)) : 0;
+        m_device = SL42_TRY(vulkan::VulkanDevice::create(name, options));
         return {};
     }
     Device& device() override { return m_device ? *m_device : Compiler::device(); }
