@@ -7,6 +7,18 @@
 
 namespace compute::vulkan {
 
+namespace {
+
+/// Has each structure lead to the next.
+template <class First, class Second, class... Others>
+void joinUp(First& first, Second& second, Others&... others) {
+    first.pNext = &second;
+    if constexpr (sizeof...(others) > 0)
+        joinUp(second, others...);
+}
+
+} // namespace
+
 // ---- features -----------------------------------------------------------------------------------
 
 template <class Self, class Visit>
@@ -31,10 +43,9 @@ void Features::link(bool withAtomicFloat) {
     m_12.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES;
     m_13.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES;
     m_atomicFloat.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SHADER_ATOMIC_FLOAT_FEATURES_EXT;
-    m_features.pNext = &m_11;
-    m_11.pNext = &m_12;
-    m_12.pNext = &m_13;
-    m_13.pNext = withAtomicFloat ? &m_atomicFloat : nullptr;
+    joinUp(m_features, m_11, m_12, m_13);
+    if (withAtomicFloat)
+        joinUp(m_13, m_atomicFloat);
 }
 
 Features::Features(VkPhysicalDevice device) {
@@ -74,10 +85,7 @@ Properties::Properties(VkPhysicalDevice device) : m_features(device) {
     m_12.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_PROPERTIES;
     m_13.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_PROPERTIES;
     m_hostMemory.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_EXTERNAL_MEMORY_HOST_PROPERTIES_EXT;
-    m_properties.pNext = &m_11;
-    m_11.pNext = &m_12;
-    m_12.pNext = &m_13;
-    m_13.pNext = &m_hostMemory;
+    joinUp(m_properties, m_11, m_12, m_13, m_hostMemory);
     vkGetPhysicalDeviceProperties2(device, &m_properties);
     std::uint32_t count = 0;
     vkEnumerateDeviceExtensionProperties(device, nullptr, &count, nullptr);

@@ -71,6 +71,21 @@ std::uint32_t groupsFor(std::uint32_t threads, std::uint32_t size) {
     return (threads - 1) / size + 1;
 }
 
+/// What a shader needs and the device lacks, for people; null when it has all.
+const char* whatIsMissing(const spirv::Requirements& needed, const spirv::Features& present) {
+    if (needed.int64Atomics && !present.int64Atomics)
+        return "atomics of 64 bits";
+    if (needed.float64 && !present.float64)
+        return "double-precision numbers";
+    if (needed.float16 && !present.float16)
+        return "half-precision numbers";
+    if (needed.floatAtomicAdd && !present.floatAtomicAdd)
+        return "atomic addition of floating-point numbers";
+    if (needed.subgroups && present.subgroupThreads == 0)
+        return "subgroups of 32 threads";
+    return nullptr;
+}
+
 void writeTable(const Batch& batch) {
     const spirv::MemoryTable head{.count = batch.used.size()};
     std::memcpy(batch.table.data, &head, sizeof head);
@@ -153,6 +168,8 @@ Driver VulkanDevice::driver() const {
 
 Result<std::shared_ptr<Kernel>> VulkanDevice::makeKernel(KernelDescription description,
                                                          const spirv::Shader& shader) {
+    if (const char* missing = whatIsMissing(shader.requirements, m_logical->physical().features))
+        return Error{"kernel '" + description.name + "': this device has no " + missing};
     return std::shared_ptr<Kernel>(
         SL42_TRY(VulkanKernel::create(shared_from_this(), std::move(description), shader)));
 }

@@ -428,6 +428,17 @@ TEST(DeviceTests, AFrameCostsLittleProcessorTime) {
     EXPECT_LT(milliseconds, 0.5);
 }
 
+TEST(DeviceTests, AShaderThatNeedsWhatTheDeviceLacksIsRefusedInOneLine) {
+    const auto device = *VulkanDevice::create(softwareDriver, {.validation = failTest});
+    KernelDescription description;
+    description.name = "run";
+    auto shader = test::countShader();
+    shader.requirements.subgroups = true; // the driver's are of 4 or 8 threads
+    const auto kernel = device->makeKernel(std::move(description), shader);
+    ASSERT_FALSE(kernel);
+    EXPECT_EQ(kernel.error().message, "kernel 'run': this device has no subgroups of 32 threads");
+}
+
 TEST(DeviceTests, TooLargeABufferIsRefusedInOneLine) {
     const auto device = VulkanDevice::create(softwareDriver, {.validation = failTest});
     ASSERT_TRUE(device);
