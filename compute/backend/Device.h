@@ -58,6 +58,9 @@ public:
     virtual platform::Result<Memory> adoptPrivate(Memory memory) {
         return adopt(std::move(memory));
     }
+    /// The same for memory that tells kernels something: what they write there nobody reads. Any
+    /// thread.
+    virtual platform::Result<Memory> adoptInput(Memory memory) { return adopt(std::move(memory)); }
     /// The address by which kernels know a place in memory that was adopted. Any thread.
     virtual std::uint64_t addressOf(const std::byte* place) const = 0;
 

@@ -36,7 +36,7 @@ Result<Memory> makeNoTexture(Device& device) {
 Result<std::unique_ptr<Executor>> Executor::create(Replies& replies, protocol::StatusPage& page,
                                                    Device& device) {
     auto arguments = SL42_TRY(memory::GuardedMemory::allocate(roomCount * roomBytes));
-    arguments = SL42_TRY(device.adopt(std::move(arguments)));
+    arguments = SL42_TRY(device.adoptInput(std::move(arguments)));
     auto noTexture = SL42_TRY(makeNoTexture(device));
     return std::unique_ptr<Executor>(
         new Executor(replies, page, device, std::move(arguments), std::move(noTexture)));

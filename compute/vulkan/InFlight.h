@@ -32,9 +32,9 @@ struct Batch {
     bool followsPointers = false;
     Ticket ticket = 0;
 
-    /// Whether kernels may have written the piece.
+    /// Whether kernels may have written what somebody reads.
     bool writes(const Used& one) const {
-        return one.isWritten || (followsPointers && !one.isBound);
+        return one.piece->use != Use::Input && (one.isWritten || (followsPointers && !one.isBound));
     }
 };
 

@@ -30,13 +30,14 @@ Result<DeviceBuffer> MemoryMap::bufferFor(const Memory& memory, bool& isCopy) co
     return m_device->allocate(memory->length());
 }
 
-Result<Memory> MemoryMap::adopt(Memory memory, bool isPrivate) {
+Result<Memory> MemoryMap::adopt(Memory memory, Use use) {
     Piece made;
     made.device = m_device;
     made.memory = std::move(memory);
+    made.use = use;
     made.buffer = SL42_TRY(bufferFor(made.memory, made.isCopy));
     // Where the device has none left, the machine's will do.
-    if (isPrivate && m_hasOwn)
+    if (use == Use::Private && m_hasOwn)
         if (auto own = m_device->allocateOwn(made.bytes()))
             made.mirror = std::exchange(made.buffer, std::move(*own));
     const auto list = m_list;

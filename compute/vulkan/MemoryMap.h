@@ -15,6 +15,13 @@
 
 namespace compute::vulkan {
 
+/// Who has to do with memory besides kernels.
+enum class Use : std::uint8_t {
+    Shared,  ///< the process reads and writes it
+    Private, ///< nobody
+    Input,   ///< the process only writes it
+};
+
 /// Memory of the process and the buffer that stands for it. What is not constant is for the thread
 /// that hands things over.
 struct Piece {
@@ -25,6 +32,7 @@ struct Piece {
     DeviceBuffer mirror;
     /// Whether that, or else the buffer, is a copy.
     bool isCopy = false;
+    Use use = Use::Shared;
     /// What was last handed over that writes it.
     Ticket writtenBy = 0;
     bool isFilled = false; ///< the device's own memory has been brought up to date
@@ -44,9 +52,8 @@ public:
           m_alwaysCopies(options.alwaysCopies),
           m_hasOwn(options.alwaysLocal || m_device->hasOwnMemory()) {}
 
-    /// The same memory; as long as somebody holds what this returns, it is found here. The process
-    /// leaves private memory alone.
-    platform::Result<Memory> adopt(Memory memory, bool isPrivate);
+    /// The same memory; as long as somebody holds what this returns, it is found here.
+    platform::Result<Memory> adopt(Memory memory, Use use);
     /// What the place lies in; null when that has not been adopted.
     std::shared_ptr<Piece> find(const std::byte* place) const;
 

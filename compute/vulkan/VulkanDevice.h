@@ -34,10 +34,13 @@ public:
     std::string name() const override;
     Driver driver() const override;
     platform::Result<Memory> adopt(Memory memory) override {
-        return m_map.adopt(std::move(memory), false);
+        return m_map.adopt(std::move(memory), Use::Shared);
     }
     platform::Result<Memory> adoptPrivate(Memory memory) override {
-        return m_map.adopt(std::move(memory), true);
+        return m_map.adopt(std::move(memory), Use::Private);
+    }
+    platform::Result<Memory> adoptInput(Memory memory) override {
+        return m_map.adopt(std::move(memory), Use::Input);
     }
     std::uint64_t addressOf(const std::byte* place) const override;
     void begin(std::uint64_t commandBuffer, std::span<const Memory> used) override;

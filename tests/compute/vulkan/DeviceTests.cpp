@@ -298,6 +298,27 @@ TEST_P(DeviceTest, PointersLeadToWhatTheCommandBufferUses) {
     }
 }
 
+// The next ones are written while the device is still at those before.
+TEST_P(DeviceTest, WhatKernelsWriteToTheirInputHarmsNoOtherInput) {
+    const auto count = kernel(test::countShader(), {buffer(0)});
+    const Memory input =
+        *device->adoptInput(*memory::GuardedMemory::allocate(100 * sizeof(std::uint32_t)));
+    const Memory seen = memory(100);
+    Bindings bindings;
+    bindings.buffers[0] = input->data();
+    device->begin(1, {});
+    count->run(bindings, {50, 1, 1}, {32, 1, 1});
+    const auto ticket = device->submit();
+    numbersOf(input)[99] = 5;
+    ASSERT_TRUE(ticket && device->wait(*ticket));
+    EXPECT_EQ(numbersOf(input)[99], 5u);
+    device->begin(2, {});
+    device->copy(std::span(input->data(), input->length()),
+                 std::span(seen->data(), seen->length()));
+    expectFinished();
+    EXPECT_EQ(numbersOf(seen)[99], 5u);
+}
+
 TEST_P(DeviceTest, PrivateMemoryIsTheDevicesAndWrittenBackWhenItIsTime) {
     struct Row {
         std::optional<std::chrono::milliseconds> interval;
