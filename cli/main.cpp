@@ -41,13 +41,21 @@ std::string soundInputs() {
     return names.empty() ? "none" : names;
 }
 
+/// A driver takes a moment until it says what it is for.
+std::string nameOf(const gpu::Device& device) {
+    using namespace std::chrono_literals;
+    for (int i = 0; i < 500 && !device.state().isKnown; ++i)
+        std::this_thread::sleep_for(10ms);
+    return device.state().name;
+}
+
 std::string version(const cli::Session& session) {
     const std::string line = "Starloom 42 " SL42_VERSION;
     if (!session.isVerbose)
         return line;
     const auto device = session.openDevice();
     return line + '\n' + gpu::Device::describeSandbox() +
-           "\ndevice: " + (device ? device->name() : "none") + ", vectors of " +
+           "\ndevice: " + (device ? nameOf(*device) : "none") + ", vectors of " +
            std::to_string(vectorWidth()) + " bits\nsound inputs: " + soundInputs();
 }
 

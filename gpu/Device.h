@@ -28,6 +28,17 @@ using Pending = std::shared_ptr<void>;
 template <class T>
 using Made = std::function<void(Result<std::shared_ptr<T>>)>;
 
+/// What a device's work runs on, as it is known at the moment.
+struct DeviceState {
+    std::string choice; ///< as use() was told
+    /// For people; the choice itself while isKnown is false, as long as a driver starts.
+    std::string name;
+    bool isKnown = true;
+    bool isProcessor = true; ///< chosen, or because nothing else started
+    /// One line if the processor took over from what somebody had named, which says why.
+    std::string failure;
+};
+
 /// What programs could run on, in words.
 struct DeviceDescription {
     std::string choice; ///< for SL42_DEVICE
@@ -42,15 +53,17 @@ class Device {
 public:
     virtual ~Device() = default;
 
-    /// The device that the user chose with SL42_DEVICE: "host", the processor, also without a
-    /// choice; "auto", the best graphics device or else the processor; "vulkan", the best one that
-    /// has a Vulkan driver, also one that is software; "vulkan:" and part of a name. Null, with one
-    /// line on standard error, when that means nothing. A device that does not start is reported
-    /// there, too, and the processor is used.
-    static std::shared_ptr<Device> systemDefault();
+    /// The device that the user chose with SL42_DEVICE: "host", the processor; "auto", the best
+    /// graphics device or else the processor; "vulkan", the best one that has a Vulkan driver, also
+    /// one that is software; "vulkan:" and part of a name. Null, with one line on standard error,
+    /// when that means nothing. Without that variable, the one that `remembered` means, or else the
+    /// processor. A device that does not start is reported on standard error, too, and the
+    /// processor is used.
+    static std::shared_ptr<Device> systemDefault(std::string_view remembered = {});
     /// Whether systemDefault() understands it.
     static bool isChoice(std::string_view choice);
-    /// The processor and what has a Vulkan driver. Waits for the drivers.
+    /// The processor and what has a Vulkan driver. Drivers are loaded by a process of their own;
+    /// waits for it, some seconds at most. Any thread.
     static std::vector<DeviceDescription> list();
 
     /// For people, in one line: how well programs are locked in on this machine, by trying to break
@@ -59,6 +72,18 @@ public:
 
     /// For people: what the work runs on.
     virtual std::string name() const = 0;
+    /// Any thread.
+    virtual DeviceState state() const {
+        DeviceState state;
+        state.choice = "host";
+        state.name = name();
+        return state;
+    }
+    /// From now on the work is done where `choice` says, as systemDefault() understands it. Buffers
+    /// and textures keep what is in them, pipelines are made again before they are next run, and
+    /// what was being done is done once more. Returns at once. Does nothing on a device that can
+    /// do only one thing. Any thread.
+    virtual void use(std::string_view choice) { static_cast<void>(choice); }
 
     /// Null when it cannot be made.
     virtual std::shared_ptr<CommandQueue> makeCommandQueue() = 0;

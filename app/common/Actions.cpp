@@ -119,6 +119,7 @@ void Actions::addMenus(QMenuBar& bar, const Submenus& submenus,
             {overlay, invertOverlay, overlaySource, nullptr, pickWindow, capture, recordCapture,
              openRecordings});
     addMenu(bar, "&Sound", {mute, louder, softer});
+    bar.addMenu(&submenus.devices);
     addMenu(bar, "&Help", {help, nullptr, about});
 }
 

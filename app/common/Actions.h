@@ -20,6 +20,7 @@ struct Actions {
     struct Submenus {
         QMenu& recentFiles;
         QMenu& screens;
+        QMenu& devices;
     };
     /// `panes` show and hide the window's panes.
     void addMenus(QMenuBar& bar, const Submenus& submenus, const QList<QAction*>& panes) const;

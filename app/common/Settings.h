@@ -50,6 +50,8 @@ public:
     Setting<bool> muted{m_store, "sound/muted", false};
     Setting<bool> inputActive{m_store, "sound/inputActive", true};
     Setting<QString> inputDevice{m_store, "sound/inputDevice", {}};
+    /// What programs run on, as gpu::Device::systemDefault() understands it.
+    Setting<QString> device{m_store, "device/choice", "host"};
     Setting<bool> reloadOnEveryWrite{m_store, "editor/reloadOnEveryWrite", false};
     Setting<QString> folder{m_store, "files/folder", {}};
     Setting<QStringList> recentFiles{m_store, "files/recent", {}};

@@ -15,8 +15,8 @@ static std::string harmless(const std::string& source) {
     return starloom::findBadMusic(source) ? std::string() : source;
 }
 
-Console::Console(std::string title, const std::string& source)
-    : m_device(gpu::Device::systemDefault()),
+Console::Console(std::string title, const std::string& source, const std::string& device)
+    : m_device(gpu::Device::systemDefault(device)),
       m_journal(starloom::Journal::folderOfThisUser()),
       m_history(starloom::History::folderOfThisUser()),
       m_document(surroundings(), std::move(title), harmless(source)) {

@@ -28,8 +28,8 @@ namespace app {
 /// the console goes before the window that shows the view.
 class Console {
 public:
-    /// Compiles the program.
-    Console(std::string title, const std::string& source);
+    /// Compiles the program, for the device of this choice unless SL42_DEVICE names another one.
+    Console(std::string title, const std::string& source, const std::string& device);
 
     starloom::SL42& engine() { return m_document.sl42(); }
     starloom::StarloomDocument& document() { return m_document; }

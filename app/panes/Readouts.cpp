@@ -13,9 +13,10 @@ namespace app {
 
 static constexpr int refreshMilliseconds = 200;
 
-Readouts::Readouts(const starloom::SL42& console, const QString& device,
+Readouts::Readouts(const starloom::SL42& console, std::function<QString()> device,
                    std::function<int()> framesPerSecond)
     : m_console(console),
+      m_device(std::move(device)),
       m_framesPerSecond(std::move(framesPerSecond)),
       m_cpu(makeChip("cpu()")),
       m_video(makeChip("fx()")),
@@ -33,7 +34,7 @@ Readouts::Readouts(const starloom::SL42& console, const QString& device,
     m_time = addRow(tr("Time"));
     m_sample = addRow(tr("Sample"));
     m_rate = addRow(tr("Frames"));
-    addRow(tr("Device"))->setText(device);
+    m_deviceName = addRow(tr("Device"));
     m_size = addRow(tr("Size"));
     connect(&m_timer, &QTimer::timeout, this, &Readouts::refresh);
     m_timer.start(refreshMilliseconds);
@@ -95,6 +96,7 @@ void Readouts::refresh() {
     m_time->setText(tr("%1 s").arg(locale.toString(m_console.time(), 'f', 2)));
     m_sample->setText(locale.toString(m_console.sample()));
     m_rate->setText(tr("%1 a second").arg(m_framesPerSecond()));
+    m_deviceName->setText(m_device());
     m_size->setText(tr("%1 characters\n%2 bytes packed")
                         .arg(locale.toString(qulonglong(m_console.size().get())),
                              locale.toString(qulonglong(m_console.packedSize().get()))));

@@ -19,7 +19,7 @@ namespace app {
 /// Looks at the console a few times a second. The console must outlive it.
 class Readouts final : public QWidget {
 public:
-    Readouts(const starloom::SL42& console, const QString& device,
+    Readouts(const starloom::SL42& console, std::function<QString()> device,
              std::function<int()> framesPerSecond);
 
     /// Looks now.
@@ -33,6 +33,7 @@ private:
     static void setFound(QLabel& chip, bool found);
 
     const starloom::SL42& m_console;
+    const std::function<QString()> m_device;
     const std::function<int()> m_framesPerSecond;
     QLabel* m_cpu;
     QLabel* m_video;
@@ -41,6 +42,7 @@ private:
     QLabel* m_time = nullptr;
     QLabel* m_sample = nullptr;
     QLabel* m_rate = nullptr;
+    QLabel* m_deviceName = nullptr;
     QLabel* m_size = nullptr;
     QTimer m_timer;
 };

@@ -32,7 +32,7 @@ static void bringToFront(QDockWidget& pane) {
 ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised& supervised,
                              DocumentClaim& claim)
     : m_supervised(supervised),
-      m_console(origin.title, origin.source),
+      m_console(origin.title, origin.source, m_settings.device.get().toStdString()),
       m_document(origin, m_console.document(), m_console.journal(), m_console.history()),
       m_processes([this](const std::string& line) {
           m_stage->notices().showError(QString::fromStdString(line));
@@ -47,6 +47,9 @@ ConsoleWindow::ConsoleWindow(const DocumentOrigin& origin, platform::Supervised&
       m_runInstead(origin.source) {
     setCentralWidget(m_stage);
     setAcceptDrops(true);
+    m_devices = std::make_unique<DeviceMenu>(
+        DeviceMenu::Parts{*m_console.device(), m_settings, m_stage->notices(),
+                          [this] { m_console.engine().runAgain(); }});
     m_documents = std::make_unique<DocumentCommands>(
         DocumentCommands::Parts{*this, m_console, m_document, m_processes, claim, m_settings,
                                 m_stage->notices(), [this] { showTitle(); }},
@@ -114,7 +117,9 @@ void ConsoleWindow::buildPanes() {
         toggles.append(toggle);
     }
     menuBar()->setCornerWidget(m_quickCapture->makeMark()); // hidden in full screen
-    m_actions.addMenus(*menuBar(), {m_documents->recentFiles(), m_fullScreen->screens()}, toggles);
+    m_actions.addMenus(*menuBar(),
+                       {m_documents->recentFiles(), m_fullScreen->screens(), m_devices->menu()},
+                       toggles);
 }
 
 QWidget* ConsoleWindow::buildControls() {
@@ -122,9 +127,9 @@ QWidget* ConsoleWindow::buildControls() {
     pane->addControl(m_quickCapture->makeMark());
     pane->addButtons({m_actions.play, m_actions.reset});
     pane->addButtons({m_actions.edit});
-    pane->addControl(new Readouts(m_console.engine(),
-                                  QString::fromStdString(m_console.device()->name()),
-                                  [this] { return m_console.view().framesPerSecond(); }));
+    pane->addControl(new Readouts(
+        m_console.engine(), [this] { return m_devices->inUse(); },
+        [this] { return m_console.view().framesPerSecond(); }));
     addPictureControls(*pane, m_actions, m_console.view(), m_settings);
     pane->addHeading(tr("Sound"));
     pane->addControl(new SoundControls(m_actions, m_settings, m_console.audioEngine(),

@@ -16,6 +16,7 @@
 #include "app/panes/SourcePane.h"
 #include "app/panes/WindowList.h"
 #include "app/stage/Stage.h"
+#include "app/window/DeviceMenu.h"
 #include "app/window/DocumentCommands.h"
 #include "app/window/Exports.h"
 #include "app/window/FullScreen.h"
@@ -105,6 +106,7 @@ private:
     std::string m_offered;     ///< a newer text than the one that runs; empty for none
     std::string m_runInstead;  ///< of the offered one
     bool m_fitPicture = false; ///< to its own size, when the window is first shown
+    std::unique_ptr<DeviceMenu> m_devices;
     std::unique_ptr<DocumentCommands> m_documents;
     std::unique_ptr<Exports> m_exports;
     std::unique_ptr<HistoryCommands> m_history;

@@ -78,7 +78,10 @@ void Exports::exportVideo() {
     if (!file)
         return;
     m_videoAction->setEnabled(false);
-    start(tr("Video"), *file, makeVideo({engine.title(), engine.source(), *settings}, *file));
+    start(
+        tr("Video"), *file,
+        makeVideo({engine.title(), engine.source(), *settings, m_console.device()->state().choice},
+                  *file));
     m_video = m_tasks.back().get();
 }
 

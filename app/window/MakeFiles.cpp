@@ -47,9 +47,10 @@ FileTask::Work makeSong(std::shared_ptr<const platform::PCMBuffer> song,
 
 static Result<void> renderVideo(const VideoOrder& order, const std::filesystem::path& file,
                                 const FileTask::Progress& progress, const std::stop_token& stop) {
-    const auto device = gpu::Device::systemDefault();
+    const auto device = gpu::Device::systemDefault(order.device);
     if (!device)
         return platform::Error{"There is no device for the video"};
+    device->use(order.device);                     // the environment may have suggested another one
     device->setTimeLimit(std::chrono::minutes(1)); // nobody waits for its frames
     starloom::OfflineConsole console(device, order.title, order.source);
     if (!console.isComplete())

@@ -25,6 +25,7 @@ struct VideoOrder {
     std::string title;
     std::string source;
     starloom::VideoSettings settings;
+    std::string device; ///< as gpu::Device::use() understands it
 };
 /// By a console and a device of its own.
 FileTask::Work makeVideo(VideoOrder order, const std::filesystem::path& file);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <tuple>
 
 namespace compute::vulkan {
 
@@ -125,11 +126,13 @@ Result<PhysicalDevice> choose(std::span<const PhysicalDevice> devices, std::stri
     const std::string part =
         choice.starts_with(byName) ? lowerCase(choice.substr(byName.size())) : std::string();
     const auto isMeant = [&](const PhysicalDevice& device) {
-        return automatic ? device.kind < DeviceKind::Other
+        return automatic ? device.kind <= DeviceKind::Integrated
                          : lowerCase(device.name).find(part) != std::string::npos;
     };
-    const auto rank = [](const PhysicalDevice& device) {
-        return std::pair(!device.unusable.empty(), device.kind);
+    // Whoever picks a device from a list means that one, not another whose name goes on.
+    const auto rank = [&](const PhysicalDevice& device) {
+        const bool isWholeName = lowerCase(device.name) == part;
+        return std::tuple(!isWholeName, !device.unusable.empty(), device.kind);
     };
     const PhysicalDevice* best = nullptr;
     for (const PhysicalDevice& device : devices)

@@ -49,8 +49,20 @@ std::string HostDevice::processorName() {
 }
 
 std::string HostDevice::name() const {
-    const std::string name = m_client->deviceName();
-    return name == "host" ? processorName() : name;
+    return state().name;
+}
+
+DeviceState HostDevice::state() const {
+    DeviceState state = m_client->deviceState();
+    if (state.isProcessor)
+        state.name = processorName();
+    return state;
+}
+
+/// Another device may refuse what this one took, and the other way round.
+void HostDevice::use(std::string_view choice) {
+    m_pipelines.clear();
+    m_client->useDevice(std::string(choice));
 }
 
 std::shared_ptr<CommandQueue> HostDevice::makeCommandQueue() {

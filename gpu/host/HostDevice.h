@@ -26,6 +26,8 @@ public:
     static std::string processorName();
 
     std::string name() const override;
+    DeviceState state() const override;
+    void use(std::string_view choice) override;
     std::shared_ptr<CommandQueue> makeCommandQueue() override;
     std::shared_ptr<Buffer> makeBuffer(std::size_t length, StorageMode mode) override;
     std::shared_ptr<Texture> makeTexture(const TextureDescriptor& descriptor) override;

@@ -26,9 +26,33 @@ void ServiceClient::stop() {
     m_callbacks.finish();
 }
 
-std::string ServiceClient::deviceName() const {
+DeviceState ServiceClient::deviceState() const {
     const Lock lock(m_mutex);
-    return m_deviceName.empty() ? m_device : m_deviceName;
+    DeviceState state;
+    state.choice = m_chosenDevice;
+    state.isKnown = !m_deviceName.empty();
+    state.name = state.isKnown ? m_deviceName : m_device;
+    // The service may find by itself that there is nothing else.
+    state.isProcessor = state.name == hostDevice;
+    state.failure = m_deviceFailure;
+    return state;
+}
+
+void ServiceClient::useDevice(std::string device) {
+    {
+        const Lock lock(m_mutex);
+        m_chosenDevice = device;
+        m_deviceFailure.clear();
+        if (m_device == device)
+            return;
+        m_device = std::move(device);
+        m_deviceName.clear();
+        if (m_life.brokenReason())
+            m_life.tryAgain();
+        m_life.wasUseful(); // what failed was another device
+        m_life.distrust();
+    }
+    m_wakeUp.signal();
 }
 
 void ServiceClient::replaceService() {

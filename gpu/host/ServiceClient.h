@@ -34,8 +34,10 @@ public:
     /// the last reference goes.
     void stop();
 
-    /// What kernels run on, for people; as far as it is known yet.
-    std::string deviceName() const;
+    /// What kernels run on, as far as it is known yet. The processor has no name here.
+    DeviceState deviceState() const;
+    /// The service is ended and started again with that device. What it was at is done once more.
+    void useDevice(std::string device);
     /// Ids are not used twice, whatever they stand for.
     std::uint64_t newId() { return m_ids.next(); }
     void submit(std::shared_ptr<Job> job);
@@ -63,9 +65,12 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
+    static constexpr std::string_view hostDevice = "host";
 
     ServiceClient(std::string executable, std::string device)
-        : m_executable(std::move(executable)), m_device(std::move(device)) {}
+        : m_executable(std::move(executable)),
+          m_chosenDevice(device),
+          m_device(std::move(device)) {}
 
     Pending ask(RequestQueue::Question question, std::shared_ptr<Program> program,
                 std::shared_ptr<Pipeline> pipeline, RequestQueue::Answered answered);
@@ -96,9 +101,10 @@ private:
     bool mayReceiveMore(Death death) const;
     void settle(Death death, const ServiceProcess& process,
                 std::optional<compute::protocol::JobId> suspect);
-    void runWasUseless(const std::string& reason) SL42_REQUIRES(m_mutex);
+    void runWasUseless(const std::string& reason, const std::string& said = {})
+        SL42_REQUIRES(m_mutex);
     void giveUp(const std::string& reason) SL42_REQUIRES(m_mutex);
-    void goOnWithHost() SL42_REQUIRES(m_mutex);
+    void goOnWithHost(const std::string& said) SL42_REQUIRES(m_mutex);
 
     const std::string m_executable;
     const WakeUp m_wakeUp;
@@ -108,8 +114,10 @@ private:
 
     mutable platform::Mutex m_mutex;
     bool m_stopping SL42_GUARDED_BY(m_mutex) = false;
-    std::string m_device SL42_GUARDED_BY(m_mutex);     ///< that the service is asked for
-    std::string m_deviceName SL42_GUARDED_BY(m_mutex); ///< as the service says
+    std::string m_chosenDevice SL42_GUARDED_BY(m_mutex);
+    std::string m_device SL42_GUARDED_BY(m_mutex);        ///< that the service is asked for
+    std::string m_deviceName SL42_GUARDED_BY(m_mutex);    ///< as the service says
+    std::string m_deviceFailure SL42_GUARDED_BY(m_mutex); ///< why the chosen one is not used
     ServiceLife m_life SL42_GUARDED_BY(m_mutex){m_wakeUp};
     RequestQueue m_requests SL42_GUARDED_BY(m_mutex){m_ids, m_callbacks};
     JobQueue m_jobs SL42_GUARDED_BY(m_mutex){m_callbacks};

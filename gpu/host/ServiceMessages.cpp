@@ -29,15 +29,6 @@ char clean(char byte) {
     return byte >= firstPrintable && byte <= lastPrintable ? byte : '?';
 }
 
-/// A terminal that is stopped, or a pipe that nobody reads, does without the line.
-void print(const std::string& line) {
-    pollfd output{STDERR_FILENO, POLLOUT, 0};
-    if (::poll(&output, 1, 0) != 1 || output.revents != POLLOUT)
-        return;
-    const std::string text = std::string(prefix) + line + '\n';
-    (void)!::write(STDERR_FILENO, text.data(), text.size());
-}
-
 } // namespace
 
 // ---- CleanLines ---------------------------------------------------------------------------------
@@ -106,6 +97,16 @@ void ServiceMessages::passOn() {
     const std::string_view said(bytes.data(), static_cast<std::size_t>(count));
     for (const std::string& line : m_lines.add(said, CleanLines::Clock::now()))
         print(line);
+}
+
+/// A terminal that is stopped, or a pipe that nobody reads, does without the line.
+void ServiceMessages::print(const std::string& line) {
+    m_last = line;
+    pollfd output{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&output, 1, 0) != 1 || output.revents != POLLOUT)
+        return;
+    const std::string text = std::string(prefix) + line + '\n';
+    (void)!::write(STDERR_FILENO, text.data(), text.size());
 }
 
 void ServiceMessages::passOnLast() {

@@ -56,14 +56,18 @@ public:
     void passOn();
     /// The same when the service has ended.
     void passOnLast();
+    /// The last line that there was; empty before the first one.
+    const std::string& last() const { return m_last; }
 
 private:
+    void print(const std::string& line);
     ServiceMessages(platform::FileDescriptor readEnd, platform::FileDescriptor writeEnd)
         : m_readEnd(std::move(readEnd)), m_writeEnd(std::move(writeEnd)) {}
 
     platform::FileDescriptor m_readEnd;
     platform::FileDescriptor m_writeEnd;
     CleanLines m_lines;
+    std::string m_last;
 };
 
 } // namespace gpu::host

@@ -53,6 +53,7 @@ public:
 
     compute::protocol::Channel& channel() { return m_channel; }
     ServiceMessages& messages() { return m_messages; }
+    const ServiceMessages& messages() const { return m_messages; }
     pid_t id() const { return m_pid; }
     /// Has the process write where the job stands and end itself. Waits for that a moment.
     void askForPlace(compute::protocol::JobId job);

@@ -31,9 +31,10 @@ constexpr Milliseconds shortestInterval = 50ms;
 constexpr Milliseconds longestInterval = 100ms;
 constexpr Milliseconds longestIntervalAtRest = 500ms;
 
-constexpr std::string_view hostDevice = "host";
 /// Best there is, whichever that is.
 constexpr std::string_view automaticDevice = "auto";
+/// Before what the service itself has to say, and not a library in it.
+constexpr std::string_view spokenByService = "starloom-compute: ";
 /// The second is without namespaces, which are the other thing that a driver may not like.
 constexpr unsigned failedStartsOfDevice = 2;
 
@@ -77,7 +78,12 @@ void ServiceClient::startService() {
         m_jobs.countWaiting(device != hostDevice);
     }
     auto started = ServiceProcess::start(m_executable, device, mayIsolate);
+    std::unique_ptr<ServiceProcess> unwanted; // goes without the lock
     const Lock lock(m_mutex);
+    if (started && device != m_device) { // chosen meanwhile
+        unwanted = std::move(*started);
+        return;
+    }
     if (!started)
         return runWasUseless(started.error().message);
     m_times.watchStart((*started)->id());
@@ -140,7 +146,8 @@ std::optional<Death> ServiceClient::receiveReplies(ServiceProcess& process) {
 bool ServiceClient::handle(const protocol::Ready& ready) {
     if (!m_life.take(ready))
         return false;
-    m_deviceName = ready.device;
+    if (!m_life.isDistrusted()) // or else it is that of the device before
+        m_deviceName = ready.device;
     m_times.watchThreads(m_life.process()->id());
     pump();
     return true;
@@ -247,24 +254,29 @@ void ServiceClient::settle(Death death, const ServiceProcess& process,
     m_requests.keepForNextRun();
     if ((!m_life.isReady() && death != Death::Distrusted) || death == Death::Nonsense)
         runWasUseless(death == Death::Nonsense ? "the compute service answers nonsense"
-                                               : "the compute service does not start");
+                                               : "the compute service does not start",
+                      process.messages().last());
 }
 
-void ServiceClient::runWasUseless(const std::string& reason) {
+void ServiceClient::runWasUseless(const std::string& reason, const std::string& said) {
     const bool tooOften = m_life.wasUseless();
     if (m_device != hostDevice && m_life.failedRuns() >= failedStartsOfDevice)
-        return goOnWithHost();
+        return goOnWithHost(said);
     if (tooOften)
         giveUp(reason);
 }
 
-/// The service has said why.
-void ServiceClient::goOnWithHost() {
-    if (m_device != automaticDevice)
-        std::fprintf(stderr,
-                     "Programs run on the processor, since the device '%s' does not start\n",
-                     m_device.c_str());
+/// The service has said why, on standard error, too.
+void ServiceClient::goOnWithHost(const std::string& said) {
+    if (m_device != automaticDevice) {
+        m_deviceFailure =
+            "Programs run on the processor, since the device '" + m_device + "' does not start";
+        std::fprintf(stderr, "%s\n", m_deviceFailure.c_str());
+        if (said.starts_with(spokenByService))
+            m_deviceFailure += ": " + said.substr(spokenByService.size());
+    }
     m_device = hostDevice;
+    m_deviceName.clear();
     m_life.wasUseful();
 }
 

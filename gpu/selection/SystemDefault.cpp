@@ -19,9 +19,10 @@ constexpr const char* choices = "host, auto, vulkan or vulkan:NAME";
 constexpr std::string_view byName = "vulkan:";
 } // namespace
 
-std::shared_ptr<Device> Device::systemDefault() {
+std::shared_ptr<Device> Device::systemDefault(std::string_view remembered) {
     const char* variable = std::getenv("SL42_DEVICE");
-    const std::string choice = variable != nullptr && *variable != '\0' ? variable : "host";
+    const bool isSet = variable != nullptr && *variable != '\0';
+    const std::string choice(isSet ? variable : isChoice(remembered) ? remembered : "host");
     if (!isChoice(choice)) {
         std::fprintf(stderr, "SL42_DEVICE names no device: '%s'; choose %s\n", variable, choices);
         return nullptr;

@@ -78,7 +78,8 @@ void OpenWindow::press(QWidget& box, const QString& button) {
 
 /// Menus whose entries are those of the machine, or of the past.
 static bool depends(const QAction& menu) {
-    return menu.text() == "Open &Recent" || menu.text() == "Full Screen O&n";
+    return menu.text() == "Open &Recent" || menu.text() == "Full Screen O&n" ||
+           menu.text() == "&Device";
 }
 
 static void collect(const QList<QAction*>& actions, std::vector<QAction*>& all) {

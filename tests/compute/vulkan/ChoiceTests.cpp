@@ -35,6 +35,9 @@ TEST_P(Choice, IsTheDeviceThatIsMeantOrSaysWhyNot) {
 const PhysicalDevice software = device("llvmpipe", DeviceKind::Software);
 const PhysicalDevice onBoard = device("Small GPU", DeviceKind::Integrated);
 const PhysicalDevice card = device("Large GPU", DeviceKind::Discrete);
+const PhysicalDevice largerCard = device("Large GPU Plus", DeviceKind::Discrete);
+const PhysicalDevice newOldCard = device("Old GPU Plus", DeviceKind::Discrete);
+const PhysicalDevice machine = device("Virtual GPU", DeviceKind::Virtual);
 const PhysicalDevice oldCard = device("Old GPU", DeviceKind::Discrete, "its driver is too old");
 
 INSTANTIATE_TEST_SUITE_P(
@@ -49,6 +52,13 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"ByPartOfTheName", {software, onBoard, card}, "vulkan:small", "Small GPU"},
         Row{"UsableRatherThanBetter", {oldCard, onBoard}, "auto", "Small GPU"},
         Row{"OneReason", {oldCard}, "auto", "Old GPU cannot be used: its driver is too old"},
+        Row{"WholeNameFirst", {largerCard, card}, "vulkan:large gpu", "Large GPU"},
+        Row{"WholeNameThoughUnusable",
+            {oldCard, newOldCard},
+            "vulkan:Old GPU",
+            "Old GPU cannot be used: its driver is too old"},
+        Row{"VirtualOnlyWhenAsked", {machine, software}, "auto", "There is no graphics device"},
+        Row{"VirtualWhenAsked", {software, machine}, "vulkan", "Virtual GPU"},
         Row{"UnknownName",
             {software, card},
             "vulkan:medium",
