@@ -52,8 +52,8 @@ struct PhysicalDevice {
 PhysicalDevice describe(VkPhysicalDevice device);
 
 /// The device that `choice` means: "auto", a discrete or else an integrated one; "vulkan", the best
-/// one of all; "vulkan:" and a name or part of one, in upper or lower case. The error says in one line why
-/// there is none, or why it cannot be used.
+/// one of all; "vulkan:" and a name or part of one, in upper or lower case. The error says in one
+/// line why there is none, or why it cannot be used.
 platform::Result<PhysicalDevice> choose(std::span<const PhysicalDevice> devices,
                                         std::string_view choice);
 

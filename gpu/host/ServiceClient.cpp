@@ -32,8 +32,7 @@ DeviceState ServiceClient::deviceState() const {
     state.choice = m_chosenDevice;
     state.isKnown = !m_deviceName.empty();
     state.name = state.isKnown ? m_deviceName : m_device;
-    // The service may find by itself that there is nothing else.
-    state.isProcessor = state.name == hostDevice;
+    state.isProcessor = m_device == hostDevice;
     state.failure = m_deviceFailure;
     return state;
 }
