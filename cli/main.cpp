@@ -69,13 +69,14 @@ int main(int argc, char** argv) {
         "--verbose", session.isVerbose,
         "Print what the console reports while it works, to standard error; with --version: "
         "how well programs are locked in, what they run on, and the sound inputs");
-    app.set_version_flag("--version", [&session] { return version(session); });
     app.add_option("--device", session.deviceName,
                    "Where programs run: host, the processor; auto, the best graphics device or "
                    "else the processor; vulkan, or vulkan:NAME, as `starloom devices` lists them")
         ->check([](const std::string& choice) {
             return gpu::Device::isChoice(choice) ? "" : choice + " names no device";
         });
+    // Behind the options that it looks at: they are carried out in this order.
+    app.set_version_flag("--version", [&session] { return version(session); });
     app.fallthrough(); // options of the whole may also stand after the subcommand
     cli::addWindow(app, session);
     cli::addRender(app, session);
