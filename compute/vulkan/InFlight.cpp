@@ -20,9 +20,9 @@ void copyFromDevice(const Batch& batch) {
 
 } // namespace
 
-Result<std::unique_ptr<InFlight>> InFlight::create(std::shared_ptr<const LogicalDevice> device,
-                                                   VkPipelineLayout layout,
-                                                   std::uint32_t lostAfter) {
+Result<std::unique_ptr<InFlight>>
+InFlight::create(const std::shared_ptr<const LogicalDevice>& device, VkPipelineLayout layout,
+                 std::uint32_t lostAfter) {
     std::unique_ptr<InFlight> made(new InFlight);
     made->m_timeline = SL42_TRY(Timeline::create(device, lostAfter));
     const Lock lock(made->m_mutex);

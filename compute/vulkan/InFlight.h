@@ -41,7 +41,7 @@ struct Batch {
 class InFlight {
 public:
     static platform::Result<std::unique_ptr<InFlight>>
-    create(std::shared_ptr<const LogicalDevice> device, VkPipelineLayout layout,
+    create(const std::shared_ptr<const LogicalDevice>& device, VkPipelineLayout layout,
            std::uint32_t lostAfter);
 
     // One thread at a time calls these.

@@ -101,8 +101,8 @@ private:
     DeviceBuffer m_place; ///< a WorkPlace, which the device writes
     std::unique_ptr<InFlight> m_inFlight;
     Snapshots m_snapshots;
-    std::unique_ptr<Batch> m_batch; ///< that is being recorded; null when nothing has been
-    std::vector<Used> m_used;       ///< by the command buffer
+    std::unique_ptr<Batch> m_batch;   ///< that is being recorded; null when nothing has been
+    std::vector<Used> m_used;         ///< by the command buffer
     spirv::PushConstants m_constants; ///< of the dispatch that is being recorded
     WorkPlace m_entered;
     bool m_isMarked = false;

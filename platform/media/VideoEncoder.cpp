@@ -152,9 +152,10 @@ VideoEncoder::VideoEncoder(FFmpegPtr<AVCodecContext> context, int track, std::ui
 Result<void> VideoEncoder::write(PacketSink& sink, std::span<const std::uint32_t> pixels) {
     if (m_palettes) {
         SL42_TRY_VOID(m_palettes->add(pixels, m_next++));
-        return encodePaletted(sink);
+        return encodePaletted(*m_palettes, sink);
     }
-    assert(m_converter);
+    if (!m_converter)
+        return Error{cannotEncode};
     SL42_TRY_VOID(makeFrameWritable());
     m_converter->convert(pixels, *m_frame);
     return encodeFrame(sink);
@@ -181,8 +182,8 @@ Result<void> VideoEncoder::encodeFrame(PacketSink& sink) {
     return sink.encode(*m_context, m_frame.get(), m_track);
 }
 
-Result<void> VideoEncoder::encodePaletted(PacketSink& sink) {
-    while (const AVFrame* frame = SL42_TRY(m_palettes->take()))
+Result<void> VideoEncoder::encodePaletted(PaletteFilter& palettes, PacketSink& sink) {
+    while (const AVFrame* frame = SL42_TRY(palettes.take()))
         SL42_TRY_VOID(sink.encode(*m_context, frame, m_track));
     return {};
 }
@@ -190,7 +191,7 @@ Result<void> VideoEncoder::encodePaletted(PacketSink& sink) {
 Result<void> VideoEncoder::finish(PacketSink& sink) {
     if (m_palettes) {
         SL42_TRY_VOID(m_palettes->end());
-        SL42_TRY_VOID(encodePaletted(sink));
+        SL42_TRY_VOID(encodePaletted(*m_palettes, sink));
     }
     return sink.encode(*m_context, nullptr, m_track);
 }

@@ -37,7 +37,7 @@ private:
     VideoEncoder(FFmpegPtr<AVCodecContext> context, int track, std::uint32_t repeat);
     Result<void> makeFrameWritable();
     Result<void> encodeFrame(PacketSink& sink);
-    Result<void> encodePaletted(PacketSink& sink);
+    Result<void> encodePaletted(PaletteFilter& palettes, PacketSink& sink);
 
     FFmpegPtr<AVCodecContext> m_context;
     std::optional<FrameConverter> m_converter; ///< for frames that are written by pixels
