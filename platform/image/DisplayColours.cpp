@@ -3,6 +3,7 @@
 #include "platform/image/DisplayColours.h"
 
 #include "platform/image/Image.h"
+#include "platform/image/LinearColours.h"
 
 #include <Imath/half.h>
 
@@ -69,8 +70,6 @@ constexpr std::size_t blockLength = 64;
 template <class T>
 using Block = std::array<T, blockLength>;
 
-// Linear Display P3 to linear sRGB: the product of the two matrices that follow from the primaries
-// of SMPTE EG 432-1 and ITU-R BT.709 with the white point D65.
 void convertBlock(const Curves& curves, const std::uint16_t* rgba, std::uint32_t* pixels,
                   std::size_t count) {
     Block<float> r{};
@@ -85,9 +84,10 @@ void convertBlock(const Curves& curves, const std::uint16_t* rgba, std::uint32_t
     Block<std::int32_t> green{};
     Block<std::int32_t> blue{};
     for (std::size_t i = 0; i < blockLength; ++i) {
-        red[i] = Curves::step(1.2249402F * r[i] - 0.2249402F * g[i]);
-        green[i] = Curves::step(-0.0420570F * r[i] + 1.0420570F * g[i]);
-        blue[i] = Curves::step(-0.0196376F * r[i] - 0.0786361F * g[i] + 1.0982737F * b[i]);
+        const LinearColour colour = displayColour({r[i], g[i], b[i]});
+        red[i] = Curves::step(colour.red);
+        green[i] = Curves::step(colour.green);
+        blue[i] = Curves::step(colour.blue);
     }
     for (std::size_t i = 0; i < count; ++i)
         pixels[i] = 0xff000000U | curves.byte(red[i]) << 16 | curves.byte(green[i]) << 8 |

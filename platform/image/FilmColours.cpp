@@ -4,6 +4,7 @@
 
 #include "platform/image/DisplayColours.h"
 #include "platform/image/Image.h"
+#include "platform/image/LinearColours.h"
 
 #include <algorithm>
 #include <array>
@@ -78,13 +79,12 @@ SL42_IN_EACH_VARIANT void encodeOrdinary(const std::uint16_t* rgba, Colours& col
     decodeBlock(rgba, 0, colours.red);
     decodeBlock(rgba, 1, colours.green);
     decodeBlock(rgba, 2, colours.blue);
-    for (std::size_t i = 0; i < blockLength; ++i) { // as in DisplayColours.cpp
-        const float r = colours.red[i];
-        const float g = colours.green[i];
-        const float b = colours.blue[i];
-        colours.red[i] = 1.2249402F * r - 0.2249402F * g;
-        colours.green[i] = -0.0420570F * r + 1.0420570F * g;
-        colours.blue[i] = -0.0196376F * r - 0.0786361F * g + 1.0982737F * b;
+    for (std::size_t i = 0; i < blockLength; ++i) {
+        const LinearColour colour =
+            displayColour({colours.red[i], colours.green[i], colours.blue[i]});
+        colours.red[i] = colour.red;
+        colours.green[i] = colour.green;
+        colours.blue[i] = colour.blue;
     }
     encodeBlock(colours.red);
     encodeBlock(colours.green);
