@@ -6,7 +6,6 @@
 #include "compute/vulkan/Features.h"
 
 #include <algorithm>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -107,8 +106,7 @@ Result<DeviceBuffer> LogicalDevice::import(std::span<std::byte> pages) const {
     external.sType = VK_STRUCTURE_TYPE_EXTERNAL_MEMORY_BUFFER_CREATE_INFO;
     external.handleTypes = kind;
     DeviceBuffer buffer = SL42_TRY(makeBuffer(pages.size(), &external));
-    VkMemoryRequirements needs{};
-    vkGetBufferMemoryRequirements(m_device, buffer.buffer.get(), &needs);
+    VkMemoryRequirements needs = needsOf(buffer);
     if (needs.size > pages.size())
         return Error{"Cannot give memory to the device: it wants more than there is"};
     needs.size = pages.size();
@@ -124,8 +122,7 @@ Result<DeviceBuffer> LogicalDevice::import(std::span<std::byte> pages) const {
 
 Result<DeviceBuffer> LogicalDevice::allocate(std::size_t bytes) const {
     DeviceBuffer buffer = SL42_TRY(makeBuffer(bytes, nullptr));
-    VkMemoryRequirements needs{};
-    vkGetBufferMemoryRequirements(m_device, buffer.buffer.get(), &needs);
+    const VkMemoryRequirements needs = needsOf(buffer);
     const std::uint32_t type = SL42_TRY(visibleType(needs.memoryTypeBits));
     SL42_TRY_VOID(bind(buffer, needs, type, nullptr));
     void* data = nullptr;
@@ -137,8 +134,7 @@ Result<DeviceBuffer> LogicalDevice::allocate(std::size_t bytes) const {
 
 Result<DeviceBuffer> LogicalDevice::allocateOwn(std::size_t bytes) const {
     DeviceBuffer buffer = SL42_TRY(makeBuffer(bytes, nullptr));
-    VkMemoryRequirements needs{};
-    vkGetBufferMemoryRequirements(m_device, buffer.buffer.get(), &needs);
+    const VkMemoryRequirements needs = needsOf(buffer);
     const std::uint32_t type = SL42_TRY(ownType(needs.memoryTypeBits));
     SL42_TRY_VOID(bind(buffer, needs, type, nullptr));
     return buffer;
@@ -172,6 +168,12 @@ Result<DeviceBuffer> LogicalDevice::makeBuffer(std::size_t bytes, const void* ex
     return buffer;
 }
 
+VkMemoryRequirements LogicalDevice::needsOf(const DeviceBuffer& buffer) const {
+    VkMemoryRequirements needs{};
+    vkGetBufferMemoryRequirements(m_device, buffer.buffer.get(), &needs);
+    return needs;
+}
+
 Result<void> LogicalDevice::bind(DeviceBuffer& buffer, const VkMemoryRequirements& needs,
                                  std::uint32_t type, const void* import) const {
     VkMemoryAllocateFlagsInfo flags{};
@@ -196,24 +198,28 @@ Result<void> LogicalDevice::bind(DeviceBuffer& buffer, const VkMemoryRequirement
     return {};
 }
 
+/// Drivers list the faster ones first.
+std::optional<std::uint32_t> LogicalDevice::typeWith(VkMemoryPropertyFlags wanted,
+                                                     std::uint32_t types) const {
+    for (std::uint32_t i = 0; i < m_memory.memoryTypeCount; ++i)
+        if ((types >> i & 1U) != 0 && (m_memory.memoryTypes[i].propertyFlags & wanted) == wanted)
+            return i;
+    return std::nullopt;
+}
+
 Result<std::uint32_t> LogicalDevice::visibleType(std::uint32_t types) const {
     constexpr VkMemoryPropertyFlags visible =
         VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT;
     for (const VkMemoryPropertyFlags wanted :
          {visible | VK_MEMORY_PROPERTY_HOST_CACHED_BIT, visible})
-        for (std::uint32_t i = 0; i < m_memory.memoryTypeCount; ++i)
-            if ((types >> i & 1U) != 0 &&
-                (m_memory.memoryTypes[i].propertyFlags & wanted) == wanted)
-                return i;
+        if (const auto type = typeWith(wanted, types))
+            return *type;
     return Error{"The device has no memory that the processor sees, too"};
 }
 
-/// Drivers list the faster ones first.
 Result<std::uint32_t> LogicalDevice::ownType(std::uint32_t types) const {
-    for (std::uint32_t i = 0; i < m_memory.memoryTypeCount; ++i)
-        if ((types >> i & 1U) != 0 &&
-            (m_memory.memoryTypes[i].propertyFlags & VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT) != 0)
-            return i;
+    if (const auto type = typeWith(VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT, types))
+        return *type;
     return Error{"The device has no memory of its own"};
 }
 

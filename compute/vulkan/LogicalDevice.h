@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <span>
 
 namespace compute::vulkan {
@@ -54,11 +55,14 @@ private:
     explicit LogicalDevice(PhysicalDevice physical) : m_physical(std::move(physical)) {}
     platform::Result<void> open();
     platform::Result<DeviceBuffer> makeBuffer(std::size_t bytes, const void* external) const;
+    VkMemoryRequirements needsOf(const DeviceBuffer& buffer) const;
     platform::Result<void> bind(DeviceBuffer& buffer, const VkMemoryRequirements& needs,
                                 std::uint32_t type, const void* import) const;
     /// The first of `types` that the process sees without asking; cached where possible.
     platform::Result<std::uint32_t> visibleType(std::uint32_t types) const;
     platform::Result<std::uint32_t> ownType(std::uint32_t types) const;
+    /// The first of `types` with all of these properties.
+    std::optional<std::uint32_t> typeWith(VkMemoryPropertyFlags wanted, std::uint32_t types) const;
 
     const PhysicalDevice m_physical;
     VkPhysicalDeviceMemoryProperties m_memory{};
