@@ -5,6 +5,7 @@
 // region of addresses that kernels may use.
 #pragma once
 
+#include "bench/BenchKernel.h"
 #include "compute/backend/Kernel.h"
 #include "compute/memory/RegionAllocator.h"
 
@@ -14,12 +15,6 @@
 #include <vector>
 
 namespace bench {
-
-/// What the kernels of this folder find at index 1.
-struct Frame {
-    float seconds;
-    std::uint32_t number;
-};
 
 /// 32-bit words with which the buffer of an index begins.
 using Words = std::map<std::uint32_t, std::vector<std::uint32_t>>;

@@ -5,9 +5,13 @@
 // one frame in flight or several. SL42_DEVICE names the device.
 //
 //     starloom-frame-bench [--frames N] [--size WxH] [--depth N] FILE...
+//     starloom-frame-bench [--frames N] --kernel NAME --json
+//     starloom-frame-bench --serve NAME
 //
 // The kernels of a file run in their order, in a command buffer of their own each; buffer 0 is a
-// private one of 64 MB, buffer 1 { float seconds; uint number; }.
+// private one of 64 MB, buffer 1 { float seconds; uint number; }. The second and third form take
+// kernels of this folder and answer a harness that compares devices (Harness.h).
+#include "bench/DeviceSubject.h"
 #include "gpu/Device.h"
 #include "gpu/Library.h"
 #include "gpu/WaitFor.h"
@@ -29,12 +33,9 @@ struct Options {
     unsigned frames = 300;
     unsigned depth = 3;
     gpu::Extent size = {960, 540, 1};
+    std::string kernel;
+    bool serves = false;
     std::vector<const char*> files;
-};
-
-struct Frame {
-    float seconds = 0;
-    std::uint32_t number = 0;
 };
 
 [[noreturn]] void fail(const std::string& message) {
@@ -42,8 +43,8 @@ struct Frame {
     std::exit(2);
 }
 
-template <class T>
-T orFail(gpu::Result<T> result) {
+template <class Result>
+auto orFail(Result result) {
     if (!result)
         fail(result.error().message);
     return std::move(*result);
@@ -64,7 +65,7 @@ class FrameLoop {
 public:
     FrameLoop(gpu::Device& device, Pipelines pipelines, gpu::Extent size)
         : m_queue(device.makeCommandQueue()),
-          m_memory(device.makeBuffer(std::size_t{64} << 20, gpu::StorageMode::Private)),
+          m_memory(device.makeBuffer(bench::memoryBytes, gpu::StorageMode::Private)),
           m_pipelines(std::move(pipelines)),
           m_size(size) {}
 
@@ -95,7 +96,7 @@ private:
 
     /// The last of the frame's command buffers.
     std::shared_ptr<gpu::CommandBuffer> commit(std::uint32_t number) {
-        const Frame frame{static_cast<float>(number % 16) / 60, number};
+        const bench::Frame frame = bench::frameOf(number);
         std::shared_ptr<gpu::CommandBuffer> last;
         for (const auto& pipeline : m_pipelines) {
             last = m_queue->makeCommandBuffer();
@@ -128,10 +129,23 @@ Options parse(std::span<char*> words) {
         else if (word == "--size" && hasValue) {
             if (std::sscanf(words[++i], "%ux%u", &options.size.width, &options.size.height) != 2)
                 fail("sizes are like 960x540");
-        } else
+        } else if ((word == "--kernel" || word == "--serve") && hasValue) {
+            options.kernel = words[++i];
+            options.serves = word == "--serve";
+        } else if (word != "--json") // the only form there is for --kernel
             options.files.push_back(words[i]);
     }
     return options;
+}
+
+void answerHarness(const Options& options, gpu::Device& device) {
+    const auto kernel = orFail(bench::BenchKernel::read(options.kernel));
+    const double start = bench::now();
+    bench::Harness harness(kernel, orFail(bench::makeDeviceSubject(kernel, device)), start);
+    if (options.serves)
+        harness.serve();
+    else
+        harness.print(options.frames);
 }
 
 } // namespace
@@ -141,6 +155,10 @@ int main(int argumentCount, char** arguments) {
     const auto device = gpu::Device::systemDefault();
     if (!device)
         return 2;
+    if (!options.kernel.empty()) {
+        answerHarness(options, *device);
+        return 0;
+    }
     Pipelines pipelines;
     for (const char* file : options.files) {
         const auto library = orFail(gpu::waitForLibrary(*device, textOf(file)));

@@ -1,39 +1,36 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// One of this folder's kernels as a comparison with other devices wants it: frame after frame over
-// memory that is the same on all of them, and commands one line each, answered in JSON.
+// One of this folder's kernels in a comparison with other devices: frame after frame over memory
+// that is the same on all of them, and commands one line each, answered in JSON.
 #pragma once
 
-#include "bench/Arguments.h"
-#include "compute/host/HostBackend.h"
-#include "compute/memory/RegionAllocator.h"
-#include "platform/base/Result.h"
+#include "bench/BenchKernel.h"
 
-#include <span>
-#include <string>
+#include <memory>
 #include <vector>
 
 namespace bench {
 
-/// Width and height of a kernel's grid, a height of 1 where its position has one component:
-/// 960 x 540 for pictures, else 768,000 threads where the name ends in "synth" and 4096 otherwise.
-compute::Extent gridOf(const compute::kernel::KernelDeclaration& declaration);
+/// A kernel on the device that is measured.
+class Subject {
+public:
+    virtual ~Subject() = default;
+
+    virtual std::string device() const = 0;
+    /// To the end.
+    virtual void draw(const Frame& frame) = 0;
+    virtual std::span<const std::byte> memory() = 0;
+    /// Time of processors since some time, of all that draws.
+    virtual double processorMilliseconds() const = 0;
+};
+
+double now(); ///< milliseconds
 
 class Harness {
 public:
-    /// Compiles the kernel `name` of this folder and draws frame 0. The processes' warm-up comes
-    /// before and does not count.
-    static platform::Result<Harness> create(const std::string& name,
-                                            const compute::host::HostBackend& backend);
-
-    /// Draws the next frames and returns the milliseconds of each. The time repeats after a quarter
-    /// of a second, sixteen frames, so that fewer frames are no other ones.
-    std::vector<double> draw(unsigned frames);
-    /// From the text to the end of frame 0.
-    double firstMilliseconds() const { return m_firstMilliseconds; }
-    /// The newest frame, or what the threads wrote.
-    std::span<const std::byte> result() const;
+    /// `start`: when work on the kernel's text began. Draws frame 0.
+    Harness(const BenchKernel& kernel, std::unique_ptr<Subject> subject, double start);
 
     /// Obeys "frames N", "dump FILE" and "quit" from the standard input.
     void serve();
@@ -41,17 +38,14 @@ public:
     void print(unsigned frames);
 
 private:
-    Harness() = default;
+    /// Draws the next frames and returns the milliseconds of each.
+    std::vector<double> draw(unsigned frames);
+    std::span<const std::byte> result() const;
 
-    std::string m_name;
-    std::shared_ptr<compute::Kernel> m_kernel;
-    compute::Extent m_grid;
-    compute::memory::RegionVector<std::byte> m_memory;
-    compute::memory::RegionVector<Frame> m_frame = compute::memory::RegionVector<Frame>(1);
-    std::size_t m_resultBegin = 0;
-    std::size_t m_resultBytes = 0;
+    const BenchKernel m_kernel;
+    const std::unique_ptr<Subject> m_subject;
     std::uint32_t m_drawn = 0;
-    double m_firstMilliseconds = 0;
+    double m_firstMilliseconds = 0; ///< from the text to the end of frame 0
 };
 
 } // namespace bench

@@ -15,7 +15,7 @@
 // other programs disturb less. The second and third form take kernels of this folder and answer a
 // harness that compares devices (Harness.h).
 #include "bench/Arguments.h"
-#include "bench/Harness.h"
+#include "bench/HostSubject.h"
 #include "compute/host/HostBackend.h"
 #include "compute/metal/Frontend.h"
 
@@ -47,6 +47,14 @@ struct Options {
     bool serves = false;
     std::vector<const char*> files;
 };
+
+/// As large as those of this folder's kernels (BenchKernel.h).
+Extent gridOf(const kernel::KernelDeclaration& declaration) {
+    for (const Parameter& parameter : declaration.parameters)
+        if (parameter.kind == ParameterKind::ThreadPositionInGrid && parameter.components > 1)
+            return {960, 540, 1};
+    return {declaration.name.ends_with("synth") ? 768'000u : 4096u, 1, 1};
+}
 
 /// Ends the process when it lives for longer. Nothing else stops a kernel that does not end.
 class TimeLimit {
@@ -132,7 +140,7 @@ bool measure(const kernel::Program& program, const kernel::KernelDeclaration& de
                 declaration.name.c_str(), median(optimiser), median(generation), median(work));
     std::fflush(stdout);
     if (options.frames > 0) {
-        const Extent grid = options.grid.value_or(bench::gridOf(declaration));
+        const Extent grid = options.grid.value_or(gridOf(declaration));
         const FrameTimes times = runFrames(*compiled, grid, options);
         std::printf("  frame %8.2f ms  shortest %8.2f ms  work %8.2f ms", times.typical,
                     times.shortest, times.work);
@@ -205,17 +213,15 @@ Options parse(int argc, char** argv) {
     return options;
 }
 
-int answerHarness(const Options& options, const host::HostBackend& backend) {
-    auto harness = bench::Harness::create(options.kernel, backend);
-    if (!harness) {
-        std::fprintf(stderr, "%s\n", harness.error().message.c_str());
-        return 1;
-    }
+platform::Result<void> answerHarness(const Options& options, const host::HostBackend& backend) {
+    const auto kernel = SL42_TRY(bench::BenchKernel::read(options.kernel));
+    const double start = bench::now();
+    bench::Harness harness(kernel, SL42_TRY(bench::makeHostSubject(kernel, backend)), start);
     if (options.serves)
-        harness->serve();
+        harness.serve();
     else
-        harness->print(options.frames);
-    return 0;
+        harness.print(options.frames);
+    return {};
 }
 
 int measureFiles(const Options& options, const host::HostBackend& backend) {
@@ -243,6 +249,10 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n", backend.error().message.c_str());
         return 1;
     }
-    return options.kernel.empty() ? measureFiles(options, **backend)
-                                  : answerHarness(options, **backend);
+    if (options.kernel.empty())
+        return measureFiles(options, **backend);
+    const auto answered = answerHarness(options, **backend);
+    if (!answered)
+        std::fprintf(stderr, "%s\n", answered.error().message.c_str());
+    return answered ? 0 : 1;
 }

@@ -4,8 +4,10 @@
 // What a shader and the device that runs it agree on: how memory is handed over, how threads are
 // counted, what the device must have. No header of the compiler or of a driver is needed here.
 //
-// A shader is one Vulkan compute pipeline without descriptors. All that it is told stands in push
-// constants and in memory that these lead to.
+// A shader is one Vulkan compute pipeline. All that it is told stands in push constants and in
+// memory that these lead to. The buffers that it names are bound by descriptors besides, where the
+// device has such as it takes (Features::descriptors): binding n of set 0 is a storage buffer, that
+// of Shader::describedBuffers[n].
 //
 // Threads. A plain kernel runs once for each (x, y, z): x is begin + GlobalInvocationId.x, up to
 // `end`, which is not included; y and z are those of GlobalInvocationId. Threads outside of the
@@ -17,7 +19,9 @@
 //
 // Specialisation constants: 0, 1 and 2 are the size of the workgroup (any for plain kernels; for
 // others x is the number of threads in a threadgroup, y and z are 1), 3 is the number of bytes that
-// the arguments in threadgroup memory take together, a multiple of 16; 0 without any.
+// the arguments in threadgroup memory take together, a multiple of 16; 0 without any. From 4 on:
+// how many bytes before the buffer each descriptor begins, where its place is not one at which a
+// descriptor may; 0 unless said.
 #pragma once
 
 #include "compute/kernel/KernelSignature.h"
@@ -56,6 +60,11 @@ struct MemoryTable {
 /// So many records a shader may have at hand in the push constants.
 inline constexpr unsigned directRecords = 4;
 
+/// So many buffers a shader may have by descriptor.
+inline constexpr unsigned mostDescribed = 8;
+/// No descriptor covers more than this: indices of bytes are to be positive numbers of 32 bits.
+inline constexpr std::uint64_t mostDescribedBytes = std::uint64_t{1} << 31;
+
 /// Layout of the push constants. All addresses are multiples of 16 and of the device. What nearly
 /// every thread needs is in here, since loads from memory cost it more; it says the same as what
 /// `bindings` and `grid` lead to.
@@ -84,6 +93,7 @@ enum SpecialisationConstant : std::uint32_t {
     WorkgroupHeight,
     WorkgroupDepth,
     ThreadgroupArgumentBytes,
+    FirstDescriptorBias,
 };
 
 /// What a device has, for the choices of the back end. int8, int16, int64, physical addresses and
@@ -100,6 +110,9 @@ struct Features {
     bool roundsToEven = false;     ///< shaderRoundingModeRTEFloat32
     /// Whether Fma rounds once, as its name says. Drivers need not; ask by running it.
     bool fusesMultiplyAdd = false;
+    /// Descriptors of storage buffers which begin and end with the buffer: nothing outside is read
+    /// or written, what is read there is 0 (robustBufferAccess2). mostDescribed of them.
+    bool descriptors = false;
     /// Threads of a subgroup, when all have as many and their shuffles, ballots and votes exist;
     /// else 0. With 32 SIMD-groups are subgroups (the pipeline must require that size and full
     /// subgroups), otherwise they work through workgroup memory. As yet they always do.
@@ -116,6 +129,12 @@ struct Requirements {
     bool subgroups = false;
 };
 
+struct DescribedBuffer {
+    std::uint32_t slot = 0;
+    /// The bias of its descriptor must be a multiple of this: a power of two, at most 16.
+    std::uint32_t alignment = 1;
+};
+
 struct Shader {
     std::vector<std::uint32_t> words; ///< SPIR-V 1.5
     std::string entry;                ///< name of the entry point
@@ -125,6 +144,7 @@ struct Shader {
     bool followsPointers = false;
     /// The slots whose records belong into PushConstants::direct, in that order.
     std::vector<std::uint32_t> directSlots;
+    std::vector<DescribedBuffer> describedBuffers;
     /// Of workgroup memory, without what the threadgroup arguments take.
     std::uint32_t groupBytes = 0;
 };

@@ -21,6 +21,7 @@ DeviceOptions optionsOfEnvironment(ValidationHandler validation) {
     options.validation = isSet("SL42_VULKAN_VALIDATION", false) ? validation : nullptr;
     options.alwaysCopies = isSet("SL42_VULKAN_COPIES", false);
     options.alwaysLocal = isSet("SL42_VULKAN_LOCAL", false);
+    options.alwaysAddresses = !isSet("SL42_VULKAN_DESCRIPTORS", true);
     if (!isSet("SL42_VULKAN_SNAPSHOTS", true))
         options.snapshotInterval.reset();
     return options;

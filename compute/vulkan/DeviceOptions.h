@@ -18,6 +18,8 @@ struct DeviceOptions {
     bool alwaysCopies = false;
     /// As if the device had memory of its own that the process does not see.
     bool alwaysLocal = false;
+    /// As if descriptors of the driver did not end where buffers do.
+    bool alwaysAddresses = false;
     /// How often private memory in the device's own is written back, so that it outlives the
     /// device; none: never.
     std::optional<std::chrono::milliseconds> snapshotInterval = std::chrono::seconds(1);
@@ -26,7 +28,7 @@ struct DeviceOptions {
 };
 
 /// As SL42_VULKAN_VALIDATION, which gives messages to `validation`, SL42_VULKAN_COPIES,
-/// SL42_VULKAN_LOCAL and SL42_VULKAN_SNAPSHOTS say.
+/// SL42_VULKAN_LOCAL, SL42_VULKAN_DESCRIPTORS and SL42_VULKAN_SNAPSHOTS say.
 DeviceOptions optionsOfEnvironment(ValidationHandler validation);
 
 } // namespace compute::vulkan

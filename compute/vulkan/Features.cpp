@@ -37,24 +37,31 @@ void Features::forEachNeeded(Self& self, const Visit& visit) {
           "maintenance4"); // sizes of workgroups as specialisation constants
 }
 
-void Features::link(bool withAtomicFloat) {
+void Features::link(bool withAtomicFloat, bool withRobustness) {
     m_features.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FEATURES_2;
     m_11.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_1_FEATURES;
     m_12.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES;
     m_13.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES;
     m_atomicFloat.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SHADER_ATOMIC_FLOAT_FEATURES_EXT;
+    m_robustness.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_ROBUSTNESS_2_FEATURES_EXT;
     joinUp(m_features, m_11, m_12, m_13);
-    if (withAtomicFloat)
-        joinUp(m_13, m_atomicFloat);
+    if (withAtomicFloat) {
+        m_atomicFloat.pNext = m_13.pNext;
+        m_13.pNext = &m_atomicFloat;
+    }
+    if (withRobustness) {
+        m_robustness.pNext = m_13.pNext;
+        m_13.pNext = &m_robustness;
+    }
 }
 
 Features::Features(VkPhysicalDevice device) {
-    link(true);
+    link(true, true);
     vkGetPhysicalDeviceFeatures2(device, &m_features);
 }
 
 Features::Features(const spirv::Features& wanted) {
-    link(wanted.floatAtomicAdd);
+    link(wanted.floatAtomicAdd, wanted.descriptors);
     forEachNeeded(*this, [](VkBool32& feature, const char*) { feature = VK_TRUE; });
     m_12.shaderFloat16 = wanted.float16 ? VK_TRUE : VK_FALSE;
     m_features.features.shaderFloat64 = wanted.float64 ? VK_TRUE : VK_FALSE;
@@ -62,6 +69,9 @@ Features::Features(const spirv::Features& wanted) {
     m_12.shaderSharedInt64Atomics = wanted.int64Atomics ? VK_TRUE : VK_FALSE;
     m_13.subgroupSizeControl = wanted.subgroupThreads != 0 ? VK_TRUE : VK_FALSE;
     m_13.computeFullSubgroups = wanted.subgroupThreads != 0 ? VK_TRUE : VK_FALSE;
+    m_features.features.robustBufferAccess = wanted.descriptors ? VK_TRUE : VK_FALSE;
+    m_robustness.robustBufferAccess2 = VK_TRUE;
+    m_robustness.nullDescriptor = VK_TRUE;
     m_atomicFloat.shaderBufferFloat32Atomics = VK_TRUE;
     m_atomicFloat.shaderBufferFloat32AtomicAdd = VK_TRUE;
     m_atomicFloat.shaderSharedFloat32Atomics = VK_TRUE;
@@ -116,6 +126,27 @@ std::uint64_t Properties::importAlignment() const {
                : 0;
 }
 
+std::uint64_t Properties::maxDescribedBytes() const {
+    return std::min<std::uint64_t>(m_properties.properties.limits.maxStorageBufferRange,
+                                   spirv::mostDescribedBytes);
+}
+
+std::uint32_t Properties::descriptorAlignment() const {
+    return static_cast<std::uint32_t>(
+        m_properties.properties.limits.minStorageBufferOffsetAlignment);
+}
+
+bool Properties::hasDescriptors() const {
+    const VkPhysicalDeviceLimits& limits = m_properties.properties.limits;
+    return hasExtension(VK_EXT_ROBUSTNESS_2_EXTENSION_NAME) &&
+           hasExtension(VK_KHR_PUSH_DESCRIPTOR_EXTENSION_NAME) &&
+           m_features.robustness().robustBufferAccess2 == VK_TRUE &&
+           m_features.robustness().nullDescriptor == VK_TRUE &&
+           m_features.plain().robustBufferAccess == VK_TRUE &&
+           limits.maxPerStageDescriptorStorageBuffers >= spirv::mostDescribed &&
+           limits.maxDescriptorSetStorageBuffers >= spirv::mostDescribed;
+}
+
 bool Properties::hasSubgroupsOf(std::uint32_t threads) const {
     constexpr VkSubgroupFeatureFlags operations =
         VK_SUBGROUP_FEATURE_BASIC_BIT | VK_SUBGROUP_FEATURE_VOTE_BIT |
@@ -146,6 +177,7 @@ spirv::Features Properties::shaderFeatures() const {
             .flushesDenormals = m_12.shaderDenormFlushToZeroFloat32 == VK_TRUE,
             .roundsToEven = m_12.shaderRoundingModeRTEFloat32 == VK_TRUE,
             .fusesMultiplyAdd = false, // nobody has asked by running it
+            .descriptors = hasDescriptors(),
             .subgroupThreads = hasSubgroupsOf(simdGroupThreads) ? simdGroupThreads : 0};
 }
 

@@ -33,9 +33,10 @@ public:
     const VkPhysicalDeviceShaderAtomicFloatFeaturesEXT& atomicFloat() const {
         return m_atomicFloat;
     }
+    const VkPhysicalDeviceRobustness2FeaturesEXT& robustness() const { return m_robustness; }
 
 private:
-    void link(bool withAtomicFloat);
+    void link(bool withAtomicFloat, bool withRobustness);
     /// Every feature that is needed, with its name.
     template <class Self, class Visit>
     static void forEachNeeded(Self& self, const Visit& visit);
@@ -45,6 +46,7 @@ private:
     VkPhysicalDeviceVulkan12Features m_12{};
     VkPhysicalDeviceVulkan13Features m_13{};
     VkPhysicalDeviceShaderAtomicFloatFeaturesEXT m_atomicFloat{};
+    VkPhysicalDeviceRobustness2FeaturesEXT m_robustness{};
 };
 
 /// What else a driver of version 1.3 says of a device.
@@ -58,12 +60,16 @@ public:
     std::string driverName() const;
     std::uint64_t maxBufferBytes() const;
     std::uint64_t importAlignment() const;
+    /// The most that a descriptor covers, and at multiples of what it may begin.
+    std::uint64_t maxDescribedBytes() const;
+    std::uint32_t descriptorAlignment() const;
     spirv::Features shaderFeatures() const;
     /// What kernels need and is not there, for people; empty when nothing is missing.
     std::string whatIsMissing() const;
 
 private:
     bool hasExtension(const char* name) const;
+    bool hasDescriptors() const;
     bool hasSubgroupsOf(std::uint32_t threads) const;
 
     VkPhysicalDeviceProperties2 m_properties{};

@@ -41,6 +41,7 @@ using BufferHandle = Handle<VkDevice, VkBuffer, vkDestroyBuffer>;
 using MemoryHandle = Handle<VkDevice, VkDeviceMemory, vkFreeMemory>;
 using ShaderHandle = Handle<VkDevice, VkShaderModule, vkDestroyShaderModule>;
 using LayoutHandle = Handle<VkDevice, VkPipelineLayout, vkDestroyPipelineLayout>;
+using SetLayoutHandle = Handle<VkDevice, VkDescriptorSetLayout, vkDestroyDescriptorSetLayout>;
 using PipelineHandle = Handle<VkDevice, VkPipeline, vkDestroyPipeline>;
 using PipelineCacheHandle = Handle<VkDevice, VkPipelineCache, vkDestroyPipelineCache>;
 using CommandPoolHandle = Handle<VkDevice, VkCommandPool, vkDestroyCommandPool>;

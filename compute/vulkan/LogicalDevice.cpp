@@ -62,6 +62,10 @@ Result<void> LogicalDevice::open() {
         extensions.push_back(VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME);
     if (m_physical.features.floatAtomicAdd)
         extensions.push_back(VK_EXT_SHADER_ATOMIC_FLOAT_EXTENSION_NAME);
+    if (m_physical.features.descriptors) {
+        extensions.push_back(VK_EXT_ROBUSTNESS_2_EXTENSION_NAME);
+        extensions.push_back(VK_KHR_PUSH_DESCRIPTOR_EXTENSION_NAME);
+    }
     const Features features(m_physical.features);
     VkDeviceCreateInfo info{};
     info.sType = VK_STRUCTURE_TYPE_DEVICE_CREATE_INFO;
@@ -76,6 +80,9 @@ Result<void> LogicalDevice::open() {
     vkGetPhysicalDeviceMemoryProperties(m_physical.handle, &m_memory);
     m_pointerProperties = reinterpret_cast<PFN_vkGetMemoryHostPointerPropertiesEXT>(
         vkGetDeviceProcAddr(m_device, "vkGetMemoryHostPointerPropertiesEXT"));
+    if (m_physical.features.descriptors)
+        m_pushDescriptors = reinterpret_cast<PFN_vkCmdPushDescriptorSetKHR>(
+            vkGetDeviceProcAddr(m_device, "vkCmdPushDescriptorSetKHR"));
     VkPipelineCacheCreateInfo cache{};
     cache.sType = VK_STRUCTURE_TYPE_PIPELINE_CACHE_CREATE_INFO;
     VkPipelineCache made = VK_NULL_HANDLE;

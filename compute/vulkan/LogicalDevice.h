@@ -35,6 +35,8 @@ public:
     VkQueue queue() const { return m_queue; }
     std::uint32_t queueFamily() const { return m_queueFamily; }
     const PhysicalDevice& physical() const { return m_physical; }
+    /// Null without spirv::Features::descriptors.
+    PFN_vkCmdPushDescriptorSetKHR pushDescriptors() const { return m_pushDescriptors; }
     VkPipelineCache pipelineCache() const { return m_pipelineCache.get(); }
 
     // Any thread may call these.
@@ -70,6 +72,7 @@ private:
     VkQueue m_queue = VK_NULL_HANDLE;
     std::uint32_t m_queueFamily = 0;
     PFN_vkGetMemoryHostPointerPropertiesEXT m_pointerProperties = nullptr;
+    PFN_vkCmdPushDescriptorSetKHR m_pushDescriptors = nullptr;
     PipelineCacheHandle m_pipelineCache;
 };
 

@@ -111,6 +111,8 @@ PhysicalDevice describe(VkPhysicalDevice handle) {
     std::ranges::copy(limits.maxComputeWorkGroupSize, device.maxGroupSize.begin());
     std::ranges::copy(limits.maxComputeWorkGroupCount, device.maxGroupCount.begin());
     device.importAlignment = properties.importAlignment();
+    device.maxDescribedBytes = properties.maxDescribedBytes();
+    device.descriptorAlignment = properties.descriptorAlignment();
     device.features = properties.shaderFeatures();
     device.unusable = properties.whatIsMissing();
     if (device.unusable.empty())

@@ -45,6 +45,10 @@ struct PhysicalDevice {
     /// when the driver cannot do that.
     std::uint64_t importAlignment = 0;
 
+    /// Of memory that a descriptor covers, and at what multiples it begins.
+    std::uint64_t maxDescribedBytes = 0;
+    std::uint32_t descriptorAlignment = 1;
+
     spirv::Features features; ///< optional ones
 };
 

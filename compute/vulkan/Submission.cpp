@@ -98,6 +98,20 @@ spirv::PushConstants Submission::constants() const {
             .grid = address + offsetof(Arguments, grid)};
 }
 
+void Submission::bind(const Descriptors& descriptors) {
+    std::array<VkWriteDescriptorSet, spirv::mostDescribed> writes{};
+    for (std::uint32_t i = 0; i < descriptors.count; ++i) {
+        writes[i].sType = VK_STRUCTURE_TYPE_WRITE_DESCRIPTOR_SET;
+        writes[i].dstBinding = i;
+        writes[i].descriptorCount = 1;
+        writes[i].descriptorType = VK_DESCRIPTOR_TYPE_STORAGE_BUFFER;
+        writes[i].pBufferInfo = &descriptors.buffers[i];
+    }
+    if (descriptors.count > 0)
+        m_device->pushDescriptors()(m_commands, VK_PIPELINE_BIND_POINT_COMPUTE, m_layout, 0,
+                                    descriptors.count, writes.data());
+}
+
 void Submission::dispatch(VkPipeline pipeline, const spirv::PushConstants& constants,
                           std::array<std::uint32_t, 3> workgroups) {
     vkCmdBindPipeline(m_commands, VK_PIPELINE_BIND_POINT_COMPUTE, pipeline);

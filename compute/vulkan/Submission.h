@@ -8,6 +8,7 @@
 #include "compute/backend/Device.h"
 #include "compute/backend/GridRecord.h"
 #include "compute/spirv/ShaderInterface.h"
+#include "compute/vulkan/Descriptors.h"
 #include "compute/vulkan/LogicalDevice.h"
 #include "platform/base/Result.h"
 
@@ -49,6 +50,8 @@ public:
     Arguments& openArguments();
     /// The part of the push constants that is known here. `memory` is left out.
     spirv::PushConstants constants() const;
+    /// For the next dispatches.
+    void bind(const Descriptors& descriptors);
     void dispatch(VkPipeline pipeline, const spirv::PushConstants& constants,
                   std::array<std::uint32_t, 3> workgroups);
     /// Later dispatches have other arguments.

@@ -107,7 +107,8 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::create(std::string_view choi
     std::vector<PhysicalDevice> devices;
     for (const VkPhysicalDevice device : instance->physicalDevices())
         devices.push_back(describe(device));
-    const PhysicalDevice chosen = SL42_TRY(choose(devices, choice));
+    PhysicalDevice chosen = SL42_TRY(choose(devices, choice));
+    chosen.features.descriptors = chosen.features.descriptors && !options.alwaysAddresses;
     std::shared_ptr<const LogicalDevice> logical = SL42_TRY(LogicalDevice::create(chosen));
     std::shared_ptr<VulkanDevice> device(
         new VulkanDevice(std::move(instance), std::move(logical), options));
@@ -134,6 +135,11 @@ Result<void> VulkanDevice::open() {
                                         sizeof(spirv::PushConstants)};
     VkPipelineLayoutCreateInfo info{};
     info.sType = VK_STRUCTURE_TYPE_PIPELINE_LAYOUT_CREATE_INFO;
+    if (m_logical->physical().features.descriptors)
+        m_setLayout = SL42_TRY(makeSetLayout(*m_logical));
+    const VkDescriptorSetLayout set = m_setLayout.get();
+    info.setLayoutCount = m_setLayout ? 1 : 0;
+    info.pSetLayouts = &set;
     info.pushConstantRangeCount = 1;
     info.pPushConstantRanges = &constants;
     VkPipelineLayout made = VK_NULL_HANDLE;
@@ -357,7 +363,6 @@ Result<void> VulkanDevice::tryToRecord(const VulkanKernel& kernel, const Binding
                                        Extent grid, Extent group, std::uint32_t begin,
                                        std::uint32_t end) {
     const Workgroup workgroup = SL42_TRY(kernel.workgroupFor(bindings, grid, group));
-    const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor(workgroup));
     SL42_TRY_VOID(prepare());
     Submission& submission = *m_batch->submission;
     Arguments& arguments = submission.openArguments();
@@ -367,6 +372,9 @@ Result<void> VulkanDevice::tryToRecord(const VulkanKernel& kernel, const Binding
         return *m_error;
     arguments.bindings[spirv::spareSlot] = {
         submission.constants().bindings + offsetof(Arguments, spare), spirv::spareBytes};
+    const Descriptors descriptors = SL42_TRY(descriptorsFor(kernel, arguments));
+    const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor({workgroup, descriptors.biases}));
+    submission.bind(descriptors);
     arguments.grid = gridRecordOf(bindings, grid, group);
     m_constants = submission.constants();
     m_constants.memory = m_batch->table.address;
@@ -393,6 +401,30 @@ void VulkanDevice::bind(const Parameter& parameter, const Bindings& bindings,
             bindBuffer(reinterpret_cast<const std::byte*>(bindings.samplers[i]), Access::Read,
                        slot(kernel::firstSamplerSlot, i));
     }
+}
+
+Result<Descriptors> VulkanDevice::descriptorsFor(const VulkanKernel& kernel,
+                                                 const Arguments& arguments) {
+    Descriptors descriptors;
+    const PhysicalDevice& device = m_logical->physical();
+    for (const spirv::DescribedBuffer& described : kernel.shader().describedBuffers) {
+        const spirv::BufferRecord& record = arguments.bindings[described.slot];
+        const Used* used = record.bytes > 0 ? usedAt(record.address) : nullptr;
+        if (used == nullptr) {
+            descriptors.addNone();
+            continue;
+        }
+        const DeviceBuffer& buffer = used->piece->buffer;
+        const std::uint32_t number = descriptors.count;
+        if (!descriptors.add(device, buffer.buffer.get(), record.address - buffer.address,
+                             record.bytes))
+            return Error{"This device has buffers of at most " +
+                         std::to_string(device.maxDescribedBytes >> 20) + " MB for kernels"};
+        if (descriptors.biases[number] % described.alignment != 0)
+            return Error{"A buffer is bound at an offset that is not a multiple of " +
+                         std::to_string(described.alignment) + ", as its numbers ask for"};
+    }
+    return descriptors;
 }
 
 void VulkanDevice::bindBuffer(const std::byte* place, Access access, spirv::BufferRecord& record) {

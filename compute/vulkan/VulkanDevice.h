@@ -88,6 +88,9 @@ private:
     void bindBuffer(const std::byte* place, Access access, spirv::BufferRecord& record);
     void bindTexture(const TextureView* view, Access access, spirv::BufferRecord& record);
     void bind(const Parameter& parameter, const Bindings& bindings, Arguments& arguments);
+    /// What the bindings say of the buffers that the kernel has by descriptor.
+    platform::Result<Descriptors> descriptorsFor(const VulkanKernel& kernel,
+                                                 const Arguments& arguments);
     Used* use(const std::byte* place);
     Used* usedAt(std::uint64_t address);
 
@@ -97,6 +100,7 @@ private:
     const std::unique_ptr<Instance> m_instance;
     const std::shared_ptr<const LogicalDevice> m_logical;
     MemoryMap m_map;
+    SetLayoutHandle m_setLayout;
     LayoutHandle m_layout;
     DeviceBuffer m_place; ///< a WorkPlace, which the device writes
     std::unique_ptr<InFlight> m_inFlight;

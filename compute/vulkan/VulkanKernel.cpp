@@ -47,7 +47,8 @@ Result<std::shared_ptr<VulkanKernel>> VulkanKernel::create(std::shared_ptr<Vulka
     kernel->m_module = {handle, module};
     if (!shader.runsInGroups) {
         const bool isPlane = hasPositionInPlane(kernel->description());
-        (void)SL42_TRY(kernel->pipelineFor({isPlane ? squareOfThreads : rowOfThreads}));
+        (void)SL42_TRY(
+            kernel->pipelineFor({.workgroup = {isPlane ? squareOfThreads : rowOfThreads}}));
     }
     return kernel;
 }
@@ -62,6 +63,7 @@ VulkanKernel::VulkanKernel(std::shared_ptr<VulkanDevice> device, KernelDescripti
                .runsInGroups = shader.runsInGroups,
                .followsPointers = shader.followsPointers,
                .directSlots = shader.directSlots,
+               .describedBuffers = shader.describedBuffers,
                .groupBytes = shader.groupBytes} {}
 
 void VulkanKernel::run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
@@ -86,25 +88,27 @@ Result<Workgroup> VulkanKernel::workgroupFor(const Bindings& bindings, Extent gr
     return Workgroup{{threads, 1, 1}, argumentBytes};
 }
 
-Result<VkPipeline> VulkanKernel::pipelineFor(const Workgroup& workgroup) const {
+Result<VkPipeline> VulkanKernel::pipelineFor(const Specialisation& specialisation) const {
     const Lock lock(m_mutex);
-    auto found = m_pipelines.find(workgroup);
+    auto found = m_pipelines.find(specialisation);
     if (found == m_pipelines.end())
-        found = m_pipelines.emplace(workgroup, SL42_TRY(makePipeline(workgroup))).first;
+        found = m_pipelines.emplace(specialisation, SL42_TRY(makePipeline(specialisation))).first;
     return found->second.get();
 }
 
-Result<PipelineHandle> VulkanKernel::makePipeline(const Workgroup& workgroup) const {
+Result<PipelineHandle> VulkanKernel::makePipeline(const Specialisation& specialisation) const {
     const LogicalDevice& device = m_device->logical();
-    const std::uint32_t values[] = {workgroup.size[0], workgroup.size[1], workgroup.size[2],
-                                    workgroup.argumentBytes};
-    constexpr std::size_t word = sizeof(std::uint32_t);
-    constexpr VkSpecializationMapEntry entries[] = {
-        {spirv::WorkgroupWidth, 0, word},
-        {spirv::WorkgroupHeight, word, word},
-        {spirv::WorkgroupDepth, 2 * word, word},
-        {spirv::ThreadgroupArgumentBytes, 3 * word, word}};
-    const VkSpecializationInfo specialisation{std::size(entries), entries, sizeof values, values};
+    const Workgroup& workgroup = specialisation.workgroup;
+    std::array<std::uint32_t, spirv::FirstDescriptorBias + spirv::mostDescribed> values{};
+    std::ranges::copy(workgroup.size, &values[spirv::WorkgroupWidth]);
+    values[spirv::ThreadgroupArgumentBytes] = workgroup.argumentBytes;
+    std::ranges::copy(specialisation.biases, &values[spirv::FirstDescriptorBias]);
+    std::array<VkSpecializationMapEntry, values.size()> entries{};
+    constexpr std::uint32_t word = sizeof(std::uint32_t);
+    for (std::uint32_t i = 0; i < entries.size(); ++i)
+        entries[i] = {i, i * word, word};
+    const VkSpecializationInfo constants{static_cast<std::uint32_t>(entries.size()), entries.data(),
+                                         sizeof values, values.data()};
     VkPipelineShaderStageRequiredSubgroupSizeCreateInfo subgroups{};
     subgroups.sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_REQUIRED_SUBGROUP_SIZE_CREATE_INFO;
     subgroups.requiredSubgroupSize = device.physical().features.subgroupThreads;
@@ -115,7 +119,7 @@ Result<PipelineHandle> VulkanKernel::makePipeline(const Workgroup& workgroup) co
     info.stage.stage = VK_SHADER_STAGE_COMPUTE_BIT;
     info.stage.module = m_module.get();
     info.stage.pName = m_shader.entry.c_str();
-    info.stage.pSpecializationInfo = &specialisation;
+    info.stage.pSpecializationInfo = &constants;
     if (m_shader.requirements.subgroups) {
         info.stage.pNext = &subgroups;
         // Where the last subgroup has too few threads, full ones cannot be required.

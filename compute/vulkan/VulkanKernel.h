@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// A kernel as a shader, and the pipelines that are made of it: one for each size of workgroup.
+// A kernel as a shader, and the pipelines that are made of it: one for each size of workgroup, and
+// for each way in which its buffers lie beside the places where descriptors may begin.
 #pragma once
 
 #include "compute/backend/Kernel.h"
 #include "compute/spirv/ShaderInterface.h"
+#include "compute/vulkan/Descriptors.h"
 #include "compute/vulkan/LogicalDevice.h"
 #include "platform/base/Mutex.h"
 
@@ -14,12 +16,19 @@
 
 namespace compute::vulkan {
 
-/// What a pipeline is specialised for.
 struct Workgroup {
     std::array<std::uint32_t, 3> size{1, 1, 1};
     std::uint32_t argumentBytes = 0; ///< of the arguments in threadgroup memory
 
     auto operator<=>(const Workgroup&) const = default;
+};
+
+/// What a pipeline is made for.
+struct Specialisation {
+    Workgroup workgroup;
+    DescriptorBiases biases{};
+
+    auto operator<=>(const Specialisation&) const = default;
 };
 
 class VulkanDevice;
@@ -43,18 +52,18 @@ public:
     platform::Result<Workgroup> workgroupFor(const Bindings& bindings, Extent grid,
                                              Extent threadsPerThreadgroup) const;
     /// Made when it is first asked for. Any thread.
-    platform::Result<VkPipeline> pipelineFor(const Workgroup& workgroup) const;
+    platform::Result<VkPipeline> pipelineFor(const Specialisation& specialisation) const;
 
 private:
     VulkanKernel(std::shared_ptr<VulkanDevice> device, KernelDescription description,
                  const spirv::Shader& shader);
-    platform::Result<PipelineHandle> makePipeline(const Workgroup& workgroup) const;
+    platform::Result<PipelineHandle> makePipeline(const Specialisation& specialisation) const;
 
     const std::shared_ptr<VulkanDevice> m_device;
     spirv::Shader m_shader; ///< without its words, which the module has
     ShaderHandle m_module;
     mutable platform::Mutex m_mutex;
-    mutable std::map<Workgroup, PipelineHandle> m_pipelines SL42_GUARDED_BY(m_mutex);
+    mutable std::map<Specialisation, PipelineHandle> m_pipelines SL42_GUARDED_BY(m_mutex);
 };
 
 } // namespace compute::vulkan

@@ -64,6 +64,8 @@ private:
                            llvm::ArrayRef<Id> operands);
     Id pointerTo(const llvm::Value& address, llvm::Type* type);
     Id elementPointer(unsigned variable, Id index);
+    /// To a number in a buffer that has a descriptor.
+    Id viewPointer(unsigned view, const llvm::Value& index, const llvm::Value& component);
     void defineMember(const llvm::Value& value, unsigned member);
     void defineBuiltIn(const llvm::Value& value, spv::BuiltIn which, const llvm::Value* axis);
     Id semantics(llvm::AtomicOrdering ordering);

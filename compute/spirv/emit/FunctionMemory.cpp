@@ -90,6 +90,19 @@ Id FunctionEmitter::elementPointer(unsigned variable, Id index) {
                {m_module.variable(variable), index});
 }
 
+Id FunctionEmitter::viewPointer(unsigned view, const llvm::Value& index,
+                                const llvm::Value& component) {
+    const BufferView& what = m_module.lowering().views[view];
+    const Id word = m_code.integer(32);
+    const Id place = add(Op::OpIAdd, word, {idOf(index), m_module.viewBias(view)});
+    Operands operands{m_module.view(view), m_code.word(0), place};
+    if (what.components > 1)
+        operands.push_back(idOf(component));
+    return add(Op::OpAccessChain,
+               m_code.pointer(spv::StorageClass::StorageBuffer, m_code.integer(what.bits)),
+               operands);
+}
+
 void FunctionEmitter::defineMember(const llvm::Value& value, unsigned member) {
     const Id pointer =
         add(Op::OpAccessChain, m_code.pointer(spv::StorageClass::PushConstant, typeOf(value)),
@@ -148,6 +161,16 @@ bool FunctionEmitter::addShaderFunction(const llvm::CallInst& call, const Shader
                 idOf(*argument(1))});
         return true;
     }
+    case ShaderOperation::BufferRead:
+        define(call, Op::OpLoad,
+               {viewPointer(what.variable, *argument(0), *argument(1)),
+                numberOf(spv::MemoryAccessMask::NonPrivatePointer)});
+        return true;
+    case ShaderOperation::BufferWrite:
+        addWords(Op::OpStore,
+                 {viewPointer(what.variable, *argument(0), *argument(1)), idOf(*argument(2)),
+                  numberOf(spv::MemoryAccessMask::NonPrivatePointer)});
+        return true;
     case ShaderOperation::Length:
         define(call, Op::OpCopyObject, {m_module.lengthConstant(what.variable)});
         return true;

@@ -103,8 +103,56 @@ Id ModuleEmitter::elementPointerType(unsigned number) {
     return m_code.pointer(storageOf(variable), typeOf(variable.element));
 }
 
+Id ModuleEmitter::viewType(const BufferView& view) {
+    Id& known = m_viewTypes[{view.bits, view.components}];
+    if (known != 0)
+        return known;
+    if (view.bits == 8)
+        m_code.capability(spv::Capability::Int8);
+    else if (view.bits == 16)
+        m_code.capability(spv::Capability::Int16);
+    Id element = m_code.integer(view.bits);
+    if (view.components > 1)
+        element = m_code.type(Op::OpTypeVector, {element, view.components});
+    const Id array = m_code.type(Op::OpTypeRuntimeArray, {element});
+    m_code.decorate(array, spv::Decoration::ArrayStride, {view.elementBytes()});
+    known = m_code.structure(std::array{array});
+    m_code.decorate(known, spv::Decoration::Block);
+    m_code.add(Assembler::Decorations, Op::OpMemberDecorate,
+               {known, 0, numberOf(spv::Decoration::Offset), 0});
+    return known;
+}
+
+Id ModuleEmitter::view(unsigned number) {
+    Id& id = m_views[number];
+    if (id != 0)
+        return id;
+    const BufferView& view = m_lowering.views[number];
+    const Id pointer = m_code.pointer(spv::StorageClass::StorageBuffer, viewType(view));
+    id = m_code.newId();
+    m_code.add(Assembler::Globals, Op::OpVariable,
+               {pointer, id, numberOf(spv::StorageClass::StorageBuffer)});
+    m_code.decorate(id, spv::Decoration::DescriptorSet, {0});
+    m_code.decorate(id, spv::Decoration::Binding, {view.binding});
+    // Other views, other bindings and addresses may lead to the same memory.
+    m_code.decorate(id, spv::Decoration::Aliased);
+    m_interface.push_back(id);
+    return id;
+}
+
+Id ModuleEmitter::viewBias(unsigned number) {
+    const BufferView& view = m_lowering.views[number];
+    return m_code.constant(Op::OpSpecConstantOp, m_code.integer(32),
+                           {numberOf(Op::OpUDiv),
+                            specialisation(FirstDescriptorBias + view.binding, 0),
+                            m_code.word(view.elementBytes())});
+}
+
 Id ModuleEmitter::specialisation(std::uint32_t number, std::uint32_t value) {
-    const Id id = m_code.newId();
+    Id& id = m_specialisations[number];
+    if (id != 0)
+        return id;
+    id = m_code.newId();
     m_code.add(Assembler::Globals, Op::OpSpecConstant, {m_code.integer(32), id, value});
     m_code.decorate(id, spv::Decoration::SpecId, {number});
     return id;
@@ -116,11 +164,10 @@ Id ModuleEmitter::lengthConstant(unsigned number) {
     if (!variable.isSizedByArguments)
         return m_code.word(count);
     const std::uint32_t bytes = variable.element->getScalarSizeInBits() / 8;
-    if (m_argumentBytes == 0)
-        m_argumentBytes = specialisation(ThreadgroupArgumentBytes, 0);
     const Id word = m_code.integer(32);
     const Id elements = m_code.constant(
-        Op::OpSpecConstantOp, word, {numberOf(Op::OpUDiv), m_argumentBytes, m_code.word(bytes)});
+        Op::OpSpecConstantOp, word,
+        {numberOf(Op::OpUDiv), specialisation(ThreadgroupArgumentBytes, 0), m_code.word(bytes)});
     return m_code.constant(Op::OpSpecConstantOp, word,
                            {numberOf(Op::OpIAdd), elements, m_code.word(count)});
 }
@@ -271,6 +318,7 @@ platform::Result<Shader> ModuleEmitter::run() {
                   .runsInGroups = m_lowering.runsInGroups(),
                   .followsPointers = m_followsPointers,
                   .directSlots = m_lowering.directSlots,
+                  .describedBuffers = m_lowering.describedBuffers,
                   .groupBytes = m_groupBytes};
 }
 

@@ -39,6 +39,10 @@ public:
     /// A variable that the device fills, of three numbers or one.
     Id builtIn(spv::BuiltIn which, bool isVector);
     Id pushConstants();
+    /// The variable that a view of a buffer is.
+    Id view(unsigned number);
+    /// How many of a view's elements its descriptor begins before the buffer.
+    Id viewBias(unsigned number);
     /// The type of the array that a variable is.
     Id arrayType(unsigned number);
     Id lengthConstant(unsigned number);
@@ -46,6 +50,8 @@ public:
 private:
     void addVariables();
     Id initialValue(unsigned number, Id type);
+    Id viewType(const BufferView& view);
+    /// The one of this number.
     Id specialisation(std::uint32_t number, std::uint32_t value);
     void addWorkgroupSize();
     void addEntryPoint(Id function);
@@ -57,11 +63,13 @@ private:
     bool m_followsPointers = false;
     std::uint32_t m_groupBytes = 0;
     std::map<unsigned, Id> m_variables;
+    std::map<unsigned, Id> m_views;
+    std::map<std::pair<unsigned, unsigned>, Id> m_viewTypes; ///< by bits and components
+    std::map<std::uint32_t, Id> m_specialisations;
     std::map<const llvm::Function*, Id> m_functions;
     std::map<spv::BuiltIn, Id> m_builtIns;
     std::vector<Id> m_interface; ///< variables of the module
     Id m_pushConstants = 0;
-    Id m_argumentBytes = 0;
 };
 
 } // namespace compute::spirv

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/LowerPointers.h"
 
+#include "compute/spirv/passes/BufferAccess.h"
 #include "compute/spirv/passes/DeviceMemory.h"
 #include "compute/spirv/passes/FunctionFacts.h"
 #include "compute/spirv/passes/NumberBits.h"
@@ -27,6 +28,7 @@ public:
           m_facts(facts),
           m_memory(lowering, *facts.function, *facts.roots, facts.grid,
                    [this](llvm::Value& pointer) { return addressOf(pointer); }),
+          m_buffers(lowering, facts, [this](llvm::Value& pointer) { return offsetOf(pointer); }),
           m_variables(lowering, table) {}
 
     /// Fails when a pointer is used in a way that numbers cannot stand in for.
@@ -109,6 +111,31 @@ private:
         if (auto* load = llvm::dyn_cast<llvm::LoadInst>(&pointer))
             return loweredLoad(*load);
         return builder.getInt64(0); // null, and what has no value
+    }
+
+    /// Of a pointer that leads into one buffer that the kernel names: how far from its beginning.
+    llvm::Value* offsetOf(llvm::Value& pointer) {
+        if (const auto known = m_offsets.find(&pointer); known != m_offsets.end())
+            return known->second;
+        llvm::Value* offset = makeOffset(pointer);
+        m_offsets[&pointer] = offset;
+        return offset;
+    }
+
+    llvm::Value* makeOffset(llvm::Value& pointer) {
+        llvm::IRBuilder<> builder(pointer.getContext());
+        if (m_facts.roots->slotOf(pointer))
+            return builder.getInt64(0);
+        auto& instruction = llvm::cast<llvm::Instruction>(pointer);
+        builder.SetInsertPoint(&instruction);
+        if (auto* step = llvm::dyn_cast<llvm::GEPOperator>(&pointer))
+            return builder.CreateAdd(offsetOf(*step->getPointerOperand()),
+                                     llvm::emitGEPOffset(&builder, layout(), step));
+        if (llvm::isa<llvm::PHINode>(pointer))
+            builder.SetInsertPoint(instruction.getParent(),
+                                   instruction.getParent()->getFirstInsertionPt());
+        llvm::Value* address = addressOf(pointer);
+        return builder.CreateSub(address, m_memory.rangeOf(pointer).start);
     }
 
     /// A pointer that is read from memory is read where the load stands, as a number.
@@ -242,6 +269,8 @@ private:
     }
 
     llvm::Value* loaded(llvm::IRBuilder<>& builder, const MemoryAccess& access, llvm::Type* type) {
+        if (const auto binding = m_buffers.bindingFor(access))
+            return fromBits(builder, m_buffers.load(builder, access, *binding), type);
         const Places places = placesOf(builder, access);
         const auto converted = [&](llvm::Value* value) {
             return value->getType() == type
@@ -280,6 +309,8 @@ private:
     }
 
     void store(llvm::IRBuilder<>& builder, const MemoryAccess& access, llvm::Value* value) {
+        if (const auto binding = m_buffers.bindingFor(access))
+            return m_buffers.store(builder, access, *binding, asBits(builder, value, access.bytes));
         const Places places = placesOf(builder, access);
         if (places.isDevice)
             storeToDevice(builder, access, places, value);
@@ -391,10 +422,12 @@ private:
     VariableTable& m_table;
     FunctionFacts& m_facts;
     llvm::DenseMap<llvm::Value*, llvm::Value*> m_addresses;
+    llvm::DenseMap<llvm::Value*, llvm::Value*> m_offsets;
     std::vector<llvm::PHINode*> m_phis;
     std::vector<llvm::Instruction*> m_removed;
     llvm::DenseMap<const llvm::Instruction*, llvm::Value*> m_groupStarts; ///< by the first access
     DeviceMemory m_memory;
+    BufferAccess m_buffers;
     VariableAccess m_variables;
 };
 

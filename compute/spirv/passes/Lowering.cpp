@@ -23,6 +23,10 @@ llvm::StringRef nameOf(ShaderOperation operation) {
         return "compare.exchange";
     case ShaderOperation::ExchangeAt:
         return "exchange.at";
+    case ShaderOperation::BufferRead:
+        return "buffer.read";
+    case ShaderOperation::BufferWrite:
+        return "buffer.write";
     case ShaderOperation::Length:
         return "length";
     case ShaderOperation::BindingsAddress:
@@ -73,6 +77,10 @@ llvm::FunctionType* typeOf(ShaderOperation operation, llvm::LLVMContext& context
         return type(element, {word, element, element});
     case ShaderOperation::ExchangeAt:
         return type(element, {llvm::PointerType::get(context, deviceSpace), element, element});
+    case ShaderOperation::BufferRead:
+        return type(element, {word, word});
+    case ShaderOperation::BufferWrite:
+        return type(llvm::Type::getVoidTy(context), {word, word, element});
     case ShaderOperation::BindingsAddress:
     case ShaderOperation::GridAddress:
     case ShaderOperation::MemoryAddress:
@@ -105,6 +113,9 @@ llvm::MemoryEffects effectsOf(ShaderOperation operation) {
     case ShaderOperation::Atomic:
     case ShaderOperation::CompareExchange:
         return llvm::MemoryEffects::inaccessibleMemOnly();
+    case ShaderOperation::BufferRead: // what pointers lead to may be the same memory
+        return llvm::MemoryEffects::readOnly();
+    case ShaderOperation::BufferWrite:
     case ShaderOperation::ExchangeAt:
         return llvm::MemoryEffects::unknown();
     case ShaderOperation::None:
@@ -133,6 +144,10 @@ bool concernsVariable(ShaderOperation operation) {
            operation == ShaderOperation::Length;
 }
 
+bool concernsView(ShaderOperation operation) {
+    return operation == ShaderOperation::BufferRead || operation == ShaderOperation::BufferWrite;
+}
+
 } // namespace
 
 llvm::Function* Lowering::function(ShaderOperation operation) {
@@ -145,6 +160,10 @@ llvm::Function* Lowering::function(ShaderFunction what) {
     if (concernsVariable(what.operation)) {
         symbol += "." + std::to_string(what.variable);
         element = variables[what.variable].element;
+    }
+    if (concernsView(what.operation)) {
+        symbol += "." + std::to_string(what.variable);
+        element = llvm::Type::getIntNTy(module.getContext(), views[what.variable].bits);
     }
     if (what.operation == ShaderOperation::Atomic)
         symbol += "." + std::to_string(what.atomic);
@@ -159,7 +178,7 @@ llvm::Function* Lowering::function(ShaderFunction what) {
     made->setDoesNotThrow();
     made->setWillReturn();
     made->setMemoryEffects(effectsOf(what.operation));
-    if (what.operation == ShaderOperation::Read)
+    if (what.operation == ShaderOperation::Read || what.operation == ShaderOperation::BufferRead)
         made->addFnAttr(llvm::Attribute::Speculatable);
     functions[made] = what;
     return made;

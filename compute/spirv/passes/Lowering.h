@@ -39,6 +39,16 @@ struct Variable {
     std::vector<llvm::Constant*> values; ///< of a constant: all elements
 };
 
+/// A buffer with a descriptor, seen as an array of numbers or of vectors of them.
+struct BufferView {
+    unsigned binding = 0; ///< see Shader::describedBuffers
+    unsigned bits = 0;    ///< of a number: 8, 16 or 32
+    unsigned components = 1;
+
+    bool operator==(const BufferView&) const = default;
+    std::uint32_t elementBytes() const { return bits / 8 * components; }
+};
+
 /// What a declared function does with a variable, or tells.
 enum class ShaderOperation : std::uint8_t {
     None,
@@ -47,6 +57,8 @@ enum class ShaderOperation : std::uint8_t {
     Atomic,          ///< T (i32 index, T): an AtomicRMWInst::BinOp, see ShaderFunction
     CompareExchange, ///< T (i32 index, T expected, T desired): the value before
     ExchangeAt,      ///< T (ptr, T expected, T desired): the same in memory of the device
+    BufferRead,      ///< T (i32 index, i32 component), of a BufferView; the latter is constant
+    BufferWrite,     ///< void (i32 index, i32 component, T)
     Length,          ///< i32 (): elements of the variable, where that is not constant
     BindingsAddress, ///< i64 ()
     GridAddress,     ///< i64 ()
@@ -65,9 +77,9 @@ enum class ShaderOperation : std::uint8_t {
 
 struct ShaderFunction {
     ShaderOperation operation = ShaderOperation::None;
-    unsigned variable = 0;
-    unsigned atomic = 0; ///< AtomicRMWInst::BinOp, or of ExchangeAt the AtomicOrdering
-    unsigned bits = 0;   ///< of ExchangeAt
+    unsigned variable = 0; ///< or the number of a BufferView
+    unsigned atomic = 0;   ///< AtomicRMWInst::BinOp, or of ExchangeAt the AtomicOrdering
+    unsigned bits = 0;     ///< of ExchangeAt
 };
 
 /// One kernel on its way.
@@ -80,7 +92,9 @@ struct Lowering {
     // NOLINTBEGIN(readability-redundant-member-init): designated initialisers leave them out
     std::vector<Variable> variables = {};
     llvm::DenseMap<const llvm::Function*, ShaderFunction> functions{};
-    std::vector<std::uint32_t> directSlots = {}; ///< see Shader
+    std::vector<BufferView> views = {};
+    std::vector<std::uint32_t> directSlots = {};        ///< see Shader
+    std::vector<DescribedBuffer> describedBuffers = {}; ///< see Shader
     // NOLINTEND(readability-redundant-member-init)
 
     /// The function that does so; declared when it is first asked for.

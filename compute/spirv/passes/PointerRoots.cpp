@@ -93,15 +93,20 @@ std::optional<unsigned> PointerRoots::slotOf(const llvm::Value& value) const {
 }
 
 std::uint64_t PointerRoots::alignmentOf(const llvm::Value& pointer) {
-    return alignmentAt(pointer, 0);
+    return alignmentAt(pointer, bufferAlignment, 0);
 }
 
-std::uint64_t PointerRoots::alignmentAt(const llvm::Value& pointer, unsigned depth) {
+std::uint64_t PointerRoots::alignmentBehindRoot(const llvm::Value& pointer) {
+    return alignmentAt(pointer, rootAlignment, 0);
+}
+
+std::uint64_t PointerRoots::alignmentAt(const llvm::Value& pointer, std::uint64_t ofBuffers,
+                                        unsigned depth) {
     constexpr unsigned deepest = 12;
     if (depth > deepest)
         return 1;
     if (const auto* step = llvm::dyn_cast<llvm::GEPOperator>(&pointer))
-        return std::min(alignmentAt(*step->getPointerOperand(), depth + 1),
+        return std::min(alignmentAt(*step->getPointerOperand(), ofBuffers, depth + 1),
                         alignmentOfOffset(*step));
     if (const auto* phi = llvm::dyn_cast<llvm::PHINode>(&pointer)) {
         // A loop that walks by steps: its own value says nothing new.
@@ -111,18 +116,18 @@ std::uint64_t PointerRoots::alignmentAt(const llvm::Value& pointer, unsigned dep
             if (step != nullptr && step->getPointerOperand() == phi)
                 alignment = std::min(alignment, alignmentOfOffset(*step));
             else if (incoming != phi)
-                alignment = std::min(alignment, alignmentAt(*incoming, depth + 4));
+                alignment = std::min(alignment, alignmentAt(*incoming, ofBuffers, depth + 4));
         }
         return alignment;
     }
     if (isDerived(pointer)) {
         std::uint64_t alignment = rootAlignment;
         for (const llvm::Value* source : sourcesOf(pointer))
-            alignment = std::min(alignment, alignmentAt(*source, depth + 1));
+            alignment = std::min(alignment, alignmentAt(*source, ofBuffers, depth + 1));
         return alignment;
     }
     if (const auto slot = slotOf(pointer))
-        return *slot < kernel::firstTextureSlot ? bufferAlignment : rootAlignment;
+        return *slot < kernel::firstTextureSlot ? ofBuffers : rootAlignment;
     const bool isKnown = llvm::isa<llvm::AllocaInst, llvm::GlobalVariable, llvm::Argument>(pointer);
     return isKnown ? rootAlignment : 1;
 }

@@ -41,9 +41,12 @@ public:
     std::optional<unsigned> slotOf(const llvm::Value& value) const;
     /// A power of two that the address is a multiple of, at most 16, if that of its root is one.
     std::uint64_t alignmentOf(const llvm::Value& pointer);
+    /// The same of its distance from the beginning of the buffer that it leads into.
+    std::uint64_t alignmentBehindRoot(const llvm::Value& pointer);
 
 private:
-    std::uint64_t alignmentAt(const llvm::Value& pointer, unsigned depth);
+    /// `ofBuffers`: that of their addresses.
+    std::uint64_t alignmentAt(const llvm::Value& pointer, std::uint64_t ofBuffers, unsigned depth);
     std::uint64_t alignmentOfOffset(const llvm::GEPOperator& step) const;
 
     const llvm::DataLayout& m_layout;

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// Part of Starloom 42.
+//
+// Loads and stores of buffers that the kernel names, by descriptor: no address is made and nothing
+// is tested, since the device keeps such accesses within the buffer. Atomics, and pointers that may
+// lead into one of several buffers, go by address (DeviceMemory.h).
+#pragma once
+
+#include "compute/spirv/passes/FunctionFacts.h"
+
+#include <functional>
+
+namespace compute::spirv {
+
+/// For one function.
+class BufferAccess {
+public:
+    using OffsetOf = std::function<llvm::Value*(llvm::Value& pointer)>;
+
+    /// `offsetOf`: the distance, in 64 bits, of a pointer from the buffer that it leads into.
+    BufferAccess(Lowering& lowering, FunctionFacts& facts, OffsetOf offsetOf)
+        : m_lowering(lowering), m_facts(facts), m_offsetOf(std::move(offsetOf)) {}
+
+    /// The descriptor for such an access; none where it goes by address.
+    std::optional<unsigned> bindingFor(const MemoryAccess& access);
+    /// As an integer of its bytes.
+    llvm::Value* load(llvm::IRBuilder<>& builder, const MemoryAccess& access, unsigned binding);
+    void store(llvm::IRBuilder<>& builder, const MemoryAccess& access, unsigned binding,
+               llvm::Value* bits);
+
+private:
+    /// Where an access begins.
+    struct Element {
+        BufferView view;
+        llvm::Value* index = nullptr; ///< 32 bits
+        unsigned component = 0;
+        std::uint64_t partBytes() const { return view.bits / 8; }
+    };
+    Element elementOf(llvm::IRBuilder<>& builder, const MemoryAccess& access, unsigned binding);
+    llvm::Value* indexOf(llvm::IRBuilder<>& builder, llvm::Value* offset, std::uint32_t unit);
+    /// The function, the index and the component of the part that begins so many bytes further on.
+    llvm::Function* functionOf(ShaderOperation operation, const BufferView& view);
+    static std::array<llvm::Value*, 2> partOf(llvm::IRBuilder<>& builder, const Element& element,
+                                              std::uint64_t number);
+
+    Lowering& m_lowering;
+    FunctionFacts& m_facts;
+    OffsetOf m_offsetOf;
+};
+
+} // namespace compute::spirv
