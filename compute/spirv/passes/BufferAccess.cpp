@@ -5,8 +5,6 @@
 #include "compute/kernel/KernelSignature.h"
 #include "compute/spirv/passes/NumberBits.h"
 
-#include <llvm/Analysis/ValueTracking.h>
-
 #include <algorithm>
 #include <bit>
 
@@ -15,16 +13,6 @@ namespace {
 
 constexpr std::uint64_t widestNumber = 4;
 constexpr unsigned mostComponents = 4;
-/// Of no buffer: they end before, and a few further on do, too.
-constexpr std::uint32_t outsideAll = 0xfffffff0;
-
-/// Whether the offset, counted in units of 2^shift bytes, is a number of 32 bits.
-bool fitsWord(const llvm::Value* offset, unsigned shift, const llvm::DataLayout& layout) {
-    constexpr unsigned bits = 64;
-    constexpr unsigned wordBits = 32;
-    return llvm::ComputeNumSignBits(offset, layout) > bits - wordBits - shift ||
-           llvm::computeKnownBits(offset, layout).countMinLeadingZeros() >= bits - wordBits - shift;
-}
 
 } // namespace
 
@@ -70,25 +58,15 @@ BufferAccess::Element BufferAccess::elementOf(llvm::IRBuilder<>& builder,
     const auto beyond = constant.getZExtValue();
     std::uint32_t& alignment = m_lowering.describedBuffers[binding].alignment;
     alignment = std::max(alignment, static_cast<std::uint32_t>(unit));
-    llvm::Value* index = indexOf(builder, m_offsetOf(*base), static_cast<std::uint32_t>(unit));
-    const auto whole = static_cast<std::int64_t>(beyond) >> std::countr_zero(unit);
+    const auto shift = static_cast<unsigned>(std::countr_zero(unit));
+    llvm::Value* index =
+        builder.CreateTrunc(builder.CreateLShr(m_offsetOf(*base), shift), builder.getInt32Ty());
+    const auto whole = static_cast<std::int64_t>(beyond) >> shift;
     return {.view = {.binding = binding,
                      .bits = static_cast<unsigned>(number * 8),
                      .components = static_cast<unsigned>(unit / number)},
             .index = builder.CreateAdd(index, builder.getInt32(static_cast<std::uint32_t>(whole))),
             .component = static_cast<unsigned>(beyond % unit / number)};
-}
-
-llvm::Value* BufferAccess::indexOf(llvm::IRBuilder<>& builder, llvm::Value* offset,
-                                   std::uint32_t unit) {
-    const auto shift = static_cast<unsigned>(std::countr_zero(unit));
-    llvm::Value* index =
-        builder.CreateTrunc(builder.CreateLShr(offset, shift), builder.getInt32Ty());
-    if (fitsWord(offset, shift, m_lowering.module.getDataLayout()))
-        return index;
-    llvm::Value* isWord =
-        builder.CreateICmpULT(offset, builder.getInt64(std::uint64_t{unit} << 32));
-    return builder.CreateSelect(isWord, index, builder.getInt32(outsideAll));
 }
 
 llvm::Function* BufferAccess::functionOf(ShaderOperation operation, const BufferView& view) {

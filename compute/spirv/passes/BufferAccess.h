@@ -37,7 +37,6 @@ private:
         std::uint64_t partBytes() const { return view.bits / 8; }
     };
     Element elementOf(llvm::IRBuilder<>& builder, const MemoryAccess& access, unsigned binding);
-    llvm::Value* indexOf(llvm::IRBuilder<>& builder, llvm::Value* offset, std::uint32_t unit);
     /// The function, the index and the component of the part that begins so many bytes further on.
     llvm::Function* functionOf(ShaderOperation operation, const BufferView& view);
     static std::array<llvm::Value*, 2> partOf(llvm::IRBuilder<>& builder, const Element& element,

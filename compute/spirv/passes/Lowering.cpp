@@ -178,7 +178,7 @@ llvm::Function* Lowering::function(ShaderFunction what) {
     made->setDoesNotThrow();
     made->setWillReturn();
     made->setMemoryEffects(effectsOf(what.operation));
-    if (what.operation == ShaderOperation::Read || what.operation == ShaderOperation::BufferRead)
+    if (what.operation == ShaderOperation::Read)
         made->addFnAttr(llvm::Attribute::Speculatable);
     functions[made] = what;
     return made;

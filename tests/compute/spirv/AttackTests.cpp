@@ -66,6 +66,14 @@ TEST_P(Attacks, ReachNothing) {
 const std::vector<Attack> attacks{
     {"IndexBehind", "mine[far.distance / 4] = 0x666; mine[0] = mine[far.distance / 4 + 1];"},
     {"IndexBefore", "mine[-128] = 0x666; mine[0] = mine[-127];"},
+    {"VectorBehind", "device uint4* v = (device uint4*)mine; v[far.distance / 16].z = 0x666;"
+                     "v[far.distance / 16] = 0x666; mine[0] = v[far.distance / 16 + 1].y;"},
+    {"ByteBehind",
+     "device uchar* b = (device uchar*)mine; b[far.distance] = 0x66;"
+     "*(device ushort*)(b + far.distance) = 0x666;"
+     "for (int i = 3; i >= 0; i--) mine[0] = mine[0] << 8 | b[far.distance + 4 + i];"},
+    {"IndexBeyondAWord", "mine[(1L << 32) + far.distance / 4] = 0x666;"
+                         "mine[0] = mine[-(1L << 32) + far.distance / 4 + 1];"},
     {"IndexThatWraps",
      "uint j = uint(far.distance / 4) + 0x80000000u; mine[int(j - 0x80000000u)] = 0x666;"
      "mine[0] = mine[int(j - 0x80000000u)];"},
@@ -119,12 +127,23 @@ TEST(Containment, WhatIsInsideIsReachedWhateverItsNeighboursDo) {
     EXPECT_EQ(words, (std::vector<std::uint32_t>{1, 2, 3, 5, 7}));
 }
 
-TEST(Containment, AVectorThatLiesHalfInsideIsOutside) {
+TEST(Containment, AVectorThatLiesHalfInsideReachesNothingBehind) {
     std::vector<std::uint32_t> words{1, 2, 3, 4, 5, 6};
-    tests::runShader("kernel void k(device uint4* p) { p[1] = 9; p[0] = p[1] + p[0]; }", {&words},
-                     1);
-    EXPECT_EQ(std::vector<std::uint32_t>(words.begin() + 4, words.end()),
-              (std::vector<std::uint32_t>{5, 6}));
+    tests::runShader("kernel void k(device uint4* p) { p[1] = 9; p[0] = 7; }", {&words}, 1);
+    EXPECT_EQ(std::vector<std::uint32_t>(words.begin(), words.begin() + 4),
+              std::vector<std::uint32_t>(4, 7));
+}
+
+TEST(Containment, WhatIsOutsideReadsAsNothing) {
+    std::vector<std::uint32_t> words{1, 2, 3, 4, 5, 6, 7, 8};
+    std::vector<std::uint32_t> far{1 << 20, 0};
+    tests::runShader("kernel void k(device uint* p, constant long& far [[buffer(1)]],\n"
+                     "              device uint4* none [[buffer(2)]]) {\n"
+                     "  device uint4* v = (device uint4*)p; device uchar* b = (device uchar*)p;\n"
+                     "  p[0] = p[far] + p[-far] + v[far].x + v[-1].w + b[far] + b[-1];\n"
+                     "  p[1] = none[0].x + none[far].y; }",
+                     {&words, &far}, 1);
+    EXPECT_EQ(words, (std::vector<std::uint32_t>{0, 0, 3, 4, 5, 6, 7, 8}));
 }
 
 TEST(Containment, MoreBuffersThanAreAtHand) {

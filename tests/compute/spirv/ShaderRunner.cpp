@@ -5,7 +5,9 @@
 #include <vulkan/vulkan.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 namespace tests {
 
@@ -36,7 +38,9 @@ struct ShaderRunner::State {
     VkBuffer buffer = VK_NULL_HANDLE;
     VkDeviceMemory memory = VK_NULL_HANDLE;
     VkCommandPool pool = VK_NULL_HANDLE;
+    VkDescriptorSetLayout setLayout = VK_NULL_HANDLE;
     VkPipelineLayout layout = VK_NULL_HANDLE;
+    PFN_vkCmdPushDescriptorSetKHR pushDescriptors = nullptr;
     std::byte* mapped = nullptr;
     std::uint64_t address = 0;
     std::size_t used = 0;
@@ -44,13 +48,17 @@ struct ShaderRunner::State {
 
     platform::Result<void> makeDevice();
     platform::Result<void> makeArena();
+    platform::Result<void> makeLayout();
     platform::Result<VkPipeline> makePipeline(const Shader& shader,
                                               std::array<std::uint32_t, 4> constants);
-    platform::Result<void> submit(VkPipeline pipeline, const PushConstants& push, Extent groups);
+    platform::Result<void> submit(VkPipeline pipeline, const PushConstants& push,
+                                  std::span<const BufferRecord> described, Extent groups);
+    void push(VkCommandBuffer commands, std::span<const BufferRecord> described) const;
 
     ~State() {
         if (device != VK_NULL_HANDLE) {
             vkDestroyPipelineLayout(device, layout, nullptr);
+            vkDestroyDescriptorSetLayout(device, setLayout, nullptr);
             vkDestroyCommandPool(device, pool, nullptr);
             vkDestroyBuffer(device, buffer, nullptr);
             vkFreeMemory(device, memory, nullptr);
@@ -82,8 +90,10 @@ platform::Result<void> ShaderRunner::State::makeDevice() {
         .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES};
     VkPhysicalDeviceVulkan11Features eleven{
         .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_1_FEATURES, .pNext = &twelve};
+    VkPhysicalDeviceRobustness2FeaturesEXT robustness{
+        .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_ROBUSTNESS_2_FEATURES_EXT, .pNext = &eleven};
     VkPhysicalDeviceVulkan13Features thirteen{
-        .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES, .pNext = &eleven};
+        .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES, .pNext = &robustness};
     VkPhysicalDeviceFeatures2 all{.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FEATURES_2,
                                   .pNext = &thirteen};
     vkGetPhysicalDeviceFeatures2(physical, &all);
@@ -92,21 +102,45 @@ platform::Result<void> ShaderRunner::State::makeDevice() {
     features.preservesNan = floats.shaderSignedZeroInfNanPreserveFloat32 != 0;
     features.roundsToEven = floats.shaderRoundingModeRTEFloat32 != 0;
     features.flushesDenormals = floats.shaderDenormFlushToZeroFloat32 != 0;
+    const char* wish = std::getenv("SL42_VULKAN_DESCRIPTORS");
+    features.descriptors = wish == nullptr || std::string_view(wish) != "0";
 
     const float priority = 1;
     VkDeviceQueueCreateInfo queueInfo{.sType = VK_STRUCTURE_TYPE_DEVICE_QUEUE_CREATE_INFO,
                                       .queueCount = 1,
                                       .pQueuePriorities = &priority};
+    const char* extensions[] = {VK_EXT_ROBUSTNESS_2_EXTENSION_NAME,
+                                VK_KHR_PUSH_DESCRIPTOR_EXTENSION_NAME};
     VkDeviceCreateInfo deviceInfo{.sType = VK_STRUCTURE_TYPE_DEVICE_CREATE_INFO,
                                   .pNext = &all,
                                   .queueCreateInfoCount = 1,
-                                  .pQueueCreateInfos = &queueInfo};
+                                  .pQueueCreateInfos = &queueInfo,
+                                  .enabledExtensionCount = std::size(extensions),
+                                  .ppEnabledExtensionNames = extensions};
     VULKAN_TRY(vkCreateDevice(physical, &deviceInfo, nullptr, &device));
     vkGetDeviceQueue(device, 0, 0, &queue);
     VkCommandPoolCreateInfo poolInfo{.sType = VK_STRUCTURE_TYPE_COMMAND_POOL_CREATE_INFO};
     VULKAN_TRY(vkCreateCommandPool(device, &poolInfo, nullptr, &pool));
+    return makeLayout();
+}
+
+platform::Result<void> ShaderRunner::State::makeLayout() {
+    std::array<VkDescriptorSetLayoutBinding, mostDescribed> bindings{};
+    for (std::uint32_t i = 0; i < bindings.size(); ++i)
+        bindings[i] = {i, VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, 1, VK_SHADER_STAGE_COMPUTE_BIT,
+                       nullptr};
+    VkDescriptorSetLayoutCreateInfo setInfo{
+        .sType = VK_STRUCTURE_TYPE_DESCRIPTOR_SET_LAYOUT_CREATE_INFO,
+        .flags = VK_DESCRIPTOR_SET_LAYOUT_CREATE_PUSH_DESCRIPTOR_BIT_KHR,
+        .bindingCount = mostDescribed,
+        .pBindings = bindings.data()};
+    VULKAN_TRY(vkCreateDescriptorSetLayout(device, &setInfo, nullptr, &setLayout));
+    pushDescriptors = reinterpret_cast<PFN_vkCmdPushDescriptorSetKHR>(
+        vkGetDeviceProcAddr(device, "vkCmdPushDescriptorSetKHR"));
     VkPushConstantRange range{VK_SHADER_STAGE_COMPUTE_BIT, 0, sizeof(PushConstants)};
     VkPipelineLayoutCreateInfo layoutInfo{.sType = VK_STRUCTURE_TYPE_PIPELINE_LAYOUT_CREATE_INFO,
+                                          .setLayoutCount = 1,
+                                          .pSetLayouts = &setLayout,
                                           .pushConstantRangeCount = 1,
                                           .pPushConstantRanges = &range};
     VULKAN_TRY(vkCreatePipelineLayout(device, &layoutInfo, nullptr, &layout));
@@ -176,7 +210,27 @@ ShaderRunner::State::makePipeline(const Shader& shader, std::array<std::uint32_t
     return pipeline;
 }
 
+void ShaderRunner::State::push(VkCommandBuffer commands,
+                               std::span<const BufferRecord> described) const {
+    std::vector<VkDescriptorBufferInfo> infos(described.size());
+    std::vector<VkWriteDescriptorSet> writes(described.size());
+    for (std::uint32_t i = 0; i < described.size(); ++i) {
+        infos[i] = {.buffer = VK_NULL_HANDLE, .range = VK_WHOLE_SIZE};
+        if (described[i].bytes > 0)
+            infos[i] = {buffer, described[i].address - address, described[i].bytes};
+        writes[i] = {.sType = VK_STRUCTURE_TYPE_WRITE_DESCRIPTOR_SET,
+                     .dstBinding = i,
+                     .descriptorCount = 1,
+                     .descriptorType = VK_DESCRIPTOR_TYPE_STORAGE_BUFFER,
+                     .pBufferInfo = &infos[i]};
+    }
+    if (!writes.empty())
+        pushDescriptors(commands, VK_PIPELINE_BIND_POINT_COMPUTE, layout, 0,
+                        static_cast<std::uint32_t>(writes.size()), writes.data());
+}
+
 platform::Result<void> ShaderRunner::State::submit(VkPipeline pipeline, const PushConstants& push,
+                                                   std::span<const BufferRecord> described,
                                                    Extent groups) {
     VkCommandBufferAllocateInfo info{.sType = VK_STRUCTURE_TYPE_COMMAND_BUFFER_ALLOCATE_INFO,
                                      .commandPool = pool,
@@ -187,6 +241,7 @@ platform::Result<void> ShaderRunner::State::submit(VkPipeline pipeline, const Pu
     VkCommandBufferBeginInfo begin{.sType = VK_STRUCTURE_TYPE_COMMAND_BUFFER_BEGIN_INFO};
     VULKAN_TRY(vkBeginCommandBuffer(commands, &begin));
     vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_COMPUTE, pipeline);
+    this->push(commands, described);
     vkCmdPushConstants(commands, layout, VK_SHADER_STAGE_COMPUTE_BIT, 0, sizeof push, &push);
     vkCmdDispatch(commands, groups.width, groups.height, groups.depth);
     VULKAN_TRY(vkEndCommandBuffer(commands));
@@ -267,7 +322,10 @@ platform::Result<void> ShaderRunner::run(const Shader& shader, Arguments argumen
         groups = {push.end, 1, 1};
     }
     VkPipeline pipeline = SL42_TRY(m_state->makePipeline(shader, {width, 1, 1, threadgroupBytes}));
-    auto done = m_state->submit(pipeline, push, groups);
+    std::vector<BufferRecord> described;
+    for (const DescribedBuffer& one : shader.describedBuffers)
+        described.push_back(arguments.bindings[one.slot]);
+    auto done = m_state->submit(pipeline, push, described, groups);
     vkDestroyPipeline(m_state->device, pipeline, nullptr);
     return done;
 }

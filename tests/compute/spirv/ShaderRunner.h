@@ -2,7 +2,8 @@
 // Part of Starloom 42.
 //
 // Runs shaders on the first Vulkan device that the tests find, one at a time: all memory is one
-// arena that both sides see. For tests of the back end alone.
+// arena that both sides see. For tests of the back end alone. With SL42_VULKAN_DESCRIPTORS=0 all
+// buffers go by address.
 #pragma once
 
 #include "compute/spirv/ShaderInterface.h"
