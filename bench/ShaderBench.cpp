@@ -28,7 +28,8 @@ constexpr spirv::Features features{.float16 = false,
                                    .float64 = true,
                                    .int64Atomics = true,
                                    .preservesNan = true,
-                                   .roundsToEven = true};
+                                   .roundsToEven = true,
+                                   .descriptors = true};
 
 /// Of functions: what comes before the first one only describes.
 unsigned instructionsOf(std::span<const std::uint32_t> words) {

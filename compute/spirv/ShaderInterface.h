@@ -11,17 +11,18 @@
 //
 // Threads. A plain kernel runs once for each (x, y, z): x is begin + GlobalInvocationId.x, up to
 // `end`, which is not included; y and z are those of GlobalInvocationId. Threads outside of the
-// grid, by `end` or the sizes of the grid record, do nothing. A shader that `runsInGroups` runs
-// threadgroup by threadgroup instead: the number of a thread is LocalInvocationIndex, that of its
-// threadgroup is begin + the number of the workgroup in the dispatch, x fastest, up to `end`, so
-// that one-dimensional dispatches do. Its workgroups have the threads of a whole threadgroup; those
-// of threadgroups at the far edge that have no place in the grid do nothing.
+// grid, by `end` or its height, do nothing; beyond its depth there are none. A shader that
+// `runsInGroups` runs threadgroup by threadgroup instead: the number of a thread is
+// LocalInvocationIndex, that of its threadgroup is begin + the number of the workgroup in the
+// dispatch, x fastest, up to `end`, so that one-dimensional dispatches do. Its workgroups have the
+// threads of a whole threadgroup; those of threadgroups at the far edge that have no place in the
+// grid do nothing.
 //
-// Specialisation constants: 0, 1 and 2 are the size of the workgroup (any for plain kernels; for
-// others x is the number of threads in a threadgroup, y and z are 1), 3 is the number of bytes that
-// the arguments in threadgroup memory take together, a multiple of 16; 0 without any. From 4 on:
-// how many bytes before the buffer each descriptor begins, where its place is not one at which a
-// descriptor may; 0 unless said.
+// Specialisation constants: 0, 1 and 2 are the size of the workgroup (for plain kernels any, with a
+// depth of 1; for others x is the number of threads in a threadgroup, y and z are 1), 3 is the
+// number of bytes that the arguments in threadgroup memory take together, a multiple of 16; 0
+// without any. From 4 on: how many bytes before the buffer each descriptor begins, where its place
+// is not one at which a descriptor may; 0 unless said.
 #pragma once
 
 #include "compute/kernel/KernelSignature.h"

@@ -3,6 +3,7 @@
 #include "compute/spirv/emit/FunctionEmitter.h"
 
 #include "compute/kernel/GroupOperations.h"
+#include "compute/spirv/emit/Contraction.h"
 #include "compute/spirv/emit/Opcodes.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
@@ -238,7 +239,25 @@ void FunctionEmitter::addVector(const llvm::InsertElementInst& last) {
     define(last, Op::OpCompositeConstruct, elements);
 }
 
+void FunctionEmitter::addContracted(const llvm::BinaryOperator& sum,
+                                    const llvm::BinaryOperator& product) {
+    const auto negated = [&](Id value) { return add(Op::OpFNegate, typeOf(sum), {value}); };
+    const bool isFirst = sum.getOperand(0) == &product;
+    const bool isDifference = sum.getOpcode() == llvm::Instruction::FSub;
+    Id factor = idOf(*product.getOperand(0));
+    Id other = idOf(*sum.getOperand(isFirst ? 1 : 0));
+    if (isDifference && isFirst)
+        other = negated(other);
+    else if (isDifference)
+        factor = negated(factor);
+    defineMathematics(sum, GLSLstd450Fma, {factor, idOf(*product.getOperand(1)), other});
+}
+
 bool FunctionEmitter::addBinary(const llvm::BinaryOperator& operation) {
+    if (isContracted(operation))
+        return true;
+    if (const llvm::BinaryOperator* product = contractedProduct(operation))
+        return addContracted(operation, *product), true;
     const auto opcode = opcodeOf(operation);
     if (!opcode)
         return false;

@@ -43,6 +43,7 @@ private:
     bool addInstruction(const llvm::Instruction& instruction);
     void addVector(const llvm::InsertElementInst& last);
     bool addBinary(const llvm::BinaryOperator& operation);
+    void addContracted(const llvm::BinaryOperator& sum, const llvm::BinaryOperator& product);
     bool addComparison(const llvm::CmpInst& compare);
     bool addCast(const llvm::CastInst& cast);
     bool addCall(const llvm::CallInst& call);
@@ -65,7 +66,7 @@ private:
     Id pointerTo(const llvm::Value& address, llvm::Type* type);
     Id elementPointer(unsigned variable, Id index);
     /// To a number in a buffer that has a descriptor.
-    Id viewPointer(unsigned view, const llvm::Value& index, const llvm::Value& component);
+    Id viewPointer(unsigned view, const llvm::Value& index, const llvm::Value* component);
     void defineMember(const llvm::Value& value, unsigned member);
     void defineBuiltIn(const llvm::Value& value, spv::BuiltIn which, const llvm::Value* axis);
     Id semantics(llvm::AtomicOrdering ordering);

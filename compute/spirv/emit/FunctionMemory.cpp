@@ -91,16 +91,17 @@ Id FunctionEmitter::elementPointer(unsigned variable, Id index) {
 }
 
 Id FunctionEmitter::viewPointer(unsigned view, const llvm::Value& index,
-                                const llvm::Value& component) {
+                                const llvm::Value* component) {
     const BufferView& what = m_module.lowering().views[view];
     const Id word = m_code.integer(32);
     const Id place = add(Op::OpIAdd, word, {idOf(index), m_module.viewBias(view)});
     Operands operands{m_module.view(view), m_code.word(0), place};
-    if (what.components > 1)
-        operands.push_back(idOf(component));
-    return add(Op::OpAccessChain,
-               m_code.pointer(spv::StorageClass::StorageBuffer, m_code.integer(what.bits)),
-               operands);
+    Id type = m_code.integer(what.bits);
+    if (what.components > 1 && component != nullptr)
+        operands.push_back(idOf(*component));
+    else if (what.components > 1)
+        type = m_code.type(Op::OpTypeVector, {type, what.components});
+    return add(Op::OpAccessChain, m_code.pointer(spv::StorageClass::StorageBuffer, type), operands);
 }
 
 void FunctionEmitter::defineMember(const llvm::Value& value, unsigned member) {
@@ -163,12 +164,22 @@ bool FunctionEmitter::addShaderFunction(const llvm::CallInst& call, const Shader
     }
     case ShaderOperation::BufferRead:
         define(call, Op::OpLoad,
-               {viewPointer(what.variable, *argument(0), *argument(1)),
+               {viewPointer(what.variable, *argument(0), argument(1)),
                 numberOf(spv::MemoryAccessMask::NonPrivatePointer)});
+        return true;
+    case ShaderOperation::BufferReadAll:
+        define(call, Op::OpLoad,
+               {viewPointer(what.variable, *argument(0), nullptr),
+                numberOf(spv::MemoryAccessMask::NonPrivatePointer)});
+        return true;
+    case ShaderOperation::BufferWriteAll:
+        addWords(Op::OpStore,
+                 {viewPointer(what.variable, *argument(0), nullptr), idOf(*argument(1)),
+                  numberOf(spv::MemoryAccessMask::NonPrivatePointer)});
         return true;
     case ShaderOperation::BufferWrite:
         addWords(Op::OpStore,
-                 {viewPointer(what.variable, *argument(0), *argument(1)), idOf(*argument(2)),
+                 {viewPointer(what.variable, *argument(0), argument(1)), idOf(*argument(2)),
                   numberOf(spv::MemoryAccessMask::NonPrivatePointer)});
         return true;
     case ShaderOperation::Length:

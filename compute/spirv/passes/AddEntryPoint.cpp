@@ -53,10 +53,8 @@ private:
             position[axis] = ask(ShaderOperation::GlobalId, axis);
         position[0] = m_builder.CreateAdd(position[0], ask(ShaderOperation::Begin));
         llvm::Value* isInside = m_builder.CreateICmpULT(position[0], ask(ShaderOperation::End));
-        for (unsigned axis = 1; axis < position.size(); ++axis)
-            isInside = m_builder.CreateAnd(
-                isInside,
-                m_builder.CreateICmpULT(position[axis], ask(ShaderOperation::GridSize, axis)));
+        llvm::Value* rows = ask(ShaderOperation::GridSize, 1);
+        isInside = m_builder.CreateAnd(isInside, m_builder.CreateICmpULT(position[1], rows));
         return {position, isInside};
     }
 

@@ -27,6 +27,10 @@ llvm::StringRef nameOf(ShaderOperation operation) {
         return "buffer.read";
     case ShaderOperation::BufferWrite:
         return "buffer.write";
+    case ShaderOperation::BufferReadAll:
+        return "buffer.read.all";
+    case ShaderOperation::BufferWriteAll:
+        return "buffer.write.all";
     case ShaderOperation::Length:
         return "length";
     case ShaderOperation::BindingsAddress:
@@ -81,6 +85,10 @@ llvm::FunctionType* typeOf(ShaderOperation operation, llvm::LLVMContext& context
         return type(element, {word, word});
     case ShaderOperation::BufferWrite:
         return type(llvm::Type::getVoidTy(context), {word, word, element});
+    case ShaderOperation::BufferReadAll:
+        return type(element, {word});
+    case ShaderOperation::BufferWriteAll:
+        return type(llvm::Type::getVoidTy(context), {word, element});
     case ShaderOperation::BindingsAddress:
     case ShaderOperation::GridAddress:
     case ShaderOperation::MemoryAddress:
@@ -113,9 +121,11 @@ llvm::MemoryEffects effectsOf(ShaderOperation operation) {
     case ShaderOperation::Atomic:
     case ShaderOperation::CompareExchange:
         return llvm::MemoryEffects::inaccessibleMemOnly();
+    case ShaderOperation::BufferReadAll:
     case ShaderOperation::BufferRead: // what pointers lead to may be the same memory
         return llvm::MemoryEffects::readOnly();
     case ShaderOperation::BufferWrite:
+    case ShaderOperation::BufferWriteAll:
     case ShaderOperation::ExchangeAt:
         return llvm::MemoryEffects::unknown();
     case ShaderOperation::None:
@@ -144,8 +154,14 @@ bool concernsVariable(ShaderOperation operation) {
            operation == ShaderOperation::Length;
 }
 
+bool concernsAll(ShaderOperation operation) {
+    return operation == ShaderOperation::BufferReadAll ||
+           operation == ShaderOperation::BufferWriteAll;
+}
+
 bool concernsView(ShaderOperation operation) {
-    return operation == ShaderOperation::BufferRead || operation == ShaderOperation::BufferWrite;
+    return operation == ShaderOperation::BufferRead || operation == ShaderOperation::BufferWrite ||
+           concernsAll(operation);
 }
 
 } // namespace
@@ -163,7 +179,10 @@ llvm::Function* Lowering::function(ShaderFunction what) {
     }
     if (concernsView(what.operation)) {
         symbol += "." + std::to_string(what.variable);
-        element = llvm::Type::getIntNTy(module.getContext(), views[what.variable].bits);
+        const BufferView& view = views[what.variable];
+        element = llvm::Type::getIntNTy(module.getContext(), view.bits);
+        if (concernsAll(what.operation))
+            element = llvm::FixedVectorType::get(element, view.components);
     }
     if (what.operation == ShaderOperation::Atomic)
         symbol += "." + std::to_string(what.atomic);

@@ -59,6 +59,8 @@ enum class ShaderOperation : std::uint8_t {
     ExchangeAt,      ///< T (ptr, T expected, T desired): the same in memory of the device
     BufferRead,      ///< T (i32 index, i32 component), of a BufferView; the latter is constant
     BufferWrite,     ///< void (i32 index, i32 component, T)
+    BufferReadAll,   ///< vector (i32 index): all components
+    BufferWriteAll,  ///< void (i32 index, vector)
     Length,          ///< i32 (): elements of the variable, where that is not constant
     BindingsAddress, ///< i64 ()
     GridAddress,     ///< i64 ()

@@ -12,6 +12,7 @@
 #include "compute/spirv/passes/Simplify.h"
 #include "compute/spirv/passes/Structurise.h"
 #include "compute/spirv/passes/WidenAccesses.h"
+#include "compute/spirv/passes/WidenViews.h"
 
 #include <array>
 
@@ -28,6 +29,7 @@ std::span<const ShaderPass> passes() {
         {"expandOperations", expandOperations},
         {"removeRepeated", removeRepeated},
         {"widenAccesses", widenAccesses},
+        {"widenViews", widenViews},
         {"structurise", structurise},
         {"reloadBehindLoops", reloadBehindLoops},
     });

@@ -39,8 +39,9 @@ public:
 
 private:
     bool isLoad(const llvm::Instruction& instruction) const {
-        return llvm::isa<llvm::LoadInst>(instruction) ||
-               m_lowering.operationOf(instruction).operation == ShaderOperation::BufferRead;
+        const ShaderOperation operation = m_lowering.operationOf(instruction).operation;
+        return llvm::isa<llvm::LoadInst>(instruction) || operation == ShaderOperation::BufferRead ||
+               operation == ShaderOperation::BufferReadAll;
     }
 
     static bool isComputed(const llvm::Instruction& instruction) {
