@@ -2,11 +2,11 @@
 // Part of Starloom 42.
 #include "SL42/font/FontCache.h"
 
+#include "platform/CacheFolder.h"
 #include "platform/WholeFile.h"
 #include "platform/base/Fnv.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <future>
 #include <limits>
@@ -123,13 +123,8 @@ View takeBytes(View& bytes, std::size_t length) {
 } // namespace
 
 FontCache FontCache::ofThisUser() {
-    const char* caches = std::getenv("XDG_CACHE_HOME");
-    const char* home = std::getenv("HOME");
-    // The XDG base directory rules: a relative path counts as none.
-    if (caches && std::filesystem::path(caches).is_absolute())
-        return FontCache(std::filesystem::path(caches) / "starloom42/font");
-    if (home && std::filesystem::path(home).is_absolute())
-        return FontCache(std::filesystem::path(home) / ".cache/starloom42/font");
+    if (const auto folder = platform::cacheFolder())
+        return FontCache(*folder / "font");
     return {};
 }
 
