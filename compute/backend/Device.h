@@ -48,6 +48,9 @@ public:
     /// For people.
     virtual std::string name() const = 0;
     virtual Driver driver() const { return Driver::None; }
+    /// Tells apart drivers that cannot use what the other one has made of a kernel. Empty where
+    /// nothing is worth keeping.
+    virtual std::string driverKey() const { return {}; }
 
     /// The same memory, which kernels can be given as long as somebody holds what this returns. Any
     /// thread.
@@ -101,7 +104,7 @@ public:
 TextureView viewFor(const Device& device, TextureView view);
 
 /// The processor: each kernel has run when its run() returns, and addresses are what they are.
-class HostDevice final : public Device {
+class HostDevice : public Device {
 public:
     std::string name() const override;
     platform::Result<Memory> adopt(Memory memory) override { return memory; }

@@ -397,6 +397,8 @@ struct ReleaseLibrary {
     }
 };
 
+/// Comes with the descriptor of memory for what a driver makes of the kernel, where the console
+/// keeps that (compute/protocol/CodeRecord.h).
 struct MakePipeline {
     RequestId request;
     PipelineId pipeline;
@@ -467,13 +469,16 @@ struct Ready {
     /// How many questions to the compiler can be answered at the same time; 1 to maxCompileThreads.
     std::uint32_t compileThreads = 0;
     Name device; ///< what kernels run on, for people
+    /// Tells apart drivers that cannot use what the other one has made of a kernel. Empty when what
+    /// kernels run on has nothing that is worth keeping.
+    Name driver;
 
     template <class Self>
     static auto fields(Self& self) {
-        return std::tie(self.version, self.compileThreads, self.device);
+        return std::tie(self.version, self.compileThreads, self.device, self.driver);
     }
 };
-inline constexpr std::uint32_t protocolVersion = 9;
+inline constexpr std::uint32_t protocolVersion = 10;
 /// As many as the console ever has to ask: three stages of a program and the display.
 inline constexpr std::uint32_t maxCompileThreads = 4;
 /// So many cancelled questions may go on beside those that somebody waits for.

@@ -62,8 +62,8 @@ CompilePool::CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pi
           giveThisThreadFaultStack, [this](Task& task) { carryOut(task); },
           protocol::compilerThreadName) {}
 
-void CompilePool::add(Question question) {
-    Task task{.question = std::move(question), .stop = std::stop_source()};
+void CompilePool::add(Question question, std::shared_ptr<KeptCode> kept) {
+    Task task{.question = std::move(question), .kept = std::move(kept), .stop = std::stop_source()};
     const auto request = std::visit([](const auto& asked) { return asked.request; }, task.question);
     {
         const Lock lock(m_mutex);
@@ -84,7 +84,7 @@ void CompilePool::carryOut(Task& task) {
             {
                 const CompilingFor mark(question.request);
                 const CompileWatch::Guard guard(m_watch, question.request, limitOf(question));
-                carryOut(question, task.stop.get_token());
+                carryOut(question, task);
             }
             const Lock lock(m_mutex);
             m_unanswered.erase(question.request);
@@ -100,13 +100,13 @@ Result<std::shared_ptr<const Library>> CompilePool::findLibrary(protocol::Librar
     return library;
 }
 
-void CompilePool::carryOut(const protocol::CompileLibrary& task, const std::stop_token& stop) {
+void CompilePool::carryOut(const protocol::CompileLibrary& question, const Task& task) {
     const auto start = std::chrono::steady_clock::now();
-    auto library = m_compiler.compile(task.source, stop);
+    auto library = m_compiler.compile(question.source, task.stop.get_token());
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
 
     protocol::LibraryCompiled reply{
-        .request = task.request, .message = {}, .kernels = {}, .constants = {}};
+        .request = question.request, .message = {}, .kernels = {}, .constants = {}};
     if (!library) {
         reply.message = cut(std::move(library.error().message));
         return m_replies.send(reply);
@@ -130,20 +130,21 @@ void CompilePool::carryOut(const protocol::CompileLibrary& task, const std::stop
                                     "names too long\n");
         return m_replies.send(reply);
     }
-    m_libraries.add(task.library, std::move(*library));
+    m_libraries.add(question.library, std::move(*library));
     m_replies.send(reply);
 }
 
-void CompilePool::carryOut(const protocol::MakePipeline& task, const std::stop_token& stop) {
+void CompilePool::carryOut(const protocol::MakePipeline& question, const Task& task) {
     const auto build = [&]() -> Result<std::shared_ptr<const Kernel>> {
         ConstantValues constants;
-        for (const protocol::Constant& constant : task.constants)
+        for (const protocol::Constant& constant : question.constants)
             constants[constant.index] = constant.value;
-        return SL42_TRY(findLibrary(task.library))->build(task.function, constants, stop);
+        const auto library = SL42_TRY(findLibrary(question.library));
+        return library->build(question.function, constants, task.stop.get_token(), task.kept);
     };
     auto kernel = build();
     protocol::PipelineMade reply{
-        .request = task.request, .message = {}, .parameters = {}, .fingerprint = {}};
+        .request = question.request, .message = {}, .parameters = {}, .fingerprint = {}};
     reply.succeeded = kernel.hasValue();
     if (kernel) {
         const KernelDescription& made = (*kernel)->description();
@@ -151,7 +152,7 @@ void CompilePool::carryOut(const protocol::MakePipeline& task, const std::stop_t
         reply.fingerprint = made.fingerprint;
         reply.optimiserMilliseconds = made.optimiserMilliseconds;
         reply.codeGenerationMilliseconds = made.codeGenerationMilliseconds;
-        m_pipelines.add(task.pipeline, std::move(*kernel));
+        m_pipelines.add(question.pipeline, std::move(*kernel));
     } else {
         reply.message = cut(kernel.error().message);
     }

@@ -30,7 +30,8 @@ public:
     static std::uint32_t threadCount();
 
     CompilePool(Compiler& compiler, Libraries& libraries, Pipelines& pipelines, Replies& replies);
-    void add(Question question);
+    /// `kept` is for the kernel that is asked for, and may be null.
+    void add(Question question, std::shared_ptr<KeptCode> kept = nullptr);
     /// The question is answered with an error as soon as the compiler can stop. Does nothing when
     /// it has been answered.
     void cancel(protocol::RequestId request);
@@ -38,12 +39,13 @@ public:
 private:
     struct Task {
         Question question;
+        std::shared_ptr<KeptCode> kept = nullptr;
         std::stop_source stop{std::nostopstate};
     };
 
     void carryOut(Task& task);
-    void carryOut(const protocol::CompileLibrary& question, const std::stop_token& stop);
-    void carryOut(const protocol::MakePipeline& question, const std::stop_token& stop);
+    void carryOut(const protocol::CompileLibrary& question, const Task& task);
+    void carryOut(const protocol::MakePipeline& question, const Task& task);
     platform::Result<std::shared_ptr<const Library>> findLibrary(protocol::LibraryId id) const;
 
     Compiler& m_compiler;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compute/backend/Device.h"
+#include "compute/backend/KeptCode.h"
 #include "compute/backend/Kernel.h"
 #include "compute/protocol/Protocol.h"
 #include "platform/base/Result.h"
@@ -34,9 +35,11 @@ public:
     virtual std::vector<protocol::Kernel> kernels() const = 0;
     virtual const std::string& warnings() const = 0;
     virtual protocol::ConstantDeclarations constants() const = 0;
+    /// Uses, and replaces, what has been kept of the function with these constants; there may be
+    /// nothing to keep it in.
     virtual platform::Result<std::shared_ptr<const Kernel>>
-    build(std::string_view function, const ConstantValues& constants,
-          const std::stop_token& stop) const = 0;
+    build(std::string_view function, const ConstantValues& constants, const std::stop_token& stop,
+          std::shared_ptr<KeptCode> kept) const = 0;
 };
 
 /// Several threads ask it, and the libraries that it makes, at the same time. When it is asked to

@@ -48,9 +48,10 @@ public:
     }
     Result<std::shared_ptr<const Kernel>> build(std::string_view function,
                                                 const ConstantValues& constants,
-                                                const std::stop_token& stop) const override {
+                                                const std::stop_token& stop,
+                                                std::shared_ptr<KeptCode> kept) const override {
         return std::shared_ptr<const Kernel>(
-            SL42_TRY(m_build(m_program, function, constants, stop)));
+            SL42_TRY(m_build(m_program, function, constants, stop, std::move(kept))));
     }
 
 private:
@@ -68,7 +69,7 @@ Fingerprint fingerprintOf(const spirv::Shader& shader) {
 Result<std::shared_ptr<Kernel>>
 buildShader(vulkan::VulkanDevice& device, const kernel::Program& program, std::string_view function,
             const ConstantValues& constants, const kernel::CompilerOptions& options,
-            const kernel::Dump* dump, const std::stop_token& stop) {
+            const kernel::Dump* dump, const std::stop_token& stop, std::shared_ptr<KeptCode> kept) {
     auto translated = SL42_TRY(spirv::translate(
         program, function, constants, device.logical().physical().features, options, dump, stop));
     KernelDescription description{.name = std::string(function),
@@ -77,7 +78,7 @@ buildShader(vulkan::VulkanDevice& device, const kernel::Program& program, std::s
                                   .worksInGroups = translated.shader.runsInGroups,
                                   .optimiserMilliseconds = translated.optimiserMilliseconds,
                                   .codeGenerationMilliseconds = translated.translationMilliseconds};
-    return device.makeKernel(std::move(description), translated.shader);
+    return device.makeKernel(std::move(description), translated.shader, std::move(kept));
 }
 
 /// Of the validation layer: whoever asked for it wants to know of the first one.
@@ -114,12 +115,14 @@ int KernelCompiler::dumpFolder() const {
 BuildKernel KernelCompiler::build() const {
     if (!m_device)
         return [backend = m_backend](const auto& program, auto function, const auto& constants,
-                                     const auto& stop) {
+                                     const auto& stop, auto) {
             return backend->build(program, function, constants, backend->dump(), stop);
         };
-    return [backend = m_backend, device = m_device, options = m_options](
-               const auto& program, auto function, const auto& constants, const auto& stop) {
-        return buildShader(*device, program, function, constants, options, backend->dump(), stop);
+    return [backend = m_backend, device = m_device,
+            options = m_options](const auto& program, auto function, const auto& constants,
+                                 const auto& stop, auto kept) {
+        return buildShader(*device, program, function, constants, options, backend->dump(), stop,
+                           std::move(kept));
     };
 }
 

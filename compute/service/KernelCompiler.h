@@ -16,7 +16,7 @@ namespace compute::service {
 /// Makes a kernel of a program for the device at hand.
 using BuildKernel = std::function<platform::Result<std::shared_ptr<Kernel>>(
     const kernel::Program& program, std::string_view function, const ConstantValues& constants,
-    const std::stop_token& stop)>;
+    const std::stop_token& stop, std::shared_ptr<KeptCode> kept)>;
 
 class KernelCompiler final : public Compiler {
 public:

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/service/Server.h"
 
+#include "compute/service/CodeMemory.h"
+
 namespace compute::service {
 
 using platform::Error;
@@ -27,7 +29,8 @@ Result<std::unique_ptr<Server>> Server::create(protocol::Channel& channel, Compi
 
 Result<void> Server::serve() {
     m_replies.send(protocol::Ready{protocol::protocolVersion, CompilePool::threadCount(),
-                                   m_device.name().substr(0, protocol::maxNameBytes)});
+                                   m_device.name().substr(0, protocol::maxNameBytes),
+                                   m_device.driverKey().substr(0, protocol::maxNameBytes)});
     while (true) {
         protocol::Received received =
             m_channel.receive(protocol::Channel::Descriptors::Accept, true);
@@ -72,6 +75,10 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
         [&](const protocol::ReportPlace& m) -> Result<void> {
             m_device.writeBack(); // while there is time
             reportPlaceOf(m.job);
+            return {};
+        },
+        [&](protocol::MakePipeline& m) -> Result<void> {
+            m_compilePool.add(std::move(m), CodeMemory::map(memory));
             return {};
         },
         [&]<class T>(T& question) -> Result<void>

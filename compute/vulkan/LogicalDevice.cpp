@@ -83,17 +83,10 @@ Result<void> LogicalDevice::open() {
     if (m_physical.features.descriptors)
         m_pushDescriptors = reinterpret_cast<PFN_vkCmdPushDescriptorSetKHR>(
             vkGetDeviceProcAddr(m_device, "vkCmdPushDescriptorSetKHR"));
-    VkPipelineCacheCreateInfo cache{};
-    cache.sType = VK_STRUCTURE_TYPE_PIPELINE_CACHE_CREATE_INFO;
-    VkPipelineCache made = VK_NULL_HANDLE;
-    SL42_TRY_VOID(check(vkCreatePipelineCache(m_device, &cache, nullptr, &made),
-                        "make a cache of pipelines"));
-    m_pipelineCache = {m_device, made};
     return {};
 }
 
 LogicalDevice::~LogicalDevice() {
-    m_pipelineCache = {};
     if (m_device != VK_NULL_HANDLE)
         vkDestroyDevice(m_device, nullptr);
 }

@@ -37,7 +37,6 @@ public:
     const PhysicalDevice& physical() const { return m_physical; }
     /// Null without spirv::Features::descriptors.
     PFN_vkCmdPushDescriptorSetKHR pushDescriptors() const { return m_pushDescriptors; }
-    VkPipelineCache pipelineCache() const { return m_pipelineCache.get(); }
 
     // Any thread may call these.
 
@@ -73,7 +72,6 @@ private:
     std::uint32_t m_queueFamily = 0;
     PFN_vkGetMemoryHostPointerPropertiesEXT m_pointerProperties = nullptr;
     PFN_vkCmdPushDescriptorSetKHR m_pushDescriptors = nullptr;
-    PipelineCacheHandle m_pipelineCache;
 };
 
 } // namespace compute::vulkan

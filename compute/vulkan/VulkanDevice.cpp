@@ -122,6 +122,7 @@ VulkanDevice::VulkanDevice(std::unique_ptr<Instance> instance,
                            const DeviceOptions& options)
     : m_instance(std::move(instance)),
       m_logical(std::move(logical)),
+      m_pipelineCaches(m_logical),
       m_map(m_logical, options),
       m_snapshots(options.snapshotInterval),
       m_lostAfter(options.lostAfter) {}
@@ -172,12 +173,18 @@ Driver VulkanDevice::driver() const {
     return m_logical->physical().kind == DeviceKind::Software ? Driver::Software : Driver::Graphics;
 }
 
+std::string VulkanDevice::driverKey() const {
+    return vulkan::driverKey(m_logical->physical());
+}
+
 Result<std::shared_ptr<Kernel>> VulkanDevice::makeKernel(KernelDescription description,
-                                                         const spirv::Shader& shader) {
+                                                         const spirv::Shader& shader,
+                                                         std::shared_ptr<KeptCode> kept) {
     if (const char* missing = whatIsMissing(shader.requirements, m_logical->physical().features))
         return Error{"kernel '" + description.name + "': this device has no " + missing};
-    return std::shared_ptr<Kernel>(
-        SL42_TRY(VulkanKernel::create(shared_from_this(), std::move(description), shader)));
+    auto cache = SL42_TRY(m_pipelineCaches.open(description.fingerprint, std::move(kept)));
+    return std::shared_ptr<Kernel>(SL42_TRY(VulkanKernel::create(
+        shared_from_this(), std::move(description), shader, std::move(cache))));
 }
 
 // ---- memory -------------------------------------------------------------------------------------

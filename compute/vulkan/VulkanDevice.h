@@ -27,12 +27,14 @@ public:
 
     const LogicalDevice& logical() const { return *m_logical; }
     VkPipelineLayout layout() const { return m_layout.get(); }
-    /// Of a shader that was made for the device's features. Any thread.
+    /// Of a shader that was made for the device's features. Any thread. `kept` may be null.
     platform::Result<std::shared_ptr<Kernel>> makeKernel(KernelDescription description,
-                                                         const spirv::Shader& shader);
+                                                         const spirv::Shader& shader,
+                                                         std::shared_ptr<KeptCode> kept = nullptr);
 
     std::string name() const override;
     Driver driver() const override;
+    std::string driverKey() const override;
     platform::Result<Memory> adopt(Memory memory) override {
         return m_map.adopt(std::move(memory), Use::Shared);
     }
@@ -99,6 +101,7 @@ private:
 
     const std::unique_ptr<Instance> m_instance;
     const std::shared_ptr<const LogicalDevice> m_logical;
+    PipelineCaches m_pipelineCaches;
     MemoryMap m_map;
     SetLayoutHandle m_setLayout;
     LayoutHandle m_layout;

@@ -33,10 +33,11 @@ bool hasPositionInPlane(const KernelDescription& description) {
 
 Result<std::shared_ptr<VulkanKernel>> VulkanKernel::create(std::shared_ptr<VulkanDevice> device,
                                                            KernelDescription description,
-                                                           const spirv::Shader& shader) {
+                                                           const spirv::Shader& shader,
+                                                           PipelineCache cache) {
     const VkDevice handle = device->logical().get();
     std::shared_ptr<VulkanKernel> kernel(
-        new VulkanKernel(std::move(device), std::move(description), shader));
+        new VulkanKernel(std::move(device), std::move(description), shader, std::move(cache)));
     VkShaderModuleCreateInfo info{};
     info.sType = VK_STRUCTURE_TYPE_SHADER_MODULE_CREATE_INFO;
     info.codeSize = shader.words.size() * sizeof shader.words[0];
@@ -54,7 +55,7 @@ Result<std::shared_ptr<VulkanKernel>> VulkanKernel::create(std::shared_ptr<Vulka
 }
 
 VulkanKernel::VulkanKernel(std::shared_ptr<VulkanDevice> device, KernelDescription description,
-                           const spirv::Shader& shader)
+                           const spirv::Shader& shader, PipelineCache cache)
     : Kernel(std::move(description)),
       m_device(std::move(device)),
       m_shader{.words = {},
@@ -64,7 +65,8 @@ VulkanKernel::VulkanKernel(std::shared_ptr<VulkanDevice> device, KernelDescripti
                .followsPointers = shader.followsPointers,
                .directSlots = shader.directSlots,
                .describedBuffers = shader.describedBuffers,
-               .groupBytes = shader.groupBytes} {}
+               .groupBytes = shader.groupBytes},
+      m_cache(std::move(cache)) {}
 
 void VulkanKernel::run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
                        std::uint32_t begin, std::uint32_t end) const {
@@ -128,10 +130,12 @@ Result<PipelineHandle> VulkanKernel::makePipeline(const Specialisation& speciali
     }
     VkPipeline made = VK_NULL_HANDLE;
     const VkResult result =
-        vkCreateComputePipelines(device.get(), device.pipelineCache(), 1, &info, nullptr, &made);
+        vkCreateComputePipelines(device.get(), m_cache.get(), 1, &info, nullptr, &made);
     if (result != VK_SUCCESS)
         return failed("make kernel '" + description().name + "' for the device", result);
-    return PipelineHandle(device.get(), made);
+    PipelineHandle pipeline(device.get(), made);
+    m_cache.keep();
+    return pipeline;
 }
 
 } // namespace compute::vulkan

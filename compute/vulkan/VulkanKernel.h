@@ -9,6 +9,7 @@
 #include "compute/spirv/ShaderInterface.h"
 #include "compute/vulkan/Descriptors.h"
 #include "compute/vulkan/LogicalDevice.h"
+#include "compute/vulkan/PipelineCache.h"
 #include "platform/base/Mutex.h"
 
 #include <map>
@@ -38,7 +39,7 @@ public:
     /// Makes the pipeline that will probably be used. The error says what the driver refused.
     static platform::Result<std::shared_ptr<VulkanKernel>>
     create(std::shared_ptr<VulkanDevice> device, KernelDescription description,
-           const spirv::Shader& shader);
+           const spirv::Shader& shader, PipelineCache cache);
 
     /// Has the device run it with what else belongs to the command buffer.
     void run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
@@ -56,12 +57,13 @@ public:
 
 private:
     VulkanKernel(std::shared_ptr<VulkanDevice> device, KernelDescription description,
-                 const spirv::Shader& shader);
+                 const spirv::Shader& shader, PipelineCache cache);
     platform::Result<PipelineHandle> makePipeline(const Specialisation& specialisation) const;
 
     const std::shared_ptr<VulkanDevice> m_device;
     spirv::Shader m_shader; ///< without its words, which the module has
     ShaderHandle m_module;
+    const PipelineCache m_cache;
     mutable platform::Mutex m_mutex;
     mutable std::map<Specialisation, PipelineHandle> m_pipelines SL42_GUARDED_BY(m_mutex);
 };

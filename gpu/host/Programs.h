@@ -15,6 +15,7 @@
 
 namespace gpu::host {
 
+class KeptPipeline; // KeptPipelines.h
 class ServiceClient;
 
 /// A text that compiled (or is about to). Immutable once it has been compiled.
@@ -59,6 +60,8 @@ struct Pipeline {
     /// The runs of the service that have it, or were asked to; for the client, under its lock.
     std::uint64_t builtIn = 0;
     std::uint64_t askedIn = 0;
+    /// What drivers have made of it; likewise.
+    std::shared_ptr<KeptPipeline> kept;
     /// How running it has gone, and what is thought of making it; likewise.
     TrackRecord record;
     Suspicion suspicion;

@@ -71,6 +71,11 @@ bool serviceHasLibraryFor(const Request& request, const ServiceLife& life) {
     return isCompilation(request) || request.program->compiledIn == life.run();
 }
 
+bool isGivenKeptCode(const Request& request) {
+    return request.sent && !isCompilation(request) && request.pipeline->kept &&
+           request.pipeline->kept->isFromFile();
+}
+
 Milliseconds timeOf(const Request& request, const ThreadGroup& compilers) {
     return request.usage ? request.usage->processorTime(compilers) : 0ms;
 }
@@ -126,12 +131,15 @@ void RequestQueue::send(ServiceLife& life) {
         const auto program = request->program;
         if (request->sent)
             continue;
+        const bool isPrepared = isCompilation(*request) || prepare(*request->pipeline, life);
         if (!serviceHasLibraryFor(*request, life)) {
             if (program->askedIn == life.run())
                 continue;
             request = make(protocol::CompileLibrary{{}, program->id, program->source}, program,
                            request->pipeline, nullptr);
             m_requests.insert(m_requests.begin() + static_cast<std::ptrdiff_t>(i), request);
+        } else if (!isPrepared) {
+            continue;
         }
         if (!serviceHasThreadFor(*request, life))
             return;
@@ -163,7 +171,17 @@ void RequestQueue::sendRequest(Request& request, ServiceLife& life) {
     request.usage.reset();
     if (isCompilation(request))
         request.program->askedIn = life.run();
-    std::visit([&](const auto& message) { life.send(message); }, request.question);
+    const KeptPipeline* kept = isCompilation(request) ? nullptr : request.pipeline->kept.get();
+    std::visit([&](const auto& message) { life.send(message, kept ? kept->descriptor() : -1); },
+               request.question);
+}
+
+bool RequestQueue::prepare(Pipeline& pipeline, const ServiceLife& life) {
+    return m_kept.prepare(pipeline.kept, life.driver(), [&] {
+        std::vector<std::byte> bytes;
+        protocol::Encoder(bytes).put(makePipeline(pipeline).constants);
+        return KernelText{pipeline.program->source, pipeline.function, std::move(bytes)};
+    });
 }
 
 // ---- answers ------------------------------------------------------------------------------------
@@ -245,6 +263,8 @@ bool RequestQueue::hasUsedItsTime(const Request& request, const ThreadGroup& com
 
 void RequestQueue::blame(Death death, const ServiceProcess& process, bool besideJob,
                          const ThreadGroup& compilers) {
+    if (std::ranges::any_of(m_requests, [](const auto& r) { return isGivenKeptCode(*r); }))
+        return; // which may be to blame, and will not be there when they are sent again
     const LastWords words = process.lastWords();
     if (death == Death::CompileTimeLimit)
         return blameSlow(compilers);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "gpu/host/CallbackThread.h"
+#include "gpu/host/KeptPipelines.h"
 #include "gpu/host/Programs.h"
 #include "gpu/host/ServiceLife.h"
 #include "gpu/host/ThreadTimes.h"
@@ -52,8 +53,9 @@ public:
         std::optional<Usage> usage;
     };
 
-    /// Both must outlive this.
-    RequestQueue(IdSource& ids, CallbackThread& callbacks) : m_ids(ids), m_callbacks(callbacks) {}
+    /// All must outlive this.
+    RequestQueue(IdSource& ids, CallbackThread& callbacks, KeptPipelines& kept)
+        : m_ids(ids), m_callbacks(callbacks), m_kept(kept) {}
 
     /// Of one question, in processor time.
     void setTimeLimit(std::chrono::milliseconds limit) { m_timeLimit = limit; }
@@ -67,7 +69,8 @@ public:
     /// been answered.
     [[nodiscard]] Answered cancel(const std::shared_ptr<Request>& request, ServiceLife& life);
 
-    /// In order, as far as the service has threads for them. Whoever asks about a program that the
+    /// In order, as far as the service has threads for them, and what was kept of pipelines is at
+    /// hand. Whoever asks about a program that the
     /// running service does not have waits until it has compiled it once more.
     void send(ServiceLife& life);
     /// Those that the service is at.
@@ -91,6 +94,8 @@ public:
     void keepForNextRun();
 
 private:
+    /// Whether all is at hand that is kept of the pipeline.
+    bool prepare(Pipeline& pipeline, const ServiceLife& life);
     bool serviceHasThreadFor(Request& request, const ServiceLife& life) const;
     void sendRequest(Request& request, ServiceLife& life);
     void answer(Request& request, Result<Reply> reply);
@@ -102,6 +107,7 @@ private:
 
     IdSource& m_ids;
     CallbackThread& m_callbacks;
+    KeptPipelines& m_kept;
     std::chrono::milliseconds m_timeLimit{10'000};
     std::deque<std::shared_ptr<Request>> m_requests;
 };

@@ -23,6 +23,10 @@ void ServiceClient::stop() {
     }
     m_wakeUp.signal();
     m_watcher.join();
+    {
+        const Lock lock(m_mutex);
+        m_kept.finish();
+    }
     m_callbacks.finish();
 }
 

@@ -119,7 +119,8 @@ private:
     std::string m_deviceName SL42_GUARDED_BY(m_mutex);    ///< as the service says
     std::string m_deviceFailure SL42_GUARDED_BY(m_mutex); ///< why the chosen one is not used
     ServiceLife m_life SL42_GUARDED_BY(m_mutex){m_wakeUp};
-    RequestQueue m_requests SL42_GUARDED_BY(m_mutex){m_ids, m_callbacks};
+    KeptPipelines m_kept SL42_GUARDED_BY(m_mutex){m_wakeUp};
+    RequestQueue m_requests SL42_GUARDED_BY(m_mutex){m_ids, m_callbacks, m_kept};
     JobQueue m_jobs SL42_GUARDED_BY(m_mutex){m_callbacks};
     ThreadTimes m_times SL42_GUARDED_BY(m_mutex);
     Clock::time_point m_measuredAt SL42_GUARDED_BY(m_mutex);

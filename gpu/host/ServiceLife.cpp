@@ -20,6 +20,7 @@ bool ServiceLife::take(const protocol::Ready& ready) {
         return false;
     m_ready = true;
     m_compileThreads = ready.compileThreads;
+    m_driver = ready.driver;
     return true;
 }
 

@@ -55,6 +55,8 @@ public:
     bool isReady() const { return m_ready; }
     /// How many questions to the compiler can be answered at the same time, once it is ready.
     std::size_t compileThreads() const { return m_compileThreads; }
+    /// Of the device that its kernels run on; empty for the processor.
+    const std::string& driver() const { return m_driver; }
 
     bool canSend() const { return m_process && m_ready && !m_sendFailed && !m_distrusted; }
     bool hasSendFailed() const { return m_sendFailed; }
@@ -98,6 +100,7 @@ private:
     std::uint64_t m_run = 0;
     bool m_ready = false;
     std::size_t m_compileThreads = 0;
+    std::string m_driver;
     bool m_sendFailed = false;
     bool m_distrusted = false;
     /// In a row, that ended before they were of any use.

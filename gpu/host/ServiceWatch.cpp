@@ -190,8 +190,10 @@ std::optional<Death> ServiceClient::judge() {
         return Death::Ended;
     measure();
     const auto death = overdue();
-    if (!death)
+    if (!death) {
         pump();
+        m_kept.keepNowAndThen();
+    }
     return death;
 }
 
@@ -252,6 +254,8 @@ void ServiceClient::settle(Death death, const ServiceProcess& process,
     }
     m_jobs.keepForNextRun();
     m_requests.keepForNextRun();
+    if (death != Death::JobNotWanted) // which is the console's own wish
+        m_kept.serviceIsLost();
     if ((!m_life.isReady() && death != Death::Distrusted) || death == Death::Nonsense)
         runWasUseless(death == Death::Nonsense ? "the compute service answers nonsense"
                                                : "the compute service does not start",

@@ -61,7 +61,7 @@ std::vector<Bytes> exampleMessages() {
                           .message = {},
                           .parameters = kernel.parameters,
                           .fingerprint = {1, 2}};
-    return {encoded<Reply>(Ready{protocolVersion, 2, std::string("device")}),
+    return {encoded<Reply>(Ready{protocolVersion, 2, std::string("device"), std::string("driver")}),
             encoded<Reply>(library), encoded<Reply>(pipeline),
             encoded<Reply>(JobDone{.job = {9}, .message = std::string("no")})};
 }

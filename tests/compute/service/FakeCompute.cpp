@@ -87,6 +87,9 @@ constexpr KernelEntry table[] = {
                         stderr);
      }},
     {"slow-build", [](std::uint32_t*, std::uint32_t) {}},
+    {"keep", [](std::uint32_t*, std::uint32_t) {}},
+    {"keep-too-much", [](std::uint32_t*, std::uint32_t) {}},
+    {"keep-and-die", [](std::uint32_t*, std::uint32_t) {}},
     {"quit-rebuild", [](std::uint32_t*, std::uint32_t) {}},
     {"null", [](std::uint32_t*, std::uint32_t) { *reinterpret_cast<volatile int*>(64) = 1; }},
     {"deep", [](std::uint32_t*, std::uint32_t) { sink = recurse(0); }},
@@ -133,6 +136,32 @@ void misbehave(std::string_view function) {
         ::_Exit(3);
 }
 
+/// A driver that makes something of these kernels and cannot run the ones that it knows already:
+/// the error says how it got to know them.
+Result<void> keep(std::string_view function, KeptCode* kept) {
+    constexpr Fingerprint shader{1, 2};
+    if (kept == nullptr)
+        return Error{"there is nothing to keep it in"};
+    const auto known = kept->load(shader);
+    if (function == "keep-and-die" && !known.empty())
+        std::abort();
+    const std::size_t length = function == "keep-too-much" ? std::size_t{5} << 20 : 1000;
+    kept->store(shader, std::vector<std::byte>(length, std::byte{42}));
+    if (!known.empty() && function != "keep-and-die")
+        return Error{"known by " + std::to_string(known.size()) + " bytes of " +
+                     std::to_string(std::to_integer<int>(known.back()))};
+    return {};
+}
+
+/// The processor, as if a driver were needed for it.
+class DrivenDevice final : public HostDevice {
+public:
+    std::string driverKey() const override {
+        const char* key = std::getenv("SL42_TEST_DRIVER");
+        return key != nullptr ? key : "";
+    }
+};
+
 class FakeLibrary final : public service::Library {
 public:
     /// `number` counts those that this service has compiled, from 1.
@@ -151,8 +180,11 @@ public:
     const std::string& warnings() const override { return m_warnings; }
     protocol::ConstantDeclarations constants() const override { return {}; }
     Result<std::shared_ptr<const Kernel>> build(std::string_view function, const ConstantValues&,
-                                                const std::stop_token&) const override {
+                                                const std::stop_token&,
+                                                std::shared_ptr<KeptCode> kept) const override {
         misbehave(function);
+        if (function.starts_with("keep"))
+            SL42_TRY_VOID(keep(function, kept.get()));
         if (function == "quit-rebuild" && m_isFirst)
             ::_Exit(3);
         if (function == "outside-build")
@@ -174,6 +206,7 @@ private:
 class FakeCompiler final : public service::Compiler {
 public:
     void warmUp() override {}
+    Device& device() override { return m_device; }
     Result<std::shared_ptr<const service::Library>> compile(std::string_view source,
                                                             const std::stop_token&) override {
         std::istringstream words{std::string(source)};
@@ -193,6 +226,7 @@ public:
     }
 
 private:
+    DrivenDevice m_device;
     std::atomic<unsigned> m_compiled = 0;
 };
 

@@ -3,13 +3,16 @@
 //
 // Not a service: answers the console with whatever SL42_HOSTILE names.
 #include "compute/protocol/Channel.h"
+#include "compute/protocol/CodeRecord.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <string>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -58,7 +61,7 @@ LibraryCompiled compiled(RequestId id) {
 /// Calls `serve` for every message that arrives.
 template <class Serve>
 void serveEach(Serve serve) {
-    send(reply(Ready{protocolVersion, 2, {}}));
+    send(reply(Ready{protocolVersion, 2, {}, {}}));
     while (true) {
         const auto received = channel().receive(Channel::Descriptors::Accept, true);
         if (received.status != ReceiveStatus::Message)
@@ -123,6 +126,42 @@ void lieForAWhile(bool succeeded) {
     ::execl(service, service, nullptr);
 }
 
+/// Writes nonsense into the memory that comes with a pipeline: claims to a record that is longer
+/// than the memory, as long as it with a wrong checksum, or of no length at all.
+void writeNonsense(int memory) {
+    static unsigned question = 0;
+    constexpr std::uint64_t lengths[] = {~0ull, ~0ull - sizeof(CodeRecord) + 1,
+                                         codeMemoryBytes - sizeof(CodeRecord) + 1,
+                                         codeMemoryBytes - sizeof(CodeRecord), 0};
+    const CodeRecord record{.mark = codeRecordMark,
+                            .checksum = 1,
+                            .shader = {},
+                            .length = lengths[question++ % std::size(lengths)]};
+    void* mapping = ::mmap(nullptr, codeMemoryBytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+    if (mapping == MAP_FAILED)
+        ::_exit(2); // the test counts on having had one
+    std::memset(mapping, 0xA5, codeMemoryBytes);
+    std::memcpy(mapping, &record, sizeof record);
+}
+
+void scribble() {
+    send(reply(Ready{protocolVersion, 2, {}, std::string("driver")}));
+    while (true) {
+        const auto received = channel().receive(Channel::Descriptors::Accept, true);
+        const auto request = received.status == ReceiveStatus::Message
+                                 ? decode<Request>(received.bytes)
+                                 : std::nullopt;
+        if (!request)
+            return;
+        if (const auto* make = std::get_if<MakePipeline>(&*request)) {
+            writeNonsense(received.descriptor.get());
+            send(reply(made(make->request)));
+        } else if (std::holds_alternative<CompileLibrary>(*request)) {
+            send(reply(compiled(questionIn(*request))));
+        }
+    }
+}
+
 void waitForEver() {
     while (true)
         ::pause();
@@ -152,12 +191,13 @@ void flood(RequestId id) {
 const std::map<std::string, std::function<void()>> behaviours = {
     {"exit", [] {}},
     {"close", closeAndWait},
-    {"other-version", [] { sendAndWait({reply(Ready{protocolVersion + 1, 2, {}})}); }},
+    {"other-version", [] { sendAndWait({reply(Ready{protocolVersion + 1, 2, {}, {}})}); }},
     {"garbage", [] { sendAndWait({Bytes(100, std::byte{0xA5})}); }},
     {"empty-packet", [] { sendAndWait({Bytes()}); }},
     {"twice-ready",
      [] {
-         sendAndWait({reply(Ready{protocolVersion, 2, {}}), reply(Ready{protocolVersion, 2, {}})});
+         sendAndWait(
+             {reply(Ready{protocolVersion, 2, {}, {}}), reply(Ready{protocolVersion, 2, {}, {}})});
      }},
     {"oversized", sendTooMuchAtOnce},
     {"truncated", [] { answerWith([](Bytes& bytes) { bytes.resize(bytes.size() / 2); }); }},
@@ -171,6 +211,7 @@ const std::map<std::string, std::function<void()>> behaviours = {
      [] { answerCompiling([](RequestId) { send(reply(JobDone{{99}, true, {}})); }); }},
     {"lie-success", [] { lieForAWhile(true); }},
     {"lie-failure", [] { lieForAWhile(false); }},
+    {"scribble", scribble},
     {"never", [] { answerCompiling([](RequestId) {}); }},
     {"flood", [] { answerCompiling(flood); }},
 };

@@ -17,7 +17,8 @@ public:
     const std::string& warnings() const override { return m_warnings; }
     compute::protocol::ConstantDeclarations constants() const override { return {}; }
     platform::Result<std::shared_ptr<const compute::Kernel>>
-    build(std::string_view, const compute::ConstantValues&, const std::stop_token&) const override {
+    build(std::string_view, const compute::ConstantValues&, const std::stop_token&,
+          std::shared_ptr<compute::KeptCode>) const override {
         return std::shared_ptr<const compute::Kernel>(std::make_shared<OneKernel>());
     }
 

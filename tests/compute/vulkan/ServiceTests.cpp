@@ -4,6 +4,7 @@
 // The service behind its lock-down with a graphics device: kernels that do wrong, a device that is
 // lost, a driver that does not start.
 #include "gpu/host/SelfTest.h"
+#include "tests/ScratchFolder.h"
 #include "tests/compute/service/Console.h"
 
 #include <algorithm>
@@ -197,6 +198,29 @@ TEST(VulkanStart, PrivateMemoryOutlivesTheDeviceInItsLastSnapshot) {
                 EXPECT_EQ(restored, 0u);
         }
     }
+}
+
+TEST(VulkanStart, WhatTheDriverMadeIsKeptAndGivenToItAgain) {
+    class Started : public VulkanService {
+    public:
+        void TestBody() override {
+            EXPECT_EQ(run({pipeline("count"), pipeline("wild")})->status(), Status::Error);
+            EXPECT_EQ(run({pipeline("count")})->status(), Status::Completed);
+        }
+    };
+    const tests::ScratchFolder scratch;
+    const std::string caches = scratch.path("");
+    const Environment environment({{"XDG_CACHE_HOME", caches.c_str()}});
+    const auto start = [&] {
+        Started().TestBody();
+        const std::filesystem::path folder = scratch.path("starloom42/pipelines");
+        const auto names = tests::namesIn(folder);
+        EXPECT_EQ(names.size(), 1u) << "one kernel's, and none of the service that was lost";
+        return names.empty() ? std::string() : tests::contentsOf(folder / names[0]);
+    };
+    const std::string first = start();
+    EXPECT_GE(first.size(), 72u);
+    EXPECT_EQ(start(), first);
 }
 
 TEST(VulkanStart, EveryAttemptToBreakOutIsDenied) {

@@ -42,12 +42,13 @@ public:
     const std::string& warnings() const override { return m_warnings; }
     protocol::ConstantDeclarations constants() const override { return {}; }
     Result<std::shared_ptr<const Kernel>> build(std::string_view function, const ConstantValues&,
-                                                const std::stop_token&) const override {
+                                                const std::stop_token&,
+                                                std::shared_ptr<KeptCode> kept) const override {
         KernelDescription description;
         description.name = function;
         description.parameters = {counters()};
-        return std::shared_ptr<const Kernel>(SL42_TRY(
-            m_device->makeKernel(std::move(description), shaders.find(function)->second())));
+        return std::shared_ptr<const Kernel>(SL42_TRY(m_device->makeKernel(
+            std::move(description), shaders.find(function)->second(), std::move(kept))));
     }
 
 private:
