@@ -21,6 +21,7 @@ Display::Display(std::shared_ptr<gpu::Device> device, platform::MainQueue& mainQ
 }
 
 void Display::startCompiling() {
+    m_device->vouchFor(preludeText::display);
     m_pendingLibrary =
         m_device->makeLibrary(std::string(preludeText::display),
                               m_anchor.handler([this](const auto& library) { take(library); }));

@@ -47,6 +47,7 @@ std::shared_ptr<gpu::Texture> makeAtlas(gpu::Device& device, std::uint32_t size)
 }
 
 platform::Result<std::shared_ptr<gpu::ComputePipelineState>> tryPipeline(gpu::Device& device) {
+    device.vouchFor(kernelSource);
     const auto library = SL42_TRY(gpu::waitForLibrary(device, kernelSource));
     return gpu::waitForPipeline(device, SL42_TRY(library->makeFunction("addFontChannel")));
 }

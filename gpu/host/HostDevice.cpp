@@ -115,6 +115,10 @@ Pending HostDevice::makeLibrary(std::string source, Made<Library> made) {
         });
 }
 
+void HostDevice::vouchFor(std::string_view source) {
+    m_client->vouchFor(source);
+}
+
 Pending HostDevice::makeComputePipelineState(const std::shared_ptr<Function>& function,
                                              Made<ComputePipelineState> made) {
     const auto ours = std::dynamic_pointer_cast<HostFunction>(function);

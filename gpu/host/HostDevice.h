@@ -38,6 +38,7 @@ public:
                                          const std::shared_ptr<Buffer>& buffer, std::size_t offset,
                                          std::size_t bytesPerRow) override;
     Pending makeLibrary(std::string source, Made<Library> made) override;
+    void vouchFor(std::string_view source) override;
     Pending makeComputePipelineState(const std::shared_ptr<Function>& function,
                                      Made<ComputePipelineState> made) override;
     void replaceWorker() override;

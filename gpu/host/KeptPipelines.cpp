@@ -47,6 +47,25 @@ FileCache KeptPipelines::ofThisUser() {
 KeptPipelines::KeptPipelines(const WakeUp& wakeUp, FileCache files)
     : m_wakeUp(wakeUp), m_files(std::move(files)) {}
 
+void KeptPipelines::vouchFor(std::string_view source) {
+    if (!isVouchedFor(source))
+        m_ownTexts.emplace_back(source);
+}
+
+bool KeptPipelines::isVouchedFor(std::string_view source) const {
+    return std::ranges::find(m_ownTexts, source) != m_ownTexts.end();
+}
+
+void KeptPipelines::textIsSent(const std::string& source) {
+    if (m_isMixed || source == m_text || isVouchedFor(source))
+        return;
+    m_isMixed = !m_text.empty();
+    m_text = source;
+    if (m_isMixed)
+        for (const auto& kept : inUse())
+            kept->m_isSpoiled = true;
+}
+
 bool KeptPipelines::prepare(std::shared_ptr<KeptPipeline>& kept, const std::string& driver,
                             const std::function<KernelText()>& text) {
     if (driver.empty() || !m_files.isOn()) {
@@ -54,12 +73,14 @@ bool KeptPipelines::prepare(std::shared_ptr<KeptPipeline>& kept, const std::stri
         return true;
     }
     const bool isForDriver = kept && kept->m_driver == driver;
-    const bool isLost = isForDriver && kept->m_isLost;
-    if (isForDriver && !isLost)
+    if (isForDriver && !kept->m_isLost)
         return kept->m_isFound;
+    const bool isBlamed = isForDriver && kept->m_isBlamed;
     kept = std::make_shared<KeptPipeline>(driver);
+    kept->m_isSpoiled = m_isMixed;
     m_all.push_back(kept);
-    m_disk.post([this, kept = kept, text = text(), reads = !isLost] { find(*kept, text, reads); });
+    m_disk.post(
+        [this, kept = kept, text = text(), reads = !isBlamed] { find(*kept, text, reads); });
     return false;
 }
 
@@ -107,21 +128,27 @@ void KeptPipelines::keep(Clock::time_point madeBefore) {
 }
 
 void KeptPipelines::write(KeptPipeline& kept) const {
-    if (!kept.m_memory || kept.m_isLost || kept.m_writes >= maxWrites ||
+    if (!kept.m_memory || kept.m_writes >= maxWrites ||
         protocol::checksumOf(kept.m_memory->bytes()) == kept.m_checksum)
         return;
     const auto record = protocol::copyRecord(kept.m_memory->bytes());
-    if (record.empty())
-        return; // being written, or nonsense
+    // Looked at after the copy: what was copied before another program was about is in order.
+    if (record.empty() || kept.m_isSpoiled)
+        return;
     kept.m_checksum = protocol::checksumOf(record);
     ++kept.m_writes;
     if (m_files.write(kept.m_name, record))
         m_files.trim(maxFileBytes, maxFiles);
 }
 
-void KeptPipelines::serviceIsLost() {
-    for (const auto& kept : inUse())
+void KeptPipelines::serviceEnded(bool isWished) {
+    for (const auto& kept : inUse()) {
+        kept->m_isSpoiled = true;
         kept->m_isLost = true;
+        kept->m_isBlamed = !isWished;
+    }
+    m_text.clear();
+    m_isMixed = false;
 }
 
 void KeptPipelines::finish() {

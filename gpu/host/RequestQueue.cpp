@@ -169,14 +169,18 @@ std::size_t RequestQueue::sentCount() const {
 void RequestQueue::sendRequest(Request& request, ServiceLife& life) {
     request.sent = true;
     request.usage.reset();
-    if (isCompilation(request))
+    if (isCompilation(request)) {
         request.program->askedIn = life.run();
+        m_kept.textIsSent(request.program->source);
+    }
     const KeptPipeline* kept = isCompilation(request) ? nullptr : request.pipeline->kept.get();
     std::visit([&](const auto& message) { life.send(message, kept ? kept->descriptor() : -1); },
                request.question);
 }
 
 bool RequestQueue::prepare(Pipeline& pipeline, const ServiceLife& life) {
+    if (m_kept.isVouchedFor(pipeline.program->source))
+        return true;
     return m_kept.prepare(pipeline.kept, life.driver(), [&] {
         std::vector<std::byte> bytes;
         protocol::Encoder(bytes).put(makePipeline(pipeline).constants);

@@ -66,6 +66,11 @@ void ServiceClient::replaceService() {
     m_wakeUp.signal();
 }
 
+void ServiceClient::vouchFor(std::string_view source) {
+    const Lock lock(m_mutex);
+    m_kept.vouchFor(source);
+}
+
 void ServiceClient::setTimeLimit(std::chrono::milliseconds limit) {
     {
         const Lock lock(m_mutex);

@@ -46,6 +46,8 @@ public:
     void release(const Release& release);
     /// The service is ended and started again. What it was at is done once more.
     void replaceService();
+    /// The text is the console's own.
+    void vouchFor(std::string_view source);
     void setTimeLimit(std::chrono::milliseconds limit);
     /// Of one question to the compiler, in processor time; 10 s from the start.
     void setCompileTimeLimit(std::chrono::milliseconds limit);

@@ -254,8 +254,7 @@ void ServiceClient::settle(Death death, const ServiceProcess& process,
     }
     m_jobs.keepForNextRun();
     m_requests.keepForNextRun();
-    if (death != Death::JobNotWanted) // which is the console's own wish
-        m_kept.serviceIsLost();
+    m_kept.serviceEnded(death == Death::JobNotWanted);
     if ((!m_life.isReady() && death != Death::Distrusted) || death == Death::Nonsense)
         runWasUseless(death == Death::Nonsense ? "the compute service answers nonsense"
                                                : "the compute service does not start",

@@ -126,21 +126,25 @@ void lieForAWhile(bool succeeded) {
     ::execl(service, service, nullptr);
 }
 
-/// Writes nonsense into the memory that comes with a pipeline: claims to a record that is longer
-/// than the memory, as long as it with a wrong checksum, or of no length at all.
-void writeNonsense(int memory) {
-    static unsigned question = 0;
+/// Writes into the memory that comes with a pipeline, as SL42_HOSTILE_RECORD says: a record that is
+/// longer than the memory, one as long as it but damaged, one of nothing, or one in order.
+void scribbleInto(int memory) {
     constexpr std::uint64_t lengths[] = {~0ull, ~0ull - sizeof(CodeRecord) + 1,
                                          codeMemoryBytes - sizeof(CodeRecord) + 1,
                                          codeMemoryBytes - sizeof(CodeRecord), 0};
-    const CodeRecord record{.mark = codeRecordMark,
-                            .checksum = 1,
-                            .shader = {},
-                            .length = lengths[question++ % std::size(lengths)]};
+    const char* number = std::getenv("SL42_HOSTILE_RECORD");
+    const auto which = static_cast<std::size_t>(number != nullptr ? std::atoi(number) : 0);
     void* mapping = ::mmap(nullptr, codeMemoryBytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
     if (mapping == MAP_FAILED)
-        ::_exit(2); // the test counts on having had one
+        ::_exit(2);
     std::memset(mapping, 0xA5, codeMemoryBytes);
+    const std::span bytes(static_cast<std::byte*>(mapping), codeMemoryBytes);
+    if (which >= std::size(lengths)) {
+        (void)writeRecord(bytes, {}, bytes.subspan(sizeof(CodeRecord)));
+        return;
+    }
+    const CodeRecord record{
+        .mark = codeRecordMark, .checksum = 1, .shader = {}, .length = lengths[which]};
     std::memcpy(mapping, &record, sizeof record);
 }
 
@@ -154,7 +158,7 @@ void scribble() {
         if (!request)
             return;
         if (const auto* make = std::get_if<MakePipeline>(&*request)) {
-            writeNonsense(received.descriptor.get());
+            scribbleInto(received.descriptor.get());
             send(reply(made(make->request)));
         } else if (std::holds_alternative<CompileLibrary>(*request)) {
             send(reply(compiled(questionIn(*request))));

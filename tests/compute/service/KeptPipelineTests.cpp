@@ -29,6 +29,7 @@ protected:
     ~KeptPipelines() override {
         ::unsetenv("SL42_TEST_DRIVER");
         ::unsetenv("SL42_VULKAN_CACHE");
+        ::unsetenv("SL42_HOSTILE_RECORD");
     }
 
     /// What becomes of a kernel in a console that starts, makes it and ends; empty for success.
@@ -109,12 +110,14 @@ TEST_F(KeptPipelines, WhatIsTooLargeIsNotKept) {
 
 TEST_F(KeptPipelines, NonsenseFromTheServiceReachesNoFile) {
     ::setenv("SL42_HOSTILE", "scribble", 1);
-    {
-        const auto device = gpu::host::HostDevice::create(HOSTILE_COMPUTE);
-        for (int i = 0; i < 5; ++i)
-            EXPECT_EQ(make(*device, "count", "count " + std::to_string(i)), "");
+    for (const char* number : {"0", "1", "2", "3", "4"}) {
+        ::setenv("SL42_HOSTILE_RECORD", number, 1);
+        EXPECT_EQ(start("count", "count", HOSTILE_COMPUTE), "");
+        EXPECT_TRUE(files().empty()) << number;
     }
-    EXPECT_TRUE(files().empty());
+    ::setenv("SL42_HOSTILE_RECORD", "5", 1);
+    EXPECT_EQ(start("count", "count", HOSTILE_COMPUTE), "");
+    EXPECT_EQ(files().size(), 1u) << "this one is in order";
 }
 
 // If that was why the service ended, it is not the next service's end, too.
@@ -125,26 +128,41 @@ TEST_F(KeptPipelines, AServiceThatEndsOverOneIsFollowedByOneWithout) {
     EXPECT_EQ(make(*device, "keep-and-die", "keep-and-die"), "");
 }
 
-// What is replaced within seconds, while somebody types, is worth no file; nor is what a service
-// leaves that is lost.
 TEST_F(KeptPipelines, AreWrittenOnceTheServiceHasBeenWellForSeconds) {
-    auto device = gpu::host::HostDevice::create(FAKE_COMPUTE);
-    const auto library = gpu::waitForLibrary(*device, "keep count");
-    ASSERT_TRUE(library);
-    const auto kept = gpu::waitForPipeline(*device, *(*library)->makeFunction("keep"));
-    ASSERT_TRUE(kept);
+    const auto device = gpu::host::HostDevice::create(FAKE_COMPUTE);
+    EXPECT_EQ(make(*device, "keep", "keep"), "");
     EXPECT_TRUE(files().empty());
     const auto deadline = std::chrono::steady_clock::now() + 30s;
     while (files().empty() && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(100ms);
     EXPECT_EQ(files().size(), 1u);
+}
 
-    EXPECT_EQ(make(*device, "keep", "keep again"), "");
+TEST_F(KeptPipelines, NothingIsTakenFromAServiceThatIsLost) {
+    auto device = gpu::host::HostDevice::create(FAKE_COMPUTE);
+    EXPECT_EQ(make(*device, "keep", "keep"), "");
     for (const pid_t service : children())
         ::kill(service, SIGKILL);
     EXPECT_EQ(make(*device, "count", "count"), "") << "there is another one";
     device.reset();
-    EXPECT_EQ(files().size(), 1u) << "nothing of the lost service";
+    EXPECT_TRUE(files().empty());
+}
+
+// Whoever gets hold of the service could write for the other one.
+TEST_F(KeptPipelines, NothingIsTakenFromAServiceThatHasSeenTwoPrograms) {
+    const auto makeBoth = [](bool isOwn, const char* second) {
+        const auto device = gpu::host::HostDevice::create(FAKE_COMPUTE);
+        if (isOwn)
+            device->vouchFor(second);
+        EXPECT_EQ(make(*device, "keep", "keep"), "");
+        (void)make(*device, "keep", second);
+    };
+    makeBoth(false, "keep count");
+    makeBoth(false, "error"); // which is not even compiled
+    EXPECT_TRUE(files().empty());
+    makeBoth(true, "keep count");
+    EXPECT_EQ(files().size(), 1u) << "nor is the console's own kept, which all programs see";
+    EXPECT_EQ(start(), known);
 }
 
 } // namespace
