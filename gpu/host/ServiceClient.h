@@ -3,8 +3,8 @@
 //
 // The console's side of the compute service: starts it, sends it work, checks what it says,
 // watches the clock, and when it ends for whatever reason, finds out what was to blame, starts it
-// again and goes on with everything that was not. One lock guards three things that know nothing of
-// locks: the life of the service, the requests to its compiler, and its jobs.
+// again and goes on with everything that was not. One lock guards what knows nothing of locks: the
+// life of the service, the requests to its compiler, its jobs, and what is kept of pipelines.
 #pragma once
 
 #include "gpu/Device.h"
