@@ -111,9 +111,9 @@ public:
     /// thread. Whoever lets go of what they return is not told any more, unless that is happening
     /// at this moment; what nobody waits for is not begun, or given up.
     [[nodiscard]] virtual Pending makeLibrary(std::string source, Made<Library> made) = 0;
-    /// The text is the console's own and can be in everybody's company: what a device keeps of a
-    /// program is kept only if it was made with no other program about. Before makeLibrary() is
-    /// called with it; any thread.
+    /// Before makeLibrary() is called with it: the text is the console's own, and not a program's.
+    /// What a device keeps of a program on disk it keeps only if no other program was about; this
+    /// one does not count. Any thread.
     virtual void vouchFor(std::string_view source) { static_cast<void>(source); }
     /// Starts making machine code for a function, cached by library, name and constants. Several
     /// are made at the same time.

@@ -115,7 +115,7 @@ int KernelCompiler::dumpFolder() const {
 BuildKernel KernelCompiler::build() const {
     if (!m_device)
         return [backend = m_backend](const auto& program, auto function, const auto& constants,
-                                     const auto& stop, auto) {
+                                     const auto& stop, const auto&) {
             return backend->build(program, function, constants, backend->dump(), stop);
         };
     return [backend = m_backend, device = m_device,

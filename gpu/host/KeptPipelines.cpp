@@ -145,7 +145,7 @@ void KeptPipelines::serviceEnded(bool isWished) {
     for (const auto& kept : inUse()) {
         kept->m_isSpoiled = true;
         kept->m_isLost = true;
-        kept->m_isBlamed = !isWished;
+        kept->m_isBlamed = !isWished && kept->m_isFound; // or it cannot have been sent
     }
     m_text.clear();
     m_isMixed = false;

@@ -23,10 +23,13 @@ constexpr const char* nowhere = "there is nothing to keep it in";
 class KeptPipelines : public ::testing::Test {
 protected:
     KeptPipelines() {
+        if (const char* variable = std::getenv("XDG_CACHE_HOME"))
+            caches = variable;
         ::setenv("XDG_CACHE_HOME", scratch.path("").c_str(), 1);
         ::setenv("SL42_TEST_DRIVER", "driver 1", 1);
     }
     ~KeptPipelines() override {
+        ::setenv("XDG_CACHE_HOME", caches.c_str(), 1);
         ::unsetenv("SL42_TEST_DRIVER");
         ::unsetenv("SL42_VULKAN_CACHE");
         ::unsetenv("SL42_HOSTILE_RECORD");
@@ -59,6 +62,7 @@ protected:
     }
 
     tests::ScratchFolder scratch;
+    std::string caches; ///< of the other tests
 };
 
 TEST_F(KeptPipelines, TheNextStartHasThemForTheSameDriverAndKernel) {
