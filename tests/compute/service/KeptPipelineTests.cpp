@@ -90,7 +90,7 @@ TEST_F(KeptPipelines, DamagedOnesAreMadeAgain) {
     EXPECT_EQ(start(), "");
     ASSERT_EQ(files().size(), 1u);
     const std::string whole = tests::contentsOf(files()[0]);
-    const auto damage = [&](std::string contents) {
+    const auto damage = [&](const std::string& contents) {
         std::ofstream(files()[0], std::ios::binary) << contents;
         EXPECT_EQ(start(), "");
         EXPECT_EQ(tests::contentsOf(files()[0]), whole) << "it was not put right";
