@@ -4,6 +4,7 @@
 
 extern "C" {
 #include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
 }
 
 #include <algorithm>
@@ -16,7 +17,10 @@ namespace {
 
 constexpr int sampleRate = 48000;
 constexpr int stereo = 2;
-constexpr std::int64_t bitRate = 256'000;
+constexpr std::int64_t opusBitRate = 256'000;
+// With its quick search, which needs a quarter of the time, FFmpeg's encoder comes nearer to the
+// sound than with its thorough one at 256 kbit/s, in the treble only from here on.
+constexpr std::int64_t aacBitRate = 320'000;
 constexpr float codableLimit = 8; // 18 dB above full scale
 /// Of formats that do not ask for a length of their own.
 constexpr int anyBlockLength = 4096;
@@ -45,7 +49,12 @@ Result<FFmpegPtr<AVCodecContext>> openEncoder(const PacketSink& sink, AudioCodec
     context->time_base = {1, sampleRate};
     av_channel_layout_default(&context->ch_layout, stereo);
     context->sample_fmt = codec == AudioCodec::AAC ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
-    context->bit_rate = codec == AudioCodec::Float32 ? 0 : bitRate;
+    if (codec == AudioCodec::AAC) {
+        context->bit_rate = aacBitRate;
+        av_opt_set(context->priv_data, "aac_coder", "fast", 0);
+    } else if (codec == AudioCodec::Opus) {
+        context->bit_rate = opusBitRate;
+    }
     if (sink.wantsGlobalHeader())
         context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (const int code = avcodec_open2(context.get(), encoder, nullptr); code < 0)

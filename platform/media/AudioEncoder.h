@@ -13,7 +13,7 @@
 
 namespace platform {
 
-/// AAC is the low-complexity profile; it and Opus have 256 kbit/s. Values that these cannot code
+/// AAC is the low-complexity profile with 320 kbit/s, Opus has 256. Values that these cannot code
 /// are written as silence (not a number) or at a limit (18 dB above full scale). Floats keep every
 /// bit.
 enum class AudioCodec { AAC, Opus, Float32 };
