@@ -60,14 +60,18 @@ SL42_IN_EACH_VARIANT float encode(float light) {
     return light <= 0.0031308F ? light * 12.92F : curve;
 }
 
-/// One of the channels of each pixel.
+/// One of the channels of each pixel. Two loops, since the compiler takes only as many pixels at
+/// once as it can load whole.
 SL42_IN_EACH_VARIANT void decodeBlock(const std::uint16_t* rgba, int channel,
                                       Block<float>& lights) {
+    Block<std::uint16_t> halves;
     for (std::size_t i = 0; i < blockLength; ++i) {
         std::uint64_t pixel = 0; // whole, since the compiler is slow with parts of it
         std::memcpy(&pixel, rgba + Image::channelsPerPixel * i, sizeof pixel);
-        lights[i] = decode(valueOf(static_cast<std::uint16_t>(pixel >> 16 * channel)));
+        halves[i] = static_cast<std::uint16_t>(pixel >> 16 * channel);
     }
+    for (std::size_t i = 0; i < blockLength; ++i)
+        lights[i] = decode(valueOf(halves[i]));
 }
 
 SL42_IN_EACH_VARIANT void encodeBlock(Block<float>& lights) {
