@@ -25,6 +25,9 @@ public:
     /// Runs on the device's callback thread after a drawable was shown.
     using PresentHandler = std::function<void()>;
 
+    /// Pictures that may be out of the pool while frames are drawn one by one.
+    static constexpr std::size_t mostHeld = 4;
+
     explicit DrawablePool(std::shared_ptr<gpu::Device> device, PresentHandler presented = {});
 
     /// A drawable that comes back by itself, shown or not. Null when all textures are in use (there
@@ -52,7 +55,7 @@ public:
 private:
     class PooledDrawable;
     // Three frames in flight, one on its way to the screen, one shown.
-    static constexpr std::size_t maxTextures = 5;
+    static constexpr std::size_t maxTextures = mostHeld + 1;
 
     TexturePtr take();
     TexturePtr makeTexture() SL42_REQUIRES(m_mutex);

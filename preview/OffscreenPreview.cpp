@@ -15,4 +15,15 @@ void OffscreenPreview::refresh() {
         delegate()->draw(*this);
 }
 
+std::shared_ptr<const gpu::Texture> OffscreenPreview::takePicture() {
+    m_pool->waitForShown();
+    std::shared_ptr<gpu::Texture> texture = m_pool->takeShown().texture;
+    if (!texture)
+        return nullptr;
+    const gpu::Texture* const shown = texture.get();
+    return {shown, [pool = m_pool, owned = std::move(texture)](const gpu::Texture*) mutable {
+                pool->giveBack(std::move(owned));
+            }};
+}
+
 } // namespace starloom

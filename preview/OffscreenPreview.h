@@ -31,6 +31,10 @@ public:
     /// shown last: RGBA16Float, to be read with getBytes() before the next refresh. Null when
     /// nothing was shown yet. Main thread, not from a task of the device.
     std::shared_ptr<gpu::Texture> waitForPicture() { return m_pool->waitForShown(); }
+    /// The same, but null when that picture was taken before, and nothing is drawn over it until
+    /// it is let go, on any thread. While DrawablePool::mostHeld are held there is room for frames
+    /// one by one.
+    std::shared_ptr<const gpu::Texture> takePicture();
     /// Number of drawables shown so far. A frame that fails adds nothing.
     std::uint64_t pictureCount() const { return m_pool->shownCount(); }
 

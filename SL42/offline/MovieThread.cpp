@@ -3,6 +3,7 @@
 #include "SL42/offline/MovieThread.h"
 
 #include "SL42/hardware/Screen.h"
+#include "platform/image/Image.h"
 
 #include <utility>
 
@@ -10,6 +11,17 @@ namespace starloom {
 
 using platform::Lock;
 using platform::Result;
+
+/// Where they lie. A device that does wrong may write them still, so they are only ever values.
+static Result<std::span<const std::uint16_t>> halvesOf(const gpu::Texture& picture) {
+    constexpr std::size_t rowLength =
+        screenWidth * platform::Image::channelsPerPixel * sizeof(std::uint16_t);
+    const gpu::TextureRows rows = picture.rows(0);
+    if (rows.bytesPerRow != rowLength || rows.bytes.size() != rowLength * screenHeight)
+        return platform::Error{"the picture cannot be read back"};
+    return std::span(reinterpret_cast<const std::uint16_t*>(rows.bytes.data()),
+                     rows.bytes.size() / sizeof(std::uint16_t));
+}
 
 MovieThread::MovieThread(platform::MovieWriter writer, VideoCanvas canvas, bool repeats)
     : m_writer(std::move(writer)),
@@ -28,20 +40,11 @@ MovieThread::~MovieThread() {
         m_thread.join();
 }
 
-platform::Image MovieThread::unusedPicture() {
-    const Lock lock(m_mutex);
-    while (m_onTheirWay >= mostFrames)
-        m_changed.wait(m_mutex);
-    if (m_unused.empty())
-        return {screenWidth, screenHeight};
-    platform::Image picture = std::move(m_unused.back());
-    m_unused.pop_back();
-    return picture;
-}
-
-Result<void> MovieThread::write(platform::Image picture, FrameSound sound) {
+Result<void> MovieThread::write(ShownPicture picture, FrameSound sound) {
     {
         const Lock lock(m_mutex);
+        while (m_onTheirWay >= mostFrames)
+            m_changed.wait(m_mutex);
         if (m_error)
             return *m_error;
         m_frames.push_back({std::move(picture), std::move(sound)});
@@ -69,7 +72,8 @@ Result<void> MovieThread::finish() {
 void MovieThread::run() {
     while (auto frame = nextFrame()) {
         const auto written = encode(*frame);
-        frameDone(std::move(frame->picture), written);
+        frame.reset(); // there is room for another one
+        frameDone(written);
     }
 }
 
@@ -84,11 +88,10 @@ std::optional<MovieThread::Frame> MovieThread::nextFrame() {
     return frame;
 }
 
-void MovieThread::frameDone(platform::Image picture, const Result<void>& written) {
+void MovieThread::frameDone(const Result<void>& written) {
     {
         const Lock lock(m_mutex);
         --m_onTheirWay;
-        m_unused.push_back(std::move(picture));
         if (!written && !m_error)
             m_error = written.error();
     }
@@ -96,13 +99,19 @@ void MovieThread::frameDone(platform::Image picture, const Result<void>& written
 }
 
 Result<void> MovieThread::encode(const Frame& frame) {
-    SL42_TRY_VOID(encode(frame.picture));
+    if (frame.picture) {
+        const auto halves = SL42_TRY(halvesOf(*frame.picture));
+        SL42_TRY_VOID(encode(halves));
+    } else {
+        const platform::Image black(screenWidth, screenHeight);
+        SL42_TRY_VOID(encode(black.halves()));
+    }
     if (frame.sound[0].empty())
         return {};
     return m_writer.writeSound(frame.sound[0], frame.sound[1]);
 }
 
-Result<void> MovieThread::encode(const platform::Image& picture) {
+Result<void> MovieThread::encode(std::span<const std::uint16_t> picture) {
     return m_repeats ? m_writer.writePicture(m_canvas.place(picture))
                      : m_writer.writeFrame(m_canvas.show(picture));
 }

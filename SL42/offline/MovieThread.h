@@ -5,16 +5,18 @@
 // while the one before is converted and encoded.
 #pragma once
 
+#include "SL42/offline/OfflineConsole.h"
 #include "SL42/offline/VideoCanvas.h"
 #include "platform/base/Mutex.h"
 #include "platform/base/Result.h"
-#include "platform/image/Image.h"
 #include "platform/media/MovieWriter.h"
+#include "preview/DrawablePool.h"
 
 #include <array>
 #include <cstddef>
 #include <deque>
 #include <optional>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -34,26 +36,25 @@ public:
     MovieThread(const MovieThread&) = delete;
     MovieThread& operator=(const MovieThread&) = delete;
 
-    /// An image to draw the next picture into, with whatever was in it. Waits while several frames
-    /// are on their way.
-    platform::Image unusedPicture();
-    /// The next frame. The error is that of an earlier one.
-    platform::Result<void> write(platform::Image picture, FrameSound sound);
+    /// The next frame; black if there is no picture. Waits while several frames are on their way.
+    /// The error is that of an earlier one.
+    platform::Result<void> write(ShownPicture picture, FrameSound sound);
     /// Waits for all frames and completes the file. Nothing may be written after it.
     platform::Result<void> finish();
 
 private:
-    static constexpr std::size_t mostFrames = 3;
+    static constexpr std::size_t mostFrames = 3; ///< one less than pictures that may be held
+    static_assert(mostFrames < DrawablePool::mostHeld);
 
     struct Frame {
-        platform::Image picture;
+        ShownPicture picture;
         FrameSound sound;
     };
     void run();
     std::optional<Frame> nextFrame();
-    void frameDone(platform::Image picture, const platform::Result<void>& written);
+    void frameDone(const platform::Result<void>& written);
     platform::Result<void> encode(const Frame& frame);
-    platform::Result<void> encode(const platform::Image& picture);
+    platform::Result<void> encode(std::span<const std::uint16_t> picture);
 
     platform::MovieWriter m_writer; ///< the thread's, like the canvas, while it runs
     VideoCanvas m_canvas;
@@ -61,7 +62,6 @@ private:
     platform::Mutex m_mutex;
     platform::Condition m_changed;
     std::deque<Frame> m_frames SL42_GUARDED_BY(m_mutex);
-    std::vector<platform::Image> m_unused SL42_GUARDED_BY(m_mutex);
     std::size_t m_onTheirWay SL42_GUARDED_BY(m_mutex) = 0;
     std::optional<platform::Error> m_error SL42_GUARDED_BY(m_mutex);
     bool m_isLast SL42_GUARDED_BY(m_mutex) = false;

@@ -77,7 +77,8 @@ platform::Result<void> OfflineConsole::drawFrame(platform::Seconds time) {
     drainMainQueue();
     m_engine->waitForFont();
     m_view->refresh();
-    m_view->waitForPicture();
+    if (auto picture = m_view->takePicture())
+        m_picture = std::move(picture);
     drainMainQueue();
     if (!m_engine->fault().get().empty())
         return platform::Error{m_engine->fault().get()};
@@ -86,22 +87,16 @@ platform::Result<void> OfflineConsole::drawFrame(platform::Seconds time) {
     return {};
 }
 
-platform::Result<platform::Image> OfflineConsole::picture() {
-    platform::Image image(screenWidth, screenHeight);
-    SL42_TRY_VOID(readPicture(image));
-    return image;
-}
-
-platform::Result<void> OfflineConsole::readPicture(platform::Image& image) {
-    const auto texture = m_view->waitForPicture();
-    if (!texture)
+platform::Result<platform::Image> OfflineConsole::picture() const {
+    if (!m_picture)
         return platform::Error{"no frame was drawn"};
+    platform::Image image(screenWidth, screenHeight);
     const std::size_t rowLength =
         image.width() * compute::bytesPerPixel(gpu::PixelFormat::RGBA16Float);
-    if (texture->width() != image.width() || texture->height() != image.height() ||
-        !texture->getBytes(0, std::as_writable_bytes(image.halves()), rowLength))
+    if (m_picture->width() != image.width() || m_picture->height() != image.height() ||
+        !m_picture->getBytes(0, std::as_writable_bytes(image.halves()), rowLength))
         return platform::Error{"the picture cannot be read back"};
-    return {};
+    return image;
 }
 
 } // namespace starloom

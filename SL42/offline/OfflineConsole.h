@@ -20,6 +20,10 @@
 
 namespace starloom {
 
+/// A picture of the console's screen in the device's memory, which is not drawn over while somebody
+/// holds it.
+using ShownPicture = std::shared_ptr<const gpu::Texture>;
+
 /// Compiles its program and renders its song when it is made. Each frame is done before the next
 /// one is encoded, and waits for the kernels that it needs, so that registers take effect in the
 /// same frame on every machine: the one after that in which they were written. The program must not
@@ -53,11 +57,12 @@ public:
     /// frame.
     platform::Result<void> drawFrame(platform::Seconds time);
     /// Whether any frame has been shown.
-    bool hasPicture() const { return m_view->pictureCount() > 0; }
+    bool hasPicture() const { return m_picture != nullptr; }
     /// What the last frame showed.
-    platform::Result<platform::Image> picture();
-    /// The same into an image of the screen's size.
-    platform::Result<void> readPicture(platform::Image& image);
+    platform::Result<platform::Image> picture() const;
+    /// The same where it lies; null before the first. Besides the last one, three more may be kept
+    /// from one frame to the next.
+    const ShownPicture& shownPicture() const { return m_picture; }
 
 private:
     void waitForProgram();
@@ -71,6 +76,7 @@ private:
     platform::SilentAudioEngine m_audioEngine{m_clock};
     OfflineInput m_input;
     OffscreenPreview* m_view = nullptr; // the engine's
+    ShownPicture m_picture;
     std::unique_ptr<SL42> m_engine;
 };
 

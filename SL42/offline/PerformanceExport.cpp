@@ -41,11 +41,9 @@ private:
 
 Result<void> PerformanceMovie::showUntil(std::uint64_t frame, PerformanceReplay& replay) {
     for (; m_frame < frame; ++m_frame) {
-        platform::Image picture = m_movie->unusedPicture();
-        SL42_TRY_VOID(replay.readPicture(picture));
         const std::uint64_t first = m_settings.frameRate.sampleOf(m_frame, audioSampleRate);
         const std::uint64_t end = m_settings.frameRate.sampleOf(m_frame + 1, audioSampleRate);
-        SL42_TRY_VOID(m_movie->write(std::move(picture), m_song.play(end - first)));
+        SL42_TRY_VOID(m_movie->write(replay.console().shownPicture(), m_song.play(end - first)));
         m_progress(static_cast<std::uint32_t>(m_frame + 1), 0);
     }
     return {};

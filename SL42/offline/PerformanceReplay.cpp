@@ -4,7 +4,6 @@
 
 #include "SL42/builder/Preprocessor.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace starloom {
@@ -29,13 +28,6 @@ platform::Result<void> PerformanceReplay::draw(const PerformanceFrame& frame) {
     const auto drawn = m_console->drawFrame(platform::Seconds(frame.clock));
     if (!drawn && !m_fault)
         m_fault = drawn.error().message;
-    return {};
-}
-
-platform::Result<void> PerformanceReplay::readPicture(platform::Image& image) {
-    if (m_console->hasPicture())
-        return m_console->readPicture(image);
-    std::ranges::fill(image.halves(), std::uint16_t{0});
     return {};
 }
 

@@ -8,7 +8,6 @@
 #include "SL42/performance/PerformanceFrame.h"
 #include "gpu/Device.h"
 #include "platform/base/Result.h"
-#include "platform/image/Image.h"
 
 #include <memory>
 #include <optional>
@@ -26,8 +25,6 @@ public:
     /// Takes over the frame's program, if it has one, and draws it. The error is a program that
     /// would stop a console.
     platform::Result<void> draw(const PerformanceFrame& frame);
-    /// The last picture that was shown, into an image of the screen's size; black before the first.
-    platform::Result<void> readPicture(platform::Image& image);
     /// What a program did wrong first, in one line.
     const std::optional<std::string>& fault() const { return m_fault; }
     /// After the first frame.

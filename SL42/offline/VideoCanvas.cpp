@@ -4,6 +4,7 @@
 
 #include "SL42/hardware/Screen.h"
 #include "platform/image/DisplayColours.h"
+#include "platform/image/Image.h"
 
 #include <algorithm>
 #include <cassert>
@@ -34,12 +35,12 @@ VideoCanvas::VideoCanvas(std::uint32_t width, std::uint32_t height)
       m_scaled(m_scaler.target().area()),
       m_frame(std::size_t{width} * height, black) {}
 
-std::span<const std::uint32_t> VideoCanvas::show(const platform::Image& image) {
+std::span<const std::uint32_t> VideoCanvas::show(std::span<const std::uint16_t> picture) {
     if (m_scaler.target() == m_scaler.source() && m_picture.size() == m_frame.size()) {
-        platform::convertToDisplay(image.halves(), m_frame);
+        platform::convertToDisplay(picture, m_frame);
         return m_frame;
     }
-    platform::convertToDisplay(image.halves(), m_picture);
+    platform::convertToDisplay(picture, m_picture);
     m_scaler.scale(m_picture, m_scaled);
     if (m_scaled.size() == m_frame.size())
         return m_scaled;
@@ -47,12 +48,12 @@ std::span<const std::uint32_t> VideoCanvas::show(const platform::Image& image) {
     return m_frame;
 }
 
-std::span<const std::uint16_t> VideoCanvas::place(const platform::Image& image) {
+std::span<const std::uint16_t> VideoCanvas::place(std::span<const std::uint16_t> picture) {
     assert(m_scaler.target() == m_scaler.source());
     if (m_picture.size() == m_frame.size())
-        return image.halves();
+        return picture;
     m_halves.resize(m_frame.size() * platform::Image::channelsPerPixel);
-    copyRows(image.halves(), m_halves, platform::Image::channelsPerPixel);
+    copyRows(picture, m_halves, platform::Image::channelsPerPixel);
     return m_halves;
 }
 

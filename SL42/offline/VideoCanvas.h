@@ -4,7 +4,6 @@
 // The console's picture as a frame of a video, at any size.
 #pragma once
 
-#include "platform/image/Image.h"
 #include "preview/PicturePlacement.h"
 #include "preview/PictureScaler.h"
 
@@ -25,12 +24,13 @@ public:
     /// number, or 1 where there is no such.
     static std::uint32_t repeatFor(std::uint32_t width, std::uint32_t height);
 
-    /// Rows of 0xffRRGGBB from the top, in sRGB, valid until the next call. The image has the size
-    /// of the console's screen.
-    std::span<const std::uint32_t> show(const platform::Image& image);
-    /// The image as it is, with what lies around it; half floats as in Image, valid as long as the
-    /// image and until the next call. The picture is not scaled.
-    std::span<const std::uint16_t> place(const platform::Image& image);
+    // Pictures are half floats as in platform::Image, of the size of the console's screen.
+
+    /// Rows of 0xffRRGGBB from the top, in sRGB, valid until the next call.
+    std::span<const std::uint32_t> show(std::span<const std::uint16_t> picture);
+    /// The picture as it is, with what lies around it; valid as long as the picture and until the
+    /// next call. The picture is not scaled.
+    std::span<const std::uint16_t> place(std::span<const std::uint16_t> picture);
 
 private:
     template <class T>

@@ -91,10 +91,8 @@ Result<void> exportVideo(OfflineConsole& console, const VideoSettings& settings,
         if (stop.stop_requested())
             return platform::Error{"cancelled"};
         SL42_TRY_VOID(console.drawFrame(platform::Seconds(settings.frameRate.timeOf(frame))));
-        platform::Image picture = movie->unusedPicture();
-        SL42_TRY_VOID(console.readPicture(picture));
-        SL42_TRY_VOID(movie->write(std::move(picture), song.until(settings.frameRate.sampleOf(
-                                                           frame + 1, audioSampleRate))));
+        SL42_TRY_VOID(movie->write(console.shownPicture(), song.until(settings.frameRate.sampleOf(
+                                                               frame + 1, audioSampleRate))));
         progress(frame + 1, frameCount);
     }
     return movie->finish();

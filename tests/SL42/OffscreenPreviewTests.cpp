@@ -28,4 +28,33 @@ TEST(OffscreenPreview, UsesTexturesAgainWhenTheyAreFree) {
     EXPECT_EQ(view.pictureCount(), 2U);
 }
 
+TEST(OffscreenPreview, DrawsOverNothingThatIsHeld) {
+    OffscreenPreview view{std::make_shared<fake::Device>()};
+    EXPECT_EQ(view.takePicture(), nullptr);
+    const auto showNext = [&view]() -> const gpu::Texture* {
+        const auto drawable = view.currentDrawable();
+        if (!drawable)
+            return nullptr;
+        drawable->present();
+        return drawable->texture().get();
+    };
+    std::vector<std::shared_ptr<const gpu::Texture>> held;
+    for (std::size_t i = 0; i < DrawablePool::mostHeld; ++i) {
+        const gpu::Texture* const shown = showNext();
+        held.push_back(view.takePicture());
+        EXPECT_EQ(held.back().get(), shown);
+        EXPECT_EQ(view.takePicture(), nullptr) << "it was taken before";
+    }
+    for (int frame = 0; frame < 3; ++frame) {
+        const gpu::Texture* const shown = showNext();
+        ASSERT_NE(shown, nullptr) << "room for frames one by one";
+        for (const auto& picture : held)
+            EXPECT_NE(picture.get(), shown);
+        EXPECT_EQ(view.takePicture().get(), shown);
+    }
+    const gpu::Texture* const released = held.front().get();
+    held.erase(held.begin());
+    EXPECT_EQ(showNext(), released);
+}
+
 } // namespace starloom

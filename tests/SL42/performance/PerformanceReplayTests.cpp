@@ -100,15 +100,13 @@ TEST_F(PerformanceReplayTest, DrawsWhatWasSeen) {
     auto reader = PerformanceReader::open(path);
     ASSERT_TRUE(reader) << reader.error().message;
     PerformanceReplay replay(device, reader->title());
-    platform::Image picture(960, 540);
     std::size_t count = 0;
     std::size_t saves = 0;
     while (const auto frame = reader->next()) {
         ASSERT_LT(count, seen.size());
         saves += frame->program.has_value();
         ASSERT_TRUE(replay.draw(*frame));
-        ASSERT_TRUE(replay.readPicture(picture));
-        EXPECT_EQ(picture == seen[count], true) << "frame " << count;
+        EXPECT_EQ(replay.console().picture().value() == seen[count], true) << "frame " << count;
         ++count;
     }
     EXPECT_EQ(count, frameCount);
@@ -123,19 +121,15 @@ TEST_F(PerformanceReplayTest, GoesOnBehindAProgramThatDoesWrong) {
     frame.program = "void fx() { cls(float4(1, 0, 0, 1)); }";
     PerformanceReplay replay(device, "show");
     ASSERT_TRUE(replay.draw(frame));
-    platform::Image before(960, 540);
-    ASSERT_TRUE(replay.readPicture(before));
+    const platform::Image before = replay.console().picture().value();
     device->setTimeLimit(std::chrono::milliseconds(300));
     frame.program = "void fx() { while (time >= 0) { poke32(peek32<int>(0) + 1, 0); } }";
     ASSERT_TRUE(replay.draw(frame));
     EXPECT_TRUE(replay.fault());
-    platform::Image picture(960, 540);
-    ASSERT_TRUE(replay.readPicture(picture));
-    EXPECT_EQ(picture == before, true);
+    EXPECT_EQ(replay.console().picture().value() == before, true);
     frame.program = "void fx() { cls(float4(0, 1, 0, 1)); }";
     ASSERT_TRUE(replay.draw(frame));
-    ASSERT_TRUE(replay.readPicture(picture));
-    EXPECT_GT(picture.pixel(5, 5)[1], 0.9F);
+    EXPECT_GT(replay.console().picture().value().pixel(5, 5)[1], 0.9F);
     frame.program = "int4 music = {0, 1, 1, 1};\nvoid fx() {}";
     EXPECT_FALSE(replay.draw(frame)) << "it would stop a console";
 }
