@@ -43,8 +43,8 @@ public:
     platform::Result<void> finish();
 
 private:
-    static constexpr std::size_t mostFrames = 3; ///< one less than pictures that may be held
-    static_assert(mostFrames < DrawablePool::mostHeld);
+    static constexpr std::size_t mostFrames = 3;
+    static_assert(mostFrames < DrawablePool::mostHeld, "the console holds the last one");
 
     struct Frame {
         ShownPicture picture;

@@ -56,12 +56,10 @@ public:
     /// if the program may draw text. The error is the device's own line when it gave up on the
     /// frame.
     platform::Result<void> drawFrame(platform::Seconds time);
-    /// Whether any frame has been shown.
-    bool hasPicture() const { return m_picture != nullptr; }
     /// What the last frame showed.
     platform::Result<platform::Image> picture() const;
-    /// The same where it lies; null before the first. Besides the last one, three more may be kept
-    /// from one frame to the next.
+    /// The same where it lies; null before the first. Besides the last one, three more may be held
+    /// while a frame is drawn.
     const ShownPicture& shownPicture() const { return m_picture; }
 
 private:
