@@ -11,6 +11,7 @@
 #include "cli/Progress.h"
 #include "cli/Source.h"
 #include "cli/StageBenchmark.h"
+#include "cli/Subcommand.h"
 #include "platform/process/ResidentMemory.h"
 
 #include <chrono>
@@ -163,18 +164,17 @@ ExitStatus bench(const BenchOptions& options, const Session& session) {
 
 void addBench(CLI::App& app, Session& session) {
     const auto options = std::make_shared<BenchOptions>();
-    auto* command = app.add_subcommand("bench", "Measure how a program compiles and runs");
-    command->add_option("FILE", options->file, sourceHelp)->required();
-    command->add_option("--frames", options->frames, "How many frames to run")
-        ->check(CLI::Range(1U, 1'000'000U))
-        ->capture_default_str();
-    options->input.addTo(*command);
-    command->add_option(
-        "--size", options->size,
-        "Also measure how long a picture takes on its way to a screen of that width "
-        "and height, such as 1920x1080");
-    command->add_flag("--json", options->json, "Print the numbers as JSON");
-    command->callback([options, &session] { session.exitStatus = bench(*options, session); });
+    Subcommand command(app, "bench", "Measure how a program compiles and runs");
+    command.add("FILE", options->file, sourceHelp).required();
+    command.add("--frames", options->frames, "How many frames to run")
+        .within(1U, 1'000'000U)
+        .showsDefault();
+    options->input.addTo(command);
+    command.add("--size", options->size,
+                "Also measure how long a picture takes on its way to a screen of that width "
+                "and height, such as 1920x1080");
+    command.add("--json", options->json, "Print the numbers as JSON");
+    command.run([options, &session] { session.exitStatus = bench(*options, session); });
 }
 
 } // namespace cli

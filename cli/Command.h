@@ -8,11 +8,13 @@
 #include "platform/base/Result.h"
 #include "platform/process/Interruption.h"
 
-#include <CLI/CLI.hpp>
-
 #include <functional>
 #include <memory>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace gpu {
 class Device;

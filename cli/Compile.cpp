@@ -7,6 +7,7 @@
 #include "cli/Command.h"
 #include "cli/OpenConsole.h"
 #include "cli/Source.h"
+#include "cli/Subcommand.h"
 #include "gpu/WaitFor.h"
 
 #include <iostream>
@@ -59,15 +60,14 @@ ExitStatus compile(const CompileOptions& options, const Session& session) {
 
 void addCompile(CLI::App& app, Session& session) {
     const auto options = std::make_shared<CompileOptions>();
-    auto* command =
-        app.add_subcommand("compile", "Compile a program and print what is wrong with it");
-    command->add_option("FILE", options->file, sourceHelp)->required();
-    command->add_flag("--plain", options->plain,
-                      "Compile the text as it stands, without the console around it, and print "
-                      "the compiler's messages");
-    command->add_flag("--log", options->log,
-                      "Print the console's whole log, in which lines are counted from the prelude");
-    command->callback([options, &session] { session.exitStatus = compile(*options, session); });
+    Subcommand command(app, "compile", "Compile a program and print what is wrong with it");
+    command.add("FILE", options->file, sourceHelp).required();
+    command.add("--plain", options->plain,
+                "Compile the text as it stands, without the console around it, and print "
+                "the compiler's messages");
+    command.add("--log", options->log,
+                "Print the console's whole log, in which lines are counted from the prelude");
+    command.run([options, &session] { session.exitStatus = compile(*options, session); });
 }
 
 } // namespace cli

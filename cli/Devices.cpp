@@ -3,7 +3,7 @@
 //
 // `starloom devices`: what programs can run on, on standard output.
 #include "cli/Command.h"
-
+#include "cli/Subcommand.h"
 #include "gpu/Device.h"
 
 #include <iostream>
@@ -23,7 +23,7 @@ void print(const gpu::DeviceDescription& device) {
 } // namespace
 
 void addDevices(CLI::App& app, Session&) {
-    app.add_subcommand("devices", "List what programs can run on")->callback([] {
+    Subcommand(app, "devices", "List what programs can run on").run([] {
         for (const gpu::DeviceDescription& device : gpu::Device::list())
             print(device);
     });

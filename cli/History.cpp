@@ -3,8 +3,8 @@
 //
 // `starloom history`: the texts that a document has had.
 #include "SL42/document/History.h"
-
 #include "cli/Command.h"
+#include "cli/Subcommand.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -74,13 +74,11 @@ ExitStatus history(const HistoryOptions& options) {
 
 void addHistory(CLI::App& app, Session& session) {
     const auto options = std::make_shared<HistoryOptions>();
-    auto* command = app.add_subcommand(
-        "history", "List the texts that a program has had in the window, the newest last");
-    command->add_option("FILE", options->file,
-                        "The program; without it, all programs that have a history");
-    command->add_option("--restore", options->restored, "Print the text with this number")
-        ->check(CLI::PositiveNumber);
-    command->callback([options, &session] { session.exitStatus = history(*options); });
+    Subcommand command(app, "history",
+                       "List the texts that a program has had in the window, the newest last");
+    command.add("FILE", options->file, "The program; without it, all programs that have a history");
+    command.add("--restore", options->restored, "Print the text with this number").positive();
+    command.run([options, &session] { session.exitStatus = history(*options); });
 }
 
 } // namespace cli

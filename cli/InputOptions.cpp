@@ -18,13 +18,13 @@ using platform::Result;
 /// More would be days.
 static constexpr double mostSeconds = 1e6;
 
-void InputOptions::addTo(CLI::App& command) {
-    command.add_option("--audio", audio,
-                       "A sound file that the sound input hears from the first frame on, and then "
-                       "silence");
-    command.add_option("--input", script,
-                       "A script of keys and mouse, one event in JSON a line: {\"frame\": 30, "
-                       "\"press\": \"Left\"}; see docs/performance.md");
+void InputOptions::addTo(Subcommand& command) {
+    command.add("--audio", audio,
+                "A sound file that the sound input hears from the first frame on, and then "
+                "silence");
+    command.add("--input", script,
+                "A script of keys and mouse, one event in JSON a line: {\"frame\": 30, "
+                "\"press\": \"Left\"}; see docs/performance.md");
 }
 
 Result<starloom::InputFiles> InputOptions::read(double seconds) const {

@@ -5,9 +5,8 @@
 #pragma once
 
 #include "SL42/offline/OfflineInput.h"
+#include "cli/Subcommand.h"
 #include "platform/base/Result.h"
-
-#include <CLI/CLI.hpp>
 
 #include <string>
 
@@ -18,7 +17,7 @@ struct InputOptions {
     std::string script;
 
     /// `--audio` and `--input`. The object must outlive the command.
-    void addTo(CLI::App& command);
+    void addTo(Subcommand& command);
     /// Reads the files, of sound no more than so much. The error is one line with the file's name,
     /// and the line's number if it has one.
     platform::Result<starloom::InputFiles> read(double seconds) const;

@@ -6,6 +6,7 @@
 #include "SL42/document/Minifier.h"
 #include "cli/Command.h"
 #include "cli/Source.h"
+#include "cli/Subcommand.h"
 #include "platform/WholeFile.h"
 
 namespace cli {
@@ -33,14 +34,13 @@ ExitStatus pack(const PackOptions& options) {
 
 void addPack(CLI::App& app, Session& session) {
     const auto options = std::make_shared<PackOptions>();
-    auto* command = app.add_subcommand("pack", "Save a program as a document");
-    command->add_option("FILE", options->file, sourceHelp)->required();
-    command->add_option("-o,--output", options->output, "Document to write, such as NAME.sl42")
-        ->required();
-    command->add_flag("--minify", options->minify,
-                      "Leave out comments, indentation and line ends: the packed form, whose "
-                      "length is the packed size");
-    command->callback([options, &session] { session.exitStatus = pack(*options); });
+    Subcommand command(app, "pack", "Save a program as a document");
+    command.add("FILE", options->file, sourceHelp).required();
+    command.add("-o,--output", options->output, "Document to write, such as NAME.sl42").required();
+    command.add("--minify", options->minify,
+                "Leave out comments, indentation and line ends: the packed form, whose "
+                "length is the packed size");
+    command.run([options, &session] { session.exitStatus = pack(*options); });
 }
 
 } // namespace cli

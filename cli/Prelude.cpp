@@ -4,14 +4,16 @@
 // `starloom prelude`: the text that stands in front of every program, on standard output.
 #include "SL42/prelude/ShaderStrings.h"
 #include "cli/Command.h"
+#include "cli/Subcommand.h"
 
 #include <iostream>
 
 namespace cli {
 
 void addPrelude(CLI::App& app, Session&) {
-    app.add_subcommand("prelude", "Print the text that stands in front of every program")
-        ->callback([] { std::cout << starloom::SharedShaderStrings::standardProcessingHeader(); });
+    Subcommand(app, "prelude", "Print the text that stands in front of every program").run([] {
+        std::cout << starloom::SharedShaderStrings::standardProcessingHeader();
+    });
 }
 
 } // namespace cli

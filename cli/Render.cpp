@@ -11,6 +11,7 @@
 #include "cli/PictureSize.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
+#include "cli/Subcommand.h"
 #include "platform/image/Exr.h"
 #include "platform/image/Png.h"
 
@@ -106,32 +107,32 @@ ExitStatus render(const RenderOptions& options, const Session& session) {
 
 void addRender(CLI::App& app, Session& session) {
     const auto options = std::make_shared<RenderOptions>();
-    auto* command = app.add_subcommand("render", "Run a program and save what it shows");
-    command->add_option("FILE", options->file, sourceHelp)->required();
+    Subcommand command(app, "render", "Run a program and save what it shows");
+    command.add("FILE", options->file, sourceHelp).required();
     command
-        ->add_option(
+        .add(
             "-o,--output", options->output,
             "Picture to write: .png, or .exr for floating-point numbers, also beyond 0 to 1 if the "
             "program sets HDR. "
             "A %d or %04d in the name saves every frame, otherwise the last one is saved")
-        ->required();
-    command->add_option("--overlay", options->overlay,
-                        "A .png picture to lay over the program's, as the window does with an "
-                        "editor: what is bright in it covers, what is dark lets through");
-    command->add_option("--frames", options->frames, "How many frames to run")
-        ->check(CLI::Range(1U, 10'000'000U))
-        ->capture_default_str();
-    command->add_option("--fps", options->fps, "Frames per second of the program's time")
-        ->check(CLI::Range(0.001, 1e6))
-        ->capture_default_str();
-    command->add_option("--size", options->size,
-                        "Width and height of the pictures; 960x540 if not given. The program's "
-                        "lies in them as in a window of that size");
-    options->input.addTo(*command);
-    command->add_option("--time-limit", options->timeLimit, "Seconds that one frame may take")
-        ->check(CLI::Range(0.001, 86400.0))
-        ->capture_default_str();
-    command->callback([options, &session] { session.exitStatus = render(*options, session); });
+        .required();
+    command.add("--overlay", options->overlay,
+                "A .png picture to lay over the program's, as the window does with an "
+                "editor: what is bright in it covers, what is dark lets through");
+    command.add("--frames", options->frames, "How many frames to run")
+        .within(1U, 10'000'000U)
+        .showsDefault();
+    command.add("--fps", options->fps, "Frames per second of the program's time")
+        .within(0.001, 1e6)
+        .showsDefault();
+    command.add("--size", options->size,
+                "Width and height of the pictures; 960x540 if not given. The program's "
+                "lies in them as in a window of that size");
+    options->input.addTo(command);
+    command.add("--time-limit", options->timeLimit, "Seconds that one frame may take")
+        .within(0.001, 86400.0)
+        .showsDefault();
+    command.run([options, &session] { session.exitStatus = render(*options, session); });
 }
 
 } // namespace cli

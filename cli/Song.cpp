@@ -6,6 +6,7 @@
 #include "cli/OpenConsole.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
+#include "cli/Subcommand.h"
 #include "platform/media/AudioFileWriter.h"
 #include "platform/media/Loudness.h"
 
@@ -99,16 +100,16 @@ ExitStatus song(const SongOptions& options, const Session& session) {
 
 void addSong(CLI::App& app, Session& session) {
     const auto options = std::make_shared<SongOptions>();
-    auto* command = app.add_subcommand("song", "Save the song that a program makes");
-    command->add_option("FILE", options->file, sourceHelp)->required();
+    Subcommand command(app, "song", "Save the song that a program makes");
+    command.add("FILE", options->file, sourceHelp).required();
     command
-        ->add_option("-o,--output", options->output,
-                     "Sound file to write: .m4a for AAC, or .wav for 32-bit floats")
-        ->required();
-    command->add_option("--time-limit", options->timeLimit, "Seconds that rendering it may take")
-        ->check(CLI::Range(20.0, 86400.0))
-        ->capture_default_str();
-    command->callback([options, &session] { session.exitStatus = song(*options, session); });
+        .add("-o,--output", options->output,
+             "Sound file to write: .m4a for AAC, or .wav for 32-bit floats")
+        .required();
+    command.add("--time-limit", options->timeLimit, "Seconds that rendering it may take")
+        .within(20.0, 86400.0)
+        .showsDefault();
+    command.run([options, &session] { session.exitStatus = song(*options, session); });
 }
 
 } // namespace cli

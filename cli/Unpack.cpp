@@ -4,6 +4,7 @@
 // `starloom unpack`: the program text in a document.
 #include "cli/Command.h"
 #include "cli/Source.h"
+#include "cli/Subcommand.h"
 #include "platform/WholeFile.h"
 
 #include <iostream>
@@ -33,10 +34,10 @@ ExitStatus unpack(const UnpackOptions& options) {
 
 void addUnpack(CLI::App& app, Session& session) {
     const auto options = std::make_shared<UnpackOptions>();
-    auto* command = app.add_subcommand("unpack", "Print the program text in a document");
-    command->add_option("FILE", options->file, "Document, or - for standard input")->required();
-    command->add_option("-o,--output", options->output, "File to write the text to instead");
-    command->callback([options, &session] { session.exitStatus = unpack(*options); });
+    Subcommand command(app, "unpack", "Print the program text in a document");
+    command.add("FILE", options->file, "Document, or - for standard input").required();
+    command.add("-o,--output", options->output, "File to write the text to instead");
+    command.run([options, &session] { session.exitStatus = unpack(*options); });
 }
 
 } // namespace cli

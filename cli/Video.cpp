@@ -10,6 +10,7 @@
 #include "cli/PictureSize.h"
 #include "cli/Progress.h"
 #include "cli/Source.h"
+#include "cli/Subcommand.h"
 #include "platform/media/MovieFormat.h"
 
 #include <filesystem>
@@ -115,9 +116,9 @@ ExitStatus videoOfPerformance(const VideoOptions& options, const starloom::Video
 
 ExitStatus video(VideoOptions& options, const Session& session) {
     if (options.file.empty() == options.performance.empty())
-        throw CLI::RequiredError("Either FILE or --performance");
+        throwMissing("Either FILE or --performance");
     if (options.output.empty() && options.performance.empty())
-        throw CLI::RequiredError("--output");
+        throwMissing("--output");
     if (options.output.empty())
         options.output = std::filesystem::path(options.performance).replace_extension(".mp4");
     const auto settings = settingsFor(options);
@@ -131,28 +132,28 @@ ExitStatus video(VideoOptions& options, const Session& session) {
 
 void addVideo(CLI::App& app, Session& session) {
     const auto options = std::make_shared<VideoOptions>();
-    auto* command = app.add_subcommand("video", "Save what a program shows and plays as a movie");
-    command->add_option("FILE", options->file, sourceHelp);
-    command->add_option("--performance", options->performance,
-                        "A recorded performance instead of a program: all that was saved and "
-                        "played, drawn anew frame by frame");
-    command->add_option("-o,--output", options->output,
-                        "Movie to write: .mp4, .webm, or .gif, which loops and has no sound. Must "
-                        "be given, unless it is the .mp4 beside a performance");
+    Subcommand command(app, "video", "Save what a program shows and plays as a movie");
+    command.add("FILE", options->file, sourceHelp);
+    command.add("--performance", options->performance,
+                "A recorded performance instead of a program: all that was saved and "
+                "played, drawn anew frame by frame");
+    command.add("-o,--output", options->output,
+                "Movie to write: .mp4, .webm, or .gif, which loops and has no sound. Must "
+                "be given, unless it is the .mp4 beside a performance");
     command
-        ->add_option("--seconds", options->seconds,
-                     "Length; once through the song, or the whole performance, if not given")
-        ->check(CLI::Range(0.001, 1e6));
-    command->add_option("--fps", options->fps, "Frames per second; 60 if not given, 25 of a GIF")
-        ->check(CLI::Range(1.0, 240.0));
-    command->add_option("--size", options->size,
-                        "Width and height of the movie in pixels; 1920x1080 if not given, 480x270 "
-                        "of a GIF");
-    options->input.addTo(*command);
-    command->add_option("--time-limit", options->timeLimit, "Seconds that one frame may take")
-        ->check(CLI::Range(0.001, 86400.0))
-        ->capture_default_str();
-    command->callback([options, &session] { session.exitStatus = video(*options, session); });
+        .add("--seconds", options->seconds,
+             "Length; once through the song, or the whole performance, if not given")
+        .within(0.001, 1e6);
+    command.add("--fps", options->fps, "Frames per second; 60 if not given, 25 of a GIF")
+        .within(1.0, 240.0);
+    command.add("--size", options->size,
+                "Width and height of the movie in pixels; 1920x1080 if not given, 480x270 "
+                "of a GIF");
+    options->input.addTo(command);
+    command.add("--time-limit", options->timeLimit, "Seconds that one frame may take")
+        .within(0.001, 86400.0)
+        .showsDefault();
+    command.run([options, &session] { session.exitStatus = video(*options, session); });
 }
 
 } // namespace cli

@@ -6,6 +6,7 @@
 #include "cli/Command.h"
 #include "platform/process/ChildProcess.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>

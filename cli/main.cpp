@@ -7,6 +7,7 @@
 #include "gpu/Device.h"
 #include "platform/audio/SDLAudioThread.h"
 
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <iostream>
 #include <thread>
