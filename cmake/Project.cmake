@@ -124,7 +124,7 @@ function(sl42_test name)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 600)
     endif()
-    set(environment "XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/cache;SL42_COMPUTE=${CMAKE_BINARY_DIR}/starloom-compute;SL42_SOURCE_DIR=${PROJECT_SOURCE_DIR};SL42_BUILD_DIR=${CMAKE_BINARY_DIR}")
+    set(environment "XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/cache;SL42_COMPUTE=${CMAKE_BINARY_DIR}/starloom-compute;SL42_SOURCE_DIR=${PROJECT_SOURCE_DIR};SL42_BUILD_DIR=${CMAKE_BINARY_DIR};SL42_VERIFY=1")
     if(SL42_SANITIZE MATCHES thread)
         list(APPEND environment
             "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan-suppressions.txt")

@@ -10,6 +10,7 @@
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/GroupOperations.h"
 #include "compute/kernel/ModuleText.h"
+#include "compute/kernel/Verification.h"
 #include "compute/kernel/containment/ConfineAccesses.h"
 #include "compute/kernel/containment/VerifyAccesses.h"
 #include "compute/simd/Vectoriser.h"
@@ -202,6 +203,7 @@ platform::Result<GeneratedCode> generateCode(kernel::CanonicalKernel& kernel,
     const target::HostTarget::Machine machine = target.takeMachine();
     TileFunction tile = SL42_TRY(makeTileFunction(kernel, *machine, target, options, dump));
     kernel::dumpModule(dump, *kernel.module, kernel.name, TileDump, "threadLoop");
+    SL42_TRY_VOID(kernel::verifyAfter("threadLoop", *kernel.module, options));
     SL42_TRY_VOID(kernel::verifyAccesses(*kernel.module));
     dumpAssembly(dump, *kernel.module, *machine, kernel.name);
     llvm::SmallString<0> object;

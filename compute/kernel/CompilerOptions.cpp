@@ -18,6 +18,11 @@ std::string_view textOf(const char* variable) {
     return value != nullptr ? value : "";
 }
 
+bool isOn(const char* variable) {
+    const std::string_view text = textOf(variable);
+    return !text.empty() && text != "0";
+}
+
 std::optional<unsigned> numberIn(std::string_view text) {
     unsigned number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -47,8 +52,8 @@ platform::Result<CompilerOptions> CompilerOptions::fromEnvironment() {
             return meaningless("SL42_SHARE", text, "a number of instructions");
         options.shareAbove = *instructions;
     }
-    const auto trace = textOf("SL42_TRACE");
-    options.traces = !trace.empty() && trace != "0";
+    options.traces = isOn("SL42_TRACE");
+    options.verifies = options.verifies || isOn("SL42_VERIFY");
     options.dumpFolder = textOf("SL42_DUMP");
     return options;
 }

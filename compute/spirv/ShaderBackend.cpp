@@ -4,6 +4,7 @@
 
 #include "compute/kernel/Dump.h"
 #include "compute/kernel/ModuleText.h"
+#include "compute/kernel/Verification.h"
 #include "compute/spirv/ShaderTarget.h"
 #include "compute/spirv/Validation.h"
 #include "compute/spirv/emit/ModuleEmitter.h"
@@ -23,8 +24,8 @@ double millisecondsSince(std::chrono::steady_clock::time_point start) {
 }
 
 platform::Result<Shader> translate(kernel::CanonicalKernel& canonical, llvm::TargetMachine& target,
-                                   const Features& features, const kernel::Dump* dump,
-                                   const std::stop_token& stop) {
+                                   const Features& features, const kernel::CompilerOptions& options,
+                                   const kernel::Dump* dump, const std::stop_token& stop) {
     kernel::Analyses analyses(target);
     Lowering lowering{.module = *canonical.module,
                       .analyses = analyses,
@@ -34,6 +35,7 @@ platform::Result<Shader> translate(kernel::CanonicalKernel& canonical, llvm::Tar
     unsigned number = firstDump;
     for (const ShaderPass& pass : passes()) {
         SL42_TRY_VOID(pass.run(lowering));
+        SL42_TRY_VOID(kernel::verifyAfter(pass.name, *canonical.module, options));
         if (stop.stop_requested())
             return platform::Error{"no longer needed"};
         dumpModule(dump, *canonical.module, canonical.name, ++number, pass.name);
@@ -58,7 +60,7 @@ translate(const kernel::Program& program, std::string_view name, const ConstantV
         SL42_TRY(kernel::canonicalise(program, name, constants, *target, options, dump, stop));
     const auto start = std::chrono::steady_clock::now();
     TranslatedKernel result;
-    result.shader = SL42_TRY(translate(canonical, *target, features, dump, stop));
+    result.shader = SL42_TRY(translate(canonical, *target, features, options, dump, stop));
     result.parameters = std::move(canonical.parameters);
     result.optimiserMilliseconds = canonical.optimiserMilliseconds;
     result.translationMilliseconds = millisecondsSince(start);

@@ -3,6 +3,7 @@
 #include "compute/kernel/pipeline/Canonical.h"
 
 #include "compute/kernel/ModuleText.h"
+#include "compute/kernel/Verification.h"
 #include "compute/kernel/passes/SpecialiseConstants.h"
 #include "compute/kernel/pipeline/BindingAccess.h"
 #include "compute/kernel/pipeline/ExtractKernel.h"
@@ -54,6 +55,7 @@ platform::Result<CanonicalKernel> canonicalise(const Program& program, std::stri
     unsigned number = 0;
     for (const Pass& pass : passes()) {
         SL42_TRY_VOID(pass.run(context));
+        SL42_TRY_VOID(verifyAfter(pass.name, *extracted.module, options));
         if (stop.stop_requested())
             return platform::Error{"no longer needed"};
         dumpModule(dump, *extracted.module, name, ++number, pass.name);

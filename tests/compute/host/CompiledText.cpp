@@ -25,8 +25,8 @@ std::shared_ptr<Kernel> compile(const kernel::Program& program, const ConstantVa
                                 const kernel::CompilerOptions& options) {
     static const bool isWarm = (host::warmUp(hostTarget()), true);
     (void)isWarm;
-    kernel::CompilerOptions atWidth = options;
-    atWidth.lanes = kernel::CompilerOptions::fromEnvironment()->lanes;
+    kernel::CompilerOptions atWidth = *kernel::CompilerOptions::fromEnvironment();
+    atWidth.shareAbove = options.shareAbove;
     auto made = host::HostBackend(atWidth).build(program, "k", values);
     if (!made) {
         ADD_FAILURE() << made.error().message;

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // Single passes on small functions: what each one must have changed, and must not have.
+#include "compute/kernel/Verification.h"
 #include "compute/kernel/pipeline/ExtractKernel.h"
 #include "tests/compute/kernel/PassBench.h"
 
@@ -47,6 +48,20 @@ TEST(PassTests, AdoptHostTargetForgetsPromises) {
     EXPECT_TRUE(contains(text, "contract")) << "fast math is the language's own";
     EXPECT_TRUE(contains(text, "llvm.loop.unroll.full")) << "a hint is no promise";
     EXPECT_TRUE(contains(text, "x86_64") || contains(text, "aarch64"));
+}
+
+TEST(PassTests, ThePassThatBreaksTheCodeIsNamed) {
+    PassBench bench(tests::makeOneDimensional("store i32 %x, ptr %out ret void"));
+    ASSERT_EQ(bench.run({"bindParameters"}), "");
+    CompilerOptions options{.verifies = true};
+    EXPECT_TRUE(verifyAfter("bindParameters", bench.module(), options));
+    bench.entry().getEntryBlock().getTerminator()->eraseFromParent();
+    const auto broken = verifyAfter("loseTheEnd", bench.module(), options);
+    ASSERT_FALSE(broken);
+    EXPECT_TRUE(broken.error().message.starts_with("the pass 'loseTheEnd' broke the code: "))
+        << broken.error().message;
+    options.verifies = false;
+    EXPECT_TRUE(verifyAfter("loseTheEnd", bench.module(), options));
 }
 
 TEST(PassTests, WhatConstantsMakeDeadIsNotInlined) {

@@ -47,7 +47,8 @@ void translateAll(const std::filesystem::path& path, const std::string& text) {
     ASSERT_TRUE(program) << path << program.error().message;
     for (const kernel::KernelDeclaration& declaration : program->kernels) {
         const auto made = spirv::translate(*program, declaration.name, constantsOf(*program),
-                                           {.float64 = true, .int64Atomics = true});
+                                           {.float64 = true, .int64Atomics = true},
+                                           *kernel::CompilerOptions::fromEnvironment());
         if (!made) {
             ADD_FAILURE() << path << " " << declaration.name << ": " << made.error().message;
             continue;

@@ -28,7 +28,8 @@ kernel::Program programOf(const std::string& text) {
 }
 
 spirv::Shader shaderOf(const std::string& text, const spirv::Features& features) {
-    auto made = orThrow(spirv::translate(programOf(text), "k", {}, features));
+    auto made = orThrow(spirv::translate(programOf(text), "k", {}, features,
+                                         *kernel::CompilerOptions::fromEnvironment()));
     if (const auto valid = spirv::validate(made.shader.words); !valid)
         throw std::runtime_error(valid.error().message);
     return std::move(made.shader);

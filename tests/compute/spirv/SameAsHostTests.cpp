@@ -60,7 +60,7 @@ void fill(std::span<std::byte> bytes) {
 }
 
 std::vector<std::byte> onHost(const kernel::Program& program, Extent grid) {
-    static const host::HostBackend backend{kernel::CompilerOptions{}};
+    static const host::HostBackend backend{*kernel::CompilerOptions::fromEnvironment()};
     static const bool isWarm = (backend.warmUp(), true);
     (void)isWarm;
     memory::RegionVector<std::byte> memory(resultBytes);
@@ -89,7 +89,8 @@ std::vector<std::byte> onDevice(const kernel::Program& program, Extent grid) {
     arguments.bindings[1] = frame.record();
     arguments.memory = {memory.record(), frame.record()};
     const auto kernel =
-        spirv::translate(program, program.kernels.front().name, {}, runner.features());
+        spirv::translate(program, program.kernels.front().name, {}, runner.features(),
+                         *kernel::CompilerOptions::fromEnvironment());
     if (!kernel)
         throw std::runtime_error(kernel.error().message);
     const auto done = runner.run(kernel->shader, arguments, grid, {.width = 32});
