@@ -89,6 +89,10 @@ void play(protocol::Channel& console, View rest) {
         const auto request = protocol::decode<protocol::Request>(message);
         if (isLastQuestion(request))
             continue;
+        if (request && std::holds_alternative<protocol::Finish>(*request)) {
+            (void)console.send(message);
+            break;
+        }
         isThere =
             console.send(message, memory.get()) && (!isAnswered(request) || takeReply(console));
     }

@@ -80,9 +80,9 @@ public:
         return state;
     }
     /// From now on the work is done where `choice` says, as systemDefault() understands it. Buffers
-    /// and textures keep what is in them, pipelines are made again before they are next run, and
-    /// what was being done is done once more. Returns at once. Does nothing on a device that can
-    /// do only one thing. Any thread.
+    /// and textures keep what is in them, pipelines are made again before they are next run. What
+    /// is being done is done before that if it takes less than a second, and once more if not.
+    /// Returns at once. Does nothing on a device that can do only one thing. Any thread.
     virtual void use(std::string_view choice) { static_cast<void>(choice); }
 
     /// Null when it cannot be made.

@@ -89,6 +89,9 @@ public:
     /// Takes its time to write back private memory. Returns when none is left that the device is
     /// done with. Any thread.
     virtual void writeBack() {}
+    /// Waits for all that was handed over and writes back all private memory. Any thread, once
+    /// nothing more will be handed over.
+    virtual void writeAllBack() {}
     /// Whether something is ever left to wait for.
     virtual bool worksAhead() const { return false; }
 

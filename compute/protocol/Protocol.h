@@ -457,9 +457,17 @@ struct ReportPlace {
     }
 };
 
+/// Nothing more comes: the service does the jobs that it has, writes private memory back and ends.
+struct Finish {
+    template <class Self>
+    static auto fields(Self&) {
+        return std::tuple<>();
+    }
+};
+
 using Request = std::variant<RegisterBuffer, ReleaseBuffer, RegisterTexture, ReleaseTexture,
                              CompileLibrary, ReleaseLibrary, MakePipeline, CancelRequest,
-                             ReleasePipeline, RunCommands, ReportPlace>;
+                             ReleasePipeline, RunCommands, ReportPlace, Finish>;
 
 // ---- from the service to the console ------------------------------------------------------------
 

@@ -59,6 +59,23 @@ Executor::Executor(Replies& replies, protocol::StatusPage& page, Device& device,
                           [this](Submitted& submitted) { complete(submitted); });
 }
 
+void Executor::add(Job& job) {
+    {
+        const platform::Lock lock(m_mutex);
+        ++m_unfinished;
+    }
+    m_queue.add(job);
+}
+
+void Executor::finishAll() {
+    {
+        const platform::Lock lock(m_mutex);
+        while (m_unfinished > 0)
+            m_finished.wait(m_mutex);
+    }
+    m_device.writeAllBack();
+}
+
 // ---- jobs ---------------------------------------------------------------------------------------
 
 void Executor::run(Job& job) {
@@ -117,6 +134,9 @@ void Executor::end(Submitted& submitted) {
         m_page.job = m_jobs.empty() ? 0 : m_jobs.front();
     }
     m_replies.send(reply);
+    const platform::Lock lock(m_mutex);
+    if (--m_unfinished == 0)
+        m_finished.notifyAll();
 }
 
 void Executor::begin(const Job& job) {

@@ -22,7 +22,10 @@ public:
     static platform::Result<std::unique_ptr<Executor>>
     create(Replies& replies, protocol::StatusPage& page, Device& device);
     /// Exchanges the job for one that has been executed, which is clear.
-    void add(Job& job) { m_queue.add(job); }
+    void add(Job& job);
+    /// Returns when all jobs have been executed and private memory is written back. To be called
+    /// once, by the thread that adds, and nothing is added then.
+    void finishAll();
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -75,6 +78,8 @@ private:
 
     platform::Mutex m_mutex;
     platform::Fifo<std::uint64_t> m_jobs SL42_GUARDED_BY(m_mutex); ///< that are being executed
+    std::size_t m_unfinished SL42_GUARDED_BY(m_mutex) = 0;         ///< of those that were added
+    platform::Condition m_finished;
     struct News {};
     News m_news; ///< that memory is to be written back
     // Last, so that their threads end first.

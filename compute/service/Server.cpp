@@ -31,7 +31,7 @@ Result<void> Server::serve() {
     m_replies.send(protocol::Ready{protocol::protocolVersion, CompilePool::threadCount(),
                                    m_device.name().substr(0, protocol::maxNameBytes),
                                    m_device.driverKey().substr(0, protocol::maxNameBytes)});
-    while (true) {
+    while (!m_isFinished) {
         protocol::Received received =
             m_channel.receive(protocol::Channel::Descriptors::Accept, true);
         if (received.status == ReceiveStatus::Closed)
@@ -41,6 +41,7 @@ Result<void> Server::serve() {
             return Error{"The console sent a malformed message"};
         SL42_TRY_VOID(handle(m_request, std::move(received.descriptor)));
     }
+    return {};
 }
 
 Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
@@ -79,6 +80,11 @@ Result<void> Server::handle(protocol::Request& request, FileDescriptor memory) {
         },
         [&](protocol::MakePipeline& m) -> Result<void> {
             m_compilePool.add(std::move(m), CodeMemory::map(memory));
+            return {};
+        },
+        [&](const protocol::Finish&) -> Result<void> {
+            m_executor->finishAll();
+            m_isFinished = true;
             return {};
         },
         [&]<class T>(T& question) -> Result<void>

@@ -14,8 +14,8 @@ public:
     static platform::Result<std::unique_ptr<Server>>
     create(protocol::Channel& channel, Compiler& compiler, protocol::StatusPage& page);
 
-    /// Tells the console that all is ready and answers it until it goes away (a success) or says
-    /// something that makes no sense.
+    /// Tells the console that all is ready and answers it until it goes away or needs no
+    /// more (a success), or says something that makes no sense.
     platform::Result<void> serve();
 
 private:
@@ -36,6 +36,7 @@ private:
     Pipelines m_pipelines;
     CompilePool m_compilePool;
     std::unique_ptr<Executor> m_executor;
+    bool m_isFinished = false; ///< nothing more comes
     // Filled again by each message, so that frames need no memory.
     protocol::Request m_request;
     Job m_job;

@@ -36,7 +36,7 @@ void Snapshots::record(Batch& batch) {
         m_dirty.emplace_back(used.piece);
     }
     const auto now = std::chrono::steady_clock::now();
-    if (m_dirty.empty() || now - m_last < *m_interval)
+    if (m_dirty.empty() || (!m_isHastened && now - m_last < *m_interval))
         return;
     {
         const Lock lock(m_mutex);

@@ -24,6 +24,8 @@ public:
     /// To be called last with what is about to be handed over. When it is time, has the device
     /// write back all that has been written since the last time.
     void record(Batch& batch);
+    /// The next record() does not wait until it is time.
+    void hasten() { m_isHastened = true; }
     /// What was recorded has been handed over.
     void submitted(Ticket ticket);
 
@@ -39,6 +41,7 @@ private:
 
     const std::optional<std::chrono::milliseconds> m_interval;
     std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
+    bool m_isHastened = false;
     std::vector<std::weak_ptr<Piece>> m_dirty; ///< may have been written since the last time
     Pieces m_recorded;
     platform::Mutex m_finishing;

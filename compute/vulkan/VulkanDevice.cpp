@@ -307,6 +307,16 @@ Result<Ticket> VulkanDevice::submit() {
     return m_inFlight->last();
 }
 
+void VulkanDevice::writeAllBack() {
+    if (!wait(everything))
+        return;  // what is lost is lost
+    writeBack(); // or else the last one would still be under way
+    m_snapshots.hasten();
+    begin(0, {});
+    if (submission() && handOver() && wait(everything))
+        writeBack();
+}
+
 template <class Body>
 void VulkanDevice::attempt(const Body& body) {
     if (m_error)

@@ -53,6 +53,7 @@ public:
     platform::Result<void> wait(Ticket ticket) override { return m_inFlight->wait(ticket); }
     bool isWriteBackDue() override { return m_snapshots.isDue(m_inFlight->landed()); }
     void writeBack() override { m_snapshots.finish(m_inFlight->landed()); }
+    void writeAllBack() override;
     bool worksAhead() const override { return true; }
     std::optional<WorkPlace> placeAtWork() const override;
     bool isLost() const override { return m_inFlight->isLost(); }

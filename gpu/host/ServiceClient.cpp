@@ -53,7 +53,7 @@ void ServiceClient::useDevice(std::string device) {
         if (m_life.brokenReason())
             m_life.tryAgain();
         m_life.wasUseful(); // what failed was another device
-        m_life.distrust();
+        m_life.retire();
     }
     m_wakeUp.signal();
 }

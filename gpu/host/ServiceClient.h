@@ -36,7 +36,8 @@ public:
 
     /// What kernels run on, as far as it is known yet. The processor has no name here.
     DeviceState deviceState() const;
-    /// The service is ended and started again with that device. What it was at is done once more.
+    /// The service is ended and started again with that device. What it was at is done before that,
+    /// if it takes no more than a moment, or else once more.
     void useDevice(std::string device);
     /// Ids are not used twice, whatever they stand for.
     std::uint64_t newId() { return m_ids.next(); }
@@ -100,6 +101,7 @@ private:
     template <class T>
     bool handle(const T& reply) SL42_REQUIRES(m_mutex);
     void bury(Death death, ServiceProcess& process);
+    void letFinish(ServiceProcess& process);
     bool mayReceiveMore(Death death) const;
     void settle(Death death, const ServiceProcess& process,
                 std::optional<compute::protocol::JobId> suspect);

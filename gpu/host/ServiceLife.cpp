@@ -11,6 +11,7 @@ bool ServiceLife::begin() {
     m_ready = false;
     m_sendFailed = false;
     m_distrusted = false;
+    m_mayFinish = false;
     return m_failedRuns == 0;
 }
 

@@ -74,7 +74,17 @@ public:
     }
 
     /// The running service is to be replaced before anything else is sent to it.
-    void distrust() { m_distrusted = m_process != nullptr; }
+    void distrust() {
+        m_distrusted = m_process != nullptr;
+        m_mayFinish = false;
+    }
+    /// The same for one that has done nothing wrong, and may finish what it has.
+    void retire() {
+        const bool mayFinish = canSend() || m_mayFinish;
+        distrust();
+        m_mayFinish = mayFinish;
+    }
+    bool mayFinish() const { return m_mayFinish; }
     bool isDistrusted() const { return m_distrusted; }
 
     // ---- all runs
@@ -103,6 +113,7 @@ private:
     std::string m_driver;
     bool m_sendFailed = false;
     bool m_distrusted = false;
+    bool m_mayFinish = false;
     /// In a row, that ended before they were of any use.
     unsigned m_failedRuns = 0;
     std::optional<std::string> m_brokenReason;

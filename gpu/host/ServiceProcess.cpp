@@ -27,6 +27,8 @@ namespace {
 
 // For a hanging kernel; each of its frames has waited far longer.
 constexpr std::chrono::milliseconds placeTimeout(100);
+// For one that is to make room for another.
+constexpr std::chrono::milliseconds finishTimeout(100);
 // A service that does not read for this long counts as dead.
 constexpr std::chrono::milliseconds sendTimeout(2000);
 
@@ -82,6 +84,13 @@ void ServiceProcess::askForPlace(protocol::JobId job) {
     // Closed when it has ended. What it still says is of no interest.
     pollfd end{m_channel.descriptor(), 0, 0};
     ::poll(&end, 1, static_cast<int>(placeTimeout.count()));
+}
+
+bool ServiceProcess::askToFinish() {
+    std::vector<std::byte> bytes;
+    protocol::encodeAs<protocol::Request>(protocol::Finish{}, bytes);
+    m_channel.setSendTimeout(finishTimeout);
+    return m_channel.send(bytes);
 }
 
 void ServiceProcess::end() {

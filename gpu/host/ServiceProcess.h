@@ -57,6 +57,9 @@ public:
     pid_t id() const { return m_pid; }
     /// Has the process write where the job stands and end itself. Waits for that a moment.
     void askForPlace(compute::protocol::JobId job);
+    /// Has the process finish what it has and end itself, which is not waited for. False when it
+    /// cannot be told.
+    bool askToFinish();
     /// Kills the process, unless it has ended, and waits until it is gone.
     void end();
     /// Once it is gone: whether it was killed, by whomever, and did not end by itself.

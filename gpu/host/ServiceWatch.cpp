@@ -26,6 +26,8 @@ namespace {
 constexpr Milliseconds startTimeLimit = 10s;
 /// How long the service may do nothing meanwhile: the start may wait for disks and networks.
 constexpr Milliseconds idleLimitOfStart = 3s;
+/// For what a service has and its private memory, when another device takes over.
+constexpr Milliseconds finishTimeLimit = 1s;
 /// While frames follow each other there is no need to look more often.
 constexpr Milliseconds shortestInterval = 50ms;
 constexpr Milliseconds longestInterval = 100ms;
@@ -223,17 +225,38 @@ std::optional<Death> ServiceClient::overdue() const {
 
 void ServiceClient::bury(Death death, ServiceProcess& process) {
     std::optional<protocol::JobId> suspect;
+    bool mayFinish = false;
     {
         const Lock lock(m_mutex);
+        mayFinish = death == Death::Distrusted && m_life.mayFinish();
         m_life.stopSending();
         suspect = m_jobs.firstSent();
     }
+    if (mayFinish)
+        letFinish(process);
     if (death == Death::JobTimeLimit && suspect)
         process.askForPlace(*suspect);
     process.end();
     if (mayReceiveMore(death))
         receiveReplies(process); // what it had finished before
     settle(death, process, suspect);
+}
+
+/// Whatever goes wrong meanwhile, what the service has not said to be done is done once more.
+void ServiceClient::letFinish(ServiceProcess& process) {
+    if (!process.askToFinish())
+        return;
+    const auto end = Clock::now() + finishTimeLimit;
+    while (!isStopping()) {
+        const auto left = std::chrono::ceil<Milliseconds>(end - Clock::now());
+        pollfd sources[] = {{m_wakeUp.descriptor(), POLLIN, 0},
+                            {process.channel().descriptor(), POLLIN, 0}};
+        if (left <= 0ms || ::poll(sources, std::size(sources), static_cast<int>(left.count())) <= 0)
+            return;
+        m_wakeUp.clear();
+        if (receiveReplies(process))
+            return;
+    }
 }
 
 bool ServiceClient::mayReceiveMore(Death death) const {

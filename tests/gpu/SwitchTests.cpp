@@ -24,6 +24,7 @@ protected:
 SL42_ON_EVERY_DEVICE(SwitchTest);
 
 TEST_P(SwitchTest, KeepsMemoryAndPipelines) {
+    ::setenv("SL42_VULKAN_LOCAL", "1", 1); // as on a device with memory of its own
     const std::vector<std::uint32_t> zeros(64);
     const auto shared = bufferOf(zeros);
     const auto local = device->makeBuffer(256, StorageMode::Private);
@@ -46,6 +47,7 @@ TEST_P(SwitchTest, KeepsMemoryAndPipelines) {
         EXPECT_EQ(state.name.starts_with("llvmpipe"), !state.isProcessor) << state.name;
         EXPECT_EQ(state.failure, "");
     }
+    ::unsetenv("SL42_VULKAN_LOCAL");
 }
 
 TEST_P(SwitchTest, ToSomethingThatDoesNotStartSaysWhyAndGoesOn) {

@@ -158,23 +158,30 @@ private:
     std::map<const char*, const char*> m_variables;
 };
 
+/// Counters that lie in the device's own memory.
+class PrivateCounters : public VulkanService {
+public:
+    PrivateCounters() { buffer = device->makeBuffer(counters * 4, gpu::StorageMode::Private); }
+    /// As the service sees it that runs now.
+    std::uint32_t seenCounter() {
+        const auto seen = device->makeBuffer(4, gpu::StorageMode::Shared);
+        auto blit = queue->makeCommandBuffer();
+        const auto encoder = blit->makeBlitCommandEncoder();
+        encoder->copy(buffer, 20, seen, 0, 4);
+        encoder->endEncoding();
+        blit->commit();
+        blit->waitUntilCompleted();
+        EXPECT_EQ(blit->status(), Status::Completed);
+        std::uint32_t value = 0;
+        std::memcpy(&value, seen->contents().data(), sizeof value);
+        return value;
+    }
+};
+
 TEST(VulkanStart, PrivateMemoryOutlivesTheDeviceInItsLastSnapshot) {
-    class Lost : public VulkanService {
+    class Lost : public PrivateCounters {
     public:
-        std::uint32_t inTheNextService() {
-            const auto seen = device->makeBuffer(4, gpu::StorageMode::Shared);
-            auto blit = queue->makeCommandBuffer();
-            const auto encoder = blit->makeBlitCommandEncoder();
-            encoder->copy(buffer, 20, seen, 0, 4);
-            encoder->endEncoding();
-            blit->commit();
-            blit->waitUntilCompleted();
-            std::uint32_t value = 0;
-            std::memcpy(&value, seen->contents().data(), sizeof value);
-            return value;
-        }
         void TestBody() override {
-            buffer = device->makeBuffer(counters * 4, gpu::StorageMode::Private);
             const auto count = pipeline("count");
             EXPECT_EQ(run({count, count})->status(), Status::Completed);
             std::this_thread::sleep_for(1100ms);
@@ -191,7 +198,7 @@ TEST(VulkanStart, PrivateMemoryOutlivesTheDeviceInItsLastSnapshot) {
                                            {"SL42_VULKAN_SNAPSHOTS", snapshots}});
             Lost lost;
             lost.TestBody();
-            const std::uint32_t restored = lost.inTheNextService();
+            const std::uint32_t restored = lost.seenCounter();
             if (*snapshots == '1')
                 EXPECT_TRUE(restored == 3 || restored == 4) << restored;
             else
@@ -221,6 +228,60 @@ TEST(VulkanStart, WhatTheDriverMadeIsKeptAndGivenToItAgain) {
     const std::string first = start();
     EXPECT_GE(first.size(), 72u);
     EXPECT_EQ(start(), first);
+}
+
+TEST(VulkanStart, AChangeOfTheDeviceTakesPrivateMemoryAlong) {
+    class Changed : public PrivateCounters {
+    public:
+        void TestBody() override {
+            const auto count = pipeline("count");
+            EXPECT_EQ(run({count, count})->status(), Status::Completed);
+            for (const char* next : {"vulkan", "vulkan:llvmpipe", "host"}) {
+                SCOPED_TRACE(next);
+                const auto before = seenCounter();
+                std::vector<std::shared_ptr<gpu::CommandBuffer>> last;
+                for (int i = 0; i < 3; ++i) // not waited for
+                    last.push_back(commit({count, count}));
+                device->use(next);
+                EXPECT_EQ(seenCounter(), before + 6);
+                for (const auto& one : last)
+                    EXPECT_EQ(one->status(), Status::Completed);
+            }
+        }
+    };
+    for (const char* copies : {"0", "1"}) {
+        SCOPED_TRACE(copies);
+        const Environment environment({{"SL42_VULKAN_LOCAL", "1"}, {"SL42_VULKAN_COPIES", copies}});
+        Changed().TestBody();
+    }
+}
+
+TEST(VulkanStart, AChangeOfTheDeviceWaitsForNothingThatHangs) {
+    class Hanging : public PrivateCounters {
+    public:
+        void TestBody() override {
+            EXPECT_EQ(run({pipeline("count")})->status(), Status::Completed);
+            device->setTimeLimit(60s);
+            if (isStopped)
+                ::kill(servicePid(), SIGSTOP);
+            const auto slow = commit({pipeline("slow")});
+            std::this_thread::sleep_for(100ms);
+            const auto start = std::chrono::steady_clock::now();
+            device->use("host");
+            slow->waitUntilCompleted();
+            EXPECT_EQ(slow->status(), Status::Error) << "there are no kernels for the processor";
+            EXPECT_LE(seenCounter(), 1u);
+            EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
+        }
+        bool isStopped = false;
+    };
+    const Environment environment({{"SL42_VULKAN_LOCAL", "1"}});
+    for (const bool isStopped : {false, true}) {
+        SCOPED_TRACE(isStopped);
+        Hanging hanging;
+        hanging.isStopped = isStopped;
+        hanging.TestBody();
+    }
 }
 
 TEST(VulkanStart, EveryAttemptToBreakOutIsDenied) {
