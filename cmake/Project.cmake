@@ -110,19 +110,23 @@ function(sl42_program_from folder path)
     set_target_properties(${name} PROPERTIES IMPORTED_LOCATION ${CMAKE_BINARY_DIR}/${path})
 endfunction()
 
-# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [ALONE] [AT_WIDTHS n...] [ON_VULKAN tests]
-# [LEVEL level]): one GoogleTest program. With ALONE no other one runs beside it, because it measures
-# time. With AT_WIDTHS it also runs once for each of these numbers of threads that kernels run at once.
+# sl42_test(NAME SOURCES ... [LINK ...] [TIMEOUT seconds] [COST seconds] [ALONE] [AT_WIDTHS n...]
+# [ON_VULKAN tests] [LEVEL level]): one GoogleTest program. COST is about what it takes, of those that
+# take long: they begin first, so that no processor is idle in the end. With ALONE no other one runs
+# beside it, because it measures time. With AT_WIDTHS it also runs once for each of these numbers of threads that kernels run at once.
 # With ON_VULKAN those of its tests also run once with programs on a device that has a Vulkan driver,
 # the validation layer looking on. With LEVEL (x86-64-v2 to -v4) it is compiled for that level of the
 # processor, and skipped on a processor below it.
 function(sl42_test name)
-    cmake_parse_arguments(ARG "ALONE" "TIMEOUT;LEVEL;ON_VULKAN" "SOURCES;LINK;AT_WIDTHS" ${ARGN})
+    cmake_parse_arguments(ARG "ALONE" "TIMEOUT;COST;LEVEL;ON_VULKAN" "SOURCES;LINK;AT_WIDTHS" ${ARGN})
     set(SL42_LEVEL ${ARG_LEVEL})
     sl42_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 600)
+    endif()
+    if(NOT ARG_COST)
+        set(ARG_COST 1)
     endif()
     set(environment "XDG_CACHE_HOME=${CMAKE_BINARY_DIR}/cache;SL42_COMPUTE=${CMAKE_BINARY_DIR}/starloom-compute;SL42_SOURCE_DIR=${PROJECT_SOURCE_DIR};SL42_BUILD_DIR=${CMAKE_BINARY_DIR};SL42_VERIFY=1")
     if(SL42_SANITIZE MATCHES thread)
@@ -134,7 +138,8 @@ function(sl42_test name)
         set(launcher ${PROJECT_SOURCE_DIR}/tests/on_processor_level.sh ${ARG_LEVEL})
     endif()
     add_test(NAME ${name} COMMAND ${launcher} $<TARGET_FILE:${name}>)
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} ENVIRONMENT "${environment}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST}
+        ENVIRONMENT "${environment}")
     if(ARG_ALONE)
         set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
     endif()
@@ -143,12 +148,12 @@ function(sl42_test name)
     endif()
     if(ARG_ON_VULKAN)
         add_test(NAME ${name}_vulkan COMMAND ${name} --gtest_filter=${ARG_ON_VULKAN})
-        set_tests_properties(${name}_vulkan PROPERTIES TIMEOUT 900
+        set_tests_properties(${name}_vulkan PROPERTIES TIMEOUT 900 COST ${ARG_COST}
             ENVIRONMENT "${environment};SL42_DEVICE=vulkan;SL42_VULKAN_VALIDATION=1")
     endif()
     foreach(width ${ARG_AT_WIDTHS})
         add_test(NAME ${name}_${width} COMMAND ${name})
-        set_tests_properties(${name}_${width} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
+        set_tests_properties(${name}_${width} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST}
             ENVIRONMENT "${environment};SL42_SIMD=${width}")
     endforeach()
 endfunction()
