@@ -254,12 +254,15 @@ void checkGroups(const char* group, std::size_t width) {
         })(values);
     };
     const std::string n = std::to_string(width);
+    const std::string begin = "const uint v = in[place]; uint r = 77; const uint own = i % " + n +
+                              "; const uint count = min(" + n + "u, n - (i - own));";
     std::vector<std::string> bodies;
-    for (TogetherCase& one : all)
-        bodies.push_back("const uint v = in[place]; uint r = 77; const uint own = i % " + n +
-                         "; const uint count = min(" + n + "u, n - (i - own));" +
-                         replaced(replaced(one.body, "GROUP", group), "WIDTH", n) +
-                         "out[place] = r;");
+    bodies.reserve(all.size());
+    for (const TogetherCase& one : all) {
+        std::string& body = bodies.emplace_back(begin);
+        body += replaced(replaced(one.body, "GROUP", group), "WIDTH", n);
+        body += "out[place] = r;";
+    }
     for (std::size_t i = 0; i < all.size(); ++i)
         all[i].body = bodies[i].c_str();
     checkTogether(all);
