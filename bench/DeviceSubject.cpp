@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 namespace bench {
 namespace {
@@ -59,9 +58,7 @@ public:
         }
     }
     std::span<const std::byte> memory() override { return m_memory->contents(); }
-    double processorMilliseconds() const override {
-        return processorTimeOf(std::to_string(getpid())) / 1e6;
-    }
+    double processorMilliseconds() const override { return processorTimeOf("self") / 1e6; }
 
 private:
     gpu::Device& m_device;
