@@ -58,6 +58,31 @@ TEST_P(BufferTest, OffsetsAndBytesByValue) {
               (std::vector<float>{0, 0, 0, 0, 10, 10.5f, 11, 11.5f, 0, 0, 0, 0, 12, 12.5f, 0, 0}));
 }
 
+TEST_P(BufferTest, NumbersLieWhereverTheyMay) {
+    const auto kernel = pipeline("kernel void run(device uint* out [[buffer(0)]],"
+                                 " device const uchar* in [[buffer(1)]],"
+                                 " uint i [[thread_position_in_grid]])"
+                                 " { out[i] = in[4 * i + 1]; out[3] = in[12] + 100; }");
+    std::vector<std::uint8_t> numbers(512);
+    std::iota(numbers.begin(), numbers.end(), 0);
+    const auto from = bufferOf(numbers);
+    for (const std::uint32_t offset : {4, 12, 60, 252}) {
+        SCOPED_TRACE(offset);
+        const auto to = device->makeBuffer(512, StorageMode::Shared);
+        expectCompleted(*run([&](gpu::ComputeCommandEncoder& encoder) {
+            encoder.setComputePipelineState(kernel);
+            encoder.setBuffer(to, offset, 0);
+            encoder.setBuffer(from, 256 - offset, 1);
+            encoder.dispatchThreads({3, 1, 1}, {4, 1, 1});
+        }));
+        std::vector<std::uint32_t> expected(128);
+        for (std::uint32_t i = 0; i < 3; ++i)
+            expected[offset / 4 + i] = (256 - offset + 4 * i + 1) % 256;
+        expected[offset / 4 + 3] = (256 - offset + 12) % 256 + 100;
+        EXPECT_EQ(valuesIn<std::uint32_t>(to), expected);
+    }
+}
+
 TEST_P(BufferTest, LivesUntilItsCommandBuffersHaveCompleted) {
     const auto kernel = pipeline("kernel void run(device const uint* from [[buffer(0)]],"
                                  " device uint* to [[buffer(1)]],"

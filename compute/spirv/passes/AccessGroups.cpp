@@ -72,7 +72,8 @@ void AccessGroups::formFrom(const Candidate& start, std::uint64_t alignment,
         member->isTaken = true;
         m_places[member->access->instruction] = {.first = members.front()->access->instruction,
                                                  .offset = member->offset - begin,
-                                                 .bytes = end};
+                                                 .bytes = end,
+                                                 .alignment = alignment};
     }
 }
 

@@ -17,6 +17,7 @@ struct GroupPlace {
     const llvm::Instruction* first = nullptr; ///< of the group, in its block
     std::int64_t offset = 0;                  ///< of the access from where the group begins
     std::uint64_t bytes = 0;                  ///< of the group
+    std::uint64_t alignment = 1;              ///< that the program promises for where it begins
 };
 
 class AccessGroups {

@@ -40,13 +40,15 @@ std::optional<unsigned> BufferAccess::bindingFor(const MemoryAccess& access) {
     return static_cast<unsigned>(found - all.begin());
 }
 
-/// The widest vectors that what is known of the offset allows: the wider they are, the larger a
-/// buffer their numbers reach with 32 bits, and the more rarely an index can leave these.
+/// A vector where the program has one and its place in the buffer is known to be one for it. For
+/// numbers alone, the buffer may be bound at any place where a number may be.
 BufferAccess::Element BufferAccess::elementOf(llvm::IRBuilder<>& builder,
                                               const MemoryAccess& access, unsigned binding) {
     const llvm::DataLayout& layout = m_lowering.module.getDataLayout();
     const std::uint64_t number = std::min(access.part, widestNumber);
-    const std::uint64_t widest = number * mostComponents;
+    const auto group = m_facts.groups->placeOf(*access.instruction);
+    const std::uint64_t widest =
+        std::min(number * mostComponents, group ? group->alignment : access.part);
     llvm::APInt constant(64, 0);
     llvm::Value* base = access.pointer->stripAndAccumulateConstantOffsets(layout, constant, true);
     std::uint64_t unit = std::min(m_facts.roots->alignmentBehindRoot(*base), widest);
