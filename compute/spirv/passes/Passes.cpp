@@ -11,6 +11,7 @@
 #include "compute/spirv/passes/ReloadBehindLoops.h"
 #include "compute/spirv/passes/Simplify.h"
 #include "compute/spirv/passes/Structurise.h"
+#include "compute/spirv/passes/UnrollLoops.h"
 #include "compute/spirv/passes/WidenAccesses.h"
 #include "compute/spirv/passes/WidenViews.h"
 
@@ -26,6 +27,7 @@ std::span<const ShaderPass> passes() {
         {"lowerSimdgroups", lowerSimdgroups},
         {"lowerHalfs", lowerHalfs},
         {"simplify", simplify},
+        {"unrollLoops", unrollLoops},
         {"expandOperations", expandOperations},
         {"removeRepeated", removeRepeated},
         {"widenAccesses", widenAccesses},
