@@ -8,6 +8,7 @@
 #include <llvm/Transforms/Scalar/ADCE.h>
 #include <llvm/Transforms/Scalar/GVN.h>
 #include <llvm/Transforms/Scalar/LoopUnrollPass.h>
+#include <llvm/Transforms/Scalar/SimplifyCFG.h>
 #include <llvm/Transforms/Utils/LoopUtils.h>
 
 namespace compute::spirv {
@@ -19,7 +20,9 @@ constexpr unsigned mostInstructions = 640;
 
 bool isShort(const llvm::Loop& loop, llvm::ScalarEvolution& evolution) {
     const unsigned iterations = evolution.getSmallConstantTripCount(&loop);
-    if (iterations == 0 || iterations > mostIterations || !loop.isInnermost())
+    // Where it is left in several places, the iterations would be branches within each other.
+    if (iterations == 0 || iterations > mostIterations || !loop.isInnermost() ||
+        loop.getExitingBlock() == nullptr)
         return false;
     std::size_t instructions = 0;
     for (const llvm::BasicBlock* block : loop.blocks())
@@ -48,6 +51,7 @@ platform::Result<void> unrollLoops(Lowering& lowering) {
         llvm::FunctionPassManager passes;
         passes.addPass(llvm::LoopUnrollPass(
             llvm::LoopUnrollOptions(optimisationLevel, /*OnlyWhenForced=*/true)));
+        passes.addPass(llvm::SimplifyCFGPass()); // ways that nobody goes any more
         passes.addPass(llvm::InstCombinePass());
         passes.addPass(llvm::GVNPass());
         passes.addPass(llvm::ADCEPass());
