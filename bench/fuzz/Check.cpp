@@ -7,7 +7,6 @@
 #include "bench/fuzz/Printer.h"
 #include "compute/memory/RegionAllocator.h"
 #include "compute/metal/Frontend.h"
-#include "platform/base/Fatal.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -63,7 +62,7 @@ using memory::RegionVector;
 class Memory {
 public:
     Memory(const Program& program, const Inputs& inputs)
-        : m_pixels(inputs.pixels().begin(), inputs.pixels().end()), m_texture(1) {
+        : m_pixels(inputs.pixels().begin(), inputs.pixels().end()) {
         for (unsigned i = 0; i < std::size(inputTypes); ++i)
             m_buffers.push_back(encoded(inputs.buffer(i), inputTypes[i].scalar));
         m_buffers.emplace_back(std::size(atomicOperations) * countersPerOperation * 4);
@@ -82,17 +81,18 @@ public:
                                            PixelFormat::RG8Unorm, PixelFormat::R8Unorm,
                                            PixelFormat::RGBA8Unorm};
         const Texture& texture = program.texture;
-        m_texture[0].format = formats[texture.channels];
-        m_texture[0].levelCount = 1;
-        m_texture[0].levels[0] = {reinterpret_cast<std::byte*>(m_pixels.data()), texture.width,
-                                  texture.height, std::uint64_t{texture.width} * texture.channels};
+        m_texture.format = formats[texture.channels];
+        m_texture.levelCount = 1;
+        m_texture.levels[0] = {nullptr, texture.width, texture.height,
+                               std::uint64_t{texture.width} * texture.channels};
     }
 
-    Bindings bindings() {
-        Bindings result;
-        for (std::size_t i = 0; i < m_buffers.size(); ++i)
-            result.buffers[i] = m_buffers[i].data();
-        result.textures[0] = m_texture.data();
+    Workspace workspace() {
+        Workspace result;
+        for (std::uint32_t i = 0; i < m_buffers.size(); ++i)
+            result.buffers[i] = m_buffers[i];
+        result.texture = m_texture;
+        result.texels = std::as_writable_bytes(std::span(m_pixels));
         return result;
     }
 
@@ -169,7 +169,7 @@ private:
     std::vector<RegionVector<std::byte>> m_buffers;
     std::vector<Output> m_outputs;
     std::vector<std::string> m_names;
-    RegionVector<TextureView> m_texture;
+    TextureView m_texture;
 };
 
 /// Of a compiler's message, without the warnings around it.
@@ -186,16 +186,6 @@ std::string errorLine(const std::string& message) {
 
 void warmUpFrontEnd() {
     metal::warmUp();
-}
-
-std::shared_ptr<const host::HostBackend> makeBackend(unsigned width) {
-    auto options = kernel::CompilerOptions::fromEnvironment();
-    if (!options)
-        platform::fatalError(options.error().message);
-    options->lanes = width;
-    auto backend = std::make_shared<host::HostBackend>(*std::move(options));
-    backend->warmUp();
-    return backend;
 }
 
 struct Trial::State {
@@ -215,17 +205,20 @@ Trial::Trial(const Program& program) : m_state(std::make_unique<State>(program))
 Trial::Trial(Trial&&) noexcept = default;
 Trial::~Trial() = default;
 
-std::string Trial::run(const host::HostBackend& backend) const {
+std::string Trial::run(const Backend& backend) const {
     if (!m_state->expected)
         return "skipped: takes too many steps";
     if (!*m_state->compiled)
         return "not compiled: " + errorLine(m_state->compiled->error().message);
-    auto kernel = backend.build(**m_state->compiled, "fuzz");
+    auto kernel = backend.build(**m_state->compiled);
     if (!kernel)
         return "not compiled: " + errorLine(kernel.error().message);
     const Program& program = m_state->program;
     Memory memory(program, m_state->inputs);
-    (*kernel)->run(memory.bindings(), {program.width, program.height, 1}, {program.group, 1, 1});
+    const auto done = backend.run(**kernel, memory.workspace(), {program.width, program.height, 1},
+                                  {program.group, 1, 1});
+    if (!done)
+        return "not run: " + done.error().message;
     const std::string difference = memory.difference(*m_state->expected);
     return difference.empty() ? "" : "wrong: " + difference;
 }

@@ -107,6 +107,14 @@ Expr ExpressionGenerator::index(unsigned count, unsigned depth, bool mayLeave) {
                 {std::move(any), std::move(limit)});
 }
 
+Expr ExpressionGenerator::regionIndex(unsigned bytes, unsigned depth) {
+    if (bytes == 1 || !m_program.features.aligned)
+        return index(regionBytes - bytes + 1, depth);
+    const Type type{Scalar::UInt};
+    return node(Op::Binary, type, Multiply,
+                {index(regionBytes / bytes, depth), whole(type, bytes)});
+}
+
 Expr ExpressionGenerator::place(const Part& part, const std::function<Expr(Type)>& at) const {
     Expr e = node(Op::Place, m_function.variables[part.variable].type, part.variable, {});
     for (const int step : part.path) {
@@ -416,7 +424,7 @@ Expr ExpressionGenerator::integerOnly32(Type type, unsigned depth) {
     case 3: {
         Expr e = node(Op::Peek, type, m_random.below(2), {});
         e.integer = m_random.percent(60) ? 4 : 1;
-        e.args.push_back(index(e.integer == 4 ? regionBytes - 3 : regionBytes, depth));
+        e.args.push_back(regionIndex(static_cast<unsigned>(e.integer), depth));
         return type.scalar == Scalar::UInt && !m_isUniform ? e : leaf(type, depth);
     }
     case 4:

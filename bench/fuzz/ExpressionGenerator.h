@@ -33,6 +33,8 @@ public:
     Expr value(Type type, unsigned depth, bool bounded = true);
     /// An unsigned number below `count`; sometimes any number where `mayLeave`.
     Expr index(unsigned count, unsigned depth, bool mayLeave = false);
+    /// Where 4 bytes or one may lie in a thread's region.
+    Expr regionIndex(unsigned bytes, unsigned depth);
     /// Something of the type to be used so: a part of a variable, or lanes of one.
     std::optional<Expr> place(Type type, unsigned depth, Use use);
     /// What a pointer to the type can point at.

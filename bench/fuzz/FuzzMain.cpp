@@ -3,9 +3,10 @@
 //
 // Compares the compiler with an evaluator on random programs.
 //
-//     starloom-fuzz [--seed N] [--count M] [--width 32,16,8,4,1] [--groups] [--rounding]
+//     starloom-fuzz [--seed N] [--count M] [--width 32,16,8,4,1 | --vulkan] [--groups] [--rounding]
 //                   [--print] [--shrink] [--keep DIR]
 //
+// --vulkan has Mesa's software driver run them, which stands as width 0 in what is printed.
 // Prints a line for each program that fails; --print its text as well, --shrink the smallest text
 // that fails in the same way. --keep writes texts to DIR/seed-N-width-W.metal, with the line on
 // top. --groups has threads work together, --rounding rounds numbers to half.
@@ -51,6 +52,9 @@ Options parse(int argc, char** argv) {
             options.prints = true;
         } else if (name == "--shrink") {
             options.shrinks = true;
+        } else if (name == "--vulkan") {
+            options.widths = {fuzz::onVulkan};
+            options.features.aligned = true; // it rounds addresses down to that
         } else if (name == "--groups") {
             options.features.groups = true;
         } else if (name == "--rounding") {
@@ -83,7 +87,7 @@ std::string kindOf(const std::string& result) {
 
 std::string checkAlone(const fuzz::Program& program, unsigned width) {
     std::string result;
-    std::shared_ptr<const compute::host::HostBackend> backend;
+    std::shared_ptr<const fuzz::Backend> backend;
     fuzz::runIsolated(
         1, secondsPerProgram,
         [&] {
@@ -145,7 +149,7 @@ private:
         std::ostringstream lines;
         lines << whole;
         for (const unsigned width : m_options.widths) {
-            std::shared_ptr<const compute::host::HostBackend> backend;
+            std::shared_ptr<const fuzz::Backend> backend;
             fuzz::runIsolated(
                 trials.size(), secondsPerProgram, [&] { backend = fuzz::makeBackend(width); },
                 [&](std::size_t i) { return trials[i].run(*backend); },

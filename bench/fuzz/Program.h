@@ -188,6 +188,7 @@ constexpr std::int64_t tableNumber(std::int64_t element) {
 struct Features {
     bool groups = false;   ///< threads that work together in threadgroups and SIMD groups
     bool rounding = false; ///< conversions to half that round
+    bool aligned = false;  ///< words among bytes lie at multiples of 4 only
 };
 
 struct Program {

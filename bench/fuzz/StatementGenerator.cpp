@@ -266,7 +266,7 @@ Stmt StatementGenerator::poke() {
     Stmt s{.verb = Verb::Poke,
            .compound = m_random.percent(50),
            .limit = m_random.percent(60) ? 4u : 1u};
-    s.exprs.push_back(m_expressions.index(s.limit == 4 ? regionBytes - 3 : regionBytes, 2));
+    s.exprs.push_back(m_expressions.regionIndex(s.limit, 2));
     s.exprs.push_back(value({Scalar::UInt}));
     return s;
 }
