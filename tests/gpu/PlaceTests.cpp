@@ -219,8 +219,9 @@ TEST_P(PlaceTest, ThreadsThatWorkTogether) {
         expectPlace(wrong);
 }
 
-// Barriers cut such a loop into pieces, of which any may be at work. What runs them has no line, and
-// is at work more often than not; the place of a thread's memory may be of the statement before.
+// Barriers cut such a loop into pieces, of which any may be at work. What runs them has no line,
+// and is at work more often than not; the place of a thread's memory may be of the statement
+// before.
 TEST_P(PlaceTest, LoopsAroundBarriers) {
     SL42_ON_THE_PROCESSOR_ONLY();
     const std::string body = inThreadgroups(R"(

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// Unrolls short loops of a few iterations. Drivers would, but go by the size of the body, and a sine
-// is some twenty operations here where it is one of theirs.
+// Unrolls short loops of a few iterations. Drivers would, but go by the size of the body, and a
+// sine is some twenty operations here where it is one of theirs.
 #pragma once
 
 #include "compute/spirv/passes/Lowering.h"
