@@ -15,8 +15,8 @@
 // `runsInGroups` runs threadgroup by threadgroup instead: the number of a thread is
 // LocalInvocationIndex, that of its threadgroup is begin + the number of the workgroup in the
 // dispatch, x fastest, up to `end`, so that one-dimensional dispatches do. Its workgroups have the
-// threads of a whole threadgroup; those of threadgroups at the far edge that have no place in the
-// grid do nothing.
+// threads of a threadgroup; should some at the far edge have no place in the grid, they do nothing,
+// but come to no barrier either, so that they had better not be there.
 //
 // Specialisation constants: 0, 1 and 2 are the size of the workgroup (for plain kernels any, with a
 // depth of 1; for others x is the number of threads in a threadgroup, y and z are 1), 3 is the

@@ -390,7 +390,8 @@ Result<void> VulkanDevice::tryToRecord(const VulkanKernel& kernel, const Binding
     arguments.bindings[spirv::spareSlot] = {
         submission.constants().bindings + offsetof(Arguments, spare), spirv::spareBytes};
     const Descriptors descriptors = SL42_TRY(descriptorsFor(kernel, arguments));
-    const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor({workgroup, descriptors.biases}));
+    const Specialisation specialisation{workgroup, descriptors.biases};
+    const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor(specialisation));
     submission.bind(descriptors);
     arguments.grid = gridRecordOf(bindings, grid, group);
     m_constants = submission.constants();
@@ -398,8 +399,9 @@ Result<void> VulkanDevice::tryToRecord(const VulkanKernel& kernel, const Binding
     m_constants.size = {grid.width, grid.height, grid.depth};
     spirv::putAtHand(m_constants, kernel.shader(), arguments.bindings);
     m_batch->followsPointers = m_batch->followsPointers || kernel.followsPointers();
-    SL42_TRY_VOID(kernel.runsInGroups() ? dispatchGroups(pipeline, grid, group, begin, end)
-                                        : dispatchThreads(pipeline, workgroup, grid, begin, end));
+    SL42_TRY_VOID(kernel.runsInGroups()
+                      ? dispatchGroups(kernel, specialisation, grid, group, begin, end)
+                      : dispatchThreads(pipeline, workgroup, grid, begin, end));
     submission.closeArguments();
     return {};
 }
@@ -487,19 +489,52 @@ Result<void> VulkanDevice::dispatchThreads(VkPipeline pipeline, const Workgroup&
     return {};
 }
 
-/// Of threadgroups that the range of positions cuts, those count whose first thread is in it.
-Result<void> VulkanDevice::dispatchGroups(VkPipeline pipeline, Extent grid, Extent group,
-                                          std::uint32_t begin, std::uint32_t end) {
+/// Of threadgroups that the range of positions cuts, those count whose first thread is in it. Those
+/// at the far edges of the grid have fewer threads, and workgroups of their own: all threads of a
+/// workgroup must come to its barriers.
+Result<void> VulkanDevice::dispatchGroups(const VulkanKernel& kernel, Specialisation specialisation,
+                                          Extent grid, Extent group, std::uint32_t begin,
+                                          std::uint32_t end) {
     const std::uint64_t columns = groupsFor(grid.width, group.width);
-    const std::uint64_t rows =
-        std::uint64_t{groupsFor(grid.height, group.height)} * groupsFor(grid.depth, group.depth);
-    if (begin == 0 && end == grid.width)
-        return dispatchRange(pipeline, 0, columns * rows);
     const std::uint64_t first = begin == 0 ? 0 : groupsFor(begin, group.width);
     const std::uint64_t last = groupsFor(end, group.width);
-    for (std::uint64_t row = 0; row < rows && first < last; ++row)
-        SL42_TRY_VOID(dispatchRange(pipeline, row * columns + first, row * columns + last));
-    return {};
+    const auto sizeAt = [](std::uint32_t all, std::uint32_t size, std::uint64_t number) {
+        return static_cast<std::uint32_t>(std::min<std::uint64_t>(size, all - number * size));
+    };
+    std::uint64_t open = 0; // what follows from there on has as many threads
+    std::uint64_t next = 0;
+    const auto close = [&]() -> Result<void> {
+        if (open < next) {
+            const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor(specialisation));
+            SL42_TRY_VOID(dispatchRange(pipeline, open, next));
+        }
+        open = next;
+        return {};
+    };
+    const auto add = [&](std::uint64_t from, std::uint64_t to,
+                         std::uint32_t threads) -> Result<void> {
+        std::uint32_t& size = specialisation.workgroup.size[0];
+        if (from != next || threads != size) {
+            SL42_TRY_VOID(close());
+            open = from;
+            size = threads;
+        }
+        next = to;
+        return {};
+    };
+    const std::uint64_t full = grid.width / group.width;
+    std::uint64_t row = 0;
+    for (std::uint32_t z = 0; z < groupsFor(grid.depth, group.depth); ++z)
+        for (std::uint32_t y = 0; y < groupsFor(grid.height, group.height); ++y, row += columns) {
+            const std::uint32_t others =
+                sizeAt(grid.height, group.height, y) * sizeAt(grid.depth, group.depth, z);
+            if (first < std::min(full, last))
+                SL42_TRY_VOID(add(row + first, row + std::min(full, last), group.width * others));
+            if (last > full && first < last)
+                SL42_TRY_VOID(add(row + std::max(first, full), row + last,
+                                  sizeAt(grid.width, group.width, full) * others));
+        }
+    return close();
 }
 
 Result<void> VulkanDevice::dispatchRange(VkPipeline pipeline, std::uint64_t first,

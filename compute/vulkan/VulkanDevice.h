@@ -73,8 +73,9 @@ private:
                                        std::uint32_t end);
     platform::Result<void> dispatchThreads(VkPipeline pipeline, const Workgroup& workgroup,
                                            Extent grid, std::uint32_t begin, std::uint32_t end);
-    platform::Result<void> dispatchGroups(VkPipeline pipeline, Extent grid, Extent group,
-                                          std::uint32_t begin, std::uint32_t end);
+    platform::Result<void> dispatchGroups(const VulkanKernel& kernel, Specialisation specialisation,
+                                          Extent grid, Extent group, std::uint32_t begin,
+                                          std::uint32_t end);
     platform::Result<void> dispatchRange(VkPipeline pipeline, std::uint64_t first,
                                          std::uint64_t last);
     /// Runs `body`, which may fail, unless something has failed before.
