@@ -20,15 +20,8 @@ std::optional<unsigned> BufferAccess::bindingFor(const MemoryAccess& access) {
     if (!m_lowering.features.descriptors || access.isAtomic() || access.instruction->isAtomic())
         return std::nullopt;
     const Roots& roots = m_facts.roots->of(*access.pointer);
-    if (!roots.variables.empty() || roots.addresses.empty())
-        return std::nullopt;
-    const auto slot = m_facts.roots->slotOf(*roots.addresses.front());
-    const bool isOneBuffer =
-        slot && *slot < kernel::firstTextureSlot &&
-        llvm::all_of(
-            roots.addresses,
-            [&](llvm::Value* root) { return m_facts.roots->slotOf(*root) == slot; });
-    if (!isOneBuffer)
+    const auto slot = m_facts.roots->onlySlotOf(roots);
+    if (!roots.variables.empty() || !slot || *slot >= kernel::firstTextureSlot)
         return std::nullopt;
     std::vector<DescribedBuffer>& all = m_lowering.describedBuffers;
     auto found = std::ranges::find(all, *slot, &DescribedBuffer::slot);

@@ -37,8 +37,8 @@ private:
         std::uint64_t partBytes() const { return view.bits / 8; }
     };
     Element elementOf(llvm::IRBuilder<>& builder, const MemoryAccess& access, unsigned binding);
-    /// The function, the index and the component of the part that begins so many bytes further on.
     llvm::Function* functionOf(ShaderOperation operation, const BufferView& view);
+    /// The index and the component of the number that comes so many numbers further on.
     static std::array<llvm::Value*, 2> partOf(llvm::IRBuilder<>& builder, const Element& element,
                                               std::uint64_t number);
 

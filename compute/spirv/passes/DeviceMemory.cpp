@@ -148,14 +148,9 @@ Range DeviceMemory::rangeOf(llvm::Value& pointer) {
     llvm::IRBuilder<> builder(m_function.getContext());
     Range range{builder.getInt64(0), builder.getInt64(0)};
     const Roots roots = m_roots.of(pointer);
-    const auto slotOfRoot = [&](llvm::Value* root) { return m_roots.slotOf(*root); };
     if (roots.addresses.empty())
         return m_ranges[&pointer] = range;
-    const auto slot = slotOfRoot(roots.addresses.front());
-    const bool isOneSlot = slot && llvm::all_of(roots.addresses, [&](llvm::Value* root) {
-                               return slotOfRoot(root) == slot;
-                           });
-    if (isOneSlot) {
+    if (const auto slot = m_roots.onlySlotOf(roots)) {
         range = slotRange(*slot);
     } else if (roots.addresses.size() == 1 && !isDerived(pointer)) {
         range = lookedUp(pointer);

@@ -92,6 +92,15 @@ std::optional<unsigned> PointerRoots::slotOf(const llvm::Value& value) const {
     return static_cast<unsigned>(slot);
 }
 
+std::optional<unsigned> PointerRoots::onlySlotOf(const Roots& roots) const {
+    if (roots.addresses.empty())
+        return std::nullopt;
+    const auto slot = slotOf(*roots.addresses.front());
+    const bool isOnly =
+        llvm::all_of(roots.addresses, [&](llvm::Value* root) { return slotOf(*root) == slot; });
+    return isOnly ? slot : std::nullopt;
+}
+
 std::uint64_t PointerRoots::alignmentOf(const llvm::Value& pointer) {
     return alignmentAt(pointer, bufferAlignment, 0);
 }

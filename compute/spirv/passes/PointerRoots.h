@@ -39,6 +39,9 @@ public:
     const Roots& of(llvm::Value& pointer);
     /// The slot of the bindings that the value was loaded from.
     std::optional<unsigned> slotOf(const llvm::Value& value) const;
+    /// The slot that all of these addresses are; none if there are others among them, or none at
+    /// all.
+    std::optional<unsigned> onlySlotOf(const Roots& roots) const;
     /// A power of two that the address is a multiple of, at most 16, if that of its root is one.
     std::uint64_t alignmentOf(const llvm::Value& pointer);
     /// The same of its distance from the beginning of the buffer that it leads into.
