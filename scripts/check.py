@@ -68,7 +68,7 @@ LAYERS = {
     "compute/service": ["platform/base", "compute"],
     "gpu": ["platform/base", "compute/types"],
     "gpu/selection": ["gpu", "platform/base"],
-    "gpu/host": ["platform/base", "platform/files", "platform/digest", "platform/CacheFolder.h", "gpu",
+    "gpu/host": ["platform/base", "platform/files", "platform/digest", "platform/UserFolders.h", "gpu",
                  "compute/types", "compute/protocol"],
     "Shader": ["platform", "gpu"],
     "preview": ["platform", "gpu"],

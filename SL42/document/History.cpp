@@ -6,7 +6,7 @@
 #include "SL42/document/History.h"
 
 #include "SL42/document/Compression.h"
-#include "SL42/document/StateFolder.h"
+#include "platform/UserFolders.h"
 #include "platform/files/PathKey.h"
 
 #include <algorithm>
@@ -160,8 +160,8 @@ const char* HistoryEntry::outcome() const {
 }
 
 fs::path History::folderOfThisUser() {
-    const fs::path folder = stateFolder();
-    return folder.empty() ? folder : folder / "history";
+    const auto folder = platform::stateFolder();
+    return folder ? *folder / "history" : fs::path();
 }
 
 fs::path History::fileOf(const fs::path& folder, const fs::path& document) {

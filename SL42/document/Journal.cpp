@@ -6,8 +6,8 @@
 // picture or nothing), then that text, then the newest one.
 #include "SL42/document/Journal.h"
 
-#include "SL42/document/StateFolder.h"
 #include "platform/TextFile.h"
+#include "platform/UserFolders.h"
 #include "platform/WholeFile.h"
 
 #include <algorithm>
@@ -95,8 +95,8 @@ std::optional<JournalEntry> Journal::read(const fs::path& file) {
 }
 
 fs::path Journal::folderOfThisUser() {
-    const fs::path folder = stateFolder();
-    return folder.empty() ? folder : folder / "journal";
+    const auto folder = platform::stateFolder();
+    return folder ? *folder / "journal" : fs::path();
 }
 
 Journal::Journal(const fs::path& folder) {

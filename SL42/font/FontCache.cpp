@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "SL42/font/FontCache.h"
 
-#include "platform/CacheFolder.h"
+#include "platform/UserFolders.h"
 #include "platform/WholeFile.h"
 #include "platform/base/Fnv.h"
 

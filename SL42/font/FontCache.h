@@ -21,7 +21,7 @@ public:
     /// Without a file it keeps nothing.
     FontCache() = default;
     explicit FontCache(std::filesystem::path file) : m_file(std::move(file)) {}
-    /// `font` in the cache folder (platform/CacheFolder.h); nothing without a home.
+    /// `font` in the cache folder (platform/UserFolders.h); nothing without a home.
     static FontCache ofThisUser();
 
     /// The pictures stored last, if they were stored under this key, have this size and are

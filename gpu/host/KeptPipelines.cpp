@@ -3,7 +3,7 @@
 #include "gpu/host/KeptPipelines.h"
 
 #include "compute/protocol/CodeRecord.h"
-#include "platform/CacheFolder.h"
+#include "platform/UserFolders.h"
 #include "platform/digest/Sha256.h"
 
 #include <algorithm>
