@@ -45,7 +45,6 @@ FunctionEmitter::FunctionEmitter(ModuleEmitter& module, const llvm::Function& fu
       m_code(module.code()),
       m_function(function),
       m_dominators(const_cast<llvm::Function&>(function)),
-      m_postDominators(const_cast<llvm::Function&>(function)),
       m_loops(m_dominators) {}
 
 platform::Result<void> FunctionEmitter::run() {
@@ -142,10 +141,10 @@ void FunctionEmitter::addMerge(const llvm::BasicBlock& block) {
         return;
     const llvm::Loop* loop = m_loops.getLoopFor(&block);
     if (loop != nullptr && loop->getHeader() == &block) {
-        addWords(Op::OpLoopMerge, {idOf(*loop->getExitBlock()), idOf(*loop->getLoopLatch()), 0});
-    } else if (branch->isConditional() && (loop == nullptr || loop->getLoopLatch() != &block)) {
-        const auto* join = m_postDominators.getNode(&block)->getIDom();
-        addWords(Op::OpSelectionMerge, {idOf(*join->getBlock()), 0});
+        addWords(Op::OpLoopMerge,
+                 {idOf(*loop->getUniqueExitBlock()), idOf(*loop->getLoopLatch()), 0});
+    } else if (const llvm::BasicBlock* join = m_module.lowering().joins.lookup(&block)) {
+        addWords(Op::OpSelectionMerge, {idOf(*join), 0});
     }
 }
 

@@ -8,7 +8,6 @@
 #include "compute/spirv/emit/ModuleEmitter.h"
 
 #include <llvm/Analysis/LoopInfo.h>
-#include <llvm/Analysis/PostDominators.h>
 #include <llvm/IR/Dominators.h>
 #include <llvm/IR/Instructions.h>
 #include <llvm/IR/IntrinsicInst.h>
@@ -75,7 +74,6 @@ private:
     Assembler& m_code;
     const llvm::Function& m_function;
     llvm::DominatorTree m_dominators;
-    llvm::PostDominatorTree m_postDominators;
     llvm::LoopInfo m_loops;
     llvm::DenseMap<const llvm::Value*, Id> m_ids;
 };

@@ -97,6 +97,8 @@ struct Lowering {
     std::vector<BufferView> views = {};
     std::vector<std::uint32_t> directSlots = {};        ///< see Shader
     std::vector<DescribedBuffer> describedBuffers = {}; ///< see Shader
+    /// Where the ways of a branch meet, of all that have a condition and do not end a loop.
+    llvm::DenseMap<const llvm::BasicBlock*, const llvm::BasicBlock*> joins{};
     // NOLINTEND(readability-redundant-member-init)
 
     /// The function that does so; declared when it is first asked for.

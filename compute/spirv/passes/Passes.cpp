@@ -3,6 +3,7 @@
 #include "compute/spirv/passes/Passes.h"
 
 #include "compute/spirv/passes/AddEntryPoint.h"
+#include "compute/spirv/passes/BreakOutOfLoops.h"
 #include "compute/spirv/passes/ExpandMemory.h"
 #include "compute/spirv/passes/ExpandOperations.h"
 #include "compute/spirv/passes/Halfs.h"
@@ -11,6 +12,7 @@
 #include "compute/spirv/passes/ReloadBehindLoops.h"
 #include "compute/spirv/passes/Simplify.h"
 #include "compute/spirv/passes/Structurise.h"
+#include "compute/spirv/passes/TestLoopsFirst.h"
 #include "compute/spirv/passes/UnrollLoops.h"
 #include "compute/spirv/passes/WidenAccesses.h"
 #include "compute/spirv/passes/WidenViews.h"
@@ -32,8 +34,10 @@ std::span<const ShaderPass> passes() {
         {"removeRepeated", removeRepeated},
         {"widenAccesses", widenAccesses},
         {"widenViews", widenViews},
+        {"testLoopsFirst", testLoopsFirst},
         {"structurise", structurise},
         {"reloadBehindLoops", reloadBehindLoops},
+        {"breakOutOfLoops", breakOutOfLoops},
     });
     return table;
 }

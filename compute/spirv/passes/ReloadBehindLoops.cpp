@@ -2,7 +2,6 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/ReloadBehindLoops.h"
 
-#include <llvm/Analysis/LoopInfo.h>
 #include <llvm/IR/Dominators.h>
 #include <llvm/IR/Instructions.h>
 #include <llvm/Transforms/Utils/LoopUtils.h>
@@ -10,12 +9,12 @@
 namespace compute::spirv {
 namespace {
 
-bool writes(const llvm::Loop& loop) {
-    for (const llvm::BasicBlock* block : loop.blocks())
-        for (const llvm::Instruction& instruction : *block)
-            if (instruction.mayWriteToMemory())
-                return true;
-    return false;
+bool hasAny(const llvm::Loop& loop, bool (llvm::Instruction::*property)() const) {
+    return llvm::any_of(loop.blocks(), [&](const llvm::BasicBlock* block) {
+        return llvm::any_of(*block, [&](const llvm::Instruction& instruction) {
+            return (instruction.*property)();
+        });
+    });
 }
 
 /// Chains of instructions that are looked through.
@@ -91,6 +90,10 @@ private:
 
 } // namespace
 
+bool readsMemory(const llvm::Loop& loop) {
+    return hasAny(loop, &llvm::Instruction::mayReadFromMemory);
+}
+
 platform::Result<void> reloadBehindLoops(Lowering& lowering) {
     for (llvm::Function& function : lowering.module) {
         if (function.isDeclaration())
@@ -101,7 +104,8 @@ platform::Result<void> reloadBehindLoops(Lowering& lowering) {
             llvm::formLCSSARecursively(*loop, dominators, &loops, nullptr);
         for (const llvm::Loop* loop : loops.getLoopsInPreorder()) {
             llvm::BasicBlock* behind = loop->getUniqueExitBlock();
-            if (behind != nullptr && behind->getUniquePredecessor() != nullptr && !writes(*loop))
+            if (behind != nullptr && behind->getUniquePredecessor() != nullptr &&
+                !hasAny(*loop, &llvm::Instruction::mayWriteToMemory))
                 Reloading(lowering, *loop, *behind).run();
         }
         lowering.analyses.forget(function);

@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/Structurise.h"
 
+#include "compute/spirv/passes/ReloadBehindLoops.h"
+
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/ADT/SmallPtrSet.h>
 #include <llvm/Analysis/DomTreeUpdater.h>
@@ -27,9 +29,9 @@ struct Shape {
     llvm::PostDominatorTree postDominators;
     llvm::LoopInfo loops;
 
-    bool isLatch(const llvm::BasicBlock& block) const {
+    bool endsLoop(const llvm::BasicBlock& block) const {
         const llvm::Loop* loop = loops.getLoopFor(&block);
-        return loop != nullptr && loop->getLoopLatch() == &block;
+        return loop != nullptr && loop->isLoopExiting(&block);
     }
     /// Where the ways of a conditional branch meet; null if that is nowhere.
     llvm::BasicBlock* join(llvm::BasicBlock& block) const {
@@ -68,7 +70,7 @@ bool isStructured(llvm::Function& function) {
             return false;
     }
     for (llvm::BasicBlock& block : function) {
-        if (conditional(block) == nullptr || shape.isLatch(block))
+        if (conditional(block) == nullptr || shape.endsLoop(block))
             continue;
         llvm::BasicBlock* join = shape.join(block);
         if (join == nullptr || shape.loops.getLoopFor(join) != shape.loops.getLoopFor(&block) ||
@@ -110,7 +112,8 @@ void giveExits(Lowering& lowering, llvm::Function& function) {
     }
 }
 
-/// Headers, latches and the blocks behind loops of their own.
+/// Headers, latches and the blocks behind loops of their own. Latches do nothing: drivers of Mesa
+/// run what one does ahead of the next iteration, with a test whether there has been one.
 void separateLoops(llvm::Function& function) {
     Shape shape(function);
     for (const llvm::Loop* loop : shape.loops.getLoopsInPreorder()) {
@@ -118,7 +121,10 @@ void separateLoops(llvm::Function& function) {
         llvm::BasicBlock* latch = loop->getLoopLatch();
         llvm::BasicBlock* behind = loop->getExitBlock();
         llvm::SplitBlockPredecessors(behind, {latch}, ".behind");
-        llvm::SplitBlock(latch, latch->getTerminator())->setName("again");
+        llvm::BasicBlock* again = readsMemory(*loop)
+                                      ? llvm::SplitBlock(latch, latch->getTerminator())
+                                      : llvm::SplitEdge(latch, header);
+        again->setName("again");
         llvm::SplitBlock(header, &*header->getFirstNonPHIIt())->setName("body");
     }
 }
@@ -128,7 +134,7 @@ void separateJoins(llvm::Function& function) {
     Shape shape(function);
     llvm::SmallVector<llvm::BasicBlock*> branches;
     for (llvm::BasicBlock* block : llvm::post_order(&function))
-        if (conditional(*block) != nullptr && !shape.isLatch(*block))
+        if (conditional(*block) != nullptr && !shape.endsLoop(*block))
             branches.push_back(block);
     llvm::DomTreeUpdater trees(shape.dominators, shape.postDominators,
                                llvm::DomTreeUpdater::UpdateStrategy::Eager);
@@ -140,6 +146,13 @@ void separateJoins(llvm::Function& function) {
                 own.push_back(before);
         llvm::SplitBlockPredecessors(join, own, ".join", &trees);
     }
+}
+
+void keepJoins(Lowering& lowering, llvm::Function& function) {
+    const Shape shape(function);
+    for (llvm::BasicBlock& block : function)
+        if (conditional(block) != nullptr && !shape.endsLoop(block))
+            lowering.joins[&block] = shape.join(block);
 }
 
 void runPasses(Lowering& lowering, llvm::Function& function, bool structures) {
@@ -174,6 +187,7 @@ platform::Result<void> structurise(Lowering& lowering) {
                                    "' has control flow that cannot be structured"};
         separateLoops(function);
         separateJoins(function);
+        keepJoins(lowering, function);
         lowering.analyses.forget(function);
     }
     return {};

@@ -65,6 +65,12 @@ const std::vector<Construct> constructs{
      "uint n = 0; while (true) { if (out[n] == 3) break; if (out[n] == 4) { n = 9; break; } ++n; }"
      "out[i] = n;",
      {{"OpLoopMerge", 1}}},
+    {"LoopThatIsLeft", // at once, and with one value
+     "float2 z = 0, c = float2(in[0], in[1]); uint n = 0; for (; n < 99; n++) {"
+     "float2 s = z * z; if (s.x + s.y > 16) break; z = float2(s.x - s.y, 2 * z.x * z.y) + c; }"
+     "out[i] = n;",
+     {{"OpLoopMerge", 1}, {"OpBranchConditional", 3}, {"OpPhi %uint", 1}},
+     {"OpPhi %bool", "OpPhi %uint [^$]*OpPhi %uint"}},
     {"LoopWithoutEnd", "while (true) out[i] += 1;", {{"OpLoopMerge", 1}, {"OpReturn", 1}}},
     {"PrivateArray",
      "float a[8]; for (int j = 0; j < 8; j++) a[j] = in[j]; out[i] = uint(a[i & 7] + a[out[1] & "
