@@ -3,9 +3,9 @@
 #include "compute/vulkan/VulkanDevice.h"
 
 #include "compute/kernel/KernelSignature.h"
+#include "compute/vulkan/EmptyShader.h"
 #include "compute/vulkan/Error.h"
-
-#include <spirv/unified1/spirv.hpp>
+#include "compute/vulkan/GroupRanges.h"
 
 #include <algorithm>
 #include <cstring>
@@ -24,52 +24,6 @@ constexpr std::uintptr_t bufferAlignment = 4;
 constexpr std::size_t firstTableRecords = 256;
 /// Pieces that are bound without having been named to begin().
 constexpr std::size_t mostBeyondNamed = 128;
-
-/// Of one instruction: how many words it has, and what it does.
-constexpr std::uint32_t instruction(std::uint32_t words, spv::Op operation) {
-    return words << spv::WordCountShift | operation;
-}
-
-/// void main() {}
-constexpr std::uint32_t emptyShader[] = {spv::MagicNumber,
-                                         0x10500,
-                                         0,
-                                         5,
-                                         0, // version 1.5, ids below 5
-                                         instruction(2, spv::OpCapability),
-                                         spv::CapabilityShader,
-                                         instruction(3, spv::OpMemoryModel),
-                                         spv::AddressingModelLogical,
-                                         spv::MemoryModelGLSL450,
-                                         instruction(5, spv::OpEntryPoint),
-                                         spv::ExecutionModelGLCompute,
-                                         1,
-                                         0x6E69616D,
-                                         0, // "main"
-                                         instruction(6, spv::OpExecutionMode),
-                                         1,
-                                         spv::ExecutionModeLocalSize,
-                                         1,
-                                         1,
-                                         1,
-                                         instruction(2, spv::OpTypeVoid),
-                                         2,
-                                         instruction(3, spv::OpTypeFunction),
-                                         3,
-                                         2,
-                                         instruction(5, spv::OpFunction),
-                                         2,
-                                         1,
-                                         spv::FunctionControlMaskNone,
-                                         3,
-                                         instruction(2, spv::OpLabel),
-                                         4,
-                                         instruction(1, spv::OpReturn),
-                                         instruction(1, spv::OpFunctionEnd)};
-
-std::uint32_t groupsFor(std::uint32_t threads, std::uint32_t size) {
-    return (threads - 1) / size + 1;
-}
 
 /// What a shader needs and the device lacks, for people; null when it has all.
 const char* whatIsMissing(const spirv::Requirements& needed, const spirv::Features& present) {
@@ -489,52 +443,15 @@ Result<void> VulkanDevice::dispatchThreads(VkPipeline pipeline, const Workgroup&
     return {};
 }
 
-/// Of threadgroups that the range of positions cuts, those count whose first thread is in it. Those
-/// at the far edges of the grid have fewer threads, and workgroups of their own: all threads of a
-/// workgroup must come to its barriers.
 Result<void> VulkanDevice::dispatchGroups(const VulkanKernel& kernel, Specialisation specialisation,
                                           Extent grid, Extent group, std::uint32_t begin,
                                           std::uint32_t end) {
-    const std::uint64_t columns = groupsFor(grid.width, group.width);
-    const std::uint64_t first = begin == 0 ? 0 : groupsFor(begin, group.width);
-    const std::uint64_t last = groupsFor(end, group.width);
-    const auto sizeAt = [](std::uint32_t all, std::uint32_t size, std::uint64_t number) {
-        return static_cast<std::uint32_t>(std::min<std::uint64_t>(size, all - number * size));
-    };
-    std::uint64_t open = 0; // what follows from there on has as many threads
-    std::uint64_t next = 0;
-    const auto close = [&]() -> Result<void> {
-        if (open < next) {
-            const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor(specialisation));
-            SL42_TRY_VOID(dispatchRange(pipeline, open, next));
-        }
-        open = next;
-        return {};
-    };
-    const auto add = [&](std::uint64_t from, std::uint64_t to,
-                         std::uint32_t threads) -> Result<void> {
-        std::uint32_t& size = specialisation.workgroup.size[0];
-        if (from != next || threads != size) {
-            SL42_TRY_VOID(close());
-            open = from;
-            size = threads;
-        }
-        next = to;
-        return {};
-    };
-    const std::uint64_t full = grid.width / group.width;
-    std::uint64_t row = 0;
-    for (std::uint32_t z = 0; z < groupsFor(grid.depth, group.depth); ++z)
-        for (std::uint32_t y = 0; y < groupsFor(grid.height, group.height); ++y, row += columns) {
-            const std::uint32_t others =
-                sizeAt(grid.height, group.height, y) * sizeAt(grid.depth, group.depth, z);
-            if (first < std::min(full, last))
-                SL42_TRY_VOID(add(row + first, row + std::min(full, last), group.width * others));
-            if (last > full && first < last)
-                SL42_TRY_VOID(add(row + std::max(first, full), row + last,
-                                  sizeAt(grid.width, group.width, full) * others));
-        }
-    return close();
+    for (const GroupRange& range : groupRanges(grid, group, begin, end)) {
+        specialisation.workgroup.size[0] = range.threads;
+        const VkPipeline pipeline = SL42_TRY(kernel.pipelineFor(specialisation));
+        SL42_TRY_VOID(dispatchRange(pipeline, range.first, range.last));
+    }
+    return {};
 }
 
 Result<void> VulkanDevice::dispatchRange(VkPipeline pipeline, std::uint64_t first,
