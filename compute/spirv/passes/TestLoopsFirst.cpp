@@ -24,23 +24,25 @@ public:
     /// False, with nothing changed, for a loop that has another form, may have no iteration for all
     /// that is known, or of which values are needed that the next iteration does not begin with.
     bool moveToHeader() {
-        auto* branch = llvm::cast<llvm::BranchInst>(m_latch.getTerminator());
+        auto* branch = llvm::dyn_cast<llvm::BranchInst>(m_latch.getTerminator());
+        if (branch == nullptr)
+            return false;
         m_test = llvm::dyn_cast<llvm::ICmpInst>(branch->getCondition());
         if (m_test == nullptr || !m_loop.contains(m_test))
             return false;
-        const unsigned exit = branch->getSuccessor(0) == &m_header ? 1 : 0;
-        m_behind = branch->getSuccessor(exit);
+        const unsigned exit = m_loop.contains(branch->getSuccessor(0)) ? 1 : 0;
+        llvm::BasicBlock& behind = *branch->getSuccessor(exit);
         llvm::PHINode* counted = phiThatBecomes(*m_test->getOperand(0));
         if (counted == nullptr || !m_loop.isLoopInvariant(m_test->getOperand(1)) ||
             !entersWith(*counted, exit))
             return false;
         llvm::SmallVector<llvm::Value*> values;
-        for (llvm::PHINode& phi : m_behind->phis()) {
+        for (llvm::PHINode& phi : behind.phis()) {
             values.push_back(atHeader(*phi.getIncomingValueForBlock(&m_latch), *counted, exit));
             if (values.back() == nullptr)
                 return false;
         }
-        move(*branch, *counted, exit, values);
+        move(*branch, *counted, exit, behind, values);
         return true;
     }
 
@@ -68,7 +70,7 @@ private:
     }
 
     void move(llvm::BranchInst& branch, llvm::PHINode& counted, unsigned exit,
-              llvm::ArrayRef<llvm::Value*> values) {
+              llvm::BasicBlock& behind, llvm::ArrayRef<llvm::Value*> values) {
         llvm::BasicBlock* body =
             llvm::SplitBlock(&m_header, &*m_header.getFirstNonPHIIt(),
                              static_cast<llvm::DominatorTree*>(nullptr), &m_loops);
@@ -78,8 +80,8 @@ private:
         llvm::IRBuilder<> builder(&m_header);
         llvm::Value* test =
             builder.CreateICmp(m_test->getPredicate(), &counted, m_test->getOperand(1));
-        builder.CreateCondBr(test, exit == 0 ? m_behind : body, exit == 0 ? body : m_behind);
-        for (auto [phi, value] : llvm::zip_equal(m_behind->phis(), values)) {
+        builder.CreateCondBr(test, exit == 0 ? &behind : body, exit == 0 ? body : &behind);
+        for (auto [phi, value] : llvm::zip_equal(behind.phis(), values)) {
             phi.removeIncomingValue(latch, /*DeletePHIIfEmpty=*/false);
             phi.addIncoming(value, &m_header);
         }
@@ -95,7 +97,6 @@ private:
     llvm::BasicBlock& m_header;
     llvm::BasicBlock& m_latch;
     llvm::ICmpInst* m_test = nullptr;
-    llvm::BasicBlock* m_behind = nullptr;
 };
 
 bool endsInSeveralPlaces(const llvm::Loop& loop) {
