@@ -7,6 +7,7 @@
 #include "compute/spirv/passes/ExpandMemory.h"
 #include "compute/spirv/passes/ExpandOperations.h"
 #include "compute/spirv/passes/Halfs.h"
+#include "compute/spirv/passes/HideFloats.h"
 #include "compute/spirv/passes/LowerPointers.h"
 #include "compute/spirv/passes/LowerSimdgroups.h"
 #include "compute/spirv/passes/ReloadBehindLoops.h"
@@ -31,6 +32,7 @@ std::span<const ShaderPass> passes() {
         {"simplify", simplify},
         {"unrollLoops", unrollLoops},
         {"expandOperations", expandOperations},
+        {"hideFloats", hideFloats},
         {"removeRepeated", removeRepeated},
         {"widenAccesses", widenAccesses},
         {"widenViews", widenViews},
