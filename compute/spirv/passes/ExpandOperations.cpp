@@ -3,6 +3,8 @@
 #include "compute/spirv/passes/ExpandOperations.h"
 
 #include "compute/kernel/FusedMultiply.h"
+#include "compute/spirv/passes/FloatClasses.h"
+#include "compute/spirv/passes/Overflow.h"
 
 #include <llvm/IR/InstIterator.h>
 #include <llvm/IR/IntrinsicInst.h>
@@ -223,6 +225,8 @@ private:
         case llvm::Intrinsic::fmuladd:
             return builder.CreateFAdd(builder.CreateFMul(first, call.getArgOperand(1)),
                                       call.getArgOperand(2));
+        case llvm::Intrinsic::is_fpclass:
+            return floatClassTest(builder, call);
         case llvm::Intrinsic::copysign:
             return withSign(builder, first, call.getArgOperand(1));
         case llvm::Intrinsic::round:
@@ -287,6 +291,7 @@ platform::Result<void> expandOperations(Lowering& lowering) {
     for (llvm::Function& function : lowering.module) {
         if (function.isDeclaration())
             continue;
+        expandOverflowTests(function);
         // What an operation is replaced by may need replacing itself.
         for (bool changes = true; changes;) {
             changes = false;
