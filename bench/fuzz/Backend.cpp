@@ -6,6 +6,7 @@
 #include "compute/memory/GuardedMemory.h"
 #include "compute/memory/RegionAllocator.h"
 #include "compute/spirv/ShaderBackend.h"
+#include "compute/spirv/Validation.h"
 #include "compute/vulkan/VulkanDevice.h"
 #include "platform/base/Fatal.h"
 
@@ -63,6 +64,7 @@ public:
     Result<std::shared_ptr<Kernel>> build(const kernel::Program& program) const override {
         auto made = SL42_TRY(spirv::translate(program, kernelName, {},
                                               m_device->logical().physical().features, m_options));
+        SL42_TRY_VOID(spirv::validate(made.shader.words));
         KernelDescription description;
         description.name = kernelName;
         description.parameters = std::move(made.parameters);

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/Simplify.h"
 
+#include <llvm/CodeGen/UnreachableBlockElim.h>
 #include <llvm/Transforms/InstCombine/InstCombine.h>
 #include <llvm/Transforms/Scalar/ADCE.h>
 #include <llvm/Transforms/Scalar/EarlyCSE.h>
@@ -13,6 +14,9 @@ namespace compute::spirv {
 namespace {
 
 void runOnAll(Lowering& lowering, llvm::FunctionPassManager passes) {
+    passes.addPass(llvm::ADCEPass());
+    // Where that has a branch go one way, it leaves the other in what phis name.
+    passes.addPass(llvm::UnreachableBlockElimPass());
     for (llvm::Function& function : lowering.module)
         if (!function.isDeclaration())
             lowering.analyses.run(passes, function);
@@ -27,7 +31,6 @@ platform::Result<void> simplify(Lowering& lowering) {
     passes.addPass(llvm::GVNPass());
     passes.addPass(llvm::createFunctionToLoopPassAdaptor(llvm::LICMPass(llvm::LICMOptions()),
                                                          /*UseMemorySSA=*/true));
-    passes.addPass(llvm::ADCEPass());
     runOnAll(lowering, std::move(passes));
     return {};
 }
@@ -35,7 +38,6 @@ platform::Result<void> simplify(Lowering& lowering) {
 platform::Result<void> removeRepeated(Lowering& lowering) {
     llvm::FunctionPassManager passes;
     passes.addPass(llvm::EarlyCSEPass());
-    passes.addPass(llvm::ADCEPass());
     runOnAll(lowering, std::move(passes));
     return {};
 }

@@ -4,6 +4,7 @@
 
 #include <llvm/Analysis/LoopInfo.h>
 #include <llvm/Analysis/ScalarEvolution.h>
+#include <llvm/CodeGen/UnreachableBlockElim.h>
 #include <llvm/Transforms/InstCombine/InstCombine.h>
 #include <llvm/Transforms/Scalar/ADCE.h>
 #include <llvm/Transforms/Scalar/GVN.h>
@@ -55,6 +56,7 @@ platform::Result<void> unrollLoops(Lowering& lowering) {
         passes.addPass(llvm::InstCombinePass());
         passes.addPass(llvm::GVNPass());
         passes.addPass(llvm::ADCEPass());
+        passes.addPass(llvm::UnreachableBlockElimPass()); // see simplify()
         lowering.analyses.run(passes, function);
     }
     return {};
