@@ -4,6 +4,7 @@
 
 #include <llvm/Analysis/AliasAnalysis.h>
 #include <llvm/Analysis/LoopInfo.h>
+#include <llvm/Analysis/ScalarEvolutionExpressions.h>
 #include <llvm/Analysis/ValueTracking.h>
 #include <llvm/IR/InstIterator.h>
 #include <llvm/Transforms/AggressiveInstCombine/AggressiveInstCombine.h>
@@ -25,12 +26,36 @@
 namespace compute::kernel {
 namespace {
 
+/// IndVarSimplify, which makes formulas of sums in loops; but not where those need more bits than
+/// any device has.
+class CountLoops : public llvm::PassInfoMixin<CountLoops> {
+public:
+    static llvm::PreservedAnalyses run(llvm::Loop& loop, llvm::LoopAnalysisManager& analyses,
+                                       llvm::LoopStandardAnalysisResults& results,
+                                       llvm::LPMUpdater& updater) {
+        for (llvm::PHINode& phi : loop.getHeader()->phis())
+            if (isTooWide(phi, results.SE))
+                return llvm::PreservedAnalyses::all();
+        return llvm::IndVarSimplifyPass().run(loop, analyses, results, updater);
+    }
+
+private:
+    /// A sum of sums of 64 bits has a formula with one bit more.
+    static bool isTooWide(llvm::PHINode& phi, llvm::ScalarEvolution& evolution) {
+        constexpr unsigned mostBits = 64;
+        if (!phi.getType()->isIntegerTy(mostBits))
+            return false;
+        const auto* sum = llvm::dyn_cast<llvm::SCEVAddRecExpr>(evolution.getSCEV(&phi));
+        return sum != nullptr && !sum->isAffine();
+    }
+};
+
 llvm::FunctionPassManager loopPasses() {
     llvm::LoopPassManager restructure;
     restructure.addPass(llvm::LoopRotatePass());
     restructure.addPass(llvm::LICMPass(llvm::LICMOptions()));
     llvm::LoopPassManager count;
-    count.addPass(llvm::IndVarSimplifyPass());
+    count.addPass(CountLoops());
     count.addPass(llvm::LoopFullUnrollPass(/*OptLevel=*/2));
 
     llvm::FunctionPassManager passes;

@@ -245,7 +245,10 @@ private:
         case llvm::Intrinsic::ctlz:
         case llvm::Intrinsic::cttz:
         case llvm::Intrinsic::bitreverse:
-            return widthOf(first) == wordBits ? nullptr : bitFunction(builder, call);
+            return widthOf(first) == wordBits ||
+                           (widthOf(first) > wordBits && widthOf(first) != 2 * wordBits)
+                       ? nullptr
+                       : bitFunction(builder, call);
         case llvm::Intrinsic::uadd_sat:
         case llvm::Intrinsic::usub_sat:
         case llvm::Intrinsic::sadd_sat:

@@ -3,9 +3,9 @@
 //
 // Spells out what SPIR-V has no instruction for, or none whose result is the same on every device:
 // conversions that saturate, products and sums with one rounding, remainders of negative numbers,
-// counts and reversals of bits other than 32, funnel shifts, sums that saturate, overflow, classes of
-// floating-point numbers. Comes after the last simplification, which would recognise such code and
-// fold it again.
+// counts and reversals of bits other than 32, funnel shifts, sums that saturate, overflow, classes
+// of floating-point numbers. Comes after the last simplification, which would recognise such code
+// and fold it again.
 #pragma once
 
 #include "compute/spirv/passes/Lowering.h"

@@ -16,6 +16,7 @@
 #include "compute/spirv/passes/TestLoopsFirst.h"
 #include "compute/spirv/passes/UnrollLoops.h"
 #include "compute/spirv/passes/WidenAccesses.h"
+#include "compute/spirv/passes/WidenIntegers.h"
 #include "compute/spirv/passes/WidenViews.h"
 
 #include <array>
@@ -32,6 +33,7 @@ std::span<const ShaderPass> passes() {
         {"simplify", simplify},
         {"unrollLoops", unrollLoops},
         {"expandOperations", expandOperations},
+        {"widenIntegers", widenIntegers},
         {"hideFloats", hideFloats},
         {"removeRepeated", removeRepeated},
         {"widenAccesses", widenAccesses},
