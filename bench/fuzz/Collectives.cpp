@@ -100,7 +100,7 @@ std::span<const Collective> collectives() {
 }
 
 bool isCollective(const Stmt& s) {
-    return s.verb == Verb::Exchange || s.verb == Verb::Together ||
+    return s.verb == Verb::Exchange || s.verb == Verb::Together || s.verb == Verb::Gather ||
            std::ranges::any_of(s.bodies, [](const std::vector<Stmt>& body) {
                return std::ranges::any_of(body, isCollective);
            });

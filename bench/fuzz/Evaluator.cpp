@@ -4,6 +4,7 @@
 
 #include "bench/fuzz/Collectives.h"
 #include "bench/fuzz/Expressions.h"
+#include "bench/fuzz/Library.h"
 #include "bench/fuzz/Matrices.h"
 
 #include <algorithm>
@@ -94,6 +95,8 @@ private:
             return exchange(s, members, frame);
         case Verb::Together:
             return together(s, members, frame);
+        case Verb::Gather:
+            return gather(s, members, frame);
         case Verb::If: {
             Members sides[2];
             for (const std::size_t member : members)
@@ -156,6 +159,27 @@ private:
                                              {Cell{.integer = value}});
                 });
         }
+    }
+
+    void gather(const Stmt& s, const Members& members, const Frame& frame) {
+        const Scalar type = s.exprs[1].type.scalar;
+        std::int64_t word = s.start;
+        for (const std::size_t member : members)
+            as(member, [&] {
+                word = updated(type, s.limit, word, m_expressions.integer(s.exprs[1], frame));
+            });
+        for (const std::size_t member : members)
+            as(member, [&] {
+                m_thread.variables.store(m_expressions.locate(s.exprs[0], frame),
+                                         {Cell{.integer = word}});
+            });
+    }
+
+    /// Of an integer of 32 bits, by an atomic operation.
+    static std::int64_t updated(Scalar type, unsigned operation, std::int64_t a, std::int64_t b) {
+        const std::int64_t results[] = {a + b, a - b,          a & b,         a | b,
+                                        a ^ b, std::min(a, b), std::max(a, b)};
+        return wrapped(type, results[operation]);
     }
 
     void keepOutputs(const Frame& frame) {
@@ -242,6 +266,7 @@ private:
             return Flow::Next;
         case Verb::Exchange:
         case Verb::Together: // see runTogether()
+        case Verb::Gather:
             return Flow::Next;
         case Verb::Lambda:
             capture(m_program.functions[s.which], frame);
@@ -372,11 +397,9 @@ private:
 
     void atomic(const Stmt& s, const Frame& frame) {
         const auto at = static_cast<std::size_t>(m_expressions.integer(s.exprs[0], frame));
-        const auto x = static_cast<std::uint32_t>(m_expressions.integer(s.exprs[1], frame));
+        const std::int64_t x = m_expressions.integer(s.exprs[1], frame);
         std::uint32_t& c = m_outcome.counters[std::size_t{s.which} * countersPerOperation + at];
-        const std::uint32_t results[] = {c + x, c - x,          c & x,         c | x,
-                                         c ^ x, std::min(c, x), std::max(c, x)};
-        c = results[s.which];
+        c = static_cast<std::uint32_t>(updated(Scalar::UInt, s.which, c, x));
     }
 
     const Program& m_program;

@@ -341,7 +341,22 @@ Expr ExpressionGenerator::value(Type type, unsigned depth, bool bounded) {
     return type.isExact() && bounded ? normalised(std::move(e)) : e;
 }
 
+/// Whether a product has more bits than its type.
+Expr ExpressionGenerator::overflow(unsigned depth) {
+    const Type type{m_random.percent(50) ? Scalar::UInt : Scalar::ULong};
+    const Expr a = value(type, depth);
+    const Expr b = value(type, depth);
+    const Type truth{Scalar::Bool};
+    constexpr unsigned differs = 1; // of compareOperators
+    Expr quotient = node(Op::Binary, type, Divide, {node(Op::Binary, type, Multiply, {a, b}), a});
+    return node(Op::Logic, truth, 0,
+                {node(Op::Compare, truth, differs, {a, whole(type, 0)}),
+                 node(Op::Compare, truth, differs, {std::move(quotient), b})});
+}
+
 Expr ExpressionGenerator::boolean(Type type, unsigned depth) {
+    if (m_program.features.sums && type.lanes == 1 && m_random.percent(10))
+        return overflow(depth);
     const unsigned kind = m_random.below(10);
     if (kind == 0)
         return node(Op::Unary, type, Not, {value(type, depth)});

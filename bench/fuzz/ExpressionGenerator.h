@@ -66,6 +66,7 @@ private:
     Expr fromOtherType(Type type);
     std::optional<Expr> input(Type type, unsigned depth);
     Expr convert(Type type, unsigned depth);
+    Expr overflow(unsigned depth);
     Expr boolean(Type type, unsigned depth);
     Expr integer(Type type, unsigned depth);
     Expr integerOnly32(Type type, unsigned depth);

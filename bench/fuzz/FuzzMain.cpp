@@ -4,12 +4,13 @@
 // Compares the compiler with an evaluator on random programs.
 //
 //     starloom-fuzz [--seed N] [--count M] [--width 32,16,8,4,1 | --vulkan] [--groups] [--rounding]
-//                   [--print] [--shrink] [--keep DIR]
+//                   [--sums] [--print] [--shrink] [--keep DIR]
 //
 // --vulkan has Mesa's software driver run them, which stands as width 0 in what is printed.
 // Prints a line for each program that fails; --print its text as well, --shrink the smallest text
 // that fails in the same way. --keep writes texts to DIR/seed-N-width-W.metal, with the line on
-// top. --groups has threads work together, --rounding rounds numbers to half.
+// top. --groups has threads work together, --rounding rounds numbers to half, --sums has loops add
+// up numbers and tests for overflow.
 #include "bench/fuzz/Check.h"
 #include "bench/fuzz/Generator.h"
 #include "bench/fuzz/Isolation.h"
@@ -59,6 +60,8 @@ Options parse(int argc, char** argv) {
             options.features.groups = true;
         } else if (name == "--rounding") {
             options.features.rounding = true;
+        } else if (name == "--sums") {
+            options.features.sums = true;
         } else if (i + 1 < argc && name == "--seed") {
             options.seed = std::stoull(argv[++i]);
         } else if (i + 1 < argc && name == "--count") {

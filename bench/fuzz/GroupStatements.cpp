@@ -5,14 +5,19 @@
 #include "bench/fuzz/Collectives.h"
 #include "bench/fuzz/Nodes.h"
 
+#include <limits>
+
 namespace fuzz {
 
 std::vector<Stmt> GroupStatements::phases(unsigned count) {
     std::vector<Stmt> statements;
     for (unsigned i = 0; i < count; ++i) {
+        const bool gathers = m_program.features.sums && m_random.percent(15);
         const unsigned kind = m_random.below(20);
         std::optional<Stmt> made;
-        if (kind < 4)
+        if (gathers)
+            made = gather();
+        else if (kind < 4)
             made = exchange();
         else if (kind < 9)
             made = together(true);
@@ -58,6 +63,19 @@ std::optional<Stmt> GroupStatements::together(bool isWhole) {
     if (kind == Together::Shift)
         made.limit = m_random.between(1, 20);
     return made;
+}
+
+std::optional<Stmt> GroupStatements::gather() {
+    const Type type{m_random.percent(50) ? Scalar::UInt : Scalar::Int};
+    auto target = anywhere(type);
+    if (!target)
+        return std::nullopt;
+    Stmt s{.verb = Verb::Gather, .which = m_words++};
+    s.limit = m_random.below(std::size(atomicOperations));
+    if (s.limit == AtomicAnd || s.limit == AtomicMin)
+        s.start = std::numeric_limits<int>::max();
+    s.exprs = {*std::move(target), m_statements.value(type)};
+    return s;
 }
 
 Stmt GroupStatements::divergence() {

@@ -254,6 +254,9 @@ private:
             if (s.verb == Verb::Exchange)
                 m_out << "    threadgroup " << nameOf(s.exprs[1].type) << " shared" << s.which
                       << "[" << m_program.group << "];\n";
+            if (s.verb == Verb::Gather)
+                m_out << "    threadgroup atomic_" << nameOf(s.exprs[1].type) << " word" << s.which
+                      << ";\n";
             for (const auto& inner : s.bodies)
                 printSlots(inner);
         }
@@ -360,6 +363,9 @@ private:
         case Verb::Together:
             printTogether(s);
             break;
+        case Verb::Gather:
+            printGather(s, depth);
+            break;
         case Verb::Lambda:
             break; // see above
         }
@@ -373,6 +379,21 @@ private:
               << indent(depth) << barrier << "\n"
               << indent(depth) << text(s.exprs[0]) << " = " << slots << "[" << text(s.exprs[2])
               << " % group_size];\n"
+              << indent(depth) << barrier;
+    }
+
+    void printGather(const Stmt& s, unsigned depth) {
+        const std::string word = "word" + std::to_string(s.which);
+        const std::string barrier = "threadgroup_barrier(mem_flags::mem_threadgroup);";
+        const std::string relaxed = ", memory_order_relaxed);";
+        m_out << "if (group_lane == 0) atomic_store_explicit(&" << word << ", " << s.start
+              << relaxed << "\n"
+              << indent(depth) << barrier << "\n"
+              << indent(depth) << "atomic_fetch_" << atomicOperations[s.limit] << "_explicit(&"
+              << word << ", " << text(s.exprs[1]) << relaxed << "\n"
+              << indent(depth) << barrier << "\n"
+              << indent(depth) << text(s.exprs[0]) << " = atomic_load_explicit(&" << word << relaxed
+              << "\n"
               << indent(depth) << barrier;
     }
 

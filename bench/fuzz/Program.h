@@ -118,10 +118,13 @@ enum class Verb : std::uint8_t {
               ///< exprs[0] is assigned the slot of the thread that exprs[2] names
     Together, ///< exprs[0] = collectives()[which] of exprs[1] and perhaps the number `limit` or
               ///< exprs[2]
+    Gather,   ///< every thread does atomicOperations[limit] by exprs[1] on word `which` of the
+              ///< threadgroup, which begins with `start`; then exprs[0] is assigned the word
     Lambda,   ///< function `which` comes to be: it captures what its variables name
 };
 
 inline constexpr const char* atomicOperations[] = {"add", "sub", "and", "or", "xor", "min", "max"};
+enum : unsigned { AtomicAdd, AtomicSub, AtomicAnd, AtomicOr, AtomicXor, AtomicMin, AtomicMax };
 inline constexpr unsigned countersPerOperation = 4;
 
 struct Stmt {
@@ -188,6 +191,7 @@ constexpr std::int64_t tableNumber(std::int64_t element) {
 struct Features {
     bool groups = false;   ///< threads that work together in threadgroups and SIMD groups
     bool rounding = false; ///< conversions to half that round
+    bool sums = false;     ///< sums in loops, tests for overflow, atomics of threadgroups
     bool aligned = false;  ///< words among bytes lie at multiples of 4 only
 };
 

@@ -95,7 +95,8 @@ private:
 
     /// Whether the statement needs a place there and not just a value.
     bool needsPlace(const Stmt& s, std::size_t index) const {
-        if (s.verb == Verb::Assign || s.verb == Verb::Exchange || s.verb == Verb::Together)
+        if (s.verb == Verb::Assign || s.verb == Verb::Exchange || s.verb == Verb::Together ||
+            s.verb == Verb::Gather)
             return index == 0;
         if (s.verb == Verb::Point || s.verb == Verb::Step)
             return index < 2;

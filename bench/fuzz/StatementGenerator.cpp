@@ -42,6 +42,9 @@ std::vector<Stmt> StatementGenerator::nested(Place place) {
 }
 
 Stmt StatementGenerator::statement(Place place) {
+    if (m_program.features.sums && place.depth > 0 && place.loops == 0 && m_random.percent(8))
+        if (auto made = sum())
+            return *std::move(made);
     const unsigned kind = m_random.below(100);
     if (place.depth > 0) {
         if (kind < 14)
@@ -177,6 +180,29 @@ Stmt StatementGenerator::loop(Place place) {
     place.inSwitch = false;
     ++place.loops;
     s.bodies.push_back(nested(place));
+    return s;
+}
+
+std::optional<Stmt> StatementGenerator::sum() {
+    const Type type{m_types.integer()};
+    auto target = m_expressions.place(type, 0, Use::Assign);
+    if (!target || m_function.variables[variableOf(*target)].isUniform)
+        return std::nullopt;
+    const Type counts{Scalar::UInt};
+    constexpr unsigned limits[] = {5, 50, 300};
+    Stmt s{.verb = Verb::For, .exprs = {m_expressions.index(m_random.pick(limits), 1)}};
+    s.start = static_cast<int>(m_random.below(3));
+    s.which = add({.form = Form::Counter, .type = counts});
+    Expr addend = node(Op::Convert, type, 0, {node(Op::Place, counts, s.which, {})});
+    for (unsigned i = m_random.below(3); i > 0; --i)
+        addend = node(Op::Binary, type, m_random.percent(70) ? Multiply : Add,
+                      {addend, m_random.percent(70) ? node(Op::Convert, type, 0,
+                                                           {node(Op::Place, counts, s.which, {})})
+                                                    : m_expressions.value(type, 0)});
+    Stmt inner{.verb = Verb::Assign, .which = m_random.percent(80) ? Add : Subtract};
+    inner.compound = true;
+    inner.exprs = {*std::move(target), std::move(addend)};
+    s.bodies.push_back({std::move(inner)});
     return s;
 }
 

@@ -66,6 +66,8 @@ private:
     /// At most about `limit` iterations, seldom many more.
     void setCounter(Stmt& s);
     Stmt choice(Place place);
+    /// A loop that adds up what is a formula of its counter, as far as the loop goes.
+    std::optional<Stmt> sum();
     std::optional<Stmt> call();
     std::optional<Expr> argumentFor(const Variable& parameter);
     std::optional<Stmt> point();
