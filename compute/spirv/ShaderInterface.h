@@ -13,10 +13,11 @@
 // `end`, which is not included; y and z are those of GlobalInvocationId. Threads outside of the
 // grid, by `end` or its height, do nothing; beyond its depth there are none. A shader that
 // `runsInGroups` runs threadgroup by threadgroup instead: the number of a thread is
-// LocalInvocationIndex, that of its threadgroup is begin + the number of the workgroup in the
-// dispatch, x fastest, up to `end`, so that one-dimensional dispatches do. Its workgroups have the
-// threads of a threadgroup; should some at the far edge have no place in the grid, they do nothing,
-// but come to no barrier either, so that they had better not be there.
+// LocalInvocationIndex (or by its subgroup, see runsInSubgroups), that of its threadgroup is begin
+// + the number of the workgroup in the dispatch, x fastest, up to `end`, so that one-dimensional
+// dispatches do. Its workgroups have the threads of a threadgroup; should some at the far edge have
+// no place in the grid, they do nothing, but come to no barrier either, so that they had better not
+// be there.
 //
 // Specialisation constants: 0, 1 and 2 are the size of the workgroup (for plain kernels any, with a
 // depth of 1; for others x is the number of threads in a threadgroup, y and z are 1), 3 is the
@@ -97,6 +98,9 @@ enum SpecialisationConstant : std::uint32_t {
     FirstDescriptorBias,
 };
 
+/// Threads of a SIMD-group.
+inline constexpr std::uint32_t simdgroupThreads = 32;
+
 /// What a device has, for the choices of the back end. int8, int16, int64, physical addresses and
 /// 8 and 16 bits in memory are taken for granted: shaderInt8, shaderInt16, shaderInt64,
 /// bufferDeviceAddress, storageBuffer8BitAccess, storageBuffer16BitAccess, vulkanMemoryModel with
@@ -114,9 +118,10 @@ struct Features {
     /// Descriptors of storage buffers which begin and end with the buffer: nothing outside is read
     /// or written, what is read there is 0 (robustBufferAccess2). mostDescribed of them.
     bool descriptors = false;
-    /// Threads of a subgroup, when all have as many and their shuffles, ballots and votes exist;
-    /// else 0. With 32 SIMD-groups are subgroups (the pipeline must require that size and full
-    /// subgroups), otherwise they work through workgroup memory. As yet they always do.
+    /// Of subgroups that can be required, full ones: subgroupSizeControl and computeFullSubgroups,
+    /// with as many in a workgroup as it may have threads for; with ballots, shuffles and
+    /// arithmetic. simdgroupThreads, or 0 without. A power of two below that makes SIMD-groups as
+    /// small: for tests, as the software driver has no larger ones.
     std::uint32_t subgroupThreads = 0;
 };
 
@@ -126,8 +131,8 @@ struct Requirements {
     bool float64 = false;
     bool int64Atomics = false;
     bool floatAtomicAdd = false;
-    /// Subgroups of 32 threads, all full.
-    bool subgroups = false;
+    /// Of subgroups, where runsInSubgroups() says so; 0 when the shader never uses any.
+    std::uint32_t subgroupThreads = 0;
 };
 
 struct DescribedBuffer {
@@ -148,7 +153,24 @@ struct Shader {
     std::vector<DescribedBuffer> describedBuffers;
     /// Of workgroup memory, without what the threadgroup arguments take.
     std::uint32_t groupBytes = 0;
+    /// And for each thread, see groupBytesOf().
+    std::uint32_t groupBytesOfThread = 0;
 };
+
+/// Whether a workgroup of so many threads, when the shader runs in groups, must consist of full
+/// subgroups of the size that the shader requires. It counts on that and numbers its threads by
+/// them. Other workgroups work through memory instead.
+inline bool runsInSubgroups(const Shader& shader, std::uint32_t threads) {
+    return shader.requirements.subgroupThreads != 0 &&
+           threads % shader.requirements.subgroupThreads == 0;
+}
+
+/// The workgroup memory of so many threads, without that of threadgroup arguments.
+inline std::uint32_t groupBytesOf(const Shader& shader, std::uint32_t threads) {
+    const std::uint32_t places =
+        runsInSubgroups(shader, threads) ? 1 : (threads + simdgroupThreads - 1) & -simdgroupThreads;
+    return shader.groupBytes + shader.groupBytesOfThread * places;
+}
 
 /// Copies the records that a shader wants at hand from all that are bound.
 inline void putAtHand(PushConstants& constants, const Shader& shader,

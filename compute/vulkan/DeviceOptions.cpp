@@ -22,6 +22,8 @@ DeviceOptions optionsOfEnvironment(ValidationHandler validation) {
     options.alwaysCopies = isSet("SL42_VULKAN_COPIES", false);
     options.alwaysLocal = isSet("SL42_VULKAN_LOCAL", false);
     options.alwaysAddresses = !isSet("SL42_VULKAN_DESCRIPTORS", true);
+    if (!isSet("SL42_VULKAN_SUBGROUPS", true))
+        options.subgroupThreads = 0;
     if (!isSet("SL42_VULKAN_SNAPSHOTS", true))
         options.snapshotInterval.reset();
     return options;

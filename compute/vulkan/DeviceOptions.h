@@ -20,6 +20,8 @@ struct DeviceOptions {
     bool alwaysLocal = false;
     /// As if descriptors of the driver did not end where buffers do.
     bool alwaysAddresses = false;
+    /// Instead of what spirv::Features says of the device; 0 as if it had no such subgroups.
+    std::optional<std::uint32_t> subgroupThreads = std::nullopt;
     /// How often private memory in the device's own is written back, so that it outlives the
     /// device; none: never.
     std::optional<std::chrono::milliseconds> snapshotInterval = std::chrono::seconds(1);
@@ -28,7 +30,7 @@ struct DeviceOptions {
 };
 
 /// As SL42_VULKAN_VALIDATION, which gives messages to `validation`, SL42_VULKAN_COPIES,
-/// SL42_VULKAN_LOCAL, SL42_VULKAN_DESCRIPTORS and SL42_VULKAN_SNAPSHOTS say.
+/// SL42_VULKAN_LOCAL, SL42_VULKAN_DESCRIPTORS, SL42_VULKAN_SUBGROUPS and SL42_VULKAN_SNAPSHOTS say.
 DeviceOptions optionsOfEnvironment(ValidationHandler validation);
 
 } // namespace compute::vulkan

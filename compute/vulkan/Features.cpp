@@ -149,19 +149,21 @@ bool Properties::hasDescriptors() const {
 
 bool Properties::hasSubgroupsOf(std::uint32_t threads) const {
     constexpr VkSubgroupFeatureFlags operations =
-        VK_SUBGROUP_FEATURE_BASIC_BIT | VK_SUBGROUP_FEATURE_VOTE_BIT |
-        VK_SUBGROUP_FEATURE_BALLOT_BIT | VK_SUBGROUP_FEATURE_SHUFFLE_BIT |
-        VK_SUBGROUP_FEATURE_SHUFFLE_RELATIVE_BIT;
+        VK_SUBGROUP_FEATURE_BASIC_BIT | VK_SUBGROUP_FEATURE_BALLOT_BIT |
+        VK_SUBGROUP_FEATURE_SHUFFLE_BIT | VK_SUBGROUP_FEATURE_ARITHMETIC_BIT;
     return m_features.of13().subgroupSizeControl == VK_TRUE &&
            m_features.of13().computeFullSubgroups == VK_TRUE &&
            (m_13.requiredSubgroupSizeStages & VK_SHADER_STAGE_COMPUTE_BIT) != 0 &&
            (m_11.subgroupSupportedStages & VK_SHADER_STAGE_COMPUTE_BIT) != 0 &&
            (m_11.subgroupSupportedOperations & operations) == operations &&
-           m_13.minSubgroupSize <= threads && threads <= m_13.maxSubgroupSize;
+           m_13.minSubgroupSize <= threads && threads <= m_13.maxSubgroupSize &&
+           m_13.maxComputeWorkgroupSubgroups >=
+               std::min(maxThreadsOfGroup,
+                        m_properties.properties.limits.maxComputeWorkGroupInvocations) /
+                   threads;
 }
 
 spirv::Features Properties::shaderFeatures() const {
-    constexpr std::uint32_t simdGroupThreads = 32;
     const auto& atomicFloat = m_features.atomicFloat();
     return {.float16 = m_features.of12().shaderFloat16 == VK_TRUE &&
                        m_12.shaderRoundingModeRTEFloat16 == VK_TRUE,
@@ -178,7 +180,8 @@ spirv::Features Properties::shaderFeatures() const {
             .roundsToEven = m_12.shaderRoundingModeRTEFloat32 == VK_TRUE,
             .fusesMultiplyAdd = false, // nobody has asked by running it
             .descriptors = hasDescriptors(),
-            .subgroupThreads = hasSubgroupsOf(simdGroupThreads) ? simdGroupThreads : 0};
+            .subgroupThreads =
+                hasSubgroupsOf(spirv::simdgroupThreads) ? spirv::simdgroupThreads : 0};
 }
 
 std::string Properties::whatIsMissing() const {

@@ -35,7 +35,7 @@ const char* whatIsMissing(const spirv::Requirements& needed, const spirv::Featur
         return "half-precision numbers";
     if (needed.floatAtomicAdd && !present.floatAtomicAdd)
         return "atomic addition of floating-point numbers";
-    if (needed.subgroups && present.subgroupThreads == 0)
+    if (needed.subgroupThreads != 0 && needed.subgroupThreads != present.subgroupThreads)
         return "subgroups of 32 threads";
     return nullptr;
 }
@@ -63,6 +63,8 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::create(std::string_view choi
         devices.push_back(describe(device));
     PhysicalDevice chosen = SL42_TRY(choose(devices, choice));
     chosen.features.descriptors = chosen.features.descriptors && !options.alwaysAddresses;
+    chosen.features.subgroupThreads =
+        options.subgroupThreads.value_or(chosen.features.subgroupThreads);
     std::shared_ptr<const LogicalDevice> logical = SL42_TRY(LogicalDevice::create(chosen));
     std::shared_ptr<VulkanDevice> device(
         new VulkanDevice(std::move(instance), std::move(logical), options));

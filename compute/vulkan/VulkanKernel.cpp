@@ -65,7 +65,8 @@ VulkanKernel::VulkanKernel(std::shared_ptr<VulkanDevice> device, KernelDescripti
                .followsPointers = shader.followsPointers,
                .directSlots = shader.directSlots,
                .describedBuffers = shader.describedBuffers,
-               .groupBytes = shader.groupBytes},
+               .groupBytes = shader.groupBytes,
+               .groupBytesOfThread = shader.groupBytesOfThread},
       m_cache(std::move(cache)) {}
 
 void VulkanKernel::run(const Bindings& bindings, Extent grid, Extent threadsPerThreadgroup,
@@ -84,7 +85,7 @@ Result<Workgroup> VulkanKernel::workgroupFor(const Bindings& bindings, Extent gr
                      "': this device has threadgroups of at most " +
                      std::to_string(device.maxGroupThreads) + " threads"};
     const std::uint32_t argumentBytes = threadgroupArgumentBytes(bindings);
-    if (m_shader.groupBytes + argumentBytes > device.maxGroupBytes)
+    if (spirv::groupBytesOf(m_shader, threads) + argumentBytes > device.maxGroupBytes)
         return Error{"kernel '" + description().name + "': this device has at most " +
                      std::to_string(device.maxGroupBytes) + " bytes of threadgroup memory"};
     return Workgroup{{threads, 1, 1}, argumentBytes};
@@ -113,7 +114,7 @@ Result<PipelineHandle> VulkanKernel::makePipeline(const Specialisation& speciali
                                          sizeof values, values.data()};
     VkPipelineShaderStageRequiredSubgroupSizeCreateInfo subgroups{};
     subgroups.sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_REQUIRED_SUBGROUP_SIZE_CREATE_INFO;
-    subgroups.requiredSubgroupSize = device.physical().features.subgroupThreads;
+    subgroups.requiredSubgroupSize = m_shader.requirements.subgroupThreads;
     VkComputePipelineCreateInfo info{};
     info.sType = VK_STRUCTURE_TYPE_COMPUTE_PIPELINE_CREATE_INFO;
     info.layout = m_device->layout();
@@ -122,11 +123,9 @@ Result<PipelineHandle> VulkanKernel::makePipeline(const Specialisation& speciali
     info.stage.module = m_module.get();
     info.stage.pName = m_shader.entry.c_str();
     info.stage.pSpecializationInfo = &constants;
-    if (m_shader.requirements.subgroups) {
+    if (spirv::runsInSubgroups(m_shader, workgroup.size[0])) {
         info.stage.pNext = &subgroups;
-        // Where the last subgroup has too few threads, full ones cannot be required.
-        if (workgroup.size[0] % subgroups.requiredSubgroupSize == 0)
-            info.stage.flags = VK_PIPELINE_SHADER_STAGE_CREATE_REQUIRE_FULL_SUBGROUPS_BIT;
+        info.stage.flags = VK_PIPELINE_SHADER_STAGE_CREATE_REQUIRE_FULL_SUBGROUPS_BIT;
     }
     VkPipeline made = VK_NULL_HANDLE;
     const VkResult result =

@@ -36,7 +36,6 @@ unsigned constantOf(const llvm::Value& value) {
 }
 
 constexpr std::uint32_t deviceScope = numberOf(spv::Scope::Device);
-constexpr std::uint32_t workgroupScope = numberOf(spv::Scope::Workgroup);
 
 } // namespace
 
@@ -343,7 +342,7 @@ bool FunctionEmitter::addCall(const llvm::CallInst& call) {
         what.operation != ShaderOperation::None)
         return addShaderFunction(call, what);
     if (kernel::groupOperation(call) == kernel::GroupOperation::ThreadgroupBarrier)
-        return addBarrier(), true;
+        return addBarrier(spv::Scope::Workgroup), true;
     const llvm::Function* callee = call.getCalledFunction();
     if (callee == nullptr || callee->isDeclaration())
         return false;
@@ -354,9 +353,10 @@ bool FunctionEmitter::addCall(const llvm::CallInst& call) {
     return true;
 }
 
-void FunctionEmitter::addBarrier() {
-    addWords(Op::OpControlBarrier, {m_code.word(workgroupScope), m_code.word(workgroupScope),
-                                    semantics(llvm::AtomicOrdering::AcquireRelease)});
+void FunctionEmitter::addBarrier(spv::Scope scope) {
+    const Id threads = m_code.word(numberOf(scope));
+    addWords(Op::OpControlBarrier,
+             {threads, threads, semantics(llvm::AtomicOrdering::AcquireRelease)});
 }
 
 Id FunctionEmitter::mathematics(Id type, GLSLstd450 function, llvm::ArrayRef<Id> operands) {

@@ -54,7 +54,10 @@ private:
                    Id value, Id scope, llvm::AtomicOrdering ordering);
     void addLoad(const llvm::LoadInst& load);
     void addStore(const llvm::StoreInst& store);
-    void addBarrier();
+    void addBarrier(spv::Scope scope);
+    bool addSubgroupOperation(const llvm::CallInst& call, const ShaderFunction& what);
+    void defineSubgroupOperation(const llvm::CallInst& call, spv::Capability capability,
+                                 spv::Op operation, std::optional<spv::GroupOperation> kind = {});
     void addTerminator(const llvm::Instruction& terminator);
     void addPhi(const llvm::PHINode& phi);
 

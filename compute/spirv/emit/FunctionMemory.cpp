@@ -213,8 +213,9 @@ bool FunctionEmitter::addShaderFunction(const llvm::CallInst& call, const Shader
     case ShaderOperation::Always:
         define(call, Op::OpCopyObject, {m_code.constant(Op::OpConstantTrue, m_code.boolean())});
         return true;
+    default:
+        return addSubgroupOperation(call, what);
     }
-    return false;
 }
 
 } // namespace compute::spirv

@@ -142,10 +142,9 @@ Id ModuleEmitter::view(unsigned number) {
 
 Id ModuleEmitter::viewBias(unsigned number) {
     const BufferView& view = m_lowering.views[number];
-    return m_code.constant(Op::OpSpecConstantOp, m_code.integer(32),
-                           {numberOf(Op::OpUDiv),
-                            specialisation(FirstDescriptorBias + view.binding, 0),
-                            m_code.word(view.elementBytes())});
+    return calculated(
+        m_code.integer(32), Op::OpUDiv,
+        {specialisation(FirstDescriptorBias + view.binding, 0), m_code.word(view.elementBytes())});
 }
 
 Id ModuleEmitter::specialisation(std::uint32_t number, std::uint32_t value) {
@@ -158,18 +157,42 @@ Id ModuleEmitter::specialisation(std::uint32_t number, std::uint32_t value) {
     return id;
 }
 
+Id ModuleEmitter::calculated(Id type, Op operation, std::initializer_list<Id> operands) {
+    std::vector<std::uint32_t> words{numberOf(operation)};
+    words.insert(words.end(), operands);
+    return m_code.constant(Op::OpSpecConstantOp, type, words);
+}
+
+Id ModuleEmitter::hasSubgroups() {
+    const Id size = m_code.word(m_lowering.features.subgroupThreads);
+    const Id beyond =
+        calculated(m_code.integer(32), Op::OpUMod, {specialisedWorkgroupWidth(), size});
+    return calculated(m_code.boolean(), Op::OpIEqual, {beyond, m_code.word(0)});
+}
+
+Id ModuleEmitter::lengthByThreads() {
+    const Id word = m_code.integer(32);
+    const Id more = calculated(word, Op::OpIAdd,
+                               {specialisedWorkgroupWidth(), m_code.word(simdgroupThreads - 1)});
+    const Id threads =
+        calculated(word, Op::OpBitwiseAnd, {more, m_code.word(~(simdgroupThreads - 1))});
+    if (m_lowering.features.subgroupThreads == 0)
+        return threads;
+    return calculated(word, Op::OpSelect, {hasSubgroups(), m_code.word(1), threads});
+}
+
 Id ModuleEmitter::lengthConstant(unsigned number) {
     const Variable& variable = m_lowering.variables[number];
     const auto count = static_cast<std::uint32_t>(variable.count);
+    if (variable.isSizedByThreads)
+        return lengthByThreads();
     if (!variable.isSizedByArguments)
         return m_code.word(count);
     const std::uint32_t bytes = variable.element->getScalarSizeInBits() / 8;
     const Id word = m_code.integer(32);
-    const Id elements = m_code.constant(
-        Op::OpSpecConstantOp, word,
-        {numberOf(Op::OpUDiv), specialisation(ThreadgroupArgumentBytes, 0), m_code.word(bytes)});
-    return m_code.constant(Op::OpSpecConstantOp, word,
-                           {numberOf(Op::OpIAdd), elements, m_code.word(count)});
+    const Id elements = calculated(
+        word, Op::OpUDiv, {specialisation(ThreadgroupArgumentBytes, 0), m_code.word(bytes)});
+    return calculated(word, Op::OpIAdd, {elements, m_code.word(count)});
 }
 
 Id ModuleEmitter::arrayType(unsigned number) {
@@ -203,9 +226,11 @@ void ModuleEmitter::addVariables() {
             operands.push_back(initial);
         m_code.add(Assembler::Globals, Op::OpVariable, operands);
         m_interface.push_back(id);
-        if (variable.storage == Variable::Storage::Workgroup)
-            m_groupBytes += static_cast<std::uint32_t>(variable.count *
-                                                       variable.element->getScalarSizeInBits() / 8);
+        if (variable.storage != Variable::Storage::Workgroup)
+            continue;
+        const std::uint32_t bytes = variable.element->getScalarSizeInBits() / 8;
+        m_groupBytes += static_cast<std::uint32_t>(variable.count) * bytes;
+        m_groupBytesOfThread += variable.isSizedByThreads ? bytes : 0;
     }
 }
 
@@ -259,9 +284,13 @@ Id ModuleEmitter::pushConstants() {
     return m_pushConstants;
 }
 
-void ModuleEmitter::addWorkgroupSize() {
+Id ModuleEmitter::specialisedWorkgroupWidth() {
     constexpr std::uint32_t anyWidth = 64;
-    const Id x = specialisation(WorkgroupWidth, anyWidth);
+    return specialisation(WorkgroupWidth, anyWidth);
+}
+
+void ModuleEmitter::addWorkgroupSize() {
+    const Id x = specialisedWorkgroupWidth();
     const Id y = specialisation(WorkgroupHeight, 1);
     const Id z = specialisation(WorkgroupDepth, 1);
     const Id type = m_code.type(Op::OpTypeVector, {m_code.integer(32), 3});
@@ -319,7 +348,8 @@ platform::Result<Shader> ModuleEmitter::run() {
                   .followsPointers = m_followsPointers,
                   .directSlots = m_lowering.directSlots,
                   .describedBuffers = m_lowering.describedBuffers,
-                  .groupBytes = m_groupBytes};
+                  .groupBytes = m_groupBytes,
+                  .groupBytesOfThread = m_groupBytesOfThread};
 }
 
 } // namespace compute::spirv

@@ -46,6 +46,8 @@ public:
     /// The type of the array that a variable is.
     Id arrayType(unsigned number);
     Id lengthConstant(unsigned number);
+    /// A constant: whether the workgroup consists of full subgroups.
+    Id hasSubgroups();
 
 private:
     void addVariables();
@@ -53,6 +55,10 @@ private:
     Id viewType(const BufferView& view);
     /// The one of this number.
     Id specialisation(std::uint32_t number, std::uint32_t value);
+    Id specialisedWorkgroupWidth();
+    Id lengthByThreads();
+    /// An operation on constants of which some are only known then.
+    Id calculated(Id type, spv::Op operation, std::initializer_list<Id> operands);
     void addWorkgroupSize();
     void addEntryPoint(Id function);
     void addModes(Id function);
@@ -62,6 +68,7 @@ private:
     Requirements m_requirements;
     bool m_followsPointers = false;
     std::uint32_t m_groupBytes = 0;
+    std::uint32_t m_groupBytesOfThread = 0;
     std::map<unsigned, Id> m_variables;
     std::map<unsigned, Id> m_views;
     std::map<std::pair<unsigned, unsigned>, Id> m_viewTypes; ///< by bits and components

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Part of Starloom 42.
 //
-// SIMD-groups of 32 threads on devices whose subgroups are of whatever size: what threads tell each
-// other goes through memory of the threadgroup, between two barriers. Each thread also notes that
-// it takes part, so that those which went another way are left out. It is as slow as it sounds, and
-// needs all threads of a threadgroup that are still there to come along.
+// What the threads of a SIMD-group do together becomes calls of functions. These use the device's
+// subgroups where it has such of 32 threads (SimdgroupSubgroups), and memory of the threadgroup
+// elsewhere (SimdgroupMemory). Of subgroups only full ones are known to have the threads that a
+// SIMD-group should have, so that a shader for a device which has them can do both, and
+// decides by the size of the workgroup that it is specialised for. With subgroups, it is they
+// that say which thread of the threadgroup a thread is.
 #pragma once
 
 #include "compute/spirv/passes/Lowering.h"

@@ -2,8 +2,6 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/Lowering.h"
 
-#include "compute/kernel/GroupOperations.h"
-
 #include <string>
 
 namespace compute::spirv {
@@ -59,6 +57,28 @@ llvm::StringRef nameOf(ShaderOperation operation) {
         return "local.index";
     case ShaderOperation::Always:
         return "always";
+    case ShaderOperation::HasSubgroups:
+        return "has.subgroups";
+    case ShaderOperation::SubgroupNumber:
+        return "subgroup.number";
+    case ShaderOperation::SubgroupLane:
+        return "subgroup.lane";
+    case ShaderOperation::SubgroupBarrier:
+        return "subgroup.barrier";
+    case ShaderOperation::SubgroupBallot:
+        return "subgroup.ballot";
+    case ShaderOperation::SubgroupFirst:
+        return "subgroup.first";
+    case ShaderOperation::SubgroupShuffle:
+        return "subgroup.shuffle";
+    case ShaderOperation::SubgroupXor:
+        return "subgroup.xor";
+    case ShaderOperation::SubgroupReduce:
+        return "subgroup.reduce";
+    case ShaderOperation::SubgroupScan:
+        return "subgroup.scan";
+    case ShaderOperation::SubgroupBefore:
+        return "subgroup.before";
     }
     return "nothing";
 }
@@ -102,12 +122,27 @@ llvm::FunctionType* typeOf(ShaderOperation operation, llvm::LLVMContext& context
     case ShaderOperation::WorkgroupCount:
         return type(word, {word});
     case ShaderOperation::Always:
+    case ShaderOperation::HasSubgroups:
         return type(llvm::Type::getInt1Ty(context), {});
+    case ShaderOperation::SubgroupBarrier:
+        return type(llvm::Type::getVoidTy(context), {});
+    case ShaderOperation::SubgroupBallot:
+        return type(word, {llvm::Type::getInt1Ty(context)});
+    case ShaderOperation::SubgroupFirst:
+    case ShaderOperation::SubgroupReduce:
+    case ShaderOperation::SubgroupScan:
+    case ShaderOperation::SubgroupBefore:
+        return type(word, {word});
+    case ShaderOperation::SubgroupShuffle:
+    case ShaderOperation::SubgroupXor:
+        return type(word, {word, word});
     case ShaderOperation::None:
     case ShaderOperation::Length:
     case ShaderOperation::Begin:
     case ShaderOperation::End:
     case ShaderOperation::LocalIndex:
+    case ShaderOperation::SubgroupNumber:
+    case ShaderOperation::SubgroupLane:
         break;
     }
     return type(word, {});
@@ -120,6 +155,13 @@ llvm::MemoryEffects effectsOf(ShaderOperation operation) {
     case ShaderOperation::Write:
     case ShaderOperation::Atomic:
     case ShaderOperation::CompareExchange:
+    case ShaderOperation::SubgroupBallot: // not of memory, but none is left out or done twice
+    case ShaderOperation::SubgroupFirst:
+    case ShaderOperation::SubgroupShuffle:
+    case ShaderOperation::SubgroupXor:
+    case ShaderOperation::SubgroupReduce:
+    case ShaderOperation::SubgroupScan:
+    case ShaderOperation::SubgroupBefore:
         return llvm::MemoryEffects::inaccessibleMemOnly();
     case ShaderOperation::BufferReadAll:
     case ShaderOperation::BufferRead: // what pointers lead to may be the same memory
@@ -127,6 +169,7 @@ llvm::MemoryEffects effectsOf(ShaderOperation operation) {
     case ShaderOperation::BufferWrite:
     case ShaderOperation::BufferWriteAll:
     case ShaderOperation::ExchangeAt:
+    case ShaderOperation::SubgroupBarrier:
         return llvm::MemoryEffects::unknown();
     case ShaderOperation::None:
     case ShaderOperation::Length:
@@ -143,6 +186,9 @@ llvm::MemoryEffects effectsOf(ShaderOperation operation) {
     case ShaderOperation::WorkgroupCount:
     case ShaderOperation::LocalIndex:
     case ShaderOperation::Always:
+    case ShaderOperation::HasSubgroups:
+    case ShaderOperation::SubgroupNumber:
+    case ShaderOperation::SubgroupLane:
         break;
     }
     return llvm::MemoryEffects::none();
@@ -152,6 +198,17 @@ bool concernsVariable(ShaderOperation operation) {
     return operation == ShaderOperation::Read || operation == ShaderOperation::Write ||
            operation == ShaderOperation::Atomic || operation == ShaderOperation::CompareExchange ||
            operation == ShaderOperation::Length;
+}
+
+bool combines(ShaderOperation operation) {
+    return operation == ShaderOperation::SubgroupReduce ||
+           operation == ShaderOperation::SubgroupScan ||
+           operation == ShaderOperation::SubgroupBefore;
+}
+
+/// Whether what comes of it depends on which threads are there.
+bool concernsOthers(ShaderOperation operation) {
+    return operation >= ShaderOperation::SubgroupBarrier;
 }
 
 bool concernsAll(ShaderOperation operation) {
@@ -190,6 +247,8 @@ llvm::Function* Lowering::function(ShaderFunction what) {
         symbol += "." + std::to_string(what.bits) + "." + std::to_string(what.atomic);
         element = llvm::Type::getIntNTy(module.getContext(), what.bits);
     }
+    if (combines(what.operation))
+        symbol += "." + std::to_string(static_cast<unsigned>(what.combination));
     if (llvm::Function* known = module.getFunction(symbol))
         return known;
     auto* made = llvm::Function::Create(typeOf(what.operation, module.getContext(), element),
@@ -199,6 +258,10 @@ llvm::Function* Lowering::function(ShaderFunction what) {
     made->setMemoryEffects(effectsOf(what.operation));
     if (what.operation == ShaderOperation::Read)
         made->addFnAttr(llvm::Attribute::Speculatable);
+    if (concernsOthers(what.operation)) {
+        made->setConvergent();
+        made->addFnAttr(llvm::Attribute::NoMerge);
+    }
     functions[made] = what;
     return made;
 }
@@ -206,6 +269,12 @@ llvm::Function* Lowering::function(ShaderFunction what) {
 ShaderFunction Lowering::operationOf(const llvm::Value& value) const {
     const auto* call = llvm::dyn_cast<llvm::CallBase>(&value);
     return call != nullptr ? functions.lookup(call->getCalledFunction()) : ShaderFunction{};
+}
+
+static_assert(simdgroupThreads == kernel::simdgroupThreads);
+
+std::uint32_t Lowering::lanes() const {
+    return features.subgroupThreads != 0 ? features.subgroupThreads : simdgroupThreads;
 }
 
 bool Lowering::runsInGroups() const {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "compute/kernel/Analyses.h"
+#include "compute/kernel/GroupOperations.h"
 #include "compute/spirv/ShaderInterface.h"
 #include "platform/base/Result.h"
 
@@ -36,6 +37,9 @@ struct Variable {
     /// Of the memory of threadgroup arguments: its length is a specialisation constant, `count` the
     /// number of elements beyond that.
     bool isSizedByArguments = false;
+    /// One element for each thread, in whole SIMD-groups, `count` being 0. With subgroups that take
+    /// its place there is one in all.
+    bool isSizedByThreads = false;
     std::vector<llvm::Constant*> values; ///< of a constant: all elements
 };
 
@@ -75,6 +79,19 @@ enum class ShaderOperation : std::uint8_t {
     WorkgroupCount,  ///< i32 (i32 axis)
     LocalIndex,      ///< i32 ()
     Always,          ///< i1 (): true, which no pass knows
+    HasSubgroups,    ///< i1 (): whether the workgroup consists of full subgroups
+
+    // Only in code that HasSubgroups leads to; of the threads that come there together:
+    SubgroupNumber,  ///< i32 (): in the workgroup
+    SubgroupLane,    ///< i32 (): the thread's number in its subgroup
+    SubgroupBarrier, ///< void ()
+    SubgroupBallot,  ///< i32 (i1): one bit for each thread
+    SubgroupFirst,   ///< i32 (i32): that of the first thread
+    SubgroupShuffle, ///< i32 (i32, i32 lane)
+    SubgroupXor,     ///< i32 (i32, i32 mask): shuffled with that of the lane ^ mask, a constant
+    SubgroupReduce,  ///< i32 (i32): with a kernel::Combination of integers
+    SubgroupScan,    ///< i32 (i32): the same of those before and the thread's own
+    SubgroupBefore,  ///< i32 (i32): the same without its own
 };
 
 struct ShaderFunction {
@@ -82,6 +99,7 @@ struct ShaderFunction {
     unsigned variable = 0; ///< or the number of a BufferView
     unsigned atomic = 0;   ///< AtomicRMWInst::BinOp, or of ExchangeAt the AtomicOrdering
     unsigned bits = 0;     ///< of ExchangeAt
+    kernel::Combination combination = kernel::Combination::Add;
 };
 
 /// One kernel on its way.
@@ -106,6 +124,8 @@ struct Lowering {
     llvm::Function* function(ShaderFunction what);
     ShaderFunction operationOf(const llvm::Value& value) const;
     bool runsInGroups() const;
+    /// Threads of a SIMD-group, see Features::subgroupThreads.
+    std::uint32_t lanes() const;
 };
 
 struct ShaderPass {

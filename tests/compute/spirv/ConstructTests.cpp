@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // What constructs of the language become. Every module here is also validated.
+#include "compute/spirv/Validation.h"
 #include "tests/compute/spirv/Programs.h"
 
 #include <gtest/gtest.h>
@@ -122,6 +123,23 @@ TEST(Constructs, ThreadgroupsShareMemoryAndWait) {
     EXPECT_EQ(count(text, "OpControlBarrier"), 1U);
     EXPECT_EQ(count(text, "OpVariable %\\S+ Workgroup"), 2U);
     EXPECT_EQ(count(text, "SpecId 3"), 1U);
+}
+
+TEST(Constructs, SimdgroupsAreSubgroupsWhereTheDeviceHasThem) {
+    const std::string kernel = kernelOf("out[i] = simd_sum(uint(in[i])) + uint(simd_sum(in[i]));");
+    const auto shader = tests::shaderOf(kernel, {.float64 = true, .subgroupThreads = 32});
+    EXPECT_EQ(shader.requirements.subgroupThreads, 32U);
+    EXPECT_EQ(groupBytesOf(shader, 64), 2 * 4U);
+    EXPECT_EQ(groupBytesOf(shader, 40), 2 * 64 * 4U);
+    const std::string text = compute::spirv::disassemble(shader.words);
+    EXPECT_EQ(count(text, "OpGroupNonUniformIAdd %uint %uint_3 Reduce"), 1U);
+    EXPECT_EQ(count(text, "OpGroupNonUniformShuffleXor"), 5U);
+    EXPECT_EQ(count(text, "BuiltIn SubgroupId"), 1U);
+
+    const auto other = tests::shaderOf(kernel);
+    EXPECT_EQ(other.requirements.subgroupThreads, 0U);
+    EXPECT_EQ(groupBytesOf(other, 64), 2 * 64 * 4U);
+    EXPECT_EQ(count(compute::spirv::disassemble(other.words), "GroupNonUniform"), 0U);
 }
 
 TEST(Constructs, WhatNothingFollowsNeedsNoTable) {

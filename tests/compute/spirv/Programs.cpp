@@ -46,6 +46,11 @@ ShaderRunner& device() {
 
 void runShader(const std::string& text, std::vector<std::vector<std::uint32_t>*> buffers,
                std::uint32_t threads, std::uint32_t group) {
+    runShader(shaderOf(text, device().features()), std::move(buffers), threads, group);
+}
+
+void runShader(const spirv::Shader& shader, std::vector<std::vector<std::uint32_t>*> buffers,
+               std::uint32_t threads, std::uint32_t group) {
     ShaderRunner& runner = device();
     runner.reset();
     ShaderRunner::Arguments arguments;
@@ -56,8 +61,7 @@ void runShader(const std::string& text, std::vector<std::vector<std::uint32_t>*>
         arguments.bindings[pieces.size() - 1] = pieces.back().record();
         arguments.memory.push_back(pieces.back().record());
     }
-    const auto done = runner.run(shaderOf(text, runner.features()), arguments, {.width = threads},
-                                 {.width = group});
+    const auto done = runner.run(shader, arguments, {.width = threads}, {.width = group});
     if (!done)
         throw std::runtime_error(done.error().message);
     for (std::size_t i = 0; i < buffers.size(); ++i)

@@ -30,6 +30,10 @@ ShaderRunner& device();
 
 /// Runs `k` on `threads` threads, in threadgroups of `group`, with buffers 0, 1, ... that hold and
 /// receive these words.
+void runShader(const compute::spirv::Shader& shader,
+               std::vector<std::vector<std::uint32_t>*> buffers, std::uint32_t threads,
+               std::uint32_t group = 32);
+/// The same of a text, for the device of the tests.
 void runShader(const std::string& text, std::vector<std::vector<std::uint32_t>*> buffers,
                std::uint32_t threads, std::uint32_t group = 32);
 

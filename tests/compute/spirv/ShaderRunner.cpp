@@ -45,6 +45,7 @@ struct ShaderRunner::State {
     std::uint64_t address = 0;
     std::size_t used = 0;
     Features features;
+    std::uint32_t subgroupThreads = 0;
 
     platform::Result<void> makeDevice();
     platform::Result<void> makeArena();
@@ -81,11 +82,14 @@ platform::Result<void> ShaderRunner::State::makeDevice() {
         return platform::Error{
             "there is no Vulkan device; Mesa's lavapipe is one for all machines"};
 
+    VkPhysicalDeviceSubgroupProperties subgroups{
+        .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SUBGROUP_PROPERTIES};
     VkPhysicalDeviceFloatControlsProperties floats{
-        .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FLOAT_CONTROLS_PROPERTIES};
+        .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FLOAT_CONTROLS_PROPERTIES, .pNext = &subgroups};
     VkPhysicalDeviceProperties2 properties{.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_PROPERTIES_2,
                                            .pNext = &floats};
     vkGetPhysicalDeviceProperties2(physical, &properties);
+    subgroupThreads = subgroups.subgroupSize;
     VkPhysicalDeviceVulkan12Features twelve{
         .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES};
     VkPhysicalDeviceVulkan11Features eleven{
@@ -193,6 +197,9 @@ ShaderRunner::State::makePipeline(const Shader& shader, std::array<std::uint32_t
         entries[i] = {i, i * 4, 4};
     VkSpecializationInfo specialisation{entries.size(), entries.data(), sizeof constants,
                                         constants.data()};
+    VkPipelineShaderStageRequiredSubgroupSizeCreateInfo subgroups{
+        .sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_REQUIRED_SUBGROUP_SIZE_CREATE_INFO,
+        .requiredSubgroupSize = shader.requirements.subgroupThreads};
     VkComputePipelineCreateInfo info{
         .sType = VK_STRUCTURE_TYPE_COMPUTE_PIPELINE_CREATE_INFO,
         .stage = {.sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_CREATE_INFO,
@@ -201,6 +208,10 @@ ShaderRunner::State::makePipeline(const Shader& shader, std::array<std::uint32_t
                   .pName = shader.entry.c_str(),
                   .pSpecializationInfo = &specialisation},
         .layout = layout};
+    if (runsInSubgroups(shader, constants[WorkgroupWidth])) {
+        info.stage.pNext = &subgroups;
+        info.stage.flags = VK_PIPELINE_SHADER_STAGE_CREATE_REQUIRE_FULL_SUBGROUPS_BIT;
+    }
     VkPipeline pipeline = VK_NULL_HANDLE;
     const VkResult made =
         vkCreateComputePipelines(device, VK_NULL_HANDLE, 1, &info, nullptr, &pipeline);
@@ -266,6 +277,10 @@ platform::Result<std::unique_ptr<ShaderRunner>> ShaderRunner::create() {
 
 const Features& ShaderRunner::features() const {
     return m_state->features;
+}
+
+std::uint32_t ShaderRunner::subgroupThreads() const {
+    return m_state->subgroupThreads;
 }
 
 void ShaderRunner::reset() {

@@ -39,6 +39,8 @@ public:
     ShaderRunner& operator=(const ShaderRunner&) = delete;
 
     const compute::spirv::Features& features() const;
+    /// Of the driver's subgroups, which have no other size.
+    std::uint32_t subgroupThreads() const;
     /// Forgets all pieces.
     void reset();
     /// All zero, at a multiple of 256, with gapBytes behind it that belong to nobody.

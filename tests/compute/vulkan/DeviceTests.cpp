@@ -246,6 +246,22 @@ TEST_P(DeviceTest, BuffersCanBeBoundWithinAndEndWhereTheyEnd) {
     EXPECT_EQ(std::ranges::count(numbersOf(counts).last(10), 1u), 10);
 }
 
+TEST_P(DeviceTest, SubgroupsAreFullWhereAShaderRequiresThat) {
+    device = open({.alwaysCopies = GetParam(), .subgroupThreads = 8});
+    ASSERT_EQ(device->logical().physical().features.subgroupThreads, 8U);
+    const auto sum = kernel(test::subgroupSumShader(), {buffer(0)});
+    const Memory sums = memory(10);
+    Bindings bindings;
+    bindings.buffers[0] = sums->data();
+    device->begin(1, {});
+    // What the edge cuts has 38 threads, of which the driver cannot make full ones: it is not
+    // asked.
+    sum->run(bindings, {235, 2, 1}, {24, 2, 1});
+    expectFinished();
+    for (std::size_t i = 0; i < 10; ++i)
+        EXPECT_EQ(numbersOf(sums)[i], i == 9 ? 37u * 38 / 2 : 47u * 48 / 2) << i;
+}
+
 TEST_P(DeviceTest, ThreadgroupsHaveTheirArguments) {
     const auto sum = kernel(test::groupSumShader(), {buffer(0), buffer(1)});
     // 10 threadgroups along x, the last of which is cut, and 3 along y.
@@ -459,7 +475,7 @@ TEST(DeviceTests, AShaderThatNeedsWhatTheDeviceLacksIsRefusedInOneLine) {
     KernelDescription description;
     description.name = "run";
     auto shader = test::countShader();
-    shader.requirements.subgroups = true; // the driver's are of 4 or 8 threads
+    shader.requirements.subgroupThreads = 32; // the driver's are of 4 or 8 threads
     const auto kernel = device->makeKernel(std::move(description), shader);
     ASSERT_FALSE(kernel);
     EXPECT_EQ(kernel.error().message, "kernel 'run': this device has no subgroups of 32 threads");

@@ -10,6 +10,7 @@
 #include "Follow.h"
 #include "GroupSum.h"
 #include "Slow.h"
+#include "SubgroupSum.h"
 #include "Wild.h"
 
 namespace test {
@@ -43,6 +44,13 @@ Shader followShader() {
 
 Shader slowShader() {
     return shaderOf(wordsSlow);
+}
+
+Shader subgroupSumShader() {
+    Shader shader = shaderOf(wordsSubgroupSum);
+    shader.runsInGroups = true;
+    shader.requirements.subgroupThreads = 8;
+    return shader;
 }
 
 Shader wildShader() {

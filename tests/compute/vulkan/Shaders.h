@@ -13,6 +13,7 @@ compute::spirv::Shader doubleShader();
 compute::spirv::Shader followShader();
 compute::spirv::Shader groupSumShader();
 compute::spirv::Shader slowShader();
+compute::spirv::Shader subgroupSumShader();
 compute::spirv::Shader wildShader();
 
 } // namespace test
