@@ -123,6 +123,9 @@ struct Features {
     /// arithmetic. simdgroupThreads, or 0 without. A power of two below that makes SIMD-groups as
     /// small: for tests, as the software driver has no larger ones.
     std::uint32_t subgroupThreads = 0;
+    /// Whether threads of a subgroup that all went one way go on together behind it, whatever other
+    /// subgroups do: shaderSubgroupUniformControlFlow.
+    bool subgroupsReconverge = false;
 };
 
 /// What a shader makes use of, beyond what is taken for granted.

@@ -37,13 +37,15 @@ void Features::forEachNeeded(Self& self, const Visit& visit) {
           "maintenance4"); // sizes of workgroups as specialisation constants
 }
 
-void Features::link(bool withAtomicFloat, bool withRobustness) {
+void Features::link(bool withAtomicFloat, bool withRobustness, bool withReconvergence) {
     m_features.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FEATURES_2;
     m_11.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_1_FEATURES;
     m_12.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES;
     m_13.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES;
     m_atomicFloat.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SHADER_ATOMIC_FLOAT_FEATURES_EXT;
     m_robustness.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_ROBUSTNESS_2_FEATURES_EXT;
+    m_reconvergence.sType =
+        VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SHADER_SUBGROUP_UNIFORM_CONTROL_FLOW_FEATURES_KHR;
     joinUp(m_features, m_11, m_12, m_13);
     if (withAtomicFloat) {
         m_atomicFloat.pNext = m_13.pNext;
@@ -53,15 +55,19 @@ void Features::link(bool withAtomicFloat, bool withRobustness) {
         m_robustness.pNext = m_13.pNext;
         m_13.pNext = &m_robustness;
     }
+    if (withReconvergence) {
+        m_reconvergence.pNext = m_13.pNext;
+        m_13.pNext = &m_reconvergence;
+    }
 }
 
 Features::Features(VkPhysicalDevice device) {
-    link(true, true);
+    link(true, true, true);
     vkGetPhysicalDeviceFeatures2(device, &m_features);
 }
 
 Features::Features(const spirv::Features& wanted) {
-    link(wanted.floatAtomicAdd, wanted.descriptors);
+    link(wanted.floatAtomicAdd, wanted.descriptors, wanted.subgroupsReconverge);
     forEachNeeded(*this, [](VkBool32& feature, const char*) { feature = VK_TRUE; });
     m_12.shaderFloat16 = wanted.float16 ? VK_TRUE : VK_FALSE;
     m_features.features.shaderFloat64 = wanted.float64 ? VK_TRUE : VK_FALSE;
@@ -72,6 +78,7 @@ Features::Features(const spirv::Features& wanted) {
     m_features.features.robustBufferAccess = wanted.descriptors ? VK_TRUE : VK_FALSE;
     m_robustness.robustBufferAccess2 = VK_TRUE;
     m_robustness.nullDescriptor = VK_TRUE;
+    m_reconvergence.shaderSubgroupUniformControlFlow = VK_TRUE;
     m_atomicFloat.shaderBufferFloat32Atomics = VK_TRUE;
     m_atomicFloat.shaderBufferFloat32AtomicAdd = VK_TRUE;
     m_atomicFloat.shaderSharedFloat32Atomics = VK_TRUE;
@@ -181,7 +188,10 @@ spirv::Features Properties::shaderFeatures() const {
             .fusesMultiplyAdd = false, // nobody has asked by running it
             .descriptors = hasDescriptors(),
             .subgroupThreads =
-                hasSubgroupsOf(spirv::simdgroupThreads) ? spirv::simdgroupThreads : 0};
+                hasSubgroupsOf(spirv::simdgroupThreads) ? spirv::simdgroupThreads : 0,
+            .subgroupsReconverge =
+                hasExtension(VK_KHR_SHADER_SUBGROUP_UNIFORM_CONTROL_FLOW_EXTENSION_NAME) &&
+                m_features.subgroupsReconverge()};
 }
 
 std::string Properties::whatIsMissing() const {

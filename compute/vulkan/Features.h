@@ -34,9 +34,12 @@ public:
         return m_atomicFloat;
     }
     const VkPhysicalDeviceRobustness2FeaturesEXT& robustness() const { return m_robustness; }
+    bool subgroupsReconverge() const {
+        return m_reconvergence.shaderSubgroupUniformControlFlow == VK_TRUE;
+    }
 
 private:
-    void link(bool withAtomicFloat, bool withRobustness);
+    void link(bool withAtomicFloat, bool withRobustness, bool withReconvergence);
     /// Every feature that is needed, with its name.
     template <class Self, class Visit>
     static void forEachNeeded(Self& self, const Visit& visit);
@@ -47,6 +50,7 @@ private:
     VkPhysicalDeviceVulkan13Features m_13{};
     VkPhysicalDeviceShaderAtomicFloatFeaturesEXT m_atomicFloat{};
     VkPhysicalDeviceRobustness2FeaturesEXT m_robustness{};
+    VkPhysicalDeviceShaderSubgroupUniformControlFlowFeaturesKHR m_reconvergence{};
 };
 
 /// What else a driver of version 1.3 says of a device.

@@ -62,6 +62,8 @@ Result<void> LogicalDevice::open() {
         extensions.push_back(VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME);
     if (m_physical.features.floatAtomicAdd)
         extensions.push_back(VK_EXT_SHADER_ATOMIC_FLOAT_EXTENSION_NAME);
+    if (m_physical.features.subgroupsReconverge)
+        extensions.push_back(VK_KHR_SHADER_SUBGROUP_UNIFORM_CONTROL_FLOW_EXTENSION_NAME);
     if (m_physical.features.descriptors) {
         extensions.push_back(VK_EXT_ROBUSTNESS_2_EXTENSION_NAME);
         extensions.push_back(VK_KHR_PUSH_DESCRIPTOR_EXTENSION_NAME);

@@ -316,6 +316,11 @@ void ModuleEmitter::addModes(Id function) {
          spv::ExecutionMode::RoundingModeRTE, 32);
     mode(m_requirements.float16, spv::Capability::RoundingModeRTE,
          spv::ExecutionMode::RoundingModeRTE, 16);
+    if (features.subgroupsReconverge && m_requirements.subgroupThreads != 0) {
+        m_code.extension("SPV_KHR_subgroup_uniform_control_flow");
+        m_code.add(Assembler::Modes, Op::OpExecutionMode,
+                   {function, numberOf(spv::ExecutionMode::SubgroupUniformControlFlowKHR)});
+    }
 }
 
 void ModuleEmitter::addEntryPoint(Id function) {

@@ -127,7 +127,8 @@ TEST(Constructs, ThreadgroupsShareMemoryAndWait) {
 
 TEST(Constructs, SimdgroupsAreSubgroupsWhereTheDeviceHasThem) {
     const std::string kernel = kernelOf("out[i] = simd_sum(uint(in[i])) + uint(simd_sum(in[i]));");
-    const auto shader = tests::shaderOf(kernel, {.float64 = true, .subgroupThreads = 32});
+    const auto shader = tests::shaderOf(
+        kernel, {.float64 = true, .subgroupThreads = 32, .subgroupsReconverge = true});
     EXPECT_EQ(shader.requirements.subgroupThreads, 32U);
     EXPECT_EQ(groupBytesOf(shader, 64), 2 * 4U);
     EXPECT_EQ(groupBytesOf(shader, 40), 2 * 64 * 4U);
@@ -135,6 +136,7 @@ TEST(Constructs, SimdgroupsAreSubgroupsWhereTheDeviceHasThem) {
     EXPECT_EQ(count(text, "OpGroupNonUniformIAdd %uint %uint_3 Reduce"), 1U);
     EXPECT_EQ(count(text, "OpGroupNonUniformShuffleXor"), 5U);
     EXPECT_EQ(count(text, "BuiltIn SubgroupId"), 1U);
+    EXPECT_EQ(count(text, "OpExecutionMode %\\S+ SubgroupUniformControlFlowKHR"), 1U);
 
     const auto other = tests::shaderOf(kernel);
     EXPECT_EQ(other.requirements.subgroupThreads, 0U);
