@@ -2,6 +2,8 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/ExpandMemory.h"
 
+#include "compute/spirv/passes/NarrowAtomics.h"
+
 #include <llvm/CodeGen/AtomicExpandUtils.h>
 #include <llvm/IR/DebugInfo.h>
 #include <llvm/IR/InstIterator.h>
@@ -183,6 +185,7 @@ platform::Result<void> expandMemory(Lowering& lowering) {
     for (llvm::Function& function : lowering.module)
         if (!function.isDeclaration()) {
             expandFloatAtomics(function);
+            expandNarrowAtomics(function);
             SL42_TRY_VOID(expand(lowering, function));
             lowering.analyses.run(passes, function);
         }

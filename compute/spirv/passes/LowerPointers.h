@@ -22,7 +22,8 @@
 
 namespace compute::spirv {
 
-/// Fails for what has no place in SPIR-V: atomics on single bytes, tables of pointers.
+/// Fails for what has no place in SPIR-V: a threadgroup's memory that is both atomics and bytes,
+/// tables of pointers.
 platform::Result<void> lowerPointers(Lowering& lowering);
 
 } // namespace compute::spirv
