@@ -113,8 +113,6 @@ struct Features {
     bool preservesNan = false;   ///< shaderSignedZeroInfNanPreserveFloat32
     bool flushesDenormals = false; ///< shaderDenormFlushToZeroFloat32
     bool roundsToEven = false;     ///< shaderRoundingModeRTEFloat32
-    /// Whether Fma rounds once, as its name says. Drivers need not; ask by running it.
-    bool fusesMultiplyAdd = false;
     /// Descriptors of storage buffers which begin and end with the buffer: nothing outside is read
     /// or written, what is read there is 0 (robustBufferAccess2). mostDescribed of them.
     bool descriptors = false;

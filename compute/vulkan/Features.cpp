@@ -185,7 +185,6 @@ spirv::Features Properties::shaderFeatures() const {
             .preservesNan = m_12.shaderSignedZeroInfNanPreserveFloat32 == VK_TRUE,
             .flushesDenormals = m_12.shaderDenormFlushToZeroFloat32 == VK_TRUE,
             .roundsToEven = m_12.shaderRoundingModeRTEFloat32 == VK_TRUE,
-            .fusesMultiplyAdd = false, // nobody has asked by running it
             .descriptors = hasDescriptors(),
             .subgroupThreads =
                 hasSubgroupsOf(spirv::simdgroupThreads) ? spirv::simdgroupThreads : 0,

@@ -218,7 +218,7 @@ private:
         case llvm::Intrinsic::fptoui_sat:
             return saturated(builder, first, call.getType(), false);
         case llvm::Intrinsic::fma:
-            if (m_features.fusesMultiplyAdd || !call.getType()->isFloatTy() || !m_features.float64)
+            if (!call.getType()->isFloatTy() || !m_features.float64)
                 return nullptr;
             return kernel::fusedMultiply(builder, first, call.getArgOperand(1),
                                          call.getArgOperand(2));
