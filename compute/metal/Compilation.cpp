@@ -133,9 +133,10 @@ std::string compilerIdentity() {
 }
 
 Library makeLibrary(std::string_view precompiled, std::string_view compiler) {
-    if (compiler != compilerIdentity())
-        return makeLibrary(std::nullopt);
-    return makeLibrary(llvm::MemoryBufferRef(precompiled, "library.pch"));
+    if (compiler == compilerIdentity())
+        return makeLibrary(llvm::MemoryBuffer::getMemBuffer(precompiled, "", false));
+    const auto made = precompileLibrary();
+    return makeLibrary(made ? llvm::MemoryBuffer::getMemBufferCopy(*made) : nullptr);
 }
 
 void runOnLargeStack(llvm::function_ref<void()> task) {
@@ -165,7 +166,7 @@ platform::Result<std::string> precompileLibrary() {
     DiagnosticText diagnostics(DiagnosticText::Reader::Library);
     PrecompileAction action;
     runOnLargeStack(
-        [&] { run(action, {librarySourceName, {}}, diagnostics, makeLibrary(std::nullopt)); });
+        [&] { run(action, {librarySourceName, {}}, diagnostics, makeLibrary(nullptr)); });
     if (diagnostics.hasErrors() || !action.isComplete())
         return platform::Error{diagnostics.text()};
     return action.take();

@@ -22,7 +22,8 @@ namespace compute::metal {
 std::string compilerIdentity();
 
 /// `precompiled` is aligned to 8 bytes and stays in place. Only used when its `compiler` is this
-/// one; with another the headers are parsed.
+/// one: systems bring their Clang up to date without asking who was built with it, and none reads
+/// what another has written. Then the library is precompiled once more, here.
 Library makeLibrary(std::string_view precompiled, std::string_view compiler);
 
 /// The compiler recurses with the nesting of the text; InputLimits.h keeps that within this.

@@ -159,7 +159,7 @@ std::shared_ptr<clang::CompilerInvocation> makeInvocation(clang::DiagnosticsEngi
     return invocation;
 }
 
-static FileSystem makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompiled) {
+static FileSystem makeLibraryFiles(std::unique_ptr<llvm::MemoryBuffer> precompiled) {
     auto files = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
     files->addFile(librarySourceName, 0, llvm::MemoryBuffer::getMemBuffer(librarySource));
     for (const EmbeddedHeader& header : embeddedHeaders()) {
@@ -167,13 +167,13 @@ static FileSystem makeLibraryFiles(std::optional<llvm::MemoryBufferRef> precompi
         files->addFileNoOwn(path, 0, llvm::MemoryBufferRef(header.text, path));
     }
     if (precompiled)
-        files->addFileNoOwn(precompiledName, 0, *precompiled);
+        files->addFile(precompiledName, 0, std::move(precompiled));
     return files;
 }
 
-Library makeLibrary(std::optional<llvm::MemoryBufferRef> precompiled) {
-    return {.headers = makeLibraryFiles(std::nullopt),
-            .precompiled = precompiled ? makeLibraryFiles(precompiled) : nullptr};
+Library makeLibrary(std::unique_ptr<llvm::MemoryBuffer> precompiled) {
+    return {.headers = makeLibraryFiles(nullptr),
+            .precompiled = precompiled ? makeLibraryFiles(std::move(precompiled)) : nullptr};
 }
 
 FileSystem makeFileSystem(llvm::StringRef program, const Library& library) {

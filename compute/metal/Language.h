@@ -11,7 +11,6 @@
 #include <llvm/Support/VirtualFileSystem.h>
 
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace clang {
@@ -42,8 +41,8 @@ struct Library {
     FileSystem precompiled;
 };
 
-/// To be made once, since it reads through all of the library. `precompiled` must stay in place.
-Library makeLibrary(std::optional<llvm::MemoryBufferRef> precompiled);
+/// To be made once, since it reads through all of the library. `precompiled` may be null.
+Library makeLibrary(std::unique_ptr<llvm::MemoryBuffer> precompiled);
 
 /// The only files there are for one compilation: the program and those of the library.
 FileSystem makeFileSystem(llvm::StringRef program, const Library& library);

@@ -2,6 +2,7 @@
 // Part of Starloom 42.
 //
 // The texts under language/ use the language as programs do; each compiles without a message.
+#include "compute/metal/Compilation.h"
 #include "compute/metal/Frontend.h"
 #include "tests/ScratchFolder.h"
 
@@ -44,6 +45,15 @@ TEST(Language, CompilingManyTimesTakesNoMoreMemory) {
     for (int i = 0; i < 10; ++i)
         compile();
     EXPECT_LT(bytesInUse(), before + (1u << 20));
+}
+
+TEST(Language, ALibraryThatAnotherClangHasPrecompiledIsMadeAnew) {
+    const auto library = compute::metal::makeLibrary("what another one wrote", "another Clang");
+    compute::metal::runOnLargeStack([&] {
+        const auto program = compute::metal::compile(
+            tests::contentsOf(languageFolder() / "graphics.metal"), library, {});
+        EXPECT_TRUE(program) << program.error().message;
+    });
 }
 
 } // namespace
