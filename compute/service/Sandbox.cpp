@@ -92,6 +92,8 @@ Result<void> lockDown(const Privileged& privileged) {
     SL42_TRY_VOID(limitResource(RLIMIT_STACK, maxStackBytes));
     if (limitsMemory())
         SL42_TRY_VOID(limitResource(RLIMIT_DATA, maxDataBytes));
+    // So much memory is in a file that a driver may have for it.
+    SL42_TRY_VOID(limitResource(RLIMIT_FSIZE, maxDataBytes));
     return filterSystemCalls(privileged);
 }
 

@@ -6,6 +6,7 @@
 
 #include <seccomp.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -15,6 +16,7 @@
 #include <memory>
 #include <sched.h>
 #include <string>
+#include <string_view>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -171,38 +173,63 @@ void allowDumping(Filter& filter, int folder) {
     filter.allow(SCMP_SYS(write)); // to descriptors that are not known yet
 }
 
-/// Of graphics devices, which the driver has opened. The first few numbers are nobody's but ours;
-/// what is not a device is a file like any other.
-std::vector<int> openDevices() {
-    constexpr int first = protocol::serviceStatusPage + 1;
+/// The first few numbers are nobody's but ours; that of the status page is free again when a driver
+/// opens its first device.
+template <class Condition>
+std::vector<int> openDescriptors(const Condition& condition) {
+    constexpr int first = protocol::serviceSocket + 1;
     constexpr int last = 1024;
+    std::vector<int> found;
+    for (int descriptor = first; descriptor < last; ++descriptor)
+        if (condition(descriptor))
+            found.push_back(descriptor);
+    return found;
+}
+
+/// Whether it is a graphics device, which the driver has opened; what is not a device is a file
+/// like any other.
+bool isDevice(int descriptor) {
     constexpr unsigned memoryDevices = 1; // /dev/null, /dev/urandom and their like
-    std::vector<int> devices;
-    for (int descriptor = first; descriptor < last; ++descriptor) {
-        struct stat status{};
-        if (::fstat(descriptor, &status) == 0 && S_ISCHR(status.st_mode) &&
-            major(status.st_rdev) != memoryDevices)
-            devices.push_back(descriptor);
-    }
-    return devices;
+    struct stat status{};
+    return ::fstat(descriptor, &status) == 0 && S_ISCHR(status.st_mode) &&
+           major(status.st_rdev) != memoryDevices;
+}
+
+/// Whether it is what Mesa's software driver has for the memory of its device.
+bool isDriverMemory(int descriptor) {
+    constexpr std::string_view wanted = "/memfd:allocation fd";
+    std::array<char, wanted.size()> name{};
+    const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+    const ssize_t length = ::readlink(path.c_str(), name.data(), name.size());
+    return length >= 0 && std::string_view(name.data(), static_cast<std::size_t>(length)) == wanted;
+}
+
+void allowMapping(Filter& filter, int descriptor) {
+    filter.allow(SCMP_SYS(mmap), {equals(2, PROT_READ | PROT_WRITE),
+                                  flags(3, MAP_SHARED, MAP_FIXED), isDescriptor(4, descriptor)});
 }
 
 /// A driver has opened its files before, and gets no others. What it asks its device for is between
 /// the two: the filter sees the device, but not the request.
 void allowDriver(Filter& filter) {
-    for (const int device : openDevices()) {
+    for (const int device : openDescriptors(isDevice)) {
         filter.allow(SCMP_SYS(ioctl), {isDescriptor(0, device)});
-        filter.allow(SCMP_SYS(mmap), {equals(2, PROT_READ | PROT_WRITE),
-                                      flags(3, MAP_SHARED, MAP_FIXED), isDescriptor(4, device)});
+        allowMapping(filter, device);
     }
     filter.allow(SCMP_SYS(poll));
     filter.allow(SCMP_SYS(ppoll));
 }
 
 /// Its machine code lies in ordinary memory, so with it, code can be made of data. It is for tests.
+/// Since 24 all memory that it makes for buffers lies in one file that is in no folder and grows
+/// with each of them, up to the limit for files.
 void allowSoftwareDriver(Filter& filter) {
     for (const std::uint64_t rights : {PROT_READ, PROT_READ | PROT_EXEC})
         filter.allow(SCMP_SYS(mprotect), {equals(2, rights)});
+    for (const int memory : openDescriptors(isDriverMemory)) {
+        filter.allow(SCMP_SYS(ftruncate), {isDescriptor(0, memory)});
+        allowMapping(filter, memory);
+    }
 }
 
 } // namespace
