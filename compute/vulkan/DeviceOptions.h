@@ -25,6 +25,8 @@ struct DeviceOptions {
     /// How often private memory in the device's own is written back, so that it outlives the
     /// device; none: never.
     std::optional<std::chrono::milliseconds> snapshotInterval = std::chrono::seconds(1);
+    /// Nothing will be run: for drivers that compile for a device which is not there.
+    bool onlyCompiles = false;
     /// After so many submissions the device is lost; 0 for never.
     std::uint32_t lostAfter = 0;
 };

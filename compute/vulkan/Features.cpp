@@ -120,7 +120,8 @@ bool Properties::hasExtension(const char* name) const {
 }
 
 std::string Properties::driverName() const {
-    return std::string(m_12.driverName) + ", " + m_12.driverInfo;
+    const std::string version = m_12.driverInfo; // some say nothing
+    return std::string(m_12.driverName) + (version.empty() ? "" : ", " + version);
 }
 
 std::uint64_t Properties::maxBufferBytes() const {

@@ -68,6 +68,9 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::create(std::string_view choi
     std::shared_ptr<const LogicalDevice> logical = SL42_TRY(LogicalDevice::create(chosen));
     std::shared_ptr<VulkanDevice> device(
         new VulkanDevice(std::move(instance), std::move(logical), options));
+    SL42_TRY_VOID(device->layOut());
+    if (options.onlyCompiles)
+        return device;
     SL42_TRY_VOID(device->open());
     SL42_TRY_VOID(device->warmUp());
     return device;
@@ -84,10 +87,11 @@ VulkanDevice::VulkanDevice(std::unique_ptr<Instance> instance,
       m_lostAfter(options.lostAfter) {}
 
 VulkanDevice::~VulkanDevice() {
-    vkDeviceWaitIdle(m_logical->get());
+    if (m_inFlight && m_inFlight->last() > 0)
+        vkDeviceWaitIdle(m_logical->get());
 }
 
-Result<void> VulkanDevice::open() {
+Result<void> VulkanDevice::layOut() {
     const VkPushConstantRange constants{VK_SHADER_STAGE_COMPUTE_BIT, 0,
                                         sizeof(spirv::PushConstants)};
     VkPipelineLayoutCreateInfo info{};
@@ -103,9 +107,13 @@ Result<void> VulkanDevice::open() {
     SL42_TRY_VOID(check(vkCreatePipelineLayout(m_logical->get(), &info, nullptr, &made),
                         "lay out arguments"));
     m_layout = {m_logical->get(), made};
+    return {};
+}
+
+Result<void> VulkanDevice::open() {
     m_place = SL42_TRY(m_logical->allocate(sizeof(WorkPlace)));
     std::memset(m_place.data, 0, sizeof(WorkPlace));
-    m_inFlight = SL42_TRY(InFlight::create(m_logical, made, m_lostAfter));
+    m_inFlight = SL42_TRY(InFlight::create(m_logical, m_layout.get(), m_lostAfter));
     return {};
 }
 

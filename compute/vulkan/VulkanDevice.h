@@ -65,6 +65,7 @@ public:
 private:
     VulkanDevice(std::unique_ptr<Instance> instance, std::shared_ptr<const LogicalDevice> logical,
                  const DeviceOptions& options);
+    platform::Result<void> layOut();
     platform::Result<void> open();
     /// Has the driver make and run a shader, so that it has loaded all that it needs for that.
     platform::Result<void> warmUp();
