@@ -205,8 +205,9 @@ bool isDriverMemory(int descriptor) {
 }
 
 void allowMapping(Filter& filter, int descriptor) {
-    filter.allow(SCMP_SYS(mmap), {equals(2, PROT_READ | PROT_WRITE),
-                                  flags(3, MAP_SHARED, MAP_FIXED), isDescriptor(4, descriptor)});
+    for (const std::uint64_t rights : {PROT_READ, PROT_WRITE, PROT_READ | PROT_WRITE})
+        filter.allow(SCMP_SYS(mmap), {equals(2, rights), flags(3, MAP_SHARED, MAP_FIXED),
+                                      isDescriptor(4, descriptor)});
 }
 
 /// A driver has opened its files before, and gets no others. What it asks its device for is between

@@ -83,6 +83,9 @@ void Submission::separate() {
 void Submission::mark(WorkPlace place, VkBuffer buffer) {
     separate();
     vkCmdUpdateBuffer(m_commands, buffer, 0, sizeof place, &place);
+    // Not only at the end: if what follows never ends, it is to be found out of the caches.
+    barrier(VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT,
+            VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
 }
 
 // ---- dispatches ---------------------------------------------------------------------------------

@@ -101,6 +101,7 @@ platform::Result<void> ShaderRunner::State::makeDevice() {
     VkPhysicalDeviceFeatures2 all{.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_FEATURES_2,
                                   .pNext = &thirteen};
     vkGetPhysicalDeviceFeatures2(physical, &all);
+    features.float16 = twelve.shaderFloat16 != 0 && floats.shaderRoundingModeRTEFloat16 != 0;
     features.float64 = all.features.shaderFloat64 != 0;
     features.int64Atomics = twelve.shaderBufferInt64Atomics != 0;
     features.preservesNan = floats.shaderSignedZeroInfNanPreserveFloat32 != 0;

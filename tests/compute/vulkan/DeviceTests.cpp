@@ -489,4 +489,25 @@ TEST(DeviceTests, TooLargeABufferIsRefusedInOneLine) {
     EXPECT_EQ(adopted.error().message, "The device takes buffers of at most 2048 MB");
 }
 
+TEST_P(DeviceTest, WhatNoDescriptorCanBeOfIsRefusedInOneLine) {
+    auto shader = test::countShader();
+    shader.describedBuffers = {{.slot = 0, .alignment = 16}};
+    const auto count = kernel(shader, {buffer(0)});
+    const auto errorAt = [&](const Memory& memory, std::size_t offset) {
+        Bindings bindings;
+        bindings.buffers[0] = memory->data() + offset;
+        device->begin(1, {});
+        count->run(bindings, {1, 1, 1}, {1, 1, 1});
+        const auto finished = finish();
+        return finished ? std::string() : finished.error().message;
+    };
+    const Memory small = memory(100);
+    EXPECT_EQ(errorAt(small, 16), "");
+    EXPECT_EQ(errorAt(small, 20), "A buffer is bound at an offset that is not a multiple of 16, as "
+                                  "its numbers ask for");
+    const Memory large = memory((32 << 20) + 1000);
+    EXPECT_EQ(errorAt(large, 0), "This device has buffers of at most 128 MB for kernels");
+    EXPECT_EQ(errorAt(large, 4096), "");
+}
+
 } // namespace
