@@ -53,6 +53,8 @@ void replacePointers(Lowering& lowering, llvm::Function& old) {
         call->replaceAllUsesWith(result);
         call->eraseFromParent();
     }
+    // The next function may come to lie where this one did.
+    lowering.analyses.functions().clear(old, old.getName());
     old.eraseFromParent();
 }
 

@@ -42,13 +42,21 @@ ConstantValues constantsOf(const kernel::Program& program) {
     return values;
 }
 
-void translateAll(const std::filesystem::path& path, const std::string& text) {
-    const auto program = metal::compile(text);
-    ASSERT_TRUE(program) << path << program.error().message;
-    for (const kernel::KernelDeclaration& declaration : program->kernels) {
-        const auto made = spirv::translate(*program, declaration.name, constantsOf(*program),
-                                           {.float64 = true, .int64Atomics = true},
-                                           *kernel::CompilerOptions::fromEnvironment());
+constexpr spirv::Features modest{.float64 = true, .int64Atomics = true};
+constexpr spirv::Features rich{.float16 = true,
+                               .float64 = true,
+                               .int64Atomics = true,
+                               .floatAtomicAdd = true,
+                               .preservesNan = true,
+                               .roundsToEven = true,
+                               .descriptors = true,
+                               .subgroupThreads = 32};
+
+void translateFor(const spirv::Features& features, const kernel::Program& program,
+                  const std::filesystem::path& path) {
+    for (const kernel::KernelDeclaration& declaration : program.kernels) {
+        const auto made = spirv::translate(program, declaration.name, constantsOf(program),
+                                           features, *kernel::CompilerOptions::fromEnvironment());
         if (!made) {
             ADD_FAILURE() << path << " " << declaration.name << ": " << made.error().message;
             continue;
@@ -56,6 +64,13 @@ void translateAll(const std::filesystem::path& path, const std::string& text) {
         const auto valid = spirv::validate(made->shader.words);
         EXPECT_TRUE(valid) << path << " " << declaration.name << ": " << valid.error().message;
     }
+}
+
+void translateAll(const std::filesystem::path& path, const std::string& text) {
+    const auto program = metal::compile(text);
+    ASSERT_TRUE(program) << path << program.error().message;
+    translateFor(modest, *program, path);
+    translateFor(rich, *program, path);
 }
 
 TEST(Examples, BecomeShaders) {
