@@ -54,12 +54,17 @@ private:
     host::HostBackend m_backend;
 };
 
+/// What the validation layer says of a program counts as a crash.
+void complain(const char* message) {
+    platform::fatalError(message);
+}
+
 class Graphics final : public Backend {
 public:
     explicit Graphics(kernel::CompilerOptions options)
         : m_options(std::move(options)),
           m_device(orFatal(vulkan::VulkanDevice::create("vulkan:llvmpipe",
-                                                        vulkan::optionsOfEnvironment(nullptr)))) {}
+                                                        vulkan::optionsOfEnvironment(complain)))) {}
 
     Result<std::shared_ptr<Kernel>> build(const kernel::Program& program) const override {
         auto made = SL42_TRY(spirv::translate(program, kernelName, {},
