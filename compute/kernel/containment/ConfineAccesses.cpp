@@ -3,12 +3,12 @@
 #include "compute/kernel/containment/ConfineAccesses.h"
 
 #include "compute/kernel/containment/AddressRanges.h"
+#include "compute/kernel/containment/SeenPointers.h"
 #include "compute/memory/KernelAddresses.h"
 
 #include <llvm/ADT/SetVector.h>
 #include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/InstIterator.h>
-#include <llvm/IR/IntrinsicInst.h>
 #include <llvm/IR/Module.h>
 #include <llvm/IR/Operator.h>
 
@@ -60,19 +60,6 @@ Roots findRoots(llvm::Function& function) {
     return roots;
 }
 
-/// Whether this use may end in an access through the pointer, also by way of a list, as opposed to
-/// one that only looks at its value.
-bool isFollowed(const llvm::Use& use, const llvm::DataLayout& layout) {
-    const llvm::User* user = use.getUser();
-    if (listWrittenBy(use, layout) != nullptr)
-        return true;
-    if (llvm::isa<llvm::StoreInst, llvm::AtomicRMWInst, llvm::AtomicCmpXchgInst>(user))
-        return use.getOperandNo() == (llvm::isa<llvm::StoreInst>(user) ? 1 : 0);
-    return llvm::isa<llvm::LoadInst, llvm::GEPOperator, llvm::PHINode, llvm::SelectInst,
-                     llvm::FreezeInst, llvm::InsertElementInst, llvm::ExtractElementInst,
-                     llvm::ShuffleVectorInst, llvm::CallBase>(user);
-}
-
 llvm::Constant* startOfRegion(llvm::LLVMContext& context) {
     return llvm::ConstantExpr::getIntToPtr(
         llvm::ConstantInt::get(llvm::Type::getInt64Ty(context), memory::regionStart),
@@ -87,8 +74,12 @@ llvm::Value* addressInRegion(llvm::IRBuilder<>& builder, llvm::Value* pointer) {
     return builder.CreateGEP(builder.getInt8Ty(), startOfRegion(builder.getContext()), offset);
 }
 
-/// Whether the operand is the root, or a constant address that is computed from it.
+/// Whether the operand is the root, or a constant address that is computed from it, or a vector of
+/// one of these.
 bool isMadeOf(const llvm::Value* operand, const llvm::Constant& root) {
+    if (const auto* vector = llvm::dyn_cast<llvm::Constant>(operand);
+        vector != nullptr && vector->getType()->isVectorTy() && vector->getSplatValue() != nullptr)
+        return vector == &root || isMadeOf(vector->getSplatValue(), root);
     while (const auto* step = llvm::dyn_cast<llvm::ConstantExpr>(operand)) {
         if (operand == &root || step->getOpcode() != llvm::Instruction::GetElementPtr)
             break;
@@ -98,12 +89,13 @@ bool isMadeOf(const llvm::Value* operand, const llvm::Constant& root) {
 }
 
 /// For a root that is null or a fixed integer: nothing is there, so the region's start will do.
-void confineConstant(const llvm::Constant& root, llvm::Function& function) {
-    const llvm::DataLayout& layout = function.getParent()->getDataLayout();
+void confineConstant(const llvm::Constant& root, llvm::Function& function,
+                     const SeenPointers& seen) {
     llvm::Constant* nowhere = startOfRegion(function.getContext());
     for (llvm::Instruction& instruction : llvm::instructions(function))
         for (llvm::Use& operand : instruction.operands()) {
-            if (!isMadeOf(operand.get(), root) || !isFollowed(operand, layout))
+            if (!operand->getType()->isPtrOrPtrVectorTy() || !isMadeOf(operand.get(), root) ||
+                !seen.isFollowed(operand))
                 continue;
             auto* vector = llvm::dyn_cast<llvm::VectorType>(operand->getType());
             operand.set(vector != nullptr
@@ -112,10 +104,9 @@ void confineConstant(const llvm::Constant& root, llvm::Function& function) {
         }
 }
 
-void confine(llvm::Value& root, llvm::Function& function) {
-    const llvm::DataLayout& layout = function.getParent()->getDataLayout();
+void confine(llvm::Value& root, llvm::Function& function, const SeenPointers& seen) {
     if (const auto* constant = llvm::dyn_cast<llvm::Constant>(&root))
-        return confineConstant(*constant, function);
+        return confineConstant(*constant, function, seen);
     llvm::IRBuilder<> builder(function.getContext());
     if (auto* instruction = llvm::dyn_cast<llvm::Instruction>(&root))
         builder.SetInsertPoint(
@@ -125,7 +116,7 @@ void confine(llvm::Value& root, llvm::Function& function) {
         builder.SetInsertPointPastAllocas(&function);
     builder.SetCurrentDebugLocation({});
     llvm::Value* confined = addressInRegion(builder, &root);
-    root.replaceUsesWithIf(confined, [&](const llvm::Use& use) { return isFollowed(use, layout); });
+    root.replaceUsesWithIf(confined, [&](const llvm::Use& use) { return seen.isFollowed(use); });
 }
 
 } // namespace
@@ -133,12 +124,14 @@ void confine(llvm::Value& root, llvm::Function& function) {
 void confineAccesses(llvm::Function& function) {
     // What is added to a pointer that one step has confined may lead too far again.
     constexpr unsigned maxSteps = 8;
+    SeenPointers seen(function);
     for (unsigned step = 0; step < maxSteps; ++step) {
         const Roots roots = findRoots(function);
         if (roots.empty())
             return;
+        seen.keep(roots.getArrayRef());
         for (llvm::Value* root : roots)
-            confine(*root, function);
+            confine(*root, function, seen);
     }
 }
 
