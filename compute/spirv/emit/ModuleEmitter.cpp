@@ -207,6 +207,7 @@ Id ModuleEmitter::initialValue(unsigned number, Id type) {
     if (variable.storage != Variable::Storage::Constant)
         return 0;
     std::vector<std::uint32_t> values;
+    values.reserve(variable.values.size());
     for (const llvm::Constant* value : variable.values)
         values.push_back(constant(*value));
     return m_code.constant(Op::OpConstantComposite, type, values);

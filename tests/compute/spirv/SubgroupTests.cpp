@@ -40,7 +40,7 @@ std::uint32_t reduced(Group group, const Combine& combine, std::uint32_t neutral
     for (std::size_t half = group.size() / 2; half > 0; half /= 2)
         for (std::size_t i = 0; i < half; ++i)
             group[i] = combine(group[i].value_or(neutral), group[i + half].value_or(neutral));
-    return *group[0];
+    return group[0].value_or(neutral);
 }
 
 /// Of those up to `last`, joined with their neighbours before them first.
@@ -66,7 +66,7 @@ struct Function {
     bool isOfQuads = false;
 };
 
-Function reduction(std::string text, Combine combine, std::uint32_t neutral) {
+Function reduction(std::string text, const Combine& combine, std::uint32_t neutral) {
     const bool isOfQuads = text.find("quad_") != std::string::npos;
     return {
         std::move(text),
@@ -74,7 +74,7 @@ Function reduction(std::string text, Combine combine, std::uint32_t neutral) {
         isOfQuads};
 }
 
-Function scan(std::string text, Combine combine, std::uint32_t neutral) {
+Function scan(std::string text, const Combine& combine, std::uint32_t neutral) {
     const bool isOfQuads = text.find("quad_") != std::string::npos;
     const std::ptrdiff_t less = text.find("exclusive") != std::string::npos ? 1 : 0;
     return {std::move(text),
@@ -87,7 +87,8 @@ Function scan(std::string text, Combine combine, std::uint32_t neutral) {
 std::uint32_t ballot(const Group& group, std::uint32_t bits) {
     std::uint32_t result = 0;
     for (std::size_t i = 0; i < group.size(); ++i)
-        result |= group[i].has_value() && (*group[i] & bits) == bits ? 1U << i : 0;
+        if (const auto& one = group[i]; one.has_value() && (*one & bits) == bits)
+            result |= 1U << i;
     return result;
 }
 
