@@ -23,6 +23,7 @@ struct Construct {
     const char* name;
     std::string body; ///< of a kernel with `out`, `in` and `i`
     std::vector<std::pair<const char*, unsigned>> expected; ///< patterns, and how often at least
+    // NOLINTNEXTLINE(readability-redundant-member-init): most constructs leave it out
     std::vector<const char*> absent = {};
 };
 

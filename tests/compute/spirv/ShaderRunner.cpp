@@ -339,6 +339,7 @@ platform::Result<void> ShaderRunner::run(const Shader& shader, Arguments argumen
     }
     VkPipeline pipeline = SL42_TRY(m_state->makePipeline(shader, {width, 1, 1, threadgroupBytes}));
     std::vector<BufferRecord> described;
+    described.reserve(shader.describedBuffers.size());
     for (const DescribedBuffer& one : shader.describedBuffers)
         described.push_back(arguments.bindings[one.slot]);
     auto done = m_state->submit(pipeline, push, described, groups);
