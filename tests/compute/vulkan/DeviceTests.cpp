@@ -247,9 +247,16 @@ TEST_P(DeviceTest, BuffersCanBeBoundWithinAndEndWhereTheyEnd) {
 }
 
 TEST_P(DeviceTest, SubgroupsAreFullWhereAShaderRequiresThat) {
-    device = open({.alwaysCopies = GetParam(), .subgroupThreads = 8});
-    ASSERT_EQ(device->logical().physical().features.subgroupThreads, 8U);
-    const auto sum = kernel(test::subgroupSumShader(), {buffer(0)});
+    // 4, 8 or 16, as the processor's vectors are.
+    VkPhysicalDeviceSubgroupProperties subgroups{};
+    subgroups.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SUBGROUP_PROPERTIES;
+    VkPhysicalDeviceProperties2 properties{};
+    properties.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_PROPERTIES_2;
+    properties.pNext = &subgroups;
+    vkGetPhysicalDeviceProperties2(device->logical().physical().handle, &properties);
+    device = open({.alwaysCopies = GetParam(), .subgroupThreads = subgroups.subgroupSize});
+    ASSERT_EQ(device->logical().physical().features.subgroupThreads, subgroups.subgroupSize);
+    const auto sum = kernel(test::subgroupSumShader(subgroups.subgroupSize), {buffer(0)});
     const Memory sums = memory(10);
     Bindings bindings;
     bindings.buffers[0] = sums->data();

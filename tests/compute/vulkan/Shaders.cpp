@@ -46,10 +46,10 @@ Shader slowShader() {
     return shaderOf(wordsSlow);
 }
 
-Shader subgroupSumShader() {
+Shader subgroupSumShader(std::uint32_t subgroupThreads) {
     Shader shader = shaderOf(wordsSubgroupSum);
     shader.runsInGroups = true;
-    shader.requirements.subgroupThreads = 8;
+    shader.requirements.subgroupThreads = subgroupThreads;
     return shader;
 }
 

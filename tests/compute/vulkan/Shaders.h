@@ -6,6 +6,8 @@
 
 #include "compute/spirv/ShaderInterface.h"
 
+#include <cstdint>
+
 namespace test {
 
 compute::spirv::Shader countShader();
@@ -13,7 +15,7 @@ compute::spirv::Shader doubleShader();
 compute::spirv::Shader followShader();
 compute::spirv::Shader groupSumShader();
 compute::spirv::Shader slowShader();
-compute::spirv::Shader subgroupSumShader();
+compute::spirv::Shader subgroupSumShader(std::uint32_t subgroupThreads);
 compute::spirv::Shader wildShader();
 
 } // namespace test

@@ -1,6 +1,6 @@
 #version 460
 // Works in threadgroups: buffer 0 gets, for each of them, the sum of its threads' numbers, which
-// subgroups of 8 threads give where all are full.
+// subgroups of 4, 8 or 16 threads give where all are full. Those here have 48 threads or 38.
 #extension GL_GOOGLE_include_directive : require
 #extension GL_KHR_shader_subgroup_ballot : require
 #include "Interface.glsl"
@@ -10,7 +10,7 @@ void main() {
     if (group >= constants.end)
         return;
     uint number = gl_LocalInvocationIndex;
-    if (gl_WorkGroupSize.x % 8 == 0) {
+    if (gl_WorkGroupSize.x % 16 == 0) {
         uint threads = subgroupBallotBitCount(subgroupBallot(true));
         number = gl_SubgroupID * threads + gl_SubgroupInvocationID;
     }
