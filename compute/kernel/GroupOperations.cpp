@@ -46,6 +46,38 @@ llvm::Value* combine(llvm::IRBuilderBase& builder, Combination combination, llvm
     llvm_unreachable("unhandled combination");
 }
 
+llvm::Constant* neutralElement(Combination combination, llvm::Type* type) {
+    const unsigned bits = type->getScalarSizeInBits();
+    const auto word = [&](const llvm::APInt& value) {
+        return llvm::ConstantInt::get(type->getContext(), value);
+    };
+    switch (combination) {
+    case Combination::Add:
+    case Combination::UnsignedMax:
+    case Combination::Or:
+    case Combination::Xor:
+        return word(llvm::APInt::getZero(bits));
+    case Combination::Multiply:
+        return word(llvm::APInt(bits, 1));
+    case Combination::SignedMin:
+        return word(llvm::APInt::getSignedMaxValue(bits));
+    case Combination::SignedMax:
+        return word(llvm::APInt::getSignedMinValue(bits));
+    case Combination::UnsignedMin:
+    case Combination::And:
+        return word(llvm::APInt::getAllOnes(bits));
+    case Combination::FloatAdd:
+        return llvm::ConstantFP::getZero(type);
+    case Combination::FloatMultiply:
+        return llvm::ConstantFP::get(type, 1);
+    case Combination::FloatMin:
+        return llvm::ConstantFP::getInfinity(type);
+    case Combination::FloatMax:
+        return llvm::ConstantFP::getInfinity(type, /*Negative=*/true);
+    }
+    llvm_unreachable("unhandled combination");
+}
+
 GroupOperation groupOperation(const llvm::Function& function) {
     llvm::StringRef name = function.getName();
     if (!function.isDeclaration() || !name.consume_front("__sl42_"))

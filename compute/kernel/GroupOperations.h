@@ -74,6 +74,13 @@ enum class Combination : std::uint8_t {
 llvm::Value* combine(llvm::IRBuilderBase& builder, Combination combination, llvm::Value* a,
                      llvm::Value* b);
 
+constexpr bool isOfFloats(Combination combination) {
+    return combination >= Combination::FloatAdd;
+}
+/// What changes nothing when it is combined with another number of this type: an integer, or float
+/// for the combinations of floats.
+llvm::Constant* neutralElement(Combination combination, llvm::Type* type);
+
 GroupOperation groupOperation(const llvm::Function& function);
 /// None for anything but a call of such a function.
 GroupOperation groupOperation(const llvm::Value& value);

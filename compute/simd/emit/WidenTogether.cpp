@@ -130,45 +130,15 @@ private:
                    : lanes();
     }
 
-    static bool isFloat(Combination by) { return by >= Combination::FloatAdd; }
-
     llvm::Constant* neutral(Combination by) {
-        llvm::Type* type = isFloat(by) ? m_builder.getFloatTy() : m_call.getType();
-        const unsigned bits = type->getScalarSizeInBits();
-        const auto word = [&](const llvm::APInt& value) {
-            return llvm::ConstantInt::get(m_builder.getContext(), value);
-        };
-        switch (by) {
-        case Combination::Add:
-        case Combination::UnsignedMax:
-        case Combination::Or:
-        case Combination::Xor:
-            return word(llvm::APInt::getZero(bits));
-        case Combination::Multiply:
-            return word(llvm::APInt(bits, 1));
-        case Combination::SignedMin:
-            return word(llvm::APInt::getSignedMaxValue(bits));
-        case Combination::SignedMax:
-            return word(llvm::APInt::getSignedMinValue(bits));
-        case Combination::UnsignedMin:
-        case Combination::And:
-            return word(llvm::APInt::getAllOnes(bits));
-        case Combination::FloatAdd:
-            return llvm::ConstantFP::getZero(type);
-        case Combination::FloatMultiply:
-            return llvm::ConstantFP::get(type, 1);
-        case Combination::FloatMin:
-            return llvm::ConstantFP::getInfinity(type);
-        case Combination::FloatMax:
-            return llvm::ConstantFP::getInfinity(type, /*Negative=*/true);
-        }
-        llvm_unreachable("unhandled combination");
+        return kernel::neutralElement(by, kernel::isOfFloats(by) ? m_builder.getFloatTy()
+                                                                 : m_call.getType());
     }
 
     /// The vector to combine, with the neutral element in lanes that do not take part.
     llvm::Value* operands(Combination by) {
         llvm::Value* all = argument(0);
-        if (isFloat(by))
+        if (kernel::isOfFloats(by))
             all = m_builder.CreateBitCast(all, m_builder.wideType(m_builder.getFloatTy()));
         return m_builder.CreateSelect(m_mask, all, m_builder.broadcast(neutral(by)));
     }

@@ -35,33 +35,6 @@ llvm::StringRef nameOf(GroupOperation operation) {
     return "nothing";
 }
 
-std::uint32_t neutralBits(Combination combination) {
-    switch (combination) {
-    case Combination::Add:
-    case Combination::UnsignedMax:
-    case Combination::Or:
-    case Combination::Xor:
-    case Combination::FloatAdd:
-        return 0;
-    case Combination::Multiply:
-        return 1;
-    case Combination::SignedMin:
-        return 0x7fffffff;
-    case Combination::SignedMax:
-        return 0x80000000;
-    case Combination::UnsignedMin:
-    case Combination::And:
-        return 0xffffffff;
-    case Combination::FloatMultiply:
-        return 0x3f800000;
-    case Combination::FloatMin:
-        return 0x7f800000;
-    case Combination::FloatMax:
-        return 0xff800000;
-    }
-    return 0;
-}
-
 /// The lane whose turn it is, and whether it is one that the collective is about.
 std::pair<llvm::Value*, llvm::Value*> laneAt(Builder& builder, const Collective& collective,
                                              llvm::Value* own, llvm::Value* turn) {
@@ -101,7 +74,9 @@ std::string Collective::name() const {
 }
 
 llvm::Value* Collective::neutral(Builder& builder) const {
-    return builder.getInt32(neutralBits(combination));
+    llvm::Type* word = builder.getInt32Ty();
+    return builder.CreateBitCast(
+        kernel::neutralElement(combination, isExact() ? word : builder.getFloatTy()), word);
 }
 
 llvm::Value* Collective::combine(Builder& builder, llvm::Value* a, llvm::Value* b) const {

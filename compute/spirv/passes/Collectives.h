@@ -26,7 +26,7 @@ struct Collective {
     std::string name() const;
     bool isScan() const { return operation == kernel::GroupOperation::Scan; }
     /// Whether the order of the threads makes no difference.
-    bool isExact() const { return combination < kernel::Combination::FloatAdd; }
+    bool isExact() const { return !kernel::isOfFloats(combination); }
     /// Threads that are combined.
     unsigned width() const { return isOfQuads ? kernel::quadgroupThreads : lanes; }
     /// What threads count as that do not take part.
