@@ -2,10 +2,7 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/BreakOutOfLoops.h"
 
-#include "compute/spirv/passes/ReloadBehindLoops.h"
-
-#include <llvm/IR/Dominators.h>
-#include <llvm/Transforms/Utils/LoopUtils.h>
+#include "compute/spirv/passes/Loops.h"
 
 namespace compute::spirv {
 namespace {
@@ -112,19 +109,12 @@ void removeSinglePhis(llvm::Function& function) {
 } // namespace
 
 platform::Result<void> breakOutOfLoops(Lowering& lowering) {
-    for (llvm::Function& function : lowering.module) {
-        if (function.isDeclaration())
-            continue;
-        llvm::DominatorTree dominators(function);
-        llvm::LoopInfo loops(dominators);
-        for (llvm::Loop* loop : loops)
-            llvm::formLCSSARecursively(*loop, dominators, &loops, nullptr);
-        for (const llvm::Loop* loop : loops.getLoopsInPreorder())
-            if (!readsMemory(*loop))
-                FlaggedLoop(lowering, loops, *loop).run();
+    forEachLoop(lowering, [&](const llvm::Loop& loop, const llvm::LoopInfo& loops) {
+        if (!readsMemory(loop))
+            FlaggedLoop(lowering, loops, loop).run();
+    });
+    for (llvm::Function& function : lowering.module)
         removeSinglePhis(function);
-        lowering.analyses.forget(function);
-    }
     return {};
 }
 

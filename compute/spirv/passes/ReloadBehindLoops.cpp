@@ -2,20 +2,12 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/ReloadBehindLoops.h"
 
-#include <llvm/IR/Dominators.h>
+#include "compute/spirv/passes/Loops.h"
+
 #include <llvm/IR/Instructions.h>
-#include <llvm/Transforms/Utils/LoopUtils.h>
 
 namespace compute::spirv {
 namespace {
-
-bool hasAny(const llvm::Loop& loop, bool (llvm::Instruction::*property)() const) {
-    return llvm::any_of(loop.blocks(), [&](const llvm::BasicBlock* block) {
-        return llvm::any_of(*block, [&](const llvm::Instruction& instruction) {
-            return (instruction.*property)();
-        });
-    });
-}
 
 /// Chains of instructions that are looked through.
 constexpr unsigned deepest = 16;
@@ -90,26 +82,13 @@ private:
 
 } // namespace
 
-bool readsMemory(const llvm::Loop& loop) {
-    return hasAny(loop, &llvm::Instruction::mayReadFromMemory);
-}
-
 platform::Result<void> reloadBehindLoops(Lowering& lowering) {
-    for (llvm::Function& function : lowering.module) {
-        if (function.isDeclaration())
-            continue;
-        llvm::DominatorTree dominators(function);
-        llvm::LoopInfo loops(dominators);
-        for (llvm::Loop* loop : loops)
-            llvm::formLCSSARecursively(*loop, dominators, &loops, nullptr);
-        for (const llvm::Loop* loop : loops.getLoopsInPreorder()) {
-            llvm::BasicBlock* behind = loop->getUniqueExitBlock();
-            if (behind != nullptr && behind->getUniquePredecessor() != nullptr &&
-                !hasAny(*loop, &llvm::Instruction::mayWriteToMemory))
-                Reloading(lowering, *loop, *behind).run();
-        }
-        lowering.analyses.forget(function);
-    }
+    forEachLoop(lowering, [&](const llvm::Loop& loop, const llvm::LoopInfo&) {
+        llvm::BasicBlock* behind = loop.getUniqueExitBlock();
+        if (behind != nullptr && behind->getUniquePredecessor() != nullptr &&
+            !hasAny(loop, &llvm::Instruction::mayWriteToMemory))
+            Reloading(lowering, loop, *behind).run();
+    });
     return {};
 }
 

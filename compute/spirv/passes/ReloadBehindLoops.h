@@ -10,13 +10,7 @@
 
 #include "compute/spirv/passes/Lowering.h"
 
-#include <llvm/Analysis/LoopInfo.h>
-
 namespace compute::spirv {
-
-/// Whether a loop reads memory. Values of such loops get lost in more ways than are known here when
-/// it is left in several places, or before its latch.
-bool readsMemory(const llvm::Loop& loop);
 
 /// Never fails.
 platform::Result<void> reloadBehindLoops(Lowering& lowering);

@@ -2,7 +2,7 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/Structurise.h"
 
-#include "compute/spirv/passes/ReloadBehindLoops.h"
+#include "compute/spirv/passes/Loops.h"
 
 #include <llvm/ADT/PostOrderIterator.h>
 #include <llvm/ADT/SmallPtrSet.h>

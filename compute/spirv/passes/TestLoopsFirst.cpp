@@ -2,12 +2,10 @@
 // Part of Starloom 42.
 #include "compute/spirv/passes/TestLoopsFirst.h"
 
-#include "compute/spirv/passes/ReloadBehindLoops.h"
+#include "compute/spirv/passes/Loops.h"
 
 #include <llvm/Analysis/InstructionSimplify.h>
-#include <llvm/IR/Dominators.h>
 #include <llvm/Transforms/Utils/BasicBlockUtils.h>
-#include <llvm/Transforms/Utils/LoopUtils.h>
 
 namespace compute::spirv {
 namespace {
@@ -21,29 +19,28 @@ public:
           m_header(*loop.getHeader()),
           m_latch(*loop.getLoopLatch()) {}
 
-    /// False, with nothing changed, for a loop that has another form, may have no iteration for all
+    /// Changes nothing for a loop that has another form, may have no iteration for all
     /// that is known, or of which values are needed that the next iteration does not begin with.
-    bool moveToHeader() {
+    void moveToHeader() {
         auto* branch = llvm::dyn_cast<llvm::BranchInst>(m_latch.getTerminator());
         if (branch == nullptr)
-            return false;
+            return;
         m_test = llvm::dyn_cast<llvm::ICmpInst>(branch->getCondition());
         if (m_test == nullptr || !m_loop.contains(m_test))
-            return false;
+            return;
         const unsigned exit = m_loop.contains(branch->getSuccessor(0)) ? 1 : 0;
         llvm::BasicBlock& behind = *branch->getSuccessor(exit);
         llvm::PHINode* counted = phiThatBecomes(*m_test->getOperand(0));
         if (counted == nullptr || !m_loop.isLoopInvariant(m_test->getOperand(1)) ||
             !entersWith(*counted, exit))
-            return false;
+            return;
         llvm::SmallVector<llvm::Value*> values;
         for (llvm::PHINode& phi : behind.phis()) {
             values.push_back(atHeader(*phi.getIncomingValueForBlock(&m_latch), *counted, exit));
             if (values.back() == nullptr)
-                return false;
+                return;
         }
         move(*branch, *counted, exit, behind, values);
-        return true;
     }
 
 private:
@@ -109,18 +106,10 @@ bool endsInSeveralPlaces(const llvm::Loop& loop) {
 } // namespace
 
 platform::Result<void> testLoopsFirst(Lowering& lowering) {
-    for (llvm::Function& function : lowering.module) {
-        if (function.isDeclaration())
-            continue;
-        llvm::DominatorTree dominators(function);
-        llvm::LoopInfo loops(dominators);
-        for (llvm::Loop* loop : loops)
-            llvm::formLCSSARecursively(*loop, dominators, &loops, nullptr);
-        for (const llvm::Loop* loop : loops.getLoopsInPreorder())
-            if (endsInSeveralPlaces(*loop) && !readsMemory(*loop))
-                LatchTest(*loop, loops).moveToHeader();
-        lowering.analyses.forget(function);
-    }
+    forEachLoop(lowering, [](llvm::Loop& loop, llvm::LoopInfo& loops) {
+        if (endsInSeveralPlaces(loop) && !readsMemory(loop))
+            LatchTest(loop, loops).moveToHeader();
+    });
     return {};
 }
 
