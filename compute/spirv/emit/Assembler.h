@@ -19,6 +19,11 @@
 
 namespace compute::spirv {
 
+/// The word that stands for an enumerator of SPIR-V.
+constexpr std::uint32_t numberOf(auto value) {
+    return static_cast<std::uint32_t>(value);
+}
+
 using Id = std::uint32_t;
 
 class Assembler {

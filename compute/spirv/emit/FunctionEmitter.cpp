@@ -13,11 +13,6 @@ namespace {
 
 using spv::Op;
 
-template <class T>
-constexpr std::uint32_t numberOf(T value) {
-    return static_cast<std::uint32_t>(value);
-}
-
 /// Values that are others under another name, since pointers are numbers here.
 const llvm::Value* behind(const llvm::Value& value, const Features& features) {
     if (llvm::isa<llvm::FreezeInst, llvm::IntToPtrInst>(value))

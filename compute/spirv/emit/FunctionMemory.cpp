@@ -11,11 +11,6 @@ namespace {
 
 using spv::Op;
 
-template <class T>
-constexpr std::uint32_t numberOf(T value) {
-    return static_cast<std::uint32_t>(value);
-}
-
 unsigned constantOf(const llvm::Value& value) {
     return static_cast<unsigned>(llvm::cast<llvm::ConstantInt>(value).getZExtValue());
 }

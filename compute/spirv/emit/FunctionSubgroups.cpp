@@ -11,11 +11,6 @@ using kernel::Combination;
 using spv::Capability;
 using spv::Op;
 
-template <class T>
-constexpr std::uint32_t numberOf(T value) {
-    return static_cast<std::uint32_t>(value);
-}
-
 /// Of integers.
 std::optional<Op> opcodeOf(Combination combination) {
     switch (combination) {

@@ -11,10 +11,6 @@ namespace {
 
 using spv::Op;
 
-std::uint32_t numberOf(auto value) {
-    return static_cast<std::uint32_t>(value);
-}
-
 std::vector<std::uint32_t> wordsOf(const llvm::APInt& bits) {
     std::vector<std::uint32_t> words{static_cast<std::uint32_t>(
         bits.extractBitsAsZExtValue(std::min(32U, bits.getBitWidth()), 0))};
