@@ -47,18 +47,16 @@ void Features::link(bool withAtomicFloat, bool withRobustness, bool withReconver
     m_reconvergence.sType =
         VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SHADER_SUBGROUP_UNIFORM_CONTROL_FLOW_FEATURES_KHR;
     joinUp(m_features, m_11, m_12, m_13);
-    if (withAtomicFloat) {
-        m_atomicFloat.pNext = m_13.pNext;
-        m_13.pNext = &m_atomicFloat;
-    }
-    if (withRobustness) {
-        m_robustness.pNext = m_13.pNext;
-        m_13.pNext = &m_robustness;
-    }
-    if (withReconvergence) {
-        m_reconvergence.pNext = m_13.pNext;
-        m_13.pNext = &m_reconvergence;
-    }
+    const auto add = [&](auto& features) {
+        features.pNext = m_13.pNext;
+        m_13.pNext = &features;
+    };
+    if (withAtomicFloat)
+        add(m_atomicFloat);
+    if (withRobustness)
+        add(m_robustness);
+    if (withReconvergence)
+        add(m_reconvergence);
 }
 
 Features::Features(VkPhysicalDevice device) {
