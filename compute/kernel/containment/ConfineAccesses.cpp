@@ -74,20 +74,6 @@ llvm::Value* addressInRegion(llvm::IRBuilder<>& builder, llvm::Value* pointer) {
     return builder.CreateGEP(builder.getInt8Ty(), startOfRegion(builder.getContext()), offset);
 }
 
-/// Whether the operand is the root, or a constant address that is computed from it, or a vector of
-/// one of these.
-bool isMadeOf(const llvm::Value* operand, const llvm::Constant& root) {
-    if (const auto* vector = llvm::dyn_cast<llvm::Constant>(operand);
-        vector != nullptr && vector->getType()->isVectorTy() && vector->getSplatValue() != nullptr)
-        return vector == &root || isMadeOf(vector->getSplatValue(), root);
-    while (const auto* step = llvm::dyn_cast<llvm::ConstantExpr>(operand)) {
-        if (operand == &root || step->getOpcode() != llvm::Instruction::GetElementPtr)
-            break;
-        operand = step->getOperand(0);
-    }
-    return operand == &root;
-}
-
 /// For a root that is null or a fixed integer: nothing is there, so the region's start will do.
 void confineConstant(const llvm::Constant& root, llvm::Function& function,
                      const SeenPointers& seen) {

@@ -23,12 +23,6 @@ llvm::Instruction* mergeOf(llvm::Value* value) {
     return isMerge ? instruction : nullptr;
 }
 
-bool isSplatOf(const llvm::Value* value, llvm::ArrayRef<llvm::Value*> roots) {
-    const auto* constant = llvm::dyn_cast<llvm::Constant>(value);
-    return constant != nullptr && constant->getType()->isVectorTy() &&
-           llvm::is_contained(roots, constant->getSplatValue());
-}
-
 /// All merges that one of the roots flows into.
 llvm::SmallSetVector<llvm::Instruction*, 8> mergesBehind(llvm::Function& function,
                                                          llvm::ArrayRef<llvm::Value*> roots) {
@@ -36,7 +30,8 @@ llvm::SmallSetVector<llvm::Instruction*, 8> mergesBehind(llvm::Function& functio
     for (llvm::Instruction& instruction : llvm::instructions(function))
         if (mergeOf(&instruction) != nullptr &&
             llvm::any_of(instruction.operands(), [&](const llvm::Use& operand) {
-                return llvm::is_contained(roots, operand.get()) || isSplatOf(operand, roots);
+                return llvm::any_of(
+                    roots, [&](const llvm::Value* root) { return isMadeOf(operand, *root); });
             }))
             merges.insert(&instruction);
     for (std::size_t i = 0; i < merges.size(); ++i)
@@ -66,6 +61,19 @@ bool isPassedValue(const llvm::Use& use) {
 }
 
 } // namespace
+
+bool isMadeOf(const llvm::Value* operand, const llvm::Value& root) {
+    const auto* vector = llvm::dyn_cast<llvm::Constant>(operand);
+    if (operand != &root && vector != nullptr && vector->getType()->isVectorTy() &&
+        vector->getSplatValue() != nullptr)
+        return isMadeOf(vector->getSplatValue(), root);
+    while (const auto* step = llvm::dyn_cast<llvm::ConstantExpr>(operand)) {
+        if (operand == &root || step->getOpcode() != llvm::Instruction::GetElementPtr)
+            break;
+        operand = step->getOperand(0);
+    }
+    return operand == &root;
+}
 
 bool SeenPointers::isFollowed(const llvm::Use& use) const {
     const llvm::User* user = use.getUser();

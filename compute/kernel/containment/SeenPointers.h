@@ -12,6 +12,10 @@
 
 namespace compute::kernel {
 
+/// Whether the operand is the root, or a constant address that is computed from it, or a vector of
+/// one of these.
+bool isMadeOf(const llvm::Value* operand, const llvm::Value& root);
+
 class SeenPointers {
 public:
     explicit SeenPointers(llvm::Function& function) : m_function(function) {}
